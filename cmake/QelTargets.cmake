@@ -1,0 +1,40 @@
+# What every target of the house is compiled with.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+set(QEL_SANITIZE "" CACHE STRING "Value for -fsanitize=, empty for none")
+if(QEL_SANITIZE)
+    add_compile_options(-fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${QEL_SANITIZE})
+endif()
+
+# The house's one list of warnings, and the flags that keep single-precision results the same in
+# every build: no contraction of a multiply and an add into one rounding.
+function(qel_target_defaults target)
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+        $<$<BOOL:${QEL_WARNINGS_AS_ERRORS}>:-Werror>
+        -ffp-contract=off)
+    set_target_properties(${target} PROPERTIES
+        C_VISIBILITY_PRESET hidden
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+endfunction()
+
+# qel_add_tests(name SOURCES files... [LIBRARIES targets...] [DEFINITIONS defs...])
+# A GoogleTest executable, every TEST of it known to ctest under its own name.
+function(qel_add_tests name)
+    cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;DEFINITIONS" ${ARGN})
+    add_executable(${name} ${arg_SOURCES})
+    qel_target_defaults(${name})
+    target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS})
+    target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gtest GTest::gtest_main)
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+endfunction()

@@ -1,0 +1,236 @@
+/*
+ * QelAudioAnalysis: audio feature extraction for music.
+ *
+ * The whole public interface: twelve functions with C linkage over an opaque handle.
+ *
+ * Life of a handle
+ *
+ *   1. QelAudioAnalysisNew          name what is wanted as a list of keys, give the data callback
+ *   2. QelAudioAnalysisInitialize   give the stream's format, the largest push, the length if known
+ *   3. QelAudioAnalysisSetParameter (optional; parameters belong to what initialization builds)
+ *   4. QelAudioAnalysisPushAudio    any number of times; per-frame results arrive while it runs
+ *   5. QelAudioAnalysisProcess      with flush 1 at the end; whole-stream results arrive
+ *   6. QelAudioAnalysisDispose
+ *
+ * QelAudioAnalysisReset starts a new stream with the same setup: after it, go on at 3 or 4.
+ *
+ * Results arrive in the data callback as an array of blocks, frame-major: the block of frame f and
+ * channel c stands at f * channels + c. Most keys deliver one frame per call, so that the count is
+ * the number of channels. Blocks and payloads belong to the library and live only until the
+ * callback returns: copy what you keep. docs/keys.md tells the payload of every key.
+ *
+ * Threads: the library starts none and locks nothing. One handle is for one thread at a time;
+ * different handles may be used in different threads at once. Every callback runs on the caller's
+ * thread, inside the call that caused it.
+ *
+ * Real time: QelAudioAnalysisPushAudio allocates the blocks that it hands to the data callback.
+ * QelAudioAnalysisNew, Initialize, Reset and Process allocate freely.
+ *
+ * Floating point: denormal numbers are flushed to zero while a call runs. The caller's
+ * floating-point environment is restored before every callback and when the call ends.
+ *
+ * Faults: misuse is answered by a status. The one exception is std::bad_alloc, which leaves any of
+ * the functions as it is when memory runs out; the handle can still be disposed of afterwards.
+ */
+#pragma once
+
+#include <CoreAudio/CoreAudioTypes.h>
+#include <CoreFoundation/CoreFoundation.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Statuses. 0 is success. */
+enum {
+    /* QelAudioAnalysisSetProperty always; QelAudioAnalysisGetProperty for an id above 8, or for a
+       key or parameter that no part of this analyzer answers to. */
+    kAudioAnalysisErr_UnknownProperty = -3860,
+    /* More frames pushed than the maximum given to QelAudioAnalysisInitialize. */
+    kAudioAnalysisErr_TooManyFrames = -3863,
+    /* QelAudioAnalysisProcess without flush, while too little audio has come for a result. */
+    kAudioAnalysisErr_NotEnoughData = -3864,
+    /* The format is not canonical, or a pushed list does not fit the format. */
+    kAudioAnalysisErr_BadFormat = -3865,
+    /* A null handle, or an analyzer that is not initialized. */
+    kAudioAnalysisErr_NotInitialized = -3866,
+    /* QelAudioAnalysisInitialize, and only there: a null handle. */
+    kAudioAnalysisErr_NullHandle = -3868,
+    /* A null buffer list inside the library. No exported function returns it. */
+    kAudioAnalysisErr_NullBufferList = -3873
+};
+
+/* Property ids of QelAudioAnalysisGetProperty. */
+enum {
+    kQelAnalysisProperty_DataSizeForKey = 0,
+    kQelAnalysisProperty_StreamLength = 1,
+    kQelAnalysisProperty_StreamFormat = 2,
+    kQelAnalysisProperty_ChannelLayout = 3,
+    kQelAnalysisProperty_MaxFrames = 4,
+    kQelAnalysisProperty_Keys = 5,
+    kQelAnalysisProperty_MetaDataForKey = 6,
+    kQelAnalysisProperty_ParameterList = 7,
+    kQelAnalysisProperty_ParameterValueInfo = 8
+};
+
+/* The handle. */
+typedef struct OpaqueQelAudioAnalysis* QelAudioAnalysisRef;
+
+/* One result block: a payload whose content is fixed per key, and its size. */
+typedef struct QelAudioAnalysisBlock {
+    void* mData;
+    UInt32 mDataByteSize;
+} QelAudioAnalysisBlock;
+
+/* What kQelAnalysisProperty_MetaDataForKey writes: 24 bytes. A key without fixed frames
+   ("temporal properties", and every key that is delivered for the stream as a whole by a part of
+   the library that keeps no frames) writes the sample rate alone. */
+typedef struct QelAudioAnalysisKeyMetaData {
+    Float64 mSampleRate; /* Hz */
+    UInt32 mFrameSize;   /* samples per analysis frame */
+    UInt32 mHopSize;     /* samples from one frame to the next */
+    UInt8 mReserved[8];  /* undefined content */
+} QelAudioAnalysisKeyMetaData;
+
+/*
+ * Receives results.
+ *
+ *   handle  the analyzer, for QelAudioAnalysisCreateCFRepresentation and nothing else
+ *   key     which result this is; it may be another key of the same group than the one asked for
+ *   count   number of blocks: frames times channels
+ *   blocks  frame-major; the library's, and valid only until the callback returns
+ *   refCon  the pointer given to QelAudioAnalysisNew
+ *
+ * The callback must not throw, and must not push, process, reset or dispose of the handle.
+ */
+typedef void (*QelAudioAnalysisDataCallback)(QelAudioAnalysisRef handle, CFStringRef key,
+                                             UInt32 count, QelAudioAnalysisBlock* blocks,
+                                             void* refCon);
+
+/*
+ * Receives progress during QelAudioAnalysisProcess: a null pointer, a percentage from 0 to 100, and
+ * the pointer given to QelAudioAnalysisProcess. Each group of keys reports 100 when it is done.
+ * A result other than 0 asks to stop.
+ */
+typedef int (*QelAudioAnalysisProgressCallback)(void* unused, float percent, void* refCon);
+
+/*
+ * Makes an analyzer.
+ *
+ *   keys       CFStrings, compared by content; the array is copied, so the caller keeps its own.
+ *              Must not be null. The first key that is not known ends the list: the keys after it
+ *              are not looked at, and nothing reports it.
+ *   callback   receives the results; must not be null
+ *   refCon     handed to the callback
+ *   outHandle  receives the handle, which the caller gives back with QelAudioAnalysisDispose
+ *
+ * Always 0.
+ */
+SInt32 QelAudioAnalysisNew(CFArrayRef keys, QelAudioAnalysisDataCallback callback, void* refCon,
+                           QelAudioAnalysisRef* outHandle);
+
+/*
+ * Readies an analyzer for one stream. Calling it again replaces everything built before.
+ *
+ *   maxFrames     the largest number of frames of one push
+ *   format        canonical: linear PCM, native 32-bit float, packed, one frame per packet. Pushes
+ *                 take one buffer per channel, so set kAudioFormatFlagIsNonInterleaved whenever
+ *                 there is more than one channel. Any sample rate. Must not be null.
+ *   layout        the first 32 bytes (header and one description) are copied. Must not be null.
+ *   streamLength  expected length in frames, 0 if unknown; only the low 32 bits count. Results do
+ *                 not depend on it; a true value saves memory traffic.
+ *
+ * 0; kAudioAnalysisErr_BadFormat if the format is not canonical, which is looked at first;
+ * kAudioAnalysisErr_NullHandle.
+ */
+SInt32 QelAudioAnalysisInitialize(QelAudioAnalysisRef handle, UInt32 maxFrames,
+                                  const AudioStreamBasicDescription* format,
+                                  const AudioChannelLayout* layout, SInt64 streamLength);
+
+/*
+ * Analyzes the next stretch of the stream.
+ *
+ *   frames  0 to maxFrames
+ *   list    one buffer per channel, each with at least 4 * frames bytes of floats; read during the
+ *           call only. Must not be null.
+ *
+ * 0; kAudioAnalysisErr_NotInitialized; kAudioAnalysisErr_TooManyFrames; kAudioAnalysisErr_BadFormat
+ * for a wrong number of buffers, a buffer that is too small, or null data with frames above 0;
+ * else the status of the last group of keys.
+ */
+SInt32 QelAudioAnalysisPushAudio(QelAudioAnalysisRef handle, UInt32 frames, AudioBufferList* list);
+
+/*
+ * Delivers the whole-stream results.
+ *
+ *   flush     other than 0: the stream has ended
+ *   progress  may be null
+ *
+ * The status of the last group of keys, and no other: 0; -1 if the progress callback asked to
+ * stop; kAudioAnalysisErr_NotEnoughData; kAudioAnalysisErr_NotInitialized.
+ */
+SInt32 QelAudioAnalysisProcess(QelAudioAnalysisRef handle, UInt8 flush,
+                               QelAudioAnalysisProgressCallback progress, void* progressRefCon);
+
+/*
+ * Starts a new stream with the same keys, format and parameters' owners, all stream state cleared.
+ *
+ * 0; kAudioAnalysisErr_NotInitialized for a null handle or before initialization.
+ */
+SInt32 QelAudioAnalysisReset(QelAudioAnalysisRef handle);
+
+/*
+ * Asks about the analyzer.
+ *
+ *   propertyID     MetaDataForKey writes a QelAudioAnalysisKeyMetaData to outData, for the CFString
+ *                  that specifier is. ParameterList appends the parameter names to the
+ *                  CFMutableArray that outData points at. All other ids write nothing to outData.
+ *   specifierSize  not looked at
+ *   dataSize       not looked at: outData must offer what the property writes
+ *   outSize        set to 8 after every valid id
+ *
+ * 0; kAudioAnalysisErr_NotInitialized for a null handle; kAudioAnalysisErr_UnknownProperty for an
+ * id above 8 (outSize is left alone), or for a key or parameter without an owner in this analyzer.
+ */
+SInt32 QelAudioAnalysisGetProperty(QelAudioAnalysisRef handle, UInt32 propertyID,
+                                   const void* specifier, UInt32 specifierSize, void* outData,
+                                   UInt32 dataSize, UInt32* outSize);
+
+/* No property can be set: always kAudioAnalysisErr_UnknownProperty. No argument is looked at. */
+SInt32 QelAudioAnalysisSetProperty(QelAudioAnalysisRef handle, UInt32 propertyID,
+                                   const void* specifier, UInt32 specifierSize, const void* data,
+                                   UInt32 dataSize);
+
+/*
+ * Reads a parameter. 0, and nothing stored, for a null handle;
+ * kAudioAnalysisErr_UnknownProperty for a name without an owner in this analyzer.
+ */
+SInt32 QelAudioAnalysisGetParameter(QelAudioAnalysisRef handle, CFStringRef name, float* outValue);
+
+/* Sets a parameter. Statuses as for QelAudioAnalysisGetParameter. */
+SInt32 QelAudioAnalysisSetParameter(QelAudioAnalysisRef handle, CFStringRef name, float value);
+
+/*
+ * Turns blocks into a property list, normally within the data callback and with its own arguments.
+ *
+ * Returns a CFDictionary that the caller owns; null for a null handle, for a key without an owner
+ * in this analyzer, and for "audio range", which has no representation. The usual shape is
+ * { key: [ channel: [ frame: [ numbers ] ] ] }; docs/keys.md tells the others.
+ */
+CFPropertyListRef QelAudioAnalysisCreateCFRepresentation(QelAudioAnalysisRef handle,
+                                                         CFAllocatorRef allocator, CFStringRef key,
+                                                         UInt32 count,
+                                                         const QelAudioAnalysisBlock* blocks);
+
+/*
+ * The thirty public keys, in a new mutable array without retaining callbacks (the strings are
+ * constants); null if the array cannot be made. The caller releases it. Any thread, at any time.
+ */
+CFMutableArrayRef QelAudioAnalysisGlobalCopyKeys(void);
+
+/* Destroys an analyzer, initialized or not. A null handle is allowed. Always 0. */
+SInt32 QelAudioAnalysisDispose(QelAudioAnalysisRef handle);
+
+#ifdef __cplusplus
+}
+#endif
