@@ -1,0 +1,119 @@
+#include "support/FloatingPointMode.h"
+
+#include <cerrno>
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#endif
+
+// The switches stand in functions of their own file, never inlined into arithmetic: the compiler
+// knows nothing of the mode and would move arithmetic across them.
+
+namespace qel::core {
+
+#if defined(__x86_64__) || defined(__i386__)
+
+namespace {
+// SSE: the six exception masks; rounding bits 0 are "to nearest".
+constexpr unsigned int kMaskAllExceptions = 0x1F80;
+constexpr unsigned int kFlushResultsToZero = 0x8000;
+constexpr unsigned int kDenormalsAreZero = 0x0040;
+} // namespace
+
+FloatingPointEnvironment FloatingPointEnvironment::Current() {
+    FloatingPointEnvironment now;
+    // fnstenv masks the exceptions after it has stored, so that the state is loaded again.
+    __asm__ volatile("fnstenv %0\n\tfldenv %0" : "+m"(now.mX87));
+    now.mControlAndStatus = _mm_getcsr();
+    return now;
+}
+
+void FloatingPointEnvironment::Apply() const {
+    __asm__ volatile("fldenv %0" : : "m"(mX87));
+    _mm_setcsr(mControlAndStatus);
+}
+
+void FloatingPointEnvironment::ApplyLibraryMode() {
+    // The x87 unit has no flushing; fninit gives the default for the rest.
+    __asm__ volatile("fninit");
+    _mm_setcsr(kMaskAllExceptions | kFlushResultsToZero | kDenormalsAreZero);
+}
+
+#elif defined(__aarch64__)
+
+namespace {
+// All trap enables and the rounding field are 0 in the library's mode: FZ alone is set.
+constexpr unsigned long kFlushToZero = 1UL << 24;
+} // namespace
+
+FloatingPointEnvironment FloatingPointEnvironment::Current() {
+    FloatingPointEnvironment now;
+    __asm__ volatile("mrs %0, fpcr" : "=r"(now.mControl));
+    __asm__ volatile("mrs %0, fpsr" : "=r"(now.mStatus));
+    return now;
+}
+
+void FloatingPointEnvironment::Apply() const {
+    __asm__ volatile("msr fpcr, %0" : : "r"(mControl));
+    __asm__ volatile("msr fpsr, %0" : : "r"(mStatus));
+}
+
+void FloatingPointEnvironment::ApplyLibraryMode() {
+    __asm__ volatile("msr fpcr, %0" : : "r"(kFlushToZero));
+    __asm__ volatile("msr fpsr, %0" : : "r"(0UL));
+}
+
+#else
+
+// Other processors: the language's default environment, in which denormals stay as they are.
+FloatingPointEnvironment FloatingPointEnvironment::Current() {
+    FloatingPointEnvironment now;
+    std::fegetenv(&now.mEnvironment);
+    return now;
+}
+
+void FloatingPointEnvironment::Apply() const {
+    std::fesetenv(&mEnvironment);
+}
+
+void FloatingPointEnvironment::ApplyLibraryMode() {
+    std::fesetenv(FE_DFL_ENV);
+}
+
+#endif
+
+FlushDenormalsScope::FlushDenormalsScope()
+    : mClient(FloatingPointEnvironment::Current()), mClientErrno(errno) {
+    FloatingPointEnvironment::ApplyLibraryMode();
+}
+
+FlushDenormalsScope::FlushDenormalsScope(FlushDenormalsScope*& slot) : FlushDenormalsScope() {
+    mSlot = &slot;
+    mOuter = slot;
+    slot = this;
+}
+
+FlushDenormalsScope::~FlushDenormalsScope() {
+    if (mSlot != nullptr) {
+        *mSlot = mOuter;
+    }
+    mClient.Apply();
+    errno = mClientErrno;
+}
+
+ClientFloatingPointScope::ClientFloatingPointScope(FlushDenormalsScope* scope) : mScope(scope) {
+    if (mScope != nullptr) {
+        mScope->mClient.Apply();
+        errno = mScope->mClientErrno;
+    }
+}
+
+ClientFloatingPointScope::~ClientFloatingPointScope() {
+    if (mScope != nullptr) {
+        mScope->mClient = FloatingPointEnvironment::Current();
+        mScope->mClientErrno = errno;
+        FloatingPointEnvironment::ApplyLibraryMode();
+    }
+}
+
+} // namespace qel::core
