@@ -1,0 +1,66 @@
+/*
+ * The exception of the C++ client: a status of the library with a sentence around it.
+ */
+#pragma once
+
+#include <QelAudioAnalysis.h>
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace qel {
+
+/* What a status means, in words: one line without a full stop. Any thread. */
+inline std::string_view statusText(SInt32 status) noexcept {
+    switch (status) {
+    case 0:
+        return "success";
+    case -1:
+        return "stopped on request";
+    case kAudioAnalysisErr_UnknownProperty:
+        return "unknown key, parameter or property";
+    case kAudioAnalysisErr_TooManyFrames:
+        return "more frames pushed than the maximum declared for the stream";
+    case kAudioAnalysisErr_NotEnoughData:
+        return "too little audio for a result";
+    case kAudioAnalysisErr_BadFormat:
+        return "audio does not fit the stream's format";
+    case kAudioAnalysisErr_NotInitialized:
+        return "no analyzer behind this object, or it is not initialized";
+    case kAudioAnalysisErr_NullHandle:
+        return "null handle";
+    case kAudioAnalysisErr_NullBufferList:
+        return "null buffer list";
+    default:
+        return "unknown status";
+    }
+}
+
+/* Raised by every refusal, of the library or of the client itself. */
+class Error : public std::runtime_error {
+public:
+    /* `context` says what was being done. */
+    Error(SInt32 status, std::string_view context)
+        : std::runtime_error(std::string(context) + ": " + std::string(statusText(status)) + " (" +
+                             std::to_string(status) + ")"),
+          mStatus(status) {}
+
+    /* One of the kAudioAnalysisErr_ constants. */
+    SInt32 status() const noexcept { return mStatus; }
+
+private:
+    SInt32 mStatus;
+};
+
+namespace detail {
+
+inline void check(SInt32 status, std::string_view context) {
+    if (status != 0) {
+        throw Error(status, context);
+    }
+}
+
+} // namespace detail
+
+} // namespace qel

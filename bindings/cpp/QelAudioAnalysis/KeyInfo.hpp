@@ -1,0 +1,52 @@
+/*
+ * What the table of keys says about a key and about each of its values.
+ */
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace qel {
+
+/* What stands in a block. Later versions may add kinds: keep a default branch. */
+enum class PayloadKind {
+    Floats,      /* one float per value, in the order of KeyInfo::values */
+    ComplexPairs /* pairs of floats, real part first */
+};
+
+/* When results of a key arrive. Later versions may add more. */
+enum class Delivery {
+    PerPush, /* once in every push, about the samples of that push */
+    PerFrame /* once per analysis frame, inside the push that completes the frame */
+};
+
+/* Where a value lies, both ends included. An infinite end is no promise. */
+struct Range {
+    double minimum;
+    double maximum;
+    bool inHalfRates = false; /* the ends are multiples of half the sample rate */
+};
+
+/* One value of a payload. */
+struct ValueInfo {
+    std::string_view name; /* exactly as in the dictionary representation */
+    std::string_view unit; /* "1" for a pure number */
+    Range range;
+    std::string_view definition;
+    std::string_view source; /* literature; empty where there is none to name */
+};
+
+/* One key. */
+struct KeyInfo {
+    std::string_view key;
+    PayloadKind payload;
+    std::uint32_t payloadBytes; /* of one block */
+    Delivery delivery;
+    std::uint32_t frameSamples; /* 0: the key keeps no frames */
+    std::uint32_t hopSamples;   /* 0: the key keeps no frames */
+    std::span<const ValueInfo> values;
+    std::string_view definition;
+};
+
+} // namespace qel

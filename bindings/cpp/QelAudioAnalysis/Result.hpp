@@ -1,0 +1,146 @@
+/*
+ * What the result callback receives, and an owning copy of it.
+ */
+#pragma once
+
+#include <QelAudioAnalysis.h>
+#include <QelAudioAnalysis/Error.hpp>
+#include <QelAudioAnalysis/KeyInfo.hpp>
+
+#include <complex>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qel {
+
+namespace detail {
+
+/* Position of a named value in a payload of single floats. */
+inline std::size_t valueIndex(const KeyInfo* info, std::string_view name) {
+    if (info && info->payload == PayloadKind::Floats) {
+        for (std::size_t i = 0; i < info->values.size(); ++i) {
+            if (info->values[i].name == name) {
+                return i;
+            }
+        }
+    }
+    throw Error(kAudioAnalysisErr_UnknownProperty,
+                "result without a value named \"" + std::string(name) + "\"");
+}
+
+} // namespace detail
+
+/* A result that owns its numbers. Later versions may add members for other kinds of payload. */
+struct StoredResult {
+    std::string key;
+    const KeyInfo* info = nullptr; /* as Result::info() */
+    std::uint64_t frameIndex = 0;
+    double timeSeconds = 0;
+    std::vector<std::vector<float>> channels; /* as Result::floats(), one vector per channel */
+
+    /* As Result::value(). */
+    float value(std::string_view name, std::size_t channel = 0) const {
+        return channels.at(channel).at(detail::valueIndex(info, name));
+    }
+};
+
+/*
+ * One frame's result for one key: a view of the library's memory.
+ *
+ * Lives only until the result callback returns, with every span taken from it; store() makes a copy
+ * that stays. Channels count from 0; a channel that is not there raises std::out_of_range.
+ */
+class Result {
+public:
+    Result(std::string_view key, const KeyInfo* info, std::uint64_t frameIndex, double timeSeconds,
+           std::span<const QelAudioAnalysisBlock> blocks) noexcept
+        : mKey(key), mInfo(info), mFrameIndex(frameIndex), mTimeSeconds(timeSeconds),
+          mBlocks(blocks) {}
+
+    /* Which result this is. */
+    std::string_view key() const noexcept { return mKey; }
+
+    /* The key's row of the table; null for a key that is newer than this header. */
+    const KeyInfo* info() const noexcept { return mInfo; }
+
+    /* Counts the results of this key from 0, from the stream's start. */
+    std::uint64_t frameIndex() const noexcept { return mFrameIndex; }
+
+    /* Seconds from the stream's start to the first sample of what the result is about: of the
+       frame, or of the push for a key that is delivered per push. */
+    double timeSeconds() const noexcept { return mTimeSeconds; }
+
+    /* Number of channels of the stream. */
+    std::size_t channels() const noexcept { return mBlocks.size(); }
+
+    /* The payload of a channel as floats: one per value, or pairs one after another. Raises Error
+       with kAudioAnalysisErr_UnknownProperty for a key without a row in the table. */
+    std::span<const float> floats(std::size_t channel = 0) const {
+        requireRow();
+        const QelAudioAnalysisBlock& block = blockOf(channel);
+        return {static_cast<const float*>(block.mData), block.mDataByteSize / sizeof(float)};
+    }
+
+    /* The payload of a channel as complex numbers; the payload must be of pairs, else Error with
+       kAudioAnalysisErr_UnknownProperty. */
+    std::span<const std::complex<float>> complexes(std::size_t channel = 0) const {
+        requireRow();
+        if (mInfo->payload != PayloadKind::ComplexPairs) {
+            throw Error(kAudioAnalysisErr_UnknownProperty,
+                        "no complex numbers in \"" + std::string(mKey) + "\"");
+        }
+        const QelAudioAnalysisBlock& block = blockOf(channel);
+        return {static_cast<const std::complex<float>*>(block.mData),
+                block.mDataByteSize / sizeof(std::complex<float>)};
+    }
+
+    /* One value by its name in the table. Error with kAudioAnalysisErr_UnknownProperty if the key
+       has no single value of that name. */
+    float value(std::string_view name, std::size_t channel = 0) const {
+        const std::size_t index = detail::valueIndex(mInfo, name);
+        return floats(channel)[index];
+    }
+
+    /* The payload as it came, for any key. */
+    std::span<const std::byte> bytes(std::size_t channel = 0) const {
+        const QelAudioAnalysisBlock& block = blockOf(channel);
+        return {static_cast<const std::byte*>(block.mData), block.mDataByteSize};
+    }
+
+    /* An owning copy; statuses as for floats(). */
+    StoredResult store() const {
+        StoredResult stored{std::string(mKey), mInfo, mFrameIndex, mTimeSeconds, {}};
+        stored.channels.reserve(channels());
+        for (std::size_t c = 0; c < channels(); ++c) {
+            const std::span<const float> values = floats(c);
+            stored.channels.emplace_back(values.begin(), values.end());
+        }
+        return stored;
+    }
+
+private:
+    void requireRow() const {
+        if (!mInfo) {
+            throw Error(kAudioAnalysisErr_UnknownProperty,
+                        "payload of \"" + std::string(mKey) + "\" not known to this header");
+        }
+    }
+    const QelAudioAnalysisBlock& blockOf(std::size_t channel) const {
+        if (channel >= mBlocks.size()) {
+            throw std::out_of_range("qel::Result: no channel " + std::to_string(channel));
+        }
+        return mBlocks[channel];
+    }
+
+    std::string_view mKey;
+    const KeyInfo* mInfo;
+    std::uint64_t mFrameIndex;
+    double mTimeSeconds;
+    std::span<const QelAudioAnalysisBlock> mBlocks;
+};
+
+} // namespace qel

@@ -1,0 +1,296 @@
+/*
+ * The part of an analyzer that must not move: the library keeps its address for the callbacks.
+ */
+#pragma once
+
+#include <QelAudioAnalysis.h>
+#include <QelAudioAnalysis/CFOwner.hpp>
+#include <QelAudioAnalysis/Error.hpp>
+#include <QelAudioAnalysis/Keys.hpp>
+#include <QelAudioAnalysis/Result.hpp>
+
+#include <cmath>
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <limits>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace qel {
+
+/* The stream that is to be analyzed. */
+struct StreamSetup {
+    double sampleRateHz = 44100;    /* above 0 */
+    std::uint32_t channels = 1;     /* 1 or more */
+    std::uint32_t maxFrames = 4096; /* the largest push, in samples per channel; 1 or more */
+    std::uint32_t lengthFrames = 0; /* expected length in samples per channel; 0: unknown */
+};
+
+/* What the library says about a key of an analyzer. */
+struct KeyMetaData {
+    double sampleRateHz = 0;
+    std::uint32_t frameSamples = 0; /* 0: the key keeps no frames */
+    std::uint32_t hopSamples = 0;   /* 0: the key keeps no frames */
+};
+
+/* Receives results. May throw: see Analyzer::push. */
+using ResultCallback = std::function<void(const Result&)>;
+
+/* Receives percentages from 0 to 100; returns whether to go on. May throw. */
+using Progress = std::function<bool(float percent)>;
+
+namespace detail {
+
+/* Owns the handle, and stands between the library's callbacks and the client's. */
+class Stream {
+public:
+    Stream(const std::vector<std::string>& keys, const StreamSetup& setup) : mSetup(setup) {
+        requireUsable(setup);
+        const CFOwner<CFMutableArrayRef> array = makeArray();
+        for (const std::string& key : keys) {
+            CFArrayAppendValue(array.get(), makeString(key).get());
+        }
+        check(QelAudioAnalysisNew(array.get(), deliver, this, &mHandle), "creating an analyzer");
+        try {
+            initialize();
+            for (const std::string& key : keys) {
+                remember(key);
+            }
+        } catch (...) {
+            QelAudioAnalysisDispose(mHandle);
+            throw;
+        }
+    }
+    ~Stream() { QelAudioAnalysisDispose(mHandle); }
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+
+    QelAudioAnalysisRef handle() const noexcept { return mHandle; }
+    const StreamSetup& setup() const noexcept { return mSetup; }
+
+    void setCallback(ResultCallback callback) {
+        requireIdle();
+        mCallback = std::move(callback);
+    }
+
+    /* `data(c)` is the start of channel c. */
+    template <class ChannelData>
+    void push(std::size_t frames, ChannelData data) {
+        requireIdle();
+        if (frames > mSetup.maxFrames) {
+            throw Error(kAudioAnalysisErr_TooManyFrames, "push of " + std::to_string(frames) +
+                                                             " frames, maximum " +
+                                                             std::to_string(mSetup.maxFrames));
+        }
+        // A list with room for n buffers is smaller than n lists of one buffer each.
+        AudioBufferList& list = mLists.front();
+        AudioBuffer* buffers = list.mBuffers;
+        list.mNumberBuffers = mSetup.channels;
+        for (std::uint32_t c = 0; c < mSetup.channels; ++c) {
+            buffers[c].mNumberChannels = 1;
+            buffers[c].mDataByteSize = static_cast<UInt32>(frames * sizeof(float));
+            // The record is not const, but the library only reads.
+            buffers[c].mData = const_cast<float*>(data(c));
+        }
+        const auto count = static_cast<UInt32>(frames);
+        const SInt32 status = run([&] { return QelAudioAnalysisPushAudio(mHandle, count, &list); });
+        mFramesPushed += frames;
+        rethrowFault();
+        check(status, "pushing audio");
+    }
+
+    /* Samples that are kept for a push: maxFrames per channel, made at the first call. */
+    float* scratch(std::uint32_t channel) {
+        mScratch.resize(std::size_t{mSetup.channels} * mSetup.maxFrames);
+        return mScratch.data() + std::size_t{channel} * mSetup.maxFrames;
+    }
+
+    bool process(bool flush, const Progress& progress) {
+        requireIdle();
+        mProgress = progress ? &progress : nullptr;
+        mStopped = false;
+        const SInt32 status = run(
+            [&] { return QelAudioAnalysisProcess(mHandle, flush ? 1 : 0, reportProgress, this); });
+        rethrowFault();
+        if (mStopped) {
+            return false;
+        }
+        check(status, "processing");
+        return true;
+    }
+
+    void reset() {
+        requireIdle();
+        check(QelAudioAnalysisReset(mHandle), "resetting");
+        mFramesPushed = 0;
+        for (KeyState& key : mKeys) {
+            key.frames = 0;
+        }
+    }
+
+    KeyMetaData metaData(const std::string& key) const {
+        // The library leaves the frame fields alone where a key keeps no frames.
+        QelAudioAnalysisKeyMetaData data{};
+        UInt32 size = 0;
+        check(QelAudioAnalysisGetProperty(mHandle, kQelAnalysisProperty_MetaDataForKey,
+                                          makeString(key).get(), sizeof(CFStringRef), &data,
+                                          sizeof data, &size),
+              "key \"" + key + "\"");
+        return {data.mSampleRate, data.mFrameSize, data.mHopSize};
+    }
+
+private:
+    struct KeyState {
+        std::string name;
+        CFOwner<CFStringRef> string;
+        const KeyInfo* info;
+        KeyMetaData metaData;
+        std::uint64_t frames = 0;
+    };
+
+    static void requireUsable(const StreamSetup& setup) {
+        const bool rateUsable = std::isfinite(setup.sampleRateHz) && setup.sampleRateHz > 0;
+        if (!rateUsable || setup.channels == 0 || setup.maxFrames == 0) {
+            throw Error(kAudioAnalysisErr_BadFormat, "sample rate, channels and maxFrames must be "
+                                                     "above 0");
+        }
+        if (setup.maxFrames > std::numeric_limits<UInt32>::max() / sizeof(float)) {
+            throw Error(kAudioAnalysisErr_BadFormat, "maxFrames does not fit a buffer's size");
+        }
+    }
+
+    void requireIdle() const {
+        if (mRunning) {
+            throw std::logic_error("qel::Analyzer: used from inside of its own callback");
+        }
+    }
+
+    void initialize() {
+        AudioStreamBasicDescription format{};
+        format.mSampleRate = mSetup.sampleRateHz;
+        format.mFormatID = kAudioFormatLinearPCM;
+        format.mFormatFlags = kAudioFormatFlagsNativeFloatPacked;
+        if (mSetup.channels > 1) {
+            format.mFormatFlags |= kAudioFormatFlagIsNonInterleaved;
+        }
+        format.mBytesPerPacket = sizeof(float);
+        format.mFramesPerPacket = 1;
+        format.mBytesPerFrame = sizeof(float);
+        format.mChannelsPerFrame = mSetup.channels;
+        format.mBitsPerChannel = 8 * sizeof(float);
+        const AudioChannelLayout layout{};
+        check(QelAudioAnalysisInitialize(mHandle, mSetup.maxFrames, &format, &layout,
+                                         mSetup.lengthFrames),
+              "initializing an analyzer");
+        mLists.resize(mSetup.channels);
+    }
+
+    /* Refuses a key that nothing in the analyzer answers to. */
+    void remember(const std::string& key) {
+        const KeyMetaData data = metaData(key);
+        mKeys.emplace_back(KeyState{key, makeString(key), findKey(key), data});
+    }
+
+    KeyState& stateOf(CFStringRef key) {
+        for (KeyState& state : mKeys) {
+            if (CFEqual(state.string.get(), key)) {
+                return state;
+            }
+        }
+        // A key of the same group that nobody asked for: the table has to tell of it.
+        std::string name = textOf(key);
+        const KeyInfo* info = findKey(name);
+        const KeyMetaData data =
+            info ? KeyMetaData{mSetup.sampleRateHz, info->frameSamples, info->hopSamples}
+                 : KeyMetaData{};
+        CFOwner<CFStringRef> string = makeString(name);
+        return mKeys.emplace_back(KeyState{std::move(name), std::move(string), info, data});
+    }
+
+    double timeOf(const KeyState& key, std::uint64_t frame) const {
+        if (key.info && key.info->delivery == Delivery::PerPush) {
+            return static_cast<double>(mFramesPushed) / mSetup.sampleRateHz;
+        }
+        return static_cast<double>(frame) * key.metaData.hopSamples / mSetup.sampleRateHz;
+    }
+
+    void handOut(CFStringRef key, std::span<const QelAudioAnalysisBlock> blocks) {
+        KeyState& state = stateOf(key);
+        const std::size_t perFrame = state.info ? mSetup.channels : blocks.size();
+        const std::size_t frames = perFrame ? blocks.size() / perFrame : 0;
+        const std::uint64_t first = state.frames;
+        state.frames += frames;
+        for (std::size_t f = 0; f < frames && mCallback && !mFault; ++f) {
+            mCallback(Result(state.name, state.info, first + f, timeOf(state, first + f),
+                             blocks.subspan(f * perFrame, perFrame)));
+        }
+    }
+
+    static void deliver(QelAudioAnalysisRef, CFStringRef key, UInt32 count,
+                        QelAudioAnalysisBlock* blocks, void* refCon) noexcept {
+        auto& self = *static_cast<Stream*>(refCon);
+        try {
+            self.handOut(key, {blocks, count});
+        } catch (...) {
+            self.keepFault();
+        }
+    }
+
+    static int reportProgress(void*, float percent, void* refCon) noexcept {
+        auto& self = *static_cast<Stream*>(refCon);
+        try {
+            if (!self.mFault && !self.mStopped && self.mProgress) {
+                self.mStopped = !(*self.mProgress)(percent);
+            }
+        } catch (...) {
+            self.keepFault();
+        }
+        return self.mFault || self.mStopped ? 1 : 0;
+    }
+
+    void keepFault() noexcept {
+        if (!mFault) {
+            mFault = std::current_exception();
+        }
+    }
+
+    void rethrowFault() {
+        if (mFault) {
+            std::rethrow_exception(std::exchange(mFault, nullptr));
+        }
+    }
+
+    /* Calls the library with the callbacks armed; memory faults of the library pass through. */
+    template <class Call>
+    SInt32 run(Call call) {
+        struct Guard {
+            bool& running;
+            ~Guard() { running = false; }
+        };
+        mFault = nullptr;
+        mRunning = true;
+        const Guard guard{mRunning};
+        return call();
+    }
+
+    StreamSetup mSetup;
+    QelAudioAnalysisRef mHandle = nullptr;
+    ResultCallback mCallback;
+    const Progress* mProgress = nullptr;
+    std::deque<KeyState> mKeys; // a deque, as results point at the names
+    std::vector<AudioBufferList> mLists;
+    std::vector<float> mScratch;
+    std::uint64_t mFramesPushed = 0;
+    std::exception_ptr mFault;
+    bool mStopped = false;
+    bool mRunning = false;
+};
+
+} // namespace detail
+
+} // namespace qel
