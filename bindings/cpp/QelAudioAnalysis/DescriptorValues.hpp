@@ -43,8 +43,7 @@ inline constexpr ValueInfo kTemporalValues[] = {
     {"root mean square energy", "full scale", detail::kNotNegative,
      "sqrt(sum of x[n]^2 / N) over the N samples of the push; an amplitude, not an energy. 1 is "
      "full scale; a full-scale sine has 0.707.",
-     "Tzanetakis and Cook, Musical genre classification of audio signals, IEEE Trans. Speech and "
-     "Audio Processing 10(5), 2002"},
+     ""},
     {"amplitude envelope", "full scale", detail::kAny,
      "The root mean square energy of the pushes so far, smoothed by a third-order Butterworth "
      "low-pass that takes one step per push (cut-off at 0.0059 of the rate of the pushes: it needs "
@@ -79,7 +78,8 @@ inline constexpr ValueInfo kGenericSpectrumValues[] = {
      {0, 511},
      "Sum of k * m[k] divided by the sum of m[k]: a position in bins, not in Hz. Times rate / 1024 "
      "it is in Hz. 0 for silence.",
-     "Tzanetakis and Cook 2002 (also a bin number)"},
+     "Tzanetakis and Cook, Musical genre classification of audio signals, IEEE Trans. Speech and "
+     "Audio Processing 10(5), 2002 (also a bin number)"},
     {"spectrum flatness", "1", detail::kShare,
      "Geometric mean divided by mean of the magnitudes: near 1 for noise, near 0 for a tone. 0 for "
      "silence. The cited measure takes powers where this one takes magnitudes.",
@@ -105,7 +105,7 @@ inline constexpr ValueInfo kGenericSpectrumValues[] = {
      "/ "
      "(M - 1). That is the slope of a regression line of magnitude over frequency, but that g lies "
      "slightly above the true mean frequency, deliberately: a flat spectrum gives a small slope "
-     "below 0 instead of 0.",
+     "below 0 instead of 0. The cited measure is divided by the sum of the magnitudes as well.",
      "Peeters, A large set of audio features for sound description (similarity and classification) "
      "in the CUIDADO project, IRCAM, 2004"},
     {"spectrum high frequency content definition 1", "bins * magnitude^2", detail::kNotNegative,
@@ -156,7 +156,7 @@ inline constexpr ValueInfo kSpectrumPeakValues[] = {
      "list "
      "of peaks is read at bin numbers here, deliberately, so that most of these terms are 0. Stays "
      "without peaks.",
-     "after Krimphoff, McAdams and Winsberg, Caracterisation du timbre des sons complexes II, J. "
+     "after Krimphoff, McAdams and Winsberg, Caractérisation du timbre des sons complexes II, J. "
      "de "
      "Physique IV 4(C5), 1994, which compares the neighbours themselves"},
     {"spectrum first tristimulus", "magnitude", detail::kNotNegative,
