@@ -31,7 +31,7 @@ typedef const struct __CFNull* CFNullRef;
 typedef const struct __CFString* CFStringRef;
 
 /* The result of a search without a find. */
-enum { kCFNotFound = -1 };
+static const CFIndex kCFNotFound = -1;
 
 /* The order of two values: the first is less than, equal to, or greater than the second. */
 typedef CFIndex CFComparisonResult;

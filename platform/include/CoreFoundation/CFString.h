@@ -18,7 +18,7 @@ CF_EXPORT CFTypeID CFStringGetTypeID(void);
 /*
  * CFSTR("literal"): a constant string from a literal in UTF-8. It is immortal, and the same
  * content gives the same pointer everywhere in the process. Each use looks the literal up in a
- * table, in any thread. NULL if the literal is not valid UTF-8.
+ * table, in any thread. NULL if the literal is not valid UTF-8; std::bad_alloc if memory runs out.
  */
 #define CFSTR(literal) __CFStringMakeConstantString("" literal "")
 CF_EXPORT CFStringRef __CFStringMakeConstantString(const char* literal);
