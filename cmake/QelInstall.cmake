@@ -1,0 +1,86 @@
+# What `cmake --install` puts where, and how other builds find it: a CMake package with the targets
+# QelAudioAnalysis::QelAudioAnalysis, ::Cpp and ::QelPlatform, and a pkg-config file. Everything
+# refers to its neighbours by relative paths, so that an installed tree can be moved.
+
+option(QEL_INSTALL "Make install rules" ${PROJECT_IS_TOP_LEVEL})
+if(NOT QEL_INSTALL)
+    return()
+endif()
+
+include(CMakePackageConfigHelpers)
+
+# The object library of the inside has no place in the export: the shared library has its objects in
+# it, and links it privately.
+set_target_properties(QelAudioAnalysis QelPlatform PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS QelAudioAnalysis QelPlatform QelAudioAnalysisCpp
+    EXPORT QelAudioAnalysisTargets
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+if(TARGET qel)
+    file(RELATIVE_PATH libDirFromBinDir ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(qel PROPERTIES INSTALL_RPATH "$ORIGIN/${libDirFromBinDir}")
+    install(TARGETS qel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+# Headers. The platform's have a folder of their own, as their names are those of an operating
+# system's headers.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    FILES_MATCHING PATTERN "QelAudioAnalysis*.h")
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QelPlatform
+    FILES_MATCHING PATTERN "*.h")
+install(FILES ${PROJECT_SOURCE_DIR}/bindings/cpp/QelAudioAnalysis.hpp
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/bindings/cpp/QelAudioAnalysis
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    FILES_MATCHING PATTERN "*.hpp")
+
+# The CMake package. Before version 1 a new minor version may change interfaces.
+set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/QelAudioAnalysis)
+install(EXPORT QelAudioAnalysisTargets
+    NAMESPACE QelAudioAnalysis::
+    DESTINATION ${packageDir})
+configure_package_config_file(
+    ${CMAKE_CURRENT_LIST_DIR}/QelAudioAnalysisConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/package/QelAudioAnalysisConfig.cmake
+    INSTALL_DESTINATION ${packageDir}
+    NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(
+    ${PROJECT_BINARY_DIR}/package/QelAudioAnalysisConfigVersion.cmake
+    COMPATIBILITY SameMinorVersion)
+install(FILES
+    ${PROJECT_BINARY_DIR}/package/QelAudioAnalysisConfig.cmake
+    ${PROJECT_BINARY_DIR}/package/QelAudioAnalysisConfigVersion.cmake
+    DESTINATION ${packageDir})
+
+# The pkg-config file finds everything from its own place.
+set(pkgConfigDir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH libDirFromPkgConfigDir ${pkgConfigDir} ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH includeDirFromPkgConfigDir ${pkgConfigDir} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+string(REGEX REPLACE "/$" "" libDirFromPkgConfigDir "${libDirFromPkgConfigDir}")
+configure_file(
+    ${CMAKE_CURRENT_LIST_DIR}/QelAudioAnalysis.pc.in
+    ${PROJECT_BINARY_DIR}/package/QelAudioAnalysis.pc
+    @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/package/QelAudioAnalysis.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# Documents, licences, and the sources of the example clients.
+if(EXISTS ${PROJECT_SOURCE_DIR}/docs)
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}
+        FILES_MATCHING PATTERN "*.md")
+endif()
+file(GLOB notices CONFIGURE_DEPENDS
+    ${PROJECT_SOURCE_DIR}/README.md
+    ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+    ${PROJECT_SOURCE_DIR}/LICENSE*)
+install(FILES ${notices} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+if(EXISTS ${PROJECT_SOURCE_DIR}/examples)
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
+        FILES_MATCHING PATTERN "*.c" PATTERN "*.cpp" PATTERN "audio" EXCLUDE)
+endif()
