@@ -3,8 +3,9 @@
  * C++20.
  *
  * A setup is made once, serves every length up to its own, and may be used by several threads at
- * the same time. Made with a setup, a transform allocates only when a length is used for the first
- * time in the process or in the thread.
+ * the same time. A transform allocates only where a length is used for the first time in its thread
+ * or in the process; std::bad_alloc leaves it if that fails, and the vector is then unchanged. With
+ * a null setup, or a length beyond that of the setup, a transform leaves the vector as it is.
  */
 #pragma once
 
@@ -43,8 +44,7 @@ extern void vDSP_destroy_fftsetup(FFTSetup setup);
  * The complex transform of the 2^Log2n elements of C with stride IC, in place:
  *   forward (kFFTDirection_Forward)  X[k] = sum over n of x[n] e^(-2 pi i k n / N)
  *   inverse (kFFTDirection_Inverse)  the same sum with e^(+2 pi i k n / N)
- * Neither is scaled, so that one after the other multiplies by N. Log2n must not exceed that of the
- * setup.
+ * Neither is scaled, so that one after the other multiplies by N.
  */
 extern void vDSP_fft_zip(FFTSetup setup, const DSPSplitComplex* C, vDSP_Stride IC,
                          vDSP_Length Log2n, FFTDirection Direction);
@@ -56,8 +56,7 @@ extern void vDSP_fft_zip(FFTSetup setup, const DSPSplitComplex* C, vDSP_Stride I
  * the plain transform, the packed spectrum is
  *   realp[0] = 2 X[0], imagp[0] = 2 X[N / 2], both real; C[k] = 2 X[k] for 1 <= k < N / 2.
  * Forward goes from samples to spectrum: twice the plain transform. Inverse goes back, unscaled, so
- * that forward and then inverse multiply by 2 N. With N = 1 only realp[0] is used. Log2n must not
- * exceed that of the setup.
+ * that forward and then inverse multiply by 2 N. With N = 1 only realp[0] is used.
  */
 extern void vDSP_fft_zrip(FFTSetup setup, const DSPSplitComplex* C, vDSP_Stride IC,
                           vDSP_Length Log2n, FFTDirection Direction);

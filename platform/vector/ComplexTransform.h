@@ -1,0 +1,35 @@
+// The one interface between the transforms and the library that computes them.
+//
+// A transform is of one size, forward, unscaled, from interleaved to interleaved complex numbers
+// and out of place: the form in which both backends do least work. The passes in front and behind
+// turn the split form into it and back, and give the inverse by exchanging real and imaginary
+// parts.
+#pragma once
+
+#include <memory>
+
+namespace qel::platform {
+
+class ComplexTransform {
+public:
+    // Prepares a transform of 2^log2Size points, log2Size from 0 to 29.
+    // Returns null if memory is exhausted. Any thread.
+    static std::unique_ptr<ComplexTransform> Make(unsigned log2Size);
+
+    virtual ~ComplexTransform() = default;
+    ComplexTransform(const ComplexTransform&) = delete;
+    ComplexTransform& operator=(const ComplexTransform&) = delete;
+
+    // output[k] = sum over n of input[n] e^(-2 pi i k n / size).
+    // Both have 2 * size floats at multiples of kTransformAlignment bytes and do not overlap; what
+    // is left in `input` is undefined. Any number of threads at the same time; allocates nothing.
+    virtual void Run(float* input, float* output) const = 0;
+
+protected:
+    ComplexTransform() = default;
+};
+
+// Bytes.
+inline constexpr unsigned kTransformAlignment = 64;
+
+} // namespace qel::platform
