@@ -11,7 +11,7 @@ foreach(room support spectral descriptors engine)
     add_subdirectory(${room})
 endforeach()
 
-add_library(QelAudioAnalysis SHARED)
+add_library(QelAudioAnalysis SHARED engine/QelAudioAnalysis.cpp)
 add_library(QelAudioAnalysis::QelAudioAnalysis ALIAS QelAudioAnalysis)
 qel_target_defaults(QelAudioAnalysis)
 target_link_libraries(QelAudioAnalysis PRIVATE QelAudioAnalysisObjects PUBLIC QelPlatform)

@@ -37,6 +37,8 @@
 #include <CoreAudio/CoreAudioTypes.h>
 #include <CoreFoundation/CoreFoundation.h>
 
+#include "QelAudioAnalysisNames.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif

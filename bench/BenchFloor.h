@@ -1,0 +1,30 @@
+#pragma once
+
+#include <span>
+
+#include <fftw3.h>
+
+namespace qel::bench {
+
+// The floor of a frame-based key: the bare real transforms of its frames over the given audio, one
+// after another, by FFTW's own real plan. Nothing is windowed and nothing is looked at.
+class BareTransforms {
+public:
+    // `frameSamples` and `hopSamples` as the key has them.
+    BareTransforms(unsigned frameSamples, unsigned hopSamples);
+    BareTransforms(const BareTransforms&) = delete;
+    BareTransforms& operator=(const BareTransforms&) = delete;
+    ~BareTransforms();
+
+    // Transforms every whole frame; returns a number that depends on all of them.
+    float Run(std::span<const float> audio);
+
+private:
+    unsigned mFrameSamples;
+    unsigned mHopSamples;
+    float* mInput;
+    fftwf_complex* mOutput;
+    fftwf_plan mPlan;
+};
+
+} // namespace qel::bench

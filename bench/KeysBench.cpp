@@ -1,0 +1,143 @@
+// Times every key alone, and all together, on one fixed minute of audio through the exported
+// functions, beside the floor of its frames in the same run. The ratio is the figure to quote.
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <QelAudioAnalysis.hpp>
+#include <benchmark/benchmark.h>
+
+#include "bench/BenchAudio.h"
+#include "bench/BenchFloor.h"
+
+namespace qel::bench {
+namespace {
+
+constexpr std::size_t kBlockSamples = 4096;
+// "temporal properties" keeps no frames of its own, yet its group's frames are transformed.
+constexpr unsigned kDescriptorFrame = 1024;
+constexpr unsigned kDescriptorHop = 512;
+constexpr const char* kAllKeys = "all keys at once";
+
+const std::vector<float>& Audio() {
+    static const std::vector<float> audio = MinuteOfMusic();
+    return audio;
+}
+
+void AnalyzeMinute(Analyzer& analyzer) {
+    const std::span<const float> audio(Audio());
+    for (std::size_t start = 0; start < audio.size(); start += kBlockSamples)
+        analyzer.push(audio.subspan(start, std::min(kBlockSamples, audio.size() - start)));
+    analyzer.finish();
+}
+
+void BenchKeys(benchmark::State& state, const std::vector<std::string>& keys) {
+    Analyzer analyzer(keys, StreamSetup{.sampleRateHz = kSampleRateHz,
+                                        .maxFrames = kBlockSamples,
+                                        .lengthFrames = kMinuteSamples});
+    double seen = 0.0;
+    analyzer.onResult([&](const Result& result) { seen += result.floats(0)[0]; });
+    for (auto _ : state) {
+        AnalyzeMinute(analyzer);
+        state.PauseTiming();
+        analyzer.reset();
+        state.ResumeTiming();
+    }
+    benchmark::DoNotOptimize(seen);
+}
+
+void BenchFloor(benchmark::State& state, unsigned frame, unsigned hop) {
+    BareTransforms transforms(frame, hop);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(transforms.Run(Audio()));
+}
+
+unsigned FrameOf(const KeyInfo& row) {
+    return row.frameSamples != 0 ? row.frameSamples : kDescriptorFrame;
+}
+
+unsigned HopOf(const KeyInfo& row) {
+    return row.hopSamples != 0 ? row.hopSamples : kDescriptorHop;
+}
+
+std::string FloorName(const KeyInfo& row) {
+    return "floor " + std::to_string(FrameOf(row)) + "/" + std::to_string(HopOf(row));
+}
+
+// Keeps the least CPU time of each bench's repetitions and prints the table of ratios.
+class TableReporter : public benchmark::BenchmarkReporter {
+public:
+    bool ReportContext(const Context&) override { return true; }
+
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.run_type != Run::RT_Iteration)
+                continue;
+            const double seconds = run.cpu_accumulated_time / static_cast<double>(run.iterations);
+            const auto [place, isNew] = mSeconds.emplace(run.run_name.function_name, seconds);
+            if (!isNew)
+                place->second = std::min(place->second, seconds);
+        }
+    }
+
+    void Finalize() override {
+        std::printf("CPU seconds per minute of 44.1 kHz mono audio, and as a multiple of the bare "
+                    "transforms of the same frames\n\n");
+        std::printf("%-34s %10s %10s %8s\n", "key", "seconds", "floor", "ratio");
+        double all = 0.0;
+        std::map<std::string, double> floors;
+        for (const KeyInfo& row : kKeys) {
+            floors[FloorName(row)] = mSeconds[FloorName(row)];
+            PrintRow(std::string(row.key), mSeconds[FloorName(row)]);
+        }
+        for (const auto& [name, seconds] : floors)
+            all += seconds;
+        PrintRow(kAllKeys, all);
+    }
+
+private:
+    void PrintRow(const std::string& key, double floorSeconds) {
+        const double seconds = mSeconds[key];
+        std::printf("%-34s %10.5f %10.5f %8.2f\n", key.c_str(), seconds, floorSeconds,
+                    seconds / floorSeconds);
+    }
+
+    std::map<std::string, double> mSeconds;
+};
+
+void Register(const std::string& name, auto bench) {
+    benchmark::RegisterBenchmark(name.c_str(), bench)
+        ->Unit(benchmark::kMillisecond)
+        ->Repetitions(3);
+}
+
+void RegisterAll() {
+    std::vector<std::string> all;
+    std::map<std::string, const KeyInfo*> floors;
+    for (const KeyInfo& row : kKeys) {
+        const std::string key(row.key);
+        all.push_back(key);
+        floors.emplace(FloorName(row), &row);
+        Register(key, [key](benchmark::State& state) { BenchKeys(state, {key}); });
+    }
+    for (const auto& [name, row] : floors)
+        Register(name, [row = row](benchmark::State& state) {
+            BenchFloor(state, FrameOf(*row), HopOf(*row));
+        });
+    Register(kAllKeys, [all](benchmark::State& state) { BenchKeys(state, all); });
+}
+
+} // namespace
+} // namespace qel::bench
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 2;
+    qel::bench::RegisterAll();
+    qel::bench::TableReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    return 0;
+}

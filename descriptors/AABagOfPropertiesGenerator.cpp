@@ -1,0 +1,280 @@
+#include "descriptors/AABagOfPropertiesGenerator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include <Accelerate/Accelerate.h>
+
+#include "spectral/VectorHelpers.h"
+#include "support/CAStreamBasicDescription.h"
+
+namespace qel::core {
+
+namespace {
+
+// The envelope is a third-order Butterworth low-pass over the levels of the pushes, cut off at
+// about 0.0118 of the push rate.
+float butterA[] = {1.0f, -2.926084280014038f, 2.854875326156616f, -0.9287422299385071f};
+float butterB[] = {6.084133929107338e-06f, 1.8252401787322015e-05f, 1.8252401787322015e-05f,
+                   6.084133929107338e-06f};
+
+// The share of the figure's frequency range at its two edges, Hz.
+constexpr float kLowEnergyLimitHz = 100.0f;
+constexpr float kBrightnessLimitHz = 1500.0f;
+
+} // namespace
+
+void BagOfPropsSpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
+    static_cast<AABagOfPropertiesGenerator*>(refCon)->ComputeAndStoreProperties(*list);
+}
+
+AABagOfPropertiesGenerator::AABagOfPropertiesGenerator(UInt32 channels, Float64 sampleRate,
+                                                       UInt32 frameSize, UInt32 hop,
+                                                       UInt32 maxFrames, UInt32 streamLength,
+                                                       DataCallback dataCallback, void* refCon)
+    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
+                             dataCallback, refCon) {}
+
+AABagOfPropertiesGenerator::~AABagOfPropertiesGenerator() {
+    AABagOfPropertiesGenerator::Cleanup();
+}
+
+SInt32 AABagOfPropertiesGenerator::SetComputeProperty(CFArrayRef keys) {
+    mComputeFlags.alloc(kNumGroups, true);
+    const CFIndex count = CFArrayGetCount(keys);
+    for (CFIndex i = 0; i < count; ++i) {
+        const Group group = GroupOf(static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i)));
+        if (group != kNumGroups)
+            mComputeFlags[group] = true;
+    }
+    return 0;
+}
+
+bool AABagOfPropertiesGenerator::IsWanted(Group group) const {
+    return mComputeFlags.get() != nullptr && mComputeFlags[group];
+}
+
+void AABagOfPropertiesGenerator::NullPointers() {
+    QelAAAnalysisGenerator::NullPointers();
+    for (auto* buffer :
+         {&mSpectrumMagnitude, &mPreviousMagnitude, &mButterworthBuffer, &mTemporalBuffer,
+          &mGenericBuffer, &mHistogramBuffer, &mPeakBuffer, &mFluxBuffer})
+        (void)buffer->release();
+    for (auto* array : {&mMinMagnitudes, &mMaxMagnitudes, &mFrequencies, &mPeakMagnitudes,
+                        &mBinNumbers, &mSlopeWeights, &mScratch})
+        (void)array->release();
+    (void)mPeakBins.release();
+}
+
+void AABagOfPropertiesGenerator::Cleanup() {
+    mSpectralProcessor.free();
+    for (auto* buffer :
+         {&mSpectrumMagnitude, &mPreviousMagnitude, &mButterworthBuffer, &mTemporalBuffer,
+          &mGenericBuffer, &mHistogramBuffer, &mPeakBuffer, &mFluxBuffer})
+        buffer->free();
+    for (auto* array : {&mMinMagnitudes, &mMaxMagnitudes, &mFrequencies, &mPeakMagnitudes,
+                        &mBinNumbers, &mSlopeWeights, &mScratch})
+        array->free();
+    mPeakBins.free();
+    NullPointers();
+}
+
+CABufferList* AABagOfPropertiesGenerator::NewBuffer(const char* name,
+                                                    UInt32 bytesPerChannel) const {
+    CAStreamBasicDescription format;
+    format.SetCanonical(mNumChannels, false);
+    format.mSampleRate = mSampleRate;
+    CAAutoDelete<CABufferList> buffer;
+    buffer = CABufferList::New(name, format);
+    buffer->AllocateBuffers(bytesPerChannel);
+    return buffer.release();
+}
+
+void AABagOfPropertiesGenerator::AllocateBuffers() {
+    mSpectralProcessor.free();
+    mSpectralProcessor =
+        new QelAASpectralProcessor(mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, false);
+    mSpectralProcessor->SetSpectralFunction(BagOfPropsSpectralFun, this);
+    mSpectralProcessor->HanningWindow();
+
+    constexpr UInt32 kFloat = sizeof(float);
+    mTemporalBuffer = NewBuffer("temporal data buffer", kNumTemporalValues * kFloat);
+    mButterworthBuffer = NewBuffer("butterworth buffer", kEnvelopeOrder * kFloat);
+    mSpectrumMagnitude = NewBuffer("spectrum current magnitude buffer", mNumBins * kFloat);
+    mPreviousMagnitude = NewBuffer("spectrum previous magnitude buffer", mNumBins * kFloat);
+    mGenericBuffer = NewBuffer("spectrumbuffer", kNumGenericValues * kFloat);
+    mHistogramBuffer = NewBuffer("spectrum histogram buffer", kNumHistogramValues * kFloat);
+    mPeakBuffer = NewBuffer("spectrum peak buffer", kNumPeakValues * kFloat);
+    mFluxBuffer = NewBuffer("spectrum flux buffer", kNumFluxValues * kFloat);
+
+    mMinMagnitudes.alloc(mNumChannels, true);
+    mMaxMagnitudes.alloc(mNumChannels, true);
+    mPeakBins.alloc(mNumBins, true);
+    for (auto* array : {&mFrequencies, &mPeakMagnitudes, &mBinNumbers, &mSlopeWeights, &mScratch})
+        array->alloc(mNumBins, true);
+    PrepareConstants();
+}
+
+void AABagOfPropertiesGenerator::PrepareConstants() {
+    mSpectralProcessor->GetFrequencies(mFrequencies, static_cast<float>(mSampleRate));
+    const float zero = 0.0f;
+    const float one = 1.0f;
+    vDSP_vramp(&zero, &one, mBinNumbers, 1, mNumBins);
+
+    // The mean frequency divides by one less than the number of bins: that is meant.
+    float frequencySum = 0.0f;
+    vDSP_sve(mFrequencies, 1, &frequencySum, mNumBins);
+    const float minusMean = -frequencySum / (static_cast<float>(mNumBins) - 1.0f);
+    vDSP_vsadd(mFrequencies, 1, &minusMean, mSlopeWeights, 1, mNumBins);
+    vDSP_svesq(mSlopeWeights, 1, &mSlopeDenominator, mNumBins);
+
+    const float* first = mFrequencies;
+    const float* last = first + mNumBins;
+    const auto above = [](float limit) { return [limit](float f) { return !(f <= limit); }; };
+    mNumLowBins = static_cast<UInt32>(std::find_if(first, last, above(kLowEnergyLimitHz)) - first);
+    mFirstBrightBin = static_cast<UInt32>(
+        std::find_if(first, last, [](float f) { return f > kBrightnessLimitHz; }) - first);
+}
+
+float* AABagOfPropertiesGenerator::Channel(CABufferList* buffer, UInt32 channel) const {
+    return static_cast<float*>(buffer->GetModifiableBufferList().mBuffers[channel].mData);
+}
+
+void AABagOfPropertiesGenerator::DeliverGroup(Group group, CABufferList* buffer) {
+    mBlocks.Prepare(mNumChannels, SizeOfBlock(group));
+    for (UInt32 c = 0; c < mNumChannels; ++c)
+        mBlocks.Store(c, Channel(buffer, c));
+    Deliver(KeyOf(group));
+}
+
+SInt32 AABagOfPropertiesGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
+    if (list == nullptr)
+        return kAudioAnalysisErr_NullBufferList;
+    if (IsWanted(kTemporal) && mTemporalBuffer.get() != nullptr)
+        ComputeAndStoreTemporalProperties(*list, frames);
+    return QelAAAnalysisGenerator::PushAudio(list, frames);
+}
+
+// On the pushed block as it comes, not on analysis frames: the values follow the client's block
+// size, and the envelope takes one step per push. An empty push is a step without energy, with a
+// zero crossing rate that is no number.
+void AABagOfPropertiesGenerator::ComputeAndStoreTemporalProperties(const AudioBufferList& list,
+                                                                   UInt32 frames) {
+    const UInt32 channels = std::min(list.mNumberBuffers, mNumChannels);
+    for (UInt32 c = 0; c < channels; ++c) {
+        const auto* samples = static_cast<const float*>(list.mBuffers[c].mData);
+        float* values = Channel(mTemporalBuffer, c);
+        vDSP_Length lastCrossing = 0;
+        vDSP_Length crossings = 0;
+        vDSP_nzcros(samples, 1, frames, &lastCrossing, &crossings, frames);
+        values[0] = static_cast<float>(crossings) / static_cast<float>(frames);
+        vDSP_rmsqv(samples, 1, &values[1], frames);
+        filter(butterA, butterB, kEnvelopeOrder, Channel(mButterworthBuffer, c), values[1],
+               values[2]);
+    }
+    DeliverGroup(kTemporal, mTemporalBuffer);
+}
+
+void AABagOfPropertiesGenerator::ComputeAndStoreProperties(const SpectralAndAudioBufferList& list) {
+    mSpectralProcessor->GetMagnitude(&mSpectrumMagnitude->GetModifiableBufferList(), mMinMagnitudes,
+                                     mMaxMagnitudes);
+    if (IsWanted(kGeneric))
+        ComputeAndStoreGenericSpectralProperties();
+    if (IsWanted(kHistogram))
+        ComputeAndStoreHistogramSpectralProperties();
+    if (IsWanted(kPeak))
+        ComputeAndStorePeakSpectralProperties();
+    if (IsWanted(kFlux))
+        ComputeAndStoreFluxSpectralProperties();
+    if (IsWanted(kRawSpectrum))
+        ComputeAndStoreSpectrum(list);
+}
+
+void AABagOfPropertiesGenerator::ComputeAndStoreHistogramSpectralProperties() {
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        Histogram histogram{};
+        ComputeHistogram(Channel(mSpectrumMagnitude, c), mNumBins, histogram.data(),
+                         mMinMagnitudes[c], mMaxMagnitudes[c], kHistogramBins);
+        float* values = Channel(mHistogramBuffer, c);
+        values[0] = ComputeKurtosis(histogram);
+        values[1] = ComputeSkewness(histogram);
+    }
+    DeliverGroup(kHistogram, mHistogramBuffer);
+}
+
+namespace {
+
+// Sum over the counts of (count - mean count) to the given power.
+template <std::size_t bins>
+float CountMoment(const std::array<float, bins>& histogram, float power) {
+    float mean = 0.0f;
+    vDSP_meanv(histogram.data(), 1, &mean, bins);
+    float sum = 0.0f;
+    for (const float count : histogram)
+        sum += std::pow(count - mean, power);
+    return sum;
+}
+
+float QuotientOrZero(float numerator, float denominator) {
+    return denominator != 0.0f ? numerator / denominator : 0.0f;
+}
+
+} // namespace
+
+// Kurtosis and skewness are moments of the histogram's counts, taken as 40 samples, not of the
+// magnitudes, and no 3 is subtracted: that is meant.
+float AABagOfPropertiesGenerator::ComputeKurtosis(const Histogram& histogram) {
+    const float secondMoment = CountMoment(histogram, 2.0f);
+    return QuotientOrZero(CountMoment(histogram, 4.0f), std::pow(secondMoment, 2.0f));
+}
+
+float AABagOfPropertiesGenerator::ComputeSkewness(const Histogram& histogram) {
+    const float secondMoment = CountMoment(histogram, 2.0f);
+    return QuotientOrZero(CountMoment(histogram, 3.0f), std::pow(secondMoment, 1.5f));
+}
+
+void AABagOfPropertiesGenerator::ComputeAndStoreFluxSpectralProperties() {
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        const float* magnitudes = Channel(mSpectrumMagnitude, c);
+        float* previous = Channel(mPreviousMagnitude, c);
+        float* values = Channel(mFluxBuffer, c);
+        values[0] = ComputeSpectralDifference(magnitudes, previous);
+        values[1] = ComputeSpectralFlux(magnitudes, previous, mNumBins);
+        std::memcpy(previous, magnitudes, mNumBins * sizeof(float));
+    }
+    DeliverGroup(kFlux, mFluxBuffer);
+}
+
+// Bin 0 is left out of the difference, and only of it.
+float AABagOfPropertiesGenerator::ComputeSpectralDifference(const float* magnitudes,
+                                                            const float* previous) {
+    float* roots = mScratch;
+    for (UInt32 k = 1; k < mNumBins; ++k)
+        roots[k] = std::sqrt(std::abs(magnitudes[k] * magnitudes[k] - previous[k] * previous[k]));
+    float sum = 0.0f;
+    vDSP_sve(roots + 1, 1, &sum, mNumBins - 1);
+    return sum;
+}
+
+// The rise of the frame's total magnitude, not a flux bin by bin: that is meant.
+float AABagOfPropertiesGenerator::ComputeSpectralFlux(const float* magnitudes,
+                                                      const float* previous, UInt32 bins) {
+    float sum = 0.0f;
+    float previousSum = 0.0f;
+    vDSP_sve(magnitudes, 1, &sum, bins);
+    vDSP_sve(previous, 1, &previousSum, bins);
+    float rise = sum - previousSum;
+    HalfWaveRectify(&rise, 1, &rise);
+    return rise;
+}
+
+void AABagOfPropertiesGenerator::ComputeAndStoreSpectrum(const SpectralAndAudioBufferList& list) {
+    mBlocks.Prepare(mNumChannels, SizeOfBlock(kRawSpectrum));
+    for (UInt32 c = 0; c < mNumChannels; ++c)
+        vDSP_ztoc(&list.mSpectra[c], 1, reinterpret_cast<DSPComplex*>(mBlocks.Floats(c)), 2,
+                  mNumBins);
+    Deliver(KeyOf(kRawSpectrum));
+}
+
+} // namespace qel::core

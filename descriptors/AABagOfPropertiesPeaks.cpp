@@ -1,0 +1,134 @@
+// The peak group: eight figures of the local maxima of one channel's magnitudes.
+//
+// Within it p[i] is the magnitude and b[i] the bin of peak i, packed from 0 in ascending order, and
+// n their count; p is zero from n on. A figure that needs more peaks than there are keeps the value
+// of the frame before: that is meant.
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include <Accelerate/Accelerate.h>
+
+#include "descriptors/AABagOfPropertiesGenerator.h"
+#include "spectral/VectorHelpers.h"
+
+namespace qel::core {
+
+namespace {
+
+// The tristimulus groups: the fundamental; partials two to four; partials from five on.
+constexpr UInt32 kFirstOfThirdTristimulus = 4;
+
+// Roughness of two partials after W. A. Sethares, "Local consonance and the relationship between
+// timbre and scale", JASA 94(3), 1993: the curve's width scales with frequency by
+// kPeakSpacing / (kSlope f + kOffset), and it is a difference of two exponentials.
+constexpr float kPeakSpacing = 0.24f;
+constexpr float kWidthSlope = 0.0207f;
+constexpr float kWidthOffset = 18.96f;
+constexpr float kRise = 5.0f;
+constexpr float kFall = -5.0f;
+constexpr float kSlowDecay = -3.51f;
+constexpr float kFastDecay = -5.75f;
+
+} // namespace
+
+void AABagOfPropertiesGenerator::ComputeAndStorePeakSpectralProperties() {
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        ComputeSpectralPeaks(Channel(mSpectrumMagnitude, c));
+        float sum = 0.0f;
+        vDSP_sve(mPeakMagnitudes, 1, &sum, mNumPeaks);
+
+        float* values = Channel(mPeakBuffer, c);
+        vDSP_meanv(mPeakMagnitudes, 1, &values[0], mNumPeaks);
+        values[1] = ComputeHarmonicCentroid(sum);
+        if (mNumPeaks > 0)
+            values[2] = ComputeHarmonicDeviation();
+        values[3] = sum != 0.0f ? mPeakMagnitudes[0] * mPeakMagnitudes[0] / sum : 0.0f;
+        if (mNumPeaks > kFirstOfThirdTristimulus) {
+            values[4] = ComputeSecondTristimulus(sum);
+            values[5] = ComputeThirdTristimulus(sum);
+        }
+        values[6] = ComputeDissonance();
+        if (mNumPeaks > 0)
+            values[7] = ComputeRegularity(sum);
+    }
+    DeliverGroup(kPeak, mPeakBuffer);
+}
+
+void AABagOfPropertiesGenerator::ComputeSpectralPeaks(float* magnitudes) {
+    std::fill_n(mPeakMagnitudes.get(), mNumBins, 0.0f);
+    std::fill_n(mPeakBins.get(), mNumBins, 0u);
+    mNumPeaks = 0;
+    FindLocalMaxima(magnitudes, mNumBins, mPeakBins, mPeakMagnitudes, mNumPeaks, 0.0f);
+}
+
+// In ordinal numbers of peaks, neither bins nor Hz.
+float AABagOfPropertiesGenerator::ComputeHarmonicCentroid(float sum) const {
+    if (sum == 0.0f)
+        return 0.0f;
+    float weighted = 0.0f;
+    vDSP_dotpr(mPeakMagnitudes, 1, mBinNumbers, 1, &weighted, mNumPeaks);
+    return weighted / sum;
+}
+
+// The neighbours are looked up by bin number in the array packed by peak number, so that most reads
+// find the zeros behind the last peak: that is meant.
+float AABagOfPropertiesGenerator::ComputeHarmonicDeviation() const {
+    const float* p = mPeakMagnitudes;
+    const unsigned int* b = mPeakBins;
+    float deviation = 0.0f;
+    float total = 0.0f;
+    for (UInt32 i = 0; i < mNumPeaks; ++i) {
+        const float left = i > 0 ? p[b[i - 1]] : 0.0f;
+        const float centre = p[b[i]];
+        const float right = i < mNumPeaks - 1 ? p[b[i + 1]] : 0.0f;
+        total += centre;
+        deviation += p[i] - (left + centre + right) / 3.0f;
+    }
+    return total != 0.0f ? deviation / total : 0.0f;
+}
+
+// The first two tristimulus values have squares over a plain sum, the third has none: that is
+// meant, and the three need not add up to 1.
+float AABagOfPropertiesGenerator::ComputeSecondTristimulus(float sum) const {
+    const float* p = mPeakMagnitudes;
+    return sum != 0.0f ? (p[1] * p[1] + p[2] * p[2] + p[3] * p[3]) / sum : 0.0f;
+}
+
+float AABagOfPropertiesGenerator::ComputeThirdTristimulus(float sum) const {
+    float upper = 0.0f;
+    vDSP_sve(mPeakMagnitudes + kFirstOfThirdTristimulus, 1, &upper,
+             mNumPeaks - kFirstOfThirdTristimulus);
+    return sum != 0.0f ? upper / sum : 0.0f;
+}
+
+// The amplitude weighs the rising exponential alone, so that the sum can be negative, and it is
+// looked up by bin number as in the deviation: both are meant.
+float AABagOfPropertiesGenerator::ComputeDissonance() const {
+    const float* p = mPeakMagnitudes;
+    const unsigned int* b = mPeakBins;
+    const auto rate = static_cast<float>(mSampleRate);
+    float sum = 0.0f;
+    for (UInt32 i = 0; i < mNumPeaks; ++i) {
+        const float frequency = BinToFreq(b[i], mFrameSize, rate);
+        const float scale = kPeakSpacing / (kWidthSlope * frequency + kWidthOffset);
+        for (UInt32 j = i + 1; j < mNumPeaks; ++j) {
+            const float distance = BinToFreq(b[j], mFrameSize, rate) - frequency;
+            const float amplitude = p[b[i]] > p[b[j]] ? p[b[j]] : p[b[i]];
+            sum += (amplitude * kRise) * std::exp(kSlowDecay * scale * distance) +
+                   std::exp(kFastDecay * scale * distance) * kFall;
+        }
+    }
+    return sum;
+}
+
+float AABagOfPropertiesGenerator::ComputeRegularity(float sum) const {
+    const float* p = mPeakMagnitudes;
+    float squares = 0.0f;
+    for (UInt32 i = 0; i + 1 < mNumPeaks; ++i)
+        squares += (p[i] - p[i + 1]) * (p[i] - p[i + 1]);
+    return sum != 0.0f ? squares / sum : 0.0f;
+}
+
+} // namespace qel::core

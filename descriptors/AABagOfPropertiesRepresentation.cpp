@@ -1,0 +1,151 @@
+// Sizes, metadata and the dictionaries made from blocks.
+
+#include <algorithm>
+
+#include "descriptors/AABagOfPropertiesGenerator.h"
+#include "support/CACFArray.h"
+#include "support/CACFDictionary.h"
+
+namespace qel::core {
+
+namespace {
+
+const CFStringRef kGroupKeys[AABagOfPropertiesGenerator::kNumGroups] = {
+    kQelAnalysisKey_TemporalProperties,          kQelAnalysisKey_GenericSpectrumProperties,
+    kQelAnalysisKey_SpectrumHistogramProperties, kQelAnalysisKey_SpectrumPeakProperties,
+    kQelAnalysisKey_SpectrumFluxProperties,      kQelAnalysisKey_Spectrum,
+};
+
+const CFStringRef kTemporalNames[AABagOfPropertiesGenerator::kNumTemporalValues] = {
+    kZeroCrossingRate,
+    kRMSEnergy,
+    kAmplitudeEnvelope,
+};
+
+const CFStringRef kGenericNames[AABagOfPropertiesGenerator::kNumGenericValues] = {
+    kSpectrumMean,     kSpectrumSpread,    kSpectrumGeometricMean, kSpectrumEnergy,
+    kSpectrumEnergyDB, kSpectralPower,     kSpectrumCentroid,      kSpectrumFlatness,
+    kSpectrumMaxFreq,  kSpectrumLowEnergy, kSpectrumRolloff,       kSpectrumSlope,
+    kSpectrumHFC1,     kSpectrumHFC2,      kSpectrumCrestFactor,   kSpectrumBrightness,
+};
+
+const CFStringRef kHistogramNames[AABagOfPropertiesGenerator::kNumHistogramValues] = {
+    kSpectrumKurtosis,
+    kSpectrumSkewness,
+};
+
+const CFStringRef kPeakNames[AABagOfPropertiesGenerator::kNumPeakValues] = {
+    kSpectrumPeakMagnitudeMean,
+    kSpectrumPeakHarmonicCentroid,
+    kSpectrumPeakHarmonicDeviation,
+    kSpectrumFirstTristimulus,
+    kSpectrumSecondTristimulus,
+    kSpectrumThirdTristimulus,
+    kSpectrumDissonance,
+    kRegularity,
+};
+
+const CFStringRef kFluxNames[AABagOfPropertiesGenerator::kNumFluxValues] = {
+    kSpectrumDifference,
+    kSpectrumFlux,
+};
+
+constexpr UInt32 kPairBytes = 2 * sizeof(float);
+
+void AddNamedValues(CACFDictionary& dict, std::span<const CFStringRef> names,
+                    const QelAudioAnalysisBlock& block) {
+    const auto* values = static_cast<const float*>(block.mData);
+    const std::size_t available = values != nullptr ? block.mDataByteSize / sizeof(float) : 0;
+    for (std::size_t i = 0; i < std::min(names.size(), available); ++i)
+        dict.AddFloat32(names[i], values[i]);
+}
+
+void AddSpectrum(CACFDictionary& dict, const QelAudioAnalysisBlock& block) {
+    const auto* pairs = static_cast<const float*>(block.mData);
+    const UInt32 bins = pairs != nullptr ? block.mDataByteSize / kPairBytes : 0;
+    CACFArray real(bins, true);
+    CACFArray imaginary(bins, true);
+    for (UInt32 k = 0; k < bins; ++k) {
+        real.AppendFloat32(pairs[2 * k]);
+        imaginary.AppendFloat32(pairs[2 * k + 1]);
+    }
+    dict.AddArray(kSpectrumRealString, real.GetCFArray());
+    dict.AddArray(kSpectrumImaginaryString, imaginary.GetCFArray());
+}
+
+} // namespace
+
+CFStringRef AABagOfPropertiesGenerator::KeyOf(Group group) {
+    return kGroupKeys[group];
+}
+
+AABagOfPropertiesGenerator::Group AABagOfPropertiesGenerator::GroupOf(CFStringRef key) {
+    UInt32 group = 0;
+    while (group < kNumGroups && !(key != nullptr && CFEqual(key, kGroupKeys[group])))
+        ++group;
+    return static_cast<Group>(group);
+}
+
+std::span<const CFStringRef> AABagOfPropertiesGenerator::NamesOf(Group group) {
+    switch (group) {
+    case kTemporal:
+        return kTemporalNames;
+    case kGeneric:
+        return kGenericNames;
+    case kHistogram:
+        return kHistogramNames;
+    case kPeak:
+        return kPeakNames;
+    case kFlux:
+        return kFluxNames;
+    case kRawSpectrum:
+    case kNumGroups:
+        break;
+    }
+    return {};
+}
+
+UInt32 AABagOfPropertiesGenerator::SizeOfBlock(Group group) const {
+    if (group == kRawSpectrum)
+        return mNumBins * kPairBytes;
+    return static_cast<UInt32>(NamesOf(group).size() * sizeof(float));
+}
+
+UInt32 AABagOfPropertiesGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
+    return SizeOfBlock(GroupOf(key));
+}
+
+// A block of temporal properties has no fixed frame, so its record is the sample rate alone.
+SInt32 AABagOfPropertiesGenerator::GetMetaDataForKey(CFStringRef key, void* outData) {
+    return GroupOf(key) == kTemporal ? QelAAAnalysisBase::GetMetaDataForKey(key, outData)
+                                     : QelAAAnalysisGenerator::GetMetaDataForKey(key, outData);
+}
+
+// { key: [ channel: [ frame: { name: number, ... } ] ] }; for "spectrum" the two names hold arrays.
+CFPropertyListRef AABagOfPropertiesGenerator::CreateCFRepresentation(
+    CFAllocatorRef allocator, CFStringRef key, UInt32 count, const QelAudioAnalysisBlock* blocks) {
+    CACFDictionary result(CFDictionaryCreateMutable(allocator, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                    &kCFTypeDictionaryValueCallBacks),
+                          true);
+    const Group group = GroupOf(key);
+    if (group != kNumGroups) {
+        const UInt32 frames = GetNumAnalysisFramesForData(count, blocks);
+        CACFArray channelArray(mNumChannels, true);
+        for (UInt32 c = 0; c < mNumChannels; ++c) {
+            CACFArray frameArray(frames, true);
+            for (UInt32 f = 0; f < frames; ++f) {
+                CACFDictionary values(true);
+                if (group == kRawSpectrum)
+                    AddSpectrum(values, blocks[f * mNumChannels + c]);
+                else
+                    AddNamedValues(values, NamesOf(group), blocks[f * mNumChannels + c]);
+                frameArray.AppendDictionary(values.GetCFDictionary());
+            }
+            channelArray.AppendArray(frameArray.GetCFArray());
+        }
+        result.AddArray(key, channelArray.GetCFArray());
+    }
+    return CFRetain(result.GetCFDictionary());
+}
+
+} // namespace qel::core

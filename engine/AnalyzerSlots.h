@@ -1,0 +1,48 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <span>
+
+#include "engine/QelAAAnalysisBase.h"
+
+namespace qel::core {
+
+inline constexpr std::size_t kNumSlots = 15;
+
+// What the analyzer tells every generator that it makes.
+struct GeneratorSetup {
+    UInt32 channels;
+    Float64 sampleRate; // Hz
+    UInt32 maxFrames;
+    UInt32 streamLength; // frames, 0: unknown
+    QelAAAnalysisBase::DataCallback dataCallback;
+    void* refCon;
+};
+
+// One key and where it leads.
+struct KeyRoute {
+    CFStringRef key;
+    std::size_t slot;
+    // "global key" is routed but makes no generator by itself: it works only after another key of
+    // its slot. That is meant.
+    bool createsGenerator;
+    // A key of a slot that is not created once builds a new generator over an earlier one.
+    bool createdOnce;
+};
+
+// The route of `key`, compared by content; null for a key that the library does not know.
+const KeyRoute* FindKeyRoute(CFStringRef key);
+
+// The slot that owns a parameter; none for a name that the library does not know.
+std::optional<std::size_t> FindParameterSlot(CFStringRef name);
+
+// Makes the generator of a slot; null for a slot whose feature this version does not have.
+std::unique_ptr<QelAAAnalysisBase> MakeGenerator(std::size_t slot, const GeneratorSetup& setup);
+
+// The thirty public keys in their published order.
+std::span<const CFStringRef> ListedKeys();
+
+} // namespace qel::core

@@ -1,0 +1,158 @@
+#include "engine/QelAAAnalysisBase.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "support/CACFArray.h"
+#include "support/CACFDictionary.h"
+#include "support/CAStreamBasicDescription.h"
+
+namespace qel::core {
+
+namespace {
+
+constexpr float kPercentDone = 100.0f;
+constexpr SInt32 kStoppedByClient = -1;
+
+UInt32 FloatsOf(const QelAudioAnalysisBlock& block) {
+    return block.mData != nullptr ? block.mDataByteSize / UInt32{sizeof(float)} : 0;
+}
+
+} // namespace
+
+QelAAAnalysisBase::QelAAAnalysisBase(UInt32 channels, Float64 sampleRate, UInt32 maxFrames,
+                                     UInt32 streamLength, DataCallback dataCallback, void* refCon)
+    : mNumChannels(channels), mSampleRate(sampleRate), mMaxFrames(maxFrames),
+      mStreamLength(streamLength), mDataCallback(dataCallback), mDataRefCon(refCon) {
+    QelAAAnalysisBase::NullPointers();
+    QelAAAnalysisBase::AllocateBuffers();
+}
+
+QelAAAnalysisBase::~QelAAAnalysisBase() {
+    QelAAAnalysisBase::Cleanup();
+}
+
+SInt32 QelAAAnalysisBase::PushAudio(AudioBufferList*, UInt32) {
+    return 0;
+}
+
+SInt32 QelAAAnalysisBase::Process(UInt8 flush, ProgressCallback progress, void* progressRefCon) {
+    mProgressCallback = progress;
+    mProgressRefCon = progressRefCon;
+    if (flush != 0 && mFlushBuffer.get() != nullptr)
+        PushAudio(&mFlushBuffer->GetModifiableBufferList(), mMaxFrames);
+    return ProcessFinal(flush);
+}
+
+SInt32 QelAAAnalysisBase::SetProperty(UInt32, const void*, UInt32) {
+    return 0;
+}
+
+SInt32 QelAAAnalysisBase::GetProperty(UInt32, void*) {
+    return 0;
+}
+
+SInt32 QelAAAnalysisBase::SetComputeProperty(CFArrayRef) {
+    return 0;
+}
+
+SInt32 QelAAAnalysisBase::ReadyAnalysis() {
+    try {
+        AllocateBuffers();
+    } catch (...) {
+        Cleanup();
+        throw;
+    }
+    return 0;
+}
+
+UInt32 QelAAAnalysisBase::GetSizeOfAnalysisDataForKey(CFStringRef) {
+    return 0;
+}
+
+SInt32 QelAAAnalysisBase::GetMetaDataForKey(CFStringRef, void* outData) {
+    std::memcpy(outData, &mSampleRate, sizeof mSampleRate);
+    return 0;
+}
+
+SInt32 QelAAAnalysisBase::GetParameterList(CFMutableArrayRef*) {
+    return 0;
+}
+
+SInt32 QelAAAnalysisBase::GetParameterValueInfo(CFStringRef, void*) {
+    return 0;
+}
+
+CFPropertyListRef QelAAAnalysisBase::CreateCFRepresentation(CFAllocatorRef, CFStringRef, UInt32,
+                                                            const QelAudioAnalysisBlock*) {
+    return nullptr;
+}
+
+SInt32 QelAAAnalysisBase::GetParameter(CFStringRef, float*) {
+    return 0;
+}
+
+SInt32 QelAAAnalysisBase::SetParameter(CFStringRef, float) {
+    return 0;
+}
+
+SInt32 QelAAAnalysisBase::ProcessFinal(UInt8) {
+    if (mProgressCallback == nullptr)
+        return 0;
+    return mProgressCallback(nullptr, kPercentDone, mProgressRefCon) != 0 ? kStoppedByClient : 0;
+}
+
+void QelAAAnalysisBase::NullPointers() {
+    (void)mComputeFlags.release();
+    (void)mFlushBuffer.release();
+}
+
+void QelAAAnalysisBase::Cleanup() {
+    mComputeFlags.free();
+    mFlushBuffer.free();
+    QelAAAnalysisBase::NullPointers();
+}
+
+void QelAAAnalysisBase::AllocateBuffers() {
+    if (mMaxFrames > std::numeric_limits<UInt32>::max() / sizeof(float))
+        throw std::bad_alloc();
+    CAStreamBasicDescription format;
+    format.SetCanonical(mNumChannels, false);
+    format.mSampleRate = mSampleRate;
+    mFlushBuffer = CABufferList::New("flush buffer", format);
+    mFlushBuffer->AllocateBuffers(mMaxFrames * UInt32{sizeof(float)});
+}
+
+UInt32 QelAAAnalysisBase::GetNumAnalysisFramesForData(UInt32 count,
+                                                      const QelAudioAnalysisBlock*) const {
+    return mNumChannels != 0 ? count / mNumChannels : 0;
+}
+
+void QelAAAnalysisBase::MakeFloatArrayForKey(CACFDictionary* dict,
+                                             const QelAudioAnalysisBlock* blocks, UInt32 count,
+                                             CFStringRef key) const {
+    const UInt32 frames = GetNumAnalysisFramesForData(count, blocks);
+    const UInt32 floats = frames != 0 ? FloatsOf(blocks[0]) : 0;
+    CACFArray channelArray(mNumChannels, true);
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        CACFArray frameArray(frames, true);
+        for (UInt32 f = 0; f < frames; ++f) {
+            const QelAudioAnalysisBlock& block = blocks[f * mNumChannels + c];
+            const UInt32 available = std::min(floats, FloatsOf(block));
+            CACFArray values(floats, true);
+            for (UInt32 i = 0; i < available; ++i)
+                values.AppendFloat32(static_cast<const float*>(block.mData)[i]);
+            frameArray.AppendArray(values.GetCFArray());
+        }
+        channelArray.AppendArray(frameArray.GetCFArray());
+    }
+    dict->AddArray(key, channelArray.GetCFArray());
+}
+
+void QelAAAnalysisBase::Deliver(CFStringRef key) {
+    mDataCallback(nullptr, key, mBlocks.Count(), mBlocks.Blocks(), mDataRefCon);
+}
+
+} // namespace qel::core
