@@ -142,7 +142,7 @@ inline constexpr ValueInfo kSpectrumHistogramValues[] = {
 
 inline constexpr ValueInfo kSpectrumPeakValues[] = {
     {"spectrum peak magnitude mean", "magnitude", detail::kNotNegative,
-     "Mean of p[0] to p[n-1]. Without peaks the value means nothing.", ""},
+     "Mean of p[0] to p[n-1]. 0 without peaks.", ""},
     {"spectrum peak harmonic centroid",
      "peaks",
      {0, 254},
