@@ -1,0 +1,226 @@
+#include "tools/AudioDecoder.h"
+
+#include "tools/ToolError.h"
+
+extern "C" {
+#include <libavutil/intreadwrite.h>
+#include <libavutil/log.h>
+}
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <new>
+
+namespace qel::tool {
+namespace {
+
+AvHandle<AVCodecContext> OpenCodec(const AVStream& stream) {
+    const AVCodec* codec = avcodec_find_decoder(stream.codecpar->codec_id);
+    if (codec == nullptr) {
+        throw ToolError(fmt::format("no decoder for its audio ({})",
+                                    avcodec_get_name(stream.codecpar->codec_id)));
+    }
+    AvHandle<AVCodecContext> context(avcodec_alloc_context3(codec));
+    if (!context) {
+        throw std::bad_alloc();
+    }
+    if (avcodec_parameters_to_context(context.get(), stream.codecpar) < 0) {
+        throw ToolError("its audio stream is damaged");
+    }
+    context->pkt_timebase = stream.time_base;
+    // One thread: frames come out in the same steps in every run, and little memory is held.
+    context->thread_count = 1;
+    // The decoder tells what is to be skipped and leaves the cutting to FrameTrimmer, which counts.
+    context->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
+    if (avcodec_open2(context.get(), codec, nullptr) < 0) {
+        throw ToolError(fmt::format("its audio ({}) cannot be decoded", codec->name));
+    }
+    return context;
+}
+
+std::int64_t FrameDuration(const AVFrame& frame) {
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100)
+    return frame.duration;
+#else
+    return frame.pkt_duration;
+#endif
+}
+
+// A lossless decoder yields the stated length to the sample. For the others an encoder may have
+// counted a frame that carries no audio.
+bool IsLossless(AVCodecID codec) {
+    const AVCodecDescriptor* descriptor = avcodec_descriptor_get(codec);
+    return descriptor != nullptr && (descriptor->props & AV_CODEC_PROP_LOSSY) == 0;
+}
+
+} // namespace
+
+AudioDecoder::AudioDecoder(const std::string& path)
+    : mFile(path), mCodec(OpenCodec(mFile.Stream())), mPacket(av_packet_alloc()),
+      mFrame(av_frame_alloc()) {
+    if (!mPacket || !mFrame) {
+        throw std::bad_alloc();
+    }
+    if (!DecodeFrame()) {
+        throw ToolError("holds no audio that can be decoded");
+    }
+}
+
+std::size_t AudioDecoder::Read(std::span<float* const> planes, std::size_t capacity) {
+    std::size_t filled = 0;
+    while (filled < capacity) {
+        if (mPosition == mSamples.Count() && !DecodeFrame()) {
+            CheckLength();
+            break;
+        }
+        const std::size_t count = std::min(capacity - filled, mSamples.Count() - mPosition);
+        for (std::size_t c = 0; c < mChannels; ++c) {
+            std::copy_n(mSamples.Channel(c) + mPosition, count, planes[c] + filled);
+        }
+        mPosition += count;
+        filled += count;
+    }
+    return filled;
+}
+
+// Decodes until a frame with something to keep has come. False at the end.
+bool AudioDecoder::DecodeFrame() {
+    while (ReceiveFrame()) {
+        AcceptFormat();
+        const std::int64_t tail = TailOfFrame();
+        mDecodedFrames += mFrame->nb_samples;
+        mLongestFrame = std::max(mLongestFrame, mFrame->nb_samples);
+        const FrameTrimmer::Kept kept = mTrimmer.Trim(mFrame->nb_samples, tail);
+        mSamples.Convert(*mFrame, static_cast<std::size_t>(kept.first),
+                         static_cast<std::size_t>(kept.count));
+        mPosition = 0;
+        av_frame_unref(mFrame.get());
+        if (kept.count > 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool AudioDecoder::ReceiveFrame() {
+    for (;;) {
+        const int status = avcodec_receive_frame(mCodec.get(), mFrame.get());
+        if (status >= 0) {
+            return true;
+        }
+        if (status == AVERROR(EAGAIN)) {
+            FeedPacket();
+            continue;
+        }
+        if (status == AVERROR_EOF || mDraining) {
+            return false;
+        }
+        ++mDamagedPackets;
+    }
+}
+
+void AudioDecoder::FeedPacket() {
+    if (!mFile.ReadPacket(*mPacket)) {
+        mDraining = true;
+        avcodec_send_packet(mCodec.get(), nullptr);
+        return;
+    }
+    if (avcodec_send_packet(mCodec.get(), mPacket.get()) < 0) {
+        ++mDamagedPackets;
+    }
+    av_packet_unref(mPacket.get());
+}
+
+void AudioDecoder::AcceptFormat() {
+    const auto channels = static_cast<std::size_t>(mFrame->ch_layout.nb_channels);
+    if (mRateHz == 0) {
+        mRateHz = mFrame->sample_rate;
+        mChannels = channels;
+        if (mRateHz <= 0 || mChannels == 0) {
+            throw ToolError("its audio states no sample rate or no channels");
+        }
+        mPresentedFrames = mFile.PresentedFrames(mRateHz);
+        if (mPresentedFrames) {
+            mTrimmer.SetEnd(*mPresentedFrames);
+        }
+        return;
+    }
+    if (mFrame->sample_rate != mRateHz) {
+        throw ToolError(fmt::format("its sample rate changes from {} to {} Hz after {} frames",
+                                    mRateHz, mFrame->sample_rate, mTrimmer.KeptFrames()));
+    }
+    if (channels != mChannels) {
+        throw ToolError(fmt::format("its channels change from {} to {} after {} frames", mChannels,
+                                    channels, mTrimmer.KeptFrames()));
+    }
+}
+
+// Takes what the frame says of skipping: tells the trimmer of samples to drop in front, and returns
+// how many to drop at the end.
+std::int64_t AudioDecoder::TailOfFrame() {
+    // Two 32-bit little-endian counts stand first in the side data: front, end.
+    constexpr std::size_t kSkipBytes = 8;
+    std::int64_t tail = 0;
+    const AVFrameSideData* skip = av_frame_get_side_data(mFrame.get(), AV_FRAME_DATA_SKIP_SAMPLES);
+    if (skip != nullptr && skip->size >= kSkipBytes) {
+        mTrimmer.AddLeading(AV_RL32(skip->data));
+        tail = AV_RL32(skip->data + 4);
+    }
+    if (tail > 0 && mFile.Stream().codecpar->codec_id == AV_CODEC_ID_VORBIS) {
+        // In a stream of a single page, FFmpeg dates the first packet as if it gave samples, which
+        // it never does in Vorbis, and then counts that many as padding. The page's own count of
+        // samples stands against that.
+        const auto declared = mFile.DeclaredFrames(mRateHz);
+        const std::int64_t beyond =
+            mDecodedFrames + mFrame->nb_samples - declared.value_or(mDecodedFrames);
+        if (declared && beyond >= 0 && beyond < tail) {
+            tail = beyond;
+        }
+    }
+    const std::int64_t duration = FrameDuration(*mFrame);
+    if (mFile.PacketDurationsTrim() && !mPresentedFrames && duration > 0) {
+        const std::int64_t lasting =
+            av_rescale_q(duration, mFile.Stream().time_base, AVRational{1, mRateHz});
+        tail = std::max(tail, mFrame->nb_samples - lasting);
+    }
+    return tail;
+}
+
+void AudioDecoder::CheckLength() const {
+    const auto declared = mFile.DeclaredFrames(mRateHz);
+    const bool exact = IsLossless(mFile.Stream().codecpar->codec_id);
+    const std::int64_t slack = exact ? 0 : 2 * std::int64_t{mLongestFrame};
+    if (declared.has_value() && mDecodedFrames + slack < *declared) {
+        throw ToolError(fmt::format("is truncated: it states {} frames and ends after {}",
+                                    *declared, mDecodedFrames));
+    }
+    if (mFile.EndsEarly()) {
+        throw ToolError(fmt::format("is truncated: it ends after {} frames, before the length that "
+                                    "its header states",
+                                    mDecodedFrames));
+    }
+}
+
+DecoderReport AudioDecoder::Report() const {
+    DecoderReport report;
+    report.container = mFile.ContainerName();
+    report.codec = avcodec_get_name(mFile.Stream().codecpar->codec_id);
+    report.decoder = mCodec->codec->name;
+    report.library = LibraryVersion();
+    report.leadingTrimmed = mTrimmer.LeadingFrames();
+    report.trailingTrimmed = mTrimmer.TrailingFrames();
+    report.damagedPackets = mDamagedPackets;
+    return report;
+}
+
+void AudioDecoder::SilenceLibrary() {
+    av_log_set_level(AV_LOG_QUIET);
+}
+
+std::string AudioDecoder::LibraryVersion() {
+    const unsigned int version = avcodec_version();
+    return fmt::format("libavcodec {}.{}.{}", AV_VERSION_MAJOR(version), AV_VERSION_MINOR(version),
+                       AV_VERSION_MICRO(version));
+}
+
+} // namespace qel::tool

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "tools/FrameTrimmer.h"
+#include "tools/MediaFile.h"
+#include "tools/SampleConverter.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace qel::tool {
+
+// What decoded a file, and what of it was not music.
+struct DecoderReport {
+    std::string container;            // "wav", "ogg", "mov"
+    std::string codec;                // "vorbis", "aac"
+    std::string decoder;              // the decoder's own name, "mp3float"
+    std::string library;              // "libavcodec 59.37.100"
+    std::int64_t leadingTrimmed = 0;  // samples dropped in front: the encoder's delay
+    std::int64_t trailingTrimmed = 0; // samples dropped at the end: the encoder's padding
+    std::int64_t damagedPackets = 0;  // packets that could not be decoded and were left out
+};
+
+// Decodes an audio file as a stream, block by block, at the file's own sample rate, aligned to the
+// sample: sample 0 is the first sample of the audio that was encoded.
+//
+// The first frame that comes out of the decoder sets the sample rate and the channels. A file whose
+// rate or channel count changes on the way is refused there; a new sample format is followed.
+class AudioDecoder {
+public:
+    // Opens a file and decodes its first frame. Throws ToolError, with the reason but without the
+    // file's name, if there is no audio to be had.
+    explicit AudioDecoder(const std::string& path);
+
+    AudioDecoder(const AudioDecoder&) = delete;
+    AudioDecoder& operator=(const AudioDecoder&) = delete;
+
+    int SampleRateHz() const { return mRateHz; }
+    std::size_t Channels() const { return mChannels; }
+
+    // Length that the file states, in frames; 0 if it states none. An encoder's delay and padding
+    // may be in it: it serves a progress bar and a hint, not as a length.
+    std::int64_t ExpectedFrames() const { return mFile.DeclaredFrames(mRateHz).value_or(0); }
+
+    // Fills one buffer per channel with up to capacity samples and returns how many. Fewer than
+    // capacity only at the end; 0 ever after. Throws ToolError for a change of rate or channels,
+    // and for a file that ends before the length it states.
+    std::size_t Read(std::span<float* const> planes, std::size_t capacity);
+
+    // Final once Read has returned 0.
+    DecoderReport Report() const;
+
+    // Name and version of the library that decodes, "libavcodec 59.37.100".
+    static std::string LibraryVersion();
+
+    // Keeps that library from writing to standard error, in the whole process.
+    static void SilenceLibrary();
+
+private:
+    bool DecodeFrame();
+    bool ReceiveFrame();
+    void FeedPacket();
+    void AcceptFormat();
+    std::int64_t TailOfFrame();
+    void CheckLength() const;
+
+    MediaFile mFile;
+    AvHandle<AVCodecContext> mCodec;
+    AvHandle<AVPacket> mPacket;
+    AvHandle<AVFrame> mFrame;
+    FrameTrimmer mTrimmer;
+    SampleConverter mSamples;
+    std::size_t mPosition = 0; // samples of mSamples that were read already
+    std::size_t mChannels = 0;
+    int mRateHz = 0;
+    int mLongestFrame = 0;
+    std::int64_t mDecodedFrames = 0; // before trimming
+    std::optional<std::int64_t> mPresentedFrames;
+    std::int64_t mDamagedPackets = 0;
+    bool mDraining = false;
+};
+
+} // namespace qel::tool

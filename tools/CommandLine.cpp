@@ -1,0 +1,154 @@
+#include "tools/CommandLine.h"
+
+#include "tools/AnalyzeCommand.h"
+#include "tools/AudioDecoder.h"
+#include "tools/Interrupt.h"
+#include "tools/KeysCommand.h"
+#include "tools/ToolError.h"
+
+#include <CLI/CLI.hpp>
+
+#include <exception>
+#include <fmt/format.h>
+#include <iostream>
+#include <map>
+#include <new>
+#include <string>
+
+namespace qel::tool {
+namespace {
+
+constexpr std::uint32_t kLargestBlock = 1048576; // 2^20 samples, 24 s at 44.1 kHz
+
+constexpr const char* kFooter = "Exit status: 0 all well; 1 a file could not be analyzed or an "
+                                "output not written; 2 the command line made no sense.";
+
+struct CommandLine {
+    AnalyzeOptions analyze;
+    std::string describedKey;
+    bool jsonKeys = false;
+    CLI::App* analyzeCommand = nullptr;
+    CLI::App* keysCommand = nullptr;
+    CLI::App* describeCommand = nullptr;
+};
+
+// An option that may be given more than once must not take the files behind it for its values.
+CLI::Option* AddRepeatable(CLI::App* command, const std::string& name,
+                           std::vector<std::string>& values, const std::string& help) {
+    return command->add_option(name, values, help)->allow_extra_args(false);
+}
+
+// An option whose value is one of a few words.
+template <typename Choice>
+void AddChoice(CLI::App* command, const std::string& name, Choice& choice,
+               const std::map<std::string, Choice>& words, const std::string& help) {
+    command
+        ->add_option_function<std::string>(
+            name, [&choice, words](const std::string& word) { choice = words.at(word); }, help)
+        ->check(CLI::IsMember(words))
+        ->type_name("WORD");
+}
+
+void AddAnalyze(CLI::App& app, CommandLine& line) {
+    AnalyzeOptions& options = line.analyze;
+    CLI::App* command = app.add_subcommand("analyze", "Analyze audio files");
+    line.analyzeCommand = command;
+    command->add_option("FILE", options.files, "Audio files")->required();
+    CLI::Option* keys = AddRepeatable(
+        command, "--keys", options.keyLists,
+        "Keys to analyze, separated by commas; without --keys or --all: all but \"spectrum\"");
+    keys->type_name("LIST");
+    command->add_flag("--all", options.allKeys, "Analyze all keys, the bulky \"spectrum\" too")
+        ->excludes(keys);
+    AddChoice<OutputFormat>(command, "--format", options.format,
+                            {{"json", OutputFormat::Json}, {"csv", OutputFormat::Csv}},
+                            "json (default) or csv");
+    command
+        ->add_option("--output", options.output,
+                     "Where results go, default - (standard output); with csv a directory, which "
+                     "gets a file per key, or - for one key of one file")
+        ->type_name("PATH");
+    AddChoice<ChannelMix>(command, "--mix", options.mix,
+                          {{"mono", ChannelMix::Mono}, {"keep", ChannelMix::Keep}},
+                          "mono (default): analyze the mean of all channels; keep: analyze each");
+    command
+        ->add_option("--block", options.blockSamples,
+                     "Samples per push, 1 to 1048576, default 4096; \"temporal properties\" are "
+                     "taken over blocks of this size")
+        ->check(CLI::Range(std::uint32_t{1}, kLargestBlock))
+        ->type_name("N");
+    AddRepeatable(command, "--param", options.parameters,
+                  "Set a parameter of the analysis, as in --param \"Min BPM=60\"; repeatable")
+        ->type_name("NAME=VALUE");
+    command->add_flag("--quiet", options.quiet, "No progress bar, even on a terminal");
+    command->footer(kFooter);
+}
+
+void AddCommands(CLI::App& app, CommandLine& line) {
+    app.require_subcommand(1);
+    app.set_version_flag("--version",
+                         fmt::format("qel {} ({})", QEL_VERSION, AudioDecoder::LibraryVersion()));
+    app.footer(kFooter);
+    AddAnalyze(app, line);
+    line.keysCommand = app.add_subcommand("keys", "List the keys");
+    line.keysCommand->add_flag("--json", line.jsonKeys, "Everything about all keys, in JSON");
+    line.describeCommand = app.add_subcommand("describe", "Tell everything about one key");
+    line.describeCommand->add_option("KEY", line.describedKey, "The key")->required();
+}
+
+int Run(const CommandLine& line) {
+    if (line.keysCommand->parsed()) {
+        return RunKeys(line.jsonKeys);
+    }
+    if (line.describeCommand->parsed()) {
+        return RunDescribe(line.describedKey);
+    }
+    return RunAnalyze(line.analyze);
+}
+
+// Messages of the parser may run over several lines: the first one says it.
+std::string FirstLine(const std::string& text) {
+    return text.substr(0, text.find('\n'));
+}
+
+int ParseAndRun(int argc, const char* const* argv) {
+    CLI::App app("Audio features of music, from files", "qel");
+    CommandLine line;
+    AddCommands(app, line);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& request) { // --help, --version
+        app.exit(request, std::cout, std::cerr);
+        return std::cout.flush() ? kExitSuccess : kExitFailure;
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(fmt::format("{}; see qel --help", FirstLine(error.what())));
+    }
+    return Run(line);
+}
+
+int Fail(const char* message, ExitStatus status) {
+    fmt::print(stderr, "qel: {}\n", message);
+    return status;
+}
+
+} // namespace
+
+int RunCommandLine(int argc, const char* const* argv) {
+    Interrupt::Install();
+    AudioDecoder::SilenceLibrary();
+    try {
+        return ParseAndRun(argc, argv);
+    } catch (const ClosedPipe&) {
+        return kExitFailure;
+    } catch (const UsageError& error) {
+        return Fail(error.what(), kExitUsage);
+    } catch (const Interrupt::Requested& request) {
+        Interrupt::Die(request.signal);
+    } catch (const std::bad_alloc&) {
+        return Fail("out of memory", kExitFailure);
+    } catch (const std::exception& error) {
+        return Fail(error.what(), kExitFailure);
+    }
+}
+
+} // namespace qel::tool

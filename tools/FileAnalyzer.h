@@ -1,0 +1,33 @@
+#pragma once
+
+#include "tools/Options.h"
+#include "tools/ProgressBar.h"
+#include "tools/ResultWriter.h"
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace qel::tool {
+
+// What is the same for every file of a run.
+struct AnalysisPlan {
+    std::vector<const KeyInfo*> keys;
+    std::vector<Parameter> parameters;
+    ChannelMix mix = ChannelMix::Mono;
+    std::uint32_t blockSamples = 4096;
+};
+
+// Refuses, before any file is looked at, parameters that none of the plan's keys has. Throws
+// UsageError with the parameters there are.
+void CheckParameters(const AnalysisPlan& plan);
+
+// Decodes one file, analyzes it and hands the results to a writer, from BeginFile to EndFile.
+// Throws ToolError for a file that cannot be analyzed, after which the writer needs its FailFile;
+// OutputError where the writer cannot go on.
+//
+// Returns what was done, for warnings.
+FileSummary AnalyzeFile(const AnalysisPlan& plan, const std::string& path, std::size_t index,
+                        ResultWriter& writer, ProgressBar& progress);
+
+} // namespace qel::tool

@@ -1,0 +1,24 @@
+#pragma once
+
+namespace qel::tool {
+
+// Turns the signals that ask a program to end into a question it can ask itself, so that unfinished
+// files are removed on the way out.
+class Interrupt {
+public:
+    // Thrown where the question was answered with yes.
+    struct Requested {
+        int signal;
+    };
+
+    // Takes SIGINT, SIGTERM and SIGHUP over, and lets a closed pipe show as an error of write.
+    static void Install();
+
+    // Throws Requested if one of the signals has come.
+    static void Check();
+
+    // Ends the program as the signal would have done by itself. Does not return.
+    [[noreturn]] static void Die(int signal);
+};
+
+} // namespace qel::tool

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "tools/AtomicFile.h"
+#include "tools/ResultWriter.h"
+#include "tools/SpillFile.h"
+
+#include <deque>
+#include <optional>
+#include <string>
+
+namespace qel::tool {
+
+// Writes one JSON document about all files; docs/output.md tells its shape. The numbers of each key
+// wait in a temporary file until their file is complete, so that memory does not grow with the
+// length of the audio.
+class JsonWriter : public ResultWriter {
+public:
+    // path is a file's, or "-" for standard output. Throws OutputError.
+    explicit JsonWriter(const std::string& path) : mOutput(path) {}
+
+    void BeginFile(const FileHeader& header) override;
+    void Write(std::size_t key, const Result& result) override;
+    void EndFile(const FileSummary& summary) override;
+    void FailFile(const std::string& path, const std::string& message) override;
+    void Finish() override;
+
+private:
+    // The results of one key of the file at hand.
+    struct KeyResults {
+        SpillFile spill;
+        std::uint64_t count = 0;
+    };
+
+    void BeginEntry();
+    void WriteKey(std::size_t key);
+
+    AtomicFile mOutput;
+    FileHeader mHeader;
+    std::deque<KeyResults> mResults; // by index of mHeader.keys
+    bool mBegun = false;
+};
+
+} // namespace qel::tool

@@ -1,0 +1,143 @@
+#include "tools/MediaFile.h"
+
+#include "tools/MovieTiming.h"
+#include "tools/RiffLength.h"
+#include "tools/ToolError.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <sstream>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace qel::tool {
+namespace {
+
+// FFmpeg says "End of file" or "Invalid data" of a directory or an empty file, so that the plain
+// cases are looked at before it is asked.
+void CheckRegularFile(const std::string& path) {
+    struct stat info {};
+    if (stat(path.c_str(), &info) != 0) {
+        throw ToolError(std::strerror(errno));
+    }
+    if (S_ISDIR(info.st_mode)) {
+        throw ToolError("is a directory, not an audio file");
+    }
+    if (!S_ISREG(info.st_mode)) {
+        throw ToolError("is not a regular file");
+    }
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        throw ToolError(std::strerror(errno));
+    }
+    close(descriptor);
+    if (info.st_size == 0) {
+        throw ToolError("the file is empty");
+    }
+}
+
+AvHandle<AVFormatContext> OpenLocal(const std::string& path) {
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", "file", 0);
+    AVFormatContext* context = nullptr;
+    const std::string address = "file:" + path;
+    const int status = avformat_open_input(&context, address.c_str(), nullptr, &options);
+    av_dict_free(&options);
+    if (status == AVERROR(ENOMEM)) {
+        throw std::bad_alloc();
+    }
+    if (status < 0) {
+        throw ToolError("is not an audio file, or is damaged or truncated");
+    }
+    return AvHandle<AVFormatContext>(context);
+}
+
+} // namespace
+
+MediaFile::MediaFile(const std::string& path) : mPath(path) {
+    CheckRegularFile(path);
+    mContext = OpenLocal(path);
+    // A status below 0 leaves the streams as they are; the choice below then finds none.
+    avformat_find_stream_info(mContext.get(), nullptr);
+    const int index = av_find_best_stream(mContext.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    if (index < 0) {
+        throw ToolError("holds no audio stream");
+    }
+    for (unsigned int i = 0; i < mContext->nb_streams; ++i) {
+        if (static_cast<int>(i) != index) {
+            mContext->streams[i]->discard = AVDISCARD_ALL;
+        }
+    }
+    mStream = mContext->streams[index];
+}
+
+bool MediaFile::ReadPacket(AVPacket& packet) {
+    while (av_read_frame(mContext.get(), &packet) >= 0) {
+        if (packet.stream_index == mStream->index) {
+            return true;
+        }
+        av_packet_unref(&packet);
+    }
+    return false;
+}
+
+std::string MediaFile::ContainerName() const {
+    // The MP4 family carries a list of names: the first one stands for all.
+    const std::string_view names = mContext->iformat->name;
+    return std::string(names.substr(0, names.find(',')));
+}
+
+std::optional<std::int64_t> MediaFile::DeclaredFrames(int rateHz) const {
+    if (mStream->duration == AV_NOPTS_VALUE || mStream->duration <= 0 ||
+        mContext->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
+        return std::nullopt;
+    }
+    return av_rescale_q(mStream->duration, mStream->time_base, AVRational{1, rateHz});
+}
+
+std::optional<std::int64_t> MediaFile::GaplessCommentFrames() const {
+    const AVDictionaryEntry* entry = av_dict_get(mContext->metadata, "iTunSMPB", nullptr, 0);
+    if (entry == nullptr) {
+        return std::nullopt;
+    }
+    // Hexadecimal words: zero, priming, padding, length.
+    std::istringstream words(entry->value);
+    std::string word;
+    for (int i = 0; i < 4; ++i) {
+        if (!(words >> word)) {
+            return std::nullopt;
+        }
+    }
+    std::int64_t frames = 0;
+    const auto parsed = std::from_chars(word.data(), word.data() + word.size(), frames, 16);
+    if (parsed.ec != std::errc() || frames <= 0) {
+        return std::nullopt;
+    }
+    return frames;
+}
+
+bool MediaFile::EndsEarly() const {
+    std::ifstream file(mPath, std::ios::binary);
+    return ContainerName() == "wav" && RiffIsTruncated(file);
+}
+
+std::optional<std::int64_t> MediaFile::PresentedFrames(int rateHz) const {
+    if (ContainerName() != "mov") {
+        return std::nullopt;
+    }
+    if (const auto frames = GaplessCommentFrames()) {
+        return frames;
+    }
+    std::ifstream file(mPath, std::ios::binary);
+    const auto timing = MovieTiming::Read(file, mStream->id);
+    if (!timing) {
+        return std::nullopt;
+    }
+    return av_rescale(timing->length, rateHz, timing->clock);
+}
+
+} // namespace qel::tool

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "tools/AvHandles.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace qel::tool {
+
+// A file on disk and its best audio stream, read packet by packet.
+//
+// The path is always a local file: names that look like addresses are not followed.
+class MediaFile {
+public:
+    // Opens the file and chooses the stream that FFmpeg holds for the best audio (the default
+    // stream first, then the most channels and the highest bit rate). Throws ToolError for a path
+    // that cannot be read, is no regular file, is empty, or holds no audio.
+    explicit MediaFile(const std::string& path);
+
+    // Reads the next packet of the stream. False at the end; also false after a read error, which
+    // a look at the declared length then reveals as a truncated file.
+    bool ReadPacket(AVPacket& packet);
+
+    const AVStream& Stream() const { return *mStream; }
+
+    // Short name of the container, as FFmpeg has it ("wav", "ogg", "mov").
+    std::string ContainerName() const;
+
+    // Length that the container states, in frames at rateHz and before trimming; empty when it
+    // states none, or when FFmpeg had to estimate it from the bit rate.
+    std::optional<std::int64_t> DeclaredFrames(int rateHz) const;
+
+    // Length after trimming where the container tells it apart: from the gapless comment of an M4A
+    // file, or from the clock of its track. Empty elsewhere.
+    std::optional<std::int64_t> PresentedFrames(int rateHz) const;
+
+    // Whether the container's header tells of more audio than the file holds, where FFmpeg does not
+    // see it.
+    bool EndsEarly() const;
+
+    // Whether a packet may last shorter than the frame decoded from it, which is how the MP4 family
+    // tells where the last frame's audio ends.
+    bool PacketDurationsTrim() const { return ContainerName() == "mov"; }
+
+private:
+    std::optional<std::int64_t> GaplessCommentFrames() const;
+
+    std::string mPath;
+    AvHandle<AVFormatContext> mContext;
+    AVStream* mStream = nullptr;
+};
+
+} // namespace qel::tool

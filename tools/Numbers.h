@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cmath>
+#include <fmt/compile.h>
+#include <fmt/format.h>
+#include <iterator>
+
+namespace qel::tool {
+
+// Numbers as text: the shortest digits that read back as the same number, with a point whatever the
+// locale. JSON has no word for what is not finite, so that null stands for it.
+template <typename Number>
+void AppendJsonNumber(fmt::memory_buffer& buffer, Number value) {
+    if (std::isfinite(value)) {
+        fmt::format_to(std::back_inserter(buffer), FMT_COMPILE("{}"), value);
+    } else {
+        buffer.append(std::string_view("null"));
+    }
+}
+
+// In CSV, what is not finite reads nan, inf or -inf.
+template <typename Number>
+void AppendCsvNumber(fmt::memory_buffer& buffer, Number value) {
+    if (std::isnan(value)) {
+        buffer.append(std::string_view("nan")); // whatever its sign
+    } else {
+        fmt::format_to(std::back_inserter(buffer), FMT_COMPILE("{}"), value);
+    }
+}
+
+} // namespace qel::tool

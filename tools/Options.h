@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace qel::tool {
+
+enum class OutputFormat { Json, Csv };
+
+// What becomes of several channels.
+enum class ChannelMix {
+    Mono, // their mean is analyzed
+    Keep  // each is analyzed
+};
+
+// A parameter of the analysis and its value.
+using Parameter = std::pair<std::string, float>;
+
+// The command line of "qel analyze", before it is checked against keys and files.
+struct AnalyzeOptions {
+    std::vector<std::string> files;
+    std::vector<std::string> keyLists;
+    std::vector<std::string> parameters; // "NAME=VALUE"
+    std::string output = "-";
+    OutputFormat format = OutputFormat::Json;
+    ChannelMix mix = ChannelMix::Mono;
+    std::uint32_t blockSamples = 4096;
+    bool allKeys = false;
+    bool quiet = false;
+};
+
+// Splits "NAME=VALUE"; the value is a finite decimal number with a point. Throws UsageError.
+Parameter ParseParameter(const std::string& text);
+
+} // namespace qel::tool

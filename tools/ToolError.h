@@ -1,0 +1,39 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace qel::tool {
+
+// How the tool ends. The numbers are its promise to shell scripts.
+enum ExitStatus : int {
+    kExitSuccess = 0,
+    kExitFailure = 1, // at least one file could not be analyzed, or an output could not be written
+    kExitUsage = 2    // the command line made no sense; nothing was analyzed
+};
+
+// One file, or one output, went wrong. The message is one line without the program's name.
+class ToolError : public std::runtime_error {
+public:
+    explicit ToolError(const std::string& message) : std::runtime_error(message) {}
+};
+
+// The command line made no sense. The message is one line without the program's name.
+class UsageError : public ToolError {
+public:
+    explicit UsageError(const std::string& message) : ToolError(message) {}
+};
+
+// An output could not be written. Unlike a bad input, this ends the whole run.
+class OutputError : public ToolError {
+public:
+    explicit OutputError(const std::string& message) : ToolError(message) {}
+};
+
+// Whoever read standard output has gone. Nothing is said about it.
+class ClosedPipe : public OutputError {
+public:
+    ClosedPipe() : OutputError("standard output was closed") {}
+};
+
+} // namespace qel::tool
