@@ -117,6 +117,12 @@ extern void vDSP_zvmags(const DSPSplitComplex* A, vDSP_Stride IA, float* C, vDSP
                         vDSP_Length N);
 
 /*
+ * The greatest distance of a result of vDSP_zvphas from the exact angle, in units in the last place
+ * of the exact angle.
+ */
+#define kVDSPPhaseMaxUlp 4
+
+/*
  * C = atan2(im, re) in radians, from -pi to pi. An element that is exactly zero has the angle 0,
  * whatever the signs of its zeros.
  */
