@@ -18,7 +18,7 @@ public:
 
     // The usual layout for 1, 2 and 4 to 8 channels, as a tag without descriptions; `alternate`
     // chooses another for 2, 4, 5 and 6. Any other number gives that many unknown channels.
-    explicit CAAudioChannelLayout(unsigned int channels, bool alternate = false);
+    CAAudioChannelLayout(unsigned int channels, bool alternate);
 
     // A copy of `layout`, which may be null.
     explicit CAAudioChannelLayout(const AudioChannelLayout* layout) { Set(layout); }
