@@ -1,0 +1,118 @@
+#include "tests/engine/TestSignals.h"
+
+#include <cmath>
+#include <complex>
+#include <numbers>
+#include <random>
+
+namespace qel::test {
+namespace {
+
+constexpr double kTwoPi = 2.0 * std::numbers::pi;
+
+// The distributions of the standard library may differ between its makers; this does not.
+double UniformBetweenMinusOneAndOne(std::mt19937& generator) {
+    constexpr double kScale = 2.0 / 4294967296.0;
+    return static_cast<double>(generator()) * kScale - 1.0;
+}
+
+// A note of decaying harmonics that starts at a time of the stream.
+struct Note {
+    double startSeconds;
+    double frequencyHz;
+    double amplitude;
+    double decaySeconds;
+};
+
+// Each harmonic is a phasor that turns and decays from sample to sample.
+void AddNote(const Note& note, double rateHz, std::vector<double>& samples) {
+    const auto first = static_cast<std::size_t>(std::ceil(note.startSeconds * rateHz));
+    const double decay = std::exp(-1.0 / (note.decaySeconds * rateHz));
+    for (int harmonic = 1; harmonic <= 6; ++harmonic) {
+        const double frequencyHz = harmonic * note.frequencyHz;
+        if (frequencyHz > 0.45 * rateHz) {
+            break;
+        }
+        const std::complex<double> step = std::polar(decay, kTwoPi * frequencyHz / rateHz);
+        std::complex<double> phasor(note.amplitude / harmonic, 0.0);
+        for (std::size_t i = first; i < samples.size(); ++i) {
+            samples[i] += phasor.imag();
+            phasor = {phasor.real() * step.real() - phasor.imag() * step.imag(),
+                      phasor.real() * step.imag() + phasor.imag() * step.real()};
+        }
+    }
+}
+
+} // namespace
+
+Audio MusicLike(double rateHz, UInt32 channels, std::size_t frames, std::uint32_t seed) {
+    constexpr double kNoteEverySeconds = 0.11;
+    constexpr double kBurstEverySeconds = 0.23;
+    constexpr double kBurstDecaySeconds = 0.02;
+    constexpr double kFloorAmplitude = 0.01;
+    constexpr double kScale[] = {55.0, 110.0, 146.8, 164.8, 220.0, 261.6, 329.6, 392.0, 523.3};
+    Audio audio(channels, std::vector<float>(frames));
+    for (UInt32 c = 0; c < channels; ++c) {
+        std::mt19937 generator(seed * 1000u + c);
+        std::vector<double> samples(frames);
+        const double length = static_cast<double>(frames) / rateHz;
+        for (double start = 0.0; start < length; start += kNoteEverySeconds) {
+            const double frequencyHz = kScale[generator() % std::size(kScale)];
+            AddNote({start + 0.01 * c, frequencyHz, 0.12, 0.15}, rateHz, samples);
+        }
+        const double burstDecay = std::exp(-1.0 / (kBurstDecaySeconds * rateHz));
+        const auto burstEvery = static_cast<std::size_t>(kBurstEverySeconds * rateHz);
+        double burst = 0.0;
+        for (std::size_t i = 0; i < frames; ++i) {
+            burst = (i + c * burstEvery / 5) % burstEvery == 0 ? 0.3 : burst * burstDecay;
+            samples[i] += UniformBetweenMinusOneAndOne(generator) * (kFloorAmplitude + burst);
+            audio[c][i] = static_cast<float>(samples[i]);
+        }
+    }
+    return audio;
+}
+
+Audio Sine(double rateHz, double frequencyHz, double amplitude, std::size_t frames) {
+    Audio audio(1, std::vector<float>(frames));
+    for (std::size_t i = 0; i < frames; ++i) {
+        const double phase = kTwoPi * frequencyHz * static_cast<double>(i) / rateHz;
+        audio[0][i] = static_cast<float>(amplitude * std::sin(phase));
+    }
+    return audio;
+}
+
+Audio Constant(float value, UInt32 channels, std::size_t frames) {
+    return Audio(channels, std::vector<float>(frames, value));
+}
+
+Audio Silence(UInt32 channels, std::size_t frames) {
+    return Constant(0.0f, channels, frames);
+}
+
+Audio Noise(float amplitude, UInt32 channels, std::size_t frames, std::uint32_t seed) {
+    Audio audio = Silence(channels, frames);
+    std::mt19937 generator(seed);
+    for (std::vector<float>& channel : audio) {
+        for (float& sample : channel) {
+            sample = amplitude * static_cast<float>(UniformBetweenMinusOneAndOne(generator));
+        }
+    }
+    return audio;
+}
+
+Audio Impulses(std::size_t frames, const std::vector<Impulse>& impulses) {
+    Audio audio = Silence(1, frames);
+    for (const Impulse& impulse : impulses) {
+        audio[0].at(impulse.frame) = impulse.value;
+    }
+    return audio;
+}
+
+Audio Joined(Audio first, const Audio& second) {
+    for (std::size_t c = 0; c < first.size(); ++c) {
+        first[c].insert(first[c].end(), second.at(c).begin(), second.at(c).end());
+    }
+    return first;
+}
+
+} // namespace qel::test
