@@ -1,0 +1,121 @@
+// What happens when memory runs out: this program's operator new fails on demand, for the platform
+// library as well.
+
+#include "CountingCallBacks.h"
+#include "Owned.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <new>
+
+namespace {
+
+/// Allocations that still succeed; negative while there is no limit.
+thread_local int sAllocationsLeft = -1;
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    if (sAllocationsLeft == 0) {
+        throw std::bad_alloc();
+    }
+    if (sAllocationsLeft > 0) {
+        --sAllocationsLeft;
+    }
+    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+namespace qel::platform {
+namespace {
+
+/// Runs `make` with room for 0, 1, 2... allocations until it makes an object. Before that, each
+/// run must answer null. Returns the number of runs that did.
+int FailuresBeforeSuccess(const std::function<CFTypeRef()>& make) {
+    for (int allocations = 0; allocations < 100; ++allocations) {
+        sAllocationsLeft = allocations;
+        const CFTypeRef object = make();
+        sAllocationsLeft = -1;
+        if (object != nullptr) {
+            CFRelease(object);
+            return allocations;
+        }
+    }
+    return -1;
+}
+
+const std::string kLongText(1000, 'x');
+
+TEST(MemoryExhaustionTest, MakingAnObjectAnswersNull) {
+    const double value = 1.0;
+    EXPECT_GE(FailuresBeforeSuccess(
+                  [&value] { return CFNumberCreate(nullptr, kCFNumberFloat64Type, &value); }),
+              1);
+    // The text and the object.
+    EXPECT_GE(FailuresBeforeSuccess([] {
+                  return CFStringCreateWithCString(nullptr, kLongText.c_str(),
+                                                   kCFStringEncodingASCII);
+              }),
+              2);
+    EXPECT_GE(FailuresBeforeSuccess([] {
+                  return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(kLongText.data()),
+                                      static_cast<CFIndex>(kLongText.size()));
+              }),
+              2);
+    const auto text = MakeString(kLongText);
+    EXPECT_GE(FailuresBeforeSuccess([&text] { return CFCopyDescription(text); }), 2);
+}
+
+TEST(MemoryExhaustionTest, AFailedCopyRetainsNothing) {
+    const Counted value(1);
+    const Owned array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
+    CFArrayAppendValue(array, &value);
+    const Owned dictionary(
+        CFDictionaryCreateMutable(nullptr, 0, &kCountedKeyCallBacks, &kCountedValueCallBacks));
+    CFDictionaryAddValue(dictionary, &value, &value);
+    EXPECT_GE(FailuresBeforeSuccess([&array] { return CFArrayCreateCopy(nullptr, array); }), 2);
+    EXPECT_GE(FailuresBeforeSuccess(
+                  [&dictionary] { return CFDictionaryCreateCopy(nullptr, dictionary); }),
+              2);
+    EXPECT_EQ(value.owners, 3);
+}
+
+TEST(MemoryExhaustionTest, AFailedChangeLeavesTheContainerAsItWas) {
+    const Counted value(1);
+    const Owned array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
+    const Owned dictionary(
+        CFDictionaryCreateMutable(nullptr, 0, &kCountedKeyCallBacks, &kCountedValueCallBacks));
+    sAllocationsLeft = 0;
+    EXPECT_THROW(CFArrayAppendValue(array, &value), std::bad_alloc);
+    EXPECT_THROW(CFDictionarySetValue(dictionary, &value, &value), std::bad_alloc);
+    sAllocationsLeft = -1;
+    EXPECT_EQ(value.retains, 0);
+    EXPECT_EQ(CFArrayGetCount(array), 0);
+    EXPECT_EQ(CFDictionaryGetCount(dictionary), 0);
+    CFArrayAppendValue(array, &value);
+    CFDictionarySetValue(dictionary, &value, &value);
+    EXPECT_EQ(value.owners, 3);
+}
+
+TEST(MemoryExhaustionTest, AConstantIsMadeWhenMemoryIsBack) {
+    for (int allocations = 0; allocations < 3; ++allocations) {
+        sAllocationsLeft = allocations;
+        EXPECT_THROW(__CFStringMakeConstantString(kLongText.c_str()), std::bad_alloc);
+        sAllocationsLeft = -1;
+    }
+    EXPECT_EQ(TextOf(__CFStringMakeConstantString(kLongText.c_str())), kLongText);
+}
+
+} // namespace
+} // namespace qel::platform
