@@ -161,6 +161,11 @@ public:
     // holding nothing, if the size does not fit std::size_t or memory is exhausted.
     void alloc(std::size_t count) {
         this->free();
+        // The largest object there can be, so that bytes and bookkeeping fit as well.
+        if (count >
+            static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max()) / sizeof(T)) {
+            throw std::bad_alloc();
+        }
         this->set(new T[count]());
     }
 };

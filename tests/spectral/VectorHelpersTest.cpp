@@ -1,0 +1,241 @@
+#include "spectral/VectorHelpers.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <random>
+#include <vector>
+
+namespace qel::core {
+namespace {
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+TEST(BinToFreqTest, SizeIsTheTransformLength) {
+    EXPECT_EQ(BinToFreq(0, 1024, 44100.0F), 0.0F);
+    EXPECT_EQ(BinToFreq(512, 1024, 44100.0F), 22050.0F);
+    EXPECT_EQ(BinToFreq(1, 1024, 48000.0F), 46.875F);
+}
+
+TEST(BinToFreqTest, DivisionComesFirst) {
+    // In floats 1/3 is 0.33333334; times 1e10 that is 3333333504, while 1e10 / 3 is 3333333248.
+    EXPECT_EQ(BinToFreq(1, 3, 1e10F), 3333333504.0F);
+}
+
+struct Maxima {
+    std::vector<unsigned int> mIndices;
+    std::vector<float> mValues;
+};
+
+Maxima MaximaOf(const std::vector<float>& data, float threshold) {
+    std::vector<unsigned int> indices(data.size() + 1);
+    std::vector<float> values(data.size() + 1);
+    unsigned int count = 0;
+    FindLocalMaxima(data.data(), static_cast<unsigned int>(data.size()), indices.data(),
+                    values.data(), count, threshold);
+    indices.resize(count);
+    values.resize(count);
+    return {indices, values};
+}
+
+TEST(FindLocalMaximaTest, PeaksComeInOrderWithTheirValues) {
+    const Maxima maxima = MaximaOf({9, 1, 3, 2, 5, 4, 4, 6}, 0);
+    EXPECT_EQ(maxima.mIndices, (std::vector<unsigned int>{2, 4}));
+    EXPECT_EQ(maxima.mValues, (std::vector<float>{3, 5}));
+}
+
+TEST(FindLocalMaximaTest, ThresholdItselfIsNotEnough) {
+    EXPECT_EQ(MaximaOf({0, 3, 0, 4, 0}, 3).mIndices, (std::vector<unsigned int>{3}));
+}
+
+TEST(FindLocalMaximaTest, FlatTopIsNoMaximum) {
+    EXPECT_TRUE(MaximaOf({0, 2, 2, 0}, 0).mIndices.empty());
+}
+
+TEST(FindLocalMaximaTest, ShortVectorsHaveNone) {
+    EXPECT_TRUE(MaximaOf({}, -1).mIndices.empty());
+    EXPECT_TRUE(MaximaOf({5}, -1).mIndices.empty());
+    EXPECT_TRUE(MaximaOf({5, 1}, -1).mIndices.empty());
+    EXPECT_EQ(MaximaOf({1, 5, 1}, -1).mIndices.size(), 1U);
+}
+
+TEST(FindLocalMaximaTest, ResultsAreAppended) {
+    const float data[] = {0, 1, 0};
+    unsigned int indices[2] = {77, 0};
+    float values[2] = {7, 0};
+    unsigned int count = 1;
+    FindLocalMaxima(data, 3, indices, values, count, 0);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(indices[0], 77U);
+    EXPECT_EQ(indices[1], 1U);
+    EXPECT_EQ(values[1], 1.0F);
+}
+
+std::vector<float> Histogram(const std::vector<float>& data, float minimum, float maximum,
+                             unsigned int bins) {
+    std::vector<float> histogram(bins, -1.0F);
+    ComputeHistogram(data.data(), static_cast<unsigned int>(data.size()), histogram.data(), minimum,
+                     maximum, bins);
+    return histogram;
+}
+
+TEST(ComputeHistogramTest, UnitBinsHoldTheirIntegers) {
+    std::vector<float> data(40);
+    std::iota(data.begin(), data.end(), 0.0F);
+    EXPECT_EQ(Histogram(data, 0, 39, 40), std::vector<float>(40, 1.0F));
+    const std::vector<float> top = Histogram({39}, 0, 39, 40);
+    EXPECT_EQ(top[39], 1.0F);
+    EXPECT_EQ(std::accumulate(top.begin(), top.end(), 0.0F), 1.0F);
+}
+
+TEST(ComputeHistogramTest, EqualMinimumAndMaximumFillTheFirstBin) {
+    // The width is 1/4: the minimum falls into bin 0, what lies half above it into bin 2.
+    EXPECT_EQ(Histogram({5, 5, 5, 5.5F}, 5, 5, 4), (std::vector<float>{3, 0, 1, 0}));
+}
+
+TEST(ComputeHistogramTest, WhatLiesOutsideLandsInTheLastBin) {
+    EXPECT_EQ(Histogram({-1, -3, -1e30F, -kInfinity}, 0, 3, 4), (std::vector<float>{0, 0, 0, 4}));
+    EXPECT_EQ(Histogram({4, 1e30F, kInfinity, kNaN}, 0, 3, 4), (std::vector<float>{0, 0, 0, 4}));
+}
+
+TEST(ComputeHistogramTest, LessThanOneBinBelowTheMinimumIsCutToTheFirst) {
+    EXPECT_EQ(Histogram({-0.5F, -0.999F}, 0, 3, 4), (std::vector<float>{2, 0, 0, 0}));
+}
+
+TEST(ComputeHistogramTest, DegenerateRangesStayInBounds) {
+    EXPECT_EQ(Histogram({0, 1}, 1, 0, 2), (std::vector<float>{0, 2})); // width 0
+    EXPECT_EQ(Histogram({1}, kNaN, 1, 2), (std::vector<float>{0, 1}));
+    float untouched = 3;
+    const float value = 1;
+    ComputeHistogram(&value, 1, &untouched, 0, 1, 0);
+    EXPECT_EQ(untouched, 3.0F);
+}
+
+TEST(HalfWaveRectifyTest, NegativeBecomesZeroAlsoInPlace) {
+    std::vector<float> data{-1, 0, 2, -0.5F, 1e-30F, -kInfinity, kInfinity};
+    const std::vector<float> expected{0, 0, 2, 0, 1e-30F, 0, kInfinity};
+    std::vector<float> out(data.size(), -9);
+    HalfWaveRectify(data.data(), static_cast<unsigned int>(data.size()), out.data());
+    EXPECT_EQ(out, expected);
+    HalfWaveRectify(data.data(), static_cast<unsigned int>(data.size()), data.data());
+    EXPECT_EQ(data, expected);
+}
+
+TEST(ZeroShiftTest, HalvesAreSwapped) {
+    std::vector<float> data{0, 1, 2, 3, 4, 5};
+    ZeroShift(data.data(), 6);
+    EXPECT_EQ(data, (std::vector<float>{3, 4, 5, 0, 1, 2}));
+}
+
+TEST(ZeroShiftTest, TwiceOnAnEvenLengthGivesTheVectorBack) {
+    std::vector<float> data(1000);
+    std::iota(data.begin(), data.end(), 0.0F);
+    const std::vector<float> before = data;
+    ZeroShift(data.data(), 1000);
+    EXPECT_NE(data, before);
+    ZeroShift(data.data(), 1000);
+    EXPECT_EQ(data, before);
+}
+
+TEST(ZeroShiftTest, LastElementOfAnOddLengthStays) {
+    std::vector<float> data{0, 1, 2, 3, 4};
+    ZeroShift(data.data(), 5);
+    EXPECT_EQ(data, (std::vector<float>{2, 3, 0, 1, 4}));
+    ZeroShift(data.data(), 0);
+    ZeroShift(data.data(), 1);
+    EXPECT_EQ(data[0], 2.0F);
+}
+
+TEST(PowerOfTwoTest, LeadingZeroesAreCounted) {
+    EXPECT_EQ(CountLeadingZeroes(0), 32);
+    EXPECT_EQ(CountLeadingZeroes(1), 31);
+    EXPECT_EQ(CountLeadingZeroes(0x7FFFFFFF), 1);
+    EXPECT_EQ(CountLeadingZeroes(-1), 0);
+}
+
+TEST(PowerOfTwoTest, PowersMapToThemselvesAndOthersUp) {
+    for (unsigned int k = 0; k < 32; ++k) {
+        const unsigned int power = 1U << k;
+        EXPECT_EQ(Log2Ceil(power), k);
+        EXPECT_EQ(NextPowerOfTwo(power), power);
+        if (k >= 2) {
+            EXPECT_EQ(NextPowerOfTwo(power - 1), power);
+        }
+        if (k < 31) {
+            EXPECT_EQ(NextPowerOfTwo(power + 1), power << 1);
+        }
+    }
+    EXPECT_EQ(NextPowerOfTwo(1000), 1024U);
+    EXPECT_EQ(NextPowerOfTwo(1024), 1024U);
+}
+
+TEST(PowerOfTwoTest, ZeroAndTooLargeAreDefined) {
+    EXPECT_EQ(Log2Ceil(0), 32U);
+    EXPECT_EQ(NextPowerOfTwo(0), 1U);
+    EXPECT_EQ(Log2Ceil((1U << 31) + 1), 32U);
+    EXPECT_EQ(NextPowerOfTwo((1U << 31) + 1), 0U);
+    EXPECT_EQ(NextPowerOfTwo(std::numeric_limits<unsigned int>::max()), 0U);
+}
+
+TEST(NormalizeFloatVectorTest, LargestElementBecomesOne) {
+    std::vector<float> data{-8, 2, 4, 1};
+    NormalizeFloatVector(data.data(), 4);
+    EXPECT_EQ(data, (std::vector<float>{-2, 0.5F, 1, 0.25F}));
+}
+
+TEST(NormalizeFloatVectorTest, NegativeLargestElementTurnsTheSigns) {
+    std::vector<float> data{-8, -2};
+    NormalizeFloatVector(data.data(), 2);
+    EXPECT_EQ(data, (std::vector<float>{4, 1}));
+}
+
+TEST(NormalizeFloatVectorTest, LargestElementOfZeroGivesNothingFinite) {
+    std::vector<float> data{0, -1};
+    NormalizeFloatVector(data.data(), 2);
+    EXPECT_TRUE(std::isnan(data[0]));
+    EXPECT_TRUE(std::isinf(data[1]));
+}
+
+TEST(FilterTest, MatchesTheDifferenceEquation) {
+    // Poles at 0.5 and at radius 0.8, so that the recursion forgets its rounding.
+    constexpr unsigned int kOrder = 3;
+    const float a[] = {1.0F, -1.3F, 1.04F, -0.32F};
+    const float b[] = {0.25F, -0.5F, 0.75F, 0.125F};
+    float z[kOrder] = {};
+    std::mt19937 random(1);
+    std::uniform_real_distribution<float> noise(-1, 1);
+    std::vector<double> x;
+    std::vector<double> y;
+    for (int n = 0; n < 200; ++n) {
+        const float input = noise(random);
+        float output = 0;
+        filter(a, b, kOrder, z, input, output);
+        x.push_back(static_cast<double>(input));
+        double sum = static_cast<double>(b[0]) * x.back();
+        for (int i = 1; i <= static_cast<int>(kOrder) && i <= n; ++i) {
+            sum += static_cast<double>(b[i]) * x[static_cast<std::size_t>(n - i)] -
+                   static_cast<double>(a[i]) * y[static_cast<std::size_t>(n - i)];
+        }
+        y.push_back(sum);
+        // Some ten roundings of values near 1, fed back with a gain of about 10: 100 units of
+        // 2^-24.
+        ASSERT_NEAR(static_cast<double>(output), sum, 100 * std::exp2(-24)) << n;
+    }
+}
+
+TEST(FilterTest, OneStepUpdatesTheStateExactly) {
+    const float a[] = {1, 2, 3};
+    const float b[] = {4, 5, 6};
+    float z[] = {7, 8};
+    float y = 0;
+    filter(a, b, 2, z, 10, y);
+    EXPECT_EQ(y, 47.0F);     // 7 + 4 * 10
+    EXPECT_EQ(z[0], -36.0F); // (5 * 10 + 8) - 47 * 2
+    EXPECT_EQ(z[1], -81.0F); // 6 * 10 - 47 * 3
+}
+
+} // namespace
+} // namespace qel::core
