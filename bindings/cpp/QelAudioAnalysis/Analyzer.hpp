@@ -7,6 +7,7 @@
 #include <QelAudioAnalysis/CFOwner.hpp>
 #include <QelAudioAnalysis/Error.hpp>
 #include <QelAudioAnalysis/Stream.hpp>
+#include <QelAudioAnalysis/StreamSetup.hpp>
 
 #include <cstddef>
 #include <initializer_list>
@@ -24,7 +25,7 @@ namespace qel {
  * destroyed, and answers everything else with kAudioAnalysisErr_NotInitialized.
  *
  * Life: construct, onResult, setParameter, push any number of times, finish; reset starts a new
- * stream with the same keys and parameters' owners.
+ * stream with the same keys and setup.
  *
  * Threads: one thread at a time per analyzer; different analyzers may run in different threads.
  * Callbacks run on the calling thread inside push, process and finish.
@@ -39,7 +40,7 @@ public:
     /*
      * Makes an analyzer that is ready for audio.
      *
-     *   keys   what is wanted, exact texts of the table in Keys.hpp. Results arrive for these.
+     *   keys   what is wanted, exact texts of the table in Keys.hpp. Without keys nothing arrives.
      *   setup  the stream; its values are checked
      *
      * Error with kAudioAnalysisErr_UnknownProperty names the first key that nothing in this version

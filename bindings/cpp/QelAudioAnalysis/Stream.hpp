@@ -8,12 +8,12 @@
 #include <QelAudioAnalysis/Error.hpp>
 #include <QelAudioAnalysis/Keys.hpp>
 #include <QelAudioAnalysis/Result.hpp>
+#include <QelAudioAnalysis/StreamSetup.hpp>
 
 #include <cmath>
 #include <cstdint>
 #include <deque>
 #include <exception>
-#include <functional>
 #include <limits>
 #include <span>
 #include <stdexcept>
@@ -21,30 +21,7 @@
 #include <utility>
 #include <vector>
 
-namespace qel {
-
-/* The stream that is to be analyzed. */
-struct StreamSetup {
-    double sampleRateHz = 44100;    /* above 0 */
-    std::uint32_t channels = 1;     /* 1 or more */
-    std::uint32_t maxFrames = 4096; /* the largest push, in samples per channel; 1 or more */
-    std::uint32_t lengthFrames = 0; /* expected length in samples per channel; 0: unknown */
-};
-
-/* What the library says about a key of an analyzer. */
-struct KeyMetaData {
-    double sampleRateHz = 0;
-    std::uint32_t frameSamples = 0; /* 0: the key keeps no frames */
-    std::uint32_t hopSamples = 0;   /* 0: the key keeps no frames */
-};
-
-/* Receives results. May throw: see Analyzer::push. */
-using ResultCallback = std::function<void(const Result&)>;
-
-/* Receives percentages from 0 to 100; returns whether to go on. May throw. */
-using Progress = std::function<bool(float percent)>;
-
-namespace detail {
+namespace qel::detail {
 
 /* Owns the handle, and stands between the library's callbacks and the client's. */
 class Stream {
@@ -291,6 +268,4 @@ private:
     bool mRunning = false;
 };
 
-} // namespace detail
-
-} // namespace qel
+} // namespace qel::detail
