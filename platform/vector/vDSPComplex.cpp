@@ -156,12 +156,12 @@ void vDSP_zvmags(const DSPSplitComplex* A, vDSP_Stride IA, float* C, vDSP_Stride
 
 void vDSP_ctoz(const DSPComplex* C, vDSP_Stride IC, const DSPSplitComplex* Z, vDSP_Stride IZ,
                vDSP_Length N) {
-    HWY_DYNAMIC_DISPATCH(PairsToSplit)({&C->real, IC}, {Z, IZ}, N);
+    HWY_DYNAMIC_DISPATCH(PairsToSplit)({reinterpret_cast<const float*>(C), IC}, {Z, IZ}, N);
 }
 
 void vDSP_ztoc(const DSPSplitComplex* Z, vDSP_Stride IZ, DSPComplex* C, vDSP_Stride IC,
                vDSP_Length N) {
-    HWY_DYNAMIC_DISPATCH(SplitToPairs)({Z, IZ}, {&C->real, IC}, N);
+    HWY_DYNAMIC_DISPATCH(SplitToPairs)({Z, IZ}, {reinterpret_cast<float*>(C), IC}, N);
 }
 
 #endif

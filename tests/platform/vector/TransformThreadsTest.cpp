@@ -50,12 +50,12 @@ TEST(TransformThreadsTest, PlanningAndTransformingAtOnceGivesTheSameBits) {
 TEST(TransformThreadsTest, OneSetupServesSeveralThreads) {
     constexpr vDSP_Length kLog2Size = 10;
     FFTSetup setup = vDSP_create_fftsetup(kLog2Size, kFFTRadix2);
-    const std::size_t half = std::size_t{1} << (kLog2Size - 1);
-    const auto transform = [setup, half](unsigned seed) {
+    constexpr std::size_t kHalf = std::size_t{1} << (kLog2Size - 1);
+    const auto transform = [setup](unsigned seed) {
         std::vector<float> re;
         for (int round = 0; round < 200; ++round) {
-            re = Noise(half, seed);
-            std::vector<float> im = Noise(half, seed + 1);
+            re = Noise(kHalf, seed);
+            std::vector<float> im = Noise(kHalf, seed + 1);
             const DSPSplitComplex split{re.data(), im.data()};
             vDSP_fft_zrip(setup, &split, 1, kLog2Size, FFT_FORWARD);
         }

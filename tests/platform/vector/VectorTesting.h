@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <random>
 #include <string>
 #include <vector>
@@ -104,6 +105,9 @@ struct Shape {
                std::to_string(output);
     }
 };
+
+// A list of sizes to loop over.
+using Sizes = std::initializer_list<std::size_t>;
 
 inline constexpr std::size_t kCounts[] = {0, 1, 2, 3, 5, 7, 8, 15, 16, 17, 31, 33, 64, 100, 1023};
 

@@ -67,8 +67,8 @@ TEST(vDSPConvolutionTest, TheNumberOfOutputsDoesNotChangeAnOutput) {
 }
 
 TEST(vDSPConvolutionTest, DesampKeepsEverySoManyOutputs) {
-    for (const std::size_t decimation : {1, 2, 3, 7}) {
-        for (const std::size_t count : {0, 1, 2, 17, 100}) {
+    for (const std::size_t decimation : Sizes{1, 2, 3, 7}) {
+        for (const std::size_t count : Sizes{0, 1, 2, 17, 100}) {
             for (const std::size_t taps : kTaps) {
                 const std::size_t length = count == 0 ? 0 : (count - 1) * decimation + taps;
                 const std::vector<float> a = Noise(length, 45);

@@ -9,7 +9,7 @@ namespace {
 TEST(vDSPGenerateTest, VrampMultipliesTheIndexInsteadOfAccumulating) {
     const float start = 0.3f;
     const float step = 0.1f;
-    for (const std::size_t count : {0, 1, 2, 3, 5, 7, 8, 15, 16, 17, 33, 1023, 100000}) {
+    for (const std::size_t count : Sizes{0, 1, 2, 3, 5, 7, 8, 15, 16, 17, 33, 1023, 100000}) {
         for (const vDSP_Stride stride : {1L, 2L, -1L}) {
             FloatVector out(std::vector<float>(count), stride, 1);
             vDSP_vramp(&start, &step, out.Data(), stride, count);
@@ -47,7 +47,7 @@ TEST(vDSPGenerateTest, VpolyTakesTheHighestPowerFirst) {
 
 TEST(vDSPGenerateTest, VpolyIsHornersRule) {
     ForEachShape([](const Shape& shape) {
-        for (const std::size_t degree : {0, 1, 2, 7}) {
+        for (const std::size_t degree : Sizes{0, 1, 2, 7}) {
             const std::vector<float> a = Noise(degree + 1, 61);
             const std::vector<float> b = Noise(shape.count, 62);
             FloatVector coefficients(a, shape.second, shape.offset);

@@ -6,9 +6,9 @@ namespace qel::testing {
 namespace {
 
 TEST(vDSPMatrixTest, MmulMultipliesRowAfterRow) {
-    for (const std::size_t rows : {0, 1, 3, 20}) {
-        for (const std::size_t columns : {1, 2, 7, 8, 17, 40, 129}) {
-            for (const std::size_t inner : {0, 1, 5, 40, 70}) {
+    for (const std::size_t rows : Sizes{0, 1, 3, 20}) {
+        for (const std::size_t columns : Sizes{1, 2, 7, 8, 17, 40, 129}) {
+            for (const std::size_t inner : Sizes{0, 1, 5, 40, 70}) {
                 for (const vDSP_Stride stride : {1L, 2L}) {
                     const std::vector<float> a = Noise(rows * inner, 51);
                     const std::vector<float> b = Noise(inner * columns, 52);

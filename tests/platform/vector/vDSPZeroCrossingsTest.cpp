@@ -31,7 +31,7 @@ Crossings Search(FloatVector& in, std::size_t count, vDSP_Length limit) {
 }
 
 TEST(vDSPZeroCrossingsTest, CountAndPlaceAreThoseOfAPlainSearch) {
-    for (const std::size_t count : {0, 1, 2, 3, 7, 8, 63, 64, 65, 127, 128, 129, 1023}) {
+    for (const std::size_t count : Sizes{0, 1, 2, 3, 7, 8, 63, 64, 65, 127, 128, 129, 1023}) {
         for (const vDSP_Stride stride : {1L, 2L, 3L}) {
             for (const std::size_t offset : {std::size_t{0}, std::size_t{1}}) {
                 const std::vector<float> a = Noise(count, static_cast<unsigned>(count));
