@@ -176,6 +176,16 @@ TEST(GlobalCopyKeysTest, GivesANewArrayThatTheCallerMayChange) {
     EXPECT_EQ(30, CFArrayGetCount(second.Get()));
 }
 
+TEST(GlobalCopyKeysTest, TheArrayHasNoCallbacksAndSoComparesPointers) {
+    const CFOwner<CFMutableArrayRef> array(QelAudioAnalysisGlobalCopyKeys());
+    const CFRange all{0, CFArrayGetCount(array.Get())};
+    const void* const own = CFArrayGetValueAtIndex(array.Get(), 11);
+    const CFOwner<CFStringRef> equal = MakeString("spectrum");
+    EXPECT_TRUE(CFEqual(own, equal.Get()));
+    EXPECT_TRUE(CFArrayContainsValue(array.Get(), all, own));
+    EXPECT_FALSE(CFArrayContainsValue(array.Get(), all, equal.Get()));
+}
+
 TEST(GlobalCopyKeysTest, TheKeysOutliveTheArray) {
     CFStringRef key = nullptr;
     {
