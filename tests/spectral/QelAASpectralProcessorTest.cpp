@@ -144,30 +144,29 @@ TEST(QelAASpectralProcessorTest, SilenceGivesAZeroSpectrumAndZeroExtremes) {
 
 TEST(QelAASpectralProcessorTest, MagnitudesTakeBinZeroAsOneComplexNumber) {
     TestProcessor processor(8, 8, 2, 8);
+    // Pythagorean triples: exact but for one rounding of the root. The least magnitude stands last
+    // in one channel and first in the other, and so does the greatest.
+    const float real[2][4] = {{8, 3, -5, 0}, {0, -6, 10, 16}};
+    const float imag[2][4] = {{15, 4, 12, -2}, {4, 8, -24, -30}};
+    const float expected[2][4] = {{17, 5, 13, 2}, {4, 10, 26, 34}};
     for (UInt32 c = 0; c < 2; ++c) {
         const DSPSplitComplex& spectrum = processor.mSpectralBufferList->mSpectra[c];
-        const float scale = c == 0 ? 1.0F : -2.0F;
-        const float real[] = {3, 0, -5, 8};
-        const float imag[] = {4, -2, 12, 15};
-        for (UInt32 k = 0; k < 4; ++k) {
-            spectrum.realp[k] = scale * real[k];
-            spectrum.imagp[k] = scale * imag[k];
-        }
+        std::copy_n(real[c], 4, spectrum.realp);
+        std::copy_n(imag[c], 4, spectrum.imagp);
     }
     std::vector<Signal> magnitudes(2, Signal(4));
     float mins[2] = {};
     float maxs[2] = {};
     processor.GetMagnitude(ListOf(magnitudes).Get(), mins, maxs);
-    // Pythagorean triples: exact but for one rounding of the root.
     for (UInt32 c = 0; c < 2; ++c) {
-        const float scale = c == 0 ? 1.0F : 2.0F;
-        const float expected[] = {5, 2, 13, 17};
         for (UInt32 k = 0; k < 4; ++k) {
-            EXPECT_FLOAT_EQ(magnitudes[c][k], scale * expected[k]);
+            EXPECT_FLOAT_EQ(magnitudes[c][k], expected[c][k]);
         }
-        EXPECT_FLOAT_EQ(mins[c], scale * 2);
-        EXPECT_FLOAT_EQ(maxs[c], scale * 17);
     }
+    EXPECT_FLOAT_EQ(mins[0], 2);
+    EXPECT_FLOAT_EQ(maxs[0], 17);
+    EXPECT_FLOAT_EQ(mins[1], 4);
+    EXPECT_FLOAT_EQ(maxs[1], 34);
 }
 
 TEST(QelAASpectralProcessorTest, FrequenciesStepByTheRateOverTheLength) {
