@@ -1,7 +1,8 @@
 // When memory runs out, std::bad_alloc leaves an exported function as it is, nothing leaks (the
 // leak checker looks on), and the handle can still be disposed of.
 //
-// This executable replaces the global operator new by one that can be told to fail once.
+// This executable replaces the global operator new, in all its forms, by one that can be told to
+// fail once.
 
 #include "tests/engine/TestAnalyzer.h"
 #include "tests/engine/TestSignals.h"
@@ -17,18 +18,40 @@ namespace {
 long gAllocationsLeft = -1;
 bool gFailed = false;
 
-void* Allocate(std::size_t size) {
+void CountAllocation() {
     if (gAllocationsLeft == 0) {
         gAllocationsLeft = -1;
         gFailed = true;
         throw std::bad_alloc();
     }
     gAllocationsLeft -= gAllocationsLeft > 0 ? 1 : 0;
-    void* const memory = std::malloc(size != 0 ? size : 1);
+}
+
+void* Checked(void* memory) {
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
     return memory;
+}
+
+void* Allocate(std::size_t size) {
+    CountAllocation();
+    return Checked(std::malloc(size != 0 ? size : 1));
+}
+
+void* AllocateAligned(std::size_t size, std::align_val_t alignment) {
+    CountAllocation();
+    const auto unit = static_cast<std::size_t>(alignment);
+    return Checked(std::aligned_alloc(unit, (size + unit) / unit * unit));
+}
+
+template <typename Allocation>
+void* OrNull(const Allocation& allocation) noexcept {
+    try {
+        return allocation();
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 } // namespace
@@ -38,6 +61,24 @@ void* operator new(std::size_t size) {
 }
 void* operator new[](std::size_t size) {
     return Allocate(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return OrNull([&] { return Allocate(size); });
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return OrNull([&] { return Allocate(size); });
+}
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    return AllocateAligned(size, alignment);
+}
+void* operator new[](std::size_t size, std::align_val_t alignment) {
+    return AllocateAligned(size, alignment);
+}
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return OrNull([&] { return AllocateAligned(size, alignment); });
+}
+void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return OrNull([&] { return AllocateAligned(size, alignment); });
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);
@@ -49,6 +90,30 @@ void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::align_val_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::align_val_t, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::align_val_t, const std::nothrow_t&) noexcept {
     std::free(memory);
 }
 
