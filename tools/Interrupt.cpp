@@ -29,6 +29,7 @@ void Interrupt::Install() {
         }
     }
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a limit on file sizes shows as an error of write, too
 }
 
 void Interrupt::Check() {

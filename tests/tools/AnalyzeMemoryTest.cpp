@@ -1,0 +1,69 @@
+#include "tests/tools/ChildProcess.h"
+#include "tests/tools/TempDirectory.h"
+#include "tests/tools/TestAudio.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace qel::tool {
+namespace {
+
+constexpr int kRateHz = 44100;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
+// Peak memory of the tool while it analyzes so many minutes of noise.
+long PeakKilobytes(const TempDirectory& directory, std::size_t minutes,
+                   const std::vector<std::string>& output) {
+    const std::string path = directory.File("noise.wav");
+    WriteRepeatedWav(path, kRateHz, Noise(kRateHz, 0.5f), minutes * 60);
+    std::vector<std::string> arguments{"analyze", path,
+                                       "--keys",  "generic spectrum properties,temporal properties",
+                                       "--block", "512"};
+    arguments.insert(arguments.end(), output.begin(), output.end());
+    const ChildResult result = RunTool(arguments);
+    EXPECT_EQ(result.status, 0) << result.err;
+    return result.peakKilobytes;
+}
+
+// 20 minutes of features are 103000 frames of 19 floats: 7.8 MB as numbers, over 15 MB as text. Two
+// runs of the same length differ by some hundred kilobytes.
+constexpr long kLeastResultBytes = 15'000'000;
+constexpr long kAllowedGrowthKilobytes = 2000;
+
+TEST(AnalyzeMemoryTest, CsvOfALongFileTakesNoMoreMemoryThanOfAShortOne) {
+    if (kSanitized) {
+        GTEST_SKIP() << "the checker's own memory grows with the work done";
+    }
+    const TempDirectory directory;
+    const std::vector<std::string> output{"--format", "csv", "--output", directory.File("out")};
+    const long one = PeakKilobytes(directory, 1, output);
+    const long twenty = PeakKilobytes(directory, 20, output);
+    const auto bytes =
+        std::filesystem::file_size(directory.File("out/generic-spectrum-properties.csv"));
+    EXPECT_GT(static_cast<long>(bytes), kLeastResultBytes);
+    EXPECT_LT(twenty - one, kAllowedGrowthKilobytes) << one << " kB and " << twenty << " kB";
+}
+
+TEST(AnalyzeMemoryTest, JsonOfALongFileTakesNoMoreMemoryThanOfAShortOne) {
+    if (kSanitized) {
+        GTEST_SKIP() << "the checker's own memory grows with the work done";
+    }
+    const TempDirectory directory;
+    const std::vector<std::string> output{"--output", directory.File("out.json")};
+    const long one = PeakKilobytes(directory, 1, output);
+    const long twenty = PeakKilobytes(directory, 20, output);
+    EXPECT_GT(static_cast<long>(std::filesystem::file_size(directory.File("out.json"))),
+              kLeastResultBytes);
+    EXPECT_LT(twenty - one, kAllowedGrowthKilobytes) << one << " kB and " << twenty << " kB";
+}
+
+} // namespace
+} // namespace qel::tool

@@ -1,0 +1,131 @@
+#include "tests/tools/ChildProcess.h"
+#include "tests/tools/TempDirectory.h"
+#include "tests/tools/TestAudio.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace qel::tool {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+class AnalyzeOutputTest : public testing::Test {
+protected:
+    AnalyzeOutputTest() {
+        std::filesystem::create_directory(mSetup.temporaryDirectory);
+        WriteFloatWav(mInput, 48000, {Sine(480000, 48, 0.5)});
+    }
+
+    // Nothing stays but the input and what a test names.
+    void ExpectOnly(Strings names) const {
+        names.insert(names.end(), {"input.wav", "tmp"});
+        std::sort(names.begin(), names.end());
+        EXPECT_EQ(mDirectory.Entries(), names);
+    }
+
+    TempDirectory mDirectory;
+    std::string mInput = mDirectory.File("input.wav");
+    ChildSetup mSetup{.temporaryDirectory = mDirectory.File("tmp")};
+};
+
+TEST_F(AnalyzeOutputTest, JsonInAFileIsThatOfStandardOutput) {
+    const std::string output = mDirectory.File("out.json");
+    const ChildResult toFile = RunTool({"analyze", mInput, "--output", output}, mSetup);
+    EXPECT_EQ(toFile.status, 0) << toFile.err;
+    EXPECT_EQ(toFile.out, "");
+    EXPECT_EQ(ReadFile(output), RunTool({"analyze", mInput}, mSetup).out);
+    ExpectOnly({"out.json"});
+}
+
+TEST_F(AnalyzeOutputTest, TwoRunsGiveTheSameBytes) {
+    EXPECT_EQ(RunTool({"analyze", mInput, "--all"}).out, RunTool({"analyze", mInput, "--all"}).out);
+}
+
+TEST_F(AnalyzeOutputTest, AnOutputThatCannotBeIsOneLineAndStatusOne) {
+    const Strings outputs{mDirectory.File("missing/out.json"), mDirectory.Path(),
+                          mInput + "/out.json"};
+    for (const std::string& output : outputs) {
+        const ChildResult result = RunTool({"analyze", mInput, "--output", output}, mSetup);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.err.find("qel: " + output + ": cannot write: "), 0u) << result.err;
+        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1);
+    }
+    ExpectOnly({});
+}
+
+TEST_F(AnalyzeOutputTest, AFullStandardOutputIsOneLineAndStatusOne) {
+    ChildSetup full = mSetup;
+    full.outPath = "/dev/full";
+    for (const Strings& arguments :
+         {Strings{"analyze", mInput}, Strings{"keys"}, Strings{"describe", "spectrum"},
+          Strings{"analyze", mInput, "--format", "csv", "--keys", "spectrum"}}) {
+        const ChildResult result = RunTool(arguments, full);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.err, "qel: standard output: cannot write: No space left on device\n");
+    }
+    ExpectOnly({});
+}
+
+TEST_F(AnalyzeOutputTest, AFullDiskLeavesNothingBehind) {
+    ChildSetup small = mSetup;
+    small.largestFile = 100000; // the results take more than that
+    const ChildResult csv =
+        RunTool({"analyze", mInput, "--format", "csv", "--output", mDirectory.File("out")}, small);
+    EXPECT_EQ(csv.status, 1);
+    EXPECT_EQ(csv.err.find("qel: " + mDirectory.File("out/")), 0u) << csv.err;
+    EXPECT_NE(csv.err.find("cannot write: File too large\n"), std::string::npos) << csv.err;
+    const ChildResult json =
+        RunTool({"analyze", mInput, "--output", mDirectory.File("out.json")}, small);
+    EXPECT_EQ(json.status, 1);
+    EXPECT_NE(json.err.find("cannot write: File too large\n"), std::string::npos) << json.err;
+    ExpectOnly({});
+}
+
+TEST_F(AnalyzeOutputTest, AReaderThatGoesAwayIsNoReasonToComplain) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0); // or the child would be a reader itself
+    ChildSetup piped = mSetup;
+    piped.outDescriptor = ends[1];
+    ChildProcess child({QEL_PROGRAM, "analyze", mInput, "--all"}, piped);
+    close(ends[1]);
+    std::array<char, 10> first{};
+    EXPECT_EQ(read(ends[0], first.data(), first.size()), 10);
+    close(ends[0]);
+    const ChildResult result = child.Wait();
+    EXPECT_EQ(result.signal, 0);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "");
+    ExpectOnly({});
+}
+
+TEST_F(AnalyzeOutputTest, AnInterruptRemovesWhatIsIncomplete) {
+    // Long enough to be still at work when the signal comes.
+    WriteRepeatedWav(mInput, 48000, Noise(48000, 0.5f), 1200);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        ChildProcess child(
+            {QEL_PROGRAM, "analyze", mInput, "--format", "csv", "--output", mDirectory.File("out")},
+            mSetup);
+        for (int i = 0; i < 1000 && mDirectory.Entries("out").empty(); ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        ASSERT_FALSE(mDirectory.Entries("out").empty());
+        child.Send(signal);
+        EXPECT_EQ(child.Wait().signal, signal);
+        ExpectOnly({});
+    }
+}
+
+} // namespace
+} // namespace qel::tool

@@ -1,0 +1,119 @@
+#include "tools/AtomicFile.h"
+
+#include "tests/tools/TempDirectory.h"
+#include "tools/SpillFile.h"
+#include "tools/ToolError.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace qel::tool {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+TEST(AtomicFileTest, AppearsWhenItIsComplete) {
+    const TempDirectory directory;
+    const std::string path = directory.File("out.txt");
+    AtomicFile file(path);
+    file.Sink().Append("whole");
+    file.Sink().Flush();
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_EQ(directory.Entries().size(), 1u) << "it is written in the same directory";
+    file.Commit();
+    EXPECT_EQ(ReadFile(path), "whole");
+    EXPECT_EQ(directory.Entries(), Strings{"out.txt"});
+}
+
+TEST(AtomicFileTest, WhatIsNotCommittedVanishesAndTheOldFileStays) {
+    const TempDirectory directory;
+    const std::string path = directory.File("out.txt");
+    WriteFile(path, "old");
+    {
+        AtomicFile file(path);
+        file.Sink().Append("half");
+        file.Sink().Flush();
+    }
+    EXPECT_EQ(ReadFile(path), "old");
+    EXPECT_EQ(directory.Entries(), Strings{"out.txt"});
+}
+
+TEST(AtomicFileTest, TakesThePlaceOfTheOldFile) {
+    const TempDirectory directory;
+    const std::string path = directory.File("out.txt");
+    WriteFile(path, "old and long");
+    AtomicFile file(path);
+    file.Sink().Append("new");
+    file.Commit();
+    EXPECT_EQ(ReadFile(path), "new");
+}
+
+TEST(AtomicFileTest, GetsThePermissionsOfAnyNewFile) {
+    const TempDirectory directory;
+    WriteFile(directory.File("plain.txt"), "");
+    AtomicFile file(directory.File("out.txt"));
+    file.Commit();
+    struct stat plain {};
+    struct stat made {};
+    ASSERT_EQ(stat(directory.File("plain.txt").c_str(), &plain), 0);
+    ASSERT_EQ(stat(directory.File("out.txt").c_str(), &made), 0);
+    EXPECT_EQ(made.st_mode, plain.st_mode);
+}
+
+TEST(AtomicFileTest, ALinkStaysALink) {
+    const TempDirectory directory;
+    WriteFile(directory.File("real.txt"), "old");
+    std::filesystem::create_symlink("real.txt", directory.File("link.txt"));
+    AtomicFile file(directory.File("link.txt"));
+    file.Sink().Append("new");
+    file.Commit();
+    EXPECT_TRUE(std::filesystem::is_symlink(directory.File("link.txt")));
+    EXPECT_EQ(ReadFile(directory.File("real.txt")), "new");
+}
+
+TEST(AtomicFileTest, ADeviceIsWrittenAndNotReplaced) {
+    AtomicFile file("/dev/null");
+    file.Sink().Append("anything");
+    file.Commit();
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
+
+TEST(AtomicFileTest, AFullDeviceIsAFaultThatNamesTheOutput) {
+    AtomicFile file("/dev/full");
+    file.Sink().Append("anything");
+    try {
+        file.Commit();
+        FAIL() << "nothing was raised";
+    } catch (const OutputError& error) {
+        EXPECT_STREQ(error.what(), "/dev/full: cannot write: No space left on device");
+    }
+}
+
+TEST(AtomicFileTest, RefusesADirectoryAndAPlaceThatIsNotThere) {
+    const TempDirectory directory;
+    EXPECT_THROW(AtomicFile file(directory.Path()), OutputError);
+    EXPECT_THROW(AtomicFile file(directory.File("missing/out.txt")), OutputError);
+    EXPECT_EQ(directory.Entries(), Strings{});
+}
+
+TEST(SpillFileTest, GivesBackWhatWasWrittenHoweverMuch) {
+    const TempDirectory directory;
+    SpillFile spill;
+    std::string expected;
+    for (int i = 0; i < 30000; ++i) { // more than the buffers of both ends
+        const std::string line = fmt::format("line {}\n", i);
+        expected += line;
+        spill.Sink().Append(line);
+    }
+    AtomicFile file(directory.File("copy.txt"));
+    spill.CopyTo(file.Sink());
+    file.Commit();
+    EXPECT_EQ(ReadFile(directory.File("copy.txt")), expected);
+}
+
+} // namespace
+} // namespace qel::tool

@@ -1,0 +1,109 @@
+#include "tests/tools/ChildProcess.h"
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+namespace qel::tool {
+namespace {
+
+// A nameless file: unlike a pipe, it never makes the child wait for the test.
+int NamelessFile() {
+    std::string name = "/tmp/qel-test-stream.XXXXXX";
+    const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+    if (descriptor < 0) {
+        throw std::runtime_error("no temporary file");
+    }
+    unlink(name.c_str());
+    return descriptor;
+}
+
+std::string ReadAll(int descriptor) {
+    std::string text;
+    std::array<char, 65536> chunk{};
+    off_t position = 0;
+    for (ssize_t n = 0; (n = pread(descriptor, chunk.data(), chunk.size(), position)) > 0;) {
+        text.append(chunk.data(), static_cast<std::size_t>(n));
+        position += n;
+    }
+    return text;
+}
+
+} // namespace
+
+ChildProcess::ChildProcess(const std::vector<std::string>& command, const ChildSetup& setup)
+    : mOut(NamelessFile()), mErr(NamelessFile()) {
+    mProcess = fork();
+    if (mProcess < 0) {
+        throw std::runtime_error("no process");
+    }
+    if (mProcess == 0) {
+        Become(command, setup);
+    }
+}
+
+void ChildProcess::Become(const std::vector<std::string>& command, const ChildSetup& setup) {
+    int out = setup.outDescriptor >= 0 ? setup.outDescriptor : mOut;
+    if (!setup.outPath.empty()) {
+        out = open(setup.outPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    }
+    dup2(out, STDOUT_FILENO);
+    dup2(setup.errDescriptor >= 0 ? setup.errDescriptor : mErr, STDERR_FILENO);
+    if (!setup.temporaryDirectory.empty()) {
+        setenv("TMPDIR", setup.temporaryDirectory.c_str(), 1);
+    }
+    if (setup.largestFile != 0) {
+        const rlimit limit{setup.largestFile, setup.largestFile};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    std::vector<char*> arguments;
+    for (const std::string& argument : command) {
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    }
+    arguments.push_back(nullptr);
+    execvp(arguments.front(), arguments.data());
+    _exit(127);
+}
+
+ChildProcess::~ChildProcess() {
+    if (mProcess > 0) {
+        kill(mProcess, SIGKILL);
+        waitpid(mProcess, nullptr, 0);
+    }
+    close(mOut);
+    close(mErr);
+}
+
+void ChildProcess::Send(int signal) const {
+    kill(mProcess, signal);
+}
+
+ChildResult ChildProcess::Wait() {
+    int status = 0;
+    rusage usage{};
+    wait4(std::exchange(mProcess, -1), &status, 0, &usage);
+    ChildResult result;
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    result.peakKilobytes = usage.ru_maxrss;
+    result.out = ReadAll(mOut);
+    result.err = ReadAll(mErr);
+    return result;
+}
+
+ChildResult RunChild(const std::vector<std::string>& command, const ChildSetup& setup) {
+    return ChildProcess(command, setup).Wait();
+}
+
+ChildResult RunTool(std::vector<std::string> arguments, const ChildSetup& setup) {
+    arguments.insert(arguments.begin(), QEL_PROGRAM);
+    return RunChild(arguments, setup);
+}
+
+} // namespace qel::tool

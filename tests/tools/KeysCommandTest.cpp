@@ -1,0 +1,121 @@
+#include "tests/tools/ChildProcess.h"
+
+#include <QelAudioAnalysis/Keys.hpp>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <fmt/format.h>
+#include <iterator>
+#include <string>
+
+namespace qel::tool {
+namespace {
+
+using Json = nlohmann::json;
+
+// Text without its line breaks and indents, so that a wrapped sentence can be found in it.
+std::string Unwrapped(const std::string& text) {
+    std::string flat;
+    for (const char c : text) {
+        const bool blank = c == '\n' || c == ' ';
+        if (!blank || flat.empty() || flat.back() != ' ') {
+            flat += blank ? ' ' : c;
+        }
+    }
+    return flat;
+}
+
+TEST(KeysCommandTest, ListsEveryKeyOnALineOfItsOwn) {
+    const ChildResult result = RunTool({"keys"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'),
+              static_cast<std::ptrdiff_t>(std::size(kKeys)));
+    for (const KeyInfo& info : kKeys) {
+        EXPECT_NE(("\n" + result.out).find(fmt::format("\n{} ", info.key)), std::string::npos)
+            << info.key;
+    }
+}
+
+TEST(KeysCommandTest, JsonTellsEverythingOfTheTable) {
+    const ChildResult result = RunTool({"keys", "--json"});
+    EXPECT_EQ(result.status, 0);
+    const Json list = Json::parse(result.out);
+    ASSERT_EQ(list.size(), std::size(kKeys));
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        const KeyInfo& info = kKeys[i];
+        EXPECT_EQ(list[i]["key"], info.key);
+        EXPECT_EQ(list[i]["definition"], info.definition);
+        EXPECT_EQ(list[i]["delivered"],
+                  info.delivery == Delivery::PerPush ? "per push" : "per frame");
+        if (info.frameSamples == 0) {
+            EXPECT_TRUE(list[i]["frame_size"].is_null());
+        } else {
+            EXPECT_EQ(list[i]["frame_size"], info.frameSamples);
+            EXPECT_EQ(list[i]["hop"], info.hopSamples);
+        }
+        ASSERT_EQ(list[i]["values"].size(), info.values.size());
+        for (std::size_t v = 0; v < info.values.size(); ++v) {
+            const Json& value = list[i]["values"][v];
+            EXPECT_EQ(value["name"], info.values[v].name);
+            EXPECT_EQ(value["unit"], info.values[v].unit);
+            EXPECT_EQ(value["definition"], info.values[v].definition);
+            const double maximum = info.values[v].range.maximum;
+            EXPECT_EQ(value["maximum"], std::isfinite(maximum) ? Json(maximum) : Json());
+        }
+    }
+}
+
+TEST(KeysCommandTest, DescribeTellsEverythingOfOneKey) {
+    for (const KeyInfo& info : kKeys) {
+        const ChildResult result = RunTool({"describe", std::string(info.key)});
+        EXPECT_EQ(result.status, 0);
+        const std::string text = Unwrapped(result.out);
+        EXPECT_NE(text.find(info.definition), std::string::npos) << info.key;
+        for (const ValueInfo& value : info.values) {
+            EXPECT_NE(text.find(fmt::format("{} unit {} range ", value.name, value.unit)),
+                      std::string::npos)
+                << value.name;
+            EXPECT_NE(text.find(value.definition), std::string::npos) << value.name;
+            EXPECT_NE(text.find(value.source), std::string::npos) << value.name;
+        }
+    }
+}
+
+TEST(KeysCommandTest, NoLineOfADescriptionIsWiderThanATerminal) {
+    const std::string text = RunTool({"describe", "spectrum histogram properties"}).out;
+    std::size_t widest = 0;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = text.find('\n', begin);
+        widest = std::max(widest, end - begin);
+        begin = end + 1;
+    }
+    EXPECT_LE(widest, 80u);
+    EXPECT_GT(widest, 60u) << "lines are filled";
+}
+
+TEST(KeysCommandTest, AnUnknownKeyIsAMistakeOfUsage) {
+    const ChildResult result = RunTool({"describe", "spektrum"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "qel: unknown key \"spektrum\"; did you mean \"spectrum\"?\n");
+}
+
+TEST(KeysCommandTest, VersionAndHelpSucceed) {
+    const ChildResult version = RunTool({"--version"});
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.out.substr(0, 4), "qel ");
+    EXPECT_NE(version.out.find("(libavcodec "), std::string::npos);
+    const ChildResult help = RunTool({"--help"});
+    EXPECT_EQ(help.status, 0);
+    for (const char* command : {"analyze", "keys", "describe"}) {
+        EXPECT_NE(help.out.find(command), std::string::npos) << command;
+    }
+    EXPECT_NE(RunTool({"analyze", "--help"}).out.find("all but \"spectrum\""), std::string::npos);
+}
+
+} // namespace
+} // namespace qel::tool

@@ -1,0 +1,24 @@
+#include "tools/Options.h"
+
+#include "tools/ToolError.h"
+
+#include <gtest/gtest.h>
+
+namespace qel::tool {
+namespace {
+
+TEST(OptionsTest, AParameterIsANameAndANumber) {
+    EXPECT_EQ(ParseParameter("Min BPM=60"), Parameter("Min BPM", 60.0f));
+    EXPECT_EQ(ParseParameter("x=-1.5e-3"), Parameter("x", -1.5e-3f));
+}
+
+TEST(OptionsTest, MalformedParametersAreRefused) {
+    for (const char* text :
+         {"", "Min BPM", "=60", "Min BPM=", "Min BPM=6o", "Min BPM= 60", "Min BPM=60 ",
+          "Min BPM=nan", "Min BPM=inf", "Min BPM=1e99", "Min BPM=1,5", "Min BPM=60=70"}) {
+        EXPECT_THROW(ParseParameter(text), UsageError) << text;
+    }
+}
+
+} // namespace
+} // namespace qel::tool
