@@ -225,6 +225,15 @@ TEST_F(OutOfMemoryTest, ResetLeavesAHandleThatCanBeInitializedAgainOrDisposedOf)
                         [&](QelAudioAnalysisRef handle) { QelAudioAnalysisReset(handle); });
 }
 
+TEST_F(OutOfMemoryTest, PushLeavesAHandleThatCanBeInitializedAgainOrDisposedOf) {
+    const auto prepare = [&] {
+        QelAudioAnalysisRef handle = New();
+        EXPECT_EQ(0, Initialize(handle));
+        return handle;
+    };
+    FailEveryAllocation(prepare, [&](QelAudioAnalysisRef handle) { Push(handle); });
+}
+
 TEST_F(OutOfMemoryTest, AHandleWhoseInitializationFailedCanBeDisposedOfAtOnce) {
     for (int n = 0; n < kMostAllocations; ++n) {
         QelAudioAnalysisRef handle = New();
