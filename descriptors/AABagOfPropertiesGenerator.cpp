@@ -13,13 +13,13 @@ namespace qel::core {
 
 namespace {
 
-// The envelope is a third-order Butterworth low-pass over the levels of the pushes, cut off at
-// about 0.0118 of the push rate.
-float butterA[] = {1.0f, -2.926084280014038f, 2.854875326156616f, -0.9287422299385071f};
-float butterB[] = {6.084133929107338e-06f, 1.8252401787322015e-05f, 1.8252401787322015e-05f,
-                   6.084133929107338e-06f};
+// The envelope is a third-order Butterworth low-pass over the levels of the pushes, -3 dB at 0.0059
+// of the push rate.
+constexpr float butterA[] = {1.0f, -2.926084280014038f, 2.854875326156616f, -0.9287422299385071f};
+constexpr float butterB[] = {6.084133929107338e-06f, 1.8252401787322015e-05f,
+                             1.8252401787322015e-05f, 6.084133929107338e-06f};
 
-// The share of the figure's frequency range at its two edges, Hz.
+// Where the low-energy relation ends and brightness begins.
 constexpr float kLowEnergyLimitHz = 100.0f;
 constexpr float kBrightnessLimitHz = 1500.0f;
 

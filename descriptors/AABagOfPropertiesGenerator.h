@@ -109,7 +109,7 @@ private:
     static float ComputeKurtosis(const Histogram& histogram);
     static float ComputeSkewness(const Histogram& histogram);
 
-    void ComputeSpectralPeaks(float* magnitudes);
+    void ComputeSpectralPeaks(const float* magnitudes);
     float ComputeHarmonicCentroid(float sum) const;
     float ComputeHarmonicDeviation() const;
     float ComputeSecondTristimulus(float sum) const;

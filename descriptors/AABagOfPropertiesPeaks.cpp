@@ -20,9 +20,10 @@ namespace {
 // The tristimulus groups: the fundamental; partials two to four; partials from five on.
 constexpr UInt32 kFirstOfThirdTristimulus = 4;
 
-// Roughness of two partials after W. A. Sethares, "Local consonance and the relationship between
-// timbre and scale", JASA 94(3), 1993: the curve's width scales with frequency by
-// kPeakSpacing / (kSlope f + kOffset), and it is a difference of two exponentials.
+// Roughness of two partials, after W. A. Sethares, "Local consonance and the relationship between
+// timbre and scale", JASA 94(3), 1993, whose constants differ in the last digits: the curve's width
+// scales with frequency by kPeakSpacing / (kWidthSlope f + kWidthOffset), and it is a difference of
+// two exponentials.
 constexpr float kPeakSpacing = 0.24f;
 constexpr float kWidthSlope = 0.0207f;
 constexpr float kWidthOffset = 18.96f;
@@ -56,7 +57,7 @@ void AABagOfPropertiesGenerator::ComputeAndStorePeakSpectralProperties() {
     DeliverGroup(kPeak, mPeakBuffer);
 }
 
-void AABagOfPropertiesGenerator::ComputeSpectralPeaks(float* magnitudes) {
+void AABagOfPropertiesGenerator::ComputeSpectralPeaks(const float* magnitudes) {
     std::fill_n(mPeakMagnitudes.get(), mNumBins, 0.0f);
     std::fill_n(mPeakBins.get(), mNumBins, 0u);
     mNumPeaks = 0;

@@ -1,7 +1,7 @@
 #include "engine/AAAudioAnalyzer.h"
 
 #include <algorithm>
-#include <cstring>
+#include <new>
 
 namespace qel::core {
 
@@ -14,7 +14,10 @@ constexpr UInt32 kPropertySize = 8;
 AAAudioAnalyzer::AAAudioAnalyzer(CFArrayRef keys, QelAudioAnalysisDataCallback callback,
                                  void* refCon)
     : mDataCallback(callback), mDataRefCon(refCon),
-      mKeys(CFArrayCreateCopy(kCFAllocatorDefault, keys)) {}
+      mKeys(CFArrayCreateCopy(kCFAllocatorDefault, keys)) {
+    if (mKeys == nullptr && keys != nullptr)
+        throw std::bad_alloc();
+}
 
 AAAudioAnalyzer::~AAAudioAnalyzer() {
     if (mKeys != nullptr)
@@ -36,7 +39,7 @@ SInt32 AAAudioAnalyzer::AudioAnalysisInitialize(UInt32 maxFrames,
 }
 
 SInt32 AAAudioAnalyzer::AudioAnalysisPushAudio(UInt32 frames, AudioBufferList* list) {
-    const SInt32 refusal = CheckPush(frames, *list);
+    const SInt32 refusal = CheckPush(frames, list);
     if (refusal != 0)
         return refusal;
     return ForEachActiveSlot(
@@ -108,8 +111,9 @@ SInt32 AAAudioAnalyzer::AudioAnalysisSetParameter(CFStringRef name, float value)
 CFPropertyListRef AAAudioAnalyzer::AudioAnalysisCreateCFRepresentation(
     CFAllocatorRef allocator, CFStringRef key, UInt32 count, const QelAudioAnalysisBlock* blocks) {
     QelAAAnalysisBase* generator = GetAnalyzerForKey(key);
-    return generator != nullptr ? generator->CreateCFRepresentation(allocator, key, count, blocks)
-                                : nullptr;
+    if (generator == nullptr || (blocks == nullptr && count != 0))
+        return nullptr;
+    return generator->CreateCFRepresentation(allocator, key, count, blocks);
 }
 
 QelAAAnalysisBase* AAAudioAnalyzer::GetAnalyzerForKey(CFStringRef key) const {
@@ -195,17 +199,17 @@ void AAAudioAnalyzer::Cleanup() {
     NullPointers();
 }
 
-SInt32 AAAudioAnalyzer::CheckPush(UInt32 frames, const AudioBufferList& list) const {
+SInt32 AAAudioAnalyzer::CheckPush(UInt32 frames, const AudioBufferList* list) const {
     if (!mInitialized)
         return kAudioAnalysisErr_NotInitialized;
     if (frames > mMaxFrames)
         return kAudioAnalysisErr_TooManyFrames;
-    if (list.mNumberBuffers != mFormat.mChannelsPerFrame)
+    if (list == nullptr || list->mNumberBuffers != mFormat.mChannelsPerFrame)
         return kAudioAnalysisErr_BadFormat;
     const UInt64 bytes = UInt64{mFormat.mBytesPerFrame} * frames;
     const bool isRead = frames != 0 && std::ranges::find(mSlotActive, true) != mSlotActive.end();
-    for (UInt32 i = 0; i < list.mNumberBuffers; ++i) {
-        const AudioBuffer& buffer = list.mBuffers[i];
+    for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {
+        const AudioBuffer& buffer = list->mBuffers[i];
         // Null data is not measured, but where a generator would read it, it is refused.
         if (buffer.mData == nullptr ? isRead : buffer.mDataByteSize < bytes)
             return kAudioAnalysisErr_BadFormat;

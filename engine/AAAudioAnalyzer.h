@@ -54,7 +54,7 @@ private:
     void CreateGeneratorForRoute(const KeyRoute& route, const GeneratorSetup& setup);
     void NullPointers();
     void Cleanup();
-    SInt32 CheckPush(UInt32 frames, const AudioBufferList& list) const;
+    SInt32 CheckPush(UInt32 frames, const AudioBufferList* list) const;
 
     // Runs `call` on the generator of every active slot, in slot order; the last status wins.
     template <class Call>

@@ -5,7 +5,7 @@
 namespace qel::core {
 
 void AnalysisBlocks::Prepare(UInt32 count, UInt32 bytesPerBlock) {
-    const std::size_t unit = sizeof(std::max_align_t);
+    constexpr std::size_t unit = sizeof(Unit);
     const std::size_t unitsPerBlock = (std::size_t{bytesPerBlock} + unit - 1) / unit;
     if (mPayloads.size() < count * unitsPerBlock)
         mPayloads.resize(count * unitsPerBlock);

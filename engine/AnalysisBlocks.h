@@ -25,7 +25,10 @@ public:
 
 private:
     std::vector<QelAudioAnalysisBlock> mBlocks;
-    std::vector<std::max_align_t> mPayloads;
+    struct alignas(std::max_align_t) Unit {
+        std::byte bytes[sizeof(std::max_align_t)];
+    };
+    std::vector<Unit> mPayloads;
 };
 
 } // namespace qel::core

@@ -9,8 +9,8 @@ namespace {
 // The private key: routed like the others, but not listed.
 #define kPrivateKeySoundCheck CFSTR("sound check")
 
-// Keys of the slots 2, 3, 6, 1, 10, 11, 12 and 13 are the only ones of their slots, or nearly so,
-// and build anew whenever they stand in the list.
+// The only keys of the slots 1, 2, 3, 6, 10, 11, 12 and 13 build anew whenever they stand in the
+// list; every other slot is built once.
 const KeyRoute kKeyRoutes[] = {
     {kQelAnalysisKey_PitchClassProfile, 8, true, true},
     {kQelAnalysisKey_PitchClassPorofileKeyCorrelation, 8, true, true},

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <utility>
 
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
@@ -60,9 +61,14 @@ SInt32 QelAAAnalysisBase::SetComputeProperty(CFArrayRef) {
 
 SInt32 QelAAAnalysisBase::ReadyAnalysis() {
     try {
+        if (mFlushBuffer.get() == nullptr) // given back by a reset that failed
+            QelAAAnalysisBase::AllocateBuffers();
         AllocateBuffers();
     } catch (...) {
+        // What the client asked for outlives the failure.
+        CAAutoFree<bool> flags(std::move(mComputeFlags));
         Cleanup();
+        mComputeFlags = std::move(flags);
         throw;
     }
     return 0;

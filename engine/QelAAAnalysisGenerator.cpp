@@ -62,7 +62,7 @@ void QelAAAnalysisGenerator::NullPointers() {
 
 void QelAAAnalysisGenerator::Cleanup() {
     mSpectralProcessor.free();
-    NullPointers();
+    QelAAAnalysisGenerator::NullPointers();
 }
 
 void QelAAAnalysisGenerator::AllocateBuffers() {}

@@ -1,5 +1,5 @@
-// The exported functions: thin guards over one AAAudioAnalyzer. Each runs in the library's
-// floating-point mode and leaves the caller's as it was.
+// The exported functions: thin guards over one AAAudioAnalyzer. Those that compute run in the
+// library's floating-point mode and leave the caller's as it was.
 
 #include <QelAudioAnalysis.h>
 
@@ -104,11 +104,15 @@ CFPropertyListRef QelAudioAnalysisCreateCFRepresentation(QelAudioAnalysisRef han
 
 CFMutableArrayRef QelAudioAnalysisGlobalCopyKeys(void) {
     const auto keys = qel::core::ListedKeys();
-    CFMutableArrayRef array =
-        CFArrayCreateMutable(kCFAllocatorDefault, static_cast<CFIndex>(keys.size()), nullptr);
-    if (array != nullptr)
+    const auto count = static_cast<CFIndex>(keys.size());
+    CFMutableArrayRef array = CFArrayCreateMutable(kCFAllocatorDefault, count, nullptr);
+    try {
         for (CFStringRef key : keys)
-            CFArrayAppendValue(array, key);
+            CFArrayAppendValue(array, key); // no effect on a null array
+    } catch (...) {
+        CFRelease(array);
+        throw;
+    }
     return array;
 }
 

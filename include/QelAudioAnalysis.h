@@ -23,14 +23,16 @@
  * different handles may be used in different threads at once. Every callback runs on the caller's
  * thread, inside the call that caused it.
  *
- * Real time: QelAudioAnalysisPushAudio allocates the blocks that it hands to the data callback.
+ * Real time: QelAudioAnalysisPushAudio may allocate when a group of keys delivers for the first
+ * time after initialization, and then no more for the keys that are built so far.
  * QelAudioAnalysisNew, Initialize, Reset and Process allocate freely.
  *
  * Floating point: denormal numbers are flushed to zero while a call runs. The caller's
  * floating-point environment is restored before every callback and when the call ends.
  *
- * Faults: misuse is answered by a status. The one exception is std::bad_alloc, which leaves any of
- * the functions as it is when memory runs out; the handle can still be disposed of afterwards.
+ * Faults: misuse is answered by a status, where it can be told; a pointer that must not be null and
+ * is, is told apart only where this says so. The one exception is std::bad_alloc, which leaves any
+ * of the functions as it is when memory runs out; the handle can still be disposed of afterwards.
  */
 #pragma once
 
@@ -103,7 +105,8 @@ typedef struct QelAudioAnalysisKeyMetaData {
  *   blocks  frame-major; the library's, and valid only until the callback returns
  *   refCon  the pointer given to QelAudioAnalysisNew
  *
- * The callback must not throw, and must not push, process, reset or dispose of the handle.
+ * The callback must not throw, and must not initialize, push, process, reset or dispose of the
+ * handle.
  */
 typedef void (*QelAudioAnalysisDataCallback)(QelAudioAnalysisRef handle, CFStringRef key,
                                              UInt32 count, QelAudioAnalysisBlock* blocks,
@@ -112,7 +115,7 @@ typedef void (*QelAudioAnalysisDataCallback)(QelAudioAnalysisRef handle, CFStrin
 /*
  * Receives progress during QelAudioAnalysisProcess: a null pointer, a percentage from 0 to 100, and
  * the pointer given to QelAudioAnalysisProcess. Each group of keys reports 100 when it is done.
- * A result other than 0 asks to stop.
+ * A result other than 0 asks to stop. What holds for the data callback holds here too.
  */
 typedef int (*QelAudioAnalysisProgressCallback)(void* unused, float percent, void* refCon);
 
@@ -120,9 +123,10 @@ typedef int (*QelAudioAnalysisProgressCallback)(void* unused, float percent, voi
  * Makes an analyzer.
  *
  *   keys       CFStrings, compared by content; the array is copied, so the caller keeps its own.
- *              Must not be null. The first key that is not known ends the list: the keys after it
- *              are not looked at, and nothing reports it.
- *   callback   receives the results; must not be null
+ *              Null counts as an empty list. A copied array retains its strings only if the
+ *              caller's does; else they must live as long as the handle. The first key that is not
+ *              known ends the list: the keys after it are not looked at, and nothing reports it.
+ *   callback   receives the results; null drops them
  *   refCon     handed to the callback
  *   outHandle  receives the handle, which the caller gives back with QelAudioAnalysisDispose
  *
@@ -137,8 +141,8 @@ SInt32 QelAudioAnalysisNew(CFArrayRef keys, QelAudioAnalysisDataCallback callbac
  *   maxFrames     the largest number of frames of one push
  *   format        canonical: linear PCM, native 32-bit float, packed, one frame per packet. Pushes
  *                 take one buffer per channel, so set kAudioFormatFlagIsNonInterleaved whenever
- *                 there is more than one channel. Any sample rate. Must not be null.
- *   layout        the first 32 bytes (header and one description) are copied. Must not be null.
+ *                 there is more than one channel. Any sample rate. Null is not canonical.
+ *   layout        the first 32 bytes (header and one description) are copied. Null: no layout.
  *   streamLength  expected length in frames, 0 if unknown; only the low 32 bits count. Results do
  *                 not depend on it; a true value saves memory traffic.
  *
@@ -154,10 +158,11 @@ SInt32 QelAudioAnalysisInitialize(QelAudioAnalysisRef handle, UInt32 maxFrames,
  *
  *   frames  0 to maxFrames
  *   list    one buffer per channel, each with at least 4 * frames bytes of floats; read during the
- *           call only. Must not be null.
+ *           call only
  *
  * 0; kAudioAnalysisErr_NotInitialized; kAudioAnalysisErr_TooManyFrames; kAudioAnalysisErr_BadFormat
- * for a wrong number of buffers, a buffer that is too small, or null data with frames above 0;
+ * for a null list, a wrong number of buffers, a buffer that is too small, or null data with frames
+ * above 0;
  * else the status of the last group of keys.
  */
 SInt32 QelAudioAnalysisPushAudio(QelAudioAnalysisRef handle, UInt32 frames, AudioBufferList* list);
@@ -175,7 +180,7 @@ SInt32 QelAudioAnalysisProcess(QelAudioAnalysisRef handle, UInt8 flush,
                                QelAudioAnalysisProgressCallback progress, void* progressRefCon);
 
 /*
- * Starts a new stream with the same keys, format and parameters' owners, all stream state cleared.
+ * Starts a new stream with the same keys, format and parameters; all stream state is cleared.
  *
  * 0; kAudioAnalysisErr_NotInitialized for a null handle or before initialization.
  */
@@ -216,8 +221,8 @@ SInt32 QelAudioAnalysisSetParameter(QelAudioAnalysisRef handle, CFStringRef name
  * Turns blocks into a property list, normally within the data callback and with its own arguments.
  *
  * Returns a CFDictionary that the caller owns; null for a null handle, for a key without an owner
- * in this analyzer, and for "audio range", which has no representation. The usual shape is
- * { key: [ channel: [ frame: [ numbers ] ] ] }; docs/keys.md tells the others.
+ * in this analyzer, for null blocks, and for "audio range", which has no representation. The usual
+ * shape is { key: [ channel: [ frame: [ numbers ] ] ] }; docs/keys.md tells the others.
  */
 CFPropertyListRef QelAudioAnalysisCreateCFRepresentation(QelAudioAnalysisRef handle,
                                                          CFAllocatorRef allocator, CFStringRef key,

@@ -22,7 +22,7 @@ UInt32 RingSize(UInt32 transformLength, UInt32 maxFrames) {
 
 UInt32 InputCopyBytes(UInt32 transformLength, bool halfFrame) {
     constexpr UInt32 kLongest = UInt32{1} << 29; // its bytes are counted in 32 bits
-    if (transformLength == 0 || transformLength > kLongest) {
+    if (transformLength < 2 || transformLength > kLongest) {
         throw std::bad_alloc();
     }
     const UInt32 samples = halfFrame ? transformLength / 2 : transformLength;

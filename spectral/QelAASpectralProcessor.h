@@ -30,12 +30,13 @@ public:
     //                  are no frames
     // channels         buffers in the lists
     // maxFrames        the largest block in samples. Of a larger one only what the ring has room
-    //                  for is taken, and at most a ring's length is given out.
+    //                  for is taken, and at most a ring's length is given out, the rest of the
+    //                  caller's block filled with silence.
     // halfFrameInput   a frame is filled with transformLength / 2 samples and zeros behind them
     // zeroShift        the halves of a frame are swapped before the transform
     //
     // Raises std::bad_alloc when memory is exhausted, and before anything is allocated for a length
-    // of 0 or above 2^29, and for length and block of more than 2^31 together.
+    // below 2 or above 2^29, and for length and block of more than 2^31 together.
     QelAASpectralProcessor(UInt32 transformLength, UInt32 hop, UInt32 channels, UInt32 maxFrames,
                            bool halfFrameInput, bool zeroShift);
     QelAASpectralProcessor(const QelAASpectralProcessor&) = delete;

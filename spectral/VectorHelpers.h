@@ -53,9 +53,7 @@ inline void filter(const float* a, const float* b, unsigned int order, float* z,
     for (unsigned int i = 0; i + 1 < order; ++i) {
         z[i] = (b[i + 1] * x + z[i + 1]) - output * a[i + 1];
     }
-    if (order > 0) {
-        z[order - 1] = b[order] * x - output * a[order];
-    }
+    z[order - 1] = b[order] * x - output * a[order];
     y = output;
 }
 

@@ -117,7 +117,8 @@ public:
     }
 
 private:
-    // Vectors start at a cache line, so that no vector load straddles two.
+    // Vectors start at a cache line, so that no vector load straddles two; only large cleared ones
+    // start where the system puts them.
     static constexpr std::size_t kAlignment = 64;
     // Above this, zeroed memory comes from the system as it is touched instead of being written.
     static constexpr std::size_t kLargeBytes = std::size_t{1} << 20;

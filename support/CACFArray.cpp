@@ -5,7 +5,7 @@
 namespace qel::core {
 
 CFArrayRef CACFArray::Create(CFIndex capacity) {
-    return CFArrayCreateMutable(kCFAllocatorDefault, capacity, &kCFTypeArrayCallBacks);
+    return MadeOrThrow(CFArrayCreateMutable(kCFAllocatorDefault, capacity, &kCFTypeArrayCallBacks));
 }
 
 CACFArray& CACFArray::operator=(const CACFArray& other) {

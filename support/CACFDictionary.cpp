@@ -5,9 +5,9 @@
 namespace qel::core {
 
 CACFDictionary::CACFDictionary(bool release)
-    : CACFReference(CFDictionaryCreateMutable(kCFAllocatorDefault, 0,
-                                              &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks),
+    : CACFReference(MadeOrThrow(CFDictionaryCreateMutable(kCFAllocatorDefault, 0,
+                                                          &kCFTypeDictionaryKeyCallBacks,
+                                                          &kCFTypeDictionaryValueCallBacks)),
                     release),
       mMutable(true) {}
 

@@ -8,7 +8,7 @@ namespace {
 
 template <class T>
 CFNumberRef Create(CFNumberType type, T value) {
-    return CFNumberCreate(kCFAllocatorDefault, type, &value);
+    return MadeOrThrow(CFNumberCreate(kCFAllocatorDefault, type, &value));
 }
 
 CFNumberRef CreateUnsigned(UInt32 value) {

@@ -2,9 +2,20 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <new>
 #include <utility>
 
 namespace qel::core {
+
+// A made object, or std::bad_alloc: making one gives null only when memory runs out. Without this,
+// a container would silently lack what did not fit.
+template <class Ref>
+Ref MadeOrThrow(Ref object) {
+    if (object == nullptr) {
+        throw std::bad_alloc();
+    }
+    return object;
+}
 
 // What the container wrappers share: an object, which may be null, and the release flag. Only with
 // the flag set does a wrapper take and give back references; without it the object is borrowed, or

@@ -191,8 +191,9 @@ void AudioDecoder::CheckLength() const {
     const bool exact = IsLossless(mFile.Stream().codecpar->codec_id);
     const std::int64_t slack = exact ? 0 : 2 * std::int64_t{mLongestFrame};
     if (declared.has_value() && mDecodedFrames + slack < *declared) {
-        throw ToolError(fmt::format("is truncated: it states {} frames and ends after {}",
-                                    *declared, mDecodedFrames));
+        throw ToolError(fmt::format("is {}: it states {} frames, and {} could be decoded",
+                                    mDamagedPackets > 0 ? "damaged" : "truncated", *declared,
+                                    mDecodedFrames));
     }
     if (mFile.EndsEarly()) {
         throw ToolError(fmt::format("is truncated: it ends after {} frames, before the length that "

@@ -2,7 +2,11 @@
 
 #include "platform/containers/CFString.h"
 
+#include <cstdint>
 #include <cstdio>
+#include <memory>
+#include <new>
+#include <type_traits>
 
 namespace qel::platform {
 namespace {
@@ -12,12 +16,20 @@ constexpr std::size_t kLineLength = 80;
 
 std::string OnOneLine(const std::vector<std::string>& items) {
     std::string text;
+    const char* separator = "";
     for (const std::string& item : items) {
-        text += text.empty() ? "" : ", ";
+        text += separator;
         text += item;
+        separator = ", ";
     }
     return text;
 }
+
+struct ReleaseDescription {
+    void operator()(CFStringRef description) const { CFRelease(description); }
+};
+
+using DescriptionOwner = std::unique_ptr<std::remove_pointer_t<CFStringRef>, ReleaseDescription>;
 
 void AppendIndented(std::string& text, const std::string& item) {
     text += "    ";
@@ -39,11 +51,13 @@ std::string DescribeValue(CFStringRef (*copyDescription)(const void* value), con
                       static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(value)));
         return address;
     }
-    const CFStringRef description = copyDescription(value);
-    const auto* string = CastTo<CFString>(description);
-    std::string text = string == nullptr ? "null" : string->UTF8();
-    CFRelease(description);
-    return text;
+    const DescriptionOwner description(copyDescription(value));
+    // A client's function may have nothing to say; ours has nothing only when memory runs out.
+    if (description == nullptr && value != nullptr && copyDescription == CFCopyDescription) {
+        throw std::bad_alloc();
+    }
+    const auto* string = CastTo<CFString>(description.get());
+    return string == nullptr ? "null" : string->UTF8();
 }
 
 std::string DescribeList(char open, const std::vector<std::string>& items, char close) {

@@ -12,7 +12,7 @@ namespace qel::platform {
 
 class ComplexTransform {
 public:
-    // Prepares a transform of 2^log2Size points, log2Size from 0 to 29.
+    // Prepares a transform of 2^log2Size points, log2Size from 0 to 30.
     // Returns null if memory is exhausted. Any thread.
     static std::unique_ptr<ComplexTransform> Make(unsigned log2Size);
 
@@ -21,8 +21,9 @@ public:
     ComplexTransform& operator=(const ComplexTransform&) = delete;
 
     // output[k] = sum over n of input[n] e^(-2 pi i k n / size).
-    // Both have 2 * size floats at multiples of kTransformAlignment bytes and do not overlap; what
-    // is left in `input` is undefined. Any number of threads at the same time; allocates nothing.
+    // Both have 2 * size floats and do not overlap. They lie at multiples of kTransformAlignment
+    // bytes, but the output of fewer than 8 points lies 8 * size bytes behind one. What is left in
+    // `input` is undefined. Any number of threads at the same time; allocates nothing.
     virtual void Run(float* input, float* output) const = 0;
 
 protected:

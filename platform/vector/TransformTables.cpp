@@ -22,8 +22,12 @@ public:
             2.0 * std::numbers::pi / static_cast<double>(std::size_t{1} << log2Size);
         for (std::size_t k = 0; k <= quarter / 2; ++k) {
             const double angle = step * static_cast<double>(k);
-            c[k] = s[quarter - k] = static_cast<float>(std::cos(angle));
-            s[k] = c[quarter - k] = static_cast<float>(std::sin(angle));
+            const auto cosine = static_cast<float>(std::cos(angle));
+            const auto sine = static_cast<float>(std::sin(angle));
+            s[quarter - k] = cosine;
+            c[quarter - k] = sine;
+            c[k] = cosine; // last, for a table of one entry
+            s[k] = sine;
         }
         cosines = c;
         sines = s;

@@ -12,7 +12,8 @@ namespace qel::platform {
 // The largest transform: 2^30 points. Real, for it is packed into half as many complex ones.
 inline constexpr unsigned kMaxLog2Size = 30;
 
-// The plan for 2^log2Size complex points, log2Size from 0 to kMaxLog2Size.
+// The plan for 2^log2Size complex points, log2Size from 0 to kMaxLog2Size: a complex transform of
+// its own may be as large as a real one.
 // Returns null if memory is exhausted. Any thread.
 const ComplexTransform* FindTransform(unsigned log2Size);
 

@@ -30,14 +30,16 @@ HWY_INLINE V Angle(D d, V y, V x) {
     const auto smaller = hn::IfThenElse(steep, absX, absY);
     const auto larger = hn::IfThenElse(steep, absY, absX);
     auto ratio = hn::Div(smaller, larger);
-    ratio = hn::IfThenElse(hn::Eq(smaller, infinity), one, ratio);
+    ratio =
+        hn::IfThenElse(hn::And(hn::Eq(smaller, infinity), hn::Eq(larger, infinity)), one, ratio);
     auto angle = hn::Atan(d, ratio);
     angle = hn::IfThenElse(steep, hn::Sub(hn::Set(d, std::numbers::pi_v<float> / 2), angle), angle);
     angle = hn::IfThenElse(hn::Lt(hn::CopySign(one, x), zero),
                            hn::Sub(hn::Set(d, std::numbers::pi_v<float>), angle), angle);
     angle = hn::CopySign(angle, y);
-    // Zero over zero is NaN up to here, and 0 is wanted.
-    return hn::IfThenZeroElse(hn::Eq(larger, zero), angle);
+    // Zero over zero is NaN up to here, and 0 is wanted. Both parts are looked at: the larger of
+    // zero and NaN may be either.
+    return hn::IfThenZeroElse(hn::And(hn::Eq(absX, zero), hn::Eq(absY, zero)), angle);
 }
 
 void Phase(ComplexIn a, Out c, size_t count) {

@@ -16,8 +16,9 @@ struct OpaqueFFTSetup {
 namespace qel::platform {
 namespace {
 
-// Up to this size a setup prepares everything, so that transforms need not; above it the memory
-// would be large, and is left to the first transform of a size.
+// Up to this size a setup prepares its own length and the scratch of the thread that makes it, so
+// that transforms of that length in that thread allocate nothing. Above it the memory would be
+// large, and is left to the first transform.
 constexpr vDSP_Length kPreparedLog2Size = 16;
 
 // Floats between the two halves of the scratch. The offset keeps them off the same places of the
@@ -109,6 +110,11 @@ void WithUnitStride(const DSPSplitComplex& vector, vDSP_Stride stride, std::size
 
 bool Prepare(unsigned log2Size) {
     if (FindTransform(log2Size) == nullptr) {
+        return false;
+    }
+    try {
+        TransformScratch::OfThisThread(ScratchFloats(std::size_t{1} << log2Size));
+    } catch (const std::bad_alloc&) {
         return false;
     }
     if (log2Size == 0) {

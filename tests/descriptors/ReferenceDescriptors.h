@@ -51,7 +51,7 @@ double ZeroCrossingRate(std::span<const float> block);
 double Rms(std::span<const float> block);
 
 // One step of the envelope filter for one push. Its poles lie so close to 1 that rounding shows in
-// the fourth digit, hence single precision here, in the stated order of operations.
+// the fourth digit, hence single precision here, in the library's order of operations.
 class EnvelopeFilter {
 public:
     float Step(float input);

@@ -19,7 +19,7 @@ CFStringRef MakeString(const char* text) {
     return CFStringCreateWithCString(nullptr, text, kCFStringEncodingASCII);
 }
 
-// Slot -> keys, written down from the published table of slots.
+// Slot -> keys, written down apart from the code's own table.
 const std::map<std::size_t, std::set<std::string>> kKeysOfSlots = {
     {0,
      {"temporal properties", "generic spectrum properties", "spectrum histogram properties",

@@ -53,6 +53,7 @@ public:
     using QelAAAnalysisBase::GetNumAnalysisFramesForData;
     using QelAAAnalysisBase::MakeFloatArrayForKey;
     using QelAAAnalysisBase::mBlocks;
+    using QelAAAnalysisBase::mComputeFlags;
 
     std::vector<UInt32> pushedFrames;
     std::vector<float> pushedSamples;
@@ -150,12 +151,18 @@ TEST(QelAAAnalysisBaseTest, ReadyBuildsTheBuffersAnewEachTime) {
 
 TEST(QelAAAnalysisBaseTest, AFailedReadyGivesBackWhatItHadAndStaysUsable) {
     Probe probe;
+    probe.mComputeFlags.alloc(2, true);
+    probe.mComputeFlags[1] = true;
     probe.failAllocation = true;
     EXPECT_THROW(probe.ReadyAnalysis(), std::bad_alloc);
     EXPECT_EQ(probe.cleanups, 1);
+    EXPECT_TRUE(probe.mComputeFlags[1]) << "what was asked for outlives the failure";
     EXPECT_EQ(probe.Process(1, nullptr, nullptr), 0);
+    EXPECT_TRUE(probe.pushedFrames.empty());
     probe.failAllocation = false;
     EXPECT_EQ(probe.ReadyAnalysis(), 0);
+    EXPECT_EQ(probe.Process(1, nullptr, nullptr), 0);
+    EXPECT_EQ(probe.pushedFrames, std::vector<UInt32>{64});
 }
 
 TEST(QelAAAnalysisBaseTest, MoreFramesThanBytesCanCountRaiseBadAlloc) {

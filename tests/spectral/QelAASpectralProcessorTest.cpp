@@ -236,6 +236,7 @@ TEST(QelAASpectralProcessorTest, PrintingShowsEveryBinOfEveryChannel) {
 TEST(QelAASpectralProcessorTest, SizesBeyondTheRangeRaiseBadAlloc) {
     constexpr UInt32 kMax = std::numeric_limits<UInt32>::max();
     EXPECT_THROW(TestProcessor(0, 1, 1, 16), std::bad_alloc);
+    EXPECT_THROW(TestProcessor(1, 1, 1, 16), std::bad_alloc);
     EXPECT_THROW(TestProcessor(UInt32{1} << 30, 1, 1, 16), std::bad_alloc);
     EXPECT_THROW(TestProcessor(kMax, 1, 1, 16), std::bad_alloc);
     EXPECT_THROW(TestProcessor(1024, 512, 1, kMax), std::bad_alloc);

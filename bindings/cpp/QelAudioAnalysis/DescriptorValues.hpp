@@ -132,11 +132,11 @@ inline constexpr ValueInfo kSpectrumHistogramValues[] = {
     {"spectrum kurtosis", "1", detail::kKurtosisOf40,
      "s4 / s2^2, with s4 and s2 the sums of (h[i] - u)^4 and (h[i] - u)^2 over the 40 counts. "
      "Times "
-     "40 it is the usual kurtosis of the counts (3 is not subtracted). 0 if all counts are equal.",
+     "40 it is the usual kurtosis of the counts (3 is not subtracted).",
      "Peeters 2004 (of the spectrum; here of the counts)"},
     {"spectrum skewness", "1", detail::kSkewnessOf40,
      "s3 / s2^1.5, with s3 the sum of (h[i] - u)^3. Times sqrt(40) it is the usual skewness of the "
-     "counts. 0 if all counts are equal.",
+     "counts.",
      "Peeters 2004 (of the spectrum; here of the counts)"},
 };
 

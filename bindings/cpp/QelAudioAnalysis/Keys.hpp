@@ -30,7 +30,8 @@ inline constexpr KeyInfo kKeys[] = {
     {"spectrum peak properties", PayloadKind::Floats, 32, Delivery::PerFrame, 1024, 512,
      kSpectrumPeakValues,
      "Figures of the spectral peaks of one frame: the bins whose magnitude is above that of both "
-     "neighbours. p[0] to p[n-1] are the magnitudes of the n peaks in ascending order of "
+     "neighbours, so never the first or the last bin. p[0] to p[n-1] are the magnitudes of the n "
+     "peaks in ascending order of "
      "frequency, "
      "b[i] their bins, and p[j] for j of n and above is 0. S is the sum of all p[i]. Peaks are "
      "counted, not matched to harmonics: p[0] is the lowest peak, whether it is a fundamental or "

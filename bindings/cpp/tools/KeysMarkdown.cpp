@@ -43,8 +43,8 @@ The data callback receives `count` blocks, each a pointer and a size in bytes.
 - **Time.** The callback carries no time. Count the calls of a key from 0: frame n starts at
   n * hop / rate seconds. In C++, `Result::timeSeconds()` is that time. For the middle of the frame add
   frame / 2 / rate.
-- **Not a number.** Values are handed out as they come, and ranges are promised for finite samples.
-  Samples that are infinite or not a number spoil the values of their frames or pushes, and the
+- **Not a number.** Values are handed out as they come, and ranges are promised for
+  magnitudes of samples up to 1e6. Samples that are infinite or not a number spoil the values of their frames or pushes, and the
   amplitude envelope until the next reset.
 
 `QelAudioAnalysisCreateCFRepresentation` turns blocks into a dictionary of the shape

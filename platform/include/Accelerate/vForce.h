@@ -14,7 +14,8 @@ extern "C" {
 
 /*
  * The greatest distance of a result of vvlogf or vvlog10f from the exact logarithm of its argument,
- * in units in the last place of the exact value. Denormal arguments included.
+ * in units in the last place of the exact value. Denormal arguments included, where the thread does
+ * not take them as zero.
  */
 #define kVForceLogMaxUlp 4
 

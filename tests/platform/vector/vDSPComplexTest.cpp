@@ -201,12 +201,21 @@ TEST(vDSPComplexTest, ZvphasOfAxesZerosAndInfinities) {
             EXPECT_EQ(std::signbit(angles.front()), std::signbit(c.angle)) << c.re << " " << c.im;
         }
     }
-    float nan = NAN;
-    float one = 1.0f;
-    float angle = 0.0f;
-    for (const DSPSplitComplex split : {DSPSplitComplex{&nan, &one}, DSPSplitComplex{&one, &nan}}) {
-        vDSP_zvphas(&split, 1, &angle, 1, 1);
-        EXPECT_TRUE(std::isnan(angle));
+}
+
+TEST(vDSPComplexTest, AnAngleOfNoNumberIsNoNumber) {
+    for (const float other : {1.0f, 0.0f, -0.0f, INFINITY}) {
+        for (const std::size_t count : {std::size_t{1}, std::size_t{64}}) {
+            std::vector<float> nan(count, NAN);
+            std::vector<float> number(count, other);
+            std::vector<float> angles(count, 99.0f);
+            for (const DSPSplitComplex split : {DSPSplitComplex{nan.data(), number.data()},
+                                                DSPSplitComplex{number.data(), nan.data()}}) {
+                vDSP_zvphas(&split, 1, angles.data(), 1, count);
+                EXPECT_TRUE(std::isnan(angles.front())) << other;
+                EXPECT_TRUE(std::isnan(angles.back())) << other;
+            }
+        }
     }
 }
 
