@@ -14,6 +14,13 @@ extern "C" {
 namespace qel::tool {
 namespace {
 
+// A lossless decoder yields the stated length to the sample. For the others an encoder may have
+// counted a frame that carries no audio.
+bool IsLossless(AVCodecID codec) {
+    const AVCodecDescriptor* descriptor = avcodec_descriptor_get(codec);
+    return descriptor != nullptr && (descriptor->props & AV_CODEC_PROP_LOSSY) == 0;
+}
+
 AvHandle<AVCodecContext> OpenCodec(const AVStream& stream) {
     const AVCodec* codec = avcodec_find_decoder(stream.codecpar->codec_id);
     if (codec == nullptr) {
@@ -32,6 +39,10 @@ AvHandle<AVCodecContext> OpenCodec(const AVStream& stream) {
     context->thread_count = 1;
     // The decoder tells what is to be skipped and leaves the cutting to FrameTrimmer, which counts.
     context->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
+    // A lossless frame has a checksum, and is either right or damaged.
+    if (IsLossless(stream.codecpar->codec_id)) {
+        context->err_recognition |= AV_EF_CRCCHECK | AV_EF_EXPLODE;
+    }
     if (avcodec_open2(context.get(), codec, nullptr) < 0) {
         throw ToolError(fmt::format("its audio ({}) cannot be decoded", codec->name));
     }
@@ -44,13 +55,6 @@ std::int64_t FrameDuration(const AVFrame& frame) {
 #else
     return frame.pkt_duration;
 #endif
-}
-
-// A lossless decoder yields the stated length to the sample. For the others an encoder may have
-// counted a frame that carries no audio.
-bool IsLossless(AVCodecID codec) {
-    const AVCodecDescriptor* descriptor = avcodec_descriptor_get(codec);
-    return descriptor != nullptr && (descriptor->props & AV_CODEC_PROP_LOSSY) == 0;
 }
 
 } // namespace
@@ -196,9 +200,7 @@ void AudioDecoder::CheckLength() const {
                                     mDecodedFrames));
     }
     if (mFile.EndsEarly()) {
-        throw ToolError(fmt::format("is truncated: it ends after {} frames, before the length that "
-                                    "its header states",
-                                    mDecodedFrames));
+        throw ToolError(fmt::format("is truncated: it was cut after {} frames", mDecodedFrames));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "tools/MediaFile.h"
 
 #include "tools/MovieTiming.h"
+#include "tools/OggEnding.h"
 #include "tools/RiffLength.h"
 #include "tools/ToolError.h"
 
@@ -122,7 +123,9 @@ std::optional<std::int64_t> MediaFile::GaplessCommentFrames() const {
 
 bool MediaFile::EndsEarly() const {
     std::ifstream file(mPath, std::ios::binary);
-    return ContainerName() == "wav" && RiffIsTruncated(file);
+    const std::string container = ContainerName();
+    return (container == "wav" && RiffIsTruncated(file)) ||
+           (container == "ogg" && OggIsTruncated(file));
 }
 
 std::optional<std::int64_t> MediaFile::PresentedFrames(int rateHz) const {

@@ -14,8 +14,8 @@ namespace qel::tool {
 class MediaFile {
 public:
     // Opens the file and chooses the stream that FFmpeg holds for the best audio (the default
-    // stream first, then the most channels and the highest bit rate). Throws ToolError for a path
-    // that cannot be read, is no regular file, is empty, or holds no audio.
+    // stream first, then the highest bit rate). Throws ToolError for a path that cannot be read, is
+    // no regular file, is empty, or holds no audio.
     explicit MediaFile(const std::string& path);
 
     // Reads the next packet of the stream. False at the end; also false after a read error, which
@@ -35,8 +35,7 @@ public:
     // file, or from the clock of its track. Empty elsewhere.
     std::optional<std::int64_t> PresentedFrames(int rateHz) const;
 
-    // Whether the container's header tells of more audio than the file holds, where FFmpeg does not
-    // see it.
+    // Whether the container tells that the file was cut, where FFmpeg does not see it.
     bool EndsEarly() const;
 
     // Whether a packet may last shorter than the frame decoded from it, which is how the MP4 family

@@ -13,12 +13,6 @@ namespace {
 
 constexpr int kRateHz = 44100;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-
 // Peak memory of the tool while it analyzes so many minutes of noise.
 long PeakKilobytes(const TempDirectory& directory, std::size_t minutes,
                    const std::vector<std::string>& output) {
@@ -39,7 +33,7 @@ constexpr long kLeastResultBytes = 15'000'000;
 constexpr long kAllowedGrowthKilobytes = 2000;
 
 TEST(AnalyzeMemoryTest, CsvOfALongFileTakesNoMoreMemoryThanOfAShortOne) {
-    if (kSanitized) {
+    if (QEL_SANITIZED) {
         GTEST_SKIP() << "the checker's own memory grows with the work done";
     }
     const TempDirectory directory;
@@ -53,7 +47,7 @@ TEST(AnalyzeMemoryTest, CsvOfALongFileTakesNoMoreMemoryThanOfAShortOne) {
 }
 
 TEST(AnalyzeMemoryTest, JsonOfALongFileTakesNoMoreMemoryThanOfAShortOne) {
-    if (kSanitized) {
+    if (QEL_SANITIZED) {
         GTEST_SKIP() << "the checker's own memory grows with the work done";
     }
     const TempDirectory directory;
