@@ -14,7 +14,7 @@ constexpr std::int64_t kTrack = 7;
 std::string Number(std::uint64_t value, int bytes) {
     std::string text;
     for (int i = bytes - 1; i >= 0; --i) {
-        text += static_cast<char>(value >> (8 * i) & 0xFF);
+        text += static_cast<char>(i < 8 ? value >> (8 * i) & 0xFF : 0);
     }
     return text;
 }
