@@ -1,8 +1,10 @@
 // Sums in single precision against sums in double precision.
 
+#include "InstructionSets.h"
 #include "VectorTesting.h"
 
 #include <Accelerate/vDSP.h>
+#include <bit>
 
 namespace qel::testing {
 namespace {
@@ -134,6 +136,25 @@ TEST(vDSPReductionsTest, TheStrideDoesNotChangeASum) {
     vDSP_svesq(packed.Data(), 1, &first, a.size());
     vDSP_svesq(spread.Data(), 3, &second, a.size());
     EXPECT_EQ(first, second);
+}
+
+TEST(vDSPReductionsTest, EveryInstructionSetGivesTheSameBits) {
+    for (const std::size_t count : kCounts) {
+        const std::vector<float> a = Noise(count, 15);
+        const std::vector<float> b = Noise(count, 16);
+        std::vector<std::uint32_t> sums;
+        std::vector<std::uint32_t> products;
+        ForEachInstructionSet([&] {
+            float sum = -77.0f;
+            float product = -77.0f;
+            vDSP_sve(a.data(), 1, &sum, count);
+            vDSP_dotpr(a.data(), 1, b.data(), 1, &product, count);
+            sums.push_back(std::bit_cast<std::uint32_t>(sum));
+            products.push_back(std::bit_cast<std::uint32_t>(product));
+            EXPECT_EQ(sums.back(), sums.front()) << "sum of " << count;
+            EXPECT_EQ(products.back(), products.front()) << "product of " << count;
+        });
+    }
 }
 
 TEST(vDSPReductionsTest, NaNReachesTheSum) {

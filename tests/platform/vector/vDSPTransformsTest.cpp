@@ -4,6 +4,7 @@
 #include <complex>
 #include <memory>
 #include <numbers>
+#include <sys/resource.h>
 
 namespace qel::testing {
 namespace {
@@ -289,8 +290,19 @@ TEST(vDSPTransformsTest, SetupsBeyondTheLimitAndOfOtherRadicesAreRefused) {
     vDSP_destroy_fftsetup(nullptr);
 }
 
+// The most memory that the process has had so far, in KiB.
+long PeakMemory() {
+    rusage usage = {};
+    EXPECT_EQ(getrusage(RUSAGE_SELF, &usage), 0);
+    return usage.ru_maxrss;
+}
+
 TEST(vDSPTransformsTest, TheLargestSetupTakesNoLargeMemoryByItself) {
+    const long before = PeakMemory();
     EXPECT_NE(MakeSetup(30), nullptr);
+    // The factors of that size are a quarter of the circle's cosines and sines: 2^29 floats, 2 GiB.
+    // They are left until they are used, and anything near 1% of them is far too much.
+    EXPECT_LT(PeakMemory() - before, 20 * 1024);
 }
 
 } // namespace
