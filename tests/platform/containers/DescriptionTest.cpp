@@ -75,6 +75,35 @@ TEST(DescriptionTest, LongContainersAreIndented) {
                                         "}");
 }
 
+CFStringRef CopyPlainText(const void* text) {
+    return static_cast<CFStringRef>(CFRetain(text));
+}
+
+CFStringRef CopyNothing(const void*) {
+    return nullptr;
+}
+
+TEST(DescriptionTest, EmptyDescriptionsKeepTheirSeparators) {
+    CFArrayCallBacks callBacks = {};
+    callBacks.copyDescription = CopyPlainText;
+    const void* firstEmpty[] = {CFSTR(""), CFSTR("a")};
+    EXPECT_EQ(DescriptionOf(Owned(CFArrayCreate(nullptr, firstEmpty, 2, &callBacks))), "[, a]");
+    const void* allEmpty[] = {CFSTR(""), CFSTR(""), CFSTR("")};
+    EXPECT_EQ(DescriptionOf(Owned(CFArrayCreate(nullptr, allEmpty, 3, &callBacks))), "[, , ]");
+    const std::string longText(100, 'a');
+    const auto longString = MakeString(longText);
+    const void* thenLong[] = {CFSTR(""), longString};
+    EXPECT_EQ(DescriptionOf(Owned(CFArrayCreate(nullptr, thenLong, 2, &callBacks))),
+              "[\n    ,\n    " + longText + "\n]");
+}
+
+TEST(DescriptionTest, AClientsFunctionMayHaveNothingToSay) {
+    CFArrayCallBacks callBacks = {};
+    callBacks.copyDescription = CopyNothing;
+    const void* values[] = {Token(1), Token(2)};
+    EXPECT_EQ(DescriptionOf(Owned(CFArrayCreate(nullptr, values, 2, &callBacks))), "[null, null]");
+}
+
 TEST(DescriptionTest, BarePointersReadAsAddresses) {
     const void* values[] = {Token(0x2A), nullptr};
     EXPECT_EQ(DescriptionOf(Owned(CFArrayCreate(nullptr, values, 2, nullptr))), "[0x2a, 0x0]");

@@ -77,6 +77,44 @@ TEST(MemoryExhaustionTest, MakingAnObjectAnswersNull) {
     EXPECT_GE(FailuresBeforeSuccess([&text] { return CFCopyDescription(text); }), 2);
 }
 
+/// The text that CFCopyDescription answers as soon as it answers at all, with room for 0, 1, 2...
+/// allocations.
+std::string FirstDescription(CFTypeRef object) {
+    std::string text;
+    const int failures = FailuresBeforeSuccess([object, &text] {
+        const CFStringRef description = CFCopyDescription(object);
+        if (description != nullptr) {
+            sAllocationsLeft = -1;
+            text = TextOf(description);
+        }
+        return description;
+    });
+    // At the least the text and its object fail.
+    EXPECT_GE(failures, 2);
+    return text;
+}
+
+TEST(MemoryExhaustionTest, ADescriptionIsWholeOrNull) {
+    // Texts too long for a string's own room, so that each takes memory.
+    const auto array = MakeArray();
+    const auto inner = MakeArray();
+    CFArrayAppendValue(inner, MakeString("the first text of an inner array"));
+    CFArrayAppendValue(inner, MakeNumber(SInt64{2}));
+    CFArrayAppendValue(array, inner);
+    CFArrayAppendValue(array, nullptr);
+    EXPECT_EQ(FirstDescription(array), "[[\"the first text of an inner array\", 2], null]");
+
+    const auto dictionary = MakeDictionary();
+    CFDictionarySetValue(dictionary, CFSTR("a key of the outer dictionary"), array);
+    CFDictionarySetValue(dictionary, CFSTR("truth"), kCFBooleanTrue);
+    EXPECT_EQ(FirstDescription(dictionary),
+              "{\n"
+              "    \"a key of the outer dictionary\": [[\"the first text of an inner array\", 2], "
+              "null],\n"
+              "    \"truth\": true\n"
+              "}");
+}
+
 TEST(MemoryExhaustionTest, AFailedCopyRetainsNothing) {
     const Counted value(1);
     const Owned array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
