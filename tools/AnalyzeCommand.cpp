@@ -6,8 +6,10 @@
 #include "tools/KeyList.h"
 #include "tools/ToolError.h"
 
+#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
+#include <system_error>
 #include <unistd.h>
 
 namespace qel::tool {
@@ -30,6 +32,16 @@ AnalysisPlan MakePlan(const AnalyzeOptions& options) {
     }
     CheckParameters(plan);
     return plan;
+}
+
+// Results in the place of the audio they came from would be a loss that nobody asked for.
+void RefuseToOverwriteInput(const AnalyzeOptions& options) {
+    std::error_code differs;
+    for (const std::string& file : options.files) {
+        if (std::filesystem::equivalent(file, options.output, differs)) {
+            throw UsageError(fmt::format("--output {} is one of the files to analyze", file));
+        }
+    }
 }
 
 std::unique_ptr<ResultWriter> MakeWriter(const AnalyzeOptions& options, const AnalysisPlan& plan) {
@@ -70,6 +82,7 @@ bool AnalyzeOne(const AnalysisPlan& plan, const std::string& path, std::size_t i
 
 int RunAnalyze(const AnalyzeOptions& options) {
     const AnalysisPlan plan = MakePlan(options);
+    RefuseToOverwriteInput(options);
     const std::unique_ptr<ResultWriter> writer = MakeWriter(options, plan);
     ProgressBar progress(STDERR_FILENO, isatty(STDERR_FILENO) != 0 && !options.quiet);
     bool good = true;

@@ -166,6 +166,13 @@ TEST_F(AnalyzeFailureTest, CsvOnStandardOutputIsForOneKeyOfOneFile) {
     ExpectUsage({"analyze", mGood, mGood, "--format", "csv", "--keys", "spectrum"}, message);
 }
 
+TEST_F(AnalyzeFailureTest, TheAudioItselfIsNoOutput) {
+    const std::string before = ReadFile(mGood);
+    ExpectUsage({"analyze", mGood, "--output", mDirectory.File("./good.wav")},
+                "--output " + mGood + " is one of the files to analyze");
+    EXPECT_EQ(ReadFile(mGood), before);
+}
+
 TEST_F(AnalyzeFailureTest, AMistakeOfUsageLeavesTheOldOutputAlone) {
     const std::string output = mDirectory.File("out.json");
     WriteFile(output, "old");

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <limits>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -65,6 +66,8 @@ struct Coding {
     std::vector<std::string> arguments;
     bool lossless;
     bool delayed; // the encoder needs samples of its own in front
+
+    friend void PrintTo(const Coding& coding, std::ostream* out) { *out << coding.extension; }
 };
 
 class CodedClick : public testing::TestWithParam<Coding> {};
