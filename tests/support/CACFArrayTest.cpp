@@ -147,6 +147,89 @@ TEST(CACFArrayTest, InsertAndSetGoByIndex) {
     }
 }
 
+CACFNumber MakeNumber(CFNumberType type, const void* value) {
+    return CACFNumber(CFNumberCreate(nullptr, type, value), true);
+}
+
+void ExpectItem(const CACFArray& array, UInt32 index, CFTypeRef expected) {
+    CFTypeRef item = nullptr;
+    ASSERT_TRUE(array.GetCFType(index, item));
+    EXPECT_TRUE(CFEqual(item, expected)) << "item " << index;
+    ASSERT_EQ(CFGetTypeID(item), CFGetTypeID(expected));
+    if (CFGetTypeID(item) == CFNumberGetTypeID()) {
+        EXPECT_EQ(CFNumberGetType(static_cast<CFNumberRef>(item)),
+                  CFNumberGetType(static_cast<CFNumberRef>(expected)));
+    }
+}
+
+// Inserts and sets `value`, which must then be found as `expected`.
+template <typename Value>
+void ExpectWritten(const char* name, bool (CACFArray::*insert)(UInt32, Value),
+                   bool (CACFArray::*set)(UInt32, Value), Value value, CFTypeRef expected) {
+    SCOPED_TRACE(name);
+    CACFArray array(0, true);
+    array.AppendString(CFSTR("first"));
+    array.AppendString(CFSTR("last"));
+    EXPECT_TRUE((array.*insert)(1, value));
+    ASSERT_EQ(array.GetNumberItems(), 3U);
+    ExpectItem(array, 0, CFSTR("first"));
+    ExpectItem(array, 1, expected);
+    ExpectItem(array, 2, CFSTR("last"));
+    EXPECT_TRUE((array.*set)(2, value));
+    ASSERT_EQ(array.GetNumberItems(), 3U);
+    ExpectItem(array, 0, CFSTR("first"));
+    ExpectItem(array, 1, expected);
+    ExpectItem(array, 2, expected);
+}
+
+TEST(CACFArrayTest, EveryKindOfObjectIsInsertedAndSet) {
+    using Array = CACFArray;
+    const UInt8 bytes[] = {1, 2};
+    CFDataRef const data = CFDataCreate(nullptr, bytes, 2);
+    CACFDictionary dictionary(true);
+    dictionary.AddFloat32(CFSTR("key"), 1);
+    CACFArray inner(0, true);
+    inner.AppendFloat32(2);
+    CFDictionaryRef const bareDictionary = dictionary.GetCFDictionary();
+    CFArrayRef const bareArray = inner.GetCFArray();
+    CFStringRef const string = CFSTR("text");
+    CFTypeRef const any = kCFBooleanTrue;
+    ExpectWritten("type", &Array::InsertCFType, &Array::SetCFType, any, any);
+    ExpectWritten("data", &Array::InsertData, &Array::SetData, data, data);
+    ExpectWritten("dictionary", &Array::InsertDictionary, &Array::SetDictionary, bareDictionary,
+                  bareDictionary);
+    ExpectWritten("array", &Array::InsertArray, &Array::SetArray, bareArray, bareArray);
+    ExpectWritten("string", &Array::InsertString, &Array::SetString, string, string);
+    ExpectWritten("true", &Array::InsertBool, &Array::SetBool, true, kCFBooleanTrue);
+    ExpectWritten("false", &Array::InsertBool, &Array::SetBool, false, kCFBooleanFalse);
+    CFRelease(data);
+}
+
+TEST(CACFArrayTest, EveryKindOfNumberIsInsertedAndSet) {
+    using Array = CACFArray;
+    const Float64 float64 = 0.1;
+    const Float32 float32 = 0.1F;
+    const SInt64 sint64 = std::numeric_limits<SInt64>::min();
+    const SInt32 sint32 = -5;
+    // Beyond the signed range, where the next wider number, or the same bits, stand for them.
+    const UInt32 uint32 = 4000000000U;
+    const SInt64 uint32Stored = 4000000000;
+    const UInt64 uint64 = std::numeric_limits<UInt64>::max() - 4;
+    const SInt64 uint64Stored = -5;
+    ExpectWritten("Float64", &Array::InsertFloat64, &Array::SetFloat64, float64,
+                  MakeNumber(kCFNumberFloat64Type, &float64).GetCFNumber());
+    ExpectWritten("Float32", &Array::InsertFloat32, &Array::SetFloat32, float32,
+                  MakeNumber(kCFNumberFloat32Type, &float32).GetCFNumber());
+    ExpectWritten("SInt64", &Array::InsertSInt64, &Array::SetSInt64, sint64,
+                  MakeNumber(kCFNumberSInt64Type, &sint64).GetCFNumber());
+    ExpectWritten("SInt32", &Array::InsertSInt32, &Array::SetSInt32, sint32,
+                  MakeNumber(kCFNumberSInt32Type, &sint32).GetCFNumber());
+    ExpectWritten("UInt32", &Array::InsertUInt32, &Array::SetUInt32, uint32,
+                  MakeNumber(kCFNumberSInt64Type, &uint32Stored).GetCFNumber());
+    ExpectWritten("UInt64", &Array::InsertUInt64, &Array::SetUInt64, uint64,
+                  MakeNumber(kCFNumberSInt64Type, &uint64Stored).GetCFNumber());
+}
+
 TEST(CACFArrayTest, ItemsAreFoundByContent) {
     CACFArray array(0, true);
     array.AppendString(CFSTR("first"));

@@ -64,6 +64,17 @@ TEST(CACFStringTest, AssignedStringIsTakenOverWithoutARetain) {
     CFRelease(borrowed);
 }
 
+TEST(CACFStringTest, AssignmentReleasesTheOldStringIfItIsOwned) {
+    CACFString string("old text");
+    CFStringRef const old = string.GetCFString();
+    CFRetain(old);
+    string = CFStringCreateWithCString(nullptr, "new text", kCFStringEncodingASCII);
+    EXPECT_EQ(CFGetRetainCount(old), 1);
+    EXPECT_TRUE(CFEqual(string.GetCFString(), CFSTR("new text")));
+    EXPECT_EQ(CFGetRetainCount(string.GetCFString()), 1);
+    CFRelease(old);
+}
+
 TEST(CACFStringTest, CopyAndOriginalEachHoldAReference) {
     CACFString copy;
     {
