@@ -65,8 +65,8 @@ public:
     // Stores `frames` frames of every buffer of `list` at the times from `startWrite` on. The list
     // keeps its data. Channels without a buffer keep what their slots held; buffers without a
     // channel are not read. Nothing is read behind a buffer's mDataByteSize: slots beyond keep what
-    // they held. Frames whose time needs more than 63 bits are not stored.
-    // Times below 0 have slots like all others.
+    // they held. Times below 0 have slots like all others; frames with times beyond 64 bits are not
+    // stored.
     //
     // A count of 0 is no empty operation: as meant, it moves a whole capacity from the list, as far
     // as the list has it, over whatever is held. No caller may pass it.
@@ -87,7 +87,8 @@ public:
     //
     // A range without any held frame moves, in place of nothing, a whole capacity from slot
     // `startRead` (clamped) on, as far as the room goes. At the end of the bounds, that is all
-    // slots from the oldest to the newest.
+    // slots from the oldest to the newest. A range wholly outside of the bounds gets bytes of the
+    // ring without meaning: readers keep their reads at or below the end.
     //
     // Returns kRingBufferOK, or kRingBufferBoundsBusy; with `outOfBoundsOK`, the copy is done even
     // then.
