@@ -13,6 +13,10 @@ set(QEL_SANITIZE "" CACHE STRING "Value for -fsanitize=, empty for none")
 if(QEL_SANITIZE)
     add_compile_options(-fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${QEL_SANITIZE})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        # C programs need what the checks in a C++ library call.
+        add_link_options(-fsanitize-link-c++-runtime)
+    endif()
 endif()
 
 # The house's one list of warnings, and the flags that keep single-precision results the same in
