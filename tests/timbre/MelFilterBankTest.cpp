@@ -1,0 +1,125 @@
+#include "timbre/MelFilterBank.h"
+
+#include <gtest/gtest.h>
+
+#include <cblas.h>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+namespace qel::core {
+namespace {
+
+using Vector = std::vector<float>;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+MelFilterBank BankOf(const std::vector<Vector>& filters) {
+    MelFilterBank bank;
+    bank.Clear(static_cast<UInt32>(filters.at(0).size()));
+    for (const Vector& filter : filters) {
+        bank.Append(filter.data());
+    }
+    return bank;
+}
+
+Vector Apply(const MelFilterBank& bank, const Vector& magnitudes) {
+    Vector out(bank.NumFilters(), -77);
+    bank.Apply(magnitudes.data(), out.data());
+    return out;
+}
+
+const std::vector<Vector> kFilters{
+    {0, 1, 2, 1, 0, 0}, {0, 0, 0, 3, 0, 4}, {0, 0, 0, 0, 0, 0}, {5, 0, 0, 0, 0, 0}};
+
+TEST(MelFilterBankTest, OutputsAreSumsOverAllBins) {
+    EXPECT_EQ(Apply(BankOf(kFilters), {1, 10, 100, 1000, 1e4F, 1e5F}),
+              (Vector{1210, 403000, 0, 5}));
+}
+
+TEST(MelFilterBankTest, DenseMatrixHasFiltersSideBySide) {
+    const MelFilterBank bank = BankOf(kFilters);
+    ASSERT_EQ(bank.NumFilters(), 4U);
+    ASSERT_EQ(bank.NumBins(), 6U);
+    Vector dense(24, -77);
+    bank.FillDense(dense.data());
+    for (std::size_t j = 0; j < 6; ++j) {
+        for (std::size_t b = 0; b < 4; ++b) {
+            EXPECT_EQ(dense[4 * j + b], kFilters[b][j]) << j << ", " << b;
+        }
+    }
+}
+
+TEST(MelFilterBankTest, ClearTakesTheFiltersAway) {
+    MelFilterBank bank = BankOf(kFilters);
+    bank.Clear(2);
+    EXPECT_EQ(bank.NumFilters(), 0U);
+    const Vector filter{1, 2};
+    bank.Append(filter.data());
+    EXPECT_EQ(Apply(bank, {3, 4}), Vector{11});
+}
+
+TEST(MelFilterBankTest, MatchesTheDenseProduct) {
+    std::mt19937 random(1);
+    std::uniform_real_distribution<float> uniform(0, 1);
+    constexpr std::size_t kBins = 300;
+    for (std::size_t length = 1; length <= 40; ++length) {
+        std::vector<Vector> filters;
+        for (std::size_t first = 0; first + length <= kBins; first += 37) {
+            Vector filter(kBins, 0.0F);
+            for (std::size_t j = first; j < first + length; ++j) {
+                filter[j] = 0.1F + uniform(random);
+            }
+            filters.push_back(filter);
+        }
+        Vector magnitudes(kBins);
+        for (float& magnitude : magnitudes) {
+            magnitude = uniform(random);
+        }
+        const MelFilterBank bank = BankOf(filters);
+        const int rows = static_cast<int>(filters.size());
+        Vector dense(kBins * filters.size());
+        bank.FillDense(dense.data());
+        Vector expected(filters.size());
+        cblas_sgemv(CblasColMajor, CblasNoTrans, rows, kBins, 1.0F, dense.data(), rows,
+                    magnitudes.data(), 1, 0.0F, expected.data(), 1);
+        const Vector actual = Apply(bank, magnitudes);
+        for (std::size_t b = 0; b < filters.size(); ++b) {
+            // Sums of up to 40 terms of one sign: 40 roundings of 2^-24 are 2.4e-6.
+            EXPECT_NEAR(double{actual[b]}, double{expected[b]}, 1e-5 * double{expected[b]})
+                << length;
+        }
+    }
+}
+
+TEST(MelFilterBankTest, ValuesThatAreNotFiniteActAsInTheDenseProduct) {
+    const MelFilterBank bank = BankOf(kFilters);
+    for (const float broken : {kNaN, kInfinity}) {
+        for (std::size_t at = 0; at < 6; ++at) {
+            Vector magnitudes{1, 1, 1, 1, 1, 1};
+            magnitudes[at] = broken;
+            const Vector out = Apply(bank, magnitudes);
+            for (std::size_t b = 0; b < kFilters.size(); ++b) {
+                float expected = 0;
+                for (std::size_t j = 0; j < 6; ++j) {
+                    expected += kFilters[b][j] * magnitudes[j];
+                }
+                if (std::isnan(expected)) {
+                    EXPECT_TRUE(std::isnan(out[b])) << at << ", " << b;
+                } else {
+                    EXPECT_EQ(out[b], expected) << at << ", " << b;
+                }
+            }
+        }
+    }
+}
+
+TEST(MelFilterBankTest, SumBeyondTheRangeOfFloatsHarmsNoFilter) {
+    // The sum over all bins overflows, the filters' sums do not.
+    EXPECT_EQ(Apply(BankOf(kFilters), {1, 1, 1, 1, 3e38F, 3e37F}), (Vector{4, 1.2e38F, 0, 5}));
+}
+
+} // namespace
+} // namespace qel::core

@@ -1,0 +1,216 @@
+// The weights of both designs and the scale behind the second.
+
+#include "tests/timbre/OpenMelProcessor.h"
+#include "timbre/MelScale.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace qel::core {
+namespace {
+
+using test::OpenMelProcessor;
+using Doubles = std::vector<double>;
+
+constexpr double kRatesHz[] = {44100, 48000, 22050, 8000};
+
+// The published form of the scale, in double precision.
+double MelOf(double hz) {
+    return hz < 1000 ? hz * 3 / 200 : 15 + 27 * std::log(hz / 1000) / std::log(6.4);
+}
+
+double HzOf(double mel) {
+    return mel < 15 ? mel * 200 / 3 : 1000 * std::pow(6.4, (mel - 15) / 27);
+}
+
+TEST(MelScaleTest, FollowsItsFormula) {
+    for (const float hz : {0.0F, 1.0F, 66.6667F, 500.0F, 999.0F, 1001.0F, 6400.0F, 22050.0F}) {
+        // Some five roundings; the spacing as a float is within 2^-24 of 6.4^(1/27), which the
+        // logarithm of it, 0.069, makes 1e-6 of the steps above 1000 Hz, up to 45.
+        EXPECT_NEAR(double{Hz2Mel2(hz)}, MelOf(double{hz}), 5e-5) << hz;
+    }
+    for (const float mel : {0.0F, 1.0F, 14.0F, 16.0F, 42.0F, 60.0F}) {
+        const double expected = HzOf(double{mel});
+        EXPECT_NEAR(double{Mel2Hz2(mel)}, expected, 1e-5 * expected) << mel;
+    }
+}
+
+TEST(MelScaleTest, TurnsAtAThousandHertz) {
+    EXPECT_EQ(Hz2Mel2(1000.0F), 15.000000953674316F);
+    EXPECT_EQ(Mel2Hz2(15.000000953674316F), 1000.0F);
+    EXPECT_EQ(Hz2Mel2(66.66666412353516F), 1.0F);
+    EXPECT_EQ(Mel2Hz2(2.0F), 2 * 66.66666412353516F);
+}
+
+TEST(MelScaleTest, ThereAndBackIsTheSameFrequency) {
+    for (float hz = 10; hz < 24000; hz *= 1.3F) {
+        EXPECT_NEAR(double{Mel2Hz2(Hz2Mel2(hz))}, double{hz}, 1e-5 * double{hz}) << hz;
+    }
+}
+
+double Triangle(double hz, const double* edges) {
+    const double rise = (hz - edges[0]) / (edges[1] - edges[0]);
+    const double fall = (edges[2] - hz) / (edges[2] - edges[1]);
+    return 2 / (edges[2] - edges[0]) * std::max(0.0, std::min(rise, fall));
+}
+
+Doubles SecondDesignEdges(std::size_t filters, double rateHz) {
+    Doubles edges(filters + 2);
+    for (std::size_t i = 0; i < edges.size(); ++i) {
+        const double t = static_cast<double>(i) / static_cast<double>(filters + 1);
+        edges[i] = HzOf(MelOf(rateHz / 2) * t);
+    }
+    return edges;
+}
+
+// Edges as the constants of the design give them, the third part of 400 Hz being the lowest.
+Doubles FirstDesignEdges(std::size_t linear, std::size_t filters) {
+    Doubles edges(filters + 2);
+    for (std::size_t i = 0; i < edges.size(); ++i) {
+        edges[i] = i < linear ? (400 + 200 * static_cast<double>(i)) / 3
+                              : (200 + 200 * static_cast<double>(linear)) / 3 *
+                                    std::pow(6.4, static_cast<double>(i - linear + 1) / 27);
+    }
+    return edges;
+}
+
+// An edge is wrong by some 2e-6 of itself: roundings of the scale, as above. A weight then is wrong
+// by that over the width of the side that the bin is on, as a part of the height; next to an edge
+// this may make a weight of a bin that has none, or the other way round.
+void ExpectWeights(const OpenMelProcessor& processor, double rateHz, const Doubles& edges) {
+    const std::size_t filters = edges.size() - 2;
+    const std::vector<float> dense = processor.DenseWeights();
+    ASSERT_EQ(processor.mFilterWeights.NumFilters(), filters);
+    ASSERT_EQ(dense.size(), filters * processor.mNumBins);
+    const double binHz = rateHz / (2.0 * processor.mNumBins);
+    for (std::size_t b = 0; b < filters; ++b) {
+        const double height = 2 / (edges[b + 2] - edges[b]);
+        const double side = std::min(edges[b + 1] - edges[b], edges[b + 2] - edges[b + 1]);
+        const double tolerance = height * (4e-6 * edges[b + 2] / side + 1e-6);
+        for (std::size_t j = 0; j < processor.mNumBins; ++j) {
+            const double expected = Triangle(static_cast<double>(j) * binHz, edges.data() + b);
+            ASSERT_NEAR(double{dense[j * filters + b]}, expected, tolerance)
+                << rateHz << " Hz, filter " << b << ", bin " << j;
+        }
+    }
+}
+
+TEST(MelFilterDesignTest, SecondDesignHasTheWeightsOfItsFormula) {
+    for (const double rateHz : kRatesHz) {
+        for (const UInt32 filters : {1U, 13U, 40U}) {
+            const OpenMelProcessor processor(1024, filters, rateHz);
+            ExpectWeights(processor, rateHz, SecondDesignEdges(filters, rateHz));
+        }
+    }
+}
+
+TEST(MelFilterDesignTest, FirstDesignHasTheWeightsOfItsFormula) {
+    for (const double rateHz : kRatesHz) {
+        for (const UInt32 filters : {1U, 13U}) {
+            OpenMelProcessor processor(4096, filters, rateHz);
+            processor.MakeFilterWeights1();
+            EXPECT_EQ(processor.mNumFilters, filters);
+            ExpectWeights(processor, rateHz, FirstDesignEdges(filters, filters));
+        }
+    }
+}
+
+TEST(MelFilterDesignTest, FirstDesignReadsTheNumberInForce) {
+    // Before the other design has set it, that is the room for filters.
+    OpenMelProcessor processor(4096, 13, 44100);
+    processor.AllocateBuffers();
+    EXPECT_EQ(processor.mNumFilters, 40U);
+    processor.MakeFilterWeights1();
+    EXPECT_EQ(processor.mNumFilters, 40U);
+    ExpectWeights(processor, 44100, FirstDesignEdges(13, 40));
+}
+
+TEST(MelFilterDesignTest, FirstDesignEndsBelow1071HertzWhateverTheRate) {
+    for (const double rateHz : kRatesHz) {
+        OpenMelProcessor processor(8192, 13, rateHz);
+        processor.MakeFilterWeights1();
+        const std::vector<float> dense = processor.DenseWeights();
+        double lowest = rateHz;
+        double highest = 0;
+        for (std::size_t i = 0; i < dense.size(); ++i) {
+            if (dense[i] != 0.0F) {
+                const double hz = static_cast<double>(i / 13) * rateHz / 8192;
+                lowest = std::min(lowest, hz);
+                highest = std::max(highest, hz);
+            }
+        }
+        const double binHz = rateHz / 8192;
+        EXPECT_GT(lowest, 133.3332);
+        EXPECT_LE(lowest, 133.3334 + binHz);
+        EXPECT_LT(highest, 1070.92);
+        EXPECT_GE(highest, 1070.90 - binHz);
+    }
+}
+
+TEST(MelFilterDesignTest, BinAtTheCentreHasTheFullHeightAndBinsAtTheEdgesNone) {
+    // Bins every 66.67 Hz stand on the edges, but for rounding: 2 * 16 * 200 / 3 = 2133.33 Hz.
+    const double rateHz = 2 * 16 * double{66.66666412353516F};
+    OpenMelProcessor processor(32, 5, rateHz);
+    processor.MakeFilterWeights1();
+    const std::vector<float> dense = processor.DenseWeights();
+    for (std::size_t b = 0; b < 3; ++b) {
+        for (std::size_t j = 0; j < processor.mNumBins; ++j) {
+            // Edges at bins b + 2, b + 3 and b + 4, the height 2 / 133.33 Hz; edges and bins are
+            // rounded by some 3e-5 Hz of the 66.67 Hz between them.
+            const double expected = j == b + 3 ? 1 / (200 / 3.0) : 0;
+            EXPECT_NEAR(double{dense[j * 5 + b]}, expected, 1e-6 * 0.015) << b << ", " << j;
+        }
+    }
+}
+
+TEST(MelFilterDesignTest, TrianglesHaveUnitArea) {
+    // Bins fine enough that their sum is the area, but for the three corners: the trapezoidal rule
+    // errs by at most an eighth of the square of the step times the change of slope at each, which
+    // is what the tolerance adds up, beside 1e-4 for the single-precision edges.
+    for (const double rateHz : kRatesHz) {
+        constexpr UInt32 kLength = 65536;
+        const OpenMelProcessor processor(kLength, 40, rateHz);
+        const Doubles edges = SecondDesignEdges(40, rateHz);
+        const std::vector<float> dense = processor.DenseWeights();
+        const double binHz = rateHz / kLength;
+        for (std::size_t b = 0; b < 40; ++b) {
+            double area = 0;
+            for (std::size_t j = 0; j < processor.mNumBins; ++j) {
+                area += double{dense[j * 40 + b]} * binHz;
+            }
+            const double height = 2 / (edges[b + 2] - edges[b]);
+            const double slopes =
+                height / (edges[b + 1] - edges[b]) + height / (edges[b + 2] - edges[b + 1]);
+            const double tolerance = 2 * slopes * binHz * binHz / 8 + 1e-4;
+            ASSERT_LT(tolerance, 1e-3);
+            EXPECT_NEAR(area, 1, tolerance) << rateHz << ", " << b;
+        }
+    }
+}
+
+TEST(MelFilterDesignTest, FirstBinHasNoWeight) {
+    OpenMelProcessor processor(1024, 13, 44100);
+    for (int design = 2; design >= 1; --design) {
+        if (design == 1) {
+            processor.MakeFilterWeights1();
+        }
+        const std::vector<float> dense = processor.DenseWeights();
+        EXPECT_EQ(std::vector<float>(dense.begin(), dense.begin() + 13), std::vector<float>(13, 0));
+        EXPECT_GT(*std::max_element(dense.begin(), dense.end()), 0.0F);
+    }
+}
+
+TEST(MelFilterDesignTest, SecondDesignComesFromTheConstructorAndAgainTheSame) {
+    OpenMelProcessor processor(1024, 40, 44100);
+    const std::vector<float> first = processor.DenseWeights();
+    processor.MakeFilterWeights1();
+    EXPECT_NE(processor.DenseWeights(), first);
+    processor.MakeFilterWeights2();
+    EXPECT_EQ(processor.DenseWeights(), first);
+}
+
+} // namespace
+} // namespace qel::core
