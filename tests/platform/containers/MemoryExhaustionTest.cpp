@@ -14,11 +14,15 @@ namespace {
 
 /// Allocations that still succeed; negative while there is no limit.
 thread_local int sAllocationsLeft = -1;
+/// Whether there is memory again after the first failure.
+thread_local bool sOnlyOneFails = false;
 
 } // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: GCC would take the free below for one of memory from another function.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     if (sAllocationsLeft == 0) {
+        sAllocationsLeft = sOnlyOneFails ? -1 : 0;
         throw std::bad_alloc();
     }
     if (sAllocationsLeft > 0) {
@@ -77,10 +81,11 @@ TEST(MemoryExhaustionTest, MakingAnObjectAnswersNull) {
     EXPECT_GE(FailuresBeforeSuccess([&text] { return CFCopyDescription(text); }), 2);
 }
 
-/// The text that CFCopyDescription answers as soon as it answers at all, with room for 0, 1, 2...
-/// allocations.
+/// The text that CFCopyDescription answers as soon as it answers at all, while its first, second,
+/// third... allocation fails, and no other: the failure may lie deep inside.
 std::string FirstDescription(CFTypeRef object) {
     std::string text;
+    sOnlyOneFails = true;
     const int failures = FailuresBeforeSuccess([object, &text] {
         const CFStringRef description = CFCopyDescription(object);
         if (description != nullptr) {
@@ -89,6 +94,7 @@ std::string FirstDescription(CFTypeRef object) {
         }
         return description;
     });
+    sOnlyOneFails = false;
     // At the least the text and its object fail.
     EXPECT_GE(failures, 2);
     return text;
