@@ -19,8 +19,7 @@ thread_local bool sOnlyOneFails = false;
 
 } // namespace
 
-// Not inlined: GCC would take the free below for one of memory from another function.
-[[gnu::noinline]] void* operator new(std::size_t size) {
+void* operator new(std::size_t size) {
     if (sAllocationsLeft == 0) {
         sAllocationsLeft = sOnlyOneFails ? -1 : 0;
         throw std::bad_alloc();
@@ -34,10 +33,11 @@ thread_local bool sOnlyOneFails = false;
     throw std::bad_alloc();
 }
 
-void operator delete(void* memory) noexcept {
+// Not inlined: GCC would take the free for one of memory from another function than malloc.
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
-void operator delete(void* memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 
