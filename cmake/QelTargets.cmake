@@ -16,6 +16,7 @@ if(QEL_SANITIZE)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
         # C programs need what the checks in a C++ library call.
         add_link_options(-fsanitize-link-c++-runtime)
+        link_libraries(stdc++)
     endif()
 endif()
 
