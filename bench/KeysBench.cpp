@@ -38,7 +38,7 @@ void BenchKeys(benchmark::State& state, const std::vector<std::string>& keys) {
                                         .maxFrames = kBlockSamples,
                                         .lengthFrames = kMinuteSamples});
     double seen = 0.0;
-    analyzer.onResult([&](const Result& result) { seen += result.floats(0)[0]; });
+    analyzer.onResult([&](const Result& result) { seen += result.timeSeconds(); });
     for (auto _ : state) {
         AnalyzeMinute(analyzer);
         state.PauseTiming();

@@ -1,6 +1,7 @@
 #include "engine/AnalyzerSlots.h"
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
+#include "rhythm/AABeatFunctionGenerator.h"
 
 namespace qel::core {
 
@@ -98,7 +99,12 @@ std::unique_ptr<QelAAAnalysisBase> MakeFrameBased(const GeneratorSetup& setup) {
 using Maker = std::unique_ptr<QelAAAnalysisBase> (*)(const GeneratorSetup&);
 
 constexpr std::array<Maker, kNumSlots> kMakers = {
-    MakeFrameBased<AABagOfPropertiesGenerator, 1024, 512>,
+    MakeFrameBased<AABagOfPropertiesGenerator, 1024, 512>, // 0
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
+    MakeFrameBased<AABeatFunctionGenerator, 1024, 128>, // 5
 };
 
 } // namespace

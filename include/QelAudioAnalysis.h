@@ -96,6 +96,19 @@ typedef struct QelAudioAnalysisKeyMetaData {
     UInt8 mReserved[8];  /* undefined content */
 } QelAudioAnalysisKeyMetaData;
 
+/* One event of a stream: a beat, a down beat. */
+typedef struct QelAudioAnalysisEvent {
+    Float64 mTime;     /* seconds from the stream's start */
+    Float32 mStrength; /* at its greatest 1, for the strongest moment of the stretch analyzed */
+} QelAudioAnalysisEvent;
+
+/* The payload of "beat data" and "down beat data": events in ascending order of time. The list
+   belongs to the library like the block itself. */
+typedef struct QelAudioAnalysisEventList {
+    UInt32 mCount;
+    const QelAudioAnalysisEvent* mEvents;
+} QelAudioAnalysisEventList;
+
 /*
  * Receives results.
  *

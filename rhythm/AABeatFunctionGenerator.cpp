@@ -1,0 +1,260 @@
+#include "rhythm/AABeatFunctionGenerator.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include <Accelerate/Accelerate.h>
+
+#include "spectral/VectorHelpers.h"
+#include "support/CAStreamBasicDescription.h"
+#include "timbre/AAMelFrequencySpectralProcessor.h"
+
+namespace qel::core {
+
+namespace {
+
+// A sixth-order Butterworth low-pass, -3 dB at 0.116279 of half the audio rate: about 2.56 kHz at
+// 44.1 kHz.
+constexpr float butterA[] = {1.0f,
+                             -4.59006929397583f,
+                             8.910345077514648f,
+                             -9.341909408569336f,
+                             5.569976329803467f,
+                             -1.7884533405303955f,
+                             0.24135898053646088f};
+constexpr float butterB[] = {1.951035847014282e-05f, 0.00011706214718287811f,
+                             0.0002926553715951741f, 0.00039020716212689877f,
+                             0.0002926553715951741f, 0.00011706214718287811f,
+                             1.951035847014282e-05f};
+
+constexpr float kDecibelsPerDecade = 20.0f;
+constexpr float kDynamicRangeDecibels = 80.0f;
+constexpr float kDCPole = -0.99f;
+constexpr UInt32 kStampValid = 1;
+
+void ResetStamp(AudioTimeStamp& stamp) {
+    stamp = AudioTimeStamp{};
+    stamp.mFlags = kStampValid;
+}
+
+} // namespace
+
+void BeatSpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
+    static_cast<AABeatFunctionGenerator*>(refCon)->ComputeAndStoreProperies(list);
+}
+
+AABeatFunctionGenerator::AABeatFunctionGenerator(UInt32 channels, Float64 sampleRate,
+                                                 UInt32 frameSize, UInt32 hop, UInt32 maxFrames,
+                                                 UInt32 streamLength, DataCallback dataCallback,
+                                                 void* refCon)
+    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
+                             dataCallback, refCon) {
+    SetGenreHint(1);
+}
+
+AABeatFunctionGenerator::~AABeatFunctionGenerator() {
+    AABeatFunctionGenerator::Cleanup();
+}
+
+SInt32 AABeatFunctionGenerator::SetComputeProperty(CFArrayRef keys) {
+    mComputeFlags.alloc(kNumFlags, true);
+    const CFIndex count = CFArrayGetCount(keys);
+    for (CFIndex i = 0; i < count; ++i) {
+        const Flag flag = FlagOf(static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i)));
+        if (flag != kNumFlags)
+            mComputeFlags[flag] = true;
+    }
+    return 0;
+}
+
+bool AABeatFunctionGenerator::IsWanted(Flag flag) const {
+    return mComputeFlags.get() != nullptr && mComputeFlags[flag];
+}
+
+SInt32 AABeatFunctionGenerator::ReadyAnalysis() {
+    ResetStamp(mSegmentTime);
+    return QelAAAnalysisGenerator::ReadyAnalysis();
+}
+
+void AABeatFunctionGenerator::NullPointers() {
+    QelAAAnalysisGenerator::NullPointers();
+    for (auto* list :
+         {&mAudioFetchList, &mPreviousList, &mDifferenceList, &mFunctionList, &mPrevFunctionList,
+          &mFiltFunctionList, &mPrevFiltFunctionList, &mFunctionFetchList, &mButterworthList})
+        (void)list->release();
+    (void)mAudioRing.release();
+    (void)mFunctionRing.release();
+}
+
+void AABeatFunctionGenerator::Cleanup() {
+    mSpectralProcessor.free();
+    for (auto* list :
+         {&mAudioFetchList, &mPreviousList, &mDifferenceList, &mFunctionList, &mPrevFunctionList,
+          &mFiltFunctionList, &mPrevFiltFunctionList, &mFunctionFetchList, &mButterworthList})
+        list->free();
+    mAudioRing.free();
+    mFunctionRing.free();
+    AABeatFunctionGenerator::NullPointers();
+}
+
+CABufferList* AABeatFunctionGenerator::NewBuffer(const char* name, UInt64 bytesPerChannel) const {
+    if (bytesPerChannel > std::numeric_limits<UInt32>::max())
+        throw std::bad_alloc();
+    CAStreamBasicDescription format;
+    format.SetCanonical(mNumChannels, false);
+    format.mSampleRate = mSampleRate;
+    CAAutoDelete<CABufferList> buffer;
+    buffer = CABufferList::New(name, format);
+    buffer->AllocateBuffers(static_cast<UInt32>(bytesPerChannel));
+    return buffer.release();
+}
+
+float* AABeatFunctionGenerator::Channel(const CAAutoDelete<CABufferList>& buffer,
+                                        UInt32 channel) const {
+    return static_cast<float*>(buffer->GetModifiableBufferList().mBuffers[channel].mData);
+}
+
+void AABeatFunctionGenerator::AllocateBuffers() {
+    mSpectralProcessor.free();
+    auto* processor = new AAMelFrequencySpectralProcessor(
+        mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, false, mNumMelBands, mSampleRate);
+    mSpectralProcessor = processor;
+    processor->SetSpectralFunction(BeatSpectralFun, this);
+    processor->MakeFilterWeights2();
+
+    constexpr UInt64 kFloat = sizeof(float);
+    const auto channels = static_cast<SInt32>(mNumChannels);
+    mAudioRing.free();
+    mAudioFetchList.free();
+    if (NeedsAudio()) {
+        mAudioRing = new CARingBuffer;
+        mAudioRing->Allocate(channels, kFloat, mStreamLength);
+        mAudioFetchList = NewBuffer("audio fetch buffer", mMaxFrames * kFloat);
+    }
+    ResetStamp(mAudioTime);
+
+    const UInt64 bandBytes = mNumMelBands * kFloat;
+    mPreviousList = NewBuffer("previous buffer", bandBytes);
+    mDifferenceList = NewBuffer("difference buffer", bandBytes);
+    mFunctionList = NewBuffer("function buffer", kFloat);
+    mPrevFunctionList = NewBuffer("prev function buffer", kFloat);
+    mFiltFunctionList = NewBuffer("filt function buffer", kFloat);
+    mPrevFiltFunctionList = NewBuffer("prev filt function buffer", kFloat);
+    mButterworthList = NewBuffer("butterworth buffer", kButterworthOrder * kFloat);
+    mFunctionRing = new CARingBuffer;
+    mFunctionRing->Allocate(channels, kFloat, mNumAnalysisFrames);
+    mFunctionFetchList = NewBuffer("function fetching buffer", 0);
+    ResetStamp(mFunctionTime);
+    for (auto* events : {&mBeatList, &mDownBeatList})
+        events->assign(mNumChannels, {});
+    mTempoList.assign(mNumChannels, {});
+    mMeterList.assign(mNumChannels, 0);
+}
+
+SInt32 AABeatFunctionGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
+    if (list == nullptr)
+        return kAudioAnalysisErr_NullBufferList;
+    // Nobody may store a count of 0.
+    if (mAudioRing.get() != nullptr && frames != 0)
+        StoreRectifiedAudio(*list, frames);
+    return QelAAAnalysisGenerator::PushAudio(list, frames);
+}
+
+void AABeatFunctionGenerator::StoreRectifiedAudio(const AudioBufferList& list, UInt32 frames) {
+    const UInt32 channels = std::min(list.mNumberBuffers, mNumChannels);
+    for (UInt32 c = 0; c < channels; ++c) {
+        float* rectified = Channel(mAudioFetchList, c);
+        float* state = Channel(mButterworthList, c);
+        vDSP_vabs(static_cast<const float*>(list.mBuffers[c].mData), 1, rectified, 1, frames);
+        for (UInt32 i = 0; i < frames; ++i)
+            filter(butterA, butterB, kButterworthOrder, state, rectified[i], rectified[i]);
+    }
+    mAudioRing->StoreGrowing(&mAudioFetchList->GetModifiableBufferList(), frames,
+                             static_cast<SInt64>(mAudioTime.mSampleTime));
+    mAudioTime.mSampleTime += frames;
+}
+
+void AABeatFunctionGenerator::ComputeAndStoreProperies(const SpectralAndAudioBufferList* list) {
+    MakeFunction(list);
+}
+
+// The rise of the log mel spectrum, weighed with the level of the lowest bins.
+void AABeatFunctionGenerator::MakeFunction(const SpectralAndAudioBufferList* list) {
+    auto* processor = static_cast<AAMelFrequencySpectralProcessor*>(mSpectralProcessor.get());
+    const AudioBufferList& magnitudes = processor->GetMagnitudeList()->GetModifiableBufferList();
+    const AudioBufferList& logEars = processor->GetLogEarList()->GetModifiableBufferList();
+    for (UInt32 c = 0; c < list->mNumChannels; ++c) {
+        // The list holds bins, not bands, so that the mean is that of the lowest bins: it is meant.
+        float level = 0.0f;
+        vDSP_meanv(static_cast<const float*>(magnitudes.mBuffers[c].mData), 1, &level,
+                   mNumMelBands);
+        auto* decibels = static_cast<float*>(logEars.mBuffers[c].mData);
+        vDSP_vsmul(decibels, 1, &kDecibelsPerDecade, decibels, 1, mNumMelBands);
+        float greatest = 0.0f;
+        vDSP_maxv(decibels, 1, &greatest, mNumMelBands);
+        const float floor = greatest - kDynamicRangeDecibels;
+        vDSP_vthr(decibels, 1, &floor, decibels, 1, mNumMelBands);
+        const float function = ComputeDifference(c, decibels) * level;
+        *Channel(mFunctionList, c) = function;
+        *Channel(mFiltFunctionList, c) = RemoveDC(c, function);
+    }
+    mFunctionRing->StoreGrowing(&mFiltFunctionList->GetModifiableBufferList(), 1,
+                                static_cast<SInt64>(mFunctionTime.mSampleTime));
+    mFunctionTime.mSampleTime += 1.0;
+}
+
+// The mean rise over the bands since the frame before.
+float AABeatFunctionGenerator::ComputeDifference(UInt32 channel, const float* current) {
+    float* previous = Channel(mPreviousList, channel);
+    float* difference = Channel(mDifferenceList, channel);
+    vDSP_vsub(previous, 1, current, 1, difference, 1, mNumMelBands);
+    HalfWaveRectify(difference, mNumMelBands, difference);
+    std::memcpy(previous, current, mNumMelBands * sizeof(float));
+    float mean = 0.0f;
+    vDSP_meanv(difference, 1, &mean, mNumMelBands);
+    return mean;
+}
+
+// A first-order high-pass: y[n] = x[n] - x[n - 1] + 0.99 y[n - 1].
+float AABeatFunctionGenerator::RemoveDC(UInt32 channel, float function) {
+    float& previous = *Channel(mPrevFunctionList, channel);
+    float& previousFiltered = *Channel(mPrevFiltFunctionList, channel);
+    const float filtered = function * 1.0f + previous * -1.0f - previousFiltered * kDCPole;
+    previous = function;
+    previousFiltered = filtered;
+    return filtered;
+}
+
+SInt32 AABeatFunctionGenerator::ProcessFinal(UInt8 flush) {
+    const auto frames = static_cast<UInt32>(mFunctionTime.mSampleTime);
+    // The subtraction wraps for a stream that gives no frame at all, which then never is complete.
+    if (flush == 0 && frames < std::min(mNumAnalysisFrames - 1, kSectionFrames))
+        return kAudioAnalysisErr_NotEnoughData;
+    SInt32 status = 0;
+    if (IsWanted(kGlobalTempo) || IsWanted(kBeatData) || IsWanted(kDownBeatData))
+        status = FindTempoAndBeats();
+    if (status == 0 && NeedsAudio())
+        status = FindBeatsPerBar();
+    if (status == 0 && IsWanted(kDownBeatData))
+        status = FindDownBeats();
+    if (status != 0)
+        return status;
+    AllocateBuffers();
+    mSegmentTime.mSampleTime += frames;
+    return QelAAAnalysisGenerator::ProcessFinal(flush);
+}
+
+bool AABeatFunctionGenerator::StopsAt(float percent) const {
+    return mProgressCallback != nullptr &&
+           mProgressCallback(nullptr, percent, mProgressRefCon) != 0;
+}
+
+bool AABeatFunctionGenerator::StopsAt(UInt32 sectionIndex, UInt32 half, float fraction) const {
+    return StopsAt(static_cast<float>(sectionIndex) * mSectionProgress +
+                   static_cast<float>(half) * mHalfSectionProgress +
+                   fraction * mHalfSectionProgress);
+}
+
+} // namespace qel::core
