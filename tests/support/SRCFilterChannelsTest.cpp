@@ -137,22 +137,41 @@ TEST(SRCFilterChannelsTest, ResetReturnsToTheBeginning) {
         SRCFilter filter(1, inputRate, outputRate, design);
         const auto x = FilterTestNoise(101, 1);
         const auto y = Process(filter, {x}, 101);
-        EXPECT_NE(Process(filter, {x}, 101), y);
-        filter.Reset();
-        EXPECT_EQ(Process(filter, {x}, 101), y);
+        for (int calls = 1; calls < 8; ++calls) {
+            for (int call = 0; call < calls; ++call) {
+                EXPECT_NE(Process(filter, {x}, 101), y);
+            }
+            filter.Reset();
+            EXPECT_EQ(Process(filter, {x}, 101), y);
+        }
     }
 }
 
-// The starting phase of 2 / 3: the prototype of 17 taps is centred at 8, its delay is 3 whole
-// frames of 3 samples less 1, so the phase is 8 + 1 mod 2.
+// The phase of a filter whose steps are `whole` inputs and one L-th, as its counts tell it: the
+// L-ths amount to one more input after L less the phase steps.
+UInt32 PhaseOf(const SRCFilter& filter, UInt32 whole) {
+    UInt32 steps = 0;
+    UInt32 frames = 0;
+    while (filter.GetNumberOfInputFrames(&frames, steps) == SRCFilter::kSRCOK &&
+           frames == steps * whole) {
+        ++steps;
+    }
+    return filter.UpFactor() - steps;
+}
+
 TEST(SRCFilterChannelsTest, AdjustedPhaseCentresTheDelay) {
     const Parameters design(0.3, 60.0, 9U, 0U);
     for (const UInt32 frames : {0U, 1U, 2U, 7U, 0xFFFFFFFFU}) {
-        SRCFilter filter(1, 3, 2, design);
-        EXPECT_EQ(filter.AdjustSrcStartPolyphaseIndex(frames), SRCFilter::kSRCOK);
-        UInt32 input = 0; // (1 * 1 + phase) / 2 + 1 tells the phase
-        EXPECT_EQ(filter.GetNumberOfInputFrames(&input, 1), SRCFilter::kSRCOK);
-        EXPECT_EQ(input, 1 + (1 + (9 + frames) % 2) / 2) << frames;
+        // 2 / 3: 17 taps have their centre at 8, nearest to the output at 9. The phase is 9 mod 2,
+        // less 1 per frame.
+        SRCFilter two(1, 3, 2, design);
+        EXPECT_EQ(PhaseOf(two, 1), 0U);
+        EXPECT_EQ(two.AdjustSrcStartPolyphaseIndex(frames), SRCFilter::kSRCOK);
+        EXPECT_EQ(PhaseOf(two, 1), (9 + UInt64{frames}) % 2) << frames;
+        // 3 / 7: 27 taps have their centre at 13, nearest to the output at 14.
+        SRCFilter three(1, 7, 3, design);
+        EXPECT_EQ(three.AdjustSrcStartPolyphaseIndex(frames), SRCFilter::kSRCOK);
+        EXPECT_EQ(PhaseOf(three, 2), (14 + 2 * UInt64{frames}) % 3) << frames;
     }
     SRCFilter same(1, 2, 2, design);
     EXPECT_EQ(same.AdjustSrcStartPolyphaseIndex(1), SRCFilter::kSRCOK);
