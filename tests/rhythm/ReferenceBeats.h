@@ -59,7 +59,10 @@ struct Tracking {
     double narrowestChoice = 1.0;
 };
 
-Tracking TrackBeats(std::span<const double> section, double rateHz, const Tempi& tempi);
+// `smoothedValues`: how many values of the full convolution with the smoothing window exist, as
+// after a stop; the others are 0.
+Tracking TrackBeats(std::span<const double> section, double rateHz, const Tempi& tempi,
+                    std::size_t smoothedValues = static_cast<std::size_t>(-1));
 
 // Frames from a peak of the function to the peak that it leaves in the smoothed function: the
 // smoothing window is read a little behind its centre, so beats stand early.

@@ -41,12 +41,12 @@ std::size_t SmoothOffset(float period) {
 }
 
 // The section behind the smoothing window: each value a direct sum.
-std::vector<float> Smoothed(std::span<const double> section, float period) {
+std::vector<float> Smoothed(std::span<const double> section, float period, std::size_t count) {
     const std::vector<float> kernel =
         CenteredWindow(period, -1.0f, 1.0f / (period / 32.0f), SmoothLength(period));
     const std::size_t offset = SmoothOffset(period);
     std::vector<float> result(section.size());
-    for (std::size_t i = 0; i < result.size(); ++i) {
+    for (std::size_t i = 0; i < result.size() && i + offset < count; ++i) {
         const std::size_t at = i + offset; // in the full convolution
         double sum = 0.0;
         for (std::size_t k = 0; k < kernel.size(); ++k) {
@@ -108,11 +108,13 @@ double SmoothingShift(float period) {
     return static_cast<double>(period) - static_cast<double>(SmoothOffset(period));
 }
 
-Tracking TrackBeats(std::span<const double> section, double rateHz, const Tempi& tempi) {
+Tracking TrackBeats(std::span<const double> section, double rateHz, const Tempi& tempi,
+                    std::size_t smoothedValues) {
     Tracking tracking;
     const float tempo = tempi.confidence < 0.5f ? tempi.tempo2 : tempi.tempo1;
     tracking.period = 60.0f * static_cast<float>(FunctionRate(rateHz)) / tempo;
-    const Links links = ForwardPass(Smoothed(section, tracking.period), tracking.period);
+    const Links links =
+        ForwardPass(Smoothed(section, tracking.period, smoothedValues), tracking.period);
     const double top = *std::max_element(section.begin(), section.end());
     auto frame = static_cast<std::ptrdiff_t>(section.size()) - 1;
     while (frame > -1) {
