@@ -118,6 +118,21 @@ public:
     /*
      * Ends the stream: whole-stream results arrive. `progress` may be empty. Returns false if
      * `progress` asked to stop, in which case results may be missing; else true.
+     *
+     * Each group of keys reports its progress from its own beginning, so that percentages can fall.
+     * A stop while beats are tracked still delivers the tempo, with a list of beats that may be
+     * empty or short.
+     *
+     * Error with kStatusNoTempo: the audio of some channel has no tempo. "global tempo", "beat
+     * data" and "down beat data" do not arrive, and neither does "global number of beats per bar"
+     * if it was asked for along with one of them. Error with kStatusNoMeter: some channel has no
+     * meter. Tempi, beats and meters have arrived, the meter of that channel as 0; down beats have
+     * not. What arrived before an Error stays good, and so does what came of other groups of keys.
+     *
+     * The library tells the status of its last group of keys and no other. With keys of several
+     * groups an Error can therefore be missing: a key without a result says the same.
+     *
+     * Call it once per stream, and go on with reset.
      */
     bool finish(const Progress& progress = {}) { return stream().process(true, progress); }
 

@@ -11,12 +11,28 @@
 
 namespace qel {
 
-/* What a status means, in words: one line without a full stop. Any thread. */
+/* Statuses of whole-stream results, out of Analyzer::finish and Analyzer::process. */
+inline constexpr SInt32 kStatusNoTempo = -1;
+inline constexpr SInt32 kStatusNoMeter = -3;
+inline constexpr SInt32 kStatusStopped = -128;
+
+/*
+ * What a status means, in words: one line without a full stop. Any thread.
+ *
+ * -1 out of QelAudioAnalysisProcess also tells that the progress callback asked to stop. That
+ * meaning has no words here: the callback knows, and the C++ client answers with a result instead
+ * of an Error.
+ */
 inline std::string_view statusText(SInt32 status) noexcept {
     switch (status) {
     case 0:
         return "success";
-    case -1:
+    case kStatusNoTempo:
+        return "no tempo found: audio that is silent, shorter than about 2.1 seconds, or not "
+               "finite";
+    case kStatusNoMeter:
+        return "no number of beats per bar found: nothing in the audio repeats like bars";
+    case kStatusStopped:
         return "stopped on request";
     case kAudioAnalysisErr_UnknownProperty:
         return "unknown key, parameter or property";
@@ -46,7 +62,7 @@ public:
                              std::to_string(status) + ")"),
           mStatus(status) {}
 
-    /* One of the kAudioAnalysisErr_ constants. */
+    /* One of the kAudioAnalysisErr_ or kStatus constants. */
     SInt32 status() const noexcept { return mStatus; }
 
 private:

@@ -11,14 +11,17 @@ namespace qel {
 
 /* What stands in a block. Later versions may add kinds: keep a default branch. */
 enum class PayloadKind {
-    Floats,      /* one float per value, in the order of KeyInfo::values */
-    ComplexPairs /* pairs of floats, real part first */
+    Floats,       /* one float per value, in the order of KeyInfo::values */
+    ComplexPairs, /* pairs of floats, real part first */
+    Events,       /* a QelAudioAnalysisEventList: moments in time with a strength each */
+    Count         /* one unsigned 32-bit number */
 };
 
 /* When results of a key arrive. Later versions may add more. */
 enum class Delivery {
-    PerPush, /* once in every push, about the samples of that push */
-    PerFrame /* once per analysis frame, inside the push that completes the frame */
+    PerPush,  /* once in every push, about the samples of that push */
+    PerFrame, /* once per analysis frame, inside the push that completes the frame */
+    AtEnd     /* about the stream as a whole, inside of Analyzer::finish */
 };
 
 /* Where a value lies, both ends included. An infinite end is no promise. */
@@ -28,7 +31,7 @@ struct Range {
     bool inHalfRates = false; /* the ends are multiples of half the sample rate */
 };
 
-/* One value of a payload. */
+/* One value of a payload; for Events, one of what every event has: its time, then its strength. */
 struct ValueInfo {
     std::string_view name; /* exactly as in the dictionary representation */
     std::string_view unit; /* "1" for a pure number */
@@ -43,8 +46,8 @@ struct KeyInfo {
     PayloadKind payload;
     std::uint32_t payloadBytes; /* of one block */
     Delivery delivery;
-    std::uint32_t frameSamples; /* 0: the key keeps no frames */
-    std::uint32_t hopSamples;   /* 0: the key keeps no frames */
+    std::uint32_t frameSamples; /* 0: the key keeps no frames; AtEnd: of the frames behind it */
+    std::uint32_t hopSamples;   /* likewise */
     std::span<const ValueInfo> values;
     std::string_view definition;
 };

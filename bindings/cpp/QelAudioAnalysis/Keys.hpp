@@ -9,6 +9,7 @@
 
 #include <QelAudioAnalysis/DescriptorValues.hpp>
 #include <QelAudioAnalysis/KeyInfo.hpp>
+#include <QelAudioAnalysis/RhythmValues.hpp>
 
 #include <string_view>
 
@@ -47,6 +48,53 @@ inline constexpr KeyInfo kKeys[] = {
      "transform of the windowed frame. Pair k belongs to the frequency k * rate / 1024. Pair 0 is "
      "no complex number: its first float is the term at 0 Hz and its second float the term at half "
      "the sample rate, both real."},
+    {"global tempo", PayloadKind::Floats, 12, Delivery::AtEnd, 1024, 128, kGlobalTempoValues,
+     "Two tempi of the stream, from its detection function F: the mean rise from frame to frame of "
+     "40 mel bands in dB (falls count as 0, and what lies 80 dB below the loudest band is left "
+     "out), times the mean magnitude of the lowest 40 bins, without its slow part. Frames of 1024 "
+     "samples at hop 128 make F; there is one result for all of them. A stream whose frames cover "
+     "less than 2.1 seconds, and one without any rise, has no result. If one channel has none, no "
+     "channel has: a silent channel beside music takes the music's away. Beyond 200000 frames (9.7 "
+     "minutes at 44100 Hz) only the first 200000 decide. The parameter \"Genre Hint\" sets the "
+     "range: "
+     "1, the default, is 50 to 220 BPM; 0 is 20 to 110 BPM; any other number is kept and changes "
+     "nothing. Where the range yields less than two tempi the other one is tried, with the scores "
+     "of "
+     "the first, and stays for all that follows until the parameter is set again, deliberately."},
+    {"global number of beats per bar", PayloadKind::Count, 4, Delivery::AtEnd, 1024, 128,
+     kBeatsPerBarValues,
+     "One number for the stream, from the audio itself and not from its beats: the rectified and "
+     "low-passed samples, at 100 values per second, are correlated with themselves at all lags up "
+     "to "
+     "13.5 seconds. The strongest repetition is taken for a bar, and the number of beats whose "
+     "places "
+     "in that bar repeat best wins. Changes of meter are not followed. With several channels, the "
+     "number of a channel comes from the sum of that channel and those before it, deliberately. "
+     "Keeps the whole stream in memory: 4 bytes per sample and channel, and twice that while the "
+     "number is looked for."},
+    {"beat data", PayloadKind::Events, 16, Delivery::AtEnd, 1024, 128, kBeatValues,
+     "The beats of the stream in ascending order of time: the chain of frames that best joins "
+     "strong "
+     "values of F with even distances of one period of tempo 1 (tempo 2 where the confidence is "
+     "below "
+     "0.5). The tempo is that of \"global tempo\", one for the whole stream, with its parameter "
+     "and "
+     "its conditions; beats may be about half to twice its period apart, as the chain gives way to "
+     "the "
+     "music. The last beat always stands at the last frame, whatever is heard there, deliberately. "
+     "Beyond 200000 frames the stream is worked on in sections of that length, each with such a "
+     "last "
+     "beat."},
+    {"down beat data", PayloadKind::Events, 16, Delivery::AtEnd, 1024, 128, kDownBeatValues,
+     "The beats that begin a bar, in ascending order of time: every n-th one of \"beat data\" "
+     "counted "
+     "from the strongest beat in both directions, with n from \"global number of beats per bar\". "
+     "Deliberately, the last one that would fit is left out: where fewer than n beats follow the "
+     "strongest one, that is the strongest beat itself. No list where the stream has no tempo or "
+     "some "
+     "channel no meter. The parameter is that of \"global tempo\". Beyond 200000 frames beats are "
+     "counted back from the end of each section, so that bars need not carry on from one to the "
+     "next."},
 };
 
 /* The row of a key; null if there is none. */

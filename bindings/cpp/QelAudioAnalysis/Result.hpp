@@ -10,6 +10,7 @@
 #include <complex>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <string_view>
@@ -17,7 +18,20 @@
 
 namespace qel {
 
+/* A moment of the stream: a beat, a down beat. */
+struct Event {
+    double timeSeconds; /* from the stream's start */
+    float strength;
+
+    bool operator==(const Event&) const = default;
+};
+
 namespace detail {
+
+/* Whether a payload is nothing but floats. */
+inline bool holdsFloats(const KeyInfo& info) noexcept {
+    return info.payload == PayloadKind::Floats || info.payload == PayloadKind::ComplexPairs;
+}
 
 /* Position of a named value in a payload of single floats. */
 inline std::size_t valueIndex(const KeyInfo* info, std::string_view name) {
@@ -34,13 +48,16 @@ inline std::size_t valueIndex(const KeyInfo* info, std::string_view name) {
 
 } // namespace detail
 
-/* A result that owns its numbers. Later versions may add members for other kinds of payload. */
+/* A result that owns its numbers. Those members are filled, one entry per channel, that the key's
+   payload has; the others are empty. Later versions may add members for other kinds. */
 struct StoredResult {
     std::string key;
     const KeyInfo* info = nullptr; /* as Result::info() */
     std::uint64_t frameIndex = 0;
     double timeSeconds = 0;
-    std::vector<std::vector<float>> channels; /* as Result::floats(), one vector per channel */
+    std::vector<std::vector<float>> channels{}; /* as Result::floats() */
+    std::vector<std::vector<Event>> events{};   /* as Result::events() */
+    std::vector<std::uint32_t> counts{};        /* as Result::count() */
 
     /* As Result::value(). */
     float value(std::string_view name, std::size_t channel = 0) const {
@@ -49,7 +66,7 @@ struct StoredResult {
 };
 
 /*
- * One frame's result for one key: a view of the library's memory.
+ * One result of one key, of a frame, a push or the stream: a view of the library's memory.
  *
  * Lives only until the result callback returns, with every span taken from it; store() makes a copy
  * that stays. Channels count from 0; a channel that is not there raises std::out_of_range.
@@ -67,35 +84,53 @@ public:
     /* The key's row of the table; null for a key that is newer than this header. */
     const KeyInfo* info() const noexcept { return mInfo; }
 
-    /* Counts the results of this key from 0, from the stream's start. */
+    /* Counts the results of this key from 0, from the stream's start; so it is 0 for the result
+       that a stream gives at its end. */
     std::uint64_t frameIndex() const noexcept { return mFrameIndex; }
 
     /* Seconds from the stream's start to the first sample of what the result is about: of the
-       frame, or of the push for a key that is delivered per push. */
+       frame, or of the push for a key that is delivered per push. 0 for a result about the stream
+       as a whole; the events in it carry times of their own. */
     double timeSeconds() const noexcept { return mTimeSeconds; }
 
     /* Number of channels of the stream. */
     std::size_t channels() const noexcept { return mBlocks.size(); }
 
     /* The payload of a channel as floats: one per value, or pairs one after another. Raises Error
-       with kAudioAnalysisErr_UnknownProperty for a key without a row in the table. */
+       with kAudioAnalysisErr_UnknownProperty for a key without a row in the table, and for one
+       whose payload is of another kind. */
     std::span<const float> floats(std::size_t channel = 0) const {
-        requireRow();
+        require(mInfo && detail::holdsFloats(*mInfo), "floats");
         const QelAudioAnalysisBlock& block = blockOf(channel);
         return {static_cast<const float*>(block.mData), block.mDataByteSize / sizeof(float)};
     }
 
-    /* The payload of a channel as complex numbers; the payload must be of pairs, else Error with
-       kAudioAnalysisErr_UnknownProperty. */
+    /* The payload of a channel as complex numbers; the payload must be of pairs, else Error as for
+       floats(). */
     std::span<const std::complex<float>> complexes(std::size_t channel = 0) const {
-        requireRow();
-        if (mInfo->payload != PayloadKind::ComplexPairs) {
-            throw Error(kAudioAnalysisErr_UnknownProperty,
-                        "no complex numbers in \"" + std::string(mKey) + "\"");
-        }
+        require(mInfo && mInfo->payload == PayloadKind::ComplexPairs, "complex numbers");
         const QelAudioAnalysisBlock& block = blockOf(channel);
         return {static_cast<const std::complex<float>*>(block.mData),
                 block.mDataByteSize / sizeof(std::complex<float>)};
+    }
+
+    /* The events of a channel in ascending order of time, as a copy that stays; the payload must be
+       of events, else Error as for floats(). */
+    std::vector<Event> events(std::size_t channel = 0) const {
+        require(mInfo && mInfo->payload == PayloadKind::Events, "events");
+        const auto list = recordOf<QelAudioAnalysisEventList>(channel);
+        std::vector<Event> events;
+        events.reserve(list.mCount);
+        for (UInt32 i = 0; i < list.mCount; ++i) {
+            events.push_back({list.mEvents[i].mTime, list.mEvents[i].mStrength});
+        }
+        return events;
+    }
+
+    /* The count of a channel; the payload must be one, else Error as for floats(). */
+    std::uint32_t count(std::size_t channel = 0) const {
+        require(mInfo && mInfo->payload == PayloadKind::Count, "count");
+        return recordOf<std::uint32_t>(channel);
     }
 
     /* One value by its name in the table. Error with kAudioAnalysisErr_UnknownProperty if the key
@@ -111,23 +146,43 @@ public:
         return {static_cast<const std::byte*>(block.mData), block.mDataByteSize};
     }
 
-    /* An owning copy; statuses as for floats(). */
+    /* An owning copy. Error with kAudioAnalysisErr_UnknownProperty for a key without a row in the
+       table. */
     StoredResult store() const {
-        StoredResult stored{std::string(mKey), mInfo, mFrameIndex, mTimeSeconds, {}};
-        stored.channels.reserve(channels());
+        StoredResult stored{std::string(mKey), mInfo, mFrameIndex, mTimeSeconds};
         for (std::size_t c = 0; c < channels(); ++c) {
-            const std::span<const float> values = floats(c);
-            stored.channels.emplace_back(values.begin(), values.end());
+            if (mInfo && mInfo->payload == PayloadKind::Events) {
+                stored.events.push_back(events(c));
+            } else if (mInfo && mInfo->payload == PayloadKind::Count) {
+                stored.counts.push_back(count(c));
+            } else {
+                const std::span<const float> values = floats(c);
+                stored.channels.emplace_back(values.begin(), values.end());
+            }
         }
         return stored;
     }
 
 private:
-    void requireRow() const {
+    void require(bool holds, const char* what) const {
         if (!mInfo) {
             throw Error(kAudioAnalysisErr_UnknownProperty,
                         "payload of \"" + std::string(mKey) + "\" not known to this header");
         }
+        if (!holds) {
+            throw Error(kAudioAnalysisErr_UnknownProperty,
+                        "no " + std::string(what) + " in \"" + std::string(mKey) + "\"");
+        }
+    }
+    /* A payload of one record; all zero if the block is too small for it. */
+    template <class Record>
+    Record recordOf(std::size_t channel) const {
+        const QelAudioAnalysisBlock& block = blockOf(channel);
+        Record record{};
+        if (block.mDataByteSize >= sizeof record) {
+            std::memcpy(&record, block.mData, sizeof record);
+        }
+        return record;
     }
     const QelAudioAnalysisBlock& blockOf(std::size_t channel) const {
         if (channel >= mBlocks.size()) {

@@ -97,7 +97,7 @@ public:
         if (mStopped) {
             return false;
         }
-        check(status, "processing");
+        check(status, "whole-stream results");
         return true;
     }
 
@@ -190,6 +190,9 @@ private:
     }
 
     double timeOf(const KeyState& key, std::uint64_t frame) const {
+        if (key.info && key.info->delivery == Delivery::AtEnd) {
+            return 0;
+        }
         if (key.info && key.info->delivery == Delivery::PerPush) {
             return static_cast<double>(mFramesPushed) / mSetup.sampleRateHz;
         }

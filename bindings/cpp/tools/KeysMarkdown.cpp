@@ -31,25 +31,43 @@ The data callback receives `count` blocks, each a pointer and a size in bytes.
 - **Order.** Frame-major: the block of frame f and channel c is `blocks[f * channels + c]`, and
   `count` is frames times channels. All keys of this page deliver one frame per call, so that
   `count` is the number of channels and `blocks[c]` is channel c.
-- **Payload.** An array of 32-bit floats in the machine's byte order. For payload "floats", float i is
-  value i of the key's table. For payload "complex pairs", floats 2 k and 2 k + 1 are the real and the
-  imaginary part of entry k.
+- **Payload.** In the machine's byte order. "Floats" is an array of 32-bit floats, and float i is
+  value i of the key's table. "Complex pairs" are floats too: 2 k and 2 k + 1 are the real and the
+  imaginary part of entry k. "Events" is one `QelAudioAnalysisEventList`: a number of events, and a
+  pointer to as many `QelAudioAnalysisEvent`, each a 64-bit time and a 32-bit strength. "Count" is
+  one unsigned 32-bit number.
 - **Life.** Blocks and payloads belong to the library and live until the callback returns. Copy what
-  you keep. In C++, `qel::Result` is a view with the same life, and `Result::store()` makes a copy.
+  you keep, the list that a block of events points at included. In C++, `qel::Result` is a view with
+  the same life, `Result::store()` makes a copy, and `Result::events()` is one.
 - **Frames.** Frame n of a key covers the samples from n * hop to n * hop + frame - 1. It is delivered
   inside the push that brings its last sample. The samples behind the last whole frame are not
   analyzed: push silence if they matter. The results do not depend on how the audio is cut into
   pushes, except for keys that are delivered once per push.
+- **At the end.** Keys about the stream as a whole are delivered inside of `QelAudioAnalysisProcess`
+  with flush 1 (`Analyzer::finish` in C++), once and for all channels. Frame and hop are then those
+  of the frames behind the result, and the samples behind the last whole frame do not count.
+- **No result.** Of the keys about rhythm, audio without a tempo gives none, and
+  `QelAudioAnalysisProcess` returns -1, as it also does after a stop that the progress callback asked
+  for. Audio without a number of beats per bar gives that number as 0 and no down beats, and the call
+  returns -3. It is -128 after a stop while that number was looked for. All this unless a later
+  group of keys returns another status: the last one counts. The C++ client raises an `Error` for -1
+  and -3, and returns false for a stop.
+- **Before the end.** `QelAudioAnalysisProcess` with flush 0 delivers the keys about rhythm once the
+  stream has its declared length, or 200000 frames, and returns -3864 before that. What comes after
+  such a delivery is a stretch of its own, with a tempo of its own. Its times carry on from the last
+  frame of the stretch before and so stand 896 to 1023 samples too early, deliberately.
 - **Time.** The callback carries no time. Count the calls of a key from 0: frame n starts at
-  n * hop / rate seconds. In C++, `Result::timeSeconds()` is that time. For the middle of the frame add
-  frame / 2 / rate.
+  n * hop / rate seconds. In C++, `Result::timeSeconds()` is that time, and 0 for a key that is
+  delivered at the end. For the middle of the frame add frame / 2 / rate.
 - **Not a number.** Values are handed out as they come, and ranges are promised for
-  magnitudes of samples up to 1e6. Samples that are infinite or not a number spoil the values of their frames or pushes, and the
-  amplitude envelope until the next reset.
+  magnitudes of samples up to 1e6. Samples that are infinite or not a number spoil the values of their frames or pushes, the
+  amplitude envelope until the next reset, and everything that is delivered at the end.
 
 `QelAudioAnalysisCreateCFRepresentation` turns blocks into a dictionary of the shape
 `{ key: [ channel: [ frame: { name: number } ] ] }`, with the names of the tables below. For payload
-"complex pairs" each name has an array of numbers, one per entry.
+"complex pairs" each name has an array of numbers, one per entry. Keys that are delivered at the end
+leave the level of frames out: `{ key: [ channel: { name: number } ] }`, with an array of numbers per
+name for payload "events", and `{ key: [ channel: number ] }` for payload "count".
 
 ## Symbols and units
 
@@ -99,11 +117,54 @@ std::string text(const qel::Range& range) {
 }
 
 std::string_view text(qel::PayloadKind payload) {
-    return payload == qel::PayloadKind::ComplexPairs ? "complex pairs" : "floats";
+    switch (payload) {
+    case qel::PayloadKind::ComplexPairs:
+        return "complex pairs";
+    case qel::PayloadKind::Events:
+        return "events";
+    case qel::PayloadKind::Count:
+        return "count";
+    default:
+        return "floats";
+    }
 }
 
 std::string_view text(qel::Delivery delivery) {
-    return delivery == qel::Delivery::PerPush ? "on every push" : "per frame, during the push";
+    switch (delivery) {
+    case qel::Delivery::PerPush:
+        return "on every push";
+    case qel::Delivery::AtEnd:
+        return "at the end";
+    default:
+        return "per frame, during the push";
+    }
+}
+
+std::string payloadText(const qel::KeyInfo& key) {
+    switch (key.payload) {
+    case qel::PayloadKind::ComplexPairs:
+        return std::to_string(key.payloadBytes / (2 * sizeof(float))) + " complex pairs";
+    case qel::PayloadKind::Events:
+        return "a list of events";
+    case qel::PayloadKind::Count:
+        return "one count";
+    default:
+        return std::to_string(key.payloadBytes / sizeof(float)) + " floats";
+    }
+}
+
+/* What the first column of a key's table numbers. */
+std::string_view columnText(qel::PayloadKind payload) {
+    switch (payload) {
+    case qel::PayloadKind::ComplexPairs:
+        return "Float of the pair";
+    case qel::PayloadKind::Events:
+        return "Part of an event";
+    case qel::PayloadKind::Count:
+        return "Number";
+    default:
+        return "Float";
+    }
 }
 
 std::string frameText(const qel::KeyInfo& key) {
@@ -145,12 +206,10 @@ void printKey(const qel::KeyInfo& key) {
     std::cout << "\n## " << key.key << "\n\n";
     printWrapped("", key.definition, "");
     std::cout << '\n';
-    const bool pairs = key.payload == qel::PayloadKind::ComplexPairs;
-    std::cout << "Payload: " << key.payloadBytes / (pairs ? 2 * sizeof(float) : sizeof(float))
-              << (pairs ? " complex pairs" : " floats") << ", " << key.payloadBytes
+    std::cout << "Payload: " << payloadText(key) << ", " << key.payloadBytes
               << " bytes per channel. Frame / hop: " << frameText(key) << ". Delivered "
-              << text(key.delivery) << ".\n\n"
-              << (pairs ? "| Float of the pair" : "| Float") << " | Name | Unit | Range |\n"
+              << text(key.delivery) << ".\n\n| " << columnText(key.payload)
+              << " | Name | Unit | Range |\n"
               << "|---|---|---|---|\n";
     for (std::size_t i = 0; i < key.values.size(); ++i) {
         const qel::ValueInfo& value = key.values[i];

@@ -1,0 +1,98 @@
+/*
+ * Values of the keys about the rhythm of a whole stream.
+ *
+ * Symbols of the definitions: F is the detection function, one value per 128 samples, and its rate
+ * is rate / 128.
+ */
+#pragma once
+
+#include <QelAudioAnalysis/KeyInfo.hpp>
+
+#include <limits>
+
+namespace qel {
+
+namespace detail {
+
+inline constexpr double kNoEnd = std::numeric_limits<double>::infinity();
+
+/* The longest lag looked at is below 2.1 seconds: 60 / 2.1 = 28.6 BPM, rounded. */
+inline constexpr Range kTempoRange{29, kNoEnd};
+
+} // namespace detail
+
+inline constexpr ValueInfo kGlobalTempoValues[] = {
+    {"global tempo 1", "BPM", detail::kTempoRange,
+     "The tempo whose beat period is the lag of the highest peak of the autocorrelation of F, "
+     "weighed with a preference for moderate tempi: a Gaussian over the logarithm of the tempo, "
+     "with its centre at 120 BPM (60 with Genre Hint 0) and a standard deviation of 1.43 octaves. "
+     "Rounded to whole BPM. A value outside of the range of Genre Hint is replaced by tempo 2, "
+     "unless that lies outside as well.",
+     "Ellis, Beat tracking by dynamic programming, J. New Music Research 36(1), 2007; Parncutt, A "
+     "perceptual model of pulse salience and metrical accent in musical rhythms, Music Perception "
+     "11(4), 1994; Moelants, Preferred tempo reconsidered, ICMPC, 2002"},
+    {"global tempo 2", "BPM", detail::kTempoRange,
+     "The best related tempo in the range of Genre Hint: three times, twice or half tempo 1, "
+     "whichever has the greatest weighed autocorrelation; equal to tempo 1 if none is above 0. "
+     "Rounded to whole BPM. Music has no one tempo to all listeners: look at both.",
+     "the pair with its shares after McKinney, Moelants, Davies and Klapuri, Evaluation of audio "
+     "beat tracking and music tempo extraction algorithms, J. New Music Research 36(1), 2007"},
+    {"global tempo 1 confidence",
+     "1",
+     {0, 1},
+     "The share of tempo 1 in the sum of both tempi's weighed autocorrelations. It compares the "
+     "two "
+     "and is no probability of being right. 0.5 where one tempo has taken the other's place. Below "
+     "0.5 the beats follow tempo 2.",
+     "after McKinney, Moelants, Davies and Klapuri 2007"},
+};
+
+inline constexpr ValueInfo kBeatsPerBarValues[] = {
+    {"global number of beats per bar",
+     "beats",
+     {0, 7},
+     "3, 4, 5 or 7, and 0 where none was found. Bars of 2 and of 8 beats count as 4, those of 6 as "
+     "3.",
+     "the autocorrelation by lag and phase after Eck and Casagrande, Finding meter in music using "
+     "an autocorrelation phase matrix and Shannon entropy, ISMIR, 2005"},
+};
+
+inline constexpr ValueInfo kBeatValues[] = {
+    {"beat time",
+     "s",
+     {0, detail::kNoEnd},
+     "Seconds from the stream's start to the first sample of the frame of F that is the beat, in "
+     "steps of 128 / rate. It is early, deliberately: what is heard as the beat comes about 5 % of "
+     "a "
+     "period later, and up to 1024 / rate more, as the frame is that long. At 120 BPM and 44100 Hz "
+     "that is 25 to 50 ms. In the dictionary it is a float, whose steps exceed a millisecond after "
+     "2.3 hours.",
+     "Ellis 2007"},
+    {"beat confidence",
+     "1",
+     {0, detail::kNoEnd},
+     "Strength: the magnitude of F at the beat's frame, divided by the greatest F of the section. "
+     "As "
+     "beats are early, F often has only begun to rise there: small values are no sign of wrong "
+     "beats. "
+     "Compare it between beats of one stream. A fall of F below 0 can take it above 1, and it is "
+     "not "
+     "a number in a section where F is 0 throughout.",
+     ""},
+};
+
+inline constexpr ValueInfo kDownBeatValues[] = {
+    {"down beat time",
+     "s",
+     {0, detail::kNoEnd},
+     "The time of the beat that was chosen, as in \"beat data\".",
+     ""},
+    {"down beat confidence",
+     "1",
+     {0, detail::kNoEnd},
+     "The strength of that beat, as in \"beat data\". It does not tell how sure it is that a bar "
+     "begins there.",
+     ""},
+};
+
+} // namespace qel
