@@ -53,9 +53,9 @@ SInt32 AABeatFunctionGenerator::FindBeats(const TempoEstimates& estimates, const
     const double frameRate = mSampleRate / mHopSize;
     const float tempo = estimates.confidence < 0.5f ? estimates.tempo2 : estimates.tempo1;
     const float period = (kSecondsPerMinute * static_cast<float>(frameRate)) / tempo;
-    // A period of less than two frames leaves no room for a predecessor, and one that is no number,
-    // or longer than a section, no use for one: sample rates of a few Hz, or of none.
-    if (!(period >= 2.0f && period <= static_cast<float>(kSectionFrames)))
+    // A period of less than half a frame leaves no room for a predecessor, and one that is no
+    // number, or longer than a section, no use for one: sample rates of a few hundred Hz at most.
+    if (!(period >= 0.5f && period <= static_cast<float>(kSectionFrames)))
         return 0;
     const std::vector<float> local = Smoothed(section, period);
     std::vector<SInt32> backLinks(section.length);
@@ -100,8 +100,8 @@ std::vector<float> AABeatFunctionGenerator::Smoothed(const Section& section, flo
     return local;
 }
 
-// The forward pass: for each frame the score and the best predecessor, negative for none. Frame 0
-// can never be a predecessor: that is meant.
+// The forward pass: for each frame the score and the best predecessor, negative for none. The score
+// of frame 0 is never looked at: that is meant.
 SInt32 AABeatFunctionGenerator::TrackBackLinks(const Section& section,
                                                const std::vector<float>& local, float period,
                                                std::vector<SInt32>& backLinks) const {
@@ -125,7 +125,7 @@ SInt32 AABeatFunctionGenerator::TrackBackLinks(const Section& section,
         vDSP_Length index = 0;
         if (skip < end) {
             const auto count = static_cast<vDSP_Length>(end - skip);
-            vDSP_vmul(transition.data() + skip, 1, score.data() + base + skip, 1, weighted.data(),
+            vDSP_vmul(transition.data() + skip, 1, score.data() + (base + skip), 1, weighted.data(),
                       1, count);
             vDSP_maxmgvi(weighted.data(), 1, &best, &index, count);
         }

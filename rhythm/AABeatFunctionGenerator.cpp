@@ -96,6 +96,8 @@ void AABeatFunctionGenerator::Cleanup() {
         list->free();
     mAudioRing.free();
     mFunctionRing.free();
+    ResetStamp(mAudioTime);
+    ResetStamp(mFunctionTime);
     AABeatFunctionGenerator::NullPointers();
 }
 
@@ -109,6 +111,16 @@ CABufferList* AABeatFunctionGenerator::NewBuffer(const char* name, UInt64 bytesP
     buffer = CABufferList::New(name, format);
     buffer->AllocateBuffers(static_cast<UInt32>(bytesPerChannel));
     return buffer.release();
+}
+
+// A ring that begins with room for a declared run. A declaration may be false, so that no more than
+// a gigabyte is taken on trust: a longer run grows the ring as it comes.
+CARingBuffer* AABeatFunctionGenerator::NewRing(UInt32 declaredFrames) const {
+    constexpr UInt32 kTrustedFloats = 1u << 28;
+    CAAutoDelete<CARingBuffer> ring(new CARingBuffer);
+    ring->Allocate(static_cast<SInt32>(mNumChannels), sizeof(float),
+                   std::min(declaredFrames, kTrustedFloats / std::max(mNumChannels, 1u)));
+    return ring.release();
 }
 
 float* AABeatFunctionGenerator::Channel(const CAAutoDelete<CABufferList>& buffer,
@@ -125,15 +137,13 @@ void AABeatFunctionGenerator::AllocateBuffers() {
     processor->MakeFilterWeights2();
 
     constexpr UInt64 kFloat = sizeof(float);
-    const auto channels = static_cast<SInt32>(mNumChannels);
     mAudioRing.free();
     mAudioFetchList.free();
-    if (NeedsAudio()) {
-        mAudioRing = new CARingBuffer;
-        mAudioRing->Allocate(channels, kFloat, mStreamLength);
-        mAudioFetchList = NewBuffer("audio fetch buffer", mMaxFrames * kFloat);
-    }
     ResetStamp(mAudioTime);
+    if (NeedsAudio()) {
+        mAudioFetchList = NewBuffer("audio fetch buffer", mMaxFrames * kFloat);
+        mAudioRing = NewRing(mStreamLength);
+    }
 
     const UInt64 bandBytes = mNumMelBands * kFloat;
     mPreviousList = NewBuffer("previous buffer", bandBytes);
@@ -143,9 +153,8 @@ void AABeatFunctionGenerator::AllocateBuffers() {
     mFiltFunctionList = NewBuffer("filt function buffer", kFloat);
     mPrevFiltFunctionList = NewBuffer("prev filt function buffer", kFloat);
     mButterworthList = NewBuffer("butterworth buffer", kButterworthOrder * kFloat);
-    mFunctionRing = new CARingBuffer;
-    mFunctionRing->Allocate(channels, kFloat, mNumAnalysisFrames);
     mFunctionFetchList = NewBuffer("function fetching buffer", 0);
+    mFunctionRing = NewRing(mNumAnalysisFrames);
     ResetStamp(mFunctionTime);
     for (auto* events : {&mBeatList, &mDownBeatList})
         events->assign(mNumChannels, {});
@@ -164,6 +173,8 @@ SInt32 AABeatFunctionGenerator::PushAudio(AudioBufferList* list, UInt32 frames) 
 
 void AABeatFunctionGenerator::StoreRectifiedAudio(const AudioBufferList& list, UInt32 frames) {
     const UInt32 channels = std::min(list.mNumberBuffers, mNumChannels);
+    // A fetch leaves the list with the size of what it got.
+    mAudioFetchList->AllocateBuffers(frames * UInt32{sizeof(float)});
     for (UInt32 c = 0; c < channels; ++c) {
         float* rectified = Channel(mAudioFetchList, c);
         float* state = Channel(mButterworthList, c);
@@ -241,7 +252,7 @@ SInt32 AABeatFunctionGenerator::ProcessFinal(UInt8 flush) {
         status = FindDownBeats();
     if (status != 0)
         return status;
-    AllocateBuffers();
+    QelAAAnalysisGenerator::ReadyAnalysis(); // the segments' time goes on
     mSegmentTime.mSampleTime += frames;
     return QelAAAnalysisGenerator::ProcessFinal(flush);
 }

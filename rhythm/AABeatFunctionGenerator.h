@@ -62,8 +62,9 @@ public:
     SInt32 SetParameter(CFStringRef name, float value) override;
 
     // 0; kAudioAnalysisErr_NotEnoughData without flush, while the stream is not complete and has
-    // less than one section; -1 where there is no tempo; -3 where there is no meter; -128 for a
-    // stop in the meter stage. After a failure the stored stream stays for another call.
+    // less than one section; -1 where there is no tempo, for a stop in its estimation, and for one
+    // at the end; -3 where there is no meter; -128 for a stop in the meter stage. After a failure
+    // the stored stream stays for another call.
     SInt32 ProcessFinal(UInt8 flush) override;
 
     // The range of tempi: 0 for 20 to 110 BPM around 60, 1 for 50 to 220 BPM around 120. Any other
@@ -103,6 +104,7 @@ private:
     bool IsWanted(Flag flag) const;
     bool NeedsAudio() const { return IsWanted(kBeatsPerBar) || IsWanted(kDownBeatData); }
     float FrameRate() const; // of the function, Hz, in single precision
+    CARingBuffer* NewRing(UInt32 declaredFrames) const;
     CABufferList* NewBuffer(const char* name, UInt64 bytesPerChannel) const;
     float* Channel(const CAAutoDelete<CABufferList>& buffer, UInt32 channel) const;
 

@@ -53,15 +53,18 @@ SInt32 AABeatFunctionGenerator::FindBeatsPerBar() {
 }
 
 // The fetched audio at 100 values per second, by channel. Audio shorter than the filter, or of a
-// sample rate below 100 Hz, resamples to nothing but zeros.
+// sample rate below 100 Hz, resamples to nothing.
 std::vector<std::vector<float>> AABeatFunctionGenerator::ResampledAudio(UInt32 frames) {
-    if (!(mSampleRate >= kMeterRate && mSampleRate < 4294967296.0))
-        return std::vector<std::vector<float>>(mNumChannels);
+    std::vector<std::vector<float>> output(mNumChannels);
+    if (frames == 0 || !(mSampleRate >= kMeterRate && mSampleRate < 4294967296.0))
+        return output;
     const auto pass = static_cast<double>(static_cast<float>(kMeterRate) * kPassShare);
     const auto transition = static_cast<double>(static_cast<float>(kMeterRate) *
                                                 ((1.0f - kPassShare) + (1.0f - kPassShare)));
     const KaiserBesselFilterParameters parameters(pass / mSampleRate, kStopBandDecibels,
                                                   transition / mSampleRate, 0u);
+    if (parameters.filterLength - 1 > frames)
+        return output;
     const auto inputRate = static_cast<UInt32>(mSampleRate);
     SRCFilter resampler(mNumChannels, inputRate, kMeterRate, parameters);
     UInt32 outFrames = 0;
@@ -69,11 +72,11 @@ std::vector<std::vector<float>> AABeatFunctionGenerator::ResampledAudio(UInt32 f
 
     // A run may give one value more than it says.
     const UInt64 room = UInt64{frames} * kMeterRate / inputRate + 2;
-    std::vector<std::vector<float>> output(mNumChannels, std::vector<float>(room));
     std::vector<const float*> inputs;
     std::vector<float*> outputs;
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         inputs.push_back(Channel(mAudioFetchList, c));
+        output[c].resize(room);
         outputs.push_back(output[c].data());
     }
     resampler.ComputeDeinterleaved(inputs.data(), outputs.data(), frames);

@@ -43,6 +43,8 @@ CACFDictionary EventDictionary(const QelAudioAnalysisBlock& block, CFStringRef t
     QelAudioAnalysisEventList list{};
     if (block.mDataByteSize >= sizeof list)
         list = *static_cast<const QelAudioAnalysisEventList*>(block.mData);
+    if (list.mEvents == nullptr)
+        list.mCount = 0;
     CACFArray times(list.mCount, true);
     CACFArray strengths(list.mCount, true);
     for (UInt32 i = 0; i < list.mCount; ++i) {

@@ -90,7 +90,7 @@ SInt32 AABeatFunctionGenerator::FindTempoEstimates(TempoEstimates& estimates,
     // kHz.
     const float frameRate = FrameRate();
     const float longestLag = std::round(kLongestLagSeconds * frameRate);
-    if (!(longestLag <= static_cast<float>(section.length)))
+    if (!(longestLag >= 0.0f && longestLag <= static_cast<float>(section.length)))
         return kAudioAnalysisErr_NotEnoughData;
     const auto maxLag = static_cast<UInt32>(longestLag);
 

@@ -92,12 +92,17 @@ void MeterMatrix::Accumulate(const float* signal) {
 }
 
 void MeterMatrix::SmoothedRow(UInt32 lag, float* row) const {
-    // Zeros at both ends stand for the phases beyond the row.
-    static constexpr std::array<float, kLags> kNothing{};
-    std::array<float, kLags + 2> lags{};
-    SumOfThree(lag < kLags ? Row(lag + 1) : kNothing.data(), Row(lag),
-               lag > 1 ? Row(lag - 1) : kNothing.data(), lags.data() + 1, kLags);
-    SumOfThree(lags.data() + 2, lags.data() + 1, lags.data(), row, kLags);
+    // Over phases first, then over lags. Zeros at both ends stand for the phases beyond a row.
+    std::array<float, kLags + 2> phases{};
+    std::array<std::array<float, kLags>, 3> sums{}; // of the lag before, the lag, the lag behind
+    for (UInt32 i = 0; i < 3; ++i) {
+        const UInt32 neighbour = lag - 1 + i;
+        if (neighbour < 1 || neighbour > kLags)
+            continue;
+        std::copy_n(Row(neighbour), kLags, phases.data() + 1);
+        SumOfThree(phases.data() + 2, phases.data() + 1, phases.data(), sums[i].data(), kLags);
+    }
+    SumOfThree(sums[2].data(), sums[1].data(), sums[0].data(), row, kLags);
 }
 
 std::vector<float> MeterMatrix::Repetition(const std::function<bool(UInt32 shift)>& goesOn) const {

@@ -9,6 +9,7 @@
 // ReferenceTracking.cpp: beats and down beats. ReferenceMeter.cpp: meter.
 #pragma once
 
+#include <array>
 #include <complex>
 #include <cstddef>
 #include <cstdint>
@@ -73,6 +74,25 @@ std::vector<float> RectifiedAudio(std::span<const float> samples);
 
 // That signal at 100 Hz. The rate must be a multiple of 100 Hz.
 std::vector<double> ResampleTo100Hz(std::span<const float> signal, double rateHz);
+
+struct MeterPeak {
+    double value = 0.0;
+    std::size_t position = 0; // index into the curve
+};
+
+// What is read out of a curve of 1350 values, the signal's repetition at shifts of 10 ms.
+struct MeterReading {
+    std::vector<double> withoutTrend;
+    std::vector<double> belowBar; // weighed and smoothed, without the bar's lobe
+    std::vector<MeterPeak> peaks; // of what stands above a tenth of the bar, in the order of taking
+    double barFrames = 0.0;       // in 10 ms
+};
+MeterReading ReadMeter(std::vector<double> repetition);
+
+// Adds to the score of each beat count from 2 to 8 the mean height of the peaks where it would
+// divide the bar. What earlier channels left is divided again: that is meant.
+using MeterScoreList = std::array<double, 7>;
+void AddMeterScores(const std::vector<MeterPeak>& peaks, double barFrames, MeterScoreList& scores);
 
 struct Meters {
     std::vector<std::uint32_t> meters; // by channel, 0 where there is none

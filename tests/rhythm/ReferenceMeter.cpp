@@ -168,9 +168,8 @@ std::size_t FirstRise(const std::vector<double>& curve, std::size_t from, std::s
     return otherwise;
 }
 
-// What stays of a curve is the part above its trend, behind its first fall, long lags weighing
-// less. Returns the end of that fall.
-std::size_t Flatten(std::vector<double>& curve) {
+// The curve above its trend, its first fall cleared. Returns the end of that fall.
+std::size_t ClearTrend(std::vector<double>& curve) {
     std::size_t m = FirstRise(curve, kSearchStart, kLags, kSearchStart);
     const std::vector<double> trend = Trend(curve, m + 1);
     for (std::size_t i = 0; i < kLags; ++i) {
@@ -182,29 +181,28 @@ std::size_t Flatten(std::vector<double>& curve) {
     }
     m = FirstRise(curve, m, kLags - 2, m);
     std::fill_n(curve.begin(), m + 1, 0.0);
+    return m;
+}
+
+// Long lags weigh less, and neighbours are summed under a small triangle.
+void WeighAndSmooth(std::vector<double>& curve) {
     for (std::size_t i = kRampStart; i < kLags; ++i) {
         curve[i] *= 1.0 + static_cast<double>(i - kRampStart) * kRampStep;
     }
-    const std::vector<double> flat = curve;
+    const std::vector<double> sharp = curve;
     constexpr std::array<double, 5> kKernel = {0.25, 0.5, 1.0, 0.5, 0.25};
     for (std::size_t i = 0; i < kLags; ++i) {
         curve[i] = 0.0;
         for (std::size_t k = 0; k < kKernel.size(); ++k) {
             if (i + 2 >= k && i + 2 - k < kLags) {
-                curve[i] += kKernel[k] * flat[i + 2 - k];
+                curve[i] += kKernel[k] * sharp[i + 2 - k];
             }
         }
     }
-    return m;
 }
 
-struct Peak {
-    double value;
-    std::size_t position;
-};
-
-std::vector<Peak> TakePeaks(std::vector<double>& curve) {
-    std::vector<Peak> peaks;
+std::vector<MeterPeak> TakePeaks(std::vector<double>& curve) {
+    std::vector<MeterPeak> peaks;
     while (std::accumulate(curve.begin(), curve.end(), 0.0) > 0.0 && peaks.size() < kLags) {
         const auto top = static_cast<std::size_t>(
             std::distance(curve.begin(), std::max_element(curve.begin(), curve.end())));
@@ -217,46 +215,6 @@ std::vector<Peak> TakePeaks(std::vector<double>& curve) {
         }
     }
     return peaks;
-}
-
-using Scores = std::array<double, kCandidates.size()>;
-
-// Adds to each candidate the mean height of the peaks where it would divide the bar. The scores
-// that earlier channels left are divided and weighted again: that is meant.
-void AddScores(const std::vector<Peak>& peaks, double bar, Scores& scores) {
-    const double tolerance = 0.014999999664723873 * bar;
-    for (std::size_t c = 0; c < kCandidates.size(); ++c) {
-        for (double k = 1.0; k < kCandidates[c]; k += 1.0) {
-            const double place = k * bar / kCandidates[c];
-            for (const Peak& peak : peaks) {
-                if (std::abs(static_cast<double>(peak.position + 1) - place) < tolerance) {
-                    scores[c] += peak.value;
-                }
-            }
-        }
-        scores[c] /= kCandidates[c] - 1.0;
-    }
-}
-
-// The peaks below the bar's own, and the bar in 10 ms.
-std::vector<Peak> PeaksWithinBar(std::vector<double> curve, double& bar) {
-    std::size_t m = Flatten(curve);
-    const auto top = static_cast<std::size_t>(
-        std::distance(curve.begin(), std::max_element(curve.begin(), curve.end())));
-    const double topValue = curve[top];
-    std::fill(curve.begin() + static_cast<std::ptrdiff_t>(top) + 1, curve.end(), 0.0);
-    for (std::size_t i = top; i-- > 1;) {
-        if (curve[i - 1] > curve[i]) {
-            m = i;
-            break;
-        }
-    }
-    std::fill(curve.begin() + static_cast<std::ptrdiff_t>(m), curve.end(), 0.0);
-    for (double& value : curve) {
-        value = value < topValue * 0.10000000149011612 ? 0.0 : value;
-    }
-    bar = static_cast<double>(top + 1);
-    return TakePeaks(curve);
 }
 
 double BesselI0(double x) {
@@ -284,6 +242,46 @@ double Tap(std::ptrdiff_t i, std::size_t n, double cutoff, double alpha) {
 }
 
 } // namespace
+
+MeterReading ReadMeter(std::vector<double> curve) {
+    MeterReading reading;
+    std::size_t m = ClearTrend(curve);
+    reading.withoutTrend = curve;
+    WeighAndSmooth(curve);
+    const auto top = static_cast<std::size_t>(
+        std::distance(curve.begin(), std::max_element(curve.begin(), curve.end())));
+    const double topValue = curve[top];
+    reading.barFrames = static_cast<double>(top + 1);
+    std::fill(curve.begin() + static_cast<std::ptrdiff_t>(top) + 1, curve.end(), 0.0);
+    for (std::size_t i = top; i-- > 1;) {
+        if (curve[i - 1] > curve[i]) {
+            m = i;
+            break;
+        }
+    }
+    std::fill(curve.begin() + static_cast<std::ptrdiff_t>(m), curve.end(), 0.0);
+    reading.belowBar = curve;
+    for (double& value : curve) {
+        value = value < topValue * 0.10000000149011612 ? 0.0 : value;
+    }
+    reading.peaks = TakePeaks(curve);
+    return reading;
+}
+
+void AddMeterScores(const std::vector<MeterPeak>& peaks, double bar, MeterScoreList& scores) {
+    const double tolerance = 0.014999999664723873 * bar;
+    for (std::size_t c = 0; c < kCandidates.size(); ++c) {
+        for (double k = 1.0; k < kCandidates[c]; k += 1.0) {
+            const double place = k * bar / kCandidates[c];
+            for (const MeterPeak& peak : peaks) {
+                if (std::abs(static_cast<double>(peak.position + 1) - place) < tolerance) {
+                    scores[c] += peak.value;
+                }
+            }
+        }
+        scores[c] /= kCandidates[c] - 1.0;
+    }
+}
 
 std::vector<float> RectifiedAudio(std::span<const float> samples) {
     constexpr std::array<float, 7> kA = {1.0f,
@@ -341,15 +339,14 @@ std::vector<double> ResampleTo100Hz(std::span<const float> signal, double rateHz
 
 Meters FindMeters(const std::vector<std::vector<double>>& signals) {
     Products products;
-    Scores scores{};
+    MeterScoreList scores{};
     Meters result;
     for (const std::vector<double>& signal : signals) {
         AddChannel(signal, products);
-        double bar = 0.0;
-        const std::vector<Peak> peaks = PeaksWithinBar(Repetition(Smoothed(products.sums)), bar);
-        bool failed = peaks.empty();
+        const MeterReading reading = ReadMeter(Repetition(Smoothed(products.sums)));
+        bool failed = reading.peaks.empty();
         if (!failed) {
-            AddScores(peaks, bar, scores);
+            AddMeterScores(reading.peaks, reading.barFrames, scores);
         }
         for (std::size_t c = 0; c < scores.size(); ++c) {
             scores[c] *= kWeights[c];
@@ -363,7 +360,7 @@ Meters FindMeters(const std::vector<std::vector<double>>& signals) {
             failed = true;
         }
         result.anyFailed = result.anyFailed || failed;
-        result.barFrames.push_back(bar);
+        result.barFrames.push_back(reading.barFrames);
         result.meters.push_back(meter);
     }
     return result;

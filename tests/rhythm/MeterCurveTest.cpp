@@ -1,0 +1,125 @@
+// The reading of a repetition curve, step by step, against the reference and closed forms.
+
+#include "rhythm/MeterCurve.h"
+#include "tests/rhythm/ReferenceBeats.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace qel::test {
+namespace {
+
+using core::MeterCurve;
+using core::MeterScores;
+
+constexpr std::size_t kLags = 1350;
+
+// A falling, bent base with a peak after every beat and a higher one after every bar.
+std::vector<float> BeatCurve(double beat, int beatsPerBar) {
+    std::vector<float> curve(kLags);
+    for (std::size_t i = 0; i < kLags; ++i) {
+        const auto x = static_cast<double>(i);
+        double value = 4.0 + 3.0 * std::exp(-x / 400.0) + 0.2 * std::sin(x / 300.0);
+        for (int k = 0; k * beat < kLags + 50.0; ++k) {
+            const double height = k % beatsPerBar == 0 ? 1.0 : 0.4 + 0.05 * (k % beatsPerBar);
+            const double u = (x - k * beat) / 4.0;
+            value += height * std::exp(-0.5 * u * u);
+        }
+        curve[i] = static_cast<float>(value);
+    }
+    return curve;
+}
+
+void ExpectCurve(const std::vector<double>& expected, const std::vector<float>& actual,
+                 double tolerance) {
+    ASSERT_EQ(expected.size(), actual.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        ASSERT_NEAR(expected[i], actual[i], tolerance) << "shift " << i;
+    }
+}
+
+using MeterCurveOfBeats = testing::TestWithParam<std::tuple<double, int>>;
+
+TEST_P(MeterCurveOfBeats, EachStepIsTheReferences) {
+    const auto [beat, beatsPerBar] = GetParam();
+    const std::vector<float> repetition = BeatCurve(beat, beatsPerBar);
+    const MeterReading expected = ReadMeter({repetition.begin(), repetition.end()});
+
+    MeterCurve curve(repetition);
+    curve.RemoveTrend();
+    // A polynomial of degree 7 at shifts up to 1350, in single precision: terms far greater than
+    // their sum cancel. The curve's values reach 8.
+    ExpectCurve(expected.withoutTrend, curve.Values(), 1e-3);
+    curve.FindBar();
+    EXPECT_EQ(expected.barFrames, static_cast<double>(curve.BarShift()));
+    EXPECT_NEAR(beat * beatsPerBar + 1.0, static_cast<double>(curve.BarShift()), 1.0);
+    // The small triangle sums up to 2.5 times that.
+    ExpectCurve(expected.belowBar, curve.Values(), 2.5e-3);
+    ASSERT_TRUE(curve.FindPeaks());
+    ASSERT_EQ(expected.peaks.size(), curve.Peaks().size());
+    for (std::size_t i = 0; i < expected.peaks.size(); ++i) {
+        EXPECT_EQ(expected.peaks[i].position, curve.Peaks()[i].position) << i;
+        EXPECT_NEAR(expected.peaks[i].value, curve.Peaks()[i].value, 2.5e-3) << i;
+    }
+
+    MeterScores scores;
+    MeterScoreList expectedScores{};
+    constexpr std::array<double, 7> kWeights = {0.4, 1.0, 0.5, 0.5, 1.5, 1.0, 1.0};
+    // Twice, as for two channels: the second is divided and weighed on top of the first.
+    for (int channel = 0; channel < 2; ++channel) {
+        scores.Judge(curve);
+        const UInt32 meter = scores.WeighAndChoose();
+        AddMeterScores(expected.peaks, expected.barFrames, expectedScores);
+        for (std::size_t c = 0; c < kWeights.size(); ++c) {
+            expectedScores[c] *= kWeights[c];
+            EXPECT_NEAR(expectedScores[c], scores.Scores()[c], 5e-3) << c;
+        }
+        if (channel == 0) {
+            EXPECT_EQ(beatsPerBar == 6 ? 3u : static_cast<UInt32>(beatsPerBar), meter);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(BeatsAndBars, MeterCurveOfBeats,
+                         testing::Combine(testing::Values(37.5, 50.0, 62.0),
+                                          testing::Values(3, 4, 5, 6, 7)));
+
+TEST(MeterCurveTest, AFlatTopIsTakenAgainAndAgain) {
+    std::vector<float> values(kLags);
+    values[99] = values[102] = 1.0f;
+    values[100] = values[101] = 2.0f;
+    MeterCurve curve(values);
+    ASSERT_TRUE(curve.FindPeaks());
+    EXPECT_EQ(kLags, curve.Peaks().size());
+    // The left side goes with the first taking; the top and what is behind it stay.
+    for (const MeterCurve::Peak& peak : curve.Peaks()) {
+        EXPECT_EQ(100u, peak.position);
+        EXPECT_EQ(2.0f, peak.value);
+    }
+}
+
+TEST(MeterCurveTest, PeaksGoDownToTheValleys) {
+    std::vector<float> values(kLags);
+    const std::vector<float> shape = {0.0f, 1.0f, 3.0f, 5.0f, 2.0f, 1.0f, 2.0f, 4.0f, 3.0f, 0.0f};
+    std::copy(shape.begin(), shape.end(), values.begin() + 200);
+    MeterCurve curve(values);
+    ASSERT_TRUE(curve.FindPeaks());
+    ASSERT_EQ(2u, curve.Peaks().size());
+    EXPECT_EQ(203u, curve.Peaks()[0].position);
+    EXPECT_EQ(5.0f, curve.Peaks()[0].value);
+    EXPECT_EQ(207u, curve.Peaks()[1].position);
+    EXPECT_EQ(4.0f, curve.Peaks()[1].value);
+}
+
+TEST(MeterCurveTest, NothingHasNoPeaks) {
+    MeterCurve curve(std::vector<float>(kLags, 0.0f));
+    curve.RemoveTrend();
+    curve.FindBar();
+    EXPECT_FALSE(curve.FindPeaks());
+    EXPECT_EQ(0u, MeterScores().WeighAndChoose());
+}
+
+} // namespace
+} // namespace qel::test
