@@ -68,6 +68,9 @@ bool AnalyzeOne(const AnalysisPlan& plan, const std::string& path, std::size_t i
             Say(progress, fmt::format("{}: warning: {} damaged packets were left out", path,
                                       summary.decoder.damagedPackets));
         }
+        if (!summary.missing.empty()) {
+            Say(progress, fmt::format("{}: warning: {}", path, summary.missing));
+        }
         return true;
     } catch (const OutputError&) {
         throw;

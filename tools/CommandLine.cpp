@@ -56,9 +56,12 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
     command->add_option("FILE", options.files, "Audio files")->required();
     CLI::Option* keys = AddRepeatable(
         command, "--keys", options.keyLists,
-        "Keys to analyze, separated by commas; without --keys or --all: all but \"spectrum\"");
+        "Keys to analyze, separated by commas; without --keys or --all: all but \"spectrum\" and "
+        "those delivered at end");
     keys->type_name("LIST");
-    command->add_flag("--all", options.allKeys, "Analyze all keys, the bulky \"spectrum\" too")
+    command
+        ->add_flag("--all", options.allKeys,
+                   "Analyze all keys, the bulky \"spectrum\" and tempo, beats and meter too")
         ->excludes(keys);
     AddChoice<OutputFormat>(command, "--format", options.format,
                             {{"json", OutputFormat::Json}, {"csv", OutputFormat::Csv}},
@@ -78,7 +81,7 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
         ->check(CLI::Range(std::uint32_t{1}, kLargestBlock))
         ->type_name("N");
     AddRepeatable(command, "--param", options.parameters,
-                  "Set a parameter of the analysis, as in --param \"Min BPM=60\"; repeatable")
+                  "Set a parameter of the analysis, as in --param \"Genre Hint=0\"; repeatable")
         ->type_name("NAME=VALUE");
     command->add_flag("--quiet", options.quiet, "No progress bar, even on a terminal");
     command->footer(kFooter);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <set>
 #include <string_view>
 #include <system_error>
@@ -47,7 +48,16 @@ std::vector<std::string> ColumnNames(const KeyInfo& info) {
     return names;
 }
 
+// Every event has a row of its own and a time of its own, so that channels cannot share rows.
+std::string EventHeaderRow(const KeyInfo& info, std::size_t channels) {
+    return fmt::format("time{},{}\n", channels == 1 ? "" : ",channel",
+                       Quoted(std::string(info.values.back().name)));
+}
+
 std::string HeaderRow(const KeyInfo& info, std::size_t channels) {
+    if (info.payload == PayloadKind::Events) {
+        return EventHeaderRow(info, channels);
+    }
     const std::vector<std::string> names = ColumnNames(info);
     std::string row = "time";
     for (std::size_t c = 0; c < channels; ++c) {
@@ -57,6 +67,34 @@ std::string HeaderRow(const KeyInfo& info, std::size_t channels) {
         }
     }
     return row + '\n';
+}
+
+void AppendEvents(TextSink& sink, const Result& result) {
+    for (std::size_t c = 0; c < result.channels(); ++c) {
+        for (const Event& event : result.events(c)) {
+            fmt::memory_buffer& buffer = sink.Buffer();
+            AppendCsvNumber(buffer, event.timeSeconds);
+            if (result.channels() > 1) {
+                fmt::format_to(std::back_inserter(buffer), ",{}", c);
+            }
+            buffer.push_back(',');
+            AppendCsvNumber(buffer, event.strength);
+            buffer.push_back('\n');
+            sink.MayFlush();
+        }
+    }
+}
+
+// The numbers of a channel, each behind a comma.
+void AppendChannel(fmt::memory_buffer& buffer, const Result& result, std::size_t channel) {
+    if (result.info()->payload == PayloadKind::Count) {
+        fmt::format_to(std::back_inserter(buffer), ",{}", result.count(channel));
+        return;
+    }
+    for (const float value : result.floats(channel)) {
+        buffer.push_back(',');
+        AppendCsvNumber(buffer, value);
+    }
 }
 
 } // namespace
@@ -139,13 +177,14 @@ void CsvWriter::RemoveMadeDirectories() {
 
 void CsvWriter::Write(std::size_t key, const Result& result) {
     TextSink& sink = mFiles[key].Sink();
+    if (result.info()->payload == PayloadKind::Events) {
+        AppendEvents(sink, result);
+        return;
+    }
     fmt::memory_buffer& buffer = sink.Buffer();
     AppendCsvNumber(buffer, result.timeSeconds());
     for (std::size_t c = 0; c < result.channels(); ++c) {
-        for (const float value : result.floats(c)) {
-            buffer.push_back(',');
-            AppendCsvNumber(buffer, value);
-        }
+        AppendChannel(buffer, result, c);
     }
     buffer.push_back('\n');
     sink.MayFlush();

@@ -10,9 +10,9 @@
 
 namespace qel::tool {
 
-// Writes one CSV file per key, one row per result with its time in seconds first; docs/output.md
-// tells the names. A file of audio gets its CSV files under their names together, when all of it
-// was analyzed.
+// Writes one CSV file per key, one row per result or event with its time in seconds first;
+// docs/output.md tells the names. A file of audio gets its CSV files under their names together,
+// when all of it was analyzed.
 class CsvWriter : public ResultWriter {
 public:
     // output is a directory, made when it is needed, or "-" for standard output, which only one

@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <limits>
+#include <set>
 
 namespace qel::tool {
 namespace {
@@ -30,14 +31,55 @@ std::uint32_t LengthHint(std::int64_t frames) {
     return fits ? static_cast<std::uint32_t>(frames) : 0;
 }
 
+using Keys = std::set<const KeyInfo*>;
+
 // The analyzer may also deliver keys of the same group that nobody asked for: those are dropped.
-void ConnectWriter(Analyzer& analyzer, const AnalysisPlan& plan, ResultWriter& writer) {
-    analyzer.onResult([&plan, &writer](const Result& result) {
+// Whatever key has a result is added to delivered.
+void ConnectWriter(Analyzer& analyzer, const AnalysisPlan& plan, ResultWriter& writer,
+                   Keys& delivered) {
+    analyzer.onResult([&plan, &writer, &delivered](const Result& result) {
         const auto found = std::find(plan.keys.begin(), plan.keys.end(), result.info());
         if (found != plan.keys.end()) {
+            delivered.insert(result.info());
             writer.Write(static_cast<std::size_t>(found - plan.keys.begin()), result);
         }
     });
+}
+
+// Ends the stream. Audio may well be without a tempo or a meter: that is told by the returned
+// status, and is no reason to drop what else was found.
+SInt32 FinishStream(Analyzer& analyzer, ProgressBar& progress) {
+    try {
+        analyzer.finish([&progress](float percent) {
+            Interrupt::Check();
+            progress.Finishing(percent);
+            return true;
+        });
+    } catch (const Error& error) {
+        if (error.status() != kStatusNoTempo && error.status() != kStatusNoMeter) {
+            throw;
+        }
+        return error.status();
+    }
+    return 0;
+}
+
+// The whole-stream keys without a result, and why. The status is that of the last group of keys, so
+// that it may be silent about another group's.
+std::string DescribeMissing(const AnalysisPlan& plan, const Keys& delivered, SInt32 status) {
+    std::vector<std::string> missing;
+    for (const KeyInfo* info : plan.keys) {
+        if (info->delivery == Delivery::AtEnd && !delivered.contains(info)) {
+            missing.push_back(fmt::format("\"{}\"", info->key));
+        }
+    }
+    const std::string keys =
+        missing.empty() ? "" : fmt::format("no values for {}", fmt::join(missing, ", "));
+    if (status == 0) {
+        return keys;
+    }
+    return keys.empty() ? std::string(statusText(status))
+                        : fmt::format("{}; {}", statusText(status), keys);
 }
 
 FileHeader DescribeFile(const AnalysisPlan& plan, const std::string& path, std::size_t index,
@@ -69,7 +111,8 @@ FileSummary Run(const AnalysisPlan& plan, const std::string& path, std::size_t i
     for (const auto& [name, value] : plan.parameters) {
         analyzer.setParameter(name, value);
     }
-    ConnectWriter(analyzer, plan, writer);
+    Keys delivered;
+    ConnectWriter(analyzer, plan, writer, delivered);
     writer.BeginFile(DescribeFile(plan, path, index, decoder, analyzer));
     progress.Begin(path, decoder.ExpectedFrames(), decoder.SampleRateHz());
 
@@ -80,11 +123,7 @@ FileSummary Run(const AnalysisPlan& plan, const std::string& path, std::size_t i
         summary.frames += static_cast<std::int64_t>(count);
         progress.Advance(summary.frames);
     }
-    analyzer.finish([&progress](float percent) {
-        Interrupt::Check();
-        progress.Finishing(percent);
-        return true;
-    });
+    summary.missing = DescribeMissing(plan, delivered, FinishStream(analyzer, progress));
     summary.decoder = decoder.Report();
     writer.EndFile(summary);
     return summary;

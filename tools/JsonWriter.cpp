@@ -1,10 +1,13 @@
 #include "tools/JsonWriter.h"
 
+#include "tools/KeyList.h"
 #include "tools/Numbers.h"
 
 #include <nlohmann/json.hpp>
 
+#include <iterator>
 #include <string_view>
+#include <vector>
 
 namespace qel::tool {
 namespace {
@@ -34,17 +37,52 @@ void AppendNumbers(fmt::memory_buffer& buffer, std::span<const float> values, st
     buffer.push_back(']');
 }
 
-// One channel of one result: a number per name, or for pairs an array per name.
-void AppendChannel(fmt::memory_buffer& buffer, const KeyInfo& info, std::span<const float> values) {
-    if (info.payload != PayloadKind::ComplexPairs) {
-        AppendNumbers(buffer, values, 0, 1);
-        return;
+// The member of every event, in one array.
+template <typename Number>
+void AppendEach(fmt::memory_buffer& buffer, const std::vector<Event>& events,
+                Number Event::*member) {
+    buffer.push_back('[');
+    for (const Event& event : events) {
+        if (&event != events.data()) {
+            buffer.push_back(',');
+        }
+        AppendJsonNumber(buffer, event.*member);
     }
+    buffer.push_back(']');
+}
+
+void AppendPairs(fmt::memory_buffer& buffer, std::span<const float> values) {
     buffer.push_back('[');
     AppendNumbers(buffer, values, 0, 2);
     buffer.push_back(',');
     AppendNumbers(buffer, values, 1, 2);
     buffer.push_back(']');
+}
+
+void AppendEvents(fmt::memory_buffer& buffer, const std::vector<Event>& events) {
+    buffer.push_back('[');
+    AppendEach(buffer, events, &Event::timeSeconds);
+    buffer.push_back(',');
+    AppendEach(buffer, events, &Event::strength);
+    buffer.push_back(']');
+}
+
+// One channel of one result: a number per name, or an array per name.
+void AppendChannel(fmt::memory_buffer& buffer, const Result& result, std::size_t channel) {
+    switch (result.info()->payload) {
+    case PayloadKind::ComplexPairs:
+        AppendPairs(buffer, result.floats(channel));
+        break;
+    case PayloadKind::Events:
+        AppendEvents(buffer, result.events(channel));
+        break;
+    case PayloadKind::Count:
+        fmt::format_to(std::back_inserter(buffer), "[{}]", result.count(channel));
+        break;
+    default:
+        AppendNumbers(buffer, result.floats(channel), 0, 1);
+        break;
+    }
 }
 
 Json DescribeDecoder(const DecoderReport& report) {
@@ -67,12 +105,11 @@ Json DescribeKey(const AnalyzedKey& key) {
     for (const ValueInfo& value : key.info->values) {
         names.push_back(value.name);
     }
-    const bool pairs = key.info->payload == PayloadKind::ComplexPairs;
-    return {{"delivered", key.info->delivery == Delivery::PerPush ? "per push" : "per frame"},
+    return {{"delivered", DeliveryText(*key.info)},
             {"sample_rate", key.metaData.sampleRateHz},
             {"frame_size", SamplesOrNull(key.metaData.frameSamples)},
             {"hop", SamplesOrNull(key.metaData.hopSamples)},
-            {"layout", pairs ? "arrays" : "numbers"},
+            {"layout", LayoutText(*key.info)},
             {"names", names}};
 }
 
@@ -95,7 +132,7 @@ void JsonWriter::Write(std::size_t key, const Result& result) {
         if (c != 0) {
             buffer.push_back(',');
         }
-        AppendChannel(buffer, *mHeader.keys[key].info, result.floats(c));
+        AppendChannel(buffer, result, c);
     }
     buffer.push_back(']');
     sink.MayFlush();

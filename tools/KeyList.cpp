@@ -45,6 +45,10 @@ bool IsBulky(const KeyInfo& info) {
     return info.payload == PayloadKind::ComplexPairs;
 }
 
+bool IsAboutTheWhole(const KeyInfo& info) {
+    return info.delivery == Delivery::AtEnd;
+}
+
 } // namespace
 
 std::vector<const KeyInfo*> AllKeys() {
@@ -57,7 +61,8 @@ std::vector<const KeyInfo*> AllKeys() {
 
 std::vector<const KeyInfo*> DefaultKeys() {
     std::vector<const KeyInfo*> keys = AllKeys();
-    std::erase_if(keys, [](const KeyInfo* info) { return IsBulky(*info); });
+    std::erase_if(keys,
+                  [](const KeyInfo* info) { return IsBulky(*info) || IsAboutTheWhole(*info); });
     return keys;
 }
 
@@ -95,6 +100,23 @@ std::vector<const KeyInfo*> ParseKeys(const std::vector<std::string>& lists) {
     std::sort(keys.begin(), keys.end());
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
     return keys;
+}
+
+std::string_view DeliveryText(const KeyInfo& info) {
+    switch (info.delivery) {
+    case Delivery::PerPush:
+        return "per push";
+    case Delivery::AtEnd:
+        return "at end";
+    default:
+        return "per frame";
+    }
+}
+
+std::string_view LayoutText(const KeyInfo& info) {
+    const bool isList =
+        info.payload == PayloadKind::ComplexPairs || info.payload == PayloadKind::Events;
+    return isList ? "arrays" : "numbers";
 }
 
 std::string NearestName(std::string_view name, const std::vector<std::string>& candidates) {

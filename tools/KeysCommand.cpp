@@ -15,10 +15,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string_view DeliveryText(const KeyInfo& info) {
-    return info.delivery == Delivery::PerPush ? "per push" : "per frame";
-}
-
 std::string FramingText(const KeyInfo& info) {
     return info.frameSamples == 0
                ? std::string("no frames")
@@ -27,10 +23,16 @@ std::string FramingText(const KeyInfo& info) {
 
 // "spectrum" delivers 512 pairs, not just its two named values.
 std::string PayloadText(const KeyInfo& info) {
-    if (info.payload == PayloadKind::ComplexPairs) {
+    switch (info.payload) {
+    case PayloadKind::ComplexPairs:
         return fmt::format("{} pairs", info.payloadBytes / (2 * sizeof(float)));
+    case PayloadKind::Events:
+        return "events";
+    case PayloadKind::Count:
+        return "1 count";
+    default:
+        return fmt::format("{} values", info.values.size());
     }
-    return fmt::format("{} values", info.values.size());
 }
 
 std::string EndText(double end, bool inHalfRates) {
@@ -98,7 +100,7 @@ Json DescribeKey(const KeyInfo& info) {
             {"delivered", DeliveryText(info)},
             {"frame_size", framed ? Json(info.frameSamples) : Json(nullptr)},
             {"hop", framed ? Json(info.hopSamples) : Json(nullptr)},
-            {"layout", info.payload == PayloadKind::ComplexPairs ? "arrays" : "numbers"},
+            {"layout", LayoutText(info)},
             {"payload_bytes", info.payloadBytes},
             {"definition", info.definition},
             {"values", values}};

@@ -36,6 +36,7 @@ struct FileHeader {
 struct FileSummary {
     std::int64_t frames = 0;
     DecoderReport decoder;
+    std::string missing; // which whole-stream results there are none of, and why; empty: none miss
 };
 
 // Receives results as they come, file after file:

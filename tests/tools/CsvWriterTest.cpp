@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,51 @@ TEST(CsvWriterTest, NamesWithCommasAndQuotesAreQuotedAndChannelsNumbered) {
     EXPECT_EQ(ReadFile(directory.File("out/odd-key.csv")),
               "time,plain_ch0,\"a,\"\"b\"\"_ch0\",plain_ch1,\"a,\"\"b\"\"_ch1\"\n"
               "0.25,1.5,-0.1,0,1e+20\n");
+}
+
+constexpr ValueInfo kStrokeValues[] = {{"stroke time", "s", {}, "", ""},
+                                       {"stroke strength", "1", {}, "", ""}};
+constexpr KeyInfo kStrokes{"strokes", PayloadKind::Events, 16, Delivery::AtEnd, 1024,
+                           128,       kStrokeValues,       ""};
+
+// The CSV of one result of a key for so many channels.
+std::string CsvOf(const KeyInfo& info, std::span<const QelAudioAnalysisBlock> blocks) {
+    const TempDirectory directory;
+    CsvWriter writer(directory.File("out"), {"a.wav"});
+    FileHeader header = OddHeader(blocks.size());
+    header.keys = {{&info, {}}};
+    writer.BeginFile(header);
+    writer.Write(0, Result(info.key, &info, 0, 0, blocks));
+    writer.EndFile({});
+    writer.Finish();
+    return ReadFile(directory.File("out/" + CsvWriter::FileName(info.key)));
+}
+
+TEST(CsvWriterTest, EveryEventHasARowWithItsOwnTimeAndItsChannelIfThereAreSeveral) {
+    const std::array<QelAudioAnalysisEvent, 2> first{{{0.1, 0.5f}, {1.0 / 3, 1.0f}}};
+    const std::array<QelAudioAnalysisEvent, 1> second{{{0.2, 0.1f}}};
+    std::array<QelAudioAnalysisEventList, 3> lists{
+        {{2, first.data()}, {0, nullptr}, {1, second.data()}}};
+    std::array<QelAudioAnalysisBlock, 3> blocks{
+        {{&lists[0], sizeof lists[0]}, {&lists[1], sizeof lists[1]}, {&lists[2], sizeof lists[2]}}};
+    EXPECT_EQ(CsvOf(kStrokes, std::span(blocks).first(1)), "time,stroke strength\n"
+                                                           "0.1,0.5\n"
+                                                           "0.3333333333333333,1\n");
+    EXPECT_EQ(CsvOf(kStrokes, blocks), "time,channel,stroke strength\n"
+                                       "0.1,0,0.5\n"
+                                       "0.3333333333333333,0,1\n"
+                                       "0.2,2,0.1\n");
+}
+
+constexpr ValueInfo kNumberValues[] = {{"number", "strokes", {}, "", ""}};
+constexpr KeyInfo kNumber{"number", PayloadKind::Count, 4, Delivery::AtEnd, 1024,
+                          128,      kNumberValues,      ""};
+
+TEST(CsvWriterTest, ACountIsAWholeNumberInTheColumnOfItsChannel) {
+    std::array<UInt32, 2> counts{3, 4000000001u};
+    const std::array<QelAudioAnalysisBlock, 2> blocks{{{&counts[0], 4}, {&counts[1], 4}}};
+    EXPECT_EQ(CsvOf(kNumber, std::span(blocks).first(1)), "time,number\n0,3\n");
+    EXPECT_EQ(CsvOf(kNumber, blocks), "time,number_ch0,number_ch1\n0,3,4000000001\n");
 }
 
 TEST(CsvWriterTest, AFileThatFailsLeavesNothingAndTheOthersStay) {

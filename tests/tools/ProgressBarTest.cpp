@@ -78,6 +78,14 @@ TEST(ProgressBarTest, ALengthThatWasTooShortGivesNoMoreThanAll) {
     EXPECT_NE(terminal.Read().find("100%"), std::string::npos);
 }
 
+TEST(ProgressBarTest, TellsOfTheWorkAtTheEnd) {
+    const Terminal terminal;
+    ProgressBar bar(terminal.Inner(), true);
+    bar.Begin("song.wav", 1000, 100);
+    bar.Finishing(37.4f);
+    EXPECT_EQ(terminal.Read(), "\r\x1b[Ksong.wav whole-stream results: 37%");
+}
+
 TEST(ProgressBarTest, IsNotDrawnAgainAtOnce) {
     const Terminal terminal;
     ProgressBar bar(terminal.Inner(), true);

@@ -83,6 +83,25 @@ std::vector<float> Noise(std::size_t frames, float amplitude) {
     return samples;
 }
 
+std::vector<float> Drums(double seconds, double bpm, int meter) {
+    constexpr double kRateHz = 44100;
+    constexpr std::size_t kStrokeSamples = 2000;
+    std::vector<float> samples = Noise(static_cast<std::size_t>(seconds * kRateHz), 1e-4f);
+    for (int stroke = 0;; ++stroke) {
+        const auto start = static_cast<std::size_t>((0.2 + stroke * 60 / bpm) * kRateHz);
+        if (start + kStrokeSamples > samples.size()) {
+            return samples;
+        }
+        const double loudness = stroke % meter == 0 ? 0.6 : 0.3;
+        for (std::size_t i = 0; i < kStrokeSamples; ++i) {
+            const double n = static_cast<double>(i);
+            const double phase = 2 * std::numbers::pi * n * 80 / kRateHz;
+            samples[start + i] +=
+                static_cast<float>(loudness * std::exp(-n / 300) * std::sin(phase));
+        }
+    }
+}
+
 void WriteFloatWav(const std::string& path, int rateHz, const Planes& planes) {
     const std::size_t frames = planes.front().size();
     std::string text = Header(rateHz, planes.size(), 4 * frames * planes.size(), kFloat, 4);

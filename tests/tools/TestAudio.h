@@ -17,6 +17,10 @@ std::vector<float> Sine(std::size_t frames, double periodSamples, double amplitu
 // Silence with a burst of 16 samples, the first of which is by far the largest of the signal.
 std::vector<float> Click(std::size_t frames, std::size_t position);
 
+// Strokes of a low drum at a steady tempo over a whisper of noise, at 44100 Hz, from 0.2 s on;
+// every meter-th one from the first on is twice as loud.
+std::vector<float> Drums(double seconds, double bpm, int meter);
+
 // White noise, the same in every run.
 std::vector<float> Noise(std::size_t frames, float amplitude);
 
