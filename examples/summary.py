@@ -35,6 +35,12 @@ def curve(values):
     return "".join(BAR[min(len(BAR) - 1, int(max(m, 0.0) / top * len(BAR)))] for m in means)
 
 
+def whole(entry, name):
+    """The first channel of a result about all of the file; None where there is none."""
+    key = entry["keys"].get(name)
+    return key["values"][0][0] if key and key["values"] else None
+
+
 def decibels(amplitude):
     return 20 * math.log10(amplitude) if amplitude > 0 else -math.inf
 
@@ -68,6 +74,16 @@ def summarize(entry):
     if "spectrum flux properties" in keys:
         key = keys["spectrum flux properties"]
         line("flux over time", curve(column(key, "spectrum flux")))
+    if tempo := whole(entry, "global tempo"):
+        line("tempo", f"{tempo[0]:.0f} BPM, or {tempo[1]:.0f}; share of the first {tempo[2]:.2f}")
+    if beats := whole(entry, "beat data"):
+        times = beats[0]
+        line("beats", f"{len(times)}, from {times[0]:.2f} s to {times[-1]:.2f} s"
+                      if times else "none")
+    if meter := whole(entry, "global number of beats per bar"):
+        line("beats per bar", str(meter[0]) if meter[0] else "none found")
+    if downs := whole(entry, "down beat data"):
+        line("down beats", str(len(downs[0])))
 
 
 def main():
