@@ -17,7 +17,8 @@ const std::vector<std::string> kTempoAndBeats = {kTempoKey, kBeatKey};
 constexpr UInt32 kLongStream = 300000 * 128;
 
 // Peaks of changing height at a steady distance, a little narrower than the smoothing.
-std::vector<float> PulseFunction(std::size_t frames, double distance, std::uint32_t seed) {
+std::vector<float> PulseFunction(std::size_t frames, double distance, std::uint32_t seed,
+                                 double start = 40.0) {
     constexpr double kWidth = 3.0;
     std::mt19937 generator(seed);
     const auto uniform = [&] { return static_cast<double>(generator()) / 4294967296.0; };
@@ -25,7 +26,7 @@ std::vector<float> PulseFunction(std::size_t frames, double distance, std::uint3
     for (float& value : function) {
         value = static_cast<float>(0.05 * uniform());
     }
-    for (double place = 40.0; place < static_cast<double>(frames); place += distance) {
+    for (double place = start; place < static_cast<double>(frames); place += distance) {
         const double height = 0.5 + 0.5 * uniform();
         const auto first = static_cast<std::ptrdiff_t>(place) - 12;
         for (std::ptrdiff_t i = std::max<std::ptrdiff_t>(0, first);
@@ -164,6 +165,20 @@ TEST_F(BeatSectionsTest, AnotherSegmentGoesOnInTime) {
         EXPECT_EQ((3000.0 + frame) / FunctionRate(kRate), mEvents[1].at(i).timeSeconds);
         EXPECT_EQ((6000.0 + frame) / FunctionRate(kRate), mEvents[2].at(i).timeSeconds);
     }
+}
+
+// The smoothed function peaks at frame 0, a period before the next beat; yet the chain leads to
+// frame 1, as meant.
+TEST_F(BeatSectionsTest, FrameZeroIsNeverAPredecessor) {
+    constexpr double kPeriod = 172.265625;
+    const double start = -SmoothingShift(static_cast<float>(kPeriod));
+    const std::vector<float> function = PulseFunction(3000, kPeriod, 5, start);
+    Make(1, kTempoAndBeats, kLongStream);
+    Access::AppendFunction(*mGenerator, {function});
+    ASSERT_EQ(0, mGenerator->Process(1, nullptr, nullptr));
+    ASSERT_EQ(120.0f, mTempi.at(0)[0]);
+    EXPECT_EQ(1.0 / FunctionRate(kRate), mEvents.at(0).front().timeSeconds);
+    EXPECT_NEAR(172.0, mEvents[0].at(1).timeSeconds * FunctionRate(kRate), 1.5);
 }
 
 // At 2^k values the autocorrelation wraps at its own length.
