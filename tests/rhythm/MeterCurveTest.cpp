@@ -114,6 +114,27 @@ TEST(MeterCurveTest, PeaksGoDownToTheValleys) {
     EXPECT_EQ(4.0f, curve.Peaks()[1].value);
 }
 
+// Single values become 0.25, 0.5, 1, 0.5, 0.25; at a shift of 120 a value weighs 1 - 22 x 0.35 /
+// 1251.
+TEST(MeterCurveTest, PeaksBelowATenthOfTheBarDoNotCount) {
+    std::vector<float> values(kLags);
+    values[40] = 0.09f;
+    values[80] = 0.11f;
+    values[120] = 1.0f;
+    values[400] = 1.0f;
+    MeterCurve curve(values);
+    curve.FindBar();
+    EXPECT_EQ(121.0f, curve.BarShift());
+    EXPECT_FLOAT_EQ(0.09f, curve.Values()[40]);
+    EXPECT_FLOAT_EQ(0.055f, curve.Values()[81]);
+    EXPECT_EQ(0.0f, curve.Values()[120]);
+    EXPECT_EQ(0.0f, curve.Values()[400]);
+    ASSERT_TRUE(curve.FindPeaks());
+    ASSERT_EQ(1u, curve.Peaks().size());
+    EXPECT_EQ(80u, curve.Peaks()[0].position);
+    EXPECT_FLOAT_EQ(0.11f, curve.Peaks()[0].value);
+}
+
 TEST(MeterCurveTest, NothingHasNoPeaks) {
     MeterCurve curve(std::vector<float>(kLags, 0.0f));
     curve.RemoveTrend();
