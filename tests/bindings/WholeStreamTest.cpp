@@ -248,6 +248,9 @@ TEST(WholeStreamTest, AnExceptionOfTheProgressCallbackStopsTheLibraryToo) {
     run.push({test::drums(4, 120, 4)});
     EXPECT_THROW(run.analyzer.finish([](float) -> bool { throw 7; }), int);
     EXPECT_TRUE(run.order.empty());
+    // A library that had gone on would have delivered, into the void, and begun anew.
+    EXPECT_EQ(finish(run).status, 0);
+    EXPECT_EQ(run.order, kTempoAlone);
 }
 
 TEST(WholeStreamTest, ProgressStaysWithinItsPercentages) {
@@ -273,6 +276,32 @@ TEST(WholeStreamTest, TooLittleAudioForAResultBeforeTheEndIsAnError) {
         FAIL() << "no error";
     } catch (const Error& error) {
         EXPECT_EQ(error.status(), kAudioAnalysisErr_NotEnoughData);
+    }
+}
+
+TEST(WholeStreamTest, ASecondStretchCarriesOnFromTheLastFrameOfTheFirst) {
+    const std::vector<float> samples = test::drums(6, 120, 4);
+    std::vector<StoredResult> results;
+    Analyzer analyzer({"beat data"}, {.sampleRateHz = 44100,
+                                      .maxFrames = 1 << 20,
+                                      .lengthFrames = static_cast<std::uint32_t>(samples.size())});
+    analyzer.onResult([&](const Result& result) { results.push_back(result.store()); });
+    analyzer.push(samples);
+    EXPECT_TRUE(analyzer.process());
+    analyzer.push(samples);
+    EXPECT_TRUE(analyzer.finish());
+    ASSERT_EQ(results.size(), 2u);
+    EXPECT_EQ(results[1].frameIndex, 1u);
+    EXPECT_EQ(results[1].timeSeconds, 0);
+    // Samples that had made no frame of the first stretch do not count in the second one's times.
+    const std::size_t frames = (samples.size() - 1024) / 128 + 1;
+    const std::vector<Event>& first = results[0].events.at(0);
+    const std::vector<Event>& second = results[1].events.at(0);
+    ASSERT_EQ(second.size(), first.size());
+    for (std::size_t i = 0; i < first.size(); ++i) {
+        // Two roundings of doubles of some seconds.
+        EXPECT_NEAR(second[i].timeSeconds,
+                    first[i].timeSeconds + static_cast<double>(frames) * kHopSeconds, 1e-12);
     }
 }
 
