@@ -99,7 +99,7 @@ typedef struct QelAudioAnalysisKeyMetaData {
 /* One event of a stream: a beat, a down beat. */
 typedef struct QelAudioAnalysisEvent {
     Float64 mTime;     /* seconds from the stream's start */
-    Float32 mStrength; /* at its greatest 1, for the strongest moment of the stretch analyzed */
+    Float32 mStrength; /* relative to the greatest value of the function it was read from */
 } QelAudioAnalysisEvent;
 
 /* The payload of "beat data" and "down beat data": events in ascending order of time. The list
@@ -186,8 +186,10 @@ SInt32 QelAudioAnalysisPushAudio(QelAudioAnalysisRef handle, UInt32 frames, Audi
  *   flush     other than 0: the stream has ended
  *   progress  may be null
  *
- * The status of the last group of keys, and no other: 0; -1 if the progress callback asked to
- * stop; kAudioAnalysisErr_NotEnoughData; kAudioAnalysisErr_NotInitialized.
+ * The status of the last group of keys, and no other: 0; kAudioAnalysisErr_NotInitialized;
+ * kAudioAnalysisErr_NotEnoughData; -1 if the progress callback asked to stop, or if the stream has
+ * no tempo (silence, less than 2.1 seconds); -3 if it has no meter; -128 if the progress callback
+ * asked to stop while the meter was being found.
  */
 SInt32 QelAudioAnalysisProcess(QelAudioAnalysisRef handle, UInt8 flush,
                                QelAudioAnalysisProgressCallback progress, void* progressRefCon);
