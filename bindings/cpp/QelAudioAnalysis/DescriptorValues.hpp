@@ -162,8 +162,8 @@ inline constexpr ValueInfo kSpectrumPeakValues[] = {
     {"spectrum first tristimulus", "magnitude", detail::kNotNegative,
      "p[0]^2 / S: a squared magnitude over a plain sum, so that it grows with the level. 0 without "
      "peaks.",
-     "after Pollard and Jansson, A tristimulus method for the specification of musical timbre, "
-     "Acustica 51, 1982, where all three are shares that add up to 1"},
+     "after Pollard and Jansson, the tristimulus of musical timbre, Acustica 51, 1982, where all "
+     "three are shares that add up to 1"},
     {"spectrum second tristimulus", "magnitude", detail::kNotNegative,
      "(p[1]^2 + p[2]^2 + p[3]^2) / S. Grows with the level. Stays with fewer than 5 peaks.",
      "after Pollard and Jansson 1982"},
