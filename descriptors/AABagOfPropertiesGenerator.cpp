@@ -7,7 +7,6 @@
 #include <Accelerate/Accelerate.h>
 
 #include "spectral/VectorHelpers.h"
-#include "support/CAStreamBasicDescription.h"
 
 namespace qel::core {
 
@@ -80,17 +79,6 @@ void AABagOfPropertiesGenerator::Cleanup() {
     NullPointers();
 }
 
-CABufferList* AABagOfPropertiesGenerator::NewBuffer(const char* name,
-                                                    UInt32 bytesPerChannel) const {
-    CAStreamBasicDescription format;
-    format.SetCanonical(mNumChannels, false);
-    format.mSampleRate = mSampleRate;
-    CAAutoDelete<CABufferList> buffer;
-    buffer = CABufferList::New(name, format);
-    buffer->AllocateBuffers(bytesPerChannel);
-    return buffer.release();
-}
-
 void AABagOfPropertiesGenerator::AllocateBuffers() {
     mSpectralProcessor.free();
     mSpectralProcessor =
@@ -135,10 +123,6 @@ void AABagOfPropertiesGenerator::PrepareConstants() {
     mNumLowBins = static_cast<UInt32>(std::find_if(first, last, above(kLowEnergyLimitHz)) - first);
     mFirstBrightBin = static_cast<UInt32>(
         std::find_if(first, last, [](float f) { return f > kBrightnessLimitHz; }) - first);
-}
-
-float* AABagOfPropertiesGenerator::Channel(CABufferList* buffer, UInt32 channel) const {
-    return static_cast<float*>(buffer->GetModifiableBufferList().mBuffers[channel].mData);
 }
 
 void AABagOfPropertiesGenerator::DeliverGroup(Group group, CABufferList* buffer) {

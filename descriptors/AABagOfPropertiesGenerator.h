@@ -76,9 +76,7 @@ private:
 
     bool IsWanted(Group group) const;
     UInt32 SizeOfBlock(Group group) const;
-    CABufferList* NewBuffer(const char* name, UInt32 bytesPerChannel) const;
     void PrepareConstants();
-    float* Channel(CABufferList* buffer, UInt32 channel) const;
     // Delivers one block per channel with a copy of what `buffer` stages.
     void DeliverGroup(Group group, CABufferList* buffer);
 

@@ -122,13 +122,23 @@ void QelAAAnalysisBase::Cleanup() {
 }
 
 void QelAAAnalysisBase::AllocateBuffers() {
-    if (mMaxFrames > std::numeric_limits<UInt32>::max() / sizeof(float))
+    mFlushBuffer = NewBuffer("flush buffer", mMaxFrames * UInt64{sizeof(float)});
+}
+
+CABufferList* QelAAAnalysisBase::NewBuffer(const char* name, UInt64 bytesPerChannel) const {
+    if (bytesPerChannel > std::numeric_limits<UInt32>::max())
         throw std::bad_alloc();
     CAStreamBasicDescription format;
     format.SetCanonical(mNumChannels, false);
     format.mSampleRate = mSampleRate;
-    mFlushBuffer = CABufferList::New("flush buffer", format);
-    mFlushBuffer->AllocateBuffers(mMaxFrames * UInt32{sizeof(float)});
+    CAAutoDelete<CABufferList> buffer;
+    buffer = CABufferList::New(name, format);
+    buffer->AllocateBuffers(static_cast<UInt32>(bytesPerChannel));
+    return buffer.release();
+}
+
+float* QelAAAnalysisBase::Channel(CABufferList* buffer, UInt32 channel) {
+    return static_cast<float*>(buffer->GetModifiableBufferList().mBuffers[channel].mData);
 }
 
 UInt32 QelAAAnalysisBase::GetNumAnalysisFramesForData(UInt32 count,

@@ -83,6 +83,11 @@ protected:
     void MakeFloatArrayForKey(CACFDictionary* dict, const QelAudioAnalysisBlock* blocks,
                               UInt32 count, CFStringRef key) const;
 
+    // A list with a zeroed buffer of that many bytes per channel; the caller owns it. The name is
+    // not copied. Raises std::bad_alloc, also for more bytes than 32 bits count.
+    CABufferList* NewBuffer(const char* name, UInt64 bytesPerChannel) const;
+    static float* Channel(CABufferList* buffer, UInt32 channel);
+
     // Hands the blocks that were prepared in mBlocks to the data callback.
     void Deliver(CFStringRef key);
 

@@ -8,7 +8,6 @@
 #include <Accelerate/Accelerate.h>
 
 #include "spectral/VectorHelpers.h"
-#include "support/CAStreamBasicDescription.h"
 #include "timbre/AAMelFrequencySpectralProcessor.h"
 
 namespace qel::core {
@@ -101,18 +100,6 @@ void AABeatFunctionGenerator::Cleanup() {
     AABeatFunctionGenerator::NullPointers();
 }
 
-CABufferList* AABeatFunctionGenerator::NewBuffer(const char* name, UInt64 bytesPerChannel) const {
-    if (bytesPerChannel > std::numeric_limits<UInt32>::max())
-        throw std::bad_alloc();
-    CAStreamBasicDescription format;
-    format.SetCanonical(mNumChannels, false);
-    format.mSampleRate = mSampleRate;
-    CAAutoDelete<CABufferList> buffer;
-    buffer = CABufferList::New(name, format);
-    buffer->AllocateBuffers(static_cast<UInt32>(bytesPerChannel));
-    return buffer.release();
-}
-
 // A ring that begins with room for a declared run. A declaration may be false, so that no more than
 // a gigabyte is taken on trust: a longer run grows the ring as it comes.
 CARingBuffer* AABeatFunctionGenerator::NewRing(UInt32 declaredFrames) const {
@@ -121,11 +108,6 @@ CARingBuffer* AABeatFunctionGenerator::NewRing(UInt32 declaredFrames) const {
     ring->Allocate(static_cast<SInt32>(mNumChannels), sizeof(float),
                    std::min(declaredFrames, kTrustedFloats / std::max(mNumChannels, 1u)));
     return ring.release();
-}
-
-float* AABeatFunctionGenerator::Channel(const CAAutoDelete<CABufferList>& buffer,
-                                        UInt32 channel) const {
-    return static_cast<float*>(buffer->GetModifiableBufferList().mBuffers[channel].mData);
 }
 
 void AABeatFunctionGenerator::AllocateBuffers() {

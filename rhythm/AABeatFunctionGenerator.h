@@ -105,8 +105,6 @@ private:
     bool NeedsAudio() const { return IsWanted(kBeatsPerBar) || IsWanted(kDownBeatData); }
     float FrameRate() const; // of the function, Hz, in single precision
     CARingBuffer* NewRing(UInt32 declaredFrames) const;
-    CABufferList* NewBuffer(const char* name, UInt64 bytesPerChannel) const;
-    float* Channel(const CAAutoDelete<CABufferList>& buffer, UInt32 channel) const;
 
     void ComputeAndStoreProperies(const SpectralAndAudioBufferList* list);
     void MakeFunction(const SpectralAndAudioBufferList* list);
