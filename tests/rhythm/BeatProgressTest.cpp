@@ -171,9 +171,13 @@ TEST_F(BeatProgressTest, AStopInTheSmoothingLeavesZeros) {
         const Tracking expected = TrackBeats(function, kRate, tempi, i * 2000 + 1);
         ASSERT_EQ(expected.beats.size(), stopped.beats.at(0).size()) << i;
         for (std::size_t b = 0; b < expected.beats.size(); ++b) {
-            EXPECT_EQ(static_cast<double>(expected.beats[expected.beats.size() - 1 - b].frame) /
-                          FunctionRate(kRate),
-                      stopped.beats[0][b].timeSeconds)
+            // Where nothing was smoothed, only rounding tells neighbouring predecessors of a flat
+            // decay apart: a few frames, of a period of 172.
+            const auto frame =
+                static_cast<double>(expected.beats[expected.beats.size() - 1 - b].frame);
+            const double tolerance = frame < static_cast<double>(i) * 2000.0 ? 0.0 : 8.0;
+            EXPECT_NEAR(frame, stopped.beats[0][b].timeSeconds * FunctionRate(kRate),
+                        tolerance + 1e-6)
                 << i;
         }
         // All other reports follow.
