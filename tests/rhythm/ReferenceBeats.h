@@ -58,6 +58,13 @@ struct Tracking {
     // By how much the chosen predecessors stood above the next best, as a share of the best; the
     // least along the chain. Below about 1e-6 rounding decides.
     double narrowestChoice = 1.0;
+
+    std::vector<float> score; // by frame
+    std::vector<float> transition;
+
+    // By how much a predecessor of a frame falls short of the best one, as a share of the best: 0
+    // for the best itself, 1 for one that the search does not look at.
+    double Shortfall(std::size_t frame, std::size_t predecessor) const;
 };
 
 // `smoothedValues`: how many values of the full convolution with the smoothing window exist, as

@@ -62,6 +62,8 @@ std::vector<float> Smoothed(std::span<const double> section, float period, std::
 struct Links {
     std::vector<std::ptrdiff_t> back;
     std::vector<double> margins; // of each choice
+    std::vector<float> score;
+    std::vector<float> transition;
 };
 
 Links ForwardPass(const std::vector<float>& local, float period) {
@@ -71,7 +73,10 @@ Links ForwardPass(const std::vector<float>& local, float period) {
         static_cast<std::size_t>(std::round(static_cast<double>(windowEnd - windowStart)));
     const std::vector<float> transition =
         SkewWindow(windowStart, 1.0f, 1.0f / -period, searchLength);
-    Links links{std::vector<std::ptrdiff_t>(local.size()), std::vector<double>(local.size(), 1.0)};
+    Links links{std::vector<std::ptrdiff_t>(local.size()),
+                std::vector<double>(local.size(), 1.0),
+                {},
+                transition};
     std::vector<float> score(local.size());
     for (std::size_t i = 0; i < local.size(); ++i) {
         const auto base = static_cast<std::ptrdiff_t>(static_cast<float>(i) + windowStart);
@@ -99,10 +104,28 @@ Links ForwardPass(const std::vector<float>& local, float period) {
             links.margins[i] = static_cast<double>((best - next) / best);
         }
     }
+    links.score = score;
     return links;
 }
 
 } // namespace
+
+double Tracking::Shortfall(std::size_t frame, std::size_t predecessor) const {
+    const auto base = static_cast<std::ptrdiff_t>(static_cast<float>(frame) - 2.0f * period);
+    double best = 0.0;
+    double asked = 0.0;
+    for (std::size_t j = 0; j < transition.size(); ++j) {
+        const std::ptrdiff_t from = base + static_cast<std::ptrdiff_t>(j);
+        if (from < 1) {
+            continue;
+        }
+        const auto at = static_cast<std::size_t>(from);
+        const double weighted = std::abs(static_cast<double>(transition[j] * score[at]));
+        best = std::max(best, weighted);
+        asked = at == predecessor ? weighted : asked;
+    }
+    return best > 0.0 ? 1.0 - asked / best : 0.0;
+}
 
 double SmoothingShift(float period) {
     return static_cast<double>(period) - static_cast<double>(SmoothOffset(period));
@@ -115,6 +138,8 @@ Tracking TrackBeats(std::span<const double> section, double rateHz, const Tempi&
     tracking.period = 60.0f * static_cast<float>(FunctionRate(rateHz)) / tempo;
     const Links links =
         ForwardPass(Smoothed(section, tracking.period, smoothedValues), tracking.period);
+    tracking.score = links.score;
+    tracking.transition = links.transition;
     const double top = *std::max_element(section.begin(), section.end());
     auto frame = static_cast<std::ptrdiff_t>(section.size()) - 1;
     while (frame > -1) {
