@@ -34,6 +34,11 @@ void ComputeAutocorrelationFFT(const float* x, unsigned int n, float* out);
 void polyfit(const float* x, const float* y, unsigned int n, float* coefficients,
              unsigned int degree);
 
+// Compresses energies as hearing does: y[i] = ln(1 + mu x[i]) / ln(1 + mu), so that 0 stays 0 and 1
+// stays 1. The product is formed in single precision, sum, logarithms and quotient in double.
+// -infinity where 1 + mu x is 0, NaN where it is below. `x` and `y` may be the same.
+void MuLawCompress(const float* x, unsigned int n, float* y, float mu);
+
 // Receives the fraction that is done and the context; the first argument is null. Returns 0 to go
 // on, anything else to stop.
 using ConvolveProgress = int (*)(void* unused, float done, void* context);
