@@ -31,7 +31,8 @@ std::string Quoted(const std::string& name) {
     return quoted + '"';
 }
 
-// Names of the columns of one channel. Pairs are numbered: real_0, imag_0, real_1, ...
+// Names of the columns of one channel. Pairs are numbered: real_0, imag_0, real_1, ... and so are
+// the places of a vector.
 std::vector<std::string> ColumnNames(const KeyInfo& info) {
     std::vector<std::string> names;
     if (info.payload == PayloadKind::ComplexPairs) {
@@ -39,6 +40,12 @@ std::vector<std::string> ColumnNames(const KeyInfo& info) {
         for (std::size_t k = 0; k < pairs; ++k) {
             names.push_back(fmt::format("real_{}", k));
             names.push_back(fmt::format("imag_{}", k));
+        }
+        return names;
+    }
+    if (info.payload == PayloadKind::Vector) {
+        for (std::size_t k = 0; k < info.payloadBytes / sizeof(float); ++k) {
+            names.push_back(fmt::format("{}_{}", info.values.front().name, k));
         }
         return names;
     }

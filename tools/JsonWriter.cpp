@@ -76,6 +76,11 @@ void AppendChannel(fmt::memory_buffer& buffer, const Result& result, std::size_t
     case PayloadKind::Events:
         AppendEvents(buffer, result.events(channel));
         break;
+    case PayloadKind::Vector:
+        buffer.push_back('[');
+        AppendNumbers(buffer, result.floats(channel), 0, 1);
+        buffer.push_back(']');
+        break;
     case PayloadKind::Count:
         fmt::format_to(std::back_inserter(buffer), "[{}]", result.count(channel));
         break;

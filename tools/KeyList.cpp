@@ -114,8 +114,8 @@ std::string_view DeliveryText(const KeyInfo& info) {
 }
 
 std::string_view LayoutText(const KeyInfo& info) {
-    const bool isList =
-        info.payload == PayloadKind::ComplexPairs || info.payload == PayloadKind::Events;
+    const bool isList = info.payload == PayloadKind::ComplexPairs ||
+                        info.payload == PayloadKind::Events || info.payload == PayloadKind::Vector;
     return isList ? "arrays" : "numbers";
 }
 

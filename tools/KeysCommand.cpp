@@ -30,6 +30,8 @@ std::string PayloadText(const KeyInfo& info) {
         return "events";
     case PayloadKind::Count:
         return "1 count";
+    case PayloadKind::Vector:
+        return fmt::format("vector of {}", info.payloadBytes / sizeof(float));
     default:
         return fmt::format("{} values", info.values.size());
     }

@@ -89,6 +89,22 @@ TEST_F(CountResultTest, ACountIsNeitherFloatsNorEvents) {
     EXPECT_THROW(mResult.value("number"), Error);
 }
 
+constexpr ValueInfo kLevelValues[] = {{"level", "1", {0, 9}, "", ""}};
+constexpr KeyInfo kLevels{"levels", PayloadKind::Vector, 12, Delivery::PerFrame, 1024,
+                          512,      kLevelValues,        ""};
+
+TEST(VectorResultTest, AVectorIsFloatsWithoutASingleValue) {
+    std::array<float, 3> levels{1, 2, 4};
+    const std::array<QelAudioAnalysisBlock, 1> blocks{{{levels.data(), sizeof levels}}};
+    const Result result("levels", &kLevels, 0, 0, blocks);
+    const StoredResult stored = result.store();
+    EXPECT_EQ(result.floats()[2], 4);
+    levels = {};
+    EXPECT_EQ(stored.channels.at(0), (std::vector<float>{1, 2, 4}));
+    EXPECT_THROW(result.value("level"), Error);
+    EXPECT_THROW(result.complexes(), Error);
+}
+
 TEST(FloatsResultTest, FloatsAreNeitherEventsNorACount) {
     std::array<float, 2> values{1, 2};
     const std::array<QelAudioAnalysisBlock, 1> blocks{{{values.data(), sizeof values}}};

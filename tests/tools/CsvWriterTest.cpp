@@ -102,6 +102,20 @@ TEST(CsvWriterTest, ACountIsAWholeNumberInTheColumnOfItsChannel) {
     EXPECT_EQ(CsvOf(kNumber, blocks), "time,number_ch0,number_ch1\n0,3,4000000001\n");
 }
 
+constexpr ValueInfo kLevelValues[] = {{"level", "1", {}, "", ""}};
+constexpr KeyInfo kLevels{"levels", PayloadKind::Vector, 12, Delivery::PerFrame, 1024,
+                          512,      kLevelValues,        ""};
+
+TEST(CsvWriterTest, APlaceOfAVectorIsAColumnWithItsNumber) {
+    std::array<float, 6> levels{0, 0.5f, 2, 3, 4, 5};
+    const std::array<QelAudioAnalysisBlock, 2> blocks{{{&levels[0], 12}, {&levels[3], 12}}};
+    EXPECT_EQ(CsvOf(kLevels, std::span(blocks).first(1)), "time,level_0,level_1,level_2\n"
+                                                          "0,0,0.5,2\n");
+    EXPECT_EQ(CsvOf(kLevels, blocks), "time,level_0_ch0,level_1_ch0,level_2_ch0,"
+                                      "level_0_ch1,level_1_ch1,level_2_ch1\n"
+                                      "0,0,0.5,2,3,4,5\n");
+}
+
 TEST(CsvWriterTest, AFileThatFailsLeavesNothingAndTheOthersStay) {
     const TempDirectory directory;
     CsvWriter writer(directory.File("deep/out"), {"a.wav", "b.wav"});

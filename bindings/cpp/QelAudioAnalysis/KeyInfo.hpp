@@ -14,7 +14,8 @@ enum class PayloadKind {
     Floats,       /* one float per value, in the order of KeyInfo::values */
     ComplexPairs, /* pairs of floats, real part first */
     Events,       /* a QelAudioAnalysisEventList: moments in time with a strength each */
-    Count         /* one unsigned 32-bit number */
+    Count,        /* one unsigned 32-bit number */
+    Vector        /* floats that are one and the same value at places 0, 1, 2 and so on */
 };
 
 /* When results of a key arrive. Later versions may add more. */

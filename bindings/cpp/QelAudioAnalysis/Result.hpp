@@ -30,7 +30,8 @@ namespace detail {
 
 /* Whether a payload is nothing but floats. */
 inline bool holdsFloats(const KeyInfo& info) noexcept {
-    return info.payload == PayloadKind::Floats || info.payload == PayloadKind::ComplexPairs;
+    return info.payload == PayloadKind::Floats || info.payload == PayloadKind::ComplexPairs ||
+           info.payload == PayloadKind::Vector;
 }
 
 /* Position of a named value in a payload of single floats. */
@@ -96,9 +97,9 @@ public:
     /* Number of channels of the stream. */
     std::size_t channels() const noexcept { return mBlocks.size(); }
 
-    /* The payload of a channel as floats: one per value, or pairs one after another. Raises Error
-       with kAudioAnalysisErr_UnknownProperty for a key without a row in the table, and for one
-       whose payload is of another kind. */
+    /* The payload of a channel as floats: one per value, one per place of a vector, or pairs one
+       after another. Raises Error with kAudioAnalysisErr_UnknownProperty for a key without a row in
+       the table, and for one whose payload is of another kind. */
     std::span<const float> floats(std::size_t channel = 0) const {
         require(mInfo && detail::holdsFloats(*mInfo), "floats");
         const QelAudioAnalysisBlock& block = blockOf(channel);

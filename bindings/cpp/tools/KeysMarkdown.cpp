@@ -33,7 +33,8 @@ The data callback receives `count` blocks, each a pointer and a size in bytes.
   `count` is the number of channels and `blocks[c]` is channel c.
 - **Payload.** In the machine's byte order. "Floats" is an array of 32-bit floats, and float i is
   value i of the key's table. "Complex pairs" are floats too: 2 k and 2 k + 1 are the real and the
-  imaginary part of entry k. "Events" is one `QelAudioAnalysisEventList`: a number of events, and a
+  imaginary part of entry k. "Vector" is an array of floats that all are the key's one value, at the
+  places 0, 1, 2 and so on. "Events" is one `QelAudioAnalysisEventList`: a number of events, and a
   pointer to as many `QelAudioAnalysisEvent`, each a 64-bit time and a 32-bit strength. "Count" is
   one unsigned 32-bit number.
 - **Life.** Blocks and payloads belong to the library and live until the callback returns. Copy what
@@ -65,7 +66,8 @@ The data callback receives `count` blocks, each a pointer and a size in bytes.
 
 `QelAudioAnalysisCreateCFRepresentation` turns blocks into a dictionary of the shape
 `{ key: [ channel: [ frame: { name: number } ] ] }`, with the names of the tables below. For payload
-"complex pairs" each name has an array of numbers, one per entry. Keys that are delivered at the end
+"complex pairs" each name has an array of numbers, one per entry; for payload "vector" the array of
+numbers stands for a frame by itself, `{ key: [ channel: [ frame: [ number ] ] ] }`. Keys that are delivered at the end
 leave the level of frames out: `{ key: [ channel: { name: number } ] }`, with an array of numbers per
 name for payload "events", and `{ key: [ channel: number ] }` for payload "count".
 
@@ -124,6 +126,8 @@ std::string_view text(qel::PayloadKind payload) {
         return "events";
     case qel::PayloadKind::Count:
         return "count";
+    case qel::PayloadKind::Vector:
+        return "vector";
     default:
         return "floats";
     }
@@ -148,6 +152,8 @@ std::string payloadText(const qel::KeyInfo& key) {
         return "a list of events";
     case qel::PayloadKind::Count:
         return "one count";
+    case qel::PayloadKind::Vector:
+        return "a vector of " + std::to_string(key.payloadBytes / sizeof(float)) + " floats";
     default:
         return std::to_string(key.payloadBytes / sizeof(float)) + " floats";
     }
@@ -162,9 +168,18 @@ std::string_view columnText(qel::PayloadKind payload) {
         return "Part of an event";
     case qel::PayloadKind::Count:
         return "Number";
+    case qel::PayloadKind::Vector:
+        return "Floats";
     default:
         return "Float";
     }
+}
+
+/* The floats, or whatever the column numbers, that value i of a key's table is about. */
+std::string numberText(const qel::KeyInfo& key, std::size_t i) {
+    return key.payload == qel::PayloadKind::Vector
+               ? "0 to " + std::to_string(key.payloadBytes / sizeof(float) - 1)
+               : std::to_string(i);
 }
 
 std::string frameText(const qel::KeyInfo& key) {
@@ -213,8 +228,8 @@ void printKey(const qel::KeyInfo& key) {
               << "|---|---|---|---|\n";
     for (std::size_t i = 0; i < key.values.size(); ++i) {
         const qel::ValueInfo& value = key.values[i];
-        std::cout << "| " << i << " | " << value.name << " | " << value.unit << " | "
-                  << text(value.range) << " |\n";
+        std::cout << "| " << numberText(key, i) << " | " << value.name << " | " << value.unit
+                  << " | " << text(value.range) << " |\n";
     }
     for (const qel::ValueInfo& value : key.values) {
         printValue(value);
