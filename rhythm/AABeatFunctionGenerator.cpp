@@ -7,26 +7,13 @@
 
 #include <Accelerate/Accelerate.h>
 
+#include "rhythm/ButterworthLowPass.h"
 #include "spectral/VectorHelpers.h"
 #include "timbre/AAMelFrequencySpectralProcessor.h"
 
 namespace qel::core {
 
 namespace {
-
-// A sixth-order Butterworth low-pass, -3 dB at 0.116279 of half the audio rate: about 2.56 kHz at
-// 44.1 kHz.
-constexpr float butterA[] = {1.0f,
-                             -4.59006929397583f,
-                             8.910345077514648f,
-                             -9.341909408569336f,
-                             5.569976329803467f,
-                             -1.7884533405303955f,
-                             0.24135898053646088f};
-constexpr float butterB[] = {1.951035847014282e-05f, 0.00011706214718287811f,
-                             0.0002926553715951741f, 0.00039020716212689877f,
-                             0.0002926553715951741f, 0.00011706214718287811f,
-                             1.951035847014282e-05f};
 
 constexpr float kDecibelsPerDecade = 20.0f;
 constexpr float kDynamicRangeDecibels = 80.0f;

@@ -94,6 +94,13 @@ public:
     // then.
     SInt32 Fetch(AudioBufferList* list, UInt32 frames, SInt64 startRead, bool outOfBoundsOK) const;
 
+    // The slot of frame `frame` in a channel below ChannelCount(), for a reader in the writer's
+    // thread that copies nothing: BytesPerFrame() bytes, zero if nothing was ever stored there.
+    // Frames that fell out show what took their slot. The ring must have a capacity.
+    const Byte* SlotOfFrame(SInt32 channel, SInt64 frame) const {
+        return mBuffers[channel] + SlotOffset(frame);
+    }
+
     // Makes room for `capacityFrames` frames, keeping what is held and its times. Does nothing if
     // there is as much or the ring is not allocated. Raises std::bad_alloc as Allocate does,
     // leaving the ring as it was.

@@ -1,0 +1,21 @@
+#pragma once
+
+namespace qel::core {
+
+// Appends the peaks of x to `indices` and `values`, at place `count` and behind, and adds their
+// number to `count`, which the caller clears. A peak is an element that
+//
+//   - is not below `threshold`;
+//   - is above each other one from `window` places before it to `window` - 1 behind it, as far as x
+//     reaches, by more than `margin`;
+//   - has `window` elements before it: earlier ones are no peaks, which is meant, and neither is
+//     the last element;
+//   - lies more than `window` places behind the peak before it. Where two are nearer the earlier
+//     one stands, whatever their heights: that is meant.
+//
+// With a window of 0 nothing is a peak, as nothing is compared; neither is NaN. There must be room
+// for n more entries. Any thread.
+void FindPeaksInVector(const float* x, unsigned int n, unsigned int* indices, float* values,
+                       unsigned int& count, float threshold, float margin, unsigned int window);
+
+} // namespace qel::core
