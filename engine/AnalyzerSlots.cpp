@@ -1,7 +1,10 @@
 #include "engine/AnalyzerSlots.h"
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
+#include "rhythm/AAAccentBandGenerator.h"
 #include "rhythm/AABeatFunctionGenerator.h"
+#include "rhythm/AAOnsetGenerator.h"
+#include "rhythm/AATempoMapGenerator.h"
 
 namespace qel::core {
 
@@ -96,15 +99,23 @@ std::unique_ptr<QelAAAnalysisBase> MakeFrameBased(const GeneratorSetup& setup) {
                                        setup.refCon);
 }
 
+// A generator that works on raw pushes.
+template <class Generator>
+std::unique_ptr<QelAAAnalysisBase> MakePushBased(const GeneratorSetup& setup) {
+    return std::make_unique<Generator>(setup.channels, setup.sampleRate, setup.maxFrames,
+                                       setup.streamLength, setup.dataCallback, setup.refCon);
+}
+
 using Maker = std::unique_ptr<QelAAAnalysisBase> (*)(const GeneratorSetup&);
 
 constexpr std::array<Maker, kNumSlots> kMakers = {
     MakeFrameBased<AABagOfPropertiesGenerator, 1024, 512>, // 0
     nullptr,
-    nullptr,
-    nullptr,
+    MakeFrameBased<AAAccentBandGenerator, 1024, 512>, // 2
+    MakeFrameBased<AATempoMapGenerator, 1024, 512>,   // 3
     nullptr,
     MakeFrameBased<AABeatFunctionGenerator, 1024, 128>, // 5
+    MakePushBased<AAOnsetGenerator>,                    // 6
 };
 
 } // namespace

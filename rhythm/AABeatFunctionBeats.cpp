@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 
 #include <Accelerate/Accelerate.h>
 
@@ -142,19 +141,10 @@ SInt32 AABeatFunctionGenerator::TrackBackLinks(const Section& section,
 }
 
 void AABeatFunctionGenerator::DeliverEvents(CFStringRef key, const std::vector<Events>& events) {
-    std::vector<std::vector<QelAudioAnalysisEvent>> sorted(mNumChannels);
-    mBlocks.Prepare(mNumChannels, sizeof(QelAudioAnalysisEventList));
-    for (UInt32 c = 0; c < mNumChannels; ++c) {
-        const Events& source = events[c];
-        std::vector<vDSP_Length> order(source.times.size());
-        std::iota(order.begin(), order.end(), vDSP_Length{0});
-        vDSP_vsortiD(source.times.data(), order.data(), nullptr, order.size(), 1);
-        for (const vDSP_Length i : order)
-            sorted[c].push_back({source.times[i], source.strengths[i]});
-        const QelAudioAnalysisEventList list{static_cast<UInt32>(sorted[c].size()),
-                                             sorted[c].data()};
-        mBlocks.Store(c, &list);
-    }
+    std::vector<std::vector<QelAudioAnalysisEvent>> sorted;
+    for (const Events& source : events)
+        sorted.push_back(SortedEvents(source));
+    PrepareEventBlocks(mBlocks, sorted);
     Deliver(key);
 }
 

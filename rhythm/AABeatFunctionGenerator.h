@@ -6,6 +6,7 @@
 #include <CoreAudio/CoreAudioTypes.h>
 
 #include "engine/QelAAAnalysisGenerator.h"
+#include "rhythm/EventList.h"
 #include "support/CARingBuffer.h"
 
 namespace qel::core {
@@ -92,12 +93,6 @@ private:
         float tempo1;
         float tempo2;
         float confidence;
-    };
-
-    // Events of a channel: times in seconds and strengths.
-    struct Events {
-        std::vector<double> times;
-        std::vector<float> strengths;
     };
 
     static Flag FlagOf(CFStringRef key);

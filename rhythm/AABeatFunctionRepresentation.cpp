@@ -37,25 +37,6 @@ CACFDictionary TempoDictionary(const QelAudioAnalysisBlock& block) {
     return values;
 }
 
-CACFDictionary EventDictionary(const QelAudioAnalysisBlock& block, CFStringRef timeName,
-                               CFStringRef strengthName) {
-    CACFDictionary values(true);
-    QelAudioAnalysisEventList list{};
-    if (block.mDataByteSize >= sizeof list)
-        list = *static_cast<const QelAudioAnalysisEventList*>(block.mData);
-    if (list.mEvents == nullptr)
-        list.mCount = 0;
-    CACFArray times(list.mCount, true);
-    CACFArray strengths(list.mCount, true);
-    for (UInt32 i = 0; i < list.mCount; ++i) {
-        times.AppendFloat32(static_cast<float>(list.mEvents[i].mTime));
-        strengths.AppendFloat32(list.mEvents[i].mStrength);
-    }
-    values.AddArray(timeName, times.GetCFArray());
-    values.AddArray(strengthName, strengths.GetCFArray());
-    return values;
-}
-
 } // namespace
 
 AABeatFunctionGenerator::Flag AABeatFunctionGenerator::FlagOf(CFStringRef key) {

@@ -1,0 +1,262 @@
+#include "rhythm/AAOnsetGenerator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <new>
+
+#include "rhythm/EventList.h"
+#include "rhythm/GammatoneLanes.h"
+#include "rhythm/OnsetPeaks.h"
+#include "rhythm/RhythmMath.h"
+#include "spectral/VectorHelpers.h"
+#include "support/CACFArray.h"
+#include "support/CACFDictionary.h"
+
+namespace qel::core {
+
+namespace {
+
+constexpr float kLowestBandHz = 235.0f;
+constexpr float kHighestBandHz = 14500.0f;
+constexpr float kBandsPerERB = 1.0f;
+
+constexpr float kDifferenceWeight = 0.8999999761581421f;
+constexpr float kMuLawFactor = 10.0f;
+
+// exp(-1 / 882): a first-order low-pass with a time constant of 20 ms at 44.1 kHz.
+constexpr float kSmoothingPole = 0.998866856098175f;
+constexpr float kSmoothingA[] = {1.0f, -kSmoothingPole};
+constexpr float kSmoothingB[] = {1.0f - kSmoothingPole, 0.0f};
+
+constexpr double kLeastWindow = 2048.0;
+constexpr UInt32 kStreamShare = 16; // the largest window is this part of the stream
+constexpr int kDistanceShare = 4;   // of the window lies between candidates
+constexpr float kStrongLevel = 0.75f;
+
+constexpr float kPercentStarted = 40.0f;
+constexpr float kPercentCurve = 20.0f; // of a channel: below what was reported before, as meant
+constexpr float kPercentPeaks = 80.0f;
+constexpr float kPercentSorted = 90.0f;
+constexpr float kPercentDelivered = 100.0f;
+
+constexpr UInt32 kStampValid = 1;
+
+void ResetStamp(AudioTimeStamp& stamp) {
+    stamp = AudioTimeStamp{};
+    stamp.mFlags = kStampValid;
+}
+
+// From the last value to the first, so that the peak stays at the event's onset.
+void SmoothBackward(float* curve, UInt32 n) {
+    float state = 0.0f;
+    for (UInt32 i = n; i > 0; --i)
+        filter(kSmoothingA, kSmoothingB, 1, &state, curve[i - 1], curve[i - 1]);
+}
+
+// The detection curve, made of the sum of the bands in place.
+void MakeCurve(float* curve, UInt32 n) {
+    ComputeWeightedDifference(curve, n, curve, kDifferenceWeight);
+    if (n > 0)
+        curve[n - 1] = 0.0f; // nothing follows that it could be compared with
+    HalfWaveRectify(curve, n, curve);
+    MuLawCompress(curve, n, curve, kMuLawFactor);
+    SmoothBackward(curve, n);
+}
+
+} // namespace
+
+AAOnsetGenerator::~AAOnsetGenerator() {
+    AAOnsetGenerator::Cleanup();
+}
+
+void AAOnsetGenerator::NullPointers() {
+    QelAAAnalysisBase::NullPointers();
+    mFilterBankReady = false;
+    (void)mGammaList.release();
+    (void)mGammaRing.release();
+    (void)mFetchList.release();
+}
+
+void AAOnsetGenerator::Cleanup() {
+    RemoveBank();
+    mGammaList.free();
+    mGammaRing.free();
+    mFetchList.free();
+    ResetStamp(mGammaTime);
+    QelAAAnalysisBase::Cleanup();
+}
+
+void AAOnsetGenerator::RemoveBank() {
+    if (mFilterBankReady)
+        Gfb_Analyzer_remove(&mFilterBank);
+    mFilterBankReady = false;
+}
+
+void AAOnsetGenerator::AllocateBuffers() {
+    RemoveBank();
+    constexpr int kMostSamples = std::numeric_limits<int>::max();
+    // Bands are summed with their own delays: the low ones come a little later.
+    const Gfb_Parameters parameters{static_cast<float>(mSampleRate),
+                                    kLowestBandHz,
+                                    kHighestBandHz,
+                                    kLowestBandHz,
+                                    kBandsPerERB,
+                                    0};
+    mFilterBankReady = true; // whatever there is of it must be removed
+    if (Gfb_Analyzer_new(&mFilterBank, parameters,
+                         static_cast<int>(std::min<UInt32>(mMaxFrames, kMostSamples))) != 0)
+        throw std::bad_alloc();
+
+    mGammaList = NewBuffer("gamma filter buffer", mMaxFrames * UInt64{sizeof(float)});
+    mFetchList = NewBuffer("function fetching buffer", 0);
+    // Room for the declared length and the silence of a flush. A declaration may be false, so that
+    // no more than a gigabyte is taken on trust: a longer run grows the ring as it comes.
+    constexpr UInt64 kTrustedFloats = 1u << 28;
+    mGammaRing.free();
+    mGammaRing = new CARingBuffer;
+    mGammaRing->Allocate(
+        static_cast<SInt32>(mNumChannels), sizeof(float),
+        static_cast<UInt32>(std::min(UInt64{mStreamLength} + mMaxFrames,
+                                     kTrustedFloats / std::max(mNumChannels, 1u))));
+    ResetStamp(mGammaTime);
+}
+
+SInt32 AAOnsetGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
+    if (list == nullptr)
+        return kAudioAnalysisErr_NullBufferList;
+    // Nobody may store a count of 0; and a reset that failed left no ring.
+    if (frames == 0 || mGammaRing.get() == nullptr)
+        return 0;
+    const UInt32 channels = std::min(list->mNumberBuffers, mNumChannels);
+    for (UInt32 c = 0; c < channels; ++c)
+        gfb_AnalyzeSum(Channel(mGammaList, c), static_cast<const float*>(list->mBuffers[c].mData),
+                       &mFilterBank, static_cast<int>(frames));
+    mGammaRing->StoreGrowing(&mGammaList->GetModifiableBufferList(), frames,
+                             static_cast<SInt64>(mGammaTime.mSampleTime));
+    mGammaTime.mSampleTime += frames;
+    return 0;
+}
+
+// One channel alone, so that there need not be room for all at once.
+SInt32 AAOnsetGenerator::FetchChannel(UInt32 channel, float* to, UInt32 frames) {
+    AudioBufferList& list = mFetchList->GetModifiableBufferList();
+    AudioBuffer& buffer = list.mBuffers[channel];
+    buffer.mData = to;
+    buffer.mDataByteSize = frames * UInt32{sizeof(float)};
+    const SInt32 status = mGammaRing->Fetch(&list, frames, 0, false);
+    buffer.mData = nullptr;
+    buffer.mDataByteSize = 0;
+    return status;
+}
+
+int AAOnsetGenerator::WindowFor(UInt32 frames, float sensitivity) {
+    const float share = (100.0f - sensitivity) / 100.0f;
+    const double window =
+        kLeastWindow + std::rint(double{static_cast<float>(frames / kStreamShare) * share});
+    if (std::isnan(window))
+        return static_cast<int>(kLeastWindow);
+    return static_cast<int>(std::clamp(window, double{std::numeric_limits<int>::min()},
+                                       double{std::numeric_limits<int>::max()}));
+}
+
+SInt32 AAOnsetGenerator::FindOnsets(UInt32 channel, float* curve, UInt32 frames, Onsets& onsets) {
+    // Nobody may fetch a count of 0.
+    const SInt32 status = frames != 0 ? FetchChannel(channel, curve, frames) : 0;
+    if (status != 0)
+        return status;
+    MakeCurve(curve, frames);
+    if (StopsAt(kPercentCurve))
+        return kStopped;
+
+    const int window = WindowFor(frames, mSensitivity);
+    const unsigned int room = MaxPeaks(frames, window / kDistanceShare);
+    const auto indices = std::make_unique_for_overwrite<unsigned int[]>(room);
+    const auto values = std::make_unique_for_overwrite<float[]>(room);
+    unsigned int count = 0;
+    if (FindPeaksAdaptivleyInVector(curve, frames, indices.get(), values.get(), count, window,
+                                    kStrongLevel, kPercentCurve, kPercentPeaks, mProgressCallback,
+                                    mProgressRefCon) != 0)
+        return kStopped;
+    if (StopsAt(kPercentPeaks))
+        return kStopped;
+
+    Events events;
+    const double secondsPerSample = 1.0 / mSampleRate;
+    for (unsigned int i = 0; i < count; ++i)
+        events.times.push_back(indices[i] * secondsPerSample);
+    events.strengths.assign(values.get(), values.get() + count);
+    onsets = SortedEvents(events);
+    return StopsAt(kPercentSorted) ? kStopped : 0;
+}
+
+SInt32 AAOnsetGenerator::ProcessFinal(UInt8 flush) {
+    if (StopsAt(kPercentStarted))
+        return kStopped;
+    const auto frames = static_cast<UInt32>(mGammaTime.mSampleTime);
+    std::vector<Onsets> onsets(mNumChannels);
+    {
+        CAAutoFree<float> curve(frames, false);
+        for (UInt32 c = 0; c < mNumChannels; ++c)
+            if (const SInt32 status = FindOnsets(c, curve, frames, onsets[c]); status != 0)
+                return status;
+    }
+    PrepareEventBlocks(mBlocks, onsets);
+    Deliver(kQelAnalysisKey_OnsetData);
+    if (StopsAt(kPercentDelivered))
+        return kStopped;
+    return QelAAAnalysisBase::ProcessFinal(flush);
+}
+
+bool AAOnsetGenerator::StopsAt(float percent) const {
+    return mProgressCallback != nullptr &&
+           mProgressCallback(nullptr, percent, mProgressRefCon) != 0;
+}
+
+// For every key: that is meant.
+UInt32 AAOnsetGenerator::GetSizeOfAnalysisDataForKey(CFStringRef) {
+    return sizeof(QelAudioAnalysisEventList);
+}
+
+SInt32 AAOnsetGenerator::GetParameterList(CFMutableArrayRef* list) {
+    CFArrayAppendValue(*list, kQelAnalysisParameter_OnsetSensitivity);
+    return 0;
+}
+
+// The values that a parameter may have do not reach the caller: that is meant.
+SInt32 AAOnsetGenerator::GetParameterValueInfo(CFStringRef, void*) {
+    return 0;
+}
+
+SInt32 AAOnsetGenerator::GetParameter(CFStringRef name, float* outValue) {
+    if (CFEqual(name, kQelAnalysisParameter_OnsetSensitivity))
+        *outValue = mSensitivity;
+    return 0;
+}
+
+SInt32 AAOnsetGenerator::SetParameter(CFStringRef name, float value) {
+    if (CFEqual(name, kQelAnalysisParameter_OnsetSensitivity))
+        mSensitivity = value;
+    return 0;
+}
+
+// { "onset data": [ channel: { "onset time": [...], "onset strength": [...] } ] }
+CFPropertyListRef AAOnsetGenerator::CreateCFRepresentation(CFAllocatorRef allocator,
+                                                           CFStringRef key, UInt32 count,
+                                                           const QelAudioAnalysisBlock* blocks) {
+    CACFDictionary result(
+        MadeOrThrow(CFDictionaryCreateMutable(allocator, 0, &kCFTypeDictionaryKeyCallBacks,
+                                              &kCFTypeDictionaryValueCallBacks)),
+        true);
+    if (key == nullptr || !CFEqual(key, kQelAnalysisKey_OnsetData))
+        return CFRetain(result.GetCFDictionary());
+    CACFArray channels(mNumChannels, true);
+    for (UInt32 c = 0; c < std::min(mNumChannels, count); ++c)
+        channels.AppendDictionary(
+            EventDictionary(blocks[c], kOnsetTimeString, kOnsetStrengthString).GetCFDictionary());
+    result.AddArray(kQelAnalysisKey_OnsetData, channels.GetCFArray());
+    return CFRetain(result.GetCFDictionary());
+}
+
+} // namespace qel::core

@@ -1,0 +1,149 @@
+#include "rhythm/OnsetPeaks.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <memory>
+
+#include "spectral/VectorHelpers.h"
+
+namespace qel::core {
+
+namespace {
+
+constexpr SInt32 kStopped = -128;
+constexpr unsigned int kCandidatesPerReport = 100;
+constexpr SInt64 kDoubleHitSamples = 1024; // a strong onset may follow another within these
+
+// How the values of a vector stand to a level; NaN stands nowhere.
+struct Standing {
+    std::size_t notAbove = 0;
+    std::size_t above = 0;
+
+    void Add(const float* x, std::size_t n, float level) {
+        // Counts of 32 bits, which a vector of as many lanes as floats can hold.
+        UInt32 low = 0;
+        UInt32 high = 0;
+        for (std::size_t i = 0; i < n; ++i) {
+            low += x[i] <= level ? 1u : 0u;
+            high += x[i] > level ? 1u : 0u;
+        }
+        notAbove += low;
+        above += high;
+    }
+};
+
+// The two values next to a level: the greatest that is not above it, the least that is.
+struct Neighbours {
+    float lower = -std::numeric_limits<float>::infinity();
+    float upper = std::numeric_limits<float>::infinity();
+
+    void Add(const float* x, std::size_t n, float level) {
+        for (std::size_t i = 0; i < n; ++i) {
+            if (x[i] <= level)
+                lower = std::max(lower, x[i]);
+            else if (x[i] > level)
+                upper = std::min(upper, x[i]);
+        }
+    }
+};
+
+constexpr float kBehindTheEnd = 0.0f;
+
+// Whether an onset at `position` is refused for one that was accepted before. Those in reach are
+// the last few.
+bool IsTooNear(SInt64 position, bool isStrong, const unsigned int* accepted, unsigned int count,
+               int window) {
+    for (unsigned int k = count; k > 0; --k) {
+        const SInt64 distance = position - accepted[k - 1];
+        if (distance >= window)
+            return false;
+        if (!isStrong || distance > kDoubleHitSamples)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+void ComputeWeightedDifference(const float* x, unsigned int n, float* out, float weight) {
+    for (std::size_t i = 0; i + 1 < n; ++i)
+        out[i] = (x[i] - x[i + 1]) * weight + (1.0f - weight) * x[i];
+}
+
+unsigned int MaxPeaks(unsigned int n, int minDistance) {
+    // Maxima stand at least two apart.
+    const auto distance = static_cast<unsigned int>(std::max(minDistance, 2));
+    return n < 3 ? 0 : (n - 3) / distance + 1;
+}
+
+void FindLocalMaximaWithDist(const float* x, unsigned int n, unsigned int* indices, float* values,
+                             unsigned int& count, float threshold, int minDistance) {
+    for (unsigned int i = 1; i + 1 < n; ++i) {
+        if (!(x[i] > x[i - 1] && x[i] > x[i + 1] && x[i] > threshold))
+            continue;
+        if (count > 0 && minDistance > 0 && SInt64{i} - indices[count - 1] < minDistance)
+            continue;
+        indices[count] = i;
+        values[count] = x[i];
+        ++count;
+    }
+}
+
+bool IsMedianAbove(const float* x, unsigned int n, bool zeroBehind, float level) {
+    const std::size_t size = n + std::size_t{zeroBehind};
+    Standing standing;
+    standing.Add(x, n, level);
+    standing.Add(&kBehindTheEnd, std::size_t{zeroBehind}, level);
+    if (size == 0)
+        return 0.0f > level;
+    // Places of the sorted values: first those that are not above, then those above, then NaN.
+    const std::size_t place = std::min((size + 1) / 2, size - 1);
+    const std::size_t last = size % 2 == 0 ? std::min(place + 1, size - 1) : place;
+    if (last < standing.notAbove || last >= standing.notAbove + standing.above)
+        return false; // none of the two is above, or one is NaN
+    if (place >= standing.notAbove)
+        return true;
+    Neighbours neighbours;
+    neighbours.Add(x, n, level);
+    neighbours.Add(&kBehindTheEnd, std::size_t{zeroBehind}, level);
+    return 0.5f * (neighbours.lower + neighbours.upper) > level;
+}
+
+SInt32 FindPeaksAdaptivleyInVector(float* x, unsigned int n, unsigned int* indices, float* values,
+                                   unsigned int& count, int window, float strongLevel,
+                                   float progressStart, float progressEnd, PeakProgress progress,
+                                   void* progressContext) {
+    NormalizeFloatVector(x, n);
+    const unsigned int room = MaxPeaks(n, window / 4);
+    const auto candidates = std::make_unique_for_overwrite<unsigned int[]>(room);
+    const auto heights = std::make_unique_for_overwrite<float[]>(room);
+    unsigned int candidateCount = 0;
+    FindLocalMaximaWithDist(x, n, candidates.get(), heights.get(), candidateCount, 0.0f,
+                            window / 4);
+
+    for (unsigned int i = 0; i < candidateCount; ++i) {
+        const SInt64 position = candidates[i];
+        const float height = x[position];
+        const SInt64 low = std::max<SInt64>(position - window, 0);
+        const SInt64 high = std::min<SInt64>(position + window, n);
+        // The upper bound takes part; a window below 0 holds nothing.
+        const SInt64 size = std::max<SInt64>(std::min<SInt64>(high + 1, n) - low, 0);
+        const bool isBelow = window >= 0 && IsMedianAbove(x + low, static_cast<unsigned int>(size),
+                                                          high == n, height);
+        if (progress != nullptr && i % kCandidatesPerReport == 0) {
+            const float done = static_cast<float>(i) / static_cast<float>(candidateCount);
+            const float value = progressStart + done * (progressEnd - progressStart);
+            if (progress(nullptr, value, progressContext) != 0)
+                return kStopped;
+        }
+        if (isBelow || IsTooNear(position, height >= strongLevel, indices, count, window))
+            continue;
+        indices[count] = candidates[i];
+        values[count] = height;
+        ++count;
+    }
+    return 0;
+}
+
+} // namespace qel::core
