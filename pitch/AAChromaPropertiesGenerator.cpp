@@ -1,0 +1,265 @@
+#include "pitch/AAChromaPropertiesGenerator.h"
+
+#include <algorithm>
+#include <array>
+
+#include <Accelerate/Accelerate.h>
+
+#include "pitch/AAChromaSpectralProcessor.h"
+#include "pitch/KeyProfiles.h"
+#include "spectral/VectorHelpers.h"
+#include "support/CACFArray.h"
+#include "support/CACFDictionary.h"
+
+namespace qel::core {
+
+namespace {
+
+const CFStringRef kKeys[AAChromaPropertiesGenerator::kNumFlags] = {
+    kQelAnalysisKey_PitchClassProfile,
+    kQelAnalysisKey_PitchClassPorofileKeyCorrelation,
+    kQelAnalysisKey_PitchClassProfileTonalCentroid,
+    kQelAnalysisKey_DominantKey,
+    kQelAnalysisKey_GlobalKey,
+};
+
+constexpr UInt32 kFloatBytes = sizeof(float);
+constexpr UInt32 kSizes[AAChromaPropertiesGenerator::kNumFlags] = {
+    kPitchClasses * kFloatBytes, kMusicalKeys* kFloatBytes, kTonalCentroidSize* kFloatBytes,
+    sizeof(CFStringRef),         sizeof(CFStringRef),
+};
+
+constexpr UInt32 kStampValid = 1;
+
+// The index of the largest value; the lowest of several.
+UInt32 IndexOfLargest(const float* values, UInt32 count) {
+    float largest = 0.0f;
+    vDSP_Length index = 0;
+    vDSP_maxvi(values, 1, &largest, &index, count);
+    return static_cast<UInt32>(index);
+}
+
+// The key of a stream from the keys of its frames. Deliberately, the classes of the histogram are
+// stretched over the range from the lowest to the highest key that occurs, and yet the number of
+// the fullest class is taken for a key: it is one only where the range is that of all keys. Without
+// frames it is key 0.
+UInt32 GlobalKeyOf(const float* frameKeys, UInt32 frames) {
+    float lowest = 0.0f;
+    float highest = 0.0f;
+    vDSP_minv(frameKeys, 1, &lowest, frames);
+    vDSP_maxv(frameKeys, 1, &highest, frames);
+    std::array<float, kMusicalKeys> histogram{};
+    ComputeHistogram(frameKeys, frames, histogram.data(), lowest, highest, kMusicalKeys);
+    return IndexOfLargest(histogram.data(), kMusicalKeys);
+}
+
+// What stands at element `frame` of an array of names in a block; null if there is none. A block as
+// it was delivered is itself a name.
+CFStringRef NameOfFrame(const QelAudioAnalysisBlock& block, UInt32 frame) {
+    if (IsKeyName(block.mData))
+        return static_cast<CFStringRef>(block.mData);
+    const bool isThere =
+        block.mData != nullptr && block.mDataByteSize / sizeof(CFStringRef) > frame;
+    return isThere ? static_cast<const CFStringRef*>(block.mData)[frame] : nullptr;
+}
+
+} // namespace
+
+void ChromaSpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
+    static_cast<AAChromaPropertiesGenerator*>(refCon)->ComputeAndStoreProperties(list);
+}
+
+AAChromaPropertiesGenerator::AAChromaPropertiesGenerator(UInt32 channels, Float64 sampleRate,
+                                                         UInt32 frameSize, UInt32 hop,
+                                                         UInt32 maxFrames, UInt32 streamLength,
+                                                         DataCallback dataCallback, void* refCon)
+    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
+                             dataCallback, refCon) {}
+
+AAChromaPropertiesGenerator::~AAChromaPropertiesGenerator() {
+    AAChromaPropertiesGenerator::Cleanup();
+}
+
+AAChromaPropertiesGenerator::Flag AAChromaPropertiesGenerator::FlagOf(CFStringRef key) {
+    UInt32 flag = 0;
+    while (flag < kNumFlags && !(key != nullptr && CFEqual(key, kKeys[flag])))
+        ++flag;
+    return static_cast<Flag>(flag);
+}
+
+bool AAChromaPropertiesGenerator::IsWanted(Flag flag) const {
+    return mComputeFlags.get() != nullptr && mComputeFlags[flag];
+}
+
+SInt32 AAChromaPropertiesGenerator::SetComputeProperty(CFArrayRef keys) {
+    mComputeFlags.alloc(kNumFlags, true);
+    const CFIndex count = CFArrayGetCount(keys);
+    for (CFIndex i = 0; i < count; ++i) {
+        const Flag flag = FlagOf(static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i)));
+        if (flag != kNumFlags)
+            mComputeFlags[flag] = true;
+    }
+    return 0;
+}
+
+UInt32 AAChromaPropertiesGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
+    const Flag flag = FlagOf(key);
+    return flag != kNumFlags ? kSizes[flag]
+                             : QelAAAnalysisGenerator::GetSizeOfAnalysisDataForKey(key);
+}
+
+void AAChromaPropertiesGenerator::NullPointers() {
+    QelAAAnalysisGenerator::NullPointers();
+    for (auto* list : {&mChromaKeyBuffer, &mDominantKeyBuffer, &mTonalCenterBuffer, &mFetchBuffer})
+        (void)list->release();
+    (void)mDominantKeyRing.release();
+}
+
+void AAChromaPropertiesGenerator::Cleanup() {
+    mSpectralProcessor.free();
+    for (auto* list : {&mChromaKeyBuffer, &mDominantKeyBuffer, &mTonalCenterBuffer, &mFetchBuffer})
+        list->free();
+    mDominantKeyRing.free();
+    mFrameTime = {};
+    AAChromaPropertiesGenerator::NullPointers();
+}
+
+void AAChromaPropertiesGenerator::AllocateBuffers() {
+    mSpectralProcessor.free();
+    mSpectralProcessor = new AAChromaSpectralProcessor(
+        mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, false, mSampleRate, kPitchClasses);
+    mSpectralProcessor->SetSpectralFunction(ChromaSpectralFun, this);
+    mChromaKeyBuffer = NewBuffer("chroma key buffer", kSizes[kKeyCorrelation]);
+    mDominantKeyBuffer = NewBuffer("dominant key buffer", kFloatBytes);
+    mTonalCenterBuffer = NewBuffer("tonal center buffer", kSizes[kTonalCentroid]);
+    mDominantKeyRing.free();
+    mFetchBuffer.free();
+    mFrameTime = {};
+    mFrameTime.mFlags = kStampValid;
+    if (!IsWanted(kGlobalKey))
+        return;
+    // A declared length may be false: no more than a gigabyte is taken on trust, and a longer run
+    // grows the ring as it comes.
+    constexpr UInt32 kTrustedFloats = 1u << 28;
+    mFetchBuffer = NewBuffer("fetch buffer", 0);
+    mDominantKeyRing = new CARingBuffer;
+    mDominantKeyRing->Allocate(
+        static_cast<SInt32>(mNumChannels), kFloatBytes,
+        std::min(mNumAnalysisFrames, kTrustedFloats / std::max(mNumChannels, 1u)));
+}
+
+void AAChromaPropertiesGenerator::ComputeAndStoreProperties(const SpectralAndAudioBufferList*) {
+    auto* processor = static_cast<AAChromaSpectralProcessor*>(mSpectralProcessor.get());
+    CABufferList* chromaList = processor->GetChromaList();
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        float* chroma = Channel(chromaList, c);
+        float* correlations = Channel(mChromaKeyBuffer, c);
+        NormalizeFloatVector(chroma, kPitchClasses);
+        MakeKeyStrengthComparison(chroma, correlations);
+        ComputeTonalCentroid(chroma, Channel(mTonalCenterBuffer, c));
+        // A major key comes before a minor key that fits as well, and silence is C major.
+        *Channel(mDominantKeyBuffer, c) =
+            static_cast<float>(IndexOfLargest(correlations, kMusicalKeys));
+    }
+    StoreDominantKeys();
+    DeliverDominantKeys();
+    DeliverFloats(kPitchClassProfile, chromaList);
+    DeliverFloats(kKeyCorrelation, mChromaKeyBuffer);
+    DeliverFloats(kTonalCentroid, mTonalCenterBuffer);
+}
+
+void AAChromaPropertiesGenerator::StoreDominantKeys() {
+    if (mDominantKeyRing.get() != nullptr)
+        mDominantKeyRing->StoreGrowing(&mDominantKeyBuffer->GetModifiableBufferList(), 1,
+                                       static_cast<SInt64>(mFrameTime.mSampleTime));
+    mFrameTime.mSampleTime += 1.0;
+}
+
+void AAChromaPropertiesGenerator::GiveName(UInt32 channel, UInt32 key) {
+    mBlocks.Blocks()[channel].mData = const_cast<void*>(CFRetain(KeyName(key)));
+}
+
+void AAChromaPropertiesGenerator::DeliverDominantKeys() {
+    if (!IsWanted(kDominantKey))
+        return;
+    mBlocks.Prepare(mNumChannels, kSizes[kDominantKey]);
+    for (UInt32 c = 0; c < mNumChannels; ++c)
+        GiveName(c, static_cast<UInt32>(*Channel(mDominantKeyBuffer, c)));
+    Deliver(kKeys[kDominantKey]);
+}
+
+void AAChromaPropertiesGenerator::DeliverFloats(Flag flag, CABufferList* list) {
+    if (!IsWanted(flag))
+        return;
+    mBlocks.Prepare(mNumChannels, 0);
+    for (UInt32 c = 0; c < mNumChannels; ++c)
+        mBlocks.Blocks()[c] = {Channel(list, c), kSizes[flag]};
+    Deliver(kKeys[flag]);
+}
+
+SInt32 AAChromaPropertiesGenerator::ProcessFinal(UInt8 flush) {
+    if (IsWanted(kGlobalKey)) {
+        const auto frames = static_cast<UInt32>(mFrameTime.mSampleTime);
+        const SInt32 status = FetchDominantKeys(frames);
+        if (status != 0)
+            return status;
+        DeliverGlobalKeys(frames);
+    }
+    return QelAAAnalysisGenerator::ProcessFinal(flush);
+}
+
+SInt32 AAChromaPropertiesGenerator::FetchDominantKeys(UInt32 frames) {
+    if (frames == 0) // nobody may fetch a count of 0
+        return 0;
+    mFetchBuffer->AllocateBuffers(frames * kFloatBytes);
+    return mDominantKeyRing->Fetch(&mFetchBuffer->GetModifiableBufferList(), frames, 0, true);
+}
+
+void AAChromaPropertiesGenerator::DeliverGlobalKeys(UInt32 frames) {
+    // Deliberately, only the first block tells its size; those of the other channels are 0.
+    mBlocks.Prepare(mNumChannels, 0);
+    if (mNumChannels != 0)
+        mBlocks.Blocks()[0].mDataByteSize = kSizes[kGlobalKey];
+    for (UInt32 c = 0; c < mNumChannels; ++c)
+        GiveName(c, GlobalKeyOf(frames != 0 ? Channel(mFetchBuffer, c) : nullptr, frames));
+    Deliver(kKeys[kGlobalKey]);
+}
+
+CFPropertyListRef AAChromaPropertiesGenerator::CreateCFRepresentation(
+    CFAllocatorRef allocator, CFStringRef key, UInt32 count, const QelAudioAnalysisBlock* blocks) {
+    CACFDictionary result(
+        MadeOrThrow(CFDictionaryCreateMutable(allocator, 0, &kCFTypeDictionaryKeyCallBacks,
+                                              &kCFTypeDictionaryValueCallBacks)),
+        true);
+    const Flag flag = FlagOf(key);
+    if (flag == kDominantKey)
+        AddFrameNames(result, count, blocks);
+    else if (flag == kGlobalKey)
+        AddStreamNames(result, count, blocks);
+    else if (flag != kNumFlags)
+        MakeFloatArrayForKey(&result, blocks, count, key);
+    return CFRetain(result.GetCFDictionary());
+}
+
+void AAChromaPropertiesGenerator::AddFrameNames(CACFDictionary& result, UInt32 count,
+                                                const QelAudioAnalysisBlock* blocks) const {
+    const UInt32 frames = GetNumAnalysisFramesForData(count, blocks);
+    CACFArray channels(mNumChannels, true);
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        CACFArray names(frames, true);
+        for (UInt32 f = 0; f < frames; ++f)
+            names.AppendString(NameOfFrame(blocks[f * mNumChannels + c], f));
+        channels.AppendArray(names.GetCFArray());
+    }
+    result.AddArray(kKeys[kDominantKey], channels.GetCFArray());
+}
+
+void AAChromaPropertiesGenerator::AddStreamNames(CACFDictionary& result, UInt32 count,
+                                                 const QelAudioAnalysisBlock* blocks) const {
+    CACFArray channels(mNumChannels, true);
+    for (UInt32 c = 0; c < std::min(mNumChannels, count); ++c)
+        channels.AppendString(static_cast<CFStringRef>(blocks[c].mData));
+    result.AddArray(kKeys[kGlobalKey], channels.GetCFArray());
+}
+
+} // namespace qel::core

@@ -1,0 +1,156 @@
+#include "pitch/AAChromaSpectralProcessor.h"
+
+#include "support/CAStreamBasicDescription.h"
+
+#include <Accelerate/Accelerate.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+
+namespace qel::core {
+
+namespace {
+
+constexpr float kSemitonesPerOctave = 12.0F;
+
+} // namespace
+
+void Center(float* values, unsigned int count) {
+    float mean = 0.0F;
+    vDSP_meanv(values, 1, &mean, count);
+    const float offset = -mean;
+    vDSP_vsadd(values, 1, &offset, values, 1, count);
+}
+
+AAChromaSpectralProcessor::AAChromaSpectralProcessor(UInt32 transformLength, UInt32 hop,
+                                                     UInt32 channels, UInt32 maxFrames,
+                                                     bool halfFrameInput, bool zeroShift,
+                                                     double sampleRateHz, UInt32 chromaBinCount)
+    : QelAASpectralProcessor(transformLength, hop, channels, maxFrames, halfFrameInput, zeroShift),
+      mSampleRate(sampleRateHz), mChromaBinCount(chromaBinCount), mNumBins(mFFTSize / 2 - 1) {
+    HammingWindow();
+    NullPointers();
+    AllocateBuffers();
+}
+
+AAChromaSpectralProcessor::~AAChromaSpectralProcessor() {
+    CleanUp();
+}
+
+void AAChromaSpectralProcessor::NullPointers() {
+    (void)mSpectrumBuffer.release();
+    (void)mMinMagnitudes.release();
+    (void)mMaxMagnitudes.release();
+    (void)mChromaList.release();
+}
+
+void AAChromaSpectralProcessor::CleanUp() {
+    mSpectrumBuffer.free();
+    mMinMagnitudes.free();
+    mMaxMagnitudes.free();
+    mChromaList.free();
+    NullPointers();
+}
+
+CABufferList* AAChromaSpectralProcessor::NewBuffer(const char* name,
+                                                   UInt32 valuesPerChannel) const {
+    if (valuesPerChannel > std::numeric_limits<UInt32>::max() / sizeof(float)) {
+        throw std::bad_alloc();
+    }
+    CAStreamBasicDescription format;
+    format.SetCanonical(mNumChannels, false);
+    format.mSampleRate = mSampleRate;
+    CAAutoDelete<CABufferList> buffer(CABufferList::New(name, format));
+    buffer->AllocateBuffers(valuesPerChannel * static_cast<UInt32>(sizeof(float)));
+    return buffer.release();
+}
+
+void AAChromaSpectralProcessor::AllocateBuffers() {
+    mSpectrumBuffer = NewBuffer("spectrum buffer", mFFTSize / 2);
+    mMinMagnitudes.alloc(mNumChannels, true);
+    mMaxMagnitudes.alloc(mNumChannels, true);
+    mChromaList = NewBuffer("chroma buffer", mChromaBinCount);
+
+    std::vector<float> binsHz(mNumBins);
+    GetFrequencies(binsHz.data(), static_cast<float>(mSampleRate));
+    mSemitones.Design(binsHz.data(), mNumBins);
+    mWeightedMagnitudes.assign(mSemitones.NumSemitones(), 0.0F);
+    mWrappedChroma.resize(mSemitones.NumSemitones());
+    for (UInt32 j = 0; j < mWrappedChroma.size(); ++j) {
+        const float semitone = mSemitones.Semitone(j);
+        const float octave = std::floor(semitone / kSemitonesPerOctave);
+        mWrappedChroma[j] = static_cast<UInt32>(semitone - kSemitonesPerOctave * octave);
+    }
+}
+
+void AAChromaSpectralProcessor::GetFrequencies(float* out, float sampleRate) const {
+    for (UInt32 i = 0; i < mNumBins; ++i) {
+        out[i] = static_cast<float>(i + 1) * sampleRate / static_cast<float>(mFFTSize);
+    }
+}
+
+void AAChromaSpectralProcessor::DoWindowing() {
+    if (mWindow == nullptr) {
+        return;
+    }
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        float* const frame = mChannels[c].mFFTBuffer;
+        Center(frame, mFFTSize);
+        vDSP_vmul(frame, 1, mWindow, 1, frame, 1, mFFTSize);
+    }
+}
+
+void AAChromaSpectralProcessor::ShiftSpectrum(DSPSplitComplex* spectrum) const {
+    for (float* const part : {spectrum->realp, spectrum->imagp}) {
+        std::copy(part + 1, part + 1 + mNumBins, part);
+    }
+}
+
+void AAChromaSpectralProcessor::GetMagnitude(AudioBufferList* out, float* mins, float* maxs) {
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        DSPSplitComplex* const spectrum = &mSpectralBufferList->mSpectra[c];
+        auto* const magnitudes = static_cast<float*>(out->mBuffers[c].mData);
+        ShiftSpectrum(spectrum);
+        vDSP_zvabs(spectrum, 1, magnitudes, 1, mNumBins);
+        vDSP_maxmgv(magnitudes, 1, &maxs[c], mNumBins);
+        vDSP_minmgv(magnitudes, 1, &mins[c], mNumBins);
+    }
+}
+
+void AAChromaSpectralProcessor::WrapWeightedMags(float* out) const {
+    std::fill_n(out, mChromaBinCount, 0.0F);
+    for (std::size_t j = 0; j < mWrappedChroma.size(); ++j) {
+        if (mWrappedChroma[j] < mChromaBinCount) {
+            out[mWrappedChroma[j]] += mWeightedMagnitudes[j];
+        }
+    }
+}
+
+void AAChromaSpectralProcessor::ComputeChroma() {
+    AudioBufferList& spectra = mSpectrumBuffer->GetModifiableBufferList();
+    AudioBufferList& chroma = mChromaList->GetModifiableBufferList();
+    GetMagnitude(&spectra, mMinMagnitudes, mMaxMagnitudes);
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        mSemitones.Apply(static_cast<const float*>(spectra.mBuffers[c].mData),
+                         mWeightedMagnitudes.data());
+        WrapWeightedMags(static_cast<float*>(chroma.mBuffers[c].mData));
+    }
+}
+
+int AAChromaSpectralProcessor::ProcessForwards(UInt32 frames, AudioBufferList* in) {
+    CopyInput(frames, in);
+    int hadFrame = 0;
+    while (mInputAvailable >= mFFTSize) {
+        CopyInputToFFT();
+        DoWindowing();
+        DoFwdFFT();
+        ComputeChroma();
+        ProcessSpectrum(mFFTSize, mSpectralBufferList);
+        hadFrame = 1;
+    }
+    return hadFrame;
+}
+
+} // namespace qel::core

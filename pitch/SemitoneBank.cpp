@@ -1,0 +1,99 @@
+#include "pitch/SemitoneBank.h"
+
+#include "pitch/SemitoneScale.h"
+
+#include <Accelerate/Accelerate.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace qel::core {
+
+namespace {
+
+// Short runs are quicker without a call.
+float RunSum(const float* magnitudes, std::size_t count) {
+    constexpr std::size_t kLongRun = 16;
+    float sum = 0.0F;
+    if (count >= kLongRun) {
+        vDSP_sve(magnitudes, 1, &sum, count);
+        return sum;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        sum += magnitudes[i];
+    }
+    return sum;
+}
+
+bool AllFinite(const float* first, const float* end) {
+    return std::all_of(first, end, [](float x) { return std::isfinite(x); });
+}
+
+// The midpoint between two neighbouring semitones. They are so close that the difference of their
+// frequencies is exact: both cells have the same edge between them.
+double EdgeHz(float centerHz, float neighbourHz) {
+    return static_cast<double>(centerHz) - 0.5 * static_cast<double>(centerHz - neighbourHz);
+}
+
+} // namespace
+
+void SemitoneBank::Design(const float* binsHz, UInt32 bins) {
+    mCells.clear();
+    mNumBins = bins;
+    if (bins == 0) {
+        return;
+    }
+    mLowestSemitone = FreqToChroma(binsHz[0]);
+    const float highest = FreqToChroma(binsHz[bins - 1]);
+    if (!std::isfinite(mLowestSemitone) || !(highest >= mLowestSemitone) ||
+        !std::isfinite(highest)) {
+        return;
+    }
+    const float* const end = binsHz + bins;
+    const auto semitones = static_cast<UInt32>(1.0F + (highest - mLowestSemitone));
+    mCells.reserve(semitones);
+    for (UInt32 j = 0; j < semitones; ++j) {
+        const float center = ChromaToFreq(Semitone(j));
+        const double lower = EdgeHz(center, ChromaToFreq(Semitone(j) - 1.0F));
+        const double upper = EdgeHz(center, ChromaToFreq(Semitone(j) + 1.0F));
+        const auto isBelow = [&](float hz) { return !(static_cast<double>(hz) > lower); };
+        const auto isNotAbove = [&](float hz) { return static_cast<double>(hz) < upper; };
+        const float* const first = std::partition_point(binsHz, end, isBelow);
+        const float* const last = std::partition_point(first, end, isNotAbove);
+        mCells.push_back({static_cast<UInt32>(first - binsHz), static_cast<UInt32>(last - first)});
+    }
+}
+
+bool SemitoneBank::IsFiniteOutside(const Cell& cell, const float* magnitudes) const {
+    return AllFinite(magnitudes, magnitudes + cell.mFirstBin) &&
+           AllFinite(magnitudes + cell.mFirstBin + cell.mNumBins, magnitudes + mNumBins);
+}
+
+void SemitoneBank::Apply(const float* magnitudes, float* out) const {
+    for (const Cell& cell : mCells) {
+        *out++ = RunSum(magnitudes + cell.mFirstBin, cell.mNumBins);
+    }
+    // One pass tells the usual case: a finite sum has finite terms.
+    float sum = 0.0F;
+    vDSP_sve(magnitudes, 1, &sum, mNumBins);
+    if (std::isfinite(sum)) {
+        return;
+    }
+    out -= mCells.size();
+    for (const Cell& cell : mCells) {
+        if (!IsFiniteOutside(cell, magnitudes)) {
+            *out = std::numeric_limits<float>::quiet_NaN();
+        }
+        ++out;
+    }
+}
+
+void SemitoneBank::FillDense(float* dense) const {
+    std::fill_n(dense, std::size_t{mNumBins} * mCells.size(), 0.0F);
+    for (std::size_t j = 0; j < mCells.size(); ++j) {
+        std::fill_n(dense + j * mNumBins + mCells[j].mFirstBin, mCells[j].mNumBins, 1.0F);
+    }
+}
+
+} // namespace qel::core

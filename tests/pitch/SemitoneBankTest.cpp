@@ -1,0 +1,202 @@
+#include "pitch/SemitoneBank.h"
+
+#include "pitch/SemitoneScale.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cblas.h>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+namespace qel::core {
+namespace {
+
+using Vector = std::vector<float>;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr double kRates[] = {8000, 11025, 22050, 44100, 48000, 96000, 192000};
+
+// The bins 1 to frame / 2 - 1 of a transform.
+Vector BinsHz(double rateHz, std::size_t frame = 8192) {
+    Vector bins(frame / 2 - 1);
+    for (std::size_t i = 0; i < bins.size(); ++i) {
+        bins[i] =
+            static_cast<float>(i + 1) * static_cast<float>(rateHz) / static_cast<float>(frame);
+    }
+    return bins;
+}
+
+SemitoneBank BankOf(const Vector& binsHz) {
+    SemitoneBank bank;
+    bank.Design(binsHz.data(), static_cast<UInt32>(binsHz.size()));
+    return bank;
+}
+
+Vector Apply(const SemitoneBank& bank, const Vector& magnitudes) {
+    Vector out(bank.NumSemitones(), -77);
+    bank.Apply(magnitudes.data(), out.data());
+    return out;
+}
+
+// Each bin against each semitone, both edges strict: the definition, without any search.
+Vector DenseWeights(const SemitoneBank& bank, const Vector& binsHz) {
+    Vector dense(binsHz.size() * bank.NumSemitones());
+    for (UInt32 j = 0; j < bank.NumSemitones(); ++j) {
+        const float center = ChromaToFreq(bank.Semitone(j));
+        const float toLower = center - ChromaToFreq(bank.Semitone(j) - 1);
+        const float toUpper = center - ChromaToFreq(bank.Semitone(j) + 1);
+        const double lower = double{center} - 0.5 * double{toLower};
+        const double upper = double{center} - 0.5 * double{toUpper};
+        for (std::size_t i = 0; i < binsHz.size(); ++i) {
+            const double hz = binsHz[i];
+            dense[j * binsHz.size() + i] = hz > lower && hz < upper ? 1.0F : 0.0F;
+        }
+    }
+    return dense;
+}
+
+TEST(SemitoneScaleTest, SemitonesCountFromMiddleC) {
+    EXPECT_EQ(FreqToChroma(261.6256F), 0);
+    EXPECT_EQ(FreqToChroma(440), 9); // A is nine semitones above
+    EXPECT_EQ(FreqToChroma(27.5F), -39);
+    EXPECT_EQ(FreqToChroma(4186.009F), 48);
+}
+
+TEST(SemitoneScaleTest, FrequenciesRoundToTheNearestSemitone) {
+    // 0.49 and 0.51 semitones away.
+    EXPECT_EQ(FreqToChroma(440 * std::exp2(0.49F / 12)), 9);
+    EXPECT_EQ(FreqToChroma(440 * std::exp2(0.51F / 12)), 10);
+    EXPECT_EQ(FreqToChroma(440 * std::exp2(-0.51F / 12)), 8);
+}
+
+TEST(SemitoneScaleTest, FrequencyOfASemitoneIsEqualTempered) {
+    for (int semitone = -67; semitone <= 77; ++semitone) {
+        const double expected = 261.6256 * std::exp2(semitone / 12.0);
+        // The quotient by 12 carries an error of 2^-24 of up to 6.5 octaves into the exponent.
+        EXPECT_NEAR(ChromaToFreq(static_cast<float>(semitone)), expected, expected * 1e-6);
+        EXPECT_EQ(FreqToChroma(ChromaToFreq(static_cast<float>(semitone))), semitone);
+    }
+}
+
+TEST(SemitoneScaleTest, WithoutAFrequencyThereIsNoSemitone) {
+    EXPECT_EQ(FreqToChroma(0), -kInfinity);
+    EXPECT_EQ(FreqToChroma(kInfinity), kInfinity);
+    EXPECT_TRUE(std::isnan(FreqToChroma(-1)));
+    EXPECT_TRUE(std::isnan(FreqToChroma(kNaN)));
+}
+
+TEST(SemitoneBankTest, CoversTheSemitonesOfTheFirstToTheLastBin) {
+    // 5.38 Hz is 67.2 semitones below 261.6256 Hz, 22044.6 Hz is 76.76 above.
+    const SemitoneBank bank = BankOf(BinsHz(44100));
+    EXPECT_EQ(bank.NumBins(), 4095U);
+    EXPECT_EQ(bank.NumSemitones(), 145U);
+    EXPECT_EQ(bank.Semitone(0), -67);
+    EXPECT_EQ(bank.Semitone(144), 77);
+}
+
+TEST(SemitoneBankTest, WeightsAreThoseOfEachBinAgainstEachSemitone) {
+    for (const double rate : kRates) {
+        SCOPED_TRACE(rate);
+        const Vector bins = BinsHz(rate);
+        const SemitoneBank bank = BankOf(bins);
+        Vector dense(bins.size() * bank.NumSemitones(), -77);
+        bank.FillDense(dense.data());
+        EXPECT_TRUE(dense == DenseWeights(bank, bins));
+    }
+}
+
+TEST(SemitoneBankTest, EveryBinFallsIntoOneCell) {
+    for (const double rate : kRates) {
+        SCOPED_TRACE(rate);
+        const Vector bins = BinsHz(rate);
+        // Counting the bins: all are found, and none twice.
+        const Vector counts = Apply(BankOf(bins), Vector(bins.size(), 1));
+        double sum = 0;
+        for (const float count : counts) {
+            sum += count;
+        }
+        EXPECT_EQ(sum, static_cast<double>(bins.size()));
+        EXPECT_GT(counts.front(), 0);
+        EXPECT_GT(counts.back(), 0);
+    }
+}
+
+TEST(SemitoneBankTest, SemitonesNarrowerThanABinAreEmpty) {
+    const Vector counts = Apply(BankOf(BinsHz(44100)), Vector(4095, 1));
+    // Bin 1 is at 5.38 Hz, bin 2 an octave above: eleven semitones between them have none.
+    for (std::size_t j = 1; j < 12; ++j) {
+        EXPECT_EQ(counts[j], 0) << j;
+    }
+    EXPECT_EQ(counts[12], 1);
+    // At A = 440 Hz and above, a semitone of 26 Hz has four or five bins.
+    EXPECT_NEAR(counts[67 + 9], 26.15 / 5.383, 1);
+}
+
+TEST(SemitoneBankTest, ABinOnAnEdgeBelongsToNoCell) {
+    const float c = ChromaToFreq(0);
+    const float cSharp = ChromaToFreq(1);
+    const float edge = 0.5F * (c + cSharp);
+    // The edge must be a single-precision number for a bin to lie on it.
+    ASSERT_EQ(double{edge}, double{c} - 0.5 * double{c - cSharp});
+    const SemitoneBank bank = BankOf({c, edge, cSharp});
+    EXPECT_EQ(Apply(bank, {1, 10, 100}), (Vector{1, 100}));
+    const SemitoneBank beside =
+        BankOf({c, std::nextafter(edge, 0.0F), edge, std::nextafter(edge, kInfinity)});
+    EXPECT_EQ(Apply(beside, {1000, 1, 10, 100}), (Vector{1001, 100}));
+}
+
+TEST(SemitoneBankTest, SumsEqualTheProductWithTheDenseMatrix) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> level(0, 1);
+    for (const double rate : kRates) {
+        SCOPED_TRACE(rate);
+        const Vector bins = BinsHz(rate);
+        const SemitoneBank bank = BankOf(bins);
+        Vector magnitudes(bins.size());
+        std::ranges::generate(magnitudes, [&] { return level(random); });
+        const Vector dense = DenseWeights(bank, bins);
+        Vector expected(bank.NumSemitones());
+        const auto n = static_cast<int>(bins.size());
+        cblas_sgemv(CblasColMajor, CblasTrans, n, static_cast<int>(expected.size()), 1,
+                    dense.data(), n, magnitudes.data(), 1, 0, expected.data(), 1);
+        const Vector sums = Apply(bank, magnitudes);
+        for (std::size_t j = 0; j < sums.size(); ++j) {
+            // Some hundred terms in another order: each addition rounds by 2^-24 at most.
+            EXPECT_NEAR(sums[j], expected[j], 256 * std::exp2(-24.0) * (1 + expected[j])) << j;
+        }
+    }
+}
+
+TEST(SemitoneBankTest, AnInfiniteMagnitudeSpoilsAllCellsButItsOwn) {
+    const SemitoneBank bank = BankOf({ChromaToFreq(0), ChromaToFreq(1), ChromaToFreq(2)});
+    const Vector sums = Apply(bank, {1, kInfinity, 3});
+    EXPECT_TRUE(std::isnan(sums[0]));
+    EXPECT_EQ(sums[1], kInfinity);
+    EXPECT_TRUE(std::isnan(sums[2]));
+    for (const float sum : Apply(bank, {kNaN, 2, 3})) {
+        EXPECT_TRUE(std::isnan(sum));
+    }
+}
+
+TEST(SemitoneBankTest, ASumBeyondSinglePrecisionSpoilsNothingElse) {
+    constexpr float kHuge = 3e38F;
+    const float c = ChromaToFreq(0);
+    const SemitoneBank bank = BankOf({c, c * 1.001F, ChromaToFreq(1)});
+    EXPECT_EQ(Apply(bank, {kHuge, kHuge, 5}), (Vector{kInfinity, 5}));
+}
+
+TEST(SemitoneBankTest, WithoutSemitonesThereAreNoCells) {
+    EXPECT_EQ(BankOf({}).NumSemitones(), 0U);
+    for (const double rate : {0.0, -44100.0, double{kNaN}, double{kInfinity}}) {
+        const SemitoneBank bank = BankOf(BinsHz(rate));
+        EXPECT_EQ(bank.NumSemitones(), 0U) << rate;
+        EXPECT_TRUE(Apply(bank, Vector(4095, 1)).empty());
+    }
+}
+
+} // namespace
+} // namespace qel::core
