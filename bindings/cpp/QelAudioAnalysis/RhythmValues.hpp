@@ -62,10 +62,16 @@ inline constexpr ValueInfo kBeatValues[] = {
      "s",
      {0, detail::kNoEnd},
      "Seconds from the stream's start to the first sample of the frame of F that is the beat, in "
-     "steps of 128 / rate. It is early, deliberately: what is heard as the beat comes about 5 % of "
-     "a "
-     "period later, and up to 1024 / rate more, as the frame is that long. At 120 BPM and 44100 Hz "
-     "that is 25 to 50 ms. In the dictionary it is a float, whose steps exceed a millisecond after "
+     "steps of 128 / rate. It is early, deliberately, by a distance that is constant while the "
+     "period T in seconds of the beats is: 0.05 T + 864 / rate + 7.6e-8 rate T^2 seconds, 45 ms at "
+     "120 BPM and 44100 Hz. Add it to stand on a sharp attack. The first term comes from the "
+     "smoothing, which is read behind its centre; the second from the frame, whose first sample is "
+     "768 samples before the attack that it sees rise most, and from rounding; the third from the "
+     "removal of the slow part of F. On clicks at 60 to 200 BPM, 44100 and 48000 Hz, the mean "
+     "distance was 35 to 86 ms and within 3 ms of the formula, and no beat was more than 2 ms off "
+     "the mean, with a standard deviation below 1 ms. The last six beats are not so sure: they "
+     "lead over to the last frame. In the dictionary it is a float, whose steps exceed a "
+     "millisecond after "
      "2.3 hours.",
      "Ellis 2007"},
     {"beat confidence",
@@ -85,7 +91,9 @@ inline constexpr ValueInfo kDownBeatValues[] = {
     {"down beat time",
      "s",
      {0, detail::kNoEnd},
-     "The time of the beat that was chosen, as in \"beat data\".",
+     "The time of the beat that was chosen, as in \"beat data\", and early by the same distance. "
+     "The strength that chooses the first one is read as early, often before the attack: down "
+     "beats are a bar apart, yet may well stand on another beat than the first of the bar.",
      ""},
     {"down beat confidence",
      "1",
