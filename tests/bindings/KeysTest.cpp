@@ -193,7 +193,7 @@ TEST(KeysTest, ResultsArriveAsOftenAsTheRowSays) {
         if (row.delivery == Delivery::PerPush) {
             expected = 10; // 9700 samples in pushes of at most 1000
         } else if (row.delivery == Delivery::PerFrame) {
-            expected = (length - row.frameSamples) / row.hopSamples + 1;
+            expected = ((length - row.frameSamples) / row.hopSamples + 1) * row.resultsPerFrame;
         }
         EXPECT_EQ(run.calls.size(), expected);
     }
@@ -270,7 +270,7 @@ TEST(KeysTest, EveryValueIsExplainedAndNamedOnce) {
 }
 
 TEST(KeysTest, FindKeyComparesTheWholeText) {
-    static_assert(findKey("spectrum") == &kKeys[5]);
+    static_assert(findKey("spectrum")->key == "spectrum");
     static_assert(findKey("spectru") == nullptr);
     static_assert(findKey("spectrum ") == nullptr);
     EXPECT_EQ(findKey(std::string("spectrum flux ") + "properties"), &kKeys[4]);

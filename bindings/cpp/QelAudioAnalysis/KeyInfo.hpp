@@ -51,6 +51,9 @@ struct KeyInfo {
     std::uint32_t hopSamples;   /* likewise */
     std::span<const ValueInfo> values;
     std::string_view definition;
+    /* Of a key that is delivered per frame. Result i is then about the time from
+       i * hopSamples / resultsPerFrame samples on. */
+    std::uint32_t resultsPerFrame = 1;
 };
 
 } // namespace qel

@@ -43,11 +43,36 @@ inline constexpr KeyInfo kKeys[] = {
      "Change from the magnitudes q[k] of the frame before to the magnitudes m[k] of this frame. "
      "The "
      "first frame is compared with silence."},
+    {"tempo", PayloadKind::Vector, 4, Delivery::PerFrame, 1024, 512, kTempoValues,
+     "The tempo while audio streams, from what was heard so far: two results per frame, the second "
+     "one for half a hop later. The bands 8, 17, 26 and 35 of \"gamma tome spectrum\" are "
+     "compressed, brought to twice their rate and low-passed at 10 Hz; their rise with a share of "
+     "their level is the accent. Each accent band runs through feedback comb filters, one per lag, "
+     "that forget to a half in 3 seconds, and the energies that they keep, summed over the bands, "
+     "are the salience of the lags. Lags are 1 to 128 accents, so that tempi below 80.6 BPM come "
+     "out doubled; with the parameter \"complexity\" 1 or 2 they reach 256 (40.3 BPM) or 512 "
+     "(20.2 BPM), from the next reset on, at 4 and 16 times the work. Where there is no peak, the "
+     "tempo of the last peaks stays, deliberately whichever channel they were found in; before the "
+     "first it is Min BPM. The figures are made for 172 accents per second: with rate the sample "
+     "rate in Hz, the tempo that is heard is the value times rate / 44032, deliberately without a "
+     "correction for other rates than 44100 Hz.",
+     2},
     {"spectrum", PayloadKind::ComplexPairs, 4096, Delivery::PerFrame, 1024, 512, kSpectrumValues,
      "The spectrum of one frame: 512 pairs of real and imaginary part, twice the discrete Fourier "
      "transform of the windowed frame. Pair k belongs to the frequency k * rate / 1024. Pair 0 is "
      "no complex number: its first float is the term at 0 Hz and its second float the term at half "
      "the sample rate, both real."},
+    {"gamma tome spectrum", PayloadKind::Vector, 144, Delivery::PerFrame, 1024, 512,
+     kGammaTomeSpectrumValues,
+     "Energies of 36 gammatone bands of one frame, the lowest band first. Band r has the response "
+     "G[k] = 1.30 (g(k - c) + g(k - 512 + c)) over the bins k, with g(x) = (1 + (x / b)^2)^-2, the "
+     "centre c = 1.6146 * 1.1275^r - 1.3356 and the width b = 0.1104 (c + 1.3356), both in bins. "
+     "Centres lie at 0.28 bins (r = 0) to 106.3 bins (r = 35; 4580 Hz at 44100 Hz) and are equally "
+     "spaced on the ERB scale. Deliberately, they lie at a quarter of the frequencies that have "
+     "such widths on it; each band also takes in its mirror image at 512 - c (17.5 kHz for r = "
+     "35); "
+     "and all move with the sample rate. Bands 0 to 15, about a bin wide or less, have values "
+     "of their own near the centre. The term at half the sample rate is left out."},
     {"global tempo", PayloadKind::Floats, 12, Delivery::AtEnd, 1024, 128, kGlobalTempoValues,
      "Two tempi of the stream, from its detection function F: the mean rise from frame to frame of "
      "40 mel bands in dB (falls count as 0, and what lies 80 dB below the loudest band is left "
@@ -72,6 +97,35 @@ inline constexpr KeyInfo kKeys[] = {
      "number of a channel comes from the sum of that channel and those before it, deliberately. "
      "Keeps the whole stream in memory: 4 bytes per sample and channel, and twice that while the "
      "number is looked for."},
+    {"onset data", PayloadKind::Events, 16, Delivery::AtEnd, 0, 0, kOnsetValues,
+     "The onsets of the stream in ascending order of time, exact to one sample: the peaks of a "
+     "curve D "
+     "at the full sample rate. S is the sum of 33 gammatone bands from 235 to 14439 Hz, one per "
+     "ERB; "
+     "d[n] = max(0, 0.9 (S[n] - S[n+1]) + 0.1 S[n]), compressed to ln(1 + 10 d) / ln(11), and D is "
+     "that, smoothed backward in time by a first-order low-pass with a time constant of 882 "
+     "samples "
+     "(20 ms at 44100 Hz). A peak is an onset if it stands a quarter of the window w behind the "
+     "peak "
+     "before it, reaches the median of D within w to both sides (of the values in order, the one "
+     "above the "
+     "middle), and lies w behind every onset before it; one of strength 0.75 and above may also "
+     "follow "
+     "within 1024 samples. w = 2048 + N / 16 * (1 - s / 100) samples, where N is the length of the "
+     "stream and s the parameter \"Onset Sensitivity\" in percent, 80 by default. So w grows with "
+     "the stream, "
+     "deliberately: at 80 it is 46 ms plus 12.5 ms per second of stream, 0.8 s for a minute and "
+     "2.3 s "
+     "for three, and a long stream gives few onsets. For all that music plays, set 100: w is then "
+     "2048 samples (46 ms at 44100 Hz) at any length. The flush at the end adds a largest push of "
+     "silence to N. "
+     "With several channels the bands run on from channel to channel, deliberately, so that "
+     "results of "
+     "stereo depend on the size of the pushes: push mono where that matters. Keeps the whole "
+     "stream in "
+     "memory: 4 bytes per sample and channel, and that of one channel again while onsets are "
+     "looked "
+     "for."},
     {"beat data", PayloadKind::Events, 16, Delivery::AtEnd, 1024, 128, kBeatValues,
      "The beats of the stream in ascending order of time: the chain of frames that best joins "
      "strong "

@@ -34,9 +34,15 @@ inline bool holdsFloats(const KeyInfo& info) noexcept {
            info.payload == PayloadKind::Vector;
 }
 
+/* Whether a payload is single floats with names of their own; a vector of one place is. */
+inline bool holdsNamedFloats(const KeyInfo& info) noexcept {
+    return info.payload == PayloadKind::Floats ||
+           (info.payload == PayloadKind::Vector && info.payloadBytes == sizeof(float));
+}
+
 /* Position of a named value in a payload of single floats. */
 inline std::size_t valueIndex(const KeyInfo* info, std::string_view name) {
-    if (info && info->payload == PayloadKind::Floats) {
+    if (info && holdsNamedFloats(*info)) {
         for (std::size_t i = 0; i < info->values.size(); ++i) {
             if (info->values[i].name == name) {
                 return i;
@@ -90,8 +96,9 @@ public:
     std::uint64_t frameIndex() const noexcept { return mFrameIndex; }
 
     /* Seconds from the stream's start to the first sample of what the result is about: of the
-       frame, or of the push for a key that is delivered per push. 0 for a result about the stream
-       as a whole; the events in it carry times of their own. */
+       frame, or of the push for a key that is delivered per push. Several results of one frame
+       stand at equal steps in its hop. 0 for a result about the stream as a whole; the events in it
+       carry times of their own. */
     double timeSeconds() const noexcept { return mTimeSeconds; }
 
     /* Number of channels of the stream. */

@@ -1,8 +1,8 @@
 /*
- * Values of the keys about the rhythm of a whole stream.
+ * Values of the keys about rhythm: while audio streams, and of a whole stream.
  *
- * Symbols of the definitions: F is the detection function, one value per 128 samples, and its rate
- * is rate / 128.
+ * Symbols of the definitions of a whole stream: F is the detection function, one value per 128
+ * samples, and its rate is rate / 128.
  */
 #pragma once
 
@@ -20,6 +20,35 @@ inline constexpr double kNoEnd = std::numeric_limits<double>::infinity();
 inline constexpr Range kTempoRange{29, kNoEnd};
 
 } // namespace detail
+
+inline constexpr ValueInfo kGammaTomeSpectrumValues[] = {
+    {"gamma tome spectrum",
+     "full scale^2",
+     {0, detail::kNoEnd},
+     "The energy of a band: the sum over the bins k of |X[k] G[k]|^2, where X is the plain "
+     "discrete "
+     "Fourier transform of the windowed frame divided by 1024. A sine of amplitude 1 in the middle "
+     "of the highest band gives about 0.16.",
+     "gammatone responses after Hohmann, Frequency analysis and synthesis using a Gammatone "
+     "filterbank, Acta Acustica united with Acustica 88, 2002; ERB scale after Glasberg and Moore, "
+     "Derivation of auditory filter shapes from notched-noise data, Hearing Research 47, 1990"},
+};
+
+inline constexpr ValueInfo kTempoValues[] = {
+    {"tempo",
+     "BPM",
+     {20, 280},
+     "60 * 172 / lag, where lag is that of the highest peak of the salience whose tempo lies "
+     "between "
+     "Min BPM and Max BPM (the range is that of their defaults). A peak reaches a tenth of the "
+     "highest salience and stands above all lags from 20 shorter to 19 longer; of two peaks within "
+     "20 lags the shorter lag stands, deliberately. Where all peaks lie outside, the one of the "
+     "shortest lag decides, cut to the range.",
+     "comb filters after Scheirer, Tempo and beat analysis of acoustic musical signals, J. Acoust. "
+     "Soc. Am. 103(1), 1998; accents and normalised energies after Klapuri, Eronen and Astola, "
+     "Analysis of the meter of acoustic musical signals, IEEE Trans. Audio, Speech, and Language "
+     "Processing 14(1), 2006"},
+};
 
 inline constexpr ValueInfo kGlobalTempoValues[] = {
     {"global tempo 1", "BPM", detail::kTempoRange,
@@ -70,8 +99,9 @@ inline constexpr ValueInfo kBeatValues[] = {
      "removal of the slow part of F. On clicks at 60 to 200 BPM, 44100 and 48000 Hz, the mean "
      "distance was 35 to 86 ms and within 3 ms of the formula, and no beat was more than 2 ms off "
      "the mean, with a standard deviation below 1 ms. The last six beats are not so sure: they "
-     "lead over to the last frame. In the dictionary it is a float, whose steps exceed a "
-     "millisecond after "
+     "lead "
+     "over to the last frame. In the dictionary it is a float, whose steps exceed a millisecond "
+     "after "
      "2.3 hours.",
      "Ellis 2007"},
     {"beat confidence",
@@ -100,6 +130,29 @@ inline constexpr ValueInfo kDownBeatValues[] = {
      {0, detail::kNoEnd},
      "The strength of that beat, as in \"beat data\". It does not tell how sure it is that a bar "
      "begins there.",
+     ""},
+};
+
+inline constexpr ValueInfo kOnsetValues[] = {
+    {"onset time",
+     "s",
+     {0, detail::kNoEnd},
+     "Seconds from the stream's start to the sample at which D peaks, in steps of one sample. D "
+     "falls "
+     "off before an event and breaks off at it, so that the peak stands where the energy has come "
+     "and begins to sink: a few milliseconds after the start of a note. In the dictionary it is a "
+     "float, whose steps exceed a millisecond after 2.3 hours.",
+     ""},
+    {"onset strength",
+     "1",
+     {0, 1},
+     "D at that sample, divided by the greatest D of the channel. The compression makes soft "
+     "events "
+     "count: it compares with a level rather than with an energy. Ripples of a tail that decays "
+     "can "
+     "stand as onsets of tiny strength where nothing else is near; a threshold on the strength "
+     "takes "
+     "them out (qel: --min-strength).",
      ""},
 };
 

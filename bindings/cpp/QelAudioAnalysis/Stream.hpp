@@ -196,7 +196,9 @@ private:
         if (key.info && key.info->delivery == Delivery::PerPush) {
             return static_cast<double>(mFramesPushed) / mSetup.sampleRateHz;
         }
-        return static_cast<double>(frame) * key.metaData.hopSamples / mSetup.sampleRateHz;
+        const double hop = key.metaData.hopSamples;
+        const std::uint32_t perFrame = key.info ? key.info->resultsPerFrame : 1;
+        return static_cast<double>(frame) * hop / (perFrame * mSetup.sampleRateHz);
     }
 
     void handOut(CFStringRef key, std::span<const QelAudioAnalysisBlock> blocks) {

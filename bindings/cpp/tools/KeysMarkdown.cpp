@@ -43,7 +43,8 @@ The data callback receives `count` blocks, each a pointer and a size in bytes.
 - **Frames.** Frame n of a key covers the samples from n * hop to n * hop + frame - 1. It is delivered
   inside the push that brings its last sample. The samples behind the last whole frame are not
   analyzed: push silence if they matter. The results do not depend on how the audio is cut into
-  pushes, except for keys that are delivered once per push.
+  pushes, except for keys that are delivered once per push. A key that is delivered twice per frame
+  gives two results, one call after the other, for each frame.
 - **At the end.** Keys about the stream as a whole are delivered inside of `QelAudioAnalysisProcess`
   with flush 1 (`Analyzer::finish` in C++), once and for all channels. Frame and hop are then those
   of the frames behind the result, and the samples behind the last whole frame do not count.
@@ -58,7 +59,8 @@ The data callback receives `count` blocks, each a pointer and a size in bytes.
   such a delivery is a stretch of its own, with a tempo of its own. Its times carry on from the last
   frame of the stretch before and so stand 896 to 1023 samples too early, deliberately.
 - **Time.** The callback carries no time. Count the calls of a key from 0: frame n starts at
-  n * hop / rate seconds. In C++, `Result::timeSeconds()` is that time, and 0 for a key that is
+  n * hop / rate seconds; of a key that is delivered twice per frame, call n is about the time from
+  n * hop / 2 / rate seconds on. In C++, `Result::timeSeconds()` is that time, and 0 for a key that is
   delivered at the end. For the middle of the frame add frame / 2 / rate.
 - **Not a number.** Values are handed out as they come, and ranges are promised for
   magnitudes of samples up to 1e6. Samples that are infinite or not a number spoil the values of their frames or pushes, the
@@ -133,14 +135,15 @@ std::string_view text(qel::PayloadKind payload) {
     }
 }
 
-std::string_view text(qel::Delivery delivery) {
-    switch (delivery) {
+std::string_view deliveryText(const qel::KeyInfo& key) {
+    switch (key.delivery) {
     case qel::Delivery::PerPush:
         return "on every push";
     case qel::Delivery::AtEnd:
         return "at the end";
     default:
-        return "per frame, during the push";
+        return key.resultsPerFrame == 2 ? "twice per frame, during the push"
+                                        : "per frame, during the push";
     }
 }
 
@@ -205,7 +208,7 @@ void printOverview() {
     for (const qel::KeyInfo& key : qel::kKeys) {
         std::cout << "| [" << key.key << "](#" << anchor(key.key) << ") | " << text(key.payload)
                   << " | " << key.payloadBytes << " | " << frameText(key) << " | "
-                  << text(key.delivery) << " |\n";
+                  << deliveryText(key) << " |\n";
     }
 }
 
@@ -223,7 +226,7 @@ void printKey(const qel::KeyInfo& key) {
     std::cout << '\n';
     std::cout << "Payload: " << payloadText(key) << ", " << key.payloadBytes
               << " bytes per channel. Frame / hop: " << frameText(key) << ". Delivered "
-              << text(key.delivery) << ".\n\n| " << columnText(key.payload)
+              << deliveryText(key) << ".\n\n| " << columnText(key.payload)
               << " | Name | Unit | Range |\n"
               << "|---|---|---|---|\n";
     for (std::size_t i = 0; i < key.values.size(); ++i) {
