@@ -6,7 +6,6 @@
 #include <limits>
 #include <new>
 
-#include "rhythm/CombEnergies.h"
 #include "rhythm/FindPeaksInVector.h"
 
 namespace qel::core {
@@ -67,11 +66,12 @@ void AATempoMapGenerator::NullPointers() {
     AAAccentBandGenerator::NullPointers();
     for (auto* list : {&mLeakyList, &mResponseList, &mSalienceList, &mEstimateList})
         (void)list->release();
-    for (auto* array :
-         {&mFeedback, &mFeedforward, &mEnergyNorm, &mEnergies, &mPeakValues, &mPeakTempi})
+    for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale,
+                        &mEnergies, &mPeakValues, &mPeakTempi})
         (void)array->release();
     (void)mLags.release();
     (void)mResponseRing.release();
+    (void)mCombEnergies.release();
     (void)mPeakIndices.release();
     (void)mPeakOrder.release();
 }
@@ -79,11 +79,12 @@ void AATempoMapGenerator::NullPointers() {
 void AATempoMapGenerator::Cleanup() {
     for (auto* list : {&mLeakyList, &mResponseList, &mSalienceList, &mEstimateList})
         list->free();
-    for (auto* array :
-         {&mFeedback, &mFeedforward, &mEnergyNorm, &mEnergies, &mPeakValues, &mPeakTempi})
+    for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale,
+                        &mEnergies, &mPeakValues, &mPeakTempi})
         array->free();
     mLags.free();
     mResponseRing.free();
+    mCombEnergies.free();
     mPeakIndices.free();
     mPeakOrder.free();
     AAAccentBandGenerator::Cleanup();
@@ -106,6 +107,9 @@ void AATempoMapGenerator::AllocateBuffers() {
     mRingTime = AudioTimeStamp{};
     mRingTime.mFlags = kStampValid;
     mResponseList = NewBandBuffer("response buffer", mLagCount);
+    mCombEnergies.alloc(std::size_t{mNumChannels} * mAccentBandCount);
+    for (UInt32 b = 0; b < mNumChannels * mAccentBandCount; ++b)
+        mCombEnergies[b].Allocate(mLagCount);
     mEnergies.alloc(mLagCount, true);
     mSalienceList = NewBuffer("salience period buffer", UInt64{mLagCount} * kFloat);
     mEstimateList = NewBuffer("tempo estimate buffer", kFloat);
@@ -117,9 +121,8 @@ void AATempoMapGenerator::AllocateBuffers() {
 
 void AATempoMapGenerator::MakeConstants() {
     mLags.alloc(mLagCount, true);
-    mFeedback.alloc(mLagCount, true);
-    mFeedforward.alloc(mLagCount, true);
-    mEnergyNorm.alloc(mLagCount, true);
+    for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale})
+        array->alloc(mLagCount, true);
     for (UInt32 i = 0; i < mLagCount; ++i) {
         mLags[i] = static_cast<UInt32>(mFirstLag + static_cast<float>(i));
         const float alpha = std::pow(0.5f, static_cast<float>(mLags[i]) / mHalfTime);
@@ -128,6 +131,8 @@ void AATempoMapGenerator::MakeConstants() {
         const double alphaSquared = std::pow(alpha, 2.0f);
         const double feedforwardSquared = std::pow(mFeedforward[i], 2.0f);
         mEnergyNorm[i] = static_cast<float>(feedforwardSquared / (1.0 - alphaSquared));
+        mLagScale[i] = 1.0f / static_cast<float>(mLags[i]);
+        mNormScale[i] = 1.0f / (1.0f - mEnergyNorm[i]);
     }
 }
 
@@ -160,27 +165,33 @@ SInt32 AATempoMapGenerator::MakeTempoMap(CABufferList* accents) {
     return 0;
 }
 
+// Each comb's output, from its own output one lag ago, read where it stands in the ring.
+void AATempoMapGenerator::MakeResponses(UInt32 buffer, float accent) {
+    float* const outputs = Channel(mResponseList, buffer);
+    const auto* const rows =
+        reinterpret_cast<const float*>(mResponseRing->SlotOfFrame(static_cast<SInt32>(buffer), 0));
+    const auto time = static_cast<SInt64>(mRingTime.mSampleTime);
+    auto slot = static_cast<UInt32>(time % mLagCount);
+    for (UInt32 i = 0; i < mLagCount; ++i) {
+        slot = slot > 0 ? slot - 1 : mLagCount - 1;
+        const float past = rows[std::size_t{slot} * mLagCount + i];
+        outputs[i] = mFeedback[i] * past + mFeedforward[i] * accent;
+    }
+}
+
 // One accent of one band. While the mean energy is 0, the salience is no number: that is meant.
 void AATempoMapGenerator::AddBandSalience(UInt32 buffer, float accent, float* salience) {
     float& leaky = *Channel(mLeakyList, buffer);
     leaky = mFeedback[0] * leaky + mFeedforward[0] * accent * accent;
 
-    // The rows are read where they stand in the ring.
-    const auto ringChannel = static_cast<SInt32>(buffer);
-    const auto time = static_cast<SInt64>(mRingTime.mSampleTime);
-    const auto* const rows =
-        reinterpret_cast<const float*>(mResponseRing->SlotOfFrame(ringChannel, 0));
-    const CombHistory history{rows, mLagCount,
-                              static_cast<UInt32>((time + mLagCount - 1) % mLagCount)};
-    float* const outputs = Channel(mResponseList, buffer);
-    CombOutputs(history, mFeedback, mFeedforward, accent, outputs);
-    CombEnergies(history, mEnergies);
+    MakeResponses(buffer, accent);
+    const float* const outputs = Channel(mResponseList, buffer);
+    mCombEnergies[buffer].Sum(mEnergies);
     for (UInt32 i = 0; i < mLagCount; ++i) {
-        const float gamma = mEnergyNorm[i];
-        const float sum = mEnergies[i] + outputs[i] * outputs[i];
-        const float energy = sum * (1.0f / static_cast<float>(mLags[i]));
-        salience[i] += (energy / leaky - gamma) * (1.0f / (1.0f - gamma));
+        const float energy = (mEnergies[i] + outputs[i] * outputs[i]) * mLagScale[i];
+        salience[i] += (energy / leaky - mEnergyNorm[i]) * mNormScale[i];
     }
+    mCombEnergies[buffer].Append(outputs);
 }
 
 void AATempoMapGenerator::FindDominantTempo(float* salience, float& estimate) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "rhythm/AAAccentBandGenerator.h"
+#include "rhythm/CombEnergies.h"
 #include "support/CARingBuffer.h"
 
 #include <Accelerate/Accelerate.h>
@@ -54,6 +55,7 @@ private:
     void MakeConstants();
     void EstimateTempo();
     SInt32 MakeTempoMap(CABufferList* accents);
+    void MakeResponses(UInt32 buffer, float accent);
     void AddBandSalience(UInt32 buffer, float accent, float* salience);
     void FindDominantTempo(float* salience, float& estimate);
 
@@ -66,9 +68,12 @@ private:
     CAAutoFree<float> mFeedback;              // alpha
     CAAutoFree<float> mFeedforward;           // 1 - alpha
     CAAutoFree<float> mEnergyNorm;            // gamma: what a comb keeps of an aperiodic accent
+    CAAutoFree<float> mLagScale;              // 1 / lag
+    CAAutoFree<float> mNormScale;             // 1 / (1 - gamma)
     CAAutoDelete<CABufferList> mResponseList; // per band the combs' outputs for this accent
     CAAutoDelete<CARingBuffer> mResponseRing; // per band the last mLagCount outputs of each comb
     AudioTimeStamp mRingTime{};               // accents stored in mResponseRing
+    CAAutoArrayDelete<CombEnergies> mCombEnergies; // per band
     CAAutoFree<float> mEnergies;
     CAAutoDelete<CABufferList> mSalienceList; // mLagCount floats
     CAAutoDelete<CABufferList> mEstimateList; // one float, BPM

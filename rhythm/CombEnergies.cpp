@@ -1,63 +1,74 @@
 #include "rhythm/CombEnergies.h"
 
 #include <algorithm>
-#include <array>
-#include <cstddef>
 
 namespace qel::core {
 
 namespace {
 
-using Block = std::array<float, kCombBlock>;
-
-// Adds the squares of `count` rows, from `row` back, to a block of combs. The loops over a block
-// have a fixed length, for the compiler to keep the sums in registers.
-void AddRows(const float* row, UInt32 count, std::size_t stride, Block& sums) {
-    Block local = sums;
-    for (UInt32 n = 0; n < count; ++n, row -= stride) {
-        for (UInt32 i = 0; i < kCombBlock; ++i) {
-            local[i] += row[i] * row[i];
-        }
-    }
-    sums = local;
-}
-
-// The same for one row and the combs from `first` of the block on.
-void AddPartOfRow(const float* row, UInt32 first, Block& sums) {
-    for (UInt32 i = 0; i < kCombBlock; ++i) {
-        const float square = row[i] * row[i];
-        sums[i] += i >= first ? square : 0.0F;
+void AddTo(float* sums, const float* terms, UInt32 from, UInt32 to) {
+    for (UInt32 i = from; i < to; ++i) {
+        sums[i] += terms[i];
     }
 }
 
 } // namespace
 
-void CombOutputs(const CombHistory& history, const float* feedback, const float* feedforward,
-                 float x, float* outputs) {
-    UInt32 row = history.newestRow;
-    for (UInt32 i = 0; i < history.lagCount; ++i) {
-        const float past = history.rows[std::size_t{row} * history.lagCount + i];
-        outputs[i] = feedback[i] * past + feedforward[i] * x;
-        row = row > 0 ? row - 1 : history.lagCount - 1;
+void CombEnergies::Allocate(UInt32 lagCount) {
+    mLagCount = lagCount;
+    mNextSlot = 0;
+    mRows.alloc(std::size_t{lagCount} * lagCount, true);
+    mNewest.alloc(lagCount, true);
+}
+
+UInt32 CombEnergies::SlotBefore(UInt32 slot, UInt32 samples) const {
+    return slot >= samples ? slot - samples : slot + (mLagCount - samples);
+}
+
+void CombEnergies::Sum(float* energies) const {
+    const UInt32 inChunk = mNextSlot % kChunk; // samples of the chunk at hand
+    const UInt32 chunkStart = mNextSlot - inChunk;
+
+    // Short lags reach back within the chunk at hand.
+    const UInt32 shortLags = std::min(inChunk + 1, mLagCount);
+    for (UInt32 i = 0; i < shortLags; ++i) {
+        energies[i] = 0.0F;
+        for (UInt32 slot = mNextSlot - i; slot < mNextSlot; ++slot) {
+            energies[i] += Row(slot)[i];
+        }
+    }
+    // The others take the rest of the chunk that their oldest sample lies in,
+    UInt32 slot = SlotBefore(mNextSlot, shortLags);
+    for (UInt32 i = shortLags; i < mLagCount; ++i) {
+        energies[i] = Row(slot)[i];
+        slot = SlotBefore(slot, 1);
+    }
+    // all chunks in between,
+    for (UInt32 back = kChunk; inChunk + back + 1 < mLagCount; back += kChunk) {
+        AddTo(energies, Row(SlotBefore(chunkStart, back)), inChunk + back + 1, mLagCount);
+    }
+    // and the chunk at hand.
+    AddTo(energies, mNewest, shortLags, mLagCount);
+}
+
+void CombEnergies::Append(const float* outputs) {
+    float* const squares = Row(mNextSlot);
+    for (UInt32 i = 0; i < mLagCount; ++i) {
+        squares[i] = outputs[i] * outputs[i];
+    }
+    AddTo(mNewest, squares, 0, mLagCount);
+    ++mNextSlot;
+    if (mNextSlot % kChunk == 0) {
+        CloseChunk(mNextSlot - kChunk);
+        mNextSlot %= mLagCount;
     }
 }
 
-void CombEnergies(const CombHistory& history, float* energies) {
-    const std::size_t stride = history.lagCount;
-    for (UInt32 start = 0; start < history.lagCount; start += kCombBlock) {
-        // All combs of the block take the last `start` rows; each next one goes a row farther back.
-        Block sums{};
-        const float* const column = history.rows + start;
-        const UInt32 beforeWrap = std::min(start, history.newestRow + 1);
-        AddRows(column + history.newestRow * stride, beforeWrap, stride, sums);
-        AddRows(column + (stride - 1) * stride, start - beforeWrap, stride, sums);
-        UInt32 row = (history.newestRow + history.lagCount - start) % history.lagCount;
-        for (UInt32 first = 1; first < kCombBlock; ++first) {
-            AddPartOfRow(column + row * stride, first, sums);
-            row = row > 0 ? row - 1 : history.lagCount - 1;
-        }
-        std::copy(sums.begin(), sums.end(), energies + start);
+void CombEnergies::CloseChunk(UInt32 firstSlot) {
+    for (UInt32 slot = firstSlot + kChunk - 1; slot > firstSlot; --slot) {
+        AddTo(Row(slot - 1), Row(slot), 0, mLagCount);
     }
+    std::fill_n(mNewest.get(), mLagCount, 0.0F);
 }
 
 } // namespace qel::core
