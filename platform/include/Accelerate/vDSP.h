@@ -161,6 +161,14 @@ extern void vDSP_rmsqv(const float* A, vDSP_Stride IA, float* C, vDSP_Length N);
 extern void vDSP_dotpr(const float* A, vDSP_Stride IA, const float* B, vDSP_Stride IB, float* C,
                        vDSP_Length N);
 
+/* The one element of C = sum of the products A * B; 0 for N = 0. */
+extern void vDSP_zdotpr(const DSPSplitComplex* A, vDSP_Stride IA, const DSPSplitComplex* B,
+                        vDSP_Stride IB, const DSPSplitComplex* C, vDSP_Length N);
+
+/* The one element of C = sum of the products conj(A) * B; 0 for N = 0. */
+extern void vDSP_zidotpr(const DSPSplitComplex* A, vDSP_Stride IA, const DSPSplitComplex* B,
+                         vDSP_Stride IB, const DSPSplitComplex* C, vDSP_Length N);
+
 /* --- Extrema; a NaN is passed over, so that only numbers take part --------------------- */
 
 /* Largest element; -infinity for N = 0. */

@@ -4,6 +4,8 @@
 #include <Accelerate/vDSP.h>
 #include <complex>
 #include <numbers>
+#include <set>
+#include <utility>
 
 namespace qel::testing {
 namespace {
@@ -127,6 +129,56 @@ TEST(vDSPComplexTest, ZrvmulMultipliesBothPartsByARealVector) {
         ExpectNear(a.Values(), expected, kRounding);
         EXPECT_TRUE(a.GapsAreIntact());
     });
+}
+
+// Sums of `count` products of parts below 1, each with two roundings, in single precision.
+template <class Function, class Product>
+void CheckSumOfProducts(const Function& function, const Product& product) {
+    ForEachInstructionSet([&] {
+        ForEachShape([&](const Shape& shape) {
+            SplitVector a(shape.count, 7, shape.first, shape.offset);
+            SplitVector b(shape.count, 8, shape.second, shape.offset);
+            const std::vector<Number> aValues = a.Values();
+            const std::vector<Number> bValues = b.Values();
+            Number expected = 0.0;
+            for (std::size_t n = 0; n < shape.count; ++n) {
+                expected += product(aValues[n], bValues[n]);
+            }
+            float re = -1.0f;
+            float im = -1.0f;
+            const DSPSplitComplex aSplit = a.Split();
+            const DSPSplitComplex bSplit = b.Split();
+            const DSPSplitComplex sum{&re, &im};
+            function(&aSplit, a.Stride(), &bSplit, b.Stride(), &sum, shape.count);
+            const double tolerance = kProductError * static_cast<double>(shape.count);
+            ASSERT_NEAR(static_cast<double>(re), expected.real(), tolerance);
+            ASSERT_NEAR(static_cast<double>(im), expected.imag(), tolerance);
+        });
+    });
+}
+
+TEST(vDSPComplexTest, ZdotprSumsProducts) {
+    CheckSumOfProducts(vDSP_zdotpr, [](Number a, Number b) { return a * b; });
+}
+
+TEST(vDSPComplexTest, ZidotprConjugatesTheFirstFactor) {
+    CheckSumOfProducts(vDSP_zidotpr, [](Number a, Number b) { return std::conj(a) * b; });
+}
+
+TEST(vDSPComplexTest, SumsOfProductsAreTheSameOnEveryInstructionSet) {
+    SplitVector a(77, 9, 1, 0);
+    SplitVector b(77, 10, 1, 1);
+    std::set<std::pair<float, float>> results;
+    ForEachInstructionSet([&] {
+        float re = 0.0f;
+        float im = 0.0f;
+        const DSPSplitComplex aSplit = a.Split();
+        const DSPSplitComplex bSplit = b.Split();
+        const DSPSplitComplex sum{&re, &im};
+        vDSP_zdotpr(&aSplit, a.Stride(), &bSplit, b.Stride(), &sum, 77);
+        results.emplace(re, im);
+    });
+    EXPECT_EQ(results.size(), 1u);
 }
 
 TEST(vDSPComplexTest, ZvmagsGivesSquaredModuli) {
