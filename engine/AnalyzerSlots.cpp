@@ -1,6 +1,7 @@
 #include "engine/AnalyzerSlots.h"
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
+#include "pitch/AAConstantQPropertiesGenerator.h"
 #include "rhythm/AAAccentBandGenerator.h"
 #include "rhythm/AABeatFunctionGenerator.h"
 #include "rhythm/AAOnsetGenerator.h"
@@ -114,8 +115,9 @@ constexpr std::array<Maker, kNumSlots> kMakers = {
     MakeFrameBased<AAAccentBandGenerator, 1024, 512>, // 2
     MakeFrameBased<AATempoMapGenerator, 1024, 512>,   // 3
     nullptr,
-    MakeFrameBased<AABeatFunctionGenerator, 1024, 128>, // 5
-    MakePushBased<AAOnsetGenerator>,                    // 6
+    MakeFrameBased<AABeatFunctionGenerator, 1024, 128>,         // 5
+    MakePushBased<AAOnsetGenerator>,                            // 6
+    MakeFrameBased<AAConstantQPropertiesGenerator, 8192, 1024>, // 7
 };
 
 } // namespace

@@ -9,6 +9,7 @@
 
 #include <QelAudioAnalysis/DescriptorValues.hpp>
 #include <QelAudioAnalysis/KeyInfo.hpp>
+#include <QelAudioAnalysis/PitchValues.hpp>
 #include <QelAudioAnalysis/RhythmValues.hpp>
 
 #include <string_view>
@@ -73,6 +74,34 @@ inline constexpr KeyInfo kKeys[] = {
      "35); "
      "and all move with the sample rate. Bands 0 to 15, about a bin wide or less, have values "
      "of their own near the centre. The term at half the sample rate is left out."},
+    {"constant q spectrum", PayloadKind::Vector, 848, Delivery::PerFrame, 8192, 1024,
+     kConstantQValues,
+     "Magnitudes on a logarithmic frequency axis, 36 bins per octave: bin k, for k from 0 to 211, "
+     "has "
+     "its centre at 90 * 2^(k / 36) Hz, up to 5231 Hz, at any sample rate. Each is the modulus of "
+     "the "
+     "inner product of the frame, which has no window, with a kernel: a complex sine of 51.44 "
+     "periods of the bin's frequency, with a Hamming window and divided by its length, whose "
+     "spectrum is set to 0 up to a hundredth of its peak. So a bin is as wide as the distance to "
+     "the "
+     "next one. All kernels begin at the frame's first sample: bin k is about the first 51.44 * "
+     "rate "
+     "/ f samples of the frame, where f is its centre. At 44100 Hz these are 434 samples in the "
+     "highest bin, and above 2215 Hz fewer than the hop, so that short high tones can fall between "
+     "two frames. Below 51.44 * rate / 8192 (277 Hz at 44100 Hz) a kernel is longer than the "
+     "frame, "
+     "which it meets with its first 8192 samples only, deliberately: there all bins are about rate "
+     "/ "
+     "8192 wide, and neighbours are hardly told apart. At rates below 10463 Hz the bins above rate "
+     "/ "
+     "2 show images of lower tones."},
+    {"harmonic pitch class profile", PayloadKind::Vector, 144, Delivery::PerFrame, 8192, 1024,
+     kHarmonicPitchClassProfileValues,
+     "All octaves of \"constant q spectrum\" laid over each other: 36 places, a third of a "
+     "semitone "
+     "apart. Place 0 belongs to 90 Hz and its octaves and is no pitch class: with A at 440 Hz, the "
+     "notes of the scale stand at the places 1.42 (F sharp), 4.42 (G) and so on, each semitone 3 "
+     "places higher, A at 10.42."},
     {"global tempo", PayloadKind::Floats, 12, Delivery::AtEnd, 1024, 128, kGlobalTempoValues,
      "Two tempi of the stream, from its detection function F: the mean rise from frame to frame of "
      "40 mel bands in dB (falls count as 0, and what lies 80 dB below the loudest band is left "

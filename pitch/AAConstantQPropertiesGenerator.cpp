@@ -1,0 +1,143 @@
+#include "pitch/AAConstantQPropertiesGenerator.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "pitch/AAConstantQSpectralProcessor.h"
+#include "support/CACFDictionary.h"
+
+namespace qel::core {
+
+namespace {
+
+constexpr float kMinFrequencyHz = 90.0f;
+constexpr float kMaxFrequencyHz = 5250.0f;
+// A hundredth of what a kernel's spectrum has at its centre: the mean of its window, 0.54.
+constexpr float kSpectralThreshold = 0.0054f;
+
+const CFStringRef kKeys[AAConstantQPropertiesGenerator::kNumKeys] = {
+    kQelAnalysisKey_ConstantQSpectrum,
+    kQelAnalysisKey_HarmonicPitchClassProfile,
+};
+
+} // namespace
+
+void ConstantQSpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
+    static_cast<AAConstantQPropertiesGenerator*>(refCon)->ComputeAndStoreProperies(list);
+}
+
+AAConstantQPropertiesGenerator::AAConstantQPropertiesGenerator(
+    UInt32 channels, Float64 sampleRate, UInt32 frameSize, UInt32 hop, UInt32 maxFrames,
+    UInt32 streamLength, DataCallback dataCallback, void* refCon)
+    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
+                             dataCallback, refCon) {
+    AAConstantQPropertiesGenerator::NullPointers();
+}
+
+AAConstantQPropertiesGenerator::~AAConstantQPropertiesGenerator() {
+    AAConstantQPropertiesGenerator::Cleanup();
+}
+
+void AAConstantQPropertiesGenerator::NullPointers() {
+    QelAAAnalysisGenerator::NullPointers();
+    (void)mMinMagnitudes.release();
+    (void)mMaxMagnitudes.release();
+    (void)mConstantQBuffer.release();
+    (void)mChromaBuffer.release();
+}
+
+void AAConstantQPropertiesGenerator::Cleanup() {
+    mSpectralProcessor.free();
+    mMinMagnitudes.free();
+    mMaxMagnitudes.free();
+    mConstantQBuffer.free();
+    mChromaBuffer.free();
+    AAConstantQPropertiesGenerator::NullPointers();
+}
+
+void AAConstantQPropertiesGenerator::AllocateBuffers() {
+    // The processor before goes when the new one stands, so that a reset finds the kernels held.
+    auto* processor = new AAConstantQSpectralProcessor(
+        mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, false, kMinFrequencyHz,
+        kMaxFrequencyHz, mBinsPerOctave, mSampleRate, kSpectralThreshold);
+    mSpectralProcessor = processor;
+    processor->SetSpectralFunction(ConstantQSpectralFun, this);
+    mNumConstantQBins = processor->GetNumConstantQBins();
+
+    constexpr UInt64 kFloat = sizeof(float);
+    mMinMagnitudes.alloc(mNumChannels, true);
+    mMaxMagnitudes.alloc(mNumChannels, true);
+    mConstantQBuffer = NewBuffer("constan Q computation buffer", mNumConstantQBins * kFloat);
+    mChromaBuffer = NewBuffer("chroma computation buffer", mBinsPerOctave * kFloat);
+}
+
+AAConstantQPropertiesGenerator::Flag AAConstantQPropertiesGenerator::FlagOf(CFStringRef key) {
+    UInt32 flag = 0;
+    while (flag < kNumKeys && !(key != nullptr && CFEqual(key, kKeys[flag])))
+        ++flag;
+    return static_cast<Flag>(flag);
+}
+
+SInt32 AAConstantQPropertiesGenerator::SetComputeProperty(CFArrayRef keys) {
+    mComputeFlags.alloc(kNumFlags, true);
+    const CFIndex count = CFArrayGetCount(keys);
+    for (CFIndex i = 0; i < count; ++i) {
+        const Flag flag = FlagOf(static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i)));
+        if (flag != kNumKeys)
+            mComputeFlags[flag] = true;
+    }
+    return 0;
+}
+
+UInt32 AAConstantQPropertiesGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
+    switch (FlagOf(key)) {
+    case kConstantQSpectrum:
+        return mNumConstantQBins * UInt32{sizeof(float)};
+    case kHarmonicPitchClassProfile:
+        return mBinsPerOctave * UInt32{sizeof(float)};
+    default:
+        return QelAAAnalysisGenerator::GetSizeOfAnalysisDataForKey(key);
+    }
+}
+
+CFPropertyListRef AAConstantQPropertiesGenerator::CreateCFRepresentation(
+    CFAllocatorRef allocator, CFStringRef key, UInt32 count, const QelAudioAnalysisBlock* blocks) {
+    CACFDictionary result(
+        MadeOrThrow(CFDictionaryCreateMutable(allocator, 0, &kCFTypeDictionaryKeyCallBacks,
+                                              &kCFTypeDictionaryValueCallBacks)),
+        true);
+    if (FlagOf(key) != kNumKeys)
+        MakeFloatArrayForKey(&result, blocks, count, key);
+    return CFRetain(result.GetCFDictionary());
+}
+
+void AAConstantQPropertiesGenerator::ComputeChromagramQ(const float* in, float* out) const {
+    std::fill_n(out, mBinsPerOctave, 0.0f);
+    for (UInt32 start = 0; start < mNumConstantQBins; start += mBinsPerOctave) {
+        const UInt32 places = std::min(mBinsPerOctave, mNumConstantQBins - start);
+        for (UInt32 b = 0; b < places; ++b)
+            out[b] += std::abs(in[start + b]);
+    }
+}
+
+void AAConstantQPropertiesGenerator::ComputeAndStoreProperies(
+    const SpectralAndAudioBufferList* list) {
+    auto* processor = static_cast<AAConstantQSpectralProcessor*>(mSpectralProcessor.get());
+    processor->GetMagnitude(&mConstantQBuffer->GetModifiableBufferList(), mMinMagnitudes,
+                            mMaxMagnitudes);
+    for (UInt32 c = 0; c < list->mNumChannels; ++c)
+        ComputeChromagramQ(Channel(mConstantQBuffer, c), Channel(mChromaBuffer, c));
+    DeliverIfWanted(kConstantQSpectrum, mConstantQBuffer);
+    DeliverIfWanted(kHarmonicPitchClassProfile, mChromaBuffer);
+}
+
+void AAConstantQPropertiesGenerator::DeliverIfWanted(Flag flag, CABufferList* values) {
+    if (mComputeFlags.get() == nullptr || !mComputeFlags[flag])
+        return;
+    mBlocks.Prepare(mNumChannels, GetSizeOfAnalysisDataForKey(kKeys[flag]));
+    for (UInt32 c = 0; c < mNumChannels; ++c)
+        mBlocks.Store(c, Channel(values, c));
+    Deliver(kKeys[flag]);
+}
+
+} // namespace qel::core

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <Accelerate/Accelerate.h>
+#include <MacTypes.h>
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+namespace qel::core {
+
+// What fixes a kernel.
+struct ConstantQDesign {
+    float minFrequencyHz; // centre of the first bin
+    float maxFrequencyHz; // the last bin lies below it
+    UInt32 binsPerOctave;
+    double sampleRateHz;
+    float spectralThreshold; // a kernel's spectral values up to this magnitude count as 0
+
+    bool operator==(const ConstantQDesign&) const = default;
+};
+
+// The kernels of a constant-Q transform in the frequency domain: one per bin, the transform of a
+// windowed complex sine that is as long as its bin is narrow. The product of the kernels with the
+// spectrum of a frame gives, for each bin, the inner product of frame and kernel in time.
+//
+// Of the values of a kernel's spectrum the threshold leaves well below a hundredth: those around
+// the bin's frequency. They are kept as bands of neighbours. A frame is real, so half of its
+// spectrum suffices: kernel values at negative frequencies, which only sample rates below twice the
+// greatest frequency bring forth, meet the conjugate of the positive one.
+//
+// Immutable after construction; any number of threads may use one.
+//
+// J. C. Brown and M. S. Puckette, An efficient algorithm for the calculation of a constant Q
+// transform, J. Acoust. Soc. Am. 92(5), 1992.
+class ConstantQKernel {
+public:
+    // The relative distance, in the norm of all bins, of Apply from the dense product in double
+    // precision, and of the kernels from a design whose transforms are in double precision.
+    static constexpr double kRelativeError = 1e-5;
+
+    // The longest kernel is 2^20 samples: with the lowest bin at 90 Hz and 36 bins per octave the
+    // sample rate is at most 1.83 MHz.
+    static constexpr UInt32 kMaxLog2FFTSize = 20;
+
+    // Designs the kernels. Where none can be (a sample rate that is no number, not above 0, so low
+    // that the longest kernel is one sample, or too high) all bins are without a kernel, and
+    // FFTSize() is 0. Numbers that make no bins make none.
+    // Raises std::bad_alloc.
+    explicit ConstantQKernel(const ConstantQDesign& design);
+    ConstantQKernel(const ConstantQKernel&) = delete;
+    ConstantQKernel& operator=(const ConstantQKernel&) = delete;
+
+    // The kernel of a design: the one that somebody in the process holds, else a new one. Any
+    // thread. Raises std::bad_alloc.
+    static std::shared_ptr<const ConstantQKernel> Shared(const ConstantQDesign& design);
+
+    float QFactor() const { return mQFactor; } // centre frequency over bandwidth
+    UInt32 NumBins() const { return mNumBins; }
+    UInt32 FFTSize() const { return mFFTSize; }
+    UInt32 Log2FFTSize() const { return mLog2FFTSize; }
+
+    // The product with a spectrum: out[k] = sum over all m of kernel[k][m] X[m], NumBins() values.
+    //
+    // spectrum  2 X[m] for m from 0 to FFTSize() / 2, both included
+    //
+    // What the kernels leave out counts as 0 times X: where X is not finite, no bin is a number.
+    // Without kernels nothing happens.
+    void Apply(const DSPSplitComplex& spectrum, const DSPSplitComplex& out) const;
+
+    // The FFTSize() values of one bin's kernel, zeros included.
+    void FillDenseRow(UInt32 bin, DSPComplex* row) const;
+
+    // Memory of the kernels.
+    std::size_t Bytes() const;
+
+private:
+    class Design;
+
+    // Neighbouring values of one bin's kernel. For bands at negative frequencies the places are
+    // those of the positive ones, in their order.
+    struct Band {
+        UInt32 mBin;
+        UInt32 mFirst; // place in the half spectrum
+        UInt32 mCount;
+        bool mIsNegative;
+        std::size_t mOffset; // of the first value
+    };
+
+    void Append(UInt32 bin, const Design& row, UInt32 first, UInt32 end);
+
+    float mQFactor = 0.0F;
+    UInt32 mNumBins = 0;
+    UInt32 mFFTSize = 0;
+    UInt32 mLog2FFTSize = 0;
+    std::vector<Band> mBands; // by bin
+    std::vector<float> mReal; // of the values
+    std::vector<float> mImag;
+};
+
+} // namespace qel::core

@@ -1,0 +1,253 @@
+// The kernels against a dense design in double precision.
+
+#include "DoubleTransform.h"
+
+#include "pitch/ConstantQKernel.h"
+
+#include <Accelerate/Accelerate.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <ctime>
+#include <limits>
+#include <numbers>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace qel::core {
+namespace {
+
+using testing::Number;
+using testing::Transform;
+
+constexpr float kThreshold = 0.0054F;
+
+ConstantQDesign DesignAt(double rateHz) {
+    return {90.0F, 5250.0F, 36, rateHz, kThreshold};
+}
+
+// The unscaled spectrum of one kernel. What decides its length and phases is in the precision that
+// the design has; the values are in double precision.
+std::vector<Number> DenseSpectrum(UInt32 bin, double rateHz, UInt32 size) {
+    const auto q =
+        static_cast<float>(1.0 / (static_cast<double>(std::pow(2.0F, 1.0F / 36.0F)) - 1.0));
+    const float centreHz = std::pow(2.0F, static_cast<float>(bin / 36.0)) * 90.0F;
+    const auto length = static_cast<UInt32>(
+        std::ceil(static_cast<double>(q) * rateHz / static_cast<double>(centreHz)));
+    const auto step = static_cast<float>(2 * std::numbers::pi * static_cast<double>(q) / length);
+    std::vector<Number> row(size);
+    for (UInt32 n = 0; n < length; ++n) {
+        const double turn = length > 1 ? 2 * std::numbers::pi * n / (length - 1.0) : 0.0;
+        const double window = (0.54 - 0.46 * std::cos(turn)) / length;
+        row[n] = std::polar(window, static_cast<double>(static_cast<float>(n) * step));
+    }
+    Transform(row);
+    return row;
+}
+
+void ExpectDenseRow(const ConstantQKernel& kernel, UInt32 bin, double rateHz) {
+    const UInt32 size = kernel.FFTSize();
+    const std::vector<Number> expected = DenseSpectrum(bin, rateHz, size);
+    std::vector<DSPComplex> row(size);
+    kernel.FillDenseRow(bin, row.data());
+    double greatest = 0.0;
+    for (const Number& value : expected) {
+        greatest = std::max(greatest, std::abs(value));
+    }
+    const double tolerance = ConstantQKernel::kRelativeError * greatest;
+    for (UInt32 m = 0; m < size; ++m) {
+        const Number actual = static_cast<double>(size) * Number(static_cast<double>(row[m].real),
+                                                                 static_cast<double>(row[m].imag));
+        const double distance = std::abs(expected[m]) - static_cast<double>(kThreshold);
+        if (std::abs(distance) <= tolerance) {
+            continue; // rounding decides on which side of the threshold it is
+        }
+        const Number value = distance > 0 ? std::conj(expected[m]) : Number(0.0);
+        ASSERT_LE(std::abs(actual - value), distance > 0 ? tolerance : 0.0) << bin << " " << m;
+    }
+}
+
+TEST(ConstantQKernelTest, SizesFollowFromTheDesign) {
+    struct Case {
+        double rateHz;
+        UInt32 size; // the power of two from 51.4386 * rate / 90 on
+    };
+    for (const auto& [rateHz, size] : {Case{8000, 8192}, Case{11025, 8192}, Case{32000, 32768},
+                                       Case{44100, 32768}, Case{48000, 32768}, Case{96000, 65536},
+                                       Case{192000, 131072}, Case{7166, 4096}, Case{2, 2}}) {
+        const ConstantQKernel kernel(DesignAt(rateHz));
+        EXPECT_FLOAT_EQ(kernel.QFactor(), 51.438606F);
+        EXPECT_EQ(kernel.NumBins(), 212U);
+        EXPECT_EQ(kernel.FFTSize(), size) << rateHz;
+        EXPECT_EQ(UInt32{1} << kernel.Log2FFTSize(), size);
+    }
+}
+
+TEST(ConstantQKernelTest, KernelsAreThoseOfTheDenseDesign) {
+    const double rateHz = 44100;
+    const ConstantQKernel kernel(DesignAt(rateHz));
+    for (UInt32 bin = 0; bin < kernel.NumBins(); bin += 13) {
+        ExpectDenseRow(kernel, bin, rateHz);
+    }
+    ExpectDenseRow(kernel, kernel.NumBins() - 1, rateHz);
+}
+
+// The lower ones have kernels at negative frequencies, and around both ends of the spectrum.
+TEST(ConstantQKernelTest, KernelsAreThoseOfTheDenseDesignAtLowSampleRates) {
+    for (const double rateHz : {8000.0, 5000.0, 1000.0, 100.0, 2.0}) {
+        const ConstantQKernel kernel(DesignAt(rateHz));
+        for (UInt32 bin = 0; bin < kernel.NumBins(); bin += 3) {
+            ExpectDenseRow(kernel, bin, rateHz);
+        }
+    }
+}
+
+TEST(ConstantQKernelTest, MemoryIsASmallPartOfTheDenseMatrix) {
+    constexpr std::size_t kMostBytes = std::size_t{2} << 20;
+    for (const double rateHz : {8000.0, 44100.0, 48000.0, 192000.0}) {
+        const ConstantQKernel kernel(DesignAt(rateHz));
+        EXPECT_GT(kernel.Bytes(), 212 * sizeof(DSPComplex)); // at least the peak of each
+        EXPECT_LT(kernel.Bytes(), kMostBytes);
+    }
+}
+
+TEST(ConstantQKernelTest, SampleRatesWithoutKernelsAllocateNone) {
+    for (const double rateHz :
+         {0.0, -44100.0, 1.0, 2e6, 1e300, std::numeric_limits<double>::max(),
+          std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
+        const ConstantQKernel kernel(DesignAt(rateHz));
+        EXPECT_EQ(kernel.NumBins(), 212U);
+        EXPECT_EQ(kernel.FFTSize(), 0U) << rateHz;
+        EXPECT_EQ(kernel.Bytes(), sizeof kernel);
+        float untouched[2] = {3.0F, 4.0F};
+        const DSPSplitComplex out = {&untouched[0], &untouched[1]};
+        kernel.Apply({nullptr, nullptr}, out);
+        EXPECT_EQ(untouched[0], 3.0F);
+    }
+}
+
+TEST(ConstantQKernelTest, NumbersThatMakeNoBinsMakeNone) {
+    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+    for (const ConstantQDesign& design :
+         {ConstantQDesign{90.0F, 80.0F, 36, 44100, kThreshold},
+          ConstantQDesign{90.0F, 90.0F, 36, 44100, kThreshold},
+          ConstantQDesign{90.0F, 5250.0F, 0, 44100, kThreshold},
+          ConstantQDesign{90.0F, -1.0F, 36, 44100, kThreshold},
+          ConstantQDesign{0.0F, 5250.0F, 36, 44100, kThreshold},
+          ConstantQDesign{kNaN, 5250.0F, 36, 44100, kThreshold},
+          ConstantQDesign{90.0F, 5250.0F, 4000000000U, 44100, kThreshold}}) {
+        const ConstantQKernel kernel(design);
+        EXPECT_EQ(kernel.NumBins(), 0U);
+        EXPECT_EQ(kernel.FFTSize(), 0U);
+    }
+}
+
+// The threshold is against magnitudes before scaling, and clears what is equal to it. A design of
+// one bin, whose own greatest magnitude is the threshold of the next, so loses everything.
+TEST(ConstantQKernelTest, AMagnitudeEqualToTheThresholdIsCleared) {
+    ConstantQDesign design{90.0F, 91.0F, 36, 8000, 0.0F};
+    std::vector<DSPComplex> row(8192);
+    const ConstantQKernel whole(design);
+    ASSERT_EQ(whole.FFTSize(), row.size());
+    whole.FillDenseRow(0, row.data());
+    std::vector<float> re(row.size());
+    std::vector<float> im(row.size());
+    std::vector<float> magnitudes(row.size());
+    const DSPSplitComplex split = {re.data(), im.data()};
+    vDSP_ctoz(row.data(), 2, &split, 1, row.size());
+    const float size = 8192.0F; // a power of two: exact
+    vDSP_vsmul(re.data(), 1, &size, re.data(), 1, row.size());
+    vDSP_vsmul(im.data(), 1, &size, im.data(), 1, row.size());
+    vDSP_zvabs(&split, 1, magnitudes.data(), 1, row.size());
+    design.spectralThreshold = *std::max_element(magnitudes.begin(), magnitudes.end());
+    EXPECT_LT(design.spectralThreshold, 1.0F);
+    EXPECT_EQ(ConstantQKernel(design).Bytes(), sizeof(ConstantQKernel));
+    design.spectralThreshold = std::nextafter(design.spectralThreshold, 0.0F);
+    EXPECT_GT(ConstantQKernel(design).Bytes(), sizeof(ConstantQKernel));
+}
+
+TEST(ConstantQKernelTest, EqualDesignsShareOneKernelWhileSomebodyHoldsIt) {
+    auto first = ConstantQKernel::Shared(DesignAt(8000));
+    auto second = ConstantQKernel::Shared(DesignAt(8000));
+    EXPECT_EQ(first, second);
+    EXPECT_NE(first, ConstantQKernel::Shared(DesignAt(8001)));
+    const std::weak_ptr<const ConstantQKernel> watched = first;
+    first.reset();
+    EXPECT_FALSE(watched.expired());
+    second.reset();
+    EXPECT_TRUE(watched.expired());
+    EXPECT_NE(ConstantQKernel::Shared(DesignAt(8000)), nullptr);
+}
+
+TEST(ConstantQKernelTest, ThreadsShareAKernel) {
+    std::vector<std::shared_ptr<const ConstantQKernel>> kernels(8);
+    std::vector<std::thread> threads;
+    for (std::size_t t = 0; t < kernels.size(); ++t) {
+        threads.emplace_back([&kernels, t] {
+            for (int i = 0; i < 20; ++i) {
+                kernels[t] = ConstantQKernel::Shared(DesignAt(t % 2 == 0 ? 1000 : 500));
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (std::size_t t = 0; t < kernels.size(); ++t) {
+        EXPECT_EQ(kernels[t], kernels[t % 2]);
+    }
+    EXPECT_NE(kernels[0], kernels[1]);
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kIsSlowed = true;
+#elif defined(__has_feature)
+constexpr bool kIsSlowed = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool kIsSlowed = false;
+#endif
+
+// The least CPU seconds of five runs of `work`.
+template <class Work>
+double LeastSeconds(const Work& work) {
+    std::clock_t least = std::numeric_limits<std::clock_t>::max();
+    for (int i = 0; i < 5; ++i) {
+        const std::clock_t start = std::clock();
+        work();
+        least = std::min(least, std::clock() - start);
+    }
+    return static_cast<double>(least) / CLOCKS_PER_SEC;
+}
+
+// Measured here at 1.9 to 2.1 times.
+TEST(ConstantQKernelTest, DesignTakesAtMostThreeTimesItsBareTransforms) {
+    if (kIsSlowed) {
+        GTEST_SKIP() << "a checker slows both by different factors";
+    }
+    double sum = 0.0;
+    const double design = LeastSeconds([&] {
+        const ConstantQKernel kernel(DesignAt(44100));
+        sum += kernel.FFTSize();
+    });
+    const FFTSetup setup = vDSP_create_fftsetup(15, kFFTRadix2);
+    std::vector<float> re(32768);
+    std::vector<float> im(32768);
+    const double transforms = LeastSeconds([&] {
+        const DSPSplitComplex frame = {re.data(), im.data()};
+        for (std::size_t bin = 0; bin < 212; ++bin) {
+            std::fill(re.begin(), re.end(), 0.0F); // the design clears its rows as well
+            std::fill(im.begin(), im.end(), 0.0F);
+            re[bin] = 1.0F;
+            vDSP_fft_zip(setup, &frame, 1, 15, kFFTDirection_Forward);
+        }
+        sum += static_cast<double>(re[0]); // 1
+    });
+    vDSP_destroy_fftsetup(setup);
+    EXPECT_GT(sum, 0.0);
+    RecordProperty("ratio", std::to_string(design / transforms));
+    EXPECT_LT(design, 3.0 * transforms);
+}
+
+} // namespace
+} // namespace qel::core
