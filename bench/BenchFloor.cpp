@@ -4,11 +4,15 @@
 
 namespace qel::bench {
 
-BareTransforms::BareTransforms(unsigned frameSamples, unsigned hopSamples)
-    : mFrameSamples(frameSamples), mHopSamples(hopSamples), mInput(fftwf_alloc_real(frameSamples)),
-      mOutput(fftwf_alloc_complex(frameSamples / 2 + 1)),
-      mPlan(fftwf_plan_dft_r2c_1d(static_cast<int>(frameSamples), mInput, mOutput,
-                                  FFTW_ESTIMATE | FFTW_PRESERVE_INPUT)) {}
+BareTransforms::BareTransforms(unsigned frameSamples, unsigned hopSamples,
+                               unsigned transformSamples)
+    : mFrameSamples(frameSamples), mHopSamples(hopSamples),
+      mInput(fftwf_alloc_real(transformSamples)),
+      mOutput(fftwf_alloc_complex(transformSamples / 2 + 1)),
+      mPlan(fftwf_plan_dft_r2c_1d(static_cast<int>(transformSamples), mInput, mOutput,
+                                  FFTW_ESTIMATE | FFTW_PRESERVE_INPUT)) {
+    std::fill_n(mInput, transformSamples, 0.0f);
+}
 
 BareTransforms::~BareTransforms() {
     fftwf_destroy_plan(mPlan);

@@ -10,8 +10,9 @@ namespace qel::bench {
 // after another, by FFTW's own real plan. Nothing is windowed and nothing is looked at.
 class BareTransforms {
 public:
-    // `frameSamples` and `hopSamples` as the key has them.
-    BareTransforms(unsigned frameSamples, unsigned hopSamples);
+    // `frameSamples` and `hopSamples` as the key has them. A transform of more than a frame takes
+    // zeros behind it.
+    BareTransforms(unsigned frameSamples, unsigned hopSamples, unsigned transformSamples);
     BareTransforms(const BareTransforms&) = delete;
     BareTransforms& operator=(const BareTransforms&) = delete;
     ~BareTransforms();
