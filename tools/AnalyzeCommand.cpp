@@ -1,11 +1,14 @@
 #include "tools/AnalyzeCommand.h"
 
+#include "tools/BeatWriter.h"
 #include "tools/CsvWriter.h"
 #include "tools/FileAnalyzer.h"
 #include "tools/JsonWriter.h"
 #include "tools/KeyList.h"
+#include "tools/LabelWriter.h"
 #include "tools/ToolError.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
 #include <memory>
@@ -15,7 +18,55 @@
 namespace qel::tool {
 namespace {
 
-std::vector<const KeyInfo*> ChooseKeys(const AnalyzeOptions& options) {
+using KeyRows = std::vector<const KeyInfo*>;
+
+// "a", "b", "c"
+std::string QuotedList(const KeyRows& keys) {
+    std::string list;
+    for (const KeyInfo* info : keys) {
+        list += fmt::format("{}\"{}\"", list.empty() ? "" : ", ", info->key);
+    }
+    return list;
+}
+
+// Keys that a format has no place for would be analyzed for nothing, and silently.
+void RequirePlaces(const KeyRows& keys, const KeyRows& places, const char* format) {
+    for (const KeyInfo* info : keys) {
+        if (std::find(places.begin(), places.end(), info) == places.end()) {
+            throw UsageError(fmt::format("--format {} is for the keys {}, not for \"{}\"", format,
+                                         QuotedList(places), info->key));
+        }
+    }
+}
+
+// The keys that were asked for, of those that a format has a place for; all of these if nobody
+// says, or says all.
+KeyRows ChooseAmong(const AnalyzeOptions& options, const KeyRows& places, const char* format) {
+    if (options.keyLists.empty()) {
+        return places;
+    }
+    KeyRows keys = ParseKeys(options.keyLists);
+    RequirePlaces(keys, places, format);
+    return keys;
+}
+
+KeyRows ChooseBeatKeys(const AnalyzeOptions& options) {
+    KeyRows keys = ChooseAmong(options, BeatKeys(), "beats");
+    if (std::find(keys.begin(), keys.end(), RequireKey(kBeatKey)) == keys.end()) {
+        throw UsageError(fmt::format("--format beats needs the key \"{}\"", kBeatKey));
+    }
+    return keys;
+}
+
+KeyRows ChooseKeys(const AnalyzeOptions& options) {
+    switch (options.format) {
+    case OutputFormat::Labels:
+        return ChooseAmong(options, EventKeys(), "labels");
+    case OutputFormat::Beats:
+        return ChooseBeatKeys(options);
+    default:
+        break;
+    }
     if (options.allKeys) {
         return AllKeys();
     }
@@ -27,6 +78,7 @@ AnalysisPlan MakePlan(const AnalyzeOptions& options) {
     plan.keys = ChooseKeys(options);
     plan.mix = options.mix;
     plan.blockSamples = options.blockSamples;
+    plan.minStrength = ParseStrength(options.minStrength);
     for (const std::string& text : options.parameters) {
         plan.parameters.push_back(ParseParameter(text));
     }
@@ -44,15 +96,39 @@ void RefuseToOverwriteInput(const AnalyzeOptions& options) {
     }
 }
 
+// Standard output takes what would be one file in a directory. How many channels a file has is not
+// known yet: with --mix keep, label tracks and beat annotations may be several.
+void RequireOneOutput(const AnalyzeOptions& options, const AnalysisPlan& plan) {
+    const bool isOneFile = options.files.size() == 1;
+    const bool isOneKey = plan.keys.size() == 1;
+    const bool isMono = options.mix == ChannelMix::Mono;
+    const char* fault = nullptr;
+    if (options.format == OutputFormat::Csv && !(isOneFile && isOneKey)) {
+        fault = "CSV on standard output is for one key of one file";
+    } else if (options.format == OutputFormat::Labels && !(isOneFile && isOneKey && isMono)) {
+        fault = "labels on standard output are for one key of one file, mixed to mono";
+    } else if (options.format == OutputFormat::Beats && !(isOneFile && isMono)) {
+        fault = "beats on standard output are for one file, mixed to mono";
+    }
+    if (fault != nullptr) {
+        throw UsageError(fmt::format("{}; name a directory with --output", fault));
+    }
+}
+
 std::unique_ptr<ResultWriter> MakeWriter(const AnalyzeOptions& options, const AnalysisPlan& plan) {
-    if (options.format == OutputFormat::Json) {
+    if (options.output == "-") {
+        RequireOneOutput(options, plan);
+    }
+    switch (options.format) {
+    case OutputFormat::Csv:
+        return std::make_unique<CsvWriter>(options.output, options.files);
+    case OutputFormat::Labels:
+        return std::make_unique<LabelWriter>(options.output, options.files);
+    case OutputFormat::Beats:
+        return std::make_unique<BeatWriter>(options.output, options.files);
+    default:
         return std::make_unique<JsonWriter>(options.output);
     }
-    if (options.output == "-" && (plan.keys.size() != 1 || options.files.size() != 1)) {
-        throw UsageError("CSV on standard output is for one key of one file; "
-                         "name a directory with --output");
-    }
-    return std::make_unique<CsvWriter>(options.output, options.files);
 }
 
 void Say(ProgressBar& progress, const std::string& line) {

@@ -56,20 +56,27 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
     command->add_option("FILE", options.files, "Audio files")->required();
     CLI::Option* keys = AddRepeatable(
         command, "--keys", options.keyLists,
-        "Keys to analyze, separated by commas; without --keys or --all: all but \"spectrum\" and "
-        "those delivered at end");
+        "Keys to analyze, separated by commas; without --keys or --all: with json and csv all but "
+        "\"spectrum\" and those delivered at end, with labels all that have events, with beats "
+        "\"beat data\", \"down beat data\" and \"global number of beats per bar\"");
     keys->type_name("LIST");
     command
         ->add_flag("--all", options.allKeys,
-                   "Analyze all keys, the bulky \"spectrum\" and tempo, beats and meter too")
+                   "Analyze all keys, the bulky \"spectrum\" and tempo, beats and meter too; with "
+                   "labels and beats all that they can show")
         ->excludes(keys);
     AddChoice<OutputFormat>(command, "--format", options.format,
-                            {{"json", OutputFormat::Json}, {"csv", OutputFormat::Csv}},
-                            "json (default) or csv");
+                            {{"json", OutputFormat::Json},
+                             {"csv", OutputFormat::Csv},
+                             {"labels", OutputFormat::Labels},
+                             {"beats", OutputFormat::Beats}},
+                            "json (default); csv; labels: a label track per key with events, of "
+                            "lines \"start end text\"; beats: lines \"time position-in-bar\"");
     command
         ->add_option("--output", options.output,
-                     "Where results go, default - (standard output); with csv a directory, which "
-                     "gets a file per key, or - for one key of one file")
+                     "Where results go, default - (standard output); with csv and labels a "
+                     "directory, which gets a file per key, or - for one key of one file; with "
+                     "beats a directory, which gets a file per audio file, or - for one")
         ->type_name("PATH");
     AddChoice<ChannelMix>(command, "--mix", options.mix,
                           {{"mono", ChannelMix::Mono}, {"keep", ChannelMix::Keep}},
@@ -83,6 +90,12 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
     AddRepeatable(command, "--param", options.parameters,
                   "Set a parameter of the analysis, as in --param \"Genre Hint=0\"; repeatable")
         ->type_name("NAME=VALUE");
+    command
+        ->add_option("--min-strength", options.minStrength,
+                     "Leave events (beats, down beats, onsets) whose strength is below S out of "
+                     "every format; bar positions still count all; a number of 0 or above, "
+                     "default 0")
+        ->type_name("S");
     command->add_flag("--quiet", options.quiet, "No progress bar, even on a terminal");
     command->footer(kFooter);
 }

@@ -1,23 +1,13 @@
 #include "tools/CsvWriter.h"
 
 #include "tools/Numbers.h"
-#include "tools/ToolError.h"
+#include "tools/Strength.h"
 
-#include <algorithm>
-#include <cctype>
+#include <filesystem>
 #include <iterator>
-#include <set>
-#include <string_view>
-#include <system_error>
 
 namespace qel::tool {
 namespace {
-
-std::string Lowered(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
 
 // A name with a comma, a quote or a line break stands in quotes, with its quotes doubled.
 std::string Quoted(const std::string& name) {
@@ -76,9 +66,9 @@ std::string HeaderRow(const KeyInfo& info, std::size_t channels) {
     return row + '\n';
 }
 
-void AppendEvents(TextSink& sink, const Result& result) {
+void AppendEvents(TextSink& sink, const Result& result, float minStrength) {
     for (std::size_t c = 0; c < result.channels(); ++c) {
-        for (const Event& event : result.events(c)) {
+        for (const Event& event : StrongEvents(result, c, minStrength)) {
             fmt::memory_buffer& buffer = sink.Buffer();
             AppendCsvNumber(buffer, event.timeSeconds);
             if (result.channels() > 1) {
@@ -106,86 +96,20 @@ void AppendChannel(fmt::memory_buffer& buffer, const Result& result, std::size_t
 
 } // namespace
 
-CsvWriter::CsvWriter(const std::string& output, const std::vector<std::string>& files)
-    : mOutput(output) {
-    mDirectories = files.size() > 1 ? DirectoryNames(files) : std::vector<std::string>(1);
-}
-
-std::vector<std::string> CsvWriter::DirectoryNames(const std::vector<std::string>& files) {
-    std::vector<std::string> names;
-    std::set<std::string> taken;
-    for (const std::string& file : files) {
-        std::string base = std::filesystem::path(file).filename().string();
-        if (base.empty() || base == "." || base == "..") {
-            base = "file";
-        }
-        std::string name = base;
-        for (int i = 2; !taken.insert(Lowered(name)).second; ++i) {
-            name = fmt::format("{}-{}", base, i);
-        }
-        names.push_back(name);
-    }
-    return names;
-}
-
-std::string CsvWriter::FileName(std::string_view key) {
-    std::string name(key);
-    std::replace(name.begin(), name.end(), ' ', '-');
-    return name + ".csv";
-}
-
 void CsvWriter::BeginFile(const FileHeader& header) {
-    mKeys = header.keys;
-    mFiles.clear();
-    const std::filesystem::path directory =
-        mOutput == "-" ? std::filesystem::path()
-                       : std::filesystem::path(mOutput) / mDirectories.at(header.index);
-    if (mOutput != "-") {
-        MakeDirectory(directory);
+    mMinStrength = header.minStrength;
+    const std::filesystem::path directory = mDirectories.at(header.index);
+    for (std::size_t key = 0; key < header.keys.size(); ++key) {
+        const KeyInfo& info = *header.keys[key].info;
+        mFiles.Add(directory / (ResultFiles::KeyName(info.key) + ".csv"));
+        mFiles.Sink(key).Append(HeaderRow(info, header.analyzedChannels));
     }
-    for (const AnalyzedKey& key : mKeys) {
-        mFiles.emplace_back(mOutput == "-" ? mOutput
-                                           : (directory / FileName(key.info->key)).string());
-        mFiles.back().Sink().Append(HeaderRow(*key.info, header.analyzedChannels));
-    }
-}
-
-// Remembers which directories it made, parents included, to take them away if they stay empty.
-void CsvWriter::MakeDirectory(const std::filesystem::path& directory) {
-    std::vector<std::filesystem::path> missing;
-    std::error_code error;
-    for (std::filesystem::path at = directory;
-         !at.empty() && !std::filesystem::exists(at, error) && at != at.root_path();
-         at = at.parent_path()) {
-        if (at.has_filename()) {
-            missing.push_back(at);
-        }
-    }
-    for (auto at = missing.rbegin(); at != missing.rend(); ++at) {
-        std::filesystem::create_directory(*at, error);
-        if (error) {
-            break;
-        }
-        mMade.push_back(*at);
-    }
-    if (!std::filesystem::is_directory(directory, error)) {
-        throw OutputError(fmt::format("{}: cannot make this directory", directory.string()));
-    }
-}
-
-void CsvWriter::RemoveMadeDirectories() {
-    mFiles.clear();
-    std::error_code notEmpty;
-    for (auto at = mMade.rbegin(); at != mMade.rend(); ++at) {
-        std::filesystem::remove(*at, notEmpty);
-    }
-    mMade.clear();
 }
 
 void CsvWriter::Write(std::size_t key, const Result& result) {
-    TextSink& sink = mFiles[key].Sink();
+    TextSink& sink = mFiles.Sink(key);
     if (result.info()->payload == PayloadKind::Events) {
-        AppendEvents(sink, result);
+        AppendEvents(sink, result, mMinStrength);
         return;
     }
     fmt::memory_buffer& buffer = sink.Buffer();
@@ -198,14 +122,11 @@ void CsvWriter::Write(std::size_t key, const Result& result) {
 }
 
 void CsvWriter::EndFile(const FileSummary&) {
-    for (AtomicFile& file : mFiles) {
-        file.Commit();
-    }
-    mFiles.clear();
+    mFiles.Commit();
 }
 
 void CsvWriter::FailFile(const std::string&, const std::string&) {
-    RemoveMadeDirectories();
+    mFiles.Drop();
 }
 
 } // namespace qel::tool

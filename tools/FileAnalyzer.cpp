@@ -93,6 +93,7 @@ FileHeader DescribeFile(const AnalysisPlan& plan, const std::string& path, std::
     header.mix = plan.mix;
     header.blockSamples = plan.blockSamples;
     header.parameters = plan.parameters;
+    header.minStrength = plan.minStrength;
     for (const KeyInfo* info : plan.keys) {
         header.keys.push_back({info, analyzer.metaData(std::string(info->key))});
     }

@@ -16,6 +16,7 @@ struct AnalysisPlan {
     std::vector<Parameter> parameters;
     ChannelMix mix = ChannelMix::Mono;
     std::uint32_t blockSamples = 4096;
+    float minStrength = 0; // weaker events are not written
 };
 
 // Refuses, before any file is looked at, parameters that none of the plan's keys has. Throws

@@ -2,6 +2,7 @@
 
 #include "tools/KeyList.h"
 #include "tools/Numbers.h"
+#include "tools/Strength.h"
 
 #include <nlohmann/json.hpp>
 
@@ -68,13 +69,14 @@ void AppendEvents(fmt::memory_buffer& buffer, const std::vector<Event>& events) 
 }
 
 // One channel of one result: a number per name, or an array per name.
-void AppendChannel(fmt::memory_buffer& buffer, const Result& result, std::size_t channel) {
+void AppendChannel(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
+                   float minStrength) {
     switch (result.info()->payload) {
     case PayloadKind::ComplexPairs:
         AppendPairs(buffer, result.floats(channel));
         break;
     case PayloadKind::Events:
-        AppendEvents(buffer, result.events(channel));
+        AppendEvents(buffer, StrongEvents(result, channel, minStrength));
         break;
     case PayloadKind::Vector:
         buffer.push_back('[');
@@ -103,6 +105,11 @@ Json DescribeDecoder(const DecoderReport& report) {
 // A whole number of samples, or null where a key keeps no frames.
 Json SamplesOrNull(std::uint32_t samples) {
     return samples == 0 ? Json(nullptr) : Json(samples);
+}
+
+// By way of its text: a float as it stands would show the digits of the nearest double.
+Json ShortNumber(float value) {
+    return Json::parse(fmt::format("{}", value));
 }
 
 Json DescribeKey(const AnalyzedKey& key) {
@@ -137,7 +144,7 @@ void JsonWriter::Write(std::size_t key, const Result& result) {
         if (c != 0) {
             buffer.push_back(',');
         }
-        AppendChannel(buffer, result, c);
+        AppendChannel(buffer, result, c, mHeader.minStrength);
     }
     buffer.push_back(']');
     sink.MayFlush();
@@ -165,8 +172,7 @@ void JsonWriter::WriteKey(std::size_t key) {
 void JsonWriter::EndFile(const FileSummary& summary) {
     Json parameters = Json::object();
     for (const auto& [name, value] : mHeader.parameters) {
-        // By way of its text: a float as it stands would show the digits of the nearest double.
-        parameters[name] = Json::parse(fmt::format("{}", value));
+        parameters[name] = ShortNumber(value);
     }
     const double seconds = static_cast<double>(summary.frames) / mHeader.sampleRateHz;
     const Json entry{{"file", mHeader.path},
@@ -178,7 +184,8 @@ void JsonWriter::EndFile(const FileSummary& summary) {
                      {"frames", summary.frames},
                      {"duration", seconds},
                      {"decoder", DescribeDecoder(summary.decoder)},
-                     {"parameters", parameters}};
+                     {"parameters", parameters},
+                     {"min_strength", ShortNumber(mHeader.minStrength)}};
     BeginEntry();
     mOutput.Sink().Append(fmt::format("{{{},\"keys\":{{", DumpMembers(entry)));
     for (std::size_t key = 0; key < mResults.size(); ++key) {

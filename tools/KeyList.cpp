@@ -66,6 +66,20 @@ std::vector<const KeyInfo*> DefaultKeys() {
     return keys;
 }
 
+std::vector<const KeyInfo*> EventKeys() {
+    std::vector<const KeyInfo*> keys = AllKeys();
+    std::erase_if(keys, [](const KeyInfo* info) { return info->payload != PayloadKind::Events; });
+    return keys;
+}
+
+std::vector<const KeyInfo*> BeatKeys() {
+    std::vector<const KeyInfo*> keys = AllKeys();
+    std::erase_if(keys, [](const KeyInfo* info) {
+        return info->key != kBeatKey && info->key != kDownBeatKey && info->key != kBeatsPerBarKey;
+    });
+    return keys;
+}
+
 const KeyInfo* RequireKey(std::string_view key) {
     if (const KeyInfo* info = findKey(key)) {
         return info;

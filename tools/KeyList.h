@@ -8,6 +8,11 @@
 
 namespace qel::tool {
 
+// Keys whose results are read together, the beats being what the others tell about.
+inline constexpr std::string_view kBeatKey = "beat data";
+inline constexpr std::string_view kDownBeatKey = "down beat data";
+inline constexpr std::string_view kBeatsPerBarKey = "global number of beats per bar";
+
 // What the keys on a command line mean. Every row comes from the one table of keys.
 
 // All keys, in the order of the table.
@@ -17,6 +22,12 @@ std::vector<const KeyInfo*> AllKeys();
 // those that deliver raw complex spectra, whose bulk is larger than the audio's, and those about
 // the stream as a whole, for which the library keeps much of the audio in memory.
 std::vector<const KeyInfo*> DefaultKeys();
+
+// Keys whose results are events: what label tracks can show.
+std::vector<const KeyInfo*> EventKeys();
+
+// Keys that beats and their positions in the bar are known from.
+std::vector<const KeyInfo*> BeatKeys();
 
 // The row of one key. Throws UsageError, with the nearest known key as a hint.
 const KeyInfo* RequireKey(std::string_view key);

@@ -28,4 +28,10 @@ void AppendCsvNumber(fmt::memory_buffer& buffer, Number value) {
     }
 }
 
+// A moment in a file for annotation tools: microseconds, finer than any sample, and never an
+// exponent.
+inline void AppendSeconds(fmt::memory_buffer& buffer, double seconds) {
+    fmt::format_to(std::back_inserter(buffer), FMT_COMPILE("{:.6f}"), seconds);
+}
+
 } // namespace qel::tool

@@ -7,7 +7,7 @@
 
 namespace qel::tool {
 
-enum class OutputFormat { Json, Csv };
+enum class OutputFormat { Json, Csv, Labels, Beats };
 
 // What becomes of several channels.
 enum class ChannelMix {
@@ -24,6 +24,7 @@ struct AnalyzeOptions {
     std::vector<std::string> keyLists;
     std::vector<std::string> parameters; // "NAME=VALUE"
     std::string output = "-";
+    std::string minStrength = "0";
     OutputFormat format = OutputFormat::Json;
     ChannelMix mix = ChannelMix::Mono;
     std::uint32_t blockSamples = 4096;
@@ -33,5 +34,9 @@ struct AnalyzeOptions {
 
 // Splits "NAME=VALUE"; the value is a finite decimal number with a point. Throws UsageError.
 Parameter ParseParameter(const std::string& text);
+
+// The least strength of an event: a finite decimal number of 0 or above, with a point. Throws
+// UsageError.
+float ParseStrength(const std::string& text);
 
 } // namespace qel::tool

@@ -29,6 +29,7 @@ struct FileHeader {
     ChannelMix mix = ChannelMix::Mono;
     std::uint32_t blockSamples = 0;
     std::vector<Parameter> parameters;
+    float minStrength = 0; // weaker events are not written
     std::vector<AnalyzedKey> keys;
 };
 

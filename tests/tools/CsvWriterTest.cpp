@@ -1,7 +1,6 @@
 #include "tools/CsvWriter.h"
 
 #include "tests/tools/TempDirectory.h"
-#include "tools/ToolError.h"
 
 #include <gtest/gtest.h>
 
@@ -14,20 +13,6 @@ namespace qel::tool {
 namespace {
 
 using Strings = std::vector<std::string>;
-
-TEST(CsvWriterTest, DirectoriesAreNamedAfterTheFilesAndNeverTwiceTheSame) {
-    EXPECT_EQ(CsvWriter::DirectoryNames({"a/x.wav", "b/x.wav", "x.wav-2", "X.WAV", "x.mp3"}),
-              (Strings{"x.wav", "x.wav-2", "x.wav-2-2", "X.WAV-3", "x.mp3"}));
-}
-
-TEST(CsvWriterTest, APathWithoutANameStillGetsADirectoryInside) {
-    EXPECT_EQ(CsvWriter::DirectoryNames({"..", ".", "a/"}), (Strings{"file", "file-2", "file-3"}));
-}
-
-TEST(CsvWriterTest, FilesAreNamedAfterTheKeys) {
-    EXPECT_EQ(CsvWriter::FileName("generic spectrum properties"),
-              "generic-spectrum-properties.csv");
-}
 
 constexpr ValueInfo kOddValues[] = {{"plain", "1", {}, "", ""}, {"a,\"b\"", "1", {}, "", ""}};
 constexpr KeyInfo kOddKey{"odd key", PayloadKind::Floats, 8, Delivery::PerFrame, 1024,
@@ -63,16 +48,18 @@ constexpr KeyInfo kStrokes{"strokes", PayloadKind::Events, 16, Delivery::AtEnd, 
                            128,       kStrokeValues,       ""};
 
 // The CSV of one result of a key for so many channels.
-std::string CsvOf(const KeyInfo& info, std::span<const QelAudioAnalysisBlock> blocks) {
+std::string CsvOf(const KeyInfo& info, std::span<const QelAudioAnalysisBlock> blocks,
+                  float minStrength = 0) {
     const TempDirectory directory;
     CsvWriter writer(directory.File("out"), {"a.wav"});
     FileHeader header = OddHeader(blocks.size());
     header.keys = {{&info, {}}};
+    header.minStrength = minStrength;
     writer.BeginFile(header);
     writer.Write(0, Result(info.key, &info, 0, 0, blocks));
     writer.EndFile({});
     writer.Finish();
-    return ReadFile(directory.File("out/" + CsvWriter::FileName(info.key)));
+    return ReadFile(directory.File("out/" + ResultFiles::KeyName(info.key) + ".csv"));
 }
 
 TEST(CsvWriterTest, EveryEventHasARowWithItsOwnTimeAndItsChannelIfThereAreSeveral) {
@@ -89,6 +76,9 @@ TEST(CsvWriterTest, EveryEventHasARowWithItsOwnTimeAndItsChannelIfThereAreSevera
                                        "0.1,0,0.5\n"
                                        "0.3333333333333333,0,1\n"
                                        "0.2,2,0.1\n");
+    EXPECT_EQ(CsvOf(kStrokes, blocks, 0.5f), "time,channel,stroke strength\n"
+                                             "0.1,0,0.5\n"
+                                             "0.3333333333333333,0,1\n");
 }
 
 constexpr ValueInfo kNumberValues[] = {{"number", "strokes", {}, "", ""}};
@@ -126,23 +116,6 @@ TEST(CsvWriterTest, AFileThatFailsLeavesNothingAndTheOthersStay) {
     writer.BeginFile(header);
     writer.FailFile("b.wav", "broken");
     EXPECT_EQ(directory.Entries("deep/out"), (Strings{"a.wav", "a.wav/odd-key.csv"}));
-}
-
-TEST(CsvWriterTest, DirectoriesMadeForNothingAreTakenAway) {
-    const TempDirectory directory;
-    {
-        CsvWriter writer(directory.File("deep/out"), {"a.wav"});
-        writer.BeginFile(OddHeader(1));
-        EXPECT_FALSE(directory.Entries().empty());
-    }
-    EXPECT_EQ(directory.Entries(), Strings{});
-}
-
-TEST(CsvWriterTest, RefusesADirectoryThatCannotBe) {
-    const TempDirectory directory;
-    WriteFile(directory.File("file"), "");
-    CsvWriter writer(directory.File("file/out"), {"a.wav"});
-    EXPECT_THROW(writer.BeginFile(OddHeader(1)), OutputError);
 }
 
 } // namespace

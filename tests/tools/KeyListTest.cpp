@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -58,14 +59,30 @@ TEST(KeyListTest, EmptyKeysAreRefused) {
 }
 
 TEST(KeyListTest, TheDefaultLeavesTheRawSpectrumAndWhatComesAtTheEndOut) {
-    const Strings all = Names(AllKeys());
-    Strings expected = all;
-    for (const char* key : {"spectrum", "global tempo", "global number of beats per bar",
-                            "beat data", "down beat data"}) {
-        std::erase(expected, key);
+    const Strings chosen = Names(DefaultKeys());
+    for (const KeyInfo& info : kKeys) {
+        const bool isLeftOut = info.key == "spectrum" || info.delivery == Delivery::AtEnd;
+        const auto count = std::count(chosen.begin(), chosen.end(), info.key);
+        EXPECT_EQ(count, isLeftOut ? 0 : 1) << info.key;
     }
-    EXPECT_EQ(Names(DefaultKeys()), expected);
-    EXPECT_EQ(expected.size() + 5, all.size());
+    for (const char* key : {"global tempo", "beat data", "down beat data"}) {
+        EXPECT_EQ(RequireKey(key)->delivery, Delivery::AtEnd);
+    }
+}
+
+TEST(KeyListTest, KeysWithEventsAreThoseOfThatKind) {
+    const Strings keys = Names(EventKeys());
+    for (const char* key : {"beat data", "down beat data"}) {
+        EXPECT_EQ(std::count(keys.begin(), keys.end(), key), 1) << key;
+    }
+    for (const char* key : {"spectrum", "global tempo", "global number of beats per bar"}) {
+        EXPECT_EQ(std::count(keys.begin(), keys.end(), key), 0) << key;
+    }
+}
+
+TEST(KeyListTest, BeatsTakeThreeKeysInTheTablesOrder) {
+    EXPECT_EQ(Names(BeatKeys()),
+              (Strings{"global number of beats per bar", "beat data", "down beat data"}));
 }
 
 TEST(KeyListTest, TheNearestNameTakesTheFewestEdits) {

@@ -60,5 +60,17 @@ TEST(NumbersTest, WhatIsNotFiniteHasAWordInCsv) {
     EXPECT_EQ(Csv(-kInfinity), "-inf");
 }
 
+TEST(NumbersTest, SecondsHaveSixDecimalsAndNeverAnExponent) {
+    const auto seconds = [](double value) {
+        fmt::memory_buffer buffer;
+        AppendSeconds(buffer, value);
+        return fmt::to_string(buffer);
+    };
+    EXPECT_EQ(seconds(0), "0.000000");
+    EXPECT_EQ(seconds(1.0 / 3), "0.333333");
+    EXPECT_EQ(seconds(0.0000226757), "0.000023");
+    EXPECT_EQ(seconds(359999.5), "359999.500000");
+}
+
 } // namespace
 } // namespace qel::tool

@@ -20,5 +20,17 @@ TEST(OptionsTest, MalformedParametersAreRefused) {
     }
 }
 
+TEST(OptionsTest, AStrengthIsANumberOfZeroOrAbove) {
+    EXPECT_EQ(ParseStrength("0"), 0.0f);
+    EXPECT_EQ(ParseStrength("0.25"), 0.25f);
+    EXPECT_EQ(ParseStrength("1e1"), 10.0f);
+}
+
+TEST(OptionsTest, WhatIsNoStrengthIsRefused) {
+    for (const char* text : {"", "-0.1", "-1", "nan", "inf", "1e99", "0,5", "0.5x", " 1", "x"}) {
+        EXPECT_THROW(ParseStrength(text), UsageError) << text;
+    }
+}
+
 } // namespace
 } // namespace qel::tool

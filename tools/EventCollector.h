@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QelAudioAnalysis/Result.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qel::tool {
+
+// The events of a file of audio by key and channel, and its beats per bar, kept until all of them
+// have come: what stands beside one event may be known from another key only.
+class EventCollector {
+public:
+    void Clear();
+
+    // Takes a result in; one that tells neither events nor the beats per bar is passed over.
+    void Add(const Result& result);
+
+    // Empty if there are none.
+    const std::vector<Event>& Events(std::string_view key, std::size_t channel) const;
+
+    // The position of every beat in its bar, as BarPositions tells it.
+    std::vector<std::size_t> BeatPositions(std::size_t channel) const;
+
+private:
+    using Channels = std::vector<std::vector<Event>>;
+
+    std::map<std::string, Channels, std::less<>> mEvents;
+    std::vector<std::uint32_t> mBeatsPerBar; // by channel
+};
+
+} // namespace qel::tool

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "tools/EventCollector.h"
+#include "tools/ResultFiles.h"
+#include "tools/ResultWriter.h"
+
+#include <string>
+#include <vector>
+
+namespace qel::tool {
+
+// Writes a label track per key and channel: one line per event, with its start and end in seconds
+// (the same, as an event is a moment) and a text; docs/output.md tells which. A file of audio gets
+// its label tracks under their names together, when all of it was analyzed.
+class LabelWriter : public ResultWriter {
+public:
+    // output is a directory, made when it is needed, or "-" for standard output, which only one
+    // key of one file of one channel can go to. files are those of the command line: several get a
+    // directory each.
+    LabelWriter(const std::string& output, const std::vector<std::string>& files)
+        : mFiles(output), mDirectories(ResultFiles::Directories(files)) {}
+
+    void BeginFile(const FileHeader& header) override;
+    void Write(std::size_t key, const Result& result) override;
+    void EndFile(const FileSummary& summary) override;
+    void FailFile(const std::string& path, const std::string& message) override;
+    void Finish() override {}
+
+private:
+    void WriteTrack(TextSink& sink, std::string_view key, std::size_t channel) const;
+
+    ResultFiles mFiles;
+    std::vector<std::string> mDirectories; // by index of file
+    FileHeader mHeader;
+    EventCollector mEvents;
+};
+
+} // namespace qel::tool
