@@ -96,14 +96,14 @@ typedef struct QelAudioAnalysisKeyMetaData {
     UInt8 mReserved[8];  /* undefined content */
 } QelAudioAnalysisKeyMetaData;
 
-/* One event of a stream: a beat, a down beat. */
+/* One event of a stream: a beat, a down beat, an onset. */
 typedef struct QelAudioAnalysisEvent {
     Float64 mTime;     /* seconds from the stream's start */
     Float32 mStrength; /* relative to the greatest value of the function it was read from */
 } QelAudioAnalysisEvent;
 
-/* The payload of "beat data" and "down beat data": events in ascending order of time. The list
-   belongs to the library like the block itself. */
+/* The payload of "beat data", "down beat data" and "onset data": events in ascending order of
+   time. The list belongs to the library like the block itself. */
 typedef struct QelAudioAnalysisEventList {
     UInt32 mCount;
     const QelAudioAnalysisEvent* mEvents;

@@ -79,14 +79,19 @@ unsigned int MaxPeaks(unsigned int n, int minDistance) {
 
 void FindLocalMaximaWithDist(const float* x, unsigned int n, unsigned int* indices, float* values,
                              unsigned int& count, float threshold, int minDistance) {
-    for (unsigned int i = 1; i + 1 < n; ++i) {
-        if (!(x[i] > x[i - 1] && x[i] > x[i + 1] && x[i] > threshold))
-            continue;
-        if (count > 0 && minDistance > 0 && SInt64{i} - indices[count - 1] < minDistance)
-            continue;
-        indices[count] = i;
-        values[count] = x[i];
-        ++count;
+    // None of those that are too near to the one accepted before needs to be looked at.
+    const auto distance = static_cast<UInt64>(std::max(minDistance, 1));
+    UInt64 next = count > 0 && minDistance > 0 ? indices[count - 1] + distance : 1;
+    while (next + 1 < n) {
+        const auto i = static_cast<unsigned int>(next);
+        if (x[i] > x[i - 1] && x[i] > x[i + 1] && x[i] > threshold) {
+            indices[count] = i;
+            values[count] = x[i];
+            ++count;
+            next += distance;
+        } else {
+            ++next;
+        }
     }
 }
 
