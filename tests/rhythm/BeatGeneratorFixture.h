@@ -31,6 +31,11 @@ public:
     static test::Audio RectifiedAudio(AABeatFunctionGenerator& generator, std::size_t channels) {
         return Everything(*generator.mAudioRing, generator.mAudioTime.mSampleTime, channels);
     }
+    // Of a channel, in the order of finding. A process that succeeds leaves none.
+    static std::vector<double> StoredBeatTimes(const AABeatFunctionGenerator& generator,
+                                               std::size_t channel) {
+        return generator.mBeatList.at(channel).times;
+    }
     static bool HasAudioRing(const AABeatFunctionGenerator& generator) {
         return generator.mAudioRing != nullptr;
     }
@@ -39,7 +44,7 @@ public:
     // as times their places in that order, counted down from the end.
     static void FindDownBeats(AABeatFunctionGenerator& generator,
                               const std::vector<float>& strengths, UInt32 meter) {
-        AABeatFunctionGenerator::Events beats;
+        Events beats;
         for (std::size_t i = 0; i < strengths.size(); ++i) {
             beats.times.push_back(static_cast<double>(strengths.size() - 1 - i));
         }

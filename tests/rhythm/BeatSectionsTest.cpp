@@ -5,6 +5,7 @@
 #include "tests/rhythm/BeatGeneratorFixture.h"
 
 #include <cmath>
+#include <functional>
 #include <random>
 
 namespace qel::test {
@@ -149,6 +150,42 @@ TEST_F(BeatSectionsTest, WithoutFlushAWholeSectionIsEnough) {
     Access::AppendFunction(*mGenerator, {{function.end() - 1, function.end()}});
     EXPECT_EQ(0, mGenerator->Process(0, nullptr, nullptr));
     ExpectTempi(EstimateTempi(Widened(function), kRate), mTempi.at(0));
+}
+
+// What comes behind a section that was taken without a flush is a stretch of its own, whose times
+// go on behind it.
+TEST_F(BeatSectionsTest, AfterASectionWithoutFlushTheStreamGoesOn) {
+    Make(1, {kBeatKey}, kLongStream);
+    Access::AppendFunction(*mGenerator, {PulseFunction(kSectionFrames, 172.265625, 12)});
+    ASSERT_EQ(0, mGenerator->Process(0, nullptr, nullptr));
+    const std::vector<float> rest = PulseFunction(3000, 172.265625, 9);
+    Access::AppendFunction(*mGenerator, {rest});
+    EXPECT_EQ(kNotEnoughData, mGenerator->Process(0, nullptr, nullptr));
+    ASSERT_EQ(0, mGenerator->Process(1, nullptr, nullptr));
+    ASSERT_EQ(2u, mEvents.size());
+    EXPECT_EQ(199999.0 / FunctionRate(kRate), mEvents[0].back().timeSeconds);
+    const std::vector<double> wide = Widened(rest);
+    ExpectBeats(TrackBeats(wide, kRate, EstimateTempi(wide, kRate)), kRate, 200000.0, mEvents[1]);
+}
+
+// The order that counts for the down beats. Without audio there is no meter, and what was found
+// stays where it is.
+TEST_F(BeatSectionsTest, StoredBeatsDescendWithinASectionAndAscendFromOneToTheNext) {
+    constexpr std::size_t kRest = 3000;
+    Make(1, {kBeatKey, kMeterKey}, kLongStream);
+    Access::AppendFunction(*mGenerator, {PulseFunction(kSectionFrames + kRest, 172.265625, 12)});
+    ASSERT_EQ(-3, mGenerator->Process(1, nullptr, nullptr));
+    const std::vector<double> times = Access::StoredBeatTimes(*mGenerator, 0);
+    ASSERT_EQ(mEvents.at(0).size(), times.size());
+    const double border = static_cast<double>(kSectionFrames) / FunctionRate(kRate);
+    const auto second =
+        std::find_if(times.begin(), times.end(), [border](double time) { return time >= border; });
+    ASSERT_GT(second - times.begin(), 1000);
+    ASSERT_GT(times.end() - second, 10);
+    EXPECT_TRUE(std::is_sorted(times.begin(), second, std::greater<>()));
+    EXPECT_TRUE(std::is_sorted(second, times.end(), std::greater<>()));
+    EXPECT_GE(times.back(), border);
+    EXPECT_EQ(static_cast<double>(kSectionFrames + kRest - 1) / FunctionRate(kRate), *second);
 }
 
 // The later segment's times start behind all frames of the one before.

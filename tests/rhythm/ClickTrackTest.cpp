@@ -125,5 +125,22 @@ TEST(ClickTrackTest, ATempoAboveTheRangeIsReadAsItsHalf) {
     }
 }
 
+// With the slow hint the shortest lag is that of 110 BPM. Below it clicks are found, as the second
+// tempo, since half of it is nearer to the hint's 60 BPM; above it even their lag is out of sight.
+TEST(ClickTrackTest, TheSlowRangeEndsAtAHundredAndTenBPM) {
+    for (const double rateHz : {44100.0, 48000.0}) {
+        const BeatResults below =
+            Analyze({ClickTrack(rateHz, 108.0, kTrackSeconds)}, rateHz, {kTempoKey}, 0.0f);
+        ASSERT_EQ(0, below.status);
+        EXPECT_EQ(54.0f, below.tempi.at(0)[0]);
+        EXPECT_EQ(108.0f, below.tempi.at(0)[1]);
+        const BeatResults above =
+            Analyze({ClickTrack(rateHz, 116.0, kTrackSeconds)}, rateHz, {kTempoKey}, 0.0f);
+        ASSERT_EQ(0, above.status);
+        EXPECT_EQ(58.0f, above.tempi.at(0)[0]);
+        EXPECT_EQ(29.0f, above.tempi.at(0)[1]);
+    }
+}
+
 } // namespace
 } // namespace qel::test

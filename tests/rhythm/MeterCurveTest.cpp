@@ -135,6 +135,48 @@ TEST(MeterCurveTest, PeaksBelowATenthOfTheBarDoNotCount) {
     EXPECT_FLOAT_EQ(0.11f, curve.Peaks()[0].value);
 }
 
+// A bar whose length is the given shift, with a peak of half its height after each of `parts` equal
+// parts.
+UInt32 MeterOfParts(std::size_t barShift, std::size_t parts, MeterScores& scores) {
+    std::vector<float> values(kLags);
+    for (std::size_t k = 1; k <= parts; ++k) {
+        values[k * barShift / parts - 1] = k == parts ? 1.0f : 0.5f;
+    }
+    MeterCurve curve(values);
+    curve.FindBar();
+    EXPECT_EQ(static_cast<float>(barShift), curve.BarShift());
+    EXPECT_TRUE(curve.FindPeaks());
+    scores.Judge(curve);
+    return scores.WeighAndChoose();
+}
+
+// 840 has all counts as divisors. With the peaks of n parts in place, the weights choose between n,
+// its divisors and its multiples: 2 has 0.4 against 0.5 / 3 for 4, 1.5 / 5 for 6 and 1 / 7 for 8; 4
+// has 0.5 against 3 / 7 for 8; 6 has 1.5 and 8 has 1 against less for their divisors.
+TEST(MeterCurveTest, TwoAndEightCountAsFourAndSixAsThree) {
+    const std::array<UInt32, 9> expected = {0, 0, 4, 3, 4, 5, 3, 7, 4};
+    for (std::size_t parts = 2; parts <= 8; ++parts) {
+        MeterScores scores;
+        EXPECT_EQ(expected[parts], MeterOfParts(840, parts, scores)) << parts;
+        // The winner is the count itself.
+        const auto best = std::max_element(scores.Scores().begin(), scores.Scores().end());
+        EXPECT_EQ(static_cast<std::ptrdiff_t>(parts) - 2, best - scores.Scores().begin());
+    }
+}
+
+// A bar of 1.5 s in three has peaks at 0.5 and 1 s, which lie at thirds and at two of the five
+// places of sixths, and at no place of another count. Up to a shift of 1 s all weigh the same.
+TEST(MeterCurveTest, ABarInThreeScoresForThreeAndSix) {
+    MeterScores scores;
+    EXPECT_EQ(3u, MeterOfParts(150, 3, scores));
+    // The last of both peaks lies one step into the ramp, which falls by 0.35 over 1251.
+    const double sum = 0.5 + 0.5 * (1.0 - 0.35 / 1251.0);
+    const std::array<double, 7> expected = {0.0, sum / 2.0, 0.0, 0.0, 1.5 * sum / 5.0, 0.0, 0.0};
+    for (std::size_t c = 0; c < expected.size(); ++c) {
+        EXPECT_NEAR(expected[c], static_cast<double>(scores.Scores()[c]), 1e-6) << c;
+    }
+}
+
 TEST(MeterCurveTest, NothingHasNoPeaks) {
     MeterCurve curve(std::vector<float>(kLags, 0.0f));
     curve.RemoveTrend();
