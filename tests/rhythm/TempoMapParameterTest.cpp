@@ -194,14 +194,14 @@ TEST(TempoMapParameterTest, ARangeTurnedAroundGivesOneOfItsEnds) {
     }
 }
 
-// Nothing limits the complexity. What cannot be built may end in a status or in std::bad_alloc; the
-// handle can be disposed of, and used again with a sensible value.
+// Nothing limits the complexity. What cannot be built may end in a status or in std::bad_alloc,
+// after which pushes are without effect until a reset with a sensible value.
 TEST(TempoMapParameterTest, AnAbsurdComplexityIsSurvived) {
     const float inf = std::numeric_limits<float>::infinity();
     const Audio audio = Music();
     const std::vector<Delivery> plain = Deliver({kRunningTempoKey}, audio);
-    for (const float complexity : {-1.0f, -1e9f, 24.0f, 25.0f, 31.0f, 32.0f, 57.0f, 300.0f, 1e9f,
-                                   1e30f, inf, -inf, std::nanf("")}) {
+    for (const float complexity : {-1.0f, -1e9f, 8.0f, 9.0f, 24.0f, 25.0f, 31.0f, 32.0f, 57.0f,
+                                   300.0f, 1e9f, 1e30f, inf, -inf, std::nanf("")}) {
         SCOPED_TRACE(complexity);
         TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
         SetTempoParameter(analyzer, "complexity", complexity);
@@ -210,6 +210,9 @@ TEST(TempoMapParameterTest, AnAbsurdComplexityIsSurvived) {
             analyzer.Reset();
             analyzer.Push(audio, 0, 1024);
         } catch (const std::bad_alloc&) {
+            analyzer.Forget();
+            EXPECT_EQ(0, analyzer.Push(audio, 0, 4096));
+            EXPECT_TRUE(analyzer.Deliveries().empty());
         }
         analyzer.Forget();
         EXPECT_EQ(0, SetTempoParameter(analyzer, "complexity", 0.0f));
