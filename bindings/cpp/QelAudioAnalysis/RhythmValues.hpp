@@ -137,10 +137,9 @@ inline constexpr ValueInfo kOnsetValues[] = {
     {"onset time",
      "s",
      {0, detail::kNoEnd},
-     "Seconds from the stream's start to the sample at which D peaks, in steps of one sample. D "
-     "falls "
-     "off before an event and breaks off at it, so that the peak stands where the energy has come "
-     "and begins to sink: a few milliseconds after the start of a note. In the dictionary it is a "
+     "Seconds from the stream's start to the sample at which D peaks, in steps of one sample. The "
+     "smoothing rings in front of an event and ends at it, so that the peak stands where the first "
+     "energy has come: some milliseconds behind the start of a note. In the dictionary it is a "
      "float, whose steps exceed a millisecond after 2.3 hours.",
      ""},
     {"onset strength",
