@@ -1,6 +1,7 @@
 #include "engine/AnalyzerSlots.h"
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
+#include "pitch/AAChromaPropertiesGenerator.h"
 #include "pitch/AAConstantQPropertiesGenerator.h"
 #include "rhythm/AAAccentBandGenerator.h"
 #include "rhythm/AABeatFunctionGenerator.h"
@@ -118,6 +119,7 @@ constexpr std::array<Maker, kNumSlots> kMakers = {
     MakeFrameBased<AABeatFunctionGenerator, 1024, 128>,         // 5
     MakePushBased<AAOnsetGenerator>,                            // 6
     MakeFrameBased<AAConstantQPropertiesGenerator, 8192, 1024>, // 7
+    MakeFrameBased<AAChromaPropertiesGenerator, 8192, 512>,     // 8
 };
 
 } // namespace

@@ -115,7 +115,10 @@ typedef struct QelAudioAnalysisEventList {
  *   handle  the analyzer, for QelAudioAnalysisCreateCFRepresentation and nothing else
  *   key     which result this is; it may be another key of the same group than the one asked for
  *   count   number of blocks: frames times channels
- *   blocks  frame-major; the library's, and valid only until the callback returns
+ *   blocks  frame-major; the library's, and valid only until the callback returns. Of "dominant
+ *           key" and "global key" each mData is a CFString itself, and the callback owns a
+ *           reference to it: CFRelease, then or later. Of "global key" only blocks[0] tells its
+ *           size.
  *   refCon  the pointer given to QelAudioAnalysisNew
  *
  * The callback must not throw, and must not initialize, push, process, reset or dispose of the
@@ -237,7 +240,8 @@ SInt32 QelAudioAnalysisSetParameter(QelAudioAnalysisRef handle, CFStringRef name
  *
  * Returns a CFDictionary that the caller owns; null for a null handle, for a key without an owner
  * in this analyzer, for null blocks, and for "audio range", which has no representation. The usual
- * shape is { key: [ channel: [ frame: [ numbers ] ] ] }; docs/keys.md tells the others.
+ * shape is { key: [ channel: [ frame: [ numbers ] ] ] }; docs/keys.md tells the others, and which
+ * form of blocks "dominant key" reads.
  */
 CFPropertyListRef QelAudioAnalysisCreateCFRepresentation(QelAudioAnalysisRef handle,
                                                          CFAllocatorRef allocator, CFStringRef key,

@@ -16,7 +16,8 @@ namespace {
 /* One call of the data callback, as the C functions show it. */
 struct Call {
     std::uint32_t blockBytes = 0;
-    std::vector<float> payload; // numbers of the first block: for events time, strength, time, ...
+    // Numbers of the first block: for events time, strength, time, ..., for a name its characters.
+    std::vector<float> payload;
     std::map<std::string, std::vector<float>> values; // of the dictionary: first channel and frame
 };
 
@@ -27,6 +28,9 @@ public:
     RawRun(const KeyInfo& row, const std::vector<float>& samples)
         : mRow(row), mKey(detail::makeString(row.key)) {
         const auto keys = detail::makeArray();
+        if (!row.companion.empty()) {
+            CFArrayAppendValue(keys.get(), detail::makeString(row.companion).get());
+        }
         CFArrayAppendValue(keys.get(), mKey.get());
         QelAudioAnalysisNew(keys.get(), receive, this, &mHandle);
         AudioStreamBasicDescription format{};
@@ -58,8 +62,12 @@ private:
     static void receive(QelAudioAnalysisRef handle, CFStringRef key, UInt32 count,
                         QelAudioAnalysisBlock* blocks, void* refCon) {
         auto& self = *static_cast<RawRun*>(refCon);
+        if (detail::textOf(key) == self.mRow.companion) {
+            return;
+        }
         ASSERT_TRUE(CFEqual(key, self.mKey.get()));
         ASSERT_EQ(count, 1u);
+        const detail::ReceivedNames names(&self.mRow, {blocks, count});
         Call call;
         call.blockBytes = blocks[0].mDataByteSize;
         call.payload = numbersOf(blocks[0], self.mRow.payload);
@@ -77,6 +85,9 @@ private:
         if (payload == PayloadKind::Count) {
             return {static_cast<float>(*static_cast<const UInt32*>(block.mData))};
         }
+        if (payload == PayloadKind::Name) {
+            return charactersOf(block.mData);
+        }
         std::vector<float> numbers;
         if (payload == PayloadKind::Events) {
             const auto& list = *static_cast<const QelAudioAnalysisEventList*>(block.mData);
@@ -91,8 +102,13 @@ private:
         return numbers;
     }
 
-    /* What is about the stream as a whole has no level of frames; a count and a vector have no name
-       but the key's. */
+    static std::vector<float> charactersOf(const void* string) {
+        const std::string text = detail::textOf(static_cast<CFStringRef>(string));
+        return {text.begin(), text.end()};
+    }
+
+    /* What is about the stream as a whole has no level of frames; a count, a vector and a name have
+       no name of a value but the key's. */
     static std::map<std::string, std::vector<float>> channelOf(const void* channel,
                                                                const KeyInfo& row) {
         if (row.payload == PayloadKind::Count) {
@@ -101,6 +117,9 @@ private:
         const void* frame = row.delivery == Delivery::AtEnd
                                 ? channel
                                 : CFArrayGetValueAtIndex(static_cast<CFArrayRef>(channel), 0);
+        if (row.payload == PayloadKind::Name) {
+            return {{std::string(row.values[0].name), charactersOf(frame)}};
+        }
         if (row.payload == PayloadKind::Vector) {
             return {{std::string(row.values[0].name), numbersOf(static_cast<CFArrayRef>(frame))}};
         }
@@ -231,13 +250,28 @@ void expectInRange(const ValueInfo& value, float number, double rateHz) {
     EXPECT_TRUE(std::isfinite(number)) << value.name;
 }
 
+void expectInRange(const KeyInfo& row, const std::vector<std::vector<float>>& signals) {
+    for (const auto& signal : signals) {
+        for (const Call& call : RawRun(row, signal).calls) {
+            for (std::size_t k = 0; k < call.payload.size(); ++k) {
+                expectInRange(row.values[k % row.values.size()], call.payload[k], 44100);
+            }
+        }
+    }
+}
+
+/* Silence and a constant have no pitch classes. */
+bool hasNumbersWithoutPitch(const KeyInfo& row) {
+    return row.key != "pitch class profile" && row.key != "pitch class profile tonal centroid";
+}
+
 TEST(KeysTest, ValuesLieInTheirRanges) {
     constexpr std::size_t kLength = 9216; // more than the longest frame
     std::vector<float> click(kLength);
     click[2000] = 1;
-    const std::vector<std::vector<float>> shortSignals = {std::vector<float>(kLength),
-                                                          std::vector<float>(kLength, 1.0f),
-                                                          click,
+    const std::vector<std::vector<float>> unpitched = {std::vector<float>(kLength),
+                                                       std::vector<float>(kLength, 1.0f)};
+    const std::vector<std::vector<float>> shortSignals = {click,
                                                           test::noise(kLength, 3),
                                                           test::sine(kLength, 1, 64),
                                                           test::sine(kLength, 1, 2.01)};
@@ -245,12 +279,10 @@ TEST(KeysTest, ValuesLieInTheirRanges) {
         test::drums(12, 120, 3), test::drums(6, 37, 4), test::drums(6, 230, 4),
         test::noise(150000, 3), test::sine(150000, 1, 64)};
     for (const KeyInfo& row : kKeys) {
-        for (const auto& signal : row.delivery == Delivery::AtEnd ? longSignals : shortSignals) {
-            for (const Call& call : RawRun(row, signal).calls) {
-                for (std::size_t k = 0; k < call.payload.size(); ++k) {
-                    expectInRange(row.values[k % row.values.size()], call.payload[k], 44100);
-                }
-            }
+        const bool isShort = row.delivery != Delivery::AtEnd;
+        expectInRange(row, isShort ? shortSignals : longSignals);
+        if (isShort && hasNumbersWithoutPitch(row)) {
+            expectInRange(row, unpitched);
         }
     }
 }

@@ -40,7 +40,9 @@ public:
     /*
      * Makes an analyzer that is ready for audio.
      *
-     *   keys   what is wanted, exact texts of the table in Keys.hpp. Without keys nothing arrives.
+     *   keys   what is wanted, exact texts of the table in Keys.hpp, in any order. Without keys
+     *          nothing arrives. A key that works only along with another one (KeyInfo::companion)
+     *          gets it, and the other one's results are kept back unless it is wanted too.
      *   setup  the stream; its values are checked
      *
      * Error with kAudioAnalysisErr_UnknownProperty names the first key that nothing in this version

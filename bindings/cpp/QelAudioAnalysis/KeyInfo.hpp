@@ -15,7 +15,8 @@ enum class PayloadKind {
     ComplexPairs, /* pairs of floats, real part first */
     Events,       /* a QelAudioAnalysisEventList: moments in time with a strength each */
     Count,        /* one unsigned 32-bit number */
-    Vector        /* floats that are one and the same value at places 0, 1, 2 and so on */
+    Vector,       /* floats that are one and the same value at places 0, 1, 2 and so on */
+    Name          /* a CFString, the reference to it in mData itself; whoever receives it owns it */
 };
 
 /* When results of a key arrive. Later versions may add more. */
@@ -54,6 +55,9 @@ struct KeyInfo {
     /* Of a key that is delivered per frame. Result i is then about the time from
        i * hopSamples / resultsPerFrame samples on. */
     std::uint32_t resultsPerFrame = 1;
+    /* A key that works only behind another one of its group in the list of QelAudioAnalysisNew has
+       such another one here. Analyzer sees to it. */
+    std::string_view companion = {};
 };
 
 } // namespace qel

@@ -61,6 +61,10 @@ inline constexpr KeyInfo kKeys[] = {
      "rate in Hz, the tempo that is heard is the value times rate / 44032, deliberately without a "
      "correction for other rates than 44100 Hz.",
      2},
+    {"dominant key", PayloadKind::Name, 8, Delivery::PerFrame, 8192, 512, kDominantKeyValues,
+     "The musical key that one frame fits best, out of 12 major and 12 minor keys. A frame of 186 "
+     "ms "
+     "(at 44100 Hz) hardly holds more than a chord: expect the key to follow the chords."},
     {"spectrum", PayloadKind::ComplexPairs, 4096, Delivery::PerFrame, 1024, 512, kSpectrumValues,
      "The spectrum of one frame: 512 pairs of real and imaginary part, twice the discrete Fourier "
      "transform of the windowed frame. Pair k belongs to the frequency k * rate / 1024. Pair 0 is "
@@ -98,6 +102,30 @@ inline constexpr KeyInfo kKeys[] = {
      "8192 wide, and neighbours are hardly told apart. At rates below 10463 Hz the bins above rate "
      "/ "
      "2 show images of lower tones."},
+    {"pitch class profile", PayloadKind::Vector, 48, Delivery::PerFrame, 8192, 512,
+     kPitchClassProfileValues,
+     "How much sounds of each pitch class in one frame, C first: float p belongs to C raised by p "
+     "semitones, at an A of 440 Hz. The mean is taken out of the frame, then it is windowed with a "
+     "Hamming window, 0.54 - 0.46 cos(2 pi i / 8191). Bin k of its 8192-point transform, for k "
+     "from "
+     "1 to 4095, lies at k * rate / 8192 Hz and counts with its magnitude for one semitone, the "
+     "one "
+     "whose frequency 261.6256 * 2^(s / 12) Hz is nearest in Hz. Semitones an octave apart are "
+     "added. "
+     "No tuning is looked for. Bins are 5.4 Hz apart at 44100 Hz and wider than the semitones "
+     "below "
+     "90 Hz: bass notes may count for a neighbour. High octaves have more bins, so that noise and "
+     "hiss fill all pitch classes."},
+    {"pitch class porofile key correlation", PayloadKind::Vector, 96, Delivery::PerFrame, 8192, 512,
+     kKeyCorrelationValues,
+     "How well \"pitch class profile\" fits each key: floats 0 to 11 are the major keys from C "
+     "upwards, 12 to 23 the minor keys."},
+    {"pitch class profile tonal centroid", PayloadKind::Vector, 24, Delivery::PerFrame, 8192, 512,
+     kTonalCentroidValues,
+     "The place of \"pitch class profile\" in tonal space: sine and cosine on the circles of "
+     "fifths, minor thirds and major thirds. What is harmonically near lies near; the distance "
+     "from "
+     "frame to frame shows a change of harmony."},
     {"harmonic pitch class profile", PayloadKind::Vector, 144, Delivery::PerFrame, 8192, 1024,
      kHarmonicPitchClassProfileValues,
      "All octaves of \"constant q spectrum\" laid over each other: 36 places, a third of a "
@@ -129,6 +157,17 @@ inline constexpr KeyInfo kKeys[] = {
      "number of a channel comes from the sum of that channel and those before it, deliberately. "
      "Keeps the whole stream in memory: 4 bytes per sample and channel, and twice that while the "
      "number is looked for."},
+    {"global key", PayloadKind::Name, 8, Delivery::AtEnd, 8192, 512, kGlobalKeyValues,
+     "One key for the stream, from \"dominant key\" of all its frames. Every "
+     "QelAudioAnalysisProcess "
+     "delivers it anew, with flush 0 as well, for all frames since the start. In C, it works only "
+     "behind another key of its group in the list (\"dominant key\" or one of \"pitch class "
+     "...\"); before them or alone it ends the list in silence, deliberately. The C++ client sees "
+     "to "
+     "that. Only the first block tells its size, deliberately; those of the other channels have "
+     "size "
+     "0 and hold a name all the same. Keeps 4 bytes per frame and channel in memory.",
+     1, "pitch class profile"},
     {"onset data", PayloadKind::Events, 16, Delivery::AtEnd, 0, 0, kOnsetValues,
      "The onsets of the stream in ascending order of time, exact to one sample: the peaks "
      "of a curve D at the full sample rate. S is the sum of 33 gammatone bands from 235 to "

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QelAudioAnalysis.h>
+#include <QelAudioAnalysis/CFOwner.hpp>
 #include <QelAudioAnalysis/Error.hpp>
 #include <QelAudioAnalysis/KeyInfo.hpp>
 
@@ -65,6 +66,7 @@ struct StoredResult {
     std::vector<std::vector<float>> channels{}; /* as Result::floats() */
     std::vector<std::vector<Event>> events{};   /* as Result::events() */
     std::vector<std::uint32_t> counts{};        /* as Result::count() */
+    std::vector<std::string> names{};           /* as Result::name() */
 
     /* As Result::value(). */
     float value(std::string_view name, std::size_t channel = 0) const {
@@ -141,6 +143,15 @@ public:
         return recordOf<std::uint32_t>(channel);
     }
 
+    /* The name of a channel, as a copy that stays; the payload must be one, else Error as for
+       floats(). The library's string is given back for you behind the result callback. */
+    std::string name(std::size_t channel = 0) const {
+        require(mInfo && mInfo->payload == PayloadKind::Name, "name");
+        // The block need not tell its size.
+        const auto string = static_cast<CFStringRef>(blockOf(channel).mData);
+        return string ? detail::textOf(string) : std::string();
+    }
+
     /* One value by its name in the table. Error with kAudioAnalysisErr_UnknownProperty if the key
        has no single value of that name. */
     float value(std::string_view name, std::size_t channel = 0) const {
@@ -148,9 +159,12 @@ public:
         return floats(channel)[index];
     }
 
-    /* The payload as it came, for any key. */
+    /* The payload as it came, for any key; for a name, the reference. */
     std::span<const std::byte> bytes(std::size_t channel = 0) const {
         const QelAudioAnalysisBlock& block = blockOf(channel);
+        if (mInfo && mInfo->payload == PayloadKind::Name) {
+            return std::as_bytes(std::span(&block.mData, 1));
+        }
         return {static_cast<const std::byte*>(block.mData), block.mDataByteSize};
     }
 
@@ -163,6 +177,8 @@ public:
                 stored.events.push_back(events(c));
             } else if (mInfo && mInfo->payload == PayloadKind::Count) {
                 stored.counts.push_back(count(c));
+            } else if (mInfo && mInfo->payload == PayloadKind::Name) {
+                stored.names.push_back(name(c));
             } else {
                 const std::span<const float> values = floats(c);
                 stored.channels.emplace_back(values.begin(), values.end());

@@ -10,6 +10,7 @@
 #include <QelAudioAnalysis/Result.hpp>
 #include <QelAudioAnalysis/StreamSetup.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <deque>
@@ -23,20 +24,61 @@
 
 namespace qel::detail {
 
+/* The keys with their companions, each companion before the key that needs it. */
+inline std::vector<std::string> withCompanions(const std::vector<std::string>& keys) {
+    std::vector<std::string> all;
+    std::vector<std::string> needy;
+    for (const std::string& key : keys) {
+        const KeyInfo* info = findKey(key);
+        (info && !info->companion.empty() ? needy : all).push_back(key);
+    }
+    for (std::string& key : needy) {
+        const std::string_view companion = findKey(key)->companion;
+        if (std::find(all.begin(), all.end(), companion) == all.end()) {
+            all.emplace_back(companion);
+        }
+        all.push_back(std::move(key));
+    }
+    return all;
+}
+
+/* Gives the names in blocks of that kind back at its end: whoever receives them owns them. */
+class ReceivedNames {
+public:
+    ReceivedNames(const KeyInfo* info, std::span<const QelAudioAnalysisBlock> blocks) noexcept {
+        if (info && info->payload == PayloadKind::Name) {
+            mBlocks = blocks;
+        }
+    }
+    ~ReceivedNames() {
+        for (const QelAudioAnalysisBlock& block : mBlocks) {
+            if (block.mData) {
+                CFRelease(block.mData);
+            }
+        }
+    }
+    ReceivedNames(const ReceivedNames&) = delete;
+    ReceivedNames& operator=(const ReceivedNames&) = delete;
+
+private:
+    std::span<const QelAudioAnalysisBlock> mBlocks;
+};
+
 /* Owns the handle, and stands between the library's callbacks and the client's. */
 class Stream {
 public:
     Stream(const std::vector<std::string>& keys, const StreamSetup& setup) : mSetup(setup) {
         requireUsable(setup);
+        const std::vector<std::string> all = withCompanions(keys);
         const CFOwner<CFMutableArrayRef> array = makeArray();
-        for (const std::string& key : keys) {
+        for (const std::string& key : all) {
             CFArrayAppendValue(array.get(), makeString(key).get());
         }
         check(QelAudioAnalysisNew(array.get(), deliver, this, &mHandle), "creating an analyzer");
         try {
             initialize();
-            for (const std::string& key : keys) {
-                remember(key);
+            for (const std::string& key : all) {
+                remember(key, std::find(keys.begin(), keys.end(), key) != keys.end());
             }
         } catch (...) {
             QelAudioAnalysisDispose(mHandle);
@@ -127,6 +169,7 @@ private:
         CFOwner<CFStringRef> string;
         const KeyInfo* info;
         KeyMetaData metaData;
+        bool isWanted = true; // false for a companion, whose results the client does not see
         std::uint64_t frames = 0;
     };
 
@@ -168,9 +211,9 @@ private:
     }
 
     /* Refuses a key that nothing in the analyzer answers to. */
-    void remember(const std::string& key) {
+    void remember(const std::string& key, bool isWanted) {
         const KeyMetaData data = metaData(key);
-        mKeys.emplace_back(KeyState{key, makeString(key), findKey(key), data});
+        mKeys.emplace_back(KeyState{key, makeString(key), findKey(key), data, isWanted});
     }
 
     KeyState& stateOf(CFStringRef key) {
@@ -203,6 +246,10 @@ private:
 
     void handOut(CFStringRef key, std::span<const QelAudioAnalysisBlock> blocks) {
         KeyState& state = stateOf(key);
+        const ReceivedNames names(state.info, blocks);
+        if (!state.isWanted) {
+            return;
+        }
         const std::size_t perFrame = state.info ? mSetup.channels : blocks.size();
         const std::size_t frames = perFrame ? blocks.size() / perFrame : 0;
         const std::uint64_t first = state.frames;

@@ -36,10 +36,15 @@ The data callback receives `count` blocks, each a pointer and a size in bytes.
   imaginary part of entry k. "Vector" is an array of floats that all are the key's one value, at the
   places 0, 1, 2 and so on. "Events" is one `QelAudioAnalysisEventList`: a number of events, and a
   pointer to as many `QelAudioAnalysisEvent`, each a 64-bit time and a 32-bit strength. "Count" is
-  one unsigned 32-bit number.
+  one unsigned 32-bit number. "Name" is a `CFStringRef` in `mData` itself, not in memory that `mData`
+  points at.
 - **Life.** Blocks and payloads belong to the library and live until the callback returns. Copy what
   you keep, the list that a block of events points at included. In C++, `qel::Result` is a view with
   the same life, `Result::store()` makes a copy, and `Result::events()` is one.
+- **Names belong to you.** The strings of payload "name" are the one thing in blocks that is not the
+  library's: the callback gets a reference to each, one per channel, and gives it back with
+  `CFRelease` when it is done, there or later. They may outlive the analyzer. In C++ the client does
+  that, and `Result::name()` is a copy as a `std::string`.
 - **Frames.** Frame n of a key covers the samples from n * hop to n * hop + frame - 1. It is delivered
   inside the push that brings its last sample. The samples behind the last whole frame are not
   analyzed: push silence if they matter. The results do not depend on how the audio is cut into
@@ -69,9 +74,19 @@ The data callback receives `count` blocks, each a pointer and a size in bytes.
 `QelAudioAnalysisCreateCFRepresentation` turns blocks into a dictionary of the shape
 `{ key: [ channel: [ frame: { name: number } ] ] }`, with the names of the tables below. For payload
 "complex pairs" each name has an array of numbers, one per entry; for payload "vector" the array of
-numbers stands for a frame by itself, `{ key: [ channel: [ frame: [ number ] ] ] }`. Keys that are delivered at the end
-leave the level of frames out: `{ key: [ channel: { name: number } ] }`, with an array of numbers per
-name for payload "events", and `{ key: [ channel: number ] }` for payload "count".
+numbers stands for a frame by itself, `{ key: [ channel: [ frame: [ number ] ] ] }`, and for payload
+"name" a string, `{ key: [ channel: [ frame: string ] ] }`. Keys that are delivered at the end leave
+the level of frames out: `{ key: [ channel: { name: number } ] }`, with an array of numbers per name
+for payload "events", `{ key: [ channel: number ] }` for payload "count", and
+`{ key: [ channel: string ] }` for payload "name".
+
+The blocks of "dominant key" that a client makes have another form than those that it receives, so
+that a run of frames can be turned into one dictionary. `mData` points at an array of `CFStringRef`,
+`mDataByteSize` is the size of that array, and the block of frame f and channel c is read at element
+f, deliberately: every block may point at one array with the names of all frames of its channel. An
+element beyond `mDataByteSize` is not read and left out of the dictionary, like a null one. The
+blocks of one call of the data callback are taken as they are. For "global key" there is one form:
+`mData` is the string.
 
 ## Symbols and units
 
@@ -130,6 +145,8 @@ std::string_view text(qel::PayloadKind payload) {
         return "count";
     case qel::PayloadKind::Vector:
         return "vector";
+    case qel::PayloadKind::Name:
+        return "name";
     default:
         return "floats";
     }
@@ -155,6 +172,8 @@ std::string payloadText(const qel::KeyInfo& key) {
         return "a list of events";
     case qel::PayloadKind::Count:
         return "one count";
+    case qel::PayloadKind::Name:
+        return "one name";
     case qel::PayloadKind::Vector:
         return "a vector of " + std::to_string(key.payloadBytes / sizeof(float)) + " floats";
     default:
@@ -173,6 +192,8 @@ std::string_view columnText(qel::PayloadKind payload) {
         return "Number";
     case qel::PayloadKind::Vector:
         return "Floats";
+    case qel::PayloadKind::Name:
+        return "Text";
     default:
         return "Float";
     }
