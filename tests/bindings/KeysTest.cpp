@@ -271,10 +271,8 @@ TEST(KeysTest, ValuesLieInTheirRanges) {
     click[2000] = 1;
     const std::vector<std::vector<float>> unpitched = {std::vector<float>(kLength),
                                                        std::vector<float>(kLength, 1.0f)};
-    const std::vector<std::vector<float>> shortSignals = {click,
-                                                          test::noise(kLength, 3),
-                                                          test::sine(kLength, 1, 64),
-                                                          test::sine(kLength, 1, 2.01)};
+    const std::vector<std::vector<float>> shortSignals = {
+        click, test::noise(kLength, 3), test::sine(kLength, 1, 64), test::sine(kLength, 1, 2.01)};
     const std::vector<std::vector<float>> longSignals = {
         test::drums(12, 120, 3), test::drums(6, 37, 4), test::drums(6, 230, 4),
         test::noise(150000, 3), test::sine(150000, 1, 64)};
