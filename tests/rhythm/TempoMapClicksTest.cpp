@@ -173,5 +173,19 @@ INSTANTIATE_TEST_SUITE_P(Ranges, TempoRangeTest,
                                          RangeCase{20.0f, 100.0f, 100.0f},
                                          RangeCase{250.0f, 280.0f, 250.0f}));
 
+// Lag 172 is in range as well, and lower while the combs fill.
+TEST(TempoMapClicksTest, TheUpperEndBelongsToTheRange) {
+    const Audio audio = Clicks(86 * kAccentSamples, Seconds(10.0));
+    TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
+    ASSERT_EQ(0, SetTempoParameter(analyzer, "complexity", 1.0f));
+    ASSERT_EQ(0, SetTempoParameter(analyzer, "Max BPM", 120.0f));
+    ASSERT_EQ(0, analyzer.Reset());
+    analyzer.PushInBlocks(audio, 4096);
+    // The first clicks have no distances within all lags yet, and the curve is low.
+    ExpectTempi(ReferenceTempi(audio, {.complexity = 1, .maxBPM = 120.0f}).at(0), Tempi(analyzer),
+                0.85);
+    EXPECT_EQ(120.0f, Tempi(analyzer).at(kFilled));
+}
+
 } // namespace
 } // namespace qel::test

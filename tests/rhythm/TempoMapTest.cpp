@@ -48,6 +48,11 @@ TEST(TempoMapTest, LongerLagsAgreeWithTheRecomputation) {
 TEST(TempoMapTest, ANarrowRangeAgreesWithTheRecomputation) {
     ExpectAgreement(MusicLike(kAccentTestRate, 1, Seconds(10.0), 6), kAccentTestRate,
                     {.minBPM = 90.0f, .maxBPM = 140.0f});
+    // So narrow that minor peaks win.
+    for (const float minBPM : {81.0f, 100.0f, 240.0f}) {
+        ExpectAgreement(MusicLike(kAccentTestRate, 1, Seconds(10.0), 6), kAccentTestRate,
+                        {.minBPM = minBPM, .maxBPM = 1.12f * minBPM});
+    }
     // No peak of the curve is ever in this one.
     ExpectAgreement(MusicLike(kAccentTestRate, 1, Seconds(10.0), 7), kAccentTestRate,
                     {.minBPM = 60.0f, .maxBPM = 80.0f});
