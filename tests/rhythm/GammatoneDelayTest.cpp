@@ -72,6 +72,16 @@ TEST(GammatoneDelayTest, ADelayIsLessThan1024) {
     EXPECT_EQ(1023, filter.delay);
 }
 
+// With the pole 1 / 2 the envelope C(n, 3) / 2^(n-3) is 2.5 at 5 and at 6, exactly.
+TEST(GammatoneDelayTest, OfEqualPeaksTheFirstIsTheDelay) {
+    Gfb_Filter filter;
+    Gfb_Filter_new_3arg(&filter, 44100.0f, 1000.0f, 4, 1);
+    filter.realPole = 0.5f;
+    filter.imagPole = 0.0f;
+    filter.gain = 1.0f;
+    EXPECT_EQ("delay = 5\n", Captured([&] { getFilterDelay(&filter); }));
+}
+
 TEST(GammatoneDelayTest, AFilterIsDelayedByWhatItLacks) {
     Gfb_Filter filter;
     Gfb_Filter_new_3arg(&filter, 44100.0f, 1000.0f, 4, 1);
