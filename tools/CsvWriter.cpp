@@ -88,6 +88,10 @@ void AppendChannel(fmt::memory_buffer& buffer, const Result& result, std::size_t
         fmt::format_to(std::back_inserter(buffer), ",{}", result.count(channel));
         return;
     }
+    if (result.info()->payload == PayloadKind::Name) {
+        fmt::format_to(std::back_inserter(buffer), ",{}", Quoted(result.name(channel)));
+        return;
+    }
     for (const float value : result.floats(channel)) {
         buffer.push_back(',');
         AppendCsvNumber(buffer, value);

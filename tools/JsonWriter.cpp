@@ -86,6 +86,9 @@ void AppendChannel(fmt::memory_buffer& buffer, const Result& result, std::size_t
     case PayloadKind::Count:
         fmt::format_to(std::back_inserter(buffer), "[{}]", result.count(channel));
         break;
+    case PayloadKind::Name:
+        fmt::format_to(std::back_inserter(buffer), "[{}]", Dump(Json(result.name(channel))));
+        break;
     default:
         AppendNumbers(buffer, result.floats(channel), 0, 1);
         break;

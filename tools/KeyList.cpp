@@ -130,6 +130,9 @@ std::string_view DeliveryText(const KeyInfo& info) {
 std::string_view LayoutText(const KeyInfo& info) {
     const bool isList = info.payload == PayloadKind::ComplexPairs ||
                         info.payload == PayloadKind::Events || info.payload == PayloadKind::Vector;
+    if (info.payload == PayloadKind::Name) {
+        return "names";
+    }
     return isList ? "arrays" : "numbers";
 }
 

@@ -30,6 +30,8 @@ std::string PayloadText(const KeyInfo& info) {
         return "events";
     case PayloadKind::Count:
         return "1 count";
+    case PayloadKind::Name:
+        return "1 name";
     case PayloadKind::Vector:
         return fmt::format("vector of {}", info.payloadBytes / sizeof(float));
     default:
