@@ -1,4 +1,4 @@
-// Logarithms over whole vectors.
+// Logarithms and exponentials over whole vectors.
 
 #include <Accelerate/vForce.h>
 #include <limits>
@@ -39,6 +39,19 @@ void DecimalLogarithm(In x, Out y, size_t count) {
         x);
 }
 
+// The function behind it holds up to an argument of 104, and takes a NaN for one that is very
+// small.
+template <class D, class V>
+HWY_INLINE V Exponential(D d, V x) {
+    const auto overflows = hn::Set(d, 100.0f);
+    return hn::IfThenElse(hn::Eq(x, x), hn::Exp(d, hn::Min(x, overflows)), x);
+}
+
+void Exponentials(In x, Out y, size_t count) {
+    Map(
+        count, y, [](auto d, auto v) HWY_ATTR { return Exponential(d, v); }, x);
+}
+
 } // namespace HWY_NAMESPACE
 } // namespace qel::platform
 HWY_AFTER_NAMESPACE();
@@ -48,6 +61,7 @@ HWY_AFTER_NAMESPACE();
 namespace qel::platform {
 HWY_EXPORT(NaturalLogarithm);
 HWY_EXPORT(DecimalLogarithm);
+HWY_EXPORT(Exponentials);
 } // namespace qel::platform
 
 using namespace qel::platform;
@@ -61,6 +75,12 @@ void vvlogf(float* y, const float* x, const int* n) {
 void vvlog10f(float* y, const float* x, const int* n) {
     if (*n > 0) {
         HWY_DYNAMIC_DISPATCH(DecimalLogarithm)({x, 1}, {y, 1}, static_cast<size_t>(*n));
+    }
+}
+
+void vvexpf(float* y, const float* x, const int* n) {
+    if (*n > 0) {
+        HWY_DYNAMIC_DISPATCH(Exponentials)({x, 1}, {y, 1}, static_cast<size_t>(*n));
     }
 }
 

@@ -20,6 +20,11 @@ extern "C" {
 #define kVForceLogMaxUlp 4
 
 /*
+ * The same for vvexpf, where the result is no denormal number.
+ */
+#define kVForceExpMaxUlp 2
+
+/*
  * y[i] = natural logarithm of x[i], for i below *n. Zero of either sign gives -infinity, +infinity
  * gives itself, a negative argument and a NaN give NaN.
  */
@@ -29,6 +34,12 @@ extern void vvlogf(float* y, const float* x, const int* n);
  * y[i] = logarithm to base 10 of x[i], for i below *n, with the same special values as vvlogf.
  */
 extern void vvlog10f(float* y, const float* x, const int* n);
+
+/*
+ * y[i] = e to the power of x[i], for i below *n. -infinity gives 0, what lies above 88.73 gives
+ * infinity, a NaN gives NaN.
+ */
+extern void vvexpf(float* y, const float* x, const int* n);
 
 #pragma GCC visibility pop
 

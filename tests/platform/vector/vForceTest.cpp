@@ -107,12 +107,60 @@ TEST(vForceTest, SpecialValues) {
     }
 }
 
+std::vector<float> Exponentials(std::vector<float> x) {
+    const int count = static_cast<int>(x.size());
+    vvexpf(x.data(), x.data(), &count);
+    return x;
+}
+
+TEST(vForceTest, ExponentialsKeepTheirBoundUnlessDenormal) {
+    std::vector<float> x;
+    for (float argument = -87.3f; argument < 88.72f; argument += 0.00037f) {
+        x.push_back(argument);
+    }
+    ForEachInstructionSet([&] {
+        const std::vector<float> y = Exponentials(x);
+        double worst = 0.0;
+        for (std::size_t n = 0; n < x.size(); ++n) {
+            worst = std::max(worst, UlpDistance(y[n], std::exp(static_cast<double>(x[n]))));
+        }
+        EXPECT_LE(worst, kVForceExpMaxUlp);
+    });
+}
+
+TEST(vForceTest, ExponentialsOfEveryCountAreThoseOneByOne) {
+    for (const std::size_t count : kCounts) {
+        const std::vector<float> x = Noise(count, 72, -90.0f, 90.0f);
+        const std::vector<float> y = Exponentials(x);
+        for (std::size_t n = 0; n < count; ++n) {
+            EXPECT_EQ(y[n], Exponentials({x[n]}).front());
+        }
+    }
+}
+
+TEST(vForceTest, SpecialValuesOfTheExponential) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    constexpr float kLargest = std::numeric_limits<float>::max();
+    for (const std::size_t count : {std::size_t{1}, std::size_t{64}}) {
+        const auto at = [&](float x) { return Exponentials(std::vector<float>(count, x)).back(); };
+        EXPECT_EQ(at(0.0f), 1.0f);
+        EXPECT_EQ(at(-kInfinity), 0.0f);
+        EXPECT_EQ(at(-kLargest), 0.0f);
+        EXPECT_EQ(at(-104.5f), 0.0f);
+        for (const float large : {88.73f, 104.0f, 1000.0f, kLargest, kInfinity}) {
+            EXPECT_EQ(at(large), kInfinity) << large;
+        }
+        EXPECT_TRUE(std::isnan(at(NAN)));
+    }
+}
+
 TEST(vForceTest, ACountOfZeroOrBelowDoesNothing) {
     float y = 5.0f;
     const float x = 2.0f;
     for (const int count : {0, -3}) {
         vvlogf(&y, &x, &count);
         vvlog10f(&y, &x, &count);
+        vvexpf(&y, &x, &count);
     }
     EXPECT_EQ(y, 5.0f);
 }
