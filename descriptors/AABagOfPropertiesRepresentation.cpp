@@ -124,10 +124,7 @@ SInt32 AABagOfPropertiesGenerator::GetMetaDataForKey(CFStringRef key, void* outD
 // { key: [ channel: [ frame: { name: number, ... } ] ] }; for "spectrum" the two names hold arrays.
 CFPropertyListRef AABagOfPropertiesGenerator::CreateCFRepresentation(
     CFAllocatorRef allocator, CFStringRef key, UInt32 count, const QelAudioAnalysisBlock* blocks) {
-    CACFDictionary result(
-        MadeOrThrow(CFDictionaryCreateMutable(allocator, 0, &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks)),
-        true);
+    CACFDictionary result(allocator, true);
     const Group group = GroupOf(key);
     if (group != kNumGroups) {
         const UInt32 frames = GetNumAnalysisFramesForData(count, blocks);

@@ -8,6 +8,7 @@
 
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
+#include "support/CARingBuffer.h"
 #include "support/CAStreamBasicDescription.h"
 
 namespace qel::core {
@@ -16,6 +17,8 @@ namespace {
 
 constexpr float kPercentDone = 100.0f;
 constexpr SInt32 kStoppedByClient = -1;
+constexpr UInt32 kTrustedFloats = 1u << 28; // a gigabyte
+constexpr UInt32 kStampValid = 1;
 
 UInt32 FloatsOf(const QelAudioAnalysisBlock& block) {
     return block.mData != nullptr ? block.mDataByteSize / UInt32{sizeof(float)} : 0;
@@ -105,9 +108,7 @@ SInt32 QelAAAnalysisBase::SetParameter(CFStringRef, float) {
 }
 
 SInt32 QelAAAnalysisBase::ProcessFinal(UInt8) {
-    if (mProgressCallback == nullptr)
-        return 0;
-    return mProgressCallback(nullptr, kPercentDone, mProgressRefCon) != 0 ? kStoppedByClient : 0;
+    return StopsAt(kPercentDone) ? kStoppedByClient : 0;
 }
 
 void QelAAAnalysisBase::NullPointers() {
@@ -141,6 +142,24 @@ float* QelAAAnalysisBase::Channel(CABufferList* buffer, UInt32 channel) {
     return static_cast<float*>(buffer->GetModifiableBufferList().mBuffers[channel].mData);
 }
 
+CARingBuffer* QelAAAnalysisBase::NewRing(UInt64 declaredFrames) const {
+    const UInt64 most = kTrustedFloats / std::max(mNumChannels, 1u);
+    CAAutoDelete<CARingBuffer> ring(new CARingBuffer);
+    ring->Allocate(static_cast<SInt32>(mNumChannels), sizeof(float),
+                   static_cast<UInt32>(std::min(declaredFrames, most)));
+    return ring.release();
+}
+
+void QelAAAnalysisBase::ResetStamp(AudioTimeStamp& stamp) {
+    stamp = AudioTimeStamp{};
+    stamp.mFlags = kStampValid;
+}
+
+bool QelAAAnalysisBase::StopsAt(float percent) const {
+    return mProgressCallback != nullptr &&
+           mProgressCallback(nullptr, percent, mProgressRefCon) != 0;
+}
+
 UInt32 QelAAAnalysisBase::GetNumAnalysisFramesForData(UInt32 count,
                                                       const QelAudioAnalysisBlock*) const {
     return mNumChannels != 0 ? count / mNumChannels : 0;
@@ -165,6 +184,15 @@ void QelAAAnalysisBase::MakeFloatArrayForKey(CACFDictionary* dict,
         channelArray.AppendArray(frameArray.GetCFArray());
     }
     dict->AddArray(key, channelArray.GetCFArray());
+}
+
+CFPropertyListRef
+QelAAAnalysisBase::FloatRepresentation(CFAllocatorRef allocator, CFStringRef key, bool isOwn,
+                                       UInt32 count, const QelAudioAnalysisBlock* blocks) const {
+    CACFDictionary result(allocator, true);
+    if (isOwn)
+        MakeFloatArrayForKey(&result, blocks, count, key);
+    return CFRetain(result.GetCFDictionary());
 }
 
 void QelAAAnalysisBase::Deliver(CFStringRef key) {

@@ -9,6 +9,7 @@
 namespace qel::core {
 
 class CACFDictionary;
+class CARingBuffer;
 
 // What a slot of the analyzer holds: it receives pushed audio, is told when the stream ends, and
 // reports results through the data callback.
@@ -83,10 +84,26 @@ protected:
     void MakeFloatArrayForKey(CACFDictionary* dict, const QelAudioAnalysisBlock* blocks,
                               UInt32 count, CFStringRef key) const;
 
+    // { key: [ channel: [ frame: [ number ] ] ] } for float blocks; an empty dictionary unless the
+    // key `isOwn`. The caller owns it.
+    CFPropertyListRef FloatRepresentation(CFAllocatorRef allocator, CFStringRef key, bool isOwn,
+                                          UInt32 count, const QelAudioAnalysisBlock* blocks) const;
+
     // A list with a zeroed buffer of that many bytes per channel; the caller owns it. The name is
     // not copied. Raises std::bad_alloc, also for more bytes than 32 bits count.
     CABufferList* NewBuffer(const char* name, UInt64 bytesPerChannel) const;
     static float* Channel(CABufferList* buffer, UInt32 channel);
+
+    // A ring of one float per channel and frame, with room for a declared run; the caller owns it.
+    // A declaration may be false, so that no more than a gigabyte is taken on trust: a longer run
+    // grows the ring as it comes.
+    CARingBuffer* NewRing(UInt64 declaredFrames) const;
+
+    // The count of what is in a ring, back at 0.
+    static void ResetStamp(AudioTimeStamp& stamp);
+
+    // Reports `percent` to the progress callback; whether the client asked to stop.
+    bool StopsAt(float percent) const;
 
     // Hands the blocks that were prepared in mBlocks to the data callback.
     void Deliver(CFStringRef key);

@@ -29,8 +29,6 @@ constexpr UInt32 kSizes[AAChromaPropertiesGenerator::kNumFlags] = {
     sizeof(CFStringRef),         sizeof(CFStringRef),
 };
 
-constexpr UInt32 kStampValid = 1;
-
 // The index of the largest value; the lowest of several.
 UInt32 IndexOfLargest(const float* values, UInt32 count) {
     float largest = 0.0f;
@@ -134,18 +132,11 @@ void AAChromaPropertiesGenerator::AllocateBuffers() {
     mTonalCenterBuffer = NewBuffer("tonal center buffer", kSizes[kTonalCentroid]);
     mDominantKeyRing.free();
     mFetchBuffer.free();
-    mFrameTime = {};
-    mFrameTime.mFlags = kStampValid;
+    ResetStamp(mFrameTime);
     if (!IsWanted(kGlobalKey))
         return;
-    // A declared length may be false: no more than a gigabyte is taken on trust, and a longer run
-    // grows the ring as it comes.
-    constexpr UInt32 kTrustedFloats = 1u << 28;
     mFetchBuffer = NewBuffer("fetch buffer", 0);
-    mDominantKeyRing = new CARingBuffer;
-    mDominantKeyRing->Allocate(
-        static_cast<SInt32>(mNumChannels), kFloatBytes,
-        std::min(mNumAnalysisFrames, kTrustedFloats / std::max(mNumChannels, 1u)));
+    mDominantKeyRing = NewRing(mNumAnalysisFrames);
 }
 
 void AAChromaPropertiesGenerator::ComputeAndStoreProperties(const SpectralAndAudioBufferList*) {
@@ -227,10 +218,7 @@ void AAChromaPropertiesGenerator::DeliverGlobalKeys(UInt32 frames) {
 
 CFPropertyListRef AAChromaPropertiesGenerator::CreateCFRepresentation(
     CFAllocatorRef allocator, CFStringRef key, UInt32 count, const QelAudioAnalysisBlock* blocks) {
-    CACFDictionary result(
-        MadeOrThrow(CFDictionaryCreateMutable(allocator, 0, &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks)),
-        true);
+    CACFDictionary result(allocator, true);
     const Flag flag = FlagOf(key);
     if (flag == kDominantKey)
         AddFrameNames(result, count, blocks);

@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "pitch/AAConstantQSpectralProcessor.h"
-#include "support/CACFDictionary.h"
 
 namespace qel::core {
 
@@ -102,13 +101,7 @@ UInt32 AAConstantQPropertiesGenerator::GetSizeOfAnalysisDataForKey(CFStringRef k
 
 CFPropertyListRef AAConstantQPropertiesGenerator::CreateCFRepresentation(
     CFAllocatorRef allocator, CFStringRef key, UInt32 count, const QelAudioAnalysisBlock* blocks) {
-    CACFDictionary result(
-        MadeOrThrow(CFDictionaryCreateMutable(allocator, 0, &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks)),
-        true);
-    if (FlagOf(key) != kNumKeys)
-        MakeFloatArrayForKey(&result, blocks, count, key);
-    return CFRetain(result.GetCFDictionary());
+    return FloatRepresentation(allocator, key, FlagOf(key) != kNumKeys, count, blocks);
 }
 
 void AAConstantQPropertiesGenerator::ComputeChromagramQ(const float* in, float* out) const {

@@ -10,7 +10,6 @@
 #include "rhythm/ButterworthLowPass.h"
 #include "rhythm/RhythmMath.h"
 #include "spectral/VectorHelpers.h"
-#include "support/CACFDictionary.h"
 
 namespace qel::core {
 
@@ -70,19 +69,6 @@ AAAccentBandGenerator::CreateCFRepresentation(CFAllocatorRef allocator, CFString
                                               UInt32 count, const QelAudioAnalysisBlock* blocks) {
     const bool isOwn = CFEqual(key, kQelAnalysisKey_GammaTomeSpectrum);
     return FloatRepresentation(allocator, key, isOwn, count, blocks);
-}
-
-CFPropertyListRef
-AAAccentBandGenerator::FloatRepresentation(CFAllocatorRef allocator, CFStringRef key, bool isOwn,
-                                           UInt32 count,
-                                           const QelAudioAnalysisBlock* blocks) const {
-    CACFDictionary result(
-        MadeOrThrow(CFDictionaryCreateMutable(allocator, 0, &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks)),
-        true);
-    if (isOwn)
-        MakeFloatArrayForKey(&result, blocks, count, key);
-    return CFRetain(result.GetCFDictionary());
 }
 
 void AAAccentBandGenerator::NullPointers() {

@@ -54,10 +54,6 @@ protected:
     // Both accents of the frame into mAccentList0 and mAccentList1.
     void MakeAccentBands();
 
-    // { key: [ channel: [ frame: [ float ] ] ] } if `isOwn`, else an empty dictionary.
-    CFPropertyListRef FloatRepresentation(CFAllocatorRef allocator, CFStringRef key, bool isOwn,
-                                          UInt32 count, const QelAudioAnalysisBlock* blocks) const;
-
     UInt32 mAccentBandCount = 6;             // a divisor of kGammaBands
     CAAutoDelete<CABufferList> mAccentList0; // one float per channel and band
     CAAutoDelete<CABufferList> mAccentList1;

@@ -18,12 +18,6 @@ namespace {
 constexpr float kDecibelsPerDecade = 20.0f;
 constexpr float kDynamicRangeDecibels = 80.0f;
 constexpr float kDCPole = -0.99f;
-constexpr UInt32 kStampValid = 1;
-
-void ResetStamp(AudioTimeStamp& stamp) {
-    stamp = AudioTimeStamp{};
-    stamp.mFlags = kStampValid;
-}
 
 } // namespace
 
@@ -85,16 +79,6 @@ void AABeatFunctionGenerator::Cleanup() {
     ResetStamp(mAudioTime);
     ResetStamp(mFunctionTime);
     AABeatFunctionGenerator::NullPointers();
-}
-
-// A ring that begins with room for a declared run. A declaration may be false, so that no more than
-// a gigabyte is taken on trust: a longer run grows the ring as it comes.
-CARingBuffer* AABeatFunctionGenerator::NewRing(UInt32 declaredFrames) const {
-    constexpr UInt32 kTrustedFloats = 1u << 28;
-    CAAutoDelete<CARingBuffer> ring(new CARingBuffer);
-    ring->Allocate(static_cast<SInt32>(mNumChannels), sizeof(float),
-                   std::min(declaredFrames, kTrustedFloats / std::max(mNumChannels, 1u)));
-    return ring.release();
 }
 
 void AABeatFunctionGenerator::AllocateBuffers() {
@@ -224,11 +208,6 @@ SInt32 AABeatFunctionGenerator::ProcessFinal(UInt8 flush) {
     QelAAAnalysisGenerator::ReadyAnalysis(); // the segments' time goes on
     mSegmentTime.mSampleTime += frames;
     return QelAAAnalysisGenerator::ProcessFinal(flush);
-}
-
-bool AABeatFunctionGenerator::StopsAt(float percent) const {
-    return mProgressCallback != nullptr &&
-           mProgressCallback(nullptr, percent, mProgressRefCon) != 0;
 }
 
 bool AABeatFunctionGenerator::StopsAt(UInt32 sectionIndex, UInt32 half, float fraction) const {

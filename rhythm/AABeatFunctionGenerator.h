@@ -99,7 +99,6 @@ private:
     bool IsWanted(Flag flag) const;
     bool NeedsAudio() const { return IsWanted(kBeatsPerBar) || IsWanted(kDownBeatData); }
     float FrameRate() const; // of the function, Hz, in single precision
-    CARingBuffer* NewRing(UInt32 declaredFrames) const;
 
     void ComputeAndStoreProperies(const SpectralAndAudioBufferList* list);
     void MakeFunction(const SpectralAndAudioBufferList* list);
@@ -122,8 +121,7 @@ private:
     // Sorts each channel's events by time and hands them out.
     void DeliverEvents(CFStringRef key, const std::vector<Events>& events);
 
-    // Reports `percent`; whether the client asked to stop.
-    bool StopsAt(float percent) const;
+    using QelAAAnalysisBase::StopsAt;
     // The same for a fraction of the estimation (half 0) or the tracking (half 1) of a section.
     bool StopsAt(UInt32 sectionIndex, UInt32 half, float fraction) const;
 

@@ -100,10 +100,7 @@ void AABeatFunctionGenerator::SetGenreHint(UInt32 hint) {
 CFPropertyListRef
 AABeatFunctionGenerator::CreateCFRepresentation(CFAllocatorRef allocator, CFStringRef key,
                                                 UInt32 count, const QelAudioAnalysisBlock* blocks) {
-    CACFDictionary result(
-        MadeOrThrow(CFDictionaryCreateMutable(allocator, 0, &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks)),
-        true);
+    CACFDictionary result(allocator, true);
     const Flag flag = FlagOf(key);
     if (flag == kNumFlags)
         return CFRetain(result.GetCFDictionary());

@@ -41,13 +41,6 @@ constexpr float kPercentPeaks = 80.0f;
 constexpr float kPercentSorted = 90.0f;
 constexpr float kPercentDelivered = 100.0f;
 
-constexpr UInt32 kStampValid = 1;
-
-void ResetStamp(AudioTimeStamp& stamp) {
-    stamp = AudioTimeStamp{};
-    stamp.mFlags = kStampValid;
-}
-
 // From the last value to the first, so that the peak stays at the event's onset.
 void SmoothBackward(float* curve, UInt32 n) {
     float state = 0.0f;
@@ -111,15 +104,8 @@ void AAOnsetGenerator::AllocateBuffers() {
 
     mGammaList = NewBuffer("gamma filter buffer", mMaxFrames * UInt64{sizeof(float)});
     mFetchList = NewBuffer("function fetching buffer", 0);
-    // Room for the declared length and the silence of a flush. A declaration may be false, so that
-    // no more than a gigabyte is taken on trust: a longer run grows the ring as it comes.
-    constexpr UInt64 kTrustedFloats = 1u << 28;
     mGammaRing.free();
-    mGammaRing = new CARingBuffer;
-    mGammaRing->Allocate(
-        static_cast<SInt32>(mNumChannels), sizeof(float),
-        static_cast<UInt32>(std::min(UInt64{mStreamLength} + mMaxFrames,
-                                     kTrustedFloats / std::max(mNumChannels, 1u))));
+    mGammaRing = NewRing(UInt64{mStreamLength} + mMaxFrames); // the silence of a flush as well
     ResetStamp(mGammaTime);
 }
 
@@ -209,11 +195,6 @@ SInt32 AAOnsetGenerator::ProcessFinal(UInt8 flush) {
     return QelAAAnalysisBase::ProcessFinal(flush);
 }
 
-bool AAOnsetGenerator::StopsAt(float percent) const {
-    return mProgressCallback != nullptr &&
-           mProgressCallback(nullptr, percent, mProgressRefCon) != 0;
-}
-
 // For every key: that is meant.
 UInt32 AAOnsetGenerator::GetSizeOfAnalysisDataForKey(CFStringRef) {
     return sizeof(QelAudioAnalysisEventList);
@@ -245,10 +226,7 @@ SInt32 AAOnsetGenerator::SetParameter(CFStringRef name, float value) {
 CFPropertyListRef AAOnsetGenerator::CreateCFRepresentation(CFAllocatorRef allocator,
                                                            CFStringRef key, UInt32 count,
                                                            const QelAudioAnalysisBlock* blocks) {
-    CACFDictionary result(
-        MadeOrThrow(CFDictionaryCreateMutable(allocator, 0, &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks)),
-        true);
+    CACFDictionary result(allocator, true);
     if (key == nullptr || !CFEqual(key, kQelAnalysisKey_OnsetData))
         return CFRetain(result.GetCFDictionary());
     CACFArray channels(mNumChannels, true);

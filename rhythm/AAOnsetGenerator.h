@@ -66,9 +66,6 @@ private:
     SInt32 FetchChannel(UInt32 channel, float* to, UInt32 frames);
     SInt32 FindOnsets(UInt32 channel, float* curve, UInt32 frames, Onsets& onsets);
 
-    // Reports `percent`; whether the client asked to stop.
-    bool StopsAt(float percent) const;
-
     Gfb_Analyzer mFilterBank{};
     bool mFilterBankReady = false;
     CAAutoDelete<CABufferList> mGammaList; // per channel the sum over the bands of one push

@@ -13,7 +13,6 @@ namespace qel::core {
 namespace {
 
 constexpr UInt32 kFloat = sizeof(float);
-constexpr UInt32 kStampValid = 1;
 constexpr double kAccentsPerMinute = 60.0 * 172.0;
 
 // Lags are counted up to 2^(complexity + kLog2ShortestRange).
@@ -104,8 +103,7 @@ void AATempoMapGenerator::AllocateBuffers() {
     mResponseRing = new CARingBuffer;
     mResponseRing->Allocate(static_cast<SInt32>(mNumChannels * mAccentBandCount),
                             mLagCount * kFloat, mLagCount);
-    mRingTime = AudioTimeStamp{};
-    mRingTime.mFlags = kStampValid;
+    ResetStamp(mRingTime);
     mResponseList = NewBandBuffer("response buffer", mLagCount);
     mCombEnergies.alloc(std::size_t{mNumChannels} * mAccentBandCount);
     for (UInt32 b = 0; b < mNumChannels * mAccentBandCount; ++b)

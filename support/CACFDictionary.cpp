@@ -4,11 +4,11 @@
 
 namespace qel::core {
 
-CACFDictionary::CACFDictionary(bool release)
-    : CACFReference(MadeOrThrow(CFDictionaryCreateMutable(kCFAllocatorDefault, 0,
-                                                          &kCFTypeDictionaryKeyCallBacks,
-                                                          &kCFTypeDictionaryValueCallBacks)),
-                    release),
+CACFDictionary::CACFDictionary(CFAllocatorRef allocator, bool release)
+    : CACFReference(
+          MadeOrThrow(CFDictionaryCreateMutable(allocator, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                &kCFTypeDictionaryValueCallBacks)),
+          release),
       mMutable(true) {}
 
 CACFDictionary& CACFDictionary::operator=(const CACFDictionary& other) {

@@ -20,8 +20,10 @@ class CACFDictionary : public CACFReference<CFDictionaryRef> {
 public:
     // No dictionary, not mutable.
     CACFDictionary() = default;
-    // A new mutable dictionary.
-    explicit CACFDictionary(bool release);
+    // A new mutable dictionary; a null allocator is the default one.
+    explicit CACFDictionary(bool release)
+        : CACFDictionary(CFAllocatorRef{kCFAllocatorDefault}, release) {}
+    CACFDictionary(CFAllocatorRef allocator, bool release);
     // An existing dictionary, mutable through the wrapper if its type says so.
     CACFDictionary(CFDictionaryRef dictionary, bool release) : CACFReference(dictionary, release) {}
     CACFDictionary(CFMutableDictionaryRef dictionary, bool release)
