@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <type_traits>
@@ -193,6 +194,32 @@ TEST(CARingBufferTest, ReadAtTheEndMovesAllSlotsOldestFirst) {
     for (UInt32 n = 0; n < 5; ++n) {
         EXPECT_EQ(list.Get<SInt32>(0, n), RingTestValue(2 + SInt64{n}, 0));
     }
+}
+
+TEST(CARingBufferTest, SlotOfAFrameShowsWhatAFetchWouldCopy) {
+    CARingBuffer ring;
+    ring.Allocate(2, 4, 5);
+    ASSERT_EQ(RingTestStore(ring, 3, 0), kRingBufferOK);
+    ASSERT_EQ(RingTestStore(ring, 4, 3), kRingBufferOK);
+    RingTestList list(2, 20);
+    ASSERT_EQ(ring.Fetch(list.List(), 5, 2, false), kRingBufferOK);
+    for (SInt32 c = 0; c < 2; ++c) {
+        for (UInt32 n = 0; n < 5; ++n) {
+            SInt32 value = 0;
+            std::memcpy(&value, ring.SlotOfFrame(c, 2 + SInt64{n}), sizeof value);
+            EXPECT_EQ(value, list.Get<SInt32>(static_cast<UInt32>(c), n));
+            EXPECT_EQ(value, RingTestValue(2 + SInt64{n}, static_cast<UInt32>(c)));
+        }
+    }
+}
+
+TEST(CARingBufferTest, SlotOfAFrameThatNobodyStoredIsZero) {
+    CARingBuffer ring;
+    ring.Allocate(1, 4, 3);
+    ASSERT_EQ(RingTestStore(ring, 1, 0), kRingBufferOK);
+    SInt32 value = -1;
+    std::memcpy(&value, ring.SlotOfFrame(0, 2), sizeof value);
+    EXPECT_EQ(value, 0);
 }
 
 TEST(CARingBufferTest, ReadAtTheEndZeroesTheRestOfALargerList) {
