@@ -7,6 +7,7 @@
 #include "rhythm/AABeatFunctionGenerator.h"
 #include "rhythm/AAOnsetGenerator.h"
 #include "rhythm/AATempoMapGenerator.h"
+#include "timbre/AAPartialTrackGenerator.h"
 
 namespace qel::core {
 
@@ -120,6 +121,7 @@ constexpr std::array<Maker, kNumSlots> kMakers = {
     MakePushBased<AAOnsetGenerator>,                            // 6
     MakeFrameBased<AAConstantQPropertiesGenerator, 8192, 1024>, // 7
     MakeFrameBased<AAChromaPropertiesGenerator, 8192, 512>,     // 8
+    MakeFrameBased<AAPartialTrackGenerator, 1024, 512>,         // 9
 };
 
 } // namespace

@@ -109,6 +109,22 @@ typedef struct QelAudioAnalysisEventList {
     const QelAudioAnalysisEvent* mEvents;
 } QelAudioAnalysisEventList;
 
+/* One sinusoidal track in one frame. */
+typedef struct PartialRecord {
+    SInt32 mIndex;      /* the bin that it lies in */
+    Float32 mFrequency; /* Hz */
+    Float32 mMagnitude; /* linear, as in the spectrum */
+    Float32 mPhase;     /* radians */
+    Float64 mTime;      /* the number of the frame, from 0; not seconds */
+} PartialRecord;
+
+/* The payload of "partials": the tracks that live, the oldest first. The list belongs to the
+   library like the block itself. */
+typedef struct PartialList {
+    UInt32 mCount;
+    const PartialRecord* mPartials;
+} PartialList;
+
 /*
  * Receives results.
  *
@@ -241,7 +257,7 @@ SInt32 QelAudioAnalysisSetParameter(QelAudioAnalysisRef handle, CFStringRef name
  * Returns a CFDictionary that the caller owns; null for a null handle, for a key without an owner
  * in this analyzer, for null blocks, and for "audio range", which has no representation. The usual
  * shape is { key: [ channel: [ frame: [ numbers ] ] ] }; docs/keys.md tells the others, and which
- * form of blocks "dominant key" reads.
+ * form of blocks "dominant key" and "partials" read.
  */
 CFPropertyListRef QelAudioAnalysisCreateCFRepresentation(QelAudioAnalysisRef handle,
                                                          CFAllocatorRef allocator, CFStringRef key,

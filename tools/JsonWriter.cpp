@@ -38,16 +38,16 @@ void AppendNumbers(fmt::memory_buffer& buffer, std::span<const float> values, st
     buffer.push_back(']');
 }
 
-// The member of every event, in one array.
-template <typename Number>
-void AppendEach(fmt::memory_buffer& buffer, const std::vector<Event>& events,
-                Number Event::*member) {
+// The member of every record, in one array.
+template <typename Record, typename Number>
+void AppendEach(fmt::memory_buffer& buffer, const std::vector<Record>& records,
+                Number Record::*member) {
     buffer.push_back('[');
-    for (const Event& event : events) {
-        if (&event != events.data()) {
+    for (const Record& record : records) {
+        if (&record != records.data()) {
             buffer.push_back(',');
         }
-        AppendJsonNumber(buffer, event.*member);
+        AppendJsonNumber(buffer, record.*member);
     }
     buffer.push_back(']');
 }
@@ -68,6 +68,20 @@ void AppendEvents(fmt::memory_buffer& buffer, const std::vector<Event>& events) 
     buffer.push_back(']');
 }
 
+void AppendPartials(fmt::memory_buffer& buffer, const std::vector<Partial>& partials) {
+    buffer.push_back('[');
+    AppendEach(buffer, partials, &Partial::bin);
+    buffer.push_back(',');
+    AppendEach(buffer, partials, &Partial::frequencyHz);
+    buffer.push_back(',');
+    AppendEach(buffer, partials, &Partial::magnitude);
+    buffer.push_back(',');
+    AppendEach(buffer, partials, &Partial::phaseRadians);
+    buffer.push_back(',');
+    AppendEach(buffer, partials, &Partial::timeFrames);
+    buffer.push_back(']');
+}
+
 // One channel of one result: a number per name, or an array per name.
 void AppendChannel(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
                    float minStrength) {
@@ -77,6 +91,9 @@ void AppendChannel(fmt::memory_buffer& buffer, const Result& result, std::size_t
         break;
     case PayloadKind::Events:
         AppendEvents(buffer, StrongEvents(result, channel, minStrength));
+        break;
+    case PayloadKind::Partials:
+        AppendPartials(buffer, result.partials(channel));
         break;
     case PayloadKind::Vector:
         buffer.push_back('[');

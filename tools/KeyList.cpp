@@ -42,7 +42,7 @@ std::string_view Trim(std::string_view text) {
 }
 
 bool IsBulky(const KeyInfo& info) {
-    return info.payload == PayloadKind::ComplexPairs;
+    return info.payload == PayloadKind::ComplexPairs || info.payload == PayloadKind::Partials;
 }
 
 bool IsAboutTheWhole(const KeyInfo& info) {
@@ -128,8 +128,9 @@ std::string_view DeliveryText(const KeyInfo& info) {
 }
 
 std::string_view LayoutText(const KeyInfo& info) {
-    const bool isList = info.payload == PayloadKind::ComplexPairs ||
-                        info.payload == PayloadKind::Events || info.payload == PayloadKind::Vector;
+    const bool isList =
+        info.payload == PayloadKind::ComplexPairs || info.payload == PayloadKind::Events ||
+        info.payload == PayloadKind::Vector || info.payload == PayloadKind::Partials;
     if (info.payload == PayloadKind::Name) {
         return "names";
     }

@@ -28,6 +28,8 @@ std::string PayloadText(const KeyInfo& info) {
         return fmt::format("{} pairs", info.payloadBytes / (2 * sizeof(float)));
     case PayloadKind::Events:
         return "events";
+    case PayloadKind::Partials:
+        return "partials";
     case PayloadKind::Count:
         return "1 count";
     case PayloadKind::Name:

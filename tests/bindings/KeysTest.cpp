@@ -16,7 +16,8 @@ namespace {
 /* One call of the data callback, as the C functions show it. */
 struct Call {
     std::uint32_t blockBytes = 0;
-    // Numbers of the first block: for events time, strength, time, ..., for a name its characters.
+    // Numbers of the first block: for events time, strength, time, ..., likewise for partials, for
+    // a name its characters.
     std::vector<float> payload;
     std::map<std::string, std::vector<float>> values; // of the dictionary: first channel and frame
 };
@@ -94,6 +95,16 @@ private:
             for (UInt32 i = 0; i < list.mCount; ++i) {
                 numbers.push_back(static_cast<float>(list.mEvents[i].mTime));
                 numbers.push_back(list.mEvents[i].mStrength);
+            }
+            return numbers;
+        }
+        if (payload == PayloadKind::Partials) {
+            const auto& list = *static_cast<const PartialList*>(block.mData);
+            for (UInt32 i = 0; i < list.mCount; ++i) {
+                const PartialRecord& record = list.mPartials[i];
+                numbers.insert(numbers.end(), {static_cast<float>(record.mIndex), record.mFrequency,
+                                               record.mMagnitude, record.mPhase,
+                                               static_cast<float>(record.mTime)});
             }
             return numbers;
         }
@@ -235,6 +246,9 @@ TEST(KeysTest, NamesAndOrderOfValuesAreThoseOfTheDictionary) {
             std::vector<float> expected;
             for (std::size_t k = i; k < call.payload.size(); k += row.values.size()) {
                 expected.push_back(call.payload[k]);
+            }
+            if (row.payload == PayloadKind::Partials) { // the dictionary has the last one only
+                expected = {expected.back()};
             }
             EXPECT_EQ(found->second, expected);
         }

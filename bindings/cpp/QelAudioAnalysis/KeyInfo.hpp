@@ -16,7 +16,8 @@ enum class PayloadKind {
     Events,       /* a QelAudioAnalysisEventList: moments in time with a strength each */
     Count,        /* one unsigned 32-bit number */
     Vector,       /* floats that are one and the same value at places 0, 1, 2 and so on */
-    Name          /* a CFString, the reference to it in mData itself; whoever receives it owns it */
+    Name,         /* a CFString, the reference to it in mData itself; whoever receives it owns it */
+    Partials      /* a PartialList: sinusoidal tracks */
 };
 
 /* When results of a key arrive. Later versions may add more. */
@@ -33,7 +34,8 @@ struct Range {
     bool inHalfRates = false; /* the ends are multiples of half the sample rate */
 };
 
-/* One value of a payload; for Events, one of what every event has: its time, then its strength. */
+/* One value of a payload; for Events, one of what every event has: its time, then its strength; for
+   Partials, one of what every partial has. */
 struct ValueInfo {
     std::string_view name; /* exactly as in the dictionary representation */
     std::string_view unit; /* "1" for a pure number */

@@ -9,6 +9,7 @@
 
 #include <QelAudioAnalysis/DescriptorValues.hpp>
 #include <QelAudioAnalysis/KeyInfo.hpp>
+#include <QelAudioAnalysis/PartialValues.hpp>
 #include <QelAudioAnalysis/PitchValues.hpp>
 #include <QelAudioAnalysis/RhythmValues.hpp>
 
@@ -65,6 +66,17 @@ inline constexpr KeyInfo kKeys[] = {
      "The musical key that one frame fits best, out of 12 major and 12 minor keys. A frame of 186 "
      "ms "
      "(at 44100 Hz) hardly holds more than a chord: expect the key to follow the chords."},
+    {"fundamental frequency", PayloadKind::Vector, 4, Delivery::PerFrame, 1024, 512,
+     kFundamentalFrequencyValues,
+     "The frequency of the oldest of \"partials\". No pitch is looked for: after silence it is the "
+     "lowest peak of the first frame that has one, be it a fundamental, hum or noise, and it stays "
+     "with that track as long as it lives. When the track ends, the value jumps to the track that "
+     "is "
+     "then the oldest. Smooth it, and take it for a pitch only where one voice sounds."},
+    {"inharmonicity", PayloadKind::Vector, 4, Delivery::PerFrame, 1024, 512, kInharmonicityValues,
+     "How far the partials of one frame lie from the harmonics of \"fundamental frequency\", "
+     "whatever that is: where the oldest track is no fundamental, it is high for harmonic sounds "
+     "too."},
     {"spectrum", PayloadKind::ComplexPairs, 4096, Delivery::PerFrame, 1024, 512, kSpectrumValues,
      "The spectrum of one frame: 512 pairs of real and imaginary part, twice the discrete Fourier "
      "transform of the windowed frame. Pair k belongs to the frequency k * rate / 1024. Pair 0 is "
@@ -133,6 +145,27 @@ inline constexpr KeyInfo kKeys[] = {
      "apart. Place 0 belongs to 90 Hz and its octaves and is no pitch class: with A at 440 Hz, the "
      "notes of the scale stand at the places 1.42 (F sharp), 4.42 (G) and so on, each semitone 3 "
      "places higher, A at 10.42."},
+    {"partials", PayloadKind::Partials, 16, Delivery::PerFrame, 1024, 512, kPartialValues,
+     "The sinusoidal tracks that live in one frame, the oldest first. A peak is a bin whose "
+     "magnitude, raised to 0.001 where it is less, lies above that of the bin before and not below "
+     "that of the bin behind, and above a five-hundredth (54 dB) of the frame's greatest; the "
+     "first "
+     "and the last bin are none. The parabola through the natural logarithms of the three "
+     "magnitudes gives its place and height. The oldest track takes the nearest peak if that is "
+     "less than one bin away, the next one the nearest that is left, and so on; peaks that are "
+     "left "
+     "begin tracks at the list's end, those of one frame by frequency. A track without a peak "
+     "stays "
+     "in the list as it was for up to 4 frames, unless the magnitude of its bin falls below a "
+     "fifth "
+     "of its own. A track ends where it would rise too far, and its peak begins another: further "
+     "than a limit for 20 ln(new / old magnitude) of 20, a factor e, at its second peak, and later "
+     "of the larger of 1.5 times the rise before and 0.951 L + 0.073, where L is the natural "
+     "logarithm of the magnitude of the bin below the last peak, deliberately. So a loud track (L "
+     "= 5) may rise by a "
+     "quarter from frame to frame, while a quiet one, with a magnitude below about 1 (-54 dB full "
+     "scale), ends at the first rise after its second peak: such tracks are short, and begin anew "
+     "all the time."},
     {"global tempo", PayloadKind::Floats, 12, Delivery::AtEnd, 1024, 128, kGlobalTempoValues,
      "Two tempi of the stream, from its detection function F: the mean rise from frame to frame of "
      "40 mel bands in dB (falls count as 0, and what lies 80 dB below the loudest band is left "

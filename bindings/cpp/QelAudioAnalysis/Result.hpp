@@ -27,6 +27,17 @@ struct Event {
     bool operator==(const Event&) const = default;
 };
 
+/* A sinusoidal track in one frame. */
+struct Partial {
+    std::int32_t bin; /* that it lies in */
+    float frequencyHz;
+    float magnitude; /* linear, as in the spectrum */
+    float phaseRadians;
+    double timeFrames; /* the number of the frame, from 0 */
+
+    bool operator==(const Partial&) const = default;
+};
+
 namespace detail {
 
 /* Whether a payload is nothing but floats. */
@@ -63,10 +74,11 @@ struct StoredResult {
     const KeyInfo* info = nullptr; /* as Result::info() */
     std::uint64_t frameIndex = 0;
     double timeSeconds = 0;
-    std::vector<std::vector<float>> channels{}; /* as Result::floats() */
-    std::vector<std::vector<Event>> events{};   /* as Result::events() */
-    std::vector<std::uint32_t> counts{};        /* as Result::count() */
-    std::vector<std::string> names{};           /* as Result::name() */
+    std::vector<std::vector<float>> channels{};   /* as Result::floats() */
+    std::vector<std::vector<Event>> events{};     /* as Result::events() */
+    std::vector<std::uint32_t> counts{};          /* as Result::count() */
+    std::vector<std::string> names{};             /* as Result::name() */
+    std::vector<std::vector<Partial>> partials{}; /* as Result::partials() */
 
     /* As Result::value(). */
     float value(std::string_view name, std::size_t channel = 0) const {
@@ -137,6 +149,21 @@ public:
         return events;
     }
 
+    /* The partials of a channel, the oldest track first, as a copy that stays; the payload must be
+       of partials, else Error as for floats(). */
+    std::vector<Partial> partials(std::size_t channel = 0) const {
+        require(mInfo && mInfo->payload == PayloadKind::Partials, "partials");
+        const auto list = recordOf<PartialList>(channel);
+        std::vector<Partial> partials;
+        partials.reserve(list.mCount);
+        for (UInt32 i = 0; i < list.mCount; ++i) {
+            const PartialRecord& record = list.mPartials[i];
+            partials.push_back(
+                {record.mIndex, record.mFrequency, record.mMagnitude, record.mPhase, record.mTime});
+        }
+        return partials;
+    }
+
     /* The count of a channel; the payload must be one, else Error as for floats(). */
     std::uint32_t count(std::size_t channel = 0) const {
         require(mInfo && mInfo->payload == PayloadKind::Count, "count");
@@ -179,6 +206,8 @@ public:
                 stored.counts.push_back(count(c));
             } else if (mInfo && mInfo->payload == PayloadKind::Name) {
                 stored.names.push_back(name(c));
+            } else if (mInfo && mInfo->payload == PayloadKind::Partials) {
+                stored.partials.push_back(partials(c));
             } else {
                 const std::span<const float> values = floats(c);
                 stored.channels.emplace_back(values.begin(), values.end());

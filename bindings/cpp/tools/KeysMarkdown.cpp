@@ -37,10 +37,12 @@ The data callback receives `count` blocks, each a pointer and a size in bytes.
   places 0, 1, 2 and so on. "Events" is one `QelAudioAnalysisEventList`: a number of events, and a
   pointer to as many `QelAudioAnalysisEvent`, each a 64-bit time and a 32-bit strength. "Count" is
   one unsigned 32-bit number. "Name" is a `CFStringRef` in `mData` itself, not in memory that `mData`
-  points at.
+  points at. "Partials" is one `PartialList`: a number of partials, and a pointer to as many
+  `PartialRecord`, each a signed 32-bit bin, three 32-bit floats and a 64-bit time in frames.
 - **Life.** Blocks and payloads belong to the library and live until the callback returns. Copy what
-  you keep, the list that a block of events points at included. In C++, `qel::Result` is a view with
-  the same life, `Result::store()` makes a copy, and `Result::events()` is one.
+  you keep, the list that a block of events or partials points at included. In C++, `qel::Result` is
+  a view with the same life, `Result::store()` makes a copy, and `Result::events()` and
+  `Result::partials()` are copies.
 - **Names belong to you.** The strings of payload "name" are the one thing in blocks that is not the
   library's: the callback gets a reference to each, one per channel, and gives it back with
   `CFRelease` when it is done, there or later. They may outlive the analyzer. In C++ the client does
@@ -87,6 +89,13 @@ f, deliberately: every block may point at one array with the names of all frames
 element beyond `mDataByteSize` is not read and left out of the dictionary, like a null one. The
 blocks of one call of the data callback are taken as they are. For "global key" there is one form:
 `mData` is the string.
+
+For "partials" the dictionary of a frame holds the five numbers of the last partial of the list only,
+deliberately, and none for an empty list; read the blocks for all of them. Its blocks, too, have
+another form for a run of frames: of `frames` times `channels` blocks the first ones stand for the
+channels, so that block c points at an array of `PartialList`, one per frame of channel c, and
+`mDataByteSize` is the size of that array. Frames behind it have empty dictionaries. The blocks of one
+call of the data callback have this form already.
 
 ## Symbols and units
 
@@ -147,6 +156,8 @@ std::string_view text(qel::PayloadKind payload) {
         return "vector";
     case qel::PayloadKind::Name:
         return "name";
+    case qel::PayloadKind::Partials:
+        return "partials";
     default:
         return "floats";
     }
@@ -174,6 +185,8 @@ std::string payloadText(const qel::KeyInfo& key) {
         return "one count";
     case qel::PayloadKind::Name:
         return "one name";
+    case qel::PayloadKind::Partials:
+        return "a list of partials";
     case qel::PayloadKind::Vector:
         return "a vector of " + std::to_string(key.payloadBytes / sizeof(float)) + " floats";
     default:
@@ -194,6 +207,8 @@ std::string_view columnText(qel::PayloadKind payload) {
         return "Floats";
     case qel::PayloadKind::Name:
         return "Text";
+    case qel::PayloadKind::Partials:
+        return "Part of a partial";
     default:
         return "Float";
     }

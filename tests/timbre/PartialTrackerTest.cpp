@@ -1,0 +1,300 @@
+// Continuation, death and birth of tracks, on peaks made by hand.
+
+#include "timbre/PartialTracker.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <random>
+#include <utility>
+#include <vector>
+
+namespace qel::core {
+namespace {
+
+constexpr UInt32 kBins = 64;
+
+// A peak that is easy to recognize: its frequency is 10 times its bin. Its parabola is so flat that
+// the bin below has its magnitude.
+Peak PeakAt(float bin, float magnitude) {
+    return {false, bin, 10.0f * bin, magnitude, std::log(magnitude), 0.5f};
+}
+
+class PartialTrackerTest : public ::testing::Test {
+protected:
+    void Frame(const std::vector<Peak>& peaks, float threshold = -1.0f) {
+        mTracker.Peaks() = peaks;
+        mTracker.Track(mMagnitudes, threshold);
+    }
+
+    std::vector<float> Bins() const {
+        std::vector<float> bins;
+        for (const ActivePartial& partial : mTracker.Partials())
+            bins.push_back(partial.mBin);
+        return bins;
+    }
+
+    const ActivePartial& First() const { return mTracker.Partials().at(0); }
+
+    std::vector<float> mMagnitudes = std::vector<float>(kBins, 100.0f);
+    PartialTracker mTracker{kBins};
+};
+
+using Places = std::vector<float>;
+
+TEST_F(PartialTrackerTest, EveryPeakOfTheFirstFrameBeginsATrack) {
+    Frame({PeakAt(3, 100), PeakAt(9.5f, 200)});
+    EXPECT_EQ(Bins(), (Places{3, 9.5f}));
+    const ActivePartial& second = mTracker.Partials()[1];
+    EXPECT_EQ(second.mFrequency, 95.0f);
+    EXPECT_EQ(second.mMagnitude, 200.0f);
+    EXPECT_EQ(second.mPhase, 0.5f);
+    EXPECT_EQ(second.mGainLimit, 20.0f);
+    EXPECT_EQ(second.mMissedFrames, 0);
+    EXPECT_TRUE(second.mAlive);
+}
+
+TEST_F(PartialTrackerTest, ABirthComparesTheLinearMagnitudeWithTheLogarithmicThreshold) {
+    Frame({PeakAt(3, 4), PeakAt(9, 5), PeakAt(12, 6)}, 5.0f);
+    EXPECT_EQ(Bins(), Places{12});
+}
+
+TEST_F(PartialTrackerTest, ATrackTakesAllThatThePeakHas) {
+    Frame({PeakAt(3, 100)});
+    Peak peak = PeakAt(3.5f, 90);
+    peak.mPhase = -1.0f;
+    Frame({peak});
+    EXPECT_EQ(Bins(), Places{3.5f});
+    EXPECT_EQ(First().mFrequency, 35.0f);
+    EXPECT_EQ(First().mMagnitude, 90.0f);
+    EXPECT_EQ(First().mPhase, -1.0f);
+}
+
+TEST_F(PartialTrackerTest, TheNearestPeakWinsAndTheLowerOneOfTwo) {
+    Frame({PeakAt(20, 100)});
+    Frame({PeakAt(19.25f, 100), PeakAt(20.5f, 100)});
+    EXPECT_EQ(First().mBin, 20.5f);
+    Frame({PeakAt(20, 100), PeakAt(21, 100)});
+    EXPECT_EQ(First().mBin, 20.0f);
+}
+
+TEST_F(PartialTrackerTest, AMatchIsLessThanABinAway) {
+    Frame({PeakAt(20, 100)});
+    Frame({PeakAt(21, 100)});
+    EXPECT_EQ(Bins(), (Places{20, 21})); // missed, and born
+    EXPECT_EQ(First().mMissedFrames, 1);
+    Frame({PeakAt(19.0625f, 100)});
+    EXPECT_EQ(First().mBin, 19.0625f);
+    EXPECT_EQ(First().mMissedFrames, 0);
+}
+
+TEST_F(PartialTrackerTest, OlderTracksChooseFirst) {
+    Frame({PeakAt(20, 100), PeakAt(21.5f, 100)});
+    Frame({PeakAt(20.875f, 100)}); // nearer to the second
+    EXPECT_EQ(Bins(), (Places{20.875f, 21.5f}));
+    EXPECT_EQ(mTracker.Partials()[1].mMissedFrames, 1);
+}
+
+TEST_F(PartialTrackerTest, ATrackWhoseNearestPeakIsTakenTakesTheNextOne) {
+    Frame({PeakAt(20, 100), PeakAt(21, 100)});
+    Frame({PeakAt(20.5f, 100), PeakAt(21.75f, 100)});
+    EXPECT_EQ(Bins(), (Places{20.5f, 21.75f}));
+}
+
+TEST_F(PartialTrackerTest, WithoutAnyFreePeakATrackIsNotContinued) {
+    Frame({PeakAt(20, 100)});
+    Frame({});
+    EXPECT_EQ(Bins(), Places{20});
+    EXPECT_EQ(First().mMissedFrames, 1);
+}
+
+TEST_F(PartialTrackerTest, ATrackLivesThroughFourFramesWithoutAMatch) {
+    Frame({PeakAt(20, 100)});
+    for (SInt32 missed = 1; missed <= 4; ++missed) {
+        Frame({});
+        ASSERT_EQ(Bins(), Places{20});
+        EXPECT_EQ(First().mMissedFrames, missed);
+    }
+    Frame({});
+    EXPECT_TRUE(Bins().empty());
+}
+
+TEST_F(PartialTrackerTest, AFifthOfTheLastMagnitudeMustRemainInTheBinOfTheTrack) {
+    Frame({PeakAt(20.75f, 100)});
+    mMagnitudes[20] = 20.0f; // 0.2f * 100 is 20, which is not above
+    Frame({});
+    EXPECT_EQ(Bins(), Places{20.75f});
+    mMagnitudes[20] = 19.99f;
+    Frame({});
+    EXPECT_TRUE(Bins().empty());
+}
+
+TEST_F(PartialTrackerTest, ARiseAboveTheLimitEndsATrackAndLeavesThePeakToANewOne) {
+    Frame({PeakAt(20, 100), PeakAt(30, 100)});
+    Frame({PeakAt(20, 272), PeakAt(30, 271)}); // a factor e is 271.8
+    EXPECT_EQ(Bins(), (Places{30, 20}));
+    EXPECT_EQ(mTracker.Partials()[1].mGainLimit, 20.0f);
+    EXPECT_EQ(mTracker.Partials()[1].mMagnitude, 272.0f);
+}
+
+TEST_F(PartialTrackerTest, ATrackThatRoseTooFarMayLeaveItsPeakToAYoungerTrack) {
+    Frame({PeakAt(20, 100), PeakAt(20.875f, 900)});
+    Frame({PeakAt(20.25f, 900)});
+    EXPECT_EQ(Bins(), Places{20.25f});
+    EXPECT_EQ(First().mMissedFrames, 0);
+}
+
+TEST_F(PartialTrackerTest, TheLimitFollowsTheLogarithmBelowThePeak) {
+    Frame({PeakAt(20, 100)});
+    Peak peak = PeakAt(20, 100);
+    peak.mLogMagnitude = 4.0f;
+    Frame({peak});
+    // 4 - 0.0487706 * 2.5, a rise of 0 notwithstanding.
+    EXPECT_NEAR(First().mGainLimit, 3.878074, 1e-6);
+    // A new peak within it, and one beyond: 20 ln 1.2 is 3.65, 20 ln 1.3 is 5.25.
+    Frame({PeakAt(20, 120)});
+    EXPECT_EQ(First().mMagnitude, 120.0f);
+    Frame({PeakAt(20, 160)}); // 20 ln (4 / 3) is 5.75; the limit is the larger of 5.47 and 4.63
+    EXPECT_EQ(First().mGainLimit, 20.0f);
+}
+
+TEST_F(PartialTrackerTest, ARiseRaisesTheLimitToOneAndAHalfTimesItself) {
+    Frame({PeakAt(20, 100)});
+    Frame({PeakAt(20, 200)});
+    EXPECT_NEAR(First().mGainLimit, 30 * std::log(2.0), 1e-5); // above 5.12
+}
+
+TEST_F(PartialTrackerTest, AQuietTrackMayStayOrFallButNotRise) {
+    mMagnitudes.assign(kBins, 0.1f);
+    Frame({PeakAt(20, 0.1f)}, -9.0f);
+    Frame({PeakAt(20, 0.1f)}, -9.0f);
+    EXPECT_EQ(First().mGainLimit, 0.0f); // 1.5 times a rise of 0 is above the negative logarithm
+    Frame({PeakAt(20, 0.1001f)}, -9.0f);
+    EXPECT_EQ(First().mGainLimit, 20.0f); // ended, and begun anew
+    Frame({PeakAt(20, 0.09f)}, -9.0f);    // the logarithm is -2.408
+    EXPECT_NEAR(First().mGainLimit, -2.408 + 0.0487706 * 3.908, 1e-3);
+    Frame({PeakAt(20, 0.09f)}, -9.0f); // not to fall is above the limit now
+    EXPECT_EQ(First().mGainLimit, 20.0f);
+}
+
+TEST_F(PartialTrackerTest, TheDeadLeaveTheOrderOfTheOthers) {
+    Frame({PeakAt(10, 100), PeakAt(20, 100), PeakAt(30, 100), PeakAt(40, 100)});
+    mMagnitudes[10] = mMagnitudes[30] = 1.0f;
+    Frame({PeakAt(5, 100), PeakAt(20, 100)});
+    EXPECT_EQ(Bins(), (Places{20, 40, 5}));
+}
+
+TEST_F(PartialTrackerTest, MagnitudesThatAreInfiniteOrNoNumbersDoNoHarm) {
+    const float infinity = std::numeric_limits<float>::infinity();
+    Frame({PeakAt(20, infinity), PeakAt(63.5f, infinity), PeakAt(63.75f, 1.0f)});
+    Frame({PeakAt(20, infinity), PeakAt(63.5f, 1.0f)}); // inf / inf is no number, and no rise
+    EXPECT_EQ(Bins(), (Places{20, 63.5f, 63.75f}));
+    Frame({PeakAt(20, 0.0f)}, infinity);
+    EXPECT_EQ(Bins(), (Places{20, 63.5f, 63.75f}));
+}
+
+TEST(PartialTrackerBinTest, BinsStayWithinTheSpectrum) {
+    const float infinity = std::numeric_limits<float>::infinity();
+    EXPECT_EQ(PartialTracker::BinOf(2.99f, 8), 2u);
+    EXPECT_EQ(PartialTracker::BinOf(-1.0f, 8), 0u);
+    EXPECT_EQ(PartialTracker::BinOf(8.0f, 8), 7u);
+    EXPECT_EQ(PartialTracker::BinOf(infinity, 8), 7u);
+    EXPECT_EQ(PartialTracker::BinOf(std::numeric_limits<float>::quiet_NaN(), 8), 0u);
+}
+
+// The plain rule, with a search over all peaks.
+std::vector<ActivePartial> PlainFrame(std::vector<ActivePartial> partials, std::vector<Peak> peaks,
+                                      const std::vector<float>& magnitudes) {
+    for (ActivePartial& partial : partials) {
+        float least = 1000000.0f;
+        Peak* nearest = nullptr;
+        for (Peak& peak : peaks) {
+            const float distance = std::fabs(peak.mBin - partial.mBin);
+            if (!peak.mMatched && distance < least) {
+                least = distance;
+                nearest = &peak;
+            }
+        }
+        const float gain =
+            nearest != nullptr ? 20.0f * std::log(nearest->mMagnitude / partial.mMagnitude) : 0.0f;
+        partial.mAlive = true;
+        if (nearest != nullptr && least < 1.0f && gain <= partial.mGainLimit) {
+            const float log = nearest->mLogMagnitude;
+            const float limit = log - (1.0f - std::exp(-0.05f)) * (log - 1.5f);
+            nearest->mMatched = true;
+            partial = {nearest->mBin,
+                       nearest->mFrequency,
+                       std::fmax(limit, 1.5f * gain),
+                       nearest->mMagnitude,
+                       nearest->mPhase,
+                       0,
+                       true};
+            continue;
+        }
+        const float heard = magnitudes[static_cast<std::size_t>(std::floor(partial.mBin))];
+        if (nearest != nullptr && least < 1.0f)
+            partial.mAlive = false;
+        if (partial.mMissedFrames > 3 || 0.2f * partial.mMagnitude > heard)
+            partial.mAlive = false;
+        partial.mMissedFrames += 1;
+    }
+    std::erase_if(partials, [](const ActivePartial& partial) { return !partial.mAlive; });
+    for (const Peak& peak : peaks)
+        if (!peak.mMatched)
+            partials.push_back(
+                {peak.mBin, peak.mFrequency, 20.0f, peak.mMagnitude, peak.mPhase, 0, true});
+    return partials;
+}
+
+// Places in quarters of a bin, so that there are ties; half of the frames have half of the peaks,
+// so that tracks pile up on each other.
+TEST_F(PartialTrackerTest, TheQuickSearchFindsWhatASearchOverAllPeaksFinds) {
+    std::mt19937 random(5);
+    std::vector<ActivePartial> plain;
+    std::size_t most = 0;
+    for (int frame = 0; frame < 2000; ++frame) {
+        std::vector<Peak> peaks;
+        for (std::size_t k = 1; k + 1 < kBins; k += 2 + random() % 2) {
+            const float place = static_cast<float>(k) + 0.25f * static_cast<float>(random() % 5);
+            if (frame % 2 == 0 || random() % 2 == 0)
+                peaks.push_back(PeakAt(place - 0.5f, 50.0f + static_cast<float>(random() % 64)));
+        }
+        for (float& magnitude : mMagnitudes)
+            magnitude = 5.0f + static_cast<float>(random() % 64);
+        plain = PlainFrame(std::move(plain), peaks, mMagnitudes);
+        Frame(peaks);
+        ASSERT_EQ(mTracker.Partials().size(), plain.size());
+        most = std::max(most, plain.size());
+        for (std::size_t i = 0; i < plain.size(); ++i) {
+            EXPECT_EQ(mTracker.Partials()[i].mBin, plain[i].mBin);
+            EXPECT_EQ(mTracker.Partials()[i].mMagnitude, plain[i].mMagnitude);
+            EXPECT_EQ(mTracker.Partials()[i].mGainLimit, plain[i].mGainLimit);
+            EXPECT_EQ(mTracker.Partials()[i].mMissedFrames, plain[i].mMissedFrames);
+        }
+    }
+    EXPECT_GT(most, MostPeaks(kBins)); // tracks outlived their peaks
+    EXPECT_LE(most, PartialTracker::MostPartials(kBins));
+}
+
+// Five combs of peaks, each a little more than a bin from the others, so that no track is continued
+// and all live on.
+TEST(PartialTrackerManyTest, MoreTracksThanBinsFitTheRoomThatIsMade) {
+    PartialTracker tracker(512);
+    const std::vector<float> magnitudes(512, 100.0f);
+    const ActivePartial* const room = tracker.Partials().data();
+    for (int frame = 0; frame < 5; ++frame) {
+        tracker.Peaks().clear();
+        for (UInt32 i = 0; i < MostPeaks(512) / 3; ++i)
+            tracker.Peaks().push_back(
+                PeakAt(6.0f * static_cast<float>(i) + 1.0f * static_cast<float>(frame), 100.0f));
+        tracker.Track(magnitudes, 0.0f);
+    }
+    EXPECT_EQ(tracker.Partials().size(), 5u * (MostPeaks(512) / 3));
+    EXPECT_EQ(tracker.Partials().data(), room);
+}
+
+} // namespace
+} // namespace qel::core

@@ -1,0 +1,113 @@
+// Peaks of log spectra made by hand.
+
+#include "timbre/SpectralPeaks.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace qel::core {
+namespace {
+
+constexpr float kLow = -100.0f; // a threshold below everything
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+PeakSpectrum SpectrumOf(const std::vector<float>& logs) {
+    return {logs.data(), static_cast<UInt32>(logs.size()), 44100.0, 1024, nullptr, nullptr};
+}
+
+std::vector<Peak> PeaksOf(const std::vector<float>& logs, float threshold = kLow) {
+    std::vector<Peak> peaks{Peak{}, Peak{}}; // of a frame before
+    FindSpectralPeaks(SpectrumOf(logs), threshold, peaks);
+    return peaks;
+}
+
+std::vector<float> BinsOf(const std::vector<float>& logs, float threshold = kLow) {
+    std::vector<float> bins;
+    for (const Peak& peak : PeaksOf(logs, threshold))
+        bins.push_back(peak.mBin);
+    return bins;
+}
+
+TEST(SpectralPeaksTest, APeakHasPlaceAndHeightOfTheParabola) {
+    // 3 - 2 (b - 4.25)^2 at the bins 3, 4, 5; in quarters, so that floats hold all of it.
+    const std::vector<float> logs{-9, -9, -9, -0.125f, 2.875f, 1.875f, -9, -9};
+    const std::vector<Peak> peaks = PeaksOf(logs);
+    ASSERT_EQ(peaks.size(), 1u);
+    EXPECT_EQ(peaks[0].mBin, 4.25f);
+    EXPECT_FLOAT_EQ(peaks[0].mMagnitude, std::exp(3.0f));
+    EXPECT_EQ(peaks[0].mFrequency, static_cast<float>(4.25 * 44100 / 1024));
+    EXPECT_EQ(peaks[0].mPhase, 0.0f);
+    EXPECT_FALSE(peaks[0].mMatched);
+}
+
+TEST(SpectralPeaksTest, TheLogMagnitudeIsThatOfTheBinBelowTheMaximum) {
+    EXPECT_EQ(PeaksOf({0, 1, 7, 3, 0}).at(0).mLogMagnitude, 1.0f);
+}
+
+TEST(SpectralPeaksTest, InstantaneousFrequenciesAndPhasesAreThoseOfTheBinBelowTheMaximum) {
+    const std::vector<float> logs{0, 1, 7, 3, 0};
+    const std::vector<float> frequencies{1, 2, 3, 4, 5};
+    const std::vector<float> phases{0.1f, 0.2f, 0.3f, 0.4f, 0.5f};
+    PeakSpectrum spectrum = SpectrumOf(logs);
+    spectrum.mFrequencies = frequencies.data();
+    spectrum.mPhases = phases.data();
+    std::vector<Peak> peaks;
+    FindSpectralPeaks(spectrum, kLow, peaks);
+    ASSERT_EQ(peaks.size(), 1u);
+    EXPECT_EQ(peaks[0].mFrequency, 2.0f);
+    EXPECT_EQ(peaks[0].mPhase, -0.2f);
+}
+
+TEST(SpectralPeaksTest, APlateauCountsAtItsLeftEnd) {
+    // Through 0, 4, 4 goes 6 u - 2 u^2, whose vertex is at 1.5, half a bin beyond the left end.
+    EXPECT_EQ(BinsOf({0, 0, 4, 4, 4, 0}), std::vector<float>{2.5f});
+    EXPECT_EQ(BinsOf({0, 4, 4, 5, 0}).size(), 2u);
+}
+
+TEST(SpectralPeaksTest, TheFirstAndTheLastBinAreNoPeaks) {
+    EXPECT_TRUE(BinsOf({9, 1, 0, 1, 9}).empty());
+    EXPECT_EQ(BinsOf({0, 5, 0}), std::vector<float>{1.0f});
+    EXPECT_TRUE(BinsOf({0, 5}).empty());
+    EXPECT_TRUE(BinsOf({5}).empty());
+    EXPECT_TRUE(BinsOf({}).empty());
+}
+
+TEST(SpectralPeaksTest, AFlatSpectrumHasNoPeaks) {
+    EXPECT_TRUE(BinsOf(std::vector<float>(512, std::log(0.001f)), -kInfinity).empty());
+}
+
+TEST(SpectralPeaksTest, OnlyWhatExceedsTheThresholdIsAPeak) {
+    const std::vector<float> logs{0, 2, 0, 3, 0, 1, 0};
+    EXPECT_EQ(BinsOf(logs, 2.0f), std::vector<float>{3.0f});
+    EXPECT_EQ(BinsOf(logs, 1.0f), (std::vector<float>{1.0f, 3.0f}));
+}
+
+TEST(SpectralPeaksTest, PeaksStandInRisingOrderAndFitTheirMost) {
+    std::vector<float> logs(512);
+    for (std::size_t k = 1; k < logs.size(); k += 2)
+        logs[k] = 1.0f;
+    const std::vector<float> bins = BinsOf(logs);
+    ASSERT_EQ(bins.size(), MostPeaks(512));
+    for (std::size_t i = 0; i < bins.size(); ++i)
+        EXPECT_EQ(bins[i], static_cast<float>(2 * i + 1));
+}
+
+TEST(SpectralPeaksTest, ASteepSidePullsTheVertexByHalfABinAtMost) {
+    EXPECT_NEAR(BinsOf({0, 0, 1, -60, -60}).at(0), 1.5f, 0.02f);
+    EXPECT_NEAR(BinsOf({-60, -60, 1, 0.99f, 0}).at(0), 2.5f, 0.01f);
+}
+
+TEST(SpectralPeaksTest, InfinitiesAndNotANumberMakeNoPeaks) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_TRUE(BinsOf({0, kInfinity, 0, 1}).empty());
+    EXPECT_TRUE(BinsOf({-kInfinity, 1, 0, 0}).empty());
+    EXPECT_TRUE(BinsOf({0, nan, 0, 1}).empty());
+    EXPECT_TRUE(BinsOf({nan, 1, nan, 1}).empty());
+    EXPECT_EQ(BinsOf({0, 1, 0, kInfinity, 0}), std::vector<float>{1.0f});
+}
+
+} // namespace
+} // namespace qel::core

@@ -1,0 +1,270 @@
+#include "timbre/AAPartialTrackGenerator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include <Accelerate/Accelerate.h>
+
+#include "support/CACFArray.h"
+#include "support/CACFDictionary.h"
+#include "timbre/Inharmonicity.h"
+
+namespace qel::core {
+
+namespace {
+
+const CFStringRef kKeys[AAPartialTrackGenerator::kNumFlags] = {
+    kQelAnalysisKey_Partials,
+    kQelAnalysisKey_FundamentalFrequency,
+    kQelAnalysisKey_Inharmonicity,
+};
+
+constexpr UInt32 kSizes[AAPartialTrackGenerator::kNumFlags] = {
+    sizeof(PartialList),
+    sizeof(float),
+    sizeof(float),
+};
+
+constexpr float kLeastMagnitude = 0.001f; // keeps logarithms finite
+
+// A peak reaches 0.01 / 5 of the frame's greatest magnitude.
+float PeakThreshold(float greatest) {
+    return std::log(greatest * 0.01f / 5.0f);
+}
+
+PartialRecord RecordOf(const ActivePartial& partial, UInt32 numBins, Float64 frame) {
+    const UInt32 bin = PartialTracker::BinOf(partial.mBin, numBins);
+    return {static_cast<SInt32>(bin), partial.mFrequency, partial.mMagnitude, partial.mPhase,
+            frame};
+}
+
+// The list of frame `frame` in a block that is an array of lists; an empty one if there is none.
+PartialList ListOfFrame(const QelAudioAnalysisBlock& block, UInt32 frame) {
+    PartialList list{};
+    const bool isThere = block.mData != nullptr && block.mDataByteSize / sizeof list > frame;
+    if (isThere)
+        std::memcpy(&list, static_cast<const PartialList*>(block.mData) + frame, sizeof list);
+    if (list.mPartials == nullptr)
+        list.mCount = 0;
+    return list;
+}
+
+// All records of a list write to the same five names, deliberately: what stays is the last one.
+CACFDictionary LastRecordOf(const PartialList& list) {
+    CACFDictionary values(true);
+    if (list.mCount == 0)
+        return values;
+    const PartialRecord& record = list.mPartials[list.mCount - 1];
+    values.AddSInt32(kPartialIndexString, record.mIndex);
+    values.AddFloat32(kPartialFreqHz, record.mFrequency);
+    values.AddFloat32(kPartialMagnitude, record.mMagnitude);
+    values.AddFloat32(kPartialPhase, record.mPhase);
+    values.AddFloat32(kPartialTime, static_cast<float>(record.mTime));
+    return values;
+}
+
+} // namespace
+
+void MyPartialSpectralFun(SpectralAndAudioBufferList*, void* refCon) {
+    auto* generator = static_cast<AAPartialTrackGenerator*>(refCon);
+    generator->GetSpectrumMagnitude();
+    generator->TrackPartials();
+}
+
+AAPartialTrackGenerator::AAPartialTrackGenerator(UInt32 channels, Float64 sampleRate,
+                                                 UInt32 frameSize, UInt32 hop, UInt32 maxFrames,
+                                                 UInt32 streamLength, DataCallback dataCallback,
+                                                 void* refCon)
+    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
+                             dataCallback, refCon) {
+    AAPartialTrackGenerator::NullPointers();
+}
+
+AAPartialTrackGenerator::~AAPartialTrackGenerator() {
+    AAPartialTrackGenerator::Cleanup();
+}
+
+AAPartialTrackGenerator::Flag AAPartialTrackGenerator::FlagOf(CFStringRef key) {
+    UInt32 flag = 0;
+    while (flag < kNumFlags && !(key != nullptr && CFEqual(key, kKeys[flag])))
+        ++flag;
+    return static_cast<Flag>(flag);
+}
+
+bool AAPartialTrackGenerator::IsWanted(Flag flag) const {
+    return mComputeFlags.get() != nullptr && mComputeFlags[flag];
+}
+
+SInt32 AAPartialTrackGenerator::SetComputeProperty(CFArrayRef keys) {
+    mComputeFlags.alloc(kNumFlags, true);
+    const CFIndex count = CFArrayGetCount(keys);
+    for (CFIndex i = 0; i < count; ++i) {
+        const Flag flag = FlagOf(static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i)));
+        if (flag != kNumFlags)
+            mComputeFlags[flag] = true;
+    }
+    return 0;
+}
+
+UInt32 AAPartialTrackGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
+    const Flag flag = FlagOf(key);
+    return flag != kNumFlags ? kSizes[flag]
+                             : QelAAAnalysisGenerator::GetSizeOfAnalysisDataForKey(key);
+}
+
+void AAPartialTrackGenerator::NullPointers() {
+    QelAAAnalysisGenerator::NullPointers();
+    (void)mMinMagnitudes.release();
+    (void)mMaxMagnitudes.release();
+    (void)mMagnitudeBuffer.release();
+    (void)mLogMagnitudes.release();
+}
+
+void AAPartialTrackGenerator::Cleanup() {
+    mSpectralProcessor.free();
+    mMinMagnitudes.free();
+    mMaxMagnitudes.free();
+    mMagnitudeBuffer.free();
+    mLogMagnitudes.free();
+    EraseVectors();
+    AAPartialTrackGenerator::NullPointers();
+}
+
+void AAPartialTrackGenerator::EraseVectors() {
+    mTrackers.clear();
+    mRecords.clear();
+    mPartialMagnitudes.clear();
+    mPartialFrequencies.clear();
+}
+
+void AAPartialTrackGenerator::AllocateBuffers() {
+    mSpectralProcessor.free();
+    mSpectralProcessor =
+        new QelAASpectralProcessor(mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, false);
+    mSpectralProcessor->SetSpectralFunction(MyPartialSpectralFun, this);
+    mSpectralProcessor->HanningWindow();
+    mMagnitudeBuffer = NewBuffer("spectrum current magnitude buffer", mNumBins * sizeof(float));
+    mLogMagnitudes.alloc(mNumBins, true);
+    mMinMagnitudes.alloc(mNumChannels, true);
+    mMaxMagnitudes.alloc(mNumChannels, true);
+    ResetStamp(mFrameTime);
+
+    EraseVectors();
+    const UInt32 most = PartialTracker::MostPartials(mNumBins);
+    mTrackers.reserve(mNumChannels);
+    mRecords.resize(mNumChannels);
+    for (std::vector<PartialRecord>& records : mRecords) {
+        mTrackers.emplace_back(mNumBins);
+        records.reserve(most);
+    }
+    mPartialMagnitudes.reserve(most);
+    mPartialFrequencies.reserve(most);
+}
+
+void AAPartialTrackGenerator::GetSpectrumMagnitude() {
+    mSpectralProcessor->GetMagnitude(&mMagnitudeBuffer->GetModifiableBufferList(), mMinMagnitudes,
+                                     mMaxMagnitudes);
+}
+
+void AAPartialTrackGenerator::TrackPartials() {
+    for (UInt32 c = 0; c < mNumChannels; ++c)
+        TrackChannel(c);
+    if (IsWanted(kPartials))
+        DeliverPartials();
+    if (IsWanted(kFundamentalFrequency))
+        DeliverFundamentals();
+    if (IsWanted(kInharmonicity))
+        DeliverInharmonicities();
+    mFrameTime.mSampleTime += 1.0;
+}
+
+void AAPartialTrackGenerator::TrackChannel(UInt32 channel) {
+    float* magnitudes = Channel(mMagnitudeBuffer, channel);
+    vDSP_vthr(magnitudes, 1, &kLeastMagnitude, magnitudes, 1, mNumBins);
+    const int count = static_cast<int>(mNumBins);
+    vvlogf(mLogMagnitudes, magnitudes, &count);
+    // The greatest magnitude is that before the floor: silence has a threshold of -infinity.
+    const float threshold = PeakThreshold(mMaxMagnitudes[channel]);
+    PartialTracker& tracker = mTrackers[channel];
+    FindSpectralPeaks({mLogMagnitudes, mNumBins, mSampleRate, mFrameSize, nullptr, nullptr},
+                      threshold, tracker.Peaks());
+    tracker.Track({magnitudes, mNumBins}, threshold);
+}
+
+// That of the oldest track, whatever its height: no pitch is looked for. 0 without a track.
+float AAPartialTrackGenerator::FundamentalOf(UInt32 channel) const {
+    const std::vector<ActivePartial>& partials = mTrackers[channel].Partials();
+    return partials.empty() ? 0.0f : partials.front().mFrequency;
+}
+
+float AAPartialTrackGenerator::InharmonicityOf(UInt32 channel) {
+    const float fundamental = FundamentalOf(channel);
+    if (fundamental == 0.0f)
+        return 0.0f;
+    mPartialMagnitudes.clear();
+    mPartialFrequencies.clear();
+    for (const ActivePartial& partial : mTrackers[channel].Partials()) {
+        mPartialMagnitudes.push_back(partial.mMagnitude);
+        mPartialFrequencies.push_back(partial.mFrequency);
+    }
+    float value = 0.0f;
+    ComputeInharmonicity(mPartialMagnitudes.data(), mPartialFrequencies.data(),
+                         static_cast<unsigned int>(mPartialMagnitudes.size()), &fundamental,
+                         &value);
+    return value;
+}
+
+void AAPartialTrackGenerator::DeliverPartials() {
+    mBlocks.Prepare(mNumChannels, kSizes[kPartials]);
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        std::vector<PartialRecord>& records = mRecords[c];
+        records.clear();
+        for (const ActivePartial& partial : mTrackers[c].Partials())
+            records.push_back(RecordOf(partial, mNumBins, mFrameTime.mSampleTime));
+        const PartialList list{static_cast<UInt32>(records.size()), records.data()};
+        mBlocks.Store(c, &list);
+    }
+    Deliver(kKeys[kPartials]);
+}
+
+void AAPartialTrackGenerator::DeliverFundamentals() {
+    mBlocks.Prepare(mNumChannels, kSizes[kFundamentalFrequency]);
+    for (UInt32 c = 0; c < mNumChannels; ++c)
+        *mBlocks.Floats(c) = FundamentalOf(c);
+    Deliver(kKeys[kFundamentalFrequency]);
+}
+
+void AAPartialTrackGenerator::DeliverInharmonicities() {
+    mBlocks.Prepare(mNumChannels, kSizes[kInharmonicity]);
+    for (UInt32 c = 0; c < mNumChannels; ++c)
+        *mBlocks.Floats(c) = InharmonicityOf(c);
+    Deliver(kKeys[kInharmonicity]);
+}
+
+CFPropertyListRef
+AAPartialTrackGenerator::CreateCFRepresentation(CFAllocatorRef allocator, CFStringRef key,
+                                                UInt32 count, const QelAudioAnalysisBlock* blocks) {
+    CACFDictionary result(allocator, true);
+    const Flag flag = FlagOf(key);
+    if (flag == kPartials)
+        AddPartials(result, count, blocks);
+    else if (flag != kNumFlags)
+        MakeFloatArrayForKey(&result, blocks, count, key);
+    return CFRetain(result.GetCFDictionary());
+}
+
+void AAPartialTrackGenerator::AddPartials(CACFDictionary& result, UInt32 count,
+                                          const QelAudioAnalysisBlock* blocks) const {
+    const UInt32 frames = GetNumAnalysisFramesForData(count, blocks);
+    CACFArray channels(mNumChannels, true);
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        CACFArray lists(frames, true);
+        for (UInt32 f = 0; f < frames; ++f)
+            lists.AppendDictionary(LastRecordOf(ListOfFrame(blocks[c], f)).GetCFDictionary());
+        channels.AppendArray(lists.GetCFArray());
+    }
+    result.AddArray(kKeys[kPartials], channels.GetCFArray());
+}
+
+} // namespace qel::core
