@@ -173,6 +173,18 @@ TEST_F(ConstantQTest, ASampleThatIsNoNumberSpoilsTheFramesItIsIn) {
     }
 }
 
+// The sum of this frame is 8e39, beyond single precision, though every sample is a number. In the
+// product it meets the zeros of every kernel.
+TEST_F(ConstantQTest, ATransformThatOverflowsSpoilsTheFrame) {
+    const Audio audio = Joined(Constant(1e36f, 1, kConstantQFrame), Noise(0.5f, 1, 8192, 4));
+    const std::vector<std::vector<float>> rows = SpectraOf(audio);
+    ASSERT_EQ(9u, rows.size());
+    for (std::size_t bin = 0; bin < kConstantQBins; ++bin) {
+        EXPECT_TRUE(std::isnan(rows.front()[bin])) << bin;
+        EXPECT_TRUE(std::isfinite(rows.back()[bin])) << bin;
+    }
+}
+
 TEST_F(ConstantQTest, TheDeclaredLengthMakesNoDifference) {
     const Audio audio = MusicLike(kConstantQRate, 1, SamplesFor(3));
     const std::vector<Delivery> expected = RunConstantQ(audio);
