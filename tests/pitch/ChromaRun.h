@@ -83,7 +83,7 @@ std::vector<ChromaDelivery> DeliverChroma(const Audio& audio, double rateHz,
 
 // How far single precision may stray. The magnitudes of a frame have some 1e-6 of error, and so
 // have the sums of them; the sums of a dozen products of values up to 1 have hardly more.
-inline constexpr double kProfileError = 1e-4; // relative
+inline constexpr double kProfileError = 1e-5; // relative
 inline constexpr double kSumError = 1e-5;     // absolute, of correlations and centroids
 // Two correlations that lie nearer than this may change places.
 inline constexpr double kKeyDoubt = 2.0 * kSumError;

@@ -1,6 +1,6 @@
-// Triads and scales of all 24 keys, with harmonics. Which key is found is the method's own affair
-// (a fifth has the third harmonic's support; harmonics of minor thirds sound major); that it is
-// what the definitions make of the sound is held here.
+// Triads and scales of all 24 keys, with harmonics. A chord may well be taken for its key, while a
+// scale's frames follow its notes and its name follows from a stretched histogram: which key is
+// found is the method's own affair. Held here is that it is what the definitions make of the sound.
 
 #include "tests/pitch/ChromaRun.h"
 #include "tests/pitch/ChromaSounds.h"
