@@ -3,11 +3,15 @@
 #include "descriptors/AABagOfPropertiesGenerator.h"
 #include "pitch/AAChromaPropertiesGenerator.h"
 #include "pitch/AAConstantQPropertiesGenerator.h"
+#include "refinement/AAIFFTGenerator.h"
 #include "rhythm/AAAccentBandGenerator.h"
 #include "rhythm/AABeatFunctionGenerator.h"
 #include "rhythm/AAOnsetGenerator.h"
 #include "rhythm/AATempoMapGenerator.h"
+#include "timbre/AACepstralPropertiesGenerator.h"
+#include "timbre/AAMFCCPropertiesGenerator.h"
 #include "timbre/AAPartialTrackGenerator.h"
+#include "timbre/AAPhaseBasedPropertiesGenerator.h"
 
 namespace qel::core {
 
@@ -112,16 +116,18 @@ std::unique_ptr<QelAAAnalysisBase> MakePushBased(const GeneratorSetup& setup) {
 using Maker = std::unique_ptr<QelAAAnalysisBase> (*)(const GeneratorSetup&);
 
 constexpr std::array<Maker, kNumSlots> kMakers = {
-    MakeFrameBased<AABagOfPropertiesGenerator, 1024, 512>, // 0
-    nullptr,
-    MakeFrameBased<AAAccentBandGenerator, 1024, 512>, // 2
-    MakeFrameBased<AATempoMapGenerator, 1024, 512>,   // 3
-    nullptr,
+    MakeFrameBased<AABagOfPropertiesGenerator, 1024, 512>,      // 0
+    MakeFrameBased<AAPhaseBasedPropertiesGenerator, 1024, 512>, // 1
+    MakeFrameBased<AAAccentBandGenerator, 1024, 512>,           // 2
+    MakeFrameBased<AATempoMapGenerator, 1024, 512>,             // 3
+    MakeFrameBased<AAMFCCPropertiesGenerator, 4096, 2048>,      // 4
     MakeFrameBased<AABeatFunctionGenerator, 1024, 128>,         // 5
     MakePushBased<AAOnsetGenerator>,                            // 6
     MakeFrameBased<AAConstantQPropertiesGenerator, 8192, 1024>, // 7
     MakeFrameBased<AAChromaPropertiesGenerator, 8192, 512>,     // 8
     MakeFrameBased<AAPartialTrackGenerator, 1024, 512>,         // 9
+    MakeFrameBased<AACepstralPropertiesGenerator, 512, 256>,    // 10
+    MakeFrameBased<AAIFFTGenerator, 1024, 512>,                 // 11
 };
 
 } // namespace

@@ -1,17 +1,102 @@
+// Wrapping costs a division per angle: it is done in vectors, compiled for every instruction set.
+// Nothing is contracted, so that results are the same on all of them.
+
 #include "refinement/UnWrap.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "refinement/UnWrap.cpp"
+#include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
+
+#include <cstddef>
+#include <hwy/highway.h>
+#include <numbers>
+
+HWY_BEFORE_NAMESPACE();
 namespace qel::core {
+namespace HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Full = hn::ScalableTag<float>;
+using One = hn::CappedTag<float, 1>;
+
+constexpr float kPi = std::numbers::pi_v<float>;
+constexpr float kTurn = 2.0F * kPi;
+// What the single-precision pi lacks: -8.7e-8.
+constexpr float kRestOfPi =
+    static_cast<float>(std::numbers::pi - static_cast<double>(std::numbers::pi_v<float>));
+
+// x + (pi + piRest), rounded once, for pi of either sign: the rounding error of x + pi, which is
+// exact, takes the rest in.
+template <class V>
+HWY_INLINE V PlusPi(V x, V pi, V piRest) {
+    const V sum = hn::Add(x, pi);
+    const V added = hn::Sub(sum, x);
+    const V error = hn::Add(hn::Sub(x, hn::Sub(sum, added)), hn::Sub(pi, added));
+    return hn::Add(sum, hn::Add(error, piRest));
+}
+
+template <class D, class V>
+HWY_INLINE V Wrap(D d, V radians) {
+    const V turn = hn::Set(d, kTurn);
+    const V shifted = PlusPi(radians, hn::Set(d, kPi), hn::Set(d, kRestOfPi));
+    const V turns = hn::Floor(hn::Div(shifted, turn));
+    const V wrapped = hn::Sub(shifted, hn::Mul(turns, turn));
+    return PlusPi(wrapped, hn::Set(d, -kPi), hn::Set(d, -kRestOfPi));
+}
+
+// What is to be added to an angle and to all behind it.
+template <class D, class V>
+HWY_INLINE V Step(D d, V angle, V before) {
+    const V difference = hn::Sub(angle, before);
+    const V step = hn::Sub(Wrap(d, difference), difference);
+    return hn::IfThenZeroElse(hn::Lt(hn::Abs(difference), hn::Set(d, kPi)), step);
+}
+
+void WrapAll(float* angles, std::size_t count) {
+    const Full full;
+    std::size_t i = 0;
+    for (const std::size_t lanes = hn::Lanes(full); i + lanes <= count; i += lanes) {
+        hn::StoreU(Wrap(full, hn::LoadU(full, angles + i)), full, angles + i);
+    }
+    const One one;
+    for (; i < count; ++i) {
+        hn::StoreU(Wrap(one, hn::LoadU(one, angles + i)), one, angles + i);
+    }
+}
+
+void Steps(const float* in, float* out, std::size_t count) {
+    const Full full;
+    std::size_t i = 1;
+    for (const std::size_t lanes = hn::Lanes(full); i + lanes <= count; i += lanes) {
+        hn::StoreU(Step(full, hn::LoadU(full, in + i), hn::LoadU(full, in + i - 1)), full, out + i);
+    }
+    const One one;
+    for (; i < count; ++i) {
+        hn::StoreU(Step(one, hn::LoadU(one, in + i), hn::LoadU(one, in + i - 1)), one, out + i);
+    }
+}
+
+} // namespace HWY_NAMESPACE
+} // namespace qel::core
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace qel::core {
+
+HWY_EXPORT(WrapAll);
+HWY_EXPORT(Steps);
+
+void WrapAngles(float* angles, unsigned count) {
+    HWY_DYNAMIC_DISPATCH(WrapAll)(angles, count);
+}
 
 void UnWrap(const float* in, float* out, unsigned count) {
     if (count == 0) {
         return;
     }
-    constexpr float kPi = std::numbers::pi_v<float>;
-    for (unsigned i = 1; i < count; ++i) {
-        const float difference = in[i] - in[i - 1];
-        const float step = WrapAngle(difference) - difference;
-        out[i] = std::fabs(difference) < kPi ? 0.0F : step;
-    }
+    HWY_DYNAMIC_DISPATCH(Steps)(in, out, count);
     float correction = 0.0F;
     for (unsigned i = 1; i < count; ++i) {
         correction += out[i];
@@ -21,3 +106,5 @@ void UnWrap(const float* in, float* out, unsigned count) {
 }
 
 } // namespace qel::core
+
+#endif

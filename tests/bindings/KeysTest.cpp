@@ -264,11 +264,18 @@ void expectInRange(const ValueInfo& value, float number, double rateHz) {
     EXPECT_TRUE(std::isfinite(number)) << value.name;
 }
 
+/* A bin without any magnitude, as all bins of digital silence are, has no frequency. */
+bool isBinWithoutFrequency(const KeyInfo& row, float number) {
+    return row.key == "instantaneous frequency" && std::isnan(number);
+}
+
 void expectInRange(const KeyInfo& row, const std::vector<std::vector<float>>& signals) {
     for (const auto& signal : signals) {
         for (const Call& call : RawRun(row, signal).calls) {
             for (std::size_t k = 0; k < call.payload.size(); ++k) {
-                expectInRange(row.values[k % row.values.size()], call.payload[k], 44100);
+                if (!isBinWithoutFrequency(row, call.payload[k])) {
+                    expectInRange(row.values[k % row.values.size()], call.payload[k], 44100);
+                }
             }
         }
     }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -14,6 +15,19 @@ namespace {
 
 constexpr float kPi = std::numbers::pi_v<float>;
 constexpr double kTurn = 2.0 * std::numbers::pi;
+
+// The plain form: sums with pi in double precision, the rest in single precision.
+float PlainlyWrapped(float radians) {
+    constexpr float kFloatTurn = 2.0F * kPi;
+    const auto shifted = static_cast<float>(static_cast<double>(radians) + std::numbers::pi);
+    const float wrapped = shifted - std::floor(shifted / kFloatTurn) * kFloatTurn;
+    return static_cast<float>(static_cast<double>(wrapped) - std::numbers::pi);
+}
+
+float WrapAngle(float radians) {
+    WrapAngles(&radians, 1);
+    return radians;
+}
 
 std::vector<float> UnWrapped(const std::vector<float>& in) {
     std::vector<float> out(in.size());
@@ -133,14 +147,39 @@ TEST(WrapAngleTest, LargeAnglesAreWrappedToSinglePrecision) {
     }
 }
 
-TEST(FloorTest, IsTheFloorOfEveryNumber) {
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    for (const float x :
-         {0.0F, 0.5F, -0.5F, 1.0F, -1.0F, 0.99999994F, -1e-30F, 8388607.5F, -8388607.5F, 4194304.5F,
-          -4194304.5F, 8388608.0F, -8388609.0F, 3e38F, -3e38F, kInfinity, -kInfinity}) {
-        EXPECT_EQ(detail::Floor(x), std::floor(x)) << x;
+TEST(WrapAngleTest, VectorsAndSingleAnglesAreThePlainForm) {
+    std::mt19937 random(6);
+    for (const float width : {3.2F, 12.0F, 1000.0F, 1e9F}) {
+        std::uniform_real_distribution<float> angles(-width, width);
+        std::vector<float> many(100003); // a whole number of vectors, and some more
+        for (float& angle : many) {
+            angle = angles(random);
+        }
+        std::vector<float> wrapped = many;
+        WrapAngles(wrapped.data(), static_cast<unsigned>(wrapped.size()));
+        for (std::size_t i = 0; i < many.size(); ++i) {
+            ASSERT_EQ(wrapped[i], PlainlyWrapped(many[i])) << many[i];
+        }
     }
-    EXPECT_TRUE(std::isnan(detail::Floor(std::nanf(""))));
+}
+
+// All angles of single precision around the ends, where the last place decides the side.
+TEST(WrapAngleTest, AroundTheEndsEveryAngleIsThePlainForm) {
+    for (const float end : {-3.0F * kPi, -kPi, 0.0F, kPi, 3.0F * kPi}) {
+        float angle = end - 1e-4F;
+        while (angle < end + 1e-4F) {
+            ASSERT_EQ(WrapAngle(angle), PlainlyWrapped(angle)) << angle;
+            const float next = std::nextafter(angle, 100.0F);
+            angle = std::max(next, angle + 1e-9F); // around 0 not every one
+        }
+    }
+}
+
+TEST(WrapAngleTest, WhatHasNoAngleBecomesNoNumber) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    for (const float angle : {kInfinity, -kInfinity, std::nanf("")}) {
+        EXPECT_TRUE(std::isnan(WrapAngle(angle)));
+    }
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 #include <QelAudioAnalysis/PartialValues.hpp>
 #include <QelAudioAnalysis/PitchValues.hpp>
 #include <QelAudioAnalysis/RhythmValues.hpp>
+#include <QelAudioAnalysis/TimbreValues.hpp>
 
 #include <string_view>
 
@@ -45,6 +46,23 @@ inline constexpr KeyInfo kKeys[] = {
      "Change from the magnitudes q[k] of the frame before to the magnitudes m[k] of this frame. "
      "The "
      "first frame is compared with silence."},
+    {"phase properties", PayloadKind::Floats, 20, Delivery::PerFrame, 1024, 512, kPhaseValues,
+     "How phases and magnitudes change from frame to frame. m[k] is the magnitude of bin k, p[k] "
+     "its phase from -pi to pi, both of a frame with a Hann window; d[k] is the phase of the "
+     "frame before minus p[k], and e[k] the d[k] of the frame before minus d[k], both brought to "
+     "-pi to pi. So e[k] is 0 where the phase goes on at its rate. Before the first frame all are "
+     "0. Means are taken over 512 bins. Bin 0 counts with the term at half the rate for its "
+     "imaginary part."},
+    {"mel frequency cepstral coefficients", PayloadKind::Vector, 52, Delivery::PerFrame, 4096, 2048,
+     kMelCepstralValues,
+     "13 numbers that describe the coarse spectrum below 1.1 kHz, a vector of length 1. They are "
+     "made of 13 filters, deliberately, and what lies above 1070.9 Hz or below 133.3 Hz does not "
+     "count: filter p is a triangle over the frequencies from f[p] to f[p+2] with its top at "
+     "f[p+1] and an area of 1, with f[p] = 133.333 + 66.667 p for p from 0 to 12, f[13] = 999.76 "
+     "and f[14] = 1070.91 Hz. L[p] = log10(max(1e-10, sum of the filter times \"mel spectrum\")). "
+     "Compare them with each other (the sum of products of two vectors is the cosine of their "
+     "angle) and not with coefficients from elsewhere. They depend on the level: a gain adds the "
+     "same number to all L[p], which turns the vector."},
     {"tempo", PayloadKind::Vector, 4, Delivery::PerFrame, 1024, 512, kTempoValues,
      "The tempo while audio streams, from what was heard so far: two results per frame, the second "
      "one for half a hop later. The bands 8, 17, 26 and 35 of \"gamma tome spectrum\" are "
@@ -82,6 +100,17 @@ inline constexpr KeyInfo kKeys[] = {
      "transform of the windowed frame. Pair k belongs to the frequency k * rate / 1024. Pair 0 is "
      "no complex number: its first float is the term at 0 Hz and its second float the term at half "
      "the sample rate, both real."},
+    {"cepstrum", PayloadKind::Vector, 512, Delivery::PerFrame, 512, 256, kCepstrumValues,
+     "Spectrum of the logarithmic spectrum of one frame: a row of harmonics stands as a peak. "
+     "m[k] is twice the magnitude of bin k of the frame's transform with a sine window. Float q "
+     "belongs to a period of 2 q / rate seconds, that is to a fundamental at rate / (2 q): 441 Hz "
+     "for q = 50 at 44100 Hz. It reaches down to rate / 254, and by the length of the frame high "
+     "voices alone come out clearly. It is a forward transform with magnitudes; the phases of the "
+     "usual inverse one are lost."},
+    {"mel spectrum", PayloadKind::Vector, 8192, Delivery::PerFrame, 4096, 2048, kMelSpectrumValues,
+     "The plain magnitude spectrum of one frame, with a Hann window: 2048 bins, bin k at k * rate "
+     "/ 4096 Hz. Deliberately, in spite of its name, there is neither a mel scale nor a filter "
+     "bank in it."},
     {"gamma tome spectrum", PayloadKind::Vector, 144, Delivery::PerFrame, 1024, 512,
      kGammaTomeSpectrumValues,
      "Energies of 36 gammatone bands of one frame, the lowest band first. Band r has the response "
@@ -166,6 +195,15 @@ inline constexpr KeyInfo kKeys[] = {
      "quarter from frame to frame, while a quiet one, with a magnitude below about 1 (-54 dB full "
      "scale), ends at the first rise after its second peak: such tracks are short, and begin anew "
      "all the time."},
+    {"instantaneous frequency", PayloadKind::Vector, 2048, Delivery::PerFrame, 1024, 512,
+     kInstantaneousFrequencyValues,
+     "For each of 512 bins the frequency of what sounds in it: the rate at which its phase "
+     "advances. The bins around a steady sine all have its frequency, more finely than the "
+     "distance of the bins, rate / 1024: of 400 single sines from 150 Hz to 21 kHz, at 44100 Hz, "
+     "it was within 0.07 Hz in the nearest bin and within 0.5 Hz in the next to both sides. Where "
+     "several sounds share a bin, and in the bins between partials and of noise, it can be any "
+     "number, below 0 and above half the rate included: look at it together with \"spectrum\", "
+     "near peaks."},
     {"global tempo", PayloadKind::Floats, 12, Delivery::AtEnd, 1024, 128, kGlobalTempoValues,
      "Two tempi of the stream, from its detection function F: the mean rise from frame to frame of "
      "40 mel bands in dB (falls count as 0, and what lies 80 dB below the loudest band is left "

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "engine/QelAAAnalysisGenerator.h"
+
+namespace qel::core {
+
+// Slot 1: per frame and channel five figures of how phases and magnitudes change from frame to
+// frame. Before the first frame all magnitudes, phases and differences are 0.
+class AAPhaseBasedPropertiesGenerator : public QelAAAnalysisGenerator {
+public:
+    static constexpr UInt32 kNumValues = 5;
+
+    AAPhaseBasedPropertiesGenerator(UInt32 channels, Float64 sampleRate, UInt32 frameSize,
+                                    UInt32 hop, UInt32 maxFrames, UInt32 streamLength,
+                                    DataCallback dataCallback, void* refCon);
+    ~AAPhaseBasedPropertiesGenerator() override;
+
+    UInt32 GetSizeOfAnalysisDataForKey(CFStringRef key) override;
+    CFPropertyListRef CreateCFRepresentation(CFAllocatorRef allocator, CFStringRef key,
+                                             UInt32 count,
+                                             const QelAudioAnalysisBlock* blocks) override;
+
+protected:
+    void NullPointers() override;
+    void Cleanup() override;
+    void AllocateBuffers() override;
+
+private:
+    friend void MyPhaseSpectralFun(SpectralAndAudioBufferList* list, void* refCon);
+
+    // Both: c = b - a, wrapped. Called with the newer values first, they give older minus newer.
+    void ComputeFirstPhaseDifference(const float* a, const float* b, float* c) const;
+    void ComputeSecondPhaseDifference(const float* a, const float* b, float* c) const;
+    float ComputePhaseDeviation(const float* secondDifferences) const;
+    float ComputeWeightedPhaseDeviation(const float* magnitudes, const float* secondDifferences);
+    float ComputeNormaliedWeightedPhaseDeviation(const float* magnitudes,
+                                                 float weightedDeviation) const;
+    float ComputeComplexSpectralDifference(const float* magnitudes, const float* previousMagnitudes,
+                                           const float* previousPhases,
+                                           const float* previousDifferences);
+    static void ComputeRectifiedComplexSpectralDifference(const float* difference,
+                                                          float* rectified);
+    void ComputeChannel(UInt32 channel, const float* phases);
+    void ComputeAndStoreProperties();
+
+    CAAutoFree<float> mMinMagnitudes; // one per channel
+    CAAutoFree<float> mMaxMagnitudes;
+    // mNumBins floats per channel
+    CAAutoDelete<CABufferList> mMagnitudeBuffer;
+    CAAutoDelete<CABufferList> mPreviousMagnitudeBuffer;
+    CAAutoDelete<CABufferList> mPreviousPhaseBuffer;
+    CAAutoDelete<CABufferList> mPreviousPhaseDiffBuffer;
+    CAAutoDelete<CABufferList> mFirstDerivativeBuffer;
+    CAAutoDelete<CABufferList> mSecondDerivativeBuffer;
+    CAAutoDelete<CABufferList> mPhaseResultBuffer; // kNumValues floats per channel
+    CAAutoFree<float> mScratch;                    // mNumBins
+};
+
+// The spectral callback; `refCon` is the generator.
+void MyPhaseSpectralFun(SpectralAndAudioBufferList* list, void* refCon);
+
+} // namespace qel::core

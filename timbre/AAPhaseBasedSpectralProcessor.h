@@ -1,0 +1,48 @@
+#pragma once
+
+#include "spectral/QelAASpectralProcessor.h"
+#include "support/CAAutoDisposer.h"
+#include "support/CABufferList.h"
+
+#include <MacTypes.h>
+
+namespace qel::core {
+
+// A spectral processor with the Hann window that adds to each forward transform the phases of all
+// bins: unwrapped over the bins, and wrapped again, which rounds them. Bin 0 counts as the complex
+// number that it is not, with the Nyquist term for its imaginary part, which is meant.
+//
+// The phases are complete when the spectral function is called and hold until the next frame.
+// Nothing is allocated per frame. One thread at a time.
+class AAPhaseBasedSpectralProcessor : public QelAASpectralProcessor {
+public:
+    // As the base class, without the zero shift. Raises std::bad_alloc as the base class does.
+    AAPhaseBasedSpectralProcessor(UInt32 transformLength, UInt32 hop, UInt32 channels,
+                                  UInt32 maxFrames, bool halfFrameInput, float sampleRateHz);
+    ~AAPhaseBasedSpectralProcessor() override;
+
+    void DoFwdFFT() override;
+
+    // Per channel transformLength / 2 phases in radians, from -pi to pi.
+    AudioBufferList* GetPhaseBufferList() const;
+
+    // Everything per stream.
+    void AllocateBuffers();
+    // Lets go of what is owned without freeing it, for Cleanup and the constructor.
+    void NullPointers();
+    // Gives back everything that this class allocated.
+    void Cleanup();
+
+protected:
+    const UInt32 mNumBins;
+    const float mSampleRate; // Hz
+    CAAutoDelete<CABufferList> mAnglesBuffer;
+    CAAutoDelete<CABufferList> mPhasesBuffer;
+
+private:
+    CABufferList* NewBuffer(const char* name) const;
+    void ComputeAngles(UInt32 channel);
+    void ComputePhases(UInt32 channel);
+};
+
+} // namespace qel::core
