@@ -61,7 +61,7 @@ KeyRows ChooseBeatKeys(const AnalyzeOptions& options) {
 KeyRows ChooseKeys(const AnalyzeOptions& options) {
     switch (options.format) {
     case OutputFormat::Labels:
-        return ChooseAmong(options, EventKeys(), "labels");
+        return ChooseAmong(options, LabelKeys(), "labels");
     case OutputFormat::Beats:
         return ChooseBeatKeys(options);
     default:

@@ -56,13 +56,15 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
     command->add_option("FILE", options.files, "Audio files")->required();
     CLI::Option* keys = AddRepeatable(
         command, "--keys", options.keyLists,
-        "Keys to analyze, separated by commas; without --keys or --all: with json and csv all but "
-        "\"spectrum\" and those delivered at end, with labels all that have events, with beats "
+        "Keys to analyze, separated by commas; without --keys or --all: with json and csv those "
+        "that deliver at most 64 numbers per frame, and none at end; with labels all that have "
+        "events or a name per frame; with beats "
         "\"beat data\", \"down beat data\" and \"global number of beats per bar\"");
     keys->type_name("LIST");
     command
         ->add_flag("--all", options.allKeys,
-                   "Analyze all keys, the bulky \"spectrum\" and tempo, beats and meter too; with "
+                   "Analyze all keys, bulky ones (more than 64 numbers per frame) and those "
+                   "delivered at end (tempo, beats, meter, onsets) too; with "
                    "labels and beats all that they can show")
         ->excludes(keys);
     AddChoice<OutputFormat>(command, "--format", options.format,
@@ -70,7 +72,8 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
                              {"csv", OutputFormat::Csv},
                              {"labels", OutputFormat::Labels},
                              {"beats", OutputFormat::Beats}},
-                            "json (default); csv; labels: a label track per key with events, of "
+                            "json (default); csv; labels: a label track per key with events "
+                            "or a name per frame, of "
                             "lines \"start end text\"; beats: lines \"time position-in-bar\"");
     command
         ->add_option("--output", options.output,

@@ -1,14 +1,12 @@
 #include "tools/JsonWriter.h"
 
 #include "tools/KeyList.h"
-#include "tools/Numbers.h"
-#include "tools/Strength.h"
+#include "tools/PayloadFormat.h"
+#include "tools/Texts.h"
 
 #include <nlohmann/json.hpp>
 
-#include <iterator>
 #include <string_view>
-#include <vector>
 
 namespace qel::tool {
 namespace {
@@ -26,92 +24,6 @@ std::string DumpMembers(const Json& object) {
     return text.substr(1, text.size() - 2);
 }
 
-void AppendNumbers(fmt::memory_buffer& buffer, std::span<const float> values, std::size_t first,
-                   std::size_t step) {
-    buffer.push_back('[');
-    for (std::size_t i = first; i < values.size(); i += step) {
-        if (i != first) {
-            buffer.push_back(',');
-        }
-        AppendJsonNumber(buffer, values[i]);
-    }
-    buffer.push_back(']');
-}
-
-// The member of every record, in one array.
-template <typename Record, typename Number>
-void AppendEach(fmt::memory_buffer& buffer, const std::vector<Record>& records,
-                Number Record::*member) {
-    buffer.push_back('[');
-    for (const Record& record : records) {
-        if (&record != records.data()) {
-            buffer.push_back(',');
-        }
-        AppendJsonNumber(buffer, record.*member);
-    }
-    buffer.push_back(']');
-}
-
-void AppendPairs(fmt::memory_buffer& buffer, std::span<const float> values) {
-    buffer.push_back('[');
-    AppendNumbers(buffer, values, 0, 2);
-    buffer.push_back(',');
-    AppendNumbers(buffer, values, 1, 2);
-    buffer.push_back(']');
-}
-
-void AppendEvents(fmt::memory_buffer& buffer, const std::vector<Event>& events) {
-    buffer.push_back('[');
-    AppendEach(buffer, events, &Event::timeSeconds);
-    buffer.push_back(',');
-    AppendEach(buffer, events, &Event::strength);
-    buffer.push_back(']');
-}
-
-void AppendPartials(fmt::memory_buffer& buffer, const std::vector<Partial>& partials) {
-    buffer.push_back('[');
-    AppendEach(buffer, partials, &Partial::bin);
-    buffer.push_back(',');
-    AppendEach(buffer, partials, &Partial::frequencyHz);
-    buffer.push_back(',');
-    AppendEach(buffer, partials, &Partial::magnitude);
-    buffer.push_back(',');
-    AppendEach(buffer, partials, &Partial::phaseRadians);
-    buffer.push_back(',');
-    AppendEach(buffer, partials, &Partial::timeFrames);
-    buffer.push_back(']');
-}
-
-// One channel of one result: a number per name, or an array per name.
-void AppendChannel(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                   float minStrength) {
-    switch (result.info()->payload) {
-    case PayloadKind::ComplexPairs:
-        AppendPairs(buffer, result.floats(channel));
-        break;
-    case PayloadKind::Events:
-        AppendEvents(buffer, StrongEvents(result, channel, minStrength));
-        break;
-    case PayloadKind::Partials:
-        AppendPartials(buffer, result.partials(channel));
-        break;
-    case PayloadKind::Vector:
-        buffer.push_back('[');
-        AppendNumbers(buffer, result.floats(channel), 0, 1);
-        buffer.push_back(']');
-        break;
-    case PayloadKind::Count:
-        fmt::format_to(std::back_inserter(buffer), "[{}]", result.count(channel));
-        break;
-    case PayloadKind::Name:
-        fmt::format_to(std::back_inserter(buffer), "[{}]", Dump(Json(result.name(channel))));
-        break;
-    default:
-        AppendNumbers(buffer, result.floats(channel), 0, 1);
-        break;
-    }
-}
-
 Json DescribeDecoder(const DecoderReport& report) {
     return {{"name", report.decoder},
             {"library", report.library},
@@ -125,6 +37,11 @@ Json DescribeDecoder(const DecoderReport& report) {
 // A whole number of samples, or null where a key keeps no frames.
 Json SamplesOrNull(std::uint32_t samples) {
     return samples == 0 ? Json(nullptr) : Json(samples);
+}
+
+// Null for a key that is not delivered frame by frame.
+Json ResultsPerFrame(const KeyInfo& info) {
+    return info.delivery == Delivery::PerFrame ? Json(info.resultsPerFrame) : Json(nullptr);
 }
 
 // By way of its text: a float as it stands would show the digits of the nearest double.
@@ -141,7 +58,8 @@ Json DescribeKey(const AnalyzedKey& key) {
             {"sample_rate", key.metaData.sampleRateHz},
             {"frame_size", SamplesOrNull(key.metaData.frameSamples)},
             {"hop", SamplesOrNull(key.metaData.hopSamples)},
-            {"layout", LayoutText(*key.info)},
+            {"results_per_frame", ResultsPerFrame(*key.info)},
+            {"layout", FormatOf(*key.info).Layout(*key.info)},
             {"names", names}};
 }
 
@@ -164,7 +82,7 @@ void JsonWriter::Write(std::size_t key, const Result& result) {
         if (c != 0) {
             buffer.push_back(',');
         }
-        AppendChannel(buffer, result, c, mHeader.minStrength);
+        FormatOf(*result.info()).AppendJson(buffer, result, c, mHeader.minStrength);
     }
     buffer.push_back(']');
     sink.MayFlush();
@@ -184,7 +102,7 @@ void JsonWriter::WriteKey(std::size_t key) {
     Json description = DescribeKey(analyzed);
     description["count"] = mResults[key].count;
     sink.Append(fmt::format("{}\n{}:{{{},\"values\":[", key == 0 ? "" : ",",
-                            Dump(analyzed.info->key), DumpMembers(description)));
+                            JsonText(std::string(analyzed.info->key)), DumpMembers(description)));
     mResults[key].spill.CopyTo(sink);
     sink.Append("]}");
 }

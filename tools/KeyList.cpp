@@ -1,5 +1,6 @@
 #include "tools/KeyList.h"
 
+#include "tools/PayloadFormat.h"
 #include "tools/ToolError.h"
 
 #include <QelAudioAnalysis/Analyzer.hpp>
@@ -41,12 +42,10 @@ std::string_view Trim(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
+// A list of any length counts as one that is too long. What is delivered per push has no frame: its
+// push stands for it.
 bool IsBulky(const KeyInfo& info) {
-    return info.payload == PayloadKind::ComplexPairs || info.payload == PayloadKind::Partials;
-}
-
-bool IsAboutTheWhole(const KeyInfo& info) {
-    return info.delivery == Delivery::AtEnd;
+    return FormatOf(info).Numbers(info) > kMostDefaultNumbers / info.resultsPerFrame;
 }
 
 } // namespace
@@ -59,16 +58,23 @@ std::vector<const KeyInfo*> AllKeys() {
     return keys;
 }
 
+bool IsDefault(const KeyInfo& info) {
+    return info.delivery != Delivery::AtEnd && !IsBulky(info);
+}
+
 std::vector<const KeyInfo*> DefaultKeys() {
     std::vector<const KeyInfo*> keys = AllKeys();
-    std::erase_if(keys,
-                  [](const KeyInfo* info) { return IsBulky(*info) || IsAboutTheWhole(*info); });
+    std::erase_if(keys, [](const KeyInfo* info) { return !IsDefault(*info); });
     return keys;
 }
 
-std::vector<const KeyInfo*> EventKeys() {
+std::vector<const KeyInfo*> LabelKeys() {
     std::vector<const KeyInfo*> keys = AllKeys();
-    std::erase_if(keys, [](const KeyInfo* info) { return info->payload != PayloadKind::Events; });
+    std::erase_if(keys, [](const KeyInfo* info) {
+        const bool isName =
+            info->payload == PayloadKind::Name && info->delivery == Delivery::PerFrame;
+        return info->payload != PayloadKind::Events && !isName;
+    });
     return keys;
 }
 
@@ -125,16 +131,6 @@ std::string_view DeliveryText(const KeyInfo& info) {
     default:
         return "per frame";
     }
-}
-
-std::string_view LayoutText(const KeyInfo& info) {
-    const bool isList =
-        info.payload == PayloadKind::ComplexPairs || info.payload == PayloadKind::Events ||
-        info.payload == PayloadKind::Vector || info.payload == PayloadKind::Partials;
-    if (info.payload == PayloadKind::Name) {
-        return "names";
-    }
-    return isList ? "arrays" : "numbers";
 }
 
 std::string NearestName(std::string_view name, const std::vector<std::string>& candidates) {

@@ -2,6 +2,7 @@
 
 #include <QelAudioAnalysis/Keys.hpp>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,13 +19,18 @@ inline constexpr std::string_view kBeatsPerBarKey = "global number of beats per 
 // All keys, in the order of the table.
 std::vector<const KeyInfo*> AllKeys();
 
-// What is analyzed when nobody says: the keys that deliver while the audio goes by. Left out are
-// those that deliver raw complex spectra, whose bulk is larger than the audio's, and those about
-// the stream as a whole, for which the library keeps much of the audio in memory.
-std::vector<const KeyInfo*> DefaultKeys();
+// Keys that deliver more numbers than this for a frame of a channel, or lists of any length, are
+// analyzed only where they are asked for: their results can be larger than the audio.
+inline constexpr std::size_t kMostDefaultNumbers = 64;
 
-// Keys whose results are events: what label tracks can show.
-std::vector<const KeyInfo*> EventKeys();
+// What is analyzed when nobody says: the keys that deliver while the audio goes by, and not more
+// than kMostDefaultNumbers a frame. For those about the stream as a whole, which are left out, the
+// library keeps much of the audio in memory.
+std::vector<const KeyInfo*> DefaultKeys();
+bool IsDefault(const KeyInfo& info);
+
+// What label tracks can show: keys whose results are events, or a name per frame.
+std::vector<const KeyInfo*> LabelKeys();
 
 // Keys that beats and their positions in the bar are known from.
 std::vector<const KeyInfo*> BeatKeys();
@@ -38,9 +44,6 @@ std::vector<const KeyInfo*> ParseKeys(const std::vector<std::string>& lists);
 
 // When results of a key come: "per push", "per frame" or "at end".
 std::string_view DeliveryText(const KeyInfo& info);
-
-// What stands for a channel in JSON: "numbers", one per name, or "arrays", one per name.
-std::string_view LayoutText(const KeyInfo& info);
 
 // The candidate with the fewest letters to insert, delete or replace (capitals do not count); empty
 // if even that one has less than half of its letters in common.

@@ -1,9 +1,11 @@
 #include "tools/KeysCommand.h"
 
 #include "tools/KeyList.h"
+#include "tools/PayloadFormat.h"
 #include "tools/TextSink.h"
 #include "tools/ToolError.h"
 
+#include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -19,26 +21,6 @@ std::string FramingText(const KeyInfo& info) {
     return info.frameSamples == 0
                ? std::string("no frames")
                : fmt::format("frame {}, hop {}", info.frameSamples, info.hopSamples);
-}
-
-// "spectrum" delivers 512 pairs, not just its two named values.
-std::string PayloadText(const KeyInfo& info) {
-    switch (info.payload) {
-    case PayloadKind::ComplexPairs:
-        return fmt::format("{} pairs", info.payloadBytes / (2 * sizeof(float)));
-    case PayloadKind::Events:
-        return "events";
-    case PayloadKind::Partials:
-        return "partials";
-    case PayloadKind::Count:
-        return "1 count";
-    case PayloadKind::Name:
-        return "1 name";
-    case PayloadKind::Vector:
-        return fmt::format("vector of {}", info.payloadBytes / sizeof(float));
-    default:
-        return fmt::format("{} values", info.values.size());
-    }
 }
 
 std::string EndText(double end, bool inHalfRates) {
@@ -102,11 +84,13 @@ Json DescribeKey(const KeyInfo& info) {
         values.push_back(DescribeValue(value));
     }
     const bool framed = info.frameSamples != 0;
+    const bool isPerFrame = info.delivery == Delivery::PerFrame;
     return {{"key", info.key},
             {"delivered", DeliveryText(info)},
             {"frame_size", framed ? Json(info.frameSamples) : Json(nullptr)},
             {"hop", framed ? Json(info.hopSamples) : Json(nullptr)},
-            {"layout", LayoutText(info)},
+            {"results_per_frame", isPerFrame ? Json(info.resultsPerFrame) : Json(nullptr)},
+            {"layout", FormatOf(info).Layout(info)},
             {"payload_bytes", info.payloadBytes},
             {"definition", info.definition},
             {"values", values}};
@@ -114,9 +98,10 @@ Json DescribeKey(const KeyInfo& info) {
 
 std::string DescribeText(const KeyInfo& info) {
     std::string text = fmt::format("{}\n\n{}\n", info.key, Wrapped(info.definition, 2));
-    text +=
-        fmt::format("  delivered  {}\n  framing    {}\n  payload    {}, {} bytes\n",
-                    DeliveryText(info), FramingText(info), PayloadText(info), info.payloadBytes);
+    text += fmt::format(
+        "  delivered  {}{}\n  framing    {}\n  payload    {}, {} bytes\n", DeliveryText(info),
+        info.resultsPerFrame == 1 ? "" : fmt::format(", {} results each", info.resultsPerFrame),
+        FramingText(info), FormatOf(info).Summary(info), info.payloadBytes);
     for (const ValueInfo& value : info.values) {
         text += fmt::format("\n  {}\n", value.name);
         text += fmt::format("    unit   {}\n    range  {}\n", value.unit, RangeText(value.range));
@@ -137,12 +122,17 @@ void Print(std::string_view text) {
 } // namespace
 
 int RunKeys(bool json) {
+    std::size_t longestKey = 0;
+    for (const KeyInfo* info : AllKeys()) {
+        longestKey = std::max(longestKey, info->key.size());
+    }
     Json list = Json::array();
     std::string text;
     for (const KeyInfo* info : AllKeys()) {
         list.push_back(DescribeKey(*info));
-        text += fmt::format("{:<30}  {:<9}  {:<20}  {}\n", info->key, DeliveryText(*info),
-                            FramingText(*info), PayloadText(*info));
+        text +=
+            fmt::format("{:<{}}  {:<9}  {:<20}  {}\n", info->key, longestKey, DeliveryText(*info),
+                        FramingText(*info), FormatOf(*info).Summary(*info));
     }
     Print(json ? list.dump(2) + '\n' : text);
     return kExitSuccess;

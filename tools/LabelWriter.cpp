@@ -54,11 +54,22 @@ std::vector<std::string> Texts(const EventCollector& collected, std::string_view
     return texts;
 }
 
+void AppendLabel(TextSink& sink, const Region& region) {
+    fmt::memory_buffer& buffer = sink.Buffer();
+    AppendSeconds(buffer, region.startSeconds);
+    buffer.push_back('\t');
+    AppendSeconds(buffer, region.endSeconds);
+    buffer.push_back('\t');
+    sink.Append(region.text);
+    sink.Append("\n");
+}
+
 } // namespace
 
 void LabelWriter::BeginFile(const FileHeader& header) {
     mHeader = header;
     mEvents.Clear();
+    mRegions.Clear();
     const std::filesystem::path directory = mDirectories.at(header.index);
     for (const AnalyzedKey& key : header.keys) {
         for (std::size_t c = 0; c < header.analyzedChannels; ++c) {
@@ -69,24 +80,33 @@ void LabelWriter::BeginFile(const FileHeader& header) {
     }
 }
 
-void LabelWriter::Write(std::size_t, const Result& result) {
-    mEvents.Add(result);
+void LabelWriter::Write(std::size_t key, const Result& result) {
+    if (result.info()->payload == PayloadKind::Name) {
+        const KeyMetaData& metaData = mHeader.keys.at(key).metaData;
+        mRegions.Add(result, metaData.frameSamples / metaData.sampleRateHz);
+    } else {
+        mEvents.Add(result);
+    }
 }
 
 // Texts are those of all events: that weak ones are left out renumbers nothing.
-void LabelWriter::WriteTrack(TextSink& sink, std::string_view key, std::size_t channel) const {
+void LabelWriter::WriteEvents(TextSink& sink, std::string_view key, std::size_t channel) const {
     const std::vector<Event>& events = mEvents.Events(key, channel);
     const std::vector<std::string> texts = Texts(mEvents, key, channel);
     for (std::size_t i = 0; i < events.size(); ++i) {
         if (IsStrong(events[i], mHeader.minStrength)) {
-            fmt::memory_buffer& buffer = sink.Buffer();
-            AppendSeconds(buffer, events[i].timeSeconds);
-            buffer.push_back('\t');
-            AppendSeconds(buffer, events[i].timeSeconds);
-            buffer.push_back('\t');
-            sink.Append(texts[i]);
-            sink.Append("\n");
+            AppendLabel(sink, {events[i].timeSeconds, events[i].timeSeconds, texts[i]});
         }
+    }
+}
+
+void LabelWriter::WriteTrack(TextSink& sink, const KeyInfo& info, std::size_t channel) const {
+    if (info.payload == PayloadKind::Name) {
+        for (const Region& region : mRegions.Regions(info.key, channel)) {
+            AppendLabel(sink, region);
+        }
+    } else {
+        WriteEvents(sink, info.key, channel);
     }
 }
 
@@ -94,7 +114,7 @@ void LabelWriter::EndFile(const FileSummary&) {
     std::size_t file = 0;
     for (const AnalyzedKey& key : mHeader.keys) {
         for (std::size_t c = 0; c < mHeader.analyzedChannels; ++c) {
-            WriteTrack(mFiles.Sink(file++), key.info->key, c);
+            WriteTrack(mFiles.Sink(file++), *key.info, c);
         }
     }
     mFiles.Commit();

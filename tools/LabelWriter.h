@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/EventCollector.h"
+#include "tools/RegionCollector.h"
 #include "tools/ResultFiles.h"
 #include "tools/ResultWriter.h"
 
@@ -9,9 +10,9 @@
 
 namespace qel::tool {
 
-// Writes a label track per key and channel: one line per event, with its start and end in seconds
-// (the same, as an event is a moment) and a text; docs/output.md tells which. A file of audio gets
-// its label tracks under their names together, when all of it was analyzed.
+// Writes a label track per key and channel: one line per event or region, with its start and end in
+// seconds (the same for an event, which is a moment) and a text; docs/output.md tells which. A file
+// of audio gets its label tracks under their names together, when all of it was analyzed.
 class LabelWriter : public ResultWriter {
 public:
     // output is a directory, made when it is needed, or "-" for standard output, which only one
@@ -27,12 +28,14 @@ public:
     void Finish() override {}
 
 private:
-    void WriteTrack(TextSink& sink, std::string_view key, std::size_t channel) const;
+    void WriteEvents(TextSink& sink, std::string_view key, std::size_t channel) const;
+    void WriteTrack(TextSink& sink, const KeyInfo& info, std::size_t channel) const;
 
     ResultFiles mFiles;
     std::vector<std::string> mDirectories; // by index of file
     FileHeader mHeader;
     EventCollector mEvents;
+    RegionCollector mRegions;
 };
 
 } // namespace qel::tool

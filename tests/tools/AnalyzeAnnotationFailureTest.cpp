@@ -56,11 +56,11 @@ TEST_F(AnalyzeAnnotationFailureTest, BeatsNeedBeatsAndTakeNothingThatTheyCannotS
                 "\"down beat data\", not for \"global tempo\"");
 }
 
-TEST_F(AnalyzeAnnotationFailureTest, LabelsAreForKeysWithEvents) {
+TEST_F(AnalyzeAnnotationFailureTest, LabelsAreForKeysWithEventsOrANamePerFrame) {
     const ChildResult result =
         Analyze({"--format", "labels", "--output", mOut, "--keys", "beat data,spectrum"}, mSetup);
     EXPECT_EQ(result.status, 2);
-    // Between these, all keys with events that there are.
+    // Between these, all keys that label tracks can show.
     const std::string begin = "qel: --format labels is for the keys \"";
     const std::string end = "\"beat data\", \"down beat data\", not for \"spectrum\"\n";
     EXPECT_EQ(result.err.substr(0, begin.size()), begin);

@@ -151,18 +151,19 @@ TEST_F(AnalyzeAnnotationTest, LabelsOfOneKeyMayGoToStandardOutput) {
     EXPECT_EQ(rows.back().at(2), std::to_string(rows.size()));
 }
 
-TEST_F(AnalyzeAnnotationTest, LabelsWithoutKeysAreOfAllKeysWithEvents) {
+TEST_F(AnalyzeAnnotationTest, LabelsWithoutKeysAreOfAllKeysWithEventsOrANamePerFrame) {
     Write({Drums(4, 120, 3)});
     Strings expected;
     for (const KeyInfo& info : kKeys) {
-        if (info.payload == PayloadKind::Events) {
+        if (info.payload == PayloadKind::Events ||
+            (info.payload == PayloadKind::Name && info.delivery == Delivery::PerFrame)) {
             std::string name(info.key);
             std::replace(name.begin(), name.end(), ' ', '-');
             expected.push_back(name + ".txt");
         }
     }
     std::sort(expected.begin(), expected.end());
-    EXPECT_GE(expected.size(), 2u);
+    EXPECT_GE(expected.size(), 3u);
     for (const Strings& choice : {Strings{}, Strings{"--all"}}) {
         Strings arguments{"--format", "labels", "--output", mDirectory.File("out")};
         arguments.insert(arguments.end(), choice.begin(), choice.end());

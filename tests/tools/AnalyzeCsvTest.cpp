@@ -69,6 +69,20 @@ TEST(AnalyzeCsvTest, TimesOfPushesAreThoseOfTheBlocksStarts) {
     EXPECT_EQ(Number(rows[3][0]), 0.2);
 }
 
+TEST(AnalyzeCsvTest, SeveralResultsOfAFrameStandAtEqualStepsInItsHop) {
+    const TempDirectory directory;
+    const std::string path = directory.File("sine.wav");
+    WriteFloatWav(path, kRateHz, {Sine(48000, 48, 0.5)});
+    const auto rows = Rows(RunTool({"analyze", path, "--format", "csv", "--keys", "tempo"}).out);
+    // The header, and two rows per frame of 1024 at steps of 512.
+    ASSERT_EQ(rows.size(), 1 + 2 * ((48000u - 1024) / 512 + 1));
+    EXPECT_EQ(rows[0], (Strings{"time", "tempo"}));
+    for (std::size_t i = 1; i < rows.size(); ++i) {
+        ASSERT_EQ(rows[i].size(), 2u);
+        EXPECT_DOUBLE_EQ(Number(rows[i][0]), static_cast<double>(i - 1) * 256 / kRateHz);
+    }
+}
+
 TEST(AnalyzeCsvTest, OneFileGivesOneCsvPerKey) {
     const TempDirectory directory;
     const std::string path = directory.File("sine.wav");

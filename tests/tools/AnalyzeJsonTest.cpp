@@ -114,6 +114,27 @@ TEST(AnalyzeJsonTest, FramesAreCountedAndTheSinesFrequencyIsInItsBin) {
     }
 }
 
+TEST(AnalyzeJsonTest, TwoResultsPerFrameAreToldAndCounted) {
+    const TempDirectory directory;
+    const std::string path = directory.File("sine.wav");
+    WriteFloatWav(path, kRateHz, {Sine(96000, 48, 0.5)});
+    const Json keys = Analyze(
+        {path, "--keys",
+         "tempo,spectrum flux properties,temporal properties,global tempo"})["files"][0]["keys"];
+    EXPECT_EQ(keys["tempo"]["results_per_frame"], 2);
+    EXPECT_EQ(keys["tempo"]["count"], 2 * FramesIn(96000));
+    ASSERT_EQ(keys["tempo"]["values"].size(), 2 * FramesIn(96000));
+    EXPECT_EQ(keys["tempo"]["layout"], "numbers");
+    for (const Json& result : keys["tempo"]["values"]) {
+        ASSERT_EQ(result.size(), 1u) << "one channel";
+        ASSERT_EQ(result[0].size(), 1u);
+        EXPECT_TRUE(result[0][0].is_number());
+    }
+    EXPECT_EQ(keys["spectrum flux properties"]["results_per_frame"], 1);
+    EXPECT_TRUE(keys["temporal properties"]["results_per_frame"].is_null());
+    EXPECT_TRUE(keys["global tempo"]["results_per_frame"].is_null());
+}
+
 TEST(AnalyzeJsonTest, ChannelsAreMixedOrKept) {
     const TempDirectory directory;
     const std::string path = directory.File("two.wav");
@@ -183,7 +204,9 @@ TEST(AnalyzeJsonTest, ChoosesKeysAsTheHelpSays) {
     const Json keys = Analyze({path})["files"][0]["keys"];
     EXPECT_EQ(keys.size(), DefaultKeys().size());
     EXPECT_TRUE(keys.contains("temporal properties"));
+    EXPECT_TRUE(keys.contains("dominant key"));
     EXPECT_FALSE(keys.contains("spectrum"));
+    EXPECT_FALSE(keys.contains("constant q spectrum"));
     EXPECT_FALSE(keys.contains("global tempo"));
 }
 

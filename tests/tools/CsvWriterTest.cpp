@@ -106,6 +106,55 @@ TEST(CsvWriterTest, APlaceOfAVectorIsAColumnWithItsNumber) {
                                       "0,0,0.5,2,3,4,5\n");
 }
 
+constexpr KeyInfo kOneLevel{"level", PayloadKind::Vector, 4, Delivery::PerFrame, 1024,
+                            512,     kLevelValues,        ""};
+
+TEST(CsvWriterTest, AVectorOfOnePlaceHasAPlainColumn) {
+    std::array<float, 2> levels{0.5f, 2};
+    const std::array<QelAudioAnalysisBlock, 2> blocks{{{&levels[0], 4}, {&levels[1], 4}}};
+    EXPECT_EQ(CsvOf(kOneLevel, std::span(blocks).first(1)), "time,level\n0,0.5\n");
+    EXPECT_EQ(CsvOf(kOneLevel, blocks), "time,level_ch0,level_ch1\n0,0.5,2\n");
+}
+
+constexpr ValueInfo kMoodValues[] = {{"mood", "name", {}, "", ""}};
+constexpr KeyInfo kMood{"mood", PayloadKind::Name, 8, Delivery::PerFrame, 1024,
+                        512,    kMoodValues,       ""};
+
+TEST(CsvWriterTest, ANameIsAFieldInQuotesWhereItNeedsThem) {
+    const auto plain = detail::makeString("calm");
+    const auto odd = detail::makeString("calm, \"cool\"");
+    const std::array<QelAudioAnalysisBlock, 2> blocks{
+        {{const_cast<void*>(static_cast<const void*>(plain.get())), 8},
+         {const_cast<void*>(static_cast<const void*>(odd.get())), 8}}};
+    EXPECT_EQ(CsvOf(kMood, std::span(blocks).first(1)), "time,mood\n0,calm\n");
+    EXPECT_EQ(CsvOf(kMood, blocks), "time,mood_ch0,mood_ch1\n0,calm,\"calm, \"\"cool\"\"\"\n");
+}
+
+constexpr ValueInfo kTrackValues[] = {{"bin", "bin", {}, "", ""},
+                                      {"frequency", "Hz", {}, "", ""},
+                                      {"magnitude", "1", {}, "", ""},
+                                      {"phase", "rad", {}, "", ""},
+                                      {"frame", "frames", {}, "", ""}};
+constexpr KeyInfo kTracks{"tracks", PayloadKind::Partials, 16, Delivery::PerFrame, 1024,
+                          512,      kTrackValues,          ""};
+
+TEST(CsvWriterTest, EveryPartialHasARowWithTheTimeOfItsFrameAndItsChannelIfThereAreSeveral) {
+    const std::array<PartialRecord, 2> first{{{3, 440.5f, 0.25f, 0, 7}, {9, 880, 2, -1.5f, 7}}};
+    const std::array<PartialRecord, 1> second{{{1, 100, 1, 0, 7}}};
+    std::array<PartialList, 3> lists{{{2, first.data()}, {0, nullptr}, {1, second.data()}}};
+    std::array<QelAudioAnalysisBlock, 3> blocks{
+        {{&lists[0], sizeof lists[0]}, {&lists[1], sizeof lists[1]}, {&lists[2], sizeof lists[2]}}};
+    const std::string columns = "bin,frequency,magnitude,phase,frame\n";
+    EXPECT_EQ(CsvOf(kTracks, std::span(blocks).first(1)), "time," + columns +
+                                                              "0,3,440.5,0.25,0,7\n"
+                                                              "0,9,880,2,-1.5,7\n");
+    // A strength is what events have.
+    EXPECT_EQ(CsvOf(kTracks, blocks, 10), "time,channel," + columns +
+                                              "0,0,3,440.5,0.25,0,7\n"
+                                              "0,0,9,880,2,-1.5,7\n"
+                                              "0,2,1,100,1,0,7\n");
+}
+
 TEST(CsvWriterTest, AFileThatFailsLeavesNothingAndTheOthersStay) {
     const TempDirectory directory;
     CsvWriter writer(directory.File("deep/out"), {"a.wav", "b.wav"});

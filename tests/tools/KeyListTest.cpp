@@ -58,23 +58,45 @@ TEST(KeyListTest, EmptyKeysAreRefused) {
     }
 }
 
-TEST(KeyListTest, TheDefaultLeavesTheRawSpectrumAndWhatComesAtTheEndOut) {
+TEST(KeyListTest, TheDefaultLeavesBulkyKeysAndWhatComesAtTheEndOut) {
     const Strings chosen = Names(DefaultKeys());
-    for (const KeyInfo& info : kKeys) {
-        const bool isLeftOut = info.key == "spectrum" || info.delivery == Delivery::AtEnd;
-        const auto count = std::count(chosen.begin(), chosen.end(), info.key);
-        EXPECT_EQ(count, isLeftOut ? 0 : 1) << info.key;
+    for (const char* key :
+         {"temporal properties", "generic spectrum properties", "tempo", "dominant key",
+          "gamma tome spectrum", "pitch class profile", "harmonic pitch class profile"}) {
+        EXPECT_EQ(std::count(chosen.begin(), chosen.end(), key), 1) << key;
     }
-    for (const char* key : {"global tempo", "beat data", "down beat data"}) {
-        EXPECT_EQ(RequireKey(key)->delivery, Delivery::AtEnd);
+    for (const char* key : {"spectrum", "constant q spectrum", "global tempo", "beat data",
+                            "down beat data", "global key"}) {
+        EXPECT_EQ(std::count(chosen.begin(), chosen.end(), key), 0) << key;
     }
 }
 
-TEST(KeyListTest, KeysWithEventsAreThoseOfThatKind) {
-    const Strings keys = Names(EventKeys());
-    for (const char* key : {"beat data", "down beat data"}) {
+// A key with one kind of payload of so many bytes, made by hand.
+KeyInfo KeyOf(PayloadKind payload, std::uint32_t bytes, std::uint32_t resultsPerFrame = 1) {
+    static constexpr ValueInfo kValues[] = {{"value", "1", {}, "", ""}};
+    return {"key", payload, bytes, Delivery::PerFrame, 1024, 512, kValues, "", resultsPerFrame};
+}
+
+TEST(KeyListTest, SixtyFourNumbersAFrameAreTheMostThatTheDefaultTakes) {
+    EXPECT_TRUE(IsDefault(KeyOf(PayloadKind::Vector, 64 * 4)));
+    EXPECT_FALSE(IsDefault(KeyOf(PayloadKind::Vector, 65 * 4)));
+    EXPECT_TRUE(IsDefault(KeyOf(PayloadKind::ComplexPairs, 32 * 8)));
+    EXPECT_FALSE(IsDefault(KeyOf(PayloadKind::ComplexPairs, 33 * 8)));
+    // All results of a frame count.
+    EXPECT_TRUE(IsDefault(KeyOf(PayloadKind::Vector, 32 * 4, 2)));
+    EXPECT_FALSE(IsDefault(KeyOf(PayloadKind::Vector, 33 * 4, 2)));
+    // A list of any length, however small the block that points at it.
+    EXPECT_FALSE(IsDefault(KeyOf(PayloadKind::Events, 16)));
+    EXPECT_FALSE(IsDefault(KeyOf(PayloadKind::Partials, 16)));
+    EXPECT_TRUE(IsDefault(KeyOf(PayloadKind::Name, 8)));
+}
+
+TEST(KeyListTest, LabelTracksShowEventsAndNamesThatChange) {
+    const Strings keys = Names(LabelKeys());
+    for (const char* key : {"beat data", "down beat data", "onset data", "dominant key"}) {
         EXPECT_EQ(std::count(keys.begin(), keys.end(), key), 1) << key;
     }
+    EXPECT_EQ(std::count(keys.begin(), keys.end(), "global key"), 0);
     for (const char* key : {"spectrum", "global tempo", "global number of beats per bar"}) {
         EXPECT_EQ(std::count(keys.begin(), keys.end(), key), 0) << key;
     }

@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 #include <iterator>
 #include <string>
+#include <utility>
 
 namespace qel::tool {
 namespace {
@@ -68,6 +69,8 @@ TEST(KeysCommandTest, JsonTellsEverythingOfTheTable) {
             EXPECT_EQ(list[i]["frame_size"], info.frameSamples);
             EXPECT_EQ(list[i]["hop"], info.hopSamples);
         }
+        EXPECT_EQ(list[i]["results_per_frame"],
+                  info.delivery == Delivery::PerFrame ? Json(info.resultsPerFrame) : Json());
         ASSERT_EQ(list[i]["values"].size(), info.values.size());
         for (std::size_t v = 0; v < info.values.size(); ++v) {
             const Json& value = list[i]["values"][v];
@@ -98,12 +101,22 @@ TEST(KeysCommandTest, DescribeTellsEverythingOfOneKey) {
 
 TEST(KeysCommandTest, PayloadsOfEveryKindAreToldInAWord) {
     const std::string list = RunTool({"keys"}).out;
-    for (const char* line :
-         {"temporal properties             per push   no frames             3 values\n",
-          "spectrum                        per frame  frame 1024, hop 512   512 pairs\n",
-          "global tempo                    at end     frame 1024, hop 128   3 values\n",
-          "global number of beats per bar  at end     frame 1024, hop 128   1 count\n",
-          "beat data                       at end     frame 1024, hop 128   events\n"}) {
+    std::size_t longest = 0;
+    for (const KeyInfo& info : kKeys) {
+        longest = std::max(longest, info.key.size());
+    }
+    using Row = std::pair<const char*, const char*>;
+    for (const auto& [key, rest] :
+         {Row{"temporal properties", "per push   no frames             3 values\n"},
+          Row{"tempo", "per frame  frame 1024, hop 512   1 value\n"},
+          Row{"dominant key", "per frame  frame 8192, hop 512   1 name\n"},
+          Row{"spectrum", "per frame  frame 1024, hop 512   512 pairs\n"},
+          Row{"constant q spectrum", "per frame  frame 8192, hop 1024  vector of 212\n"},
+          Row{"partials", "per frame  frame 1024, hop 512   partials\n"},
+          Row{"global tempo", "at end     frame 1024, hop 128   3 values\n"},
+          Row{"global number of beats per bar", "at end     frame 1024, hop 128   1 count\n"},
+          Row{"beat data", "at end     frame 1024, hop 128   events\n"}}) {
+        const std::string line = fmt::format("{:<{}}  {}", key, longest, rest);
         EXPECT_NE(list.find(line), std::string::npos) << line << list;
     }
     const Json keys = Json::parse(RunTool({"keys", "--json"}).out);
@@ -114,8 +127,17 @@ TEST(KeysCommandTest, PayloadsOfEveryKindAreToldInAWord) {
     };
     EXPECT_EQ(layoutOf("spectrum"), "arrays");
     EXPECT_EQ(layoutOf("beat data"), "arrays");
+    EXPECT_EQ(layoutOf("constant q spectrum"), "arrays");
+    EXPECT_EQ(layoutOf("dominant key"), "names");
+    EXPECT_EQ(layoutOf("tempo"), "numbers");
     EXPECT_EQ(layoutOf("global tempo"), "numbers");
     EXPECT_EQ(layoutOf("global number of beats per bar"), "numbers");
+}
+
+TEST(KeysCommandTest, SeveralResultsPerFrameAreTold) {
+    EXPECT_NE(RunTool({"describe", "tempo"}).out.find("per frame, 2 results each\n"),
+              std::string::npos);
+    EXPECT_EQ(RunTool({"describe", "spectrum"}).out.find("results each"), std::string::npos);
 }
 
 TEST(KeysCommandTest, NoLineOfADescriptionIsWiderThanATerminal) {
@@ -147,7 +169,9 @@ TEST(KeysCommandTest, VersionAndHelpSucceed) {
     for (const char* command : {"analyze", "keys", "describe"}) {
         EXPECT_NE(help.out.find(command), std::string::npos) << command;
     }
-    EXPECT_NE(RunTool({"analyze", "--help"}).out.find("at end"), std::string::npos);
+    const std::string analyze = Unwrapped(RunTool({"analyze", "--help"}).out);
+    EXPECT_NE(analyze.find("those that deliver at most 64 numbers per frame, and none at end"),
+              std::string::npos);
 }
 
 } // namespace

@@ -1,0 +1,41 @@
+#include "tools/EventFormat.h"
+
+#include "tools/CsvFields.h"
+#include "tools/JsonArrays.h"
+#include "tools/Strength.h"
+
+namespace qel::tool {
+
+std::string EventFormat::Summary(const KeyInfo&) const {
+    return "events";
+}
+
+std::string_view EventFormat::Layout(const KeyInfo&) const {
+    return "arrays";
+}
+
+std::size_t EventFormat::Numbers(const KeyInfo&) const {
+    return kAnyNumber;
+}
+
+void EventFormat::AppendJson(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
+                             float minStrength) const {
+    AppendMembers(buffer, StrongEvents(result, channel, minStrength), &Event::timeSeconds,
+                  &Event::strength);
+}
+
+// The first value is the time, whose column is there already.
+std::vector<std::string> EventFormat::Columns(const KeyInfo& info) const {
+    return {std::string(info.values.back().name)};
+}
+
+void EventFormat::AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
+                            float minStrength) const {
+    for (const Event& event : StrongEvents(result, channel, minStrength)) {
+        AppendEntryStart(buffer, event.timeSeconds, result, channel);
+        AppendFields(buffer, event.strength);
+        buffer.push_back('\n');
+    }
+}
+
+} // namespace qel::tool

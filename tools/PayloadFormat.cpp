@@ -1,0 +1,39 @@
+#include "tools/PayloadFormat.h"
+
+#include "tools/CountFormat.h"
+#include "tools/EventFormat.h"
+#include "tools/NameFormat.h"
+#include "tools/NumberFormat.h"
+#include "tools/PairFormat.h"
+#include "tools/PartialFormat.h"
+#include "tools/VectorFormat.h"
+
+namespace qel::tool {
+
+const PayloadFormat& FormatOf(const KeyInfo& info) {
+    static const NumberFormat numbers;
+    static const PairFormat pairs;
+    static const EventFormat events;
+    static const CountFormat counts;
+    static const VectorFormat vectors;
+    static const NameFormat names;
+    static const PartialFormat partials;
+    switch (info.payload) {
+    case PayloadKind::ComplexPairs:
+        return pairs;
+    case PayloadKind::Events:
+        return events;
+    case PayloadKind::Count:
+        return counts;
+    case PayloadKind::Vector:
+        return vectors;
+    case PayloadKind::Name:
+        return names;
+    case PayloadKind::Partials:
+        return partials;
+    default:
+        return numbers;
+    }
+}
+
+} // namespace qel::tool
