@@ -6,6 +6,7 @@
 
 #include <Accelerate/Accelerate.h>
 
+#include "refinement/AAIFFTSpectralProcessor.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
 #include "timbre/Inharmonicity.h"
@@ -37,6 +38,10 @@ PartialRecord RecordOf(const ActivePartial& partial, UInt32 numBins, Float64 fra
     const UInt32 bin = PartialTracker::BinOf(partial.mBin, numBins);
     return {static_cast<SInt32>(bin), partial.mFrequency, partial.mMagnitude, partial.mPhase,
             frame};
+}
+
+const float* Floats(const AudioBufferList* list, UInt32 channel) {
+    return static_cast<const float*>(list->mBuffers[channel].mData);
 }
 
 // The list of frame `frame` in a block that is an array of lists; an empty one if there is none.
@@ -140,8 +145,12 @@ void AAPartialTrackGenerator::EraseVectors() {
 
 void AAPartialTrackGenerator::AllocateBuffers() {
     mSpectralProcessor.free();
-    mSpectralProcessor =
-        new QelAASpectralProcessor(mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, false);
+    if (mUseInstantaneousFrequency)
+        mSpectralProcessor = new AAIFFTSpectralProcessor(
+            mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, static_cast<float>(mSampleRate));
+    else
+        mSpectralProcessor = new QelAASpectralProcessor(mFrameSize, mHopSize, mNumChannels,
+                                                        mMaxFrames, false, false);
     mSpectralProcessor->SetSpectralFunction(MyPartialSpectralFun, this);
     mSpectralProcessor->HanningWindow();
     mMagnitudeBuffer = NewBuffer("spectrum current magnitude buffer", mNumBins * sizeof(float));
@@ -187,8 +196,13 @@ void AAPartialTrackGenerator::TrackChannel(UInt32 channel) {
     // The greatest magnitude is that before the floor: silence has a threshold of -infinity.
     const float threshold = PeakThreshold(mMaxMagnitudes[channel]);
     PartialTracker& tracker = mTrackers[channel];
-    FindSpectralPeaks({mLogMagnitudes, mNumBins, mSampleRate, mFrameSize, nullptr, nullptr},
-                      threshold, tracker.Peaks());
+    PeakSpectrum spectrum{mLogMagnitudes, mNumBins, mSampleRate, mFrameSize, nullptr, nullptr};
+    if (mUseInstantaneousFrequency) {
+        const auto* refined = static_cast<AAIFFTSpectralProcessor*>(mSpectralProcessor.get());
+        spectrum.mFrequencies = Floats(refined->GetIFFTFrequencyBufferList(), channel);
+        spectrum.mPhases = Floats(refined->GetPhaseBufferList(), channel);
+    }
+    FindSpectralPeaks(spectrum, threshold, tracker.Peaks());
     tracker.Track({magnitudes, mNumBins}, threshold);
 }
 

@@ -48,6 +48,10 @@ protected:
     void Cleanup() override;
     void AllocateBuffers() override;
 
+    // False, and nothing in the library sets it. With it, from the next AllocateBuffers on, peaks
+    // have the instantaneous frequency and the phase of the bin below their maximum.
+    bool mUseInstantaneousFrequency = false;
+
 private:
     friend void MyPartialSpectralFun(SpectralAndAudioBufferList* list, void* refCon);
 

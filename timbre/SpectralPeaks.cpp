@@ -1,5 +1,6 @@
 #include "timbre/SpectralPeaks.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace qel::core {
@@ -33,14 +34,22 @@ Peak MakePeak(const PeakSpectrum& spectrum, UInt32 first) {
 void FindSpectralPeaks(const PeakSpectrum& spectrum, float threshold, std::vector<Peak>& peaks) {
     peaks.clear();
     const float* x = spectrum.mLogMagnitudes;
-    for (UInt32 k = 1; k + 1 < spectrum.mNumBins; ++k) {
-        // Half of the bins of noise are maxima of one side: one branch errs less often than three.
-        const bool isPeak = (x[k] > x[k - 1]) & (x[k] >= x[k + 1]) & (x[k] > threshold);
-        if (!isPeak)
-            continue;
-        const Peak peak = MakePeak(spectrum, k - 1);
-        if (!std::isnan(peak.mBin))
-            peaks.push_back(peak);
+    constexpr UInt32 kRun = 128; // bins
+    UInt32 found[kRun];
+    for (UInt32 start = 1; start + 1 < spectrum.mNumBins; start += kRun) {
+        // Whether a bin is a peak is hard to foretell, so that the bins are gathered without a
+        // branch.
+        const UInt32 end = std::min(start + kRun, spectrum.mNumBins - 1);
+        UInt32 count = 0;
+        for (UInt32 k = start; k < end; ++k) {
+            found[count] = k;
+            count += UInt32{x[k] > x[k - 1]} & UInt32{x[k] >= x[k + 1]} & UInt32{x[k] > threshold};
+        }
+        for (UInt32 i = 0; i < count; ++i) {
+            const Peak peak = MakePeak(spectrum, found[i] - 1);
+            if (!std::isnan(peak.mBin))
+                peaks.push_back(peak);
+        }
     }
 }
 
