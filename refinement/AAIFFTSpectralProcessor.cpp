@@ -70,6 +70,7 @@ void AAIFFTSpectralProcessor::AllocateBuffers() {
     mAngleBuffers = NewBuffer("spectrum angles buffer");
     mPhaseBuffers = NewBuffer("spectrum phase buffer");
     mScratch.alloc(std::size_t{2} * mNumBins, true);
+    mPhasesAreOld = false;
     DifferenceWindow2();
     HanningWindow();
 }
@@ -115,6 +116,10 @@ AudioBufferList* AAIFFTSpectralProcessor::GetIFFTFrequencyBufferList() const {
 }
 
 AudioBufferList* AAIFFTSpectralProcessor::GetPhaseBufferList() const {
+    for (UInt32 c = 0; mPhasesAreOld && c < mNumChannels; ++c) {
+        ComputePhases(StoredSpectrum(c), Row(mAngleBuffers, c), Row(mPhaseBuffers, c));
+    }
+    mPhasesAreOld = false;
     return &mPhaseBuffers->GetModifiableBufferList();
 }
 
@@ -135,10 +140,9 @@ void AAIFFTSpectralProcessor::StoreAndSendToNext(const SpectralAndAudioBufferLis
 
 void AAIFFTSpectralProcessor::ComputeInstantaneousFFT(const SpectralAndAudioBufferList& list) {
     for (UInt32 c = 0; c < list.mNumChannels; ++c) {
-        const DSPSplitComplex spectrum = StoredSpectrum(c);
-        ComputeFrequencies(list.mSpectra[c], spectrum, Row(mFrequencyBuffers, c));
-        ComputePhases(spectrum, Row(mAngleBuffers, c), Row(mPhaseBuffers, c));
+        ComputeFrequencies(list.mSpectra[c], StoredSpectrum(c), Row(mFrequencyBuffers, c));
     }
+    mPhasesAreOld = true;
 }
 
 // Both spectra are packed and doubled alike, so that the factor falls out of the quotient.

@@ -18,8 +18,8 @@ namespace qel::core {
 //
 //   1. Construct.
 //   2. SetSpectralFunction.
-//   3. ProcessForwards per block. Both lists are complete when the spectral function is called, and
-//      hold until the next frame.
+//   3. ProcessForwards per block. Both lists are those of the frame that the spectral function is
+//      called for, and hold until the next frame.
 //
 // Nothing is allocated per frame. One thread at a time.
 class AAIFFTSpectralProcessor : public QelAASpectralProcessor {
@@ -31,7 +31,7 @@ public:
                             bool halfFrameInput, float sampleRateHz);
     ~AAIFFTSpectralProcessor() override;
 
-    // Works out frequencies and phases, then calls the spectral function.
+    // Works out the frequencies, then calls the spectral function.
     void ProcessSpectrum(UInt32 size, SpectralAndAudioBufferList* list) override;
 
     // Per channel transformLength / 2 frequencies in Hz. Bin 0, which packs the constant and the
@@ -39,7 +39,8 @@ public:
     // has it in all bins.
     AudioBufferList* GetIFFTFrequencyBufferList() const;
     // Per channel transformLength / 2 phases in radians, continuous over the bins. That of bin 0 is
-    // 0 or pi, from the constant term alone. Signs are opposite to those of the spectrum.
+    // 0 or pi, from the constant term alone. Signs are opposite to those of the spectrum. The first
+    // call in a frame works them out.
     AudioBufferList* GetPhaseBufferList() const;
 
     // Everything per stream, windows included.
@@ -74,6 +75,7 @@ private:
                             float* frequencies);
     void ComputePhases(const DSPSplitComplex& spectrum, float* angles, float* phases) const;
 
+    mutable bool mPhasesAreOld = false;
     CAAutoFree<float> mScratch; // two rows of mNumBins
 };
 
