@@ -187,8 +187,8 @@ ChromaAgreement ExpectReferenceChroma(const ReferenceChroma& reference,
         const PitchClasses profile = Normalized(reference.Sums(content));
         const KeyCorrelations expected = Correlations(profile);
         ExpectNear(profile, profiles[frame], kProfileError, 0.0);
-        ExpectNear(expected, correlations[frame], 0.0, kSumError);
-        ExpectNear(Centroid(profile), centroids[frame], 0.0, kSumError);
+        ExpectNear(expected, correlations[frame], 0.0, kCorrelationError);
+        ExpectNear(Centroid(profile), centroids[frame], 0.0, kCentroidError);
         EXPECT_EQ(BestKey(correlations[frame]), keys[frame]);
         EXPECT_TRUE(MayBeBest(expected, keys[frame])) << KeyName(keys[frame]);
         std::size_t candidates = 0;

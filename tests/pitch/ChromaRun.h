@@ -82,11 +82,14 @@ std::vector<ChromaDelivery> DeliverChroma(const Audio& audio, double rateHz,
                                           const std::vector<std::string>& keys = kAllChromaKeys);
 
 // How far single precision may stray. The magnitudes of a frame have some 1e-6 of error, and so
-// have the sums of them; the sums of a dozen products of values up to 1 have hardly more.
+// have the sums of them.
 inline constexpr double kProfileError = 1e-5; // relative
-inline constexpr double kSumError = 1e-5;     // absolute, of correlations and centroids
+// Cosines: the profile's 1e-6, and roundings of a dozen products of values below 1.
+inline constexpr double kCorrelationError = 2e-6;
+// Sines and cosines of angles up to 40, which single precision holds to 2e-6.
+inline constexpr double kCentroidError = 5e-6;
 // Two correlations that lie nearer than this may change places.
-inline constexpr double kKeyDoubt = 2.0 * kSumError;
+inline constexpr double kKeyDoubt = 2.0 * kCorrelationError;
 
 struct ChromaAgreement {
     std::size_t frames = 0;
