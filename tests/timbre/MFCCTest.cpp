@@ -110,8 +110,8 @@ TEST_P(MFCCRateTest, EveryVectorHasLengthOne) {
 
 INSTANTIATE_TEST_SUITE_P(Rates, MFCCRateTest, testing::ValuesIn(kRatesAndBlocks));
 
-// At 1600 Hz the last three triangles begin at half the rate or above it, and at 150 Hz all do.
-// Their outputs stand at the floor, whose logarithm is -10.
+// At 1600 Hz the last three triangles begin at half the rate or above it, at 150 Hz all do, and at
+// 2000 Hz none. Their outputs stand at the floor, whose logarithm is -10.
 TEST(MFCCTest, FiltersAboveHalfTheRateStandAtTheFloor) {
     for (const double rateHz : {1600.0, 150.0, 2000.0}) {
         SCOPED_TRACE(rateHz);
@@ -217,7 +217,7 @@ TEST(MFCCTest, BinZeroJoinsBothEndsOfTheSpectrum) {
     EXPECT_NEAR(4097.0 * std::hypot(0.25, 0.125), rows[0][0], 0.01);
 }
 
-// One reports what is asked for, and no more; and of both, the coefficients come first.
+// Of both keys, the coefficients of a frame come first, whatever the order of the request.
 TEST(MFCCTest, OnlyTheKeysAskedForAreDelivered) {
     const Audio audio = MusicLike(44100.0, 2, kMFCC.SamplesFor(3));
     const std::vector<Delivery> both = RunKeys({kMelSpectrum.key, kMFCC.key}, audio);

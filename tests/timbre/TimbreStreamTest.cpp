@@ -3,6 +3,8 @@
 
 #include "tests/timbre/TimbreTesting.h"
 
+#include <limits>
+
 namespace qel::test {
 namespace {
 
@@ -127,6 +129,29 @@ TEST_P(TimbreStreamTest, OtherKeysBesideItMakeNoDifference) {
     TestAnalyzer analyzer(all, StreamSetup{});
     analyzer.PushInBlocks(audio, 1000);
     EXPECT_EQ(RunKeys({Key().key}, audio), analyzer.DeliveriesOf(Key().key));
+}
+
+// Nothing of it stays behind: only the phases look back, over two frames.
+TEST_P(TimbreStreamTest, ASampleThatIsNoNumberSpoilsTheFramesItIsIn) {
+    constexpr std::size_t kFrames = 10;
+    const Audio good = Sound(2, kFrames);
+    const std::vector<Delivery> expected = RunKeys({Key().key}, good);
+    const std::size_t at = 4 * Key().hopSamples; // the first sample of frame 4, and in frame 3
+    const std::size_t lookBack = Key().key == kPhaseProperties.key ? 2 : 0;
+    for (const float odd : {std::nanf(""), std::numeric_limits<float>::infinity(),
+                            -std::numeric_limits<float>::infinity()}) {
+        Audio audio = good;
+        audio[0][at] = odd;
+        const std::vector<Delivery> spoilt = RunKeys({Key().key}, audio);
+        ASSERT_EQ(kFrames, spoilt.size());
+        for (std::size_t n = 0; n < kFrames; ++n) {
+            const bool contains = n == 3 || n == 4;
+            if (contains || n < 3 || n > 4 + lookBack) {
+                EXPECT_EQ(!contains, expected[n].blocks[0] == spoilt[n].blocks[0]) << n;
+            }
+            EXPECT_EQ(expected[n].blocks[1], spoilt[n].blocks[1]) << n;
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Keys, TimbreStreamTest, testing::ValuesIn(kFrameKeys),
