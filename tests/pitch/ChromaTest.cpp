@@ -59,9 +59,9 @@ TEST(ChromaTest, ASemitoneGivesItsPitchClass) {
         const Audio audio = Sine(kRate, BinHz(semitone, kRate), 0.5, kChromaFrame);
         for (const ChromaDelivery& delivery : DeliverChroma(audio, kRate, 4096, {kPitchClassKey})) {
             const std::vector<float>& profile = delivery.floats.at(0);
-            for (int p = 0; p < 12; ++p) {
+            for (std::size_t p = 0; p < kPitchClasses; ++p) {
                 // The three bins of the sine lie in one cell; else next to nothing is left.
-                const bool isOwn = p == semitone % 12;
+                const bool isOwn = p == static_cast<std::size_t>(semitone % 12);
                 EXPECT_NEAR(isOwn ? 1.0 : 0.0, static_cast<double>(profile.at(p)), 0.02)
                     << "class " << p << " of semitone " << semitone;
             }
