@@ -1,7 +1,7 @@
 #include "timbre/AAPartialTrackGenerator.h"
 
-#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 
 #include <Accelerate/Accelerate.h>
@@ -216,11 +216,12 @@ float AAPartialTrackGenerator::InharmonicityOf(UInt32 channel) {
     const float fundamental = FundamentalOf(channel);
     if (fundamental == 0.0f)
         return 0.0f;
-    mPartialMagnitudes.clear();
-    mPartialFrequencies.clear();
-    for (const ActivePartial& partial : mTrackers[channel].Partials()) {
-        mPartialMagnitudes.push_back(partial.mMagnitude);
-        mPartialFrequencies.push_back(partial.mFrequency);
+    const std::vector<ActivePartial>& partials = mTrackers[channel].Partials();
+    mPartialMagnitudes.resize(partials.size());
+    mPartialFrequencies.resize(partials.size());
+    for (std::size_t i = 0; i < partials.size(); ++i) {
+        mPartialMagnitudes[i] = partials[i].mMagnitude;
+        mPartialFrequencies[i] = partials[i].mFrequency;
     }
     float value = 0.0f;
     ComputeInharmonicity(mPartialMagnitudes.data(), mPartialFrequencies.data(),
@@ -233,9 +234,10 @@ void AAPartialTrackGenerator::DeliverPartials() {
     mBlocks.Prepare(mNumChannels, kSizes[kPartials]);
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         std::vector<PartialRecord>& records = mRecords[c];
-        records.clear();
-        for (const ActivePartial& partial : mTrackers[c].Partials())
-            records.push_back(RecordOf(partial, mNumBins, mFrameTime.mSampleTime));
+        const std::vector<ActivePartial>& partials = mTrackers[c].Partials();
+        records.resize(partials.size());
+        for (std::size_t i = 0; i < partials.size(); ++i)
+            records[i] = RecordOf(partials[i], mNumBins, mFrameTime.mSampleTime);
         const PartialList list{static_cast<UInt32>(records.size()), records.data()};
         mBlocks.Store(c, &list);
     }

@@ -51,19 +51,30 @@ public:
     static constexpr UInt32 MostPartials(UInt32 numBins) { return 5 * MostPeaks(numBins); }
 
     // The bin that `place` lies in, within 0 and numBins - 1.
-    static UInt32 BinOf(float place, UInt32 numBins);
+    static UInt32 BinOf(float place, UInt32 numBins) {
+        if (!(place > 0.0f))
+            return 0;
+        return place < static_cast<float>(numBins) ? static_cast<UInt32>(place) : numBins - 1;
+    }
 
 private:
     void IndexPeaks();
-    Peak* NearestUnmatchedPeak(float bin);
-    static bool Continue(ActivePartial& partial, Peak* peak);
-    static void Miss(ActivePartial& partial, std::span<const float> magnitudes);
-    void Begin(const Peak& peak);
+    UInt32 FirstPeakNear(float bin) const;
+    UInt32 NearestPeak(float bin) const;
+    UInt32 NearestUnmatchedPeak(float bin) const;
+    void MatchAll();
+    void Advance(std::size_t track, std::span<const float> magnitudes);
+    void EraseDead();
+    void BeginTracks(float threshold);
 
     const UInt32 mNumBins;
     std::vector<Peak> mPeaks;
     std::vector<ActivePartial> mPartials;
-    std::vector<UInt32> mFirstPeaks; // by bin: the index of the first peak in it or behind it
+    std::vector<UInt32> mMatches;       // by track: the nearest peak, as if none were taken
+    std::vector<float> mGains;          // by track: the rise to that peak
+    std::vector<float> mPeakBins;       // of the peaks, and of some that stand for none, behind all
+    std::vector<float> mPeakMagnitudes; // likewise, with 1 for none
+    std::vector<UInt32> mFirstPeaks;    // by bin: the index of the first peak in it or behind it
 };
 
 } // namespace qel::core

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
 #include <vector>
 
 namespace qel::core {
@@ -39,6 +41,13 @@ TEST(InharmonicityTest, BelowTheFundamentalZeroIsAMultiple) {
 TEST(InharmonicityTest, NothingAndSilenceHaveNone) {
     EXPECT_EQ(InharmonicityOf({}, {}, 100), 0.0f);
     EXPECT_EQ(InharmonicityOf({0, 0}, {130, 150}, 100), 0.0f);
+}
+
+TEST(InharmonicityTest, TheDistanceIsThatFromTheRoundedMultiple) {
+    for (const float x : {0.49999997f, 0.5f, 1.4999999f, 7.75f, -2.25f, 4194304.5f, 8388609.0f})
+        EXPECT_EQ(InharmonicityOf({1}, {x}, 1), 4.0f * std::abs(x - std::round(x))) << x;
+    EXPECT_TRUE(std::isnan(InharmonicityOf({1}, {std::numeric_limits<float>::infinity()}, 1)));
+    EXPECT_TRUE(std::isnan(InharmonicityOf({1}, {std::nanf("")}, 1)));
 }
 
 // The string's partials lie at f0 n sqrt(1 + B n^2), the bar's at the squares of its modes.
