@@ -160,7 +160,7 @@ TEST(PartialsTest, ALoudTrackDiesWithTheFirstSilentFrame) {
 // one, younger and of lower frequency, stands behind it as long as its track lasts, and before a
 // new one.
 TEST(PartialsTest, ATrackIsFoundAgainAfterFourMissedFramesAndNotAfterFive) {
-    for (const std::size_t missed : {1, 4, 5}) {
+    for (const std::size_t missed : {1u, 4u, 5u}) {
         SCOPED_TRACE(missed);
         const std::size_t silent = 6;
         const std::size_t again = silent + missed; // half of this frame has the tone again
@@ -188,7 +188,7 @@ TEST(PartialsTest, APeakOneWholeBinAwayIsTooFar) {
     AddTone(audio, 40, Between(0, 3 * kPartialsHop, 0.0018 / 512.5));
     AddTone(audio, 41, Between(5 * kPartialsHop, audio[0].size(), 0.0018 / 512.5));
     const PartialResults results = Analyzed(audio);
-    for (const std::size_t n : {0, 4, 5}) {
+    for (const std::size_t n : {0u, 4u, 5u}) {
         ASSERT_FALSE(results.partials[n].empty());
         EXPECT_EQ(40.0f, results.partials[n][0].mFrequency);
     }
