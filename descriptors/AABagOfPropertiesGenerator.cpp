@@ -39,21 +39,6 @@ AABagOfPropertiesGenerator::~AABagOfPropertiesGenerator() {
     AABagOfPropertiesGenerator::Cleanup();
 }
 
-SInt32 AABagOfPropertiesGenerator::SetComputeProperty(CFArrayRef keys) {
-    mComputeFlags.alloc(kNumGroups, true);
-    const CFIndex count = CFArrayGetCount(keys);
-    for (CFIndex i = 0; i < count; ++i) {
-        const Group group = GroupOf(static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i)));
-        if (group != kNumGroups)
-            mComputeFlags[group] = true;
-    }
-    return 0;
-}
-
-bool AABagOfPropertiesGenerator::IsWanted(Group group) const {
-    return mComputeFlags.get() != nullptr && mComputeFlags[group];
-}
-
 void AABagOfPropertiesGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
     for (auto* buffer :

@@ -74,7 +74,6 @@ private:
     // Names of a group's values in the representation, in the order of the block.
     static std::span<const CFStringRef> NamesOf(Group group);
 
-    bool IsWanted(Group group) const;
     UInt32 SizeOfBlock(Group group) const;
     void PrepareConstants();
     // Delivers one block per channel with a copy of what `buffer` stages.

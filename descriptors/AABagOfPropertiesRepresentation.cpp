@@ -80,10 +80,11 @@ CFStringRef AABagOfPropertiesGenerator::KeyOf(Group group) {
 }
 
 AABagOfPropertiesGenerator::Group AABagOfPropertiesGenerator::GroupOf(CFStringRef key) {
-    UInt32 group = 0;
-    while (group < kNumGroups && !(key != nullptr && CFEqual(key, kGroupKeys[group])))
-        ++group;
-    return static_cast<Group>(group);
+    return static_cast<Group>(IndexOf(key, kGroupKeys));
+}
+
+SInt32 AABagOfPropertiesGenerator::SetComputeProperty(CFArrayRef keys) {
+    return RaiseFlags(keys, kGroupKeys, kNumGroups);
 }
 
 std::span<const CFStringRef> AABagOfPropertiesGenerator::NamesOf(Group group) {

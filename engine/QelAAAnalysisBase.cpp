@@ -126,6 +126,29 @@ void QelAAAnalysisBase::AllocateBuffers() {
     mFlushBuffer = NewBuffer("flush buffer", mMaxFrames * UInt64{sizeof(float)});
 }
 
+UInt32 QelAAAnalysisBase::IndexOf(CFStringRef key, std::span<const CFStringRef> keys) {
+    const auto place = std::find_if(keys.begin(), keys.end(), [key](CFStringRef own) {
+        return key != nullptr && CFEqual(key, own);
+    });
+    return static_cast<UInt32>(place - keys.begin());
+}
+
+SInt32 QelAAAnalysisBase::RaiseFlags(CFArrayRef wanted, std::span<const CFStringRef> keys,
+                                     UInt32 flags) {
+    mComputeFlags.alloc(flags, true);
+    const CFIndex count = CFArrayGetCount(wanted);
+    for (CFIndex i = 0; i < count; ++i) {
+        const auto* key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(wanted, i));
+        if (const UInt32 flag = IndexOf(key, keys); flag < keys.size())
+            mComputeFlags[flag] = true;
+    }
+    return 0;
+}
+
+bool QelAAAnalysisBase::IsWanted(UInt32 flag) const {
+    return mComputeFlags.get() != nullptr && mComputeFlags[flag];
+}
+
 CABufferList* QelAAAnalysisBase::NewBuffer(const char* name, UInt64 bytesPerChannel) const {
     if (bytesPerChannel > std::numeric_limits<UInt32>::max())
         throw std::bad_alloc();

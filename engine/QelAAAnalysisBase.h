@@ -2,6 +2,8 @@
 
 #include <QelAudioAnalysis.h>
 
+#include <span>
+
 #include "engine/AnalysisBlocks.h"
 #include "support/CAAutoDisposer.h"
 #include "support/CABufferList.h"
@@ -75,6 +77,13 @@ protected:
     virtual void NullPointers();
     virtual void Cleanup();
     virtual void AllocateBuffers();
+
+    // The place of `key`, which may be null, among `keys`; their number if it is not among them.
+    static UInt32 IndexOf(CFStringRef key, std::span<const CFStringRef> keys);
+    // Makes mComputeFlags anew, with `flags` entries, and raises the entry of each of `keys` that
+    // stands in the client's list. Always 0.
+    SInt32 RaiseFlags(CFArrayRef wanted, std::span<const CFStringRef> keys, UInt32 flags);
+    bool IsWanted(UInt32 flag) const;
 
     // Frames that `count` frame-major blocks hold. The blocks are not read.
     UInt32 GetNumAnalysisFramesForData(UInt32 count, const QelAudioAnalysisBlock* blocks) const;

@@ -59,7 +59,6 @@ private:
     friend void ChromaSpectralFun(SpectralAndAudioBufferList* list, void* refCon);
 
     static Flag FlagOf(CFStringRef key);
-    bool IsWanted(Flag flag) const;
 
     void ComputeAndStoreProperties(const SpectralAndAudioBufferList* list);
     void StoreDominantKeys();

@@ -139,18 +139,11 @@ void AAChromaSpectralProcessor::ComputeChroma() {
     }
 }
 
-int AAChromaSpectralProcessor::ProcessForwards(UInt32 frames, AudioBufferList* in) {
-    CopyInput(frames, in);
-    int hadFrame = 0;
-    while (mInputAvailable >= mFFTSize) {
-        CopyInputToFFT();
-        DoWindowing();
-        DoFwdFFT();
-        ComputeChroma();
-        ProcessSpectrum(mFFTSize, mSpectralBufferList);
-        hadFrame = 1;
-    }
-    return hadFrame;
+void AAChromaSpectralProcessor::ProcessFrame() {
+    DoWindowing();
+    DoFwdFFT();
+    ComputeChroma();
+    ProcessSpectrum(mFFTSize, mSpectralBufferList);
 }
 
 } // namespace qel::core

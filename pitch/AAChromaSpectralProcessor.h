@@ -37,8 +37,6 @@ public:
                               UInt32 chromaBinCount);
     ~AAChromaSpectralProcessor() override;
 
-    int ProcessForwards(UInt32 frames, AudioBufferList* in) override;
-
     // Per channel chromaBinCount values of the latest frame, in the scale of the spectrum. The
     // caller may change them in place. mDataByteSize may be larger than that.
     CABufferList* GetChromaList() const { return mChromaList; }
@@ -51,6 +49,7 @@ public:
     void GetFrequencies(float* out, float sampleRate) const;
 
 protected:
+    void ProcessFrame() override;
     // The mean goes out of each frame before the window. The frame before it is not kept.
     void DoWindowing();
     void ComputeChroma();

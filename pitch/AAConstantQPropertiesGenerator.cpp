@@ -71,21 +71,11 @@ void AAConstantQPropertiesGenerator::AllocateBuffers() {
 }
 
 AAConstantQPropertiesGenerator::Flag AAConstantQPropertiesGenerator::FlagOf(CFStringRef key) {
-    UInt32 flag = 0;
-    while (flag < kNumKeys && !(key != nullptr && CFEqual(key, kKeys[flag])))
-        ++flag;
-    return static_cast<Flag>(flag);
+    return static_cast<Flag>(IndexOf(key, kKeys));
 }
 
 SInt32 AAConstantQPropertiesGenerator::SetComputeProperty(CFArrayRef keys) {
-    mComputeFlags.alloc(kNumFlags, true);
-    const CFIndex count = CFArrayGetCount(keys);
-    for (CFIndex i = 0; i < count; ++i) {
-        const Flag flag = FlagOf(static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i)));
-        if (flag != kNumKeys)
-            mComputeFlags[flag] = true;
-    }
-    return 0;
+    return RaiseFlags(keys, kKeys, kNumFlags);
 }
 
 UInt32 AAConstantQPropertiesGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
@@ -125,7 +115,7 @@ void AAConstantQPropertiesGenerator::ComputeAndStoreProperies(
 }
 
 void AAConstantQPropertiesGenerator::DeliverIfWanted(Flag flag, CABufferList* values) {
-    if (mComputeFlags.get() == nullptr || !mComputeFlags[flag])
+    if (!IsWanted(flag))
         return;
     mBlocks.Prepare(mNumChannels, GetSizeOfAnalysisDataForKey(kKeys[flag]));
     for (UInt32 c = 0; c < mNumChannels; ++c)

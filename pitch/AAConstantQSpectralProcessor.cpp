@@ -67,16 +67,9 @@ void AAConstantQSpectralProcessor::AllocateBuffers() {
     vDSP_fft_zrip(mFFTSetup.get(), &zeros, 1, mKernel->Log2FFTSize(), kFFTDirection_Forward);
 }
 
-int AAConstantQSpectralProcessor::ProcessForwards(UInt32 frames, AudioBufferList* in) {
-    CopyInput(frames, in);
-    int hadFrame = 0;
-    while (mInputAvailable >= mFFTSize) {
-        CopyInputToFFT();
-        DoFwdFFT();
-        ProcessSpectrum(mFFTSize, mConstantQOutput);
-        hadFrame = 1;
-    }
-    return hadFrame;
+void AAConstantQSpectralProcessor::ProcessFrame() {
+    DoFwdFFT();
+    ProcessSpectrum(mFFTSize, mConstantQOutput);
 }
 
 void AAConstantQSpectralProcessor::DoFwdFFT() {

@@ -35,7 +35,6 @@ public:
                                  float spectralThreshold);
     ~AAConstantQSpectralProcessor() override;
 
-    int ProcessForwards(UInt32 frames, AudioBufferList* in) override;
     void DoFwdFFT() override;
 
     UInt32 GetNumConstantQBins() const { return mNumConstantQBins; }
@@ -52,6 +51,7 @@ public:
     void CleanUp();
 
 protected:
+    void ProcessFrame() override;
     const ConstantQDesign mDesign;
     std::shared_ptr<const ConstantQKernel> mKernel;
     UInt32 mNumConstantQBins = 0;

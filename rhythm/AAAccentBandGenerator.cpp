@@ -46,16 +46,8 @@ void AAAccentBandGenerator::SetDefaultParameters() {
 }
 
 SInt32 AAAccentBandGenerator::SetComputeProperty(CFArrayRef keys) {
-    mComputeFlags.alloc(kNumFlags, true);
-    const CFIndex count = CFArrayGetCount(keys);
-    for (CFIndex i = 0; i < count; ++i)
-        if (CFEqual(CFArrayGetValueAtIndex(keys, i), kQelAnalysisKey_GammaTomeSpectrum))
-            mComputeFlags[kGammaSpectrum] = true;
-    return 0;
-}
-
-bool AAAccentBandGenerator::IsWanted(Flag flag) const {
-    return mComputeFlags.get() != nullptr && mComputeFlags[flag];
+    const CFStringRef ownKeys[] = {kQelAnalysisKey_GammaTomeSpectrum};
+    return RaiseFlags(keys, ownKeys, kNumFlags);
 }
 
 UInt32 AAAccentBandGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {

@@ -61,7 +61,6 @@ protected:
 private:
     friend void AccentSpectralFun(SpectralAndAudioBufferList* list, void* refCon);
 
-    bool IsWanted(Flag flag) const;
     void ComputeAndStoreProperties();
     void GetFilteredSpectrum();
     void MakeAccentBands(UInt32 channel, const float* input, CABufferList* accents);

@@ -38,21 +38,6 @@ AABeatFunctionGenerator::~AABeatFunctionGenerator() {
     AABeatFunctionGenerator::Cleanup();
 }
 
-SInt32 AABeatFunctionGenerator::SetComputeProperty(CFArrayRef keys) {
-    mComputeFlags.alloc(kNumFlags, true);
-    const CFIndex count = CFArrayGetCount(keys);
-    for (CFIndex i = 0; i < count; ++i) {
-        const Flag flag = FlagOf(static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i)));
-        if (flag != kNumFlags)
-            mComputeFlags[flag] = true;
-    }
-    return 0;
-}
-
-bool AABeatFunctionGenerator::IsWanted(Flag flag) const {
-    return mComputeFlags.get() != nullptr && mComputeFlags[flag];
-}
-
 SInt32 AABeatFunctionGenerator::ReadyAnalysis() {
     ResetStamp(mSegmentTime);
     return QelAAAnalysisGenerator::ReadyAnalysis();

@@ -96,7 +96,6 @@ private:
     };
 
     static Flag FlagOf(CFStringRef key);
-    bool IsWanted(Flag flag) const;
     bool NeedsAudio() const { return IsWanted(kBeatsPerBar) || IsWanted(kDownBeatData); }
     float FrameRate() const; // of the function, Hz, in single precision
 

@@ -40,10 +40,11 @@ CACFDictionary TempoDictionary(const QelAudioAnalysisBlock& block) {
 } // namespace
 
 AABeatFunctionGenerator::Flag AABeatFunctionGenerator::FlagOf(CFStringRef key) {
-    UInt32 flag = 0;
-    while (flag < kNumFlags && !(key != nullptr && CFEqual(key, kKeys[flag])))
-        ++flag;
-    return static_cast<Flag>(flag);
+    return static_cast<Flag>(IndexOf(key, kKeys));
+}
+
+SInt32 AABeatFunctionGenerator::SetComputeProperty(CFArrayRef keys) {
+    return RaiseFlags(keys, kKeys, kNumFlags);
 }
 
 UInt32 AABeatFunctionGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {

@@ -66,19 +66,12 @@ void AAGammaBankSpectralProcessor::FilterSpectrum() {
     }
 }
 
-int AAGammaBankSpectralProcessor::ProcessForwards(UInt32 frames, AudioBufferList* in) {
-    CopyInput(frames, in);
-    int hadFrame = 0;
-    while (mInputAvailable >= mFFTSize) {
-        CopyInputToFFT();
-        DoWindowing();
-        DoFwdFFT();
-        FixSpectrum();
-        FilterSpectrum();
-        ProcessSpectrum(mFFTSize, mSpectralBufferList);
-        hadFrame = 1;
-    }
-    return hadFrame;
+void AAGammaBankSpectralProcessor::ProcessFrame() {
+    DoWindowing();
+    DoFwdFFT();
+    FixSpectrum();
+    FilterSpectrum();
+    ProcessSpectrum(mFFTSize, mSpectralBufferList);
 }
 
 } // namespace qel::core

@@ -32,8 +32,6 @@ public:
                                  double sampleRateHz);
     ~AAGammaBankSpectralProcessor() override;
 
-    int ProcessForwards(UInt32 frames, AudioBufferList* in) override;
-
     // Per channel kGammaBands energies, lowest band first. mDataByteSize may be larger than that.
     CABufferList* GetFilteredBufferList() const { return mFilteredList; }
 
@@ -43,6 +41,9 @@ public:
     void NullPointers();
     // Gives back everything that this class allocated.
     void CleanUp();
+
+protected:
+    void ProcessFrame() override;
 
 private:
     void FixSpectrum();

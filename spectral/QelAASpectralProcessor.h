@@ -92,8 +92,11 @@ protected:
         CAAutoFree<float> mSplitData;  // mFFTSize: real parts, then imaginary parts
     };
 
-    // The steps of the frame loop, for subclasses that have a loop of their own:
-    //   CopyInput; while (mInputAvailable >= mFFTSize) { CopyInputToFFT; ...; ProcessSpectrum }
+    // From the frame in mFFTBuffer to the spectral function: window, transform, ProcessSpectrum. A
+    // subclass that puts steps of its own between them overrides it.
+    virtual void ProcessFrame();
+
+    // The steps of the frame loop.
     void CopyInput(UInt32 frames, const AudioBufferList* in);
     void CopyInputToFFT(); // consumes one hop
     void DoWindowing();    // keeps the frame in mAudioFrame; nothing happens without a window

@@ -13,15 +13,19 @@ int QelAASpectralProcessor::ProcessForwards(UInt32 frames, AudioBufferList* in) 
     int processed = 0;
     while (mInputAvailable >= mFFTSize) {
         CopyInputToFFT();
-        DoWindowing();
-        if (mZeroShift) {
-            ZeroShiftInput();
-        }
-        DoFwdFFT();
-        ProcessSpectrum(mFFTSize, mSpectralBufferList);
+        ProcessFrame();
         processed = 1;
     }
     return processed;
+}
+
+void QelAASpectralProcessor::ProcessFrame() {
+    DoWindowing();
+    if (mZeroShift) {
+        ZeroShiftInput();
+    }
+    DoFwdFFT();
+    ProcessSpectrum(mFFTSize, mSpectralBufferList);
 }
 
 int QelAASpectralProcessor::ProcessBackwards(UInt32 frames, AudioBufferList* out) {

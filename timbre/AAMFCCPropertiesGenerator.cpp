@@ -81,21 +81,11 @@ void AAMFCCPropertiesGenerator::MakeCepstralMatrix() {
 }
 
 AAMFCCPropertiesGenerator::Flag AAMFCCPropertiesGenerator::FlagOf(CFStringRef key) {
-    UInt32 flag = 0;
-    while (flag < kNumFlags && !(key != nullptr && CFEqual(key, kKeys[flag])))
-        ++flag;
-    return static_cast<Flag>(flag);
+    return static_cast<Flag>(IndexOf(key, kKeys));
 }
 
 SInt32 AAMFCCPropertiesGenerator::SetComputeProperty(CFArrayRef keys) {
-    mComputeFlags.alloc(kNumFlags, true);
-    const CFIndex count = CFArrayGetCount(keys);
-    for (CFIndex i = 0; i < count; ++i) {
-        const Flag flag = FlagOf(static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i)));
-        if (flag != kNumFlags)
-            mComputeFlags[flag] = true;
-    }
-    return 0;
+    return RaiseFlags(keys, kKeys, kNumFlags);
 }
 
 UInt32 AAMFCCPropertiesGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
@@ -115,11 +105,9 @@ CFPropertyListRef AAMFCCPropertiesGenerator::CreateCFRepresentation(
 }
 
 void AAMFCCPropertiesGenerator::ComputeAndStoreProperies(const SpectralAndAudioBufferList& list) {
-    if (mComputeFlags.get() == nullptr)
-        return;
-    if (mComputeFlags[kCoefficients])
+    if (IsWanted(kCoefficients))
         ComputeMFCC(list);
-    if (mComputeFlags[kMagnitudes])
+    if (IsWanted(kMagnitudes))
         ComputeMelSpectrum();
 }
 

@@ -175,18 +175,11 @@ void AAMelFrequencySpectralProcessor::FilterSpectrum() {
     }
 }
 
-int AAMelFrequencySpectralProcessor::ProcessForwards(UInt32 frames, AudioBufferList* in) {
-    CopyInput(frames, in);
-    int hadFrame = 0;
-    while (mInputAvailable >= mFFTSize) {
-        CopyInputToFFT();
-        DoWindowing();
-        DoFwdFFT();
-        FilterSpectrum();
-        ProcessSpectrum(mFFTSize, mSpectralBufferList);
-        hadFrame = 1;
-    }
-    return hadFrame;
+void AAMelFrequencySpectralProcessor::ProcessFrame() {
+    DoWindowing();
+    DoFwdFFT();
+    FilterSpectrum();
+    ProcessSpectrum(mFFTSize, mSpectralBufferList);
 }
 
 } // namespace qel::core

@@ -33,7 +33,6 @@ public:
                                     UInt32 filterCount, double sampleRateHz);
     ~AAMelFrequencySpectralProcessor() override;
 
-    int ProcessForwards(UInt32 frames, AudioBufferList* in) override;
     // The magnitudes, filter outputs and logarithms of one frame, from the spectra of all channels.
     virtual void FilterSpectrum();
 
@@ -60,6 +59,7 @@ public:
     void CleanUp();
 
 protected:
+    void ProcessFrame() override;
     MelFilterBank mFilterWeights;
     UInt32 mNumFilters = 0; // in force
     const UInt32 mNumLinearFilters;

@@ -91,25 +91,11 @@ AAPartialTrackGenerator::~AAPartialTrackGenerator() {
 }
 
 AAPartialTrackGenerator::Flag AAPartialTrackGenerator::FlagOf(CFStringRef key) {
-    UInt32 flag = 0;
-    while (flag < kNumFlags && !(key != nullptr && CFEqual(key, kKeys[flag])))
-        ++flag;
-    return static_cast<Flag>(flag);
-}
-
-bool AAPartialTrackGenerator::IsWanted(Flag flag) const {
-    return mComputeFlags.get() != nullptr && mComputeFlags[flag];
+    return static_cast<Flag>(IndexOf(key, kKeys));
 }
 
 SInt32 AAPartialTrackGenerator::SetComputeProperty(CFArrayRef keys) {
-    mComputeFlags.alloc(kNumFlags, true);
-    const CFIndex count = CFArrayGetCount(keys);
-    for (CFIndex i = 0; i < count; ++i) {
-        const Flag flag = FlagOf(static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys, i)));
-        if (flag != kNumFlags)
-            mComputeFlags[flag] = true;
-    }
-    return 0;
+    return RaiseFlags(keys, kKeys, kNumFlags);
 }
 
 UInt32 AAPartialTrackGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {

@@ -56,7 +56,6 @@ private:
     friend void MyPartialSpectralFun(SpectralAndAudioBufferList* list, void* refCon);
 
     static Flag FlagOf(CFStringRef key);
-    bool IsWanted(Flag flag) const;
 
     void GetSpectrumMagnitude();
     void TrackPartials();
