@@ -101,7 +101,7 @@ TEST(FindPeaksInVectorTest, AWindowOfNothingAndOneBeyondTheEndFindNothing) {
 }
 
 TEST(FindPeaksInVectorTest, TooShortVectorsHaveNoPeaks) {
-    for (const std::size_t length : {0, 1, 2}) {
+    for (const std::size_t length : {0U, 1U, 2U}) {
         EXPECT_EQ(PeaksOf(std::vector<float>(length, 1), {.window = 1}).indices, Indices{});
     }
 }
