@@ -13,6 +13,7 @@
 
 #include "bench/BenchAudio.h"
 #include "bench/BenchFloor.h"
+#include "bench/ScalarGammatone.h"
 
 namespace qel::bench {
 namespace {
@@ -24,6 +25,7 @@ constexpr unsigned kDescriptorHop = 512;
 // The constant-Q spectrum's kernels are longer than its frames, which are filled up with zeros. The
 // figure is that of 44.1 kHz.
 constexpr unsigned kConstantQTransform = 32768;
+constexpr const char* kGammatoneFloor = "floor of onsets";
 constexpr const char* kAllKeys = "all keys at once";
 
 // All that is worked out at the end of a stream, on one as long as a song: part of that work does
@@ -78,6 +80,12 @@ void BenchFloor(benchmark::State& state, unsigned frame, unsigned hop, unsigned 
         benchmark::DoNotOptimize(transforms.Run(audio));
 }
 
+void BenchGammatone(benchmark::State& state) {
+    ScalarGammatone bank(kSampleRateHz);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(bank.Run(Audio()));
+}
+
 unsigned FrameOf(const KeyInfo& row) {
     return row.frameSamples != 0 ? row.frameSamples : kDescriptorFrame;
 }
@@ -92,7 +100,14 @@ unsigned TransformOf(const KeyInfo& row) {
     return isConstantQ ? kConstantQTransform : FrameOf(row);
 }
 
+// Onsets have no frames: their floor is the bank that the samples run through.
+bool IsOnsets(const KeyInfo& row) {
+    return row.key == "onset data";
+}
+
 std::string FloorName(const KeyInfo& row) {
+    if (IsOnsets(row))
+        return kGammatoneFloor;
     return "floor " + std::to_string(FrameOf(row)) + "/" + std::to_string(HopOf(row)) + "/" +
            std::to_string(TransformOf(row));
 }
@@ -115,7 +130,8 @@ public:
 
     void Finalize() override {
         std::printf("CPU seconds per minute of 44.1 kHz mono audio, and as a multiple of the bare "
-                    "transforms of the same frames\n\n");
+                    "transforms of the same frames;\nonsets as one of their filters in a "
+                    "plain scalar loop\n\n");
         std::printf("%-38s %10s %10s %8s\n", "key", "seconds", "floor", "ratio");
         double all = 0.0;
         std::map<std::string, double> floors;
@@ -132,7 +148,7 @@ public:
 private:
     void PrintRow(const std::string& key, double floorSeconds) {
         const double seconds = mSeconds[key];
-        std::printf("%-38s %10.5f %10.5f %8.2f\n", key.c_str(), seconds, floorSeconds,
+        std::printf("%-38s %10.5f %10.5f %8.3f\n", key.c_str(), seconds, floorSeconds,
                     seconds / floorSeconds);
     }
 
@@ -154,10 +170,15 @@ void RegisterAll() {
         floors.emplace(FloorName(row), &row);
         Register(key, [key](benchmark::State& state) { BenchKeys(state, {key}, Audio()); });
     }
-    for (const auto& [name, row] : floors)
+    for (const auto& [name, row] : floors) {
+        if (IsOnsets(*row)) {
+            Register(name, BenchGammatone);
+            continue;
+        }
         Register(name, [row = row](benchmark::State& state) {
             BenchFloor(state, FrameOf(*row), HopOf(*row), TransformOf(*row), Audio());
         });
+    }
     Register(kAllKeys, [all](benchmark::State& state) { BenchKeys(state, all, Audio()); });
     Register(kSongKeys, [](benchmark::State& state) { BenchKeys(state, BeatKeys(), Song()); });
     Register(kSongFloor, [](benchmark::State& state) {
