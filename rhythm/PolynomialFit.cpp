@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cblas.h>
 #include <cstddef>
+#include <mutex>
 #include <vector>
 
 // LAPACK in its published form. Matrices stand column after column.
@@ -35,6 +36,13 @@ Matrix MakeVandermonde(const float* x, std::size_t n, std::size_t columns) {
     return v;
 }
 
+// The serial OpenBLAS hands its work memory to one caller at a time, and does not look whether
+// another thread has it: everything that goes there goes one by one.
+std::mutex& OneAtATime() {
+    static std::mutex lock;
+    return lock;
+}
+
 // The fit through no fewer points than coefficients: with V = Q R, the solution of R c = Q^T y.
 // The statuses are not looked at: where R is singular, the coefficients mean nothing.
 void Fit(const float* x, const float* y, int n, float* coefficients, int m) {
@@ -43,17 +51,18 @@ void Fit(const float* x, const float* y, int n, float* coefficients, int m) {
     Matrix q = MakeVandermonde(x, rows, columns);
     Matrix reflectors(columns);
     Matrix work(columns);
+    Matrix r(columns * columns);
+    std::vector<int> pivots(columns);
     int status = 0;
+    const std::lock_guard guard(OneAtATime());
     sgeqrf_(&n, &m, q.data(), &n, reflectors.data(), work.data(), &m, &status);
 
-    Matrix r(columns * columns);
     for (std::size_t c = 0; c < columns; ++c) {
         std::copy_n(q.data() + c * rows, c + 1, r.data() + c * columns);
     }
     sorgqr_(&n, &m, &m, q.data(), &n, reflectors.data(), work.data(), &m, &status);
 
     cblas_sgemv(CblasColMajor, CblasTrans, n, m, 1.0F, q.data(), n, y, 1, 0.0F, coefficients, 1);
-    std::vector<int> pivots(columns);
     const int rightSides = 1;
     sgesv_(&m, &rightSides, r.data(), &m, pivots.data(), coefficients, &m, &status);
 }
