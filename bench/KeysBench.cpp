@@ -41,6 +41,16 @@ const std::vector<std::string>& BeatKeys() {
     return keys;
 }
 
+// Everything that the frames of one chroma processor give.
+constexpr const char* kChromaGroup = "all keys of pitch classes";
+
+const std::vector<std::string>& ChromaKeys() {
+    static const std::vector<std::string> keys = {
+        "pitch class profile", "pitch class porofile key correlation",
+        "pitch class profile tonal centroid", "dominant key", "global key"};
+    return keys;
+}
+
 const std::vector<float>& Song() {
     static const std::vector<float> audio = SongInFour();
     return audio;
@@ -141,6 +151,7 @@ public:
         }
         for (const auto& [name, seconds] : floors)
             all += seconds;
+        PrintRow(kChromaGroup, mSeconds[FloorName(*findKey(ChromaKeys().front()))]);
         PrintRow(kAllKeys, all);
         PrintRow(kSongKeys, mSeconds[kSongFloor]);
     }
@@ -180,6 +191,8 @@ void RegisterAll() {
         });
     }
     Register(kAllKeys, [all](benchmark::State& state) { BenchKeys(state, all, Audio()); });
+    Register(kChromaGroup,
+             [](benchmark::State& state) { BenchKeys(state, ChromaKeys(), Audio()); });
     Register(kSongKeys, [](benchmark::State& state) { BenchKeys(state, BeatKeys(), Song()); });
     Register(kSongFloor, [](benchmark::State& state) {
         BenchFloor(state, kBeatFrame, kBeatHop, kBeatFrame, Song());
