@@ -7,7 +7,7 @@ target_include_directories(QelAudioAnalysisObjects PUBLIC
     ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
 target_link_libraries(QelAudioAnalysisObjects PUBLIC QelPlatform)
 
-foreach(room support spectral descriptors rhythm timbre pitch refinement engine)
+foreach(room support spectral descriptors rhythm timbre pitch loudness refinement engine)
     add_subdirectory(${room})
 endforeach()
 
