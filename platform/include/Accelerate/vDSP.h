@@ -89,6 +89,13 @@ extern void vDSP_vpoly(const float* A, vDSP_Stride IA, const float* B, vDSP_Stri
 /* Reverses the order of the elements of C in place. */
 extern void vDSP_vrvrs(float* C, vDSP_Stride IC, vDSP_Length N);
 
+/*
+ * C = A as an integer, rounded to the nearest and of two equally near to the even one; in another
+ * rounding mode of the processor, on x86, as that mode says. What 32 bits do not hold, NaN among
+ * it, gives the smallest integer.
+ */
+extern void vDSP_vfixr32(const float* A, vDSP_Stride IA, int* C, vDSP_Stride IC, vDSP_Length N);
+
 /* --- Split-complex vectors -------------------------------------------------------------- */
 
 /* C = A + B. */
