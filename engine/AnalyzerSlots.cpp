@@ -4,6 +4,7 @@
 #include "pitch/AAChromaPropertiesGenerator.h"
 #include "pitch/AAConstantQPropertiesGenerator.h"
 #include "refinement/AAIFFTGenerator.h"
+#include "refinement/AAReassignedSpectrumGenerator.h"
 #include "rhythm/AAAccentBandGenerator.h"
 #include "rhythm/AABeatFunctionGenerator.h"
 #include "rhythm/AAOnsetGenerator.h"
@@ -128,6 +129,9 @@ constexpr std::array<Maker, kNumSlots> kMakers = {
     MakeFrameBased<AAPartialTrackGenerator, 1024, 512>,         // 9
     MakeFrameBased<AACepstralPropertiesGenerator, 512, 256>,    // 10
     MakeFrameBased<AAIFFTGenerator, 1024, 512>,                 // 11
+    nullptr,                                                    // 12
+    nullptr,                                                    // 13
+    MakeFrameBased<AAReassignedSpectrumGenerator, 512, 64>,     // 14
 };
 
 } // namespace

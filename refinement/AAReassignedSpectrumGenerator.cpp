@@ -1,0 +1,204 @@
+#include "refinement/AAReassignedSpectrumGenerator.h"
+
+#include "refinement/AAReassignedFrames.h"
+#include "refinement/AAReassignedMemory.h"
+#include "refinement/AAReassignedSpectralProcessor.h"
+#include "support/CARingBuffer.h"
+
+#include <Accelerate/Accelerate.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <new>
+#include <vector>
+
+namespace qel::core {
+
+namespace {
+
+constexpr UInt32 kFloatBytes = sizeof(float);
+constexpr UInt32 kComplexBytes = 2 * kFloatBytes;
+constexpr UInt64 kTrustedBytes = UInt64{1} << 30;
+
+bool IsOurs(CFStringRef key) {
+    return key != nullptr && CFEqual(key, kQelAnalysisKey_ReasignedSpectrum);
+}
+
+void PreferLargePagesOf(const CARingBuffer& ring) {
+    if (ring.CapacityFrames() == 0) {
+        return;
+    }
+    for (SInt32 c = 0; c < ring.ChannelCount(); ++c) {
+        PreferLargePages(ring.SlotOfFrame(c, 0), ring.CapacityBytes());
+    }
+}
+
+// Integers as places from 1 to `most`.
+void Clamp(int* places, UInt32 count, int most) {
+    for (UInt32 k = 0; k < count; ++k) {
+        places[k] = std::max(std::min(places[k], most), 1);
+    }
+}
+
+} // namespace
+
+void MyReassignedSpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
+    static_cast<AAReassignedSpectrumGenerator*>(refCon)->ComputeAndStoreProperties(*list);
+}
+
+AAReassignedSpectrumGenerator::AAReassignedSpectrumGenerator(UInt32 channels, Float64 sampleRate,
+                                                             UInt32 frameSize, UInt32 hop,
+                                                             UInt32 maxFrames, UInt32 streamLength,
+                                                             DataCallback dataCallback,
+                                                             void* refCon)
+    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
+                             dataCallback, refCon) {
+    AAReassignedSpectrumGenerator::NullPointers();
+}
+
+AAReassignedSpectrumGenerator::~AAReassignedSpectrumGenerator() {
+    AAReassignedSpectrumGenerator::Cleanup();
+}
+
+void AAReassignedSpectrumGenerator::NullPointers() {
+    (void)mSpectrumBuffers.release();
+    for (auto* ring : {&mSpectrumRing, &mCIFRing, &mLGDRing}) {
+        (void)ring->release();
+    }
+    QelAAAnalysisGenerator::NullPointers();
+}
+
+void AAReassignedSpectrumGenerator::Cleanup() {
+    mSpectralProcessor.free();
+    mSpectrumBuffers.free();
+    for (auto* ring : {&mSpectrumRing, &mCIFRing, &mLGDRing}) {
+        ring->free();
+    }
+    AAReassignedSpectrumGenerator::NullPointers();
+}
+
+void AAReassignedSpectrumGenerator::AllocateBuffers() {
+    mSpectralProcessor.free();
+    mSpectralProcessor = new AAReassignedSpectralProcessor(
+        mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, static_cast<float>(mSampleRate));
+    mSpectralProcessor->SetSpectralFunction(MyReassignedSpectralFun, this);
+    mSpectralProcessor->HanningWindow();
+    mStoredFrames = 0.0;
+    mSpectrumBuffers = NewBuffer("spectrum buffer", UInt64{mNumBins} * kComplexBytes);
+    // A reset gives the old rings back before it makes new ones.
+    for (auto* ring : {&mSpectrumRing, &mCIFRing, &mLGDRing}) {
+        ring->free();
+    }
+    mSpectrumRing = NewFrameRing(mNumBins * kComplexBytes);
+    mCIFRing = NewFrameRing(mNumBins * kFloatBytes);
+    mLGDRing = NewFrameRing(mNumBins * kFloatBytes);
+}
+
+// A declaration may be false, so that no ring takes more than a gigabyte on trust; and only what
+// is stored into it takes memory, as large zeroed memory comes from the system when it is touched.
+UInt32 AAReassignedSpectrumGenerator::TrustedCapacity() const {
+    const UInt64 frameBytes = UInt64{mNumBins} * kComplexBytes * mNumChannels;
+    const UInt64 trusted = kTrustedBytes / std::max(frameBytes, UInt64{1});
+    return static_cast<UInt32>(std::min<UInt64>(trusted, mNumAnalysisFrames));
+}
+
+CARingBuffer* AAReassignedSpectrumGenerator::NewFrameRing(UInt32 bytesPerFrame) const {
+    CAAutoDelete<CARingBuffer> ring(new CARingBuffer);
+    ring->Allocate(static_cast<SInt32>(mNumChannels), bytesPerFrame, TrustedCapacity());
+    PreferLargePagesOf(*ring);
+    return ring.release();
+}
+
+// When what was trusted is full and more was declared, the rings grow, one by one, so that never
+// more than one of them is there twice: that stays below the 24 bytes per bin of the delivery.
+void AAReassignedSpectrumGenerator::KeepAllDeclaredFrames() {
+    const UInt32 capacity = mLGDRing->CapacityFrames(); // the last to grow
+    if (capacity >= mNumAnalysisFrames || mStoredFrames < capacity) {
+        return;
+    }
+    const UInt64 wanted = UInt64{capacity} + std::max(TrustedCapacity(), UInt32{1});
+    const auto grown = static_cast<UInt32>(std::min<UInt64>(wanted, mNumAnalysisFrames));
+    for (CARingBuffer* ring : {mSpectrumRing.get(), mCIFRing.get(), mLGDRing.get()}) {
+        ring->Grow(grown);
+        PreferLargePagesOf(*ring);
+    }
+}
+
+UInt32 AAReassignedSpectrumGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
+    return IsOurs(key) ? mNumBins * kComplexBytes
+                       : QelAAAnalysisGenerator::GetSizeOfAnalysisDataForKey(key);
+}
+
+CFPropertyListRef AAReassignedSpectrumGenerator::CreateCFRepresentation(
+    CFAllocatorRef allocator, CFStringRef key, UInt32 count, const QelAudioAnalysisBlock* blocks) {
+    return FloatRepresentation(allocator, key, IsOurs(key), count, blocks);
+}
+
+void AAReassignedSpectrumGenerator::ComputeAndStoreProperties(
+    const SpectralAndAudioBufferList& list) {
+    const auto* processor =
+        static_cast<const AAReassignedSpectralProcessor*>(mSpectralProcessor.get());
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        auto* const interleaved = reinterpret_cast<DSPComplex*>(Channel(mSpectrumBuffers, c));
+        vDSP_ztoc(&list.mSpectra[c], 1, interleaved, 2, mNumBins);
+    }
+    KeepAllDeclaredFrames();
+    // A ring without any capacity refuses, and then nothing is kept of the stream but its length.
+    const auto time = static_cast<SInt64>(mStoredFrames);
+    mSpectrumRing->Store(&mSpectrumBuffers->GetBufferList(), 1, time);
+    mCIFRing->Store(processor->GetCIFBufferList(), 1, time);
+    mLGDRing->Store(processor->GetLGDBufferList(), 1, time);
+    mStoredFrames += 1.0;
+}
+
+SInt32 AAReassignedSpectrumGenerator::ProcessFinal(UInt8 flush) {
+    const auto frames = static_cast<UInt64>(mStoredFrames);
+    // A place in the spectrogram, as a block in the array, is a number of 31 bits and 32 bits.
+    if (frames > static_cast<UInt64>(std::numeric_limits<int>::max()) ||
+        frames * mNumChannels > std::numeric_limits<UInt32>::max()) {
+        throw std::bad_alloc();
+    }
+    const std::size_t matrixFloats = std::size_t{2} * mNumBins * frames;
+    std::vector<QelAudioAnalysisBlock> blocks(frames * mNumChannels);
+    CAAutoFree<float> matrix(mNumChannels * matrixFloats, true);
+    PreferLargePages(matrix, mNumChannels * matrixFloats * kFloatBytes);
+    if (frames > 0) {
+        Scatter(static_cast<UInt32>(frames), matrix);
+        for (UInt32 c = 0; c < mNumChannels; ++c) {
+            blocks[c * frames] = {matrix + c * matrixFloats,
+                                  GetSizeOfAnalysisDataForKey(kQelAnalysisKey_ReasignedSpectrum)};
+        }
+    }
+    mDataCallback(nullptr, kQelAnalysisKey_ReasignedSpectrum, static_cast<UInt32>(blocks.size()),
+                  blocks.data(), mDataRefCon);
+    return QelAAAnalysisGenerator::ProcessFinal(flush);
+}
+
+// What a ring no longer has, or never had, is silence, which would add zeros to the first place.
+void AAReassignedSpectrumGenerator::Scatter(UInt32 frames, float* matrix) const {
+    AAReassignedFrames spectra(*mSpectrumRing, frames);
+    AAReassignedFrames frequencies(*mCIFRing, frames);
+    AAReassignedFrames times(*mLGDRing, frames);
+    std::vector<int> toBin(mNumBins);
+    std::vector<int> toFrame(mNumBins);
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        float* const channel = matrix + std::size_t{2} * mNumBins * frames * c;
+        for (UInt32 f = 0; f < spectra.Count(); ++f) {
+            const float* const spectrum = spectra.Frame(c, f);
+            vDSP_vfixr32(frequencies.Frame(c, f), 1, toBin.data(), 1, mNumBins);
+            vDSP_vfixr32(times.Frame(c, f), 1, toFrame.data(), 1, mNumBins);
+            Clamp(toBin.data(), mNumBins, static_cast<int>(mNumBins));
+            Clamp(toFrame.data(), mNumBins, static_cast<int>(frames));
+            for (UInt32 k = 0; k < mNumBins; ++k) {
+                const auto row = static_cast<std::size_t>(toFrame[k] - 1);
+                const auto column = static_cast<std::size_t>(toBin[k] - 1);
+                float* const cell = channel + 2 * (row * mNumBins + column);
+                cell[0] += spectrum[2 * k];
+                cell[1] += spectrum[2 * k + 1];
+            }
+        }
+    }
+}
+
+} // namespace qel::core

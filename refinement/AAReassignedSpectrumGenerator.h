@@ -1,0 +1,56 @@
+#pragma once
+
+#include "engine/QelAAAnalysisGenerator.h"
+
+namespace qel::core {
+
+// Slot 14: at the end of the stream, per channel, a spectrogram in which every value stands where
+// its energy lies: at the frequency and the time that AAReassignedSpectralProcessor found.
+//
+// Until then every frame's spectrum, frequencies and times are kept: 16 bytes per bin. The
+// spectrogram adds 8 while it is delivered. The rings hold as many frames as the declared length
+// has; of a longer stream, old frames fall out (see AAReassignedFrames for what is left).
+class AAReassignedSpectrumGenerator : public QelAAAnalysisGenerator {
+public:
+    AAReassignedSpectrumGenerator(UInt32 channels, Float64 sampleRate, UInt32 frameSize, UInt32 hop,
+                                  UInt32 maxFrames, UInt32 streamLength, DataCallback dataCallback,
+                                  void* refCon);
+    ~AAReassignedSpectrumGenerator() override;
+
+    // The size of one frame: mNumBins complex values.
+    UInt32 GetSizeOfAnalysisDataForKey(CFStringRef key) override;
+    CFPropertyListRef CreateCFRepresentation(CFAllocatorRef allocator, CFStringRef key,
+                                             UInt32 count,
+                                             const QelAudioAnalysisBlock* blocks) override;
+
+    // Delivers all frames since the last reset, in an array of channels times frames blocks, of
+    // which only number c times frames is filled: it points at all frames of channel c and tells
+    // the size of one. The others are empty, which is meant.
+    SInt32 ProcessFinal(UInt8 flush) override;
+
+    // Stores what the processor found in a frame.
+    void ComputeAndStoreProperties(const SpectralAndAudioBufferList& list);
+
+protected:
+    void NullPointers() override;
+    void Cleanup() override;
+    void AllocateBuffers() override;
+
+    // Per channel one frame of interleaved complex values.
+    CAAutoDelete<CABufferList> mSpectrumBuffers;
+    CAAutoDelete<CARingBuffer> mSpectrumRing;
+    CAAutoDelete<CARingBuffer> mCIFRing;
+    CAAutoDelete<CARingBuffer> mLGDRing;
+    double mStoredFrames = 0.0; // the time of the next Store
+
+private:
+    UInt32 TrustedCapacity() const;
+    CARingBuffer* NewFrameRing(UInt32 bytesPerFrame) const;
+    void KeepAllDeclaredFrames();
+    void Scatter(UInt32 frames, float* matrix) const;
+};
+
+// The spectral callback; `refCon` is the generator.
+void MyReassignedSpectralFun(SpectralAndAudioBufferList* list, void* refCon);
+
+} // namespace qel::core
