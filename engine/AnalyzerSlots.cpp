@@ -1,6 +1,7 @@
 #include "engine/AnalyzerSlots.h"
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
+#include "loudness/AABreloSoundCheckGenerator.h"
 #include "pitch/AAChromaPropertiesGenerator.h"
 #include "pitch/AAConstantQPropertiesGenerator.h"
 #include "refinement/AAIFFTGenerator.h"
@@ -129,7 +130,7 @@ constexpr std::array<Maker, kNumSlots> kMakers = {
     MakeFrameBased<AAPartialTrackGenerator, 1024, 512>,         // 9
     MakeFrameBased<AACepstralPropertiesGenerator, 512, 256>,    // 10
     MakeFrameBased<AAIFFTGenerator, 1024, 512>,                 // 11
-    nullptr,                                                    // 12
+    MakePushBased<AABreloSoundCheckGenerator>,                  // 12
     nullptr,                                                    // 13
     MakeFrameBased<AAReassignedSpectrumGenerator, 512, 64>,     // 14
 };
