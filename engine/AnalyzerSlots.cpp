@@ -2,6 +2,7 @@
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
 #include "loudness/AABreloSoundCheckGenerator.h"
+#include "loudness/AARangeMeter.h"
 #include "pitch/AAChromaPropertiesGenerator.h"
 #include "pitch/AAConstantQPropertiesGenerator.h"
 #include "refinement/AAIFFTGenerator.h"
@@ -131,7 +132,7 @@ constexpr std::array<Maker, kNumSlots> kMakers = {
     MakeFrameBased<AACepstralPropertiesGenerator, 512, 256>,    // 10
     MakeFrameBased<AAIFFTGenerator, 1024, 512>,                 // 11
     MakePushBased<AABreloSoundCheckGenerator>,                  // 12
-    nullptr,                                                    // 13
+    MakePushBased<AARangeMeter>,                                // 13
     MakeFrameBased<AAReassignedSpectrumGenerator, 512, 64>,     // 14
 };
 
