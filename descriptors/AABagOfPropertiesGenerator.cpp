@@ -1,4 +1,5 @@
 #include "descriptors/AABagOfPropertiesGenerator.h"
+#include "descriptors/RoughnessCurves.h"
 
 #include <algorithm>
 #include <cmath>
@@ -45,10 +46,12 @@ void AABagOfPropertiesGenerator::NullPointers() {
          {&mSpectrumMagnitude, &mPreviousMagnitude, &mButterworthBuffer, &mTemporalBuffer,
           &mGenericBuffer, &mHistogramBuffer, &mPeakBuffer, &mFluxBuffer})
         (void)buffer->release();
-    for (auto* array : {&mMinMagnitudes, &mMaxMagnitudes, &mFrequencies, &mPeakMagnitudes,
-                        &mBinNumbers, &mSlopeWeights, &mScratch})
+    for (auto* array :
+         {&mMinMagnitudes, &mMaxMagnitudes, &mFrequencies, &mPeakMagnitudes, &mPeakIndicators,
+          &mPeakAmplitudes, &mBinNumbers, &mSlopeWeights, &mScratch})
         (void)array->release();
     (void)mPeakBins.release();
+    (void)mRoughnessCurves.release();
 }
 
 void AABagOfPropertiesGenerator::Cleanup() {
@@ -57,10 +60,12 @@ void AABagOfPropertiesGenerator::Cleanup() {
          {&mSpectrumMagnitude, &mPreviousMagnitude, &mButterworthBuffer, &mTemporalBuffer,
           &mGenericBuffer, &mHistogramBuffer, &mPeakBuffer, &mFluxBuffer})
         buffer->free();
-    for (auto* array : {&mMinMagnitudes, &mMaxMagnitudes, &mFrequencies, &mPeakMagnitudes,
-                        &mBinNumbers, &mSlopeWeights, &mScratch})
+    for (auto* array :
+         {&mMinMagnitudes, &mMaxMagnitudes, &mFrequencies, &mPeakMagnitudes, &mPeakIndicators,
+          &mPeakAmplitudes, &mBinNumbers, &mSlopeWeights, &mScratch})
         array->free();
     mPeakBins.free();
+    mRoughnessCurves.free();
     NullPointers();
 }
 
@@ -84,8 +89,13 @@ void AABagOfPropertiesGenerator::AllocateBuffers() {
     mMinMagnitudes.alloc(mNumChannels, true);
     mMaxMagnitudes.alloc(mNumChannels, true);
     mPeakBins.alloc(mNumBins, true);
-    for (auto* array : {&mFrequencies, &mPeakMagnitudes, &mBinNumbers, &mSlopeWeights, &mScratch})
+    for (auto* array : {&mFrequencies, &mPeakMagnitudes, &mPeakIndicators, &mPeakAmplitudes,
+                        &mBinNumbers, &mSlopeWeights, &mScratch})
         array->alloc(mNumBins, true);
+    mRoughnessCurves.free();
+    if (IsWanted(kPeak))
+        mRoughnessCurves =
+            new RoughnessCurves(mNumBins, mFrameSize, static_cast<float>(mSampleRate));
     PrepareConstants();
 }
 

@@ -7,6 +7,8 @@
 
 namespace qel::core {
 
+class RoughnessCurves;
+
 // Slot 0: classic descriptors of the signal. Time-domain figures for each pushed block, and per
 // frame four groups of spectral figures and the raw spectrum. Each group is a key of its own, is
 // computed only if asked for, and is delivered as soon as it is known, one block per channel.
@@ -111,7 +113,7 @@ private:
     float ComputeHarmonicDeviation() const;
     float ComputeSecondTristimulus(float sum) const;
     float ComputeThirdTristimulus(float sum) const;
-    float ComputeDissonance() const;
+    float ComputeDissonance();
     float ComputeRegularity(float sum) const;
 
     float ComputeSpectralDifference(const float* magnitudes, const float* previous);
@@ -129,7 +131,10 @@ private:
     CAAutoFree<unsigned int> mPeakBins; // peaks of the channel at hand, packed from 0
     CAAutoFree<float> mPeakMagnitudes;  // zero behind the last peak
     UInt32 mNumPeaks = 0;
-    CAAutoDelete<CABufferList> mPeakBuffer; // keeps its values from frame to frame
+    CAAutoFree<float> mPeakIndicators; // by bin: 1 where a peak stands, else 0
+    CAAutoFree<float> mPeakAmplitudes; // by bin: what the dissonance takes for a peak's magnitude
+    CAAutoDelete<RoughnessCurves> mRoughnessCurves; // null if no figure of peaks is wanted
+    CAAutoDelete<CABufferList> mPeakBuffer;         // keeps its values from frame to frame
     CAAutoDelete<CABufferList> mFluxBuffer;
 
     // What does not change over the stream, and scratch of the frame's work; mNumBins floats each.

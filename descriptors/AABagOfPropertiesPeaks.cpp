@@ -5,12 +5,14 @@
 // of the frame before: that is meant.
 
 #include <algorithm>
-#include <cmath>
+#include <iterator>
 #include <numeric>
+#include <span>
 
 #include <Accelerate/Accelerate.h>
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
+#include "descriptors/RoughnessCurves.h"
 #include "spectral/VectorHelpers.h"
 
 namespace qel::core {
@@ -20,17 +22,23 @@ namespace {
 // The tristimulus groups: the fundamental; partials two to four; partials from five on.
 constexpr UInt32 kFirstOfThirdTristimulus = 4;
 
-// Roughness of two partials, after W. A. Sethares, "Local consonance and the relationship between
-// timbre and scale", JASA 94(3), 1993, whose constants differ in the last digits: the curve's width
-// scales with frequency by kPeakSpacing / (kWidthSlope f + kWidthOffset), and it is a difference of
-// two exponentials.
-constexpr float kPeakSpacing = 0.24f;
-constexpr float kWidthSlope = 0.0207f;
-constexpr float kWidthOffset = 18.96f;
+// Weights of the two exponentials of roughness.
 constexpr float kRise = 5.0f;
 constexpr float kFall = -5.0f;
-constexpr float kSlowDecay = -3.51f;
-constexpr float kFastDecay = -5.75f;
+
+// The sum of curve[i] times the lesser of `limit` and amplitudes[i]. Several sums side by side, so
+// that they run in vector lanes.
+float LimitedDotProduct(std::span<const float> curve, const float* amplitudes, float limit) {
+    constexpr std::size_t kLanes = 8;
+    float sums[kLanes] = {};
+    std::size_t i = 0;
+    for (; i + kLanes <= curve.size(); i += kLanes)
+        for (std::size_t lane = 0; lane < kLanes; ++lane)
+            sums[lane] += curve[i + lane] * std::min(limit, amplitudes[i + lane]);
+    for (; i < curve.size(); ++i)
+        sums[0] += curve[i] * std::min(limit, amplitudes[i]);
+    return std::accumulate(std::begin(sums), std::end(sums), 0.0f);
+}
 
 } // namespace
 
@@ -105,23 +113,33 @@ float AABagOfPropertiesGenerator::ComputeThirdTristimulus(float sum) const {
 }
 
 // The amplitude weighs the rising exponential alone, so that the sum can be negative, and it is
-// looked up by bin number as in the deviation: both are meant.
-float AABagOfPropertiesGenerator::ComputeDissonance() const {
+// looked up by bin number as in the deviation: both are meant. So few peaks have an amplitude; the
+// others count with the falling exponential only.
+//
+// The pairs of a peak are summed as products of its curves with all the bins above it, most of
+// which hold zeros: that runs in vector lanes.
+float AABagOfPropertiesGenerator::ComputeDissonance() {
     const float* p = mPeakMagnitudes;
     const unsigned int* b = mPeakBins;
-    const auto rate = static_cast<float>(mSampleRate);
-    float sum = 0.0f;
+    std::fill_n(mPeakIndicators.get(), mNumBins, 0.0f);
+    std::fill_n(mPeakAmplitudes.get(), mNumBins, 0.0f);
     for (UInt32 i = 0; i < mNumPeaks; ++i) {
-        const float frequency = BinToFreq(b[i], mFrameSize, rate);
-        const float scale = kPeakSpacing / (kWidthSlope * frequency + kWidthOffset);
-        for (UInt32 j = i + 1; j < mNumPeaks; ++j) {
-            const float distance = BinToFreq(b[j], mFrameSize, rate) - frequency;
-            const float amplitude = p[b[i]] > p[b[j]] ? p[b[j]] : p[b[i]];
-            sum += (amplitude * kRise) * std::exp(kSlowDecay * scale * distance) +
-                   std::exp(kFastDecay * scale * distance) * kFall;
-        }
+        mPeakIndicators[b[i]] = 1.0f;
+        mPeakAmplitudes[b[i]] = p[b[i]];
     }
-    return sum;
+    float rise = 0.0f;
+    float fall = 0.0f;
+    for (UInt32 i = 0; i + 1 < mNumPeaks; ++i) {
+        const UInt32 above = b[i] + 1;
+        const std::span<const float> fast = mRoughnessCurves->FastFrom(b[i], b[i + 1] - b[i]);
+        float pairs = 0.0f;
+        vDSP_dotpr(fast.data(), 1, mPeakIndicators + above, 1, &pairs, fast.size());
+        fall += pairs;
+        if (p[b[i]] != 0.0f)
+            rise +=
+                LimitedDotProduct(mRoughnessCurves->Slow(b[i]), mPeakAmplitudes + above, p[b[i]]);
+    }
+    return kRise * rise + kFall * fall;
 }
 
 float AABagOfPropertiesGenerator::ComputeRegularity(float sum) const {

@@ -1,0 +1,53 @@
+#include "descriptors/RoughnessCurves.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "spectral/VectorHelpers.h"
+
+namespace qel::core {
+
+namespace {
+
+constexpr float kPeakSpacing = 0.24f;
+constexpr float kWidthSlope = 0.0207f;
+constexpr float kWidthOffset = 18.96f;
+constexpr float kSlowDecay = -3.51f;
+constexpr float kFastDecay = -5.75f;
+constexpr float kLeastExponent = -87.3f; // of a normal float
+constexpr float kNegligibleExponent = -25.0f;
+
+} // namespace
+
+RoughnessCurves::RoughnessCurves(UInt32 bins, UInt32 frameSize, float sampleRate)
+    : mSlow(Tabled(kSlowDecay, bins, frameSize, sampleRate)),
+      mFast(Tabled(kFastDecay, bins, frameSize, sampleRate)) {}
+
+std::span<const float> RoughnessCurves::FastFrom(UInt32 bin, UInt32 nearest) const {
+    const std::span<const float> curve = mFast.Of(bin);
+    return curve.first(std::min(curve.size(), nearest + mFast.reaches[bin]));
+}
+
+RoughnessCurves::Curves RoughnessCurves::Tabled(float decay, UInt32 bins, UInt32 frameSize,
+                                                float sampleRate) {
+    Curves curves;
+    for (UInt32 bin = 0; bin < bins; ++bin) {
+        const float frequency = BinToFreq(bin, frameSize, sampleRate);
+        const float scale = kPeakSpacing / (kWidthSlope * frequency + kWidthOffset);
+        std::size_t reach = 0;
+        for (UInt32 upper = bin + 1; upper < bins; ++upper) {
+            const float distance = BinToFreq(upper, frameSize, sampleRate) - frequency;
+            const float exponent = decay * scale * distance;
+            if (exponent < kLeastExponent)
+                break;
+            curves.values.push_back(std::exp(exponent));
+            if (!(exponent < kNegligibleExponent))
+                reach = upper - bin;
+        }
+        curves.reaches.push_back(reach + 1);
+        curves.ends.push_back(curves.values.size());
+    }
+    return curves;
+}
+
+} // namespace qel::core

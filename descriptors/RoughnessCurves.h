@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QelAudioAnalysis.h>
+
+#include <span>
+#include <vector>
+
+namespace qel::core {
+
+// The two exponentials of the roughness of a pair of partials, tabled: they depend on nothing but
+// the bins of the two, so that a frame with hundreds of peaks needs no exponential.
+//
+// After W. A. Sethares, "Local consonance and the relationship between timbre and scale", JASA
+// 94(3), 1993, whose constants differ in the last digits: the curve's width scales with the
+// frequency of the lower partial, and it is a difference of two exponentials of their distance.
+//
+// Constant after construction.
+class RoughnessCurves {
+public:
+    // `bins` of a transform of `frameSize` points, at `sampleRate` Hz.
+    RoughnessCurves(UInt32 bins, UInt32 frameSize, float sampleRate);
+
+    // Of a lower partial in `bin`: the values for upper ones 1, 2, ... bins above it, to where they
+    // leave the range of normal floats.
+    std::span<const float> Slow(UInt32 bin) const { return mSlow.Of(bin); }
+    std::span<const float> Fast(UInt32 bin) const { return mFast.Of(bin); }
+
+    // The part of Fast(bin) that counts beside a pair `nearest` bins apart: behind it values are
+    // below e^-25 of that one's.
+    std::span<const float> FastFrom(UInt32 bin, UInt32 nearest) const;
+
+private:
+    // One curve per bin, one behind the other.
+    struct Curves {
+        std::vector<float> values;
+        std::vector<std::size_t> ends;
+        std::vector<std::size_t> reaches; // of a fall by e^-25, in bins
+
+        std::span<const float> Of(UInt32 bin) const {
+            const std::size_t start = bin == 0 ? 0 : ends[bin - 1];
+            return {values.data() + start, ends[bin] - start};
+        }
+    };
+
+    static Curves Tabled(float decay, UInt32 bins, UInt32 frameSize, float sampleRate);
+
+    Curves mSlow;
+    Curves mFast;
+};
+
+} // namespace qel::core
