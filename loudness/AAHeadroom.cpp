@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "loudness/HistogramIndices.h"
 
@@ -16,12 +15,9 @@ constexpr double kTailShare = 0.00025; // of all samples, in both tails together
 
 AAHeadroom::AAHeadroom(UInt32 channels, UInt32 histogramBins, float minValue, float maxValue)
     : mHistogramBins(histogramBins), mMinValue(static_cast<SInt32>(minValue)),
-      mMaxValue(static_cast<SInt32>(maxValue)), mBinEdges(histogramBins - 1), mChannels(channels),
+      mMaxValue(static_cast<SInt32>(maxValue)), mBinEdges(histogramBins - 1),
+      mCounts(channels, std::vector<double>(std::size_t{kTables} * histogramBins)),
       mIndices(kStretch) {
-    for (Channel& channel : mChannels) {
-        channel.recent.resize(std::size_t{kTables} * histogramBins);
-        channel.counts.resize(histogramBins);
-    }
     Initialize();
 }
 
@@ -34,25 +30,13 @@ SInt32 AAHeadroom::Initialize() {
     return 0;
 }
 
-void AAHeadroom::EmptyTables(Channel& channel) {
-    for (std::size_t i = 0; i < channel.recent.size(); ++i)
-        channel.counts[i % mHistogramBins] += channel.recent[i];
-    std::fill(channel.recent.begin(), channel.recent.end(), 0u);
-    channel.recentSamples = 0;
-}
-
-void AAHeadroom::Update(UInt32 channelIndex, const float* samples, UInt32 count) {
-    Channel& channel = mChannels[channelIndex];
-    if (count > std::numeric_limits<UInt32>::max() - channel.recentSamples)
-        EmptyTables(channel);
-    channel.recentSamples += count;
-    if (channelIndex == 0)
+void AAHeadroom::Update(UInt32 channel, const float* samples, UInt32 count) {
+    if (channel == 0)
         mSampleCount += count;
-
-    UInt32* const table0 = channel.recent.data();
-    UInt32* const table1 = table0 + mHistogramBins;
-    UInt32* const table2 = table1 + mHistogramBins;
-    UInt32* const table3 = table2 + mHistogramBins;
+    double* const table0 = mCounts[channel].data();
+    double* const table1 = table0 + mHistogramBins;
+    double* const table2 = table1 + mHistogramBins;
+    double* const table3 = table2 + mHistogramBins;
     const UInt32* const indices = mIndices.data();
     while (count > 0) {
         const UInt32 now = std::min(count, kStretch);
@@ -60,23 +44,22 @@ void AAHeadroom::Update(UInt32 channelIndex, const float* samples, UInt32 count)
                           mIndices.data());
         UInt32 i = 0;
         for (; i + kTables <= now; i += kTables) {
-            ++table0[indices[i]];
-            ++table1[indices[i + 1]];
-            ++table2[indices[i + 2]];
-            ++table3[indices[i + 3]];
+            table0[indices[i]] += 1.0;
+            table1[indices[i + 1]] += 1.0;
+            table2[indices[i + 2]] += 1.0;
+            table3[indices[i + 3]] += 1.0;
         }
         for (; i < now; ++i)
-            ++table0[indices[i]];
+            table0[indices[i]] += 1.0;
         samples += now;
         count -= now;
     }
 }
 
-double AAHeadroom::Count(UInt32 channelIndex, UInt32 bin) const {
-    const Channel& channel = mChannels[channelIndex];
-    double count = channel.counts[bin];
+double AAHeadroom::Count(UInt32 channel, UInt32 bin) const {
+    double count = 0.0;
     for (UInt32 table = 0; table < kTables; ++table)
-        count += channel.recent[std::size_t{table} * mHistogramBins + bin];
+        count += mCounts[channel][std::size_t{table} * mHistogramBins + bin];
     return count;
 }
 

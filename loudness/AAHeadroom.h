@@ -41,20 +41,12 @@ private:
     static constexpr UInt32 kTables = 4;
     static constexpr UInt32 kStretch = 512; // samples whose bins are found at once
 
-    struct Channel {
-        std::vector<UInt32> recent; // kTables tables
-        UInt32 recentSamples = 0;   // in them, so that none can overflow
-        std::vector<double> counts; // what was counted before
-    };
-
-    void EmptyTables(Channel& channel);
-
     UInt32 mHistogramBins;
     SInt32 mMinValue;
     SInt32 mMaxValue;
     float mBinWidth = 0.0f;
     std::vector<float> mBinEdges;
-    std::vector<Channel> mChannels;
+    std::vector<std::vector<double>> mCounts; // of a channel: kTables tables
     std::vector<UInt32> mIndices;
     double mSampleCount = 0.0;
 };

@@ -10,7 +10,6 @@ namespace qel::core {
 namespace {
 
 constexpr SInt32 kLeastHistogramBins = 3;
-constexpr UInt32 kMostRecentFrames = std::numeric_limits<UInt16>::max();
 constexpr UInt32 kStretch = 512; // values whose bins are found at once
 
 } // namespace
@@ -23,8 +22,7 @@ AAHistogram::AAHistogram(UInt32 channels, UInt32 frequencyBins, SInt32 histogram
       mIndices(std::max(frequencyBins, kStretch)) {
     const std::size_t cells = std::size_t{frequencyBins} * mLevels;
     for (Channel& channel : mChannels) {
-        channel.recent.resize(cells);
-        channel.counts.alloc(cells, true);
+        channel.counts.resize(cells);
         channel.medianIndex.resize(frequencyBins);
         channel.lowIndex.resize(frequencyBins);
         channel.highIndex.resize(frequencyBins);
@@ -47,12 +45,8 @@ SInt32 AAHistogram::Initialize() {
     return 0;
 }
 
-void AAHistogram::Clear(Channel& channel) const {
-    if (channel.hasCounts)
-        std::fill_n(channel.counts.get(), channel.recent.size(), 0.0);
-    channel.hasCounts = false;
-    std::fill(channel.recent.begin(), channel.recent.end(), UInt16{0});
-    channel.recentFrames = 0;
+void AAHistogram::Clear(Channel& channel) {
+    std::fill(channel.counts.begin(), channel.counts.end(), 0.0);
     for (auto* indices : {&channel.medianIndex, &channel.lowIndex, &channel.highIndex})
         std::fill(indices->begin(), indices->end(), 0);
     for (auto* levels : {&channel.medianSpectrum, &channel.smoothedSpectrum, &channel.slope})
@@ -64,9 +58,7 @@ void AAHistogram::Update(UInt32 channelIndex, UInt32 frequencyBin, const float* 
                          UInt32 count) {
     if (!mIsReady)
         return;
-    Channel& channel = mChannels[channelIndex];
-    channel.hasCounts = channel.hasCounts || count > 0;
-    double* const row = channel.counts.get() + std::size_t{frequencyBin} * mLevels;
+    double* const row = mChannels[channelIndex].counts.data() + std::size_t{frequencyBin} * mLevels;
     while (count > 0) {
         const UInt32 now = std::min(count, kStretch);
         IndicesByProduct(values, now, mBinEdges[0], 1.0f / mBinWidth, mLevels - 1, mIndices.data());
@@ -80,25 +72,12 @@ void AAHistogram::Update(UInt32 channelIndex, UInt32 frequencyBin, const float* 
 void AAHistogram::UpdateSpectrum(UInt32 channelIndex, const float* values) {
     if (!mIsReady)
         return;
-    Channel& channel = mChannels[channelIndex];
-    if (channel.recentFrames == kMostRecentFrames)
-        EmptyRecent(channel);
-    ++channel.recentFrames;
     IndicesByProduct(values, mFrequencyBins, mBinEdges[0], 1.0f / mBinWidth, mLevels - 1,
                      mIndices.data());
     const UInt32* const indices = mIndices.data();
-    UInt16* row = channel.recent.data();
+    double* row = mChannels[channelIndex].counts.data();
     for (UInt32 k = 0; k < mFrequencyBins; ++k, row += mLevels)
-        ++row[indices[k]];
-}
-
-void AAHistogram::EmptyRecent(Channel& channel) {
-    double* const counts = channel.counts.get();
-    for (std::size_t i = 0; i < channel.recent.size(); ++i)
-        counts[i] += channel.recent[i];
-    channel.hasCounts = true;
-    std::fill(channel.recent.begin(), channel.recent.end(), UInt16{0});
-    channel.recentFrames = 0;
+        row[indices[k]] += 1.0;
 }
 
 void AAHistogram::IncrementNonZeroBlockCount(UInt32 channel) {
@@ -112,9 +91,7 @@ SInt32 AAHistogram::GetNnonzeroBlocks(UInt32 channel) const {
 }
 
 double AAHistogram::Count(UInt32 channelIndex, UInt32 frequencyBin, UInt32 histogramBin) const {
-    const Channel& channel = mChannels[channelIndex];
-    const std::size_t cell = std::size_t{frequencyBin} * mLevels + histogramBin;
-    return channel.recent[cell] + (channel.hasCounts ? channel.counts.get()[cell] : 0.0);
+    return mChannels[channelIndex].counts[std::size_t{frequencyBin} * mLevels + histogramBin];
 }
 
 const std::vector<SInt32>& AAHistogram::MedianIndex(UInt32 channel) const {

@@ -4,8 +4,6 @@
 
 #include <MacTypes.h>
 
-#include "support/CAAutoDisposer.h"
-
 namespace qel::core {
 
 // Keeps, for each channel and frequency bin, a histogram of levels over a whole recording, and
@@ -56,14 +54,7 @@ public:
 
 private:
     struct Channel {
-        // Counts of the last frames, few enough for 16 bits. They are what UpdateSpectrum writes
-        // at scattered places, and so few bytes stay in the cache. Frequency bins have a row each.
-        std::vector<UInt16> recent;
-        UInt32 recentFrames = 0;
-        // What was counted before; all 0, and its memory untouched, unless `hasCounts` is set.
-        CAAutoFree<double> counts;
-        bool hasCounts = false;
-
+        std::vector<double> counts; // frequency bins have a row each
         std::vector<SInt32> medianIndex;
         std::vector<SInt32> lowIndex;
         std::vector<SInt32> highIndex;
@@ -73,8 +64,7 @@ private:
         SInt32 nonZeroBlocks = 0;
     };
 
-    void Clear(Channel& channel) const;
-    static void EmptyRecent(Channel& channel);
+    static void Clear(Channel& channel);
 
     void GetMeanAndPercentile(Channel& channel, UInt32 frequencyBin) const;
     void MedianFilter(Channel& channel) const;

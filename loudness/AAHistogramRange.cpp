@@ -82,22 +82,16 @@ void AAHistogram::EstimateSpectralRange(UInt32 frameSize, UInt32 channels, float
 // before the sum reaches its share: one below the bin that holds the percentile, as meant. The
 // topmost histogram bin takes no part: a level at or above the top is out of the measurement.
 void AAHistogram::GetMeanAndPercentile(Channel& channel, UInt32 frequencyBin) const {
+    const double* const counts = channel.counts.data() + std::size_t{frequencyBin} * mLevels;
     const UInt32 levels = mLevels - 1;
-    const std::size_t row = std::size_t{frequencyBin} * mLevels;
-    const auto countAt = [&](UInt32 i) {
-        const double before = channel.hasCounts ? channel.counts.get()[row + i] : 0.0;
-        return before + channel.recent[row + i];
-    };
-    double total = 0.0;
-    for (UInt32 i = 0; i < levels; ++i)
-        total += countAt(i);
+    const double total = std::accumulate(counts, counts + levels, 0.0);
 
     SInt32 low = 0;
     SInt32 median = 0;
     SInt32 high = 0;
     double sum = 0.0;
     for (UInt32 i = 0; i < levels; ++i) {
-        sum += countAt(i);
+        sum += counts[i];
         const auto index = static_cast<SInt32>(i);
         if (kLowShare * total > sum)
             low = index;
