@@ -18,6 +18,24 @@ float* Row(CABufferList* buffer, UInt32 channel) {
     return static_cast<float*>(buffer->GetModifiableBufferList().mBuffers[channel].mData);
 }
 
+// An inner processor. Its blocks are whole frames, one after the other, so that each goes through
+// the window straight into the transform. The audio buffers of its list stay empty.
+class FrameTransform final : public QelAASpectralProcessor {
+public:
+    FrameTransform(UInt32 transformLength, UInt32 channels)
+        : QelAASpectralProcessor(transformLength, transformLength, channels, 0, false, false) {}
+
+    int ProcessForwards(UInt32 frames, AudioBufferList* in) override {
+        for (UInt32 c = 0; c < mNumChannels; ++c) {
+            const auto* const samples = static_cast<const float*>(in->mBuffers[c].mData);
+            vDSP_vmul(samples, 1, mWindow, 1, mChannels[c].mFFTBuffer, 1, frames);
+        }
+        DoFwdFFT();
+        ProcessSpectrum(mFFTSize, mSpectralBufferList);
+        return 1;
+    }
+};
+
 // One channel of one frame, in a single pass. `binRamp` counts the bins from 1, `framesPerSample`
 // is 1 / N, a power of two.
 void Reassign(const DSPSplitComplex& s0, const DSPSplitComplex& s1, const DSPSplitComplex& s2,
@@ -120,7 +138,6 @@ CABufferList* AAReassignedSpectralProcessor::NewBuffer(const char* name) const {
     return buffer.release();
 }
 
-// Its hop is its frame, and so is every block that it gets: a short ring, always at the same place.
 QelAASpectralProcessor*
 AAReassignedSpectralProcessor::NewInnerProcessor(const float* window, SpectralFunction function) {
     CAAutoDelete<QelAASpectralProcessor> inner(
@@ -201,7 +218,7 @@ void AAReassignedSpectralProcessor::StoreSpectra1(SpectralAndAudioBufferList* li
         FixSpectrum(list->mSpectra[c], mNumBins);
     }
     mTimeRampSpectrum = list;
-    mDerivativeProcessor->ProcessForwards(mFFTSize, list->mAudioBuffers);
+    mDerivativeProcessor->ProcessForwards(mFFTSize, mWindowSpectrum->mAudioBuffers);
 }
 
 void AAReassignedSpectralProcessor::ComputeReassignedSpectrum(SpectralAndAudioBufferList* list) {

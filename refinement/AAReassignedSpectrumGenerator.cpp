@@ -19,7 +19,6 @@ namespace {
 
 constexpr UInt32 kFloatBytes = sizeof(float);
 constexpr UInt32 kComplexBytes = 2 * kFloatBytes;
-constexpr UInt64 kTrustedBytes = UInt64{1} << 30;
 
 bool IsOurs(CFStringRef key) {
     return key != nullptr && CFEqual(key, kQelAnalysisKey_ReasignedSpectrum);
@@ -95,11 +94,11 @@ void AAReassignedSpectrumGenerator::AllocateBuffers() {
     mLGDRing = NewFrameRing(mNumBins * kFloatBytes);
 }
 
-// A declaration may be false, so that no ring takes more than a gigabyte on trust; and only what
-// is stored into it takes memory, as large zeroed memory comes from the system when it is touched.
+// Of a large ring, only what is stored into it takes memory: the system gives zeroed memory when it
+// is touched.
 UInt32 AAReassignedSpectrumGenerator::TrustedCapacity() const {
     const UInt64 frameBytes = UInt64{mNumBins} * kComplexBytes * mNumChannels;
-    const UInt64 trusted = kTrustedBytes / std::max(frameBytes, UInt64{1});
+    const UInt64 trusted = mTrustedBytes / std::max(frameBytes, UInt64{1});
     return static_cast<UInt32>(std::min<UInt64>(trusted, mNumAnalysisFrames));
 }
 
@@ -160,8 +159,9 @@ SInt32 AAReassignedSpectrumGenerator::ProcessFinal(UInt8 flush) {
         throw std::bad_alloc();
     }
     const std::size_t matrixFloats = std::size_t{2} * mNumBins * frames;
-    std::vector<QelAudioAnalysisBlock> blocks(frames * mNumChannels);
-    CAAutoFree<float> matrix(mNumChannels * matrixFloats, true);
+    const auto count = static_cast<UInt32>(frames * mNumChannels);
+    const CAAutoFree<QelAudioAnalysisBlock> blocks(count, true);
+    const CAAutoFree<float> matrix(mNumChannels * matrixFloats, true);
     PreferLargePages(matrix, mNumChannels * matrixFloats * kFloatBytes);
     if (frames > 0) {
         Scatter(static_cast<UInt32>(frames), matrix);
@@ -170,8 +170,7 @@ SInt32 AAReassignedSpectrumGenerator::ProcessFinal(UInt8 flush) {
                                   GetSizeOfAnalysisDataForKey(kQelAnalysisKey_ReasignedSpectrum)};
         }
     }
-    mDataCallback(nullptr, kQelAnalysisKey_ReasignedSpectrum, static_cast<UInt32>(blocks.size()),
-                  blocks.data(), mDataRefCon);
+    mDataCallback(nullptr, kQelAnalysisKey_ReasignedSpectrum, count, blocks, mDataRefCon);
     return QelAAAnalysisGenerator::ProcessFinal(flush);
 }
 
@@ -194,8 +193,10 @@ void AAReassignedSpectrumGenerator::Scatter(UInt32 frames, float* matrix) const 
                 const auto row = static_cast<std::size_t>(toFrame[k] - 1);
                 const auto column = static_cast<std::size_t>(toBin[k] - 1);
                 float* const cell = channel + 2 * (row * mNumBins + column);
-                cell[0] += spectrum[2 * k];
-                cell[1] += spectrum[2 * k + 1];
+                const float real = cell[0] + spectrum[2 * k];
+                const float imag = cell[1] + spectrum[2 * k + 1];
+                cell[0] = real;
+                cell[1] = imag;
             }
         }
     }

@@ -42,6 +42,8 @@ protected:
     CAAutoDelete<CARingBuffer> mCIFRing;
     CAAutoDelete<CARingBuffer> mLGDRing;
     double mStoredFrames = 0.0; // the time of the next Store
+    // A declared length may be false: a ring takes no more than this before frames need it.
+    UInt64 mTrustedBytes = UInt64{1} << 30;
 
 private:
     UInt32 TrustedCapacity() const;

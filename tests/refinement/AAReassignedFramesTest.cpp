@@ -1,0 +1,90 @@
+// The frames that are assembled without a list, against the list that CARingBuffer::Fetch fills.
+
+#include "refinement/AAReassignedFrames.h"
+
+#include "tests/support/RingBufferTesting.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace qel::core {
+namespace {
+
+constexpr UInt32 kBytesPerFrame = 24;
+
+// A ring of two channels with room for `capacity` frames, into which `frames` frames were stored.
+// No two bytes that follow each other are alike, and none is 0.
+class FilledRing {
+public:
+    FilledRing(UInt32 capacity, UInt64 frames) {
+        ring.Allocate(2, kBytesPerFrame, capacity);
+        RingTestList one(2, kBytesPerFrame);
+        Byte next = 1;
+        for (UInt64 f = 0; f < frames; ++f) {
+            for (UInt32 c = 0; c < 2; ++c) {
+                for (UInt32 i = 0; i < kBytesPerFrame; ++i) {
+                    one.Set(c, i, next);
+                    next = static_cast<Byte>(next % 251 + 1);
+                }
+            }
+            ring.Store(one.List(), 1, static_cast<SInt64>(f));
+        }
+    }
+    CARingBuffer ring;
+};
+
+std::vector<Byte> BytesOf(const float* frame) {
+    std::vector<Byte> bytes(kBytesPerFrame);
+    std::memcpy(bytes.data(), frame, bytes.size());
+    return bytes;
+}
+
+// With 1000 frames gone, everything has moved out of the list; with 5, floats are made of the bytes
+// of two.
+TEST(AAReassignedFramesTest, AreTheBytesThatFetchPutsIntoItsList) {
+    constexpr UInt32 kCapacity = 7;
+    for (const UInt32 gone : {0U, 1U, 4U, 5U, 23U, 24U, 25U, 100U, 167U, 168U, 1000U}) {
+        SCOPED_TRACE(gone);
+        const UInt32 stored = kCapacity + gone;
+        const FilledRing filled(kCapacity, stored);
+        RingTestList list(2, kCapacity * kBytesPerFrame);
+        ASSERT_EQ(filled.ring.Fetch(list.List(), stored, 0, true), kRingBufferOK);
+
+        AAReassignedFrames frames(filled.ring, stored);
+        ASSERT_EQ(frames.Count(), kCapacity);
+        for (UInt32 c = 0; c < 2; ++c) {
+            for (UInt32 f = 0; f < kCapacity; ++f) {
+                const auto begin = list.Data(c).begin() + f * kBytesPerFrame;
+                EXPECT_EQ(BytesOf(frames.Frame(c, f)),
+                          std::vector<Byte>(begin, begin + kBytesPerFrame))
+                    << "channel " << c << ", frame " << f;
+            }
+        }
+    }
+}
+
+TEST(AAReassignedFramesTest, AreReadInPlaceWhileNothingHasFallenOut) {
+    const FilledRing filled(5, 5);
+    AAReassignedFrames frames(filled.ring, 5);
+    for (UInt32 c = 0; c < 2; ++c) {
+        for (UInt32 f = 0; f < 5; ++f) {
+            const Byte* const slot = filled.ring.SlotOfFrame(static_cast<SInt32>(c), f);
+            EXPECT_EQ(static_cast<const void*>(frames.Frame(c, f)), slot);
+        }
+    }
+}
+
+TEST(AAReassignedFramesTest, OfARingThatIsNotFullAreThoseThatWereStored) {
+    const FilledRing filled(5, 3);
+    EXPECT_EQ(AAReassignedFrames(filled.ring, 3).Count(), 3U);
+    EXPECT_EQ(AAReassignedFrames(filled.ring, 0).Count(), 0U);
+}
+
+TEST(AAReassignedFramesTest, OfARingWithoutCapacityThereAreNone) {
+    const FilledRing filled(0, 9);
+    EXPECT_EQ(AAReassignedFrames(filled.ring, 9).Count(), 0U);
+}
+
+} // namespace
+} // namespace qel::core
