@@ -18,17 +18,17 @@ float* Row(CABufferList* buffer, UInt32 channel) {
     return static_cast<float*>(buffer->GetModifiableBufferList().mBuffers[channel].mData);
 }
 
-// An inner processor. Its blocks are whole frames, one after the other, so that each goes through
-// the window straight into the transform. The audio buffers of its list stay empty.
+// An inner processor. Every block is a whole frame, which goes through the window straight into the
+// transform. The audio buffers of its list stay empty.
 class FrameTransform final : public QelAASpectralProcessor {
 public:
     FrameTransform(UInt32 transformLength, UInt32 channels)
         : QelAASpectralProcessor(transformLength, transformLength, channels, 0, false, false) {}
 
-    int ProcessForwards(UInt32 frames, AudioBufferList* in) override {
+    int ProcessForwards(UInt32 /*frames*/, AudioBufferList* in) override {
         for (UInt32 c = 0; c < mNumChannels; ++c) {
             const auto* const samples = static_cast<const float*>(in->mBuffers[c].mData);
-            vDSP_vmul(samples, 1, mWindow, 1, mChannels[c].mFFTBuffer, 1, frames);
+            vDSP_vmul(samples, 1, mWindow, 1, mChannels[c].mFFTBuffer, 1, mFFTSize);
         }
         DoFwdFFT();
         ProcessSpectrum(mFFTSize, mSpectralBufferList);

@@ -153,7 +153,7 @@ void AAReassignedSpectrumGenerator::ComputeAndStoreProperties(
 
 SInt32 AAReassignedSpectrumGenerator::ProcessFinal(UInt8 flush) {
     const auto frames = static_cast<UInt64>(mStoredFrames);
-    // A place in the spectrogram, as a block in the array, is a number of 31 bits and 32 bits.
+    // Places are numbered in 31 bits, blocks in 32.
     if (frames > static_cast<UInt64>(std::numeric_limits<int>::max()) ||
         frames * mNumChannels > std::numeric_limits<UInt32>::max()) {
         throw std::bad_alloc();

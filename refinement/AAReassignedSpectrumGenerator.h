@@ -42,8 +42,9 @@ protected:
     CAAutoDelete<CARingBuffer> mCIFRing;
     CAAutoDelete<CARingBuffer> mLGDRing;
     double mStoredFrames = 0.0; // the time of the next Store
-    // A declared length may be false: a ring takes no more than this before frames need it.
-    UInt64 mTrustedBytes = UInt64{1} << 30;
+    // A declared length may be false: no ring takes more than this before frames need it. About a
+    // gigabyte, so that four of it fit the 32 bits in which a ring counts its bytes.
+    UInt64 mTrustedBytes = (UInt64{1} << 30) - (UInt64{1} << 20);
 
 private:
     UInt32 TrustedCapacity() const;
