@@ -56,8 +56,13 @@ const std::vector<float>& Song() {
     return audio;
 }
 
+// Whole blocks, as some keys take nothing else.
 const std::vector<float>& Audio() {
-    static const std::vector<float> audio = MinuteOfMusic();
+    static const std::vector<float> audio = [] {
+        std::vector<float> minute = MinuteOfMusic();
+        minute.resize(minute.size() - minute.size() % kBlockSamples);
+        return minute;
+    }();
     return audio;
 }
 
@@ -110,6 +115,11 @@ unsigned TransformOf(const KeyInfo& row) {
     return isConstantQ ? kConstantQTransform : FrameOf(row);
 }
 
+// A frame of the reassigned spectrum is transformed under three windows.
+double TransformsPerFrame(const KeyInfo& row) {
+    return row.key == "reasigned spectrum" ? 3.0 : 1.0;
+}
+
 // Onsets have no frames: their floor is the bank that the samples run through.
 bool IsOnsets(const KeyInfo& row) {
     return row.key == "onset data";
@@ -146,8 +156,9 @@ public:
         double all = 0.0;
         std::map<std::string, double> floors;
         for (const KeyInfo& row : kKeys) {
-            floors[FloorName(row)] = mSeconds[FloorName(row)];
-            PrintRow(std::string(row.key), mSeconds[FloorName(row)]);
+            const double floor = TransformsPerFrame(row) * mSeconds[FloorName(row)];
+            floors[FloorName(row)] = floor;
+            PrintRow(std::string(row.key), floor);
         }
         for (const auto& [name, seconds] : floors)
             all += seconds;

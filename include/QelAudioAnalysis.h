@@ -125,6 +125,16 @@ typedef struct PartialList {
     const PartialRecord* mPartials;
 } PartialList;
 
+/* How far the samples of a channel reach, in amplitude and in frequency. */
+typedef struct QelAudioAnalysisRange {
+    Float32 mHeadroom;       /* fraction of full scale; -1 if there is none */
+    Float32 mNoiseFloor;     /* dB; 100 if there is none */
+    Float32 mCutoff;         /* Hz; -1 if there is none */
+    SInt32 mHeadroomValid;   /* 1 if any channel has a headroom, else 0 */
+    SInt32 mNoiseFloorValid; /* likewise of the noise floor */
+    SInt32 mCutoffValid;     /* likewise of the cutoff */
+} QelAudioAnalysisRange;
+
 /*
  * Receives results.
  *
@@ -134,7 +144,10 @@ typedef struct PartialList {
  *   blocks  frame-major; the library's, and valid only until the callback returns. Of "dominant
  *           key" and "global key" each mData is a CFString itself, and the callback owns a
  *           reference to it: CFRelease, then or later. Of "global key" only blocks[0] tells its
- *           size.
+ *           size. Of "audio range" every block is the whole array of QelAudioAnalysisRange, one
+ *           record per channel. Of "reasigned spectrum" with count / channels = F, blocks[c * F]
+ *           points at all F frames of channel c, one behind the other, and tells the size of one;
+ *           the other blocks are empty.
  *   refCon  the pointer given to QelAudioAnalysisNew
  *
  * The callback must not throw, and must not initialize, push, process, reset or dispose of the
@@ -175,8 +188,9 @@ SInt32 QelAudioAnalysisNew(CFArrayRef keys, QelAudioAnalysisDataCallback callbac
  *                 take one buffer per channel, so set kAudioFormatFlagIsNonInterleaved whenever
  *                 there is more than one channel. Any sample rate. Null is not canonical.
  *   layout        the first 32 bytes (header and one description) are copied. Null: no layout.
- *   streamLength  expected length in frames, 0 if unknown; only the low 32 bits count. Results do
- *                 not depend on it; a true value saves memory traffic.
+ *   streamLength  expected length in frames, 0 if unknown; only the low 32 bits count. A true value
+ *                 saves memory traffic. Results do not depend on it, with one exception: "reasigned
+ *                 spectrum" keeps as many frames as the length has, and older ones are lost.
  *
  * 0; kAudioAnalysisErr_BadFormat if the format is not canonical, which is looked at first;
  * kAudioAnalysisErr_NullHandle.
@@ -188,7 +202,8 @@ SInt32 QelAudioAnalysisInitialize(QelAudioAnalysisRef handle, UInt32 maxFrames,
 /*
  * Analyzes the next stretch of the stream.
  *
- *   frames  0 to maxFrames
+ *   frames  0 to maxFrames; for "audio range" a multiple of 512 other than 0, else that key
+ *           answers -1 and takes nothing of the push, while the other keys take all of it
  *   list    one buffer per channel, each with at least 4 * frames bytes of floats; read during the
  *           call only
  *

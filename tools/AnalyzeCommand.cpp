@@ -82,6 +82,7 @@ AnalysisPlan MakePlan(const AnalyzeOptions& options) {
     for (const std::string& text : options.parameters) {
         plan.parameters.push_back(ParseParameter(text));
     }
+    CheckBlock(plan);
     CheckParameters(plan);
     return plan;
 }

@@ -1,5 +1,6 @@
 #include "tools/AudioDecoder.h"
 
+#include "tools/Interrupt.h"
 #include "tools/ToolError.h"
 
 extern "C" {
@@ -10,6 +11,7 @@ extern "C" {
 #include <algorithm>
 #include <fmt/format.h>
 #include <new>
+#include <vector>
 
 namespace qel::tool {
 namespace {
@@ -85,6 +87,19 @@ std::size_t AudioDecoder::Read(std::span<float* const> planes, std::size_t capac
         filled += count;
     }
     return filled;
+}
+
+std::int64_t AudioDecoder::CountFrames(const std::string& path) {
+    constexpr std::size_t kBlockSamples = 4096;
+    AudioDecoder decoder(path);
+    std::vector<float> block(kBlockSamples);
+    const std::vector<float*> planes(decoder.Channels(), block.data());
+    std::int64_t frames = 0;
+    while (const std::size_t count = decoder.Read(planes, kBlockSamples)) {
+        Interrupt::Check();
+        frames += static_cast<std::int64_t>(count);
+    }
+    return frames;
 }
 
 // Decodes until a frame with something to keep has come. False at the end.

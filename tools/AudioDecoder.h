@@ -48,6 +48,10 @@ public:
     // and for a file that ends before the length it states.
     std::size_t Read(std::span<float* const> planes, std::size_t capacity);
 
+    // Length of a file in frames, found by decoding all of it. Throws ToolError as the constructor
+    // and Read do.
+    static std::int64_t CountFrames(const std::string& path);
+
     // Final once Read has returned 0.
     DecoderReport Report() const;
 

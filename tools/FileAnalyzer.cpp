@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <limits>
+#include <numeric>
 #include <set>
 
 namespace qel::tool {
@@ -29,6 +30,16 @@ std::vector<std::string> NamesOf(const std::vector<const KeyInfo*>& keys) {
 std::uint32_t LengthHint(std::int64_t frames) {
     const bool fits = frames > 0 && frames <= std::numeric_limits<std::uint32_t>::max();
     return fits ? static_cast<std::uint32_t>(frames) : 0;
+}
+
+// Some keys keep the frames of the declared length alone, and what a file states is but a hint: the
+// way to know is to decode it once more.
+std::uint32_t LengthFor(const AnalysisPlan& plan, const std::string& path,
+                        const AudioDecoder& decoder) {
+    const bool mustKnow = std::any_of(plan.keys.begin(), plan.keys.end(), [](const KeyInfo* info) {
+        return info->delivery == Delivery::FramesAtEnd;
+    });
+    return LengthHint(mustKnow ? AudioDecoder::CountFrames(path) : decoder.ExpectedFrames());
 }
 
 using Keys = std::set<const KeyInfo*>;
@@ -82,6 +93,40 @@ std::string DescribeMissing(const AnalysisPlan& plan, const Keys& delivered, SIn
                         : fmt::format("{}; {}", statusText(status), keys);
 }
 
+// What the samples of every push but the last one must be a multiple of.
+std::uint32_t PushMultiple(const AnalysisPlan& plan) {
+    std::uint32_t multiple = 1;
+    for (const KeyInfo* info : plan.keys) {
+        multiple = std::lcm(multiple, info->pushMultiple);
+    }
+    return multiple;
+}
+
+// Pushes a block. What goes beyond whole multiples at the end of a file comes in a push of its own,
+// which is for those keys that take it.
+void Push(Analyzer& analyzer, std::span<const float* const> channels, std::size_t count,
+          std::uint32_t multiple) {
+    const std::size_t rest = count % multiple;
+    const std::size_t whole = count - rest;
+    if (whole != 0) {
+        analyzer.push(channels, whole);
+    }
+    if (rest == 0) {
+        return;
+    }
+    std::vector<const float*> ends(channels.begin(), channels.end());
+    for (const float*& end : ends) {
+        end += whole;
+    }
+    try {
+        analyzer.push(std::span<const float* const>(ends), rest);
+    } catch (const Error& error) {
+        if (error.status() != kAudioAnalysisErr_BadFormat) {
+            throw;
+        }
+    }
+}
+
 FileHeader DescribeFile(const AnalysisPlan& plan, const std::string& path, std::size_t index,
                         const AudioDecoder& decoder, const Analyzer& analyzer) {
     FileHeader header;
@@ -108,7 +153,7 @@ FileSummary Run(const AnalysisPlan& plan, const std::string& path, std::size_t i
                       {.sampleRateHz = static_cast<double>(decoder.SampleRateHz()),
                        .channels = static_cast<std::uint32_t>(mixer.OutputChannels()),
                        .maxFrames = plan.blockSamples,
-                       .lengthFrames = LengthHint(decoder.ExpectedFrames())});
+                       .lengthFrames = LengthFor(plan, path, decoder)});
     for (const auto& [name, value] : plan.parameters) {
         analyzer.setParameter(name, value);
     }
@@ -120,7 +165,7 @@ FileSummary Run(const AnalysisPlan& plan, const std::string& path, std::size_t i
     FileSummary summary;
     while (const std::size_t count = decoder.Read(mixer.Input(), plan.blockSamples)) {
         Interrupt::Check();
-        analyzer.push(mixer.Mix(count), count);
+        Push(analyzer, mixer.Mix(count), count, PushMultiple(plan));
         summary.frames += static_cast<std::int64_t>(count);
         progress.Advance(summary.frames);
     }
@@ -131,6 +176,15 @@ FileSummary Run(const AnalysisPlan& plan, const std::string& path, std::size_t i
 }
 
 } // namespace
+
+void CheckBlock(const AnalysisPlan& plan) {
+    for (const KeyInfo* info : plan.keys) {
+        if (plan.blockSamples % info->pushMultiple != 0) {
+            throw UsageError(fmt::format("--block must be a multiple of {} for \"{}\"",
+                                         info->pushMultiple, info->key));
+        }
+    }
+}
 
 void CheckParameters(const AnalysisPlan& plan) {
     Analyzer analyzer(NamesOf(plan.keys), {.maxFrames = 1});

@@ -19,6 +19,10 @@ struct AnalysisPlan {
     float minStrength = 0; // weaker events are not written
 };
 
+// Refuses, before any file is looked at, a size of blocks that some of the plan's keys do not take.
+// Throws UsageError.
+void CheckBlock(const AnalysisPlan& plan);
+
 // Refuses, before any file is looked at, parameters that none of the plan's keys has. Throws
 // UsageError with the parameters there are.
 void CheckParameters(const AnalysisPlan& plan);

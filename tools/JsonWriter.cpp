@@ -39,9 +39,9 @@ Json SamplesOrNull(std::uint32_t samples) {
     return samples == 0 ? Json(nullptr) : Json(samples);
 }
 
-// Null for a key that is not delivered frame by frame.
+// Null for a key without results frame by frame.
 Json ResultsPerFrame(const KeyInfo& info) {
-    return info.delivery == Delivery::PerFrame ? Json(info.resultsPerFrame) : Json(nullptr);
+    return HasFrames(info) ? Json(info.resultsPerFrame) : Json(nullptr);
 }
 
 // By way of its text: a float as it stands would show the digits of the nearest double.

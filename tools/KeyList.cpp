@@ -3,8 +3,6 @@
 #include "tools/PayloadFormat.h"
 #include "tools/ToolError.h"
 
-#include <QelAudioAnalysis/Analyzer.hpp>
-
 #include <algorithm>
 #include <cctype>
 #include <fmt/format.h>
@@ -59,7 +57,8 @@ std::vector<const KeyInfo*> AllKeys() {
 }
 
 bool IsDefault(const KeyInfo& info) {
-    return info.delivery != Delivery::AtEnd && !IsBulky(info);
+    const bool isAtEnd = info.delivery == Delivery::AtEnd || info.delivery == Delivery::FramesAtEnd;
+    return !isAtEnd && !IsBulky(info);
 }
 
 std::vector<const KeyInfo*> DefaultKeys() {
@@ -93,10 +92,6 @@ const KeyInfo* RequireKey(std::string_view key) {
     if (key.empty()) {
         throw UsageError("empty key; \"qel keys\" lists the keys");
     }
-    const std::vector<std::string> listed = Analyzer::allKeys();
-    if (std::find(listed.begin(), listed.end(), key) != listed.end()) {
-        throw UsageError(fmt::format("key \"{}\" is not available in this version", key));
-    }
     std::vector<std::string> names;
     for (const KeyInfo& info : kKeys) {
         names.emplace_back(info.key);
@@ -128,9 +123,15 @@ std::string_view DeliveryText(const KeyInfo& info) {
         return "per push";
     case Delivery::AtEnd:
         return "at end";
+    case Delivery::FramesAtEnd:
+        return "frames at end";
     default:
         return "per frame";
     }
+}
+
+bool HasFrames(const KeyInfo& info) {
+    return info.delivery == Delivery::PerFrame || info.delivery == Delivery::FramesAtEnd;
 }
 
 std::string NearestName(std::string_view name, const std::vector<std::string>& candidates) {

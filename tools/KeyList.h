@@ -42,8 +42,11 @@ const KeyInfo* RequireKey(std::string_view key);
 // count. Throws UsageError for a key that is unknown or empty.
 std::vector<const KeyInfo*> ParseKeys(const std::vector<std::string>& lists);
 
-// When results of a key come: "per push", "per frame" or "at end".
+// When results of a key come: "per push", "per frame", "at end" or "frames at end".
 std::string_view DeliveryText(const KeyInfo& info);
+
+// Whether a key gives results one frame after another.
+bool HasFrames(const KeyInfo& info);
 
 // The candidate with the fewest letters to insert, delete or replace (capitals do not count); empty
 // if even that one has less than half of its letters in common.

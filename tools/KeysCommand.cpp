@@ -84,12 +84,11 @@ Json DescribeKey(const KeyInfo& info) {
         values.push_back(DescribeValue(value));
     }
     const bool framed = info.frameSamples != 0;
-    const bool isPerFrame = info.delivery == Delivery::PerFrame;
     return {{"key", info.key},
             {"delivered", DeliveryText(info)},
             {"frame_size", framed ? Json(info.frameSamples) : Json(nullptr)},
             {"hop", framed ? Json(info.hopSamples) : Json(nullptr)},
-            {"results_per_frame", isPerFrame ? Json(info.resultsPerFrame) : Json(nullptr)},
+            {"results_per_frame", HasFrames(info) ? Json(info.resultsPerFrame) : Json(nullptr)},
             {"layout", FormatOf(info).Layout(info)},
             {"payload_bytes", info.payloadBytes},
             {"definition", info.definition},
@@ -131,7 +130,7 @@ int RunKeys(bool json) {
     for (const KeyInfo* info : AllKeys()) {
         list.push_back(DescribeKey(*info));
         text +=
-            fmt::format("{:<{}}  {:<9}  {:<20}  {}\n", info->key, longestKey, DeliveryText(*info),
+            fmt::format("{:<{}}  {:<13}  {:<20}  {}\n", info->key, longestKey, DeliveryText(*info),
                         FramingText(*info), FormatOf(*info).Summary(*info));
     }
     Print(json ? list.dump(2) + '\n' : text);

@@ -6,6 +6,7 @@
 #include "tools/NumberFormat.h"
 #include "tools/PairFormat.h"
 #include "tools/PartialFormat.h"
+#include "tools/RangeFormat.h"
 #include "tools/VectorFormat.h"
 
 namespace qel::tool {
@@ -18,6 +19,7 @@ const PayloadFormat& FormatOf(const KeyInfo& info) {
     static const VectorFormat vectors;
     static const NameFormat names;
     static const PartialFormat partials;
+    static const RangeFormat ranges;
     switch (info.payload) {
     case PayloadKind::ComplexPairs:
         return pairs;
@@ -31,6 +33,8 @@ const PayloadFormat& FormatOf(const KeyInfo& info) {
         return names;
     case PayloadKind::Partials:
         return partials;
+    case PayloadKind::Range:
+        return ranges;
     default:
         return numbers;
     }

@@ -63,17 +63,6 @@ TEST(AnalyzerTest, UnknownKeyBetweenKnownOnesIsRefusedByName) {
     EXPECT_TRUE(mentions(error, "\"spektrum\"")) << error.what();
 }
 
-TEST(AnalyzerTest, KeyThatIsListedButNotBuiltIsRefusedByName) {
-    const std::vector<std::string> built = Analyzer::availableKeys();
-    for (const std::string& key : Analyzer::allKeys()) {
-        if (std::find(built.begin(), built.end(), key) == built.end()) {
-            const Error error = errorOf([&] { Analyzer({key}, kMono); });
-            EXPECT_EQ(error.status(), kAudioAnalysisErr_UnknownProperty);
-            EXPECT_TRUE(mentions(error, "\"" + key + "\"")) << error.what();
-        }
-    }
-}
-
 TEST(AnalyzerTest, KeyWithHiddenCharactersIsRefused) {
     using namespace std::string_literals;
     EXPECT_EQ(errorOf([] { Analyzer(std::vector{"spectrum\0"s}, kMono); }).status(),

@@ -105,6 +105,39 @@ TEST(VectorResultTest, AVectorIsFloatsWithoutASingleValue) {
     EXPECT_THROW(result.complexes(), Error);
 }
 
+constexpr ValueInfo kReachValues[] = {{"reach", "1", {0, 1}, "", ""}};
+constexpr KeyInfo kReach{"reach", PayloadKind::Range, 24, Delivery::AtEnd, 1024,
+                         512,     kReachValues,       ""};
+
+/* Every block shows the records of both channels. */
+class RangeResultTest : public ::testing::Test {
+protected:
+    std::array<QelAudioAnalysisRange, 2> mRecords{
+        {{0.25f, -60.5f, 16000, 1, 1, 1}, {-1, 100, -1, 1, 1, 1}}};
+    std::array<QelAudioAnalysisBlock, 2> mBlocks{
+        {{mRecords.data(), sizeof mRecords}, {mRecords.data(), sizeof mRecords}}};
+    Result mResult{"reach", &kReach, 0, 0, mBlocks};
+};
+
+TEST_F(RangeResultTest, EachChannelHasItsRecordAndMarkersAreNoNumbers) {
+    EXPECT_EQ(mResult.range(0), (AudioRange{0.25f, -60.5f, 16000.0f}));
+    EXPECT_EQ(mResult.range(1), AudioRange{});
+    EXPECT_THROW(mResult.range(2), std::out_of_range);
+}
+
+TEST_F(RangeResultTest, CopyDoesNotFollowTheLibrarysMemory) {
+    const StoredResult stored = mResult.store();
+    mRecords = {};
+    EXPECT_EQ(stored.ranges, (std::vector<AudioRange>{{0.25f, -60.5f, 16000.0f}, AudioRange{}}));
+    EXPECT_TRUE(stored.channels.empty());
+}
+
+TEST_F(RangeResultTest, ARangeIsNeitherFloatsNorACount) {
+    EXPECT_THROW(mResult.floats(), Error);
+    EXPECT_THROW(mResult.count(), Error);
+    EXPECT_THROW(mResult.value("reach"), Error);
+}
+
 TEST(FloatsResultTest, FloatsAreNeitherEventsNorACount) {
     std::array<float, 2> values{1, 2};
     const std::array<QelAudioAnalysisBlock, 1> blocks{{{values.data(), sizeof values}}};

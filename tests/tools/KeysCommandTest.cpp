@@ -23,6 +23,8 @@ std::string WordOf(Delivery delivery) {
         return "per frame";
     case Delivery::AtEnd:
         return "at end";
+    case Delivery::FramesAtEnd:
+        return "frames at end";
     }
     return "no word";
 }
@@ -70,7 +72,9 @@ TEST(KeysCommandTest, JsonTellsEverythingOfTheTable) {
             EXPECT_EQ(list[i]["hop"], info.hopSamples);
         }
         EXPECT_EQ(list[i]["results_per_frame"],
-                  info.delivery == Delivery::PerFrame ? Json(info.resultsPerFrame) : Json());
+                  info.delivery == Delivery::PerPush || info.delivery == Delivery::AtEnd
+                      ? Json()
+                      : Json(info.resultsPerFrame));
         ASSERT_EQ(list[i]["values"].size(), info.values.size());
         for (std::size_t v = 0; v < info.values.size(); ++v) {
             const Json& value = list[i]["values"][v];
@@ -107,15 +111,17 @@ TEST(KeysCommandTest, PayloadsOfEveryKindAreToldInAWord) {
     }
     using Row = std::pair<const char*, const char*>;
     for (const auto& [key, rest] :
-         {Row{"temporal properties", "per push   no frames             3 values\n"},
-          Row{"tempo", "per frame  frame 1024, hop 512   1 value\n"},
-          Row{"dominant key", "per frame  frame 8192, hop 512   1 name\n"},
-          Row{"spectrum", "per frame  frame 1024, hop 512   512 pairs\n"},
-          Row{"constant q spectrum", "per frame  frame 8192, hop 1024  vector of 212\n"},
-          Row{"partials", "per frame  frame 1024, hop 512   partials\n"},
-          Row{"global tempo", "at end     frame 1024, hop 128   3 values\n"},
-          Row{"global number of beats per bar", "at end     frame 1024, hop 128   1 count\n"},
-          Row{"beat data", "at end     frame 1024, hop 128   events\n"}}) {
+         {Row{"temporal properties", "per push       no frames             3 values\n"},
+          Row{"tempo", "per frame      frame 1024, hop 512   1 value\n"},
+          Row{"dominant key", "per frame      frame 8192, hop 512   1 name\n"},
+          Row{"spectrum", "per frame      frame 1024, hop 512   512 pairs\n"},
+          Row{"constant q spectrum", "per frame      frame 8192, hop 1024  vector of 212\n"},
+          Row{"partials", "per frame      frame 1024, hop 512   partials\n"},
+          Row{"global tempo", "at end         frame 1024, hop 128   3 values\n"},
+          Row{"global number of beats per bar", "at end         frame 1024, hop 128   1 count\n"},
+          Row{"beat data", "at end         frame 1024, hop 128   events\n"},
+          Row{"audio range", "at end         frame 1024, hop 512   3 values\n"},
+          Row{"reasigned spectrum", "frames at end  frame 512, hop 64     256 pairs\n"}}) {
         const std::string line = fmt::format("{:<{}}  {}", key, longest, rest);
         EXPECT_NE(list.find(line), std::string::npos) << line << list;
     }

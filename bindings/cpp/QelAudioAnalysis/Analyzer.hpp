@@ -46,8 +46,8 @@ public:
      *   setup  the stream; its values are checked
      *
      * Error with kAudioAnalysisErr_UnknownProperty names the first key that nothing in this version
-     * of the library answers to, a key listed by allKeys() but not yet built included (the library
-     * itself would silently drop it and all keys behind it). Error with kAudioAnalysisErr_BadFormat
+     * of the library answers to (the library itself would silently drop it and all keys behind it).
+     * Error with kAudioAnalysisErr_BadFormat
      * for a setup that is out of range.
      */
     Analyzer(const std::vector<std::string>& keys, const StreamSetup& setup)
@@ -73,6 +73,10 @@ public:
      * kAudioAnalysisErr_TooManyFrames and nothing is analyzed: they are not cut up silently, as
      * "temporal properties" depend on how the audio is cut. kAudioAnalysisErr_BadFormat if the
      * stream has another number of channels. Results arrive before the call returns.
+     *
+     * Some keys take pushes of certain sizes only (KeyInfo::pushMultiple). Any other push ends in
+     * kAudioAnalysisErr_BadFormat for their sake: such a key has taken nothing of it, and all other
+     * keys have taken it whole.
      */
     void push(std::span<const float> samples) {
         requireChannels(1);

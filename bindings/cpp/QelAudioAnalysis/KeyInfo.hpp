@@ -17,14 +17,16 @@ enum class PayloadKind {
     Count,        /* one unsigned 32-bit number */
     Vector,       /* floats that are one and the same value at places 0, 1, 2 and so on */
     Name,         /* a CFString, the reference to it in mData itself; whoever receives it owns it */
-    Partials      /* a PartialList: sinusoidal tracks */
+    Partials,     /* a PartialList: sinusoidal tracks */
+    Range         /* an array of QelAudioAnalysisRange with one record per channel */
 };
 
 /* When results of a key arrive. Later versions may add more. */
 enum class Delivery {
-    PerPush,  /* once in every push, about the samples of that push */
-    PerFrame, /* once per analysis frame, inside the push that completes the frame */
-    AtEnd     /* about the stream as a whole, inside of Analyzer::finish */
+    PerPush,    /* once in every push, about the samples of that push */
+    PerFrame,   /* once per analysis frame, inside the push that completes the frame */
+    AtEnd,      /* about the stream as a whole, inside of Analyzer::finish */
+    FramesAtEnd /* once per analysis frame, all of them inside of Analyzer::finish */
 };
 
 /* Where a value lies, both ends included. An infinite end is no promise. */
@@ -54,12 +56,14 @@ struct KeyInfo {
     std::uint32_t hopSamples;   /* likewise */
     std::span<const ValueInfo> values;
     std::string_view definition;
-    /* Of a key that is delivered per frame. Result i is then about the time from
+    /* Of a key that is delivered once per frame or more often. Result i is then about the time from
        i * hopSamples / resultsPerFrame samples on. */
     std::uint32_t resultsPerFrame = 1;
     /* A key that works only behind another one of its group in the list of QelAudioAnalysisNew has
        such another one here. Analyzer sees to it. */
     std::string_view companion = {};
+    /* The number of samples of a push must be a multiple of this one. */
+    std::uint32_t pushMultiple = 1;
 };
 
 } // namespace qel

@@ -9,6 +9,7 @@
 
 #include <QelAudioAnalysis/DescriptorValues.hpp>
 #include <QelAudioAnalysis/KeyInfo.hpp>
+#include <QelAudioAnalysis/LoudnessValues.hpp>
 #include <QelAudioAnalysis/PartialValues.hpp>
 #include <QelAudioAnalysis/PitchValues.hpp>
 #include <QelAudioAnalysis/RhythmValues.hpp>
@@ -290,6 +291,46 @@ inline constexpr KeyInfo kKeys[] = {
      "channel no meter. The parameter is that of \"global tempo\". Beyond 200000 frames beats are "
      "counted back from the end of each section, so that bars need not carry on from one to the "
      "next."},
+    {"audio range",
+     PayloadKind::Range,
+     24,
+     Delivery::AtEnd,
+     1024,
+     512,
+     kAudioRangeValues,
+     "How far the stream reaches up to full scale, down to its noise and up in frequency. The "
+     "typical spectrum is made of frames with a sine window of mean square 1: for each bin the "
+     "median over all frames of 10 lg(2 |X|^2 / 1024), where X is the plain discrete Fourier "
+     "transform, then the median over 25 bins and a weighted mean over 35. A frame does not count "
+     "if a tenth of its samples are 0 or its variance is below 1e-8 (-80 dB). Every block is the "
+     "array of all channels' records, deliberately: record c belongs to channel c, and all have "
+     "the same three flags, which tell whether any channel has the value. Pushes must be multiples "
+     "of 512 samples; any other is refused with -1, unless a later group of keys answers 0, and "
+     "its samples are left out. The silence of maxFrames samples that the end of a stream brings "
+     "counts, if that is such a multiple. QelAudioAnalysisReset leaves the counts of samples as "
+     "they are, and the last 512 samples too, deliberately: the headroom behind it is about all "
+     "streams so far, so that an analyzer for each stream is the better choice. There is no "
+     "dictionary.",
+     1,
+     {},
+     512},
+    {"reasigned spectrum", PayloadKind::ComplexPairs, 2048, Delivery::FramesAtEnd, 512, 64,
+     kReassignedSpectrumValues,
+     "A spectrogram whose energy was moved to where it lies in time and frequency. For each bin k "
+     "of each frame f, a complex value S, the transform of the frame with a Hann window, is added "
+     "to another bin of another frame: to the bin nearest to the frequency with which the phase of "
+     "bin k advances, and the frame nearest to f plus the distance of the energy's centre from the "
+     "middle of the frame. Deliberately, that distance is in units of 512 samples, not of the hop, "
+     "so that values move by half a frame number at most, and hardly ever do. Bins run from 0 to "
+     "255 and lie at k * rate / 512 Hz. What would lie outside goes to the border, and what has no "
+     "frequency (bins without any magnitude) to bin 0 of the first frame. Deliberately without the "
+     "term at half the rate, and the imaginary parts of the first and the last bin are 0. There is "
+     "one block per frame and channel, but blocks[c * F] alone holds data: all F frames of channel "
+     "c one behind the other; its size is that of one frame. In a dictionary blocks without data "
+     "are empty arrays. Frames beyond the length that was declared push the oldest ones out, and "
+     "a stream of unknown length keeps one: state the length. Takes 24 bytes per bin, frame and "
+     "channel: 254 MB for a minute at 44100 Hz. The C++ client makes results of the frames, one "
+     "after another."},
 };
 
 /* The row of a key; null if there is none. */

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -36,6 +37,15 @@ struct Partial {
     double timeFrames; /* the number of the frame, from 0 */
 
     bool operator==(const Partial&) const = default;
+};
+
+/* How far the samples of a channel reach. What was not found is empty. */
+struct AudioRange {
+    std::optional<float> headroom; /* fraction of full scale */
+    std::optional<float> noiseFloorDb;
+    std::optional<float> cutoffHz;
+
+    bool operator==(const AudioRange&) const = default;
 };
 
 namespace detail {
@@ -79,6 +89,7 @@ struct StoredResult {
     std::vector<std::uint32_t> counts{};          /* as Result::count() */
     std::vector<std::string> names{};             /* as Result::name() */
     std::vector<std::vector<Partial>> partials{}; /* as Result::partials() */
+    std::vector<AudioRange> ranges{};             /* as Result::range() */
 
     /* As Result::value(). */
     float value(std::string_view name, std::size_t channel = 0) const {
@@ -164,6 +175,19 @@ public:
         return partials;
     }
 
+    /* The range of a channel; the payload must be one, else Error as for floats(). */
+    AudioRange range(std::size_t channel = 0) const {
+        require(mInfo && mInfo->payload == PayloadKind::Range, "range");
+        constexpr float kNoLevel = 100;
+        constexpr float kNone = -1;
+        const auto record = recordOf<QelAudioAnalysisRange>(channel, channel);
+        const auto unless = [](float none, float value) {
+            return value == none ? std::nullopt : std::optional(value);
+        };
+        return {unless(kNone, record.mHeadroom), unless(kNoLevel, record.mNoiseFloor),
+                unless(kNone, record.mCutoff)};
+    }
+
     /* The count of a channel; the payload must be one, else Error as for floats(). */
     std::uint32_t count(std::size_t channel = 0) const {
         require(mInfo && mInfo->payload == PayloadKind::Count, "count");
@@ -208,6 +232,8 @@ public:
                 stored.names.push_back(name(c));
             } else if (mInfo && mInfo->payload == PayloadKind::Partials) {
                 stored.partials.push_back(partials(c));
+            } else if (mInfo && mInfo->payload == PayloadKind::Range) {
+                stored.ranges.push_back(range(c));
             } else {
                 const std::span<const float> values = floats(c);
                 stored.channels.emplace_back(values.begin(), values.end());
@@ -227,13 +253,13 @@ private:
                         "no " + std::string(what) + " in \"" + std::string(mKey) + "\"");
         }
     }
-    /* A payload of one record; all zero if the block is too small for it. */
+    /* A record of a payload; all zero if the block is too small for it. */
     template <class Record>
-    Record recordOf(std::size_t channel) const {
+    Record recordOf(std::size_t channel, std::size_t index = 0) const {
         const QelAudioAnalysisBlock& block = blockOf(channel);
         Record record{};
-        if (block.mDataByteSize >= sizeof record) {
-            std::memcpy(&record, block.mData, sizeof record);
+        if (block.mDataByteSize / sizeof record > index) {
+            std::memcpy(&record, static_cast<const Record*>(block.mData) + index, sizeof record);
         }
         return record;
     }

@@ -120,7 +120,9 @@ public:
         const SInt32 status = run([&] { return QelAudioAnalysisPushAudio(mHandle, count, &list); });
         mFramesPushed += frames;
         rethrowFault();
-        check(status, "pushing audio");
+        requireMultiple(frames);
+        const bool isRefusedEmpty = frames == 0 && mPushKey != nullptr;
+        check(isRefusedEmpty ? 0 : status, "pushing audio");
     }
 
     /* Samples that are kept for a push: maxFrames per channel, made at the first call. */
@@ -190,6 +192,16 @@ private:
         }
     }
 
+    /* The status of the library tells of it only where no other group of keys comes behind. */
+    void requireMultiple(std::size_t frames) const {
+        if (mPushKey && frames % mPushKey->pushMultiple != 0) {
+            throw Error(kAudioAnalysisErr_BadFormat,
+                        "push of " + std::to_string(frames) + " frames to \"" +
+                            std::string(mPushKey->key) + "\", which takes multiples of " +
+                            std::to_string(mPushKey->pushMultiple));
+        }
+    }
+
     void initialize() {
         AudioStreamBasicDescription format{};
         format.mSampleRate = mSetup.sampleRateHz;
@@ -212,8 +224,12 @@ private:
 
     /* Refuses a key that nothing in the analyzer answers to. */
     void remember(const std::string& key, bool isWanted) {
+        const KeyInfo* info = findKey(key);
         const KeyMetaData data = metaData(key);
-        mKeys.emplace_back(KeyState{key, makeString(key), findKey(key), data, isWanted});
+        mKeys.emplace_back(KeyState{key, makeString(key), info, data, isWanted});
+        if (info && info->pushMultiple > 1) {
+            mPushKey = info;
+        }
     }
 
     KeyState& stateOf(CFStringRef key) {
@@ -244,12 +260,34 @@ private:
         return static_cast<double>(frame) * hop / (perFrame * mSetup.sampleRateHz);
     }
 
-    void handOut(CFStringRef key, std::span<const QelAudioAnalysisBlock> blocks) {
+    /* Blocks with one entry per channel and frame, of which the first one of each channel holds all
+       of its frames: the same, frame after frame. */
+    static std::vector<QelAudioAnalysisBlock>
+    frameMajor(std::span<const QelAudioAnalysisBlock> blocks, std::size_t channels) {
+        const std::size_t frames = blocks.size() / channels;
+        std::vector<QelAudioAnalysisBlock> sorted;
+        sorted.reserve(frames * channels);
+        for (std::size_t f = 0; f < frames; ++f) {
+            for (std::size_t c = 0; c < channels; ++c) {
+                const QelAudioAnalysisBlock& whole = blocks[c * frames];
+                auto* start = static_cast<std::byte*>(whole.mData) + f * whole.mDataByteSize;
+                sorted.push_back({start, whole.mDataByteSize});
+            }
+        }
+        return sorted;
+    }
+
+    void handOut(CFStringRef key, std::span<const QelAudioAnalysisBlock> received) {
         KeyState& state = stateOf(key);
-        const ReceivedNames names(state.info, blocks);
+        const ReceivedNames names(state.info, received);
         if (!state.isWanted) {
             return;
         }
+        std::vector<QelAudioAnalysisBlock> sorted;
+        if (state.info && state.info->delivery == Delivery::FramesAtEnd) {
+            sorted = frameMajor(received, mSetup.channels);
+        }
+        const std::span<const QelAudioAnalysisBlock> blocks = sorted.empty() ? received : sorted;
         const std::size_t perFrame = state.info ? mSetup.channels : blocks.size();
         const std::size_t frames = perFrame ? blocks.size() / perFrame : 0;
         const std::uint64_t first = state.frames;
@@ -314,6 +352,7 @@ private:
     std::deque<KeyState> mKeys; // a deque, as results point at the names
     std::vector<AudioBufferList> mLists;
     std::vector<float> mScratch;
+    const KeyInfo* mPushKey = nullptr; // the key that takes multiples only; there is one at most
     std::uint64_t mFramesPushed = 0;
     std::exception_ptr mFault;
     bool mStopped = false;

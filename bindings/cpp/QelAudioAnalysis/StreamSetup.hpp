@@ -15,7 +15,9 @@ struct StreamSetup {
     double sampleRateHz = 44100;    /* above 0 */
     std::uint32_t channels = 1;     /* 1 or more */
     std::uint32_t maxFrames = 4096; /* the largest push, in samples per channel; 1 or more */
-    std::uint32_t lengthFrames = 0; /* expected length in samples per channel; 0: unknown */
+    /* Expected length in samples per channel; 0: unknown. Keys that deliver frames at the end keep
+       those of this length alone, the last ones of a longer stream: state it for them. */
+    std::uint32_t lengthFrames = 0;
 };
 
 /* What the library says about a key of an analyzer. */

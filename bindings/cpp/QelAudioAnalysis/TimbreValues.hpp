@@ -93,4 +93,19 @@ inline constexpr ValueInfo kInstantaneousFrequencyValues[] = {
      "representations by the reassignment method, IEEE Trans. Signal Processing 43(5), 1995"},
 };
 
+inline constexpr ValueInfo kReassignedSpectrumValues[] = {
+    {"reassigned real data",
+     "full scale",
+     {-detail::kTimbreOpen, detail::kTimbreOpen},
+     "Real part of what was moved to bin k of the frame: the sum over all values that met there.",
+     "Nelson, Cross-spectral methods for processing speech, J. Acoust. Soc. Am. 110(5), 2001; "
+     "Fulop and Fitz, Algorithms for computing the time-corrected instantaneous frequency "
+     "(reassigned) spectrogram, with applications, J. Acoust. Soc. Am. 119(1), 2006"},
+    {"reassigned imaginary data",
+     "full scale",
+     {-detail::kTimbreOpen, detail::kTimbreOpen},
+     "Imaginary part of the same.",
+     ""},
+};
+
 } // namespace qel

@@ -20,17 +20,16 @@ constexpr std::string_view kIntroduction =
 <!-- Made by qel_keys_markdown from the table of keys in bindings/cpp/QelAudioAnalysis/Keys.hpp: change that. -->
 
 A key names a result. Give the exact texts to `QelAudioAnalysisNew`, to `qel::Analyzer`, or to the
-tool `qel`. This page tells what each key of this version delivers, in the order of
-`QelAudioAnalysisGlobalCopyKeys`. That function also lists keys which this version does not build
-yet: in C, such a key ends the key list in silence, the C++ client refuses it by name.
+tool `qel`. This page tells what each key delivers, in the order of `QelAudioAnalysisGlobalCopyKeys`.
+In C, an unknown key ends the key list in silence; the C++ client refuses it by name.
 
 ## How to read blocks
 
 The data callback receives `count` blocks, each a pointer and a size in bytes.
 
 - **Order.** Frame-major: the block of frame f and channel c is `blocks[f * channels + c]`, and
-  `count` is frames times channels. All keys of this page deliver one frame per call, so that
-  `count` is the number of channels and `blocks[c]` is channel c.
+  `count` is frames times channels. All keys but "reasigned spectrum" deliver one frame per call, so
+  that `count` is the number of channels and `blocks[c]` is channel c.
 - **Payload.** In the machine's byte order. "Floats" is an array of 32-bit floats, and float i is
   value i of the key's table. "Complex pairs" are floats too: 2 k and 2 k + 1 are the real and the
   imaginary part of entry k. "Vector" is an array of floats that all are the key's one value, at the
@@ -38,7 +37,9 @@ The data callback receives `count` blocks, each a pointer and a size in bytes.
   pointer to as many `QelAudioAnalysisEvent`, each a 64-bit time and a 32-bit strength. "Count" is
   one unsigned 32-bit number. "Name" is a `CFStringRef` in `mData` itself, not in memory that `mData`
   points at. "Partials" is one `PartialList`: a number of partials, and a pointer to as many
-  `PartialRecord`, each a signed 32-bit bin, three 32-bit floats and a 64-bit time in frames.
+  `PartialRecord`, each a signed 32-bit bin, three 32-bit floats and a 64-bit time in frames. "Range"
+  is an array of `QelAudioAnalysisRange`, one per channel: three 32-bit floats and three signed 32-bit
+  flags each.
 - **Life.** Blocks and payloads belong to the library and live until the callback returns. Copy what
   you keep, the list that a block of events or partials points at included. In C++, `qel::Result` is
   a view with the same life, `Result::store()` makes a copy, and `Result::events()` and
@@ -54,7 +55,8 @@ The data callback receives `count` blocks, each a pointer and a size in bytes.
   gives two results, one call after the other, for each frame.
 - **At the end.** Keys about the stream as a whole are delivered inside of `QelAudioAnalysisProcess`
   with flush 1 (`Analyzer::finish` in C++), once and for all channels. Frame and hop are then those
-  of the frames behind the result, and the samples behind the last whole frame do not count.
+  of the frames behind the result, and the samples behind the last whole frame do not count. "reasigned
+  spectrum" delivers all of its frames there; in C++ each is a result with a time.
 - **No result.** Of the keys about rhythm, audio without a tempo gives none, and
   `QelAudioAnalysisProcess` returns -1, as it also does after a stop that the progress callback asked
   for. Audio without a number of beats per bar gives that number as 0 and no down beats, and the call
@@ -80,7 +82,8 @@ numbers stands for a frame by itself, `{ key: [ channel: [ frame: [ number ] ] ]
 "name" a string, `{ key: [ channel: [ frame: string ] ] }`. Keys that are delivered at the end leave
 the level of frames out: `{ key: [ channel: { name: number } ] }`, with an array of numbers per name
 for payload "events", `{ key: [ channel: number ] }` for payload "count", and
-`{ key: [ channel: string ] }` for payload "name".
+`{ key: [ channel: string ] }` for payload "name". "reasigned spectrum" has the shape of a vector, with
+the numbers of the first frame of a channel, and "audio range" has no dictionary.
 
 The blocks of "dominant key" that a client makes have another form than those that it receives, so
 that a run of frames can be turned into one dictionary. `mData` points at an array of `CFStringRef`,
@@ -158,6 +161,8 @@ std::string_view text(qel::PayloadKind payload) {
         return "name";
     case qel::PayloadKind::Partials:
         return "partials";
+    case qel::PayloadKind::Range:
+        return "range";
     default:
         return "floats";
     }
@@ -169,6 +174,8 @@ std::string_view deliveryText(const qel::KeyInfo& key) {
         return "on every push";
     case qel::Delivery::AtEnd:
         return "at the end";
+    case qel::Delivery::FramesAtEnd:
+        return "per frame, at the end";
     default:
         return key.resultsPerFrame == 2 ? "twice per frame, during the push"
                                         : "per frame, during the push";
@@ -187,6 +194,8 @@ std::string payloadText(const qel::KeyInfo& key) {
         return "one name";
     case qel::PayloadKind::Partials:
         return "a list of partials";
+    case qel::PayloadKind::Range:
+        return "a record per channel";
     case qel::PayloadKind::Vector:
         return "a vector of " + std::to_string(key.payloadBytes / sizeof(float)) + " floats";
     default:
@@ -209,6 +218,8 @@ std::string_view columnText(qel::PayloadKind payload) {
         return "Text";
     case qel::PayloadKind::Partials:
         return "Part of a partial";
+    case qel::PayloadKind::Range:
+        return "Float of the record";
     default:
         return "Float";
     }
