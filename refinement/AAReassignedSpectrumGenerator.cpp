@@ -33,6 +33,17 @@ void PreferLargePagesOf(const CARingBuffer& ring) {
     }
 }
 
+// Most values go to rows near their own frame's, and in the row to no place that the processor
+// would expect: it is told some frames before.
+constexpr UInt32 kRowsAhead = 4;
+
+void PrefetchRow(const float* row, UInt32 floats) {
+    constexpr UInt32 kFloatsPerLine = 16;
+    for (UInt32 i = 0; i < floats; i += kFloatsPerLine) {
+        __builtin_prefetch(row + i, 1);
+    }
+}
+
 // Integers as places from 1 to `most`.
 void Clamp(int* places, UInt32 count, int most) {
     for (UInt32 k = 0; k < count; ++k) {
@@ -184,6 +195,8 @@ void AAReassignedSpectrumGenerator::Scatter(UInt32 frames, float* matrix) const 
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         float* const channel = matrix + std::size_t{2} * mNumBins * frames * c;
         for (UInt32 f = 0; f < spectra.Count(); ++f) {
+            PrefetchRow(channel + std::size_t{2} * mNumBins * std::min(f + kRowsAhead, frames - 1),
+                        2 * mNumBins);
             const float* const spectrum = spectra.Frame(c, f);
             vDSP_vfixr32(frequencies.Frame(c, f), 1, toBin.data(), 1, mNumBins);
             vDSP_vfixr32(times.Frame(c, f), 1, toFrame.data(), 1, mNumBins);
