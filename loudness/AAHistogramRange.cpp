@@ -116,11 +116,10 @@ void AAHistogram::MedianFilter(Channel& channel) const {
         const UInt32 length = std::min(mFrequencyBins - start, kMedianLength);
         const SInt32 median = GetMedian(channel.medianIndex.data() + start, length);
         // A histogram index is held to the number of frequency bins, which is meant: only with
-        // fewer of those than of histogram bins can it get there.
-        channel.medianSpectrum[i] =
-            median >= lastFrequencyBin
-                ? mBinEdges[static_cast<UInt32>(std::max(median, 1) - 1)] + halfWidth
-                : mBinEdges[static_cast<UInt32>(median)] - halfWidth;
+        // fewer of those than of histogram bins can it get there. Below the lowest edge is none.
+        channel.medianSpectrum[i] = median >= lastFrequencyBin && median > 0
+                                        ? mBinEdges[static_cast<UInt32>(median - 1)] + halfWidth
+                                        : mBinEdges[static_cast<UInt32>(median)] - halfWidth;
     }
 }
 
