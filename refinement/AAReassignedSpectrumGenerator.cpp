@@ -85,6 +85,7 @@ void AAReassignedSpectrumGenerator::Cleanup() {
     for (auto* ring : {&mSpectrumRing, &mCIFRing, &mLGDRing}) {
         ring->free();
     }
+    mStoredFrames = 0.0; // nothing is read of rings that are not there
     AAReassignedSpectrumGenerator::NullPointers();
 }
 

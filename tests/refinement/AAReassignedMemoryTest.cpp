@@ -89,10 +89,10 @@ TEST_P(AAReassignedMemoryTest, TakesAtMostTwentyFourBytesPerBinAndFrame) {
     EXPECT_LE(growth, 24.0 + kBlock + 0.02);
 }
 
-// All that is ever declared is 2^32 - 1 samples.
+// The longest declaration that counts as one is of 2^31 - 1 samples.
 TEST_P(AAReassignedMemoryTest, WhatIsDeclaredAndNeverComesTakesNone) {
     const double trueLength = PeakBytes(GetParam(), 1, kLoopSamples);
-    const double longest = PeakBytes(GetParam(), 1, std::numeric_limits<UInt32>::max());
+    const double longest = PeakBytes(GetParam(), 1, std::numeric_limits<SInt32>::max());
     // Three rings per channel may each have a large page of 2 MiB more than they fill.
     EXPECT_LT(longest - trueLength, 3.0 * GetParam() * 2097152.0 + 1048576.0);
 }

@@ -12,6 +12,7 @@
 #include <complex>
 #include <limits>
 #include <memory>
+#include <new>
 #include <vector>
 
 namespace qel::core {
@@ -233,13 +234,34 @@ TEST(AAReassignedSpectrumGeneratorTest, BeyondTheDeclaredLengthRingsDoNotGrow) {
     EXPECT_EQ(generator.Matrix().size(), 30U * kBins);
 }
 
-// A declaration of less than the overlap of two frames is one of no frames.
+// A declaration of less than the overlap of two frames is one of no frames, and so is one of 2^31
+// samples or more.
 TEST(AAReassignedSpectrumGeneratorTest, RingsWithoutRoomGiveAnEmptyMatrix) {
-    OpenGenerator generator(1, 1);
+    for (const UInt32 declared : {1U, 2147483648U + kFrame, 4294967295U}) {
+        OpenGenerator generator(1, declared);
+        generator.ReadyAnalysis();
+        EXPECT_EQ(generator.mSpectrumRing->CapacityFrames(), 0U);
+        generator.Push({Noise(LengthOf(6), 1)});
+        EXPECT_EQ(generator.Matrix(), std::vector<Complex>(6 * kBins));
+    }
+}
+
+// More than a ring can hold, once that much is trusted.
+TEST(AAReassignedSpectrumGeneratorTest, AResetWithoutMemoryLeavesAnEmptyStream) {
+    OpenGenerator generator(1, std::numeric_limits<SInt32>::max());
     generator.ReadyAnalysis();
-    EXPECT_EQ(generator.mSpectrumRing->CapacityFrames(), 0U);
-    generator.Push({Noise(LengthOf(6), 1)});
-    EXPECT_EQ(generator.Matrix(), std::vector<Complex>(6 * kBins));
+    generator.Push({Noise(LengthOf(3), 1)});
+    const UInt64 trusted = generator.mTrustedBytes;
+    generator.mTrustedBytes = std::numeric_limits<UInt64>::max();
+    EXPECT_THROW(generator.ReadyAnalysis(), std::bad_alloc);
+    generator.Push({Noise(LengthOf(3), 1)});
+    EXPECT_EQ(generator.ProcessFinal(1), 0);
+    EXPECT_TRUE(generator.results.back().blocks.empty());
+
+    generator.mTrustedBytes = trusted;
+    generator.ReadyAnalysis();
+    generator.Push({Noise(LengthOf(3), 1)});
+    EXPECT_EQ(generator.Matrix().size(), 3 * kBins);
 }
 
 TEST(AAReassignedSpectrumGeneratorTest, SizesAreThoseOfOneFrame) {
