@@ -25,8 +25,7 @@ constexpr std::uint16_t Reversed(std::uint16_t value) {
     return static_cast<std::uint16_t>(value << 8 | value >> 8);
 }
 
-// Halves and then bytes of halves change places: shifts and masks of whole vectors, where a
-// permutation of bytes needs more than every processor has.
+// Halves and then bytes of halves change places.
 constexpr std::uint32_t Reversed(std::uint32_t value) {
     value = value << 16 | value >> 16;
     return (value & 0x00FF00FFu) << 8 | (value >> 8 & 0x00FF00FFu);
