@@ -199,7 +199,7 @@ void QelAAAnalysisBase::MakeFloatArrayForKey(CACFDictionary* dict,
         for (UInt32 f = 0; f < frames; ++f) {
             const QelAudioAnalysisBlock& block = blocks[f * mNumChannels + c];
             const UInt32 available = std::min(floats, FloatsOf(block));
-            CACFArray values(floats, true);
+            CACFArray values(available, true);
             for (UInt32 i = 0; i < available; ++i)
                 values.AppendFloat32(static_cast<const float*>(block.mData)[i]);
             frameArray.AppendArray(values.GetCFArray());
