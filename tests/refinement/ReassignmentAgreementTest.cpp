@@ -25,7 +25,7 @@ void ExpectAgreement(const Audio& audio, const RateAndBlock& with, double mostUn
             << agreement.firstWrong % ReferenceReassignment::kBins;
         EXPECT_LE(expected.UncertainShare(), mostUncertain);
         EXPECT_LE(expected.LooseShare(), mostLoose);
-        EXPECT_LE(agreement.openGroups, 2u);
+        EXPECT_LE(agreement.openGroups, 0u);
     }
 }
 
@@ -33,17 +33,17 @@ class ReassignmentAgreementTest : public testing::TestWithParam<RateAndBlock> {}
 
 TEST_P(ReassignmentAgreementTest, MonoSoundLikeMusicLandsWhereTheRecomputationPutsIt) {
     const auto samples = static_cast<std::size_t>(4.0 * GetParam().rateHz) + 17;
-    ExpectAgreement(MusicLike(GetParam().rateHz, 1, samples, 31), GetParam(), 0.05, 1e-3);
+    ExpectAgreement(MusicLike(GetParam().rateHz, 1, samples, 31), GetParam(), 0.015, 2e-4);
 }
 
 TEST_P(ReassignmentAgreementTest, StereoSoundLikeMusicLandsWhereTheRecomputationPutsIt) {
     const auto samples = static_cast<std::size_t>(2.0 * GetParam().rateHz) + 40;
-    ExpectAgreement(MusicLike(GetParam().rateHz, 2, samples, 32), GetParam(), 0.05, 1e-3);
+    ExpectAgreement(MusicLike(GetParam().rateHz, 2, samples, 32), GetParam(), 0.015, 2e-4);
 }
 
 // Bins between the partials of noise move far, past both ends too.
 TEST_P(ReassignmentAgreementTest, NoiseLandsWhereTheRecomputationPutsIt) {
-    ExpectAgreement(Noise(0.7f, 1, ReferenceReassignment::SamplesFor(700), 33), GetParam(), 0.01,
+    ExpectAgreement(Noise(0.7f, 1, ReferenceReassignment::SamplesFor(700), 33), GetParam(), 0.002,
                     1e-4);
 }
 
@@ -56,7 +56,7 @@ TEST_P(ReassignmentAgreementTest, PairsOfClicksInNoiseLandWhereTheRecomputationP
         audio[0][at] += 0.5f;
         audio[0][at + 40 + generator() % 200] += 0.45f;
     }
-    ExpectAgreement(audio, GetParam(), 0.05, 1e-3);
+    ExpectAgreement(audio, GetParam(), 0.015, 2e-4);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rates, ReassignmentAgreementTest,
@@ -65,7 +65,7 @@ INSTANTIATE_TEST_SUITE_P(Rates, ReassignmentAgreementTest,
                                          RateAndBlock{8000.0, 4096}));
 
 TEST(ReassignmentAgreementLongTest, TenSecondsOfSoundLikeMusicLandWhereTheRecomputationPutsThem) {
-    ExpectAgreement(MusicLike(44100.0, 1, 441000, 36), {44100.0, 512}, 0.05, 1e-3);
+    ExpectAgreement(MusicLike(44100.0, 1, 441000, 36), {44100.0, 512}, 0.015, 2e-4);
 }
 
 } // namespace

@@ -82,6 +82,45 @@ TEST(ReassignmentTest, TheFirstFrameIsInRowZero) {
     }
 }
 
+// A pair of clicks in the frame of row `row`, first the one at p, with the sum `sum` in bin 0.
+void AddPair(std::vector<float>& samples, std::size_t row, std::size_t p, std::size_t q,
+             double sum) {
+    samples[row * kHop + p] = static_cast<float>(1.0 / Window(p));
+    samples[row * kHop + q] = static_cast<float>((sum - 1.0) / Window(q));
+}
+
+// What column 0 has of the bins 0 of all frames, when the times are rounded to single precision,
+// and then to the nearest whole number: of two as near, to the even one.
+std::vector<double> ColumnZeroOf(const std::vector<float>& samples, std::size_t rows) {
+    std::vector<double> sums(rows);
+    std::vector<double> moments(rows);
+    for (std::size_t at = 0; at < samples.size(); ++at) {
+        for (std::size_t f = at < kFrame ? 0 : (at - kFrame) / kHop + 1;
+             samples[at] != 0.0f && f < rows && f * kHop <= at; ++f) {
+            const std::size_t i = at - f * kHop;
+            const double value = static_cast<double>(samples[at]) * Window(i);
+            sums[f] += value;
+            moments[f] += value * (static_cast<double>(i) - 255.5) / kSize;
+        }
+    }
+    std::vector<double> column(rows);
+    for (std::size_t f = 0; f < rows; ++f) {
+        if (sums[f] != 0.0) {
+            const double frame = static_cast<double>(f + 1) + moments[f] / sums[f];
+            const float rounded = std::nearbyint(static_cast<float>(frame));
+            column[static_cast<std::size_t>(rounded) - 1] += sums[f];
+        }
+    }
+    return column;
+}
+
+void ExpectColumnZero(const std::vector<double>& expected, const ReassignedResult& result) {
+    ASSERT_EQ(expected.size(), result.frames);
+    for (std::size_t row = 0; row < result.frames; ++row) {
+        EXPECT_NEAR(expected[row], result.Cell(row, 0).real(), 1e-5) << row;
+    }
+}
+
 // Two clicks whose values in a bin are u and v have the delay
 // (|u|^2 d1 + |v|^2 d2 + Re(u v*)(d1 + d2)) / |u + v|^2: where they nearly cancel, it goes beyond
 // half a frame, and the value into another row. With u = 1 at p, v = -0.98 four samples before it
@@ -90,39 +129,34 @@ TEST(ReassignmentTest, TheFirstFrameIsInRowZero) {
 // is one row up. The frames next to this one have d1 less and more by an eighth, so that of all
 // frames with both clicks each one's bin 0 either moves or not.
 TEST(ReassignmentTest, AValueWhoseCentreLiesOutsideItsFrameGoesToAnotherRow) {
-    constexpr std::size_t kBefore = 10; // rows
+    constexpr std::size_t kRow = 10;
     for (const bool toLater : {true, false}) {
         const std::size_t p = toLater ? 375 : 136; // one mirrors the other about 255.5
         const std::size_t q = toLater ? p - 4 : p + 4;
         Audio audio = Silence(1, ReferenceReassignment::SamplesFor(30));
-        audio[0][kBefore * kHop + p] = static_cast<float>(1.0 / Window(p));
-        audio[0][kBefore * kHop + q] = static_cast<float>(-0.98 / Window(q));
-        const ReassignedResult result = Reassign(audio);
-        // The frames that hold both clicks, and the sums of what each row is given in bin 0.
-        std::vector<double> expected(result.frames);
-        const std::size_t first = kBefore * kHop + std::min(p, q);
-        const std::size_t second = kBefore * kHop + std::max(p, q);
-        for (std::size_t f = 0; f < result.frames; ++f) {
-            double sum = 0.0;
-            double moment = 0.0;
-            for (const std::size_t at : {first, second}) {
-                if (f * kHop <= at && at < f * kHop + kFrame) {
-                    const std::size_t i = at - f * kHop;
-                    const double value = static_cast<double>(audio[0][at]) * Window(i);
-                    sum += value;
-                    moment += value * (static_cast<double>(i) - 255.5) / kSize;
-                }
-            }
-            if (sum != 0.0) {
-                const double row = std::nearbyint(static_cast<double>(f) + moment / sum);
-                expected[static_cast<std::size_t>(row)] += sum;
-            }
-        }
-        EXPECT_NE(0.0, expected[toLater ? kBefore + 1 : kBefore - 1]);
-        for (std::size_t row = 0; row < result.frames; ++row) {
-            EXPECT_NEAR(expected[row], result.Cell(row, 0).real(), 1e-5) << row;
-        }
+        AddPair(audio[0], kRow, p, q, 0.02);
+        const std::vector<double> expected = ColumnZeroOf(audio[0], 30);
+        EXPECT_NE(0.0, expected[toLater ? kRow + 1 : kRow - 1]);
+        ExpectColumnZero(expected, Reassign(audio));
     }
+}
+
+// From frame 4096 on, times are multiples of 2^-11, so that a delay within 2^-12 of a half is a
+// half. From the even frame it goes down, to that frame; from the odd frame up, to the next.
+TEST(ReassignmentTest, AValueBetweenTwoRowsGoesToTheEvenFrame) {
+    constexpr std::size_t kFrames = 5100;
+    constexpr std::size_t kEven = 5000;
+    constexpr std::size_t kOdd = 5031;
+    constexpr std::size_t kP = 375;
+    constexpr double kDelay = (static_cast<double>(kP) - 255.5) / kSize;
+    const double sum = 1.0 / (1.0 + (0.5 - kDelay) / (4.0 / kSize));
+    Audio audio = Silence(1, ReferenceReassignment::SamplesFor(kFrames));
+    AddPair(audio[0], kEven - 1, kP, kP - 4, sum);
+    AddPair(audio[0], kOdd - 1, kP, kP - 4, sum);
+    const ReassignedResult result = Reassign(audio);
+    ExpectColumnZero(ColumnZeroOf(audio[0], kFrames), result);
+    EXPECT_NEAR(sum, result.Cell(kEven - 1, 0).real(), 1e-5);
+    EXPECT_NEAR(0.0, result.Cell(kOdd - 1, 0).real(), 1e-5);
 }
 
 // All bins of a constant point at bin 0. There are no bins below that, so that half of a Hann
