@@ -180,6 +180,17 @@ TEST(RangeFiguresSpectrumTest, AGentleFallIsNoCutoff) {
     EXPECT_EQ(kNoCutoff, cutoff(-30.0));
 }
 
+// Of 8 dB the steepest slope is 8 / 22.3 = 0.36 dB a bin. A bin is 21.5 Hz at 22050, 43.1 at 44100
+// and 93.8 Hz at 96000, which make 0.017, 0.0083 and 0.0038 dB per Hz.
+TEST(RangeFiguresSpectrumTest, AFallIsMeasuredPerHertz) {
+    const std::vector<float> noise =
+        BandedNoise(1.0, kLongFrames, {{0.35, -40.5}, {0.5, -48.5}}, 23);
+    for (const double rateHz : {22050.0, 44100.0}) {
+        EXPECT_NEAR(0.35 * rateHz, RangeOf(noise, rateHz).mCutoff, 3.0 * rateHz / 1024.0);
+    }
+    EXPECT_EQ(kNoCutoff, RangeOf(noise, 96000.0).mCutoff);
+}
+
 // Of two falls the upper one is found.
 TEST(RangeFiguresSpectrumTest, TheHighestFallIsTheCutoff) {
     const QelAudioAnalysisRange range = RangeOf(
