@@ -228,6 +228,17 @@ TEST(SoundCheckAnalyzerTest, OddSampleRatesAreCutToWholeNumbersInRange) {
     EXPECT_EQ(std::numeric_limits<UInt32>::max(), rateOf(std::numeric_limits<double>::infinity()));
 }
 
+TEST(SoundCheckAnalyzerTest, TimesAreRoundedToWholeMilliseconds) {
+    SoundCheckAnalyzer analyzer;
+    Start(analyzer, 1, 48000.0);
+    const UInt32 expected[] = {0, 683, 1365, 2048}; // 32768 / 48000 = 0.682667 s
+    for (std::size_t n = 0; n < 4; ++n) {
+        EXPECT_EQ(0, analyzer.Process(kStep, std::vector<float>(kStep, LevelOfExcerpt(n)).data()));
+        EXPECT_EQ(expected[n], analyzer.GetData()->peakTime[0]);
+        EXPECT_EQ(expected[n], analyzer.GetData()->maxEnergyTime[0]);
+    }
+}
+
 TEST(SoundCheckAnalyzerTest, TimesStopAtTheEndOf32Bits) {
     SoundCheckAnalyzer analyzer;
     Start(analyzer, 1, 0.001); // a step takes a year
