@@ -140,8 +140,7 @@ CABufferList* AAReassignedSpectralProcessor::NewBuffer(const char* name) const {
 
 QelAASpectralProcessor*
 AAReassignedSpectralProcessor::NewInnerProcessor(const float* window, SpectralFunction function) {
-    CAAutoDelete<QelAASpectralProcessor> inner(
-        new QelAASpectralProcessor(mFFTSize, mFFTSize, mNumChannels, mFFTSize, false, false));
+    CAAutoDelete<QelAASpectralProcessor> inner(new FrameTransform(mFFTSize, mNumChannels));
     inner->SetSpectralFunction(function, this);
     inner->SetWindow(window);
     return inner.release();
