@@ -316,21 +316,33 @@ inline constexpr KeyInfo kKeys[] = {
      512},
     {"reasigned spectrum", PayloadKind::ComplexPairs, 2048, Delivery::FramesAtEnd, 512, 64,
      kReassignedSpectrumValues,
-     "A spectrogram whose energy was moved to where it lies in time and frequency. For each bin k "
-     "of each frame f, a complex value S, the transform of the frame with a Hann window, is added "
-     "to another bin of another frame: to the bin nearest to the frequency with which the phase of "
-     "bin k advances, and the frame nearest to f plus the distance of the energy's centre from the "
-     "middle of the frame. Deliberately, that distance is in units of 512 samples, not of the hop, "
-     "so that values move by half a frame number at most, and hardly ever do. Bins run from 0 to "
-     "255 and lie at k * rate / 512 Hz. What would lie outside goes to the border, and what has no "
-     "frequency (bins without any magnitude) to bin 0 of the first frame. Deliberately without the "
-     "term at half the rate, and the imaginary parts of the first and the last bin are 0. There is "
-     "one block per frame and channel, but blocks[c * F] alone holds data: all F frames of channel "
-     "c one behind the other; its size is that of one frame. In a dictionary blocks without data "
-     "are empty arrays. Frames beyond the length that was declared push the oldest ones out, and "
-     "a stream of unknown length keeps one: state the length. Takes 24 bytes per bin, frame and "
-     "channel: 254 MB for a minute at 44100 Hz. The C++ client makes results of the frames, one "
-     "after another."},
+     "A spectrogram whose values were moved to where their energy lies. For each bin k of each "
+     "frame f, "
+     "a complex value S, the transform of the frame with a Hann window, is added to another bin of "
+     "another frame: to the bin nearest to the frequency with which the phase of bin k advances, "
+     "and "
+     "the frame nearest to f plus the distance of the energy's centre from the middle of the "
+     "frame. "
+     "Bins run from 0 to 255 and lie at k * rate / 512 Hz; lines come out one or two bins wide. "
+     "Values "
+     "that meet are added as complex numbers, deliberately: those of the two sides of a line have "
+     "opposite signs, so that a steady tone nearly cancels (less than 1e-5 of its energy is left), "
+     "and "
+     "a gliding one stays where it passes from bin to bin. Read places from it, not levels. In "
+     "time "
+     "hardly anything moves: the distance is in units of 512 samples, deliberately, not of the "
+     "hop, so "
+     "that it stays below half a frame number, and a click fills 8 frames as in the plain "
+     "spectrogram. "
+     "What would lie outside goes to the border, and what has no frequency (bins without any "
+     "magnitude) to bin 0 of the first frame. The term at half the rate is left out, and the "
+     "imaginary parts of the first and the last bin are 0, deliberately. There is one block per "
+     "frame and channel, but blocks[c * F] alone holds data: all F frames of channel c one behind "
+     "the other; its size is that of one frame. In a dictionary blocks without data are empty "
+     "arrays. Frames beyond the length that was declared push the oldest ones out and spoil those "
+     "that stay, and a stream of unknown length keeps one: state the length. Takes 24 bytes per "
+     "bin, frame and channel: 254 MB for a minute at 44100 Hz. The C++ client makes results of the "
+     "frames, one after another."},
 };
 
 /* The row of a key; null if there is none. */
