@@ -80,19 +80,32 @@ OSStatus BufferedSoundCheckAnalyzer::ProcessBuffer(UInt32 frames, const AudioBuf
     return Convert();
 }
 
-OSStatus BufferedSoundCheckAnalyzer::Convert() {
+OSStatus BufferedSoundCheckAnalyzer::ConvertStep(UInt32& outPackets) {
     const UInt32 bytes = mFormat.mBytesPerFrame * kFramesPerStep;
     if (mConversionBuffer.get() == nullptr)
         mConversionBuffer.alloc(bytes, false);
+    AudioBufferList output;
+    output.mNumberBuffers = 1;
+    output.mBuffers[0] = {mFormat.mChannelsPerFrame, bytes, mConversionBuffer.get()};
+    outPackets = kFramesPerStep;
+    return AudioConverterFillComplexBuffer(mConverter, ACInputProc, this, &outPackets, &output,
+                                           nullptr);
+}
+
+void BufferedSoundCheckAnalyzer::DropInput() {
+    for (UInt32 outPackets = 0; ConvertStep(outPackets) == 0;)
+        ;
+}
+
+OSStatus BufferedSoundCheckAnalyzer::Convert() {
     for (;;) {
-        AudioBufferList output;
-        output.mNumberBuffers = 1;
-        output.mBuffers[0] = {mFormat.mChannelsPerFrame, bytes, mConversionBuffer.get()};
-        UInt32 outPackets = kFramesPerStep;
-        const OSStatus status = AudioConverterFillComplexBuffer(mConverter, ACInputProc, this,
-                                                                &outPackets, &output, nullptr);
-        if (outPackets != 0 && ProcessFloats(outPackets, mConversionBuffer) != 0)
+        UInt32 outPackets = 0;
+        const OSStatus status = ConvertStep(outPackets);
+        if (outPackets != 0 && ProcessFloats(outPackets, mConversionBuffer) != 0) {
+            if (status == 0)
+                DropInput();
             return status;
+        }
         if (status == kNoMoreInputForNow)
             return 0;
         if (status != 0)

@@ -69,6 +69,11 @@ private:
     OSStatus StartWith(const CAStreamBasicDescription& format, const AudioChannelLayout* layout,
                        const void* magicCookie, unsigned int cookieSize);
     OSStatus Convert();
+    // Converts what fits the conversion buffer; `outPackets` receives the number of packets.
+    OSStatus ConvertStep(UInt32& outPackets);
+    // The converter keeps its place in the caller's memory, which is the caller's again after this
+    // call: what is left of it must not be read by the next one.
+    void DropInput();
     void DisposeConverter();
 
     OSStatus mStartStatus = kNormalizationParamErr;
