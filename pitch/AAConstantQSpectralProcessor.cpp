@@ -12,7 +12,8 @@ AAConstantQSpectralProcessor::AAConstantQSpectralProcessor(
     bool zeroShift, float minFrequencyHz, float maxFrequencyHz, UInt32 binsPerOctave,
     double sampleRateHz, float spectralThreshold)
     : QelAASpectralProcessor(frameSize, hop, channels, maxFrames, halfFrameInput, zeroShift),
-      mDesign{minFrequencyHz, maxFrequencyHz, binsPerOctave, sampleRateHz, spectralThreshold} {
+      mDesign{minFrequencyHz, maxFrequencyHz,    binsPerOctave,
+              sampleRateHz,   spectralThreshold, frameSize} {
     NullPointers();
     AllocateBuffers();
 }

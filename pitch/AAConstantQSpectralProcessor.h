@@ -23,7 +23,9 @@ namespace qel::core {
 // is so that of the frame. There is no window over the frame and no zero shift, as the kernels
 // have their own window.
 //
-// Kernels come from ConstantQKernel::Shared. A frame allocates nothing. One thread at a time.
+// Kernels come from ConstantQKernel::Shared, held for frames of this length: where they are longer
+// than two frames, a transform of the kernels' length would be zeros for the most part. A frame
+// allocates nothing. One thread at a time.
 class AAConstantQSpectralProcessor : public QelAASpectralProcessor {
 public:
     // As the base class, and what fixes the kernels: see ConstantQDesign. The flags change nothing.

@@ -1,11 +1,13 @@
 #include "pitch/ConstantQKernel.h"
 
+#include "pitch/SpectrumThinning.h"
 #include "spectral/FFTSetupOwner.h"
 #include "spectral/VectorHelpers.h"
 #include "support/CAAutoDisposer.h"
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <limits>
 #include <mutex>
 #include <new>
@@ -49,14 +51,19 @@ public:
     // log2FFTSize is that of the longest kernel, qFactor that of all.
     Design(const ConstantQDesign& design, float qFactor, UInt32 log2FFTSize)
         : mDesign(design), mQFactor(qFactor), mLog2FFTSize(log2FFTSize),
-          mFFTSize(UInt32{1} << log2FFTSize), mSetup(vDSP_create_fftsetup(log2FFTSize, kFFTRadix2)),
-          mReal(mFFTSize, false), mImag(mFFTSize, false), mMagnitudes(mFFTSize, false) {
+          mFFTSize(UInt32{1} << log2FFTSize),
+          mThinning(mFFTSize, design.frameSamples != 0 ? design.frameSamples : mFFTSize),
+          mSetup(vDSP_create_fftsetup(log2FFTSize, kFFTRadix2)), mReal(mFFTSize, false),
+          mImag(mFFTSize, false), mMagnitudes(mFFTSize, false), mThinned(mThinning.Size()) {
         if (mSetup == nullptr) {
             throw std::bad_alloc();
         }
     }
 
-    // The spectrum of the kernel of bin `bin`, counted from 0, neither scaled nor conjugated.
+    // Points of the transform that the rows belong to.
+    UInt32 Size() const { return mThinning.Size(); }
+
+    // The kernel of bin `bin`, counted from 0.
     void MakeFilterRow(UInt32 bin) {
         const auto exponent = static_cast<float>(static_cast<double>(bin) / mDesign.binsPerOctave);
         const float centreHz = std::pow(2.0F, exponent) * mDesign.minFrequencyHz;
@@ -66,6 +73,11 @@ public:
         const DSPSplitComplex row = Row();
         vDSP_fft_zip(mSetup.get(), &row, 1, mLog2FFTSize, kFFTDirection_Forward);
         vDSP_zvabs(&row, 1, mMagnitudes, 1, mFFTSize);
+        mThreshold = mDesign.spectralThreshold;
+        FixRow();
+        if (Size() < mFFTSize) {
+            Thin();
+        }
     }
 
     // The first place from `first` on, and below `end`, whose value the threshold leaves; `end` if
@@ -76,7 +88,7 @@ public:
             const UInt32 next = std::min(first + kStride, end);
             float greatest = 0.0F;
             vDSP_maxv(mMagnitudes + first, 1, &greatest, next - first);
-            if (!(mDesign.spectralThreshold >= greatest)) {
+            if (!(mThreshold >= greatest)) {
                 break;
             }
             first = next;
@@ -87,14 +99,10 @@ public:
         return first;
     }
 
-    // The threshold belongs to the values before they are scaled.
-    bool IsKept(UInt32 place) const { return !(mDesign.spectralThreshold >= mMagnitudes[place]); }
+    // Whether the threshold leaves a place.
+    bool IsKept(UInt32 place) const { return !(mThreshold >= mMagnitudes[place]); }
 
-    // A value of the kernel: conjugated and scaled.
-    DSPComplex Value(UInt32 place) const {
-        const float scale = 1.0F / static_cast<float>(mFFTSize);
-        return {mReal[place] * scale, -mImag[place] * scale};
-    }
+    DSPComplex Value(UInt32 place) const { return {mReal[place], mImag[place]}; }
 
 private:
     DSPSplitComplex Row() const { return {mReal, mImag}; }
@@ -113,14 +121,45 @@ private:
         std::fill(mImag + length, mImag + mFFTSize, 0.0F);
     }
 
+    // The values of a kernel are conjugated and scaled. The magnitudes stay as they were: the
+    // threshold is for them.
+    void FixRow() {
+        const float scale = 1.0F / static_cast<float>(mFFTSize);
+        const float conjugate = -scale;
+        vDSP_vsmul(mReal, 1, &scale, mReal, 1, mFFTSize);
+        vDSP_vsmul(mImag, 1, &conjugate, mImag, 1, mFFTSize);
+    }
+
+    // What the threshold left goes to the places of the coarse transform, and nothing is lost there
+    // any more.
+    void Thin() {
+        std::fill(mThinned.begin(), mThinned.end(), 0.0);
+        for (UInt32 m = NextKept(0, mFFTSize); m < mFFTSize; m = NextKept(m, mFFTSize)) {
+            for (; m < mFFTSize && IsKept(m); ++m) {
+                mThinning.Add(m, {mReal[m], mImag[m]}, mThinned.data());
+            }
+        }
+        for (UInt32 q = 0; q < Size(); ++q) {
+            mReal[q] = static_cast<float>(mThinned[q].real());
+            mImag[q] = static_cast<float>(mThinned[q].imag());
+        }
+        const DSPSplitComplex row = Row();
+        vDSP_zvabs(&row, 1, mMagnitudes, 1, Size());
+        mThreshold = 0.0F;
+    }
+
     const ConstantQDesign mDesign;
     const float mQFactor;
     const UInt32 mLog2FFTSize;
-    const UInt32 mFFTSize;
+    const UInt32 mFFTSize; // of the kernels, before they are thinned
+    const SpectrumThinning mThinning;
     const FFTSetupOwner mSetup;
+    // The row; before it the kernel in time.
     CAAutoFree<float> mReal;
     CAAutoFree<float> mImag;
-    CAAutoFree<float> mMagnitudes; // and the window before them
+    CAAutoFree<float> mMagnitudes; // what the threshold is held to, and before that the window
+    float mThreshold = 0.0F;       // of the row as it stands
+    std::vector<std::complex<double>> mThinned;
 };
 
 ConstantQKernel::ConstantQKernel(const ConstantQDesign& design)
@@ -131,9 +170,9 @@ ConstantQKernel::ConstantQKernel(const ConstantQDesign& design)
     if (!(mNumBins > 0 && longest >= 2.0 && longest <= kLongest)) {
         return;
     }
-    mLog2FFTSize = Log2Ceil(static_cast<UInt32>(longest));
-    mFFTSize = UInt32{1} << mLog2FFTSize;
-    Design row(design, mQFactor, mLog2FFTSize);
+    Design row(design, mQFactor, Log2Ceil(static_cast<UInt32>(longest)));
+    mFFTSize = row.Size();
+    mLog2FFTSize = Log2Ceil(mFFTSize);
     for (UInt32 bin = 0; bin < mNumBins; ++bin) {
         row.MakeFilterRow(bin);
         // The places up to the middle, which is its own negative, and the others.

@@ -16,6 +16,9 @@ struct ConstantQDesign {
     UInt32 binsPerOctave;
     double sampleRateHz;
     float spectralThreshold; // a kernel's spectral values up to this magnitude count as 0
+    // Length of the frames, behind which there are zeros; 0: up to that of the longest kernel. It
+    // changes the transform that the kernels are held for, not what they give.
+    UInt32 frameSamples = 0;
 
     bool operator==(const ConstantQDesign&) const = default;
 };
@@ -25,9 +28,11 @@ struct ConstantQDesign {
 // spectrum of a frame gives, for each bin, the inner product of frame and kernel in time.
 //
 // Of the values of a kernel's spectrum the threshold leaves well below a hundredth: those around
-// the bin's frequency. They are kept as bands of neighbours. A frame is real, so half of its
-// spectrum suffices: kernel values at negative frequencies, which only sample rates below twice the
-// greatest frequency bring forth, meet the conjugate of the positive one.
+// the bin's frequency. A frame much shorter than the longest kernel has a shorter transform that
+// tells all of its spectrum: the values go there, see SpectrumThinning. They are kept as bands of
+// neighbours. A frame is real, so half of its spectrum suffices: kernel values at negative
+// frequencies, which only sample rates below twice the greatest frequency bring forth, meet the
+// conjugate of the positive one.
 //
 // Immutable after construction; any number of threads may use one.
 //
@@ -36,7 +41,8 @@ struct ConstantQDesign {
 class ConstantQKernel {
 public:
     // The relative distance, in the norm of all bins, of Apply from the dense product in double
-    // precision, and of the kernels from a design whose transforms are in double precision.
+    // precision, and of the kernels from a design whose transforms are in double precision. What
+    // the thinning for short frames adds to it is SpectrumThinning::kRelativeError.
     static constexpr double kRelativeError = 1e-5;
 
     // The longest kernel is 2^20 samples: with the lowest bin at 90 Hz and 36 bins per octave the
@@ -57,6 +63,8 @@ public:
 
     float QFactor() const { return mQFactor; } // centre frequency over bandwidth
     UInt32 NumBins() const { return mNumBins; }
+    // Points of the transform that Apply reads: of a power of two that the longest kernel fits in,
+    // or of what tells the spectrum of a frame of frameSamples, if that is less.
     UInt32 FFTSize() const { return mFFTSize; }
     UInt32 Log2FFTSize() const { return mLog2FFTSize; }
 
@@ -68,7 +76,8 @@ public:
     // Without kernels nothing happens.
     void Apply(const DSPSplitComplex& spectrum, const DSPSplitComplex& out) const;
 
-    // The FFTSize() values of one bin's kernel, zeros included.
+    // The FFTSize() values of one bin's kernel, zeros included. Without frameSamples they are the
+    // kernel's own spectrum, conjugated and divided by FFTSize().
     void FillDenseRow(UInt32 bin, DSPComplex* row) const;
 
     // Memory of the kernels.

@@ -40,7 +40,7 @@ public:
         return ProcessForwards(static_cast<UInt32>(samples.size()), &list);
     }
 
-    const ConstantQKernel& Kernel() const { return *mKernel; }
+    UInt32 TransformSize() const { return mKernelFFTSize; }
 
     int frames = 0;
     std::vector<Number> values;
@@ -111,8 +111,9 @@ double Norm(const std::vector<Number>& values) {
     return std::sqrt(sum);
 }
 
-// From 5000 Hz down the frame is longer than the transform; below 10463 Hz there are kernels at
-// negative frequencies.
+// The kernels of the processor are held for its frames, those of the product are whole. From 5000
+// Hz down the frame is longer than the transform; below 10463 Hz there are kernels at negative
+// frequencies.
 TEST(AAConstantQSpectralProcessorTest, FramesAgreeWithTheDenseProduct) {
     for (const double rateHz :
          {44100.0, 48000.0, 192000.0, 11025.0, 8000.0, 5000.0, 1000.0, 100.0, 2.0}) {
@@ -120,7 +121,8 @@ TEST(AAConstantQSpectralProcessorTest, FramesAgreeWithTheDenseProduct) {
         OpenProcessor processor(rateHz);
         const std::vector<float> frame = Noise(kFrame, 7);
         ASSERT_EQ(processor.Push(frame), 1);
-        const std::vector<Number> expected = DenseProduct(processor.Kernel(), frame);
+        const ConstantQKernel whole({90.0F, 5250.0F, 36, rateHz, 0.0054F});
+        const std::vector<Number> expected = DenseProduct(whole, frame);
         std::vector<Number> difference(kBins);
         for (UInt32 k = 0; k < kBins; ++k) {
             difference[k] = processor.values[k] - expected[k];
@@ -128,6 +130,15 @@ TEST(AAConstantQSpectralProcessorTest, FramesAgreeWithTheDenseProduct) {
         EXPECT_GT(Norm(expected), 0.0);
         EXPECT_LE(Norm(difference), ConstantQKernel::kRelativeError * Norm(expected));
     }
+}
+
+// Twice the frame's length, however long the kernels are.
+TEST(AAConstantQSpectralProcessorTest, TheTransformIsNoLongerThanFramesNeed) {
+    for (const double rateHz : {22050.0, 44100.0, 48000.0, 96000.0, 192000.0}) {
+        EXPECT_EQ(OpenProcessor(rateHz).TransformSize(), 2 * kFrame) << rateHz;
+    }
+    EXPECT_EQ(OpenProcessor(11025.0).TransformSize(), kFrame);
+    EXPECT_EQ(OpenProcessor(1000.0).TransformSize(), 1024U);
 }
 
 // What the threshold clears is below a hundredth of the peak, side lobes of which a pure tone in

@@ -3,6 +3,7 @@
 #include "DoubleTransform.h"
 
 #include "pitch/ConstantQKernel.h"
+#include "pitch/SpectrumThinning.h"
 
 #include <Accelerate/Accelerate.h>
 #include <gtest/gtest.h>
@@ -104,6 +105,79 @@ TEST(ConstantQKernelTest, KernelsAreThoseOfTheDenseDesignAtLowSampleRates) {
     }
 }
 
+// The inner products of a frame with all kernels, by the kernels' rows and the frame's spectrum in
+// double precision.
+std::vector<Number> Products(const ConstantQKernel& kernel, const std::vector<float>& frame) {
+    std::vector<Number> spectrum(kernel.FFTSize());
+    std::copy(frame.begin(), frame.end(), spectrum.begin());
+    Transform(spectrum);
+    std::vector<DSPComplex> row(kernel.FFTSize());
+    std::vector<Number> products(kernel.NumBins());
+    for (UInt32 bin = 0; bin < kernel.NumBins(); ++bin) {
+        kernel.FillDenseRow(bin, row.data());
+        for (std::size_t m = 0; m < row.size(); ++m) {
+            products[bin] +=
+                Number(static_cast<double>(row[m].real), static_cast<double>(row[m].imag)) *
+                spectrum[m];
+        }
+    }
+    return products;
+}
+
+// One sample shows the kernels themselves: its products are their values there. Held for short
+// frames they are the same, but for the thinning and the rounding of the weights, which are no
+// greater than those of the whole kernel by much.
+TEST(ConstantQKernelTest, KernelsForShortFramesAreTheBeginningOfTheWholeOnes) {
+    constexpr UInt32 kFrame = 4096;
+    for (const double rateHz : {22050.0, 44100.0, 96000.0}) {
+        ConstantQDesign design = DesignAt(rateHz);
+        const ConstantQKernel whole(design);
+        design.frameSamples = kFrame;
+        const ConstantQKernel thinned(design);
+        EXPECT_EQ(thinned.FFTSize(), 2 * kFrame);
+        EXPECT_EQ(UInt32{1} << thinned.Log2FFTSize(), thinned.FFTSize());
+        for (const UInt32 at : {0U, 1U, 1000U, 2048U, kFrame - 1}) {
+            std::vector<float> frame(kFrame);
+            frame[at] = 1.0F;
+            const std::vector<Number> expected = Products(whole, frame);
+            const std::vector<Number> actual = Products(thinned, frame);
+            for (UInt32 bin = 0; bin < whole.NumBins(); ++bin) {
+                std::vector<DSPComplex> row(whole.FFTSize());
+                whole.FillDenseRow(bin, row.data());
+                double weights = 0.0;
+                for (const DSPComplex& value : row) {
+                    weights += std::hypot(static_cast<double>(value.real),
+                                          static_cast<double>(value.imag));
+                }
+                constexpr double kRounding = 1.2e-7; // of twice as many weights, half a place each
+                ASSERT_LE(std::abs(actual[bin] - expected[bin]),
+                          (SpectrumThinning::kRelativeError + kRounding) * weights)
+                    << rateHz << " Hz, sample " << at << ", bin " << bin;
+            }
+        }
+    }
+}
+
+TEST(ConstantQKernelTest, KernelsForLongFramesAreTheWholeOnes) {
+    ConstantQDesign design = DesignAt(8000);
+    const ConstantQKernel whole(design);
+    for (const UInt32 frame : {2049U, 8192U, 100000U}) {
+        design.frameSamples = frame;
+        const ConstantQKernel kernel(design);
+        ASSERT_EQ(kernel.FFTSize(), whole.FFTSize());
+        std::vector<DSPComplex> expected(whole.FFTSize());
+        std::vector<DSPComplex> actual(whole.FFTSize());
+        for (const UInt32 bin : {0U, 100U, 211U}) {
+            whole.FillDenseRow(bin, expected.data());
+            kernel.FillDenseRow(bin, actual.data());
+            EXPECT_TRUE(std::equal(expected.begin(), expected.end(), actual.begin(),
+                                   [](const DSPComplex& a, const DSPComplex& b) {
+                                       return a.real == b.real && a.imag == b.imag;
+                                   }));
+        }
+    }
+}
+
 TEST(ConstantQKernelTest, MemoryIsASmallPartOfTheDenseMatrix) {
     constexpr std::size_t kMostBytes = std::size_t{2} << 20;
     for (const double rateHz : {8000.0, 44100.0, 48000.0, 192000.0}) {
@@ -173,6 +247,9 @@ TEST(ConstantQKernelTest, EqualDesignsShareOneKernelWhileSomebodyHoldsIt) {
     auto second = ConstantQKernel::Shared(DesignAt(8000));
     EXPECT_EQ(first, second);
     EXPECT_NE(first, ConstantQKernel::Shared(DesignAt(8001)));
+    ConstantQDesign forFrames = DesignAt(8000);
+    forFrames.frameSamples = 1024;
+    EXPECT_NE(first, ConstantQKernel::Shared(forFrames));
     const std::weak_ptr<const ConstantQKernel> watched = first;
     first.reset();
     EXPECT_FALSE(watched.expired());
@@ -226,8 +303,10 @@ TEST(ConstantQKernelTest, DesignTakesAtMostThreeTimesItsBareTransforms) {
         GTEST_SKIP() << "a checker slows both by different factors";
     }
     double sum = 0.0;
+    ConstantQDesign forFrames = DesignAt(44100);
+    forFrames.frameSamples = 8192;
     const double design = LeastSeconds([&] {
-        const ConstantQKernel kernel(DesignAt(44100));
+        const ConstantQKernel kernel(forFrames);
         sum += kernel.FFTSize();
     });
     const FFTSetup setup = vDSP_create_fftsetup(15, kFFTRadix2);
