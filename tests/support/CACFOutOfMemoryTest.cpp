@@ -6,38 +6,16 @@
 
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
+#include "tests/platform/FailingAllocation.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <new>
-
-namespace {
-
-// The allocations that still succeed; below 0, all do.
-thread_local int gAllocationsLeft = -1;
-
-} // namespace
-
-void* operator new(std::size_t size) {
-    if (gAllocationsLeft == 0) {
-        throw std::bad_alloc();
-    }
-    gAllocationsLeft -= gAllocationsLeft > 0 ? 1 : 0;
-    if (void* const memory = std::malloc(size != 0 ? size : 1)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace qel::core {
 namespace {
+
+using qel::testing::gAllocationsLeft;
 
 // Calls write() with room for 0, 1, 2... allocations until it succeeds. Before that, each call must
 // throw and leave isEmpty() true. Returns the number of calls that threw.

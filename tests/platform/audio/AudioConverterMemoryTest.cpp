@@ -4,38 +4,8 @@
 #include <AudioToolbox/AudioConverter.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
-
 #include "AudioConverterTesting.h"
-
-namespace {
-
-// Allocations that still succeed; negative while there is no limit.
-thread_local int sAllocationsLeft = -1;
-
-} // namespace
-
-// Not inlined: GCC would take a free for one of memory from another function than malloc.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    if (sAllocationsLeft == 0) {
-        throw std::bad_alloc();
-    }
-    if (sAllocationsLeft > 0) {
-        --sAllocationsLeft;
-    }
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
+#include "tests/platform/FailingAllocation.h"
 
 namespace qel::testing {
 namespace {
@@ -48,9 +18,9 @@ TEST(AudioConverterMemoryTest, WithoutMemoryThereIsNoConverterAndAStatus) {
     for (; failures < 10 && status != noErr; ++failures) {
         int target = 0;
         AudioConverterRef converter = reinterpret_cast<AudioConverterRef>(&target);
-        sAllocationsLeft = failures;
+        gAllocationsLeft = failures;
         status = AudioConverterNew(&source, &destination, &converter);
-        sAllocationsLeft = -1;
+        gAllocationsLeft = -1;
         if (status != noErr) {
             EXPECT_EQ(status, kAudio_MemFullError);
             EXPECT_EQ(converter, nullptr);
@@ -74,9 +44,9 @@ TEST(AudioConverterMemoryTest, FillingAllocatesNothing) {
     }};
     source.asked.reserve(1);
     BufferList output = OutputList(2, false, 600);
-    sAllocationsLeft = 0;
+    gAllocationsLeft = 0;
     const Filled filled = Fill(converter, source, 600, output);
-    sAllocationsLeft = -1;
+    gAllocationsLeft = -1;
     EXPECT_EQ(filled.status, noErr);
     EXPECT_EQ(filled.packets, 600u);
     EXPECT_EQ(output.Float(1, 599), 0.5f);

@@ -3,54 +3,25 @@
 
 #include "CountingCallBacks.h"
 #include "Owned.h"
+#include "tests/platform/FailingAllocation.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
-#include <new>
-
-namespace {
-
-/// Allocations that still succeed; negative while there is no limit.
-thread_local int sAllocationsLeft = -1;
-/// Whether there is memory again after the first failure.
-thread_local bool sOnlyOneFails = false;
-
-} // namespace
-
-void* operator new(std::size_t size) {
-    if (sAllocationsLeft == 0) {
-        sAllocationsLeft = sOnlyOneFails ? -1 : 0;
-        throw std::bad_alloc();
-    }
-    if (sAllocationsLeft > 0) {
-        --sAllocationsLeft;
-    }
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-// Not inlined: GCC would take the free for one of memory from another function than malloc.
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace qel::platform {
 namespace {
+
+using qel::testing::gAllocationsLeft;
+using qel::testing::gOnlyOneFails;
 
 /// Runs `make` with room for 0, 1, 2... allocations until it makes an object. Before that, each
 /// run must answer null. Returns the number of runs that did.
 int FailuresBeforeSuccess(const std::function<CFTypeRef()>& make) {
     for (int allocations = 0; allocations < 100; ++allocations) {
-        sAllocationsLeft = allocations;
+        gAllocationsLeft = allocations;
         const CFTypeRef object = make();
-        sAllocationsLeft = -1;
+        gAllocationsLeft = -1;
         if (object != nullptr) {
             CFRelease(object);
             return allocations;
@@ -85,16 +56,16 @@ TEST(MemoryExhaustionTest, MakingAnObjectAnswersNull) {
 /// third... allocation fails, and no other: the failure may lie deep inside.
 std::string FirstDescription(CFTypeRef object) {
     std::string text;
-    sOnlyOneFails = true;
+    gOnlyOneFails = true;
     const int failures = FailuresBeforeSuccess([object, &text] {
         const CFStringRef description = CFCopyDescription(object);
         if (description != nullptr) {
-            sAllocationsLeft = -1;
+            gAllocationsLeft = -1;
             text = TextOf(description);
         }
         return description;
     });
-    sOnlyOneFails = false;
+    gOnlyOneFails = false;
     // At the least the text and its object fail.
     EXPECT_GE(failures, 2);
     return text;
@@ -140,10 +111,10 @@ TEST(MemoryExhaustionTest, AFailedChangeLeavesTheContainerAsItWas) {
     const Owned array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
     const Owned dictionary(
         CFDictionaryCreateMutable(nullptr, 0, &kCountedKeyCallBacks, &kCountedValueCallBacks));
-    sAllocationsLeft = 0;
+    gAllocationsLeft = 0;
     EXPECT_THROW(CFArrayAppendValue(array, &value), std::bad_alloc);
     EXPECT_THROW(CFDictionarySetValue(dictionary, &value, &value), std::bad_alloc);
-    sAllocationsLeft = -1;
+    gAllocationsLeft = -1;
     EXPECT_EQ(value.retains, 0);
     EXPECT_EQ(CFArrayGetCount(array), 0);
     EXPECT_EQ(CFDictionaryGetCount(dictionary), 0);
@@ -154,9 +125,9 @@ TEST(MemoryExhaustionTest, AFailedChangeLeavesTheContainerAsItWas) {
 
 TEST(MemoryExhaustionTest, AConstantIsMadeWhenMemoryIsBack) {
     for (int allocations = 0; allocations < 3; ++allocations) {
-        sAllocationsLeft = allocations;
+        gAllocationsLeft = allocations;
         EXPECT_THROW(__CFStringMakeConstantString(kLongText.c_str()), std::bad_alloc);
-        sAllocationsLeft = -1;
+        gAllocationsLeft = -1;
     }
     EXPECT_EQ(TextOf(__CFStringMakeConstantString(kLongText.c_str())), kLongText);
 }

@@ -267,6 +267,47 @@ TEST(vDSPTransformsTest, TransformsAreLinear) {
                4.0 * Tolerance(kLog2Size, RootOfEnergy(ToNumbers(mixture))));
 }
 
+// From a plain vector, from split ones with gaps, and back.
+TEST(vDSPTransformsTest, FromOneVectorToAnotherIsTheTransformInPlace) {
+    const OwnedSetup setup = MakeSetup(10);
+    for (vDSP_Length log2Size = 1; log2Size <= 10; ++log2Size) {
+        const std::size_t half = (std::size_t{1} << log2Size) / 2;
+        std::vector<float> samples = Noise(2 * half, 89);
+        const std::vector<float> original = samples;
+        const DSPSplitComplex pairs{samples.data(), samples.data() + 1};
+        for (const FFTDirection direction : {FFT_FORWARD, FFT_INVERSE}) {
+            FloatVector inPlaceRe(std::vector<float>(half), 1, 1);
+            FloatVector inPlaceIm(std::vector<float>(half), 1, 1);
+            const DSPSplitComplex inPlace{inPlaceRe.Data(), inPlaceIm.Data()};
+            vDSP_ctoz(reinterpret_cast<const DSPComplex*>(samples.data()), 2, &inPlace, 1, half);
+            FloatVector inRe(inPlaceRe.Values(), 3, 1);
+            FloatVector inIm(inPlaceIm.Values(), 3, 1);
+            const DSPSplitComplex split{inRe.Data(), inIm.Data()};
+            vDSP_fft_zrip(setup.get(), &inPlace, 1, log2Size, direction);
+            for (const vDSP_Stride stride : {1L, 2L, -1L}) {
+                for (const auto& [input, inputStride] : {std::pair{&pairs, 2L}, {&split, 3L}}) {
+                    FloatVector re(std::vector<float>(half), stride, 1);
+                    FloatVector im(std::vector<float>(half), stride, 1);
+                    const DSPSplitComplex out{re.Data(), im.Data()};
+                    vDSP_fft_zrop(setup.get(), input, inputStride, &out, stride, log2Size,
+                                  direction);
+                    EXPECT_EQ(re.Values(), inPlaceRe.Values());
+                    EXPECT_EQ(im.Values(), inPlaceIm.Values());
+                    EXPECT_TRUE(re.GapsAreIntact() && im.GapsAreIntact());
+                }
+            }
+        }
+        EXPECT_EQ(samples, original);
+    }
+    float sample = 3.0f;
+    float re = 0.0f;
+    const DSPSplitComplex one{&sample, nullptr};
+    const DSPSplitComplex out{&re, nullptr};
+    vDSP_fft_zrop(setup.get(), &one, 1, &out, 1, 0, FFT_FORWARD);
+    EXPECT_EQ(re, 6.0f);
+    EXPECT_EQ(sample, 3.0f);
+}
+
 TEST(vDSPTransformsTest, ASetupServesSmallerTransformsAndNoLargerOnes) {
     const OwnedSetup setup = MakeSetup(3);
     std::vector<float> re(16, 1.0f);
@@ -279,6 +320,11 @@ TEST(vDSPTransformsTest, ASetupServesSmallerTransformsAndNoLargerOnes) {
     vDSP_fft_zip(setup.get(), &split, 1, 4, FFT_FORWARD);
     vDSP_fft_zrip(setup.get(), &split, 1, 4, FFT_FORWARD);
     vDSP_fft_zip(nullptr, &split, 1, 2, FFT_FORWARD);
+    const std::vector<float> samples(32, 1.0f);
+    const DSPSplitComplex pairs{const_cast<float*>(samples.data()),
+                                const_cast<float*>(samples.data()) + 1};
+    vDSP_fft_zrop(setup.get(), &pairs, 2, &split, 1, 4, FFT_FORWARD);
+    vDSP_fft_zrop(nullptr, &pairs, 2, &split, 1, 2, FFT_FORWARD);
     EXPECT_EQ(re, before);
 }
 
