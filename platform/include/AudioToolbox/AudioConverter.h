@@ -113,13 +113,14 @@ extern OSStatus AudioConverterSetProperty(AudioConverterRef inAudioConverter,
  * outPacketDescription    not used; may be null
  *
  * One thread at a time. Returns
- * 0                                    all was made, or the callback gave no packets; a later call
- *                                      asks it again
- * the callback's status                packets made until then are valid, and a later call goes on
- * kAudioConverterErr_InvalidOutputSize a buffer of outOutputData is too small: nothing was asked
- * for and no sample written, 0 packets kAudio_ParamError                    the same for a null
- * pointer, a wrong number of buffers, and buffers without data; or the callback gave a wrong number
- * of buffers or bytes without data, which ends the call like a status of its own
+ *
+ * - 0: all was made, or the callback gave no packets; a later call asks it again
+ * - the callback's status: packets made until then are valid, and a later call goes on
+ * - kAudioConverterErr_InvalidOutputSize: a buffer of outOutputData is too small; nothing was asked
+ *   for, no sample written, and there are 0 packets
+ * - kAudio_ParamError: the same for a null pointer, a wrong number of buffers, and buffers without
+ *   data; or the callback gave a wrong number of buffers or bytes without data, which ends the call
+ *   like a status of its own
  */
 extern OSStatus AudioConverterFillComplexBuffer(AudioConverterRef inAudioConverter,
                                                 AudioConverterComplexInputDataProc inInputDataProc,
