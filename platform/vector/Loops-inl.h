@@ -17,6 +17,7 @@
 
 #include <cstddef>
 #include <hwy/highway.h>
+#include <utility>
 
 #include "platform/vector/VectorArguments.h"
 
@@ -82,48 +83,69 @@ HWY_INLINE void MapComplex(size_t count, Out re, Out im, const Operation& operat
 // number is that of no particular instruction set, so that sums come out the same on all of them.
 constexpr size_t kPartials = 32;
 
+// Combines 2 * kHalf partial results, upper half with lower, down to the first.
+template <size_t kHalf, class Combine>
+HWY_INLINE void FoldPartials(float* partials, const Combine& combine) {
+    const hn::CappedTag<float, kHalf> d;
+    for (size_t p = 0; p < kHalf; p += hn::Lanes(d)) {
+        hn::Store(combine(d, hn::Load(d, partials + p), hn::Load(d, partials + kHalf + p)), d,
+                  partials + p);
+    }
+    if constexpr (kHalf > 1) {
+        FoldPartials<kHalf / 2>(partials, combine);
+    }
+}
+
+// Combines the elements at n with the partial results, a vector of them after the other. The
+// indices are constants, so that partial results stay in registers throughout a loop.
+template <class D, class V, class Combine, class Operation, size_t... kIndices, class... Inputs>
+HWY_INLINE void CombinePartials(D d, V* sums, std::index_sequence<kIndices...>, size_t n,
+                                const Combine& combine, const Operation& operation,
+                                Inputs... inputs) {
+    const auto combineOne = [&](V& sum, size_t at) HWY_ATTR {
+        sum = combine(d, sum, operation(d, hn::LoadU(d, inputs.data + at)...));
+    };
+    (combineOne(sums[kIndices], n + kIndices * hn::MaxLanes(d)), ...);
+}
+
 // combine(tag, ..., operation(tag, inputs[n]...)) over all n below count, from `start`, which must
 // be neutral: combine(start, x) is x.
 template <class Operation, class Combine, class... Inputs>
 HWY_INLINE float Reduce(size_t count, float start, const Combine& combine,
                         const Operation& operation, Inputs... inputs) {
     HWY_ALIGN float partials[kPartials];
-    for (float& partial : partials) {
-        partial = start;
+    const hn::CappedTag<float, 16> wide;
+    constexpr size_t kLanes = hn::MaxLanes(wide);
+    constexpr size_t kVectors = kPartials / kLanes;
+    const bool isDense = (... && (inputs.stride == 1));
+    hn::Vec<decltype(wide)> sums[kVectors];
+    for (auto& sum : sums) {
+        sum = hn::Set(wide, start);
+    }
+    size_t n = 0;
+    if (isDense) {
+        for (; n + kPartials <= count; n += kPartials) {
+            CombinePartials(wide, sums, std::make_index_sequence<kVectors>(), n, combine, operation,
+                            inputs...);
+        }
+    }
+    for (size_t v = 0; v < kVectors; ++v) {
+        hn::Store(sums[v], wide, partials + v * kLanes);
+    }
+    if (isDense) {
+        for (; n + kLanes <= count; n += kLanes) {
+            float* partial = partials + n % kPartials;
+            const auto elements = operation(wide, hn::LoadU(wide, inputs.data + n)...);
+            hn::Store(combine(wide, hn::Load(wide, partial), elements), wide, partial);
+        }
     }
     const One one;
-    size_t n = 0;
-    if ((... && (inputs.stride == 1)) && count >= kPartials) {
-        const hn::CappedTag<float, 16> wide;
-        constexpr size_t kLanes = hn::MaxLanes(wide);
-        constexpr size_t kVectors = kPartials / kLanes;
-        hn::Vec<decltype(wide)> sums[kVectors];
-        for (auto& sum : sums) {
-            sum = hn::Set(wide, start);
-        }
-        for (; n + kPartials <= count; n += kPartials) {
-            for (size_t v = 0; v < kVectors; ++v) {
-                sums[v] =
-                    combine(wide, sums[v],
-                            operation(wide, hn::LoadU(wide, inputs.data + n + v * kLanes)...));
-            }
-        }
-        for (size_t v = 0; v < kVectors; ++v) {
-            hn::Store(sums[v], wide, partials + v * kLanes);
-        }
-    }
     for (; n < count; ++n) {
         float* partial = partials + n % kPartials;
         const auto element = operation(one, hn::LoadU(one, inputs.At(n))...);
         hn::StoreU(combine(one, hn::LoadU(one, partial), element), one, partial);
     }
-    for (size_t half = kPartials / 2; half > 0; half /= 2) {
-        for (size_t p = 0; p < half; ++p) {
-            hn::StoreU(
-                combine(one, hn::LoadU(one, partials + p), hn::LoadU(one, partials + half + p)),
-                one, partials + p);
-        }
-    }
+    FoldPartials<kPartials / 2>(partials, combine);
     return partials[0];
 }
 
