@@ -8,17 +8,17 @@ namespace qel::bench {
 
 namespace {
 
-constexpr unsigned kNoteSamples = 11025;
+constexpr std::size_t kNoteSamples = 11025;
 constexpr double kNoiseLevel = 0.01;
 constexpr double kNoteLevel = 0.3;
 constexpr double kWeakNoteLevel = 0.1;
-constexpr unsigned kNotesPerBar = 4;
+constexpr std::size_t kNotesPerBar = 4;
 constexpr int kHarmonics = 6;
 constexpr double kDecaySeconds = 0.12;
 constexpr int kScale[] = {57, 60, 64, 67, 69, 64, 62, 59}; // MIDI note numbers
 
-double NoteHz(unsigned note) {
-    return 440.0 * std::exp2((kScale[note % std::size(kScale)] - 69) / 12.0);
+double NoteHz(std::size_t note) {
+    return 440.0 * std::exp2((kScale[note] - 69) / 12.0);
 }
 
 // A linear congruential generator: plain, and the same everywhere. From -1 to 1.
@@ -27,20 +27,31 @@ double Noise(std::uint32_t& state) {
     return static_cast<double>(state) / 2147483648.0 - 1.0;
 }
 
-// `notesPerBar`: of so many notes the first is strong; all are with 1.
-std::vector<float> Music(unsigned count, unsigned notesPerBar) {
-    std::vector<float> samples(count);
-    std::uint32_t state = 1;
-    for (unsigned i = 0; i < count; ++i) {
-        const unsigned note = i / kNoteSamples;
-        const double seconds = (i % kNoteSamples) / kSampleRateHz;
-        const double phase = 2.0 * std::numbers::pi * NoteHz(note) * seconds;
+std::vector<double> Note(double hz) {
+    std::vector<double> samples(kNoteSamples);
+    for (std::size_t i = 0; i < kNoteSamples; ++i) {
+        const double seconds = static_cast<double>(i) / kSampleRateHz;
         double tone = 0.0;
         for (int h = 1; h <= kHarmonics; ++h)
-            tone += std::sin(h * phase) / h;
+            tone += std::sin(h * 2.0 * std::numbers::pi * hz * seconds) / h;
+        samples[i] = std::exp(-seconds / kDecaySeconds) * tone;
+    }
+    return samples;
+}
+
+// Of `notesPerBar` notes the first is strong; with 1 all are.
+std::vector<float> Music(std::size_t notesPerBar) {
+    std::vector<std::vector<double>> notes;
+    for (std::size_t note = 0; note < std::size(kScale); ++note)
+        notes.push_back(Note(NoteHz(note)));
+
+    std::vector<float> samples(kMinuteSamples);
+    std::uint32_t state = 1;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const std::size_t note = i / kNoteSamples;
         const double level = note % notesPerBar == 0 ? kNoteLevel : kWeakNoteLevel;
-        const double envelope = std::exp(-seconds / kDecaySeconds);
-        samples[i] = static_cast<float>(level * envelope * tone + kNoiseLevel * Noise(state));
+        const double tone = notes[note % notes.size()][i % kNoteSamples];
+        samples[i] = static_cast<float>(level * tone + kNoiseLevel * Noise(state));
     }
     return samples;
 }
@@ -48,11 +59,11 @@ std::vector<float> Music(unsigned count, unsigned notesPerBar) {
 } // namespace
 
 std::vector<float> MinuteOfMusic() {
-    return Music(kMinuteSamples, 1);
+    return Music(1);
 }
 
-std::vector<float> SongInFour() {
-    return Music(kSongSamples, kNotesPerBar);
+std::vector<float> MinuteInFour() {
+    return Music(kNotesPerBar);
 }
 
 } // namespace qel::bench

@@ -1,4 +1,4 @@
-#include "bench/BenchFloor.h"
+#include "bench/BareTransforms.h"
 
 #include <algorithm>
 

@@ -1,0 +1,100 @@
+// Measures one stream in a process of its own: what only the first analyzer of a process pays for,
+// what the process held at most, and how often it allocated.
+//
+//   qel_stream_probe MINUTES KEY...
+//
+// prints an object of JSON. The stream is MINUTES times one minute of music in bars of four.
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <exception>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "bench/AllocationCounter.h"
+#include "bench/BareAnalyzer.h"
+#include "bench/BenchAudio.h"
+#include "bench/ResidentMemory.h"
+
+namespace qel::bench {
+
+namespace {
+
+// Until then buffers may grow to the size that they keep.
+constexpr std::size_t kWarmBlocks = 64;
+constexpr int kResets = 5;
+constexpr std::size_t kBlocksBetweenResets = 16;
+
+double CPUSeconds() {
+    timespec now = {};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+double SecondsOf(auto work) {
+    const double start = CPUSeconds();
+    work();
+    return CPUSeconds() - start;
+}
+
+// Returns the allocations per block once the stream runs.
+double RunStream(BareAnalyzer& analyzer, std::span<const float> minute, std::size_t minutes) {
+    const std::size_t warm = kWarmBlocks * kBlockSamples;
+    analyzer.Push(minute.first(warm));
+    const std::size_t before = AllocationCounter::Count();
+    analyzer.Push(minute.subspan(warm));
+    for (std::size_t more = 1; more < minutes; ++more)
+        analyzer.Push(minute);
+    const std::size_t allocations = AllocationCounter::Count() - before;
+    analyzer.Finish();
+    const std::size_t blocks = minutes * minute.size() / kBlockSamples - kWarmBlocks;
+    return static_cast<double>(allocations) / static_cast<double>(blocks);
+}
+
+double LeastResetSeconds(BareAnalyzer& analyzer, std::span<const float> minute) {
+    double least = SecondsOf([&] { analyzer.Reset(); });
+    for (int i = 1; i < kResets; ++i) {
+        analyzer.Push(minute.first(kBlocksBetweenResets * kBlockSamples));
+        least = std::min(least, SecondsOf([&] { analyzer.Reset(); }));
+    }
+    return least;
+}
+
+void Probe(std::size_t minutes, const std::vector<std::string>& keys) {
+    const std::vector<float> minute = MinuteInFour();
+    const std::size_t residentBefore = PeakResidentBytes();
+    BareAnalyzer analyzer(keys);
+    const double initialize = SecondsOf([&] { analyzer.Initialize(minutes * minute.size()); });
+    double allocations = 0.0;
+    const double stream = SecondsOf([&] { allocations = RunStream(analyzer, minute, minutes); });
+    if (analyzer.Results() == 0)
+        throw std::runtime_error("no results");
+    if (AllocationCounter::Count() == 0)
+        throw std::runtime_error("the allocations of the library are not counted");
+    const std::size_t resident = PeakResidentBytes() - residentBefore;
+    std::printf("{\"initializeSeconds\": %.9f, \"resetSeconds\": %.9f, \"streamSeconds\": %.9f, "
+                "\"allocationsPerBlock\": %.6f, \"residentBytes\": %zu}\n",
+                initialize, LeastResetSeconds(analyzer, minute), stream, allocations, resident);
+}
+
+} // namespace
+
+} // namespace qel::bench
+
+int main(int argc, char** argv) {
+    if (argc < 3 || std::atoi(argv[1]) < 1) {
+        std::fprintf(stderr, "usage: qel_stream_probe MINUTES KEY...\n");
+        return 2;
+    }
+    try {
+        qel::bench::Probe(static_cast<std::size_t>(std::atoi(argv[1])), {argv + 2, argv + argc});
+        return 0;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "qel_stream_probe: %s\n", error.what());
+        return 1;
+    }
+}
