@@ -1,0 +1,1 @@
+"""What becomes of the bench's measurements: figures, targets, tables, comparison."""

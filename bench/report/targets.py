@@ -1,0 +1,57 @@
+"""How good a figure has to be."""
+
+import re
+
+PEER_SHARE = 0.5
+GROWTH_MINUTES = 60
+GROWTH_LIMIT = 1.15
+
+_PER_FRAME_KEYS = (
+    # descriptors, phases, mel coefficients, partials, cepstrum, instantaneous frequencies
+    "temporal properties", "generic spectrum properties", "spectrum histogram properties",
+    "spectrum flux properties", "spectrum", "phase properties",
+    "mel frequency cepstral coefficients", "mel spectrum", "partials", "fundamental frequency",
+    "inharmonicity", "cepstrum", "instantaneous frequency", "gamma tome spectrum", "audio range",
+)
+
+# Of each figure by name the most that it may be.
+_LIMITS = {
+    **{f"ratio/key/{key}": 4 for key in _PER_FRAME_KEYS},
+    "ratio/key/spectrum peak properties": 20,
+    "ratio/key/tempo": 12,
+    "ratio/key/constant q spectrum": 0.8,
+    "ratio/key/reasigned spectrum": 3.5,
+    # At least five times as fast as its filters in a scalar loop.
+    "ratio/key/onset data": 0.2,
+    "ratio/group/all keys": 2.0,
+    "ratio/group/pitch classes and keys": 1.5,
+    "ratio/group/tempo and beats": 2.0,
+    "ratio/group/tempo, beats and meter, three minutes": 3.0,
+    "reset share/constant q spectrum": 0.05,
+    "memory/all keys but reasigned spectrum/60": 45.0,
+}
+
+_PATTERNS = (
+    (re.compile(r"against/"), PEER_SHARE),
+    (re.compile(rf"growth/.*/{GROWTH_MINUTES}$"), GROWTH_LIMIT),
+)
+
+
+def limit_of(name):
+    """The most that the figure of this name may be, None if there is no target."""
+    if name in _LIMITS:
+        return _LIMITS[name]
+    for pattern, limit in _PATTERNS:
+        if pattern.match(name):
+            return limit
+    return None
+
+
+def is_met(name, value):
+    """Whether a figure with a target is good enough."""
+    return value <= limit_of(name)
+
+
+def names():
+    """The figures that have targets of their own."""
+    return tuple(_LIMITS)
