@@ -57,10 +57,10 @@ void QelAASpectralProcessor::Process(UInt32 frames, AudioBufferList* in, AudioBu
 void QelAASpectralProcessor::DoFwdFFT() {
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         DSPSplitComplex* const spectrum = &mSpectralBufferList->mSpectra[c];
-        const auto* const pairs =
-            reinterpret_cast<const DSPComplex*>(mChannels[c].mFFTBuffer.get());
-        vDSP_ctoz(pairs, 2, spectrum, 1, mFFTSize / 2);
-        vDSP_fft_zrip(mFFTSetup.get(), spectrum, 1, mLog2FFTSize, kFFTDirection_Forward);
+        float* const frame = mChannels[c].mFFTBuffer;
+        const DSPSplitComplex samples = {frame, frame + 1};
+        vDSP_fft_zrop(mFFTSetup.get(), &samples, 2, spectrum, 1, mLog2FFTSize,
+                      kFFTDirection_Forward);
     }
 }
 

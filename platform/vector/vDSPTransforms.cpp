@@ -6,6 +6,7 @@
 #include "platform/vector/TransformTables.h"
 
 #include <Accelerate/vDSPTransforms.h>
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -65,6 +66,17 @@ void ComplexInPlace(float* re, float* im, unsigned log2Size, FFTDirection direct
     InterleavePass(re, im, work.input, points);
     Transform(log2Size).Run(work.input, work.output);
     DeinterleavePass(work.output, re, im, points);
+}
+
+// Samples that already lie as the transform takes them.
+void PackedRealFromPairs(const float* samples, float* re, float* im, unsigned log2Size) {
+    const std::size_t points = std::size_t{1} << (log2Size - 1);
+    const ComplexTransform& transform = Transform(log2Size - 1);
+    const PackedRealFactors& factors = Factors(log2Size);
+    const Workspace work(points);
+    std::copy_n(samples, 2 * points, work.input);
+    transform.Run(work.input, work.output);
+    SplitPass(work.output, factors, re, im, points);
 }
 
 void PackedRealInPlace(float* re, float* im, unsigned log2Size, FFTDirection direction) {
@@ -174,4 +186,24 @@ void vDSP_fft_zrip(FFTSetup setup, const DSPSplitComplex* C, vDSP_Stride IC, vDS
                    [log2Size, Direction](float* re, float* im) {
                        PackedRealInPlace(re, im, log2Size, Direction);
                    });
+}
+
+void vDSP_fft_zrop(FFTSetup setup, const DSPSplitComplex* A, vDSP_Stride IA,
+                   const DSPSplitComplex* C, vDSP_Stride IC, vDSP_Length Log2n,
+                   FFTDirection Direction) {
+    if (!Covers(setup, Log2n)) {
+        return;
+    }
+    const bool arePairs = IA == 2 && A->imagp == A->realp + 1;
+    if (arePairs && IC == 1 && Log2n > 0 && Direction != kFFTDirection_Inverse) {
+        PackedRealFromPairs(A->realp, C->realp, C->imagp, static_cast<unsigned>(Log2n));
+        return;
+    }
+    *C->realp = *A->realp; // all there is of one sample
+    const auto points = static_cast<vDSP_Stride>((std::size_t{1} << Log2n) / 2);
+    for (vDSP_Stride n = 0; n < points; ++n) {
+        C->realp[n * IC] = A->realp[n * IA];
+        C->imagp[n * IC] = A->imagp[n * IA];
+    }
+    vDSP_fft_zrip(setup, C, IC, Log2n, Direction);
 }

@@ -61,6 +61,15 @@ extern void vDSP_fft_zip(FFTSetup setup, const DSPSplitComplex* C, vDSP_Stride I
 extern void vDSP_fft_zrip(FFTSetup setup, const DSPSplitComplex* C, vDSP_Stride IC,
                           vDSP_Length Log2n, FFTDirection Direction);
 
+/*
+ * The same from A to C, which do not overlap; A stays as it is. Samples need not be split: with
+ * realp at the first, imagp at the second and an IA of 2, A is a plain vector, and that is the
+ * quickest way from samples to a spectrum.
+ */
+extern void vDSP_fft_zrop(FFTSetup setup, const DSPSplitComplex* A, vDSP_Stride IA,
+                          const DSPSplitComplex* C, vDSP_Stride IC, vDSP_Length Log2n,
+                          FFTDirection Direction);
+
 #pragma GCC visibility pop
 
 #ifdef __cplusplus
