@@ -41,15 +41,11 @@ AAChromaSpectralProcessor::~AAChromaSpectralProcessor() {
 
 void AAChromaSpectralProcessor::NullPointers() {
     (void)mSpectrumBuffer.release();
-    (void)mMinMagnitudes.release();
-    (void)mMaxMagnitudes.release();
     (void)mChromaList.release();
 }
 
 void AAChromaSpectralProcessor::CleanUp() {
     mSpectrumBuffer.free();
-    mMinMagnitudes.free();
-    mMaxMagnitudes.free();
     mChromaList.free();
     NullPointers();
 }
@@ -69,8 +65,6 @@ CABufferList* AAChromaSpectralProcessor::NewBuffer(const char* name,
 
 void AAChromaSpectralProcessor::AllocateBuffers() {
     mSpectrumBuffer = NewBuffer("spectrum buffer", mFFTSize / 2);
-    mMinMagnitudes.alloc(mNumChannels, true);
-    mMaxMagnitudes.alloc(mNumChannels, true);
     mChromaList = NewBuffer("chroma buffer", mChromaBinCount);
 
     std::vector<float> binsHz(mNumBins);
@@ -108,12 +102,16 @@ void AAChromaSpectralProcessor::ShiftSpectrum(DSPSplitComplex* spectrum) const {
     }
 }
 
+void AAChromaSpectralProcessor::ComputeMagnitudes(UInt32 channel, float* magnitudes) {
+    DSPSplitComplex* const spectrum = &mSpectralBufferList->mSpectra[channel];
+    ShiftSpectrum(spectrum);
+    vDSP_zvabs(spectrum, 1, magnitudes, 1, mNumBins);
+}
+
 void AAChromaSpectralProcessor::GetMagnitude(AudioBufferList* out, float* mins, float* maxs) {
     for (UInt32 c = 0; c < mNumChannels; ++c) {
-        DSPSplitComplex* const spectrum = &mSpectralBufferList->mSpectra[c];
         auto* const magnitudes = static_cast<float*>(out->mBuffers[c].mData);
-        ShiftSpectrum(spectrum);
-        vDSP_zvabs(spectrum, 1, magnitudes, 1, mNumBins);
+        ComputeMagnitudes(c, magnitudes);
         vDSP_maxmgv(magnitudes, 1, &maxs[c], mNumBins);
         vDSP_minmgv(magnitudes, 1, &mins[c], mNumBins);
     }
@@ -131,10 +129,10 @@ void AAChromaSpectralProcessor::WrapWeightedMags(float* out) const {
 void AAChromaSpectralProcessor::ComputeChroma() {
     AudioBufferList& spectra = mSpectrumBuffer->GetModifiableBufferList();
     AudioBufferList& chroma = mChromaList->GetModifiableBufferList();
-    GetMagnitude(&spectra, mMinMagnitudes, mMaxMagnitudes);
     for (UInt32 c = 0; c < mNumChannels; ++c) {
-        mSemitones.Apply(static_cast<const float*>(spectra.mBuffers[c].mData),
-                         mWeightedMagnitudes.data());
+        auto* const magnitudes = static_cast<float*>(spectra.mBuffers[c].mData);
+        ComputeMagnitudes(c, magnitudes);
+        mSemitones.Apply(magnitudes, mWeightedMagnitudes.data());
         WrapWeightedMags(static_cast<float*>(chroma.mBuffers[c].mData));
     }
 }

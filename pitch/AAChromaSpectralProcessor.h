@@ -53,6 +53,8 @@ protected:
     // The mean goes out of each frame before the window. The frame before it is not kept.
     void DoWindowing();
     void ComputeChroma();
+    // Without their extremes, which pitch classes do not need.
+    void ComputeMagnitudes(UInt32 channel, float* magnitudes);
     void ShiftSpectrum(DSPSplitComplex* spectrum) const;
     void WrapWeightedMags(float* out) const;
 
@@ -66,8 +68,6 @@ protected:
     const UInt32 mChromaBinCount;
     const UInt32 mNumBins; // in use: transformLength / 2 - 1
     CAAutoDelete<CABufferList> mSpectrumBuffer;
-    CAAutoFree<float> mMinMagnitudes; // one per channel
-    CAAutoFree<float> mMaxMagnitudes;
     SemitoneBank mSemitones;
     std::vector<UInt32> mWrappedChroma;     // pitch class of each semitone
     std::vector<float> mWeightedMagnitudes; // sum of each semitone

@@ -12,16 +12,23 @@ namespace qel::core {
 
 namespace {
 
-// Short runs are quicker without a call.
+// Runs are short, from a bin to a few hundred, and a call for each took longer than the sums. In
+// partial sums, which the compiler keeps side by side.
 float RunSum(const float* magnitudes, std::size_t count) {
-    constexpr std::size_t kLongRun = 16;
-    float sum = 0.0F;
-    if (count >= kLongRun) {
-        vDSP_sve(magnitudes, 1, &sum, count);
-        return sum;
+    constexpr std::size_t kPartials = 8;
+    float partials[kPartials] = {};
+    std::size_t n = 0;
+    for (; n + kPartials <= count; n += kPartials) {
+        for (std::size_t p = 0; p < kPartials; ++p) {
+            partials[p] += magnitudes[n + p];
+        }
     }
-    for (std::size_t i = 0; i < count; ++i) {
-        sum += magnitudes[i];
+    float sum = 0.0F;
+    for (const float partial : partials) {
+        sum += partial;
+    }
+    for (; n < count; ++n) {
+        sum += magnitudes[n];
     }
     return sum;
 }
@@ -40,6 +47,7 @@ double EdgeHz(float centerHz, float neighbourHz) {
 
 void SemitoneBank::Design(const float* binsHz, UInt32 bins) {
     mCells.clear();
+    mOutside.clear();
     mNumBins = bins;
     if (bins == 0) {
         return;
@@ -53,6 +61,7 @@ void SemitoneBank::Design(const float* binsHz, UInt32 bins) {
     const float* const end = binsHz + bins;
     const auto semitones = static_cast<UInt32>(1.0F + (highest - mLowestSemitone));
     mCells.reserve(semitones);
+    UInt32 next = 0; // the bin behind the cells so far
     for (UInt32 j = 0; j < semitones; ++j) {
         const float center = ChromaToFreq(Semitone(j));
         const double lower = EdgeHz(center, ChromaToFreq(Semitone(j) - 1.0F));
@@ -62,6 +71,13 @@ void SemitoneBank::Design(const float* binsHz, UInt32 bins) {
         const float* const first = std::partition_point(binsHz, end, isBelow);
         const float* const last = std::partition_point(first, end, isNotAbove);
         mCells.push_back({static_cast<UInt32>(first - binsHz), static_cast<UInt32>(last - first)});
+        for (; next < static_cast<UInt32>(first - binsHz); ++next) {
+            mOutside.push_back(next);
+        }
+        next = static_cast<UInt32>(last - binsHz);
+    }
+    for (; next < bins; ++next) {
+        mOutside.push_back(next);
     }
 }
 
@@ -70,17 +86,22 @@ bool SemitoneBank::IsFiniteOutside(const Cell& cell, const float* magnitudes) co
            AllFinite(magnitudes + cell.mFirstBin + cell.mNumBins, magnitudes + mNumBins);
 }
 
+bool SemitoneBank::AreOthersFinite(const float* magnitudes) const {
+    return std::all_of(mOutside.begin(), mOutside.end(),
+                       [=](UInt32 bin) { return std::isfinite(magnitudes[bin]); });
+}
+
 void SemitoneBank::Apply(const float* magnitudes, float* out) const {
     for (const Cell& cell : mCells) {
         *out++ = RunSum(magnitudes + cell.mFirstBin, cell.mNumBins);
     }
-    // One pass tells the usual case: a finite sum has finite terms.
+    out -= mCells.size();
+    // The sums tell the usual case: a finite sum has finite terms.
     float sum = 0.0F;
-    vDSP_sve(magnitudes, 1, &sum, mNumBins);
-    if (std::isfinite(sum)) {
+    vDSP_sve(out, 1, &sum, mCells.size());
+    if (std::isfinite(sum) && AreOthersFinite(magnitudes)) {
         return;
     }
-    out -= mCells.size();
     for (const Cell& cell : mCells) {
         if (!IsFiniteOutside(cell, magnitudes)) {
             *out = std::numeric_limits<float>::quiet_NaN();

@@ -37,9 +37,11 @@ private:
         UInt32 mNumBins;
     };
 
+    bool AreOthersFinite(const float* magnitudes) const; // those of mOutside
     bool IsFiniteOutside(const Cell& cell, const float* magnitudes) const;
 
     std::vector<Cell> mCells;
+    std::vector<UInt32> mOutside; // bins of no cell: on an edge, or beyond all cells
     float mLowestSemitone = 0.0F;
     UInt32 mNumBins = 0;
 };
