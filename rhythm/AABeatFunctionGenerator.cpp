@@ -7,7 +7,6 @@
 
 #include <Accelerate/Accelerate.h>
 
-#include "rhythm/ButterworthLowPass.h"
 #include "spectral/VectorHelpers.h"
 #include "timbre/AAMelFrequencySpectralProcessor.h"
 
@@ -45,23 +44,19 @@ SInt32 AABeatFunctionGenerator::ReadyAnalysis() {
 
 void AABeatFunctionGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
-    for (auto* list :
-         {&mAudioFetchList, &mPreviousList, &mDifferenceList, &mFunctionList, &mPrevFunctionList,
-          &mFiltFunctionList, &mPrevFiltFunctionList, &mFunctionFetchList, &mButterworthList})
+    for (auto* list : {&mPreviousList, &mDifferenceList, &mFunctionList, &mPrevFunctionList,
+                       &mFiltFunctionList, &mPrevFiltFunctionList, &mFunctionFetchList})
         (void)list->release();
-    (void)mAudioRing.release();
     (void)mFunctionRing.release();
 }
 
 void AABeatFunctionGenerator::Cleanup() {
     mSpectralProcessor.free();
-    for (auto* list :
-         {&mAudioFetchList, &mPreviousList, &mDifferenceList, &mFunctionList, &mPrevFunctionList,
-          &mFiltFunctionList, &mPrevFiltFunctionList, &mFunctionFetchList, &mButterworthList})
+    for (auto* list : {&mPreviousList, &mDifferenceList, &mFunctionList, &mPrevFunctionList,
+                       &mFiltFunctionList, &mPrevFiltFunctionList, &mFunctionFetchList})
         list->free();
-    mAudioRing.free();
+    mMeterAudio.reset();
     mFunctionRing.free();
-    ResetStamp(mAudioTime);
     ResetStamp(mFunctionTime);
     AABeatFunctionGenerator::NullPointers();
 }
@@ -75,13 +70,9 @@ void AABeatFunctionGenerator::AllocateBuffers() {
     processor->MakeFilterWeights2();
 
     constexpr UInt64 kFloat = sizeof(float);
-    mAudioRing.free();
-    mAudioFetchList.free();
-    ResetStamp(mAudioTime);
-    if (NeedsAudio()) {
-        mAudioFetchList = NewBuffer("audio fetch buffer", mMaxFrames * kFloat);
-        mAudioRing = NewRing(mStreamLength);
-    }
+    mMeterAudio.reset();
+    if (NeedsAudio())
+        mMeterAudio = std::make_unique<MeterAudio>(mNumChannels, mSampleRate);
 
     const UInt64 bandBytes = mNumMelBands * kFloat;
     mPreviousList = NewBuffer("previous buffer", bandBytes);
@@ -90,7 +81,6 @@ void AABeatFunctionGenerator::AllocateBuffers() {
     mPrevFunctionList = NewBuffer("prev function buffer", kFloat);
     mFiltFunctionList = NewBuffer("filt function buffer", kFloat);
     mPrevFiltFunctionList = NewBuffer("prev filt function buffer", kFloat);
-    mButterworthList = NewBuffer("butterworth buffer", kButterworthOrder * kFloat);
     mFunctionFetchList = NewBuffer("function fetching buffer", 0);
     mFunctionRing = NewRing(mNumAnalysisFrames);
     ResetStamp(mFunctionTime);
@@ -103,26 +93,9 @@ void AABeatFunctionGenerator::AllocateBuffers() {
 SInt32 AABeatFunctionGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
     if (list == nullptr)
         return kAudioAnalysisErr_NullBufferList;
-    // Nobody may store a count of 0.
-    if (mAudioRing.get() != nullptr && frames != 0)
-        StoreRectifiedAudio(*list, frames);
+    if (mMeterAudio != nullptr)
+        mMeterAudio->Push(*list, frames);
     return QelAAAnalysisGenerator::PushAudio(list, frames);
-}
-
-void AABeatFunctionGenerator::StoreRectifiedAudio(const AudioBufferList& list, UInt32 frames) {
-    const UInt32 channels = std::min(list.mNumberBuffers, mNumChannels);
-    // A fetch leaves the list with the size of what it got.
-    mAudioFetchList->AllocateBuffers(frames * UInt32{sizeof(float)});
-    for (UInt32 c = 0; c < channels; ++c) {
-        float* rectified = Channel(mAudioFetchList, c);
-        float* state = Channel(mButterworthList, c);
-        vDSP_vabs(static_cast<const float*>(list.mBuffers[c].mData), 1, rectified, 1, frames);
-        for (UInt32 i = 0; i < frames; ++i)
-            filter(butterA, butterB, kButterworthOrder, state, rectified[i], rectified[i]);
-    }
-    mAudioRing->StoreGrowing(&mAudioFetchList->GetModifiableBufferList(), frames,
-                             static_cast<SInt64>(mAudioTime.mSampleTime));
-    mAudioTime.mSampleTime += frames;
 }
 
 void AABeatFunctionGenerator::ComputeAndStoreProperies(const SpectralAndAudioBufferList* list) {

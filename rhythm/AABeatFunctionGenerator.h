@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -7,6 +8,7 @@
 
 #include "engine/QelAAAnalysisGenerator.h"
 #include "rhythm/EventList.h"
+#include "rhythm/MeterAudio.h"
 #include "support/CARingBuffer.h"
 
 namespace qel::core {
@@ -16,13 +18,13 @@ class AAMelFrequencySpectralProcessor;
 // Slot 5: tempo, beats, meter and down beats of a whole stream.
 //
 // While audio streams, each mel spectrum becomes one value of a detection function, kept in a ring;
-// the rectified and low-passed audio is kept in a second ring where the meter needs it. All else
+// where the meter needs it, the audio becomes a signal of 100 values per second. All else
 // happens in ProcessFinal: two tempi from the function's autocorrelation, beats by dynamic
 // programming, meter from the audio's correlation with itself, down beats from both. A stream may
 // go through several segments: after a ProcessFinal that succeeded, storing begins anew, and times
 // carry on.
 //
-// The rings hold the whole run, whatever length was declared.
+// Ring and signal hold the whole run, whatever length was declared.
 //
 // Sources: life and streaming in AABeatFunctionGenerator.cpp; tempo in AABeatFunctionTempo.cpp;
 // beats in AABeatFunctionBeats.cpp; meter and down beats in AABeatFunctionMeter.cpp; sizes,
@@ -43,7 +45,6 @@ public:
     static constexpr SInt32 kStopped = -128;
     static constexpr SInt32 kNoTempo = -1;
     static constexpr SInt32 kNoMeter = -3;
-    static constexpr UInt32 kButterworthOrder = 6;
 
     AABeatFunctionGenerator(UInt32 channels, Float64 sampleRate, UInt32 frameSize, UInt32 hop,
                             UInt32 maxFrames, UInt32 streamLength, DataCallback dataCallback,
@@ -101,7 +102,6 @@ private:
 
     void ComputeAndStoreProperies(const SpectralAndAudioBufferList* list);
     void MakeFunction(const SpectralAndAudioBufferList* list);
-    void StoreRectifiedAudio(const AudioBufferList& list, UInt32 frames);
     float ComputeDifference(UInt32 channel, const float* current);
     float RemoveDC(UInt32 channel, float function);
 
@@ -113,7 +113,6 @@ private:
                           std::vector<SInt32>& backLinks) const;
     SInt32 FindBeatsPerBar();
     SInt32 FindMeters(const std::vector<std::vector<float>>& signals);
-    std::vector<std::vector<float>> ResampledAudio(UInt32 frames);
     SInt32 FindDownBeats();
 
     void DeliverTempi();
@@ -125,9 +124,7 @@ private:
     bool StopsAt(UInt32 sectionIndex, UInt32 half, float fraction) const;
 
     const UInt32 mNumMelBands = 40;
-    CAAutoDelete<CARingBuffer> mAudioRing;      // exists where the meter is needed
-    CAAutoDelete<CABufferList> mAudioFetchList; // likewise
-    AudioTimeStamp mAudioTime{};                // frames stored in mAudioRing
+    std::unique_ptr<MeterAudio> mMeterAudio;    // exists where the meter is needed
     CAAutoDelete<CABufferList> mPreviousList;   // preceding log spectrum, mNumMelBands floats
     CAAutoDelete<CABufferList> mDifferenceList; // mNumMelBands floats
     CAAutoDelete<CABufferList> mFunctionList;   // one float, like the next three
@@ -144,8 +141,7 @@ private:
     UInt32 mGenreHint = 1;
     float mSectionProgress = 100.0f; // percent of a section
     float mHalfSectionProgress = 50.0f;
-    UInt32 mTempoPasses = 0;                     // estimations made for the current section
-    CAAutoDelete<CABufferList> mButterworthList; // kButterworthOrder floats of filter state
+    UInt32 mTempoPasses = 0; // estimations made for the current section
 
     // What ProcessFinal found, by channel. Beats stand in the order in which they were found:
     // newest first within a section.

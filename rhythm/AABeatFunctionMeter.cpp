@@ -10,16 +10,10 @@
 #include "rhythm/AABeatFunctionGenerator.h"
 #include "rhythm/MeterCurve.h"
 #include "rhythm/MeterMatrix.h"
-#include "support/SRCFilter.h"
 
 namespace qel::core {
 
 namespace {
-
-constexpr UInt32 kMeterRate = 100; // values per second
-// The resampler passes up to 0.94 of half that rate and stops from 1.06 of it on.
-constexpr float kPassShare = 0.94f;
-constexpr double kStopBandDecibels = 73.0;
 
 constexpr float kMatrixPercent = 15.0f;
 constexpr float kSmoothingPercent = 20.0f;
@@ -31,16 +25,10 @@ constexpr float kBarPercent = 90.0f;
 } // namespace
 
 SInt32 AABeatFunctionGenerator::FindBeatsPerBar() {
-    const auto frames = static_cast<UInt32>(mAudioTime.mSampleTime);
-    // Nobody may fetch a count of 0.
-    if (frames != 0) {
-        mAudioFetchList->AllocateBuffers(frames * UInt32{sizeof(float)});
-        const SInt32 status =
-            mAudioRing->Fetch(&mAudioFetchList->GetModifiableBufferList(), frames, 0, true);
-        if (status != 0)
-            return status;
-    }
-    const SInt32 status = FindMeters(ResampledAudio(frames));
+    // Nothing was taken in if the key was asked for behind the last reset.
+    const SInt32 status =
+        FindMeters(mMeterAudio != nullptr ? mMeterAudio->Signals()
+                                          : std::vector<std::vector<float>>(mNumChannels));
     if (status == kStopped)
         return status;
     if (IsWanted(kBeatsPerBar)) {
@@ -50,39 +38,6 @@ SInt32 AABeatFunctionGenerator::FindBeatsPerBar() {
         Deliver(kQelAnalysisKey_GlobalNumberOfBeatsPerBar);
     }
     return status;
-}
-
-// The fetched audio at 100 values per second, by channel. Audio shorter than the filter, or of a
-// sample rate below 100 Hz, resamples to nothing.
-std::vector<std::vector<float>> AABeatFunctionGenerator::ResampledAudio(UInt32 frames) {
-    std::vector<std::vector<float>> output(mNumChannels);
-    if (frames == 0 || !(mSampleRate >= kMeterRate && mSampleRate < 4294967296.0))
-        return output;
-    const auto pass = static_cast<double>(static_cast<float>(kMeterRate) * kPassShare);
-    const auto transition = static_cast<double>(static_cast<float>(kMeterRate) *
-                                                ((1.0f - kPassShare) + (1.0f - kPassShare)));
-    const KaiserBesselFilterParameters parameters(pass / mSampleRate, kStopBandDecibels,
-                                                  transition / mSampleRate, 0u);
-    if (parameters.filterLength - 1 > frames)
-        return output;
-    const auto inputRate = static_cast<UInt32>(mSampleRate);
-    SRCFilter resampler(mNumChannels, inputRate, kMeterRate, parameters);
-    UInt32 outFrames = 0;
-    resampler.GetNumberOfOutFrames(&outFrames, frames);
-
-    // A run may give one value more than it says.
-    const UInt64 room = UInt64{frames} * kMeterRate / inputRate + 2;
-    std::vector<const float*> inputs;
-    std::vector<float*> outputs;
-    for (UInt32 c = 0; c < mNumChannels; ++c) {
-        inputs.push_back(Channel(mAudioFetchList, c));
-        output[c].resize(room);
-        outputs.push_back(output[c].data());
-    }
-    resampler.ComputeDeinterleaved(inputs.data(), outputs.data(), frames);
-    for (std::vector<float>& channel : output)
-        channel.resize(outFrames);
-    return output;
 }
 
 SInt32 AABeatFunctionGenerator::FindMeters(const std::vector<std::vector<float>>& signals) {

@@ -53,20 +53,19 @@ TEST_F(BeatGeneratorTest, TheFunctionOfSilenceIsZero) {
     EXPECT_EQ(std::vector<float>(NumFunctionFrames(20000)), function[0]);
 }
 
-TEST_F(BeatGeneratorTest, AudioIsRectifiedAndFilteredOnlyForTheMeter) {
+TEST_F(BeatGeneratorTest, AudioIsResampledOnlyForTheMeter) {
     const Audio audio = MusicLike(kRate, 2, 30001);
+    core::MeterAudio expected(2, kRate);
+    BufferList list(audio, 0, 30001);
+    expected.Push(*list.Get(), 30001);
     for (const std::string& key : {kMeterKey, kDownBeatKey}) {
         Make(2, {key});
         Push(audio);
-        const Audio rectified = Access::RectifiedAudio(*mGenerator, 2);
-        for (std::size_t c = 0; c < 2; ++c) {
-            // The recursion is given in single precision, operation by operation.
-            EXPECT_EQ(RectifiedAudio(audio[c]), rectified[c]);
-        }
+        EXPECT_EQ(expected.Signals(), Access::MeterSignals(*mGenerator));
     }
     for (const std::string& key : {kTempoKey, kBeatKey}) {
         Make(2, {key});
-        EXPECT_FALSE(Access::HasAudioRing(*mGenerator));
+        EXPECT_FALSE(Access::KeepsMeterAudio(*mGenerator));
     }
 }
 

@@ -28,16 +28,17 @@ public:
     static test::Audio Function(AABeatFunctionGenerator& generator, std::size_t channels) {
         return Everything(*generator.mFunctionRing, generator.mFunctionTime.mSampleTime, channels);
     }
-    static test::Audio RectifiedAudio(AABeatFunctionGenerator& generator, std::size_t channels) {
-        return Everything(*generator.mAudioRing, generator.mAudioTime.mSampleTime, channels);
+    // Only where the meter is wanted.
+    static std::vector<std::vector<float>> MeterSignals(const AABeatFunctionGenerator& generator) {
+        return generator.mMeterAudio->Signals();
     }
     // Of a channel, in the order of finding. A process that succeeds leaves none.
     static std::vector<double> StoredBeatTimes(const AABeatFunctionGenerator& generator,
                                                std::size_t channel) {
         return generator.mBeatList.at(channel).times;
     }
-    static bool HasAudioRing(const AABeatFunctionGenerator& generator) {
-        return generator.mAudioRing != nullptr;
+    static bool KeepsMeterAudio(const AABeatFunctionGenerator& generator) {
+        return generator.mMeterAudio != nullptr;
     }
 
     // Down beats of one channel whose beats, in the order of finding, have the given strengths and
