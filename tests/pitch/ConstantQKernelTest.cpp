@@ -124,34 +124,42 @@ std::vector<Number> Products(const ConstantQKernel& kernel, const std::vector<fl
     return products;
 }
 
+// By bin, the sum of the magnitudes of a kernel's values.
+std::vector<double> SumsOfWeights(const ConstantQKernel& kernel) {
+    std::vector<double> sums(kernel.NumBins());
+    std::vector<DSPComplex> row(kernel.FFTSize());
+    for (UInt32 bin = 0; bin < kernel.NumBins(); ++bin) {
+        kernel.FillDenseRow(bin, row.data());
+        for (const DSPComplex& value : row) {
+            sums[bin] +=
+                std::hypot(static_cast<double>(value.real), static_cast<double>(value.imag));
+        }
+    }
+    return sums;
+}
+
 // One sample shows the kernels themselves: its products are their values there. Held for short
 // frames they are the same, but for the thinning and the rounding of the weights, which are no
 // greater than those of the whole kernel by much.
 TEST(ConstantQKernelTest, KernelsForShortFramesAreTheBeginningOfTheWholeOnes) {
     constexpr UInt32 kFrame = 4096;
-    for (const double rateHz : {22050.0, 44100.0, 96000.0}) {
+    for (const double rateHz : {22050.0, 96000.0}) { // twice and eight times as coarse
         ConstantQDesign design = DesignAt(rateHz);
         const ConstantQKernel whole(design);
         design.frameSamples = kFrame;
         const ConstantQKernel thinned(design);
         EXPECT_EQ(thinned.FFTSize(), 2 * kFrame);
         EXPECT_EQ(UInt32{1} << thinned.Log2FFTSize(), thinned.FFTSize());
-        for (const UInt32 at : {0U, 1U, 1000U, 2048U, kFrame - 1}) {
+        const std::vector<double> weights = SumsOfWeights(whole);
+        for (const UInt32 at : {0U, 1000U, kFrame - 1}) {
             std::vector<float> frame(kFrame);
             frame[at] = 1.0F;
             const std::vector<Number> expected = Products(whole, frame);
             const std::vector<Number> actual = Products(thinned, frame);
             for (UInt32 bin = 0; bin < whole.NumBins(); ++bin) {
-                std::vector<DSPComplex> row(whole.FFTSize());
-                whole.FillDenseRow(bin, row.data());
-                double weights = 0.0;
-                for (const DSPComplex& value : row) {
-                    weights += std::hypot(static_cast<double>(value.real),
-                                          static_cast<double>(value.imag));
-                }
                 constexpr double kRounding = 1.2e-7; // of twice as many weights, half a place each
                 ASSERT_LE(std::abs(actual[bin] - expected[bin]),
-                          (SpectrumThinning::kRelativeError + kRounding) * weights)
+                          (SpectrumThinning::kRelativeError + kRounding) * weights[bin])
                     << rateHz << " Hz, sample " << at << ", bin " << bin;
             }
         }

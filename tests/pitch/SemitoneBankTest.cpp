@@ -182,6 +182,26 @@ TEST(SemitoneBankTest, AnInfiniteMagnitudeSpoilsAllCellsButItsOwn) {
     }
 }
 
+// The weight of 0 that it has in every cell leaves none a number.
+TEST(SemitoneBankTest, AnInfiniteMagnitudeOnAnEdgeSpoilsAllCells) {
+    const float c = ChromaToFreq(0);
+    const float cSharp = ChromaToFreq(1);
+    const float edge = 0.5F * (c + cSharp);
+    ASSERT_EQ(double{edge}, double{c} - 0.5 * double{c - cSharp});
+    const SemitoneBank bank = BankOf({c, edge, cSharp});
+    for (const float bad : {kInfinity, kNaN}) {
+        const Vector sums = Apply(bank, {1, bad, 3});
+        ASSERT_EQ(sums.size(), 2U);
+        EXPECT_TRUE(std::isnan(sums[0]));
+        EXPECT_TRUE(std::isnan(sums[1]));
+    }
+    // Behind the bins of all cells as well.
+    const SemitoneBank last = BankOf({c, edge});
+    for (const float sum : Apply(last, {1, kInfinity})) {
+        EXPECT_TRUE(std::isnan(sum));
+    }
+}
+
 TEST(SemitoneBankTest, ASumBeyondSinglePrecisionSpoilsNothingElse) {
     constexpr float kHuge = 3e38F;
     const float c = ChromaToFreq(0);
