@@ -7,6 +7,7 @@
 
 #include "bench/BenchAudio.h"
 #include "bench/PeerBenches.h"
+#include "bench/RegisterBench.h"
 
 namespace qel::bench {
 
@@ -33,7 +34,7 @@ using Tempo = Owner<aubio_tempo_t, del_aubio_tempo>;
 
 // Calls `perHop` with the audio's hops, one after the other.
 void Hops(uint_t hop, auto perHop) {
-    static const std::vector<float> audio = MinuteOfMusic();
+    const std::vector<float>& audio = MinuteOfMusic();
     for (std::size_t start = 0; start + hop <= audio.size(); start += hop) {
         // The record is not const, but input is only read.
         const fvec_t input = {hop, const_cast<float*>(audio.data() + start)};
@@ -95,28 +96,20 @@ void BenchTempo(benchmark::State& state) {
         Hops(kHop, [&](const fvec_t* input) { aubio_tempo_do(tempo.get(), input, out.get()); });
 }
 
-void Register(const char* name, const std::string& ours, auto bench) {
-    const auto labelled = [=](benchmark::State& state) {
-        bench(state);
-        state.SetLabel(ours);
-        state.counters["minutes"] = 1;
-    };
-    benchmark::RegisterBenchmark(name, labelled)->Unit(benchmark::kMillisecond);
-}
-
 } // namespace
 
 void RegisterAubioBenches() {
-    Register("peer/libaubio: MFCC", "key/mel frequency cepstral coefficients", BenchCepstrum);
-    Register("peer/libaubio: seven spectral descriptors", "key/generic spectrum properties",
-             [](benchmark::State& state) {
-                 BenchDescriptors(state, {"centroid", "spread", "skewness", "kurtosis", "slope",
-                                          "decrease", "rolloff"});
-             });
-    Register("peer/libaubio: spectral flux", "key/spectrum flux properties",
-             [](benchmark::State& state) { BenchDescriptors(state, {"specflux"}); });
-    Register("peer/libaubio: onsets", "key/onset data", BenchOnsets);
-    Register("peer/libaubio: tempo", "key/tempo", BenchTempo);
+    RegisterBench("peer/libaubio: MFCC", "key/mel frequency cepstral coefficients", 1,
+                  BenchCepstrum);
+    RegisterBench("peer/libaubio: seven spectral descriptors", "key/generic spectrum properties", 1,
+                  [](benchmark::State& state) {
+                      BenchDescriptors(state, {"centroid", "spread", "skewness", "kurtosis",
+                                               "slope", "decrease", "rolloff"});
+                  });
+    RegisterBench("peer/libaubio: spectral flux", "key/spectrum flux properties", 1,
+                  [](benchmark::State& state) { BenchDescriptors(state, {"specflux"}); });
+    RegisterBench("peer/libaubio: onsets", "key/onset data", 1, BenchOnsets);
+    RegisterBench("peer/libaubio: tempo", "key/tempo", 1, BenchTempo);
 }
 
 } // namespace qel::bench

@@ -58,12 +58,14 @@ std::vector<float> Music(std::size_t notesPerBar) {
 
 } // namespace
 
-std::vector<float> MinuteOfMusic() {
-    return Music(1);
+const std::vector<float>& MinuteOfMusic() {
+    static const std::vector<float> minute = Music(1);
+    return minute;
 }
 
-std::vector<float> MinuteInFour() {
-    return Music(kNotesPerBar);
+const std::vector<float>& MinuteInFour() {
+    static const std::vector<float> minute = Music(kNotesPerBar);
+    return minute;
 }
 
 } // namespace qel::bench

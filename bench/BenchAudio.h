@@ -12,10 +12,10 @@ inline constexpr std::size_t kMinuteSamples = 646 * kBlockSamples; // 60.0004 s
 
 // One fixed minute of music-like sound at 44.1 kHz, mono: four decaying notes of six harmonics each
 // per second over a quiet noise. The same samples in every run.
-std::vector<float> MinuteOfMusic();
+const std::vector<float>& MinuteOfMusic();
 
 // The same notes in bars of four, the first of which is stronger: equal notes have no meter, and
 // without one the results about a whole stream fail. For streams of several minutes it is repeated.
-std::vector<float> MinuteInFour();
+const std::vector<float>& MinuteInFour();
 
 } // namespace qel::bench

@@ -11,6 +11,7 @@
 #include "bench/BareTransforms.h"
 #include "bench/BenchAudio.h"
 #include "bench/KeyFloor.h"
+#include "bench/RegisterBench.h"
 #include "bench/ScalarGammatone.h"
 
 namespace qel::bench {
@@ -32,9 +33,7 @@ const Keys kBeatKeys = {"global tempo", "beat data", "global number of beats per
                         "down beat data"};
 
 const std::vector<float>& Audio(unsigned minutes) {
-    static const std::vector<float> one = MinuteOfMusic();
-    static const std::vector<float> inFour = MinuteInFour();
-    return minutes == 1 ? one : inFour;
+    return minutes == 1 ? MinuteOfMusic() : MinuteInFour();
 }
 
 void BenchKeys(benchmark::State& state, const Keys& keys, unsigned minutes) {
@@ -67,15 +66,6 @@ void BenchFilters(benchmark::State& state) {
         benchmark::DoNotOptimize(bank.Run(Audio(1)));
 }
 
-void Register(const std::string& name, const std::string& label, unsigned minutes, auto bench) {
-    const auto labelled = [=](benchmark::State& state) {
-        bench(state);
-        state.SetLabel(label);
-        state.counters["minutes"] = minutes;
-    };
-    benchmark::RegisterBenchmark(name.c_str(), labelled)->Unit(benchmark::kMillisecond);
-}
-
 void RegisterKeys(const std::string& name, const Keys& keys, unsigned minutes = 1) {
     Floors floors;
     for (const std::string& key : keys) {
@@ -85,13 +75,13 @@ void RegisterKeys(const std::string& name, const Keys& keys, unsigned minutes = 
     std::string label;
     for (const auto& [floor, _] : floors)
         label += (label.empty() ? "" : " + ") + floor + (minutes > 1 ? kSongFloor : "");
-    Register(name, label, minutes,
-             [=](benchmark::State& state) { BenchKeys(state, keys, minutes); });
+    RegisterBench(name, label, minutes,
+                  [=](benchmark::State& state) { BenchKeys(state, keys, minutes); });
 }
 
 void RegisterFloor(const KeyFloor& floor, unsigned minutes = 1) {
-    Register(floor.Name() + (minutes > 1 ? kSongFloor : ""), "", minutes,
-             [=](benchmark::State& state) { BenchFloor(state, floor, minutes); });
+    RegisterBench(floor.Name() + (minutes > 1 ? kSongFloor : ""), "", minutes,
+                  [=](benchmark::State& state) { BenchFloor(state, floor, minutes); });
 }
 
 } // namespace
@@ -110,7 +100,7 @@ void RegisterKeyBenches() {
         if (floor.frameSamples != 0)
             RegisterFloor(floor);
         else
-            Register(name, "", 1, BenchFilters);
+            RegisterBench(name, "", 1, BenchFilters);
     }
     RegisterKeys("group/all keys", all);
     RegisterKeys("group/pitch classes and keys", kChromaKeys);

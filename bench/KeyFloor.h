@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstddef>
-#include <span>
 #include <string>
 
 #include <QelAudioAnalysis.hpp>

@@ -13,6 +13,7 @@
 
 #include "bench/BenchAudio.h"
 #include "bench/PeerBenches.h"
+#include "bench/RegisterBench.h"
 
 namespace qel::bench {
 
@@ -23,7 +24,7 @@ constexpr unsigned kSongMinutes = 3;
 
 const std::vector<float>& Song() {
     static const std::vector<float> song = [] {
-        const std::vector<float> minute = MinuteInFour();
+        const std::vector<float>& minute = MinuteInFour();
         std::vector<float> samples;
         for (unsigned i = 0; i < kSongMinutes; ++i)
             samples.insert(samples.end(), minute.begin(), minute.end());
@@ -41,11 +42,6 @@ void Frames(const std::vector<float>& audio, std::size_t frame, std::size_t hop,
     }
 }
 
-const std::vector<float>& Minute() {
-    static const std::vector<float> minute = MinuteOfMusic();
-    return minute;
-}
-
 void BenchCepstrum(benchmark::State& state) {
     MFCCConfig config(kRate);
     config.fftsize = 4096;
@@ -54,7 +50,7 @@ void BenchCepstrum(benchmark::State& state) {
     MFCC cepstrum(config);
     std::vector<double> out(13);
     for (auto _ : state) {
-        Frames(Minute(), 4096, 2048, [&](const double* frame, std::size_t) {
+        Frames(MinuteOfMusic(), 4096, 2048, [&](const double* frame, std::size_t) {
             benchmark::DoNotOptimize(cepstrum.process(frame, out.data()));
         });
     }
@@ -72,7 +68,7 @@ void BenchConstantQ(benchmark::State& state) {
     std::vector<double> outReal(static_cast<std::size_t>(constantQ.getK()));
     std::vector<double> outImag(outReal.size());
     for (auto _ : state) {
-        Frames(Minute(), frameSamples, 1024, [&](const double* frame, std::size_t) {
+        Frames(MinuteOfMusic(), frameSamples, 1024, [&](const double* frame, std::size_t) {
             transform.forward(frame, real.data(), imag.data());
             constantQ.process(real.data(), imag.data(), outReal.data(), outImag.data());
         });
@@ -84,7 +80,7 @@ void BenchConstantQ(benchmark::State& state) {
 void BenchKey(benchmark::State& state, std::size_t hop) {
     GetKeyMode keys(kRate, 440.0f, 10.0, 10.0);
     for (auto _ : state) {
-        Frames(Minute(), keys.getBlockSize(), hop != 0 ? hop : keys.getHopSize(),
+        Frames(MinuteOfMusic(), keys.getBlockSize(), hop != 0 ? hop : keys.getHopSize(),
                [&](double* frame, std::size_t) { benchmark::DoNotOptimize(keys.process(frame)); });
     }
 }
@@ -117,26 +113,18 @@ void BenchBeats(benchmark::State& state) {
     }
 }
 
-void Register(const char* name, const std::string& ours, unsigned minutes, auto bench) {
-    const auto labelled = [=](benchmark::State& state) {
-        bench(state);
-        state.SetLabel(ours);
-        state.counters["minutes"] = minutes;
-    };
-    benchmark::RegisterBenchmark(name, labelled)->Unit(benchmark::kMillisecond);
-}
-
 } // namespace
 
 void RegisterQmDspBenches() {
-    Register("peer/libqm-dsp: MFCC", "key/mel frequency cepstral coefficients", 1, BenchCepstrum);
-    Register("peer/libqm-dsp: constant-Q", "key/constant q spectrum", 1, BenchConstantQ);
-    Register("peer/libqm-dsp: key", "key/global key", 1,
-             [](benchmark::State& state) { BenchKey(state, 0); });
-    Register("peer/libqm-dsp: key, at our hop", "key/global key", 1,
-             [](benchmark::State& state) { BenchKey(state, 512); });
-    Register("peer/libqm-dsp: beats and down beats, three minutes",
-             "group/tempo, beats and meter, three minutes", kSongMinutes, BenchBeats);
+    RegisterBench("peer/libqm-dsp: MFCC", "key/mel frequency cepstral coefficients", 1,
+                  BenchCepstrum);
+    RegisterBench("peer/libqm-dsp: constant-Q", "key/constant q spectrum", 1, BenchConstantQ);
+    RegisterBench("peer/libqm-dsp: key", "key/global key", 1,
+                  [](benchmark::State& state) { BenchKey(state, 0); });
+    RegisterBench("peer/libqm-dsp: key, at our hop", "key/global key", 1,
+                  [](benchmark::State& state) { BenchKey(state, 512); });
+    RegisterBench("peer/libqm-dsp: beats and down beats, three minutes",
+                  "group/tempo, beats and meter, three minutes", kSongMinutes, BenchBeats);
 }
 
 } // namespace qel::bench

@@ -65,7 +65,7 @@ double LeastResetSeconds(BareAnalyzer& analyzer, std::span<const float> minute) 
 }
 
 void Probe(std::size_t minutes, const std::vector<std::string>& keys) {
-    const std::vector<float> minute = MinuteInFour();
+    const std::vector<float>& minute = MinuteInFour();
     const std::size_t residentBefore = PeakResidentBytes();
     BareAnalyzer analyzer(keys);
     const double initialize = SecondsOf([&] { analyzer.Initialize(minutes * minute.size()); });

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include <benchmark/benchmark.h>
+
+namespace qel::bench {
+
+// Registers a bench that takes the benchmark::State, with what every bench here reports: a label,
+// and how many minutes of audio it analyzes.
+void RegisterBench(const std::string& name, const std::string& label, unsigned minutes,
+                   auto bench) {
+    const auto labelled = [=](benchmark::State& state) {
+        bench(state);
+        state.SetLabel(label);
+        state.counters["minutes"] = minutes;
+    };
+    benchmark::RegisterBenchmark(name.c_str(), labelled)->Unit(benchmark::kMillisecond);
+}
+
+} // namespace qel::bench
