@@ -3,6 +3,7 @@
 import argparse
 import json
 import re
+import subprocess
 import sys
 from pathlib import Path
 
@@ -89,6 +90,7 @@ def filled(page, text):
 
 def main(words):
     options = arguments(words)
+    before = load(options.compare) if options.compare else None
     run = load(options.source) if options.source else measured(options)
     if not options.source:
         store(run, options.json or options.build / "bench.json")
@@ -96,12 +98,15 @@ def main(words):
     if options.page:
         page = PAGE.read_text(encoding="utf-8")
         PAGE.write_text(filled(page, report(run, markdown=True)), encoding="utf-8")
-    if options.compare:
+    if before:
         print("\nSince", options.compare.name)
-        print("\n".join(compare.compare(load(options.compare), run)[0]))
+        print("\n".join(compare.compare(before, run)[0]))
     if options.save:
         store(run, BASELINE)
 
 
 if __name__ == "__main__":
-    main(sys.argv[1:])
+    try:
+        main(sys.argv[1:])
+    except (OSError, RuntimeError, ValueError, subprocess.CalledProcessError) as fault:
+        sys.exit(f"bench: {fault}")

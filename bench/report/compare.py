@@ -1,15 +1,19 @@
 """What moved from one run to another beyond the noise of their repetitions."""
 
-# Differences that nobody asks about, such as a page of memory.
+# Smaller differences are nobody's concern: as a share, and of memory in MB per minute, as a few pages
+# come and go from run to run.
 LEAST_CHANGE = 0.01
+LEAST_MEMORY_CHANGE = 0.1
 # Figures in seconds of the machine. They tell nothing about a run on another one.
 _OF_THE_MACHINE = ("cost/", "initialize/", "reset/", "stream/")
 # Measured beside ours so that ours can be judged, and not ours to change.
 _NOT_OURS = ("cost/floor/", "cost/peer/")
 
 
-def moved(old, new):
-    """Whether two figures differ by more than the greater one of their spreads."""
+def moved(name, old, new):
+    """Whether a figure differs by more than the greater one of its two spreads."""
+    if name.startswith("memory/") and abs(new["value"] - old["value"]) < LEAST_MEMORY_CHANGE:
+        return False
     less, more = sorted((old["value"], new["value"]))
     noise = max(old["spread"], new["spread"], LEAST_CHANGE)
     return more > less * (1 + noise)
@@ -29,7 +33,7 @@ def compare(old, new):
     changes = []
     for name in common:
         before, after = old["figures"][name], new["figures"][name]
-        if moved(before, after):
+        if moved(name, before, after):
             changes.append((name, before, after))
     for name, before, after in changes:
         verdict = "worse" if after["value"] > before["value"] else "better"

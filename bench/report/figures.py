@@ -12,11 +12,13 @@
     memory/KEY/MINUTES    MB that the peak of resident memory grew by, per minute of audio
 
 A figure is the least of its repetitions, as whatever disturbs a measurement makes it greater. Its
-spread is how far the greatest lies above the least, as a share of the least; that of a quotient is
-the greater one of its two parts.
+spread is how far the median lies above the least, as a share of the least: one repetition that
+something else got in the way of leaves it alone. That of a quotient is the greater one of its two
+parts.
 """
 
 from collections import defaultdict
+from statistics import median
 
 FORMAT = 1
 MEGABYTE = 1e6
@@ -25,7 +27,7 @@ MEGABYTE = 1e6
 def figure(values):
     """The figure of some repetitions."""
     least = min(values)
-    spread = max(values) / least - 1 if least > 0 else 0.0
+    spread = median(values) / least - 1 if least > 0 else 0.0
     return {"value": least, "spread": spread}
 
 

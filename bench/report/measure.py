@@ -46,7 +46,10 @@ def run_benches(program, only=None):
                    "--benchmark_enable_random_interleaving=true"]
         if only:
             command.append(f"--benchmark_filter=({only})|^floor/")
-        subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        ended = subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                               text=True)
+        if ended.returncode != 0:
+            raise RuntimeError(f"{program} failed: {ended.stderr.strip()}")
         records = json.loads(out.read_text())["benchmarks"]
     failed = [r["name"] + ": " + r["error_message"] for r in records if r.get("error_occurred")]
     if failed:
@@ -54,11 +57,16 @@ def run_benches(program, only=None):
     return [record for record in records if record["run_type"] == "iteration"]
 
 
+def list_benches(program):
+    """The names of all benches."""
+    return subprocess.run([str(program), "--benchmark_list_tests"], check=True,
+                          stdout=subprocess.PIPE, text=True).stdout.splitlines()
+
+
 def list_keys(program):
     """The library's keys, in its order."""
-    names = subprocess.run([str(program), "--benchmark_list_tests"], check=True,
-                           stdout=subprocess.PIPE, text=True).stdout.splitlines()
-    return [name.removeprefix("key/") for name in names if name.startswith("key/")]
+    return [name.removeprefix("key/") for name in list_benches(program)
+            if name.startswith("key/")]
 
 
 def stream_plan(keys, minutes, together):

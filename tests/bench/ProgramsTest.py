@@ -1,0 +1,55 @@
+"""The two programs, by a key that is cheap."""
+
+import json
+import os
+import subprocess
+import unittest
+
+from bench.report import figures, measure
+
+KEY = "temporal properties"
+BENCH = os.environ["QEL_BENCH"]
+PROBE = os.environ["QEL_STREAM_PROBE"]
+
+
+class BenchTest(unittest.TestCase):
+    def test_a_key_and_its_floor_give_a_ratio(self):
+        out = subprocess.run(
+            [BENCH, f"--benchmark_filter=key/{KEY}$|floor/transforms of 1024, hop 512$",
+             "--benchmark_format=json", "--benchmark_min_time=0.01"],
+            check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True).stdout
+        of = figures.of_benches(json.loads(out)["benchmarks"])
+        self.assertEqual(sorted(of), ["cost/floor/transforms of 1024, hop 512",
+                                      f"cost/key/{KEY}", f"ratio/key/{KEY}"])
+        self.assertGreater(of[f"ratio/key/{KEY}"]["value"], 0)
+
+
+@unittest.skipIf(PROBE == "", "no probe under a checker")
+class ProbeTest(unittest.TestCase):
+    def test_a_stream_gives_all_of_its_figures(self):
+        plan = [(KEY, [KEY], 1, 1)]
+        of = figures.of_streams(measure.run_streams(PROBE, plan))
+        self.assertEqual(sorted(of), sorted([
+            f"initialize/{KEY}", f"reset/{KEY}", f"reset share/{KEY}", f"allocations/{KEY}",
+            f"stream/{KEY}/1", f"growth/{KEY}/1", f"memory/{KEY}/1"]))
+        self.assertGreater(of[f"stream/{KEY}/1"]["value"], 0)
+        self.assertGreater(of[f"memory/{KEY}/1"]["value"], 0)
+
+    def test_a_stream_that_keeps_every_frame_is_seen_to(self):
+        # 24 bytes for each of 256 bins of a frame, every 64 samples.
+        run = measure.run_streams(PROBE, [("r", [measure.HUNGRY_KEY], 1, 1)])["r"][1][0]
+        frames = 60 * 44100 / 64
+        self.assertGreater(run["residentBytes"], 24 * 256 * frames)
+
+    def test_a_wrong_call_is_refused(self):
+        for words in ([], ["1"], ["0", KEY]):
+            self.assertEqual(subprocess.run([PROBE, *words], stderr=subprocess.DEVNULL).returncode, 2)
+
+    def test_an_unknown_key_is_a_failure(self):
+        run = subprocess.run([PROBE, "1", "no such key"], stderr=subprocess.PIPE, text=True)
+        self.assertEqual(run.returncode, 1)
+        self.assertIn("no results", run.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,42 @@
+"""Targets."""
+
+import os
+import unittest
+
+from bench.report import measure, targets
+
+
+class TargetsTest(unittest.TestCase):
+    def test_a_target_is_met_up_to_its_limit(self):
+        self.assertTrue(targets.is_met("ratio/key/tempo", 12.0))
+        self.assertFalse(targets.is_met("ratio/key/tempo", 12.01))
+
+    def test_peers_and_growth_have_one_target_for_all(self):
+        self.assertEqual(targets.limit_of("against/key/tempo by peer/x"), 0.5)
+        self.assertEqual(targets.limit_of("growth/tempo/60"), 1.15)
+        self.assertIsNone(targets.limit_of("growth/tempo/5"))
+        self.assertIsNone(targets.limit_of("cost/key/tempo"))
+
+    def test_every_target_is_about_something_that_is_measured(self):
+        keys = measure.list_keys(os.environ["QEL_BENCH"])
+        benches = measure.list_benches(os.environ["QEL_BENCH"])
+        self.assertEqual(len(keys), 30)
+        for name in targets.names():
+            kind, subject = name.split("/", 1)
+            if kind == "ratio":
+                self.assertIn(subject, benches)
+            elif kind == "memory":
+                self.assertEqual(subject, f"{measure.ALL_BUT_HUNGRY}/{measure.LONG_MINUTES[-1]}")
+            else:
+                self.assertIn(subject, keys)
+
+    def test_the_hungry_key_stays_out_of_long_streams(self):
+        plan = measure.stream_plan(["tempo", measure.HUNGRY_KEY], (1, 60), together=True)
+        self.assertEqual([(name, minutes) for name, _, minutes, _ in plan],
+                         [("tempo", 1), ("tempo", 60), (measure.HUNGRY_KEY, 1),
+                          (measure.ALL_BUT_HUNGRY, 1), (measure.ALL_BUT_HUNGRY, 60)])
+        self.assertEqual(plan[-1][1], ["tempo"])
+
+
+if __name__ == "__main__":
+    unittest.main()
