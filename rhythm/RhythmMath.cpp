@@ -59,12 +59,4 @@ void ComputeAutocorrelationFFT(const float* x, unsigned int n, float* out) {
     std::copy_n(samples.begin(), n, out);
 }
 
-void MuLawCompress(const float* x, unsigned int n, float* y, float mu) {
-    const double full = std::log(1.0 + mu);
-    for (unsigned int i = 0; i < n; ++i) {
-        const float scaled = x[i] * mu;
-        y[i] = static_cast<float>(std::log(1.0 + scaled) / full);
-    }
-}
-
 } // namespace qel::core

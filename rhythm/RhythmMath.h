@@ -35,7 +35,8 @@ void polyfit(const float* x, const float* y, unsigned int n, float* coefficients
              unsigned int degree);
 
 // Compresses energies as hearing does: y[i] = ln(1 + mu x[i]) / ln(1 + mu), so that 0 stays 0 and 1
-// stays 1. The product is formed in single precision, sum, logarithms and quotient in double.
+// stays 1. The product is formed in single precision, sum, logarithms and quotient in double: the
+// result is the exact one for that product, rounded to one of its neighbours in single precision.
 // -infinity where 1 + mu x is 0, NaN where it is below. `x` and `y` may be the same.
 void MuLawCompress(const float* x, unsigned int n, float* y, float mu);
 
