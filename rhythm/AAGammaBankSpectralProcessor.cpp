@@ -1,5 +1,7 @@
 #include "rhythm/AAGammaBankSpectralProcessor.h"
 
+#include "rhythm/DotProducts.h"
+#include "rhythm/GammaBankTable.h"
 #include "support/CAStreamBasicDescription.h"
 
 #include <Accelerate/Accelerate.h>
@@ -45,11 +47,12 @@ void AAGammaBankSpectralProcessor::AllocateBuffers() {
 }
 
 void AAGammaBankSpectralProcessor::FixSpectrum() {
-    const float divisor = 2.0F * static_cast<float>(mFFTSize);
+    // A power of two, by which products are as exact as quotients.
+    const float scale = 1.0F / (2.0F * static_cast<float>(mFFTSize));
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         const DSPSplitComplex& spectrum = mSpectralBufferList->mSpectra[c];
-        vDSP_vsdiv(spectrum.realp, 1, &divisor, spectrum.realp, 1, mBinCount);
-        vDSP_vsdiv(spectrum.imagp, 1, &divisor, spectrum.imagp, 1, mBinCount);
+        vDSP_vsmul(spectrum.realp, 1, &scale, spectrum.realp, 1, mBinCount);
+        vDSP_vsmul(spectrum.imagp, 1, &scale, spectrum.imagp, 1, mBinCount);
         spectrum.imagp[0] = 0.0F; // the Nyquist term, so that bin 0 is the constant alone
     }
 }
@@ -60,9 +63,7 @@ void AAGammaBankSpectralProcessor::FilterSpectrum() {
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         auto* const bands = static_cast<float*>(filtered.mBuffers[c].mData);
         vDSP_zvmags(&mSpectralBufferList->mSpectra[c], 1, mPowers, 1, bins);
-        for (UInt32 band = 0; band < kGammaBands; ++band) {
-            vDSP_dotpr(mPowers, 1, GammaBankPowers(band), 1, &bands[band], bins);
-        }
+        DotProducts(mPowers, bins, GammaBankPowers(0), kGammaColumns, kGammaBands, bands);
     }
 }
 

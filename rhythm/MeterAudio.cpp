@@ -8,6 +8,7 @@
 #include <Accelerate/Accelerate.h>
 
 #include "rhythm/ButterworthLowPass.h"
+#include "rhythm/DotProducts.h"
 #include "support/SRCFilter.h"
 
 namespace qel::core {
@@ -17,9 +18,10 @@ namespace {
 // The resampler passes up to 0.94 of half its rate and stops from 1.06 of it on.
 constexpr float kPassShare = 0.94f;
 constexpr double kStopBandDecibels = 73.0;
-// Taps that one value after the other is summed over: they and the samples under them stay in the
-// first cache, which the whole filter, 33 thousand taps at 44.1 kHz, does not.
+// Taps that a run of values is summed over before the next taps: they and the samples under them
+// stay in the first cache, which the whole filter, 33 thousand taps at 44.1 kHz, does not.
 constexpr UInt32 kTapsPerRun = 2048;
+constexpr std::size_t kValuesPerRun = 32;
 // Lengths of the filter that there is room for, so that samples are moved down now and then only.
 constexpr std::size_t kRoomInFilters = 2;
 
@@ -74,8 +76,7 @@ void MeterAudio::Push(const AudioBufferList& list, UInt32 frames) {
                              channel.state, channel.samples.data() + kept);
     }
     mFrames += frames;
-    if (mFrames >= mTaps - 1)
-        Resample();
+    Resample(kValuesPerRun);
 }
 
 // Sees to it that every channel has room for `frames` more samples, by dropping those that no value
@@ -112,32 +113,49 @@ std::size_t MeterAudio::PlaceOf(std::size_t n) const {
     return n * mResampler->DownFactor() / mResampler->UpFactor();
 }
 
-// Appends the values whose last sample is there.
-void MeterAudio::Resample() {
+// Appends the values whose last sample is there, if there are `fewest` of them.
+void MeterAudio::Resample(std::size_t fewest) {
+    if (mFrames == 0 || mFrames < mTaps - 1)
+        return;
     if (mResampler == nullptr)
         DesignResampler();
     const std::size_t up = mResampler->UpFactor();
     const std::size_t down = mResampler->DownFactor();
     const std::size_t end = (mFrames * up + (down - 1)) / down;
+    if (mChannels.empty() || end - mChannels.front().signal.size() < fewest)
+        return;
     for (Channel& channel : mChannels) {
         const std::size_t first = channel.signal.size();
         channel.signal.resize(end);
-        for (UInt32 tap = 0; tap < mTaps; tap += kTapsPerRun) {
-            const UInt32 taps = std::min(kTapsPerRun, mTaps - tap);
-            for (std::size_t n = first; n < end; ++n) {
-                const float* const branch =
-                    mResampler->Branch(0, static_cast<UInt32>(n * down % up));
-                const float* const samples =
-                    channel.samples.data() + (PlaceOf(n) - channel.dropped);
-                float sum = 0.0f;
-                vDSP_dotpr(samples + tap, 1, branch + tap, 1, &sum, taps);
-                channel.signal[n] += sum;
-            }
+        if (up == 1) {
+            AppendRun(channel, first, end);
+        } else {
+            for (std::size_t n = first; n < end; ++n)
+                AppendRun(channel, n, n + 1);
         }
     }
 }
 
-std::vector<std::vector<float>> MeterAudio::Signals() const {
+// Forms the values from first below end, which are of one branch, `down` samples apart.
+void MeterAudio::AppendRun(Channel& channel, std::size_t first, std::size_t end) const {
+    const std::size_t down = mResampler->DownFactor();
+    const float* const branch =
+        mResampler->Branch(0, static_cast<UInt32>(first * down % mResampler->UpFactor()));
+    const float* const samples = channel.samples.data() + (PlaceOf(first) - channel.dropped);
+    std::array<float, kValuesPerRun> sums;
+    for (std::size_t n = first; n < end; n += kValuesPerRun) {
+        const std::size_t values = std::min(kValuesPerRun, end - n);
+        const float* const start = samples + (n - first) * down;
+        for (UInt32 tap = 0; tap < mTaps; tap += kTapsPerRun) {
+            DotProducts(branch + tap, std::min(kTapsPerRun, mTaps - tap), start + tap, down, values,
+                        sums.data());
+            vDSP_vadd(&channel.signal[n], 1, sums.data(), 1, &channel.signal[n], 1, values);
+        }
+    }
+}
+
+std::vector<std::vector<float>> MeterAudio::Signals() {
+    Resample(1);
     UInt32 length = 0;
     if (mResampler != nullptr)
         mResampler->GetNumberOfOutFrames(

@@ -12,8 +12,8 @@ namespace qel::core {
 class SRCFilter;
 
 // The signal that the meter is found in: audio rectified, low-passed, and resampled to 100 values
-// per second, all of it while the audio streams, so that no samples need to be kept but those that
-// the resampling filter reaches back to, three quarters of a second.
+// per second, while the audio streams. No samples are kept but those that the resampling filter
+// reaches back to, three quarters of a second, and the ones that wait for it.
 //
 // One thread at a time. A push may allocate.
 class MeterAudio {
@@ -32,7 +32,8 @@ public:
 
     // What has been pushed at 100 values per second, by channel. As long as that is shorter than
     // the resampling filter, about 0.75 s at 44.1 kHz, it is nothing. Pushing may go on behind.
-    std::vector<std::vector<float>> Signals() const;
+    // Raises std::bad_alloc.
+    std::vector<std::vector<float>> Signals();
 
     // The magnitudes of `n` samples behind the low-pass, step by step as `filter` does it.
     static void RectifyAndSmooth(const float* samples, std::size_t n, State& state, float* out);
@@ -48,7 +49,8 @@ private:
     void MakeRoom(std::size_t frames);
     void DesignResampler();
     std::size_t PlaceOf(std::size_t n) const;
-    void Resample();
+    void Resample(std::size_t fewest);
+    void AppendRun(Channel& channel, std::size_t first, std::size_t end) const;
 
     const double mSampleRateHz;
     UInt32 mTaps = 0;                      // of the resampling filter; 0 where there is none

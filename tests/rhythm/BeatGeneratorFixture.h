@@ -29,7 +29,7 @@ public:
         return Everything(*generator.mFunctionRing, generator.mFunctionTime.mSampleTime, channels);
     }
     // Only where the meter is wanted.
-    static std::vector<std::vector<float>> MeterSignals(const AABeatFunctionGenerator& generator) {
+    static std::vector<std::vector<float>> MeterSignals(AABeatFunctionGenerator& generator) {
         return generator.mMeterAudio->Signals();
     }
     // Of a channel, in the order of finding. A process that succeeds leaves none.
