@@ -34,10 +34,10 @@ float PeakThreshold(float greatest) {
     return std::log(greatest * 0.01f / 5.0f);
 }
 
-PartialRecord RecordOf(const ActivePartial& partial, UInt32 numBins, Float64 frame) {
-    const UInt32 bin = PartialTracker::BinOf(partial.mBin, numBins);
-    return {static_cast<SInt32>(bin), partial.mFrequency, partial.mMagnitude, partial.mPhase,
-            frame};
+PartialRecord RecordOf(const TrackList& partials, std::size_t i, UInt32 numBins, Float64 frame) {
+    const UInt32 bin = PartialTracker::BinOf(partials.mBins[i], numBins);
+    return {static_cast<SInt32>(bin), partials.mFrequencies[i], partials.mMagnitudes[i],
+            partials.mPhases[i], frame};
 }
 
 const float* Floats(const AudioBufferList* list, UInt32 channel) {
@@ -125,8 +125,6 @@ void AAPartialTrackGenerator::Cleanup() {
 void AAPartialTrackGenerator::EraseVectors() {
     mTrackers.clear();
     mRecords.clear();
-    mPartialMagnitudes.clear();
-    mPartialFrequencies.clear();
 }
 
 void AAPartialTrackGenerator::AllocateBuffers() {
@@ -153,8 +151,6 @@ void AAPartialTrackGenerator::AllocateBuffers() {
         mTrackers.emplace_back(mNumBins);
         records.reserve(most);
     }
-    mPartialMagnitudes.reserve(most);
-    mPartialFrequencies.reserve(most);
 }
 
 void AAPartialTrackGenerator::GetSpectrumMagnitude() {
@@ -194,25 +190,18 @@ void AAPartialTrackGenerator::TrackChannel(UInt32 channel) {
 
 // That of the oldest track, whatever its height: no pitch is looked for. 0 without a track.
 float AAPartialTrackGenerator::FundamentalOf(UInt32 channel) const {
-    const std::vector<ActivePartial>& partials = mTrackers[channel].Partials();
-    return partials.empty() ? 0.0f : partials.front().mFrequency;
+    const TrackList& partials = mTrackers[channel].Partials();
+    return partials.mCount == 0 ? 0.0f : partials.mFrequencies[0];
 }
 
-float AAPartialTrackGenerator::InharmonicityOf(UInt32 channel) {
+float AAPartialTrackGenerator::InharmonicityOf(UInt32 channel) const {
     const float fundamental = FundamentalOf(channel);
     if (fundamental == 0.0f)
         return 0.0f;
-    const std::vector<ActivePartial>& partials = mTrackers[channel].Partials();
-    mPartialMagnitudes.resize(partials.size());
-    mPartialFrequencies.resize(partials.size());
-    for (std::size_t i = 0; i < partials.size(); ++i) {
-        mPartialMagnitudes[i] = partials[i].mMagnitude;
-        mPartialFrequencies[i] = partials[i].mFrequency;
-    }
+    const TrackList& partials = mTrackers[channel].Partials();
     float value = 0.0f;
-    ComputeInharmonicity(mPartialMagnitudes.data(), mPartialFrequencies.data(),
-                         static_cast<unsigned int>(mPartialMagnitudes.size()), &fundamental,
-                         &value);
+    ComputeInharmonicity(partials.mMagnitudes.data(), partials.mFrequencies.data(),
+                         static_cast<unsigned int>(partials.mCount), &fundamental, &value);
     return value;
 }
 
@@ -220,10 +209,10 @@ void AAPartialTrackGenerator::DeliverPartials() {
     mBlocks.Prepare(mNumChannels, kSizes[kPartials]);
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         std::vector<PartialRecord>& records = mRecords[c];
-        const std::vector<ActivePartial>& partials = mTrackers[c].Partials();
-        records.resize(partials.size());
-        for (std::size_t i = 0; i < partials.size(); ++i)
-            records[i] = RecordOf(partials[i], mNumBins, mFrameTime.mSampleTime);
+        const TrackList& partials = mTrackers[c].Partials();
+        records.resize(partials.mCount);
+        for (std::size_t i = 0; i < partials.mCount; ++i)
+            records[i] = RecordOf(partials, i, mNumBins, mFrameTime.mSampleTime);
         const PartialList list{static_cast<UInt32>(records.size()), records.data()};
         mBlocks.Store(c, &list);
     }

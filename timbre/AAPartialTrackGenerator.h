@@ -62,7 +62,7 @@ private:
     void TrackChannel(UInt32 channel);
     void EraseVectors();
     float FundamentalOf(UInt32 channel) const;
-    float InharmonicityOf(UInt32 channel);
+    float InharmonicityOf(UInt32 channel) const;
     void DeliverPartials();
     void DeliverFundamentals();
     void DeliverInharmonicities();
@@ -78,9 +78,6 @@ private:
     // By channel, with room for the most that a frame can have.
     std::vector<PartialTracker> mTrackers;
     std::vector<std::vector<PartialRecord>> mRecords;
-    // Of the channel in work.
-    std::vector<float> mPartialMagnitudes;
-    std::vector<float> mPartialFrequencies;
 };
 
 // The spectral callback; `refCon` is the generator.

@@ -3,169 +3,168 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <numeric>
 
 #include <Accelerate/Accelerate.h>
+
+#include "timbre/TrackVectors.h"
 
 namespace qel::core {
 
 namespace {
 
-constexpr float kReach = 1.0f; // bins
-constexpr float kBehindAll = std::numeric_limits<float>::infinity();
-// Vertices of a spectrum's peaks are a bin apart, so that no more lie in reach.
-constexpr UInt32 kCandidates = 4;
+constexpr float kNowhere = std::numeric_limits<float>::infinity();
 // A level here is 20 times a natural logarithm, and so no decibel.
 constexpr float kLevelFactor = 20.0f;
 constexpr float kLimitAtBirth = 20.0f;
 constexpr float kGrowth = 1.5f;
 constexpr float kRestLevel = 1.5f;
 constexpr float kDecay = -0.05f;
-constexpr SInt32 kMostMissedFrames = 3;
-constexpr float kLeastShare = 0.2f; // of the last magnitude
 
 } // namespace
 
-PartialTracker::PartialTracker(UInt32 numBins) : mNumBins(numBins), mFirstPeaks(numBins + 1) {
-    mPeaks.reserve(MostPeaks(numBins));
-    mPeakBins.reserve(MostPeaks(numBins) + kCandidates);
-    mPeakMagnitudes.reserve(MostPeaks(numBins) + 1);
-    mPartials.reserve(MostPartials(numBins) + MostPeaks(numBins)); // room to begin in
-    mMatches.reserve(MostPartials(numBins));
-    mGains.reserve(MostPartials(numBins));
+TrackList::TrackList(std::size_t most) {
+    for (auto* values : {&mBins, &mFrequencies, &mGainLimits, &mMagnitudes, &mPhases})
+        values->resize(most + kVectorRoom);
+    mMissedFrames.resize(most + kVectorRoom);
 }
 
-// A peak in reach lies in the bin of the track or in a neighbouring one.
-inline UInt32 PartialTracker::FirstPeakNear(float bin) const {
-    const UInt32 own = BinOf(bin, mNumBins);
-    return mFirstPeaks[own > 0 ? own - 1 : 0];
+ActivePartial TrackList::At(std::size_t index) const {
+    return {mBins[index],       mFrequencies[index], mGainLimits[index],
+            mMagnitudes[index], mPhases[index],      mMissedFrames[index]};
 }
 
-// The nearest peak closer than kReach, matched or not, the lowest of several; the number of peaks
-// if there is none. Which of the candidates it is is hard to foretell, so that there is no branch.
-inline UInt32 PartialTracker::NearestPeak(float bin) const {
-    const auto count = static_cast<UInt32>(mPeaks.size());
-    UInt32 first = FirstPeakNear(bin);
-    UInt32 nearest = count;
-    float least = kReach;
-    do {
-        for (UInt32 i = first; i < first + kCandidates; ++i) {
-            const float distance = std::abs(mPeakBins[i] - bin);
-            const bool isNearer = distance < least;
-            least = std::min(distance, least);
-            nearest = isNearer ? i : nearest;
-        }
-        first += kCandidates;
-    } while (first < count && mPeakBins[first] - bin < kReach);
-    return nearest;
-}
+PartialTracker::PartialTracker(UInt32 numBins)
+    : mNumBins(numBins), mPeaks(numBins), mPartials(MostPartials(numBins)),
+      mMatches(MostPartials(numBins) + kVectorRoom), mGains(MostPartials(numBins) + kVectorRoom),
+      mContinued(MostPartials(numBins) + 1), mPeakPlaces(numBins + 2, kNowhere),
+      mPeakIndices(numBins + 2) {}
 
 void PartialTracker::Track(std::span<const float> magnitudes, float threshold) {
-    IndexPeaks();
+    MapPeaks();
     MatchAll();
-    for (std::size_t i = 0; i < mPartials.size(); ++i)
-        Advance(i, magnitudes);
-    EraseDead();
-    BeginTracks(threshold);
+    Choose();
+    EraseLost(mPartials, {magnitudes.data(), static_cast<UInt32>(magnitudes.size()),
+                          mMatches.data(), static_cast<SInt32>(mPeaks.mCount), mGains.data()});
+    BeginTracks(mPartials, mPeaks, threshold, kLimitAtBirth);
 }
 
-void PartialTracker::IndexPeaks() {
-    std::fill(mFirstPeaks.begin(), mFirstPeaks.end(), 0);
-    mPeakBins.clear();
-    mPeakMagnitudes.clear();
-    for (const Peak& peak : mPeaks) {
-        mPeakBins.push_back(peak.mBin);
-        mPeakMagnitudes.push_back(peak.mMagnitude);
-        ++mFirstPeaks[BinOf(peak.mBin, mNumBins) + 1];
+// The element behind the peaks stands for none: never taken, and of a magnitude that divides.
+void PartialTracker::MapPeaks() {
+    std::fill(mPeakPlaces.begin(), mPeakPlaces.end(), kNowhere);
+    std::fill_n(mPeaks.mMatched.begin(), mPeaks.mCount + 1, 0);
+    mPeaks.mMagnitudes[mPeaks.mCount] = 1.0f;
+    const float* const bins = mPeaks.mBins.data();
+    float* const places = mPeakPlaces.data();
+    SInt32* const indices = mPeakIndices.data();
+    const UInt32 numBins = mNumBins;
+    bool isCrowded = false;
+    UInt32 before = 0;
+    for (UInt32 i = 0; i < mPeaks.mCount; ++i) {
+        const UInt32 at = BinOf(bins[i], numBins) + 1;
+        isCrowded |= at == before;
+        places[at] = bins[i];
+        indices[at] = static_cast<SInt32>(i);
+        before = at;
     }
-    std::partial_sum(mFirstPeaks.begin(), mFirstPeaks.end(), mFirstPeaks.begin());
-    mPeakBins.insert(mPeakBins.end(), kCandidates, kBehindAll);
-    mPeakMagnitudes.push_back(1.0f);
+    mIsCrowded = isCrowded;
 }
 
-// The same among the peaks that are free.
-UInt32 PartialTracker::NearestUnmatchedPeak(float bin) const {
-    auto nearest = static_cast<UInt32>(mPeaks.size());
+// The nearest peak in reach, taken or not, the lowest of several; the number of peaks if there is
+// none.
+SInt32 PartialTracker::NearestPeak(float bin) const {
+    auto nearest = static_cast<SInt32>(mPeaks.mCount);
     float least = kReach;
-    for (UInt32 i = FirstPeakNear(bin); mPeakBins[i] - bin < kReach; ++i) {
-        const float distance = std::abs(mPeakBins[i] - bin);
-        if (!mPeaks[i].mMatched && distance < least) {
-            least = distance;
-            nearest = i;
-        }
+    for (UInt32 i = 0; i < mPeaks.mCount; ++i) {
+        const float distance = std::abs(mPeaks.mBins[i] - bin);
+        nearest = distance < least ? static_cast<SInt32>(i) : nearest;
+        least = std::min(distance, least);
     }
     return nearest;
+}
+
+// The same among the peaks that are free, where `nearest` is the nearest one.
+SInt32 PartialTracker::NearestFreePeak(float bin, SInt32 nearest) const {
+    const auto distance = [&](UInt32 peak) { return std::abs(mPeaks.mBins[peak] - bin); };
+    auto first = static_cast<UInt32>(nearest);
+    while (first > 0 && distance(first - 1) < kReach)
+        --first;
+    auto free = static_cast<SInt32>(mPeaks.mCount);
+    float least = kReach;
+    for (UInt32 i = first; i < mPeaks.mCount && distance(i) < kReach; ++i) {
+        if (mPeaks.mMatched[i] == 0 && distance(i) < least) {
+            least = distance(i);
+            free = static_cast<SInt32>(i);
+        }
+    }
+    return free;
 }
 
 // Most tracks get the nearest of all peaks. Those are found for all tracks at once, as no step then
-// waits for the one before, and logarithms are quicker by the many.
+// waits for the one before. Peaks of a spectrum are a bin apart but for a rounding, so that hardly
+// ever two of them share one.
 void PartialTracker::MatchAll() {
-    const std::size_t count = mPartials.size();
-    mMatches.resize(count);
-    mGains.resize(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        mMatches[i] = NearestPeak(mPartials[i].mBin);
-        mGains[i] = mPeakMagnitudes[mMatches[i]] / mPartials[i].mMagnitude;
+    const std::size_t count = mPartials.mCount;
+    MatchTracks(mPartials, mPeaks, {mPeakPlaces.data(), mPeakIndices.data(), mNumBins},
+                mMatches.data(), mGains.data());
+    if (mIsCrowded) {
+        for (std::size_t i = 0; i < count; ++i) {
+            mMatches[i] = NearestPeak(mPartials.mBins[i]);
+            mGains[i] =
+                mPeaks.mMagnitudes[static_cast<UInt32>(mMatches[i])] / mPartials.mMagnitudes[i];
+        }
     }
     const int logs = static_cast<int>(count);
     vvlogf(mGains.data(), mGains.data(), &logs);
-    for (float& gain : mGains)
-        gain *= kLevelFactor;
+    vDSP_vsmul(mGains.data(), 1, &kLevelFactor, mGains.data(), 1, count);
 }
 
-void PartialTracker::Advance(std::size_t track, std::span<const float> magnitudes) {
-    ActivePartial& partial = mPartials[track];
-    UInt32 match = mMatches[track];
-    float gain = mGains[track];
-    if (match < mPeaks.size() && mPeaks[match].mMatched) {
-        match = NearestUnmatchedPeak(partial.mBin);
-        gain = kLevelFactor * std::log(mPeakMagnitudes[match] / partial.mMagnitude);
+// In the order of the tracks. Whether one is continued is hard to foretell, so that those that are
+// are gathered without a branch.
+void PartialTracker::Choose() {
+    const auto none = static_cast<SInt32>(mPeaks.mCount);
+    const std::size_t count = mPartials.mCount;
+    const float* const limits = mPartials.mGainLimits.data();
+    SInt32* const matched = mPeaks.mMatched.data();
+    SInt32* const matches = mMatches.data();
+    float* const gains = mGains.data();
+    UInt32* const continued = mContinued.data();
+    std::size_t continuedCount = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (matched[matches[i]] != 0) [[unlikely]]
+            MatchAgain(i);
+        const SInt32 match = matches[i];
+        const bool continues = (match != none) & !(gains[i] > limits[i]);
+        matched[match] |= SInt32{continues};
+        continued[continuedCount] = static_cast<UInt32>(i);
+        continuedCount += std::size_t{continues};
     }
-    const bool isNear = match < mPeaks.size();
-    const bool risesTooFar = gain > partial.mGainLimit;
-    if (isNear && !risesTooFar) {
-        Peak& peak = mPeaks[match];
+    Continue({continued, continuedCount});
+}
+
+// The nearest peak is taken.
+void PartialTracker::MatchAgain(std::size_t track) {
+    const SInt32 match = NearestFreePeak(mPartials.mBins[track], mMatches[track]);
+    const float magnitude = mPeaks.mMagnitudes[static_cast<UInt32>(match)];
+    mMatches[track] = match;
+    mGains[track] = kLevelFactor * std::log(magnitude / mPartials.mMagnitudes[track]);
+}
+
+void PartialTracker::Continue(std::span<const UInt32> tracks) {
+    const float fall = 1.0f - std::exp(kDecay);
+    const PeakList& peaks = mPeaks;
+    TrackList& partials = mPartials;
+    for (const UInt32 track : tracks) {
+        const auto peak = static_cast<UInt32>(mMatches[track]);
         // The new limit deliberately starts from the peak's logarithm and not from the old limit.
-        const float level = peak.mLogMagnitude;
-        const float rested = level - (1.0f - std::exp(kDecay)) * (level - kRestLevel);
-        partial.mBin = peak.mBin;
-        partial.mFrequency = peak.mFrequency;
-        partial.mGainLimit = std::max(rested, kGrowth * gain);
-        partial.mMagnitude = peak.mMagnitude;
-        partial.mPhase = peak.mPhase;
-        partial.mMissedFrames = 0;
-        partial.mAlive = true;
-        peak.mMatched = true;
-        return;
+        const float level = peaks.mLogMagnitudes[peak];
+        const float rested = level - fall * (level - kRestLevel);
+        partials.mBins[track] = peaks.mBins[peak];
+        partials.mFrequencies[track] = peaks.mFrequencies[peak];
+        partials.mGainLimits[track] = std::max(rested, kGrowth * mGains[track]);
+        partials.mMagnitudes[track] = peaks.mMagnitudes[peak];
+        partials.mPhases[track] = peaks.mPhases[peak];
+        partials.mMissedFrames[track] = -1; // as all of them are counted on
     }
-    const float heard = magnitudes[BinOf(partial.mBin, static_cast<UInt32>(magnitudes.size()))];
-    const bool isLost = (partial.mMissedFrames > kMostMissedFrames) |
-                        (kLeastShare * partial.mMagnitude > heard) | (isNear & risesTooFar);
-    partial.mAlive = !isLost;
-    ++partial.mMissedFrames;
-}
-
-// In their order; without a branch, which would be hard to foretell.
-void PartialTracker::EraseDead() {
-    std::size_t living = 0;
-    for (const ActivePartial& partial : mPartials) {
-        mPartials[living] = partial;
-        living += partial.mAlive ? 1 : 0;
-    }
-    mPartials.resize(living);
-}
-
-// Of the free peaks; likewise without a branch.
-void PartialTracker::BeginTracks(float threshold) {
-    std::size_t living = mPartials.size();
-    mPartials.resize(living + mPeaks.size());
-    for (const Peak& peak : mPeaks) {
-        mPartials[living] = {
-            peak.mBin, peak.mFrequency, kLimitAtBirth, peak.mMagnitude, peak.mPhase, 0, true};
-        const bool begins = !peak.mMatched & (peak.mMagnitude > threshold);
-        living += begins ? 1 : 0;
-    }
-    mPartials.resize(living);
 }
 
 } // namespace qel::core

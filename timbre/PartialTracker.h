@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <vector>
 
@@ -15,7 +16,23 @@ struct ActivePartial {
     float mMagnitude;     // linear
     float mPhase;         // radians
     SInt32 mMissedFrames; // frames since the last match
-    bool mAlive;          // false: to be erased
+};
+
+// Tracks, an array for each of their values, as PeakList has it. Only the first mCount elements
+// count.
+struct TrackList {
+    // With room for so many tracks. Raises std::bad_alloc.
+    explicit TrackList(std::size_t most);
+
+    ActivePartial At(std::size_t index) const;
+
+    std::size_t mCount = 0;
+    std::vector<float> mBins;
+    std::vector<float> mFrequencies;
+    std::vector<float> mGainLimits;
+    std::vector<float> mMagnitudes;
+    std::vector<float> mPhases;
+    std::vector<SInt32> mMissedFrames;
 };
 
 // The tracks of one channel. Each frame's peaks continue the tracks of the frames before, end some
@@ -32,7 +49,7 @@ public:
 
     // The peaks of the frame, in rising order of bin; bins are finite numbers from 0 on, below
     // numBins.
-    std::vector<Peak>& Peaks() { return mPeaks; }
+    PeakList& Peaks() { return mPeaks; }
 
     // One frame. `magnitudes` are numBins linear magnitudes, above 0. `threshold` is the natural
     // logarithm below which there are no peaks; deliberately, it is set against the linear
@@ -45,7 +62,7 @@ public:
     void Track(std::span<const float> magnitudes, float threshold);
 
     // The tracks that live, oldest first; MostPartials at most.
-    const std::vector<ActivePartial>& Partials() const { return mPartials; }
+    const TrackList& Partials() const { return mPartials; }
 
     // A track had a peak of its own in this frame or in one of the last 4.
     static constexpr UInt32 MostPartials(UInt32 numBins) { return 5 * MostPeaks(numBins); }
@@ -58,23 +75,24 @@ public:
     }
 
 private:
-    void IndexPeaks();
-    UInt32 FirstPeakNear(float bin) const;
-    UInt32 NearestPeak(float bin) const;
-    UInt32 NearestUnmatchedPeak(float bin) const;
+    void MapPeaks();
+    SInt32 NearestPeak(float bin) const;
+    SInt32 NearestFreePeak(float bin, SInt32 nearest) const;
     void MatchAll();
-    void Advance(std::size_t track, std::span<const float> magnitudes);
-    void EraseDead();
-    void BeginTracks(float threshold);
+    void Choose();
+    void MatchAgain(std::size_t track);
+    void Continue(std::span<const UInt32> tracks);
 
     const UInt32 mNumBins;
-    std::vector<Peak> mPeaks;
-    std::vector<ActivePartial> mPartials;
-    std::vector<UInt32> mMatches;       // by track: the nearest peak, as if none were taken
-    std::vector<float> mGains;          // by track: the rise to that peak
-    std::vector<float> mPeakBins;       // of the peaks, and of some that stand for none, behind all
-    std::vector<float> mPeakMagnitudes; // likewise, with 1 for none
-    std::vector<UInt32> mFirstPeaks;    // by bin: the index of the first peak in it or behind it
+    PeakList mPeaks;
+    TrackList mPartials;
+    // By track.
+    std::vector<SInt32> mMatches;     // the nearest peak, at first as if none were taken
+    std::vector<float> mGains;        // the rise to that peak
+    std::vector<UInt32> mContinued;   // the tracks that are, in rising order
+    std::vector<float> mPeakPlaces;   // by bin, one bin later: the place of its peak, or infinity
+    std::vector<SInt32> mPeakIndices; // likewise: its index
+    bool mIsCrowded = false;          // a bin has several peaks
 };
 
 } // namespace qel::core

@@ -31,11 +31,36 @@ constexpr UInt32 MostPeaks(UInt32 numBins) {
     return numBins > 0 ? (numBins - 1) / 2 : 0;
 }
 
-// Replaces `peaks` by those of the spectrum that are above `threshold` (a natural logarithm), in
-// rising order of bin. A peak is a bin above the one before it and not below the one behind it, so
-// that a flat top counts at its left end; the first and the last bin are none. Its place and height
-// are those of the parabola through the three logarithms. Where they are no numbers, as beside an
-// infinite magnitude, there is no peak. Allocates nothing where `peaks` has room for MostPeaks.
-void FindSpectralPeaks(const PeakSpectrum& spectrum, float threshold, std::vector<Peak>& peaks);
+// Room behind the elements of an array for a whole vector of any processor.
+constexpr UInt32 kVectorRoom = 16;
+
+// The peaks of a frame, an array for each of their values, so that they are worked on in vectors.
+// Only the first mCount elements of an array count; there is room for a vector behind them.
+struct PeakList {
+    // With room for the most peaks that a spectrum of `numBins` bins can have. Raises
+    // std::bad_alloc.
+    explicit PeakList(UInt32 numBins);
+
+    void Clear() { mCount = 0; }
+    // One more, behind the others. There must be room for it.
+    void Add(const Peak& peak);
+    Peak At(UInt32 index) const;
+
+    UInt32 mCount = 0;
+    std::vector<SInt32> mMatched; // 0 or 1
+    std::vector<float> mBins;
+    std::vector<float> mFrequencies;
+    std::vector<float> mMagnitudes;
+    std::vector<float> mLogMagnitudes;
+    std::vector<float> mPhases;
+    std::vector<SInt32> mFirstBins; // the bins below the maxima, where the search has found them
+};
+
+// Replaces `peaks`, made for mNumBins, by those of the spectrum that are above `threshold` (a
+// natural logarithm), in rising order of bin. A peak is a bin above the one before it and not below
+// the one behind it, so that a flat top counts at its left end; the first and the last bin are
+// none. Its place and height are those of the parabola through the three logarithms. Where they are
+// no numbers, as beside an infinite magnitude, there is no peak. Allocates nothing.
+void FindSpectralPeaks(const PeakSpectrum& spectrum, float threshold, PeakList& peaks);
 
 } // namespace qel::core

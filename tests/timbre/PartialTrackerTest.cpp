@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <limits>
 #include <random>
-#include <utility>
 #include <vector>
 
 namespace qel::core {
@@ -26,18 +25,18 @@ Peak PeakAt(float bin, float magnitude) {
 class PartialTrackerTest : public ::testing::Test {
 protected:
     void Frame(const std::vector<Peak>& peaks, float threshold = -1.0f) {
-        mTracker.Peaks() = peaks;
+        mTracker.Peaks().Clear();
+        for (const Peak& peak : peaks)
+            mTracker.Peaks().Add(peak);
         mTracker.Track(mMagnitudes, threshold);
     }
 
     std::vector<float> Bins() const {
-        std::vector<float> bins;
-        for (const ActivePartial& partial : mTracker.Partials())
-            bins.push_back(partial.mBin);
-        return bins;
+        const TrackList& partials = mTracker.Partials();
+        return {partials.mBins.data(), partials.mBins.data() + partials.mCount};
     }
 
-    const ActivePartial& First() const { return mTracker.Partials().at(0); }
+    ActivePartial First() const { return mTracker.Partials().At(0); }
 
     std::vector<float> mMagnitudes = std::vector<float>(kBins, 100.0f);
     PartialTracker mTracker{kBins};
@@ -48,13 +47,12 @@ using Places = std::vector<float>;
 TEST_F(PartialTrackerTest, EveryPeakOfTheFirstFrameBeginsATrack) {
     Frame({PeakAt(3, 100), PeakAt(9.5f, 200)});
     EXPECT_EQ(Bins(), (Places{3, 9.5f}));
-    const ActivePartial& second = mTracker.Partials()[1];
+    const ActivePartial second = mTracker.Partials().At(1);
     EXPECT_EQ(second.mFrequency, 95.0f);
     EXPECT_EQ(second.mMagnitude, 200.0f);
     EXPECT_EQ(second.mPhase, 0.5f);
     EXPECT_EQ(second.mGainLimit, 20.0f);
     EXPECT_EQ(second.mMissedFrames, 0);
-    EXPECT_TRUE(second.mAlive);
 }
 
 TEST_F(PartialTrackerTest, ABirthComparesTheLinearMagnitudeWithTheLogarithmicThreshold) {
@@ -95,7 +93,7 @@ TEST_F(PartialTrackerTest, OlderTracksChooseFirst) {
     Frame({PeakAt(20, 100), PeakAt(21.5f, 100)});
     Frame({PeakAt(20.875f, 100)}); // nearer to the second
     EXPECT_EQ(Bins(), (Places{20.875f, 21.5f}));
-    EXPECT_EQ(mTracker.Partials()[1].mMissedFrames, 1);
+    EXPECT_EQ(mTracker.Partials().At(1).mMissedFrames, 1);
 }
 
 TEST_F(PartialTrackerTest, ATrackWhoseNearestPeakIsTakenTakesTheNextOne) {
@@ -136,8 +134,8 @@ TEST_F(PartialTrackerTest, ARiseAboveTheLimitEndsATrackAndLeavesThePeakToANewOne
     Frame({PeakAt(20, 100), PeakAt(30, 100)});
     Frame({PeakAt(20, 272), PeakAt(30, 271)}); // a factor e is 271.8
     EXPECT_EQ(Bins(), (Places{30, 20}));
-    EXPECT_EQ(mTracker.Partials()[1].mGainLimit, 20.0f);
-    EXPECT_EQ(mTracker.Partials()[1].mMagnitude, 272.0f);
+    EXPECT_EQ(mTracker.Partials().At(1).mGainLimit, 20.0f);
+    EXPECT_EQ(mTracker.Partials().At(1).mMagnitude, 272.0f);
 }
 
 TEST_F(PartialTrackerTest, ATrackThatRoseTooFarMayLeaveItsPeakToAYoungerTrack) {
@@ -206,9 +204,11 @@ TEST(PartialTrackerBinTest, BinsStayWithinTheSpectrum) {
 }
 
 // The plain rule, with a search over all peaks.
-std::vector<ActivePartial> PlainFrame(std::vector<ActivePartial> partials, std::vector<Peak> peaks,
+std::vector<ActivePartial> PlainFrame(const std::vector<ActivePartial>& partials,
+                                      std::vector<Peak> peaks,
                                       const std::vector<float>& magnitudes) {
-    for (ActivePartial& partial : partials) {
+    std::vector<ActivePartial> living;
+    for (ActivePartial partial : partials) {
         float least = 1000000.0f;
         Peak* nearest = nullptr;
         for (Peak& peak : peaks) {
@@ -220,33 +220,29 @@ std::vector<ActivePartial> PlainFrame(std::vector<ActivePartial> partials, std::
         }
         const float gain =
             nearest != nullptr ? 20.0f * std::log(nearest->mMagnitude / partial.mMagnitude) : 0.0f;
-        partial.mAlive = true;
+        bool lives = true;
         if (nearest != nullptr && least < 1.0f && gain <= partial.mGainLimit) {
             const float log = nearest->mLogMagnitude;
             const float limit = log - (1.0f - std::exp(-0.05f)) * (log - 1.5f);
             nearest->mMatched = true;
-            partial = {nearest->mBin,
-                       nearest->mFrequency,
-                       std::fmax(limit, 1.5f * gain),
-                       nearest->mMagnitude,
-                       nearest->mPhase,
-                       0,
-                       true};
+            partial = {nearest->mBin,       nearest->mFrequency, std::fmax(limit, 1.5f * gain),
+                       nearest->mMagnitude, nearest->mPhase,     0};
+            living.push_back(partial);
             continue;
         }
         const float heard = magnitudes[static_cast<std::size_t>(std::floor(partial.mBin))];
         if (nearest != nullptr && least < 1.0f)
-            partial.mAlive = false;
+            lives = false;
         if (partial.mMissedFrames > 3 || 0.2f * partial.mMagnitude > heard)
-            partial.mAlive = false;
+            lives = false;
         partial.mMissedFrames += 1;
+        if (lives)
+            living.push_back(partial);
     }
-    std::erase_if(partials, [](const ActivePartial& partial) { return !partial.mAlive; });
     for (const Peak& peak : peaks)
         if (!peak.mMatched)
-            partials.push_back(
-                {peak.mBin, peak.mFrequency, 20.0f, peak.mMagnitude, peak.mPhase, 0, true});
-    return partials;
+            living.push_back({peak.mBin, peak.mFrequency, 20.0f, peak.mMagnitude, peak.mPhase, 0});
+    return living;
 }
 
 // Places in quarters of a bin, so that there are ties; half of the frames have half of the peaks,
@@ -264,16 +260,16 @@ TEST_F(PartialTrackerTest, TheQuickSearchFindsWhatASearchOverAllPeaksFinds) {
         }
         for (float& magnitude : mMagnitudes)
             magnitude = 5.0f + static_cast<float>(random() % 64);
-        plain = PlainFrame(std::move(plain), peaks, mMagnitudes);
+        plain = PlainFrame(plain, peaks, mMagnitudes);
         Frame(peaks);
-        ASSERT_EQ(mTracker.Partials().size(), plain.size());
+        ASSERT_EQ(mTracker.Partials().mCount, plain.size());
         most = std::max(most, plain.size());
         for (std::size_t i = 0; i < plain.size(); ++i) {
-            EXPECT_EQ(mTracker.Partials()[i].mBin, plain[i].mBin);
-            EXPECT_EQ(mTracker.Partials()[i].mMagnitude, plain[i].mMagnitude);
+            EXPECT_EQ(mTracker.Partials().At(i).mBin, plain[i].mBin);
+            EXPECT_EQ(mTracker.Partials().At(i).mMagnitude, plain[i].mMagnitude);
             // Logarithms are not the same to the last bit.
-            EXPECT_FLOAT_EQ(mTracker.Partials()[i].mGainLimit, plain[i].mGainLimit);
-            EXPECT_EQ(mTracker.Partials()[i].mMissedFrames, plain[i].mMissedFrames);
+            EXPECT_FLOAT_EQ(mTracker.Partials().At(i).mGainLimit, plain[i].mGainLimit);
+            EXPECT_EQ(mTracker.Partials().At(i).mMissedFrames, plain[i].mMissedFrames);
         }
     }
     EXPECT_GT(most, MostPeaks(kBins)); // tracks outlived their peaks
@@ -285,16 +281,16 @@ TEST_F(PartialTrackerTest, TheQuickSearchFindsWhatASearchOverAllPeaksFinds) {
 TEST(PartialTrackerManyTest, MoreTracksThanBinsFitTheRoomThatIsMade) {
     PartialTracker tracker(512);
     const std::vector<float> magnitudes(512, 100.0f);
-    const ActivePartial* const room = tracker.Partials().data();
+    const float* const room = tracker.Partials().mBins.data();
     for (int frame = 0; frame < 5; ++frame) {
-        tracker.Peaks().clear();
+        tracker.Peaks().Clear();
         for (UInt32 i = 0; i < MostPeaks(512) / 3; ++i)
-            tracker.Peaks().push_back(
+            tracker.Peaks().Add(
                 PeakAt(6.0f * static_cast<float>(i) + 1.0f * static_cast<float>(frame), 100.0f));
         tracker.Track(magnitudes, 0.0f);
     }
-    EXPECT_EQ(tracker.Partials().size(), 5u * (MostPeaks(512) / 3));
-    EXPECT_EQ(tracker.Partials().data(), room);
+    EXPECT_EQ(tracker.Partials().mCount, 5u * (MostPeaks(512) / 3));
+    EXPECT_EQ(tracker.Partials().mBins.data(), room);
 }
 
 } // namespace

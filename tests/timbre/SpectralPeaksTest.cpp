@@ -18,10 +18,19 @@ PeakSpectrum SpectrumOf(const std::vector<float>& logs) {
     return {logs.data(), static_cast<UInt32>(logs.size()), 44100.0, 1024, nullptr, nullptr};
 }
 
-std::vector<Peak> PeaksOf(const std::vector<float>& logs, float threshold = kLow) {
-    std::vector<Peak> peaks{Peak{}, Peak{}}; // of a frame before
-    FindSpectralPeaks(SpectrumOf(logs), threshold, peaks);
+std::vector<Peak> PeaksOf(const PeakSpectrum& spectrum, float threshold) {
+    PeakList list(spectrum.mNumBins);
+    if (MostPeaks(spectrum.mNumBins) > 0)
+        list.Add(Peak{}); // of a frame before
+    FindSpectralPeaks(spectrum, threshold, list);
+    std::vector<Peak> peaks;
+    for (UInt32 i = 0; i < list.mCount; ++i)
+        peaks.push_back(list.At(i));
     return peaks;
+}
+
+std::vector<Peak> PeaksOf(const std::vector<float>& logs, float threshold = kLow) {
+    return PeaksOf(SpectrumOf(logs), threshold);
 }
 
 std::vector<float> BinsOf(const std::vector<float>& logs, float threshold = kLow) {
@@ -54,8 +63,7 @@ TEST(SpectralPeaksTest, InstantaneousFrequenciesAndPhasesAreThoseOfTheBinBelowTh
     PeakSpectrum spectrum = SpectrumOf(logs);
     spectrum.mFrequencies = frequencies.data();
     spectrum.mPhases = phases.data();
-    std::vector<Peak> peaks;
-    FindSpectralPeaks(spectrum, kLow, peaks);
+    const std::vector<Peak> peaks = PeaksOf(spectrum, kLow);
     ASSERT_EQ(peaks.size(), 1u);
     EXPECT_EQ(peaks[0].mFrequency, 2.0f);
     EXPECT_EQ(peaks[0].mPhase, -0.2f);
