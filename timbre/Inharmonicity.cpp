@@ -1,34 +1,82 @@
+// Distances from harmonics are found in vectors, compiled for every instruction set. Nothing is
+// contracted, so that results are the same on all of them.
+
 #include "timbre/Inharmonicity.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "timbre/Inharmonicity.cpp"
+#include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
+
 #include <algorithm>
-#include <cmath>
+#include <cstddef>
+#include <hwy/highway.h>
 
+HWY_BEFORE_NAMESPACE();
 namespace qel::core {
+namespace HWY_NAMESPACE {
 
-namespace {
+namespace hn = hwy::HWY_NAMESPACE;
 
 constexpr float kAllWhole = 8388608.0f; // 2^23: from here on, floats are whole numbers
 
 // |x - round(x)| to the last bit. What is infinite or not a number gives not a number.
-float DistanceFromWhole(float x) {
-    const float size = std::abs(x);
-    if (!(size < kAllWhole))
-        return size - size;
-    const float fraction = size - static_cast<float>(static_cast<int>(size));
-    return std::min(fraction, 1.0f - fraction);
+template <class D, class V>
+HWY_INLINE V DistanceFromWhole(D d, V x) {
+    const hn::RebindToSigned<D> integers;
+    const V size = hn::Abs(x);
+    const V whole = hn::ConvertTo(d, hn::ConvertTo(integers, size));
+    const V fraction = hn::Sub(size, whole);
+    const V distance = hn::Min(fraction, hn::Sub(hn::Set(d, 1.0f), fraction));
+    return hn::IfThenElse(hn::Lt(size, hn::Set(d, kAllWhole)), distance, hn::Sub(size, size));
 }
 
-} // namespace
+template <class D>
+HWY_INLINE void Error(D d, const float* magnitudes, const float* frequencies, float fundamental,
+                      float* errors) {
+    const auto ratio = hn::Div(hn::LoadU(d, frequencies), hn::Set(d, fundamental));
+    const auto weight = hn::Mul(hn::LoadU(d, magnitudes), hn::Set(d, 4.0f));
+    hn::StoreU(hn::Mul(weight, DistanceFromWhole(d, ratio)), d, errors);
+}
+
+void Errors(const float* magnitudes, const float* frequencies, std::size_t count, float fundamental,
+            float* errors) {
+    const hn::ScalableTag<float> full;
+    std::size_t i = 0;
+    for (const std::size_t lanes = hn::Lanes(full); i + lanes <= count; i += lanes)
+        Error(full, magnitudes + i, frequencies + i, fundamental, errors + i);
+    const hn::CappedTag<float, 1> one;
+    for (; i < count; ++i)
+        Error(one, magnitudes + i, frequencies + i, fundamental, errors + i);
+}
+
+} // namespace HWY_NAMESPACE
+} // namespace qel::core
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace qel::core {
+
+HWY_EXPORT(Errors);
 
 void ComputeInharmonicity(const float* magnitudes, const float* frequencies, unsigned int count,
                           const float* fundamental, float* out) {
+    constexpr unsigned int kRun = 256; // partials that are looked at in one go
+    float errors[kRun];
     float weight = 0.0f;
     float error = 0.0f;
-    for (unsigned int i = 0; i < count; ++i) {
-        weight += magnitudes[i];
-        error += magnitudes[i] * 4.0f * DistanceFromWhole(frequencies[i] / *fundamental);
+    for (unsigned int begin = 0; begin < count; begin += kRun) {
+        const unsigned int run = std::min(kRun, count - begin);
+        HWY_DYNAMIC_DISPATCH(Errors)
+        (magnitudes + begin, frequencies + begin, run, *fundamental, errors);
+        for (unsigned int i = 0; i < run; ++i) {
+            weight += magnitudes[begin + i];
+            error += errors[i];
+        }
     }
     *out = weight == 0.0f || error == 0.0f ? 0.0f : error / weight;
 }
 
 } // namespace qel::core
+
+#endif
