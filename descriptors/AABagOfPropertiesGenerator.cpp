@@ -176,24 +176,14 @@ void AABagOfPropertiesGenerator::ComputeAndStoreHistogramSpectralProperties() {
         ComputeHistogram(Channel(mSpectrumMagnitude, c), mNumBins, histogram.data(),
                          mMinMagnitudes[c], mMaxMagnitudes[c], kHistogramBins);
         float* values = Channel(mHistogramBuffer, c);
-        values[0] = ComputeKurtosis(histogram);
-        values[1] = ComputeSkewness(histogram);
+        const CountMoments moments = MomentsOf(histogram);
+        values[0] = ComputeKurtosis(moments);
+        values[1] = ComputeSkewness(moments);
     }
     DeliverGroup(kHistogram, mHistogramBuffer);
 }
 
 namespace {
-
-// Sum over the counts of (count - mean count) to the given power.
-template <std::size_t bins>
-float CountMoment(const std::array<float, bins>& histogram, float power) {
-    float mean = 0.0f;
-    vDSP_meanv(histogram.data(), 1, &mean, bins);
-    float sum = 0.0f;
-    for (const float count : histogram)
-        sum += std::pow(count - mean, power);
-    return sum;
-}
 
 float QuotientOrZero(float numerator, float denominator) {
     return denominator != 0.0f ? numerator / denominator : 0.0f;
@@ -201,16 +191,31 @@ float QuotientOrZero(float numerator, float denominator) {
 
 } // namespace
 
-// Kurtosis and skewness are moments of the histogram's counts, taken as 40 samples, not of the
-// magnitudes, and no 3 is subtracted: that is meant.
-float AABagOfPropertiesGenerator::ComputeKurtosis(const Histogram& histogram) {
-    const float secondMoment = CountMoment(histogram, 2.0f);
-    return QuotientOrZero(CountMoment(histogram, 4.0f), std::pow(secondMoment, 2.0f));
+// The powers are exact or rounded once to double precision, and then to single precision; the sums
+// are single precision.
+AABagOfPropertiesGenerator::CountMoments
+AABagOfPropertiesGenerator::MomentsOf(const Histogram& histogram) {
+    float mean = 0.0f;
+    vDSP_meanv(histogram.data(), 1, &mean, histogram.size());
+    CountMoments moments{0.0f, 0.0f, 0.0f};
+    for (const float count : histogram) {
+        const double deviation = double{count - mean};
+        const double square = deviation * deviation;
+        moments.second += static_cast<float>(square);
+        moments.third += static_cast<float>(square * deviation);
+        moments.fourth += static_cast<float>(square * square);
+    }
+    return moments;
 }
 
-float AABagOfPropertiesGenerator::ComputeSkewness(const Histogram& histogram) {
-    const float secondMoment = CountMoment(histogram, 2.0f);
-    return QuotientOrZero(CountMoment(histogram, 3.0f), std::pow(secondMoment, 1.5f));
+// Kurtosis and skewness are moments of the histogram's counts, taken as 40 samples, not of the
+// magnitudes, and no 3 is subtracted: that is meant.
+float AABagOfPropertiesGenerator::ComputeKurtosis(const CountMoments& moments) {
+    return QuotientOrZero(moments.fourth, moments.second * moments.second);
+}
+
+float AABagOfPropertiesGenerator::ComputeSkewness(const CountMoments& moments) {
+    return QuotientOrZero(moments.third, std::pow(moments.second, 1.5f));
 }
 
 void AABagOfPropertiesGenerator::ComputeAndStoreFluxSpectralProperties() {

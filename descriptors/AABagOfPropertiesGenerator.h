@@ -105,8 +105,15 @@ private:
     float ComputeSpectralBrightness(const SpectrumSums& sums) const;
 
     using Histogram = std::array<float, kHistogramBins>;
-    static float ComputeKurtosis(const Histogram& histogram);
-    static float ComputeSkewness(const Histogram& histogram);
+    // Sums over the counts of (count - mean count) to a power.
+    struct CountMoments {
+        float second;
+        float third;
+        float fourth;
+    };
+    static CountMoments MomentsOf(const Histogram& histogram);
+    static float ComputeKurtosis(const CountMoments& moments);
+    static float ComputeSkewness(const CountMoments& moments);
 
     void ComputeSpectralPeaks(const float* magnitudes);
     float ComputeHarmonicCentroid(float sum) const;
