@@ -30,9 +30,9 @@ Vector Products(const Vector& shared, const Vector& rows, std::size_t stride, st
 }
 
 TEST(DotProductsTest, EqualThePlainSumsForAnyNumberOfRowsAndTerms) {
-    for (const std::size_t length : {0, 1, 15, 16, 17, 40, 512, 1000}) {
+    for (const std::size_t length : {0u, 1u, 15u, 16u, 17u, 40u, 512u, 1000u}) {
         const Vector shared = Noise(length, 1);
-        for (const std::size_t count : {1, 3, 4, 7, 36}) {
+        for (const std::size_t count : {1u, 3u, 4u, 7u, 36u}) {
             const Vector rows = Noise((count - 1) * length + length, 2);
             const Vector sums = Products(shared, rows, length, count);
             for (std::size_t r = 0; r < count; ++r) {
@@ -67,7 +67,7 @@ TEST(DotProductsTest, RowsMayOverlap) {
 
 TEST(DotProductsTest, AnInfiniteFactorSpoilsItsOwnRowAlone) {
     const Vector shared(20, 0.0F);
-    for (const std::size_t place : {0, 19}) {
+    for (const std::size_t place : {0u, 19u}) {
         Vector rows(5 * 20, 1.0F);
         rows[2 * 20 + place] = std::numeric_limits<float>::infinity();
         const Vector sums = Products(shared, rows, 20, 5);
