@@ -227,8 +227,7 @@ inline constexpr KeyInfo kKeys[] = {
      "places "
      "in that bar repeat best wins. Changes of meter are not followed. With several channels, the "
      "number of a channel comes from the sum of that channel and those before it, deliberately. "
-     "Keeps the whole stream in memory: 4 bytes per sample and channel, and twice that while the "
-     "number is looked for."},
+     "Keeps those values in memory."},
     {"global key", PayloadKind::Name, 8, Delivery::AtEnd, 8192, 512, kGlobalKeyValues,
      "One key for the stream, from \"dominant key\" of all its frames. Every "
      "QelAudioAnalysisProcess "
