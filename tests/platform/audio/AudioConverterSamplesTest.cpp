@@ -16,11 +16,7 @@ namespace qel::testing {
 namespace {
 
 constexpr AudioFormatFlags kFloatFlag = kAudioFormatFlagIsFloat;
-constexpr AudioFormatFlags kSigned = kAudioFormatFlagIsSignedInteger;
 constexpr AudioFormatFlags kBig = kAudioFormatFlagIsBigEndian;
-constexpr AudioFormatFlags kHigh = kAudioFormatFlagIsAlignedHigh;
-constexpr AudioFormatFlags kPacked = kAudioFormatFlagIsPacked;
-constexpr AudioFormatFlags kNonInterleaved = kAudioFormatFlagIsNonInterleaved;
 
 // Appends the lowest `count` bytes of a word.
 void Append(std::vector<std::uint8_t>& bytes, std::uint64_t word, UInt32 count, bool isBig) {

@@ -13,10 +13,6 @@ namespace {
 
 constexpr OSStatus kRefused = kAudioConverterErr_FormatNotSupported;
 constexpr AudioFormatFlags kFloat = kAudioFormatFlagsNativeFloatPacked;
-constexpr AudioFormatFlags kPacked = kAudioFormatFlagIsPacked;
-constexpr AudioFormatFlags kSigned = kAudioFormatFlagIsSignedInteger;
-constexpr AudioFormatFlags kHigh = kAudioFormatFlagIsAlignedHigh;
-constexpr AudioFormatFlags kNonInterleaved = kAudioFormatFlagIsNonInterleaved;
 
 OSStatus StatusFrom(const AudioStreamBasicDescription& source) {
     return StatusOfNew(source, Canonical(source.mChannelsPerFrame));

@@ -16,6 +16,11 @@ namespace qel::testing {
 
 inline constexpr Float64 kRateHz = 44100.0;
 
+inline constexpr AudioFormatFlags kSigned = kAudioFormatFlagIsSignedInteger;
+inline constexpr AudioFormatFlags kHigh = kAudioFormatFlagIsAlignedHigh;
+inline constexpr AudioFormatFlags kPacked = kAudioFormatFlagIsPacked;
+inline constexpr AudioFormatFlags kNonInterleaved = kAudioFormatFlagIsNonInterleaved;
+
 inline bool IsNativeBigEndian() {
     return kAudioFormatFlagsNativeEndian != 0;
 }
