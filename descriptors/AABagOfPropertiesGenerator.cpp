@@ -51,7 +51,6 @@ void AABagOfPropertiesGenerator::NullPointers() {
           &mPeakAmplitudes, &mBinNumbers, &mSlopeWeights, &mScratch})
         (void)array->release();
     (void)mPeakBins.release();
-    (void)mRoughnessCurves.release();
 }
 
 void AABagOfPropertiesGenerator::Cleanup() {
@@ -65,7 +64,6 @@ void AABagOfPropertiesGenerator::Cleanup() {
           &mPeakAmplitudes, &mBinNumbers, &mSlopeWeights, &mScratch})
         array->free();
     mPeakBins.free();
-    mRoughnessCurves.free();
     NullPointers();
 }
 
@@ -92,10 +90,9 @@ void AABagOfPropertiesGenerator::AllocateBuffers() {
     for (auto* array : {&mFrequencies, &mPeakMagnitudes, &mPeakIndicators, &mPeakAmplitudes,
                         &mBinNumbers, &mSlopeWeights, &mScratch})
         array->alloc(mNumBins, true);
-    mRoughnessCurves.free();
-    if (IsWanted(kPeak))
-        mRoughnessCurves =
-            new RoughnessCurves(mNumBins, mFrameSize, static_cast<float>(mSampleRate));
+    if (IsWanted(kPeak) && mRoughnessCurves == nullptr)
+        mRoughnessCurves = std::make_unique<const RoughnessCurves>(mNumBins, mFrameSize,
+                                                                   static_cast<float>(mSampleRate));
     PrepareConstants();
 }
 

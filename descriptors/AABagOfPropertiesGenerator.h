@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <memory>
 #include <span>
 
 #include "engine/QelAAAnalysisGenerator.h"
@@ -140,8 +141,9 @@ private:
     UInt32 mNumPeaks = 0;
     CAAutoFree<float> mPeakIndicators; // by bin: 1 where a peak stands, else 0
     CAAutoFree<float> mPeakAmplitudes; // by bin: what the dissonance takes for a peak's magnitude
-    CAAutoDelete<RoughnessCurves> mRoughnessCurves; // null if no figure of peaks is wanted
-    CAAutoDelete<CABufferList> mPeakBuffer;         // keeps its values from frame to frame
+    // The same for every stream; null until a figure of peaks is wanted.
+    std::unique_ptr<const RoughnessCurves> mRoughnessCurves;
+    CAAutoDelete<CABufferList> mPeakBuffer; // keeps its values from frame to frame
     CAAutoDelete<CABufferList> mFluxBuffer;
 
     // What does not change over the stream, and scratch of the frame's work; mNumBins floats each.
