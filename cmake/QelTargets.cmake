@@ -20,6 +20,11 @@ if(QEL_SANITIZE)
     endif()
 endif()
 
+option(QEL_FUZZ "Build the fuzz targets for libFuzzer instead of the tests; wants Clang" OFF)
+if(QEL_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # The house's one list of warnings, and the flags that keep single-precision results the same in
 # every build: no contraction of a multiply and an add into one rounding.
 function(qel_target_defaults target)
