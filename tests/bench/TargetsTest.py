@@ -17,6 +17,15 @@ class TargetsTest(unittest.TestCase):
         self.assertIsNone(targets.limit_of("growth/tempo/5"))
         self.assertIsNone(targets.limit_of("cost/key/tempo"))
 
+    def test_a_peer_on_decimated_audio_is_no_target(self):
+        peer = "against/key/global key by peer/libqm-dsp: key"
+        self.assertIsNone(targets.limit_of(peer))
+        self.assertEqual(targets.limit_of(peer + ", at our hop"), 0.5)
+
+    def test_blocks_in_the_steady_state_allocate_nothing(self):
+        self.assertTrue(targets.is_met("allocations/tempo", 0.0))
+        self.assertFalse(targets.is_met("allocations/tempo", 1.0))
+
     def test_every_target_is_about_something_that_is_measured(self):
         keys = measure.list_keys(os.environ["QEL_BENCH"])
         benches = measure.list_benches(os.environ["QEL_BENCH"])
