@@ -1,15 +1,13 @@
-// Long random runs of operations beside a model that knows nothing of slots: frames addressed by
-// time, each there or not.
+// Long random runs of operations beside the model.
 
 #include "support/CARingBuffer.h"
 
+#include "RingBufferModel.h"
 #include "RingBufferTesting.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstddef>
-#include <optional>
 #include <random>
 #include <vector>
 
@@ -18,78 +16,6 @@ namespace {
 
 constexpr SInt64 kFirstTime = -500;
 constexpr SInt64 kLastTime = 6000;
-
-using Frame = std::vector<Byte>; // of all channels, one behind the other
-
-class Model {
-public:
-    Model(UInt32 channels, UInt32 bytesPerFrame, UInt32 capacity)
-        : mChannels(channels), mBytesPerFrame(bytesPerFrame), mCapacity(capacity),
-          mFrames(kLastTime - kFirstTime) {}
-
-    // The bounds of an empty model are told by mEnd alone.
-    SInt64 start = 0;
-    SInt64 end = 0;
-
-    SInt32 Store(const std::vector<Frame>& frames, SInt64 time) {
-        if (frames.size() > mCapacity) {
-            return kRingBufferTooMuch;
-        }
-        if (time < end) {
-            std::fill(mFrames.begin(), mFrames.end(), std::nullopt);
-            start = end = time;
-        }
-        for (; end < time; ++end) {
-            At(end) = Frame(std::size_t{mChannels} * mBytesPerFrame, 0);
-        }
-        for (const Frame& frame : frames) {
-            At(end++) = frame;
-        }
-        for (; end - start > mCapacity; ++start) {
-            At(start).reset();
-        }
-        return kRingBufferOK;
-    }
-
-    // What the buffer of `channel` has after a fetch that holds at least one frame.
-    std::vector<Byte> Fetch(UInt32 channel, UInt32 frames, SInt64 time, std::vector<Byte> buffer) {
-        std::vector<Byte> held;
-        SInt64 before = 0;
-        SInt64 behind = 0;
-        for (SInt64 t = time; t < time + frames; ++t) {
-            const auto& frame = t >= kFirstTime && t < kLastTime ? At(t) : mNone;
-            if (frame.has_value()) {
-                const auto first = frame->begin() + std::ptrdiff_t{channel} * mBytesPerFrame;
-                held.insert(held.end(), first, first + mBytesPerFrame);
-            } else {
-                ++(held.empty() ? before : behind);
-            }
-        }
-        Zero(buffer, 0, before * mBytesPerFrame);
-        const auto count = static_cast<SInt64>(held.size()) / mBytesPerFrame;
-        Zero(buffer, count + before, behind * mBytesPerFrame); // places in frames: meant
-        std::copy(held.begin(), held.end(), buffer.begin() + before);
-        return buffer;
-    }
-
-    bool HoldsOneOf(SInt64 time, UInt32 frames) const {
-        return std::max(time, start) < std::min(time + frames, end);
-    }
-
-private:
-    std::optional<Frame>& At(SInt64 time) {
-        return mFrames[static_cast<std::size_t>(time - kFirstTime)];
-    }
-    static void Zero(std::vector<Byte>& buffer, SInt64 from, SInt64 count) {
-        std::fill_n(buffer.begin() + from, count, Byte{0});
-    }
-
-    UInt32 mChannels;
-    UInt32 mBytesPerFrame;
-    UInt32 mCapacity;
-    std::vector<std::optional<Frame>> mFrames;
-    std::optional<Frame> mNone;
-};
 
 class RandomRun {
 public:
@@ -102,7 +28,7 @@ public:
     void Store() {
         const auto frames = static_cast<UInt32>(
             Between(0, 9) == 0 ? Between(mCapacity + 1, mCapacity + 5) : Between(1, mCapacity));
-        SInt64 time = mModel.end;
+        SInt64 time = mModel.End();
         const SInt64 kind = Between(0, 9);
         if (kind == 0) {
             time += Between(0, SInt64{2} * mCapacity); // a gap
@@ -113,7 +39,7 @@ public:
             time = Between(kFirstTime, 0); // back to the beginning of time
         }
         RingTestList list(mChannels, std::size_t{frames} * mBytesPerFrame);
-        std::vector<Frame> content(frames);
+        std::vector<RingBufferModel::Frame> content(frames);
         for (UInt32 c = 0; c < mChannels; ++c) {
             for (UInt32 b = 0; b < frames * mBytesPerFrame; ++b) {
                 const auto byte = static_cast<Byte>(mRandom());
@@ -123,20 +49,20 @@ public:
             }
         }
         ASSERT_EQ(mRing.Store(list.List(), frames, time), mModel.Store(content, time));
-        ASSERT_EQ(RingTestBoundsOf(mRing), RingTestBounds(mModel.start, mModel.end));
+        ASSERT_EQ(RingTestBoundsOf(mRing), RingTestBounds(mModel.Start(), mModel.End()));
     }
 
     void Fetch() {
         const auto frames = static_cast<UInt32>(Between(1, SInt64{2} * mCapacity));
-        const SInt64 time = Between(mModel.start - mCapacity, mModel.end);
+        const SInt64 time = Between(mModel.Start() - mCapacity, mModel.End());
         RingTestList list(mChannels, std::size_t{frames} * mBytesPerFrame);
         const std::vector<Byte> untouched = list.Data(0);
         ASSERT_EQ(mRing.Fetch(list.List(), frames, time, Between(0, 1) == 0), kRingBufferOK);
         for (UInt32 c = 0; c < mChannels; ++c) {
             if (mModel.HoldsOneOf(time, frames)) {
                 ASSERT_EQ(list.Data(c), mModel.Fetch(c, frames, time, untouched))
-                    << frames << " frames from " << time << " of [" << mModel.start << ", "
-                    << mModel.end << ")";
+                    << frames << " frames from " << time << " of [" << mModel.Start() << ", "
+                    << mModel.End() << ")";
             } else {
                 ASSERT_TRUE(list.UntouchedFrom(c, list.Bytes())); // the margin
             }
@@ -154,7 +80,7 @@ private:
     UInt32 mChannels;
     UInt32 mBytesPerFrame;
     UInt32 mCapacity;
-    Model mModel;
+    RingBufferModel mModel;
     CARingBuffer mRing;
 };
 
