@@ -174,9 +174,11 @@ SInt32 CARingBuffer::Store(const AudioBufferList* list, UInt32 frames, SInt64 st
     const auto channels = static_cast<UInt32>(mChannelCount);
     const std::size_t first = SlotOffset(startWrite);
     const std::size_t last = SlotOffset(endWrite);
+    // At the end of 64 bits no frame may have a time; a count of 0 goes on, as meant.
+    const bool hasTimes = startWrite < endWrite || frames == 0;
     if (first < last) {
         StoreABL(mBuffers, channels, first, list, 0, last - first);
-    } else {
+    } else if (hasTimes) {
         const std::size_t untilWrap = mCapacityBytes - first;
         StoreABL(mBuffers, channels, first, list, 0, untilWrap);
         StoreABL(mBuffers, channels, 0, list, untilWrap, last);

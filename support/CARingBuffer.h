@@ -51,7 +51,7 @@ public:
     // Drops everything and makes an empty ring with the bounds [0, 0), all slots zero. A capacity
     // of 0 is a ring that holds nothing. Raises std::bad_alloc, leaving the ring deallocated, if
     // memory is exhausted or if channels * (bytesPerFrame * capacityFrames + 8) needs more than 32
-    // bits.
+    // bits (that of one channel, where there is none).
     void Allocate(SInt32 channels, UInt32 bytesPerFrame, UInt32 capacityFrames);
 
     // Gives the memory back. The bounds keep their last values; nobody may Store or Fetch then.

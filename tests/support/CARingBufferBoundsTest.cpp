@@ -146,6 +146,15 @@ TEST(CARingBufferBoundsTest, TimesAtTheEndsOf64BitsStayInTheRing) {
 }
 
 // What comes out has no meaning, but it comes from the ring and goes into the list.
+TEST(CARingBufferBoundsTest, FramesBeyond64BitsDisturbNothingThatIsHeld) {
+    CARingBuffer ring;
+    ring.Allocate(1, sizeof(SInt32), 10);
+    EXPECT_EQ(RingTestStore(ring, 6, kLatest - 6), kRingBufferOK);
+    EXPECT_EQ(RingTestStore(ring, 4, kLatest), kRingBufferOK);
+    EXPECT_EQ(RingTestBoundsOf(ring), RingTestBounds(kLatest - 10, kLatest)); // a gap in front
+    EXPECT_TRUE(RingTestHolds(ring, 6, kLatest - 6));
+}
+
 TEST(CARingBufferBoundsTest, RangesWhollyOutsideStayInTheListAndAreNotRefused) {
     for (const SInt64 time : {SInt64{-1000}, SInt64{35}, SInt64{65}, SInt64{1} << 31,
                               SInt64{1} << 33, kEarliest, kLatest}) {
