@@ -14,9 +14,12 @@ public:
 
     float* Data() { return mData.get(); }
 
-    // The calling thread's own scratch with at least `floats` floats. It grows when a larger size
-    // is first asked for and lives as long as the thread. Throws std::bad_alloc.
-    static float* OfThisThread(std::size_t floats);
+    // What a thread's scratches are for. Two that are in use at once are two.
+    enum class Use { kTransform, kUnitStride };
+
+    // The calling thread's own scratch for `use`, with at least `floats` floats. It grows when a
+    // larger size is first asked for and lives as long as the thread. Throws std::bad_alloc.
+    static float* OfThisThread(Use use, std::size_t floats);
 
 private:
     struct Free {

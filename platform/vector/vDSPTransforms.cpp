@@ -33,7 +33,8 @@ constexpr std::size_t ScratchFloats(std::size_t points) {
 // The two interleaved vectors that a transform of `points` goes between.
 struct Workspace {
     explicit Workspace(std::size_t points)
-        : input(TransformScratch::OfThisThread(ScratchFloats(points))),
+        : input(TransformScratch::OfThisThread(TransformScratch::Use::kTransform,
+                                               ScratchFloats(points))),
           output(input + 2 * points + kScratchGap) {}
 
     float* input;
@@ -103,11 +104,8 @@ void WithUnitStride(const DSPSplitComplex& vector, vDSP_Stride stride, std::size
         transform(vector.realp, vector.imagp);
         return;
     }
-    thread_local TransformScratch copy;
-    if (!copy.Reserve(2 * points)) {
-        throw std::bad_alloc();
-    }
-    float* const re = copy.Data();
+    float* const re =
+        TransformScratch::OfThisThread(TransformScratch::Use::kUnitStride, 2 * points);
     float* const im = re + points;
     for (std::size_t n = 0; n < points; ++n) {
         re[n] = vector.realp[static_cast<vDSP_Stride>(n) * stride];
@@ -125,7 +123,8 @@ bool Prepare(unsigned log2Size) {
         return false;
     }
     try {
-        TransformScratch::OfThisThread(ScratchFloats(std::size_t{1} << log2Size));
+        TransformScratch::OfThisThread(TransformScratch::Use::kTransform,
+                                       ScratchFloats(std::size_t{1} << log2Size));
     } catch (const std::bad_alloc&) {
         return false;
     }
