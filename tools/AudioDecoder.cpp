@@ -200,7 +200,9 @@ std::int64_t AudioDecoder::TailOfFrame() {
     if (mFile.PacketDurationsTrim() && !mPresentedFrames && duration > 0) {
         const std::int64_t lasting =
             av_rescale_q(duration, mFile.Stream().time_base, AVRational{1, mRateHz});
-        tail = std::max(tail, mFrame->nb_samples - lasting);
+        if (lasting >= 0) { // below 0 the duration did not fit into the numbers
+            tail = std::max(tail, mFrame->nb_samples - lasting);
+        }
     }
     return tail;
 }

@@ -13,6 +13,7 @@ namespace qel::tool {
 
 // One deleter for every kind of FFmpeg object that the decoder owns.
 struct AvDeleter {
+    void operator()(AVIOContext* file) const { avio_closep(&file); }
     void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }

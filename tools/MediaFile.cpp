@@ -10,6 +10,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
+#include <new>
 #include <sstream>
 #include <string_view>
 #include <sys/stat.h>
@@ -17,6 +18,18 @@
 
 namespace qel::tool {
 namespace {
+
+// A damaged header may state tables of any size, and FFmpeg makes room for a table before it looks
+// for its content. The largest that audio needs is an M4A file's index, 24 bytes a packet: this
+// much is 36 hours at 44.1 kHz.
+constexpr std::size_t kLargestTableBytes = std::size_t{128} << 20;
+constexpr int kMostStreams = 64; // each has tables of its own
+
+// A length counted in another unit. Empty for none, and where the numbers are too large to be true.
+std::optional<std::int64_t> Positive(std::int64_t rescaled) {
+    // What does not fit, FFmpeg makes the lowest number there is.
+    return rescaled > 0 ? std::optional(rescaled) : std::nullopt;
+}
 
 // FFmpeg says "End of file" or "Invalid data" of a directory or an empty file, so that the plain
 // cases are looked at before it is asked.
@@ -41,15 +54,31 @@ void CheckRegularFile(const std::string& path) {
     }
 }
 
-AvHandle<AVFormatContext> OpenLocal(const std::string& path) {
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "protocol_whitelist", "file", 0);
-    AVFormatContext* context = nullptr;
+AvHandle<AVIOContext> OpenLocal(const std::string& path) {
+    AVIOContext* file = nullptr;
     const std::string address = "file:" + path;
-    const int status = avformat_open_input(&context, address.c_str(), nullptr, &options);
-    av_dict_free(&options);
-    if (status == AVERROR(ENOMEM)) {
+    if (avio_open(&file, address.c_str(), AVIO_FLAG_READ) < 0) {
+        throw ToolError("cannot be read");
+    }
+    return AvHandle<AVIOContext>(file);
+}
+
+AvHandle<AVFormatContext> OpenContainer(AVIOContext& file) {
+    AVFormatContext* context = avformat_alloc_context();
+    if (context == nullptr) {
         throw std::bad_alloc();
+    }
+    context->pb = &file;
+    context->max_streams = kMostStreams;
+    av_max_alloc(kLargestTableBytes);
+    // Playlists and scripts name other files, and a file is data, not an order: with no protocol
+    // allowed, nothing but what is open already can be read.
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", "", 0);
+    const int status = avformat_open_input(&context, nullptr, nullptr, &options);
+    av_dict_free(&options);
+    if (status == AVERROR(ENOMEM)) { // also of sizes that a damaged header states
+        throw ToolError("wants more memory than there is, or is damaged");
     }
     if (status < 0) {
         throw ToolError("is not an audio file, or is damaged or truncated");
@@ -61,7 +90,8 @@ AvHandle<AVFormatContext> OpenLocal(const std::string& path) {
 
 MediaFile::MediaFile(const std::string& path) : mPath(path) {
     CheckRegularFile(path);
-    mContext = OpenLocal(path);
+    mFile = OpenLocal(path);
+    mContext = OpenContainer(*mFile);
     // A status below 0 leaves the streams as they are; the choice below then finds none.
     avformat_find_stream_info(mContext.get(), nullptr);
     const int index = av_find_best_stream(mContext.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
@@ -97,7 +127,7 @@ std::optional<std::int64_t> MediaFile::DeclaredFrames(int rateHz) const {
         mContext->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
         return std::nullopt;
     }
-    return av_rescale_q(mStream->duration, mStream->time_base, AVRational{1, rateHz});
+    return Positive(av_rescale_q(mStream->duration, mStream->time_base, AVRational{1, rateHz}));
 }
 
 std::optional<std::int64_t> MediaFile::GaplessCommentFrames() const {
@@ -140,7 +170,7 @@ std::optional<std::int64_t> MediaFile::PresentedFrames(int rateHz) const {
     if (!timing) {
         return std::nullopt;
     }
-    return av_rescale(timing->length, rateHz, timing->clock);
+    return Positive(av_rescale(timing->length, rateHz, timing->clock));
 }
 
 } // namespace qel::tool

@@ -10,7 +10,8 @@ namespace qel::tool {
 
 // A file on disk and its best audio stream, read packet by packet.
 //
-// The path is always a local file: names that look like addresses are not followed.
+// The path is always a local file: names that look like addresses are not followed. No other file
+// is opened, whatever this one says: playlists and scripts that name others hold no audio.
 class MediaFile {
 public:
     // Opens the file and chooses the stream that FFmpeg holds for the best audio (the default
@@ -46,6 +47,7 @@ private:
     std::optional<std::int64_t> GaplessCommentFrames() const;
 
     std::string mPath;
+    AvHandle<AVIOContext> mFile; // must outlive the context, which reads from it
     AvHandle<AVFormatContext> mContext;
     AVStream* mStream = nullptr;
 };
