@@ -1,5 +1,6 @@
-// The exported functions: thin guards over one AAAudioAnalyzer. Those that compute run in the
-// library's floating-point mode and leave the caller's as it was.
+// The exported functions: thin guards over one AAAudioAnalyzer. They run in the library's
+// floating-point mode and leave the caller's as it was, its flags and errno included: no call has
+// effects on these, however little it computes.
 
 #include <QelAudioAnalysis.h>
 
@@ -22,6 +23,7 @@ AAAudioAnalyzer* AnalyzerOf(QelAudioAnalysisRef handle) {
 
 SInt32 QelAudioAnalysisNew(CFArrayRef keys, QelAudioAnalysisDataCallback callback, void* refCon,
                            QelAudioAnalysisRef* outHandle) {
+    const FlushDenormalsScope scope;
     *outHandle = reinterpret_cast<QelAudioAnalysisRef>(new AAAudioAnalyzer(keys, callback, refCon));
     return 0;
 }
@@ -71,7 +73,9 @@ SInt32 QelAudioAnalysisGetProperty(QelAudioAnalysisRef handle, UInt32 propertyID
                                    UInt32* outSize) {
     if (handle == nullptr)
         return kAudioAnalysisErr_NotInitialized;
-    return AnalyzerOf(handle)->AudioAnalysisGetProperty(propertyID, specifier, outData, outSize);
+    AAAudioAnalyzer* analyzer = AnalyzerOf(handle);
+    const FlushDenormalsScope scope(analyzer->FloatingPointSlot());
+    return analyzer->AudioAnalysisGetProperty(propertyID, specifier, outData, outSize);
 }
 
 SInt32 QelAudioAnalysisSetProperty(QelAudioAnalysisRef, UInt32, const void*, UInt32, const void*,
@@ -80,7 +84,11 @@ SInt32 QelAudioAnalysisSetProperty(QelAudioAnalysisRef, UInt32, const void*, UIn
 }
 
 SInt32 QelAudioAnalysisGetParameter(QelAudioAnalysisRef handle, CFStringRef name, float* outValue) {
-    return handle != nullptr ? AnalyzerOf(handle)->AudioAnalysisGetParameter(name, outValue) : 0;
+    if (handle == nullptr)
+        return 0;
+    AAAudioAnalyzer* analyzer = AnalyzerOf(handle);
+    const FlushDenormalsScope scope(analyzer->FloatingPointSlot());
+    return analyzer->AudioAnalysisGetParameter(name, outValue);
 }
 
 SInt32 QelAudioAnalysisSetParameter(QelAudioAnalysisRef handle, CFStringRef name, float value) {
@@ -103,6 +111,7 @@ CFPropertyListRef QelAudioAnalysisCreateCFRepresentation(QelAudioAnalysisRef han
 }
 
 CFMutableArrayRef QelAudioAnalysisGlobalCopyKeys(void) {
+    const FlushDenormalsScope scope;
     const auto keys = qel::core::ListedKeys();
     const auto count = static_cast<CFIndex>(keys.size());
     CFMutableArrayRef array = CFArrayCreateMutable(kCFAllocatorDefault, count, nullptr);
@@ -117,6 +126,7 @@ CFMutableArrayRef QelAudioAnalysisGlobalCopyKeys(void) {
 }
 
 SInt32 QelAudioAnalysisDispose(QelAudioAnalysisRef handle) {
+    const FlushDenormalsScope scope; // no slot: that goes with the analyzer
     delete AnalyzerOf(handle);
     return 0;
 }

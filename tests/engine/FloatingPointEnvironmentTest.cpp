@@ -102,6 +102,18 @@ TEST_P(FloatingPointEnvironmentTest, IsRestoredInTheProgressCallbackAndAfterProc
     EXPECT_EQ(control, seen.control);
 }
 
+TEST(FloatingPointFlagsTest, AreNotRaisedByAskingForAParameter) {
+    TestAnalyzer analyzer({"tempo"}, StreamSetup{});
+    const CFOwner<CFStringRef> name = MakeString("complexity");
+    // Below 0 it is kept as the largest whole number, which no float has exactly.
+    ASSERT_EQ(0, QelAudioAnalysisSetParameter(analyzer.Handle(), name.Get(), -1.0f));
+    float value = 0.0f;
+    std::feclearexcept(FE_ALL_EXCEPT);
+    EXPECT_EQ(0, QelAudioAnalysisGetParameter(analyzer.Handle(), name.Get(), &value));
+    EXPECT_EQ(0, std::fetestexcept(FE_ALL_EXCEPT));
+    EXPECT_EQ(0x1p32f, value);
+}
+
 INSTANTIATE_TEST_SUITE_P(RoundingsWithAndWithoutFlushing, FloatingPointEnvironmentTest,
                          testing::Combine(testing::Values(FE_TONEAREST, FE_DOWNWARD, FE_UPWARD,
                                                           FE_TOWARDZERO),
