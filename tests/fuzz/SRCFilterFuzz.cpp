@@ -22,6 +22,7 @@ using Channels = std::vector<std::vector<float>>;
 // Taps of all branches together: a tap costs two power series of up to hundreds of terms.
 constexpr UInt64 kMostTaps = 4096;
 constexpr UInt32 kMostFrames = 2000;
+constexpr UInt32 kMostOutputs = 20000;
 constexpr UInt32 kMostChannels = 4;
 
 double AnyDouble(ByteProgram& program, double usual) {
@@ -261,9 +262,12 @@ private:
     }
 
     void MakeAudio() {
-        const auto frames = mTaps + mProgram.Below(kMostFrames);
+        const SRCFilter& filter = mWhole.Filter();
+        const UInt32 outputsPerFrame = filter.UpFactor() / filter.DownFactor() + 1;
+        const auto frames =
+            mTaps + mProgram.Below(std::min(kMostFrames, kMostOutputs / outputsPerFrame));
         std::uint32_t noise = mProgram.Long();
-        for (UInt32 c = 0; c < mWhole.Filter().ChannelCount(); ++c) {
+        for (UInt32 c = 0; c < filter.ChannelCount(); ++c) {
             std::vector<float> samples(frames);
             for (float& sample : samples) {
                 noise = noise * 1664525 + 1013904223;
