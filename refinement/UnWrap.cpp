@@ -9,41 +9,15 @@
 
 #include <cstddef>
 #include <hwy/highway.h>
-#include <numbers>
+
+#include "refinement/Wrap-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {
 namespace HWY_NAMESPACE {
 
-namespace hn = hwy::HWY_NAMESPACE;
-
 using Full = hn::ScalableTag<float>;
 using One = hn::CappedTag<float, 1>;
-
-constexpr float kPi = std::numbers::pi_v<float>;
-constexpr float kTurn = 2.0F * kPi;
-// What the single-precision pi lacks: -8.7e-8.
-constexpr float kRestOfPi =
-    static_cast<float>(std::numbers::pi - static_cast<double>(std::numbers::pi_v<float>));
-
-// x + (pi + piRest), rounded once, for pi of either sign: the rounding error of x + pi, which is
-// exact, takes the rest in.
-template <class V>
-HWY_INLINE V PlusPi(V x, V pi, V piRest) {
-    const V sum = hn::Add(x, pi);
-    const V added = hn::Sub(sum, x);
-    const V error = hn::Add(hn::Sub(x, hn::Sub(sum, added)), hn::Sub(pi, added));
-    return hn::Add(sum, hn::Add(error, piRest));
-}
-
-template <class D, class V>
-HWY_INLINE V Wrap(D d, V radians) {
-    const V turn = hn::Set(d, kTurn);
-    const V shifted = PlusPi(radians, hn::Set(d, kPi), hn::Set(d, kRestOfPi));
-    const V turns = hn::Floor(hn::Div(shifted, turn));
-    const V wrapped = hn::Sub(shifted, hn::Mul(turns, turn));
-    return PlusPi(wrapped, hn::Set(d, -kPi), hn::Set(d, -kRestOfPi));
-}
 
 // What is to be added to an angle and to all behind it.
 template <class D, class V>

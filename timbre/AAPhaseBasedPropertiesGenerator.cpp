@@ -2,13 +2,12 @@
 
 #include <Accelerate/Accelerate.h>
 #include <algorithm>
-#include <cmath>
 
 #include "spectral/VectorHelpers.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
 #include "timbre/AAPhaseBasedSpectralProcessor.h"
-#include "timbre/PrincArg.h"
+#include "timbre/PhaseVectors.h"
 
 namespace qel::core {
 
@@ -38,8 +37,8 @@ void AddValues(CACFDictionary& dict, const QelAudioAnalysisBlock& block) {
 
 } // namespace
 
-void MyPhaseSpectralFun(SpectralAndAudioBufferList*, void* refCon) {
-    static_cast<AAPhaseBasedPropertiesGenerator*>(refCon)->ComputeAndStoreProperties();
+void MyPhaseSpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
+    static_cast<AAPhaseBasedPropertiesGenerator*>(refCon)->ComputeAndStoreProperties(*list);
 }
 
 AAPhaseBasedPropertiesGenerator::AAPhaseBasedPropertiesGenerator(
@@ -56,21 +55,17 @@ AAPhaseBasedPropertiesGenerator::~AAPhaseBasedPropertiesGenerator() {
 
 void AAPhaseBasedPropertiesGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
-    for (auto* vector : {&mMinMagnitudes, &mMaxMagnitudes, &mScratch})
-        (void)vector->release();
+    (void)mScratch.release();
     for (auto* list : {&mMagnitudeBuffer, &mPreviousMagnitudeBuffer, &mPreviousPhaseBuffer,
-                       &mPreviousPhaseDiffBuffer, &mFirstDerivativeBuffer, &mSecondDerivativeBuffer,
-                       &mPhaseResultBuffer})
+                       &mPreviousPhaseDiffBuffer, &mSecondDerivativeBuffer, &mPhaseResultBuffer})
         (void)list->release();
 }
 
 void AAPhaseBasedPropertiesGenerator::Cleanup() {
     mSpectralProcessor.free();
-    for (auto* vector : {&mMinMagnitudes, &mMaxMagnitudes, &mScratch})
-        vector->free();
+    mScratch.free();
     for (auto* list : {&mMagnitudeBuffer, &mPreviousMagnitudeBuffer, &mPreviousPhaseBuffer,
-                       &mPreviousPhaseDiffBuffer, &mFirstDerivativeBuffer, &mSecondDerivativeBuffer,
-                       &mPhaseResultBuffer})
+                       &mPreviousPhaseDiffBuffer, &mSecondDerivativeBuffer, &mPhaseResultBuffer})
         list->free();
     AAPhaseBasedPropertiesGenerator::NullPointers();
 }
@@ -80,15 +75,12 @@ void AAPhaseBasedPropertiesGenerator::AllocateBuffers() {
         mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, static_cast<float>(mSampleRate));
     mSpectralProcessor->SetSpectralFunction(MyPhaseSpectralFun, this);
 
-    mMinMagnitudes.alloc(mNumChannels, true);
-    mMaxMagnitudes.alloc(mNumChannels, true);
     mScratch.alloc(mNumBins, true);
     const UInt64 bytes = mNumBins * UInt64{sizeof(float)};
     mMagnitudeBuffer = NewBuffer("spectrum current magnitude buffer", bytes);
     mPreviousMagnitudeBuffer = NewBuffer("spectrum previous magnitude buffer", bytes);
     mPreviousPhaseBuffer = NewBuffer("spectrum previous phase buffer", bytes);
     mPreviousPhaseDiffBuffer = NewBuffer("spectrum previous phase diff buffer", bytes);
-    mFirstDerivativeBuffer = NewBuffer("spectrum phase first derivitive buffer", bytes);
     mSecondDerivativeBuffer = NewBuffer("spectrum phase second derivitive buffer", bytes);
     mPhaseResultBuffer = NewBuffer("spectrum phase buffer", kBlockBytes);
 }
@@ -118,27 +110,10 @@ CFPropertyListRef AAPhaseBasedPropertiesGenerator::CreateCFRepresentation(
     return CFRetain(result.GetCFDictionary());
 }
 
-void AAPhaseBasedPropertiesGenerator::ComputeFirstPhaseDifference(const float* a, const float* b,
-                                                                  float* c) const {
-    vDSP_vsub(a, 1, b, 1, c, 1, mNumBins);
-    PrincArg(c, mNumBins);
-}
-
-void AAPhaseBasedPropertiesGenerator::ComputeSecondPhaseDifference(const float* a, const float* b,
-                                                                   float* c) const {
-    ComputeFirstPhaseDifference(a, b, c);
-}
-
 float AAPhaseBasedPropertiesGenerator::ComputePhaseDeviation(const float* secondDifferences) const {
     float sum = 0.0f;
     vDSP_svemg(secondDifferences, 1, &sum, mNumBins);
     return sum / static_cast<float>(mNumBins);
-}
-
-float AAPhaseBasedPropertiesGenerator::ComputeWeightedPhaseDeviation(
-    const float* magnitudes, const float* secondDifferences) {
-    vDSP_vmul(magnitudes, 1, secondDifferences, 1, mScratch, 1, mNumBins);
-    return ComputePhaseDeviation(mScratch);
 }
 
 float AAPhaseBasedPropertiesGenerator::ComputeNormaliedWeightedPhaseDeviation(
@@ -148,59 +123,38 @@ float AAPhaseBasedPropertiesGenerator::ComputeNormaliedWeightedPhaseDeviation(
     return sum == 0.0f ? 0.0f : weightedDeviation / sum;
 }
 
-// The prediction takes a phase for the exponent of a real exponential and is no rotation: meant.
-// The sum is formed in rising order.
-float AAPhaseBasedPropertiesGenerator::ComputeComplexSpectralDifference(
-    const float* magnitudes, const float* previousMagnitudes, const float* previousPhases,
-    const float* previousDifferences) {
-    const auto count = static_cast<int>(mNumBins);
-    vDSP_vadd(previousPhases, 1, previousDifferences, 1, mScratch, 1, mNumBins);
-    vvexpf(mScratch, mScratch, &count);
-    vDSP_vmul(previousMagnitudes, 1, mScratch, 1, mScratch, 1, mNumBins);
-    vDSP_vsub(mScratch, 1, magnitudes, 1, mScratch, 1, mNumBins);
-    float sum = 0.0f;
-    for (UInt32 i = 0; i < mNumBins; ++i)
-        sum += std::abs(mScratch[i]);
-    return sum;
-}
-
 // A sum of magnitudes is never negative, so that this is a copy: meant.
 void AAPhaseBasedPropertiesGenerator::ComputeRectifiedComplexSpectralDifference(
     const float* difference, float* rectified) {
     HalfWaveRectify(difference, 1, rectified);
 }
 
-void AAPhaseBasedPropertiesGenerator::ComputeChannel(UInt32 channel, const float* phases) {
+void AAPhaseBasedPropertiesGenerator::ComputeChannel(UInt32 channel) {
+    auto* processor = static_cast<AAPhaseBasedSpectralProcessor*>(mSpectralProcessor.get());
     const float* const magnitudes = Channel(mMagnitudeBuffer, channel);
-    float* const previousMagnitudes = Channel(mPreviousMagnitudeBuffer, channel);
-    float* const previousPhases = Channel(mPreviousPhaseBuffer, channel);
-    float* const previousDifferences = Channel(mPreviousPhaseDiffBuffer, channel);
-    float* const first = Channel(mFirstDerivativeBuffer, channel);
+    const auto* phases =
+        static_cast<const float*>(processor->GetPhaseBufferList()->mBuffers[channel].mData);
     float* const second = Channel(mSecondDerivativeBuffer, channel);
     float* const out = Channel(mPhaseResultBuffer, channel);
+    const PhaseHistory history{Channel(mPreviousMagnitudeBuffer, channel),
+                               Channel(mPreviousPhaseBuffer, channel),
+                               Channel(mPreviousPhaseDiffBuffer, channel)};
 
-    ComputeFirstPhaseDifference(phases, previousPhases, first);
-    ComputeSecondPhaseDifference(first, previousDifferences, second);
-    out[0] = ComputePhaseDeviation(second);
-    out[1] = ComputeWeightedPhaseDeviation(magnitudes, second);
-    out[2] = ComputeNormaliedWeightedPhaseDeviation(magnitudes, out[1]);
-    out[3] = ComputeComplexSpectralDifference(magnitudes, previousMagnitudes, previousPhases,
-                                              previousDifferences);
+    FindPredictionErrors(magnitudes, history, mNumBins, mScratch);
+    out[3] = processor->ComputePhases(channel, mScratch);
     ComputeRectifiedComplexSpectralDifference(&out[3], &out[4]);
-
-    std::copy_n(magnitudes, mNumBins, previousMagnitudes);
-    std::copy_n(phases, mNumBins, previousPhases);
-    std::copy_n(first, mNumBins, previousDifferences);
+    FollowPhases(magnitudes, phases, history, mNumBins, second, mScratch);
+    out[0] = ComputePhaseDeviation(second);
+    out[1] = ComputePhaseDeviation(mScratch);
+    out[2] = ComputeNormaliedWeightedPhaseDeviation(magnitudes, out[1]);
 }
 
-void AAPhaseBasedPropertiesGenerator::ComputeAndStoreProperties() {
-    auto* processor = static_cast<AAPhaseBasedSpectralProcessor*>(mSpectralProcessor.get());
-    processor->GetMagnitude(&mMagnitudeBuffer->GetModifiableBufferList(), mMinMagnitudes,
-                            mMaxMagnitudes);
-    const AudioBufferList* phases = processor->GetPhaseBufferList();
+void AAPhaseBasedPropertiesGenerator::ComputeAndStoreProperties(
+    const SpectralAndAudioBufferList& list) {
     mBlocks.Prepare(mNumChannels, kBlockBytes);
     for (UInt32 c = 0; c < mNumChannels; ++c) {
-        ComputeChannel(c, static_cast<const float*>(phases->mBuffers[c].mData));
+        vDSP_zvabs(&list.mSpectra[c], 1, Channel(mMagnitudeBuffer, c), 1, mNumBins);
+        ComputeChannel(c);
         mBlocks.Store(c, Channel(mPhaseResultBuffer, c));
     }
     Deliver(kQelAnalysisKey_PhaseProperties);

@@ -28,29 +28,20 @@ protected:
 private:
     friend void MyPhaseSpectralFun(SpectralAndAudioBufferList* list, void* refCon);
 
-    // Both: c = b - a, wrapped. Called with the newer values first, they give older minus newer.
-    void ComputeFirstPhaseDifference(const float* a, const float* b, float* c) const;
-    void ComputeSecondPhaseDifference(const float* a, const float* b, float* c) const;
+    // The mean size of mNumBins second differences.
     float ComputePhaseDeviation(const float* secondDifferences) const;
-    float ComputeWeightedPhaseDeviation(const float* magnitudes, const float* secondDifferences);
     float ComputeNormaliedWeightedPhaseDeviation(const float* magnitudes,
                                                  float weightedDeviation) const;
-    float ComputeComplexSpectralDifference(const float* magnitudes, const float* previousMagnitudes,
-                                           const float* previousPhases,
-                                           const float* previousDifferences);
     static void ComputeRectifiedComplexSpectralDifference(const float* difference,
                                                           float* rectified);
-    void ComputeChannel(UInt32 channel, const float* phases);
-    void ComputeAndStoreProperties();
+    void ComputeChannel(UInt32 channel);
+    void ComputeAndStoreProperties(const SpectralAndAudioBufferList& list);
 
-    CAAutoFree<float> mMinMagnitudes; // one per channel
-    CAAutoFree<float> mMaxMagnitudes;
     // mNumBins floats per channel
     CAAutoDelete<CABufferList> mMagnitudeBuffer;
     CAAutoDelete<CABufferList> mPreviousMagnitudeBuffer;
     CAAutoDelete<CABufferList> mPreviousPhaseBuffer;
     CAAutoDelete<CABufferList> mPreviousPhaseDiffBuffer;
-    CAAutoDelete<CABufferList> mFirstDerivativeBuffer;
     CAAutoDelete<CABufferList> mSecondDerivativeBuffer;
     CAAutoDelete<CABufferList> mPhaseResultBuffer; // kNumValues floats per channel
     CAAutoFree<float> mScratch;                    // mNumBins

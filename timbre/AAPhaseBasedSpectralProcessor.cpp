@@ -1,8 +1,7 @@
 #include "timbre/AAPhaseBasedSpectralProcessor.h"
 
-#include "refinement/UnWrap.h"
 #include "support/CAStreamBasicDescription.h"
-#include "timbre/PrincArg.h"
+#include "timbre/PhaseVectors.h"
 
 #include <Accelerate/Accelerate.h>
 
@@ -62,10 +61,8 @@ AudioBufferList* AAPhaseBasedSpectralProcessor::GetPhaseBufferList() const {
 
 void AAPhaseBasedSpectralProcessor::DoFwdFFT() {
     QelAASpectralProcessor::DoFwdFFT();
-    for (UInt32 c = 0; c < mNumChannels; ++c) {
+    for (UInt32 c = 0; c < mNumChannels; ++c)
         ComputeAngles(c);
-        ComputePhases(c);
-    }
 }
 
 // A bin of zeros has the angle 0, whatever their signs.
@@ -74,10 +71,9 @@ void AAPhaseBasedSpectralProcessor::ComputeAngles(UInt32 channel) {
                 mNumBins);
 }
 
-void AAPhaseBasedSpectralProcessor::ComputePhases(UInt32 channel) {
-    float* const phases = Row(mPhasesBuffer, channel);
-    UnWrap(Row(mAnglesBuffer, channel), phases, mNumBins);
-    PrincArg(phases, mNumBins);
+float AAPhaseBasedSpectralProcessor::ComputePhases(UInt32 channel, const float* terms) {
+    return ContinuePhases(Row(mAnglesBuffer, channel), terms, Row(mPhasesBuffer, channel),
+                          mNumBins);
 }
 
 } // namespace qel::core

@@ -8,11 +8,12 @@
 
 namespace qel::core {
 
-// A spectral processor with the Hann window that adds to each forward transform the phases of all
-// bins: unwrapped over the bins, and wrapped again, which rounds them. Bin 0 counts as the complex
-// number that it is not, with the Nyquist term for its imaginary part, which is meant.
+// A spectral processor with the Hann window that adds to each forward transform the angles of all
+// bins, and makes phases of them: unwrapped over the bins, and wrapped again, which rounds them.
+// Bin 0 counts as the complex number that it is not, with the Nyquist term for its imaginary part,
+// which is meant.
 //
-// The phases are complete when the spectral function is called and hold until the next frame.
+// The spectral function calls ComputePhases; they hold until the next frame.
 // Nothing is allocated per frame. One thread at a time.
 class AAPhaseBasedSpectralProcessor : public QelAASpectralProcessor {
 public:
@@ -23,6 +24,9 @@ public:
 
     void DoFwdFFT() override;
 
+    // Makes the phases of one channel, and returns the sum of transformLength / 2 terms, formed in
+    // rising order: as ContinuePhases has it.
+    float ComputePhases(UInt32 channel, const float* terms);
     // Per channel transformLength / 2 phases in radians, from -pi to pi.
     AudioBufferList* GetPhaseBufferList() const;
 
@@ -42,7 +46,6 @@ protected:
 private:
     CABufferList* NewBuffer(const char* name) const;
     void ComputeAngles(UInt32 channel);
-    void ComputePhases(UInt32 channel);
 };
 
 } // namespace qel::core
