@@ -8,6 +8,7 @@
 #include "tests/fuzz/ClientScope.h"
 #include "tests/fuzz/DeliveryCheck.h"
 #include "tests/fuzz/Require.h"
+#include "tests/fuzz/StreamComparison.h"
 
 #include <QelAudioAnalysis.h>
 
@@ -25,7 +26,7 @@ namespace qel::fuzz {
 namespace {
 
 constexpr int kMostOperations = 40;
-constexpr UInt64 kMostWork = 600000; // samples of one key
+constexpr UInt64 kMostWork = 1500000; // in the units of KeyList::WorkPerSample
 
 const CFStringRef kParameters[] = {
     kQelAnalysisParameter_GenreHint,        kQelAnalysisParameter_Complexity,
@@ -53,7 +54,7 @@ private:
     enum class State { Named, Streaming, Broken };
 
     void Operate() {
-        switch (mProgram.Below(20)) {
+        switch (mProgram.Below(22)) {
         case 0:
             return Initialize();
         case 1:
@@ -80,6 +81,9 @@ private:
             return;
         case 12:
             return FailSoon();
+        case 20:
+        case 21:
+            return Compare();
         default:
             return Push();
         }
@@ -333,6 +337,16 @@ private:
         } else {
             Require(std::ranges::find(kStatuses, *status) != std::end(kStatuses),
                     "a process answers what it may");
+        }
+    }
+
+    void Compare() {
+        Setup setup = Setup::Any(mProgram);
+        AvoidKernels(setup);
+        mSignal.Choose(mProgram);
+        constexpr UInt32 kMostFrames = 40000;
+        if (Affords(UInt64{kMostFrames} * std::max(setup.format.mChannelsPerFrame, 1U))) {
+            CompareStreams(mProgram, *mKeys, setup, mSignal, mEnvironment, kMostFrames);
         }
     }
 

@@ -49,27 +49,38 @@ private:
     static constexpr unsigned kOwnBits = 0x807F;
 };
 
-// Around a call of the library: the client's environment stands while it lives, and must stand
-// still at its end. Then comes back what was before. May be nested, from callbacks.
-class ClientScope {
+// The client's environment stands while it lives. Then comes back what was before.
+class EnvironmentScope {
 public:
-    explicit ClientScope(const ClientEnvironment& environment)
-        : mEnvironment(environment), mError(errno) {
+    explicit EnvironmentScope(const ClientEnvironment& environment) : mError(errno) {
         std::fegetenv(&mBefore);
-        mEnvironment.Apply();
+        environment.Apply();
     }
-    ~ClientScope() {
-        mEnvironment.Check();
+    ~EnvironmentScope() {
         std::fesetenv(&mBefore);
         errno = mError;
     }
+    EnvironmentScope(const EnvironmentScope&) = delete;
+    EnvironmentScope& operator=(const EnvironmentScope&) = delete;
+
+private:
+    std::fenv_t mBefore;
+    int mError;
+};
+
+// Around a call of the library, which must leave the client's environment as it is. May be nested,
+// from callbacks.
+class ClientScope {
+public:
+    explicit ClientScope(const ClientEnvironment& environment)
+        : mScope(environment), mEnvironment(environment) {}
+    ~ClientScope() { mEnvironment.Check(); }
     ClientScope(const ClientScope&) = delete;
     ClientScope& operator=(const ClientScope&) = delete;
 
 private:
+    const EnvironmentScope mScope;
     const ClientEnvironment& mEnvironment;
-    std::fenv_t mBefore;
-    int mError;
 };
 
 // Within a callback: the client's environment must stand at the beginning, and does so again at the

@@ -170,14 +170,19 @@ void DeliveryCheck::CheckFramesAtEnd(const KeyInfo& info, UInt32 count,
 }
 
 void DeliveryCheck::CheckValue(const ValueInfo& value, double figure) const {
-    if (!mFacts.isPlain) {
+    const Range& range = value.range;
+    const bool isPromised = std::isfinite(range.minimum) || std::isfinite(range.maximum);
+    if (!mFacts.isPlain || !isPromised) {
         return;
     }
-    const double unit = value.range.inHalfRates ? mFacts.rateHz / 2.0 : 1.0;
-    if (std::isfinite(value.range.minimum) || std::isfinite(value.range.maximum)) {
-        Require(figure >= value.range.minimum * unit && figure <= value.range.maximum * unit,
-                "a value of a plain stream is in its range");
+    if (std::isnan(figure)) {
+        Require(value.definition.find("ot a number") != std::string_view::npos,
+                "a value that is no number of a plain stream is told of");
+        return;
     }
+    const double unit = range.inHalfRates ? mFacts.rateHz / 2.0 : 1.0;
+    Require(figure >= range.minimum * unit && figure <= range.maximum * unit,
+            "a value of a plain stream is in its range");
 }
 
 void DeliveryCheck::AskForDictionary(CFStringRef key, UInt32 count,
