@@ -134,15 +134,18 @@ SInt32 FindPeaksAdaptivleyInVector(float* x, unsigned int n, unsigned int* indic
         const SInt64 high = std::min<SInt64>(position + window, n);
         // The upper bound takes part; a window below 0 holds nothing.
         const SInt64 size = std::max<SInt64>(std::min<SInt64>(high + 1, n) - low, 0);
-        const bool isBelow = window >= 0 && IsMedianAbove(x + low, static_cast<unsigned int>(size),
-                                                          high == n, height);
+        // The window is looked through only where that still decides.
+        const bool isRefused =
+            IsTooNear(position, height >= strongLevel, indices, count, window) ||
+            (window >= 0 &&
+             IsMedianAbove(x + low, static_cast<unsigned int>(size), high == n, height));
         if (progress != nullptr && i % kCandidatesPerReport == 0) {
             const float done = static_cast<float>(i) / static_cast<float>(candidateCount);
             const float value = progressStart + done * (progressEnd - progressStart);
             if (progress(nullptr, value, progressContext) != 0)
                 return kStopped;
         }
-        if (isBelow || IsTooNear(position, height >= strongLevel, indices, count, window))
+        if (isRefused)
             continue;
         indices[count] = candidates[i];
         values[count] = height;
