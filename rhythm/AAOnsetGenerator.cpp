@@ -8,9 +8,8 @@
 
 #include "rhythm/EventList.h"
 #include "rhythm/GammatoneLanes.h"
+#include "rhythm/OnsetCurve.h"
 #include "rhythm/OnsetPeaks.h"
-#include "rhythm/RhythmMath.h"
-#include "spectral/VectorHelpers.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
 
@@ -22,14 +21,6 @@ constexpr float kLowestBandHz = 235.0f;
 constexpr float kHighestBandHz = 14500.0f;
 constexpr float kBandsPerERB = 1.0f;
 
-constexpr float kDifferenceWeight = 0.8999999761581421f;
-constexpr float kMuLawFactor = 10.0f;
-
-// exp(-1 / 882): a first-order low-pass with a time constant of 20 ms at 44.1 kHz.
-constexpr float kSmoothingPole = 0.998866856098175f;
-constexpr float kSmoothingA[] = {1.0f, -kSmoothingPole};
-constexpr float kSmoothingB[] = {1.0f - kSmoothingPole, 0.0f};
-
 constexpr double kLeastWindow = 2048.0;
 constexpr UInt32 kStreamShare = 16; // the largest window is this part of the stream
 constexpr int kDistanceShare = 4;   // of the window lies between candidates
@@ -40,23 +31,6 @@ constexpr float kPercentCurve = 20.0f; // of a channel: below what was reported 
 constexpr float kPercentPeaks = 80.0f;
 constexpr float kPercentSorted = 90.0f;
 constexpr float kPercentDelivered = 100.0f;
-
-// From the last value to the first, so that the peak stays at the event's onset.
-void SmoothBackward(float* curve, UInt32 n) {
-    float state = 0.0f;
-    for (UInt32 i = n; i > 0; --i)
-        filter(kSmoothingA, kSmoothingB, 1, &state, curve[i - 1], curve[i - 1]);
-}
-
-// The detection curve, made of the sum of the bands in place.
-void MakeCurve(float* curve, UInt32 n) {
-    ComputeWeightedDifference(curve, n, curve, kDifferenceWeight);
-    if (n > 0)
-        curve[n - 1] = 0.0f; // nothing follows that it could be compared with
-    HalfWaveRectify(curve, n, curve);
-    MuLawCompress(curve, n, curve, kMuLawFactor);
-    SmoothBackward(curve, n);
-}
 
 } // namespace
 
@@ -152,7 +126,7 @@ SInt32 AAOnsetGenerator::FindOnsets(UInt32 channel, float* curve, UInt32 frames,
     const SInt32 status = frames != 0 ? FetchChannel(channel, curve, frames) : 0;
     if (status != 0)
         return status;
-    MakeCurve(curve, frames);
+    MakeOnsetCurve(curve, frames);
     if (StopsAt(kPercentCurve))
         return kStopped;
 
