@@ -1,0 +1,30 @@
+// Memory that runs out on demand, and a count of what is held. Linked into a program,
+// MemoryGate.cpp replaces operator new and the malloc family of the whole process, its libraries
+// included.
+#pragma once
+
+namespace qel::trust {
+
+class MemoryGate {
+public:
+    enum class Refuse { kOnce, kFromThenOn };
+
+    // Lets `granted` further requests of this thread through and refuses the next one, or that and
+    // all others. Requests by FFTW are neither counted nor refused: it ends the process when it
+    // gets no memory.
+    static void Close(long granted, Refuse refuse);
+
+    // Whether a request was refused since the gate was closed.
+    static bool HasRefused();
+
+    // Lets all through again. Returns whether a request was refused.
+    static bool Open();
+
+    // Requests of this thread so far that could have been refused.
+    static long Requests();
+
+    // Blocks that the process holds: requests granted less blocks given back.
+    static long Live();
+};
+
+} // namespace qel::trust
