@@ -10,6 +10,7 @@
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
 #include "timbre/Inharmonicity.h"
+#include "timbre/TrackVectors.h"
 
 namespace qel::core {
 
@@ -32,12 +33,6 @@ constexpr float kLeastMagnitude = 0.001f; // keeps logarithms finite
 // A peak reaches 0.01 / 5 of the frame's greatest magnitude.
 float PeakThreshold(float greatest) {
     return std::log(greatest * 0.01f / 5.0f);
-}
-
-PartialRecord RecordOf(const TrackList& partials, std::size_t i, UInt32 numBins, Float64 frame) {
-    const UInt32 bin = PartialTracker::BinOf(partials.mBins[i], numBins);
-    return {static_cast<SInt32>(bin), partials.mFrequencies[i], partials.mMagnitudes[i],
-            partials.mPhases[i], frame};
 }
 
 const float* Floats(const AudioBufferList* list, UInt32 channel) {
@@ -149,7 +144,7 @@ void AAPartialTrackGenerator::AllocateBuffers() {
     mRecords.resize(mNumChannels);
     for (std::vector<PartialRecord>& records : mRecords) {
         mTrackers.emplace_back(mNumBins);
-        records.reserve(most);
+        records.resize(most + kVectorRoom);
     }
 }
 
@@ -208,12 +203,10 @@ float AAPartialTrackGenerator::InharmonicityOf(UInt32 channel) const {
 void AAPartialTrackGenerator::DeliverPartials() {
     mBlocks.Prepare(mNumChannels, kSizes[kPartials]);
     for (UInt32 c = 0; c < mNumChannels; ++c) {
-        std::vector<PartialRecord>& records = mRecords[c];
         const TrackList& partials = mTrackers[c].Partials();
-        records.resize(partials.mCount);
-        for (std::size_t i = 0; i < partials.mCount; ++i)
-            records[i] = RecordOf(partials, i, mNumBins, mFrameTime.mSampleTime);
-        const PartialList list{static_cast<UInt32>(records.size()), records.data()};
+        PartialRecord* const records = mRecords[c].data();
+        ListTracks(partials, mNumBins, mFrameTime.mSampleTime, records);
+        const PartialList list{static_cast<UInt32>(partials.mCount), records};
         mBlocks.Store(c, &list);
     }
     Deliver(kKeys[kPartials]);

@@ -19,6 +19,7 @@ constexpr float kLimitAtBirth = 20.0f;
 constexpr float kGrowth = 1.5f;
 constexpr float kRestLevel = 1.5f;
 constexpr float kDecay = -0.05f;
+constexpr UInt32 kRun = 16; // bins; peaks are seldom farther apart
 
 } // namespace
 
@@ -36,8 +37,8 @@ ActivePartial TrackList::At(std::size_t index) const {
 PartialTracker::PartialTracker(UInt32 numBins)
     : mNumBins(numBins), mPeaks(numBins), mPartials(MostPartials(numBins)),
       mMatches(MostPartials(numBins) + kVectorRoom), mGains(MostPartials(numBins) + kVectorRoom),
-      mContinued(MostPartials(numBins) + 1), mPeakPlaces(numBins + 2, kNowhere),
-      mPeakIndices(numBins + 2) {}
+      mContinued(MostPartials(numBins) + 1), mPeakPlaces(mPeaks.mBins.size() + 3, -kNowhere),
+      mFirstPeaks(numBins + kRun) {}
 
 void PartialTracker::Track(std::span<const float> magnitudes, float threshold) {
     MapPeaks();
@@ -50,22 +51,25 @@ void PartialTracker::Track(std::span<const float> magnitudes, float threshold) {
 
 // The element behind the peaks stands for none: never taken, and of a magnitude that divides.
 void PartialTracker::MapPeaks() {
-    std::fill(mPeakPlaces.begin(), mPeakPlaces.end(), kNowhere);
-    std::fill_n(mPeaks.mMatched.begin(), mPeaks.mCount + 1, 0);
-    mPeaks.mMagnitudes[mPeaks.mCount] = 1.0f;
+    const UInt32 count = mPeaks.mCount;
+    std::fill_n(mPeaks.mMatched.begin(), count + 1, 0);
+    mPeaks.mMagnitudes[count] = 1.0f;
+    std::copy_n(mPeaks.mBins.begin(), count, mPeakPlaces.begin() + 1);
+    std::fill_n(mPeakPlaces.begin() + 1 + count, 2, kNowhere);
     const float* const bins = mPeaks.mBins.data();
-    float* const places = mPeakPlaces.data();
-    SInt32* const indices = mPeakIndices.data();
-    const UInt32 numBins = mNumBins;
+    SInt32* const firsts = mFirstPeaks.data();
     bool isCrowded = false;
-    UInt32 before = 0;
-    for (UInt32 i = 0; i < mPeaks.mCount; ++i) {
-        const UInt32 at = BinOf(bins[i], numBins) + 1;
-        isCrowded |= at == before;
-        places[at] = bins[i];
-        indices[at] = static_cast<SInt32>(i);
-        before = at;
+    UInt32 from = 0;
+    for (UInt32 i = 0; i < count; ++i) {
+        const UInt32 bin = BinOf(bins[i], mNumBins);
+        isCrowded |= bin < from;
+        // Whole runs, of which the next one overwrites what is too much.
+        do
+            std::fill_n(firsts + from, kRun, static_cast<SInt32>(i));
+        while ((from += kRun) <= bin);
+        from = bin + 1;
     }
+    std::fill(mFirstPeaks.begin() + from, mFirstPeaks.end(), static_cast<SInt32>(count));
     mIsCrowded = isCrowded;
 }
 
@@ -104,7 +108,7 @@ SInt32 PartialTracker::NearestFreePeak(float bin, SInt32 nearest) const {
 // ever two of them share one.
 void PartialTracker::MatchAll() {
     const std::size_t count = mPartials.mCount;
-    MatchTracks(mPartials, mPeaks, {mPeakPlaces.data(), mPeakIndices.data(), mNumBins},
+    MatchTracks(mPartials, mPeaks, {mFirstPeaks.data(), mPeakPlaces.data(), mNumBins},
                 mMatches.data(), mGains.data());
     if (mIsCrowded) {
         for (std::size_t i = 0; i < count; ++i) {

@@ -87,12 +87,12 @@ private:
     PeakList mPeaks;
     TrackList mPartials;
     // By track.
-    std::vector<SInt32> mMatches;     // the nearest peak, at first as if none were taken
-    std::vector<float> mGains;        // the rise to that peak
-    std::vector<UInt32> mContinued;   // the tracks that are, in rising order
-    std::vector<float> mPeakPlaces;   // by bin, one bin later: the place of its peak, or infinity
-    std::vector<SInt32> mPeakIndices; // likewise: its index
-    bool mIsCrowded = false;          // a bin has several peaks
+    std::vector<SInt32> mMatches;    // the nearest peak, at first as if none were taken
+    std::vector<float> mGains;       // the rise to that peak
+    std::vector<UInt32> mContinued;  // the tracks that are, in rising order
+    std::vector<float> mPeakPlaces;  // the places of the peaks, and what is beyond them
+    std::vector<SInt32> mFirstPeaks; // by bin: the first peak that is not below it
+    bool mIsCrowded = false;         // a bin has several peaks
 };
 
 } // namespace qel::core

@@ -9,7 +9,9 @@
 
 #include <Accelerate/Accelerate.h>
 #include <algorithm>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <hwy/highway.h>
 
 #include "timbre/Select-inl.h"
@@ -20,41 +22,67 @@ namespace HWY_NAMESPACE {
 
 using Doubles = hn::CappedTag<double, kTableLanes>;
 
-// The bins below all maxima; the number of them.
-UInt32 FindMaxima(const float* x, UInt32 numBins, float threshold, SInt32* firstBins) {
+constexpr UInt32 kWordBins = 64;
+
+// A bit for each of `count` bins, 64 at most, that is a maximum. There is a bin before and behind.
+std::uint64_t MaximaOf(const float* x, UInt32 count, float threshold) {
     const Full d;
-    const Integers integers;
     const auto lanes = static_cast<UInt32>(hn::Lanes(d));
     const auto least = hn::Set(d, threshold);
-    UInt32 count = 0;
-    UInt32 k = 1;
-    for (; k + lanes < numBins; k += lanes) {
+    std::uint64_t word = 0;
+    UInt32 k = 0;
+    for (; k + lanes <= count; k += lanes) {
         const auto here = hn::LoadU(d, x + k);
         const auto isPeak = hn::And(
             hn::And(hn::Gt(here, hn::LoadU(d, x + k - 1)), hn::Ge(here, hn::LoadU(d, x + k + 1))),
             hn::Gt(here, least));
-        const Selection found = Select(isPeak);
-        StoreSelected(hn::Iota(integers, static_cast<SInt32>(k - 1)), found, firstBins + count);
-        count += static_cast<UInt32>(found.count);
+        std::uint8_t bits[8] = {};
+        hn::StoreMaskBits(d, isPeak, bits);
+        word |= std::uint64_t{bits[0]} << k;
     }
-    for (; k + 1 < numBins; ++k) {
-        firstBins[count] = static_cast<SInt32>(k - 1);
-        count += UInt32{x[k] > x[k - 1]} & UInt32{x[k] >= x[k + 1]} & UInt32{x[k] > threshold};
+    for (; k < count; ++k) {
+        const float* at = x + k;
+        const unsigned isPeak =
+            unsigned{*at > at[-1]} & unsigned{*at >= at[1]} & unsigned{*at > threshold};
+        word |= std::uint64_t{isPeak} << k;
+    }
+    return word;
+}
+
+// Of each maximum the bin below it, and the logarithms there, at the maximum and above, in the
+// places of the peaks' levels, places and magnitudes; the number of maxima.
+UInt32 FindMaxima(const float* x, UInt32 numBins, float threshold, PeakList& peaks) {
+    SInt32* const firstBins = peaks.mFirstBins.data();
+    float* const below = peaks.mLogMagnitudes.data();
+    float* const at = peaks.mBins.data();
+    float* const above = peaks.mMagnitudes.data();
+    UInt32 count = 0;
+    const auto add = [&](UInt32 bin) {
+        firstBins[count] = static_cast<SInt32>(bin - 1);
+        below[count] = x[bin - 1];
+        at[count] = x[bin];
+        above[count] = x[bin + 1];
+        ++count;
+    };
+    for (UInt32 k = 1; k + 1 < numBins; k += kWordBins) {
+        const UInt32 bins = std::min(kWordBins, numBins - 1 - k);
+        for (std::uint64_t word = MaximaOf(x + k, bins, threshold); word != 0; word &= word - 1)
+            add(k + static_cast<UInt32>(std::countr_zero(word)));
     }
     return count;
 }
 
 // Place, level and the logarithm of the height of each maximum with a vertex; the number of those.
-UInt32 FindVertices(const float* logs, UInt32 count, PeakList& peaks) {
+UInt32 FindVertices(UInt32 count, PeakList& peaks) {
     const Full d;
     const Integers integers;
     const auto lanes = static_cast<UInt32>(hn::Lanes(d));
     UInt32 found = 0;
     for (UInt32 i = 0; i < count; i += lanes) {
         const auto first = hn::LoadU(integers, &peaks.mFirstBins[i]);
-        const auto x0 = hn::GatherIndex(d, logs, first);
-        const auto rise = hn::Sub(hn::GatherIndex(d, logs + 1, first), x0);
-        const auto span = hn::Sub(hn::GatherIndex(d, logs + 2, first), x0);
+        const auto x0 = hn::LoadU(d, &peaks.mLogMagnitudes[i]);
+        const auto rise = hn::Sub(hn::LoadU(d, &peaks.mBins[i]), x0);
+        const auto span = hn::Sub(hn::LoadU(d, &peaks.mMagnitudes[i]), x0);
         // Of curve u^2 + b u, with u in bins from the first; t is twice the place of the vertex.
         const auto half = hn::Set(d, 0.5f);
         const auto curve = hn::Mul(hn::Add(hn::Mul(hn::Set(d, -2.0f), rise), span), half);
@@ -123,11 +151,10 @@ Peak PeakList::At(UInt32 index) const {
 
 void FindSpectralPeaks(const PeakSpectrum& spectrum, float threshold, PeakList& peaks) {
     const float* logs = spectrum.mLogMagnitudes;
-    SInt32* first = peaks.mFirstBins.data();
+    const SInt32* first = peaks.mFirstBins.data();
     const UInt32 maxima =
-        HWY_DYNAMIC_DISPATCH(FindMaxima)(logs, spectrum.mNumBins, threshold, first);
-    std::fill_n(first + maxima, kVectorRoom, 0); // the last vector may reach there
-    const UInt32 count = HWY_DYNAMIC_DISPATCH(FindVertices)(logs, maxima, peaks);
+        HWY_DYNAMIC_DISPATCH(FindMaxima)(logs, spectrum.mNumBins, threshold, peaks);
+    const UInt32 count = HWY_DYNAMIC_DISPATCH(FindVertices)(maxima, peaks);
     const int heights = static_cast<int>(count);
     vvexpf(peaks.mMagnitudes.data(), peaks.mMagnitudes.data(), &heights);
     std::fill_n(peaks.mMatched.begin(), count, 0);

@@ -7,6 +7,7 @@
 #define HWY_TARGET_INCLUDE "timbre/TrackVectors.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
+#include <cstring>
 #include <hwy/highway.h>
 
 #include "timbre/Select-inl.h"
@@ -26,7 +27,8 @@ HWY_INLINE auto BinsOf(V places, UInt32 numBins) {
     return hn::Min(hn::Max(hn::ConvertTo(integers, places), hn::Zero(integers)), last);
 }
 
-// A peak in reach lies in the bin of the track or in a neighbouring one.
+// Of the peaks around a track, one behind the other, the first that is not below the track's bin is
+// looked at, and the one before it or behind it, whichever lies on the other side of the track.
 void Match(const TrackList& tracks, const PeakList& peaks, const PeakMap& map, SInt32* matches,
            float* quotients) {
     const Full d;
@@ -35,18 +37,20 @@ void Match(const TrackList& tracks, const PeakList& peaks, const PeakMap& map, S
     const auto one = hn::Set(integers, 1);
     for (std::size_t i = 0; i < tracks.mCount; i += hn::Lanes(d)) {
         const auto place = hn::LoadU(d, &tracks.mBins[i]);
-        auto bin = BinsOf(place, map.mNumBins); // of the map, where it is the bin before
-        auto nearest = bin;
-        auto least = hn::Abs(hn::Sub(hn::GatherIndex(d, map.mPlaces, bin), place));
-        for (int neighbour = 0; neighbour < 2; ++neighbour) {
-            bin = hn::Add(bin, one);
-            const auto distance = hn::Abs(hn::Sub(hn::GatherIndex(d, map.mPlaces, bin), place));
-            const auto isNearer = hn::Lt(distance, least);
-            nearest = hn::IfThenElse(hn::RebindMask(integers, isNearer), bin, nearest);
-            least = hn::IfThenElse(isNearer, distance, least);
-        }
-        const auto isNear = hn::RebindMask(integers, hn::Lt(least, hn::Set(d, kReach)));
-        const auto index = hn::GatherIndex(integers, map.mIndices, nearest);
+        const auto first = hn::GatherIndex(integers, map.mFirsts, BinsOf(place, map.mNumBins));
+        const auto firstPlace = hn::GatherIndex(d, map.mPlaces + 1, first);
+        const auto isAbove = hn::Gt(firstPlace, place);
+        const auto lower =
+            hn::Add(first, hn::VecFromMask(integers, hn::RebindMask(integers, isAbove)));
+        const auto other = hn::GatherIndex(
+            d, map.mPlaces + 1,
+            hn::IfThenElse(hn::RebindMask(integers, isAbove), lower, hn::Add(first, one)));
+        const auto below = hn::Abs(hn::Sub(hn::IfThenElse(isAbove, other, firstPlace), place));
+        const auto above = hn::Abs(hn::Sub(hn::IfThenElse(isAbove, firstPlace, other), place));
+        const auto isNearer = hn::RebindMask(integers, hn::Lt(above, below));
+        const auto index = hn::IfThenElse(isNearer, hn::Add(lower, one), lower);
+        const auto isNear =
+            hn::RebindMask(integers, hn::Lt(hn::Min(above, below), hn::Set(d, kReach)));
         const auto match = hn::IfThenElse(isNear, index, none);
         const auto magnitude = hn::GatherIndex(d, peaks.mMagnitudes.data(), match);
         hn::StoreU(match, integers, matches + i);
@@ -117,6 +121,22 @@ void Begin(TrackList& tracks, const PeakList& peaks, float threshold, float limi
     tracks.mCount = living;
 }
 
+void List(const TrackList& tracks, UInt32 numBins, Float64 frame, PartialRecord* records) {
+    const Full d;
+    const std::size_t lanes = hn::Lanes(d);
+    HWY_ALIGN float fields[4 * kTableLanes];
+    for (std::size_t i = 0; i < tracks.mCount; i += lanes) {
+        const auto bins = hn::LoadU(d, &tracks.mBins[i]);
+        hn::StoreInterleaved4(
+            hn::BitCast(d, BinsOf(bins, numBins)), hn::LoadU(d, &tracks.mFrequencies[i]),
+            hn::LoadU(d, &tracks.mMagnitudes[i]), hn::LoadU(d, &tracks.mPhases[i]), d, fields);
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            std::memcpy(records + i + lane, fields + 4 * lane, 4 * sizeof(float));
+            records[i + lane].mTime = frame;
+        }
+    }
+}
+
 } // namespace HWY_NAMESPACE
 } // namespace qel::core
 HWY_AFTER_NAMESPACE();
@@ -128,6 +148,7 @@ namespace qel::core {
 HWY_EXPORT(Match);
 HWY_EXPORT(Erase);
 HWY_EXPORT(Begin);
+HWY_EXPORT(List);
 
 void MatchTracks(const TrackList& tracks, const PeakList& peaks, const PeakMap& map,
                  SInt32* matches, float* quotients) {
@@ -140,6 +161,11 @@ void EraseLost(TrackList& tracks, const Misses& misses) {
 
 void BeginTracks(TrackList& tracks, const PeakList& peaks, float threshold, float limit) {
     HWY_DYNAMIC_DISPATCH(Begin)(tracks, peaks, threshold, limit);
+}
+
+void ListTracks(const TrackList& tracks, UInt32 numBins, Float64 frame, PartialRecord* records) {
+    static_assert(offsetof(PartialRecord, mTime) == 4 * sizeof(float));
+    HWY_DYNAMIC_DISPATCH(List)(tracks, numBins, frame, records);
 }
 
 } // namespace qel::core

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include <QelAudioAnalysis.h>
+
 #include "timbre/PartialTracker.h"
 
 namespace qel::core {
@@ -12,10 +14,11 @@ namespace qel::core {
 // The distance within which a peak continues a track, in bins.
 constexpr float kReach = 1.0f;
 
-// Where peaks lie: by bin, one bin later, the place of the peak in it, or infinity, and its index.
+// Where peaks lie, at most one to a bin: by bin, the first peak that is not below it, and the
+// places of the peaks, with minus infinity before the first and infinity behind the last, twice.
 struct PeakMap {
+    const SInt32* mFirsts;
     const float* mPlaces;
-    const SInt32* mIndices;
     UInt32 mNumBins;
 };
 
@@ -41,5 +44,8 @@ void EraseLost(TrackList& tracks, const Misses& misses);
 
 // Begins a track with each peak that is not taken and above `threshold`, with the gain limit given.
 void BeginTracks(TrackList& tracks, const PeakList& peaks, float threshold, float limit);
+
+// The records of the frame `frame`, with room for a vector behind them.
+void ListTracks(const TrackList& tracks, UInt32 numBins, Float64 frame, PartialRecord* records);
 
 } // namespace qel::core

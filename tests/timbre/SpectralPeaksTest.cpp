@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <limits>
+#include <random>
 #include <vector>
 
 namespace qel::core {
@@ -115,6 +116,25 @@ TEST(SpectralPeaksTest, InfinitiesAndNotANumberMakeNoPeaks) {
     EXPECT_TRUE(BinsOf({0, nan, 0, 1}).empty());
     EXPECT_TRUE(BinsOf({nan, 1, nan, 1}).empty());
     EXPECT_EQ(BinsOf({0, 1, 0, kInfinity, 0}), std::vector<float>{1.0f});
+}
+
+// Of all lengths up to several words of 64 bins and with plateaus, as the definition has it.
+TEST(SpectralPeaksTest, EveryMaximumOfARandomSpectrumIsFound) {
+    std::mt19937 random(11);
+    for (std::size_t count = 3; count < 220; ++count) {
+        std::vector<float> logs(count);
+        for (float& log : logs)
+            log = static_cast<float>(random() % 8);
+        constexpr float kThreshold = 2.0f;
+        std::vector<float> levels;
+        for (std::size_t k = 1; k + 1 < count; ++k)
+            if (logs[k] > logs[k - 1] && logs[k] >= logs[k + 1] && logs[k] > kThreshold)
+                levels.push_back(logs[k - 1]);
+        std::vector<float> found;
+        for (const Peak& peak : PeaksOf(logs, kThreshold))
+            found.push_back(peak.mLogMagnitude);
+        ASSERT_EQ(found, levels) << count;
+    }
 }
 
 } // namespace
