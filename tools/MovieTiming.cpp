@@ -9,6 +9,10 @@
 namespace qel::tool {
 namespace {
 
+// Headers take some hundreds of reads. A file may also consist of millions of empty boxes or
+// pauses: after this many reads it is passed for one that cannot be read.
+constexpr int kMostReads = 1 << 17;
+
 // A box is a length and a four-letter name, then content, which may be boxes.
 struct Box {
     std::array<char, 4> name{};
@@ -66,6 +70,11 @@ public:
     // A big-endian number of so many bytes.
     std::uint64_t Number(std::int64_t position, int bytes) {
         std::array<char, 8> raw{};
+        if (mReadsLeft == 0) {
+            mFile.setstate(std::ios::failbit);
+            return 0;
+        }
+        --mReadsLeft;
         mFile.seekg(position);
         mFile.read(raw.data(), bytes);
         std::uint64_t value = 0;
@@ -87,6 +96,7 @@ public:
 private:
     std::istream& mFile;
     std::int64_t mFileEnd = 0;
+    int mReadsLeft = kMostReads;
 };
 
 struct Clock {
@@ -123,7 +133,7 @@ std::optional<Edit> ReadOnlyEdit(BoxReader& reader, const Box& list) {
     const auto count = reader.Number(list.content + 4, 4);
     const std::int64_t entryBytes = wide ? 20 : 12;
     std::optional<Edit> only;
-    for (std::uint64_t i = 0; i < count; ++i) {
+    for (std::uint64_t i = 0; i < count && reader.Good(); ++i) {
         const std::int64_t entry = 8 + static_cast<std::int64_t>(i) * entryBytes;
         if (list.content + entry + entryBytes > list.end) {
             return std::nullopt;

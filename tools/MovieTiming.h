@@ -18,7 +18,7 @@ struct MovieTiming {
 
     // Reads the boxes of a file. Empty unless the track has exactly one edit of media, and its end
     // and the track's own lie within one tick of the movie's clock; empty also for fragmented
-    // files, whose header does not know their length.
+    // files, whose header does not know their length, and for files of more than some 100000 boxes.
     static std::optional<MovieTiming> Read(std::istream& file, std::int64_t trackID);
 };
 

@@ -30,6 +30,7 @@ bool ReadHeader(std::istream& file, ChunkHeader& header) {
 bool RiffIsTruncated(std::istream& file) {
     constexpr std::int64_t kPlaceholder = 0x7FFFF000;
     constexpr std::int64_t kFormBytes = 12; // "RIFF", size, "WAVE"
+    constexpr int kMostChunks = 1 << 16;    // a file may consist of millions of empty ones
     file.seekg(0, std::ios::end);
     const std::int64_t fileEnd = file.tellg();
     file.seekg(0);
@@ -38,7 +39,7 @@ bool RiffIsTruncated(std::istream& file) {
         return false;
     }
     file.seekg(kFormBytes);
-    while (ReadHeader(file, header)) {
+    for (int chunk = 0; chunk < kMostChunks && ReadHeader(file, header); ++chunk) {
         const std::int64_t content = file.tellg();
         const std::int64_t size = header.Size();
         if (header.Is("data")) {

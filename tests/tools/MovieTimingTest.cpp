@@ -99,6 +99,29 @@ TEST(MovieTimingTest, AFragmentedFileDoesNotKnowItsLength) {
     EXPECT_FALSE(Read(RoundedMovie(Box("mvex", ""))));
 }
 
+std::string Repeated(const std::string& text, std::size_t times) {
+    std::string repeated;
+    for (std::size_t i = 0; i < times; ++i) {
+        repeated += text;
+    }
+    return repeated;
+}
+
+TEST(MovieTimingTest, AFewThousandBoxesInFrontArePassedOver) {
+    EXPECT_TRUE(Read(Repeated(Box("free", ""), 5000) + RoundedMovie()).has_value());
+}
+
+// Each is a read of its own, and a file of the usual size has room for millions.
+TEST(MovieTimingTest, BoxesAndPausesBeyondReasonAreNotFollowed) {
+    constexpr std::size_t kMany = 200000;
+    EXPECT_FALSE(Read(Repeated(Box("free", ""), kMany) + RoundedMovie()).has_value());
+    const std::string pauses = Repeated(Edit(0, 0xFFFFFFFF), kMany);
+    EXPECT_FALSE(Read(Box("moov", ClockBox("mvhd", 1000, 334) +
+                                      Track(kTrack, EditBox(pauses + Edit(333, 1024), kMany + 1),
+                                            ClockBox("mdhd", 44100, 15724))))
+                     .has_value());
+}
+
 TEST(MovieTimingTest, EveryCutOfAFileIsReadWithoutFault) {
     const std::string whole = RoundedMovie();
     for (std::size_t size = 0; size < whole.size(); ++size) {

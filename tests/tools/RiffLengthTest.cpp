@@ -45,6 +45,19 @@ TEST(RiffLengthTest, PlaceholdersOfStreamingProgramsAreNoLengths) {
     }
 }
 
+// Each is a read of its own, and a file of the usual size has room for millions.
+TEST(RiffLengthTest, ChunksBeyondReasonAreNotFollowed) {
+    const auto cutBehind = [](std::size_t count) {
+        std::string chunks;
+        for (std::size_t i = 0; i < count; ++i) {
+            chunks += Chunk("note", 0, 0);
+        }
+        return IsTruncated(Form(chunks + Chunk("data", 100, 99)));
+    };
+    EXPECT_TRUE(cutBehind(60000));
+    EXPECT_FALSE(cutBehind(70000));
+}
+
 TEST(RiffLengthTest, OtherFilesAreNoneOfItsBusiness) {
     EXPECT_FALSE(IsTruncated(""));
     EXPECT_FALSE(IsTruncated("RIF"));
