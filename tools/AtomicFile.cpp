@@ -1,5 +1,6 @@
 #include "tools/AtomicFile.h"
 
+#include "tools/Interrupt.h"
 #include "tools/ToolError.h"
 
 #include <cerrno>
@@ -25,6 +26,20 @@ mode_t ModeOfNewFiles() {
     return 0666 & ~mask;
 }
 
+// A pipe with a name waits here for its reader.
+int OpenInPlace(const std::string& path) {
+    for (;;) {
+        const int descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+        if (descriptor >= 0) {
+            return descriptor;
+        }
+        if (errno != EINTR) {
+            Refuse(path, errno);
+        }
+        Interrupt::Check();
+    }
+}
+
 } // namespace
 
 AtomicFile::AtomicFile(const std::string& path) : mPath(path) {
@@ -38,11 +53,7 @@ AtomicFile::AtomicFile(const std::string& path) : mPath(path) {
         Refuse(path, EISDIR);
     }
     if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        const int descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-        if (descriptor < 0) {
-            Refuse(path, errno);
-        }
-        mSink.emplace(descriptor, path);
+        mSink.emplace(OpenInPlace(path), path);
         return;
     }
     // A link stays a link: what it points at is replaced.

@@ -20,7 +20,7 @@ void Interrupt::Install() {
     struct sigaction action {};
     action.sa_handler = Remember;
     sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
+    action.sa_flags = 0; // no SA_RESTART: what waits is to find out
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction old {};
         // nohup and background jobs have some of them ignored, which is to stay.
@@ -30,6 +30,10 @@ void Interrupt::Install() {
     }
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN); // a limit on file sizes shows as an error of write, too
+}
+
+bool Interrupt::IsRequested() {
+    return sSignal != 0;
 }
 
 void Interrupt::Check() {

@@ -11,8 +11,13 @@ public:
         int signal;
     };
 
-    // Takes SIGINT, SIGTERM and SIGHUP over, and lets a closed pipe show as an error of write.
+    // Takes SIGINT, SIGTERM and SIGHUP over, and lets a closed pipe show as an error of write. From
+    // then on these signals break off whatever waits, as a write to a pipe that nobody reads: it
+    // fails with EINTR, upon which Check is to be called.
     static void Install();
+
+    // Whether one of the signals has come.
+    static bool IsRequested();
 
     // Throws Requested if one of the signals has come.
     static void Check();

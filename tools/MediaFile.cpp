@@ -1,5 +1,6 @@
 #include "tools/MediaFile.h"
 
+#include "tools/Interrupt.h"
 #include "tools/MovieTiming.h"
 #include "tools/OggEnding.h"
 #include "tools/RiffLength.h"
@@ -54,10 +55,17 @@ void CheckRegularFile(const std::string& path) {
     }
 }
 
+// FFmpeg may search a long way for the next packet; every read on it asks this first.
+int WantsToEnd(void*) {
+    return Interrupt::IsRequested() ? 1 : 0;
+}
+
 AvHandle<AVIOContext> OpenLocal(const std::string& path) {
     AVIOContext* file = nullptr;
     const std::string address = "file:" + path;
-    if (avio_open(&file, address.c_str(), AVIO_FLAG_READ) < 0) {
+    const AVIOInterruptCB interrupt{WantsToEnd, nullptr};
+    if (avio_open2(&file, address.c_str(), AVIO_FLAG_READ, &interrupt, nullptr) < 0) {
+        Interrupt::Check();
         throw ToolError("cannot be read");
     }
     return AvHandle<AVIOContext>(file);
@@ -77,6 +85,9 @@ AvHandle<AVFormatContext> OpenContainer(AVIOContext& file) {
     av_dict_set(&options, "protocol_whitelist", "", 0);
     const int status = avformat_open_input(&context, nullptr, nullptr, &options);
     av_dict_free(&options);
+    if (status < 0) {
+        Interrupt::Check();
+    }
     if (status == AVERROR(ENOMEM)) { // also of sizes that a damaged header states
         throw ToolError("wants more memory than there is, or is damaged");
     }
@@ -94,6 +105,7 @@ MediaFile::MediaFile(const std::string& path) : mPath(path) {
     mContext = OpenContainer(*mFile);
     // A status below 0 leaves the streams as they are; the choice below then finds none.
     avformat_find_stream_info(mContext.get(), nullptr);
+    Interrupt::Check();
     const int index = av_find_best_stream(mContext.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
     if (index < 0) {
         throw ToolError("holds no audio stream");
@@ -113,6 +125,7 @@ bool MediaFile::ReadPacket(AVPacket& packet) {
         }
         av_packet_unref(&packet);
     }
+    Interrupt::Check(); // reads fail when the program is to end
     return false;
 }
 

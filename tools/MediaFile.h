@@ -20,7 +20,7 @@ public:
     explicit MediaFile(const std::string& path);
 
     // Reads the next packet of the stream. False at the end; also false after a read error, which
-    // a look at the declared length then reveals as a truncated file.
+    // a look at the declared length then reveals as a truncated file. Throws Interrupt::Requested.
     bool ReadPacket(AVPacket& packet);
 
     const AVStream& Stream() const { return *mStream; }

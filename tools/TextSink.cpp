@@ -1,5 +1,6 @@
 #include "tools/TextSink.h"
 
+#include "tools/Interrupt.h"
 #include "tools/ToolError.h"
 
 #include <cerrno>
@@ -29,6 +30,7 @@ void TextSink::Flush() {
     const char* next = mBuffer.data();
     const char* const end = next + mBuffer.size();
     while (next != end) {
+        Interrupt::Check(); // before it waits, and after a signal broke the wait off
         const ssize_t written = write(mDescriptor, next, static_cast<std::size_t>(end - next));
         if (written < 0 && errno != EINTR) {
             const int error = errno;

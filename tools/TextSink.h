@@ -32,7 +32,8 @@ public:
         }
     }
 
-    // Writes the buffer out. Throws OutputError, or ClosedPipe if the reader has gone.
+    // Writes the buffer out. Throws OutputError, ClosedPipe if the reader has gone, or
+    // Interrupt::Requested.
     void Flush();
 
     // Writes out and closes; a file system may tell of a full disk only here. Throws like Flush.
