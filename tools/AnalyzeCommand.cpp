@@ -3,16 +3,17 @@
 #include "tools/BeatWriter.h"
 #include "tools/CsvWriter.h"
 #include "tools/FileAnalyzer.h"
+#include "tools/FileIdentities.h"
 #include "tools/JsonWriter.h"
 #include "tools/KeyList.h"
 #include "tools/LabelWriter.h"
+#include "tools/StandardStreams.h"
 #include "tools/ToolError.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
-#include <system_error>
+#include <new>
 #include <unistd.h>
 
 namespace qel::tool {
@@ -89,9 +90,14 @@ AnalysisPlan MakePlan(const AnalyzeOptions& options) {
 
 // Results in the place of the audio they came from would be a loss that nobody asked for.
 void RefuseToOverwriteInput(const AnalyzeOptions& options) {
-    std::error_code differs;
+    const bool isStandard = options.output == "-";
     for (const std::string& file : options.files) {
-        if (std::filesystem::equivalent(file, options.output, differs)) {
+        const FileIdentities input({file});
+        if (isStandard && input.HasDescriptor(STDOUT_FILENO)) {
+            throw UsageError(
+                fmt::format("standard output is one of the files to analyze: {}", file));
+        }
+        if (!isStandard && input.HasPath(options.output)) {
             throw UsageError(fmt::format("--output {} is one of the files to analyze", file));
         }
     }
@@ -134,7 +140,15 @@ std::unique_ptr<ResultWriter> MakeWriter(const AnalyzeOptions& options, const An
 
 void Say(ProgressBar& progress, const std::string& line) {
     progress.Clear();
-    fmt::print(stderr, "qel: {}\n", line);
+    StandardStreams::Complain(line);
+}
+
+// A file without results: it is told, and the files behind it are still analyzed.
+bool Fail(const std::string& path, const std::string& reason, ResultWriter& writer,
+          ProgressBar& progress) {
+    Say(progress, fmt::format("{}: {}", path, reason));
+    writer.FailFile(path, reason);
+    return false;
 }
 
 bool AnalyzeOne(const AnalysisPlan& plan, const std::string& path, std::size_t index,
@@ -152,9 +166,9 @@ bool AnalyzeOne(const AnalysisPlan& plan, const std::string& path, std::size_t i
     } catch (const OutputError&) {
         throw;
     } catch (const ToolError& error) {
-        Say(progress, fmt::format("{}: {}", path, error.what()));
-        writer.FailFile(path, error.what());
-        return false;
+        return Fail(path, error.what(), writer, progress);
+    } catch (const std::bad_alloc&) { // all that was taken for this file has been given back
+        return Fail(path, "out of memory", writer, progress);
     }
 }
 
@@ -162,6 +176,9 @@ bool AnalyzeOne(const AnalysisPlan& plan, const std::string& path, std::size_t i
 
 int RunAnalyze(const AnalyzeOptions& options) {
     const AnalysisPlan plan = MakePlan(options);
+    if (options.output.empty()) {
+        throw UsageError("--output is empty");
+    }
     RefuseToOverwriteInput(options);
     const std::unique_ptr<ResultWriter> writer = MakeWriter(options, plan);
     ProgressBar progress(STDERR_FILENO, isatty(STDERR_FILENO) != 0 && !options.quiet);

@@ -18,7 +18,7 @@ public:
     // file of one channel can go to. files are those of the command line: the output files are
     // named after them.
     BeatWriter(const std::string& output, const std::vector<std::string>& files)
-        : mFiles(output), mNames(ResultFiles::UniqueNames(files)) {}
+        : mFiles(output, files), mNames(ResultFiles::UniqueNames(files)) {}
 
     void BeginFile(const FileHeader& header) override;
     void Write(std::size_t key, const Result& result) override;

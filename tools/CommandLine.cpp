@@ -4,16 +4,20 @@
 #include "tools/AudioDecoder.h"
 #include "tools/Interrupt.h"
 #include "tools/KeysCommand.h"
+#include "tools/StandardStreams.h"
 #include "tools/ToolError.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <exception>
 #include <fmt/format.h>
 #include <iostream>
 #include <map>
 #include <new>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace qel::tool {
 namespace {
@@ -130,12 +134,41 @@ std::string FirstLine(const std::string& text) {
     return text.substr(0, text.find('\n'));
 }
 
+// The parser takes "[live]" and "[one,two]" for lists and would look for files without brackets. A
+// byte of 0 behind them, which no argument can have of itself, keeps it from that.
+std::vector<std::string> GuardBrackets(int argc, const char* const* argv) {
+    std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+    for (std::string& argument : arguments) {
+        if (argument.starts_with('[') && argument.ends_with(']')) {
+            argument += '\0';
+        }
+    }
+    return arguments;
+}
+
+void Unguard(std::string& text) {
+    std::erase(text, '\0');
+}
+
+void UnguardBrackets(CommandLine& line) {
+    AnalyzeOptions& options = line.analyze;
+    for (auto* texts : {&options.files, &options.keyLists, &options.parameters}) {
+        std::for_each(texts->begin(), texts->end(), Unguard);
+    }
+    Unguard(options.output);
+    Unguard(options.minStrength);
+    Unguard(line.describedKey);
+}
+
 int ParseAndRun(int argc, const char* const* argv) {
     CLI::App app("Audio features of music, from files", "qel");
     CommandLine line;
     AddCommands(app, line);
     try {
-        app.parse(argc, argv);
+        std::vector<std::string> arguments = GuardBrackets(argc, argv);
+        std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
+        app.parse(std::move(arguments));
+        UnguardBrackets(line);
     } catch (const CLI::Success& request) { // --help, --version
         app.exit(request, std::cout, std::cerr);
         return std::cout.flush() ? kExitSuccess : kExitFailure;
@@ -146,13 +179,14 @@ int ParseAndRun(int argc, const char* const* argv) {
 }
 
 int Fail(const char* message, ExitStatus status) {
-    fmt::print(stderr, "qel: {}\n", message);
+    StandardStreams::Complain(message);
     return status;
 }
 
 } // namespace
 
 int RunCommandLine(int argc, const char* const* argv) {
+    StandardStreams::Secure();
     Interrupt::Install();
     AudioDecoder::SilenceLibrary();
     try {

@@ -16,7 +16,7 @@ public:
     // output is a directory, made when it is needed, or "-" for standard output, which only one
     // key of one file can go to. files are those of the command line: several get a directory each.
     CsvWriter(const std::string& output, const std::vector<std::string>& files)
-        : mFiles(output), mDirectories(ResultFiles::Directories(files)) {}
+        : mFiles(output, files), mDirectories(ResultFiles::Directories(files)) {}
 
     void BeginFile(const FileHeader& header) override;
     void Write(std::size_t key, const Result& result) override;

@@ -19,7 +19,7 @@ public:
     // key of one file of one channel can go to. files are those of the command line: several get a
     // directory each.
     LabelWriter(const std::string& output, const std::vector<std::string>& files)
-        : mFiles(output), mDirectories(ResultFiles::Directories(files)) {}
+        : mFiles(output, files), mDirectories(ResultFiles::Directories(files)) {}
 
     void BeginFile(const FileHeader& header) override;
     void Write(std::size_t key, const Result& result) override;

@@ -1,5 +1,7 @@
 #include "tools/ProgressBar.h"
 
+#include "tools/Texts.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
@@ -21,7 +23,7 @@ void Send(int descriptor, std::string_view text) {
 } // namespace
 
 void ProgressBar::Begin(const std::string& path, std::int64_t expectedFrames, int sampleRateHz) {
-    mName = std::filesystem::path(path).filename().string();
+    mName = PrintableText(std::filesystem::path(path).filename().string());
     mExpectedFrames = expectedFrames;
     mRateHz = sampleRateHz;
     mLast = {};

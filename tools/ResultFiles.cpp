@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <fmt/format.h>
+#include <map>
 #include <set>
 #include <system_error>
 
@@ -25,6 +26,9 @@ void ResultFiles::Add(const std::filesystem::path& path) {
         return;
     }
     const std::filesystem::path whole = std::filesystem::path(mOutput) / path;
+    if (mInputs.HasPath(whole.string())) {
+        throw OutputError(fmt::format("{}: is one of the files to analyze", whole.string()));
+    }
     MakeDirectory(whole.parent_path());
     mFiles.emplace_back(whole.string());
 }
@@ -71,14 +75,16 @@ void ResultFiles::Drop() {
 std::vector<std::string> ResultFiles::UniqueNames(const std::vector<std::string>& files) {
     std::vector<std::string> names;
     std::set<std::string> taken;
+    std::map<std::string, int> next; // what to try for a name that came before
     for (const std::string& file : files) {
         std::string base = std::filesystem::path(file).filename().string();
         if (base.empty() || base == "." || base == "..") {
             base = "file";
         }
         std::string name = base;
-        for (int i = 2; !taken.insert(Lowered(name)).second; ++i) {
-            name = fmt::format("{}-{}", base, i);
+        int& number = next.try_emplace(Lowered(base), 2).first->second;
+        while (!taken.insert(Lowered(name)).second) {
+            name = fmt::format("{}-{}", base, number++);
         }
         names.push_back(name);
     }

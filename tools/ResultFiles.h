@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/AtomicFile.h"
+#include "tools/FileIdentities.h"
 
 #include <cstddef>
 #include <deque>
@@ -16,8 +17,10 @@ namespace qel::tool {
 // nothing came into them.
 class ResultFiles {
 public:
-    // output is a directory, or "-" for standard output.
-    explicit ResultFiles(std::string output) : mOutput(std::move(output)) {}
+    // output is a directory, or "-" for standard output. inputs are the files of audio, which no
+    // output may replace.
+    explicit ResultFiles(std::string output, const std::vector<std::string>& inputs = {})
+        : mOutput(std::move(output)), mInputs(inputs) {}
     ~ResultFiles() { Drop(); }
     ResultFiles(const ResultFiles&) = delete;
     ResultFiles& operator=(const ResultFiles&) = delete;
@@ -55,6 +58,7 @@ private:
     void MakeDirectory(const std::filesystem::path& directory);
 
     std::string mOutput;
+    FileIdentities mInputs;
     std::vector<std::filesystem::path> mMade;
     std::deque<AtomicFile> mFiles;
 };

@@ -1,5 +1,6 @@
 #include "tools/Texts.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 namespace qel::tool {
@@ -18,6 +19,24 @@ std::string CsvText(const std::string& text) {
         quoted.append(c == '"' ? 2 : 1, c);
     }
     return quoted + '"';
+}
+
+std::string PrintableText(std::string_view text) {
+    constexpr std::string_view kNamed = "\n\r\t";
+    constexpr std::string_view kNames = "nrt";
+    std::string printable;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        const std::size_t named = kNamed.find(c);
+        if (named != std::string_view::npos) {
+            printable += {'\\', kNames[named]};
+        } else if (byte < ' ' || byte == 0x7F) {
+            printable += fmt::format("\\x{:02x}", byte);
+        } else {
+            printable += c;
+        }
+    }
+    return printable;
 }
 
 } // namespace qel::tool

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace qel::tool {
 
@@ -11,5 +12,9 @@ std::string JsonText(const std::string& text);
 // A text as a field of CSV: one with a comma, a quote or a line break stands in quotes, with its
 // quotes doubled.
 std::string CsvText(const std::string& text);
+
+// A text that stays in its line and leaves a terminal as it is: control characters become "\n",
+// "\t", "\r" or "\x1b". Other bytes pass as they are, UTF-8 or not.
+std::string PrintableText(std::string_view text);
 
 } // namespace qel::tool
