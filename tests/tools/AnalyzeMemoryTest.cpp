@@ -3,6 +3,7 @@
 #include "tests/tools/TestAudio.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <filesystem>
 #include <string>
@@ -57,6 +58,27 @@ TEST(AnalyzeMemoryTest, JsonOfALongFileTakesNoMoreMemoryThanOfAShortOne) {
     EXPECT_GT(static_cast<long>(std::filesystem::file_size(directory.File("out.json"))),
               kLeastResultBytes);
     EXPECT_LT(twenty - one, kAllowedGrowthKilobytes) << one << " kB and " << twenty << " kB";
+}
+
+TEST(AnalyzeMemoryTest, AFileThatNeedsMoreThanThereIsFailsAloneInOneLine) {
+    if (QEL_SANITIZED) {
+        GTEST_SKIP() << "the checker needs address space without end";
+    }
+    const TempDirectory directory;
+    const std::string large = directory.File("large.wav");
+    const std::string small = directory.File("small.wav");
+    WriteRepeatedWav(large, kRateHz, Noise(kRateHz, 0.5f), 300);
+    WriteRepeatedWav(small, kRateHz, Noise(kRateHz, 0.5f), 1);
+    // The key keeps 254 MB a minute.
+    const ChildResult result = RunTool({"analyze", large, small, "--keys", "reasigned spectrum",
+                                        "--output", directory.File("out.json")},
+                                       {.addressSpace = 600UL << 20, .seconds = 120});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "qel: " + large + ": out of memory\n");
+    const auto files = nlohmann::json::parse(ReadFile(directory.File("out.json")))["files"];
+    ASSERT_EQ(files.size(), 2u);
+    EXPECT_EQ(files[0]["error"], "out of memory");
+    EXPECT_EQ(files[1]["frames"], kRateHz);
 }
 
 } // namespace

@@ -4,7 +4,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -35,6 +37,41 @@ std::string ReadAll(int descriptor) {
     return text;
 }
 
+void Limit(__rlimit_resource resource, unsigned long most) {
+    if (most != 0) {
+        const rlimit limit{most, most};
+        setrlimit(resource, &limit);
+    }
+}
+
+// What the setup says of streams. They come before limits, which might forbid them.
+void SetStreams(const ChildSetup& setup, int ownOut, int ownErr) {
+    int out = setup.outDescriptor >= 0 ? setup.outDescriptor : ownOut;
+    if (!setup.outPath.empty()) {
+        out = open(setup.outPath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    }
+    dup2(out, STDOUT_FILENO);
+    dup2(setup.errDescriptor >= 0 ? setup.errDescriptor : ownErr, STDERR_FILENO);
+    if (!setup.inPath.empty()) {
+        dup2(open(setup.inPath.c_str(), O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    }
+    for (const int descriptor : setup.closed) {
+        close(descriptor);
+    }
+}
+
+void SetLimits(const ChildSetup& setup) {
+    Limit(RLIMIT_FSIZE, setup.largestFile);
+    Limit(RLIMIT_AS, setup.addressSpace);
+    Limit(RLIMIT_NOFILE, setup.openFiles);
+    if (setup.heedsPermissions) {
+        // They fail for anybody but root, who has no such powers in the first place.
+        prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
+        prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
+    }
+    alarm(setup.seconds);
+}
+
 } // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& command, const ChildSetup& setup)
@@ -49,19 +86,14 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command, const ChildS
 }
 
 void ChildProcess::Become(const std::vector<std::string>& command, const ChildSetup& setup) {
-    int out = setup.outDescriptor >= 0 ? setup.outDescriptor : mOut;
-    if (!setup.outPath.empty()) {
-        out = open(setup.outPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-    }
-    dup2(out, STDOUT_FILENO);
-    dup2(setup.errDescriptor >= 0 ? setup.errDescriptor : mErr, STDERR_FILENO);
+    SetStreams(setup, mOut, mErr);
     if (!setup.temporaryDirectory.empty()) {
         setenv("TMPDIR", setup.temporaryDirectory.c_str(), 1);
     }
-    if (setup.largestFile != 0) {
-        const rlimit limit{setup.largestFile, setup.largestFile};
-        setrlimit(RLIMIT_FSIZE, &limit);
+    if (!setup.workingDirectory.empty() && chdir(setup.workingDirectory.c_str()) != 0) {
+        _exit(127);
     }
+    SetLimits(setup);
     std::vector<char*> arguments;
     for (const std::string& argument : command) {
         arguments.push_back(const_cast<char*>(argument.c_str()));

@@ -22,6 +22,13 @@ struct ChildSetup {
     int errDescriptor = -1;           // where its standard error goes; -1: into the result
     int outDescriptor = -1;           // where its standard output goes, before outPath
     unsigned long largestFile = 0;    // limit on the size of its files in bytes; 0: none
+    std::string inPath{};             // what it reads as standard input; empty: as the test
+    std::string workingDirectory{};   // where it starts; empty: where the test is
+    std::vector<int> closed{};        // standard descriptors it begins without
+    unsigned long addressSpace = 0;   // limit on its memory in bytes of addresses; 0: none
+    unsigned long openFiles = 0;      // limit on its open files; 0: none
+    unsigned int seconds = 0;         // after these, SIGALRM ends it as hung; 0: never
+    bool heedsPermissions = false;    // root's child, too, is held by the permissions of files
 };
 
 // A program that runs beside the test. It is killed if nobody waits for it.
@@ -35,6 +42,7 @@ public:
     ChildProcess& operator=(const ChildProcess&) = delete;
 
     void Send(int signal) const;
+    pid_t Id() const { return mProcess; }
     ChildResult Wait();
 
 private:

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,26 @@ using Strings = std::vector<std::string>;
 TEST(ResultFilesTest, InputsKeepTheirNamesAndNeverShareOne) {
     EXPECT_EQ(ResultFiles::UniqueNames({"a/x.wav", "b/x.wav", "x.wav-2", "X.WAV", "x.mp3"}),
               (Strings{"x.wav", "x.wav-2", "x.wav-2-2", "X.WAV-3", "x.mp3"}));
+}
+
+TEST(ResultFilesTest, ManyEqualNamesTakeNoSearchThroughThoseBefore) {
+    // To try all numbers for each of them would take five billion steps.
+    const Strings names = ResultFiles::UniqueNames(Strings(100'000, "a/x.wav"));
+    EXPECT_EQ(names.front(), "x.wav");
+    EXPECT_EQ(names.back(), "x.wav-100000");
+}
+
+TEST(ResultFilesTest, NoFileTakesThePlaceOfAnInput) {
+    const TempDirectory directory;
+    WriteFile(directory.File("input"), "audio");
+    std::filesystem::create_symlink("input", directory.File("link"));
+    ResultFiles files(directory.Path(), {directory.File("input"), directory.File("missing")});
+    EXPECT_THROW(files.Add("input"), OutputError);
+    EXPECT_THROW(files.Add("link"), OutputError);
+    files.Add("other");
+    files.Commit();
+    EXPECT_EQ(directory.Entries(), (Strings{"input", "link", "other"}));
+    EXPECT_EQ(ReadFile(directory.File("input")), "audio");
 }
 
 TEST(ResultFilesTest, APathWithoutANameStillGetsOne) {

@@ -20,5 +20,11 @@ TEST(TextsTest, CsvQuotesWhatWouldEndTheField) {
     EXPECT_EQ(CsvText("a\nb"), "\"a\nb\"");
 }
 
+TEST(TextsTest, PrintableTextStaysInItsLine) {
+    EXPECT_EQ(PrintableText("caf\xC3\xA9 \\n, caf\xE9"), "caf\xC3\xA9 \\n, caf\xE9");
+    EXPECT_EQ(PrintableText("a\nb\rc\td"), "a\\nb\\rc\\td");
+    EXPECT_EQ(PrintableText(std::string_view("\0\x1B[2J\x7F", 6)), "\\x00\\x1b[2J\\x7f");
+}
+
 } // namespace
 } // namespace qel::tool
