@@ -79,7 +79,11 @@ private:
     }
 
     void AllocateAnything() {
-        const auto channels = static_cast<SInt32>(mProgram.Long());
+        // Of many channels or with a sign that is out of place.
+        const auto channels = static_cast<SInt32>(mProgram.Long()) >> (mProgram.Coin() ? 16 : 0);
+        if (channels > (1 << 20)) {
+            return; // pointers alone
+        }
         const UInt32 bytesPerFrame = mProgram.Long();
         const UInt32 capacity = mProgram.Long();
         const auto bytes = static_cast<long double>(channels != 0 ? channels : 1) *

@@ -132,6 +132,7 @@ public:
         Require(QelAudioAnalysisInitialize(mHandle, setup.maxFrames, &setup.format, nullptr,
                                            setup.streamLength) == 0,
                 "a canonical format is taken");
+        mDigests.Clear();
     }
 
     void SetParameter(CFStringRef name, float value) {
