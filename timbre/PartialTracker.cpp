@@ -19,7 +19,6 @@ constexpr float kLimitAtBirth = 20.0f;
 constexpr float kGrowth = 1.5f;
 constexpr float kRestLevel = 1.5f;
 constexpr float kDecay = -0.05f;
-constexpr UInt32 kRun = 16; // bins; peaks are seldom farther apart
 
 } // namespace
 
@@ -34,18 +33,19 @@ ActivePartial TrackList::At(std::size_t index) const {
             mMagnitudes[index], mPhases[index],      mMissedFrames[index]};
 }
 
+CandidateList::CandidateList(std::size_t most)
+    : mTracks(most + kVectorRoom), mPeaks(most + kVectorRoom), mGains(most + kVectorRoom) {}
+
 PartialTracker::PartialTracker(UInt32 numBins)
     : mNumBins(numBins), mPeaks(numBins), mPartials(MostPartials(numBins)),
-      mMatches(MostPartials(numBins) + kVectorRoom), mGains(MostPartials(numBins) + kVectorRoom),
-      mContinued(MostPartials(numBins) + 1), mPeakPlaces(mPeaks.mBins.size() + 3, -kNowhere),
-      mFirstPeaks(numBins + kRun) {}
+      mCandidates(MostPartials(numBins)), mContinued(MostPartials(numBins) + 1),
+      mPeakPlaces(mPeaks.mBins.size() + 4, -kNowhere), mFirstPeaks(numBins + kVectorRoom) {}
 
 void PartialTracker::Track(std::span<const float> magnitudes, float threshold) {
     MapPeaks();
     MatchAll();
     Choose();
-    EraseLost(mPartials, {magnitudes.data(), static_cast<UInt32>(magnitudes.size()),
-                          mMatches.data(), static_cast<SInt32>(mPeaks.mCount), mGains.data()});
+    EraseLost(mPartials, {magnitudes.data(), static_cast<UInt32>(magnitudes.size())});
     BeginTracks(mPartials, mPeaks, threshold, kLimitAtBirth);
 }
 
@@ -55,22 +55,8 @@ void PartialTracker::MapPeaks() {
     std::fill_n(mPeaks.mMatched.begin(), count + 1, 0);
     mPeaks.mMagnitudes[count] = 1.0f;
     std::copy_n(mPeaks.mBins.begin(), count, mPeakPlaces.begin() + 1);
-    std::fill_n(mPeakPlaces.begin() + 1 + count, 2, kNowhere);
-    const float* const bins = mPeaks.mBins.data();
-    SInt32* const firsts = mFirstPeaks.data();
-    bool isCrowded = false;
-    UInt32 from = 0;
-    for (UInt32 i = 0; i < count; ++i) {
-        const UInt32 bin = BinOf(bins[i], mNumBins);
-        isCrowded |= bin < from;
-        // Whole runs, of which the next one overwrites what is too much.
-        do
-            std::fill_n(firsts + from, kRun, static_cast<SInt32>(i));
-        while ((from += kRun) <= bin);
-        from = bin + 1;
-    }
-    std::fill(mFirstPeaks.begin() + from, mFirstPeaks.end(), static_cast<SInt32>(count));
-    mIsCrowded = isCrowded;
+    std::fill_n(mPeakPlaces.begin() + 1 + count, 3, kNowhere);
+    mIsCrowded = FindFirstPeaks(mPeaks, mNumBins, mFirstPeaks.data());
 }
 
 // The nearest peak in reach, taken or not, the lowest of several; the number of peaks if there is
@@ -107,38 +93,50 @@ SInt32 PartialTracker::NearestFreePeak(float bin, SInt32 nearest) const {
 // waits for the one before. Peaks of a spectrum are a bin apart but for a rounding, so that hardly
 // ever two of them share one.
 void PartialTracker::MatchAll() {
-    const std::size_t count = mPartials.mCount;
-    MatchTracks(mPartials, mPeaks, {mFirstPeaks.data(), mPeakPlaces.data(), mNumBins},
-                mMatches.data(), mGains.data());
-    if (mIsCrowded) {
-        for (std::size_t i = 0; i < count; ++i) {
-            mMatches[i] = NearestPeak(mPartials.mBins[i]);
-            mGains[i] =
-                mPeaks.mMagnitudes[static_cast<UInt32>(mMatches[i])] / mPartials.mMagnitudes[i];
-        }
-    }
-    const int logs = static_cast<int>(count);
-    vvlogf(mGains.data(), mGains.data(), &logs);
-    vDSP_vsmul(mGains.data(), 1, &kLevelFactor, mGains.data(), 1, count);
+    if (mIsCrowded)
+        MatchCrowded();
+    else
+        MatchTracks(mPartials, {mFirstPeaks.data(), mPeakPlaces.data(), mNumBins}, mCandidates);
+    DivideMagnitudes(mPeaks, mCandidates);
+    float* const gains = mCandidates.mGains.data();
+    const int logs = static_cast<int>(mCandidates.mCount);
+    vvlogf(gains, gains, &logs);
+    vDSP_vsmul(gains, 1, &kLevelFactor, gains, 1, mCandidates.mCount);
 }
 
-// In the order of the tracks. Whether one is continued is hard to foretell, so that those that are
-// are gathered without a branch.
+void PartialTracker::MatchCrowded() {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < mPartials.mCount; ++i) {
+        mCandidates.mTracks[count] = static_cast<SInt32>(i);
+        mCandidates.mPeaks[count] = NearestPeak(mPartials.mBins[i]);
+        mCandidates.mGains[count] = mPartials.mMagnitudes[i];
+        count += std::size_t{mCandidates.mPeaks[count] != static_cast<SInt32>(mPeaks.mCount)};
+    }
+    mCandidates.mCount = count;
+}
+
+// In the order of the tracks. Whether one is continued, or rises too far and is lost, is hard to
+// foretell, so that neither is a branch.
 void PartialTracker::Choose() {
     const auto none = static_cast<SInt32>(mPeaks.mCount);
-    const std::size_t count = mPartials.mCount;
     const float* const limits = mPartials.mGainLimits.data();
+    SInt32* const missed = mPartials.mMissedFrames.data();
     SInt32* const matched = mPeaks.mMatched.data();
-    SInt32* const matches = mMatches.data();
-    float* const gains = mGains.data();
+    const SInt32* const tracks = mCandidates.mTracks.data();
+    const SInt32* const peaks = mCandidates.mPeaks.data();
+    const float* const gains = mCandidates.mGains.data();
     UInt32* const continued = mContinued.data();
     std::size_t continuedCount = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (matched[matches[i]] != 0) [[unlikely]]
+    for (std::size_t i = 0; i < mCandidates.mCount; ++i) {
+        if (matched[peaks[i]] != 0) [[unlikely]]
             MatchAgain(i);
-        const SInt32 match = matches[i];
-        const bool continues = (match != none) & !(gains[i] > limits[i]);
-        matched[match] |= SInt32{continues};
+        const SInt32 peak = peaks[i];
+        const SInt32 track = tracks[i];
+        const bool isThere = peak != none;
+        const bool rises = gains[i] > limits[track];
+        const bool continues = isThere & !rises;
+        matched[peak] |= SInt32{continues};
+        missed[track] += SInt32{isThere & rises} * (kMostMissedFrames + 1);
         continued[continuedCount] = static_cast<UInt32>(i);
         continuedCount += std::size_t{continues};
     }
@@ -146,25 +144,28 @@ void PartialTracker::Choose() {
 }
 
 // The nearest peak is taken.
-void PartialTracker::MatchAgain(std::size_t track) {
-    const SInt32 match = NearestFreePeak(mPartials.mBins[track], mMatches[track]);
-    const float magnitude = mPeaks.mMagnitudes[static_cast<UInt32>(match)];
-    mMatches[track] = match;
-    mGains[track] = kLevelFactor * std::log(magnitude / mPartials.mMagnitudes[track]);
+void PartialTracker::MatchAgain(std::size_t candidate) {
+    const auto track = static_cast<UInt32>(mCandidates.mTracks[candidate]);
+    const SInt32 peak = NearestFreePeak(mPartials.mBins[track], mCandidates.mPeaks[candidate]);
+    const float magnitude = mPeaks.mMagnitudes[static_cast<UInt32>(peak)];
+    mCandidates.mPeaks[candidate] = peak;
+    mCandidates.mGains[candidate] =
+        kLevelFactor * std::log(magnitude / mPartials.mMagnitudes[track]);
 }
 
-void PartialTracker::Continue(std::span<const UInt32> tracks) {
+void PartialTracker::Continue(std::span<const UInt32> candidates) {
     const float fall = 1.0f - std::exp(kDecay);
     const PeakList& peaks = mPeaks;
     TrackList& partials = mPartials;
-    for (const UInt32 track : tracks) {
-        const auto peak = static_cast<UInt32>(mMatches[track]);
+    for (const UInt32 candidate : candidates) {
+        const auto track = static_cast<UInt32>(mCandidates.mTracks[candidate]);
+        const auto peak = static_cast<UInt32>(mCandidates.mPeaks[candidate]);
         // The new limit deliberately starts from the peak's logarithm and not from the old limit.
         const float level = peaks.mLogMagnitudes[peak];
         const float rested = level - fall * (level - kRestLevel);
         partials.mBins[track] = peaks.mBins[peak];
         partials.mFrequencies[track] = peaks.mFrequencies[peak];
-        partials.mGainLimits[track] = std::max(rested, kGrowth * mGains[track]);
+        partials.mGainLimits[track] = std::max(rested, kGrowth * mCandidates.mGains[candidate]);
         partials.mMagnitudes[track] = peaks.mMagnitudes[peak];
         partials.mPhases[track] = peaks.mPhases[peak];
         partials.mMissedFrames[track] = -1; // as all of them are counted on

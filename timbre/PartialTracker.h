@@ -35,6 +35,17 @@ struct TrackList {
     std::vector<SInt32> mMissedFrames;
 };
 
+// Tracks that a peak may continue, an array for each of their values.
+struct CandidateList {
+    // With room for so many. Raises std::bad_alloc.
+    explicit CandidateList(std::size_t most);
+
+    std::size_t mCount = 0;
+    std::vector<SInt32> mTracks; // their indices, in rising order
+    std::vector<SInt32> mPeaks;  // the nearest one; the number of peaks for none
+    std::vector<float> mGains;   // the rise from the track to the peak
+};
+
 // The tracks of one channel. Each frame's peaks continue the tracks of the frames before, end some
 // and begin others.
 //
@@ -80,16 +91,15 @@ private:
     SInt32 NearestFreePeak(float bin, SInt32 nearest) const;
     void MatchAll();
     void Choose();
-    void MatchAgain(std::size_t track);
-    void Continue(std::span<const UInt32> tracks);
+    void MatchCrowded();
+    void MatchAgain(std::size_t candidate);
+    void Continue(std::span<const UInt32> candidates);
 
     const UInt32 mNumBins;
     PeakList mPeaks;
     TrackList mPartials;
-    // By track.
-    std::vector<SInt32> mMatches;    // the nearest peak, at first as if none were taken
-    std::vector<float> mGains;       // the rise to that peak
-    std::vector<UInt32> mContinued;  // the tracks that are, in rising order
+    CandidateList mCandidates;
+    std::vector<UInt32> mContinued;  // the candidates that are, in rising order
     std::vector<float> mPeakPlaces;  // the places of the peaks, and what is beyond them
     std::vector<SInt32> mFirstPeaks; // by bin: the first peak that is not below it
     bool mIsCrowded = false;         // a bin has several peaks

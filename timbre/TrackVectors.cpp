@@ -7,6 +7,7 @@
 #define HWY_TARGET_INCLUDE "timbre/TrackVectors.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
+#include <algorithm>
 #include <cstring>
 #include <hwy/highway.h>
 
@@ -16,7 +17,6 @@ HWY_BEFORE_NAMESPACE();
 namespace qel::core {
 namespace HWY_NAMESPACE {
 
-constexpr SInt32 kMostMissedFrames = 3;
 constexpr float kLeastShare = 0.2f; // of the last magnitude
 
 // The bins that places lie in, within 0 and numBins - 1.
@@ -27,41 +27,114 @@ HWY_INLINE auto BinsOf(V places, UInt32 numBins) {
     return hn::Min(hn::Max(hn::ConvertTo(integers, places), hn::Zero(integers)), last);
 }
 
-// Of the peaks around a track, one behind the other, the first that is not below the track's bin is
-// looked at, and the one before it or behind it, whichever lies on the other side of the track.
-void Match(const TrackList& tracks, const PeakList& peaks, const PeakMap& map, SInt32* matches,
-           float* quotients) {
+// Writes, by bin, the first of `count` places that is not below it, in whole runs, of which the
+// next one overwrites what is too much. Whether a bin has several of them.
+bool FindFirsts(const float* places, UInt32 count, UInt32 numBins, SInt32* firsts) {
+    const Integers integers;
+    bool isCrowded = false;
+    UInt32 from = 0;
+    for (UInt32 i = 0; i < count; ++i) {
+        const UInt32 bin = PartialTracker::BinOf(places[i], numBins);
+        const auto index = hn::Set(integers, static_cast<SInt32>(i));
+        isCrowded |= bin < from;
+        do {
+            for (UInt32 at = 0; at < kVectorRoom; at += static_cast<UInt32>(hn::Lanes(integers)))
+                hn::StoreU(index, integers, firsts + from + at);
+            from += kVectorRoom;
+        } while (from <= bin);
+        from = bin + 1;
+    }
+    std::fill(firsts + from, firsts + numBins, static_cast<SInt32>(count));
+    return isCrowded;
+}
+
+constexpr std::size_t kRun = 128; // tracks that are looked up before any of them is matched
+
+// What there is around each track of a run.
+struct Surroundings {
+    HWY_ALIGN SInt32 bins[kRun];
+    HWY_ALIGN SInt32 firsts[kRun];    // the first peak that is not below the bin
+    HWY_ALIGN float places[4 * kRun]; // those of the peak before it, of it, and of two behind
+};
+
+// Gathers in vectors would take several times as long.
+void LookUp(const float* places, std::size_t count, const PeakMap& map, Surroundings& around) {
     const Full d;
     const Integers integers;
-    const auto none = hn::Set(integers, static_cast<SInt32>(peaks.mCount));
+    const hn::CappedTag<float, 4> four;
+    for (std::size_t i = 0; i < count; i += hn::Lanes(d))
+        hn::Store(BinsOf(hn::LoadU(d, places + i), map.mNumBins), integers, around.bins + i);
+    for (std::size_t i = 0; i < count; ++i) {
+        const SInt32 first = map.mFirsts[around.bins[i]];
+        around.firsts[i] = first;
+        hn::Store(hn::LoadU(four, map.mPlaces + first), four, around.places + 4 * i);
+    }
+}
+
+// The peak nearest to each place of a vector, the lower of two, and its distance: the first one
+// from the place's bin on, or the one on the other side of the place.
+template <class V>
+HWY_INLINE auto Nearest(V place, const Surroundings& around, std::size_t at, V& distance) {
+    const Full d;
+    const Integers integers;
     const auto one = hn::Set(integers, 1);
-    for (std::size_t i = 0; i < tracks.mCount; i += hn::Lanes(d)) {
-        const auto place = hn::LoadU(d, &tracks.mBins[i]);
-        const auto first = hn::GatherIndex(integers, map.mFirsts, BinsOf(place, map.mNumBins));
-        const auto firstPlace = hn::GatherIndex(d, map.mPlaces + 1, first);
-        const auto isAbove = hn::Gt(firstPlace, place);
-        const auto lower =
-            hn::Add(first, hn::VecFromMask(integers, hn::RebindMask(integers, isAbove)));
-        const auto other = hn::GatherIndex(
-            d, map.mPlaces + 1,
-            hn::IfThenElse(hn::RebindMask(integers, isAbove), lower, hn::Add(first, one)));
-        const auto below = hn::Abs(hn::Sub(hn::IfThenElse(isAbove, other, firstPlace), place));
-        const auto above = hn::Abs(hn::Sub(hn::IfThenElse(isAbove, firstPlace, other), place));
-        const auto isNearer = hn::RebindMask(integers, hn::Lt(above, below));
-        const auto index = hn::IfThenElse(isNearer, hn::Add(lower, one), lower);
-        const auto isNear =
-            hn::RebindMask(integers, hn::Lt(hn::Min(above, below), hn::Set(d, kReach)));
-        const auto match = hn::IfThenElse(isNear, index, none);
-        const auto magnitude = hn::GatherIndex(d, peaks.mMagnitudes.data(), match);
-        hn::StoreU(match, integers, matches + i);
-        hn::StoreU(hn::Div(magnitude, hn::LoadU(d, &tracks.mMagnitudes[i])), d, quotients + i);
+    V before, first, second, third;
+    hn::LoadInterleaved4(d, around.places + 4 * at, before, first, second, third);
+    const auto isAbove = hn::Gt(first, place);
+    const auto index = hn::Load(integers, around.firsts + at);
+    const auto lower =
+        hn::IfThenElse(hn::RebindMask(integers, isAbove), hn::Sub(index, one), index);
+    const auto below = hn::Abs(hn::Sub(hn::IfThenElse(isAbove, before, first), place));
+    const auto above = hn::Abs(hn::Sub(hn::IfThenElse(isAbove, first, second), place));
+    distance = hn::Min(above, below);
+    return hn::IfThenElse(hn::RebindMask(integers, hn::Lt(above, below)), hn::Add(lower, one),
+                          lower);
+}
+
+// Adds those of a run of `count` tracks from the given one on.
+void MatchRun(const TrackList& tracks, std::size_t from, std::size_t count,
+              const Surroundings& around, CandidateList& candidates) {
+    const Full d;
+    const Integers integers;
+    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+        auto distance = hn::Zero(d);
+        const auto peak = Nearest(hn::LoadU(d, &tracks.mBins[from + i]), around, i, distance);
+        const Selection near =
+            Select(hn::And(hn::Lt(distance, hn::Set(d, kReach)), hn::FirstN(d, count - i)));
+        const auto track = hn::Iota(integers, static_cast<SInt32>(from + i));
+        const auto magnitude = hn::LoadU(d, &tracks.mMagnitudes[from + i]);
+        StoreSelected(track, near, &candidates.mTracks[candidates.mCount]);
+        StoreSelected(peak, near, &candidates.mPeaks[candidates.mCount]);
+        StoreSelected(magnitude, near, &candidates.mGains[candidates.mCount]);
+        candidates.mCount += near.count;
+    }
+}
+
+void Match(const TrackList& tracks, const PeakMap& map, CandidateList& candidates) {
+    Surroundings around;
+    candidates.mCount = 0;
+    for (std::size_t from = 0; from < tracks.mCount; from += kRun) {
+        const std::size_t count = std::min(kRun, tracks.mCount - from);
+        const std::size_t lanes = hn::Lanes(Full());
+        LookUp(&tracks.mBins[from], (count + lanes - 1) / lanes * lanes, map, around);
+        MatchRun(tracks, from, count, around, candidates);
+    }
+}
+
+void Divide(const PeakList& peaks, CandidateList& candidates) {
+    const Full d;
+    const Integers integers;
+    for (std::size_t i = 0; i < candidates.mCount; i += hn::Lanes(d)) {
+        const auto peak = hn::LoadU(integers, &candidates.mPeaks[i]);
+        const auto magnitude = hn::GatherIndex(d, peaks.mMagnitudes.data(), peak);
+        hn::StoreU(hn::Div(magnitude, hn::LoadU(d, &candidates.mGains[i])), d,
+                   &candidates.mGains[i]);
     }
 }
 
 void Erase(TrackList& tracks, const Misses& misses) {
     const Full d;
     const Integers integers;
-    const auto none = hn::Set(integers, misses.mNone);
     const auto most = hn::Set(integers, kMostMissedFrames);
     const auto share = hn::Set(d, kLeastShare);
     std::size_t living = 0;
@@ -74,10 +147,7 @@ void Erase(TrackList& tracks, const Misses& misses) {
         const auto missed = hn::LoadU(integers, &tracks.mMissedFrames[i]);
 
         const auto heard = hn::GatherIndex(d, misses.mMagnitudes, BinsOf(bin, misses.mNumBins));
-        const auto isNear = hn::Lt(hn::LoadU(integers, misses.mMatches + i), none);
-        const auto risesTooFar =
-            hn::And(hn::RebindMask(d, isNear), hn::Gt(hn::LoadU(d, misses.mGains + i), limit));
-        const auto isLost = hn::Or(hn::Or(risesTooFar, hn::Gt(hn::Mul(share, magnitude), heard)),
+        const auto isLost = hn::Or(hn::Gt(hn::Mul(share, magnitude), heard),
                                    hn::RebindMask(d, hn::Gt(missed, most)));
         const auto isContinued = hn::RebindMask(d, hn::Lt(missed, hn::Zero(integers)));
         const auto lives =
@@ -145,14 +215,23 @@ HWY_AFTER_NAMESPACE();
 
 namespace qel::core {
 
+HWY_EXPORT(FindFirsts);
 HWY_EXPORT(Match);
+HWY_EXPORT(Divide);
 HWY_EXPORT(Erase);
 HWY_EXPORT(Begin);
 HWY_EXPORT(List);
 
-void MatchTracks(const TrackList& tracks, const PeakList& peaks, const PeakMap& map,
-                 SInt32* matches, float* quotients) {
-    HWY_DYNAMIC_DISPATCH(Match)(tracks, peaks, map, matches, quotients);
+bool FindFirstPeaks(const PeakList& peaks, UInt32 numBins, SInt32* firsts) {
+    return HWY_DYNAMIC_DISPATCH(FindFirsts)(peaks.mBins.data(), peaks.mCount, numBins, firsts);
+}
+
+void MatchTracks(const TrackList& tracks, const PeakMap& map, CandidateList& candidates) {
+    HWY_DYNAMIC_DISPATCH(Match)(tracks, map, candidates);
+}
+
+void DivideMagnitudes(const PeakList& peaks, CandidateList& candidates) {
+    HWY_DYNAMIC_DISPATCH(Divide)(peaks, candidates);
 }
 
 void EraseLost(TrackList& tracks, const Misses& misses) {

@@ -14,32 +14,37 @@ namespace qel::core {
 // The distance within which a peak continues a track, in bins.
 constexpr float kReach = 1.0f;
 
-// Where peaks lie, at most one to a bin: by bin, the first peak that is not below it, and the
-// places of the peaks, with minus infinity before the first and infinity behind the last, twice.
+// More missed frames than this end a track.
+constexpr SInt32 kMostMissedFrames = 3;
+
+// By bin, the first peak that is not below it; there is room for a vector behind the bins. Returns
+// whether a bin has several peaks.
+bool FindFirstPeaks(const PeakList& peaks, UInt32 numBins, SInt32* firsts);
+
+// Where peaks lie, at most one to a bin: what FindFirstPeaks gives, and the places of the peaks,
+// with minus infinity before the first and infinity three times behind the last.
 struct PeakMap {
     const SInt32* mFirsts;
     const float* mPlaces;
     UInt32 mNumBins;
 };
 
-// Per track the nearest peak in reach, the lowest of several, or the number of peaks for none,
-// whose magnitude counts as that in the peaks' array there; and the quotient of its magnitude and
-// the track's.
-void MatchTracks(const TrackList& tracks, const PeakList& peaks, const PeakMap& map,
-                 SInt32* matches, float* quotients);
+// The tracks with a peak in reach, in their order, each with the nearest one, the lower of two. The
+// gain of each is the magnitude of the track.
+void MatchTracks(const TrackList& tracks, const PeakMap& map, CandidateList& candidates);
+
+// Divides the magnitude of each candidate's peak by its gain.
+void DivideMagnitudes(const PeakList& peaks, CandidateList& candidates);
 
 // What a frame does to the tracks that it does not continue. Those that it does have -1 missed
 // frames.
 struct Misses {
     const float* mMagnitudes; // linear, by bin
     UInt32 mNumBins;
-    const SInt32* mMatches; // by track
-    SInt32 mNone;           // the match that stands for none
-    const float* mGains;    // by track: the rise to its match
 };
 
-// Counts a missed frame for each track, and erases those that are lost; the others keep their
-// order.
+// Counts a missed frame for each track, and erases those that are lost: with too many missed
+// frames, or of which too little is left. The others keep their order.
 void EraseLost(TrackList& tracks, const Misses& misses);
 
 // Begins a track with each peak that is not taken and above `threshold`, with the gain limit given.
