@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -14,6 +15,7 @@
 #include <string>
 #include <sys/mount.h>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace qel::tool {
@@ -56,7 +58,7 @@ protected:
     ChildSetup mSetup{.temporaryDirectory = mDirectory.File("tmp"), .seconds = 120};
 };
 
-// A file system of its own, as small as one page.
+// A file system of its own, of 64 kB.
 class TinyDisk {
 public:
     explicit TinyDisk(std::string path) : mPath(std::move(path)) {
