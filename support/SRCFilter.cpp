@@ -13,6 +13,14 @@ namespace {
 // The gain at 0 Hz, in single precision.
 constexpr float kGain = 0.99F;
 
+// Has the next push_back succeed.
+template <class T>
+void MakeRoomForOne(std::vector<T>& list) {
+    if (list.size() == list.capacity()) {
+        list.reserve(2 * list.size() + 1);
+    }
+}
+
 } // namespace
 
 SRCFilter::SRCFilter(UInt32 inputRate, UInt32 outputRate) {
@@ -58,7 +66,11 @@ OSStatus SRCFilter::AddChannel(const KaiserBesselFilterParameters& parameters,
     if (length == 0 || (!mChannels.empty() && length != mTapsPerPhase)) {
         return kSRCLengthMismatch;
     }
-    mChannels.push_back({AddFilter(parameters), std::vector<float>(historyLength)});
+    // What can fail comes first: a design that is listed without a channel would meet the strides
+    // of others.
+    std::vector<float> history(historyLength);
+    MakeRoomForOne(mChannels);
+    mChannels.push_back({AddFilter(parameters), std::move(history)});
     mTapsPerPhase = length;
     return kSRCOK;
 }
@@ -79,6 +91,7 @@ std::size_t SRCFilter::AddFilter(const KaiserBesselFilterParameters& parameters)
     if (known != mFilterList.end()) {
         return static_cast<std::size_t>(known - mFilterList.begin());
     }
+    MakeRoomForOne(mFilterList);
     CAAutoFree<float> coefficients;
     if (parameters.cutoff != 0.0) {
         coefficients = Design(parameters);
