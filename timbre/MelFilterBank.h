@@ -7,6 +7,15 @@
 
 namespace qel::core {
 
+// Where the weights of a filter are not 0. Where the spectrum has room, weights of 0 follow, so
+// that vectors are full.
+struct MelFilterRun {
+    UInt32 mFirstBin;
+    UInt32 mNumBins;
+    UInt32 mNumPadded;   // bins with those zeros
+    std::size_t mOffset; // of the weights
+};
+
 // Filters whose weights are zero but for a run of neighbouring bins each: what would be a product
 // with a matrix of zeros for the most part is a short sum per filter. One thread at a time.
 class MelFilterBank {
@@ -28,17 +37,19 @@ public:
     void FillDense(float* dense) const;
 
 private:
-    struct Run {
-        UInt32 mFirstBin;
-        UInt32 mNumBins;
-        std::size_t mOffset; // of its weights in mWeights
+    struct Range {
+        UInt32 mFirst;
+        UInt32 mEnd;
     };
 
-    bool IsFiniteOutside(const Run& run, const float* magnitudes) const;
+    bool IsFiniteOutside(const MelFilterRun& run, const float* magnitudes) const;
+    bool AreOthersFinite(const float* magnitudes) const;
+    void TakeFromOthers(UInt32 first, UInt32 end);
 
     UInt32 mNumBins = 0;
-    std::vector<Run> mRuns;
+    std::vector<MelFilterRun> mRuns;
     std::vector<float> mWeights;
+    std::vector<Range> mOthers; // the bins of no run
 };
 
 } // namespace qel::core

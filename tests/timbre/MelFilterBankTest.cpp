@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cblas.h>
 #include <cmath>
 #include <limits>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace qel::core {
@@ -119,6 +121,38 @@ TEST(MelFilterBankTest, ValuesThatAreNotFiniteActAsInTheDenseProduct) {
 TEST(MelFilterBankTest, SumBeyondTheRangeOfFloatsHarmsNoFilter) {
     // The sum over all bins overflows, the filters' sums do not.
     EXPECT_EQ(Apply(BankOf(kFilters), {1, 1, 1, 1, 3e38F, 3e37F}), (Vector{4, 1.2e38F, 0, 5}));
+}
+
+// Runs at both ends of the spectrum and in the middle of it, and bins that no filter looks at.
+TEST(MelFilterBankTest, FaultsAtAnyBinOfALongSpectrumActAsInTheDenseProduct) {
+    constexpr std::size_t kBins = 53;
+    std::vector<Vector> filters;
+    for (const auto& [first, end] : std::vector<std::pair<std::size_t, std::size_t>>{
+             {0, 3}, {5, 14}, {9, 25}, {30, 31}, {40, 49}, {47, 53}}) {
+        Vector filter(kBins, 0.0F);
+        std::fill(filter.begin() + static_cast<std::ptrdiff_t>(first),
+                  filter.begin() + static_cast<std::ptrdiff_t>(end), 2.0F);
+        filters.push_back(filter);
+    }
+    const MelFilterBank bank = BankOf(filters);
+    for (const float fault : {1.0F, kNaN, kInfinity, -kInfinity}) {
+        for (std::size_t at = 0; at < kBins; ++at) {
+            Vector magnitudes(kBins, 1.0F);
+            magnitudes[at] = fault;
+            const Vector out = Apply(bank, magnitudes);
+            for (std::size_t b = 0; b < filters.size(); ++b) {
+                float expected = 0.0F;
+                for (std::size_t j = 0; j < kBins; ++j) {
+                    expected += filters[b][j] * magnitudes[j];
+                }
+                if (std::isnan(expected)) {
+                    EXPECT_TRUE(std::isnan(out[b])) << at << ", " << b;
+                } else {
+                    EXPECT_EQ(out[b], expected) << at << ", " << b;
+                }
+            }
+        }
+    }
 }
 
 } // namespace
