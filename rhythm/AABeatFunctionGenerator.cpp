@@ -67,6 +67,7 @@ void AABeatFunctionGenerator::AllocateBuffers() {
         mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, false, mNumMelBands, mSampleRate);
     mSpectralProcessor = processor;
     processor->SetSpectralFunction(BeatSpectralFun, this);
+    processor->SetKeepsAudioFrames(false);
     processor->MakeFilterWeights2();
 
     constexpr UInt64 kFloat = sizeof(float);

@@ -1,5 +1,6 @@
 #include "spectral/QelAASpectralProcessor.h"
 
+#include "spectral/Magnitudes.h"
 #include "spectral/VectorHelpers.h"
 
 #include <algorithm>
@@ -96,6 +97,10 @@ void QelAASpectralProcessor::SetSpectralFunction(SpectralFunction function, void
     mSpectralRefCon = refCon;
 }
 
+void QelAASpectralProcessor::SetKeepsAudioFrames(bool keeps) {
+    mKeepsAudioFrames = keeps;
+}
+
 void QelAASpectralProcessor::SetWindow(const float* window) {
     std::copy_n(window, mFFTSize, mWindow.get());
 }
@@ -125,12 +130,13 @@ void QelAASpectralProcessor::HammingWindow() {
 }
 
 void QelAASpectralProcessor::GetMagnitude(AudioBufferList* out, float* mins, float* maxs) {
-    const vDSP_Length bins = mFFTSize / 2;
+    const std::size_t bins = mFFTSize / 2;
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         auto* const magnitudes = static_cast<float*>(out->mBuffers[c].mData);
-        vDSP_zvabs(&mSpectralBufferList->mSpectra[c], 1, magnitudes, 1, bins);
-        vDSP_maxmgv(magnitudes, 1, &maxs[c], bins);
-        vDSP_minmgv(magnitudes, 1, &mins[c], bins);
+        const MagnitudeRange range =
+            MagnitudesAndRange(mSpectralBufferList->mSpectra[c], magnitudes, bins);
+        mins[c] = range.least;
+        maxs[c] = range.greatest;
     }
 }
 

@@ -66,6 +66,12 @@ public:
     // `function` may be null.
     void SetSpectralFunction(SpectralFunction function, void* refCon);
 
+    // Whether each frame is kept as it was before windowing, as it is unless this says otherwise.
+    // If not, it is windowed while it is copied from the ring, and the audio buffers of the list
+    // mean nothing: for an owner that never looks at them, and a class with this class's
+    // DoWindowing.
+    void SetKeepsAudioFrames(bool keeps);
+
     // Windows of the transform length. SetWindow copies it; the others are symmetric: the sine
     // window begins with 0, Hanning's has no zero at either end, Hamming's begins with 0.08.
     void SetWindow(const float* window);
@@ -130,6 +136,8 @@ protected:
     CAAutoFree<SpectralAndAudioBufferList> mSpectralBufferList;
     SpectralFunction mSpectralFunction = nullptr;
     void* mSpectralRefCon = nullptr;
+    bool mKeepsAudioFrames = true;
+    bool mIsWindowed = false; // the frame was windowed while it was copied
 
 private:
     void AllocateChannels();

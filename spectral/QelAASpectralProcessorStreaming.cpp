@@ -107,9 +107,15 @@ void QelAASpectralProcessor::CopyInputToFFT() {
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         const float* const ring = mChannels[c].mInputRing;
         float* const frame = mChannels[c].mFFTBuffer;
-        std::copy_n(ring + mInputReadPos, first, frame);
-        std::copy_n(ring, wanted - first, frame + first);
+        if (mKeepsAudioFrames) {
+            std::copy_n(ring + mInputReadPos, first, frame);
+            std::copy_n(ring, wanted - first, frame + first);
+        } else {
+            vDSP_vmul(ring + mInputReadPos, 1, mWindow, 1, frame, 1, first);
+            vDSP_vmul(ring, 1, mWindow + first, 1, frame + first, 1, wanted - first);
+        }
     }
+    mIsWindowed = !mKeepsAudioFrames;
     // Of a hop longer than the input so far, CopyInput skips the rest when it comes.
     const UInt32 consumed = std::min(mHopSize, mInputAvailable);
     mInputToSkip += mHopSize - consumed;
@@ -118,7 +124,8 @@ void QelAASpectralProcessor::CopyInputToFFT() {
 }
 
 void QelAASpectralProcessor::DoWindowing() {
-    if (mWindow == nullptr) {
+    if (mWindow == nullptr || mIsWindowed) {
+        mIsWindowed = false;
         return;
     }
     for (UInt32 c = 0; c < mNumChannels; ++c) {

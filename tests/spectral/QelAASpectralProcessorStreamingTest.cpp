@@ -240,5 +240,24 @@ TEST(SpectralFramesTest, BlockBeyondTheMaximumIsTakenAsFarAsTheRingHasRoom) {
     EXPECT_EQ(processor.mFrames[2].mAudio[0], next[0]);
 }
 
+// Across the end of the ring as well, which has 128 samples.
+TEST(SpectralFramesTest, TransformsAreTheSameWhereTheAudioIsNotKept) {
+    std::vector<Signal> input{test::Noise(300, 31)};
+    TestProcessor keeping(16, 5, 1, 64);
+    TestProcessor other(16, 5, 1, 64);
+    ASSERT_EQ(other.mRingSize, 128U);
+    other.SetKeepsAudioFrames(false);
+    keeping.Push(input, 50);
+    other.Push(input, 50);
+    ASSERT_EQ(keeping.mFrames.size(), 57U);
+    ASSERT_EQ(other.mFrames.size(), 57U);
+    for (std::size_t f = 0; f < 57; ++f) {
+        EXPECT_EQ(other.mFrames[f].mReal, keeping.mFrames[f].mReal) << f;
+        EXPECT_EQ(other.mFrames[f].mImag, keeping.mFrames[f].mImag) << f;
+        EXPECT_EQ(other.mFrames[f].mAudio[0], Signal(16, 0.0F)) << f; // not written
+        EXPECT_NE(keeping.mFrames[f].mAudio[0], Signal(16, 0.0F)) << f;
+    }
+}
+
 } // namespace
 } // namespace qel::core
