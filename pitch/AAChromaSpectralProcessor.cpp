@@ -1,5 +1,7 @@
 #include "pitch/AAChromaSpectralProcessor.h"
 
+#include "pitch/CenterAndWindow.h"
+#include "spectral/Magnitudes.h"
 #include "support/CAStreamBasicDescription.h"
 
 #include <Accelerate/Accelerate.h>
@@ -16,13 +18,6 @@ namespace {
 constexpr float kSemitonesPerOctave = 12.0F;
 
 } // namespace
-
-void Center(float* values, unsigned int count) {
-    float mean = 0.0F;
-    vDSP_meanv(values, 1, &mean, count);
-    const float offset = -mean;
-    vDSP_vsadd(values, 1, &offset, values, 1, count);
-}
 
 AAChromaSpectralProcessor::AAChromaSpectralProcessor(UInt32 transformLength, UInt32 hop,
                                                      UInt32 channels, UInt32 maxFrames,
@@ -90,22 +85,12 @@ void AAChromaSpectralProcessor::DoWindowing() {
         return;
     }
     for (UInt32 c = 0; c < mNumChannels; ++c) {
-        float* const frame = mChannels[c].mFFTBuffer;
-        Center(frame, mFFTSize);
-        vDSP_vmul(frame, 1, mWindow, 1, frame, 1, mFFTSize);
-    }
-}
-
-void AAChromaSpectralProcessor::ShiftSpectrum(DSPSplitComplex* spectrum) const {
-    for (float* const part : {spectrum->realp, spectrum->imagp}) {
-        std::copy(part + 1, part + 1 + mNumBins, part);
+        CenterAndWindow(mChannels[c].mFFTBuffer, mWindow, mFFTSize);
     }
 }
 
 void AAChromaSpectralProcessor::ComputeMagnitudes(UInt32 channel, float* magnitudes) {
-    DSPSplitComplex* const spectrum = &mSpectralBufferList->mSpectra[channel];
-    ShiftSpectrum(spectrum);
-    vDSP_zvabs(spectrum, 1, magnitudes, 1, mNumBins);
+    MoveDownWithMagnitudes(mSpectralBufferList->mSpectra[channel], magnitudes, mNumBins);
 }
 
 void AAChromaSpectralProcessor::GetMagnitude(AudioBufferList* out, float* mins, float* maxs) {

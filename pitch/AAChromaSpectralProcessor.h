@@ -53,9 +53,8 @@ protected:
     // The mean goes out of each frame before the window. The frame before it is not kept.
     void DoWindowing();
     void ComputeChroma();
-    // Without their extremes, which pitch classes do not need.
+    // Moves the spectrum down. Without extremes, which pitch classes do not need.
     void ComputeMagnitudes(UInt32 channel, float* magnitudes);
-    void ShiftSpectrum(DSPSplitComplex* spectrum) const;
     void WrapWeightedMags(float* out) const;
 
     void AllocateBuffers();
@@ -76,8 +75,5 @@ protected:
 private:
     CABufferList* NewBuffer(const char* name, UInt32 valuesPerChannel) const;
 };
-
-// Takes the mean out of `count` values, in place.
-void Center(float* values, unsigned int count);
 
 } // namespace qel::core
