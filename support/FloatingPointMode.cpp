@@ -20,23 +20,18 @@ constexpr unsigned int kFlushResultsToZero = 0x8000;
 constexpr unsigned int kDenormalsAreZero = 0x0040;
 } // namespace
 
-FloatingPointEnvironment FloatingPointEnvironment::Current() {
+FloatingPointEnvironment FloatingPointEnvironment::ExchangeForLibraryMode() {
     FloatingPointEnvironment now;
-    // fnstenv masks the exceptions after it has stored, so that the state is loaded again.
-    __asm__ volatile("fnstenv %0\n\tfldenv %0" : "+m"(now.mX87));
+    // The x87 unit has no flushing; fninit gives the default for the rest.
+    __asm__ volatile("fnstenv %0\n\tfninit" : "=m"(now.mX87));
     now.mControlAndStatus = _mm_getcsr();
+    _mm_setcsr(kMaskAllExceptions | kFlushResultsToZero | kDenormalsAreZero);
     return now;
 }
 
 void FloatingPointEnvironment::Apply() const {
     __asm__ volatile("fldenv %0" : : "m"(mX87));
     _mm_setcsr(mControlAndStatus);
-}
-
-void FloatingPointEnvironment::ApplyLibraryMode() {
-    // The x87 unit has no flushing; fninit gives the default for the rest.
-    __asm__ volatile("fninit");
-    _mm_setcsr(kMaskAllExceptions | kFlushResultsToZero | kDenormalsAreZero);
 }
 
 #elif defined(__aarch64__)
@@ -46,10 +41,12 @@ namespace {
 constexpr unsigned long kFlushToZero = 1UL << 24;
 } // namespace
 
-FloatingPointEnvironment FloatingPointEnvironment::Current() {
+FloatingPointEnvironment FloatingPointEnvironment::ExchangeForLibraryMode() {
     FloatingPointEnvironment now;
     __asm__ volatile("mrs %0, fpcr" : "=r"(now.mControl));
     __asm__ volatile("mrs %0, fpsr" : "=r"(now.mStatus));
+    __asm__ volatile("msr fpcr, %0" : : "r"(kFlushToZero));
+    __asm__ volatile("msr fpsr, %0" : : "r"(0UL));
     return now;
 }
 
@@ -58,17 +55,13 @@ void FloatingPointEnvironment::Apply() const {
     __asm__ volatile("msr fpsr, %0" : : "r"(mStatus));
 }
 
-void FloatingPointEnvironment::ApplyLibraryMode() {
-    __asm__ volatile("msr fpcr, %0" : : "r"(kFlushToZero));
-    __asm__ volatile("msr fpsr, %0" : : "r"(0UL));
-}
-
 #else
 
 // Other processors: the language's default environment, in which denormals stay as they are.
-FloatingPointEnvironment FloatingPointEnvironment::Current() {
+FloatingPointEnvironment FloatingPointEnvironment::ExchangeForLibraryMode() {
     FloatingPointEnvironment now;
     std::fegetenv(&now.mEnvironment);
+    std::fesetenv(FE_DFL_ENV);
     return now;
 }
 
@@ -76,16 +69,10 @@ void FloatingPointEnvironment::Apply() const {
     std::fesetenv(&mEnvironment);
 }
 
-void FloatingPointEnvironment::ApplyLibraryMode() {
-    std::fesetenv(FE_DFL_ENV);
-}
-
 #endif
 
 FlushDenormalsScope::FlushDenormalsScope()
-    : mClient(FloatingPointEnvironment::Current()), mClientErrno(errno) {
-    FloatingPointEnvironment::ApplyLibraryMode();
-}
+    : mClient(FloatingPointEnvironment::ExchangeForLibraryMode()), mClientErrno(errno) {}
 
 FlushDenormalsScope::FlushDenormalsScope(FlushDenormalsScope*& slot) : FlushDenormalsScope() {
     mSlot = &slot;
@@ -110,9 +97,8 @@ ClientFloatingPointScope::ClientFloatingPointScope(FlushDenormalsScope* scope) :
 
 ClientFloatingPointScope::~ClientFloatingPointScope() {
     if (mScope != nullptr) {
-        mScope->mClient = FloatingPointEnvironment::Current();
+        mScope->mClient = FloatingPointEnvironment::ExchangeForLibraryMode();
         mScope->mClientErrno = errno;
-        FloatingPointEnvironment::ApplyLibraryMode();
     }
 }
 

@@ -8,15 +8,12 @@ namespace qel::core {
 // treatment of denormals, on x86 of both the x87 unit and SSE.
 class FloatingPointEnvironment {
 public:
-    // The calling thread's state. Reading it changes nothing.
-    static FloatingPointEnvironment Current();
+    // The calling thread's state, which it leaves for the library's mode: every exception masked,
+    // no flag raised, round to nearest, denormals taken and given as zero.
+    static FloatingPointEnvironment ExchangeForLibraryMode();
 
     // Puts the calling thread into this state.
     void Apply() const;
-
-    // Puts the calling thread into the library's mode: every exception masked, no flag raised,
-    // round to nearest, denormals taken and given as zero.
-    static void ApplyLibraryMode();
 
 private:
     FloatingPointEnvironment() = default;
