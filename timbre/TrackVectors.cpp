@@ -57,7 +57,7 @@ struct Surroundings {
     HWY_ALIGN float places[4 * kRun]; // those of the peak before it, of it, and of two behind
 };
 
-// Gathers in vectors would take several times as long.
+// Gathers in vectors would take about twice as long.
 void LookUp(const float* places, std::size_t count, const PeakMap& map, Surroundings& around) {
     const Full d;
     const Integers integers;
