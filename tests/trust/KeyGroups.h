@@ -3,6 +3,7 @@
 
 #include "tests/trust/Digests.h"
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,8 @@ namespace qel::trust {
 struct KeyGroup {
     std::string name; // letters alone, for names of tests
     std::vector<std::string> keys;
+
+    friend void PrintTo(const KeyGroup& group, std::ostream* out) { *out << group.name; }
 };
 
 inline std::vector<KeyGroup> KeyGroups() {

@@ -52,8 +52,8 @@ void Life::AddPushes(std::size_t frames) {
     }
 }
 
-std::size_t Life::InitializeStep() const {
-    const auto step = std::ranges::find(mSteps, "Initialize", &Step::name);
+std::size_t Life::Find(const std::string& name) const {
+    const auto step = std::ranges::find(mSteps, name, &Step::name);
     return static_cast<std::size_t>(step - mSteps.begin());
 }
 
@@ -68,7 +68,7 @@ Outcome Life::Run(Client& client, std::size_t first, std::size_t last) const {
 }
 
 Outcome Life::RunFromInitialize(Client& client) const {
-    return Run(client, InitializeStep(), mSteps.size() - 1);
+    return Run(client, Find("Initialize"), Find("Reset"));
 }
 
 } // namespace qel::trust

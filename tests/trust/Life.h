@@ -34,12 +34,12 @@ public:
     // New; questions; Initialize; parameters; Reset; pushes; Process with and without flush;
     // Reset; a shorter second stream; Dispose.
     const std::vector<Step>& Steps() const { return mSteps; }
-    // The step named "Initialize".
-    std::size_t InitializeStep() const;
+    // The step of that name.
+    std::size_t Find(const std::string& name) const;
 
     // Makes the client go through the steps from `first` to before `last`.
     Outcome Run(Client& client, std::size_t first, std::size_t last) const;
-    // All of a stream from Initialize to before Dispose.
+    // One whole stream: from Initialize to the end of the first.
     Outcome RunFromInitialize(Client& client) const;
 
 private:

@@ -40,12 +40,11 @@ protected:
         mExpected = RunAll(mHolder);
     }
 
-    // A whole life up to the end of its last stream.
     Outcome RunAll(Client& client) const { return mLife.RunFromInitialize(client); }
 
     // Refuses every request of the call in turn (each QEL_TRUST_STRIDEth where checks of the build
-    // make it slow), on a handle that `prepare` readied. After each the
-    // handle is initialized again, and some of them are made to live a whole life.
+    // make it slow), on a handle that `prepare` readied. After each the handle is initialized
+    // again, and some of them are made to live a whole life.
     template <class Prepare, class Call>
     void RefuseEveryRequest(const Prepare& prepare, const Call& call) {
         constexpr long kRequestsPerWholeLife = 100;
