@@ -9,7 +9,7 @@
 #include <utility>
 
 // What ASAN_OPTIONS says comes on top. Ignored where there is no checker.
-extern "C" const char* __asan_default_options();
+extern "C" [[gnu::visibility("default")]] const char* __asan_default_options();
 extern "C" const char* __asan_default_options() {
     return "allocator_may_return_null=1:max_allocation_size_mb=128";
 }
