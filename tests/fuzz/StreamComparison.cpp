@@ -44,6 +44,11 @@ private:
         if (info->delivery == Delivery::PerPush || info->payload == PayloadKind::Range) {
             return;
         }
+        // One bank of filters goes from channel to channel within a push, as meant, so that the cut
+        // of more than one channel matters.
+        if (info->key == "onset data" && mChannels > 1) {
+            return;
+        }
         mDigest = &mOfKeys[static_cast<std::size_t>(info - std::begin(kKeys))];
         Mix(count);
         for (UInt32 i = 0; i < count; ++i) {
