@@ -68,6 +68,9 @@ OSStatus SRCFilter::AddChannel(const KaiserBesselFilterParameters& parameters,
     }
     // What can fail comes first: a design that is listed without a channel would meet the strides
     // of others.
+    if (parameters.cutoff != 0.0) {
+        PrototypeTaps(length);
+    }
     std::vector<float> history(historyLength);
     MakeRoomForOne(mChannels);
     mChannels.push_back({AddFilter(parameters), std::move(history)});
@@ -100,12 +103,18 @@ std::size_t SRCFilter::AddFilter(const KaiserBesselFilterParameters& parameters)
     return mFilterList.size() - 1;
 }
 
-CAAutoFree<float> SRCFilter::Design(const KaiserBesselFilterParameters& parameters) {
-    const UInt32 taps = parameters.filterLength;
+// L * taps, of which there is no filter beyond 32 bits.
+UInt64 SRCFilter::PrototypeTaps(UInt32 taps) const {
     const UInt64 length = UInt64{mUpFactor} * taps;
     if (length > std::numeric_limits<UInt32>::max() - 3) {
         throw std::bad_alloc();
     }
+    return length;
+}
+
+CAAutoFree<float> SRCFilter::Design(const KaiserBesselFilterParameters& parameters) {
+    const UInt32 taps = parameters.filterLength;
+    const UInt64 length = PrototypeTaps(taps);
     // Branches begin at multiples of 4 floats.
     const UInt32 stride = (taps + 3) & ~UInt32{3};
     CAAutoFree<float> coefficients(std::size_t{mUpFactor} * stride, true);

@@ -117,6 +117,7 @@ private:
 
     bool HasRates() const { return mUpFactor != 0 && mDownFactor != 0; }
     OSStatus AddChannel(const KaiserBesselFilterParameters& parameters, std::size_t historyLength);
+    UInt64 PrototypeTaps(UInt32 taps) const;
     std::size_t AddFilter(const KaiserBesselFilterParameters& parameters);
     CAAutoFree<float> Design(const KaiserBesselFilterParameters& parameters);
     const float* CoefficientsOf(const Channel& channel) const;

@@ -32,10 +32,7 @@ long Stride(const std::string& step) {
     if (std::getenv("QEL_TRUST_EXHAUSTIVE") != nullptr) {
         return 1;
     }
-    if (step.starts_with("Process")) {
-        return kOfLoops * QEL_TRUST_STRIDE;
-    }
-    return step.starts_with("Reset") ? QEL_TRUST_STRIDE : 1;
+    return step.starts_with("Process") ? kOfLoops * QEL_TRUST_STRIDE : QEL_TRUST_STRIDE;
 }
 
 // What a process tells the test.
@@ -164,7 +161,10 @@ TEST_P(OutOfMemoryLifeTest, EveryRefusalIsToldAndSurvivedAndNothingIsLost) {
     std::printf("%5d refused in all\n", all);
     // The kernels give back the room that they do not fill, and do well without that.
     const bool mayShrink = group.name == "ConstantQ" && refuse == Refuse::kOnce;
-    EXPECT_EQ(mayShrink ? kShrunkVectors : 0, mUntold);
+    EXPECT_GE(mayShrink ? kShrunkVectors : 0, mUntold);
+    if (Stride("Initialize") == 1) {
+        EXPECT_EQ(mayShrink ? kShrunkVectors : 0, mUntold);
+    }
 }
 
 std::string Name(const testing::TestParamInfo<std::tuple<KeyGroup, Refuse>>& info) {
