@@ -69,7 +69,7 @@ OSStatus SRCFilter::AddChannel(const KaiserBesselFilterParameters& parameters,
     // What can fail comes first: a design that is listed without a channel would meet the strides
     // of others.
     if (parameters.cutoff != 0.0) {
-        PrototypeTaps(length);
+        PrototypeTaps(length); // Throws before anybody asks for a history as long.
     }
     std::vector<float> history(historyLength);
     MakeRoomForOne(mChannels);

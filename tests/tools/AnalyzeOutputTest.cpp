@@ -1,4 +1,5 @@
 #include "tests/tools/ChildProcess.h"
+#include "tests/tools/SineInput.h"
 #include "tests/tools/TempDirectory.h"
 #include "tests/tools/TestAudio.h"
 
@@ -21,24 +22,7 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-class AnalyzeOutputTest : public testing::Test {
-protected:
-    AnalyzeOutputTest() {
-        std::filesystem::create_directory(mSetup.temporaryDirectory);
-        WriteFloatWav(mInput, 48000, {Sine(480000, 48, 0.5)});
-    }
-
-    // Nothing stays but the input and what a test names.
-    void ExpectOnly(Strings names) const {
-        names.insert(names.end(), {"input.wav", "tmp"});
-        std::sort(names.begin(), names.end());
-        EXPECT_EQ(mDirectory.Entries(), names);
-    }
-
-    TempDirectory mDirectory;
-    std::string mInput = mDirectory.File("input.wav");
-    ChildSetup mSetup{.temporaryDirectory = mDirectory.File("tmp")};
-};
+class AnalyzeOutputTest : public SineInput {};
 
 TEST_F(AnalyzeOutputTest, JsonInAFileIsThatOfStandardOutput) {
     const std::string output = mDirectory.File("out.json");

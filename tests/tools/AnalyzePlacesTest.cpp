@@ -1,5 +1,6 @@
 // Places for outputs that are full, closed, gone, or taken by the audio itself.
 #include "tests/tools/ChildProcess.h"
+#include "tests/tools/SineInput.h"
 #include "tests/tools/TempDirectory.h"
 #include "tests/tools/TestAudio.h"
 
@@ -26,12 +27,9 @@ using Strings = std::vector<std::string>;
 constexpr const char* kKey = "temporal properties";
 constexpr const char* kTable = "temporal-properties.csv";
 
-class AnalyzePlacesTest : public testing::Test {
+class AnalyzePlacesTest : public SineInput {
 protected:
-    AnalyzePlacesTest() {
-        std::filesystem::create_directory(mSetup.temporaryDirectory);
-        WriteFloatWav(mInput, 48000, {Sine(480000, 48, 0.5)});
-    }
+    AnalyzePlacesTest() { mSetup.seconds = 120; }
 
     // The results of one key, over 100 kB of them.
     ChildResult Analyze(const Strings& more) const {
@@ -46,16 +44,7 @@ protected:
         EXPECT_EQ(result.out, "");
     }
 
-    void ExpectOnly(Strings names) const {
-        names.insert(names.end(), {"input.wav", "tmp"});
-        std::sort(names.begin(), names.end());
-        EXPECT_EQ(mDirectory.Entries(), names);
-    }
-
-    TempDirectory mDirectory;
-    std::string mInput = mDirectory.File("input.wav");
     std::string mOut = mDirectory.File("out");
-    ChildSetup mSetup{.temporaryDirectory = mDirectory.File("tmp"), .seconds = 120};
 };
 
 // A file system of its own, of 64 kB.

@@ -39,9 +39,9 @@ TEST(RiffLengthTest, ChunksOfOddLengthArePadded) {
     EXPECT_FALSE(IsTruncated(Form(Chunk("note", 3, 4) + Chunk("data", 100, 100))));
 }
 
-TEST(RiffLengthTest, PlaceholdersOfStreamingProgramsAreNoLengths) {
-    for (const std::uint32_t placeholder : {0u, 0x7FFFF000u, 0x80000000u, 0xFFFFFFFFu}) {
-        EXPECT_FALSE(IsTruncated(Form(Chunk("data", placeholder, 10)))) << placeholder;
+TEST(RiffLengthTest, WhatStreamingProgramsWriteIsNoLength) {
+    for (const std::uint32_t stated : {0u, 0x7FFFF000u, 0x80000000u, 0xFFFFFFFFu}) {
+        EXPECT_FALSE(IsTruncated(Form(Chunk("data", stated, 10)))) << stated;
     }
 }
 
