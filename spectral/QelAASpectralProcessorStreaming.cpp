@@ -104,18 +104,18 @@ void QelAASpectralProcessor::CopyInput(UInt32 frames, const AudioBufferList* in)
 void QelAASpectralProcessor::CopyInputToFFT() {
     const UInt32 wanted = mInputCopyBytes / static_cast<UInt32>(sizeof(float));
     const UInt32 first = std::min(wanted, mRingSize - mInputReadPos);
+    mIsWindowed = !mKeepsAudioFrames && mWindow != nullptr;
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         const float* const ring = mChannels[c].mInputRing;
         float* const frame = mChannels[c].mFFTBuffer;
-        if (mKeepsAudioFrames) {
-            std::copy_n(ring + mInputReadPos, first, frame);
-            std::copy_n(ring, wanted - first, frame + first);
-        } else {
+        if (mIsWindowed) {
             vDSP_vmul(ring + mInputReadPos, 1, mWindow, 1, frame, 1, first);
             vDSP_vmul(ring, 1, mWindow + first, 1, frame + first, 1, wanted - first);
+        } else {
+            std::copy_n(ring + mInputReadPos, first, frame);
+            std::copy_n(ring, wanted - first, frame + first);
         }
     }
-    mIsWindowed = !mKeepsAudioFrames;
     // Of a hop longer than the input so far, CopyInput skips the rest when it comes.
     const UInt32 consumed = std::min(mHopSize, mInputAvailable);
     mInputToSkip += mHopSize - consumed;
