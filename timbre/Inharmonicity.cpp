@@ -7,7 +7,6 @@
 #define HWY_TARGET_INCLUDE "timbre/Inharmonicity.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <algorithm>
 #include <cstddef>
 #include <hwy/highway.h>
 
@@ -30,23 +29,37 @@ HWY_INLINE V DistanceFromWhole(D d, V x) {
     return hn::IfThenElse(hn::Lt(size, hn::Set(d, kAllWhole)), distance, hn::Sub(size, size));
 }
 
+struct Sums {
+    float weight = 0.0f;
+    float error = 0.0f;
+};
+
+// Adds a vector of partials to the sums, one after the other.
 template <class D>
-HWY_INLINE void Error(D d, const float* magnitudes, const float* frequencies, float fundamental,
-                      float* errors) {
+HWY_INLINE void Add(D d, const float* magnitudes, const float* frequencies, float fundamental,
+                    Sums& sums) {
+    HWY_ALIGN float errors[hn::MaxLanes(d)];
     const auto ratio = hn::Div(hn::LoadU(d, frequencies), hn::Set(d, fundamental));
     const auto weight = hn::Mul(hn::LoadU(d, magnitudes), hn::Set(d, 4.0f));
-    hn::StoreU(hn::Mul(weight, DistanceFromWhole(d, ratio)), d, errors);
+    hn::Store(hn::Mul(weight, DistanceFromWhole(d, ratio)), d, errors);
+    for (std::size_t lane = 0; lane < hn::Lanes(d); ++lane) {
+        sums.weight += magnitudes[lane];
+        sums.error += errors[lane];
+    }
 }
 
-void Errors(const float* magnitudes, const float* frequencies, std::size_t count, float fundamental,
-            float* errors) {
+// Each sum waits for the one before it; meanwhile the processor looks at the partials to come.
+float MeanError(const float* magnitudes, const float* frequencies, std::size_t count,
+                float fundamental) {
     const hn::ScalableTag<float> full;
+    Sums sums;
     std::size_t i = 0;
     for (const std::size_t lanes = hn::Lanes(full); i + lanes <= count; i += lanes)
-        Error(full, magnitudes + i, frequencies + i, fundamental, errors + i);
+        Add(full, magnitudes + i, frequencies + i, fundamental, sums);
     const hn::CappedTag<float, 1> one;
     for (; i < count; ++i)
-        Error(one, magnitudes + i, frequencies + i, fundamental, errors + i);
+        Add(one, magnitudes + i, frequencies + i, fundamental, sums);
+    return sums.weight == 0.0f || sums.error == 0.0f ? 0.0f : sums.error / sums.weight;
 }
 
 } // namespace HWY_NAMESPACE
@@ -57,24 +70,11 @@ HWY_AFTER_NAMESPACE();
 
 namespace qel::core {
 
-HWY_EXPORT(Errors);
+HWY_EXPORT(MeanError);
 
 void ComputeInharmonicity(const float* magnitudes, const float* frequencies, unsigned int count,
                           const float* fundamental, float* out) {
-    constexpr unsigned int kRun = 256; // partials that are looked at in one go
-    float errors[kRun];
-    float weight = 0.0f;
-    float error = 0.0f;
-    for (unsigned int begin = 0; begin < count; begin += kRun) {
-        const unsigned int run = std::min(kRun, count - begin);
-        HWY_DYNAMIC_DISPATCH(Errors)
-        (magnitudes + begin, frequencies + begin, run, *fundamental, errors);
-        for (unsigned int i = 0; i < run; ++i) {
-            weight += magnitudes[begin + i];
-            error += errors[i];
-        }
-    }
-    *out = weight == 0.0f || error == 0.0f ? 0.0f : error / weight;
+    *out = HWY_DYNAMIC_DISPATCH(MeanError)(magnitudes, frequencies, count, *fundamental);
 }
 
 } // namespace qel::core
