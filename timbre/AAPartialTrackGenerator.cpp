@@ -130,6 +130,7 @@ void AAPartialTrackGenerator::AllocateBuffers() {
     else
         mSpectralProcessor = new QelAASpectralProcessor(mFrameSize, mHopSize, mNumChannels,
                                                         mMaxFrames, false, false);
+    mSpectralProcessor->SetKeepsAudioFrames(mUseInstantaneousFrequency);
     mSpectralProcessor->SetSpectralFunction(MyPartialSpectralFun, this);
     mSpectralProcessor->HanningWindow();
     mMagnitudeBuffer = NewBuffer("spectrum current magnitude buffer", mNumBins * sizeof(float));
