@@ -4,8 +4,6 @@
 #include <cstddef>
 #include <cstring>
 
-#include <Accelerate/Accelerate.h>
-
 #include "refinement/AAIFFTSpectralProcessor.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
@@ -105,6 +103,7 @@ void AAPartialTrackGenerator::NullPointers() {
     (void)mMaxMagnitudes.release();
     (void)mMagnitudeBuffer.release();
     (void)mLogMagnitudes.release();
+    (void)mFrequencies.release();
 }
 
 void AAPartialTrackGenerator::Cleanup() {
@@ -113,6 +112,7 @@ void AAPartialTrackGenerator::Cleanup() {
     mMaxMagnitudes.free();
     mMagnitudeBuffer.free();
     mLogMagnitudes.free();
+    mFrequencies.free();
     EraseVectors();
     AAPartialTrackGenerator::NullPointers();
 }
@@ -133,19 +133,22 @@ void AAPartialTrackGenerator::AllocateBuffers() {
     mSpectralProcessor->SetKeepsAudioFrames(mUseInstantaneousFrequency);
     mSpectralProcessor->SetSpectralFunction(MyPartialSpectralFun, this);
     mSpectralProcessor->HanningWindow();
-    mMagnitudeBuffer = NewBuffer("spectrum current magnitude buffer", mNumBins * sizeof(float));
-    mLogMagnitudes.alloc(mNumBins, true);
+    const UInt32 binRoom = mNumBins + kVectorRoom;
+    mMagnitudeBuffer = NewBuffer("spectrum current magnitude buffer", binRoom * sizeof(float));
+    mLogMagnitudes.alloc(binRoom, true);
     mMinMagnitudes.alloc(mNumChannels, true);
     mMaxMagnitudes.alloc(mNumChannels, true);
     ResetStamp(mFrameTime);
 
     EraseVectors();
-    const UInt32 most = PartialTracker::MostPartials(mNumBins);
+    const UInt32 room = PartialTracker::MostPartials(mNumBins) + kVectorRoom;
+    const Tones tones = mUseInstantaneousFrequency ? Tones::kKept : Tones::kLeft;
+    mFrequencies.alloc(room, true);
     mTrackers.reserve(mNumChannels);
     mRecords.resize(mNumChannels);
     for (std::vector<PartialRecord>& records : mRecords) {
-        mTrackers.emplace_back(mNumBins);
-        records.resize(most + kVectorRoom);
+        mTrackers.emplace_back(mNumBins, tones);
+        records.resize(room);
     }
 }
 
@@ -168,35 +171,45 @@ void AAPartialTrackGenerator::TrackPartials() {
 
 void AAPartialTrackGenerator::TrackChannel(UInt32 channel) {
     float* magnitudes = Channel(mMagnitudeBuffer, channel);
-    vDSP_vthr(magnitudes, 1, &kLeastMagnitude, magnitudes, 1, mNumBins);
-    const int count = static_cast<int>(mNumBins);
-    vvlogf(mLogMagnitudes, magnitudes, &count);
+    RaiseAndTakeLogarithms(magnitudes, mNumBins, kLeastMagnitude, mLogMagnitudes);
     // The greatest magnitude is that before the floor: silence has a threshold of -infinity.
     const float threshold = PeakThreshold(mMaxMagnitudes[channel]);
     PartialTracker& tracker = mTrackers[channel];
-    PeakSpectrum spectrum{mLogMagnitudes, mNumBins, mSampleRate, mFrameSize, nullptr, nullptr};
+    PeakSpectrum spectrum{mLogMagnitudes, mNumBins, nullptr, nullptr};
     if (mUseInstantaneousFrequency) {
         const auto* refined = static_cast<AAIFFTSpectralProcessor*>(mSpectralProcessor.get());
         spectrum.mFrequencies = Floats(refined->GetIFFTFrequencyBufferList(), channel);
         spectrum.mPhases = Floats(refined->GetPhaseBufferList(), channel);
     }
     FindSpectralPeaks(spectrum, threshold, tracker.Peaks());
-    tracker.Track({magnitudes, mNumBins}, threshold);
+    tracker.Track(magnitudes, threshold);
+}
+
+// Those of the tracks; they hold until the next call.
+const float* AAPartialTrackGenerator::FrequenciesOf(UInt32 channel) {
+    const TrackList& partials = mTrackers[channel].Partials();
+    if (partials.mHasTones)
+        return partials.mFrequencies.data();
+    FindFrequencies(partials, {mSampleRate, mFrameSize}, mFrequencies);
+    return mFrequencies;
 }
 
 // That of the oldest track, whatever its height: no pitch is looked for. 0 without a track.
 float AAPartialTrackGenerator::FundamentalOf(UInt32 channel) const {
     const TrackList& partials = mTrackers[channel].Partials();
-    return partials.mCount == 0 ? 0.0f : partials.mFrequencies[0];
+    if (partials.mCount == 0)
+        return 0.0f;
+    return partials.mHasTones ? partials.mFrequencies[0]
+                              : FrequencyOf(partials.mBins[0], {mSampleRate, mFrameSize});
 }
 
-float AAPartialTrackGenerator::InharmonicityOf(UInt32 channel) const {
+float AAPartialTrackGenerator::InharmonicityOf(UInt32 channel) {
     const float fundamental = FundamentalOf(channel);
     if (fundamental == 0.0f)
         return 0.0f;
     const TrackList& partials = mTrackers[channel].Partials();
     float value = 0.0f;
-    ComputeInharmonicity(partials.mMagnitudes.data(), partials.mFrequencies.data(),
+    ComputeInharmonicity(partials.mMagnitudes.data(), FrequenciesOf(channel),
                          static_cast<unsigned int>(partials.mCount), &fundamental, &value);
     return value;
 }
@@ -206,7 +219,7 @@ void AAPartialTrackGenerator::DeliverPartials() {
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         const TrackList& partials = mTrackers[c].Partials();
         PartialRecord* const records = mRecords[c].data();
-        ListTracks(partials, mNumBins, mFrameTime.mSampleTime, records);
+        ListTracks(partials, FrequenciesOf(c), mNumBins, mFrameTime.mSampleTime, records);
         const PartialList list{static_cast<UInt32>(partials.mCount), records};
         mBlocks.Store(c, &list);
     }

@@ -61,8 +61,9 @@ private:
     void TrackPartials();
     void TrackChannel(UInt32 channel);
     void EraseVectors();
+    const float* FrequenciesOf(UInt32 channel);
     float FundamentalOf(UInt32 channel) const;
-    float InharmonicityOf(UInt32 channel) const;
+    float InharmonicityOf(UInt32 channel);
     void DeliverPartials();
     void DeliverFundamentals();
     void DeliverInharmonicities();
@@ -71,8 +72,9 @@ private:
 
     CAAutoFree<float> mMinMagnitudes;            // of the frame, by channel
     CAAutoFree<float> mMaxMagnitudes;            // likewise
-    CAAutoDelete<CABufferList> mMagnitudeBuffer; // mNumBins floats
-    CAAutoFree<float> mLogMagnitudes;            // mNumBins: those of the channel in work
+    CAAutoDelete<CABufferList> mMagnitudeBuffer; // mNumBins floats, and room for a vector
+    CAAutoFree<float> mLogMagnitudes;            // likewise: those of the channel in work
+    CAAutoFree<float> mFrequencies;              // Hz: those of the channel in work
     AudioTimeStamp mFrameTime{};                 // frames since the last reset
 
     // By channel, with room for the most that a frame can have.

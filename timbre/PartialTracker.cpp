@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
-
-#include <Accelerate/Accelerate.h>
 
 #include "timbre/TrackVectors.h"
 
@@ -12,7 +9,6 @@ namespace qel::core {
 
 namespace {
 
-constexpr float kNowhere = std::numeric_limits<float>::infinity();
 // A level here is 20 times a natural logarithm, and so no decibel.
 constexpr float kLevelFactor = 20.0f;
 constexpr float kLimitAtBirth = 20.0f;
@@ -20,43 +16,53 @@ constexpr float kGrowth = 1.5f;
 constexpr float kRestLevel = 1.5f;
 constexpr float kDecay = -0.05f;
 
+// The track of a candidate, whether or not it is marked.
+SInt32 TrackOf(SInt32 candidate) {
+    return candidate < 0 ? ~candidate : candidate;
+}
+
 } // namespace
 
-TrackList::TrackList(std::size_t most) {
-    for (auto* values : {&mBins, &mFrequencies, &mGainLimits, &mMagnitudes, &mPhases})
+TrackList::TrackList(std::size_t most, Tones tones) : mHasTones(tones == Tones::kKept) {
+    for (auto* values : {&mBins, &mGainLimits, &mMagnitudes})
         values->resize(most + kVectorRoom);
     mMissedFrames.resize(most + kVectorRoom);
+    for (auto* values : {&mFrequencies, &mPhases})
+        values->resize(mHasTones ? most + kVectorRoom : 0);
 }
 
 ActivePartial TrackList::At(std::size_t index) const {
-    return {mBins[index],       mFrequencies[index], mGainLimits[index],
-            mMagnitudes[index], mPhases[index],      mMissedFrames[index]};
+    return {mBins[index],       mHasTones ? mFrequencies[index] : 0.0f, mGainLimits[index],
+            mMagnitudes[index], mHasTones ? mPhases[index] : 0.0f,      mMissedFrames[index]};
 }
 
 CandidateList::CandidateList(std::size_t most)
     : mTracks(most + kVectorRoom), mPeaks(most + kVectorRoom), mGains(most + kVectorRoom) {}
 
-PartialTracker::PartialTracker(UInt32 numBins)
-    : mNumBins(numBins), mPeaks(numBins), mPartials(MostPartials(numBins)),
-      mCandidates(MostPartials(numBins)), mContinued(MostPartials(numBins) + 1),
-      mPeakPlaces(mPeaks.mBins.size() + 4, -kNowhere), mFirstPeaks(numBins + kVectorRoom) {}
+PeakMap::PeakMap(UInt32 numBins)
+    : mNumBins(numBins), mPlaces(std::size_t{numBins} + 3 + kVectorRoom),
+      mPeaks(std::size_t{numBins} + 1) {}
 
-void PartialTracker::Track(std::span<const float> magnitudes, float threshold) {
+PartialTracker::PartialTracker(UInt32 numBins, Tones tones)
+    : mPeaks(numBins), mPartials(MostPartials(numBins), tones), mCandidates(MostPartials(numBins)),
+      mContinued(MostPartials(numBins) + 1), mPeakMap(numBins), mPeakBins(mPeaks.mBins.size()),
+      mTrackBins(mPartials.mBins.size()) {}
+
+void PartialTracker::Track(const float* magnitudes, float threshold) {
     MapPeaks();
+    FindBins(mPartials, mPeakMap.mNumBins, mTrackBins.data());
     MatchAll();
     Choose();
-    EraseLost(mPartials, {magnitudes.data(), static_cast<UInt32>(magnitudes.size())});
+    EraseLost(mPartials, {magnitudes, mTrackBins.data()});
     BeginTracks(mPartials, mPeaks, threshold, kLimitAtBirth);
 }
 
-// The element behind the peaks stands for none: never taken, and of a magnitude that divides.
+// The element behind the peaks stands for none: always taken, and of a magnitude that divides.
 void PartialTracker::MapPeaks() {
     const UInt32 count = mPeaks.mCount;
-    std::fill_n(mPeaks.mMatched.begin(), count + 1, 0);
+    mPeaks.mMatched[count] = 1;
     mPeaks.mMagnitudes[count] = 1.0f;
-    std::copy_n(mPeaks.mBins.begin(), count, mPeakPlaces.begin() + 1);
-    std::fill_n(mPeakPlaces.begin() + 1 + count, 3, kNowhere);
-    mIsCrowded = FindFirstPeaks(mPeaks, mNumBins, mFirstPeaks.data());
+    mIsCrowded = !MapPlaces(mPeaks, mPeakMap, mPeakBins.data());
 }
 
 // The nearest peak in reach, taken or not, the lowest of several; the number of peaks if there is
@@ -96,21 +102,19 @@ void PartialTracker::MatchAll() {
     if (mIsCrowded)
         MatchCrowded();
     else
-        MatchTracks(mPartials, {mFirstPeaks.data(), mPeakPlaces.data(), mNumBins}, mCandidates);
-    DivideMagnitudes(mPeaks, mCandidates);
-    float* const gains = mCandidates.mGains.data();
-    const int logs = static_cast<int>(mCandidates.mCount);
-    vvlogf(gains, gains, &logs);
-    vDSP_vsmul(gains, 1, &kLevelFactor, gains, 1, mCandidates.mCount);
+        MatchTracks(mPartials, mTrackBins.data(), mPeakMap, mCandidates);
+    FindGains(kLevelFactor, mCandidates);
 }
 
 void PartialTracker::MatchCrowded() {
     std::size_t count = 0;
     for (std::size_t i = 0; i < mPartials.mCount; ++i) {
-        mCandidates.mTracks[count] = static_cast<SInt32>(i);
-        mCandidates.mPeaks[count] = NearestPeak(mPartials.mBins[i]);
-        mCandidates.mGains[count] = mPartials.mMagnitudes[i];
-        count += std::size_t{mCandidates.mPeaks[count] != static_cast<SInt32>(mPeaks.mCount)};
+        const SInt32 peak = NearestPeak(mPartials.mBins[i]);
+        mCandidates.mTracks[count] = ~static_cast<SInt32>(i);
+        mCandidates.mPeaks[count] = peak;
+        mCandidates.mGains[count] =
+            mPeaks.mMagnitudes[static_cast<UInt32>(peak)] / mPartials.mMagnitudes[i];
+        count += std::size_t{peak != static_cast<SInt32>(mPeaks.mCount)};
     }
     mCandidates.mCount = count;
 }
@@ -118,7 +122,6 @@ void PartialTracker::MatchCrowded() {
 // In the order of the tracks. Whether one is continued, or rises too far and is lost, is hard to
 // foretell, so that neither is a branch.
 void PartialTracker::Choose() {
-    const auto none = static_cast<SInt32>(mPeaks.mCount);
     const float* const limits = mPartials.mGainLimits.data();
     SInt32* const missed = mPartials.mMissedFrames.data();
     SInt32* const matched = mPeaks.mMatched.data();
@@ -128,24 +131,24 @@ void PartialTracker::Choose() {
     UInt32* const continued = mContinued.data();
     std::size_t continuedCount = 0;
     for (std::size_t i = 0; i < mCandidates.mCount; ++i) {
-        if (matched[peaks[i]] != 0) [[unlikely]]
+        if ((-matched[peaks[i]] & tracks[i]) < 0) [[unlikely]]
             MatchAgain(i);
         const SInt32 peak = peaks[i];
-        const SInt32 track = tracks[i];
-        const bool isThere = peak != none;
-        const bool rises = gains[i] > limits[track];
-        const bool continues = isThere & !rises;
-        matched[peak] |= SInt32{continues};
-        missed[track] += SInt32{isThere & rises} * (kMostMissedFrames + 1);
+        const SInt32 track = TrackOf(tracks[i]);
+        const SInt32 isFree = matched[peak] ^ 1;
+        const SInt32 rises = gains[i] > limits[track] ? 1 : 0;
+        const SInt32 continues = isFree & (rises ^ 1);
+        matched[peak] |= continues;
+        missed[track] += (isFree & rises) * (kMostMissedFrames + 1);
         continued[continuedCount] = static_cast<UInt32>(i);
-        continuedCount += std::size_t{continues};
+        continuedCount += static_cast<std::size_t>(continues);
     }
     Continue({continued, continuedCount});
 }
 
-// The nearest peak is taken.
+// The nearest peak is taken, and there may be another one.
 void PartialTracker::MatchAgain(std::size_t candidate) {
-    const auto track = static_cast<UInt32>(mCandidates.mTracks[candidate]);
+    const auto track = static_cast<UInt32>(TrackOf(mCandidates.mTracks[candidate]));
     const SInt32 peak = NearestFreePeak(mPartials.mBins[track], mCandidates.mPeaks[candidate]);
     const float magnitude = mPeaks.mMagnitudes[static_cast<UInt32>(peak)];
     mCandidates.mPeaks[candidate] = peak;
@@ -158,17 +161,19 @@ void PartialTracker::Continue(std::span<const UInt32> candidates) {
     const PeakList& peaks = mPeaks;
     TrackList& partials = mPartials;
     for (const UInt32 candidate : candidates) {
-        const auto track = static_cast<UInt32>(mCandidates.mTracks[candidate]);
+        const auto track = static_cast<UInt32>(TrackOf(mCandidates.mTracks[candidate]));
         const auto peak = static_cast<UInt32>(mCandidates.mPeaks[candidate]);
         // The new limit deliberately starts from the peak's logarithm and not from the old limit.
         const float level = peaks.mLogMagnitudes[peak];
         const float rested = level - fall * (level - kRestLevel);
         partials.mBins[track] = peaks.mBins[peak];
-        partials.mFrequencies[track] = peaks.mFrequencies[peak];
         partials.mGainLimits[track] = std::max(rested, kGrowth * mCandidates.mGains[candidate]);
         partials.mMagnitudes[track] = peaks.mMagnitudes[peak];
-        partials.mPhases[track] = peaks.mPhases[peak];
         partials.mMissedFrames[track] = -1; // as all of them are counted on
+        if (partials.mHasTones) {
+            partials.mFrequencies[track] = peaks.mFrequencies[peak];
+            partials.mPhases[track] = peaks.mPhases[peak];
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 // Maxima and their parabolas are found in vectors, compiled for every instruction set. Nothing is
-// contracted, so that results are the same on all of them.
+// contracted but the polynomials of logarithm and exponential, so that all else is the same on all
+// of them.
 
 #include "timbre/SpectralPeaks.h"
 
@@ -7,110 +8,135 @@
 #define HWY_TARGET_INCLUDE "timbre/SpectralPeaks.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <Accelerate/Accelerate.h>
 #include <algorithm>
-#include <bit>
+#include <cmath>
 #include <cstddef>
-#include <cstdint>
+#include <hwy/contrib/math/math-inl.h>
 #include <hwy/highway.h>
+#include <limits>
 
+#include "timbre/Rows-inl.h"
 #include "timbre/Select-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {
 namespace HWY_NAMESPACE {
 
-using Doubles = hn::CappedTag<double, kTableLanes>;
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-constexpr UInt32 kWordBins = 64;
+// Of normal positive numbers: x is 2^k (1 + f) with 1 + f from sqrt(1/2) to sqrt(2), and the
+// logarithm of 1 + f is f - s (f - R), where s is f / (2 + f) and R a polynomial in s^2.
+// Coefficients and the two parts of the logarithm of 2 are those of fdlibm (Sun Microsystems,
+// 1993).
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V Logarithm(D d, V x) {
+    const hn::RebindToSigned<D> integers;
+    const auto rootOfHalf = hn::Set(integers, 0x3F3504F3); // the bits of sqrt(1/2)
+    const auto fromRoot = hn::Sub(hn::BitCast(integers, x), rootOfHalf);
+    const V k = hn::ConvertTo(d, hn::ShiftRight<23>(fromRoot));
+    const auto mantissa = hn::And(fromRoot, hn::Set(integers, 0x7FFFFF));
+    const V y = hn::BitCast(d, hn::Add(mantissa, rootOfHalf));
+    const V one = hn::Set(d, 1.0f);
+    const V f = hn::Sub(y, one);
+    const V s = hn::Div(f, hn::Add(y, one));
+    const V s2 = hn::Mul(s, s);
+    const V s4 = hn::Mul(s2, s2);
+    const V odd = hn::MulAdd(hn::Set(d, 0.28498786688f), s4, hn::Set(d, 0.66666662693f));
+    const V even = hn::MulAdd(hn::Set(d, 0.24279078841f), s4, hn::Set(d, 0.40000972152f));
+    const V r = hn::MulAdd(odd, s2, hn::Mul(even, s4));
+    const V lowPart = hn::Mul(k, hn::Set(d, 9.0580006145e-6f));
+    const V rest = hn::Sub(hn::MulSub(s, hn::Sub(f, r), lowPart), f);
+    return hn::MulSub(k, hn::Set(d, 0.69313812256f), rest);
+}
 
-// A bit for each of `count` bins, 64 at most, that is a maximum. There is a bin before and behind.
-std::uint64_t MaximaOf(const float* x, UInt32 count, float threshold) {
+// Infinity is its own logarithm. What is no number is raised as well, and nothing is subnormal.
+template <class D>
+HWY_INLINE void RaiseAndLog(D d, float* magnitudes, float least, float* logs) {
+    const auto read = hn::LoadU(d, magnitudes);
+    const auto lowest = hn::Set(d, least);
+    const auto x = hn::IfThenElse(hn::Ge(read, lowest), read, lowest);
+    hn::StoreU(x, d, magnitudes);
+    hn::StoreU(hn::IfThenElse(hn::Lt(x, hn::Set(d, kInfinity)), Logarithm(d, x), x), d, logs);
+}
+
+void RaiseAndLogAll(float* magnitudes, UInt32 count, float least, float* logs) {
     const Full d;
     const auto lanes = static_cast<UInt32>(hn::Lanes(d));
-    const auto least = hn::Set(d, threshold);
-    std::uint64_t word = 0;
-    UInt32 k = 0;
-    for (; k + lanes <= count; k += lanes) {
-        const auto here = hn::LoadU(d, x + k);
-        const auto isPeak = hn::And(
-            hn::And(hn::Gt(here, hn::LoadU(d, x + k - 1)), hn::Ge(here, hn::LoadU(d, x + k + 1))),
-            hn::Gt(here, least));
-        std::uint8_t bits[8] = {};
-        hn::StoreMaskBits(d, isPeak, bits);
-        word |= std::uint64_t{bits[0]} << k;
-    }
-    for (; k < count; ++k) {
-        const float* at = x + k;
-        const unsigned isPeak =
-            unsigned{*at > at[-1]} & unsigned{*at >= at[1]} & unsigned{*at > threshold};
-        word |= std::uint64_t{isPeak} << k;
-    }
-    return word;
+    UInt32 i = 0;
+    for (; i + lanes <= count; i += lanes)
+        RaiseAndLog(d, magnitudes + i, least, logs + i);
+    for (; i < count; ++i)
+        RaiseAndLog(hn::CappedTag<float, 1>(), magnitudes + i, least, logs + i);
 }
 
-// Of each maximum the bin below it, and the logarithms there, at the maximum and above, in the
-// places of the peaks' levels, places and magnitudes; the number of maxima.
-UInt32 FindMaxima(const float* x, UInt32 numBins, float threshold, PeakList& peaks) {
-    SInt32* const firstBins = peaks.mFirstBins.data();
-    float* const below = peaks.mLogMagnitudes.data();
-    float* const at = peaks.mBins.data();
-    float* const above = peaks.mMagnitudes.data();
-    UInt32 count = 0;
-    const auto add = [&](UInt32 bin) {
-        firstBins[count] = static_cast<SInt32>(bin - 1);
-        below[count] = x[bin - 1];
-        at[count] = x[bin];
-        above[count] = x[bin + 1];
-        ++count;
-    };
-    for (UInt32 k = 1; k + 1 < numBins; k += kWordBins) {
-        const UInt32 bins = std::min(kWordBins, numBins - 1 - k);
-        for (std::uint64_t word = MaximaOf(x + k, bins, threshold); word != 0; word &= word - 1)
-            add(k + static_cast<UInt32>(std::countr_zero(word)));
-    }
-    return count;
-}
-
-// Place, level and the logarithm of the height of each maximum with a vertex; the number of those.
-UInt32 FindVertices(UInt32 count, PeakList& peaks) {
+// The bins below the maxima, and zeros behind them; how many there are.
+UInt32 FindMaxima(const float* x, UInt32 numBins, float threshold, SInt32* firstBins) {
     const Full d;
     const Integers integers;
     const auto lanes = static_cast<UInt32>(hn::Lanes(d));
-    UInt32 found = 0;
+    const auto least = hn::Set(d, threshold);
+    const auto step = hn::Set(integers, static_cast<SInt32>(lanes));
+    auto below = hn::Iota(integers, 0); // counted on, as one made anew takes many times as long
+    std::size_t count = 0;
+    for (UInt32 k = 1; k + 1 < numBins; k += lanes) {
+        const auto here = hn::LoadU(d, x + k);
+        const auto rises = hn::Gt(here, hn::LoadU(d, x + k - 1));
+        const auto holds = hn::Ge(here, hn::LoadU(d, x + k + 1));
+        const auto isPeak = hn::And(hn::And(rises, holds), hn::Gt(here, least));
+        const auto isInside = hn::FirstN(d, numBins - 1 - k);
+        const Selection maxima = Select(hn::And(isPeak, isInside));
+        StoreSelected(below, maxima, firstBins + count);
+        count += maxima.count;
+        below = hn::Add(below, step);
+    }
+    hn::StoreU(hn::Zero(integers), integers, firstBins + count);
+    return static_cast<UInt32>(count);
+}
+
+// Level, place and logarithm of the height of each maximum, none of them matched. Whether all of
+// them have a vertex. Heights are raised in a loop of their own: one step of both is so long that
+// the processor would have few of them in work at a time.
+bool FindVertices(const float* x, UInt32 count, PeakList& peaks) {
+    const Full d;
+    const Integers integers;
+    const auto lanes = static_cast<UInt32>(hn::Lanes(d));
+    const SInt32* const firstBins = peaks.mFirstBins.data();
+    float* const levels = peaks.mLogMagnitudes.data();
+    float* const places = peaks.mBins.data();
+    float* const heights = peaks.mMagnitudes.data();
+    SInt32* const matched = peaks.mMatched.data();
+    auto missing = hn::Zero(d);
     for (UInt32 i = 0; i < count; i += lanes) {
-        const auto first = hn::LoadU(integers, &peaks.mFirstBins[i]);
-        const auto x0 = hn::LoadU(d, &peaks.mLogMagnitudes[i]);
-        const auto rise = hn::Sub(hn::LoadU(d, &peaks.mBins[i]), x0);
-        const auto span = hn::Sub(hn::LoadU(d, &peaks.mMagnitudes[i]), x0);
+        const auto logs = LookUp(d, x, firstBins + i);
+        const auto x0 = logs.first;
+        const auto rise = hn::Sub(logs.second, x0);
+        const auto span = hn::Sub(logs.third, x0);
         // Of curve u^2 + b u, with u in bins from the first; t is twice the place of the vertex.
         const auto half = hn::Set(d, 0.5f);
         const auto curve = hn::Mul(hn::Add(hn::Mul(hn::Set(d, -2.0f), rise), span), half);
         const auto t = hn::Sub(hn::Set(d, 1.0f), hn::Div(rise, curve));
-        const auto place = hn::Add(hn::ConvertTo(d, first), hn::Mul(t, half));
+        const auto first = hn::ConvertTo(d, hn::LoadU(integers, firstBins + i));
+        const auto place = hn::Add(first, hn::Mul(t, half));
         const auto bend = hn::Mul(hn::Mul(hn::Mul(curve, t), t), hn::Set(d, -0.25f));
-        const auto isThere = hn::And(hn::FirstN(d, count - i), hn::Eq(place, place));
-        const Selection vertices = Select(isThere);
-        StoreSelected(first, vertices, &peaks.mFirstBins[found]);
-        StoreSelected(place, vertices, &peaks.mBins[found]);
-        StoreSelected(hn::Add(x0, bend), vertices, &peaks.mMagnitudes[found]);
-        StoreSelected(x0, vertices, &peaks.mLogMagnitudes[found]);
-        found += static_cast<UInt32>(vertices.count);
+        const auto isMissing = hn::And(hn::FirstN(d, count - i), hn::IsNaN(place));
+        missing = hn::Or(missing, hn::VecFromMask(d, isMissing));
+        hn::StoreU(x0, d, levels + i);
+        hn::StoreU(place, d, places + i);
+        hn::StoreU(hn::Add(x0, bend), d, heights + i);
+        hn::StoreU(hn::Zero(integers), integers, matched + i);
     }
-    return found;
+    return hn::AllFalse(d, hn::MaskFromVec(missing));
 }
 
-// In double precision, as far as the last rounding.
-void FindFrequencies(const float* bins, UInt32 count, double sampleRate, UInt32 frameSize,
-                     float* frequencies) {
-    const Doubles doubles;
-    const hn::Rebind<float, Doubles> singles;
-    const auto rate = hn::Set(doubles, sampleRate);
-    const auto size = hn::Set(doubles, static_cast<double>(frameSize));
-    for (std::size_t i = 0; i < count; i += hn::Lanes(doubles)) {
-        const auto bin = hn::PromoteTo(doubles, hn::LoadU(singles, bins + i));
-        const auto hertz = hn::Div(hn::Mul(bin, rate), size);
-        hn::StoreU(hn::DemoteTo(singles, hertz), singles, frequencies + i);
+// From logarithms to linear. The function behind it holds up to an argument of 104.
+void RaiseHeights(UInt32 count, PeakList& peaks) {
+    const Full d;
+    const auto overflows = hn::Set(d, 100.0f);
+    float* const heights = peaks.mMagnitudes.data();
+    for (UInt32 i = 0; i < count; i += static_cast<UInt32>(hn::Lanes(d))) {
+        const auto log = hn::LoadU(d, heights + i);
+        const auto height = hn::Exp(d, hn::Min(log, overflows));
+        hn::StoreU(hn::IfThenElse(hn::Eq(log, log), height, log), d, heights + i);
     }
 }
 
@@ -122,9 +148,29 @@ HWY_AFTER_NAMESPACE();
 
 namespace qel::core {
 
+HWY_EXPORT(RaiseAndLogAll);
 HWY_EXPORT(FindMaxima);
 HWY_EXPORT(FindVertices);
-HWY_EXPORT(FindFrequencies);
+HWY_EXPORT(RaiseHeights);
+
+namespace {
+
+// Leaves out the peaks whose place is no number.
+UInt32 DropPlaceless(UInt32 count, PeakList& peaks) {
+    UInt32 found = 0;
+    for (UInt32 i = 0; i < count; ++i) {
+        if (std::isnan(peaks.mBins[i]))
+            continue;
+        peaks.mFirstBins[found] = peaks.mFirstBins[i];
+        peaks.mBins[found] = peaks.mBins[i];
+        peaks.mMagnitudes[found] = peaks.mMagnitudes[i];
+        peaks.mLogMagnitudes[found] = peaks.mLogMagnitudes[i];
+        ++found;
+    }
+    return found;
+}
+
+} // namespace
 
 PeakList::PeakList(UInt32 numBins) {
     const std::size_t room = std::size_t{MostPeaks(numBins)} + 1 + kVectorRoom;
@@ -149,27 +195,21 @@ Peak PeakList::At(UInt32 index) const {
             mMagnitudes[index],   mLogMagnitudes[index], mPhases[index]};
 }
 
+void RaiseAndTakeLogarithms(float* magnitudes, UInt32 count, float least, float* logs) {
+    HWY_DYNAMIC_DISPATCH(RaiseAndLogAll)(magnitudes, count, least, logs);
+}
+
 void FindSpectralPeaks(const PeakSpectrum& spectrum, float threshold, PeakList& peaks) {
-    const float* logs = spectrum.mLogMagnitudes;
-    const SInt32* first = peaks.mFirstBins.data();
-    const UInt32 maxima =
-        HWY_DYNAMIC_DISPATCH(FindMaxima)(logs, spectrum.mNumBins, threshold, peaks);
-    const UInt32 count = HWY_DYNAMIC_DISPATCH(FindVertices)(maxima, peaks);
-    const int heights = static_cast<int>(count);
-    vvexpf(peaks.mMagnitudes.data(), peaks.mMagnitudes.data(), &heights);
-    std::fill_n(peaks.mMatched.begin(), count, 0);
-    peaks.mCount = count;
+    const float* const logs = spectrum.mLogMagnitudes;
+    const UInt32 maxima = HWY_DYNAMIC_DISPATCH(FindMaxima)(logs, spectrum.mNumBins, threshold,
+                                                           peaks.mFirstBins.data());
+    const bool areThere = HWY_DYNAMIC_DISPATCH(FindVertices)(logs, maxima, peaks);
+    peaks.mCount = areThere ? maxima : DropPlaceless(maxima, peaks);
+    HWY_DYNAMIC_DISPATCH(RaiseHeights)(peaks.mCount, peaks);
     // Deliberately, level, frequency and phase are those of the bin below the maximum.
-    if (spectrum.mFrequencies != nullptr) {
-        for (UInt32 i = 0; i < count; ++i) {
-            peaks.mFrequencies[i] = spectrum.mFrequencies[first[i]];
-            peaks.mPhases[i] = -spectrum.mPhases[first[i]];
-        }
-    } else {
-        HWY_DYNAMIC_DISPATCH(FindFrequencies)
-        (peaks.mBins.data(), count, spectrum.mSampleRate, spectrum.mFrameSize,
-         peaks.mFrequencies.data());
-        std::fill_n(peaks.mPhases.begin(), count, 0.0f);
+    for (UInt32 i = 0; spectrum.mFrequencies != nullptr && i < peaks.mCount; ++i) {
+        peaks.mFrequencies[i] = spectrum.mFrequencies[peaks.mFirstBins[i]];
+        peaks.mPhases[i] = -spectrum.mPhases[peaks.mFirstBins[i]];
     }
 }
 

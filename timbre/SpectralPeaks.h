@@ -10,19 +10,18 @@ namespace qel::core {
 struct Peak {
     bool mMatched;       // a track has taken it
     float mBin;          // the place of the vertex, in bins
-    float mFrequency;    // Hz
+    float mFrequency;    // Hz, where a spectrum brings frequencies
     float mMagnitude;    // the height of the vertex, linear
     float mLogMagnitude; // the natural logarithm of the magnitude of the bin below the maximum
-    float mPhase;        // radians
+    float mPhase;        // radians, likewise
 };
 
-// One frame of one channel, as the peak search reads it. All arrays have `numBins` floats.
+// One frame of one channel, as the peak search reads it. All arrays have `numBins` floats; behind
+// the logarithms there is room for a vector.
 struct PeakSpectrum {
     const float* mLogMagnitudes; // natural logarithms
     UInt32 mNumBins;
-    Float64 mSampleRate;       // Hz
-    UInt32 mFrameSize;         // samples: bin k lies at k * mSampleRate / mFrameSize
-    const float* mFrequencies; // Hz of what lies in each bin; null: peaks take that of their place
+    const float* mFrequencies; // Hz of what lies in each bin; null: peaks have none but their place
     const float* mPhases;      // radians; null with mFrequencies
 };
 
@@ -56,11 +55,16 @@ struct PeakList {
     std::vector<SInt32> mFirstBins; // the bins below the maxima, where the search has found them
 };
 
+// Raises magnitudes, 0 or above or no numbers, to `least`, a normal number above 0, and gives their
+// natural logarithms.
+void RaiseAndTakeLogarithms(float* magnitudes, UInt32 count, float least, float* logs);
+
 // Replaces `peaks`, made for mNumBins, by those of the spectrum that are above `threshold` (a
 // natural logarithm), in rising order of bin. A peak is a bin above the one before it and not below
 // the one behind it, so that a flat top counts at its left end; the first and the last bin are
 // none. Its place and height are those of the parabola through the three logarithms. Where they are
-// no numbers, as beside an infinite magnitude, there is no peak. Allocates nothing.
+// no numbers, as beside an infinite magnitude, there is no peak. Frequencies and phases of peaks
+// stay as they are where the spectrum has none. Allocates nothing.
 void FindSpectralPeaks(const PeakSpectrum& spectrum, float threshold, PeakList& peaks);
 
 } // namespace qel::core

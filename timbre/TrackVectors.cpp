@@ -1,5 +1,5 @@
-// Compiled for every instruction set. Nothing is contracted, so that results are the same on all of
-// them.
+// Compiled for every instruction set. Nothing is contracted but the polynomial of the logarithm, as
+// vvlogf has it, so that all else is the same on all of them.
 
 #include "timbre/TrackVectors.h"
 
@@ -7,10 +7,13 @@
 #define HWY_TARGET_INCLUDE "timbre/TrackVectors.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <algorithm>
+#include <bit>
 #include <cstring>
+#include <hwy/contrib/math/math-inl.h>
 #include <hwy/highway.h>
+#include <limits>
 
+#include "timbre/Rows-inl.h"
 #include "timbre/Select-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -18,6 +21,7 @@ namespace qel::core {
 namespace HWY_NAMESPACE {
 
 constexpr float kLeastShare = 0.2f; // of the last magnitude
+constexpr float kNowhere = std::numeric_limits<float>::infinity();
 
 // The bins that places lie in, within 0 and numBins - 1.
 template <class V>
@@ -27,108 +31,117 @@ HWY_INLINE auto BinsOf(V places, UInt32 numBins) {
     return hn::Min(hn::Max(hn::ConvertTo(integers, places), hn::Zero(integers)), last);
 }
 
-// Writes, by bin, the first of `count` places that is not below it, in whole runs, of which the
-// next one overwrites what is too much. Whether a bin has several of them.
-bool FindFirsts(const float* places, UInt32 count, UInt32 numBins, SInt32* firsts) {
-    const Integers integers;
-    bool isCrowded = false;
-    UInt32 from = 0;
-    for (UInt32 i = 0; i < count; ++i) {
-        const UInt32 bin = PartialTracker::BinOf(places[i], numBins);
-        const auto index = hn::Set(integers, static_cast<SInt32>(i));
-        isCrowded |= bin < from;
-        do {
-            for (UInt32 at = 0; at < kVectorRoom; at += static_cast<UInt32>(hn::Lanes(integers)))
-                hn::StoreU(index, integers, firsts + from + at);
-            from += kVectorRoom;
-        } while (from <= bin);
-        from = bin + 1;
-    }
-    std::fill(firsts + from, firsts + numBins, static_cast<SInt32>(count));
-    return isCrowded;
-}
-
-constexpr std::size_t kRun = 128; // tracks that are looked up before any of them is matched
-
-// What there is around each track of a run.
-struct Surroundings {
-    HWY_ALIGN SInt32 bins[kRun];
-    HWY_ALIGN SInt32 firsts[kRun];    // the first peak that is not below the bin
-    HWY_ALIGN float places[4 * kRun]; // those of the peak before it, of it, and of two behind
-};
-
-// Gathers in vectors would take about twice as long.
-void LookUp(const float* places, std::size_t count, const PeakMap& map, Surroundings& around) {
+void FindTrackBins(const TrackList& tracks, UInt32 numBins, SInt32* bins) {
     const Full d;
-    const Integers integers;
-    const hn::CappedTag<float, 4> four;
+    const float* const places = tracks.mBins.data();
+    const std::size_t count = tracks.mCount;
     for (std::size_t i = 0; i < count; i += hn::Lanes(d))
-        hn::Store(BinsOf(hn::LoadU(d, places + i), map.mNumBins), integers, around.bins + i);
+        hn::StoreU(BinsOf(hn::LoadU(d, places + i), numBins), Integers(), bins + i);
+}
+
+bool Map(const PeakList& peaks, PeakMap& map, SInt32* bins) {
+    const Full d;
+    const Integers integers;
+    const std::size_t lanes = hn::Lanes(d);
+    const auto nowhere = hn::Set(d, kNowhere);
+    float* const places = map.mPlaces.data();
+    const std::size_t numPlaces = std::size_t{map.mNumBins} + 3;
+    for (std::size_t i = 0; i < numPlaces; i += lanes)
+        hn::StoreU(nowhere, d, places + i);
+
+    auto shared = hn::Zero(integers);
+    const float* const found = peaks.mBins.data();
+    const std::size_t count = peaks.mCount;
+    for (std::size_t i = 0; i < count; i += lanes) {
+        const auto bin = BinsOf(hn::LoadU(d, found + i), map.mNumBins);
+        const auto next = BinsOf(hn::LoadU(d, found + i + 1), map.mNumBins);
+        const auto isInside = hn::FirstN(integers, count - 1 - i);
+        shared = hn::Or(shared, hn::IfThenElseZero(isInside, hn::VecFromMask(hn::Eq(bin, next))));
+        hn::StoreU(bin, integers, bins + i);
+    }
+    MappedPeak* const mapped = map.mPeaks.data();
     for (std::size_t i = 0; i < count; ++i) {
-        const SInt32 first = map.mFirsts[around.bins[i]];
-        around.firsts[i] = first;
-        hn::Store(hn::LoadU(four, map.mPlaces + first), four, around.places + 4 * i);
+        places[bins[i] + 1] = found[i];
+        mapped[bins[i]] = {peaks.mMagnitudes[i], static_cast<SInt32>(i)};
     }
+    return hn::AllTrue(integers, hn::Eq(shared, hn::Zero(integers)));
 }
 
-// The peak nearest to each place of a vector, the lower of two, and its distance: the first one
-// from the place's bin on, or the one on the other side of the place.
-template <class V>
-HWY_INLINE auto Nearest(V place, const Surroundings& around, std::size_t at, V& distance) {
+// Turns twice the bins of the candidates' peaks to the peaks, and the magnitudes of the tracks to
+// the rise from them. Behind the last candidate there is a vector of bins as well.
+void FindPeaks(const PeakMap& map, CandidateList& candidates) {
     const Full d;
     const Integers integers;
-    const auto one = hn::Set(integers, 1);
-    V before, first, second, third;
-    hn::LoadInterleaved4(d, around.places + 4 * at, before, first, second, third);
-    const auto isAbove = hn::Gt(first, place);
-    const auto index = hn::Load(integers, around.firsts + at);
-    const auto lower =
-        hn::IfThenElse(hn::RebindMask(integers, isAbove), hn::Sub(index, one), index);
-    const auto below = hn::Abs(hn::Sub(hn::IfThenElse(isAbove, before, first), place));
-    const auto above = hn::Abs(hn::Sub(hn::IfThenElse(isAbove, first, second), place));
-    distance = hn::Min(above, below);
-    return hn::IfThenElse(hn::RebindMask(integers, hn::Lt(above, below)), hn::Add(lower, one),
-                          lower);
-}
-
-// Adds those of a run of `count` tracks from the given one on.
-void MatchRun(const TrackList& tracks, std::size_t from, std::size_t count,
-              const Surroundings& around, CandidateList& candidates) {
-    const Full d;
-    const Integers integers;
+    const auto* const mapped = reinterpret_cast<const float*>(map.mPeaks.data());
+    SInt32* const peaks = candidates.mPeaks.data();
+    float* const gains = candidates.mGains.data();
+    const std::size_t count = candidates.mCount;
     for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        auto distance = hn::Zero(d);
-        const auto peak = Nearest(hn::LoadU(d, &tracks.mBins[from + i]), around, i, distance);
-        const Selection near =
-            Select(hn::And(hn::Lt(distance, hn::Set(d, kReach)), hn::FirstN(d, count - i)));
-        const auto track = hn::Iota(integers, static_cast<SInt32>(from + i));
-        const auto magnitude = hn::LoadU(d, &tracks.mMagnitudes[from + i]);
-        StoreSelected(track, near, &candidates.mTracks[candidates.mCount]);
-        StoreSelected(peak, near, &candidates.mPeaks[candidates.mCount]);
-        StoreSelected(magnitude, near, &candidates.mGains[candidates.mCount]);
-        candidates.mCount += near.count;
+        const auto found = LookUp(d, mapped, peaks + i);
+        hn::StoreU(hn::BitCast(integers, found.second), integers, peaks + i);
+        hn::StoreU(hn::Div(found.first, hn::LoadU(d, gains + i)), d, gains + i);
     }
 }
 
-void Match(const TrackList& tracks, const PeakMap& map, CandidateList& candidates) {
-    Surroundings around;
-    candidates.mCount = 0;
-    for (std::size_t from = 0; from < tracks.mCount; from += kRun) {
-        const std::size_t count = std::min(kRun, tracks.mCount - from);
-        const std::size_t lanes = hn::Lanes(Full());
-        LookUp(&tracks.mBins[from], (count + lanes - 1) / lanes * lanes, map, around);
-        MatchRun(tracks, from, count, around, candidates);
-    }
-}
-
-void Divide(const PeakList& peaks, CandidateList& candidates) {
+void Match(const TrackList& tracks, const SInt32* bins, const PeakMap& map,
+           CandidateList& candidates) {
     const Full d;
     const Integers integers;
+    const auto two = hn::Set(integers, 2); // mapped peaks are pairs
+    const auto reach = hn::Set(d, kReach);
+    const auto step = hn::Set(integers, static_cast<SInt32>(hn::Lanes(d)));
+    auto track = hn::Iota(integers, 0); // counted on, as one made anew takes many times as long
+    const float* const mapped = map.mPlaces.data();
+    const float* const places = tracks.mBins.data();
+    const float* const magnitudes = tracks.mMagnitudes.data();
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < tracks.mCount; i += hn::Lanes(d)) {
+        const auto place = hn::LoadU(d, places + i);
+        const auto around = LookUp(d, mapped, bins + i);
+        const auto below = hn::Abs(hn::Sub(around.first, place));
+        const auto at = hn::Abs(hn::Sub(around.second, place));
+        const auto above = hn::Abs(hn::Sub(around.third, place));
+        // The nearest one, the lower of two, and the next one.
+        const auto lower = hn::Min(at, below);
+        const auto nearest = hn::Min(above, lower);
+        const auto next = hn::Min(hn::Max(at, below), hn::Max(above, lower));
+        const auto bin = hn::LoadU(integers, bins + i);
+        const auto twice = hn::Add(bin, bin);
+        const auto isAt = hn::RebindMask(integers, hn::Lt(at, below));
+        const auto isAbove = hn::RebindMask(integers, hn::Lt(above, lower));
+        auto peak = hn::IfThenElse(isAt, twice, hn::Sub(twice, two));
+        peak = hn::IfThenElse(isAbove, hn::Add(twice, two), peak);
+        const auto hasNext = hn::VecFromMask(hn::RebindMask(integers, hn::Lt(next, reach)));
+        const Selection near =
+            Select(hn::And(hn::Lt(nearest, reach), hn::FirstN(d, tracks.mCount - i)));
+        StoreSelected(hn::Xor(track, hasNext), near, &candidates.mTracks[count]);
+        StoreSelected(peak, near, &candidates.mPeaks[count]);
+        StoreSelected(hn::LoadU(d, magnitudes + i), near, &candidates.mGains[count]);
+        count += near.count;
+        track = hn::Add(track, step);
+    }
+    hn::StoreU(hn::Zero(integers), integers, &candidates.mPeaks[count]);
+    candidates.mCount = count;
+    FindPeaks(map, candidates);
+}
+
+// Of what is 0 or above; no number otherwise.
+template <class V>
+HWY_INLINE V Logarithm(V x) {
+    const Full d;
+    const auto infinity = hn::Set(d, kNowhere);
+    const auto zero = hn::Zero(d);
+    auto log = hn::IfThenElse(hn::Eq(x, infinity), infinity, hn::Log(d, x));
+    log = hn::IfThenElse(hn::Eq(x, zero), hn::Neg(infinity), log);
+    return hn::IfThenElse(hn::Ge(x, zero), log, hn::NaN(d));
+}
+
+void Gains(float factor, CandidateList& candidates) {
+    const Full d;
+    const auto scale = hn::Set(d, factor);
     for (std::size_t i = 0; i < candidates.mCount; i += hn::Lanes(d)) {
-        const auto peak = hn::LoadU(integers, &candidates.mPeaks[i]);
-        const auto magnitude = hn::GatherIndex(d, peaks.mMagnitudes.data(), peak);
-        hn::StoreU(hn::Div(magnitude, hn::LoadU(d, &candidates.mGains[i])), d,
-                   &candidates.mGains[i]);
+        const auto rise = hn::LoadU(d, &candidates.mGains[i]);
+        hn::StoreU(hn::Mul(Logarithm(rise), scale), d, &candidates.mGains[i]);
     }
 }
 
@@ -137,30 +150,36 @@ void Erase(TrackList& tracks, const Misses& misses) {
     const Integers integers;
     const auto most = hn::Set(integers, kMostMissedFrames);
     const auto share = hn::Set(d, kLeastShare);
+    const auto one = hn::Set(integers, 1);
+    const std::size_t count = tracks.mCount;
+    float* const places = tracks.mBins.data();
+    float* const limits = tracks.mGainLimits.data();
+    float* const magnitudes = tracks.mMagnitudes.data();
+    SInt32* const missedFrames = tracks.mMissedFrames.data();
     std::size_t living = 0;
-    for (std::size_t i = 0; i < tracks.mCount; i += hn::Lanes(d)) {
-        const auto bin = hn::LoadU(d, &tracks.mBins[i]);
-        const auto frequency = hn::LoadU(d, &tracks.mFrequencies[i]);
-        const auto limit = hn::LoadU(d, &tracks.mGainLimits[i]);
-        const auto magnitude = hn::LoadU(d, &tracks.mMagnitudes[i]);
-        const auto phase = hn::LoadU(d, &tracks.mPhases[i]);
-        const auto missed = hn::LoadU(integers, &tracks.mMissedFrames[i]);
+    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+        const auto place = hn::LoadU(d, places + i);
+        const auto limit = hn::LoadU(d, limits + i);
+        const auto magnitude = hn::LoadU(d, magnitudes + i);
+        const auto missed = hn::LoadU(integers, missedFrames + i);
 
-        const auto heard = hn::GatherIndex(d, misses.mMagnitudes, BinsOf(bin, misses.mNumBins));
+        const auto heard = LookUp(d, misses.mMagnitudes, misses.mBins + i).first;
         const auto isLost = hn::Or(hn::Gt(hn::Mul(share, magnitude), heard),
                                    hn::RebindMask(d, hn::Gt(missed, most)));
         const auto isContinued = hn::RebindMask(d, hn::Lt(missed, hn::Zero(integers)));
-        const auto lives =
-            hn::And(hn::FirstN(d, tracks.mCount - i), hn::Or(isContinued, hn::Not(isLost)));
+        const auto lives = hn::And(hn::FirstN(d, count - i), hn::Or(isContinued, hn::Not(isLost)));
 
         const Selection selection = Select(lives);
-        StoreSelected(bin, selection, &tracks.mBins[living]);
-        StoreSelected(frequency, selection, &tracks.mFrequencies[living]);
-        StoreSelected(limit, selection, &tracks.mGainLimits[living]);
-        StoreSelected(magnitude, selection, &tracks.mMagnitudes[living]);
-        StoreSelected(phase, selection, &tracks.mPhases[living]);
-        StoreSelected(hn::Add(missed, hn::Set(integers, 1)), selection,
-                      &tracks.mMissedFrames[living]);
+        StoreSelected(place, selection, places + living);
+        StoreSelected(limit, selection, limits + living);
+        StoreSelected(magnitude, selection, magnitudes + living);
+        StoreSelected(hn::Add(missed, one), selection, missedFrames + living);
+        if (tracks.mHasTones) {
+            const auto frequency = hn::LoadU(d, &tracks.mFrequencies[i]);
+            const auto phase = hn::LoadU(d, &tracks.mPhases[i]);
+            StoreSelected(frequency, selection, &tracks.mFrequencies[living]);
+            StoreSelected(phase, selection, &tracks.mPhases[living]);
+        }
         living += selection.count;
     }
     tracks.mCount = living;
@@ -180,26 +199,45 @@ void Begin(TrackList& tracks, const PeakList& peaks, float threshold, float limi
             hn::And(hn::And(isFree, hn::Gt(magnitude, least)), hn::FirstN(d, peaks.mCount - i));
         const Selection selection = Select(begins);
         StoreSelected(hn::LoadU(d, &peaks.mBins[i]), selection, &tracks.mBins[living]);
-        StoreSelected(hn::LoadU(d, &peaks.mFrequencies[i]), selection,
-                      &tracks.mFrequencies[living]);
         StoreSelected(magnitude, selection, &tracks.mMagnitudes[living]);
-        StoreSelected(hn::LoadU(d, &peaks.mPhases[i]), selection, &tracks.mPhases[living]);
         hn::StoreU(limits, d, &tracks.mGainLimits[living]);
         hn::StoreU(hn::Zero(integers), integers, &tracks.mMissedFrames[living]);
+        if (tracks.mHasTones) {
+            StoreSelected(hn::LoadU(d, &peaks.mFrequencies[i]), selection,
+                          &tracks.mFrequencies[living]);
+            StoreSelected(hn::LoadU(d, &peaks.mPhases[i]), selection, &tracks.mPhases[living]);
+        }
         living += selection.count;
     }
     tracks.mCount = living;
 }
 
-void List(const TrackList& tracks, UInt32 numBins, Float64 frame, PartialRecord* records) {
+void Frequencies(const TrackList& tracks, const BinScale& scale, float* frequencies) {
+    const hn::CappedTag<double, kTableLanes> doubles;
+    const hn::Rebind<float, decltype(doubles)> singles;
+    const auto rate = hn::Set(doubles, scale.mSampleRate);
+    const auto size = hn::Set(doubles, static_cast<double>(scale.mFrameSize));
+    // The quotient by a power of two is the product with its reciprocal.
+    const bool isProduct = std::has_single_bit(scale.mFrameSize);
+    const auto reciprocal = hn::Set(doubles, 1.0 / scale.mFrameSize);
+    for (std::size_t i = 0; i < tracks.mCount; i += hn::Lanes(doubles)) {
+        const auto bin = hn::PromoteTo(doubles, hn::LoadU(singles, &tracks.mBins[i]));
+        const auto product = hn::Mul(bin, rate);
+        const auto hertz = isProduct ? hn::Mul(product, reciprocal) : hn::Div(product, size);
+        hn::StoreU(hn::DemoteTo(singles, hertz), singles, frequencies + i);
+    }
+}
+
+void List(const TrackList& tracks, const float* frequencies, UInt32 numBins, Float64 frame,
+          PartialRecord* records) {
     const Full d;
     const std::size_t lanes = hn::Lanes(d);
     HWY_ALIGN float fields[4 * kTableLanes];
     for (std::size_t i = 0; i < tracks.mCount; i += lanes) {
         const auto bins = hn::LoadU(d, &tracks.mBins[i]);
-        hn::StoreInterleaved4(
-            hn::BitCast(d, BinsOf(bins, numBins)), hn::LoadU(d, &tracks.mFrequencies[i]),
-            hn::LoadU(d, &tracks.mMagnitudes[i]), hn::LoadU(d, &tracks.mPhases[i]), d, fields);
+        const auto phases = tracks.mHasTones ? hn::LoadU(d, &tracks.mPhases[i]) : hn::Zero(d);
+        hn::StoreInterleaved4(hn::BitCast(d, BinsOf(bins, numBins)), hn::LoadU(d, frequencies + i),
+                              hn::LoadU(d, &tracks.mMagnitudes[i]), phases, d, fields);
         for (std::size_t lane = 0; lane < lanes; ++lane) {
             std::memcpy(records + i + lane, fields + 4 * lane, 4 * sizeof(float));
             records[i + lane].mTime = frame;
@@ -215,23 +253,30 @@ HWY_AFTER_NAMESPACE();
 
 namespace qel::core {
 
-HWY_EXPORT(FindFirsts);
+HWY_EXPORT(FindTrackBins);
+HWY_EXPORT(Map);
 HWY_EXPORT(Match);
-HWY_EXPORT(Divide);
+HWY_EXPORT(Gains);
 HWY_EXPORT(Erase);
 HWY_EXPORT(Begin);
+HWY_EXPORT(Frequencies);
 HWY_EXPORT(List);
 
-bool FindFirstPeaks(const PeakList& peaks, UInt32 numBins, SInt32* firsts) {
-    return HWY_DYNAMIC_DISPATCH(FindFirsts)(peaks.mBins.data(), peaks.mCount, numBins, firsts);
+void FindBins(const TrackList& tracks, UInt32 numBins, SInt32* bins) {
+    HWY_DYNAMIC_DISPATCH(FindTrackBins)(tracks, numBins, bins);
 }
 
-void MatchTracks(const TrackList& tracks, const PeakMap& map, CandidateList& candidates) {
-    HWY_DYNAMIC_DISPATCH(Match)(tracks, map, candidates);
+bool MapPlaces(const PeakList& peaks, PeakMap& map, SInt32* bins) {
+    return HWY_DYNAMIC_DISPATCH(Map)(peaks, map, bins);
 }
 
-void DivideMagnitudes(const PeakList& peaks, CandidateList& candidates) {
-    HWY_DYNAMIC_DISPATCH(Divide)(peaks, candidates);
+void MatchTracks(const TrackList& tracks, const SInt32* bins, const PeakMap& map,
+                 CandidateList& candidates) {
+    HWY_DYNAMIC_DISPATCH(Match)(tracks, bins, map, candidates);
+}
+
+void FindGains(float factor, CandidateList& candidates) {
+    HWY_DYNAMIC_DISPATCH(Gains)(factor, candidates);
 }
 
 void EraseLost(TrackList& tracks, const Misses& misses) {
@@ -242,9 +287,14 @@ void BeginTracks(TrackList& tracks, const PeakList& peaks, float threshold, floa
     HWY_DYNAMIC_DISPATCH(Begin)(tracks, peaks, threshold, limit);
 }
 
-void ListTracks(const TrackList& tracks, UInt32 numBins, Float64 frame, PartialRecord* records) {
+void FindFrequencies(const TrackList& tracks, const BinScale& scale, float* frequencies) {
+    HWY_DYNAMIC_DISPATCH(Frequencies)(tracks, scale, frequencies);
+}
+
+void ListTracks(const TrackList& tracks, const float* frequencies, UInt32 numBins, Float64 frame,
+                PartialRecord* records) {
     static_assert(offsetof(PartialRecord, mTime) == 4 * sizeof(float));
-    HWY_DYNAMIC_DISPATCH(List)(tracks, numBins, frame, records);
+    HWY_DYNAMIC_DISPATCH(List)(tracks, frequencies, numBins, frame, records);
 }
 
 } // namespace qel::core

@@ -17,30 +17,27 @@ constexpr float kReach = 1.0f;
 // More missed frames than this end a track.
 constexpr SInt32 kMostMissedFrames = 3;
 
-// By bin, the first peak that is not below it; there is room for a vector behind the bins. Returns
-// whether a bin has several peaks.
-bool FindFirstPeaks(const PeakList& peaks, UInt32 numBins, SInt32* firsts);
+// The bins that the places of tracks lie in. Any bins stand behind them, up to a whole vector.
+void FindBins(const TrackList& tracks, UInt32 numBins, SInt32* bins);
 
-// Where peaks lie, at most one to a bin: what FindFirstPeaks gives, and the places of the peaks,
-// with minus infinity before the first and infinity three times behind the last.
-struct PeakMap {
-    const SInt32* mFirsts;
-    const float* mPlaces;
-    UInt32 mNumBins;
-};
+// Marks where the peaks lie; `bins` receives the bins of their places. Whether each has a bin of
+// its own; if not, the map means nothing.
+bool MapPlaces(const PeakList& peaks, PeakMap& map, SInt32* bins);
 
-// The tracks with a peak in reach, in their order, each with the nearest one, the lower of two. The
-// gain of each is the magnitude of the track.
-void MatchTracks(const TrackList& tracks, const PeakMap& map, CandidateList& candidates);
+// The tracks with a peak in reach, in their order, each with the nearest one, the lower of two, and
+// marked if there is another. The gain of each is the magnitude of the peak by that of the track.
+// `bins` are those of FindBins.
+void MatchTracks(const TrackList& tracks, const SInt32* bins, const PeakMap& map,
+                 CandidateList& candidates);
 
-// Divides the magnitude of each candidate's peak by its gain.
-void DivideMagnitudes(const PeakList& peaks, CandidateList& candidates);
+// Turns gains to `factor` times their natural logarithms.
+void FindGains(float factor, CandidateList& candidates);
 
 // What a frame does to the tracks that it does not continue. Those that it does have -1 missed
 // frames.
 struct Misses {
-    const float* mMagnitudes; // linear, by bin
-    UInt32 mNumBins;
+    const float* mMagnitudes; // linear, by bin; there is room for a vector behind them
+    const SInt32* mBins;      // of the places of the tracks, as FindBins gives them
 };
 
 // Counts a missed frame for each track, and erases those that are lost: with too many missed
@@ -50,7 +47,24 @@ void EraseLost(TrackList& tracks, const Misses& misses);
 // Begins a track with each peak that is not taken and above `threshold`, with the gain limit given.
 void BeginTracks(TrackList& tracks, const PeakList& peaks, float threshold, float limit);
 
-// The records of the frame `frame`, with room for a vector behind them.
-void ListTracks(const TrackList& tracks, UInt32 numBins, Float64 frame, PartialRecord* records);
+// How bins lie on the frequency axis: bin k at k * mSampleRate / mFrameSize.
+struct BinScale {
+    Float64 mSampleRate; // Hz
+    UInt32 mFrameSize;   // samples
+};
+
+// The frequency in Hz of a place. Computed in double precision as far as the last rounding.
+inline float FrequencyOf(float place, const BinScale& scale) {
+    const Float64 rateTimesPlace = static_cast<Float64>(place) * scale.mSampleRate;
+    return static_cast<float>(rateTimesPlace / scale.mFrameSize);
+}
+
+// That of the place of each track.
+void FindFrequencies(const TrackList& tracks, const BinScale& scale, float* frequencies);
+
+// The records of the frame `frame`, with room for a vector behind them. The phases of tracks
+// without any are 0.
+void ListTracks(const TrackList& tracks, const float* frequencies, UInt32 numBins, Float64 frame,
+                PartialRecord* records);
 
 } // namespace qel::core

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "timbre/TrackVectors.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -28,7 +30,7 @@ protected:
         mTracker.Peaks().Clear();
         for (const Peak& peak : peaks)
             mTracker.Peaks().Add(peak);
-        mTracker.Track(mMagnitudes, threshold);
+        mTracker.Track(mMagnitudes.data(), threshold);
     }
 
     std::vector<float> Bins() const {
@@ -38,8 +40,15 @@ protected:
 
     ActivePartial First() const { return mTracker.Partials().At(0); }
 
-    std::vector<float> mMagnitudes = std::vector<float>(kBins, 100.0f);
-    PartialTracker mTracker{kBins};
+    // Silence stands behind the bins, which would end tracks.
+    std::vector<float> WithRoom(float magnitude) const {
+        std::vector<float> magnitudes(kBins, magnitude);
+        magnitudes.resize(kBins + kVectorRoom, 0.0f);
+        return magnitudes;
+    }
+
+    std::vector<float> mMagnitudes = WithRoom(100.0f);
+    PartialTracker mTracker{kBins, Tones::kKept};
 };
 
 using Places = std::vector<float>;
@@ -166,7 +175,7 @@ TEST_F(PartialTrackerTest, ARiseRaisesTheLimitToOneAndAHalfTimesItself) {
 }
 
 TEST_F(PartialTrackerTest, AQuietTrackMayStayOrFallButNotRise) {
-    mMagnitudes.assign(kBins, 0.1f);
+    mMagnitudes = WithRoom(0.1f);
     Frame({PeakAt(20, 0.1f)}, -9.0f);
     Frame({PeakAt(20, 0.1f)}, -9.0f);
     EXPECT_EQ(First().mGainLimit, 0.0f); // 1.5 times a rise of 0 is above the negative logarithm
@@ -258,8 +267,8 @@ TEST_F(PartialTrackerTest, TheQuickSearchFindsWhatASearchOverAllPeaksFinds) {
             if (frame % 2 == 0 || random() % 2 == 0)
                 peaks.push_back(PeakAt(place - 0.5f, 50.0f + static_cast<float>(random() % 64)));
         }
-        for (float& magnitude : mMagnitudes)
-            magnitude = 5.0f + static_cast<float>(random() % 64);
+        for (std::size_t bin = 0; bin < kBins; ++bin)
+            mMagnitudes[bin] = 5.0f + static_cast<float>(random() % 64);
         plain = PlainFrame(plain, peaks, mMagnitudes);
         Frame(peaks);
         ASSERT_EQ(mTracker.Partials().mCount, plain.size());
@@ -276,18 +285,41 @@ TEST_F(PartialTrackerTest, TheQuickSearchFindsWhatASearchOverAllPeaksFinds) {
     EXPECT_LE(most, PartialTracker::MostPartials(kBins));
 }
 
+// A frame size that is no power of two as well, as quotients by those are products.
+TEST(PartialTrackerTonesTest, WithoutTonesFrequenciesAreThoseOfThePlaces) {
+    PartialTracker tracker(kBins);
+    for (UInt32 i = 0; i < 11; ++i)
+        tracker.Peaks().Add(PeakAt(5.3f * static_cast<float>(i) + 0.1f, 100.0f));
+    const std::vector<float> magnitudes(kBins + kVectorRoom, 100.0f);
+    tracker.Track(magnitudes.data(), 0.0f);
+    const TrackList& partials = tracker.Partials();
+    ASSERT_EQ(partials.mCount, 11u);
+    for (const BinScale scale : {BinScale{44100.0, 1024}, BinScale{48000.0, 1000}}) {
+        std::vector<float> frequencies(partials.mCount + kVectorRoom);
+        FindFrequencies(partials, scale, frequencies.data());
+        for (std::size_t i = 0; i < partials.mCount; ++i) {
+            const double place = static_cast<double>(partials.mBins[i]);
+            const auto hertz = static_cast<float>(place * scale.mSampleRate / scale.mFrameSize);
+            EXPECT_EQ(frequencies[i], hertz);
+            EXPECT_EQ(FrequencyOf(partials.mBins[i], scale), hertz);
+        }
+    }
+    EXPECT_EQ(partials.At(0).mFrequency, 0.0f);
+    EXPECT_EQ(partials.At(0).mPhase, 0.0f);
+}
+
 // Five combs of peaks, each a little more than a bin from the others, so that no track is continued
 // and all live on.
 TEST(PartialTrackerManyTest, MoreTracksThanBinsFitTheRoomThatIsMade) {
     PartialTracker tracker(512);
-    const std::vector<float> magnitudes(512, 100.0f);
+    const std::vector<float> magnitudes(512 + kVectorRoom, 100.0f);
     const float* const room = tracker.Partials().mBins.data();
     for (int frame = 0; frame < 5; ++frame) {
         tracker.Peaks().Clear();
         for (UInt32 i = 0; i < MostPeaks(512) / 3; ++i)
             tracker.Peaks().Add(
                 PeakAt(6.0f * static_cast<float>(i) + 1.0f * static_cast<float>(frame), 100.0f));
-        tracker.Track(magnitudes, 0.0f);
+        tracker.Track(magnitudes.data(), 0.0f);
     }
     EXPECT_EQ(tracker.Partials().mCount, 5u * (MostPeaks(512) / 3));
     EXPECT_EQ(tracker.Partials().mBins.data(), room);
