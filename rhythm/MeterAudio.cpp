@@ -5,10 +5,8 @@
 #include <limits>
 #include <utility>
 
-#include <Accelerate/Accelerate.h>
-
 #include "rhythm/ButterworthLowPass.h"
-#include "rhythm/DotProducts.h"
+#include "rhythm/DecimatingFilter.h"
 #include "support/SRCFilter.h"
 
 namespace qel::core {
@@ -18,9 +16,7 @@ namespace {
 // The resampler passes up to 0.94 of half its rate and stops from 1.06 of it on.
 constexpr float kPassShare = 0.94f;
 constexpr double kStopBandDecibels = 73.0;
-// Taps that a run of values is summed over before the next taps: they and the samples under them
-// stay in the first cache, which the whole filter, 33 thousand taps at 44.1 kHz, does not.
-constexpr UInt32 kTapsPerRun = 2048;
+// Values that are formed at a time, so that they share the loads of taps and samples.
 constexpr std::size_t kValuesPerRun = 32;
 // Lengths of the filter that there is room for, so that samples are moved down now and then only.
 constexpr std::size_t kRoomInFilters = 2;
@@ -113,17 +109,16 @@ std::size_t MeterAudio::PlaceOf(std::size_t n) const {
     return n * mResampler->DownFactor() / mResampler->UpFactor();
 }
 
-// Appends the values whose last sample is there, if there are `fewest` of them.
-void MeterAudio::Resample(std::size_t fewest) {
-    if (mFrames == 0 || mFrames < mTaps - 1)
+// Appends the values whose last sample is there, in whole runs of `runLength`.
+void MeterAudio::Resample(std::size_t runLength) {
+    if (mChannels.empty() || mFrames == 0 || mFrames < mTaps - 1)
         return;
     if (mResampler == nullptr)
         DesignResampler();
     const std::size_t up = mResampler->UpFactor();
     const std::size_t down = mResampler->DownFactor();
-    const std::size_t end = (mFrames * up + (down - 1)) / down;
-    if (mChannels.empty() || end - mChannels.front().signal.size() < fewest)
-        return;
+    const std::size_t there = (mFrames * up + (down - 1)) / down;
+    const std::size_t end = there - (there - mChannels.front().signal.size()) % runLength;
     for (Channel& channel : mChannels) {
         const std::size_t first = channel.signal.size();
         channel.signal.resize(end);
@@ -142,16 +137,7 @@ void MeterAudio::AppendRun(Channel& channel, std::size_t first, std::size_t end)
     const float* const branch =
         mResampler->Branch(0, static_cast<UInt32>(first * down % mResampler->UpFactor()));
     const float* const samples = channel.samples.data() + (PlaceOf(first) - channel.dropped);
-    std::array<float, kValuesPerRun> sums;
-    for (std::size_t n = first; n < end; n += kValuesPerRun) {
-        const std::size_t values = std::min(kValuesPerRun, end - n);
-        const float* const start = samples + (n - first) * down;
-        for (UInt32 tap = 0; tap < mTaps; tap += kTapsPerRun) {
-            DotProducts(branch + tap, std::min(kTapsPerRun, mTaps - tap), start + tap, down, values,
-                        sums.data());
-            vDSP_vadd(&channel.signal[n], 1, sums.data(), 1, &channel.signal[n], 1, values);
-        }
-    }
+    DecimatingFilter(branch, mTaps, samples, down, end - first, &channel.signal[first]);
 }
 
 std::vector<std::vector<float>> MeterAudio::Signals() {

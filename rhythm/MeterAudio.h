@@ -49,7 +49,7 @@ private:
     void MakeRoom(std::size_t frames);
     void DesignResampler();
     std::size_t PlaceOf(std::size_t n) const;
-    void Resample(std::size_t fewest);
+    void Resample(std::size_t runLength);
     void AppendRun(Channel& channel, std::size_t first, std::size_t end) const;
 
     const double mSampleRateHz;
