@@ -1,21 +1,16 @@
 #include "rhythm/AABeatFunctionGenerator.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <new>
 
-#include <Accelerate/Accelerate.h>
-
-#include "spectral/VectorHelpers.h"
+#include "rhythm/BandRise.h"
 #include "timbre/AAMelFrequencySpectralProcessor.h"
 
 namespace qel::core {
 
 namespace {
 
-constexpr float kDecibelsPerDecade = 20.0f;
-constexpr float kDynamicRangeDecibels = 80.0f;
 constexpr float kDCPole = -0.99f;
 
 } // namespace
@@ -44,16 +39,16 @@ SInt32 AABeatFunctionGenerator::ReadyAnalysis() {
 
 void AABeatFunctionGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
-    for (auto* list : {&mPreviousList, &mDifferenceList, &mFunctionList, &mPrevFunctionList,
-                       &mFiltFunctionList, &mPrevFiltFunctionList, &mFunctionFetchList})
+    for (auto* list : {&mPreviousList, &mFunctionList, &mPrevFunctionList, &mFiltFunctionList,
+                       &mPrevFiltFunctionList, &mFunctionFetchList})
         (void)list->release();
     (void)mFunctionRing.release();
 }
 
 void AABeatFunctionGenerator::Cleanup() {
     mSpectralProcessor.free();
-    for (auto* list : {&mPreviousList, &mDifferenceList, &mFunctionList, &mPrevFunctionList,
-                       &mFiltFunctionList, &mPrevFiltFunctionList, &mFunctionFetchList})
+    for (auto* list : {&mPreviousList, &mFunctionList, &mPrevFunctionList, &mFiltFunctionList,
+                       &mPrevFiltFunctionList, &mFunctionFetchList})
         list->free();
     mMeterAudio.reset();
     mFunctionRing.free();
@@ -64,7 +59,7 @@ void AABeatFunctionGenerator::Cleanup() {
 void AABeatFunctionGenerator::AllocateBuffers() {
     mSpectralProcessor.free();
     auto* processor = new AAMelFrequencySpectralProcessor(
-        mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, false, mNumMelBands, mSampleRate);
+        mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, false, kNumMelBands, mSampleRate);
     mSpectralProcessor = processor;
     processor->SetSpectralFunction(BeatSpectralFun, this);
     processor->SetKeepsAudioFrames(false);
@@ -75,9 +70,7 @@ void AABeatFunctionGenerator::AllocateBuffers() {
     if (NeedsAudio())
         mMeterAudio = std::make_unique<MeterAudio>(mNumChannels, mSampleRate);
 
-    const UInt64 bandBytes = mNumMelBands * kFloat;
-    mPreviousList = NewBuffer("previous buffer", bandBytes);
-    mDifferenceList = NewBuffer("difference buffer", bandBytes);
+    mPreviousList = NewBuffer("previous buffer", kNumMelBands * kFloat);
     mFunctionList = NewBuffer("function buffer", kFloat);
     mPrevFunctionList = NewBuffer("prev function buffer", kFloat);
     mFiltFunctionList = NewBuffer("filt function buffer", kFloat);
@@ -106,38 +99,18 @@ void AABeatFunctionGenerator::ComputeAndStoreProperies(const SpectralAndAudioBuf
 // The rise of the log mel spectrum, weighed with the level of the lowest bins.
 void AABeatFunctionGenerator::MakeFunction(const SpectralAndAudioBufferList* list) {
     auto* processor = static_cast<AAMelFrequencySpectralProcessor*>(mSpectralProcessor.get());
-    const AudioBufferList& magnitudes = processor->GetMagnitudeList()->GetModifiableBufferList();
-    const AudioBufferList& logEars = processor->GetLogEarList()->GetModifiableBufferList();
     for (UInt32 c = 0; c < list->mNumChannels; ++c) {
         // The list holds bins, not bands, so that the mean is that of the lowest bins: it is meant.
-        float level = 0.0f;
-        vDSP_meanv(static_cast<const float*>(magnitudes.mBuffers[c].mData), 1, &level,
-                   mNumMelBands);
-        auto* decibels = static_cast<float*>(logEars.mBuffers[c].mData);
-        vDSP_vsmul(decibels, 1, &kDecibelsPerDecade, decibels, 1, mNumMelBands);
-        float greatest = 0.0f;
-        vDSP_maxv(decibels, 1, &greatest, mNumMelBands);
-        const float floor = greatest - kDynamicRangeDecibels;
-        vDSP_vthr(decibels, 1, &floor, decibels, 1, mNumMelBands);
-        const float function = ComputeDifference(c, decibels) * level;
+        const float level = LowestMean(Channel(processor->GetMagnitudeList(), c), kNumMelBands);
+        const float rise = BandRise(Channel(processor->GetLogEarList(), c),
+                                    Channel(mPreviousList, c), kNumMelBands);
+        const float function = rise * level;
         *Channel(mFunctionList, c) = function;
         *Channel(mFiltFunctionList, c) = RemoveDC(c, function);
     }
     mFunctionRing->StoreGrowing(&mFiltFunctionList->GetModifiableBufferList(), 1,
                                 static_cast<SInt64>(mFunctionTime.mSampleTime));
     mFunctionTime.mSampleTime += 1.0;
-}
-
-// The mean rise over the bands since the frame before.
-float AABeatFunctionGenerator::ComputeDifference(UInt32 channel, const float* current) {
-    float* previous = Channel(mPreviousList, channel);
-    float* difference = Channel(mDifferenceList, channel);
-    vDSP_vsub(previous, 1, current, 1, difference, 1, mNumMelBands);
-    HalfWaveRectify(difference, mNumMelBands, difference);
-    std::memcpy(previous, current, mNumMelBands * sizeof(float));
-    float mean = 0.0f;
-    vDSP_meanv(difference, 1, &mean, mNumMelBands);
-    return mean;
 }
 
 // A first-order high-pass: y[n] = x[n] - x[n - 1] + 0.99 y[n - 1].

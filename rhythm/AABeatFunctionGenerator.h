@@ -102,7 +102,6 @@ private:
 
     void ComputeAndStoreProperies(const SpectralAndAudioBufferList* list);
     void MakeFunction(const SpectralAndAudioBufferList* list);
-    float ComputeDifference(UInt32 channel, const float* current);
     float RemoveDC(UInt32 channel, float function);
 
     SInt32 FindTempoAndBeats();
@@ -123,11 +122,11 @@ private:
     // The same for a fraction of the estimation (half 0) or the tracking (half 1) of a section.
     bool StopsAt(UInt32 sectionIndex, UInt32 half, float fraction) const;
 
-    const UInt32 mNumMelBands = 40;
-    std::unique_ptr<MeterAudio> mMeterAudio;    // exists where the meter is needed
-    CAAutoDelete<CABufferList> mPreviousList;   // preceding log spectrum, mNumMelBands floats
-    CAAutoDelete<CABufferList> mDifferenceList; // mNumMelBands floats
-    CAAutoDelete<CABufferList> mFunctionList;   // one float, like the next three
+    static constexpr UInt32 kNumMelBands = 40;
+
+    std::unique_ptr<MeterAudio> mMeterAudio;  // exists where the meter is needed
+    CAAutoDelete<CABufferList> mPreviousList; // preceding levels of the bands, decibels
+    CAAutoDelete<CABufferList> mFunctionList; // one float, like the next three
     CAAutoDelete<CABufferList> mPrevFunctionList;
     CAAutoDelete<CABufferList> mFiltFunctionList;
     CAAutoDelete<CABufferList> mPrevFiltFunctionList;
