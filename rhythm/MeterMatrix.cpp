@@ -7,6 +7,7 @@
 
 #include <Accelerate/Accelerate.h>
 
+#include "rhythm/LagProducts.h"
 #include "spectral/FFTSetupOwner.h"
 
 namespace qel::core {
@@ -77,13 +78,7 @@ void MeterMatrix::Accumulate(const float* signal) {
     for (UInt32 lag = 1; lag <= kLags && lag < mFrames; ++lag) {
         float* const row = mPhases.data() + std::size_t{lag - 1} * kLags;
         const UInt32 products = mFrames - lag;
-        for (UInt32 start = 0; start < products; start += lag) {
-            const float* const now = signal + start;
-            const float* const later = now + lag;
-            const UInt32 phases = std::min(lag, products - start);
-            for (UInt32 p = 0; p < phases; ++p)
-                row[p] += later[p] * now[p];
-        }
+        AddLagProducts(signal, mFrames, lag, row);
         for (UInt32 p = 0; p < std::min(lag, products); ++p) {
             const UInt32 count = mChannels * ((products - 1 - p) / lag + 1);
             row[p] *= 1.0f / static_cast<float>(count);
