@@ -24,40 +24,94 @@ namespace hn = hwy::HWY_NAMESPACE;
 constexpr std::size_t kPartials = 8;
 
 using Wide = hn::CappedTag<float, kPartials>;
-using Half = hn::CappedTag<float, kPartials / 2>;
 
-// Leaves the first half of the partial sums of a run, with the second one added, in `sums`.
-HWY_INLINE void SumRun(const float* weights, const float* magnitudes, const MelFilterRun& run,
-                       float* sums) {
-    const Wide d;
-    const Half half;
-    constexpr std::size_t kLanes = hn::MaxLanes(d);
-    HWY_ALIGN float partials[kPartials];
+// Vector `lane` / kLanes of the partial sums of a run.
+template <class D>
+HWY_INLINE hn::Vec<D> SumLanes(D d, const float* weights, const float* magnitudes,
+                               std::size_t count, std::size_t lane) {
+    auto sum = hn::Zero(d);
     std::size_t n = 0;
-    for (std::size_t lane = 0; lane < kPartials; lane += kLanes) {
-        auto sum = hn::Zero(d);
-        for (n = 0; n + kPartials <= run.mNumPadded; n += kPartials)
-            sum = hn::Add(sum, hn::Mul(hn::LoadU(d, weights + n + lane),
-                                       hn::LoadU(d, magnitudes + n + lane)));
-        hn::Store(sum, d, partials + lane);
+    for (; n + kPartials <= count; n += kPartials)
+        sum = hn::Add(
+            sum, hn::Mul(hn::LoadU(d, weights + n + lane), hn::LoadU(d, magnitudes + n + lane)));
+    if (n < count) {
+        HWY_ALIGN float rest[2][kPartials] = {};
+        std::copy_n(weights + n, count - n, rest[0]);
+        std::copy_n(magnitudes + n, count - n, rest[1]);
+        sum = hn::Add(sum, hn::Mul(hn::Load(d, rest[0] + lane), hn::Load(d, rest[1] + lane)));
     }
-    for (std::size_t lane = 0; n + lane < run.mNumPadded; ++lane)
-        partials[lane] += weights[n + lane] * magnitudes[n + lane];
-    for (std::size_t lane = 0; lane < kPartials / 2; lane += hn::MaxLanes(half))
-        hn::Store(hn::Add(hn::Load(half, partials + lane),
-                          hn::Load(half, partials + kPartials / 2 + lane)),
-                  half, sums + lane);
+    return sum;
 }
 
-// Writes the sums of all runs, and returns their sum.
+#if HWY_TARGET == HWY_SCALAR
+
+constexpr std::size_t kRunsAtOnce = 1;
+
+// Folds the partial sums of a run: upper half to lower one, and so on.
+HWY_INLINE float SumGroup(const MelFilterRun* runs, const float* weights, const float* magnitudes,
+                          float* out) {
+    float p[kPartials];
+    for (std::size_t lane = 0; lane < kPartials; ++lane)
+        hn::Store(SumLanes(Wide(), weights + runs->mOffset, magnitudes + runs->mFirstBin,
+                           runs->mNumPadded, lane),
+                  Wide(), p + lane);
+    *out = ((p[0] + p[4]) + (p[2] + p[6])) + ((p[1] + p[5]) + (p[3] + p[7]));
+    return *out;
+}
+
+#else
+
+constexpr std::size_t kRunsAtOnce = 4;
+
+using Half = hn::FixedTag<float, kPartials / 2>;
+
+// The first half of the partial sums of a run, with the second one added.
+template <class D>
+HWY_INLINE hn::Vec<Half> HalfSums(D d, const MelFilterRun& run, const float* weights,
+                                  const float* magnitudes) {
+    const float* const first = magnitudes + run.mFirstBin;
+    const auto sum = SumLanes(d, weights + run.mOffset, first, run.mNumPadded, 0);
+    if constexpr (hn::MaxLanes(D()) == kPartials)
+        return hn::Add(hn::LowerHalf(Half(), sum), hn::UpperHalf(Half(), sum));
+    else
+        return hn::Add(sum,
+                       SumLanes(d, weights + run.mOffset, first, run.mNumPadded, kPartials / 2));
+}
+
+// Folds the partial sums of four runs, each as the upper half to the lower one, and so on.
+HWY_INLINE float SumGroup(const MelFilterRun* runs, const float* weights, const float* magnitudes,
+                          float* out) {
+    const Half d;
+    const auto foldPair = [&](const MelFilterRun* pair) HWY_ATTR {
+        const auto a = HalfSums(Wide(), pair[0], weights, magnitudes);
+        const auto b = HalfSums(Wide(), pair[1], weights, magnitudes);
+        return hn::Add(hn::InterleaveLower(d, a, b), hn::InterleaveUpper(d, a, b));
+    };
+    const auto first = foldPair(runs);
+    const auto second = foldPair(runs + 2);
+    const auto sums =
+        hn::Add(hn::ConcatLowerLower(d, second, first), hn::ConcatUpperUpper(d, second, first));
+    hn::StoreU(sums, d, out);
+    return hn::GetLane(hn::SumOfLanes(d, sums));
+}
+
+#endif
+
+// Writes the sums of all runs, and returns their sum, whose value tells only whether it is finite.
 float SumRuns(const MelFilterRun* runs, std::size_t count, const float* weights,
               const float* magnitudes, float* out) {
     float total = 0.0F;
-    for (std::size_t b = 0; b < count; ++b) {
-        HWY_ALIGN float sums[kPartials / 2];
-        SumRun(weights + runs[b].mOffset, magnitudes + runs[b].mFirstBin, runs[b], sums);
-        out[b] = (sums[0] + sums[2]) + (sums[1] + sums[3]);
-        total += out[b];
+    std::size_t b = 0;
+    for (; b + kRunsAtOnce <= count; b += kRunsAtOnce)
+        total += SumGroup(runs + b, weights, magnitudes, out + b);
+    if (b < count) {
+        // The last run once more where there are fewer.
+        MelFilterRun rest[kRunsAtOnce];
+        float sums[kRunsAtOnce];
+        for (std::size_t i = 0; i < kRunsAtOnce; ++i)
+            rest[i] = runs[std::min(b + i, count - 1)];
+        total += SumGroup(rest, weights, magnitudes, sums);
+        std::copy_n(sums, count - b, out + b);
     }
     return total;
 }
@@ -127,8 +181,11 @@ bool MelFilterBank::IsFiniteOutside(const MelFilterRun& run, const float* magnit
 
 bool MelFilterBank::AreOthersFinite(const float* magnitudes) const {
     return std::all_of(mOthers.begin(), mOthers.end(), [=](const Range& range) {
+        const float* const first = magnitudes + range.mFirst;
+        if (range.mEnd - range.mFirst < kPadding)
+            return AllFinite(first, magnitudes + range.mEnd);
         float sum = 0.0F;
-        vDSP_sve(magnitudes + range.mFirst, 1, &sum, range.mEnd - range.mFirst);
+        vDSP_sve(first, 1, &sum, range.mEnd - range.mFirst);
         return std::isfinite(sum);
     });
 }
