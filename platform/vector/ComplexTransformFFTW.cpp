@@ -38,15 +38,16 @@ using Plan = std::unique_ptr<std::remove_pointer_t<fftwf_plan>, DestroyPlan>;
 Plan MakePlan(int size, float* input, float* output) {
     const std::lock_guard guard(PlannerLock());
     return Plan(fftwf_plan_dft_1d(size, AsComplex(input), AsComplex(output), FFTW_FORWARD,
-                                  FFTW_ESTIMATE | FFTW_DESTROY_INPUT));
+                                  FFTW_ESTIMATE | FFTW_PRESERVE_INPUT));
 }
 
 class ComplexTransformFFTW final : public ComplexTransform {
 public:
     explicit ComplexTransformFFTW(Plan plan) : mPlan(std::move(plan)) {}
 
-    void Run(float* input, float* output) const override {
-        fftwf_execute_dft(mPlan.get(), AsComplex(input), AsComplex(output));
+    void Run(const float* input, float* output) const override {
+        // A plan that preserves its input only reads it.
+        fftwf_execute_dft(mPlan.get(), AsComplex(const_cast<float*>(input)), AsComplex(output));
     }
 
 private:

@@ -24,7 +24,7 @@ public:
     explicit ComplexTransformKiss(Configuration configuration)
         : mConfiguration(std::move(configuration)) {}
 
-    void Run(float* input, float* output) const override {
+    void Run(const float* input, float* output) const override {
         kiss_fft(mConfiguration.get(), reinterpret_cast<const kiss_fft_cpx*>(input),
                  reinterpret_cast<kiss_fft_cpx*>(output));
     }

@@ -7,6 +7,7 @@
 
 #include <Accelerate/vDSPTransforms.h>
 #include <algorithm>
+#include <cstdint>
 #include <new>
 #include <utility>
 
@@ -69,14 +70,21 @@ void ComplexInPlace(float* re, float* im, unsigned log2Size, FFTDirection direct
     DeinterleavePass(work.output, re, im, points);
 }
 
-// Samples that already lie as the transform takes them.
+bool IsAligned(const float* samples) {
+    return reinterpret_cast<std::uintptr_t>(samples) % kTransformAlignment == 0;
+}
+
+// Samples that already lie as the transform takes them, and may be taken from where they are.
 void PackedRealFromPairs(const float* samples, float* re, float* im, unsigned log2Size) {
     const std::size_t points = std::size_t{1} << (log2Size - 1);
     const ComplexTransform& transform = Transform(log2Size - 1);
     const PackedRealFactors& factors = Factors(log2Size);
     const Workspace work(points);
-    std::copy_n(samples, 2 * points, work.input);
-    transform.Run(work.input, work.output);
+    if (!IsAligned(samples)) {
+        std::copy_n(samples, 2 * points, work.input);
+        samples = work.input;
+    }
+    transform.Run(samples, work.output);
     SplitPass(work.output, factors, re, im, points);
 }
 
