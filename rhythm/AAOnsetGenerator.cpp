@@ -43,14 +43,12 @@ void AAOnsetGenerator::NullPointers() {
     mFilterBankReady = false;
     (void)mGammaList.release();
     (void)mGammaRing.release();
-    (void)mFetchList.release();
 }
 
 void AAOnsetGenerator::Cleanup() {
     RemoveBank();
     mGammaList.free();
     mGammaRing.free();
-    mFetchList.free();
     ResetStamp(mGammaTime);
     QelAAAnalysisBase::Cleanup();
 }
@@ -77,7 +75,6 @@ void AAOnsetGenerator::AllocateBuffers() {
         throw std::bad_alloc();
 
     mGammaList = NewBuffer("gamma filter buffer", mMaxFrames * UInt64{sizeof(float)});
-    mFetchList = NewBuffer("function fetching buffer", 0);
     mGammaRing.free();
     mGammaRing = NewRing(UInt64{mStreamLength} + mMaxFrames); // the silence of a flush as well
     ResetStamp(mGammaTime);
@@ -99,18 +96,6 @@ SInt32 AAOnsetGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
     return 0;
 }
 
-// One channel alone, so that there need not be room for all at once.
-SInt32 AAOnsetGenerator::FetchChannel(UInt32 channel, float* to, UInt32 frames) {
-    AudioBufferList& list = mFetchList->GetModifiableBufferList();
-    AudioBuffer& buffer = list.mBuffers[channel];
-    buffer.mData = to;
-    buffer.mDataByteSize = frames * UInt32{sizeof(float)};
-    const SInt32 status = mGammaRing->Fetch(&list, frames, 0, false);
-    buffer.mData = nullptr;
-    buffer.mDataByteSize = 0;
-    return status;
-}
-
 int AAOnsetGenerator::WindowFor(UInt32 frames, float sensitivity) {
     const float share = (100.0f - sensitivity) / 100.0f;
     const double window =
@@ -122,11 +107,12 @@ int AAOnsetGenerator::WindowFor(UInt32 frames, float sensitivity) {
 }
 
 SInt32 AAOnsetGenerator::FindOnsets(UInt32 channel, float* curve, UInt32 frames, Onsets& onsets) {
-    // Nobody may fetch a count of 0.
-    const SInt32 status = frames != 0 ? FetchChannel(channel, curve, frames) : 0;
-    if (status != 0)
-        return status;
-    MakeOnsetCurve(curve, frames);
+    // The ring holds the run from its first frame on, so that nothing wraps. Without a frame there
+    // may be no ring.
+    if (frames != 0) {
+        const Byte* const sum = mGammaRing->SlotOfFrame(static_cast<SInt32>(channel), 0);
+        MakeOnsetCurve(reinterpret_cast<const float*>(sum), curve, frames);
+    }
     if (StopsAt(kPercentCurve))
         return kStopped;
 

@@ -63,14 +63,12 @@ private:
     using Onsets = std::vector<QelAudioAnalysisEvent>;
 
     void RemoveBank();
-    SInt32 FetchChannel(UInt32 channel, float* to, UInt32 frames);
     SInt32 FindOnsets(UInt32 channel, float* curve, UInt32 frames, Onsets& onsets);
 
     Gfb_Analyzer mFilterBank{};
     bool mFilterBankReady = false;
     CAAutoDelete<CABufferList> mGammaList; // per channel the sum over the bands of one push
     CAAutoDelete<CARingBuffer> mGammaRing; // the sums of the whole run
-    CAAutoDelete<CABufferList> mFetchList; // no memory of its own
     AudioTimeStamp mGammaTime{};           // frames stored in mGammaRing
     float mSensitivity = 80.0f;            // percent
 };

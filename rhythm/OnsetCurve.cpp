@@ -37,7 +37,7 @@ HWY_INLINE void FormInputs(D d, const float* x, double scale, float* inputs) {
                                     hn::Mul(hn::Set(single, 1.0f - kDifferenceWeight), value));
     const auto zero = hn::Zero(single);
     const auto rectified = hn::IfThenElse(hn::Ge(difference, zero), difference, zero);
-    const auto compressed = CompressedVector(d, rectified, kMuLawFactor, scale);
+    const auto compressed = CompressedMagnitudes(d, rectified, kMuLawFactor, scale);
     hn::StoreU(hn::Mul(hn::Set(single, kSmoothingGain), compressed), single, inputs);
 }
 
@@ -58,24 +58,24 @@ HWY_INLINE float Smooth(const float* inputs, std::size_t n, float last, float* o
 }
 
 // `n` is above 0.
-void MakeCurve(float* curve, std::size_t n) {
+void MakeCurve(const float* sum, float* curve, std::size_t n) {
     const double scale = 1.0 / std::log(1.0 + kMuLawFactor);
     const std::size_t last = n - 1;
     const std::size_t head = last % kBlock; // values in front of whole blocks
     float headInputs[kBlock];
     for (std::size_t i = 0; i < head; ++i)
-        FormInputs(hn::CappedTag<double, 1>(), curve + i, scale, headInputs + i);
+        FormInputs(hn::CappedTag<double, 1>(), sum + i, scale, headInputs + i);
 
     float inputs[2][kBlock];
     if (last > head)
-        FormBlock(curve + (last - kBlock), scale, inputs[0]);
+        FormBlock(sum + (last - kBlock), scale, inputs[0]);
     float y = 0.0f;
     curve[last] = y;
     std::size_t turn = 0;
     for (std::size_t end = last; end > head; end -= kBlock, turn ^= 1) {
-        // Before the values are replaced whose first one the block in front needs.
+        // Before values are replaced in place whose first one the block in front needs.
         if (end - kBlock > head)
-            FormBlock(curve + (end - 2 * kBlock), scale, inputs[turn ^ 1]);
+            FormBlock(sum + (end - 2 * kBlock), scale, inputs[turn ^ 1]);
         y = Smooth(inputs[turn], kBlock, y, curve + (end - kBlock));
     }
     Smooth(headInputs, head, y, curve);
@@ -91,9 +91,9 @@ namespace qel::core {
 
 HWY_EXPORT(MakeCurve);
 
-void MakeOnsetCurve(float* curve, UInt32 n) {
+void MakeOnsetCurve(const float* sum, float* curve, UInt32 n) {
     if (n > 0)
-        HWY_DYNAMIC_DISPATCH(MakeCurve)(curve, n);
+        HWY_DYNAMIC_DISPATCH(MakeCurve)(sum, curve, n);
 }
 
 } // namespace qel::core

@@ -4,7 +4,7 @@
 
 namespace qel::core {
 
-// Turns the sum of the bands into the detection curve of onsets, in place:
+// Turns the sum of the bands into the detection curve of onsets:
 //
 //   1. ComputeWeightedDifference with a weight of 0.9; the last value, which nothing follows, is 0
 //   2. HalfWaveRectify
@@ -14,7 +14,7 @@ namespace qel::core {
 //
 // The values are those of the four steps to the last bit. In front of an infinite one they are
 // infinite too, where `filter` has something that is no number.
-// Keeps no state, allocates nothing, runs in any thread.
-void MakeOnsetCurve(float* curve, UInt32 n);
+// `sum` and `curve` may be the same. Keeps no state, allocates nothing, runs in any thread.
+void MakeOnsetCurve(const float* sum, float* curve, UInt32 n);
 
 } // namespace qel::core

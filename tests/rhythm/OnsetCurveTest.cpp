@@ -37,7 +37,7 @@ Vector StepByStep(Vector curve) {
 }
 
 Vector AtOnce(Vector curve) {
-    MakeOnsetCurve(curve.data(), static_cast<UInt32>(curve.size()));
+    MakeOnsetCurve(curve.data(), curve.data(), static_cast<UInt32>(curve.size()));
     return curve;
 }
 
@@ -59,6 +59,15 @@ TEST(OnsetCurveTest, AllLengthsAreAsStepByStepToTheLastBit) {
         const Vector sum = Noise(10007, 1);
         EXPECT_EQ(AtOnce(sum), StepByStep(sum));
     });
+}
+
+TEST(OnsetCurveTest, ASumMayStayAsItIs) {
+    const Vector sum = Noise(1000, 3);
+    const Vector kept = sum;
+    Vector curve(sum.size());
+    MakeOnsetCurve(sum.data(), curve.data(), static_cast<UInt32>(sum.size()));
+    EXPECT_EQ(AtOnce(sum), curve);
+    EXPECT_EQ(kept, sum);
 }
 
 // A fall of 1 at one sample, alone: 0.9 of the difference and 0.1 of the value, compressed, decays
