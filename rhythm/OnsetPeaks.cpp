@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 
+#include "rhythm/LevelCounts.h"
 #include "spectral/VectorHelpers.h"
 
 namespace qel::core {
@@ -14,24 +15,6 @@ namespace {
 constexpr SInt32 kStopped = -128;
 constexpr unsigned int kCandidatesPerReport = 100;
 constexpr SInt64 kDoubleHitSamples = 1024; // a strong onset may follow another within these
-
-// How the values of a vector stand to a level; NaN stands nowhere.
-struct Standing {
-    std::size_t notAbove = 0;
-    std::size_t above = 0;
-
-    void Add(const float* x, std::size_t n, float level) {
-        // Counts of 32 bits, which a vector of as many lanes as floats can hold.
-        UInt32 low = 0;
-        UInt32 high = 0;
-        for (std::size_t i = 0; i < n; ++i) {
-            low += x[i] <= level ? 1u : 0u;
-            high += x[i] > level ? 1u : 0u;
-        }
-        notAbove += low;
-        above += high;
-    }
-};
 
 // The two values next to a level: the greatest that is not above it, the least that is.
 struct Neighbours {
@@ -48,6 +31,8 @@ struct Neighbours {
     }
 };
 
+// Values that are counted before the count is looked at.
+constexpr std::size_t kValuesPerCount = 2048;
 constexpr float kBehindTheEnd = 0.0f;
 
 // Whether an onset at `position` is refused for one that was accepted before. Those in reach are
@@ -97,17 +82,21 @@ void FindLocalMaximaWithDist(const float* x, unsigned int n, unsigned int* indic
 
 bool IsMedianAbove(const float* x, unsigned int n, bool zeroBehind, float level) {
     const std::size_t size = n + std::size_t{zeroBehind};
-    Standing standing;
-    standing.Add(x, n, level);
-    standing.Add(&kBehindTheEnd, std::size_t{zeroBehind}, level);
     if (size == 0)
         return 0.0f > level;
     // Places of the sorted values: first those that are not above, then those above, then NaN.
     const std::size_t place = std::min((size + 1) / 2, size - 1);
     const std::size_t last = size % 2 == 0 ? std::min(place + 1, size - 1) : place;
-    if (last < standing.notAbove || last >= standing.notAbove + standing.above)
+    LevelCounts counts;
+    AddLevelCounts(&kBehindTheEnd, std::size_t{zeroBehind}, level, counts);
+    for (std::size_t i = 0; i < n; i += kValuesPerCount) {
+        AddLevelCounts(x + i, std::min(kValuesPerCount, n - i), level, counts);
+        if (last < counts.notAbove)
+            return false; // whatever the other values are
+    }
+    if (last < counts.notAbove || last >= counts.notAbove + counts.above)
         return false; // none of the two is above, or one is NaN
-    if (place >= standing.notAbove)
+    if (place >= counts.notAbove)
         return true;
     Neighbours neighbours;
     neighbours.Add(x, n, level);

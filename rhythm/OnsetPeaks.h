@@ -23,7 +23,8 @@ void FindLocalMaximaWithDist(const float* x, unsigned int n, unsigned int* indic
                              unsigned int& count, float threshold, int minDistance);
 
 // Whether ComputeMedianOfFloatVector of the `n` values of `x`, followed by a 0 if `zeroBehind` is
-// set, is greater than `level`: the same answer to the last bit, in one pass and without a copy.
+// set, is greater than `level`: the same answer to the last bit, in one pass at most and without a
+// copy.
 bool IsMedianAbove(const float* x, unsigned int n, bool zeroBehind, float level);
 
 // Receives a figure between progressStart and progressEnd; the first argument is null. Returns 0 to
