@@ -25,6 +25,8 @@ constexpr float kMuLawFactor = 10.0f;
 constexpr float kSmoothingPole = 0.998866856098175f;
 constexpr float kSmoothingGain = 1.0f - kSmoothingPole;
 
+using Full = hn::CappedTag<double, 8>;
+constexpr std::size_t kStep = hn::MaxLanes(Full()); // values that are made at a time
 constexpr std::size_t kBlock = 16; // values that the low-pass takes while the next are made
 
 // What the low-pass adds to its state for as many values as `d` has lanes. Reads one more.
@@ -41,18 +43,28 @@ HWY_INLINE void FormInputs(D d, const float* x, double scale, float* inputs) {
     hn::StoreU(hn::Mul(hn::Set(single, kSmoothingGain), compressed), single, inputs);
 }
 
-HWY_INLINE void FormBlock(const float* x, double scale, float* inputs) {
-    const hn::CappedTag<double, kBlock> d;
-    for (std::size_t i = 0; i < kBlock; i += hn::Lanes(d))
-        FormInputs(d, x + i, scale, inputs + i);
-}
-
 // From the last value to the first. Returns the first.
 HWY_INLINE float Smooth(const float* inputs, std::size_t n, float last, float* out) {
     float y = last;
     for (std::size_t i = n; i > 0; --i) {
         y = kSmoothingPole * y + inputs[i - 1];
         out[i - 1] = y;
+    }
+    return y;
+}
+
+// Lets the low-pass take a block of inputs and forms those of the block in front, if there is one,
+// step by step in between: a whole block of them is more than a processor looks ahead. Where values
+// are replaced in place, the block in front needs the first of this one before it is replaced.
+// Returns the block's first value.
+template <bool hasNext>
+HWY_INLINE float TakeBlock(const float* inputs, float last, float* out, const float* next,
+                           double scale, float* nextInputs) {
+    float y = last;
+    for (std::size_t i = kBlock; i > 0; i -= kStep) {
+        if constexpr (hasNext)
+            FormInputs(Full(), next + (i - kStep), scale, nextInputs + (i - kStep));
+        y = Smooth(inputs + (i - kStep), kStep, y, out + (i - kStep));
     }
     return y;
 }
@@ -68,16 +80,19 @@ void MakeCurve(const float* sum, float* curve, std::size_t n) {
 
     float inputs[2][kBlock];
     if (last > head)
-        FormBlock(sum + (last - kBlock), scale, inputs[0]);
+        for (std::size_t i = 0; i < kBlock; i += kStep)
+            FormInputs(Full(), sum + (last - kBlock) + i, scale, inputs[0] + i);
     float y = 0.0f;
     curve[last] = y;
     std::size_t turn = 0;
-    for (std::size_t end = last; end > head; end -= kBlock, turn ^= 1) {
-        // Before values are replaced in place whose first one the block in front needs.
-        if (end - kBlock > head)
-            FormBlock(sum + (end - 2 * kBlock), scale, inputs[turn ^ 1]);
-        y = Smooth(inputs[turn], kBlock, y, curve + (end - kBlock));
+    std::size_t start = last; // of what is done
+    for (; start - head > kBlock; turn ^= 1) {
+        start -= kBlock;
+        y = TakeBlock<true>(inputs[turn], y, curve + start, sum + (start - kBlock), scale,
+                            inputs[turn ^ 1]);
     }
+    if (start > head)
+        y = TakeBlock<false>(inputs[turn], y, curve + head, nullptr, scale, nullptr);
     Smooth(headInputs, head, y, curve);
 }
 
