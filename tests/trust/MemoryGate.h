@@ -3,11 +3,17 @@
 // included.
 #pragma once
 
+#include <ostream>
+
 namespace qel::trust {
 
 class MemoryGate {
 public:
     enum class Refuse { kOnce, kFromThenOn };
+
+    friend void PrintTo(Refuse refuse, std::ostream* out) {
+        *out << (refuse == Refuse::kOnce ? "Once" : "FromThenOn");
+    }
 
     // Lets `granted` further requests of this thread through and refuses the next one, or that and
     // all others. Requests by FFTW are neither counted nor refused: it ends the process when it
