@@ -18,18 +18,20 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 constexpr float kAllWhole = 8388608.0f; // 2^23: from here on, floats are whole numbers
 
-// |x - round(x)| to the last bit. What is infinite or not a number gives not a number.
+// |x - round(x)| to the last bit. What is infinite or not a number gives not a number, and is kept
+// from the conversion to integers, where some instruction sets have no answer for it.
 template <class D, class V>
 HWY_INLINE V DistanceFromWhole(D d, V x) {
     const hn::RebindToSigned<D> integers;
     const V size = hn::Abs(x);
-    const V whole = hn::ConvertTo(d, hn::ConvertTo(integers, size));
-    const V fraction = hn::Sub(size, whole);
+    const auto hasFraction = hn::Lt(size, hn::Set(d, kAllWhole));
+    const auto whole = hn::ConvertTo(integers, hn::IfThenElseZero(hasFraction, size));
+    const V fraction = hn::Sub(size, hn::ConvertTo(d, whole));
     const V distance = hn::Min(fraction, hn::Sub(hn::Set(d, 1.0f), fraction));
-    return hn::IfThenElse(hn::Lt(size, hn::Set(d, kAllWhole)), distance, hn::Sub(size, size));
+    return hn::IfThenElse(hasFraction, distance, hn::Sub(size, size));
 }
 
-struct Sums {
+struct WeightedErrors {
     float weight = 0.0f;
     float error = 0.0f;
 };
@@ -37,7 +39,7 @@ struct Sums {
 // Adds a vector of partials to the sums, one after the other.
 template <class D>
 HWY_INLINE void Add(D d, const float* magnitudes, const float* frequencies, float fundamental,
-                    Sums& sums) {
+                    WeightedErrors& sums) {
     HWY_ALIGN float errors[hn::MaxLanes(d)];
     const auto ratio = hn::Div(hn::LoadU(d, frequencies), hn::Set(d, fundamental));
     const auto weight = hn::Mul(hn::LoadU(d, magnitudes), hn::Set(d, 4.0f));
@@ -52,7 +54,7 @@ HWY_INLINE void Add(D d, const float* magnitudes, const float* frequencies, floa
 float MeanError(const float* magnitudes, const float* frequencies, std::size_t count,
                 float fundamental) {
     const hn::ScalableTag<float> full;
-    Sums sums;
+    WeightedErrors sums;
     std::size_t i = 0;
     for (const std::size_t lanes = hn::Lanes(full); i + lanes <= count; i += lanes)
         Add(full, magnitudes + i, frequencies + i, fundamental, sums);

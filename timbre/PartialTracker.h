@@ -101,13 +101,6 @@ public:
     // A track had a peak of its own in this frame or in one of the last 4.
     static constexpr UInt32 MostPartials(UInt32 numBins) { return 5 * MostPeaks(numBins); }
 
-    // The bin that `place` lies in, within 0 and numBins - 1.
-    static UInt32 BinOf(float place, UInt32 numBins) {
-        if (!(place > 0.0f))
-            return 0;
-        return place < static_cast<float>(numBins) ? static_cast<UInt32>(place) : numBins - 1;
-    }
-
 private:
     void MapPeaks();
     SInt32 NearestPeak(float bin) const;

@@ -23,12 +23,14 @@ namespace HWY_NAMESPACE {
 constexpr float kLeastShare = 0.2f; // of the last magnitude
 constexpr float kNowhere = std::numeric_limits<float>::infinity();
 
-// The bins that places lie in, within 0 and numBins - 1.
+// The bins that places lie in, within 0 and numBins - 1. Behind the places that count there may be
+// some that are no numbers, for which some instruction sets have no integer.
 template <class V>
 HWY_INLINE auto BinsOf(V places, UInt32 numBins) {
     const Integers integers;
     const auto last = hn::Set(integers, static_cast<SInt32>(numBins) - 1);
-    return hn::Min(hn::Max(hn::ConvertTo(integers, places), hn::Zero(integers)), last);
+    const V inside = hn::IfThenElseZero(hn::Gt(places, hn::Zero(Full())), places);
+    return hn::Min(hn::ConvertTo(integers, inside), last);
 }
 
 void FindTrackBins(const TrackList& tracks, UInt32 numBins, SInt32* bins) {

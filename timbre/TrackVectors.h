@@ -17,7 +17,8 @@ constexpr float kReach = 1.0f;
 // More missed frames than this end a track.
 constexpr SInt32 kMostMissedFrames = 3;
 
-// The bins that the places of tracks lie in. Any bins stand behind them, up to a whole vector.
+// The bins that the places of tracks lie in, within 0 and numBins - 1, where numBins is above 0; 0
+// for a place that is no number. Any bins stand behind them, up to a whole vector.
 void FindBins(const TrackList& tracks, UInt32 numBins, SInt32* bins);
 
 // Marks where the peaks lie; `bins` receives the bins of their places. Whether each has a bin of

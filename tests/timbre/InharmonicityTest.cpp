@@ -4,8 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/platform/vector/InstructionSets.h"
+
 #include <cmath>
 #include <limits>
+#include <random>
 #include <vector>
 
 namespace qel::core {
@@ -48,6 +51,28 @@ TEST(InharmonicityTest, TheDistanceIsThatFromTheRoundedMultiple) {
         EXPECT_EQ(InharmonicityOf({1}, {x}, 1), 4.0f * std::abs(x - std::round(x))) << x;
     EXPECT_TRUE(std::isnan(InharmonicityOf({1}, {std::numeric_limits<float>::infinity()}, 1)));
     EXPECT_TRUE(std::isnan(InharmonicityOf({1}, {std::nanf("")}, 1)));
+}
+
+// Partial by partial, in the order that the sums are defined in.
+TEST(InharmonicityTest, EveryInstructionSetGivesThePlainSums) {
+    std::mt19937 random(3);
+    std::uniform_real_distribution<float> uniform(0, 1);
+    for (std::size_t count = 1; count < 40; ++count) {
+        std::vector<float> magnitudes;
+        std::vector<float> frequencies;
+        float weight = 0.0f;
+        float error = 0.0f;
+        for (std::size_t i = 0; i < count; ++i) {
+            magnitudes.push_back(uniform(random));
+            frequencies.push_back(5000.0f * uniform(random));
+            const float ratio = frequencies[i] / 110.0f;
+            weight += magnitudes[i];
+            error += magnitudes[i] * 4.0f * std::abs(ratio - std::round(ratio));
+        }
+        qel::testing::ForEachInstructionSet([&] {
+            EXPECT_EQ(InharmonicityOf(magnitudes, frequencies, 110), error / weight) << count;
+        });
+    }
 }
 
 // The string's partials lie at f0 n sqrt(1 + B n^2), the bar's at the squares of its modes.

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/platform/vector/InstructionSets.h"
 #include "timbre/TrackVectors.h"
 
 #include <algorithm>
@@ -204,12 +205,17 @@ TEST_F(PartialTrackerTest, MagnitudesThatAreInfiniteOrNoNumbersDoNoHarm) {
 }
 
 TEST(PartialTrackerBinTest, BinsStayWithinTheSpectrum) {
-    const float infinity = std::numeric_limits<float>::infinity();
-    EXPECT_EQ(PartialTracker::BinOf(2.99f, 8), 2u);
-    EXPECT_EQ(PartialTracker::BinOf(-1.0f, 8), 0u);
-    EXPECT_EQ(PartialTracker::BinOf(8.0f, 8), 7u);
-    EXPECT_EQ(PartialTracker::BinOf(infinity, 8), 7u);
-    EXPECT_EQ(PartialTracker::BinOf(std::numeric_limits<float>::quiet_NaN(), 8), 0u);
+    const Places places{2.99f, -1.0f, 8.0f, std::numeric_limits<float>::infinity(),
+                        std::numeric_limits<float>::quiet_NaN()};
+    TrackList tracks(places.size(), Tones::kLeft);
+    std::copy(places.begin(), places.end(), tracks.mBins.begin());
+    tracks.mCount = places.size();
+    qel::testing::ForEachInstructionSet([&] {
+        std::vector<SInt32> bins(places.size() + kVectorRoom);
+        FindBins(tracks, 8, bins.data());
+        bins.resize(places.size());
+        EXPECT_EQ(bins, (std::vector<SInt32>{2, 0, 7, 7, 0}));
+    });
 }
 
 // The plain rule, with a search over all peaks.
@@ -283,6 +289,40 @@ TEST_F(PartialTrackerTest, TheQuickSearchFindsWhatASearchOverAllPeaksFinds) {
     }
     EXPECT_GT(most, MostPeaks(kBins)); // tracks outlived their peaks
     EXPECT_LE(most, PartialTracker::MostPartials(kBins));
+}
+
+// The places of the tracks of many frames, of which about half have a peak in a place.
+Places PlacesOfRandomTracks() {
+    std::mt19937 random(7);
+    PartialTracker tracker(kBins);
+    std::vector<float> magnitudes(kBins + kVectorRoom);
+    Places places;
+    for (int frame = 0; frame < 300; ++frame) {
+        tracker.Peaks().Clear();
+        for (std::size_t k = 1; k + 1 < kBins; k += 2 + random() % 3) {
+            const float place = static_cast<float>(k) + 0.25f * static_cast<float>(random() % 4);
+            const float magnitude = 50.0f + static_cast<float>(random() % 64);
+            if (random() % 2 == 0)
+                tracker.Peaks().Add(PeakAt(place, magnitude));
+        }
+        for (float& magnitude : magnitudes)
+            magnitude = 5.0f + static_cast<float>(random() % 64);
+        tracker.Track(magnitudes.data(), -1.0f);
+        const TrackList& partials = tracker.Partials();
+        places.insert(places.end(), partials.mBins.data(), partials.mBins.data() + partials.mCount);
+    }
+    return places;
+}
+
+TEST(PartialTrackerSetsTest, EveryInstructionSetTracksAlike) {
+    Places expected;
+    qel::testing::ForEachInstructionSet([&] {
+        const Places places = PlacesOfRandomTracks();
+        if (expected.empty())
+            expected = places;
+        EXPECT_EQ(places, expected);
+    });
+    EXPECT_GT(expected.size(), 300u);
 }
 
 // A frame size that is no power of two as well, as quotients by those are products.
