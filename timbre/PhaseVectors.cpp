@@ -24,7 +24,7 @@ using One = hn::CappedTag<float, 1>;
 // What is to be added to an angle and to all behind it, both angles being within half a turn: from
 // half a turn on, a difference has a turn too many, of its own sign.
 template <class D, class V>
-HWY_INLINE V Step(D d, V angle, V before) {
+HWY_INLINE V StepOfWrapped(D d, V angle, V before) {
     const V difference = hn::Sub(angle, before);
     const V shifted = PlusPiNear(d, difference);
     const V wrapped = hn::Sub(shifted, hn::CopySign(hn::Set(d, kTurn), difference));
@@ -48,7 +48,7 @@ template <class D>
 HWY_INLINE Sums ContinueAt(D d, const float* angles, const float* before, const float* terms,
                            Sums sums, float* corrections) {
     HWY_ALIGN float steps[kMostLanes];
-    hn::Store(Step(d, hn::LoadU(d, angles), hn::LoadU(d, before)), d, steps);
+    hn::Store(StepOfWrapped(d, hn::LoadU(d, angles), hn::LoadU(d, before)), d, steps);
     for (std::size_t lane = 0; lane < hn::Lanes(d); ++lane) {
         sums.correction += steps[lane];
         corrections[lane] = sums.correction;

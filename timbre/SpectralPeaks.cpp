@@ -29,7 +29,7 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 // Coefficients and the two parts of the logarithm of 2 are those of fdlibm (Sun Microsystems,
 // 1993).
 template <class D, class V = hn::Vec<D>>
-HWY_INLINE V Logarithm(D d, V x) {
+HWY_INLINE V LogarithmOfPositive(D d, V x) {
     const hn::RebindToSigned<D> integers;
     const auto rootOfHalf = hn::Set(integers, 0x3F3504F3); // the bits of sqrt(1/2)
     const auto fromRoot = hn::Sub(hn::BitCast(integers, x), rootOfHalf);
@@ -56,7 +56,8 @@ HWY_INLINE void RaiseAndLog(D d, float* magnitudes, float least, float* logs) {
     const auto lowest = hn::Set(d, least);
     const auto x = hn::IfThenElse(hn::Ge(read, lowest), read, lowest);
     hn::StoreU(x, d, magnitudes);
-    hn::StoreU(hn::IfThenElse(hn::Lt(x, hn::Set(d, kInfinity)), Logarithm(d, x), x), d, logs);
+    hn::StoreU(hn::IfThenElse(hn::Lt(x, hn::Set(d, kInfinity)), LogarithmOfPositive(d, x), x), d,
+               logs);
 }
 
 void RaiseAndLogAll(float* magnitudes, UInt32 count, float least, float* logs) {

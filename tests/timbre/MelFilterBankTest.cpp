@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "tests/platform/vector/InstructionSets.h"
+
 namespace qel::core {
 namespace {
 
@@ -94,6 +96,37 @@ TEST(MelFilterBankTest, MatchesTheDenseProduct) {
                 << length;
         }
     }
+}
+
+// Seven filters, so that groups of them leave a rest, of lengths around those of vectors; the last
+// one ends with the spectrum.
+TEST(MelFilterBankTest, EveryInstructionSetGivesTheSameSums) {
+    std::mt19937 random(2);
+    std::uniform_real_distribution<float> uniform(0, 1);
+    constexpr std::size_t kBins = 60;
+    std::vector<Vector> filters;
+    for (const auto& [first, end] : std::vector<std::pair<std::size_t, std::size_t>>{
+             {0, 1}, {1, 8}, {4, 12}, {9, 18}, {20, 36}, {30, 55}, {45, 60}}) {
+        Vector filter(kBins, 0.0F);
+        for (std::size_t j = first; j < end; ++j) {
+            filter[j] = 0.1F + uniform(random);
+        }
+        filters.push_back(filter);
+    }
+    const MelFilterBank bank = BankOf(filters);
+    Vector magnitudes(kBins);
+    for (float& magnitude : magnitudes) {
+        magnitude = uniform(random);
+    }
+    Vector expected;
+    qel::testing::ForEachInstructionSet([&] {
+        const Vector sums = Apply(bank, magnitudes);
+        if (expected.empty()) {
+            expected = sums;
+        }
+        EXPECT_EQ(sums, expected);
+    });
+    EXPECT_EQ(expected.size(), filters.size());
 }
 
 TEST(MelFilterBankTest, ValuesThatAreNotFiniteActAsInTheDenseProduct) {

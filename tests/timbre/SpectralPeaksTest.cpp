@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/platform/vector/InstructionSets.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -140,6 +142,27 @@ TEST(SpectralPeaksTest, EveryMaximumOfARandomSpectrumIsFound) {
             found.push_back(peak.mLogMagnitude);
         ASSERT_EQ(found, levels) << count;
     }
+}
+
+TEST(SpectralPeaksTest, EveryInstructionSetFindsTheSamePeaks) {
+    std::mt19937 random(13);
+    std::vector<float> logs(515);
+    for (float& log : logs)
+        log = static_cast<float>(random() % 1000) / 100.0f;
+    std::vector<Peak> expected;
+    qel::testing::ForEachInstructionSet([&] {
+        const std::vector<Peak> peaks = PeaksOf(SpectrumOf(logs), 1.0f);
+        if (expected.empty())
+            expected = peaks;
+        ASSERT_EQ(peaks.size(), expected.size());
+        for (std::size_t i = 0; i < peaks.size(); ++i) {
+            EXPECT_EQ(peaks[i].mBin, expected[i].mBin) << i;
+            EXPECT_EQ(peaks[i].mLogMagnitude, expected[i].mLogMagnitude) << i;
+            // Exponentials are not the same to the last bit.
+            EXPECT_FLOAT_EQ(peaks[i].mMagnitude, expected[i].mMagnitude) << i;
+        }
+    });
+    EXPECT_GT(expected.size(), 100u);
 }
 
 TEST(SpectralPeaksTest, PeaksThatShareAVectorWithPlacelessOnesStay) {
