@@ -98,6 +98,7 @@ void AABeatFunctionGenerator::ComputeAndStoreProperies(const SpectralAndAudioBuf
 
 // The rise of the log mel spectrum, weighed with the level of the lowest bins.
 void AABeatFunctionGenerator::MakeFunction(const SpectralAndAudioBufferList* list) {
+    static_assert(kNumMelBands % kBandRiseStep == 0);
     auto* processor = static_cast<AAMelFrequencySpectralProcessor*>(mSpectralProcessor.get());
     for (UInt32 c = 0; c < list->mNumChannels; ++c) {
         // The list holds bins, not bands, so that the mean is that of the lowest bins: it is meant.

@@ -23,7 +23,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 // ln x for positive finite x that are not denormal, to 1e-15 of it. With x = 2^e m and m about 1,
 // it is e ln 2 + ln m, and ln m = 2 artanh s = 2 s (1 + s^2 / 3 + s^4 / 5 + ...) for s = (m - 1) /
 // (m + 1). From 1 / 3 on, the series is replaced by a polynomial of degree 5 in s^2, fitted in
-// Chebyshev's points: an error of 7e-16 in all.
+// Chebyshev's points: an error of 7e-16 before rounding.
 template <class D, class V>
 HWY_INLINE V LogarithmOfNormal(D d, V x) {
     const hn::Rebind<uint64_t, D> bits;

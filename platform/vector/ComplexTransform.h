@@ -22,8 +22,8 @@ public:
 
     // output[k] = sum over n of input[n] e^(-2 pi i k n / size).
     // Both have 2 * size floats and do not overlap. They lie at multiples of kTransformAlignment
-    // bytes, but the output of fewer than 8 points lies 8 * size bytes behind one. Any
-    // number of threads at the same time; allocates nothing.
+    // bytes, but the output of fewer than 8 points lies 8 * size bytes behind one. `input` is only
+    // read. Any number of threads at the same time; allocates nothing.
     virtual void Run(const float* input, float* output) const = 0;
 
 protected:
