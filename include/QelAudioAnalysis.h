@@ -19,12 +19,14 @@
  * the number of channels. Blocks and payloads belong to the library and live only until the
  * callback returns: copy what you keep. docs/keys.md tells the payload of every key.
  *
- * Threads: the library starts none and locks nothing. One handle is for one thread at a time;
- * different handles may be used in different threads at once. Every callback runs on the caller's
- * thread, inside the call that caused it.
+ * Threads: the library starts none, and no lock guards a handle. One handle is for one thread at a
+ * time; different handles may be used in different threads at once: what they share behind the
+ * scenes is guarded. Every callback runs on the caller's thread, inside the call that caused it,
+ * which is QelAudioAnalysisPushAudio or Process.
  *
  * Real time: QelAudioAnalysisPushAudio may allocate when a group of keys delivers for the first
- * time after initialization, and then no more for the keys that are built so far.
+ * time after initialization, in the first push of a thread, and where a key about the stream as a
+ * whole lets its store grow; else it does not. It may take a lock that is shared for reading.
  * QelAudioAnalysisNew, Initialize, Reset and Process allocate freely.
  *
  * Floating point: denormal numbers are flushed to zero while a call runs. The caller's
@@ -32,7 +34,8 @@
  *
  * Faults: misuse is answered by a status, where it can be told; a pointer that must not be null and
  * is, is told apart only where this says so. The one exception is std::bad_alloc, which leaves any
- * of the functions as it is when memory runs out; the handle can still be disposed of afterwards.
+ * of the functions as it is when memory runs out; the handle can be initialized anew or disposed of
+ * afterwards. docs/contract.md tells what is guaranteed beyond that.
  */
 #pragma once
 
@@ -47,12 +50,13 @@ extern "C" {
 
 /* Statuses. 0 is success. */
 enum {
-    /* QelAudioAnalysisSetProperty always; QelAudioAnalysisGetProperty for an id above 8, or for a
-       key or parameter that no part of this analyzer answers to. */
+    /* QelAudioAnalysisSetProperty always; QelAudioAnalysisGetProperty for an id above 8; that and
+       the functions of parameters for a key or name that no part of this analyzer answers to. */
     kAudioAnalysisErr_UnknownProperty = -3860,
     /* More frames pushed than the maximum given to QelAudioAnalysisInitialize. */
     kAudioAnalysisErr_TooManyFrames = -3863,
-    /* QelAudioAnalysisProcess without flush, while too little audio has come for a result. */
+    /* QelAudioAnalysisProcess without flush, before the stream has its declared length, or enough
+       for the keys about rhythm to deliver. */
     kAudioAnalysisErr_NotEnoughData = -3864,
     /* The format is not canonical, or a pushed list does not fit the format. */
     kAudioAnalysisErr_BadFormat = -3865,
@@ -86,14 +90,14 @@ typedef struct QelAudioAnalysisBlock {
     UInt32 mDataByteSize;
 } QelAudioAnalysisBlock;
 
-/* What kQelAnalysisProperty_MetaDataForKey writes: 24 bytes. A key without fixed frames
+/* The record of kQelAnalysisProperty_MetaDataForKey: offer its 24 bytes. A key without fixed frames
    ("temporal properties", and every key that is delivered for the stream as a whole by a part of
    the library that keeps no frames) writes the sample rate alone. */
 typedef struct QelAudioAnalysisKeyMetaData {
     Float64 mSampleRate; /* Hz */
     UInt32 mFrameSize;   /* samples per analysis frame */
     UInt32 mHopSize;     /* samples from one frame to the next */
-    UInt8 mReserved[8];  /* undefined content */
+    UInt8 mReserved[8];  /* undefined content; not written */
 } QelAudioAnalysisKeyMetaData;
 
 /* One event of a stream: a beat, a down beat, an onset. */
@@ -159,8 +163,9 @@ typedef void (*QelAudioAnalysisDataCallback)(QelAudioAnalysisRef handle, CFStrin
 
 /*
  * Receives progress during QelAudioAnalysisProcess: a null pointer, a percentage from 0 to 100, and
- * the pointer given to QelAudioAnalysisProcess. Each group of keys reports 100 when it is done.
- * A result other than 0 asks to stop. What holds for the data callback holds here too.
+ * the pointer given to QelAudioAnalysisProcess. Each group of keys reports 100 when it is done; the
+ * percentage begins anew with the next group, and falls back at times within one. A result other
+ * than 0 asks to stop. What holds for the data callback holds here too.
  */
 typedef int (*QelAudioAnalysisProgressCallback)(void* unused, float percent, void* refCon);
 
@@ -170,7 +175,8 @@ typedef int (*QelAudioAnalysisProgressCallback)(void* unused, float percent, voi
  *   keys       CFStrings, compared by content; the array is copied, so the caller keeps its own.
  *              Null counts as an empty list. A copied array retains its strings only if the
  *              caller's does; else they must live as long as the handle. The first key that is not
- *              known ends the list: the keys after it are not looked at, and nothing reports it.
+ *              known ends the list, and nothing reports it: of the keys after it, only those are
+ *              delivered whose group a key before it has made. A key that stands twice counts once.
  *   callback   receives the results; null drops them
  *   refCon     handed to the callback
  *   outHandle  receives the handle, which the caller gives back with QelAudioAnalysisDispose
@@ -181,16 +187,20 @@ SInt32 QelAudioAnalysisNew(CFArrayRef keys, QelAudioAnalysisDataCallback callbac
                            QelAudioAnalysisRef* outHandle);
 
 /*
- * Readies an analyzer for one stream. Calling it again replaces everything built before.
+ * Readies an analyzer for one stream. Calling it again replaces everything built before, and sets
+ * the parameters back to their defaults.
  *
  *   maxFrames     the largest number of frames of one push
  *   format        canonical: linear PCM, native 32-bit float, packed, one frame per packet. Pushes
  *                 take one buffer per channel, so set kAudioFormatFlagIsNonInterleaved whenever
  *                 there is more than one channel. Any sample rate. Null is not canonical.
- *   layout        the first 32 bytes (header and one description) are copied. Null: no layout.
+ *   layout        the first 32 bytes (header and one description) are copied, and must be there,
+ *                 whatever the number of descriptions. Null: no layout.
  *   streamLength  expected length in frames, 0 if unknown; only the low 32 bits count. A true value
- *                 saves memory traffic. Results do not depend on it, with one exception: "reasigned
- *                 spectrum" keeps as many frames as the length has, and older ones are lost.
+ *                 saves memory traffic. Results do not depend on it, with two exceptions:
+ *                 "reasigned spectrum" keeps as many frames as the length has, and older ones are
+ *                 lost; and QelAudioAnalysisProcess without flush waits for it with the keys about
+ *                 rhythm.
  *
  * 0; kAudioAnalysisErr_BadFormat if the format is not canonical, which is looked at first;
  * kAudioAnalysisErr_NullHandle.
@@ -209,8 +219,7 @@ SInt32 QelAudioAnalysisInitialize(QelAudioAnalysisRef handle, UInt32 maxFrames,
  *
  * 0; kAudioAnalysisErr_NotInitialized; kAudioAnalysisErr_TooManyFrames; kAudioAnalysisErr_BadFormat
  * for a null list, a wrong number of buffers, a buffer that is too small, or null data with frames
- * above 0;
- * else the status of the last group of keys.
+ * above 0; else the status of the last group of keys.
  */
 SInt32 QelAudioAnalysisPushAudio(QelAudioAnalysisRef handle, UInt32 frames, AudioBufferList* list);
 
@@ -223,13 +232,16 @@ SInt32 QelAudioAnalysisPushAudio(QelAudioAnalysisRef handle, UInt32 frames, Audi
  * The status of the last group of keys, and no other: 0; kAudioAnalysisErr_NotInitialized;
  * kAudioAnalysisErr_NotEnoughData; -1 if the progress callback asked to stop, or if the stream has
  * no tempo (silence, less than 2.1 seconds); -3 if it has no meter; -128 if the progress callback
- * asked to stop while the meter was being found.
+ * asked to stop while the meter or the onsets were being found. A stop while beats are tracked does
+ * not show in the status: the beats found so far are delivered.
  */
 SInt32 QelAudioAnalysisProcess(QelAudioAnalysisRef handle, UInt8 flush,
                                QelAudioAnalysisProgressCallback progress, void* progressRefCon);
 
 /*
- * Starts a new stream with the same keys, format and parameters; all stream state is cleared.
+ * Starts a new stream with the same keys, format and parameters; all stream state is cleared, but
+ * for the samples that "audio range" has counted. The parameter "complexity" takes effect here, and
+ * a "Genre Hint" that QelAudioAnalysisProcess has changed stays.
  *
  * 0; kAudioAnalysisErr_NotInitialized for a null handle or before initialization.
  */
@@ -263,14 +275,18 @@ SInt32 QelAudioAnalysisSetProperty(QelAudioAnalysisRef handle, UInt32 propertyID
  */
 SInt32 QelAudioAnalysisGetParameter(QelAudioAnalysisRef handle, CFStringRef name, float* outValue);
 
-/* Sets a parameter. Statuses as for QelAudioAnalysisGetParameter. */
+/*
+ * Sets a parameter, to any float: docs/keys.md tells the ranges. QelAudioAnalysisInitialize sets it
+ * back. Statuses as for QelAudioAnalysisGetParameter.
+ */
 SInt32 QelAudioAnalysisSetParameter(QelAudioAnalysisRef handle, CFStringRef name, float value);
 
 /*
  * Turns blocks into a property list, normally within the data callback and with its own arguments.
  *
  * Returns a CFDictionary that the caller owns; null for a null handle, for a key without an owner
- * in this analyzer, for null blocks, and for "audio range", which has no representation. The usual
+ * in this analyzer, for null blocks with a count above 0, and for "audio range", which has no
+ * representation. No more than a block's mDataByteSize is read of its payload. The usual
  * shape is { key: [ channel: [ frame: [ numbers ] ] ] }; docs/keys.md tells the others, and which
  * form of blocks "dominant key" and "partials" read.
  */
