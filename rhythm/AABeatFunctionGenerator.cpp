@@ -24,7 +24,8 @@ AABeatFunctionGenerator::AABeatFunctionGenerator(UInt32 channels, Float64 sample
                                                  UInt32 streamLength, DataCallback dataCallback,
                                                  void* refCon)
     : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
-                             dataCallback, refCon) {
+                             dataCallback, refCon),
+      mTempoList(channels), mBeatList(channels), mMeterList(channels), mDownBeatList(channels) {
     SetGenreHint(1);
 }
 

@@ -142,8 +142,8 @@ private:
     float mHalfSectionProgress = 50.0f;
     UInt32 mTempoPasses = 0; // estimations made for the current section
 
-    // What ProcessFinal found, by channel. Beats stand in the order in which they were found:
-    // newest first within a section.
+    // What ProcessFinal found, by channel; as long as the generator lives, since it may run without
+    // buffers. Beats stand in the order in which they were found: newest first within a section.
     std::vector<TempoEstimates> mTempoList;
     std::vector<Events> mBeatList;
     std::vector<UInt32> mMeterList;

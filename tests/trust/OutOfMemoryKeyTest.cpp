@@ -1,0 +1,118 @@
+// A client that goes on after std::bad_alloc with a handle that is half made: nothing is promised
+// of its results, but that every call ends, that nothing is lost, and that the next initialization
+// makes it whole. Each key by itself, so that no key shields another of its group.
+
+#include "tests/trust/MemoryGate.h"
+#include "tests/trust/Stream.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <functional>
+#include <new>
+#include <string>
+#include <vector>
+
+namespace qel::trust {
+namespace {
+
+constexpr long kMostRequests = 20000;
+constexpr std::size_t kFramesAfterwards = 3000;
+
+class OutOfMemoryKeyTest : public testing::TestWithParam<std::string> {
+protected:
+    OutOfMemoryKeyTest() {
+        EXPECT_EQ(0, mHolder.New());
+        EXPECT_EQ(0, mHolder.Initialize());
+        mExpected = mStream.Run(mHolder);
+    }
+
+    // Refuses one request of the call. Whether there was one.
+    static bool Refuse(long granted, const std::function<void()>& call) {
+        MemoryGate::Close(granted, MemoryGate::Refuse::kOnce);
+        try {
+            call();
+        } catch (const std::bad_alloc&) {
+        }
+        return MemoryGate::Open();
+    }
+
+    void GoOn(Client& client) const {
+        mStream.Push(client, kFramesAfterwards);
+        client.AskProperties();
+        client.SetParameters();
+        client.Process(0);
+        client.Process(1);
+    }
+
+    // Refuses each request of the call in turn (each QEL_TRUST_STRIDEth where checks of the build
+    // make it slow) and goes on, behind a reset too. `asks` tells whether there are any.
+    void RefuseEveryRequest(const std::function<void(Client&)>& prepare,
+                            const std::function<void(Client&)>& call, bool asks = true) const {
+        for (long n = 0; n < kMostRequests; n += QEL_TRUST_STRIDE) {
+            SCOPED_TRACE(n);
+            const long before = MemoryGate::Live();
+            bool refused = false;
+            {
+                Client client(mKeys.Get(), mStream.setup);
+                EXPECT_EQ(0, client.New());
+                prepare(client);
+                refused = Refuse(n, [&] { call(client); });
+                GoOn(client);
+                client.Reset();
+                GoOn(client);
+                EXPECT_EQ(0, client.Initialize());
+                EXPECT_EQ("", mExpected.Difference(mStream.Run(client)));
+            }
+            EXPECT_EQ(before, MemoryGate::Live());
+            ASSERT_FALSE(HasFailure());
+            if (!refused) {
+                EXPECT_EQ(asks, n > 0);
+                std::printf("%ld refused\n", (n + QEL_TRUST_STRIDE - 1) / QEL_TRUST_STRIDE);
+                return;
+            }
+        }
+        FAIL() << "the call never went through";
+    }
+
+    const Stream mStream{8000, 2, 9000, {512, 1024, 4096}};
+    const test::CFOwner<CFMutableArrayRef> mKeys = MakeKeyList(
+        GetParam() == "global key" ? std::vector<std::string>{"dominant key", GetParam()}
+                                   : std::vector<std::string>{GetParam()});
+    // Lives all the time, so that the others share its kernels instead of designing their own.
+    Client mHolder{mKeys.Get(), mStream.setup};
+    Digests mExpected;
+};
+
+TEST_P(OutOfMemoryKeyTest, WhatFollowsARefusedInitializeEnds) {
+    RefuseEveryRequest([](Client&) {}, [](Client& client) { client.Initialize(); });
+}
+
+TEST_P(OutOfMemoryKeyTest, WhatFollowsARefusedResetEnds) {
+    RefuseEveryRequest(
+        [this](Client& client) {
+            EXPECT_EQ(0, client.Initialize());
+            mStream.Push(client, kFramesAfterwards);
+        },
+        [](Client& client) { client.Reset(); }, GetParam() != "audio range");
+}
+
+TEST_P(OutOfMemoryKeyTest, WhatFollowsARefusedStreamEnds) {
+    RefuseEveryRequest([](Client& client) { EXPECT_EQ(0, client.Initialize()); },
+                       [this](Client& client) { mStream.Run(client); });
+}
+
+std::string Name(const testing::TestParamInfo<std::string>& key) {
+    std::string name;
+    for (const char letter : key.param) {
+        if (letter != ' ') {
+            name += letter;
+        }
+    }
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Keys, OutOfMemoryKeyTest, testing::ValuesIn(AllKeys()), Name);
+
+} // namespace
+} // namespace qel::trust
