@@ -60,9 +60,10 @@ The data callback receives `count` blocks, each a pointer and a size in bytes.
 - **No result.** Of the keys about rhythm, audio without a tempo gives none, and
   `QelAudioAnalysisProcess` returns -1, as it also does after a stop that the progress callback asked
   for. Audio without a number of beats per bar gives that number as 0 and no down beats, and the call
-  returns -3. It is -128 after a stop while that number was looked for. All this unless a later
-  group of keys returns another status: the last one counts. The C++ client raises an `Error` for -1
-  and -3, and returns false for a stop.
+  returns -3. It is -128 after a stop while that number or onsets were looked for; a stop while beats
+  are tracked leaves them incomplete and changes no status. All this unless a later group of keys
+  returns another status: the last one counts. The C++ client raises an `Error` for -1 and -3, and
+  returns false for a stop.
 - **Before the end.** `QelAudioAnalysisProcess` with flush 0 delivers the keys about rhythm once the
   stream has its declared length, or 200000 frames, and returns -3864 before that. What comes after
   such a delivery is a stretch of its own, with a tempo of its own. Its times carry on from the last
