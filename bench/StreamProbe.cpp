@@ -2,8 +2,11 @@
 // what the process held at most, and how often it allocated.
 //
 //   qel_stream_probe MINUTES KEY...
+//   qel_stream_probe --growth MINUTES KEY...
 //
-// prints an object of JSON. The stream is MINUTES times one minute of music in bars of four.
+// prints an object of JSON. The stream is MINUTES times one minute of music in bars of four. With
+// --growth it runs beside as many streams of one minute, minute by minute in turns, so that
+// whatever slows the machine down slows both.
 
 #include <algorithm>
 #include <cstdio>
@@ -13,6 +16,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bench/AllocationCounter.h"
@@ -81,17 +85,49 @@ void Probe(std::size_t minutes, const std::vector<std::string>& keys) {
                 initialize, LeastResetSeconds(analyzer, minute), stream, allocations, resident);
 }
 
+void ProbeGrowth(std::size_t minutes, const std::vector<std::string>& keys) {
+    const std::vector<float>& minute = MinuteInFour();
+    BareAnalyzer whole(keys);
+    BareAnalyzer parts(keys);
+    whole.Initialize(minutes * minute.size());
+    parts.Initialize(minute.size());
+    double wholeSeconds = 0.0;
+    double partsSeconds = 0.0;
+    for (std::size_t done = 1; done <= minutes; ++done) {
+        wholeSeconds += SecondsOf([&] {
+            whole.Push(minute);
+            if (done == minutes)
+                whole.Finish();
+        });
+        partsSeconds += SecondsOf([&] {
+            parts.Push(minute);
+            parts.Finish();
+        });
+        parts.Reset();
+    }
+    if (whole.Results() == 0 || parts.Results() == 0)
+        throw std::runtime_error("no results");
+    std::printf("{\"wholeSeconds\": %.9f, \"partsSeconds\": %.9f}\n", wholeSeconds, partsSeconds);
+}
+
 } // namespace
 
 } // namespace qel::bench
 
 int main(int argc, char** argv) {
-    if (argc < 3 || std::atoi(argv[1]) < 1) {
-        std::fprintf(stderr, "usage: qel_stream_probe MINUTES KEY...\n");
+    const bool growth = argc > 1 && std::string_view(argv[1]) == "--growth";
+    char** const words = argv + (growth ? 2 : 1);
+    if (argv + argc - words < 2 || std::atoi(words[0]) < 1) {
+        std::fprintf(stderr, "usage: qel_stream_probe [--growth] MINUTES KEY...\n");
         return 2;
     }
     try {
-        qel::bench::Probe(static_cast<std::size_t>(std::atoi(argv[1])), {argv + 2, argv + argc});
+        const auto minutes = static_cast<std::size_t>(std::atoi(words[0]));
+        const std::vector<std::string> keys(words + 1, argv + argc);
+        if (growth)
+            qel::bench::ProbeGrowth(minutes, keys);
+        else
+            qel::bench::Probe(minutes, keys);
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "qel_stream_probe: %s\n", error.what());

@@ -8,13 +8,15 @@
     reset share/KEY       reset by initialize
     allocations/KEY       heap allocations per pushed block once the stream runs
     stream/KEY/MINUTES    CPU seconds per minute of a stream of so many minutes
-    growth/KEY/MINUTES    the same, by that of a stream of one minute
+    growth/KEY/MINUTES    CPU seconds of such a stream by those of as many streams of one minute that
+                          ran in turns with it
     memory/KEY/MINUTES    MB that the peak of resident memory grew by, per minute of audio
 
 A figure is the least of its repetitions, as whatever disturbs a measurement makes it greater. Its
 spread is how far the median lies above the least, as a share of the least: one repetition that
 something else got in the way of leaves it alone. That of a quotient is the greater one of its two
-parts.
+parts. Growth is the median of its repetitions, since both of its parts are disturbed alike; its spread
+is how far the others lie from it.
 """
 
 from collections import defaultdict
@@ -29,6 +31,12 @@ def figure(values):
     least = min(values)
     spread = median(values) / least - 1 if least > 0 else 0.0
     return {"value": least, "spread": spread}
+
+
+def median_figure(values):
+    """The figure of some repetitions that may be disturbed in either direction."""
+    middle = median(values)
+    return {"value": middle, "spread": max(abs(value - middle) for value in values) / middle}
 
 
 def quotient(above, below):
@@ -78,7 +86,9 @@ def of_streams(streams):
         for minutes, runs in sorted(lengths.items()):
             cost = figure([run["streamSeconds"] / minutes for run in runs])
             figures[f"stream/{key}/{minutes}"] = cost
-            figures[f"growth/{key}/{minutes}"] = quotient(cost, figures[f"stream/{key}/1"])
+            if minutes > 1:
+                figures[f"growth/{key}/{minutes}"] = median_figure(
+                    [run["wholeSeconds"] / run["partsSeconds"] for run in runs])
             figures[f"memory/{key}/{minutes}"] = figure(
                 [run["residentBytes"] / MEGABYTE / minutes for run in runs])
     return figures

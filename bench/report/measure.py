@@ -89,7 +89,8 @@ def stream_plan(keys, minutes, together):
 def run_streams(program, plan, progress=lambda text: None):
     """{subject: {minutes: [what the probe printed, once per repetition]}}.
 
-    Each stream has a process of its own. Repetitions take turns, in an order that is shuffled the
+    Each stream has a process of its own. One of several minutes has another one, beside streams of
+    one minute, and both objects are joined. Repetitions take turns, in an order that is shuffled the
     same way every time.
     """
     rounds = [(name, keys, minutes) for name, keys, minutes, repetitions in plan
@@ -98,7 +99,14 @@ def run_streams(program, plan, progress=lambda text: None):
     streams = {name: {} for name, _, _, _ in plan}
     for i, (name, keys, minutes) in enumerate(rounds):
         progress(f"stream {i + 1} of {len(rounds)}: {name}, {minutes} min")
-        output = subprocess.run([str(program), str(minutes), *keys], check=True,
-                                stdout=subprocess.PIPE, text=True).stdout
-        streams[name].setdefault(minutes, []).append(json.loads(output))
+        run = run_probe(program, str(minutes), *keys)
+        if minutes > 1:
+            run |= run_probe(program, "--growth", str(minutes), *keys)
+        streams[name].setdefault(minutes, []).append(run)
     return streams
+
+
+def run_probe(program, *words):
+    """The object that the probe printed."""
+    return json.loads(subprocess.run([str(program), *words], check=True, stdout=subprocess.PIPE,
+                                     text=True).stdout)

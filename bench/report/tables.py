@@ -80,7 +80,7 @@ def setup_table(figures):
 
 def stream_table(figures):
     lengths = sorted({int(name.rsplit("/", 1)[1]) for name in figures
-                      if name.startswith("growth/")})
+                      if name.startswith("memory/")})
     columns = ["keys", "seconds at 1"]
     columns += [f"at {m} : at 1" for m in lengths if m > 1] + ["target"]
     columns += [f"MB per minute at {m}" for m in lengths] + ["target"]

@@ -56,12 +56,19 @@ class FiguresTest(unittest.TestCase):
         with self.assertRaises(ValueError):
             figures.of_benches([{**record("floor/f", 1.0), "time_unit": "ns"}])
 
-    def test_growth_and_memory_are_per_minute(self):
-        of = figures.of_streams({"a": {1: [stream(2.0, 8.0), stream(2.2, 8.0)],
-                                       5: [stream(11.0, 20.0)]}})
-        self.assertAlmostEqual(of["stream/a/5"]["value"], 2.2)
+    def test_growth_is_the_median_of_what_ran_in_turns(self):
+        longs = [stream(11.0, 20.0) | {"wholeSeconds": whole, "partsSeconds": 10.0}
+                 for whole in (15.0, 11.0, 10.5)]
+        of = figures.of_streams({"a": {1: [stream(2.0, 8.0)], 5: longs}})
         self.assertAlmostEqual(of["growth/a/5"]["value"], 1.1)
-        self.assertAlmostEqual(of["growth/a/1"]["value"], 1.0)
+        self.assertAlmostEqual(of["growth/a/5"]["spread"], 0.4 / 1.1)
+        self.assertNotIn("growth/a/1", of)
+
+    def test_seconds_and_memory_are_per_minute(self):
+        of = figures.of_streams({"a": {1: [stream(2.0, 8.0), stream(2.2, 8.0)],
+                                       5: [stream(11.0, 20.0) | {"wholeSeconds": 1.0,
+                                                                 "partsSeconds": 1.0}]}})
+        self.assertAlmostEqual(of["stream/a/5"]["value"], 2.2)
         self.assertAlmostEqual(of["memory/a/1"]["value"], 8.0)
         self.assertAlmostEqual(of["memory/a/5"]["value"], 4.0)
 

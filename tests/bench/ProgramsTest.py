@@ -31,9 +31,15 @@ class ProbeTest(unittest.TestCase):
         of = figures.of_streams(measure.run_streams(PROBE, plan))
         self.assertEqual(sorted(of), sorted([
             f"initialize/{KEY}", f"reset/{KEY}", f"reset share/{KEY}", f"allocations/{KEY}",
-            f"stream/{KEY}/1", f"growth/{KEY}/1", f"memory/{KEY}/1"]))
+            f"stream/{KEY}/1", f"memory/{KEY}/1"]))
         self.assertGreater(of[f"stream/{KEY}/1"]["value"], 0)
         self.assertGreater(of[f"memory/{KEY}/1"]["value"], 0)
+
+    def test_a_stream_of_minutes_runs_beside_as_many_streams_of_one(self):
+        of = figures.of_streams(measure.run_streams(PROBE, [(KEY, [KEY], 1, 1), (KEY, [KEY], 2, 1)]))
+        # Both do the same per sample. Anything else would be off by a factor of 2.
+        self.assertGreater(of[f"growth/{KEY}/2"]["value"], 0.6)
+        self.assertLess(of[f"growth/{KEY}/2"]["value"], 1.7)
 
     def test_a_stream_that_keeps_every_frame_is_seen_to(self):
         # 24 bytes for each of 256 bins of a frame, every 64 samples.
@@ -42,7 +48,7 @@ class ProbeTest(unittest.TestCase):
         self.assertGreater(run["residentBytes"], 24 * 256 * frames)
 
     def test_a_wrong_call_is_refused(self):
-        for words in ([], ["1"], ["0", KEY]):
+        for words in ([], ["1"], ["0", KEY], ["--growth"], ["--growth", "2"]):
             self.assertEqual(subprocess.run([PROBE, *words], stderr=subprocess.DEVNULL).returncode, 2)
 
     def test_an_unknown_key_is_a_failure(self):
