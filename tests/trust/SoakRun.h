@@ -38,6 +38,7 @@ private:
                  const QelAudioAnalysisBlock* blocks);
     void PushAll();
     void CheckCalls();
+    void SampleMemory();
     void CheckMemory();
     void CheckTail();
     void CheckEvents();
@@ -57,6 +58,7 @@ private:
     Digests mTail;
     std::vector<std::vector<QelAudioAnalysisEvent>> mEvents; // by key
     std::vector<std::size_t> mResident;                      // bytes, every ten minutes
+    std::vector<std::size_t> mHeld;                          // bytes of the heap, likewise
     std::uint64_t mPushed = 0;
     bool mFine = true;
 };
