@@ -62,7 +62,8 @@ float Continue(const float* angles, const float* terms, float* phases, std::size
     const One one;
     const std::size_t lanes = hn::Lanes(full);
     float first[kMostLanes] = {angles[0]}; // the angles before the first vector, none for the first
-    std::copy_n(angles, std::min(lanes, count) - 1, first + 1);
+    for (std::size_t lane = 1; lane < std::min(lanes, count); ++lane)
+        first[lane] = angles[lane - 1];
     const float* before = first;
     Sums sums{0.0f, 0.0f};
     std::size_t i = 0;
