@@ -1,27 +1,19 @@
 #include "rhythm/DecimatingFilter.h"
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
-#include <random>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "tests/platform/vector/InstructionSets.h"
+#include "tests/platform/vector/VectorTesting.h"
 
 namespace qel::core {
 namespace {
 
+using testing::Noise;
 using Vector = std::vector<float>;
-
-Vector Noise(std::size_t length, unsigned seed) {
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> uniform(-1, 1);
-    Vector noise(length);
-    std::generate(noise.begin(), noise.end(), [&] { return uniform(random); });
-    return noise;
-}
 
 Vector Decimated(const Vector& filter, const Vector& samples, std::size_t step, std::size_t count) {
     Vector out(count + 1, -77.0f);

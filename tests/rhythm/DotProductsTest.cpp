@@ -2,24 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
-#include <random>
 #include <vector>
+
+#include "tests/platform/vector/VectorTesting.h"
 
 namespace qel::core {
 namespace {
 
+using testing::Noise;
 using Vector = std::vector<float>;
-
-Vector Noise(std::size_t length, unsigned int seed) {
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> uniform(-1, 1);
-    Vector noise(length);
-    std::generate(noise.begin(), noise.end(), [&] { return uniform(random); });
-    return noise;
-}
 
 Vector Products(const Vector& shared, const Vector& rows, std::size_t stride, std::size_t count) {
     Vector out(count + 1, -77.0F);

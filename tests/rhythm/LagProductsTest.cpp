@@ -1,25 +1,17 @@
 #include "rhythm/LagProducts.h"
 
-#include <algorithm>
-#include <random>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "tests/platform/vector/InstructionSets.h"
+#include "tests/platform/vector/VectorTesting.h"
 
 namespace qel::core {
 namespace {
 
+using testing::Noise;
 using Vector = std::vector<float>;
-
-Vector Noise(std::size_t length, unsigned seed) {
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> uniform(-1, 1);
-    Vector noise(length);
-    std::generate(noise.begin(), noise.end(), [&] { return uniform(random); });
-    return noise;
-}
 
 // Product by product, in the order that the sums are given in.
 Vector PlainSums(const Vector& signal, std::size_t lag, Vector sums) {
