@@ -95,7 +95,9 @@ bool SoakRun::Run() {
     PushAll();
     CheckMemory();
     const SInt32 status = mClient.Process(1);
-    Expect(status == 0, "Process: " + std::to_string(status));
+    // The last stretch is what the pushes left of ten minutes, too little for a tempo or a meter.
+    const bool mayLackMeter = mPlan.deliversStretches && (status == -1 || status == -3);
+    Expect(status == 0 || mayLackMeter, "Process: " + std::to_string(status));
     CheckTail();
     CheckEvents();
     std::printf("%s: %.2f hours at %.0f Hz, %llu samples, %s\n", mPlan.name.c_str(),
