@@ -40,6 +40,12 @@ private:
     void CheckCalls();
     void SampleMemory();
     void CheckMemory();
+    // `tells`: whether it is judged, or only printed.
+    void CheckGrowth(const char* what, const std::vector<std::size_t>& samples, double slackBytes,
+                     bool tells);
+    std::uint64_t StretchSamples() const;
+    // What the stream is longer than whole stretches.
+    double RestSeconds() const;
     void CheckTail();
     void CheckEvents();
     void CheckTimes(const std::string& key, const std::vector<QelAudioAnalysisEvent>& events);
