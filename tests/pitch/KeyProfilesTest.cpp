@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cblas.h>
 #include <cmath>
 #include <numbers>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -66,9 +66,11 @@ Strengths FromFullMatrix(const Chroma& chroma) {
         }
     }
     std::vector<float> c(kColumns * kColumns);
-    cblas_sgemm(CblasColMajor, CblasTrans, CblasNoTrans, kColumns, kColumns, kPitchClasses,
-                1.0F / (kColumns - 1), a.data(), kPitchClasses, a.data(), kPitchClasses, 0,
-                c.data(), kColumns);
+    for (std::size_t entry = 0; entry < c.size(); ++entry) {
+        const float* const x = a.data() + entry / kColumns * kPitchClasses;
+        const float* const y = a.data() + entry % kColumns * kPitchClasses;
+        c[entry] = std::inner_product(x, x + kPitchClasses, y, 0.0F) / (kColumns - 1);
+    }
     std::array<float, kColumns> d{};
     for (std::size_t i = 0; i < kColumns; ++i) {
         d[i] = std::sqrt(c[i * (kColumns + 1)]);

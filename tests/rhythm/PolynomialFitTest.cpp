@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cblas.h>
 #include <cmath>
 #include <numbers>
 #include <random>
@@ -178,10 +177,6 @@ TEST(PolynomialFitTest, AsManyPointsAsCoefficientsAreMet) {
     for (std::size_t i = 0; i < x.size(); ++i) {
         EXPECT_NEAR(ValueAt(fit, double{x[i]}), double{y[i]}, 1e-5) << i; // 4 unknowns of order 4
     }
-}
-
-TEST(PolynomialFitTest, LibraryStartsNoThread) {
-    EXPECT_EQ(openblas_get_parallel(), OPENBLAS_SEQUENTIAL);
 }
 
 TEST(PolynomialFitTest, ThreadsDoNotMeet) {
