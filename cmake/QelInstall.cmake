@@ -11,7 +11,13 @@ include(CMakePackageConfigHelpers)
 
 # The object library of the inside has no place in the export: the shared library has its objects in
 # it, and links it privately.
-set_target_properties(QelAudioAnalysis QelPlatform PROPERTIES INSTALL_RPATH "$ORIGIN")
+#
+# The paths for the loader are those of the installed tree from the start: CMake would replace others
+# when it installs, and fill them up with colons until then, which tell the loader to look for
+# libraries in the current directory.
+set_target_properties(QelAudioAnalysis QelPlatform PROPERTIES
+    BUILD_WITH_INSTALL_RPATH ON
+    INSTALL_RPATH "$ORIGIN")
 install(TARGETS QelAudioAnalysis QelPlatform QelAudioAnalysisCpp
     EXPORT QelAudioAnalysisTargets
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
@@ -20,7 +26,13 @@ install(TARGETS QelAudioAnalysis QelPlatform QelAudioAnalysisCpp
 
 if(TARGET qel)
     file(RELATIVE_PATH libDirFromBinDir ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-    set_target_properties(qel PROPERTIES INSTALL_RPATH "$ORIGIN/${libDirFromBinDir}")
+    string(REGEX REPLACE "/$" "" libDirFromBinDir "${libDirFromBinDir}")
+    # The second is that of the build tree, where it is another one.
+    set(qelLibraryPaths "$ORIGIN/${libDirFromBinDir}" "$ORIGIN/../lib")
+    list(REMOVE_DUPLICATES qelLibraryPaths)
+    set_target_properties(qel PROPERTIES
+        BUILD_WITH_INSTALL_RPATH ON
+        INSTALL_RPATH "${qelLibraryPaths}")
     install(TARGETS qel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 
@@ -77,6 +89,7 @@ endif()
 file(GLOB notices CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/README.md
     ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+    ${PROJECT_SOURCE_DIR}/SECURITY.md
     ${PROJECT_SOURCE_DIR}/LICENSE*)
 install(FILES ${notices} DESTINATION ${CMAKE_INSTALL_DOCDIR})
 if(EXISTS ${PROJECT_SOURCE_DIR}/examples)
