@@ -2,7 +2,10 @@
 # tests link, and the shared library made from it, whose only visible names are the exported ones.
 
 add_library(QelAudioAnalysisObjects OBJECT)
-qel_target_defaults(QelAudioAnalysisObjects)
+qel_shipped_defaults(QelAudioAnalysisObjects)
+if(QEL_FUZZ_COVERAGE)
+    target_compile_options(QelAudioAnalysisObjects PRIVATE -fno-sanitize-coverage=trace-cmp)
+endif()
 target_include_directories(QelAudioAnalysisObjects PUBLIC
     ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
 target_link_libraries(QelAudioAnalysisObjects PUBLIC QelPlatform)
@@ -13,7 +16,7 @@ endforeach()
 
 add_library(QelAudioAnalysis SHARED engine/QelAudioAnalysis.cpp)
 add_library(QelAudioAnalysis::QelAudioAnalysis ALIAS QelAudioAnalysis)
-qel_target_defaults(QelAudioAnalysis)
+qel_shipped_defaults(QelAudioAnalysis)
 target_link_libraries(QelAudioAnalysis PRIVATE QelAudioAnalysisObjects PUBLIC QelPlatform)
 target_include_directories(QelAudioAnalysis INTERFACE
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>

@@ -21,9 +21,10 @@ if(QEL_SANITIZE)
 endif()
 
 option(QEL_FUZZ "Build the fuzz targets for libFuzzer instead of the tests; wants Clang" OFF)
-if(QEL_FUZZ)
-    add_compile_options(-fsanitize=fuzzer-no-link)
-endif()
+# The preset `asan` can have it too, so that the objects of the two builds are the same ones.
+option(QEL_FUZZ_COVERAGE "Let libFuzzer see the ways through library and tool; wants Clang" ${QEL_FUZZ})
+
+include(${CMAKE_CURRENT_LIST_DIR}/QelHardening.cmake)
 
 # The house's one list of warnings, and the flags that keep single-precision results the same in
 # every build: no contraction of a multiply and an add into one rounding.
@@ -36,6 +37,24 @@ function(qel_target_defaults target)
         C_VISIBILITY_PRESET hidden
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)
+endfunction()
+
+# qel_shipped_defaults(target): the above, and what is asked of the libraries and the tool beside it.
+function(qel_shipped_defaults target)
+    qel_target_defaults(${target})
+    qel_harden(${target})
+    if(QEL_FUZZ_COVERAGE)
+        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+    endif()
+endfunction()
+
+# qel_fuzz_without_comparisons(target files...): sources whose comparisons tell the fuzzer nothing. Its look
+# at every one would take three quarters of the time of loops over samples.
+function(qel_fuzz_without_comparisons target)
+    if(QEL_FUZZ_COVERAGE)
+        set_source_files_properties(${ARGN} TARGET_DIRECTORY ${target} PROPERTIES
+            COMPILE_OPTIONS -fno-sanitize-coverage=trace-cmp)
+    endif()
 endfunction()
 
 # qel_add_tests(name SOURCES files... [LIBRARIES targets...] [DEFINITIONS defs...] [TIMEOUT seconds])
