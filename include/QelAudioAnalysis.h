@@ -100,6 +100,16 @@ typedef struct QelAudioAnalysisKeyMetaData {
     UInt8 mReserved[8];  /* undefined content; not written */
 } QelAudioAnalysisKeyMetaData;
 
+/* What values a parameter has. The parts of the library fill one for
+   kQelAnalysisProperty_ParameterValueInfo, but it does not reach the caller: docs/keys.md tells the
+   ranges. */
+typedef struct QelAudioAnalysisParameterValueInfo {
+    Float32 mMinimum;
+    Float32 mMaximum;
+    Float32 mDefault;
+    UInt32 mFlags; /* undefined content */
+} QelAudioAnalysisParameterValueInfo;
+
 /* One event of a stream: a beat, a down beat, an onset. */
 typedef struct QelAudioAnalysisEvent {
     Float64 mTime;     /* seconds from the stream's start */
@@ -143,7 +153,7 @@ typedef struct QelAudioAnalysisRange {
  * Receives results.
  *
  *   handle  the analyzer, for QelAudioAnalysisCreateCFRepresentation and nothing else
- *   key     which result this is; it may be another key of the same group than the one asked for
+ *   key     which result this is: one of the keys asked for
  *   count   number of blocks: frames times channels
  *   blocks  frame-major; the library's, and valid only until the callback returns. Of "dominant
  *           key" and "global key" each mData is a CFString itself, and the callback owns a

@@ -69,11 +69,11 @@ void FixSpectrum(DSPSplitComplex split, UInt32 count) {
     split.imagp[count - 1] = 0.0F;
 }
 
-void MyReassignedSpectralFun1(SpectralAndAudioBufferList* list, void* refCon) {
+void MySpectralFun1(SpectralAndAudioBufferList* list, void* refCon) {
     static_cast<AAReassignedSpectralProcessor*>(refCon)->StoreSpectra1(list);
 }
 
-void MyReassignedSpectralFun2(SpectralAndAudioBufferList* list, void* refCon) {
+void MySpectralFun2(SpectralAndAudioBufferList* list, void* refCon) {
     static_cast<AAReassignedSpectralProcessor*>(refCon)->ComputeReassignedSpectrum(list);
 }
 
@@ -119,8 +119,8 @@ void AAReassignedSpectralProcessor::Cleanup() {
 void AAReassignedSpectralProcessor::AllocateBuffers() {
     HanningWindow();
     MakeDifferenceWindows();
-    mTimeRampProcessor = NewInnerProcessor(mTimeRampWindow, MyReassignedSpectralFun1);
-    mDerivativeProcessor = NewInnerProcessor(mDerivativeWindow, MyReassignedSpectralFun2);
+    mTimeRampProcessor = NewInnerProcessor(mTimeRampWindow, MySpectralFun1);
+    mDerivativeProcessor = NewInnerProcessor(mDerivativeWindow, MySpectralFun2);
     mCIFBuffers = NewBuffer("cif buffer");
     mLGDBuffers = NewBuffer("lgd buffer");
     const float one = 1.0F;

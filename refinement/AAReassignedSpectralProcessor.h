@@ -66,8 +66,8 @@ protected:
     CAAutoDelete<CABufferList> mLGDBuffers;
 
 private:
-    friend void MyReassignedSpectralFun1(SpectralAndAudioBufferList* list, void* refCon);
-    friend void MyReassignedSpectralFun2(SpectralAndAudioBufferList* list, void* refCon);
+    friend void MySpectralFun1(SpectralAndAudioBufferList* list, void* refCon);
+    friend void MySpectralFun2(SpectralAndAudioBufferList* list, void* refCon);
 
     CABufferList* NewBuffer(const char* name) const;
     QelAASpectralProcessor* NewInnerProcessor(const float* window, SpectralFunction function);
@@ -89,7 +89,7 @@ void FixSpectrum(DSPSplitComplex split, UInt32 count);
 
 // The spectral callbacks of the two inner processors; `refCon` is the
 // AAReassignedSpectralProcessor.
-void MyReassignedSpectralFun1(SpectralAndAudioBufferList* list, void* refCon);
-void MyReassignedSpectralFun2(SpectralAndAudioBufferList* list, void* refCon);
+void MySpectralFun1(SpectralAndAudioBufferList* list, void* refCon);
+void MySpectralFun2(SpectralAndAudioBufferList* list, void* refCon);
 
 } // namespace qel::core

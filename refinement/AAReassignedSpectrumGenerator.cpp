@@ -53,7 +53,7 @@ void Clamp(int* places, UInt32 count, int most) {
 
 } // namespace
 
-void MyReassignedSpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
+void MySpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
     static_cast<AAReassignedSpectrumGenerator*>(refCon)->ComputeAndStoreProperties(*list);
 }
 
@@ -93,7 +93,7 @@ void AAReassignedSpectrumGenerator::AllocateBuffers() {
     mSpectralProcessor.free();
     mSpectralProcessor = new AAReassignedSpectralProcessor(
         mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, static_cast<float>(mSampleRate));
-    mSpectralProcessor->SetSpectralFunction(MyReassignedSpectralFun, this);
+    mSpectralProcessor->SetSpectralFunction(MySpectralFun, this);
     mSpectralProcessor->HanningWindow();
     mStoredFrames = 0.0;
     mSpectrumBuffers = NewBuffer("spectrum buffer", UInt64{mNumBins} * kComplexBytes);

@@ -54,6 +54,6 @@ private:
 };
 
 // The spectral callback; `refCon` is the generator.
-void MyReassignedSpectralFun(SpectralAndAudioBufferList* list, void* refCon);
+void MySpectralFun(SpectralAndAudioBufferList* list, void* refCon);
 
 } // namespace qel::core

@@ -57,6 +57,8 @@ public:
     UInt32 GetSizeOfAnalysisDataForKey(CFStringRef key) override;
     SInt32 GetParameterList(CFMutableArrayRef* list) override;
     SInt32 GetParameterValueInfo(CFStringRef name, void* outData) override;
+    // The values of a parameter, as they are kept; zeros for a name of another generator.
+    static QelAudioAnalysisParameterValueInfo ParameterValueInfo(CFStringRef name);
     CFPropertyListRef CreateCFRepresentation(CFAllocatorRef allocator, CFStringRef key,
                                              UInt32 count,
                                              const QelAudioAnalysisBlock* blocks) override;

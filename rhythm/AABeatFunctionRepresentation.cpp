@@ -67,8 +67,15 @@ SInt32 AABeatFunctionGenerator::GetParameterList(CFMutableArrayRef* list) {
     return 0;
 }
 
-// The values that a parameter may have do not reach the caller: that is meant.
-SInt32 AABeatFunctionGenerator::GetParameterValueInfo(CFStringRef, void*) {
+QelAudioAnalysisParameterValueInfo AABeatFunctionGenerator::ParameterValueInfo(CFStringRef name) {
+    if (CFEqual(name, kQelAnalysisParameter_GenreHint))
+        return {0.0f, 1.0f, 0.0f, 0};
+    return {};
+}
+
+// The record does not reach the caller, whose data stay as they are.
+SInt32 AABeatFunctionGenerator::GetParameterValueInfo(CFStringRef name, void*) {
+    [[maybe_unused]] const QelAudioAnalysisParameterValueInfo info = ParameterValueInfo(name);
     return 0;
 }
 

@@ -165,8 +165,15 @@ SInt32 AAOnsetGenerator::GetParameterList(CFMutableArrayRef* list) {
     return 0;
 }
 
-// The values that a parameter may have do not reach the caller: that is meant.
-SInt32 AAOnsetGenerator::GetParameterValueInfo(CFStringRef, void*) {
+QelAudioAnalysisParameterValueInfo AAOnsetGenerator::ParameterValueInfo(CFStringRef name) {
+    if (CFEqual(name, kQelAnalysisParameter_OnsetSensitivity))
+        return {0.0f, 100.0f, 80.0f, 0};
+    return {};
+}
+
+// The record does not reach the caller, whose data stay as they are.
+SInt32 AAOnsetGenerator::GetParameterValueInfo(CFStringRef name, void*) {
+    [[maybe_unused]] const QelAudioAnalysisParameterValueInfo info = ParameterValueInfo(name);
     return 0;
 }
 

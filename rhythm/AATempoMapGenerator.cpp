@@ -236,7 +236,20 @@ SInt32 AATempoMapGenerator::GetParameterList(CFMutableArrayRef* list) {
     return 0;
 }
 
-SInt32 AATempoMapGenerator::GetParameterValueInfo(CFStringRef, void*) {
+// The minimum of "Min BPM" lies above its maximum; both are kept as they are.
+QelAudioAnalysisParameterValueInfo AATempoMapGenerator::ParameterValueInfo(CFStringRef name) {
+    if (CFEqual(name, kQelAnalysisParameter_Complexity))
+        return {0.0f, 2.0f, 0.0f, 0};
+    if (CFEqual(name, kQelAnalysisParameter_MinBPM))
+        return {110.0f, 20.0f, 0.0f, 0};
+    if (CFEqual(name, kQelAnalysisParameter_MaxBPM))
+        return {120.0f, 210.0f, 0.0f, 0};
+    return {};
+}
+
+// The record does not reach the caller, whose data stay as they are.
+SInt32 AATempoMapGenerator::GetParameterValueInfo(CFStringRef name, void*) {
+    [[maybe_unused]] const QelAudioAnalysisParameterValueInfo info = ParameterValueInfo(name);
     return 0;
 }
 

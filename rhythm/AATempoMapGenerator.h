@@ -34,6 +34,8 @@ public:
     // values that they may have do not reach the caller of GetParameterValueInfo: that is meant.
     SInt32 GetParameterList(CFMutableArrayRef* list) override;
     SInt32 GetParameterValueInfo(CFStringRef name, void* outData) override;
+    // The values of a parameter, as they are kept; zeros for a name of another generator.
+    static QelAudioAnalysisParameterValueInfo ParameterValueInfo(CFStringRef name);
     SInt32 GetParameter(CFStringRef name, float* outValue) override;
     SInt32 SetParameter(CFStringRef name, float value) override;
 

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace qel::test {
 namespace {
 
@@ -92,6 +94,29 @@ TEST(AAReassignedRepresentationTest, FilledBlocksAreNumbersAndTheOthersEmpty) {
                 EXPECT_EQ(result.numbers[c][f].size(), block % kFrames == 0 ? 2 * kBins : 0U);
             }
         }
+    }
+}
+
+// The places that docs/keys.md works out for 2 channels: 10 frames in the rows of channel 0, 3
+// frames in those of either channel.
+TEST(AAReassignedRepresentationTest, TheFirstFrameOfEachChannelStandsWhereItsBlockDoes) {
+    struct Place {
+        std::size_t frames, channel, frame;
+    };
+    for (const Place& second : {Place{10, 0, 5}, Place{3, 1, 1}}) {
+        const std::size_t length = 512 + (second.frames - 1) * 64;
+        const Audio audio = Noise(0.5F, 2, length, 1);
+        const Numbers stereo = Represent(audio, kKey).numbers;
+        ASSERT_EQ(stereo.size(), 2U);
+        std::size_t filled = 0;
+        for (const auto& channel : stereo) {
+            ASSERT_EQ(channel.size(), second.frames);
+            filled += static_cast<std::size_t>(
+                std::ranges::count_if(channel, [](const auto& row) { return !row.empty(); }));
+        }
+        EXPECT_EQ(filled, 2U);
+        EXPECT_EQ(stereo[0][0], Represent({audio[0]}, kKey).numbers[0][0]);
+        EXPECT_EQ(stereo[second.channel][second.frame], Represent({audio[1]}, kKey).numbers[0][0]);
     }
 }
 

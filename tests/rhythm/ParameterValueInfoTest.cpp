@@ -1,0 +1,47 @@
+// The values that parameters have, as the generators keep them. No exported function hands them out.
+
+#include "rhythm/AABeatFunctionGenerator.h"
+#include "rhythm/AAOnsetGenerator.h"
+#include "rhythm/AATempoMapGenerator.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstddef>
+
+namespace qel::core {
+namespace {
+
+using Values = std::array<float, 3>;
+
+template <class Generator>
+Values ValuesOf(CFStringRef name) {
+    const QelAudioAnalysisParameterValueInfo info = Generator::ParameterValueInfo(name);
+    return {info.mMinimum, info.mMaximum, info.mDefault};
+}
+
+TEST(ParameterValueInfoTest, IsARecordOfFourFieldsOf32Bits) {
+    EXPECT_EQ(16U, sizeof(QelAudioAnalysisParameterValueInfo));
+    EXPECT_EQ(8U, offsetof(QelAudioAnalysisParameterValueInfo, mDefault));
+    EXPECT_EQ(12U, offsetof(QelAudioAnalysisParameterValueInfo, mFlags));
+}
+
+TEST(ParameterValueInfoTest, EveryGeneratorKeepsTheValuesOfItsParameters) {
+    EXPECT_EQ((Values{0, 2, 0}),
+              ValuesOf<AATempoMapGenerator>(kQelAnalysisParameter_Complexity));
+    EXPECT_EQ((Values{110, 20, 0}), ValuesOf<AATempoMapGenerator>(kQelAnalysisParameter_MinBPM));
+    EXPECT_EQ((Values{120, 210, 0}), ValuesOf<AATempoMapGenerator>(kQelAnalysisParameter_MaxBPM));
+    EXPECT_EQ((Values{0, 100, 80}),
+              ValuesOf<AAOnsetGenerator>(kQelAnalysisParameter_OnsetSensitivity));
+    EXPECT_EQ((Values{0, 1, 0}),
+              ValuesOf<AABeatFunctionGenerator>(kQelAnalysisParameter_GenreHint));
+}
+
+TEST(ParameterValueInfoTest, ANameOfAnotherGeneratorHasZeros) {
+    EXPECT_EQ(Values{}, ValuesOf<AATempoMapGenerator>(kQelAnalysisParameter_GenreHint));
+    EXPECT_EQ(Values{}, ValuesOf<AAOnsetGenerator>(kQelAnalysisParameter_MinBPM));
+    EXPECT_EQ(Values{}, ValuesOf<AABeatFunctionGenerator>(kQelAnalysisParameter_OnsetSensitivity));
+}
+
+} // namespace
+} // namespace qel::core
