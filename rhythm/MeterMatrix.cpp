@@ -111,6 +111,8 @@ std::vector<float> MeterMatrix::Repetition(const std::function<bool(UInt32 shift
     for (UInt32 lag = 1; lag <= kLags; ++lag) {
         if ((lag - 1) % kShiftsPerReport == 0 && !goesOn(lag - 1))
             return {};
+        if (lag > mFrames)
+            continue; // no lag that a row is smoothed from has a product
         SmoothedRow(lag, row.data());
         Extend(row.data(), lag, repeated.data());
         smoothed.Transform(setup.get(), row.data());

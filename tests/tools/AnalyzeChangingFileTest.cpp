@@ -33,8 +33,8 @@ protected:
     static ChildResult Analyze(const std::string& path, const std::function<void()>& change) {
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-        ChildProcess child({QEL_PROGRAM, "analyze", path, "--keys", "temporal properties",
-                            "--block", std::to_string(kBlock), "--format", "csv"},
+        ChildProcess child({ToolPath(), "analyze", path, "--keys", "temporal properties", "--block",
+                            std::to_string(kBlock), "--format", "csv"},
                            {.outDescriptor = ends[1], .seconds = 120});
         close(ends[1]);
         std::string text;

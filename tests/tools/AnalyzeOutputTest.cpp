@@ -82,7 +82,7 @@ TEST_F(AnalyzeOutputTest, AReaderThatGoesAwayIsNoReasonToComplain) {
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0); // or the child would be a reader itself
     ChildSetup piped = mSetup;
     piped.outDescriptor = ends[1];
-    ChildProcess child({QEL_PROGRAM, "analyze", mInput, "--all"}, piped);
+    ChildProcess child({ToolPath(), "analyze", mInput, "--all"}, piped);
     close(ends[1]);
     std::array<char, 10> first{};
     EXPECT_EQ(read(ends[0], first.data(), first.size()), 10);
@@ -99,7 +99,7 @@ TEST_F(AnalyzeOutputTest, AnInterruptRemovesWhatIsIncomplete) {
     WriteRepeatedWav(mInput, 48000, Noise(48000, 0.5f), 1200);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         ChildProcess child(
-            {QEL_PROGRAM, "analyze", mInput, "--format", "csv", "--output", mDirectory.File("out")},
+            {ToolPath(), "analyze", mInput, "--format", "csv", "--output", mDirectory.File("out")},
             mSetup);
         for (int i = 0; i < 1000 && mDirectory.Entries("out").empty(); ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));

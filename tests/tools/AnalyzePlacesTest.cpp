@@ -131,7 +131,7 @@ TEST_F(AnalyzePlacesTest, ADirectoryInTheOutputsPlaceIsToldAndStays) {
 TEST_F(AnalyzePlacesTest, ADirectoryThatVanishesMeanwhileIsTold) {
     // Long enough to be still at work when the directory goes.
     WriteRepeatedWav(mInput, 48000, Noise(48000, 0.5f), 120);
-    ChildProcess child({QEL_PROGRAM, "analyze", mInput, "--format", "csv", "--output", mOut,
+    ChildProcess child({ToolPath(), "analyze", mInput, "--format", "csv", "--output", mOut,
                         "--keys", "temporal properties,generic spectrum properties"},
                        mSetup);
     for (int i = 0; i < 3000 && mDirectory.Entries("out").size() < 2; ++i) {

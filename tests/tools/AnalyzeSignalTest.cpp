@@ -73,7 +73,7 @@ protected:
     }
 
     Strings Command(Strings arguments) const {
-        arguments.insert(arguments.begin(), {QEL_PROGRAM, "analyze"});
+        arguments.insert(arguments.begin(), {ToolPath(), "analyze"});
         arguments.insert(arguments.end(), {"--keys", "temporal properties", "--block", "512"});
         return arguments;
     }
@@ -183,7 +183,7 @@ TEST_F(AnalyzeSignalTest, AnInterruptedDocumentLeavesTheOldOne) {
 TEST_F(AnalyzeSignalTest, ASignalThatWasIgnoredStaysIgnored) {
     const Strings before = mDirectory.Entries();
     // As nohup does.
-    ChildProcess child({"sh", "-c", "trap '' HUP; kill -HUP $$; exec \"$0\" \"$@\"", QEL_PROGRAM,
+    ChildProcess child({"sh", "-c", "trap '' HUP; kill -HUP $$; exec \"$0\" \"$@\"", ToolPath(),
                         "analyze", mEndless, "--output", mOut},
                        mSetup);
     ASSERT_TRUE(Becomes([&] { return mDirectory.Entries() != before; }));

@@ -133,8 +133,12 @@ ChildResult RunChild(const std::vector<std::string>& command, const ChildSetup& 
     return ChildProcess(command, setup).Wait();
 }
 
+std::string ToolPath() {
+    return QEL_PROGRAM;
+}
+
 ChildResult RunTool(std::vector<std::string> arguments, const ChildSetup& setup) {
-    arguments.insert(arguments.begin(), QEL_PROGRAM);
+    arguments.insert(arguments.begin(), ToolPath());
     return RunChild(arguments, setup);
 }
 

@@ -56,6 +56,9 @@ private:
 // Runs a program to its end.
 ChildResult RunChild(const std::vector<std::string>& command, const ChildSetup& setup = {});
 
+// Where the tool is that was built.
+std::string ToolPath();
+
 // Runs the tool that was built, with these arguments.
 ChildResult RunTool(std::vector<std::string> arguments, const ChildSetup& setup = {});
 
