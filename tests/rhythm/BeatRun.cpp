@@ -12,8 +12,8 @@ namespace {
 
 template <class Value>
 void Append(std::vector<std::byte>& bytes, const Value& value) {
-    const auto* first = reinterpret_cast<const std::byte*>(&value);
-    bytes.insert(bytes.end(), first, first + sizeof value);
+    bytes.resize(bytes.size() + sizeof value);
+    std::memcpy(bytes.data() + bytes.size() - sizeof value, &value, sizeof value);
 }
 
 void AppendEvents(std::vector<std::byte>& bytes, const std::vector<std::vector<Event>>& lists) {

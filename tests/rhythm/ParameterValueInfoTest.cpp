@@ -1,4 +1,5 @@
-// The values that parameters have, as the generators keep them. No exported function hands them out.
+// The values that parameters have, as the generators keep them. No exported function hands them
+// out.
 
 #include "rhythm/AABeatFunctionGenerator.h"
 #include "rhythm/AAOnsetGenerator.h"
@@ -27,8 +28,7 @@ TEST(ParameterValueInfoTest, IsARecordOfFourFieldsOf32Bits) {
 }
 
 TEST(ParameterValueInfoTest, EveryGeneratorKeepsTheValuesOfItsParameters) {
-    EXPECT_EQ((Values{0, 2, 0}),
-              ValuesOf<AATempoMapGenerator>(kQelAnalysisParameter_Complexity));
+    EXPECT_EQ((Values{0, 2, 0}), ValuesOf<AATempoMapGenerator>(kQelAnalysisParameter_Complexity));
     EXPECT_EQ((Values{110, 20, 0}), ValuesOf<AATempoMapGenerator>(kQelAnalysisParameter_MinBPM));
     EXPECT_EQ((Values{120, 210, 0}), ValuesOf<AATempoMapGenerator>(kQelAnalysisParameter_MaxBPM));
     EXPECT_EQ((Values{0, 100, 80}),
