@@ -23,7 +23,8 @@ public:
     // output[k] = sum over n of input[n] e^(-2 pi i k n / size).
     // Both have 2 * size floats and do not overlap. They lie at multiples of kTransformAlignment
     // bytes, but the output of fewer than 8 points lies 8 * size bytes behind one. `input` is only
-    // read. Any number of threads at the same time; allocates nothing.
+    // read. Any number of threads at the same time. Up to 2^16 points it allocates nothing; beyond,
+    // it may throw std::bad_alloc.
     virtual void Run(const float* input, float* output) const = 0;
 
 protected:

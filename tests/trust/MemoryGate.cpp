@@ -3,9 +3,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
-#include <cstdint>
-#include <cstring>
-#include <link.h>
 #include <new>
 
 // What stands behind the gate: the C library's own functions, or a sanitizer's in their place.
@@ -42,32 +39,7 @@ constinit thread_local bool gRefused = false;
 constinit thread_local long gRequests = 0;
 constinit std::atomic<long> gLive = 0;
 
-// Where FFTW's code stands in memory, if it is there.
-struct CodeRange {
-    std::uintptr_t first;
-    std::uintptr_t last;
-};
-constinit CodeRange gFFTW = {1, 0};
-
-int FindFFTW(dl_phdr_info* object, std::size_t, void*) {
-    if (std::strstr(object->dlpi_name, "libfftw3f.") == nullptr) {
-        return 0;
-    }
-    for (int i = 0; i < object->dlpi_phnum; ++i) {
-        const auto& segment = object->dlpi_phdr[i];
-        if (segment.p_type == PT_LOAD && (segment.p_flags & PF_X) != 0) {
-            const std::uintptr_t first = object->dlpi_addr + segment.p_vaddr;
-            gFFTW = {first, first + segment.p_memsz};
-        }
-    }
-    return 1;
-}
-
-bool IsRefused(const void* caller) {
-    const auto address = reinterpret_cast<std::uintptr_t>(caller);
-    if (address >= gFFTW.first && address <= gFFTW.last) {
-        return false;
-    }
+bool IsRefused() {
     ++gRequests;
     if (gGranted < 0) {
         return false;
@@ -93,12 +65,12 @@ void* NoMemory() {
     return nullptr;
 }
 
-void* Allocate(std::size_t size, const void* caller) {
-    return IsRefused(caller) ? NoMemory() : Counted(QEL_TRUST_BEHIND(malloc)(size));
+void* Allocate(std::size_t size) {
+    return IsRefused() ? NoMemory() : Counted(QEL_TRUST_BEHIND(malloc)(size));
 }
 
-void* AllocateAligned(std::size_t alignment, std::size_t size, const void* caller) {
-    return IsRefused(caller) ? NoMemory() : Counted(QEL_TRUST_BEHIND(memalign)(alignment, size));
+void* AllocateAligned(std::size_t alignment, std::size_t size) {
+    return IsRefused() ? NoMemory() : Counted(QEL_TRUST_BEHIND(memalign)(alignment, size));
 }
 
 void GiveBack(void* memory) {
@@ -118,9 +90,6 @@ void* OrThrow(void* memory) {
 } // namespace
 
 void MemoryGate::Close(long granted, Refuse refuse) {
-    if (gFFTW.first > gFFTW.last) {
-        dl_iterate_phdr(FindFFTW, nullptr);
-    }
     gOnce = refuse == Refuse::kOnce;
     gRefused = false;
     gGranted = granted;
@@ -159,37 +128,35 @@ using qel::trust::OrThrow;
 extern "C" {
 
 void* malloc(std::size_t size) noexcept {
-    return Allocate(size, __builtin_return_address(0));
+    return Allocate(size);
 }
 
 void* calloc(std::size_t count, std::size_t size) noexcept {
-    return IsRefused(__builtin_return_address(0)) ? NoMemory()
-                                                  : Counted(QEL_TRUST_BEHIND(calloc)(count, size));
+    return IsRefused() ? NoMemory() : Counted(QEL_TRUST_BEHIND(calloc)(count, size));
 }
 
 void* realloc(void* memory, std::size_t size) noexcept {
     if (memory == nullptr) {
-        return Allocate(size, __builtin_return_address(0));
+        return Allocate(size);
     }
     if (size == 0) {
         GiveBack(memory);
         return nullptr;
     }
-    return IsRefused(__builtin_return_address(0)) ? NoMemory()
-                                                  : QEL_TRUST_BEHIND(realloc)(memory, size);
+    return IsRefused() ? NoMemory() : QEL_TRUST_BEHIND(realloc)(memory, size);
 }
 
 void* memalign(std::size_t alignment, std::size_t size) noexcept {
-    return AllocateAligned(alignment, size, __builtin_return_address(0));
+    return AllocateAligned(alignment, size);
 }
 
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
-    return AllocateAligned(alignment, size, __builtin_return_address(0));
+    return AllocateAligned(alignment, size);
 }
 
 int posix_memalign(void** memory, std::size_t alignment, std::size_t size) noexcept {
     const int before = errno;
-    void* const made = AllocateAligned(alignment, size, __builtin_return_address(0));
+    void* const made = AllocateAligned(alignment, size);
     errno = before;
     if (made == nullptr) {
         return ENOMEM;
@@ -206,30 +173,30 @@ void free(void* memory) noexcept {
 
 // Not inlined: GCC would take a free for one of memory from another function than malloc.
 [[gnu::noinline]] void* operator new(std::size_t size) {
-    return OrThrow(Allocate(size, nullptr));
+    return OrThrow(Allocate(size));
 }
 [[gnu::noinline]] void* operator new[](std::size_t size) {
-    return OrThrow(Allocate(size, nullptr));
+    return OrThrow(Allocate(size));
 }
 [[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return Allocate(size, nullptr);
+    return Allocate(size);
 }
 [[gnu::noinline]] void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return Allocate(size, nullptr);
+    return Allocate(size);
 }
 [[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment) {
-    return OrThrow(AllocateAligned(static_cast<std::size_t>(alignment), size, nullptr));
+    return OrThrow(AllocateAligned(static_cast<std::size_t>(alignment), size));
 }
 [[gnu::noinline]] void* operator new[](std::size_t size, std::align_val_t alignment) {
-    return OrThrow(AllocateAligned(static_cast<std::size_t>(alignment), size, nullptr));
+    return OrThrow(AllocateAligned(static_cast<std::size_t>(alignment), size));
 }
 [[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment,
                                      const std::nothrow_t&) noexcept {
-    return AllocateAligned(static_cast<std::size_t>(alignment), size, nullptr);
+    return AllocateAligned(static_cast<std::size_t>(alignment), size);
 }
 [[gnu::noinline]] void* operator new[](std::size_t size, std::align_val_t alignment,
                                        const std::nothrow_t&) noexcept {
-    return AllocateAligned(static_cast<std::size_t>(alignment), size, nullptr);
+    return AllocateAligned(static_cast<std::size_t>(alignment), size);
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
     GiveBack(memory);

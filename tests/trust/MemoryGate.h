@@ -16,8 +16,7 @@ public:
     }
 
     // Lets `granted` further requests of this thread through and refuses the next one, or that and
-    // all others. Requests by FFTW are neither counted nor refused: it ends the process when it
-    // gets no memory.
+    // all others.
     static void Close(long granted, Refuse refuse);
 
     // Whether a request was refused since the gate was closed.
