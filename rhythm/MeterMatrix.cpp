@@ -67,7 +67,17 @@ void Extend(const float* row, UInt32 period, float* extended) {
 
 } // namespace
 
-MeterMatrix::MeterMatrix(UInt32 frames) : mPhases(std::size_t{kLags} * kLags), mFrames(frames) {}
+// Too large for the stack of a client's thread.
+struct MeterMatrix::Smoothing {
+    std::array<float, kLags + 2> phases;          // of a lag, with zeros for the phases beyond it
+    std::array<std::array<float, kLags>, 3> sums; // of the lag before, the lag, the lag behind
+};
+
+MeterMatrix::MeterMatrix(UInt32 frames)
+    : mPhases(std::size_t{kLags} * kLags), mSmoothing(std::make_unique<Smoothing>()),
+      mFrames(frames) {}
+
+MeterMatrix::~MeterMatrix() = default;
 
 const float* MeterMatrix::Row(UInt32 lag) const {
     return mPhases.data() + std::size_t{lag - 1} * kLags;
@@ -87,13 +97,14 @@ void MeterMatrix::Accumulate(const float* signal) {
 }
 
 void MeterMatrix::SmoothedRow(UInt32 lag, float* row) const {
-    // Over phases first, then over lags. Zeros at both ends stand for the phases beyond a row.
-    std::array<float, kLags + 2> phases{};
-    std::array<std::array<float, kLags>, 3> sums{}; // of the lag before, the lag, the lag behind
+    // Over phases first, then over lags.
+    auto& [phases, sums] = *mSmoothing;
     for (UInt32 i = 0; i < 3; ++i) {
         const UInt32 neighbour = lag - 1 + i;
-        if (neighbour < 1 || neighbour > kLags)
+        if (neighbour < 1 || neighbour > kLags) {
+            sums[i].fill(0.0f);
             continue;
+        }
         std::copy_n(Row(neighbour), kLags, phases.data() + 1);
         SumOfThree(phases.data() + 2, phases.data() + 1, phases.data(), sums[i].data(), kLags);
     }

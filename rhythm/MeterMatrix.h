@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include <MacTypes.h>
@@ -21,6 +22,7 @@ public:
 
     // For channels of `frames` values each.
     explicit MeterMatrix(UInt32 frames);
+    ~MeterMatrix();
 
     // Adds the products of a channel and divides each sum by its count.
     void Accumulate(const float* signal);
@@ -41,7 +43,10 @@ public:
     static constexpr float kRelativeError = 1e-4f;
 
 private:
+    struct Smoothing;
+
     std::vector<float> mPhases; // by lag, then phase
+    const std::unique_ptr<Smoothing> mSmoothing;
     const UInt32 mFrames;
     UInt32 mChannels = 0; // that have been added
 };

@@ -1,8 +1,8 @@
 // Memory for FFTW, which ends the process where it gets none.
 //
 // The library has a copy of FFTW of its own, in which FFTWReserve.cpp stands in place of FFTW's two
-// functions that take memory and give it back. While the system has memory, FFTW gets it from there.
-// Where the system has none, FFTW gets of the reserve that was made before it was called.
+// functions that take memory and give it back. While the system has memory, FFTW gets it from
+// there. Where the system has none, FFTW gets of the reserve that was made before it was called.
 #pragma once
 
 #include <cstddef>

@@ -110,8 +110,8 @@ Ending WaitFor(pid_t child) {
 } // namespace
 
 void PrintTo(const Ending& ending, std::ostream* out) {
-    constexpr std::array<const char*, 6> kNames{"returned", "raised bad_alloc", "raised",
-                                                "signal",   "waits",            "not started"};
+    constexpr std::array<const char*, 6> kNames{"returned", "raised bad_alloc", "raised", "signal",
+                                                "waits",    "not started"};
     *out << kNames.at(static_cast<std::size_t>(ending.kind)) << " " << ending.value;
 }
 

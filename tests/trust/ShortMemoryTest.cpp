@@ -3,10 +3,9 @@
 // not the C library, not the system. Each life is one of a copy of this process, so that every key
 // starts cold.
 
-#include "tests/trust/Client.h"
-#include "tests/trust/SharedMemory.h"
 #include "tests/trust/ShortMemory.h"
-#include "tests/trust/TrustAudio.h"
+#include "tests/trust/KeyLife.h"
+#include "tests/trust/SharedMemory.h"
 
 #include <Accelerate/Accelerate.h>
 #include <gtest/gtest.h>
@@ -14,7 +13,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <initializer_list>
 #include <iterator>
 #include <new>
 #include <string>
@@ -23,17 +21,11 @@
 namespace qel::trust {
 namespace {
 
-constexpr double kRateHz = 8000;
-constexpr std::size_t kFrames = 24576; // three seconds: every key delivers
-constexpr UInt32 kPush = 4096;
 constexpr std::size_t kPageBytes = 4096;
 
 bool IsExhaustive() {
     return std::getenv("QEL_TRUST_EXHAUSTIVE") != nullptr;
 }
-
-// What a life returns.
-enum Outcome : int { kAllDelivered, kRanOut, kUndocumentedStatus, kOtherResults };
 
 class ShortMemoryTest : public testing::TestWithParam<std::string> {
 protected:
@@ -44,98 +36,29 @@ protected:
     }
 };
 
-// One client with one key, which goes on when memory runs out.
-class ShortLife {
-public:
-    explicit ShortLife(const std::string& key)
-        : mKeys(MakeKeyList(key == "global key" ? std::vector<std::string>{"dominant key", key}
-                                                : std::vector<std::string>{key})) {}
-
-    // Whether memory ran out, and if not, what was delivered.
-    int Run(Digests& results) {
-        Client client(mKeys.Get(), mSetup);
-        client.OnCallback(Represent, this);
-        Try([&] { return client.New(); });
-        if (client.Handle() == nullptr) {
-            return mOutcome;
-        }
-        Try([&] { return client.Initialize(); });
-        LiveOneStream(client);
-        results = client.Results();
-        Try([&] { return client.Reset(); });
-        LiveOneStream(client);
-        Try([&] { return client.Dispose(); });
-        return mOutcome;
-    }
-
-private:
-    template <class Call>
-    void Try(const Call& call) {
-        try {
-            const SInt32 status = call();
-            const std::initializer_list<SInt32> documented{0,  kAudioAnalysisErr_NotEnoughData,
-                                                           -1, -3,
-                                                           kAudioAnalysisErr_NotInitialized};
-            if (std::ranges::find(documented, status) == documented.end()) {
-                mOutcome = kUndocumentedStatus;
-            }
-        } catch (const std::bad_alloc&) {
-            mOutcome = std::max(mOutcome, kRanOut);
-        }
-    }
-
-    void LiveOneStream(Client& client) {
-        for (std::size_t at = 0; at < kFrames; at += kPush) {
-            Try([&] { return client.Push(mAudio, at, kPush); });
-        }
-        Try([&] { return client.Process(1); });
-    }
-
-    static void Represent(Client& client, CFStringRef key, UInt32 count,
-                          QelAudioAnalysisBlock* blocks, void* life) {
-        if (key == nullptr) {
-            return;
-        }
-        try {
-            if (const auto list = QelAudioAnalysisCreateCFRepresentation(
-                    client.Handle(), kCFAllocatorDefault, key, count, blocks)) {
-                CFRelease(list);
-            }
-        } catch (const std::bad_alloc&) {
-            auto& outcome = static_cast<ShortLife*>(life)->mOutcome;
-            outcome = std::max(outcome, kRanOut);
-        }
-    }
-
-    const test::CFOwner<CFMutableArrayRef> mKeys;
-    const test::StreamSetup mSetup{
-        .rateHz = kRateHz, .channels = 1, .maxFrames = kPush, .streamLength = kFrames};
-    const test::Audio mAudio = MusicWithStrokes(kRateHz, 1, kFrames);
-    Outcome mOutcome = kAllDelivered;
-};
-
 TEST_P(ShortMemoryTest, EveryLifeEndsWithAStatusOrBadAlloc) {
-    ShortLife life(GetParam());
+    KeyLife life(GetParam(), 8000, 1, 24576); // three seconds: every key delivers
     SharedMemory<Digests> expected;
     const std::size_t enough = AddressesTaken([&] { return life.Run(*expected); });
     ASSERT_GT(enough, 0U);
     const auto run = [&] {
         Digests results;
         const int outcome = life.Run(results);
-        return outcome == kAllDelivered && results != *expected ? kOtherResults : outcome;
+        return outcome == KeyLife::kAllDelivered && results != *expected ? KeyLife::kOtherResults
+                                                                         : outcome;
     };
     const std::size_t steps = IsExhaustive() ? 200 : 10;
     std::size_t refused = 0;
     for (std::size_t step = 0; step < steps; ++step) {
         const Ending ending = RunShortOfMemory(enough / steps * step, run);
-        const bool ranOut = ending == Ending{Ending::Kind::kReturned, kRanOut};
-        EXPECT_TRUE(ranOut || (ending == Ending{Ending::Kind::kReturned, kAllDelivered}))
+        const bool ranOut = ending == Ending{Ending::Kind::kReturned, KeyLife::kRanOut};
+        EXPECT_TRUE(ranOut || (ending == Ending{Ending::Kind::kReturned, KeyLife::kAllDelivered}))
             << testing::PrintToString(ending) << " with " << step << " of " << steps;
         refused += ranOut ? 1 : 0;
     }
     EXPECT_GT(refused, 0U);
     EXPECT_EQ(RunShortOfMemory(enough + 64 * kPageBytes, run),
-              (Ending{Ending::Kind::kReturned, kAllDelivered}));
+              (Ending{Ending::Kind::kReturned, KeyLife::kAllDelivered}));
     std::printf("%zu bytes, %zu of %zu refused\n", enough, refused, steps);
 }
 
@@ -155,23 +78,23 @@ TEST_P(ShortMemoryTransformTest, TransformIsMadeAndRunOrRefused) {
         try {
             const FFTSetup setup = vDSP_create_fftsetup(log2Points, kFFTRadix2);
             if (setup == nullptr) {
-                return kRanOut;
+                return KeyLife::kRanOut;
             }
             vDSP_fft_zip(setup, &vector, 1, log2Points, kFFTDirection_Forward);
             vDSP_destroy_fftsetup(setup);
         } catch (const std::bad_alloc&) {
-            return kRanOut;
+            return KeyLife::kRanOut;
         }
         const auto isOne = [](float value) { return value == 1; };
-        return std::ranges::all_of(re, isOne) ? kAllDelivered : kOtherResults;
+        return std::ranges::all_of(re, isOne) ? KeyLife::kAllDelivered : KeyLife::kOtherResults;
     };
     const std::size_t enough = AddressesTaken(run);
     const std::size_t steps = IsExhaustive() ? 200 : 10;
     std::size_t refused = 0;
     for (std::size_t step = 0; step < steps; ++step) {
         const Ending ending = RunShortOfMemory(enough / steps * step, run);
-        const bool ranOut = ending == Ending{Ending::Kind::kReturned, kRanOut};
-        ASSERT_TRUE(ranOut || (ending == Ending{Ending::Kind::kReturned, kAllDelivered}))
+        const bool ranOut = ending == Ending{Ending::Kind::kReturned, KeyLife::kRanOut};
+        ASSERT_TRUE(ranOut || (ending == Ending{Ending::Kind::kReturned, KeyLife::kAllDelivered}))
             << testing::PrintToString(ending) << " with " << step << " of " << steps;
         refused += ranOut ? 1 : 0;
     }
