@@ -126,15 +126,16 @@ std::unique_ptr<ResultWriter> MakeWriter(const AnalyzeOptions& options, const An
     if (options.output == "-") {
         RequireOneOutput(options, plan);
     }
+    const Existing existing = options.overwrite ? Existing::Replace : Existing::Refuse;
     switch (options.format) {
     case OutputFormat::Csv:
-        return std::make_unique<CsvWriter>(options.output, options.files);
+        return std::make_unique<CsvWriter>(options.output, options.files, existing);
     case OutputFormat::Labels:
-        return std::make_unique<LabelWriter>(options.output, options.files);
+        return std::make_unique<LabelWriter>(options.output, options.files, existing);
     case OutputFormat::Beats:
-        return std::make_unique<BeatWriter>(options.output, options.files);
+        return std::make_unique<BeatWriter>(options.output, options.files, existing);
     default:
-        return std::make_unique<JsonWriter>(options.output);
+        return std::make_unique<JsonWriter>(options.output, existing);
     }
 }
 
@@ -151,10 +152,10 @@ bool Fail(const std::string& path, const std::string& reason, ResultWriter& writ
     return false;
 }
 
-bool AnalyzeOne(const AnalysisPlan& plan, const std::string& path, std::size_t index,
-                ResultWriter& writer, ProgressBar& progress) {
+bool AnalyzeOne(const AnalysisPlan& plan, const std::string& path, ResultWriter& writer,
+                ProgressBar& progress) {
     try {
-        const FileSummary summary = AnalyzeFile(plan, path, index, writer, progress);
+        const FileSummary summary = AnalyzeFile(plan, path, writer, progress);
         if (summary.decoder.damagedPackets > 0) {
             Say(progress, fmt::format("{}: warning: {} damaged packets were left out", path,
                                       summary.decoder.damagedPackets));
@@ -183,8 +184,8 @@ int RunAnalyze(const AnalyzeOptions& options) {
     const std::unique_ptr<ResultWriter> writer = MakeWriter(options, plan);
     ProgressBar progress(STDERR_FILENO, isatty(STDERR_FILENO) != 0 && !options.quiet);
     bool good = true;
-    for (std::size_t i = 0; i < options.files.size(); ++i) {
-        good = AnalyzeOne(plan, options.files[i], i, *writer, progress) && good;
+    for (const std::string& file : options.files) {
+        good = AnalyzeOne(plan, file, *writer, progress) && good;
     }
     writer->Finish();
     return good ? kExitSuccess : kExitFailure;

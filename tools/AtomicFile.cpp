@@ -1,10 +1,10 @@
 #include "tools/AtomicFile.h"
 
+#include "tools/FileIdentities.h"
 #include "tools/Interrupt.h"
 #include "tools/ToolError.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -15,15 +15,14 @@
 namespace qel::tool {
 namespace {
 
+constexpr mode_t kModeOfNewFiles = 0666; // less the umask
+constexpr mode_t kPrivateMode = 0600;
+constexpr mode_t kPermissions = 07777;
+constexpr mode_t kSetIds = 06000;
+constexpr int kMostLinks = 40; // as the kernel follows
+
 [[noreturn]] void Refuse(const std::string& path, int error) {
     throw OutputError(fmt::format("{}: cannot write: {}", path, std::strerror(error)));
-}
-
-// mkostemp makes files that only their owner can read; a result gets what any new file would get.
-mode_t ModeOfNewFiles() {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return 0666 & ~mask;
 }
 
 // A pipe with a name waits here for its reader.
@@ -40,61 +39,115 @@ int OpenInPlace(const std::string& path) {
     }
 }
 
+// What a link points at in the end, be it there or not: a link stays a link.
+std::filesystem::path FollowLinks(const std::string& path) {
+    std::filesystem::path at = path;
+    for (int links = 0; links < kMostLinks; ++links) {
+        std::error_code error;
+        const std::filesystem::path next = std::filesystem::read_symlink(at, error);
+        if (error) {
+            return at; // no link
+        }
+        at = next.is_absolute() ? next : at.parent_path() / next;
+    }
+    Refuse(path, ELOOP);
+}
+
 } // namespace
 
-AtomicFile::AtomicFile(const std::string& path) : mPath(path) {
-    if (path == "-") {
-        mSink.emplace(STDOUT_FILENO, "standard output");
-        return;
-    }
+AtomicFile::AtomicFile(const std::string& path, Existing existing)
+    : mPath(path), mExisting(existing) {
     std::error_code ignored;
     const std::filesystem::file_status status = std::filesystem::status(path, ignored);
-    if (std::filesystem::is_directory(status)) {
+    const bool isRegular = std::filesystem::is_regular_file(status);
+    if (path == "-") {
+        mSink.emplace(STDOUT_FILENO, "standard output");
+    } else if (isRegular && FileIdentities({path}).HasDescriptor(STDOUT_FILENO)) {
+        mSink.emplace(STDOUT_FILENO, path); // /dev/stdout, and a file that the shell made for it
+    } else if (std::filesystem::is_directory(status)) {
         Refuse(path, EISDIR);
-    }
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    } else if (std::filesystem::exists(status) && !isRegular) {
         mSink.emplace(OpenInPlace(path), path);
-        return;
+    } else if (isRegular && existing == Existing::Refuse) {
+        throw OutputExists(path);
+    } else {
+        Open(FollowLinks(path));
     }
-    // A link stays a link: what it points at is replaced.
-    mTarget = std::filesystem::weakly_canonical(path, ignored);
-    if (mTarget.empty()) {
-        mTarget = path;
-    }
-    OpenTemporary();
 }
 
-void AtomicFile::OpenTemporary() {
-    std::string name =
-        (mTarget.parent_path() / fmt::format(".{}.XXXXXX", mTarget.filename().string())).string();
-    const int descriptor = mkostemp(name.data(), O_CLOEXEC);
-    if (descriptor < 0) {
-        Refuse(mPath, errno);
+// In place of a file that others may not read, nobody else reads what is not complete either.
+void AtomicFile::Open(const std::filesystem::path& path) {
+    if (!path.has_filename()) {
+        Refuse(mPath, EISDIR);
     }
-    mTemporary = name;
-    mSink.emplace(descriptor, mPath);
-    if (fchmod(descriptor, ModeOfNewFiles()) != 0) {
-        const int error = errno;
-        unlink(mTemporary.c_str());
+    std::error_code ignored;
+    const bool isNew = !std::filesystem::exists(path, ignored);
+    int descriptor = -1;
+    const int error =
+        mTemporary.Open(path.parent_path(), isNew ? kModeOfNewFiles : kPrivateMode, descriptor);
+    if (error != 0) {
         Refuse(mPath, error);
     }
+    mSink.emplace(descriptor, mPath);
+    mTarget = path;
 }
 
-AtomicFile::~AtomicFile() {
-    if (!mTemporary.empty()) {
-        unlink(mTemporary.c_str());
+// The owner first, as a change of it clears bits of the mode. A program that runs under an id of
+// another owner would be a danger.
+void AtomicFile::TakeOverPermissions() const {
+    struct stat old {};
+    if (stat(mTarget.c_str(), &old) != 0) {
+        return;
+    }
+    const int descriptor = mSink->Descriptor();
+    const bool isOwned = fchown(descriptor, old.st_uid, old.st_gid) == 0;
+    if (!isOwned) { // the group alone is allowed to its members
+        [[maybe_unused]] const int tried = fchown(descriptor, static_cast<uid_t>(-1), old.st_gid);
+    }
+    const mode_t mode = old.st_mode & kPermissions;
+    if (fchmod(descriptor, isOwned ? mode : mode & ~kSetIds) != 0) {
+        Refuse(mPath, errno);
     }
 }
 
 void AtomicFile::Commit() {
+    Close();
+    Publish();
+}
+
+void AtomicFile::Close() {
+    if (!mTarget.empty()) {
+        mSink->Flush();
+        if (mExisting == Existing::Replace) {
+            TakeOverPermissions();
+        }
+        const int error = mTemporary.KeepOpen(mSink->Descriptor());
+        if (error != 0) {
+            Refuse(mPath, error);
+        }
+    }
     mSink->Close();
-    if (mTemporary.empty()) {
+}
+
+void AtomicFile::Publish() {
+    if (mTarget.empty()) {
         return;
     }
-    if (std::rename(mTemporary.c_str(), mTarget.c_str()) != 0) {
-        Refuse(mPath, errno);
+    const bool mayReplace = mExisting == Existing::Replace;
+    const int error = mayReplace ? mTemporary.Replace(mTarget) : mTemporary.Publish(mTarget);
+    if (error == EEXIST) {
+        throw OutputExists(mPath);
     }
-    mTemporary.clear();
+    if (error != 0) {
+        Refuse(mPath, error);
+    }
+    mPublished = true;
+}
+
+void AtomicFile::Withdraw() {
+    if (mPublished && mExisting == Existing::Refuse) {
+        unlink(mTarget.c_str());
+    }
 }
 
 } // namespace qel::tool

@@ -11,9 +11,9 @@ namespace qel::tool {
 void BeatWriter::BeginFile(const FileHeader& header) {
     mHeader = header;
     mEvents.Clear();
+    mFiles.Begin(header.path);
     for (std::size_t c = 0; c < header.analyzedChannels; ++c) {
-        mFiles.Add(mNames.at(header.index) + ".beats" +
-                   ResultFiles::ChannelSuffix(c, header.analyzedChannels) + ".txt");
+        mFiles.Add("beats" + ResultFiles::ChannelSuffix(c, header.analyzedChannels) + ".txt");
     }
 }
 

@@ -15,10 +15,11 @@ namespace qel::tool {
 class BeatWriter : public ResultWriter {
 public:
     // output is a directory, made when it is needed, or "-" for standard output, which only one
-    // file of one channel can go to. files are those of the command line: the output files are
-    // named after them.
-    BeatWriter(const std::string& output, const std::vector<std::string>& files)
-        : mFiles(output, files), mNames(ResultFiles::UniqueNames(files)) {}
+    // file of one channel can go to. files are those of the command line, which no output may
+    // replace.
+    BeatWriter(const std::string& output, const std::vector<std::string>& files,
+               Existing existing = Existing::Refuse)
+        : mFiles(output, files, existing) {}
 
     void BeginFile(const FileHeader& header) override;
     void Write(std::size_t key, const Result& result) override;
@@ -30,7 +31,6 @@ private:
     void WriteChannel(TextSink& sink, std::size_t channel) const;
 
     ResultFiles mFiles;
-    std::vector<std::string> mNames; // by index of file
     FileHeader mHeader;
     EventCollector mEvents;
 };

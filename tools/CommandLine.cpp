@@ -5,6 +5,7 @@
 #include "tools/Interrupt.h"
 #include "tools/KeysCommand.h"
 #include "tools/StandardStreams.h"
+#include "tools/TextSink.h"
 #include "tools/ToolError.h"
 
 #include <CLI/CLI.hpp>
@@ -12,10 +13,11 @@
 #include <algorithm>
 #include <exception>
 #include <fmt/format.h>
-#include <iostream>
 #include <map>
 #include <new>
+#include <sstream>
 #include <string>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -81,17 +83,17 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
                             "lines \"start end text\"; beats: lines \"time position-in-bar\"");
     command
         ->add_option("--output", options.output,
-                     "Where results go, default - (standard output); with csv and labels a "
-                     "directory, which gets a file per key, or - for one key of one file; with "
-                     "beats a directory, which gets a file per audio file, or - for one")
+                     "Where results go, default - (standard output): with json a file; else a "
+                     "directory, in which every audio file gets a directory of its own, or - for "
+                     "what would be one file there; made if it is not there")
         ->type_name("PATH");
     AddChoice<ChannelMix>(command, "--mix", options.mix,
                           {{"mono", ChannelMix::Mono}, {"keep", ChannelMix::Keep}},
                           "mono (default): analyze the mean of all channels; keep: analyze each");
     command
         ->add_option("--block", options.blockSamples,
-                     "Samples per push, 1 to 1048576, default 4096; \"temporal properties\" are "
-                     "taken over blocks of this size")
+                     "Samples per block, 1 to 1048576, default 4096; \"temporal properties\" are "
+                     "taken over blocks of this size, and nothing else depends on it")
         ->check(CLI::Range(std::uint32_t{1}, kLargestBlock))
         ->type_name("N");
     AddRepeatable(command, "--param", options.parameters,
@@ -103,6 +105,8 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
                      "every format; bar positions still count all; a number of 0 or above, "
                      "default 0")
         ->type_name("S");
+    command->add_flag("--overwrite", options.overwrite,
+                      "Replace outputs that exist already, which are refused otherwise");
     command->add_flag("--quiet", options.quiet, "No progress bar, even on a terminal");
     command->footer(kFooter);
 }
@@ -160,6 +164,16 @@ void UnguardBrackets(CommandLine& line) {
     Unguard(line.describedKey);
 }
 
+// Help and version go the way of all output, which notices when they do not arrive.
+int Answer(const CLI::App& app, const CLI::Success& request) {
+    std::ostringstream text;
+    app.exit(request, text, text);
+    TextSink sink(STDOUT_FILENO, "standard output");
+    sink.Append(text.str());
+    sink.Close();
+    return kExitSuccess;
+}
+
 int ParseAndRun(int argc, const char* const* argv) {
     CLI::App app("Audio features of music, from files", "qel");
     CommandLine line;
@@ -170,8 +184,7 @@ int ParseAndRun(int argc, const char* const* argv) {
         app.parse(std::move(arguments));
         UnguardBrackets(line);
     } catch (const CLI::Success& request) { // --help, --version
-        app.exit(request, std::cout, std::cerr);
-        return std::cout.flush() ? kExitSuccess : kExitFailure;
+        return Answer(app, request);
     } catch (const CLI::ParseError& error) {
         throw UsageError(fmt::format("{}; see qel --help", FirstLine(error.what())));
     }

@@ -26,7 +26,7 @@ std::vector<std::string> CountFormat::Columns(const KeyInfo& info) const {
 }
 
 void CountFormat::AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                            float) const {
+                            const CsvRows&) const {
     fmt::format_to(std::back_inserter(buffer), ",{}", result.count(channel));
 }
 

@@ -4,38 +4,38 @@
 #include "tools/PayloadFormat.h"
 #include "tools/Texts.h"
 
-#include <filesystem>
-
 namespace qel::tool {
 namespace {
 
 std::string HeaderRow(const KeyInfo& info, std::size_t channels) {
     const PayloadFormat& format = FormatOf(info);
     std::string row = "time";
+    const std::string end = ",file\n";
     if (format.HasRowPerEntry()) {
         // Entries have rows of their own, so that channels cannot share rows.
         row += channels == 1 ? "" : ",channel";
         for (const std::string& name : format.Columns(info)) {
             row += ',' + CsvText(name);
         }
-        return row + '\n';
+        return row + end;
     }
     for (std::size_t c = 0; c < channels; ++c) {
         for (const std::string& name : format.Columns(info)) {
             row += ',' + CsvText(channels == 1 ? name : fmt::format("{}_ch{}", name, c));
         }
     }
-    return row + '\n';
+    return row + end;
 }
 
 } // namespace
 
 void CsvWriter::BeginFile(const FileHeader& header) {
     mMinStrength = header.minStrength;
-    const std::filesystem::path directory = mDirectories.at(header.index);
+    mRowEnd = ',' + CsvText(header.path) + '\n';
+    mFiles.Begin(header.path);
     for (std::size_t key = 0; key < header.keys.size(); ++key) {
         const KeyInfo& info = *header.keys[key].info;
-        mFiles.Add(directory / (ResultFiles::KeyName(info.key) + ".csv"));
+        mFiles.Add(ResultFiles::KeyName(info.key) + ".csv");
         mFiles.Sink(key).Append(HeaderRow(info, header.analyzedChannels));
     }
 }
@@ -48,10 +48,10 @@ void CsvWriter::Write(std::size_t key, const Result& result) {
         AppendCsvNumber(buffer, result.timeSeconds());
     }
     for (std::size_t c = 0; c < result.channels(); ++c) {
-        format.AppendCsv(buffer, result, c, mMinStrength);
+        format.AppendCsv(buffer, result, c, {mMinStrength, mRowEnd});
     }
     if (!format.HasRowPerEntry()) {
-        buffer.push_back('\n');
+        buffer.append(mRowEnd);
     }
     sink.MayFlush();
 }

@@ -8,15 +8,16 @@
 
 namespace qel::tool {
 
-// Writes one CSV file per key, one row per result or event with its time in seconds first;
-// docs/output.md tells the names. A file of audio gets its CSV files under their names together,
-// when all of it was analyzed.
+// Writes one CSV file per key, one row per result or event with its time in seconds first and the
+// path of its audio last; docs/output.md tells the names. A file of audio gets its CSV files under
+// their names together, when all of it was analyzed.
 class CsvWriter : public ResultWriter {
 public:
     // output is a directory, made when it is needed, or "-" for standard output, which only one
-    // key of one file can go to. files are those of the command line: several get a directory each.
-    CsvWriter(const std::string& output, const std::vector<std::string>& files)
-        : mFiles(output, files), mDirectories(ResultFiles::Directories(files)) {}
+    // key of one file can go to. files are those of the command line, which no output may replace.
+    CsvWriter(const std::string& output, const std::vector<std::string>& files,
+              Existing existing = Existing::Refuse)
+        : mFiles(output, files, existing) {}
 
     void BeginFile(const FileHeader& header) override;
     void Write(std::size_t key, const Result& result) override;
@@ -25,8 +26,8 @@ public:
     void Finish() override {}
 
 private:
-    ResultFiles mFiles;                    // one per key
-    std::vector<std::string> mDirectories; // by index of file
+    ResultFiles mFiles; // one per key
+    std::string mRowEnd;
     float mMinStrength = 0;
 };
 

@@ -30,11 +30,11 @@ std::vector<std::string> EventFormat::Columns(const KeyInfo& info) const {
 }
 
 void EventFormat::AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                            float minStrength) const {
-    for (const Event& event : StrongEvents(result, channel, minStrength)) {
+                            const CsvRows& rows) const {
+    for (const Event& event : StrongEvents(result, channel, rows.minStrength)) {
         AppendEntryStart(buffer, event.timeSeconds, result, channel);
         AppendFields(buffer, event.strength);
-        buffer.push_back('\n');
+        buffer.append(rows.end);
     }
 }
 

@@ -15,7 +15,7 @@ public:
     std::vector<std::string> Columns(const KeyInfo& info) const override;
     bool HasRowPerEntry() const override { return true; }
     void AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                   float minStrength) const override;
+                   const CsvRows& rows) const override;
 };
 
 } // namespace qel::tool

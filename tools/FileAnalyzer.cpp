@@ -4,6 +4,7 @@
 #include "tools/ChannelMixer.h"
 #include "tools/Interrupt.h"
 #include "tools/KeyList.h"
+#include "tools/StreamAnalysis.h"
 #include "tools/ToolError.h"
 
 #include <QelAudioAnalysis/Analyzer.hpp>
@@ -12,11 +13,12 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <limits>
-#include <numeric>
 #include <set>
 
 namespace qel::tool {
 namespace {
+
+constexpr int kHighestRateHz = 768000; // of converters in use
 
 std::vector<std::string> NamesOf(const std::vector<const KeyInfo*>& keys) {
     std::vector<std::string> names;
@@ -46,9 +48,9 @@ using Keys = std::set<const KeyInfo*>;
 
 // The analyzer may also deliver keys of the same group that nobody asked for: those are dropped.
 // Whatever key has a result is added to delivered.
-void ConnectWriter(Analyzer& analyzer, const AnalysisPlan& plan, ResultWriter& writer,
+void ConnectWriter(StreamAnalysis& analysis, const AnalysisPlan& plan, ResultWriter& writer,
                    Keys& delivered) {
-    analyzer.onResult([&plan, &writer, &delivered](const Result& result) {
+    analysis.OnResult([&plan, &writer, &delivered](const Result& result) {
         const auto found = std::find(plan.keys.begin(), plan.keys.end(), result.info());
         if (found != plan.keys.end()) {
             delivered.insert(result.info());
@@ -57,22 +59,12 @@ void ConnectWriter(Analyzer& analyzer, const AnalysisPlan& plan, ResultWriter& w
     });
 }
 
-// Ends the stream. Audio may well be without a tempo or a meter: that is told by the returned
-// status, and is no reason to drop what else was found.
-SInt32 FinishStream(Analyzer& analyzer, ProgressBar& progress) {
-    try {
-        analyzer.finish([&progress](float percent) {
-            Interrupt::Check();
-            progress.Finishing(percent);
-            return true;
-        });
-    } catch (const Error& error) {
-        if (error.status() != kStatusNoTempo && error.status() != kStatusNoMeter) {
-            throw;
-        }
-        return error.status();
-    }
-    return 0;
+SInt32 FinishStream(StreamAnalysis& analysis, ProgressBar& progress) {
+    return analysis.Finish([&progress](float percent) {
+        Interrupt::Check();
+        progress.Finishing(percent);
+        return true;
+    });
 }
 
 // The whole-stream keys without a result, and why. The status is that of the last group of keys, so
@@ -93,83 +85,54 @@ std::string DescribeMissing(const AnalysisPlan& plan, const Keys& delivered, SIn
                         : fmt::format("{}; {}", statusText(status), keys);
 }
 
-// What the samples of every push but the last one must be a multiple of.
-std::uint32_t PushMultiple(const AnalysisPlan& plan) {
-    std::uint32_t multiple = 1;
-    for (const KeyInfo* info : plan.keys) {
-        multiple = std::lcm(multiple, info->pushMultiple);
-    }
-    return multiple;
-}
-
-// Pushes a block. What goes beyond whole multiples at the end of a file comes in a push of its own,
-// which is for those keys that take it.
-void Push(Analyzer& analyzer, std::span<const float* const> channels, std::size_t count,
-          std::uint32_t multiple) {
-    const std::size_t rest = count % multiple;
-    const std::size_t whole = count - rest;
-    if (whole != 0) {
-        analyzer.push(channels, whole);
-    }
-    if (rest == 0) {
-        return;
-    }
-    std::vector<const float*> ends(channels.begin(), channels.end());
-    for (const float*& end : ends) {
-        end += whole;
-    }
-    try {
-        analyzer.push(std::span<const float* const>(ends), rest);
-    } catch (const Error& error) {
-        if (error.status() != kAudioAnalysisErr_BadFormat) {
-            throw;
-        }
-    }
-}
-
-FileHeader DescribeFile(const AnalysisPlan& plan, const std::string& path, std::size_t index,
-                        const AudioDecoder& decoder, const Analyzer& analyzer) {
+FileHeader DescribeFile(const AnalysisPlan& plan, const std::string& path,
+                        const AudioDecoder& decoder, std::size_t channels,
+                        const StreamAnalysis& analysis) {
     FileHeader header;
     header.path = path;
-    header.index = index;
     header.sampleRateHz = decoder.SampleRateHz();
     header.fileChannels = decoder.Channels();
-    header.analyzedChannels = analyzer.setup().channels;
+    header.analyzedChannels = channels;
     header.mix = plan.mix;
     header.blockSamples = plan.blockSamples;
     header.parameters = plan.parameters;
     header.minStrength = plan.minStrength;
     for (const KeyInfo* info : plan.keys) {
-        header.keys.push_back({info, analyzer.metaData(std::string(info->key))});
+        header.keys.push_back({info, analysis.MetaData(*info)});
     }
     return header;
 }
 
-FileSummary Run(const AnalysisPlan& plan, const std::string& path, std::size_t index,
-                ResultWriter& writer, ProgressBar& progress) {
-    AudioDecoder decoder(path);
-    ChannelMixer mixer(decoder.Channels(), plan.blockSamples, plan.mix);
-    Analyzer analyzer(NamesOf(plan.keys),
-                      {.sampleRateHz = static_cast<double>(decoder.SampleRateHz()),
-                       .channels = static_cast<std::uint32_t>(mixer.OutputChannels()),
-                       .maxFrames = plan.blockSamples,
-                       .lengthFrames = LengthFor(plan, path, decoder)});
-    for (const auto& [name, value] : plan.parameters) {
-        analyzer.setParameter(name, value);
+// Beyond it, tables that some keys need take half a minute to make, and no audio is made.
+void RefuseRate(int rateHz) {
+    if (rateHz > kHighestRateHz) {
+        throw ToolError(fmt::format("the sample rate of {} Hz is above the highest one, {} Hz",
+                                    rateHz, kHighestRateHz));
     }
+}
+
+FileSummary Run(const AnalysisPlan& plan, const std::string& path, ResultWriter& writer,
+                ProgressBar& progress) {
+    AudioDecoder decoder(path);
+    RefuseRate(decoder.SampleRateHz());
+    ChannelMixer mixer(decoder.Channels(), plan.blockSamples, plan.mix);
+    StreamAnalysis analysis(plan.keys, plan.parameters,
+                            {.sampleRateHz = static_cast<double>(decoder.SampleRateHz()),
+                             .channels = static_cast<std::uint32_t>(mixer.OutputChannels()),
+                             .maxFrames = plan.blockSamples,
+                             .lengthFrames = LengthFor(plan, path, decoder)});
     Keys delivered;
-    ConnectWriter(analyzer, plan, writer, delivered);
-    writer.BeginFile(DescribeFile(plan, path, index, decoder, analyzer));
+    ConnectWriter(analysis, plan, writer, delivered);
+    writer.BeginFile(DescribeFile(plan, path, decoder, mixer.OutputChannels(), analysis));
     progress.Begin(path, decoder.ExpectedFrames(), decoder.SampleRateHz());
 
     FileSummary summary;
     while (const std::size_t count = decoder.Read(mixer.Input(), plan.blockSamples)) {
-        Interrupt::Check();
-        Push(analyzer, mixer.Mix(count), count, PushMultiple(plan));
+        analysis.Push(mixer.Mix(count), count);
         summary.frames += static_cast<std::int64_t>(count);
         progress.Advance(summary.frames);
     }
-    summary.missing = DescribeMissing(plan, delivered, FinishStream(analyzer, progress));
+    summary.missing = DescribeMissing(plan, delivered, FinishStream(analysis, progress));
     summary.decoder = decoder.Report();
     writer.EndFile(summary);
     return summary;
@@ -204,10 +167,10 @@ void CheckParameters(const AnalysisPlan& plan) {
     }
 }
 
-FileSummary AnalyzeFile(const AnalysisPlan& plan, const std::string& path, std::size_t index,
-                        ResultWriter& writer, ProgressBar& progress) {
+FileSummary AnalyzeFile(const AnalysisPlan& plan, const std::string& path, ResultWriter& writer,
+                        ProgressBar& progress) {
     try {
-        return Run(plan, path, index, writer, progress);
+        return Run(plan, path, writer, progress);
     } catch (const Error& error) {
         throw ToolError(error.what());
     }

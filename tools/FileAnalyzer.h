@@ -32,7 +32,7 @@ void CheckParameters(const AnalysisPlan& plan);
 // OutputError where the writer cannot go on.
 //
 // Returns what was done, for warnings.
-FileSummary AnalyzeFile(const AnalysisPlan& plan, const std::string& path, std::size_t index,
-                        ResultWriter& writer, ProgressBar& progress);
+FileSummary AnalyzeFile(const AnalysisPlan& plan, const std::string& path, ResultWriter& writer,
+                        ProgressBar& progress);
 
 } // namespace qel::tool

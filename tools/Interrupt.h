@@ -1,14 +1,41 @@
 #pragma once
 
+#include <csignal>
+
 namespace qel::tool {
 
 // Turns the signals that ask a program to end into a question it can ask itself, so that unfinished
 // files are removed on the way out.
+//
+// A second signal does not wait for the question: its handler removes the unfinished files
+// (Remnants) and ends the program.
 class Interrupt {
 public:
     // Thrown where the question was answered with yes.
     struct Requested {
         int signal;
+    };
+
+    // As long as one lives, the first signal ends the program from within its handler, as a second
+    // one does: for work that takes long and cannot ask.
+    class AtOnce {
+    public:
+        AtOnce(); // throws Requested if a signal has come already
+        ~AtOnce();
+        AtOnce(const AtOnce&) = delete;
+        AtOnce& operator=(const AtOnce&) = delete;
+    };
+
+    // As long as one lives, signals wait: for steps that no handler may come between. Short ones.
+    class Hold {
+    public:
+        Hold();
+        ~Hold();
+        Hold(const Hold&) = delete;
+        Hold& operator=(const Hold&) = delete;
+
+    private:
+        sigset_t mOld;
     };
 
     // Takes SIGINT, SIGTERM and SIGHUP over, and lets a closed pipe show as an error of write. From

@@ -65,6 +65,11 @@ Json DescribeKey(const AnalyzedKey& key) {
 
 } // namespace
 
+// Of what is no path, none.
+std::optional<std::filesystem::path> JsonWriter::DirectoryOf(const std::string& path) {
+    return path == "-" ? std::nullopt : std::optional(std::filesystem::path(path).parent_path());
+}
+
 void JsonWriter::BeginFile(const FileHeader& header) {
     mHeader = header;
     mResults.clear();

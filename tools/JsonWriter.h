@@ -1,10 +1,12 @@
 #pragma once
 
 #include "tools/AtomicFile.h"
+#include "tools/OutputDirectory.h"
 #include "tools/ResultWriter.h"
 #include "tools/SpillFile.h"
 
 #include <deque>
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -15,8 +17,10 @@ namespace qel::tool {
 // length of the audio.
 class JsonWriter : public ResultWriter {
 public:
-    // path is a file's, or "-" for standard output. Throws OutputError.
-    explicit JsonWriter(const std::string& path) : mOutput(path) {}
+    // path is a file's, whose directory is made if it is not there, or "-" for standard output.
+    // Throws OutputError, or OutputExists if a file stands there that is to stay.
+    explicit JsonWriter(const std::string& path, Existing existing = Existing::Refuse)
+        : mDirectory(DirectoryOf(path)), mOutput(path, existing) {}
 
     void BeginFile(const FileHeader& header) override;
     void Write(std::size_t key, const Result& result) override;
@@ -31,9 +35,11 @@ private:
         std::uint64_t count = 0;
     };
 
+    static std::optional<std::filesystem::path> DirectoryOf(const std::string& path);
     void BeginEntry();
     void WriteKey(std::size_t key);
 
+    std::optional<OutputDirectory> mDirectory; // outlives the file
     AtomicFile mOutput;
     FileHeader mHeader;
     std::deque<KeyResults> mResults; // by index of mHeader.keys

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <string_view>
 
 namespace qel::tool {
@@ -70,12 +69,11 @@ void LabelWriter::BeginFile(const FileHeader& header) {
     mHeader = header;
     mEvents.Clear();
     mRegions.Clear();
-    const std::filesystem::path directory = mDirectories.at(header.index);
+    mFiles.Begin(header.path);
     for (const AnalyzedKey& key : header.keys) {
         for (std::size_t c = 0; c < header.analyzedChannels; ++c) {
-            mFiles.Add(directory /
-                       (ResultFiles::KeyName(key.info->key) +
-                        ResultFiles::ChannelSuffix(c, header.analyzedChannels) + ".txt"));
+            mFiles.Add(ResultFiles::KeyName(key.info->key) +
+                       ResultFiles::ChannelSuffix(c, header.analyzedChannels) + ".txt");
         }
     }
 }

@@ -16,10 +16,11 @@ namespace qel::tool {
 class LabelWriter : public ResultWriter {
 public:
     // output is a directory, made when it is needed, or "-" for standard output, which only one
-    // key of one file of one channel can go to. files are those of the command line: several get a
-    // directory each.
-    LabelWriter(const std::string& output, const std::vector<std::string>& files)
-        : mFiles(output, files), mDirectories(ResultFiles::Directories(files)) {}
+    // key of one file of one channel can go to. files are those of the command line, which no
+    // output may replace.
+    LabelWriter(const std::string& output, const std::vector<std::string>& files,
+                Existing existing = Existing::Refuse)
+        : mFiles(output, files, existing) {}
 
     void BeginFile(const FileHeader& header) override;
     void Write(std::size_t key, const Result& result) override;
@@ -32,7 +33,6 @@ private:
     void WriteTrack(TextSink& sink, const KeyInfo& info, std::size_t channel) const;
 
     ResultFiles mFiles;
-    std::vector<std::string> mDirectories; // by index of file
     FileHeader mHeader;
     EventCollector mEvents;
     RegionCollector mRegions;

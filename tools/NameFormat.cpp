@@ -28,7 +28,7 @@ std::vector<std::string> NameFormat::Columns(const KeyInfo& info) const {
 }
 
 void NameFormat::AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                           float) const {
+                           const CsvRows&) const {
     fmt::format_to(std::back_inserter(buffer), ",{}", CsvText(result.name(channel)));
 }
 

@@ -31,7 +31,7 @@ std::vector<std::string> NumberFormat::Columns(const KeyInfo& info) const {
 }
 
 void NumberFormat::AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                             float) const {
+                             const CsvRows&) const {
     AppendFields(buffer, result.floats(channel));
 }
 

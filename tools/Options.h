@@ -30,6 +30,7 @@ struct AnalyzeOptions {
     std::uint32_t blockSamples = 4096;
     bool allKeys = false;
     bool quiet = false;
+    bool overwrite = false;
 };
 
 // Splits "NAME=VALUE"; the value is a finite decimal number with a point. Throws UsageError.

@@ -43,7 +43,7 @@ std::vector<std::string> PairFormat::Columns(const KeyInfo& info) const {
 }
 
 void PairFormat::AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                           float) const {
+                           const CsvRows&) const {
     AppendFields(buffer, result.floats(channel));
 }
 

@@ -15,7 +15,7 @@ public:
                     float minStrength) const override;
     std::vector<std::string> Columns(const KeyInfo& info) const override;
     void AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                   float minStrength) const override;
+                   const CsvRows& rows) const override;
 };
 
 } // namespace qel::tool

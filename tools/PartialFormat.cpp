@@ -32,12 +32,12 @@ std::vector<std::string> PartialFormat::Columns(const KeyInfo& info) const {
 }
 
 void PartialFormat::AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                              float) const {
+                              const CsvRows& rows) const {
     for (const Partial& partial : result.partials(channel)) {
         AppendEntryStart(buffer, result.timeSeconds(), result, channel);
         AppendFields(buffer, partial.bin, partial.frequencyHz, partial.magnitude,
                      partial.phaseRadians, partial.timeFrames);
-        buffer.push_back('\n');
+        buffer.append(rows.end);
     }
 }
 

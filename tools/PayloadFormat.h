@@ -11,6 +11,12 @@
 
 namespace qel::tool {
 
+// What the rows of a table of CSV have in common.
+struct CsvRows {
+    float minStrength = 0; // weaker events are left out
+    std::string_view end;  // what every row closes with, its line feed included
+};
+
 // What the tool says about payloads of one kind, and how it writes them: everything that the
 // commands and writers need to know of a kind. A new kind is a class of its own and a line in
 // FormatOf.
@@ -42,10 +48,10 @@ public:
     // with its channels side by side.
     virtual bool HasRowPerEntry() const { return false; }
 
-    // What a channel adds to CSV: its fields, each behind a comma, or whole rows if there is one
-    // per entry. Weak events are left out.
+    // What a channel adds to CSV: its fields, each behind a comma, or whole rows with their ends if
+    // there is one per entry.
     virtual void AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                           float minStrength) const = 0;
+                           const CsvRows& rows) const = 0;
 };
 
 // The format of a key's payload.

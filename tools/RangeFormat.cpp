@@ -23,7 +23,7 @@ void RangeFormat::AppendJson(fmt::memory_buffer& buffer, const Result& result, s
 }
 
 void RangeFormat::AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                            float) const {
+                            const CsvRows&) const {
     AppendFields(buffer, std::span<const float>(NumbersOf(result.range(channel))));
 }
 

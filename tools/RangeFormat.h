@@ -10,7 +10,7 @@ public:
     void AppendJson(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
                     float minStrength) const override;
     void AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                   float minStrength) const override;
+                   const CsvRows& rows) const override;
 };
 
 } // namespace qel::tool

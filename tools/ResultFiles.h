@@ -2,50 +2,48 @@
 
 #include "tools/AtomicFile.h"
 #include "tools/FileIdentities.h"
+#include "tools/OutputDirectory.h"
 
 #include <cstddef>
 #include <deque>
-#include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace qel::tool {
 
-// The output files that one file of audio gets below a directory: they get their names together,
-// when all of them are complete. Directories are made when they are needed, and taken away again if
-// nothing came into them.
+// The output files that one input gets, in a directory of its own (OutputName) below that of
+// --output. They get their names together, when all of them are complete. Directories are made when
+// they are needed, and taken away again if nothing came into them.
 class ResultFiles {
 public:
     // output is a directory, or "-" for standard output. inputs are the files of audio, which no
     // output may replace.
-    explicit ResultFiles(std::string output, const std::vector<std::string>& inputs = {})
-        : mOutput(std::move(output)), mInputs(inputs) {}
-    ~ResultFiles() { Drop(); }
+    explicit ResultFiles(std::string output, const std::vector<std::string>& inputs = {},
+                         Existing existing = Existing::Refuse)
+        : mOutput(std::move(output)), mInputs(inputs), mExisting(existing) {}
     ResultFiles(const ResultFiles&) = delete;
     ResultFiles& operator=(const ResultFiles&) = delete;
 
-    // Opens one more file, at a path below the directory; with "-", standard output whatever the
-    // path. Throws OutputError.
-    void Add(const std::filesystem::path& path);
+    // Begins the files of an input. Throws OutputError.
+    void Begin(const std::string& input);
+
+    // Opens one more file in the directory of the input; with "-", standard output whatever the
+    // name. Throws OutputError, or OutputExists if a file stands there that is to stay.
+    void Add(const std::string& name);
 
     // The file that was opened as number index, counting from 0.
     TextSink& Sink(std::size_t index) { return mFiles[index].Sink(); }
 
-    // Completes all files, and forgets them. Throws OutputError or ClosedPipe.
+    // Completes all files, and forgets them. Throws OutputError, ClosedPipe,
+    // Interrupt::Requested, or OutputExists if a file has appeared meanwhile and is to stay; then
+    // none of the new files is there.
     void Commit();
 
     // Drops all files that were not completed, and the directories made for nothing.
     void Drop();
-
-    // Names of several inputs that can stand side by side in a directory: their own, with "-2" and
-    // so on behind those that were taken already. Capitals make no difference, for file systems
-    // where they do not.
-    static std::vector<std::string> UniqueNames(const std::vector<std::string>& files);
-
-    // Directories of inputs whose outputs are named after keys: none for one input alone, else the
-    // names above.
-    static std::vector<std::string> Directories(const std::vector<std::string>& files);
 
     // "generic spectrum properties" becomes "generic-spectrum-properties".
     static std::string KeyName(std::string_view key);
@@ -55,11 +53,13 @@ public:
     static std::string ChannelSuffix(std::size_t channel, std::size_t channels);
 
 private:
-    void MakeDirectory(const std::filesystem::path& directory);
+    void Publish();
 
     std::string mOutput;
     FileIdentities mInputs;
-    std::vector<std::filesystem::path> mMade;
+    Existing mExisting;
+    std::filesystem::path mPath;               // directory of the input
+    std::optional<OutputDirectory> mDirectory; // outlives the files
     std::deque<AtomicFile> mFiles;
 };
 

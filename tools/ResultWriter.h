@@ -22,7 +22,6 @@ struct AnalyzedKey {
 // What is known of a file before it is analyzed.
 struct FileHeader {
     std::string path;
-    std::size_t index = 0; // place among the files of the command line
     int sampleRateHz = 0;
     std::size_t fileChannels = 0;
     std::size_t analyzedChannels = 0;

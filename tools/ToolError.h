@@ -30,6 +30,13 @@ public:
     explicit OutputError(const std::string& message) : ToolError(message) {}
 };
 
+// A file stands in the place of an output, and nobody said that it may be replaced.
+class OutputExists : public ToolError {
+public:
+    explicit OutputExists(const std::string& path)
+        : ToolError(path + " exists already; --overwrite replaces it") {}
+};
+
 // Whoever read standard output has gone. Nothing is said about it.
 class ClosedPipe : public OutputError {
 public:

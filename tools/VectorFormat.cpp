@@ -49,7 +49,7 @@ std::vector<std::string> VectorFormat::Columns(const KeyInfo& info) const {
 }
 
 void VectorFormat::AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                             float) const {
+                             const CsvRows&) const {
     AppendFields(buffer, result.floats(channel));
 }
 
