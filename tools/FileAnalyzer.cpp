@@ -13,6 +13,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <limits>
+#include <new>
 #include <set>
 
 namespace qel::tool {
@@ -154,6 +155,10 @@ void CheckParameters(const AnalysisPlan& plan) {
     for (const auto& [name, value] : plan.parameters) {
         try {
             analyzer.setParameter(name, value);
+            analyzer.reset(); // where a value takes effect
+        } catch (const std::bad_alloc&) {
+            throw UsageError(fmt::format(
+                "parameter \"{}\" cannot be {}: it takes more memory than there is", name, value));
         } catch (const Error& error) {
             if (error.status() != kAudioAnalysisErr_UnknownProperty) {
                 throw UsageError(error.what());

@@ -95,8 +95,7 @@ int TemporaryFile::KeepOpen(int descriptor) {
 }
 
 int TemporaryFile::Link(const char* target) const {
-    return ErrorOf(
-        linkat(AT_FDCWD, PathOf(mKept).c_str(), AT_FDCWD, target, AT_SYMLINK_FOLLOW));
+    return ErrorOf(linkat(AT_FDCWD, PathOf(mKept).c_str(), AT_FDCWD, target, AT_SYMLINK_FOLLOW));
 }
 
 // Some file systems know a rename that replaces nothing, others know hard links.

@@ -1,5 +1,6 @@
 // What goes wrong with label tracks and beat annotations.
 #include "tests/tools/ChildProcess.h"
+#include "tests/tools/OutputPaths.h"
 #include "tests/tools/TempDirectory.h"
 #include "tests/tools/TestAudio.h"
 
@@ -144,16 +145,17 @@ TEST_F(AnalyzeAnnotationFailureTest, AReaderThatHasGoneIsNoReasonToComplain) {
 }
 
 TEST_F(AnalyzeAnnotationFailureTest, AnOldOutputStaysUntilTheNewOneIsComplete) {
-    std::filesystem::create_directory(mOut);
-    const std::string old = mDirectory.File("out/music.wav.beats.txt");
+    const std::string old = OutputPath(mOut, mInput, "beats.txt");
+    std::filesystem::create_directories(std::filesystem::path(old).parent_path());
     WriteFile(old, "old");
     ChildSetup small = mSetup;
     small.largestFile = 100;
-    EXPECT_EQ(Analyze({"--format", "beats", "--output", mOut}, small).status, 1);
+    const Strings arguments{"--format", "beats", "--overwrite", "--output", mOut};
+    EXPECT_EQ(Analyze(arguments, small).status, 1);
     EXPECT_EQ(ReadFile(old), "old");
-    EXPECT_EQ(Analyze({"--format", "beats", "--output", mOut}, mSetup).status, 0);
+    EXPECT_EQ(Analyze(arguments, mSetup).status, 0);
     EXPECT_NE(ReadFile(old), "old");
-    EXPECT_EQ(mDirectory.Entries("out"), Strings{"music.wav.beats.txt"});
+    EXPECT_EQ(mDirectory.Entries("out/" + OutputName(mInput)), Strings{"beats.txt"});
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // Label tracks and beat annotations from files, held against the JSON of the same files.
 #include "tests/tools/ChildProcess.h"
+#include "tests/tools/OutputPaths.h"
 #include "tests/tools/TempDirectory.h"
 #include "tests/tools/TestAudio.h"
 
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <iterator>
 #include <sstream>
 #include <string>
@@ -70,8 +72,11 @@ protected:
         return Json::parse(TextOf(more))["files"][0]["keys"][key]["values"][0];
     }
 
+    // The outputs of the file.
+    Strings Outputs() const { return mDirectory.Entries("out/" + OutputName(mPath)); }
+
     std::string Output(const std::string& name) const {
-        return ReadFile(mDirectory.File("out/" + name));
+        return ReadFile(OutputPath(mDirectory.File("out"), mPath, name));
     }
 
     TempDirectory mDirectory;
@@ -125,7 +130,7 @@ TEST_F(AnalyzeAnnotationTest, LabelsAreTheEventsOfTheJson) {
     Write({Drums(12, 120, 3)});
     const std::string out = mDirectory.File("out");
     TextOf({"--format", "labels", "--keys", "beat data,down beat data", "--output", out});
-    EXPECT_EQ(mDirectory.Entries("out"), (Strings{"beat-data.txt", "down-beat-data.txt"}));
+    EXPECT_EQ(Outputs(), (Strings{"beat-data.txt", "down-beat-data.txt"}));
     const Json beats = EventsOf("beat data")[0];
     const Json downBeats = EventsOf("down beat data")[0];
     Rows labels = RowsOf(Output("beat-data.txt"));
@@ -165,10 +170,10 @@ TEST_F(AnalyzeAnnotationTest, LabelsWithoutKeysAreOfAllKeysWithEventsOrANamePerF
     std::sort(expected.begin(), expected.end());
     EXPECT_GE(expected.size(), 3u);
     for (const Strings& choice : {Strings{}, Strings{"--all"}}) {
-        Strings arguments{"--format", "labels", "--output", mDirectory.File("out")};
+        Strings arguments{"--format", "labels", "--overwrite", "--output", mDirectory.File("out")};
         arguments.insert(arguments.end(), choice.begin(), choice.end());
         EXPECT_EQ(Analyze(arguments).status, 0);
-        EXPECT_EQ(mDirectory.Entries("out"), expected);
+        EXPECT_EQ(Outputs(), expected);
     }
 }
 
@@ -190,20 +195,22 @@ TEST_F(AnalyzeAnnotationTest, SeveralFilesHaveOutputsOfTheirOwn) {
     Write({Drums(4, 120, 3)});
     const std::string missing = mDirectory.File("missing.wav");
     const std::string out = mDirectory.File("out");
-    const ChildResult beats = Analyze({missing, mPath, "--format", "beats", "--output", out});
+    const std::string other = mDirectory.File("other/music.wav");
+    std::filesystem::create_directory(mDirectory.File("other"));
+    std::filesystem::copy_file(mPath, other);
+    const ChildResult beats = Analyze({missing, other, "--format", "beats", "--output", out});
     EXPECT_EQ(beats.status, 1);
     EXPECT_EQ(beats.err, "qel: " + missing + ": No such file or directory\n");
-    EXPECT_EQ(mDirectory.Entries("out"), (Strings{"music.wav-2.beats.txt", "music.wav.beats.txt"}));
-    EXPECT_NE(Output("music.wav.beats.txt"), "");
-    EXPECT_EQ(Output("music.wav.beats.txt"), Output("music.wav-2.beats.txt"));
-    const std::string tracks = mDirectory.File("tracks");
+    EXPECT_EQ(mDirectory.Entries("out").size(), 4u);
+    EXPECT_NE(Output("beats.txt"), "");
+    EXPECT_EQ(Output("beats.txt"), ReadFile(OutputPath(out, other, "beats.txt")));
+    // The same directories take the outputs of other formats.
     EXPECT_EQ(
-        Analyze({missing, mPath, "--format", "labels", "--keys", "beat data", "--output", tracks})
+        Analyze({missing, other, "--format", "labels", "--keys", "beat data", "--output", out})
             .status,
         1);
-    EXPECT_EQ(mDirectory.Entries("tracks"),
-              (Strings{"music.wav", "music.wav-2", "music.wav-2/beat-data.txt",
-                       "music.wav/beat-data.txt"}));
+    EXPECT_EQ(Outputs(), (Strings{"beat-data.txt", "beats.txt"}));
+    EXPECT_EQ(mDirectory.Entries("out").size(), 6u);
 }
 
 TEST_F(AnalyzeAnnotationTest, ChannelsThatAreKeptHaveFilesOfTheirOwn) {
@@ -217,12 +224,11 @@ TEST_F(AnalyzeAnnotationTest, ChannelsThatAreKeptHaveFilesOfTheirOwn) {
     arguments = keep;
     arguments.insert(arguments.end(), {"labels", "--keys", "beat data"});
     TextOf(arguments);
-    EXPECT_EQ(mDirectory.Entries("out"),
-              (Strings{"beat-data-ch0.txt", "beat-data-ch1.txt", "music.wav.beats-ch0.txt",
-                       "music.wav.beats-ch1.txt"}));
+    EXPECT_EQ(Outputs(), (Strings{"beat-data-ch0.txt", "beat-data-ch1.txt", "beats-ch0.txt",
+                                  "beats-ch1.txt"}));
     for (std::size_t c = 0; c < 2; ++c) {
         const std::string suffix = "-ch" + std::to_string(c) + ".txt";
-        ExpectBeats(RowsOf(Output("music.wav.beats" + suffix)), beats[c], downBeats[c]);
+        ExpectBeats(RowsOf(Output("beats" + suffix)), beats[c], downBeats[c]);
         EXPECT_EQ(RowsOf(Output("beat-data" + suffix)).size(), beats[c][0].size());
     }
     EXPECT_NE(beats[0][0], beats[1][0]);
@@ -231,7 +237,7 @@ TEST_F(AnalyzeAnnotationTest, ChannelsThatAreKeptHaveFilesOfTheirOwn) {
 TEST_F(AnalyzeAnnotationTest, AFileOfOneChannelThatIsKeptHasItsPlainName) {
     Write({Drums(4, 120, 3)});
     TextOf({"--format", "beats", "--mix", "keep", "--output", mDirectory.File("out")});
-    EXPECT_EQ(mDirectory.Entries("out"), Strings{"music.wav.beats.txt"});
+    EXPECT_EQ(Outputs(), Strings{"beats.txt"});
 }
 
 TEST_F(AnalyzeAnnotationTest, WeakEventsAreLeftOutOfEveryFormat) {

@@ -1,10 +1,13 @@
 #include "tests/tools/ChildProcess.h"
+#include "tests/tools/OutputPaths.h"
 #include "tests/tools/TempDirectory.h"
 #include "tests/tools/TestAudio.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -49,9 +52,10 @@ TEST(AnalyzeCsvTest, TimesAreThoseOfTheFramesStarts) {
     const auto rows = Rows(result.out);
     // The header, and one row per frame of 1024 at steps of 512.
     ASSERT_EQ(rows.size(), 1 + (96000u - 1024) / 512 + 1);
-    EXPECT_EQ(rows[0], (Strings{"time", "spectrum difference", "spectrum flux"}));
+    EXPECT_EQ(rows[0], (Strings{"time", "spectrum difference", "spectrum flux", "file"}));
     for (std::size_t i = 1; i < rows.size(); ++i) {
-        ASSERT_EQ(rows[i].size(), 3u);
+        ASSERT_EQ(rows[i].size(), 4u);
+        EXPECT_EQ(rows[i].back(), path);
         EXPECT_DOUBLE_EQ(Number(rows[i][0]), static_cast<double>(i - 1) * 512 / kRateHz);
     }
 }
@@ -76,9 +80,9 @@ TEST(AnalyzeCsvTest, SeveralResultsOfAFrameStandAtEqualStepsInItsHop) {
     const auto rows = Rows(RunTool({"analyze", path, "--format", "csv", "--keys", "tempo"}).out);
     // The header, and two rows per frame of 1024 at steps of 512.
     ASSERT_EQ(rows.size(), 1 + 2 * ((48000u - 1024) / 512 + 1));
-    EXPECT_EQ(rows[0], (Strings{"time", "tempo"}));
+    EXPECT_EQ(rows[0], (Strings{"time", "tempo", "file"}));
     for (std::size_t i = 1; i < rows.size(); ++i) {
-        ASSERT_EQ(rows[i].size(), 2u);
+        ASSERT_EQ(rows[i].size(), 3u);
         EXPECT_DOUBLE_EQ(Number(rows[i][0]), static_cast<double>(i - 1) * 256 / kRateHz);
     }
 }
@@ -92,20 +96,28 @@ TEST(AnalyzeCsvTest, OneFileGivesOneCsvPerKey) {
                  "temporal properties,spectrum"});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(directory.Entries("out"), (Strings{"spectrum.csv", "temporal-properties.csv"}));
+    EXPECT_EQ(directory.Entries("out/" + OutputName(path)),
+              (Strings{"spectrum.csv", "temporal-properties.csv"}));
 }
 
 TEST(AnalyzeCsvTest, SeveralFilesGetADirectoryEach) {
     const TempDirectory directory;
     const std::string path = directory.File("sine.wav");
     WriteFloatWav(path, kRateHz, {Sine(2048, 48, 0.5)});
+    const std::string other = directory.File("deeper/sine.wav");
+    std::filesystem::create_directory(directory.File("deeper"));
+    std::filesystem::copy_file(path, other);
     const ChildResult result =
-        RunTool({"analyze", path, directory.File("missing.wav"), path, "--format", "csv",
+        RunTool({"analyze", path, directory.File("missing.wav"), other, "--format", "csv",
                  "--output", directory.File("out"), "--keys", "spectrum"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(
-        directory.Entries("out"),
-        (Strings{"sine.wav", "sine.wav-2", "sine.wav-2/spectrum.csv", "sine.wav/spectrum.csv"}));
+    Strings expected;
+    for (const std::string& input : {path, other}) {
+        expected.push_back(OutputName(input));
+        expected.push_back(OutputName(input) + "/spectrum.csv");
+    }
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(directory.Entries("out"), expected);
 }
 
 TEST(AnalyzeCsvTest, PairsAndChannelsAreNumbered) {
@@ -116,11 +128,12 @@ TEST(AnalyzeCsvTest, PairsAndChannelsAreNumbered) {
         RunTool({"analyze", path, "--format", "csv", "--keys", "spectrum", "--mix", "keep"});
     const auto rows = Rows(result.out);
     ASSERT_EQ(rows.size(), 4u);
-    ASSERT_EQ(rows[0].size(), 1 + 2 * 1024u);
+    ASSERT_EQ(rows[0].size(), 1 + 2 * 1024u + 1);
     EXPECT_EQ(Strings(rows[0].begin(), rows[0].begin() + 4),
               (Strings{"time", "real_0_ch0", "imag_0_ch0", "real_1_ch0"}));
     EXPECT_EQ(rows[0][1025], "real_0_ch1");
-    EXPECT_EQ(rows[0].back(), "imag_511_ch1");
+    EXPECT_EQ(rows[0][2048], "imag_511_ch1");
+    EXPECT_EQ(rows[0].back(), "file");
     // The second channel is half the first, and halving is exact: so is every one of its figures.
     for (std::size_t i = 1; i <= 1024; ++i) {
         EXPECT_EQ(Single(rows[1][i + 1024]), Single(rows[1][i]) / 2) << rows[0][i];
@@ -134,7 +147,7 @@ TEST(AnalyzeCsvTest, AudioShorterThanAFrameGivesTheHeaderAlone) {
     const ChildResult result =
         RunTool({"analyze", path, "--format", "csv", "--keys", "spectrum flux properties"});
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "time,spectrum difference,spectrum flux\n");
+    EXPECT_EQ(result.out, "time,spectrum difference,spectrum flux,file\n");
 }
 
 } // namespace

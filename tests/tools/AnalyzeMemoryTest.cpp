@@ -1,4 +1,5 @@
 #include "tests/tools/ChildProcess.h"
+#include "tests/tools/OutputPaths.h"
 #include "tests/tools/TempDirectory.h"
 #include "tests/tools/TestAudio.h"
 
@@ -38,11 +39,12 @@ TEST(AnalyzeMemoryTest, CsvOfALongFileTakesNoMoreMemoryThanOfAShortOne) {
         GTEST_SKIP() << "the checker's own memory grows with the work done";
     }
     const TempDirectory directory;
-    const std::vector<std::string> output{"--format", "csv", "--output", directory.File("out")};
+    const std::vector<std::string> output{"--format", "csv", "--overwrite", "--output",
+                                          directory.File("out")};
     const long one = PeakKilobytes(directory, 1, output);
     const long twenty = PeakKilobytes(directory, 20, output);
-    const auto bytes =
-        std::filesystem::file_size(directory.File("out/generic-spectrum-properties.csv"));
+    const auto bytes = std::filesystem::file_size(OutputPath(
+        directory.File("out"), directory.File("noise.wav"), "generic-spectrum-properties.csv"));
     EXPECT_GT(static_cast<long>(bytes), kLeastResultBytes);
     EXPECT_LT(twenty - one, kAllowedGrowthKilobytes) << one << " kB and " << twenty << " kB";
 }
@@ -52,7 +54,7 @@ TEST(AnalyzeMemoryTest, JsonOfALongFileTakesNoMoreMemoryThanOfAShortOne) {
         GTEST_SKIP() << "the checker's own memory grows with the work done";
     }
     const TempDirectory directory;
-    const std::vector<std::string> output{"--output", directory.File("out.json")};
+    const std::vector<std::string> output{"--overwrite", "--output", directory.File("out.json")};
     const long one = PeakKilobytes(directory, 1, output);
     const long twenty = PeakKilobytes(directory, 20, output);
     EXPECT_GT(static_cast<long>(std::filesystem::file_size(directory.File("out.json"))),

@@ -1,5 +1,6 @@
 // Keys whose results are names, in every format, from chords whose keys are known.
 #include "tests/tools/ChildProcess.h"
+#include "tests/tools/OutputPaths.h"
 #include "tests/tools/TempDirectory.h"
 #include "tests/tools/TestAudio.h"
 
@@ -8,6 +9,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <fmt/format.h>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -62,6 +64,10 @@ protected:
         return Json::parse(Analyze(planes, key, more))["files"][0]["keys"][key];
     }
 
+    std::string Output(const std::string& name) const {
+        return OutputPath(mDirectory.File("out"), mDirectory.File("chords.wav"), name);
+    }
+
     TempDirectory mDirectory;
 };
 
@@ -92,10 +98,11 @@ TEST_F(AnalyzeNamesTest, CsvHasTheNameAsAField) {
     const Strings lines =
         LinesOf(Analyze({MajorChord(kSecond, 7)}, "dominant key", {"--format", "csv"}));
     ASSERT_EQ(lines.size(), 1 + (kSecond - kFrame) / kHop + 1);
-    EXPECT_EQ(lines[0], "time,dominant key");
-    EXPECT_EQ(lines[1], "0,G Major");
+    const std::string end = fmt::format(",{}", mDirectory.File("chords.wav"));
+    EXPECT_EQ(lines[0], "time,dominant key,file");
+    EXPECT_EQ(lines[1], "0,G Major" + end);
     for (std::size_t i = 1; i < lines.size(); ++i) {
-        EXPECT_EQ(lines[i].substr(lines[i].find(',')), ",G Major");
+        EXPECT_EQ(lines[i].substr(lines[i].find(',')), ",G Major" + end);
     }
 }
 
@@ -107,7 +114,7 @@ TEST_F(AnalyzeNamesTest, TheKeyOfAllTheFileComesAlone) {
     EXPECT_EQ(key["layout"], "names");
     EXPECT_EQ(key["values"], (Json{{{"C Major"}}}));
     EXPECT_EQ(Analyze({silence}, "global key", {"--format", "csv"}),
-              "time,global key\n0,C Major\n");
+              "time,global key,file\n0,C Major," + mDirectory.File("chords.wav") + "\n");
 }
 
 TEST_F(AnalyzeNamesTest, LabelsAreTheRegionsOfEqualNames) {
@@ -145,10 +152,8 @@ TEST_F(AnalyzeNamesTest, ChannelsThatAreKeptHaveTracksOfTheirOwn) {
     Analyze({MajorChord(kFrame, 0), MajorChord(kFrame, 7)}, "dominant key",
             {"--format", "labels", "--mix", "keep", "--output", mDirectory.File("out")});
     // One frame each: 8192 samples are 0.185760 s.
-    EXPECT_EQ(ReadFile(mDirectory.File("out/dominant-key-ch0.txt")),
-              "0.000000\t0.185760\tC Major\n");
-    EXPECT_EQ(ReadFile(mDirectory.File("out/dominant-key-ch1.txt")),
-              "0.000000\t0.185760\tG Major\n");
+    EXPECT_EQ(ReadFile(Output("dominant-key-ch0.txt")), "0.000000\t0.185760\tC Major\n");
+    EXPECT_EQ(ReadFile(Output("dominant-key-ch1.txt")), "0.000000\t0.185760\tG Major\n");
 }
 
 TEST_F(AnalyzeNamesTest, TheKeyOfAllTheFileHasNoPlaceInLabels) {

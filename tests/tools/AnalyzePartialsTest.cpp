@@ -70,7 +70,7 @@ TEST_F(AnalyzePartialsTest, CsvHasTheNumbersOfTheJsonRowByRow) {
     std::string line;
     std::getline(csv, line);
     EXPECT_EQ(line, "time,channel,partial index,partial frequency Hz,partial magnitude,"
-                    "partial phase,partial time");
+                    "partial phase,partial time,file");
     for (std::size_t i = 0; i < values.size(); ++i) {
         for (std::size_t c = 0; c < 2; ++c) {
             const Json& partials = values[i][c];
@@ -81,7 +81,7 @@ TEST_F(AnalyzePartialsTest, CsvHasTheNumbersOfTheJsonRowByRow) {
                 for (std::string field; std::getline(fields, field, ',');) {
                     numbers.push_back(std::strtod(field.c_str(), nullptr));
                 }
-                ASSERT_EQ(numbers.size(), 7u);
+                ASSERT_EQ(numbers.size(), 8u); // the last one is the path
                 EXPECT_DOUBLE_EQ(numbers[0], static_cast<double>(i) * 512 / kRateHz);
                 EXPECT_EQ(numbers[1], static_cast<double>(c));
                 for (std::size_t n = 0; n < 5; ++n) {

@@ -92,8 +92,8 @@ TEST_F(AnalyzeRangeTest, CsvHasARowWithNanWhereThereIsNone) {
     EXPECT_EQ(result.status, 0) << result.err;
     const Json& numbers = key["values"][0][0];
     ASSERT_FALSE(numbers[1].is_null());
-    EXPECT_EQ(result.out, "time,headroom,noise floor,cutoff\n0," + numbers[0].dump() + "," +
-                              numbers[1].dump() + ",nan\n");
+    EXPECT_EQ(result.out, "time,headroom,noise floor,cutoff,file\n0," + numbers[0].dump() + "," +
+                              numbers[1].dump() + ",nan," + mPath + "\n");
 }
 
 TEST_F(AnalyzeRangeTest, OtherKeysLoseNothingOfTheRest) {

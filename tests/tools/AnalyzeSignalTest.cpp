@@ -1,6 +1,7 @@
 // Signals, and audio that never ends.
 #include "tests/tools/ChildProcess.h"
 #include "tests/tools/EndlessFile.h"
+#include "tests/tools/OutputPaths.h"
 #include "tests/tools/TempDirectory.h"
 #include "tests/tools/TestAudio.h"
 
@@ -152,12 +153,14 @@ TEST_F(AnalyzeSignalTest, ASearchForTheNextPacketDoesNotHoldASignalUp) {
 
 TEST_F(AnalyzeSignalTest, FinishedFilesKeepTheirOutputsAndTheOneAtWorkLeavesNothing) {
     WriteFloatWav(mDirectory.File("one.wav"), 48000, {Sine(48000, 48, 0.5)});
-    const Strings finished{"one.wav", "one.wav/temporal-properties.csv"};
+    const std::string one = OutputName(mDirectory.File("one.wav"));
+    const Strings finished{one, one + "/temporal-properties.csv"};
+    const std::string endless = mOut + "/" + OutputName(mEndless);
     for (const int signal : {SIGINT, SIGTERM}) {
         ChildProcess child(
             Command({mDirectory.File("one.wav"), mEndless, "--format", "csv", "--output", mOut}),
             mSetup);
-        ASSERT_TRUE(Becomes([&] { return std::filesystem::exists(mOut + "/endless.wav"); }));
+        ASSERT_TRUE(Becomes([&] { return std::filesystem::exists(endless); }));
         EXPECT_GT(mDirectory.Entries("out").size(), finished.size());
         child.Send(signal);
         EXPECT_EQ(child.Wait().signal, signal);
@@ -171,9 +174,9 @@ TEST_F(AnalyzeSignalTest, AnInterruptedDocumentLeavesTheOldOne) {
     WriteFloatWav(mDirectory.File("one.wav"), 48000, {Sine(48000, 48, 0.5)});
     WriteFile(mOut, "old");
     const Strings before = mDirectory.Entries();
-    ChildProcess child(Command({mDirectory.File("one.wav"), mEndless, "--output", mOut}), mSetup);
-    ASSERT_TRUE(Becomes([&] { return mDirectory.Entries() != before; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    ChildProcess child(
+        Command({mDirectory.File("one.wav"), mEndless, "--output", mOut, "--overwrite"}), mSetup);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
     child.Send(SIGTERM);
     EXPECT_EQ(child.Wait().signal, SIGTERM);
     EXPECT_EQ(mDirectory.Entries(), before);
@@ -181,17 +184,47 @@ TEST_F(AnalyzeSignalTest, AnInterruptedDocumentLeavesTheOldOne) {
 }
 
 TEST_F(AnalyzeSignalTest, ASignalThatWasIgnoredStaysIgnored) {
-    const Strings before = mDirectory.Entries();
     // As nohup does.
     ChildProcess child({"sh", "-c", "trap '' HUP; kill -HUP $$; exec \"$0\" \"$@\"", ToolPath(),
-                        "analyze", mEndless, "--output", mOut},
+                        "analyze", mEndless, "--output", mOut + "/x.json"},
                        mSetup);
-    ASSERT_TRUE(Becomes([&] { return mDirectory.Entries() != before; }));
+    ASSERT_TRUE(Becomes([&] { return std::filesystem::exists(mOut); }));
     child.Send(SIGHUP);
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     EXPECT_GT(PeakKilobytes(child.Id()), 0) << "it is still alive";
     child.Send(SIGTERM);
     EXPECT_EQ(child.Wait().signal, SIGTERM);
+}
+
+// The tables of some keys take seconds of processor time at high sample rates.
+TEST_F(AnalyzeSignalTest, TheBeginningOfAnAnalysisDoesNotHoldASignalUp) {
+    constexpr double kSecondsAtMost = 1;
+    const std::string fast = mDirectory.File("fast.wav");
+    WriteWav(fast, 768000, {Sine(4800, 48, 0.5)});
+    for (const int signal : {SIGINT, SIGTERM}) {
+        ChildProcess child({QEL_PROGRAM, "analyze", fast, "--keys", "constant q spectrum",
+                            "--format", "csv", "--output", mOut},
+                           mSetup);
+        std::this_thread::sleep_for(std::chrono::milliseconds(400));
+        child.Send(signal);
+        const ChildResult result = child.Wait();
+        EXPECT_EQ(result.signal, signal);
+        EXPECT_LT(result.processorSeconds, kSecondsAtMost);
+        EXPECT_FALSE(std::filesystem::exists(mOut));
+    }
+}
+
+TEST_F(AnalyzeSignalTest, RatesAboveAnyConvertersAreRefusedInOneLine) {
+    const std::string fast = mDirectory.File("fast.wav");
+    const std::string fastest = mDirectory.File("fastest.wav");
+    WriteWav(fast, 768000, {Sine(4800, 48, 0.5)});
+    WriteWav(fastest, 768001, {Sine(4800, 48, 0.5)});
+    const ChildResult result =
+        RunTool({"analyze", fast, fastest, "--keys", "temporal properties"}, mSetup);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "qel: " + fastest +
+                              ": the sample rate of 768001 Hz is above the highest one, 768000 "
+                              "Hz\n");
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // Standard streams that are full, closed, or read by nobody.
 #include "tests/tools/ChildProcess.h"
+#include "tests/tools/OutputPaths.h"
 #include "tests/tools/TempDirectory.h"
 #include "tests/tools/TestAudio.h"
 
@@ -61,7 +62,8 @@ TEST_F(AnalyzeStreamsTest, NoFileTakesThePlaceOfAStandardStreamThatIsClosed) {
                                      "--format", "csv", "--output", mDirectory.File("out")},
                                     mSetup);
     EXPECT_EQ(csv.status, 1);
-    EXPECT_EQ(ReadFile(mDirectory.File("out/input.wav/temporal-properties.csv")).substr(0, 5),
+    EXPECT_EQ(ReadFile(OutputPath(mDirectory.File("out"), mInput, "temporal-properties.csv"))
+                  .substr(0, 5),
               "time,");
     EXPECT_EQ(RunTool({"nonsense"}, mSetup).status, 2);
 }

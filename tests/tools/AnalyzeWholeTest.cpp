@@ -1,5 +1,6 @@
 // Results about the whole of a file: tempo, beats, meter and down beats.
 #include "tests/tools/ChildProcess.h"
+#include "tests/tools/OutputPaths.h"
 #include "tests/tools/TempDirectory.h"
 #include "tests/tools/TestAudio.h"
 
@@ -43,6 +44,10 @@ protected:
     void ExpectWarning(const ChildResult& result, const std::string& warning) const {
         EXPECT_EQ(result.status, 0);
         EXPECT_EQ(result.err, "qel: " + mPath + ": warning: " + warning + "\n");
+    }
+
+    std::string Output(const std::string& name) const {
+        return ReadFile(OutputPath(mDirectory.File("out"), mPath, name));
     }
 
     TempDirectory mDirectory;
@@ -104,19 +109,20 @@ TEST_F(AnalyzeWholeTest, CsvHasARowPerEventAndOneForTempoAndMeter) {
     const ChildResult result =
         Analyze(kRhythm, {"--format", "csv", "--output", mDirectory.File("out")});
     EXPECT_EQ(result.status, 0) << result.err;
-    const auto tempo = RowsOf(ReadFile(mDirectory.File("out/global-tempo.csv")));
+    const auto tempo = RowsOf(Output("global-tempo.csv"));
     ASSERT_EQ(tempo.size(), 2u);
-    EXPECT_EQ(tempo[0],
-              (Strings{"time", "global tempo 1", "global tempo 2", "global tempo 1 confidence"}));
+    EXPECT_EQ(tempo[0], (Strings{"time", "global tempo 1", "global tempo 2",
+                                 "global tempo 1 confidence", "file"}));
     EXPECT_EQ(Strings(tempo[1].begin(), tempo[1].begin() + 3), (Strings{"0", "120", "60"}));
-    EXPECT_EQ(ReadFile(mDirectory.File("out/global-number-of-beats-per-bar.csv")),
-              "time,global number of beats per bar\n0,3\n");
-    const auto beats = RowsOf(ReadFile(mDirectory.File("out/beat-data.csv")));
+    EXPECT_EQ(Output("global-number-of-beats-per-bar.csv"),
+              "time,global number of beats per bar,file\n0,3," + mPath + "\n");
+    const auto beats = RowsOf(Output("beat-data.csv"));
     const Json& channel = json["beat data"]["values"][0][0];
     ASSERT_EQ(beats.size(), 1 + channel[0].size());
-    EXPECT_EQ(beats[0], (Strings{"time", "beat confidence"}));
+    EXPECT_EQ(beats[0], (Strings{"time", "beat confidence", "file"}));
     for (std::size_t i = 1; i < beats.size(); ++i) {
-        ASSERT_EQ(beats[i].size(), 2u);
+        ASSERT_EQ(beats[i].size(), 3u);
+        EXPECT_EQ(beats[i][2], mPath);
         EXPECT_EQ(std::strtod(beats[i][0].c_str(), nullptr), channel[0][i - 1]);
         EXPECT_EQ(std::strtod(beats[i][1].c_str(), nullptr), channel[1][i - 1]);
     }
@@ -130,7 +136,7 @@ TEST_F(AnalyzeWholeTest, ChannelsThatAreKeptHaveTempiAndBeatsOfTheirOwn) {
     const Json& beats = keys["beat data"]["values"][0];
     ASSERT_EQ(beats.size(), 2u);
     const auto rows = RowsOf(Analyze("beat data", {"--mix", "keep", "--format", "csv"}).out);
-    EXPECT_EQ(rows.at(0), (Strings{"time", "channel", "beat confidence"}));
+    EXPECT_EQ(rows.at(0), (Strings{"time", "channel", "beat confidence", "file"}));
     const std::size_t first = beats[0][0].size();
     ASSERT_EQ(rows.size(), 1 + first + beats[1][0].size());
     for (std::size_t i = 1; i < rows.size(); ++i) {
@@ -165,9 +171,9 @@ TEST_F(AnalyzeWholeTest, SilenceHasNoTempoAndTheFilesBehindItAreAnalyzed) {
 TEST_F(AnalyzeWholeTest, SilenceInCsvGivesTheHeadersAlone) {
     Write({std::vector<float>(4 * kRateHz)});
     const ChildResult tempo = Analyze("global tempo", {"--format", "csv"});
-    EXPECT_EQ(tempo.out, "time,global tempo 1,global tempo 2,global tempo 1 confidence\n");
+    EXPECT_EQ(tempo.out, "time,global tempo 1,global tempo 2,global tempo 1 confidence,file\n");
     EXPECT_EQ(tempo.status, 0);
-    EXPECT_EQ(Analyze("beat data", {"--format", "csv"}).out, "time,beat confidence\n");
+    EXPECT_EQ(Analyze("beat data", {"--format", "csv"}).out, "time,beat confidence,file\n");
 }
 
 TEST_F(AnalyzeWholeTest, AudioWithoutAMeterHasTheNumberZeroAndAWarning) {
@@ -175,7 +181,7 @@ TEST_F(AnalyzeWholeTest, AudioWithoutAMeterHasTheNumberZeroAndAWarning) {
     const ChildResult result = Analyze("global number of beats per bar", {"--format", "csv"});
     ExpectWarning(result,
                   "no number of beats per bar found: nothing in the audio repeats like bars");
-    EXPECT_EQ(result.out, "time,global number of beats per bar\n0,0\n");
+    EXPECT_EQ(result.out, "time,global number of beats per bar,file\n0,0," + mPath + "\n");
 }
 
 TEST_F(AnalyzeWholeTest, AllKeysOfAShortFileAreAnalyzed) {

@@ -23,7 +23,6 @@ TEST(AtomicFileTest, AppearsWhenItIsComplete) {
     file.Sink().Append("whole");
     file.Sink().Flush();
     EXPECT_FALSE(std::filesystem::exists(path));
-    EXPECT_EQ(directory.Entries().size(), 1u) << "it is written in the same directory";
     file.Commit();
     EXPECT_EQ(ReadFile(path), "whole");
     EXPECT_EQ(directory.Entries(), Strings{"out.txt"});
@@ -50,6 +49,53 @@ TEST(AtomicFileTest, TakesThePlaceOfTheOldFile) {
     file.Sink().Append("new");
     file.Commit();
     EXPECT_EQ(ReadFile(path), "new");
+}
+
+TEST(AtomicFileTest, RefusesToTakeThePlaceOfAFileThatIsToStay) {
+    const TempDirectory directory;
+    const std::string path = directory.File("out.txt");
+    AtomicFile file(path, Existing::Refuse);
+    WriteFile(path, "old");
+    EXPECT_THROW(file.Commit(), OutputExists);
+    file.Withdraw(); // nothing of its own
+    EXPECT_EQ(ReadFile(path), "old");
+    EXPECT_THROW(AtomicFile(path, Existing::Refuse), OutputExists);
+}
+
+TEST(AtomicFileTest, IsGoneWhenItIsWithdrawnWhereItReplacedNothing) {
+    const TempDirectory directory;
+    AtomicFile file(directory.File("out.txt"), Existing::Refuse);
+    file.Commit();
+    EXPECT_EQ(directory.Entries(), Strings{"out.txt"});
+    file.Withdraw();
+    EXPECT_EQ(directory.Entries(), Strings{});
+}
+
+TEST(AtomicFileTest, GetsThePermissionsOfTheFileThatItReplaces) {
+    const TempDirectory directory;
+    const std::string path = directory.File("out.txt");
+    for (const mode_t mode : {0600u, 0640u, 0444u, 0755u}) {
+        WriteFile(path, "old");
+        ASSERT_EQ(chmod(path.c_str(), mode), 0);
+        AtomicFile file(path);
+        file.Commit();
+        struct stat made {};
+        ASSERT_EQ(stat(path.c_str(), &made), 0);
+        EXPECT_EQ(made.st_mode & 07777, mode);
+        std::filesystem::remove(path);
+    }
+}
+
+TEST(AtomicFileTest, ALinkToNothingGetsItsTarget) {
+    const TempDirectory directory;
+    std::filesystem::create_directory(directory.File("below"));
+    std::filesystem::create_symlink("second", directory.File("first"));
+    std::filesystem::create_symlink("below/real", directory.File("second"));
+    AtomicFile file(directory.File("first"), Existing::Refuse);
+    file.Sink().Append("new");
+    file.Commit();
+    EXPECT_EQ(directory.Entries(), (Strings{"below", "below/real", "first", "second"}));
+    EXPECT_EQ(ReadFile(directory.File("below/real")), "new");
 }
 
 TEST(AtomicFileTest, GetsThePermissionsOfAnyNewFile) {

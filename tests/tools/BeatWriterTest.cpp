@@ -1,6 +1,7 @@
 #include "tools/BeatWriter.h"
 
 #include "tests/tools/EventResults.h"
+#include "tests/tools/OutputPaths.h"
 #include "tests/tools/TempDirectory.h"
 #include "tools/KeyList.h"
 
@@ -16,12 +17,12 @@ using Strings = std::vector<std::string>;
 
 class BeatWriterTest : public testing::Test {
 protected:
-    std::string Annotation(const std::string& name) const {
-        return ReadFile(mDirectory.File("out/" + name));
+    std::string Annotation(const std::string& name, const std::string& input = "a.wav") const {
+        return ReadFile(OutputPath(mDirectory.File("out"), input, name));
     }
 
     TempDirectory mDirectory;
-    BeatWriter mWriter{mDirectory.File("out"), {"a/song.wav", "b/song.wav"}};
+    BeatWriter mWriter{mDirectory.File("out"), {"a.wav", "b.wav"}};
     const std::vector<const KeyInfo*> mKeys{RequireKey(kBeatKey), RequireKey(kDownBeatKey),
                                             RequireKey(kBeatsPerBarKey)};
 };
@@ -33,12 +34,12 @@ TEST_F(BeatWriterTest, ABeatIsALineWithItsPosition) {
     WriteEvents(mWriter, header, 0, {At({0.00001, 0.5, 1, 1.5, 2})});
     WriteEvents(mWriter, header, 1, {At({0.5, 2})});
     mWriter.EndFile({});
-    EXPECT_EQ(mDirectory.Entries("out"), Strings{"song.wav.beats.txt"});
-    EXPECT_EQ(Annotation("song.wav.beats.txt"), "0.000010\t3\n"
-                                                "0.500000\t1\n"
-                                                "1.000000\t2\n"
-                                                "1.500000\t3\n"
-                                                "2.000000\t1\n");
+    EXPECT_EQ(mDirectory.Entries("out/" + OutputName("a.wav")), Strings{"beats.txt"});
+    EXPECT_EQ(Annotation("beats.txt"), "0.000010\t3\n"
+                                       "0.500000\t1\n"
+                                       "1.000000\t2\n"
+                                       "1.500000\t3\n"
+                                       "2.000000\t1\n");
 }
 
 TEST_F(BeatWriterTest, WithoutDownBeatsThereAreTimesAlone) {
@@ -47,7 +48,7 @@ TEST_F(BeatWriterTest, WithoutDownBeatsThereAreTimesAlone) {
     WriteEvents(mWriter, header, 0, {At({0.5, 1})});
     WriteCounts(mWriter, header, 2, {0}); // none was found
     mWriter.EndFile({});
-    EXPECT_EQ(Annotation("song.wav.beats.txt"), "0.500000\n1.000000\n");
+    EXPECT_EQ(Annotation("beats.txt"), "0.500000\n1.000000\n");
 }
 
 TEST_F(BeatWriterTest, APickupOfUnknownMeterHasTimesAlone) {
@@ -56,7 +57,7 @@ TEST_F(BeatWriterTest, APickupOfUnknownMeterHasTimesAlone) {
     WriteEvents(mWriter, header, 0, {At({0.5, 1, 1.5})});
     WriteEvents(mWriter, header, 1, {At({1})});
     mWriter.EndFile({});
-    EXPECT_EQ(Annotation("song.wav.beats.txt"), "0.500000\n1.000000\t1\n1.500000\t2\n");
+    EXPECT_EQ(Annotation("beats.txt"), "0.500000\n1.000000\t1\n1.500000\t2\n");
 }
 
 TEST_F(BeatWriterTest, EveryChannelHasAnAnnotationWithItsOwnMeter) {
@@ -66,10 +67,10 @@ TEST_F(BeatWriterTest, EveryChannelHasAnAnnotationWithItsOwnMeter) {
     WriteEvents(mWriter, header, 1, {At({2}), At({2})});
     WriteCounts(mWriter, header, 2, {3, 7});
     mWriter.EndFile({});
-    EXPECT_EQ(mDirectory.Entries("out"),
-              (Strings{"song.wav.beats-ch0.txt", "song.wav.beats-ch1.txt"}));
-    EXPECT_EQ(Annotation("song.wav.beats-ch0.txt"), "1.000000\t3\n2.000000\t1\n");
-    EXPECT_EQ(Annotation("song.wav.beats-ch1.txt"), "1.000000\t7\n2.000000\t1\n");
+    EXPECT_EQ(mDirectory.Entries("out/" + OutputName("a.wav")),
+              (Strings{"beats-ch0.txt", "beats-ch1.txt"}));
+    EXPECT_EQ(Annotation("beats-ch0.txt"), "1.000000\t3\n2.000000\t1\n");
+    EXPECT_EQ(Annotation("beats-ch1.txt"), "1.000000\t7\n2.000000\t1\n");
 }
 
 TEST_F(BeatWriterTest, WeakBeatsAreLeftOutAndTheOthersKeepTheirPositions) {
@@ -79,20 +80,20 @@ TEST_F(BeatWriterTest, WeakBeatsAreLeftOutAndTheOthersKeepTheirPositions) {
     WriteEvents(mWriter, header, 0, {{{1, 0.4f}, {2, 0.5f}, {3, 0.6f}, {4, 0.1f}, {5, 0.9f}}});
     WriteEvents(mWriter, header, 1, {{{1, 0.4f}, {4, 0.1f}}});
     mWriter.EndFile({});
-    EXPECT_EQ(Annotation("song.wav.beats.txt"), "2.000000\t2\n3.000000\t3\n5.000000\t2\n");
+    EXPECT_EQ(Annotation("beats.txt"), "2.000000\t2\n3.000000\t3\n5.000000\t2\n");
 }
 
 TEST_F(BeatWriterTest, AFileWithoutBeatsIsEmptyAndOneThatFailsLeavesNothing) {
     FileHeader header = HeaderOf(mKeys, 1);
     mWriter.BeginFile(header);
     WriteEvents(mWriter, header, 0, {At({1, 2, 3})});
-    mWriter.FailFile("a/song.wav", "broken");
+    mWriter.FailFile("a.wav", "broken");
     EXPECT_EQ(mDirectory.Entries(), Strings{});
-    header.index = 1;
+    header.path = "b.wav";
     mWriter.BeginFile(header);
     mWriter.EndFile({});
-    EXPECT_EQ(mDirectory.Entries("out"), Strings{"song.wav-2.beats.txt"});
-    EXPECT_EQ(Annotation("song.wav-2.beats.txt"), "");
+    EXPECT_EQ(mDirectory.Entries("out/" + OutputName("b.wav")), Strings{"beats.txt"});
+    EXPECT_EQ(Annotation("beats.txt", "b.wav"), "");
 }
 
 } // namespace

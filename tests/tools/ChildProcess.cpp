@@ -37,6 +37,10 @@ std::string ReadAll(int descriptor) {
     return text;
 }
 
+double Seconds(const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+}
+
 void Limit(__rlimit_resource resource, unsigned long most) {
     if (most != 0) {
         const rlimit limit{most, most};
@@ -123,6 +127,7 @@ ChildResult ChildProcess::Wait() {
     ChildResult result;
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    result.processorSeconds = Seconds(usage.ru_utime) + Seconds(usage.ru_stime);
     result.peakKilobytes = usage.ru_maxrss;
     result.out = ReadAll(mOut);
     result.err = ReadAll(mErr);

@@ -8,8 +8,9 @@ namespace qel::tool {
 
 // How a program ended, and what it said.
 struct ChildResult {
-    int status = -1;        // exit status; -1 if a signal ended it
-    int signal = 0;         // the signal that ended it, or 0
+    int status = -1; // exit status; -1 if a signal ended it
+    int signal = 0;  // the signal that ended it, or 0
+    double processorSeconds = 0;
     long peakKilobytes = 0; // of resident memory; that of the test itself at least
     std::string out;
     std::string err;

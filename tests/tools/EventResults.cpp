@@ -26,6 +26,7 @@ const KeyInfo& StrokeKey() {
 
 FileHeader HeaderOf(const std::vector<const KeyInfo*>& keys, std::size_t channels) {
     FileHeader header;
+    header.path = "a.wav";
     header.sampleRateHz = 44100;
     header.analyzedChannels = channels;
     for (const KeyInfo* info : keys) {

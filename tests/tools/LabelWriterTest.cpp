@@ -1,11 +1,13 @@
 #include "tools/LabelWriter.h"
 
 #include "tests/tools/EventResults.h"
+#include "tests/tools/OutputPaths.h"
 #include "tests/tools/TempDirectory.h"
 #include "tools/KeyList.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <string>
 #include <vector>
@@ -20,7 +22,7 @@ protected:
     // Writes one result per key, of as many channels as the first one has.
     void Write(const std::vector<const KeyInfo*>& keys, const std::vector<EventLists>& results,
                float minStrength = 0) {
-        LabelWriter writer(mDirectory.File("out"), {"a.wav"});
+        LabelWriter writer(mDirectory.File("out"), {"a.wav"}, Existing::Replace);
         FileHeader header = HeaderOf(keys, results.at(0).size());
         header.minStrength = minStrength;
         writer.BeginFile(header);
@@ -31,8 +33,8 @@ protected:
         writer.Finish();
     }
 
-    std::string Track(const std::string& name) const {
-        return ReadFile(mDirectory.File("out/" + name + ".txt"));
+    std::string Track(const std::string& name, const std::string& input = "a.wav") const {
+        return ReadFile(OutputPath(mDirectory.File("out"), input, name + ".txt"));
     }
 
     TempDirectory mDirectory;
@@ -80,7 +82,7 @@ TEST_F(LabelWriterTest, OtherEventsTellTheirStrength) {
 
 TEST_F(LabelWriterTest, EveryChannelHasATrackOfItsOwn) {
     Write({mBeats, mDownBeats}, {{At({1, 2}), At({3, 4})}, {At({1}), At({4})}});
-    EXPECT_EQ(mDirectory.Entries("out"),
+    EXPECT_EQ(mDirectory.Entries("out/" + OutputName("a.wav")),
               (Strings{"beat-data-ch0.txt", "beat-data-ch1.txt", "down-beat-data-ch0.txt",
                        "down-beat-data-ch1.txt"}));
     EXPECT_EQ(Track("beat-data-ch0"), "1.000000\t1.000000\t1\n2.000000\t2.000000\t2\n");
@@ -105,27 +107,33 @@ TEST_F(LabelWriterTest, AKeyWithoutAResultGivesAnEmptyTrack) {
     LabelWriter writer(mDirectory.File("out"), {"a.wav"});
     writer.BeginFile(HeaderOf({mBeats, mDownBeats}, 1));
     writer.EndFile({});
-    EXPECT_EQ(mDirectory.Entries("out"), (Strings{"beat-data.txt", "down-beat-data.txt"}));
+    EXPECT_EQ(mDirectory.Entries("out/" + OutputName("a.wav")),
+              (Strings{"beat-data.txt", "down-beat-data.txt"}));
     EXPECT_EQ(Track("beat-data"), "");
 }
 
 TEST_F(LabelWriterTest, FilesHaveDirectoriesAndOneThatFailsLeavesNothing) {
     LabelWriter writer(mDirectory.File("out"), {"a.wav", "b.wav", "c.wav"});
     FileHeader header = HeaderOf({mBeats}, 1);
-    for (std::size_t index = 0; index < 3; ++index) {
-        header.index = index;
+    for (const std::string& path : {"a.wav", "b.wav", "c.wav"}) {
+        header.path = path;
         writer.BeginFile(header);
-        if (index == 1) {
+        if (path == "b.wav") {
             WriteEvents(writer, header, 0, {At({1, 2, 3})});
             writer.FailFile("b.wav", "broken");
         } else {
             writer.EndFile({});
         }
     }
-    EXPECT_EQ(mDirectory.Entries("out"),
-              (Strings{"a.wav", "a.wav/beat-data.txt", "c.wav", "c.wav/beat-data.txt"}));
+    Strings expected;
+    for (const std::string& path : {"a.wav", "c.wav"}) {
+        expected.push_back(OutputName(path));
+        expected.push_back(OutputName(path) + "/beat-data.txt");
+    }
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(mDirectory.Entries("out"), expected);
     // Nothing of the file that failed has come into the one behind it.
-    EXPECT_EQ(Track("c.wav/beat-data"), "");
+    EXPECT_EQ(Track("beat-data", "c.wav"), "");
 }
 
 } // namespace

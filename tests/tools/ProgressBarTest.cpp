@@ -111,7 +111,8 @@ TEST(ProgressBarTest, TheToolShowsItOnATerminalOnlyAndNotWhenQuiet) {
     const TempDirectory directory;
     const std::string path = directory.File("noise.wav");
     WriteWav(path, 44100, {Noise(44100, 0.5f)});
-    const std::vector<std::string> arguments{"analyze", path, "--output", directory.File("o")};
+    const std::vector<std::string> arguments{"analyze", path, "--overwrite", "--output",
+                                             directory.File("o")};
     const Terminal terminal;
 
     EXPECT_EQ(RunTool(arguments, {.errDescriptor = terminal.Inner()}).status, 0);

@@ -1,5 +1,6 @@
 #include "tools/ResultFiles.h"
 
+#include "tests/tools/OutputPaths.h"
 #include "tests/tools/TempDirectory.h"
 #include "tools/ToolError.h"
 
@@ -14,38 +15,22 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-TEST(ResultFilesTest, InputsKeepTheirNamesAndNeverShareOne) {
-    EXPECT_EQ(ResultFiles::UniqueNames({"a/x.wav", "b/x.wav", "x.wav-2", "X.WAV", "x.mp3"}),
-              (Strings{"x.wav", "x.wav-2", "x.wav-2-2", "X.WAV-3", "x.mp3"}));
-}
-
-TEST(ResultFilesTest, ManyEqualNamesTakeNoSearchThroughThoseBefore) {
-    // To try all numbers for each of them would take five billion steps.
-    const Strings names = ResultFiles::UniqueNames(Strings(100'000, "a/x.wav"));
-    EXPECT_EQ(names.front(), "x.wav");
-    EXPECT_EQ(names.back(), "x.wav-100000");
-}
-
 TEST(ResultFilesTest, NoFileTakesThePlaceOfAnInput) {
     const TempDirectory directory;
-    WriteFile(directory.File("input"), "audio");
-    std::filesystem::create_symlink("input", directory.File("link"));
-    ResultFiles files(directory.Path(), {directory.File("input"), directory.File("missing")});
+    const std::string name = OutputName("a.wav");
+    std::filesystem::create_directory(directory.File(name));
+    WriteFile(directory.File(name + "/input"), "audio");
+    std::filesystem::create_symlink("input", directory.File(name + "/link"));
+    ResultFiles files(directory.Path(),
+                      {directory.File(name + "/input"), directory.File("missing")},
+                      Existing::Replace);
+    files.Begin("a.wav");
     EXPECT_THROW(files.Add("input"), OutputError);
     EXPECT_THROW(files.Add("link"), OutputError);
     files.Add("other");
     files.Commit();
-    EXPECT_EQ(directory.Entries(), (Strings{"input", "link", "other"}));
-    EXPECT_EQ(ReadFile(directory.File("input")), "audio");
-}
-
-TEST(ResultFilesTest, APathWithoutANameStillGetsOne) {
-    EXPECT_EQ(ResultFiles::UniqueNames({"..", ".", "a/"}), (Strings{"file", "file-2", "file-3"}));
-}
-
-TEST(ResultFilesTest, OneInputAloneGetsNoDirectory) {
-    EXPECT_EQ(ResultFiles::Directories({"a/x.wav"}), (Strings{""}));
-    EXPECT_EQ(ResultFiles::Directories({"a/x.wav", "y.wav"}), (Strings{"x.wav", "y.wav"}));
+    EXPECT_EQ(directory.Entries(name), (Strings{"input", "link", "other"}));
+    EXPECT_EQ(ReadFile(directory.File(name + "/input")), "audio");
 }
 
 TEST(ResultFilesTest, FilesAreNamedAfterTheKeyAndTheChannelIfThereAreSeveral) {
@@ -57,35 +42,54 @@ TEST(ResultFilesTest, FilesAreNamedAfterTheKeyAndTheChannelIfThereAreSeveral) {
 
 TEST(ResultFilesTest, FilesGetTheirNamesWhenAllAreComplete) {
     const TempDirectory directory;
-    ResultFiles files(directory.File("deep/out"));
+    const std::string out = directory.File("deep/out");
+    ResultFiles files(out);
+    files.Begin("a.wav");
     files.Add("one.txt");
-    files.Add("below/two.txt");
+    files.Add("two.txt");
     files.Sink(0).Append("1");
     files.Sink(1).Append("2");
-    for (const std::string& entry : directory.Entries("deep/out")) {
-        EXPECT_NE(entry, "one.txt");
-        EXPECT_NE(entry, "below/two.txt");
-    }
+    EXPECT_FALSE(std::filesystem::exists(OutputPath(out, "a.wav", "one.txt")));
+    EXPECT_FALSE(std::filesystem::exists(OutputPath(out, "a.wav", "two.txt")));
     files.Commit();
-    EXPECT_EQ(directory.Entries("deep/out"), (Strings{"below", "below/two.txt", "one.txt"}));
-    EXPECT_EQ(ReadFile(directory.File("deep/out/one.txt")), "1");
-    EXPECT_EQ(ReadFile(directory.File("deep/out/below/two.txt")), "2");
+    EXPECT_EQ(directory.Entries("deep/out/" + OutputName("a.wav")),
+              (Strings{"one.txt", "two.txt"}));
+    EXPECT_EQ(ReadFile(OutputPath(out, "a.wav", "one.txt")), "1");
+    EXPECT_EQ(ReadFile(OutputPath(out, "a.wav", "two.txt")), "2");
+}
+
+TEST(ResultFilesTest, AFileThatAppearsMeanwhileKeepsAllNewOnesOut) {
+    const TempDirectory directory;
+    ResultFiles files(directory.Path());
+    files.Begin("a.wav");
+    for (const char* name : {"one.txt", "two.txt", "three.txt"}) {
+        files.Add(name);
+    }
+    WriteFile(OutputPath(directory.Path(), "a.wav", "two.txt"), "of somebody else");
+    EXPECT_THROW(files.Commit(), OutputExists);
+    files.Drop();
+    EXPECT_EQ(directory.Entries(OutputName("a.wav")), Strings{"two.txt"});
+    EXPECT_EQ(ReadFile(OutputPath(directory.Path(), "a.wav", "two.txt")), "of somebody else");
 }
 
 TEST(ResultFilesTest, WhatIsDroppedLeavesTheCompleteFilesAndNothingElse) {
     const TempDirectory directory;
     ResultFiles files(directory.File("out"));
-    files.Add("a/one.txt");
+    files.Begin("a.wav");
+    files.Add("one.txt");
     files.Commit();
-    files.Add("b/two.txt");
+    files.Begin("b.wav");
+    files.Add("two.txt");
     files.Drop();
-    EXPECT_EQ(directory.Entries("out"), (Strings{"a", "a/one.txt"}));
+    const std::string name = OutputName("a.wav");
+    EXPECT_EQ(directory.Entries("out"), (Strings{name, name + "/one.txt"}));
 }
 
 TEST(ResultFilesTest, DirectoriesMadeForNothingAreTakenAwayAtTheEnd) {
     const TempDirectory directory;
     {
         ResultFiles files(directory.File("deep/out"));
+        files.Begin("a.wav");
         files.Add("one.txt");
         EXPECT_FALSE(directory.Entries().empty());
     }
@@ -96,7 +100,7 @@ TEST(ResultFilesTest, RefusesADirectoryThatCannotBe) {
     const TempDirectory directory;
     WriteFile(directory.File("file"), "");
     ResultFiles files(directory.File("file/out"));
-    EXPECT_THROW(files.Add("one.txt"), OutputError);
+    EXPECT_THROW(files.Begin("a.wav"), OutputError);
 }
 
 } // namespace
