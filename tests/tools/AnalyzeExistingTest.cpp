@@ -8,9 +8,13 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace qel::tool {
@@ -104,8 +108,8 @@ TEST_F(AnalyzeExistingTest, FilesBehindARefusedOneAreAnalyzed) {
 
 TEST_F(AnalyzeExistingTest, ADocumentIsRefusedBeforeAnythingIsAnalyzed) {
     WriteFile(mOut, "old");
-    const ChildResult refused = RunTool(
-        {"analyze", mDirectory.File("missing.wav"), mInput, "--output", mOut}, mSetup);
+    const ChildResult refused =
+        RunTool({"analyze", mDirectory.File("missing.wav"), mInput, "--output", mOut}, mSetup);
     EXPECT_EQ(refused.status, 1);
     EXPECT_EQ(refused.err, "qel: " + Refusal(mOut)) << "no word about the missing file";
     EXPECT_EQ(ReadFile(mOut), "old");
@@ -190,8 +194,7 @@ TEST_F(AnalyzeExistingTest, StandardOutputByItsOtherNamesIsNoOldFile) {
     ChildSetup setup = mSetup;
     setup.outPath = mOut;
     WriteFile(mOut, "");
-    const ChildResult result =
-        RunTool({"analyze", mInput, "--output", "/proc/self/fd/1"}, setup);
+    const ChildResult result = RunTool({"analyze", mInput, "--output", "/proc/self/fd/1"}, setup);
     EXPECT_EQ(result.status, 0) << result.err;
     ExpectDocument(mOut);
 }
