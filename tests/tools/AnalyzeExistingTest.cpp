@@ -120,7 +120,7 @@ TEST_F(AnalyzeExistingTest, ADocumentIsRefusedBeforeAnythingIsAnalyzed) {
 TEST_F(AnalyzeExistingTest, ADocumentThatAppearsMeanwhileStays) {
     WriteRepeatedWav(mInput, 48000, Noise(48000, 0.5f), 120);
     const std::string path = mOut + "/x.json";
-    ChildProcess child({QEL_PROGRAM, "analyze", mInput, "--output", path}, mSetup);
+    ChildProcess child({ToolPath(), "analyze", mInput, "--output", path}, mSetup);
     for (int i = 0; i < 3000 && !std::filesystem::exists(mOut); ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }

@@ -35,7 +35,7 @@ protected:
     }
 
     Strings Command(const std::string& input, const Strings& more = {}) const {
-        Strings command{QEL_PROGRAM, "analyze", "--format",
+        Strings command{ToolPath(), "analyze", "--format",
                         "csv",       "--keys",  "temporal properties,spectrum flux properties",
                         "--output",  mOut,      input};
         command.insert(command.end(), more.begin(), more.end());
@@ -59,7 +59,7 @@ TEST_F(AnalyzeParallelTest, EqualNamesOfOtherDirectoriesHaveTheResultsOfASingleR
         RunChild({"sh", "-c",
                   "printf '%s\\n' A/01.wav B/01.wav 01.wav | xargs -P3 -n1 \"$0\" analyze "
                   "--format csv --keys 'temporal properties' --output out",
-                  QEL_PROGRAM},
+                  ToolPath()},
                  mSetup);
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(mDirectory.Entries("out").size(), 6u);

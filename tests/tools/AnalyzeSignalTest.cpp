@@ -202,7 +202,7 @@ TEST_F(AnalyzeSignalTest, TheBeginningOfAnAnalysisDoesNotHoldASignalUp) {
     const std::string fast = mDirectory.File("fast.wav");
     WriteWav(fast, 768000, {Sine(4800, 48, 0.5)});
     for (const int signal : {SIGINT, SIGTERM}) {
-        ChildProcess child({QEL_PROGRAM, "analyze", fast, "--keys", "constant q spectrum",
+        ChildProcess child({ToolPath(), "analyze", fast, "--keys", "constant q spectrum",
                             "--format", "csv", "--output", mOut},
                            mSetup);
         std::this_thread::sleep_for(std::chrono::milliseconds(400));
