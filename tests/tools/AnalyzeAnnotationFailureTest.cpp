@@ -97,7 +97,8 @@ TEST_F(AnalyzeAnnotationFailureTest, AnOutputThatCannotBeIsOneLineAndStatusOne) 
         const ChildResult result =
             Analyze({"--format", format, "--output", mInput + "/out"}, mSetup);
         EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.err, "qel: " + mInput + "/out: cannot make this directory\n");
+        EXPECT_EQ(result.err, "qel: " + mInput + "/out/" + OutputName(mInput) +
+                                  ": cannot make this directory\n");
         ExpectNothingNew();
     }
 }

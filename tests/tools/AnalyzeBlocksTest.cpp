@@ -19,7 +19,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int kRateHz = 44100;
-constexpr std::size_t kSamples = 44100 + 300;
+constexpr std::size_t kSamples = 22050 + 300;
 const std::string kPerPush = "temporal properties";
 
 class AnalyzeBlocksTest : public testing::Test {
