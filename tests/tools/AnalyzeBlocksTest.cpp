@@ -71,7 +71,7 @@ TEST_F(AnalyzeBlocksTest, SizesOfAnyKindLeaveEventsWhereTheyAre) {
 // However long, and whatever other keys are pushed in smaller pieces beside it.
 TEST_F(AnalyzeBlocksTest, ABlockHasOneResultAboutAllOfIt) {
     for (const std::string& keys : {kPerPush, kPerPush + ",spectrum flux properties"}) {
-        for (const std::size_t block : {512u, 30000u}) {
+        for (const std::size_t block : {512u, 15000u}) {
             const Json values = KeysOf({"--keys", keys}, block)[kPerPush]["values"];
             std::vector<float> samples = Drums(2, 300, 3);
             ASSERT_EQ(values.size(), (kSamples + block - 1) / block);
