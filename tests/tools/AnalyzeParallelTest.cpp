@@ -36,8 +36,8 @@ protected:
 
     Strings Command(const std::string& input, const Strings& more = {}) const {
         Strings command{ToolPath(), "analyze", "--format",
-                        "csv",       "--keys",  "temporal properties,spectrum flux properties",
-                        "--output",  mOut,      input};
+                        "csv",      "--keys",  "temporal properties,spectrum flux properties",
+                        "--output", mOut,      input};
         command.insert(command.end(), more.begin(), more.end());
         return command;
     }

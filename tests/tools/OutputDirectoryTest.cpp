@@ -24,9 +24,7 @@ TEST(OutputDirectoryTest, WhatWasMadeForNothingIsTakenAway) {
         EXPECT_TRUE(std::filesystem::is_directory(directory.File("there/a/b/c")));
     }
     EXPECT_EQ(directory.Entries(), Strings{"there"});
-    {
-        const OutputDirectory old(directory.File("there"));
-    }
+    { const OutputDirectory old(directory.File("there")); }
     EXPECT_EQ(directory.Entries(), Strings{"there"});
 }
 
