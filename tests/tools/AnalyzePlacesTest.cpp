@@ -136,7 +136,7 @@ TEST_F(AnalyzePlacesTest, ADirectoryInTheOutputsPlaceIsToldAndStays) {
 
 TEST_F(AnalyzePlacesTest, ADirectoryThatVanishesMeanwhileIsTold) {
     // Long enough to be still at work when the directory goes.
-    WriteRepeatedWav(mInput, 48000, Noise(48000, 0.5f), 120);
+    WriteRepeatedWav(mInput, 48000, Noise(48000, 0.5f), 400);
     ChildProcess child({ToolPath(), "analyze", mInput, "--format", "csv", "--output", mOut,
                         "--keys", "temporal properties,generic spectrum properties"},
                        mSetup);
@@ -144,7 +144,7 @@ TEST_F(AnalyzePlacesTest, ADirectoryThatVanishesMeanwhileIsTold) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     ASSERT_FALSE(mDirectory.Entries("out").empty());
-    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // its files are open by then
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // its files are open by then
     std::filesystem::remove_all(mOut);
     const ChildResult result = child.Wait();
     EXPECT_EQ(result.status, 1);
