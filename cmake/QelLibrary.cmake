@@ -8,7 +8,7 @@ if(QEL_FUZZ_COVERAGE)
 endif()
 target_include_directories(QelAudioAnalysisObjects PUBLIC
     ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
-target_link_libraries(QelAudioAnalysisObjects PUBLIC QelPlatform)
+target_link_libraries(QelAudioAnalysisObjects PUBLIC QelPlatform QelElementary PRIVATE QelHighway)
 
 foreach(room support spectral descriptors rhythm timbre pitch loudness refinement engine)
     add_subdirectory(${room})

@@ -7,6 +7,7 @@
 
 #include <Accelerate/Accelerate.h>
 
+#include "elementary/Functions.h"
 #include "spectral/VectorHelpers.h"
 
 namespace qel::core {
@@ -212,7 +213,7 @@ float AABagOfPropertiesGenerator::ComputeKurtosis(const CountMoments& moments) {
 }
 
 float AABagOfPropertiesGenerator::ComputeSkewness(const CountMoments& moments) {
-    return QuotientOrZero(moments.third, std::pow(moments.second, 1.5f));
+    return QuotientOrZero(moments.third, elementary::Pow(moments.second, 1.5f));
 }
 
 void AABagOfPropertiesGenerator::ComputeAndStoreFluxSpectralProperties() {

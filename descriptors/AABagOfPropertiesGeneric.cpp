@@ -1,10 +1,10 @@
 // The generic group: sixteen figures of one channel's magnitudes.
 
-#include <cmath>
-
 #include <Accelerate/Accelerate.h>
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
+
+#include "elementary/Functions.h"
 
 namespace qel::core {
 
@@ -65,13 +65,13 @@ float AABagOfPropertiesGenerator::ComputeGeometricMean(const SpectrumSums& sums)
     vvlogf(mScratch, sums.magnitudes, &count);
     float logSum = 0.0f;
     vDSP_sve(mScratch, 1, &logSum, mNumBins);
-    return std::exp(logSum / static_cast<float>(mNumBins));
+    return elementary::Exp(logSum / static_cast<float>(mNumBins));
 }
 
 float AABagOfPropertiesGenerator::ComputeLevel(const SpectrumSums& sums,
                                                float decibelFactor) const {
     const float power = sums.energy / static_cast<float>(mNumBins);
-    return decibelFactor * std::log10(static_cast<float>(kPowerFloor + double{power}));
+    return decibelFactor * elementary::Log10(static_cast<float>(kPowerFloor + double{power}));
 }
 
 float AABagOfPropertiesGenerator::ComputeEnergyDB(const SpectrumSums& sums) const {

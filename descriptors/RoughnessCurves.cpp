@@ -1,8 +1,8 @@
 #include "descriptors/RoughnessCurves.h"
 
 #include <algorithm>
-#include <cmath>
 
+#include "elementary/Functions.h"
 #include "spectral/VectorHelpers.h"
 
 namespace qel::core {
@@ -40,7 +40,7 @@ RoughnessCurves::Curves RoughnessCurves::Tabled(float decay, UInt32 bins, UInt32
             const float exponent = decay * scale * distance;
             if (exponent < kLeastExponent)
                 break;
-            curves.values.push_back(std::exp(exponent));
+            curves.values.push_back(elementary::Exp(exponent));
             if (!(exponent < kNegligibleExponent))
                 reach = upper - bin;
         }

@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <numbers>
 #include <numeric>
 
 #include "loudness/AAHistogram.h"
+
+#include "elementary/Functions.h"
 
 namespace qel::core {
 
@@ -34,7 +35,8 @@ constexpr float kNoCutoff = -1.0f;
 std::array<float, kKernelLength> MakeKernel() {
     std::array<float, kKernelLength> kernel{};
     for (UInt32 j = 0; j < kKernelLength; ++j)
-        kernel[j] = static_cast<float>(std::sin((0.5 + j) * std::numbers::pi / kKernelLength));
+        kernel[j] =
+            static_cast<float>(elementary::Sin((0.5 + j) * std::numbers::pi / kKernelLength));
     return kernel;
 }
 

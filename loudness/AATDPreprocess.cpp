@@ -1,5 +1,7 @@
 #include "loudness/AATDPreprocess.h"
 
+#include "elementary/Functions.h"
+
 #include <Accelerate/Accelerate.h>
 
 #include <cmath>
@@ -37,12 +39,12 @@ AATDPreprocess::AATDPreprocess(UInt32 frameSize) : mFrameSize(frameSize), mWindo
     const double angle = std::numbers::pi / frameSize;
     double sum = 0.0;
     for (UInt32 i = 0; i < frameSize; ++i) {
-        const double sine = std::sin((i + 0.5) * angle);
+        const double sine = elementary::Sin((i + 0.5) * angle);
         sum += sine * sine;
     }
     const double gain = std::sqrt(frameSize / sum);
     for (UInt32 i = 0; i < frameSize; ++i)
-        mWindow[i] = static_cast<float>(gain * std::sin((i + 0.5) * angle));
+        mWindow[i] = static_cast<float>(gain * elementary::Sin((i + 0.5) * angle));
 }
 
 void AATDPreprocess::ApplyWindow(const float* firstHalf, const float* secondHalf, float* output,

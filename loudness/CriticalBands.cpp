@@ -1,6 +1,6 @@
 #include "loudness/CriticalBands.h"
 
-#include <cmath>
+#include "elementary/Functions.h"
 
 namespace qel::core {
 
@@ -27,9 +27,9 @@ constexpr std::array<BandEdge, kNumCriticalBands> kBandEdges = {{
 // Research 1 (1979).
 double HearingThreshold(double kiloHertz) {
     const double fromMostSensitive = kiloHertz - 3.3;
-    return 3.64 * std::pow(kiloHertz, -0.8) -
-           6.5 * std::exp(-0.6 * fromMostSensitive * fromMostSensitive) +
-           0.001 * std::pow(kiloHertz, 4.0);
+    return 3.64 * elementary::Pow(kiloHertz, -0.8) -
+           6.5 * elementary::Exp(-0.6 * fromMostSensitive * fromMostSensitive) +
+           0.001 * elementary::Pow(kiloHertz, 4.0);
 }
 
 UInt16 NearestBin(UInt16 hertz, UInt32 sampleRate) {
@@ -47,7 +47,7 @@ void ComputeCriticalBands(UInt32 sampleRate, CriticalBands& bands) {
         } else {
             const double threshold = HearingThreshold(nominal / 1000.0);
             bands[b] = {NearestBin(lower, sampleRate), NearestBin(upper, sampleRate),
-                        static_cast<float>(std::pow(10.0, -threshold / 10.0))};
+                        static_cast<float>(elementary::Pow(10.0, -threshold / 10.0))};
         }
         lower = upper;
     }

@@ -1,5 +1,6 @@
 #include "pitch/ConstantQKernel.h"
 
+#include "elementary/Functions.h"
 #include "pitch/SpectrumThinning.h"
 #include "spectral/FFTSetupOwner.h"
 #include "spectral/VectorHelpers.h"
@@ -23,13 +24,13 @@ constexpr double kTwoPi = 2.0 * std::numbers::pi;
 constexpr float kUndouble = 0.5F;
 
 float QFactorOf(UInt32 binsPerOctave) {
-    const float ratio = std::pow(2.0F, 1.0F / static_cast<float>(binsPerOctave));
+    const float ratio = elementary::Pow(2.0F, 1.0F / static_cast<float>(binsPerOctave));
     return static_cast<float>(1.0 / (static_cast<double>(ratio) - 1.0));
 }
 
 UInt32 NumBinsOf(const ConstantQDesign& design) {
     constexpr float kMostBins = 65536.0F;
-    const float octaves = std::log2(design.maxFrequencyHz / design.minFrequencyHz);
+    const float octaves = elementary::Log2(design.maxFrequencyHz / design.minFrequencyHz);
     const float bins = std::ceil(static_cast<float>(design.binsPerOctave) * octaves);
     return bins > 0.0F && bins <= kMostBins ? static_cast<UInt32>(bins) : 0;
 }
@@ -38,7 +39,7 @@ UInt32 NumBinsOf(const ConstantQDesign& design) {
 void HammingWindow(UInt32 length, float* window) {
     const double last = std::max(length, 2U) - 1.0; // one entry alone is the first
     for (UInt32 n = 0; n < length; ++n) {
-        const double bracket = 0.54 - 0.46 * std::cos(kTwoPi * n / last);
+        const double bracket = 0.54 - 0.46 * elementary::Cos(kTwoPi * n / last);
         window[n] = static_cast<float>(bracket) / static_cast<float>(length);
     }
 }
@@ -66,7 +67,7 @@ public:
     // The kernel of bin `bin`, counted from 0.
     void MakeFilterRow(UInt32 bin) {
         const auto exponent = static_cast<float>(static_cast<double>(bin) / mDesign.binsPerOctave);
-        const float centreHz = std::pow(2.0F, exponent) * mDesign.minFrequencyHz;
+        const float centreHz = elementary::Pow(2.0F, exponent) * mDesign.minFrequencyHz;
         const auto length = static_cast<UInt32>(
             std::ceil(static_cast<double>(mQFactor) * mDesign.sampleRateHz / centreHz));
         MakeTone(length);
@@ -114,8 +115,9 @@ private:
         const auto step = static_cast<float>(kTwoPi * static_cast<double>(mQFactor) / length);
         for (UInt32 n = 0; n < length; ++n) {
             const float phase = static_cast<float>(n) * step;
-            mReal[n] = mMagnitudes[n] * std::cos(phase);
-            mImag[n] = mMagnitudes[n] * std::sin(phase);
+            const auto [sine, cosine] = elementary::SinCos(static_cast<double>(phase));
+            mReal[n] = mMagnitudes[n] * static_cast<float>(cosine);
+            mImag[n] = mMagnitudes[n] * static_cast<float>(sine);
         }
         std::fill(mReal + length, mReal + mFFTSize, 0.0F);
         std::fill(mImag + length, mImag + mFFTSize, 0.0F);

@@ -1,5 +1,7 @@
 #include "pitch/KeyProfiles.h"
 
+#include "elementary/Functions.h"
+
 #include <Accelerate/Accelerate.h>
 
 #include <algorithm>
@@ -81,8 +83,8 @@ CentroidMatrix MakeCentroidMatrix() {
             const auto& [radius, factor, divisor] = kCircles[circle];
             const double turns = static_cast<double>(factor * static_cast<float>(l));
             const auto angle = static_cast<float>(turns * std::numbers::pi / divisor);
-            matrix[l][2 * circle] = radius * std::sin(angle);
-            matrix[l][2 * circle + 1] = radius * std::cos(angle);
+            matrix[l][2 * circle] = radius * elementary::Sin(angle);
+            matrix[l][2 * circle + 1] = radius * elementary::Cos(angle);
         }
     }
     return matrix;

@@ -1,5 +1,6 @@
 #include "pitch/SpectrumThinning.h"
 
+#include "elementary/Functions.h"
 #include "spectral/VectorHelpers.h"
 
 #include <cmath>
@@ -38,7 +39,12 @@ double Interpolation(double distance) {
     }
     const double part = distance / kHalfReach;
     const double window = BesselI0(kShape * std::sqrt(1.0 - part * part)) / BesselI0(kShape);
-    return window * std::sin(kPi * distance) / (kPi * distance);
+    return window * elementary::Sin(kPi * distance) / (kPi * distance);
+}
+
+// The language's own product calls a function of the compiler's library for what is no number.
+std::complex<double> Product(std::complex<double> a, std::complex<double> b) {
+    return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
 }
 
 } // namespace
@@ -58,8 +64,9 @@ SpectrumThinning::SpectrumThinning(UInt32 fineSize, UInt32 frameSamples)
         for (UInt32 i = 0; i < kReach; ++i) {
             const double distance =
                 static_cast<double>(between) / mStep + kHalfReach - 1.0 - static_cast<double>(i);
-            mFactors[between * kReach + i] =
-                Interpolation(distance) * std::polar(1.0, -turn * distance);
+            const double weight = Interpolation(distance);
+            mFactors[between * kReach + i] = {weight * elementary::Cos(-turn * distance),
+                                              weight * elementary::Sin(-turn * distance)};
         }
     }
 }
@@ -70,7 +77,7 @@ void SpectrumThinning::Add(UInt32 finePlace, std::complex<double> weight,
     const UInt32 first = finePlace / mStep - (kHalfReach - 1); // around 0 it wraps, as spectra do
     const std::complex<double>* const factors = &mFactors[(finePlace % mStep) * kReach];
     for (UInt32 i = 0; i < kReach; ++i) {
-        coarse[(first + i) & mask] += weight * factors[i];
+        coarse[(first + i) & mask] += Product(weight, factors[i]);
     }
 }
 

@@ -1,12 +1,12 @@
 #include "refinement/AAIFFTSpectralProcessor.h"
 
+#include "elementary/Functions.h"
 #include "refinement/UnWrap.h"
 #include "support/CAStreamBasicDescription.h"
 
 #include <Accelerate/Accelerate.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <numbers>
 
@@ -97,7 +97,8 @@ void AAIFFTSpectralProcessor::DifferenceWindow1() {
     for (UInt32 i = 0; i < mFFTSize; ++i) {
         const float x = static_cast<float>(i) / static_cast<float>(mFFTSize);
         const auto phase = static_cast<float>(std::numbers::pi * static_cast<double>(x + x));
-        mDifferenceWindow1[i] = static_cast<float>(height * static_cast<double>(std::sin(phase)));
+        mDifferenceWindow1[i] =
+            static_cast<float>(height * static_cast<double>(elementary::Sin(phase)));
     }
 }
 

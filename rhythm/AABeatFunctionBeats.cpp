@@ -8,6 +8,7 @@
 
 #include <Accelerate/Accelerate.h>
 
+#include "elementary/Functions.h"
 #include "rhythm/AABeatFunctionGenerator.h"
 #include "rhythm/RhythmMath.h"
 #include "spectral/VectorHelpers.h"
@@ -33,7 +34,7 @@ void MakeCenteredWindow2(float* window, float start, float step, float scale, un
     float x = start;
     for (unsigned int i = 0; i < n; ++i) {
         const float u = x * scale;
-        window[i] = std::exp(-0.5f * (u * u));
+        window[i] = elementary::Exp(-0.5f * (u * u));
         x += step;
     }
 }
@@ -41,8 +42,8 @@ void MakeCenteredWindow2(float* window, float start, float step, float scale, un
 void MakeSkewWindow1(float* window, float start, float step, float scale, unsigned int n) {
     float x = start;
     for (unsigned int i = 0; i < n; ++i) {
-        const float u = kTransitionSharpness * std::log(x * scale);
-        window[i] = std::exp(-0.5f * (u * u));
+        const float u = kTransitionSharpness * elementary::Log(x * scale);
+        window[i] = elementary::Exp(-0.5f * (u * u));
         x += step;
     }
 }

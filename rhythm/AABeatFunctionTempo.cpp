@@ -6,6 +6,7 @@
 
 #include <Accelerate/Accelerate.h>
 
+#include "elementary/Functions.h"
 #include "rhythm/AABeatFunctionGenerator.h"
 #include "rhythm/RhythmMath.h"
 #include "spectral/VectorHelpers.h"
@@ -31,8 +32,8 @@ void MakeCenteredWindow1(float* window, float frameRate, float centreTempo, unsi
     for (unsigned int i = 0; i < n; ++i) {
         const float ratio =
             ((frameRate * kSecondsPerMinute) / (0.1f + static_cast<float>(i))) / centreTempo;
-        const float u = kPreferenceScale * (std::log(ratio) / std::log(2.0f));
-        window[i] = std::exp(-0.5f * (u * u));
+        const float u = kPreferenceScale * (elementary::Log(ratio) / elementary::Log(2.0f));
+        window[i] = elementary::Exp(-0.5f * (u * u));
     }
 }
 

@@ -1,11 +1,11 @@
 #include "rhythm/AATempoMapGenerator.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <limits>
 #include <new>
 
+#include "elementary/Functions.h"
 #include "rhythm/FindPeaksInVector.h"
 
 namespace qel::core {
@@ -123,11 +123,11 @@ void AATempoMapGenerator::MakeConstants() {
         array->alloc(mLagCount, true);
     for (UInt32 i = 0; i < mLagCount; ++i) {
         mLags[i] = static_cast<UInt32>(mFirstLag + static_cast<float>(i));
-        const float alpha = std::pow(0.5f, static_cast<float>(mLags[i]) / mHalfTime);
+        const float alpha = elementary::Pow(0.5f, static_cast<float>(mLags[i]) / mHalfTime);
         mFeedback[i] = alpha;
         mFeedforward[i] = 1.0f - alpha;
-        const double alphaSquared = std::pow(alpha, 2.0f);
-        const double feedforwardSquared = std::pow(mFeedforward[i], 2.0f);
+        const double alphaSquared = elementary::Pow(alpha, 2.0f);
+        const double feedforwardSquared = elementary::Pow(mFeedforward[i], 2.0f);
         mEnergyNorm[i] = static_cast<float>(feedforwardSquared / (1.0 - alphaSquared));
         mLagScale[i] = 1.0f / static_cast<float>(mLags[i]);
         mNormScale[i] = 1.0f / (1.0f - mEnergyNorm[i]);

@@ -1,6 +1,7 @@
 #include "rhythm/GammaBankTable.h"
 
-#include <cmath>
+#include "elementary/Functions.h"
+
 #include <cstddef>
 #include <span>
 #include <vector>
@@ -64,7 +65,7 @@ double Response(double columns, double bandwidth) {
 }
 
 double RuleModulus(UInt32 band, UInt32 column) {
-    const double centre = kCentreScale * std::pow(kCentreRatio, band) - kERBOffset;
+    const double centre = kCentreScale * elementary::Pow(kCentreRatio, band) - kERBOffset;
     const double bandwidth = kBandwidthRatio * (centre + kERBOffset);
     return kHeight * (Response(column - centre, bandwidth) +
                       Response(column - (kGammaColumns - centre), bandwidth));

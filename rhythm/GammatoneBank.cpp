@@ -1,5 +1,7 @@
 #include "rhythm/GammatoneBank.h"
 
+#include "elementary/Functions.h"
+
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -97,11 +99,11 @@ void* utCalloc(int count, int size, int* status) {
 }
 
 float Gfb_hz2erbscale(float hz) {
-    return static_cast<float>(double{kQuality} * std::log(double{1.0f + hz / kScaleHz}));
+    return static_cast<float>(double{kQuality} * elementary::Log(double{1.0f + hz / kScaleHz}));
 }
 
 float Gfb_erbscale2hz(float erb) {
-    return static_cast<float>(double{kScaleHz} * (std::exp(double{erb / kQuality}) - 1.0));
+    return static_cast<float>(double{kScaleHz} * (elementary::Exp(double{erb / kQuality}) - 1.0));
 }
 
 float Gfb_factorial(unsigned n) {
@@ -126,20 +128,21 @@ void Gfb_Filter_new_3arg(Gfb_Filter* filter, float sampleRate, float centreFrequ
     const float divisor = Gfb_factorial(order - 1) * Gfb_factorial(order - 1);
     const auto shape =
         static_cast<float>(double{kPi} * double{Gfb_factorial(twice)} *
-                           std::pow(2.0, -static_cast<double>(twice)) / double{divisor});
+                           elementary::Pow(2.0, -static_cast<double>(twice)) / double{divisor});
     const float bandwidth = erb / shape;
-    const auto radius = static_cast<float>(std::exp(double{-kTwoPi * bandwidth / sampleRate}));
+    const auto radius =
+        static_cast<float>(elementary::Exp(double{-kTwoPi * bandwidth / sampleRate}));
     const float angle = kTwoPi * centreFrequency / sampleRate;
-    filter->realPole = static_cast<float>(double{radius} * std::cos(double{angle}));
-    filter->imagPole = static_cast<float>(double{radius} * std::sin(double{angle}));
+    filter->realPole = static_cast<float>(double{radius} * elementary::Cos(double{angle}));
+    filter->imagPole = static_cast<float>(double{radius} * elementary::Sin(double{angle}));
     filter->order = static_cast<float>(order);
-    filter->gain =
-        static_cast<float>(2.0 * std::pow(double{1.0f - radius}, static_cast<double>(order)));
+    filter->gain = static_cast<float>(
+        2.0 * elementary::Pow(double{1.0f - radius}, static_cast<double>(order)));
     filter->ihcConstant = kHairCellConstant;
     if (withHairCell != 0) {
         // The other way round than in an ordinary low-pass: that is meant.
         filter->ihcForward =
-            static_cast<float>(std::exp(double{-1.0f / (sampleRate * kHairCellSeconds)}));
+            static_cast<float>(elementary::Exp(double{-1.0f / (sampleRate * kHairCellSeconds)}));
         filter->ihcBack = 1.0f - filter->ihcForward;
     }
 }

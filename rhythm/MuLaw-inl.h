@@ -14,6 +14,8 @@
 #include <limits>
 #include <numbers>
 
+#include "elementary/Vectors-inl.h"
+
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {
 namespace HWY_NAMESPACE {
@@ -45,16 +47,17 @@ HWY_INLINE V LogarithmOfNormal(D d, V x) {
     const auto s = hn::Div(hn::Sub(m, one), hn::Add(m, one));
     const auto z = hn::Mul(s, s);
     const auto zz = hn::Mul(z, z);
-    const auto low =
-        hn::MulAdd(z, hn::Set(d, 0.20000000005606099761), hn::Set(d, 0.33333333333331040218));
-    const auto middle =
-        hn::MulAdd(z, hn::Set(d, 0.1111143123842477031), hn::Set(d, 0.14285712068258174181));
-    const auto high =
-        hn::MulAdd(z, hn::Set(d, 0.083109735450886997441), hn::Set(d, 0.090700926012466231795));
-    const auto series = hn::MulAdd(zz, hn::MulAdd(zz, high, middle), low);
+    const auto low = elementary::HWY_NAMESPACE::ProductPlus(z, hn::Set(d, 0.20000000005606099761),
+                                                            hn::Set(d, 0.33333333333331040218));
+    const auto middle = elementary::HWY_NAMESPACE::ProductPlus(z, hn::Set(d, 0.1111143123842477031),
+                                                               hn::Set(d, 0.14285712068258174181));
+    const auto high = elementary::HWY_NAMESPACE::ProductPlus(z, hn::Set(d, 0.083109735450886997441),
+                                                             hn::Set(d, 0.090700926012466231795));
+    const auto series = elementary::HWY_NAMESPACE::ProductPlus(
+        zz, elementary::HWY_NAMESPACE::ProductPlus(zz, high, middle), low);
     const auto twice = hn::Add(s, s);
-    const auto logOfM = hn::MulAdd(hn::Mul(twice, z), series, twice);
-    return hn::MulAdd(e, hn::Set(d, std::numbers::ln2), logOfM);
+    const auto logOfM = elementary::HWY_NAMESPACE::ProductPlus(hn::Mul(twice, z), series, twice);
+    return elementary::HWY_NAMESPACE::ProductPlus(e, hn::Set(d, std::numbers::ln2), logOfM);
 }
 
 // ln x, at the ends of the range and beyond as well.

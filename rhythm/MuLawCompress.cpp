@@ -1,6 +1,5 @@
 // The compression of energies, several at a time.
 
-#include <cmath>
 #include <cstddef>
 
 #include "rhythm/RhythmMath.h"
@@ -11,6 +10,7 @@
 
 #include <hwy/highway.h>
 
+#include "elementary/Functions.h"
 #include "rhythm/MuLaw-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -47,7 +47,7 @@ namespace qel::core {
 HWY_EXPORT(Compress);
 
 void MuLawCompress(const float* x, unsigned int n, float* y, float mu) {
-    HWY_DYNAMIC_DISPATCH(Compress)(x, n, mu, 1.0 / std::log(1.0 + mu), y);
+    HWY_DYNAMIC_DISPATCH(Compress)(x, n, mu, 1.0 / elementary::Log(1.0 + mu), y);
 }
 
 } // namespace qel::core

@@ -7,10 +7,10 @@
 #define HWY_TARGET_INCLUDE "rhythm/OnsetCurve.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <cmath>
 #include <cstddef>
 #include <hwy/highway.h>
 
+#include "elementary/Functions.h"
 #include "rhythm/MuLaw-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -71,7 +71,7 @@ HWY_INLINE float TakeBlock(const float* inputs, float last, float* out, const fl
 
 // `n` is above 0.
 void MakeCurve(const float* sum, float* curve, std::size_t n) {
-    const double scale = 1.0 / std::log(1.0 + kMuLawFactor);
+    const double scale = 1.0 / elementary::Log(1.0 + kMuLawFactor);
     const std::size_t last = n - 1;
     const std::size_t head = last % kBlock; // values in front of whole blocks
     float headInputs[kBlock];

@@ -1,9 +1,9 @@
 #include "spectral/FFTFrame.h"
 
+#include "elementary/Functions.h"
 #include "spectral/VectorHelpers.h"
 
 #include <algorithm>
-#include <cmath>
 #include <new>
 #include <numbers>
 
@@ -17,18 +17,18 @@ double WindowValue(int type, unsigned int i, unsigned int length) {
     const double t = static_cast<double>(static_cast<float>(i) / static_cast<float>(length));
     switch (type) {
     case kWindowHann:
-        return 0.5 * (1.0 - std::cos(2.0 * kPi * t));
+        return 0.5 * (1.0 - elementary::Cos(2.0 * kPi * t));
     case kWindowHamming:
-        return 0.54 - 0.46 * std::cos(2.0 * kPi * t);
+        return 0.54 - 0.46 * elementary::Cos(2.0 * kPi * t);
     case kWindowBlackman:
-        return 0.42 - 0.5 * std::cos(2.0 * kPi * t) + 0.08 * std::cos(4.0 * kPi * t);
+        return 0.42 - 0.5 * elementary::Cos(2.0 * kPi * t) + 0.08 * elementary::Cos(4.0 * kPi * t);
     case kWindowSine:
-        return std::sin(kPi * t);
+        return elementary::Sin(kPi * t);
     default: {
         // 4.2 standard deviations from the middle to the start.
         const double half = 0.5 * length;
         const double u = static_cast<double>(static_cast<float>(4.2 * (i - half) / half));
-        return std::exp(-0.5 * u * u);
+        return elementary::Exp(-0.5 * u * u);
     }
     }
 }

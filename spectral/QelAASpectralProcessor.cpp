@@ -1,10 +1,10 @@
 #include "spectral/QelAASpectralProcessor.h"
 
+#include "elementary/Functions.h"
 #include "spectral/Magnitudes.h"
 #include "spectral/VectorHelpers.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <new>
 #include <numbers>
@@ -108,14 +108,14 @@ void QelAASpectralProcessor::SetWindow(const float* window) {
 void QelAASpectralProcessor::SineWindow() {
     const double step = std::numbers::pi / (mFFTSize - 1.0);
     for (UInt32 i = 0; i < mFFTSize; ++i) {
-        mWindow[i] = static_cast<float>(std::sin(i * step));
+        mWindow[i] = static_cast<float>(elementary::Sin(i * step));
     }
 }
 
 void QelAASpectralProcessor::HanningWindow() {
     for (UInt32 i = 0; i < mFFTSize; ++i) {
         const double phase = 2.0 * std::numbers::pi * (i + 1.0) / (mFFTSize + 1.0);
-        mWindow[i] = static_cast<float>(0.5 * (1.0 - std::cos(phase)));
+        mWindow[i] = static_cast<float>(0.5 * (1.0 - elementary::Cos(phase)));
     }
 }
 
@@ -125,7 +125,7 @@ void QelAASpectralProcessor::HammingWindow() {
     constexpr double kSwing = -0.46F;
     const double step = 2.0 * std::numbers::pi / (mFFTSize - 1.0);
     for (UInt32 i = 0; i < mFFTSize; ++i) {
-        mWindow[i] = static_cast<float>(kOffset + kSwing * std::cos(i * step));
+        mWindow[i] = static_cast<float>(kOffset + kSwing * elementary::Cos(i * step));
     }
 }
 

@@ -1,5 +1,7 @@
 #include "support/FilterDesign.h"
 
+#include "elementary/Functions.h"
+
 #include <cmath>
 #include <numbers>
 
@@ -41,7 +43,7 @@ double FilterCoefficients(SInt64 i, UInt32 length, double cyclesPerSample, doubl
     if (t == 0.0) {
         return 2.0 * cyclesPerSample;
     }
-    return std::sin(2.0 * std::numbers::pi * cyclesPerSample * t) / std::numbers::pi / t *
+    return elementary::Sin(2.0 * std::numbers::pi * cyclesPerSample * t) / std::numbers::pi / t *
            KaiserWindow(i, length, alpha);
 }
 

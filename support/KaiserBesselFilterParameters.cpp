@@ -1,7 +1,8 @@
 #include "support/KaiserBesselFilterParameters.h"
 
+#include "elementary/Functions.h"
+
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 namespace qel::core {
@@ -71,7 +72,7 @@ double KaiserBesselFilterParameters::EstimateAlpha(double attenuation_dB) {
     }
     if (attenuation_dB >= 21.0) {
         const double above = attenuation_dB - 21.0;
-        return 0.07886 * above + std::pow(above * 0.5842, 0.4);
+        return 0.07886 * above + elementary::Pow(above * 0.5842, 0.4);
     }
     return 0.0;
 }

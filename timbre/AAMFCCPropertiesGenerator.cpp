@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <numbers>
 
+#include "elementary/Functions.h"
 #include "timbre/AAMelFrequencySpectralProcessor.h"
 
 namespace qel::core {
@@ -73,7 +74,7 @@ void AAMFCCPropertiesGenerator::MakeCepstralMatrix() {
     for (UInt32 i = 0; i < mNumMelBands; ++i) {
         float* const row = mCepstralMatrix + std::size_t{mNumCoefficients} * i;
         for (UInt32 j = 0; j < mNumCoefficients; ++j) {
-            const double cosine = std::cos(static_cast<double>(angle) * (j * (i + 0.5)));
+            const double cosine = elementary::Cos(static_cast<double>(angle) * (j * (i + 0.5)));
             row[j] = static_cast<float>(cosine * static_cast<double>(scale));
         }
         row[0] *= kRootOfHalf;

@@ -1,12 +1,12 @@
 #include "timbre/AAMelFrequencySpectralProcessor.h"
 
+#include "elementary/Functions.h"
 #include "support/CAStreamBasicDescription.h"
 #include "timbre/MelScale.h"
 
 #include <Accelerate/Accelerate.h>
 
 #include <algorithm>
-#include <cmath>
 #include <new>
 #include <vector>
 
@@ -39,7 +39,7 @@ Edges LinearThenLogEdges(UInt32 linear, UInt32 filters) {
     }
     for (std::size_t i = linear; i < edges.size(); ++i) {
         const auto steps = static_cast<float>(i - linear + 1);
-        edges[i] = edges[linear - 1] * std::pow(kMelLogSpacing, steps);
+        edges[i] = edges[linear - 1] * elementary::Pow(kMelLogSpacing, steps);
     }
     return edges;
 }

@@ -1,9 +1,9 @@
 #include "timbre/AAPartialTrackGenerator.h"
 
-#include <cmath>
 #include <cstddef>
 #include <cstring>
 
+#include "elementary/Functions.h"
 #include "refinement/AAIFFTSpectralProcessor.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
@@ -30,7 +30,7 @@ constexpr float kLeastMagnitude = 0.001f; // keeps logarithms finite
 
 // A peak reaches 0.01 / 5 of the frame's greatest magnitude.
 float PeakThreshold(float greatest) {
-    return std::log(greatest * 0.01f / 5.0f);
+    return elementary::Log(greatest * 0.01f / 5.0f);
 }
 
 const float* Floats(const AudioBufferList* list, UInt32 channel) {

@@ -1,6 +1,6 @@
 #include "timbre/MelScale.h"
 
-#include <cmath>
+#include "elementary/Functions.h"
 
 namespace qel::core {
 
@@ -8,14 +8,16 @@ float Hz2Mel2(float hz) {
     if (hz < kMelTurningPointHz) {
         return hz / kMelLinearSpacingHz;
     }
-    return kMelTurningPoint + std::log(hz / kMelTurningPointHz) / std::log(kMelLogSpacing);
+    return kMelTurningPoint +
+           elementary::Log(hz / kMelTurningPointHz) / elementary::Log(kMelLogSpacing);
 }
 
 float Mel2Hz2(float mel) {
     if (mel < kMelTurningPoint) {
         return mel * kMelLinearSpacingHz;
     }
-    return kMelTurningPointHz * std::exp(std::log(kMelLogSpacing) * (mel - kMelTurningPoint));
+    return kMelTurningPointHz *
+           elementary::Exp(elementary::Log(kMelLogSpacing) * (mel - kMelTurningPoint));
 }
 
 } // namespace qel::core

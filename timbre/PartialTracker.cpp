@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "elementary/Functions.h"
 #include "timbre/TrackVectors.h"
 
 namespace qel::core {
@@ -153,11 +154,11 @@ void PartialTracker::MatchAgain(std::size_t candidate) {
     const float magnitude = mPeaks.mMagnitudes[static_cast<UInt32>(peak)];
     mCandidates.mPeaks[candidate] = peak;
     mCandidates.mGains[candidate] =
-        kLevelFactor * std::log(magnitude / mPartials.mMagnitudes[track]);
+        kLevelFactor * elementary::Log(magnitude / mPartials.mMagnitudes[track]);
 }
 
 void PartialTracker::Continue(std::span<const UInt32> candidates) {
-    const float fall = 1.0f - std::exp(kDecay);
+    const float fall = 1.0f - elementary::Exp(kDecay);
     const PeakList& peaks = mPeaks;
     TrackList& partials = mPartials;
     for (const UInt32 candidate : candidates) {

@@ -1,5 +1,4 @@
-// Compiled for every instruction set. Nothing but exp is contracted, so that results are nearly the
-// same on all of them.
+// Compiled for every instruction set, with the same results on all of them.
 
 #include "timbre/PhaseVectors.h"
 
@@ -10,6 +9,7 @@
 #include <algorithm>
 #include <hwy/highway.h>
 
+#include "elementary/Vectors-inl.h"
 #include "refinement/Wrap-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -82,32 +82,10 @@ float Continue(const float* angles, const float* terms, float* phases, std::size
     return sums.terms;
 }
 
-// exp x for x from -80 to 80, within 2 units in the last place: 2^n exp r with r within half a
-// logarithm of 2. Of exp r = 1 + r + r^2 p(r), the p is the one of degree 4 with the least relative
-// error, 3.1e-9.
-template <class D, class V>
-HWY_INLINE V Exponential(D d, V x) {
-    const hn::RebindToSigned<D> integers;
-    constexpr float kPerLog2 = 1.44269502f;
-    constexpr float kLog2 = 0.693145752f; // 16 bits, so that whole multiples are exact
-    constexpr float kRestOfLog2 = 1.42860677e-06f;
-    constexpr float kAllWhole = 12582912.0f; // 1.5 * 2^23: sums with it are whole, and end in n
-    const V sum = hn::MulAdd(x, hn::Set(d, kPerLog2), hn::Set(d, kAllWhole));
-    const V n = hn::Sub(sum, hn::Set(d, kAllWhole));
-    const V r = hn::NegMulAdd(n, hn::Set(d, kRestOfLog2), hn::NegMulAdd(n, hn::Set(d, kLog2), x));
-    const V r2 = hn::Mul(r, r);
-    const V low = hn::MulAdd(r, hn::Set(d, 0.166665211f), hn::Set(d, 0.49999994f));
-    const V high = hn::MulAdd(r, hn::Set(d, 0.00836871658f), hn::Set(d, 0.041668389f));
-    const V p = hn::MulAdd(hn::MulAdd(r2, hn::Set(d, 0.00138145988f), high), r2, low);
-    const V power = hn::Add(hn::MulAdd(p, r2, r), hn::Set(d, 1.0f));
-    return hn::BitCast(
-        d, hn::Add(hn::BitCast(integers, power), hn::ShiftLeft<23>(hn::BitCast(integers, sum))));
-}
-
 template <class D>
 HWY_INLINE void FindErrorAt(D d, const float* magnitudes, const PhaseHistory& before,
                             std::size_t at, float* errors) {
-    const auto growth = Exponential(
+    const auto growth = elementary::HWY_NAMESPACE::ExpOfLimited(
         d, hn::Add(hn::LoadU(d, before.mPhases + at), hn::LoadU(d, before.mDifferences + at)));
     const auto predicted = hn::Mul(hn::LoadU(d, before.mMagnitudes + at), growth);
     hn::StoreU(hn::Abs(hn::Sub(hn::LoadU(d, magnitudes + at), predicted)), d, errors + at);

@@ -1,6 +1,5 @@
-// Maxima and their parabolas are found in vectors, compiled for every instruction set. Nothing is
-// contracted but the polynomials of logarithm and exponential, so that all else is the same on all
-// of them.
+// Maxima and their parabolas are found in vectors, compiled for every instruction set, with the
+// same results on all of them.
 
 #include "timbre/SpectralPeaks.h"
 
@@ -11,10 +10,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <hwy/contrib/math/math-inl.h>
 #include <hwy/highway.h>
 #include <limits>
 
+#include "elementary/Vectors-inl.h"
 #include "timbre/Rows-inl.h"
 #include "timbre/Select-inl.h"
 
@@ -24,31 +23,6 @@ namespace HWY_NAMESPACE {
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-// Of normal positive numbers: x is 2^k (1 + f) with 1 + f from sqrt(1/2) to sqrt(2), and the
-// logarithm of 1 + f is f - s (f - R), where s is f / (2 + f) and R a polynomial in s^2.
-// Coefficients and the two parts of the logarithm of 2 are those of fdlibm (Sun Microsystems,
-// 1993).
-template <class D, class V = hn::Vec<D>>
-HWY_INLINE V LogarithmOfPositive(D d, V x) {
-    const hn::RebindToSigned<D> integers;
-    const auto rootOfHalf = hn::Set(integers, 0x3F3504F3); // the bits of sqrt(1/2)
-    const auto fromRoot = hn::Sub(hn::BitCast(integers, x), rootOfHalf);
-    const V k = hn::ConvertTo(d, hn::ShiftRight<23>(fromRoot));
-    const auto mantissa = hn::And(fromRoot, hn::Set(integers, 0x7FFFFF));
-    const V y = hn::BitCast(d, hn::Add(mantissa, rootOfHalf));
-    const V one = hn::Set(d, 1.0f);
-    const V f = hn::Sub(y, one);
-    const V s = hn::Div(f, hn::Add(y, one));
-    const V s2 = hn::Mul(s, s);
-    const V s4 = hn::Mul(s2, s2);
-    const V odd = hn::MulAdd(hn::Set(d, 0.28498786688f), s4, hn::Set(d, 0.66666662693f));
-    const V even = hn::MulAdd(hn::Set(d, 0.24279078841f), s4, hn::Set(d, 0.40000972152f));
-    const V r = hn::MulAdd(odd, s2, hn::Mul(even, s4));
-    const V lowPart = hn::Mul(k, hn::Set(d, 9.0580006145e-6f));
-    const V rest = hn::Sub(hn::MulSub(s, hn::Sub(f, r), lowPart), f);
-    return hn::MulSub(k, hn::Set(d, 0.69313812256f), rest);
-}
-
 // Infinity is its own logarithm. What is no number is raised as well, and nothing is subnormal.
 template <class D>
 HWY_INLINE void RaiseAndLog(D d, float* magnitudes, float least, float* logs) {
@@ -56,8 +30,9 @@ HWY_INLINE void RaiseAndLog(D d, float* magnitudes, float least, float* logs) {
     const auto lowest = hn::Set(d, least);
     const auto x = hn::IfThenElse(hn::Ge(read, lowest), read, lowest);
     hn::StoreU(x, d, magnitudes);
-    hn::StoreU(hn::IfThenElse(hn::Lt(x, hn::Set(d, kInfinity)), LogarithmOfPositive(d, x), x), d,
-               logs);
+    hn::StoreU(hn::IfThenElse(hn::Lt(x, hn::Set(d, kInfinity)),
+                              elementary::HWY_NAMESPACE::LogOfNormal(d, x), x),
+               d, logs);
 }
 
 void RaiseAndLogAll(float* magnitudes, UInt32 count, float least, float* logs) {
@@ -129,15 +104,13 @@ bool FindVertices(const float* x, UInt32 count, PeakList& peaks) {
     return hn::AllFalse(d, hn::MaskFromVec(missing));
 }
 
-// From logarithms to linear. The function behind it holds up to an argument of 104.
+// From logarithms to linear.
 void RaiseHeights(UInt32 count, PeakList& peaks) {
     const Full d;
-    const auto overflows = hn::Set(d, 100.0f);
     float* const heights = peaks.mMagnitudes.data();
     for (UInt32 i = 0; i < count; i += static_cast<UInt32>(hn::Lanes(d))) {
         const auto log = hn::LoadU(d, heights + i);
-        const auto height = hn::Exp(d, hn::Min(log, overflows));
-        hn::StoreU(hn::IfThenElse(hn::Eq(log, log), height, log), d, heights + i);
+        hn::StoreU(elementary::HWY_NAMESPACE::Exp(d, log), d, heights + i);
     }
 }
 

@@ -1,5 +1,4 @@
-// Compiled for every instruction set. Nothing is contracted but the polynomial of the logarithm, as
-// vvlogf has it, so that all else is the same on all of them.
+// Compiled for every instruction set, with the same results on all of them.
 
 #include "timbre/TrackVectors.h"
 
@@ -9,10 +8,10 @@
 
 #include <bit>
 #include <cstring>
-#include <hwy/contrib/math/math-inl.h>
 #include <hwy/highway.h>
 #include <limits>
 
+#include "elementary/Vectors-inl.h"
 #include "timbre/Rows-inl.h"
 #include "timbre/Select-inl.h"
 
@@ -58,7 +57,8 @@ bool Map(const PeakList& peaks, PeakMap& map, SInt32* bins) {
         const auto bin = BinsOf(hn::LoadU(d, found + i), map.mNumBins);
         const auto next = BinsOf(hn::LoadU(d, found + i + 1), map.mNumBins);
         const auto isInside = hn::FirstN(integers, count - 1 - i);
-        shared = hn::Or(shared, hn::IfThenElseZero(isInside, hn::VecFromMask(hn::Eq(bin, next))));
+        shared = hn::Or(shared,
+                        hn::IfThenElseZero(isInside, hn::VecFromMask(integers, hn::Eq(bin, next))));
         hn::StoreU(bin, integers, bins + i);
     }
     MappedPeak* const mapped = map.mPeaks.data();
@@ -113,7 +113,8 @@ void Match(const TrackList& tracks, const SInt32* bins, const PeakMap& map,
         const auto isAbove = hn::RebindMask(integers, hn::Lt(above, lower));
         auto peak = hn::IfThenElse(isAt, twice, hn::Sub(twice, two));
         peak = hn::IfThenElse(isAbove, hn::Add(twice, two), peak);
-        const auto hasNext = hn::VecFromMask(hn::RebindMask(integers, hn::Lt(next, reach)));
+        const auto hasNext =
+            hn::VecFromMask(integers, hn::RebindMask(integers, hn::Lt(next, reach)));
         const Selection near =
             Select(hn::And(hn::Lt(nearest, reach), hn::FirstN(d, tracks.mCount - i)));
         StoreSelected(hn::Xor(track, hasNext), near, &candidates.mTracks[count]);
@@ -127,23 +128,13 @@ void Match(const TrackList& tracks, const SInt32* bins, const PeakMap& map,
     FindPeaks(map, candidates);
 }
 
-// Of what is 0 or above; no number otherwise.
-template <class V>
-HWY_INLINE V Logarithm(V x) {
-    const Full d;
-    const auto infinity = hn::Set(d, kNowhere);
-    const auto zero = hn::Zero(d);
-    auto log = hn::IfThenElse(hn::Eq(x, infinity), infinity, hn::Log(d, x));
-    log = hn::IfThenElse(hn::Eq(x, zero), hn::Neg(infinity), log);
-    return hn::IfThenElse(hn::Ge(x, zero), log, hn::NaN(d));
-}
-
 void Gains(float factor, CandidateList& candidates) {
     const Full d;
     const auto scale = hn::Set(d, factor);
     for (std::size_t i = 0; i < candidates.mCount; i += hn::Lanes(d)) {
         const auto rise = hn::LoadU(d, &candidates.mGains[i]);
-        hn::StoreU(hn::Mul(Logarithm(rise), scale), d, &candidates.mGains[i]);
+        hn::StoreU(hn::Mul(elementary::HWY_NAMESPACE::Log(d, rise), scale), d,
+                   &candidates.mGains[i]);
     }
 }
 

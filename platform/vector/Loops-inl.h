@@ -5,8 +5,7 @@
 // An operation is a generic lambda over vectors of any width, written with HWY_ATTR. The loops call
 // it with full vectors where all strides are 1, and with single lanes for the rest and for any
 // other stride, so that an element's value depends neither on its place nor on the stride. Products
-// are never contracted with sums: apart from logarithms and angles, whose polynomials use the fused
-// operations that a processor has, elements are the same on every processor.
+// are never fused with sums, so that elements are the same on every processor.
 
 #if defined(QEL_PLATFORM_LOOPS_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef QEL_PLATFORM_LOOPS_INL_H

@@ -1,7 +1,8 @@
 #include "platform/vector/TransformTables.h"
 
+#include "elementary/Functions.h"
+
 #include <atomic>
-#include <cmath>
 #include <mutex>
 #include <new>
 #include <numbers>
@@ -22,8 +23,9 @@ public:
             2.0 * std::numbers::pi / static_cast<double>(std::size_t{1} << log2Size);
         for (std::size_t k = 0; k <= quarter / 2; ++k) {
             const double angle = step * static_cast<double>(k);
-            const auto cosine = static_cast<float>(std::cos(angle));
-            const auto sine = static_cast<float>(std::sin(angle));
+            const elementary::SineAndCosine both = elementary::SinCos(angle);
+            const auto cosine = static_cast<float>(both.cosine);
+            const auto sine = static_cast<float>(both.sine);
             s[quarter - k] = cosine;
             c[quarter - k] = sine;
             c[k] = cosine; // last, for a table of one entry

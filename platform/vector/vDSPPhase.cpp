@@ -9,6 +9,7 @@
 
 #include <hwy/highway.h>
 
+#include "elementary/Vectors-inl.h"
 #include "platform/vector/Loops-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -19,15 +20,17 @@ namespace HWY_NAMESPACE {
 // relative to the arc tangent is least, 1.7e-8, in pairs of terms that do not wait for each other.
 template <class D, class V>
 HWY_INLINE V ArcTangent(D d, V x) {
-    const auto pair = [&](float first, float second, V y)
-                          HWY_ATTR { return hn::MulAdd(hn::Set(d, second), y, hn::Set(d, first)); };
+    const auto pair = [&](float first, float second, V y) HWY_ATTR {
+        return elementary::HWY_NAMESPACE::ProductPlus(hn::Set(d, second), y, hn::Set(d, first));
+    };
     const V y = hn::Mul(x, x);
     const V y2 = hn::Mul(y, y);
-    const V low =
-        hn::MulAdd(pair(-0.142110556f, 0.106660046f, y), y2, pair(-0.333331525f, 0.199937731f, y));
-    const V high = hn::MulAdd(pair(-0.0163679309f, 0.00292069325f, y), y2,
-                              pair(-0.0755221471f, 0.0432118662f, y));
-    return hn::MulAdd(hn::MulAdd(high, hn::Mul(y2, y2), low), hn::Mul(y, x), x);
+    const V low = elementary::HWY_NAMESPACE::ProductPlus(pair(-0.142110556f, 0.106660046f, y), y2,
+                                                         pair(-0.333331525f, 0.199937731f, y));
+    const V high = elementary::HWY_NAMESPACE::ProductPlus(
+        pair(-0.0163679309f, 0.00292069325f, y), y2, pair(-0.0755221471f, 0.0432118662f, y));
+    return elementary::HWY_NAMESPACE::ProductPlus(
+        elementary::HWY_NAMESPACE::ProductPlus(high, hn::Mul(y2, y2), low), hn::Mul(y, x), x);
 }
 
 // atan2(y, x). The arc tangent is taken of the smaller magnitude over the larger, so from 0 to 1,
