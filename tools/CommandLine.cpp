@@ -4,6 +4,7 @@
 #include "tools/AudioDecoder.h"
 #include "tools/Interrupt.h"
 #include "tools/KeysCommand.h"
+#include "tools/SelfTestCommand.h"
 #include "tools/StandardStreams.h"
 #include "tools/TextSink.h"
 #include "tools/ToolError.h"
@@ -33,9 +34,11 @@ struct CommandLine {
     AnalyzeOptions analyze;
     std::string describedKey;
     bool jsonKeys = false;
+    SelfTestOptions selfTest;
     CLI::App* analyzeCommand = nullptr;
     CLI::App* keysCommand = nullptr;
     CLI::App* describeCommand = nullptr;
+    CLI::App* selfTestCommand = nullptr;
 };
 
 // An option that may be given more than once must not take the files behind it for its values.
@@ -111,6 +114,19 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
     command->footer(kFooter);
 }
 
+void AddSelfTest(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand(
+        "selftest", "Check that this machine gives the same results as every other");
+    line.selfTestCommand = command;
+    CLI::Option* print = command->add_flag(
+        "--print", line.selfTest.print, "Print the digests of the results as source text instead");
+    command
+        ->add_flag("--short", line.selfTest.shortSignal,
+                   "Analyze 3 s of audio instead of 13 s, for slow machines")
+        ->excludes(print);
+    command->footer("Exit status: 0 all results are the same; 1 some differ.");
+}
+
 void AddCommands(CLI::App& app, CommandLine& line) {
     app.require_subcommand(1);
     app.set_version_flag("--version",
@@ -121,6 +137,7 @@ void AddCommands(CLI::App& app, CommandLine& line) {
     line.keysCommand->add_flag("--json", line.jsonKeys, "Everything about all keys, in JSON");
     line.describeCommand = app.add_subcommand("describe", "Tell everything about one key");
     line.describeCommand->add_option("KEY", line.describedKey, "The key")->required();
+    AddSelfTest(app, line);
 }
 
 int Run(const CommandLine& line) {
@@ -129,6 +146,9 @@ int Run(const CommandLine& line) {
     }
     if (line.describeCommand->parsed()) {
         return RunDescribe(line.describedKey);
+    }
+    if (line.selfTestCommand->parsed()) {
+        return RunSelfTest(line.selfTest);
     }
     return RunAnalyze(line.analyze);
 }
