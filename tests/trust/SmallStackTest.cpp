@@ -55,7 +55,8 @@ public:
     std::size_t UsedBytes() const {
         const unsigned char* const end = mFirst + kStackBytes;
         const auto isTouched = [](unsigned char byte) { return byte != kPaint; };
-        return static_cast<std::size_t>(end - std::find_if(mFirst, mFirst + kStackBytes, isTouched));
+        return static_cast<std::size_t>(end -
+                                        std::find_if(mFirst, mFirst + kStackBytes, isTouched));
     }
 
 private:
