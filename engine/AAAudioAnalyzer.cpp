@@ -176,6 +176,7 @@ void AAAudioAnalyzer::AllocateBuffers() {
         if (generator == nullptr)
             return;
         generator->SetComputeProperty(mKeys);
+        generator->ReserveBlocks(key);
     }
 }
 

@@ -8,8 +8,8 @@
 
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
-#include "support/CARingBuffer.h"
 #include "support/CAStreamBasicDescription.h"
+#include "support/FrameStore.h"
 
 namespace qel::core {
 
@@ -75,6 +75,10 @@ SInt32 QelAAAnalysisBase::ReadyAnalysis() {
         throw;
     }
     return 0;
+}
+
+void QelAAAnalysisBase::ReserveBlocks(CFStringRef key) {
+    mBlocks.Prepare(mNumChannels, GetSizeOfAnalysisDataForKey(key));
 }
 
 UInt32 QelAAAnalysisBase::GetSizeOfAnalysisDataForKey(CFStringRef) {
@@ -165,12 +169,14 @@ float* QelAAAnalysisBase::Channel(CABufferList* buffer, UInt32 channel) {
     return static_cast<float*>(buffer->GetModifiableBufferList().mBuffers[channel].mData);
 }
 
-CARingBuffer* QelAAAnalysisBase::NewRing(UInt64 declaredFrames) const {
+FrameStore* QelAAAnalysisBase::NewStore(UInt64 declaredFrames) const {
     const UInt64 most = kTrustedFloats / std::max(mNumChannels, 1u);
-    CAAutoDelete<CARingBuffer> ring(new CARingBuffer);
-    ring->Allocate(static_cast<SInt32>(mNumChannels), sizeof(float),
-                   static_cast<UInt32>(std::min(declaredFrames, most)));
-    return ring.release();
+    CAAutoDelete<FrameStore> store(new FrameStore(mNumChannels, sizeof(float)));
+    if (mStreamLength != 0)
+        store->Reserve(std::min(declaredFrames, most));
+    else
+        store->MakeRoom(1);
+    return store.release();
 }
 
 void QelAAAnalysisBase::ResetStamp(AudioTimeStamp& stamp) {

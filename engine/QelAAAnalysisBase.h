@@ -11,7 +11,7 @@
 namespace qel::core {
 
 class CACFDictionary;
-class CARingBuffer;
+class FrameStore;
 
 // What a slot of the analyzer holds: it receives pushed audio, is told when the stream ends, and
 // reports results through the data callback.
@@ -50,6 +50,10 @@ public:
     // A reset: builds the buffers anew. When that throws, everything built is given back, and the
     // object takes pushes without effect until a later reset succeeds.
     virtual SInt32 ReadyAnalysis();
+
+    // Makes room for a delivery of `key`, so that the first one allocates nothing. Raises
+    // std::bad_alloc.
+    void ReserveBlocks(CFStringRef key);
 
     // Bytes of one block of `key`, 0 for a key of another object.
     virtual UInt32 GetSizeOfAnalysisDataForKey(CFStringRef key);
@@ -103,10 +107,11 @@ protected:
     CABufferList* NewBuffer(const char* name, UInt64 bytesPerChannel) const;
     static float* Channel(CABufferList* buffer, UInt32 channel);
 
-    // A ring of one float per channel and frame, with room for a declared run; the caller owns it.
-    // A declaration may be false, so that no more than a gigabyte is taken on trust: a longer run
-    // grows the ring as it comes.
-    CARingBuffer* NewRing(UInt64 declaredFrames) const;
+    // A store of one float per channel and frame, with room for the frames of a stream of the
+    // declared length, or for one block of them if that is unknown; the caller owns it. A
+    // declaration may be false, so that no more than a gigabyte is taken on trust: a longer run
+    // adds blocks to the store as it comes.
+    FrameStore* NewStore(UInt64 declaredFrames) const;
 
     // The count of what is in a ring, back at 0.
     static void ResetStamp(AudioTimeStamp& stamp);

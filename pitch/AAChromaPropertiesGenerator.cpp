@@ -96,14 +96,14 @@ void AAChromaPropertiesGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
     for (auto* list : {&mChromaKeyBuffer, &mDominantKeyBuffer, &mTonalCenterBuffer, &mFetchBuffer})
         (void)list->release();
-    (void)mDominantKeyRing.release();
+    (void)mDominantKeyStore.release();
 }
 
 void AAChromaPropertiesGenerator::Cleanup() {
     mSpectralProcessor.free();
     for (auto* list : {&mChromaKeyBuffer, &mDominantKeyBuffer, &mTonalCenterBuffer, &mFetchBuffer})
         list->free();
-    mDominantKeyRing.free();
+    mDominantKeyStore.free();
     mFrameTime = {};
     AAChromaPropertiesGenerator::NullPointers();
 }
@@ -116,13 +116,13 @@ void AAChromaPropertiesGenerator::AllocateBuffers() {
     mChromaKeyBuffer = NewBuffer("chroma key buffer", kSizes[kKeyCorrelation]);
     mDominantKeyBuffer = NewBuffer("dominant key buffer", kFloatBytes);
     mTonalCenterBuffer = NewBuffer("tonal center buffer", kSizes[kTonalCentroid]);
-    mDominantKeyRing.free();
+    mDominantKeyStore.free();
     mFetchBuffer.free();
     ResetStamp(mFrameTime);
     if (!IsWanted(kGlobalKey))
         return;
     mFetchBuffer = NewBuffer("fetch buffer", 0);
-    mDominantKeyRing = NewRing(mNumAnalysisFrames);
+    mDominantKeyStore = NewStore(mNumAnalysisFrames);
 }
 
 void AAChromaPropertiesGenerator::ComputeAndStoreProperties(const SpectralAndAudioBufferList*) {
@@ -146,9 +146,8 @@ void AAChromaPropertiesGenerator::ComputeAndStoreProperties(const SpectralAndAud
 }
 
 void AAChromaPropertiesGenerator::StoreDominantKeys() {
-    if (mDominantKeyRing.get() != nullptr)
-        mDominantKeyRing->StoreGrowing(&mDominantKeyBuffer->GetModifiableBufferList(), 1,
-                                       static_cast<SInt64>(mFrameTime.mSampleTime));
+    if (mDominantKeyStore.get() != nullptr)
+        mDominantKeyStore->Append(mDominantKeyBuffer->GetBufferList(), 1);
     mFrameTime.mSampleTime += 1.0;
 }
 
@@ -177,19 +176,18 @@ void AAChromaPropertiesGenerator::DeliverFloats(Flag flag, CABufferList* list) {
 SInt32 AAChromaPropertiesGenerator::ProcessFinal(UInt8 flush) {
     if (IsWanted(kGlobalKey)) {
         const auto frames = static_cast<UInt32>(mFrameTime.mSampleTime);
-        const SInt32 status = FetchDominantKeys(frames);
-        if (status != 0)
-            return status;
+        CopyDominantKeys(frames);
         DeliverGlobalKeys(frames);
     }
     return QelAAAnalysisGenerator::ProcessFinal(flush);
 }
 
-SInt32 AAChromaPropertiesGenerator::FetchDominantKeys(UInt32 frames) {
-    if (frames == 0) // nobody may fetch a count of 0
-        return 0;
+void AAChromaPropertiesGenerator::CopyDominantKeys(UInt32 frames) {
+    if (frames == 0) // there may be no store
+        return;
     mFetchBuffer->AllocateBuffers(frames * kFloatBytes);
-    return mDominantKeyRing->Fetch(&mFetchBuffer->GetModifiableBufferList(), frames, 0, true);
+    for (UInt32 c = 0; c < mNumChannels; ++c)
+        mDominantKeyStore->Copy(c, 0, frames, Channel(mFetchBuffer, c));
 }
 
 void AAChromaPropertiesGenerator::DeliverGlobalKeys(UInt32 frames) {

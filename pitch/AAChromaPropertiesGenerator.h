@@ -3,7 +3,7 @@
 #include <CoreAudio/CoreAudioTypes.h>
 
 #include "engine/QelAAAnalysisGenerator.h"
-#include "support/CARingBuffer.h"
+#include "support/FrameStore.h"
 
 namespace qel::core {
 
@@ -64,7 +64,7 @@ private:
     void StoreDominantKeys();
     void DeliverDominantKeys();
     void DeliverFloats(Flag flag, CABufferList* list);
-    SInt32 FetchDominantKeys(UInt32 frames);
+    void CopyDominantKeys(UInt32 frames);
     void DeliverGlobalKeys(UInt32 frames);
     void AddFrameNames(CACFDictionary& result, UInt32 count,
                        const QelAudioAnalysisBlock* blocks) const;
@@ -76,7 +76,7 @@ private:
     CAAutoDelete<CABufferList> mChromaKeyBuffer;   // kMusicalKeys floats: correlations of the frame
     CAAutoDelete<CABufferList> mDominantKeyBuffer; // one float: the index of the frame's key
     CAAutoDelete<CABufferList> mTonalCenterBuffer; // kTonalCentroidSize floats
-    CAAutoDelete<CARingBuffer> mDominantKeyRing;   // exists where the stream's key is wanted
+    CAAutoDelete<FrameStore> mDominantKeyStore;    // exists where the stream's key is wanted
     CAAutoDelete<CABufferList> mFetchBuffer;       // what was in the ring
     AudioTimeStamp mFrameTime{};                   // frames since the last reset
 };

@@ -6,22 +6,25 @@
 
 namespace qel::core {
 
-AAReassignedFrames::AAReassignedFrames(const CARingBuffer& ring, UInt64 frames)
-    : mRing(ring), mCount(static_cast<UInt32>(std::min<UInt64>(frames, ring.CapacityFrames()))),
-      mHead(frames - mCount) {
+AAReassignedFrames::AAReassignedFrames(const FrameStore& store, UInt32 capacity, UInt64 frames)
+    : mStore(store), mCapacity(capacity),
+      mCount(static_cast<UInt32>(std::min<UInt64>(frames, capacity))), mHead(frames - mCount) {
     if (mHead > 0) {
-        mAssembled.allocBytes(ring.BytesPerFrame(), true);
+        mAssembled.allocBytes(store.BytesPerFrame(), true);
     }
 }
 
-const float* AAReassignedFrames::Frame(UInt32 channel, UInt32 frame) {
-    const auto ringChannel = static_cast<SInt32>(channel);
-    return mHead > 0 ? AssembledFrame(ringChannel, frame)
-                     : reinterpret_cast<const float*>(mRing.SlotOfFrame(ringChannel, frame));
+const Byte* AAReassignedFrames::Held(UInt32 channel, UInt64 frame) const {
+    return mStore.Frame(channel, frame % mCapacity);
 }
 
-const float* AAReassignedFrames::AssembledFrame(SInt32 channel, UInt32 frame) {
-    const UInt64 slotBytes = mRing.BytesPerFrame();
+const float* AAReassignedFrames::Frame(UInt32 channel, UInt32 frame) {
+    return mHead > 0 ? AssembledFrame(channel, frame)
+                     : reinterpret_cast<const float*>(Held(channel, frame));
+}
+
+const float* AAReassignedFrames::AssembledFrame(UInt32 channel, UInt32 frame) {
+    const UInt64 slotBytes = mStore.BytesPerFrame();
     UInt64 place = frame * slotBytes; // in the list
     const UInt64 end = place + slotBytes;
     auto* out = reinterpret_cast<Byte*>(mAssembled.get());
@@ -36,8 +39,7 @@ const float* AAReassignedFrames::AssembledFrame(SInt32 channel, UInt32 frame) {
         const UInt64 from = place - mHead;
         const UInt64 within = from % slotBytes;
         const UInt64 run = std::min(end - place, slotBytes - within);
-        const auto held = static_cast<SInt64>(mHead + from / slotBytes);
-        std::memcpy(out, mRing.SlotOfFrame(channel, held) + within, run);
+        std::memcpy(out, Held(channel, mHead + from / slotBytes) + within, run);
         out += run;
         place += run;
     }

@@ -1,15 +1,15 @@
 #pragma once
 
 #include "support/CAAutoDisposer.h"
-#include "support/CARingBuffer.h"
+#include "support/FrameStore.h"
 
 #include <MacTypes.h>
 
 namespace qel::core {
 
-// What CARingBuffer::Fetch from time 0 would put into a list with room for the ring's capacity,
-// frame by frame and without the list. As long as nothing has fallen out of the ring, those are the
-// ring's own slots, read in place.
+// What CARingBuffer::Fetch from time 0 would put into a list with room for the capacity, frame by
+// frame and without the list, if the frames were in a ring of that capacity. As long as nothing has
+// fallen out, those are the store's own frames, read in place.
 //
 // When frames have fallen out, the peculiarity of Fetch shows: with `head` frames gone, the frames
 // that are left begin `head` bytes into the list, bytes of 0 before them, and what does not fit its
@@ -19,21 +19,23 @@ namespace qel::core {
 // One thread at a time; nobody may store into the ring meanwhile.
 class AAReassignedFrames {
 public:
-    // `ring`, which must outlive this object, got the frames from 0 to `frames` - 1, each in one
-    // Store, whether it had room for them or not. Raises std::bad_alloc.
-    AAReassignedFrames(const CARingBuffer& ring, UInt64 frames);
+    // `store`, which must outlive this object, got the frames from 0 to `frames` - 1, frame t in
+    // place t mod `capacity`; with a capacity of 0 it got none. Raises std::bad_alloc.
+    AAReassignedFrames(const FrameStore& store, UInt32 capacity, UInt64 frames);
 
     // How many frames the list would have, at most `frames`.
     UInt32 Count() const { return mCount; }
 
-    // A frame below Count() of a channel of the ring: BytesPerFrame() bytes. They hold until the
-    // next call and as long as the ring does.
+    // A frame below Count() of a channel of the store: BytesPerFrame() bytes. They hold until the
+    // next call and as long as the store does.
     const float* Frame(UInt32 channel, UInt32 frame);
 
 private:
-    const float* AssembledFrame(SInt32 channel, UInt32 frame);
+    const Byte* Held(UInt32 channel, UInt64 frame) const;
+    const float* AssembledFrame(UInt32 channel, UInt32 frame);
 
-    const CARingBuffer& mRing;
+    const FrameStore& mStore;
+    const UInt32 mCapacity;
     const UInt32 mCount;
     const UInt64 mHead; // frames that have fallen out
     CAAutoFree<float> mAssembled;

@@ -3,7 +3,6 @@
 #include "refinement/AAReassignedFrames.h"
 #include "refinement/AAReassignedMemory.h"
 #include "refinement/AAReassignedSpectralProcessor.h"
-#include "support/CARingBuffer.h"
 
 #include <Accelerate/Accelerate.h>
 
@@ -24,12 +23,12 @@ bool IsOurs(CFStringRef key) {
     return key != nullptr && CFEqual(key, kQelAnalysisKey_ReasignedSpectrum);
 }
 
-void PreferLargePagesOf(const CARingBuffer& ring) {
-    if (ring.CapacityFrames() == 0) {
-        return;
-    }
-    for (SInt32 c = 0; c < ring.ChannelCount(); ++c) {
-        PreferLargePages(ring.SlotOfFrame(c, 0), ring.CapacityBytes());
+// Of a block that the stores add when what was trusted is full.
+constexpr std::size_t kBlockBytes = std::size_t{1} << 25;
+
+void PreferLargePagesOfLastBlock(const FrameStore& store) {
+    if (const std::size_t blocks = store.BlockCount(); blocks > 0) {
+        PreferLargePages(store.Block(blocks - 1), store.BytesOfBlock(blocks - 1));
     }
 }
 
@@ -73,8 +72,8 @@ AAReassignedSpectrumGenerator::~AAReassignedSpectrumGenerator() {
 
 void AAReassignedSpectrumGenerator::NullPointers() {
     (void)mSpectrumBuffers.release();
-    for (auto* ring : {&mSpectrumRing, &mCIFRing, &mLGDRing}) {
-        (void)ring->release();
+    for (auto* store : {&mSpectrumStore, &mCIFStore, &mLGDStore}) {
+        (void)store->release();
     }
     QelAAAnalysisGenerator::NullPointers();
 }
@@ -82,10 +81,10 @@ void AAReassignedSpectrumGenerator::NullPointers() {
 void AAReassignedSpectrumGenerator::Cleanup() {
     mSpectralProcessor.free();
     mSpectrumBuffers.free();
-    for (auto* ring : {&mSpectrumRing, &mCIFRing, &mLGDRing}) {
-        ring->free();
+    for (auto* store : {&mSpectrumStore, &mCIFStore, &mLGDStore}) {
+        store->free();
     }
-    mStoredFrames = 0.0; // nothing is read of rings that are not there
+    mStoredFrames = 0.0; // nothing is read of stores that are not there
     AAReassignedSpectrumGenerator::NullPointers();
 }
 
@@ -97,43 +96,36 @@ void AAReassignedSpectrumGenerator::AllocateBuffers() {
     mSpectralProcessor->HanningWindow();
     mStoredFrames = 0.0;
     mSpectrumBuffers = NewBuffer("spectrum buffer", UInt64{mNumBins} * kComplexBytes);
-    // A reset gives the old rings back before it makes new ones.
-    for (auto* ring : {&mSpectrumRing, &mCIFRing, &mLGDRing}) {
-        ring->free();
+    // A reset gives the old stores back before it makes new ones.
+    for (auto* store : {&mSpectrumStore, &mCIFStore, &mLGDStore}) {
+        store->free();
     }
-    mSpectrumRing = NewFrameRing(mNumBins * kComplexBytes);
-    mCIFRing = NewFrameRing(mNumBins * kFloatBytes);
-    mLGDRing = NewFrameRing(mNumBins * kFloatBytes);
+    mSpectrumStore = NewFrameStore(mNumBins * kComplexBytes);
+    mCIFStore = NewFrameStore(mNumBins * kFloatBytes);
+    mLGDStore = NewFrameStore(mNumBins * kFloatBytes);
 }
 
-// Of a large ring, only what is stored into it takes memory: the system gives zeroed memory when it
-// is touched.
-UInt32 AAReassignedSpectrumGenerator::TrustedCapacity() const {
-    const UInt64 frameBytes = UInt64{mNumBins} * kComplexBytes * mNumChannels;
-    const UInt64 trusted = mTrustedBytes / std::max(frameBytes, UInt64{1});
-    return static_cast<UInt32>(std::min<UInt64>(trusted, mNumAnalysisFrames));
+// As many frames as are trusted of the largest store are reserved in all of them.
+FrameStore* AAReassignedSpectrumGenerator::NewFrameStore(UInt32 bytesPerFrame) const {
+    const UInt64 largestFrame = UInt64{mNumBins} * kComplexBytes * mNumChannels;
+    const UInt64 trusted = mTrustedBytes / std::max(largestFrame, UInt64{1});
+    CAAutoDelete<FrameStore> store(new FrameStore(mNumChannels, bytesPerFrame, kBlockBytes));
+    store->Reserve(std::min<UInt64>(trusted, mNumAnalysisFrames));
+    PreferLargePagesOfLastBlock(*store);
+    return store.release();
 }
 
-CARingBuffer* AAReassignedSpectrumGenerator::NewFrameRing(UInt32 bytesPerFrame) const {
-    CAAutoDelete<CARingBuffer> ring(new CARingBuffer);
-    ring->Allocate(static_cast<SInt32>(mNumChannels), bytesPerFrame, TrustedCapacity());
-    PreferLargePagesOf(*ring);
-    return ring.release();
-}
-
-// When what was trusted is full and more was declared, the rings grow, one by one, so that never
-// more than one of them is there twice: that stays below the 24 bytes per bin of the delivery.
-void AAReassignedSpectrumGenerator::KeepAllDeclaredFrames() {
-    const UInt32 capacity = mLGDRing->CapacityFrames(); // the last to grow
-    if (capacity >= mNumAnalysisFrames || mStoredFrames < capacity) {
+// Of a stream that was declared without any frame, nothing is kept but its length.
+void AAReassignedSpectrumGenerator::Keep(FrameStore& store, const AudioBufferList& list) const {
+    if (mNumAnalysisFrames == 0) {
         return;
     }
-    const UInt64 wanted = UInt64{capacity} + std::max(TrustedCapacity(), UInt32{1});
-    const auto grown = static_cast<UInt32>(std::min<UInt64>(wanted, mNumAnalysisFrames));
-    for (CARingBuffer* ring : {mSpectrumRing.get(), mCIFRing.get(), mLGDRing.get()}) {
-        ring->Grow(grown);
-        PreferLargePagesOf(*ring);
+    const UInt64 place = static_cast<UInt64>(mStoredFrames) % mNumAnalysisFrames;
+    if (place >= store.Room()) {
+        store.MakeRoom(place + 1);
+        PreferLargePagesOfLastBlock(store);
     }
+    store.Store(list, 1, place);
 }
 
 UInt32 AAReassignedSpectrumGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
@@ -154,12 +146,9 @@ void AAReassignedSpectrumGenerator::ComputeAndStoreProperties(
         auto* const interleaved = reinterpret_cast<DSPComplex*>(Channel(mSpectrumBuffers, c));
         vDSP_ztoc(&list.mSpectra[c], 1, interleaved, 2, mNumBins);
     }
-    KeepAllDeclaredFrames();
-    // A ring without any capacity refuses, and then nothing is kept of the stream but its length.
-    const auto time = static_cast<SInt64>(mStoredFrames);
-    mSpectrumRing->Store(&mSpectrumBuffers->GetBufferList(), 1, time);
-    mCIFRing->Store(processor->GetCIFBufferList(), 1, time);
-    mLGDRing->Store(processor->GetLGDBufferList(), 1, time);
+    Keep(*mSpectrumStore, mSpectrumBuffers->GetBufferList());
+    Keep(*mCIFStore, *processor->GetCIFBufferList());
+    Keep(*mLGDStore, *processor->GetLGDBufferList());
     mStoredFrames += 1.0;
 }
 
@@ -186,11 +175,12 @@ SInt32 AAReassignedSpectrumGenerator::ProcessFinal(UInt8 flush) {
     return QelAAAnalysisGenerator::ProcessFinal(flush);
 }
 
-// What a ring no longer has, or never had, is silence, which would add zeros to the first place.
+// What the stores no longer have, or never had, is silence, which would add zeros to the first
+// place.
 void AAReassignedSpectrumGenerator::Scatter(UInt32 frames, float* matrix) const {
-    AAReassignedFrames spectra(*mSpectrumRing, frames);
-    AAReassignedFrames frequencies(*mCIFRing, frames);
-    AAReassignedFrames times(*mLGDRing, frames);
+    AAReassignedFrames spectra(*mSpectrumStore, mNumAnalysisFrames, frames);
+    AAReassignedFrames frequencies(*mCIFStore, mNumAnalysisFrames, frames);
+    AAReassignedFrames times(*mLGDStore, mNumAnalysisFrames, frames);
     std::vector<int> toBin(mNumBins);
     std::vector<int> toFrame(mNumBins);
     for (UInt32 c = 0; c < mNumChannels; ++c) {

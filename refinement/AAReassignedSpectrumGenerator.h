@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/QelAAAnalysisGenerator.h"
+#include "support/FrameStore.h"
 
 namespace qel::core {
 
@@ -8,8 +9,8 @@ namespace qel::core {
 // its energy lies: at the frequency and the time that AAReassignedSpectralProcessor found.
 //
 // Until then every frame's spectrum, frequencies and times are kept: 16 bytes per bin. The
-// spectrogram adds 8 while it is delivered. The rings hold as many frames as the declared length
-// has; of a longer stream, old frames fall out (see AAReassignedFrames for what is left).
+// spectrogram adds 8 while it is delivered. The stores hold as many frames as the declared
+// length has; of a longer stream, old frames fall out (see AAReassignedFrames for what is left).
 class AAReassignedSpectrumGenerator : public QelAAAnalysisGenerator {
 public:
     AAReassignedSpectrumGenerator(UInt32 channels, Float64 sampleRate, UInt32 frameSize, UInt32 hop,
@@ -38,18 +39,18 @@ protected:
 
     // Per channel one frame of interleaved complex values.
     CAAutoDelete<CABufferList> mSpectrumBuffers;
-    CAAutoDelete<CARingBuffer> mSpectrumRing;
-    CAAutoDelete<CARingBuffer> mCIFRing;
-    CAAutoDelete<CARingBuffer> mLGDRing;
-    double mStoredFrames = 0.0; // the time of the next Store
-    // A declared length may be false: no ring takes more than this before frames need it. About a
-    // gigabyte, so that four of it fit the 32 bits in which a ring counts its bytes.
+    // Of the frames that the declared length has. Frame t stands in place t mod that number.
+    CAAutoDelete<FrameStore> mSpectrumStore;
+    CAAutoDelete<FrameStore> mCIFStore;
+    CAAutoDelete<FrameStore> mLGDStore;
+    double mStoredFrames = 0.0; // the time of the next frame
+    // A declared length may be false: no store takes more than about a gigabyte before frames need
+    // it.
     UInt64 mTrustedBytes = (UInt64{1} << 30) - (UInt64{1} << 20);
 
 private:
-    UInt32 TrustedCapacity() const;
-    CARingBuffer* NewFrameRing(UInt32 bytesPerFrame) const;
-    void KeepAllDeclaredFrames();
+    FrameStore* NewFrameStore(UInt32 bytesPerFrame) const;
+    void Keep(FrameStore& store, const AudioBufferList& list) const;
     void Scatter(UInt32 frames, float* matrix) const;
 };
 

@@ -43,7 +43,7 @@ void AABeatFunctionGenerator::NullPointers() {
     for (auto* list : {&mPreviousList, &mFunctionList, &mPrevFunctionList, &mFiltFunctionList,
                        &mPrevFiltFunctionList, &mFunctionFetchList})
         (void)list->release();
-    (void)mFunctionRing.release();
+    (void)mFunctionStore.release();
 }
 
 void AABeatFunctionGenerator::Cleanup() {
@@ -52,12 +52,20 @@ void AABeatFunctionGenerator::Cleanup() {
                        &mPrevFiltFunctionList, &mFunctionFetchList})
         list->free();
     mMeterAudio.reset();
-    mFunctionRing.free();
+    mFunctionStore.free();
     ResetStamp(mFunctionTime);
     AABeatFunctionGenerator::NullPointers();
 }
 
 void AABeatFunctionGenerator::AllocateBuffers() {
+    // A reset keeps the resampling filter.
+    if (!NeedsAudio())
+        mMeterAudio.reset();
+    else if (mMeterAudio != nullptr)
+        mMeterAudio->Reset();
+    else
+        mMeterAudio = std::make_unique<MeterAudio>(mNumChannels, mSampleRate, mStreamLength);
+
     mSpectralProcessor.free();
     auto* processor = new AAMelFrequencySpectralProcessor(
         mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, false, kNumMelBands, mSampleRate);
@@ -67,17 +75,14 @@ void AABeatFunctionGenerator::AllocateBuffers() {
     processor->MakeFilterWeights2();
 
     constexpr UInt64 kFloat = sizeof(float);
-    mMeterAudio.reset();
-    if (NeedsAudio())
-        mMeterAudio = std::make_unique<MeterAudio>(mNumChannels, mSampleRate);
-
     mPreviousList = NewBuffer("previous buffer", kNumMelBands * kFloat);
     mFunctionList = NewBuffer("function buffer", kFloat);
     mPrevFunctionList = NewBuffer("prev function buffer", kFloat);
     mFiltFunctionList = NewBuffer("filt function buffer", kFloat);
     mPrevFiltFunctionList = NewBuffer("prev filt function buffer", kFloat);
     mFunctionFetchList = NewBuffer("function fetching buffer", 0);
-    mFunctionRing = NewRing(mNumAnalysisFrames);
+    mFunctionStore.free();
+    mFunctionStore = NewStore(mNumAnalysisFrames);
     ResetStamp(mFunctionTime);
     for (auto* events : {&mBeatList, &mDownBeatList})
         events->assign(mNumChannels, {});
@@ -110,8 +115,7 @@ void AABeatFunctionGenerator::MakeFunction(const SpectralAndAudioBufferList* lis
         *Channel(mFunctionList, c) = function;
         *Channel(mFiltFunctionList, c) = RemoveDC(c, function);
     }
-    mFunctionRing->StoreGrowing(&mFiltFunctionList->GetModifiableBufferList(), 1,
-                                static_cast<SInt64>(mFunctionTime.mSampleTime));
+    mFunctionStore->Append(mFiltFunctionList->GetBufferList(), 1);
     mFunctionTime.mSampleTime += 1.0;
 }
 

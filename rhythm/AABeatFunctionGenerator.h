@@ -9,7 +9,7 @@
 #include "engine/QelAAAnalysisGenerator.h"
 #include "rhythm/EventList.h"
 #include "rhythm/MeterAudio.h"
-#include "support/CARingBuffer.h"
+#include "support/FrameStore.h"
 
 namespace qel::core {
 
@@ -17,14 +17,14 @@ class AAMelFrequencySpectralProcessor;
 
 // Slot 5: tempo, beats, meter and down beats of a whole stream.
 //
-// While audio streams, each mel spectrum becomes one value of a detection function, kept in a ring;
+// While audio streams, each mel spectrum becomes one value of a detection function, kept in a store;
 // where the meter needs it, the audio becomes a signal of 100 values per second. All else
 // happens in ProcessFinal: two tempi from the function's autocorrelation, beats by dynamic
 // programming, meter from the audio's correlation with itself, down beats from both. A stream may
 // go through several segments: after a ProcessFinal that succeeded, storing begins anew, and times
 // carry on.
 //
-// Ring and signal hold the whole run, whatever length was declared.
+// Store and signal hold the whole run, whatever length was declared.
 //
 // Sources: life and streaming in AABeatFunctionGenerator.cpp; tempo in AABeatFunctionTempo.cpp;
 // beats in AABeatFunctionBeats.cpp; meter and down beats in AABeatFunctionMeter.cpp; sizes,
@@ -132,9 +132,9 @@ private:
     CAAutoDelete<CABufferList> mPrevFunctionList;
     CAAutoDelete<CABufferList> mFiltFunctionList;
     CAAutoDelete<CABufferList> mPrevFiltFunctionList;
-    CAAutoDelete<CARingBuffer> mFunctionRing; // the detection function
+    CAAutoDelete<FrameStore> mFunctionStore; // the detection function
     CAAutoDelete<CABufferList> mFunctionFetchList;
-    AudioTimeStamp mFunctionTime{}; // frames stored in mFunctionRing
+    AudioTimeStamp mFunctionTime{}; // frames stored in mFunctionStore
     AudioTimeStamp mSegmentTime{};  // function frames of earlier segments
     float mTempoCentre = 120.0f;    // BPM
     float mMinTempo = 50.0f;

@@ -52,11 +52,8 @@ SInt32 AABeatFunctionGenerator::FindTempoAndBeats() {
     mHalfSectionProgress = 0.5f * mSectionProgress;
 
     mFunctionFetchList->AllocateBuffers(frames * UInt32{sizeof(float)});
-    const SInt32 status =
-        mFunctionRing->Fetch(&mFunctionFetchList->GetModifiableBufferList(), frames, 0, true);
-    if (status != 0)
-        return status;
     for (UInt32 c = 0; c < mNumChannels; ++c) {
+        mFunctionStore->Copy(c, 0, frames, Channel(mFunctionFetchList, c));
         mBeatList[c] = {}; // of a call that failed
         for (UInt32 s = 0; s < sections; ++s) {
             const UInt32 start = sectionLength * s;

@@ -42,13 +42,13 @@ void AAOnsetGenerator::NullPointers() {
     QelAAAnalysisBase::NullPointers();
     mFilterBankReady = false;
     (void)mGammaList.release();
-    (void)mGammaRing.release();
+    (void)mGammaStore.release();
 }
 
 void AAOnsetGenerator::Cleanup() {
     RemoveBank();
     mGammaList.free();
-    mGammaRing.free();
+    mGammaStore.free();
     ResetStamp(mGammaTime);
     QelAAAnalysisBase::Cleanup();
 }
@@ -75,23 +75,21 @@ void AAOnsetGenerator::AllocateBuffers() {
         throw std::bad_alloc();
 
     mGammaList = NewBuffer("gamma filter buffer", mMaxFrames * UInt64{sizeof(float)});
-    mGammaRing.free();
-    mGammaRing = NewRing(UInt64{mStreamLength} + mMaxFrames); // the silence of a flush as well
+    mGammaStore.free();
+    mGammaStore = NewStore(UInt64{mStreamLength} + mMaxFrames); // the silence of a flush as well
     ResetStamp(mGammaTime);
 }
 
 SInt32 AAOnsetGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
     if (list == nullptr)
         return kAudioAnalysisErr_NullBufferList;
-    // Nobody may store a count of 0; and a reset that failed left no ring.
-    if (frames == 0 || mGammaRing.get() == nullptr)
+    if (mGammaStore.get() == nullptr) // a reset that failed
         return 0;
     const UInt32 channels = std::min(list->mNumberBuffers, mNumChannels);
     for (UInt32 c = 0; c < channels; ++c)
         gfb_AnalyzeSum(Channel(mGammaList, c), static_cast<const float*>(list->mBuffers[c].mData),
                        &mFilterBank, static_cast<int>(frames));
-    mGammaRing->StoreGrowing(&mGammaList->GetModifiableBufferList(), frames,
-                             static_cast<SInt64>(mGammaTime.mSampleTime));
+    mGammaStore->Append(mGammaList->GetBufferList(), frames);
     mGammaTime.mSampleTime += frames;
     return 0;
 }
@@ -107,11 +105,10 @@ int AAOnsetGenerator::WindowFor(UInt32 frames, float sensitivity) {
 }
 
 SInt32 AAOnsetGenerator::FindOnsets(UInt32 channel, float* curve, UInt32 frames, Onsets& onsets) {
-    // The ring holds the run from its first frame on, so that nothing wraps. Without a frame there
-    // may be no ring.
+    // Without a frame there may be no store.
     if (frames != 0) {
-        const Byte* const sum = mGammaRing->SlotOfFrame(static_cast<SInt32>(channel), 0);
-        MakeOnsetCurve(reinterpret_cast<const float*>(sum), curve, frames);
+        mGammaStore->Copy(channel, 0, frames, curve);
+        MakeOnsetCurve(curve, curve, frames);
     }
     if (StopsAt(kPercentCurve))
         return kStopped;

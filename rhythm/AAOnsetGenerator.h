@@ -6,22 +6,22 @@
 
 #include "engine/QelAAAnalysisBase.h"
 #include "rhythm/GammatoneBank.h"
-#include "support/CARingBuffer.h"
+#include "support/FrameStore.h"
 
 namespace qel::core {
 
 // Slot 6: the onsets of a whole stream, exact to one sample.
 //
 // While audio streams, each channel runs through a gammatone bank of 33 bands, 235 to 14439 Hz, and
-// the sum of the bands is kept in a ring. All else happens in ProcessFinal, at the full sample
+// the sum of the bands is kept in a store. All else happens in ProcessFinal, at the full sample
 // rate: the sum's falls become a detection curve, smoothed backward in time so that its ringing
 // stands in front of an event, and the curve's peaks are held to a running median and to each
 // other, in a window that grows with the stream.
 //
-// The ring holds the whole run, whatever length was declared, and ProcessFinal does not empty it:
+// The store holds the whole run, whatever length was declared, and ProcessFinal does not empty it:
 // what is pushed after it continues the same stream, and the next call looks at all of it.
 //
-// While ProcessFinal runs, it needs as much memory again as the ring has for one channel, and an
+// While ProcessFinal runs, it needs as much memory again as the run has of one channel, and an
 // eighth of that for what it looks for.
 class AAOnsetGenerator : public QelAAAnalysisBase {
 public:
@@ -70,8 +70,8 @@ private:
     Gfb_Analyzer mFilterBank{};
     bool mFilterBankReady = false;
     CAAutoDelete<CABufferList> mGammaList; // per channel the sum over the bands of one push
-    CAAutoDelete<CARingBuffer> mGammaRing; // the sums of the whole run
-    AudioTimeStamp mGammaTime{};           // frames stored in mGammaRing
+    CAAutoDelete<FrameStore> mGammaStore;  // the sums of the whole run
+    AudioTimeStamp mGammaTime{};           // frames stored in mGammaStore
     float mSensitivity = 80.0f;            // percent
 };
 

@@ -17,7 +17,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 // Partial sums of a value: tap n of a block goes to partial sum n mod kPartials. The number is that
 // of no particular instruction set, so that sums come out the same on all of them.
-constexpr std::size_t kPartials = 8;
+constexpr std::size_t kPartials = DecimatingRun::kPartials;
 
 using Wide = hn::CappedTag<float, kPartials>;
 constexpr std::size_t kLanes = hn::MaxLanes(Wide());
@@ -26,8 +26,6 @@ constexpr std::size_t kLanes = hn::MaxLanes(Wide());
 // registers: 8 + 4 of 16.
 constexpr std::size_t kRows = 8;
 constexpr std::size_t kBlocks = 4;
-// Values whose partial sums are kept at a time.
-constexpr std::size_t kMostRows = 32;
 // Taps of each block that a run of values is summed over before the next taps: they and the samples
 // under them stay in the first cache, which a whole block of a high rate does not.
 constexpr std::size_t kColumns = 512;
@@ -86,18 +84,14 @@ HWY_INLINE void AddTile(const Tile& tile, float* partials) {
                     tile.filter[b * tile.step + n] * tile.samples[(r + b) * tile.step + n];
 }
 
-// Adds the products of `blocks` blocks to the partial sums of `count` values.
+// Adds the products of some columns of `blocks` blocks to the partial sums of `count` values.
 template <std::size_t blocks>
-HWY_INLINE void AddBlocks(const float* filter, const float* samples, std::size_t step,
-                          std::size_t columns, std::size_t count, float* partials) {
-    for (std::size_t n = 0; n < columns; n += kColumns) {
-        Tile tile{filter + n, samples + n, step, std::min(kColumns, columns - n)};
-        std::size_t r = 0;
-        for (; r + kRows <= count; r += kRows, tile.samples += kRows * step)
-            AddTile<kRows, blocks>(tile, partials + r * kPartials);
-        for (; r < count; ++r, tile.samples += step)
-            AddTile<1, blocks>(tile, partials + r * kPartials);
-    }
+HWY_INLINE void AddColumns(Tile tile, std::size_t count, float* partials) {
+    std::size_t r = 0;
+    for (; r + kRows <= count; r += kRows, tile.samples += kRows * tile.step)
+        AddTile<kRows, blocks>(tile, partials + r * kPartials);
+    for (; r < count; ++r, tile.samples += tile.step)
+        AddTile<1, blocks>(tile, partials + r * kPartials);
 }
 
 // Adds the upper half of the partial sums to the lower one, and so on down to one.
@@ -105,22 +99,29 @@ HWY_INLINE float Fold(const float* p) {
     return ((p[0] + p[4]) + (p[2] + p[6])) + ((p[1] + p[5]) + (p[3] + p[7]));
 }
 
-void FormValues(const float* filter, std::size_t taps, const float* samples, std::size_t step,
-                std::size_t count, float* out) {
-    HWY_ALIGN float partials[kMostRows * kPartials] = {};
-    std::size_t n = 0;
-    for (; n + kBlocks * step <= taps; n += kBlocks * step)
-        AddBlocks<kBlocks>(filter + n, samples + n, step, step, count, partials);
-    for (; n < taps; n += step)
-        AddBlocks<1>(filter + n, samples + n, step, std::min(step, taps - n), count, partials);
-    for (std::size_t r = 0; r < count; ++r)
-        out[r] = Fold(partials + r * kPartials);
+// Adds the products of the slice that begins at `place` and moves on behind it.
+void AddSlice(const float* filter, std::size_t taps, const float* samples, std::size_t step,
+              std::size_t count, FilterPlace& place, float* partials) {
+    const bool isWide = place.firstTap + kBlocks * step <= taps;
+    const std::size_t width = isWide ? step : std::min(step, taps - place.firstTap);
+    const std::size_t first = place.firstTap + place.column;
+    const Tile tile{filter + first, samples + first, step,
+                    std::min(kColumns, width - place.column)};
+    if (isWide)
+        AddColumns<kBlocks>(tile, count, partials);
+    else
+        AddColumns<1>(tile, count, partials);
+    place.column += tile.columns;
+    place.tapsDone += isWide ? kBlocks * tile.columns : tile.columns;
+    if (place.column == width) {
+        place.firstTap = place.tapsDone;
+        place.column = 0;
+    }
 }
 
-void DecimateAll(const float* filter, std::size_t taps, const float* samples, std::size_t step,
-                 std::size_t count, float* out) {
-    for (std::size_t r = 0; r < count; r += kMostRows)
-        FormValues(filter, taps, samples + r * step, step, std::min(kMostRows, count - r), out + r);
+void FoldAll(const float* partials, std::size_t count, float* out) {
+    for (std::size_t r = 0; r < count; ++r)
+        out[r] = Fold(partials + r * kPartials);
 }
 
 } // namespace HWY_NAMESPACE
@@ -131,11 +132,25 @@ HWY_AFTER_NAMESPACE();
 
 namespace qel::core {
 
-HWY_EXPORT(DecimateAll);
+HWY_EXPORT(AddSlice);
+HWY_EXPORT(FoldAll);
+
+void DecimatingRun::AddSlice(const float* filter, const float* samples) {
+    HWY_DYNAMIC_DISPATCH(AddSlice)(filter, mTaps, samples, mStep, mCount, mPlace, mPartials);
+}
+
+void DecimatingRun::Finish(float* out) const {
+    HWY_DYNAMIC_DISPATCH(FoldAll)(mPartials, mCount, out);
+}
 
 void DecimatingFilter(const float* filter, std::size_t taps, const float* samples, std::size_t step,
                       std::size_t count, float* out) {
-    HWY_DYNAMIC_DISPATCH(DecimateAll)(filter, taps, samples, step, count, out);
+    for (std::size_t r = 0; r < count; r += DecimatingRun::kMostValues) {
+        DecimatingRun run(taps, step, std::min(DecimatingRun::kMostValues, count - r));
+        while (!run.IsDone())
+            run.AddSlice(filter, samples + r * step);
+        run.Finish(out + r);
+    }
 }
 
 } // namespace qel::core
