@@ -61,7 +61,18 @@ SInt32 AAAudioAnalyzer::AudioAnalysisReset() {
     if (!mInitialized)
         return kAudioAnalysisErr_NotInitialized;
     ForEachActiveSlot([](QelAAAnalysisBase& generator) { return generator.ReadyAnalysis(); });
+    ReserveBlocks();
     return 0;
+}
+
+// Sizes of blocks may be known only when the generators are ready.
+void AAAudioAnalyzer::ReserveBlocks() {
+    const CFIndex count = mKeys != nullptr ? CFArrayGetCount(mKeys) : 0;
+    for (CFIndex i = 0; i < count; ++i) {
+        const auto key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(mKeys, i));
+        if (QelAAAnalysisBase* generator = GetAnalyzerForKey(key))
+            generator->ReserveBlocks(key);
+    }
 }
 
 SInt32 AAAudioAnalyzer::AudioAnalysisGetProperty(UInt32 propertyID, const void* specifier,
@@ -176,7 +187,6 @@ void AAAudioAnalyzer::AllocateBuffers() {
         if (generator == nullptr)
             return;
         generator->SetComputeProperty(mKeys);
-        generator->ReserveBlocks(key);
     }
 }
 

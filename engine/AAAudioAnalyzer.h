@@ -51,6 +51,7 @@ private:
     SInt32 GetParameterValueInfo(CFStringRef name, void* outData) const;
 
     void AllocateBuffers();
+    void ReserveBlocks();
     void CreateGeneratorForRoute(const KeyRoute& route, const GeneratorSetup& setup);
     void NullPointers();
     void Cleanup();

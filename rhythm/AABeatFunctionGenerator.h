@@ -17,8 +17,8 @@ class AAMelFrequencySpectralProcessor;
 
 // Slot 5: tempo, beats, meter and down beats of a whole stream.
 //
-// While audio streams, each mel spectrum becomes one value of a detection function, kept in a store;
-// where the meter needs it, the audio becomes a signal of 100 values per second. All else
+// While audio streams, each mel spectrum becomes one value of a detection function, kept in a
+// store; where the meter needs it, the audio becomes a signal of 100 values per second. All else
 // happens in ProcessFinal: two tempi from the function's autocorrelation, beats by dynamic
 // programming, meter from the audio's correlation with itself, down beats from both. A stream may
 // go through several segments: after a ProcessFinal that succeeded, storing begins anew, and times

@@ -28,11 +28,11 @@ namespace qel::core {
 // One thread at a time. Within the declared length neither Append nor Advance allocates.
 class MeterResampler {
 public:
-    static constexpr UInt32 kRateHz = 100; // of the values
+    static constexpr UInt32 kRateHz = 100;           // of the values
     static constexpr std::size_t kMostFrames = 1024; // of a portion
 
-    // The taps of one value, and the coefficients that are designed for all. 0 for sample rates below
-    // 100 Hz or not below 2^32 Hz, and for one that is no number: there is no filter.
+    // The taps of one value, and the coefficients that are designed for all. 0 for sample rates
+    // below 100 Hz or not below 2^32 Hz, and for one that is no number: there is no filter.
     static UInt32 Taps(double sampleRateHz);
     static UInt64 Coefficients(double sampleRateHz);
 

@@ -39,8 +39,8 @@ constexpr SInt32 worse(SInt32 a, SInt32 b) {
 // GetTimeBounds, CheckTimeBounds) may run side by side without a lock. The bounds are atomic: the
 // reader gets a start and an end that were published together. The bytes of the frames are not: a
 // reader that is overtaken during its copy reads bytes that are being written, and the check
-// after the copy cannot tell (see CheckTimeBounds). Allocate, Deallocate and the growing operations
-// need both threads' silence. Store and Fetch take no lock and allocate nothing.
+// after the copy cannot tell (see CheckTimeBounds). Allocate and Deallocate need both
+// threads' silence. Store and Fetch take no lock and allocate nothing.
 class CARingBuffer {
 public:
     CARingBuffer() = default;
@@ -101,18 +101,6 @@ public:
         return mBuffers[channel] + SlotOffset(frame);
     }
 
-    // Makes room for `capacityFrames` frames, keeping what is held and its times. Does nothing if
-    // there is as much or the ring is not allocated. Raises std::bad_alloc as Allocate does,
-    // leaving the ring as it was.
-    void Grow(UInt32 capacityFrames);
-
-    // Store for rings that hold a whole run, however long it gets: nothing falls out. Where Store
-    // would let frames fall out or refuse, the ring grows first, to at least twice its capacity,
-    // so that a long run costs a constant number of copies per frame. A count of 0 does nothing.
-    // Returns kRingBufferOK; kRingBufferTooMuch if the ring is not allocated. Raises std::bad_alloc
-    // as Grow does, with nothing stored.
-    SInt32 StoreGrowing(const AudioBufferList* list, UInt32 frames, SInt64 startWrite);
-
     // The times of the first frame held and of the one behind the last, as published together.
     // Returns kRingBufferOK; or kRingBufferBoundsBusy if the writer got in between eight times,
     // and then the two may not belong together.
@@ -156,7 +144,6 @@ private:
     }
     static UInt32 MakeBlock(SInt32 channels, UInt32 bytesPerFrame, UInt32 capacityFrames,
                             CAAutoFree<Byte>& block);
-    UInt32 LargestCapacity() const;
     std::size_t SlotOffset(SInt64 frame) const;
     void MakeRoom(SInt64 startWrite, SInt64 endWrite);
     void ZeroGap(SInt64 from, SInt64 to);

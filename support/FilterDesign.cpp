@@ -29,22 +29,38 @@ double Izero(double x) {
     return sum;
 }
 
-double KaiserWindow(SInt64 n, UInt32 length, double alpha) {
+namespace {
+
+double Window(SInt64 n, UInt32 length, double alpha, double izeroOfAlpha) {
     const SInt64 last = SInt64{length} - 1;
     const double x = std::abs(static_cast<double>(2 * n - last)) / static_cast<double>(last);
-    return Izero(alpha * std::sqrt(1.0 - x * x)) / Izero(alpha);
+    return Izero(alpha * std::sqrt(1.0 - x * x)) / izeroOfAlpha;
+}
+
+} // namespace
+
+double KaiserWindow(SInt64 n, UInt32 length, double alpha) {
+    return Window(n, length, alpha, Izero(alpha));
+}
+
+KaiserSinc::KaiserSinc(UInt32 length, double cyclesPerSample, double alpha)
+    : mLength(length), mCyclesPerSample(cyclesPerSample), mAlpha(alpha),
+      mIzeroOfAlpha(Izero(alpha)) {}
+
+double KaiserSinc::Tap(SInt64 i) const {
+    if (i < 0 || i >= SInt64{mLength}) {
+        return 0.0;
+    }
+    const double t = static_cast<double>(i) - (static_cast<double>(mLength) - 1.0) / 2.0;
+    if (t == 0.0) {
+        return 2.0 * mCyclesPerSample;
+    }
+    return elementary::Sin(2.0 * std::numbers::pi * mCyclesPerSample * t) / std::numbers::pi / t *
+           Window(i, mLength, mAlpha, mIzeroOfAlpha);
 }
 
 double FilterCoefficients(SInt64 i, UInt32 length, double cyclesPerSample, double alpha) {
-    if (i < 0 || i >= SInt64{length}) {
-        return 0.0;
-    }
-    const double t = static_cast<double>(i) - (static_cast<double>(length) - 1.0) / 2.0;
-    if (t == 0.0) {
-        return 2.0 * cyclesPerSample;
-    }
-    return elementary::Sin(2.0 * std::numbers::pi * cyclesPerSample * t) / std::numbers::pi / t *
-           KaiserWindow(i, length, alpha);
+    return KaiserSinc(length, cyclesPerSample, alpha).Tap(i);
 }
 
 } // namespace qel::core

@@ -17,6 +17,20 @@ double Izero(double x);
 // 1 in the middle, 1 / Izero(alpha) at the ends.
 double KaiserWindow(SInt64 n, UInt32 length, double alpha);
 
+// The taps of FilterCoefficients one after the other, to the last bit, at half the cost: what they
+// have in common is formed once.
+class KaiserSinc {
+public:
+    KaiserSinc(UInt32 length, double cyclesPerSample, double alpha);
+    double Tap(SInt64 i) const;
+
+private:
+    UInt32 mLength;
+    double mCyclesPerSample;
+    double mAlpha;
+    double mIzeroOfAlpha;
+};
+
 // Tap `i` of the low-pass prototype of `length` taps, a sinc with its cutoff at `cyclesPerSample`
 // under the Kaiser window; 0 for taps outside.
 double FilterCoefficients(SInt64 i, UInt32 length, double cyclesPerSample, double alpha);

@@ -126,15 +126,14 @@ CAAutoFree<float> SRCFilter::Design(const KaiserBesselFilterParameters& paramete
     const bool highPass = parameters.filterType == KaiserBesselFilterParameters::kHighPass;
     const float gain = highPass ? -(kGain * up) : kGain * up;
     const double cyclesPerSample = parameters.cutoff / static_cast<double>(up + up);
+    const KaiserSinc prototype(mPrototypeLength, cyclesPerSample, parameters.alpha);
     UInt32 delay = 0;
     GetFilterDelay(nullptr, &delay);
     for (UInt32 p = 0; p < mUpFactor; ++p) {
         float* const branch = coefficients + std::size_t{p} * stride;
         SInt64 i = static_cast<SInt32>(delay + p);
         for (UInt32 k = 0; k < taps; ++k, i += mUpFactor) {
-            const double tap =
-                FilterCoefficients(i, mPrototypeLength, cyclesPerSample, parameters.alpha);
-            branch[taps - 1 - k] = static_cast<float>(tap) * gain;
+            branch[taps - 1 - k] = static_cast<float>(prototype.Tap(i)) * gain;
         }
     }
     const UInt32 centre = (mPrototypeLength - 1) / 2;

@@ -50,10 +50,6 @@ private:
             return Allocate();
         case 1:
             return AllocateAnything();
-        case 2:
-            return StoreGrowing();
-        case 3:
-            return Grow();
         case 4:
             return CheckAnyBounds();
         case 5:
@@ -141,55 +137,6 @@ private:
         RingTestList list = Noise(frames, content);
         Require(mRing.Store(list.List(), frames, time) == mModel->Store(content, time),
                 "a store answers as the model does");
-    }
-
-    void StoreGrowing() {
-        const UInt32 frames = mProgram.Below(100);
-        const SInt64 time = TimeOfStore();
-        const SInt64 start = time < mModel->End() ? time : mModel->Start();
-        const UInt64 needed = std::max<UInt64>(
-            static_cast<UInt64>(Moved(time, frames)) - static_cast<UInt64>(start), frames);
-        const auto bytes = static_cast<long double>(mChannels) *
-                           (2.0L * needed * std::max<UInt32>(mBytesPerFrame, 1) + 8.0L);
-        std::vector<RingBufferModel::Frame> content;
-        RingTestList list = Noise(frames, content);
-        if (frames == 0) {
-            Require(mRing.StoreGrowing(list.List(), 0, time) == core::kRingBufferOK,
-                    "a growing store of nothing does nothing");
-            return;
-        }
-        if (bytes > kSmallBytes || needed > kSmallBytes) {
-            StoreFarAway(list, frames, time);
-            return;
-        }
-        Require(mRing.StoreGrowing(list.List(), frames, time) == core::kRingBufferOK,
-                "a growing store refuses nothing that there is room for");
-        Require(mRing.CapacityFrames() >= std::max<UInt64>(needed, mModel->Capacity()),
-                "a ring grows to what it needs");
-        mModel->SetCapacity(mRing.CapacityFrames());
-        mModel->Store(content, time);
-    }
-
-    // A growing store that would need much memory: tried where it must fail, else left out.
-    void StoreFarAway(RingTestList& list, UInt32 frames, SInt64 time) {
-        const UInt64 distance = static_cast<UInt64>(time) - static_cast<UInt64>(mModel->Start());
-        if (time < mModel->End() || distance < UInt64{1} << 32) {
-            return;
-        }
-        bool thrown = false;
-        try {
-            mRing.StoreGrowing(list.List(), frames, time);
-        } catch (const std::bad_alloc&) {
-            thrown = true;
-        }
-        Require(thrown, "a gap of 2^32 frames is refused by a growing store");
-    }
-
-    void Grow() {
-        const UInt32 capacity = mProgram.Below(1000);
-        mRing.Grow(capacity);
-        mModel->SetCapacity(std::max(capacity, mModel->Capacity()));
-        Require(mRing.CapacityFrames() == mModel->Capacity(), "a ring grows and never shrinks");
     }
 
     // No caller may store nothing, or lists that do not fit: whatever then is held, no memory is

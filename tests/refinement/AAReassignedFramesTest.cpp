@@ -2,6 +2,7 @@
 
 #include "refinement/AAReassignedFrames.h"
 
+#include "support/CARingBuffer.h"
 #include "tests/support/RingBufferTesting.h"
 
 #include <gtest/gtest.h>
@@ -13,11 +14,12 @@ namespace {
 
 constexpr UInt32 kBytesPerFrame = 24;
 
-// A ring of two channels with room for `capacity` frames, into which `frames` frames were stored.
-// No two bytes that follow each other are alike, and none is 0.
+// A ring of two channels with room for `capacity` frames, into which `frames` frames were stored,
+// and a store with the same frames in places of that number. No two bytes that follow each other
+// are alike, and none is 0.
 class FilledRing {
 public:
-    FilledRing(UInt32 capacity, UInt64 frames) {
+    FilledRing(UInt32 capacity, UInt64 frames) : store(2, kBytesPerFrame, 3 * 2 * kBytesPerFrame) {
         ring.Allocate(2, kBytesPerFrame, capacity);
         RingTestList one(2, kBytesPerFrame);
         Byte next = 1;
@@ -29,9 +31,13 @@ public:
                 }
             }
             ring.Store(one.List(), 1, static_cast<SInt64>(f));
+            if (capacity > 0) {
+                store.Store(*one.List(), 1, f % capacity);
+            }
         }
     }
     CARingBuffer ring;
+    FrameStore store; // blocks of three frames
 };
 
 std::vector<Byte> BytesOf(const float* frame) {
@@ -51,7 +57,7 @@ TEST(AAReassignedFramesTest, AreTheBytesThatFetchPutsIntoItsList) {
         RingTestList list(2, kCapacity * kBytesPerFrame);
         ASSERT_EQ(filled.ring.Fetch(list.List(), stored, 0, true), kRingBufferOK);
 
-        AAReassignedFrames frames(filled.ring, stored);
+        AAReassignedFrames frames(filled.store, kCapacity, stored);
         ASSERT_EQ(frames.Count(), kCapacity);
         for (UInt32 c = 0; c < 2; ++c) {
             for (UInt32 f = 0; f < kCapacity; ++f) {
@@ -66,24 +72,23 @@ TEST(AAReassignedFramesTest, AreTheBytesThatFetchPutsIntoItsList) {
 
 TEST(AAReassignedFramesTest, AreReadInPlaceWhileNothingHasFallenOut) {
     const FilledRing filled(5, 5);
-    AAReassignedFrames frames(filled.ring, 5);
+    AAReassignedFrames frames(filled.store, 5, 5);
     for (UInt32 c = 0; c < 2; ++c) {
         for (UInt32 f = 0; f < 5; ++f) {
-            const Byte* const slot = filled.ring.SlotOfFrame(static_cast<SInt32>(c), f);
-            EXPECT_EQ(static_cast<const void*>(frames.Frame(c, f)), slot);
+            EXPECT_EQ(static_cast<const void*>(frames.Frame(c, f)), filled.store.Frame(c, f));
         }
     }
 }
 
 TEST(AAReassignedFramesTest, OfARingThatIsNotFullAreThoseThatWereStored) {
     const FilledRing filled(5, 3);
-    EXPECT_EQ(AAReassignedFrames(filled.ring, 3).Count(), 3U);
-    EXPECT_EQ(AAReassignedFrames(filled.ring, 0).Count(), 0U);
+    EXPECT_EQ(AAReassignedFrames(filled.store, 5, 3).Count(), 3U);
+    EXPECT_EQ(AAReassignedFrames(filled.store, 5, 0).Count(), 0U);
 }
 
 TEST(AAReassignedFramesTest, OfARingWithoutCapacityThereAreNone) {
     const FilledRing filled(0, 9);
-    EXPECT_EQ(AAReassignedFrames(filled.ring, 9).Count(), 0U);
+    EXPECT_EQ(AAReassignedFrames(filled.store, 0, 9).Count(), 0U);
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 
 #include "refinement/AAReassignedSpectrumGenerator.h"
 
-#include "support/CARingBuffer.h"
 #include "tests/spectral/TestProcessor.h"
 
 #include <gtest/gtest.h>
@@ -44,9 +43,9 @@ public:
         : AAReassignedSpectrumGenerator(channels, 44100.0, kFrame, kHop, 4096, streamLength,
                                         &OpenGenerator::Receive, this) {}
 
-    using AAReassignedSpectrumGenerator::mCIFRing;
-    using AAReassignedSpectrumGenerator::mLGDRing;
-    using AAReassignedSpectrumGenerator::mSpectrumRing;
+    using AAReassignedSpectrumGenerator::mCIFStore;
+    using AAReassignedSpectrumGenerator::mLGDStore;
+    using AAReassignedSpectrumGenerator::mSpectrumStore;
     using AAReassignedSpectrumGenerator::mStoredFrames;
     using AAReassignedSpectrumGenerator::mTrustedBytes;
 
@@ -54,13 +53,12 @@ public:
 
     // Keeps a frame of a mono stream as if the processor had found these values in it.
     void Keep(std::vector<Complex> spectrum, Signal cif, Signal lgd) {
-        const auto store = [this](CARingBuffer& ring, void* data, std::size_t bytes) {
-            const AudioBufferList list{1, {{1, static_cast<UInt32>(bytes), data}}};
-            ASSERT_EQ(ring.Store(&list, 1, static_cast<SInt64>(mStoredFrames)), kRingBufferOK);
+        const auto append = [](FrameStore& store, void* data, std::size_t bytes) {
+            store.Append({1, {{1, static_cast<UInt32>(bytes), data}}}, 1);
         };
-        store(*mSpectrumRing, spectrum.data(), kBins * sizeof(Complex));
-        store(*mCIFRing, cif.data(), kBins * sizeof(float));
-        store(*mLGDRing, lgd.data(), kBins * sizeof(float));
+        append(*mSpectrumStore, spectrum.data(), kBins * sizeof(Complex));
+        append(*mCIFStore, cif.data(), kBins * sizeof(float));
+        append(*mLGDStore, lgd.data(), kBins * sizeof(float));
         mStoredFrames += 1.0;
     }
 
@@ -213,10 +211,11 @@ TEST(AAReassignedSpectrumGeneratorTest, ADistrustedLengthIsKeptAllTheSame) {
     OpenGenerator careful(2, LengthOf(23));
     careful.mTrustedBytes = 2 * UInt64{2 * kBins * sizeof(Complex)};
     careful.ReadyAnalysis();
-    EXPECT_EQ(careful.mSpectrumRing->CapacityFrames(), 2U);
+    EXPECT_EQ(careful.mSpectrumStore->Room(), 2U);
     careful.Push(noise);
-    for (const auto* ring : {&careful.mSpectrumRing, &careful.mCIFRing, &careful.mLGDRing}) {
-        EXPECT_EQ((*ring)->CapacityFrames(), 23U);
+    for (const auto* store : {&careful.mSpectrumStore, &careful.mCIFStore, &careful.mLGDStore}) {
+        EXPECT_EQ((*store)->Frames(), 23U);
+        EXPECT_EQ((*store)->BlockCount(), 2U);
     }
     EXPECT_EQ(trusting.ProcessFinal(1), 0);
     EXPECT_EQ(careful.ProcessFinal(1), 0);
@@ -224,29 +223,28 @@ TEST(AAReassignedSpectrumGeneratorTest, ADistrustedLengthIsKeptAllTheSame) {
     EXPECT_EQ(careful.results[0].blocks.size(), 46U);
 }
 
-TEST(AAReassignedSpectrumGeneratorTest, BeyondTheDeclaredLengthRingsDoNotGrow) {
+TEST(AAReassignedSpectrumGeneratorTest, BeyondTheDeclaredLengthStoresDoNotGrow) {
     OpenGenerator generator(1, LengthOf(4));
     generator.mTrustedBytes = 0;
     generator.ReadyAnalysis();
     generator.Push({Noise(LengthOf(30), 1)});
-    EXPECT_EQ(generator.mSpectrumRing->CapacityFrames(), 4U);
-    EXPECT_EQ(generator.mSpectrumRing->StartTime(), 26);
+    EXPECT_EQ(generator.mSpectrumStore->Frames(), 4U);
     EXPECT_EQ(generator.Matrix().size(), 30U * kBins);
 }
 
 // A declaration of less than the overlap of two frames is one of no frames, and so is one of 2^31
 // samples or more.
-TEST(AAReassignedSpectrumGeneratorTest, RingsWithoutRoomGiveAnEmptyMatrix) {
+TEST(AAReassignedSpectrumGeneratorTest, StoresWithoutRoomGiveAnEmptyMatrix) {
     for (const UInt32 declared : {1U, 2147483648U + kFrame, 4294967295U}) {
         OpenGenerator generator(1, declared);
         generator.ReadyAnalysis();
-        EXPECT_EQ(generator.mSpectrumRing->CapacityFrames(), 0U);
         generator.Push({Noise(LengthOf(6), 1)});
+        EXPECT_EQ(generator.mSpectrumStore->BlockCount(), 0U);
         EXPECT_EQ(generator.Matrix(), std::vector<Complex>(6 * kBins));
     }
 }
 
-// More than a ring can hold, once that much is trusted.
+// More than a store can hold, once that much is trusted.
 TEST(AAReassignedSpectrumGeneratorTest, AResetWithoutMemoryLeavesAnEmptyStream) {
     OpenGenerator generator(1, std::numeric_limits<SInt32>::max());
     generator.ReadyAnalysis();

@@ -19,14 +19,12 @@ public:
     static void AppendFunction(AABeatFunctionGenerator& generator, const test::Audio& function) {
         const auto frames = static_cast<UInt32>(function.at(0).size());
         test::BufferList list(function, 0, frames);
-        ASSERT_EQ(
-            0, generator.mFunctionRing->Store(
-                   list.Get(), frames, static_cast<SInt64>(generator.mFunctionTime.mSampleTime)));
+        generator.mFunctionStore->Append(*list.Get(), frames);
         generator.mFunctionTime.mSampleTime += frames;
     }
 
     static test::Audio Function(AABeatFunctionGenerator& generator, std::size_t channels) {
-        return Everything(*generator.mFunctionRing, generator.mFunctionTime.mSampleTime, channels);
+        return Everything(*generator.mFunctionStore, channels);
     }
     // Only where the meter is wanted.
     static std::vector<std::vector<float>> MeterSignals(AABeatFunctionGenerator& generator) {
@@ -56,11 +54,11 @@ public:
     }
 
 private:
-    static test::Audio Everything(CARingBuffer& ring, double frames, std::size_t channels) {
-        const auto count = static_cast<UInt32>(frames);
-        test::Audio values(channels, std::vector<float>(count));
-        test::BufferList list(values, 0, count);
-        EXPECT_EQ(0, ring.Fetch(list.Get(), count, 0, true));
+    static test::Audio Everything(const FrameStore& store, std::size_t channels) {
+        test::Audio values(channels, std::vector<float>(store.Frames()));
+        for (std::size_t c = 0; c < channels; ++c) {
+            store.Copy(static_cast<UInt32>(c), 0, store.Frames(), values[c].data());
+        }
         return values;
     }
 };

@@ -55,6 +55,28 @@ TEST(DecimatingFilterTest, AValueDoesNotDependOnTheValuesBesideIt) {
     }
 }
 
+TEST(DecimatingFilterTest, ARunThatIsFormedInSlicesGivesTheSameValues) {
+    for (const std::size_t step : {1u, 41u, 441u, 1100u}) {
+        for (const std::size_t taps : {1u, 2000u, 33289u}) {
+            const Vector filter = Noise(taps, 7);
+            const Vector samples = Noise(taps + 31 * step, 8);
+            DecimatingRun run(taps, step, 32);
+            std::size_t done = 0;
+            while (!run.IsDone()) {
+                const Vector moved = samples;
+                run.AddSlice(filter.data(), moved.data());
+                ASSERT_GT(run.TapsDone(), done);
+                ASSERT_LE(run.TapsDone(), done + 2048);
+                done = run.TapsDone();
+            }
+            EXPECT_EQ(taps, done);
+            Vector values(32);
+            run.Finish(values.data());
+            EXPECT_EQ(Decimated(filter, samples, step, 32), values) << taps << ' ' << step;
+        }
+    }
+}
+
 TEST(DecimatingFilterTest, EveryInstructionSetGivesTheSameValues) {
     const Vector filter = Noise(3001, 5);
     const Vector samples = Noise(3001 + 12 * 441, 6);

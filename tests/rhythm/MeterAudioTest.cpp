@@ -100,6 +100,41 @@ TEST(MeterAudioTest, RatesBelowThatOfTheSignalGiveNone) {
     }
 }
 
+// Two filters that are designed when there is audio, one of them with a branch per value: 100 times
+// as many coefficients as taps. The rates differ by too little to be seen in the values.
+TEST(MeterAudioTest, ALargeFilterThatIsDesignedLateGivesTheSameSignal) {
+    constexpr double kRateHz = 56000.0;
+    ASSERT_LE(core::MeterResampler::Coefficients(kRateHz), MeterAudio::kMostCoefficientsAtSetUp);
+    ASSERT_GT(core::MeterResampler::Coefficients(kRateHz + 1.0),
+              MeterAudio::kMostCoefficientsAtSetUp);
+    const Audio audio = MusicLike(kRateHz, 2, 60000);
+    const Signals early = Resampled(audio, kRateHz, 1000);
+    const Signals late = Resampled(audio, kRateHz + 1.0, 1000);
+    ASSERT_EQ(107u, early[1].size());
+    ASSERT_EQ(107u, late[1].size());
+    for (std::size_t c = 0; c < 2; ++c) {
+        const double top = *std::max_element(early[c].begin(), early[c].end());
+        for (std::size_t n = 0; n < early[c].size(); ++n) {
+            // A place that is 2e-5 of a sample per sample farther, in a signal below 50 Hz.
+            EXPECT_NEAR(early[c][n], late[c][n], 1e-2 * top) << n;
+        }
+    }
+}
+
+TEST(MeterAudioTest, AResetBeginsAnotherStream) {
+    for (const double rateHz : {44100.0, 11025.0}) {
+        const Audio audio = MusicLike(rateHz, 2, 60000);
+        MeterAudio meterAudio(2, rateHz, 60000);
+        BufferList noise(Noise(0.5f, 2, 50000, 1), 0, 50000);
+        meterAudio.Push(*noise.Get(), 50000);
+        meterAudio.Reset();
+        EXPECT_EQ(Signals(2), meterAudio.Signals());
+        BufferList list(audio, 0, 60000);
+        meterAudio.Push(*list.Get(), 60000);
+        EXPECT_EQ(Resampled(audio, rateHz, 60000), meterAudio.Signals());
+    }
+}
+
 TEST(MeterAudioTest, MissingChannelsAreSilent) {
     const Audio audio = MusicLike(44100.0, 1, 44100);
     MeterAudio meterAudio(2, 44100.0);

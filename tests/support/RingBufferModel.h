@@ -21,7 +21,6 @@ public:
     SInt64 Start() const { return mStart; }
     SInt64 End() const { return mStart + static_cast<SInt64>(mHeld.size()); }
     UInt32 Capacity() const { return mCapacity; }
-    void SetCapacity(UInt32 capacity) { mCapacity = capacity; } // not below what is held
 
     // Frames whose times are beyond 64 bits are not stored.
     SInt32 Store(const std::vector<Frame>& frames, SInt64 time) {

@@ -1,9 +1,11 @@
 #include "tests/trust/MemoryGate.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <new>
+#include <utility>
 
 // What stands behind the gate: the C library's own functions, or a sanitizer's in their place.
 #if defined(__has_feature)
@@ -37,10 +39,12 @@ constinit thread_local long gGranted = kNoLimit;
 constinit thread_local bool gOnce = true;
 constinit thread_local bool gRefused = false;
 constinit thread_local long gRequests = 0;
+constinit thread_local std::size_t gLargestRequest = 0;
 constinit std::atomic<long> gLive = 0;
 
-bool IsRefused() {
+bool IsRefused(std::size_t size) {
     ++gRequests;
+    gLargestRequest = std::max(gLargestRequest, size);
     if (gGranted < 0) {
         return false;
     }
@@ -66,11 +70,11 @@ void* NoMemory() {
 }
 
 void* Allocate(std::size_t size) {
-    return IsRefused() ? NoMemory() : Counted(QEL_TRUST_BEHIND(malloc)(size));
+    return IsRefused(size) ? NoMemory() : Counted(QEL_TRUST_BEHIND(malloc)(size));
 }
 
 void* AllocateAligned(std::size_t alignment, std::size_t size) {
-    return IsRefused() ? NoMemory() : Counted(QEL_TRUST_BEHIND(memalign)(alignment, size));
+    return IsRefused(size) ? NoMemory() : Counted(QEL_TRUST_BEHIND(memalign)(alignment, size));
 }
 
 void GiveBack(void* memory) {
@@ -108,6 +112,10 @@ long MemoryGate::Requests() {
     return gRequests;
 }
 
+std::size_t MemoryGate::TakeLargestRequest() {
+    return std::exchange(gLargestRequest, 0);
+}
+
 long MemoryGate::Live() {
     return gLive.load(std::memory_order_relaxed);
 }
@@ -132,7 +140,7 @@ void* malloc(std::size_t size) noexcept {
 }
 
 void* calloc(std::size_t count, std::size_t size) noexcept {
-    return IsRefused() ? NoMemory() : Counted(QEL_TRUST_BEHIND(calloc)(count, size));
+    return IsRefused(count * size) ? NoMemory() : Counted(QEL_TRUST_BEHIND(calloc)(count, size));
 }
 
 void* realloc(void* memory, std::size_t size) noexcept {
@@ -143,7 +151,7 @@ void* realloc(void* memory, std::size_t size) noexcept {
         GiveBack(memory);
         return nullptr;
     }
-    return IsRefused() ? NoMemory() : QEL_TRUST_BEHIND(realloc)(memory, size);
+    return IsRefused(size) ? NoMemory() : QEL_TRUST_BEHIND(realloc)(memory, size);
 }
 
 void* memalign(std::size_t alignment, std::size_t size) noexcept {

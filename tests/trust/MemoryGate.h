@@ -3,6 +3,7 @@
 // included.
 #pragma once
 
+#include <cstddef>
 #include <ostream>
 
 namespace qel::trust {
@@ -27,6 +28,9 @@ public:
 
     // Requests of this thread so far that could have been refused.
     static long Requests();
+
+    // Bytes of the largest such request since this was last asked, 0 if there was none.
+    static std::size_t TakeLargestRequest();
 
     // Blocks that the process holds: requests granted less blocks given back.
     static long Live();

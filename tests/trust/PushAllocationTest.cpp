@@ -1,0 +1,115 @@
+// What pushes ask of the memory functions, each key by itself: nothing within the declared length,
+// and blocks that stay where it is unknown.
+
+#include "tests/trust/MemoryGate.h"
+#include "tests/trust/Stream.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace qel::trust {
+namespace {
+
+constexpr UInt32 kPushFrames = 512;
+// More than the filter of the meter takes until it runs, 0.75 s.
+constexpr std::size_t kFrames = 128 * kPushFrames;
+// A store of a whole stream adds blocks of 4 MB.
+constexpr std::size_t kBlockBytes = std::size_t{1} << 22;
+
+struct Requests {
+    long made = 0;
+    long kept = 0;           // less what was given back
+    std::size_t largest = 0; // bytes
+};
+
+template <class Call>
+Requests CountRequests(const Call& call) {
+    // FFTW's own requests are left out from the first time on that the gate was closed.
+    MemoryGate::Close(0, MemoryGate::Refuse::kOnce);
+    MemoryGate::Open();
+    const long requests = MemoryGate::Requests();
+    const long live = MemoryGate::Live();
+    MemoryGate::TakeLargestRequest();
+    call();
+    return {MemoryGate::Requests() - requests, MemoryGate::Live() - live,
+            MemoryGate::TakeLargestRequest()};
+}
+
+class PushAllocationKeyTest : public testing::TestWithParam<std::string> {
+protected:
+    static Stream MakeStream(bool isDeclared) {
+        Stream stream(44100.0, 2, kFrames, {kPushFrames});
+        stream.setup.maxFrames = kPushFrames;
+        if (!isDeclared) {
+            stream.setup.streamLength = 0;
+        }
+        return stream;
+    }
+
+    static long RequestsOfPushes(Client& client, const Stream& stream) {
+        return CountRequests([&] { stream.Push(client, stream.audio.front().size()); }).made;
+    }
+
+    const test::CFOwner<CFMutableArrayRef> mKeys = MakeKeyList(
+        GetParam() == "global key" ? std::vector<std::string>{"dominant key", GetParam()}
+                                   : std::vector<std::string>{GetParam()});
+};
+
+TEST_P(PushAllocationKeyTest, NothingIsRequestedWithinTheDeclaredLength) {
+    const Stream stream = MakeStream(true);
+    Client client(mKeys.Get(), stream.setup);
+    ASSERT_EQ(0, client.New());
+    ASSERT_EQ(0, client.Initialize());
+    EXPECT_EQ(0, RequestsOfPushes(client, stream));
+    ASSERT_EQ(0, client.Reset());
+    EXPECT_EQ(0, RequestsOfPushes(client, stream)) << "behind a reset";
+    client.Process(1);
+    ASSERT_EQ(0, client.Reset());
+    EXPECT_EQ(0, RequestsOfPushes(client, stream)) << "behind a stream that has ended";
+}
+
+TEST_P(PushAllocationKeyTest, NothingIsRequestedForTheFirstBlockOfAnUnknownLength) {
+    const Stream stream = MakeStream(false);
+    Client client(mKeys.Get(), stream.setup);
+    ASSERT_EQ(0, client.New());
+    ASSERT_EQ(0, client.Initialize());
+    EXPECT_EQ(0, RequestsOfPushes(client, stream));
+}
+
+// Eight channels fill a block four times; the largest of all stores by far.
+TEST(PushAllocationTest, NothingIsGivenBackWhereAnUnknownLengthTakesMoreBlocks) {
+    constexpr std::size_t kChannels = 8;
+    constexpr std::size_t kPushes = 4 * kBlockBytes / (kChannels * sizeof(float) * kPushFrames);
+    const auto keys = MakeKeyList({"onset data"});
+    Client client(keys.Get(), {44100.0, kChannels, kPushFrames, 0});
+    ASSERT_EQ(0, client.New());
+    ASSERT_EQ(0, client.Initialize());
+    const std::vector<float> silence(kPushFrames);
+    const std::vector<const float*> channels(kChannels, silence.data());
+    const Requests requests =
+        CountRequests([&] {
+            for (std::size_t push = 0; push < kPushes; ++push) {
+                client.Push(channels.data(), kPushFrames);
+            }
+        });
+    EXPECT_EQ(3, requests.made);
+    EXPECT_EQ(3, requests.kept) << "what grows by copies gives back what it copied";
+    EXPECT_EQ(kBlockBytes, requests.largest);
+}
+
+std::string Name(const testing::TestParamInfo<std::string>& key) {
+    std::string name;
+    for (const char letter : key.param) {
+        if (letter != ' ') {
+            name += letter;
+        }
+    }
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Keys, PushAllocationKeyTest, testing::ValuesIn(AllKeys()), Name);
+
+} // namespace
+} // namespace qel::trust
