@@ -2,11 +2,10 @@
 
 #include <QelAudioAnalysis.hpp>
 
-#include "bench/BenchAudio.h"
-
 namespace qel::bench {
 
-BareAnalyzer::BareAnalyzer(const std::vector<std::string>& keys) {
+BareAnalyzer::BareAnalyzer(const std::vector<std::string>& keys, std::size_t blockSamples)
+    : mBlockSamples(blockSamples) {
     const auto array = detail::makeArray();
     for (const std::string& key : detail::withCompanions(keys))
         CFArrayAppendValue(array.get(), detail::makeString(key).get());
@@ -28,17 +27,18 @@ void BareAnalyzer::Initialize(std::size_t streamSamples) {
                                                 8 * sizeof(float),
                                                 0};
     const AudioChannelLayout layout = {};
-    detail::check(QelAudioAnalysisInitialize(mHandle, kBlockSamples, &format, &layout,
-                                             static_cast<SInt64>(streamSamples)),
+    detail::check(QelAudioAnalysisInitialize(mHandle, static_cast<UInt32>(mBlockSamples), &format,
+                                             &layout, static_cast<SInt64>(streamSamples)),
                   "initializing");
 }
 
 void BareAnalyzer::Push(std::span<const float> audio) {
-    for (std::size_t start = 0; start < audio.size(); start += kBlockSamples) {
+    for (std::size_t start = 0; start < audio.size(); start += mBlockSamples) {
         // The record is not const, but the library only reads.
         auto* const block = const_cast<float*>(audio.data() + start);
-        AudioBufferList list = {1, {{1, kBlockSamples * sizeof(float), block}}};
-        detail::check(QelAudioAnalysisPushAudio(mHandle, kBlockSamples, &list), "pushing audio");
+        const auto frames = static_cast<UInt32>(mBlockSamples);
+        AudioBufferList list = {1, {{1, frames * UInt32{sizeof(float)}, block}}};
+        detail::check(QelAudioAnalysisPushAudio(mHandle, frames, &list), "pushing audio");
     }
 }
 

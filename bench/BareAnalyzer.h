@@ -7,20 +7,24 @@
 
 #include <QelAudioAnalysis.h>
 
+#include "bench/BenchAudio.h"
+
 namespace qel::bench {
 
 // The exported functions and nothing around them: what a call costs here is the library's. The
-// stream is mono at kSampleRateHz, and every push is one block of kBlockSamples. A status other
+// stream is mono at kSampleRateHz, and every push is one block. A status other
 // than 0 raises qel::Error.
 class BareAnalyzer {
 public:
     // An analyzer of these keys (and the companions without which some deliver nothing) that is not
     // initialized yet.
-    explicit BareAnalyzer(const std::vector<std::string>& keys);
+    explicit BareAnalyzer(const std::vector<std::string>& keys,
+                          std::size_t blockSamples = kBlockSamples);
     BareAnalyzer(const BareAnalyzer&) = delete;
     BareAnalyzer& operator=(const BareAnalyzer&) = delete;
     ~BareAnalyzer();
 
+    // A length of 0 is unknown.
     void Initialize(std::size_t streamSamples);
     // `audio` is a whole number of blocks.
     void Push(std::span<const float> audio);
@@ -35,6 +39,7 @@ private:
     static void Receive(QelAudioAnalysisRef handle, CFStringRef key, UInt32 count,
                         QelAudioAnalysisBlock* blocks, void* refCon);
 
+    const std::size_t mBlockSamples;
     std::size_t mResults = 0;
     QelAudioAnalysisRef mHandle = nullptr;
 };

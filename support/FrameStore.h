@@ -21,9 +21,9 @@ namespace qel::core {
 // One thread at a time. Within the reserved frames nothing but Reserve allocates.
 class FrameStore {
 public:
-    // Bytes of a block that is added, over all channels; a larger frame has a block for itself. So
-    // much is rarely needed, and takes memory only as it is filled.
-    static constexpr std::size_t kBlockBytes = std::size_t{1} << 22;
+    // Bytes of a block that is added, over all channels; a larger frame has a block for itself. To
+    // get a larger block from the system costs more at once.
+    static constexpr std::size_t kBlockBytes = std::size_t{1} << 16;
 
     // `bytesPerFrame`, above 0, is that of one channel. Allocates nothing.
     FrameStore(UInt32 channels, UInt32 bytesPerFrame, std::size_t blockBytes = kBlockBytes);

@@ -7,13 +7,15 @@ import subprocess
 import sys
 from pathlib import Path
 
-from bench.report import compare, figures, measure, tables
+from bench.report import compare, figures, measure, pushes, tables
 
 ROOT = Path(__file__).resolve().parents[2]
 BASELINE = ROOT / "bench" / "baseline.json"
 PAGE = ROOT / "docs" / "performance.md"
 BEGIN = "<!-- figures of script/bench: do not edit -->"
 END = "<!-- end of figures -->"
+BEGIN_PUSHES = "<!-- pushes of script/bench: do not edit -->"
+END_PUSHES = "<!-- end of pushes -->"
 
 
 def arguments(words):
@@ -25,6 +27,10 @@ def arguments(words):
                         help=argparse.SUPPRESS)
     parser.add_argument("--long", action="store_true",
                         help="streams of 20 and 60 minutes too; about half an hour")
+    parser.add_argument("--pushes", action="store_true",
+                        help="every push of a stream, and nothing else; about five minutes")
+    parser.add_argument("--runs", type=int, default=pushes.RUNS, metavar="N",
+                        help="with --pushes: streams of which the least time of each push is taken")
     parser.add_argument("--only", metavar="REGEX", type=re.compile,
                         help="what matches alone, such as 'tempo' or 'key/constant q'")
     parser.add_argument("--from", dest="source", type=Path, metavar="FILE",
@@ -63,6 +69,17 @@ def measured(options):
                             {**figures.of_benches(records), **figures.of_streams(streams)})
 
 
+def pushes_measured(options):
+    measure.pin_to_one_core()
+    keys = measure.list_keys(options.build / "bin" / "qel_bench")
+    if options.only:
+        keys = [key for key in keys if options.only.search("key/" + key)]
+    wanted = pushes.plan(keys, together=not options.only)
+    found = pushes.run(options.build / "bin" / "qel_push_probe", wanted, options.runs, progress)
+    progress("")
+    return figures.document(measure.describe_machine(), pushes.figures_of(found))
+
+
 def load(path):
     return figures.check_document(json.loads(path.read_text(encoding="utf-8")))
 
@@ -72,7 +89,7 @@ def store(run, path):
 
 
 def report(run, markdown):
-    shown = tables.all_tables(run["figures"])
+    shown = tables.all_tables(run["figures"]) + pushes.tables(run["figures"])
     parts = [table.markdown() if markdown else table.text() for table in shown]
     missed = tables.missed(run["figures"])
     mark = "- " if markdown else "  "
@@ -81,23 +98,28 @@ def report(run, markdown):
     return "\n\n".join([f"Machine: {run['machine']}", *parts])
 
 
-def filled(page, text):
-    """The page with the text between its two marks."""
-    before, rest = page.split(BEGIN)
-    _, after = rest.split(END)
-    return f"{before}{BEGIN}\n{text}\n{END}{after}"
+def filled(page, text, begin=BEGIN, end=END):
+    """The page with the text between two marks."""
+    before, rest = page.split(begin)
+    _, after = rest.split(end)
+    return f"{before}{begin}\n{text}\n{end}{after}"
 
 
 def main(words):
     options = arguments(words)
     before = load(options.compare) if options.compare else None
-    run = load(options.source) if options.source else measured(options)
+    if options.pushes and options.save:
+        raise ValueError("pushes are not stored: leave --save out")
+    name = "pushes.json" if options.pushes else "bench.json"
+    run_all = pushes_measured if options.pushes else measured
+    run = load(options.source) if options.source else run_all(options)
     if not options.source:
-        store(run, options.json or options.build / "bench.json")
+        store(run, options.json or options.build / name)
     print(report(run, options.markdown))
     if options.page:
         page = PAGE.read_text(encoding="utf-8")
-        PAGE.write_text(filled(page, report(run, markdown=True)), encoding="utf-8")
+        marks = (BEGIN_PUSHES, END_PUSHES) if options.pushes else (BEGIN, END)
+        PAGE.write_text(filled(page, report(run, markdown=True), *marks), encoding="utf-8")
     if before:
         print("\nSince", options.compare.name)
         print("\n".join(compare.compare(before, run)[0]))

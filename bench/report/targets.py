@@ -8,6 +8,9 @@ GROWTH_LIMIT = 1.15
 # Blocks and payloads stay where they are from block to block; whole-stream keys may let what they
 # keep grow now and then.
 ALLOCATION_LIMIT = 0.01
+# A push by the median of those that complete a frame, and of a block's duration.
+PUSH_LIMIT = 3.0
+PUSH_SHARE_LIMIT = 0.5
 
 _PER_FRAME_KEYS = (
     # descriptors, phases, mel coefficients, partials, cepstrum, instantaneous frequencies
@@ -40,6 +43,9 @@ _PATTERNS = (
     (re.compile(r"against/key/global key by peer/libqm-dsp: key$"), None),
     (re.compile(r"against/"), PEER_SHARE),
     (re.compile(r"allocations/"), ALLOCATION_LIMIT),
+    (re.compile(r"push ratio/all per-frame keys/"), None),
+    (re.compile(r"push ratio/"), PUSH_LIMIT),
+    (re.compile(r"push share/all per-frame keys/"), PUSH_SHARE_LIMIT),
     (re.compile(rf"growth/.*/{GROWTH_MINUTES}$"), GROWTH_LIMIT),
 )
 

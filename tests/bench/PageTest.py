@@ -17,6 +17,13 @@ class PageTest(unittest.TestCase):
         self.assertIn("\nnew\n", once)
         self.assertEqual(program.filled(once, "new"), once)
 
+    def test_the_place_of_the_pushes_is_another_one(self):
+        page = program.PAGE.read_text(encoding="utf-8")
+        once = program.filled(page, "new", program.BEGIN_PUSHES, program.END_PUSHES)
+        self.assertEqual(program.filled(once, "figures"),
+                         program.filled(program.filled(page, "figures"), "new",
+                                        program.BEGIN_PUSHES, program.END_PUSHES))
+
     def test_the_stored_run_can_be_read(self):
         stored = program.load(program.BASELINE)
         self.assertIn("ratio/group/all keys", stored["figures"])
