@@ -3,10 +3,10 @@
 //   qel_push_probe BLOCK RUNS declared|unknown KEY...
 //
 // prints an object of JSON. The stream is three minutes of music in bars of four, pushed in blocks
-// of BLOCK samples, its length declared or not. It runs RUNS times, each time through an analyzer of
-// its own and memory of its own, and the time of a push is the least of all runs: what a push costs
-// by itself comes again at the same place of the stream, and what else the machine does does not. A
-// short stream goes before, for what only the first analyzer of a process pays for.
+// of BLOCK samples, its length declared or not. It runs RUNS times, each time through an analyzer
+// of its own and memory of its own, and the time of a push is the least of all runs: what a push
+// costs by itself comes again at the same place of the stream, and what else the machine does does
+// not. A short stream goes before, for what only the first analyzer of a process pays for.
 
 #include <algorithm>
 #include <chrono>
@@ -75,8 +75,8 @@ Times OfFrames(const Plan& plan, const Times& times) {
         const auto completes = [&](const std::string& name) {
             const KeyFloor key = KeyFloor::Of(*findKey(name));
             const std::size_t before = push * plan.blockSamples;
-            return key.hopSamples == 0 || FramesAfter(key, before + plan.blockSamples) >
-                                              FramesAfter(key, before);
+            return key.hopSamples == 0 ||
+                   FramesAfter(key, before + plan.blockSamples) > FramesAfter(key, before);
         };
         if (std::any_of(plan.keys.begin(), plan.keys.end(), completes))
             of.push_back(times[push]);
