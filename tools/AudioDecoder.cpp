@@ -1,6 +1,7 @@
 #include "tools/AudioDecoder.h"
 
 #include "tools/Interrupt.h"
+#include "tools/MediaFormats.h"
 #include "tools/ToolError.h"
 
 extern "C" {
@@ -20,11 +21,15 @@ namespace {
 // counted a frame that carries no audio.
 bool IsLossless(AVCodecID codec) {
     const AVCodecDescriptor* descriptor = avcodec_descriptor_get(codec);
-    return descriptor != nullptr && (descriptor->props & AV_CODEC_PROP_LOSSY) == 0;
+    const int props = descriptor != nullptr ? descriptor->props : 0;
+    // WavPack is the one codec for music that is both, and its lossy blocks have checksums as well.
+    // In DTS only an extension is lossless, without which the rest can be played.
+    return (props & AV_CODEC_PROP_LOSSLESS) != 0 &&
+           ((props & AV_CODEC_PROP_LOSSY) == 0 || codec == AV_CODEC_ID_WAVPACK);
 }
 
 AvHandle<AVCodecContext> OpenCodec(const AVStream& stream) {
-    const AVCodec* codec = avcodec_find_decoder(stream.codecpar->codec_id);
+    const AVCodec* codec = MediaFormats::FindDecoder(stream.codecpar->codec_id);
     if (codec == nullptr) {
         throw ToolError(fmt::format("no decoder for its audio ({})",
                                     avcodec_get_name(stream.codecpar->codec_id)));
@@ -67,6 +72,14 @@ AudioDecoder::AudioDecoder(const std::string& path)
     if (!mPacket || !mFrame) {
         throw std::bad_alloc();
     }
+    const AVCodecParameters& parameters = *mFile.Stream().codecpar;
+    mIsLossless = IsLossless(parameters.codec_id);
+    if (parameters.codec_id == AV_CODEC_ID_FLAC) {
+        mFlac.emplace(mFile.OwnFlacHeader());
+    }
+    if (mFile.HasPacketTimes() && parameters.sample_rate > 0) {
+        mClock.emplace(mFile.Stream().time_base, parameters.sample_rate);
+    }
     if (!DecodeFrame()) {
         throw ToolError("holds no audio that can be decoded");
     }
@@ -76,7 +89,7 @@ std::size_t AudioDecoder::Read(std::span<float* const> planes, std::size_t capac
     std::size_t filled = 0;
     while (filled < capacity) {
         if (mPosition == mSamples.Count() && !DecodeFrame()) {
-            CheckLength();
+            CheckEnd();
             break;
         }
         const std::size_t count = std::min(capacity - filled, mSamples.Count() - mPosition);
@@ -107,8 +120,12 @@ bool AudioDecoder::DecodeFrame() {
     while (ReceiveFrame()) {
         AcceptFormat();
         const std::int64_t tail = TailOfFrame();
+        if (mFlac) {
+            mFlac->AddFrame(*mFrame);
+        }
         mDecodedFrames += mFrame->nb_samples;
-        mLongestFrame = std::max(mLongestFrame, mFrame->nb_samples);
+        mPacketFrames += mIsLossless ? mFrame->nb_samples : 0;
+        mLongestFrame = std::max<std::int64_t>(mLongestFrame, mFrame->nb_samples);
         const FrameTrimmer::Kept kept = mTrimmer.Trim(mFrame->nb_samples, tail);
         mSamples.Convert(*mFrame, static_cast<std::size_t>(kept.first),
                          static_cast<std::size_t>(kept.count));
@@ -134,7 +151,7 @@ bool AudioDecoder::ReceiveFrame() {
         if (status == AVERROR_EOF || mDraining) {
             return false;
         }
-        ++mDamagedPackets;
+        CountDamage();
     }
 }
 
@@ -144,10 +161,38 @@ void AudioDecoder::FeedPacket() {
         avcodec_send_packet(mCodec.get(), nullptr);
         return;
     }
-    if (avcodec_send_packet(mCodec.get(), mPacket.get()) < 0) {
-        ++mDamagedPackets;
+    CheckTime();
+    if (mFlac) {
+        mFlac->AddPacket({mPacket->data, static_cast<std::size_t>(mPacket->size)});
+    }
+    // A packet without bytes carries news for a player and no audio.
+    if (mPacket->size > 0 && avcodec_send_packet(mCodec.get(), mPacket.get()) < 0) {
+        CountDamage();
     }
     av_packet_unref(mPacket.get());
+}
+
+// A packet that was lost on the way here is one that is damaged.
+void AudioDecoder::CheckTime() {
+    if (!mClock) {
+        return;
+    }
+    const std::int64_t offset = mClock->Advance(*mPacket, mPacketFrames);
+    if (offset > 0 || (offset < 0 && mIsLossless)) {
+        CountDamage();
+    }
+    const AVStream& stream = mFile.Stream();
+    // What came of a lossless packet is counted as it comes; a lossy decoder may be ahead or
+    // behind.
+    mPacketFrames = mIsLossless ? 0
+                                : av_rescale_q(mPacket->duration, stream.time_base,
+                                               AVRational{1, stream.codecpar->sample_rate});
+}
+
+void AudioDecoder::CountDamage() {
+    if (mDamagedPackets++ == 0) {
+        mFramesBeforeDamage = mDecodedFrames;
+    }
 }
 
 void AudioDecoder::AcceptFormat() {
@@ -207,10 +252,16 @@ std::int64_t AudioDecoder::TailOfFrame() {
     return tail;
 }
 
+void AudioDecoder::CheckEnd() {
+    CheckLength();
+    if (mIsLossless) {
+        CheckLossless();
+    }
+}
+
 void AudioDecoder::CheckLength() const {
     const auto declared = mFile.DeclaredFrames(mRateHz);
-    const bool exact = IsLossless(mFile.Stream().codecpar->codec_id);
-    const std::int64_t slack = exact ? 0 : 2 * std::int64_t{mLongestFrame};
+    const std::int64_t slack = mLongestFrame * (mIsLossless ? mFile.PacketsToSpare() : 2);
     if (declared.has_value() && mDecodedFrames + slack < *declared) {
         throw ToolError(fmt::format("is {}: it states {} frames, and {} could be decoded",
                                     mDamagedPackets > 0 ? "damaged" : "truncated", *declared,
@@ -218,6 +269,28 @@ void AudioDecoder::CheckLength() const {
     }
     if (mFile.EndsEarly()) {
         throw ToolError(fmt::format("is truncated: it was cut after {} frames", mDecodedFrames));
+    }
+    if (const auto stated = mFile.MissedDuration(mDecodedFrames, mRateHz, slack)) {
+        throw ToolError(fmt::format("is {}: it states {:.3f} s, and {:.3f} s could be decoded",
+                                    mDamagedPackets > 0 ? "damaged" : "truncated", *stated,
+                                    static_cast<double>(mDecodedFrames) / mRateHz));
+    }
+}
+
+void AudioDecoder::CheckLossless() {
+    // Where all came that is stated, what cannot be decoded is no audio: a tag behind the end.
+    const auto declared = mFile.DeclaredFrames(mRateHz);
+    if (mDamagedPackets > 0 && !(declared && mFramesBeforeDamage >= *declared)) {
+        throw ToolError(
+            fmt::format("is damaged: {} of its lossless packets are missing or cannot be decoded, "
+                        "the first after {} frames",
+                        mDamagedPackets, mFramesBeforeDamage));
+    }
+    if (mFlac && !mFlac->IsContinuous()) {
+        throw ToolError("is damaged: the numbers of its FLAC frames do not follow one another");
+    }
+    if (mFlac && mFlac->SumDiffers()) {
+        throw ToolError("is damaged: its samples do not have the MD5 sum that it states");
     }
 }
 

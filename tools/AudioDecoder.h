@@ -1,11 +1,14 @@
 #pragma once
 
+#include "tools/FlacCheck.h"
 #include "tools/FrameTrimmer.h"
 #include "tools/MediaFile.h"
+#include "tools/PacketClock.h"
 #include "tools/SampleConverter.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -19,7 +22,7 @@ struct DecoderReport {
     std::string library;              // "libavcodec 59.37.100"
     std::int64_t leadingTrimmed = 0;  // samples dropped in front: the encoder's delay
     std::int64_t trailingTrimmed = 0; // samples dropped at the end: the encoder's padding
-    std::int64_t damagedPackets = 0;  // packets that could not be decoded and were left out
+    std::int64_t damagedPackets = 0;  // packets that are missing or could not be decoded
 };
 
 // Decodes an audio file as a stream, block by block, at the file's own sample rate, aligned to the
@@ -27,6 +30,9 @@ struct DecoderReport {
 //
 // The first frame that comes out of the decoder sets the sample rate and the channels. A file whose
 // rate or channel count changes on the way is refused there; a new sample format is followed.
+//
+// A lossless codec promises every sample: there, damage is a fault of the file, as is a file's end
+// before the length that it states. In lossy ones a damaged packet is left out and counted.
 class AudioDecoder {
 public:
     // Opens a file and decodes its first frame. Throws ToolError, with the reason but without the
@@ -45,7 +51,7 @@ public:
 
     // Fills one buffer per channel with up to capacity samples and returns how many. Fewer than
     // capacity only at the end; 0 ever after. Throws ToolError for a change of rate or channels,
-    // and for a file that ends before the length it states.
+    // and at the end for a file that was cut, or whose lossless audio is damaged.
     std::size_t Read(std::span<float* const> planes, std::size_t capacity);
 
     // Length of a file in frames, found by decoding all of it. Throws ToolError as the constructor
@@ -67,7 +73,11 @@ private:
     void FeedPacket();
     void AcceptFormat();
     std::int64_t TailOfFrame();
+    void CheckTime();
+    void CountDamage();
+    void CheckEnd();
     void CheckLength() const;
+    void CheckLossless();
 
     MediaFile mFile;
     AvHandle<AVCodecContext> mCodec;
@@ -78,10 +88,15 @@ private:
     std::size_t mPosition = 0; // samples of mSamples that were read already
     std::size_t mChannels = 0;
     int mRateHz = 0;
-    int mLongestFrame = 0;
+    std::int64_t mLongestFrame = 0;
     std::int64_t mDecodedFrames = 0; // before trimming
     std::optional<std::int64_t> mPresentedFrames;
+    std::optional<FlacCheck> mFlac;
+    std::optional<PacketClock> mClock;
+    std::int64_t mPacketFrames = 0; // how much audio the packet at hand held
     std::int64_t mDamagedPackets = 0;
+    std::int64_t mFramesBeforeDamage = 0;
+    bool mIsLossless = false;
     bool mDraining = false;
 };
 

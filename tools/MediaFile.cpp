@@ -1,21 +1,29 @@
 #include "tools/MediaFile.h"
 
+#include "tools/ChunkLength.h"
+#include "tools/EbmlLength.h"
 #include "tools/Interrupt.h"
+#include "tools/MediaFormats.h"
 #include "tools/MovieTiming.h"
 #include "tools/OggEnding.h"
-#include "tools/RiffLength.h"
 #include "tools/ToolError.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <fstream>
 #include <new>
 #include <sstream>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+
+extern "C" {
+#include <libavutil/common.h>
+}
 
 namespace qel::tool {
 namespace {
@@ -64,14 +72,35 @@ AvHandle<AVIOContext> OpenLocal(const std::string& path) {
     AVIOContext* file = nullptr;
     const std::string address = "file:" + path;
     const AVIOInterruptCB interrupt{WantsToEnd, nullptr};
-    if (avio_open2(&file, address.c_str(), AVIO_FLAG_READ, &interrupt, nullptr) < 0) {
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", MediaFormats::Protocols().c_str(), 0);
+    const int status = avio_open2(&file, address.c_str(), AVIO_FLAG_READ, &interrupt, &options);
+    av_dict_free(&options);
+    if (status < 0) {
         Interrupt::Check();
         throw ToolError("cannot be read");
     }
     return AvHandle<AVIOContext>(file);
 }
 
+// Which container it is, by its content alone.
+const AVInputFormat& ProbeContainer(AVIOContext& file) {
+    const AVInputFormat* format = nullptr;
+    const int status = av_probe_input_buffer2(&file, &format, "", nullptr, 0, 0);
+    Interrupt::Check();
+    if (status < 0 || format == nullptr) {
+        throw ToolError("is not an audio file, or is damaged or truncated");
+    }
+    if (!MediaFormats::IsContainer(*format)) {
+        const std::string_view names = format->name;
+        throw ToolError(fmt::format("is not an audio file (its format is \"{}\"), or is damaged",
+                                    names.substr(0, names.find(','))));
+    }
+    return *format;
+}
+
 AvHandle<AVFormatContext> OpenContainer(AVIOContext& file) {
+    const AVInputFormat& format = ProbeContainer(file);
     AVFormatContext* context = avformat_alloc_context();
     if (context == nullptr) {
         throw std::bad_alloc();
@@ -83,7 +112,9 @@ AvHandle<AVFormatContext> OpenContainer(AVIOContext& file) {
     // allowed, nothing but what is open already can be read.
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "", 0);
-    const int status = avformat_open_input(&context, nullptr, nullptr, &options);
+    av_dict_set(&options, "format_whitelist", MediaFormats::Containers().c_str(), 0);
+    av_dict_set(&options, "codec_whitelist", MediaFormats::Decoders().c_str(), 0);
+    const int status = avformat_open_input(&context, nullptr, &format, &options);
     av_dict_free(&options);
     if (status < 0) {
         Interrupt::Check();
@@ -121,6 +152,9 @@ MediaFile::MediaFile(const std::string& path) : mPath(path) {
 bool MediaFile::ReadPacket(AVPacket& packet) {
     while (av_read_frame(mContext.get(), &packet) >= 0) {
         if (packet.stream_index == mStream->index) {
+            if (packet.pts != AV_NOPTS_VALUE && packet.duration >= 0) {
+                mEndTime = std::max(mEndTime, av_sat_add64(packet.pts, packet.duration));
+            }
             return true;
         }
         av_packet_unref(&packet);
@@ -164,11 +198,53 @@ std::optional<std::int64_t> MediaFile::GaplessCommentFrames() const {
     return frames;
 }
 
+// Pictures that are attached to the audio last for no time.
+bool MediaFile::IsOnlyStream() const {
+    for (unsigned int i = 0; i < mContext->nb_streams; ++i) {
+        const AVStream* stream = mContext->streams[i];
+        if (stream != mStream && (stream->disposition & AV_DISPOSITION_ATTACHED_PIC) == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::optional<double> MediaFile::MissedDuration(std::int64_t decodedFrames, int rateHz,
+                                                std::int64_t slackFrames) const {
+    const bool isEstimate = mContext->duration_estimation_method != AVFMT_DURATION_FROM_STREAM;
+    if (DeclaredFrames(rateHz) || isEstimate || mContext->duration <= 0 || !IsOnlyStream()) {
+        return std::nullopt;
+    }
+    const double stated = static_cast<double>(mContext->duration) / AV_TIME_BASE;
+    const double tick = av_q2d(mStream->time_base);
+    const double decoded = static_cast<double>(decodedFrames) / rateHz;
+    const double reached = std::max(decoded, static_cast<double>(mEndTime) * tick);
+    // The end and the start of the stated time are rounded to ticks.
+    const double slack = static_cast<double>(slackFrames) / rateHz + 2 * tick;
+    return reached + slack < stated ? std::optional(stated) : std::nullopt;
+}
+
+bool MediaFile::HasPacketTimes() const {
+    // The times of the MP4 family come from an index, which may leave pauses between them.
+    return (mContext->iformat->flags & (AVFMT_TS_DISCONT | AVFMT_NOTIMESTAMPS)) == 0 &&
+           ContainerName() != "mov";
+}
+
+std::span<const std::uint8_t> MediaFile::OwnFlacHeader() const {
+    const AVCodecParameters& parameters = *mStream->codecpar;
+    if (ContainerName() != "flac" || parameters.extradata_size <= 0) {
+        return {};
+    }
+    return {parameters.extradata, static_cast<std::size_t>(parameters.extradata_size)};
+}
+
 bool MediaFile::EndsEarly() const {
     std::ifstream file(mPath, std::ios::binary);
     const std::string container = ContainerName();
-    return (container == "wav" && RiffIsTruncated(file)) ||
-           (container == "ogg" && OggIsTruncated(file));
+    if (container == "ogg") {
+        return OggIsTruncated(file);
+    }
+    return container == "matroska" ? MatroskaIsCut(file) : AudioChunkIsCut(file);
 }
 
 std::optional<std::int64_t> MediaFile::PresentedFrames(int rateHz) const {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 namespace qel::tool {
@@ -11,7 +12,8 @@ namespace qel::tool {
 // A file on disk and its best audio stream, read packet by packet.
 //
 // The path is always a local file: names that look like addresses are not followed. No other file
-// is opened, whatever this one says: playlists and scripts that name others hold no audio.
+// is opened, whatever this one says: playlists and scripts that name others hold no audio. What can
+// be read at all is listed in MediaFormats.
 class MediaFile {
 public:
     // Opens the file and chooses the stream that FFmpeg holds for the best audio (the default
@@ -32,9 +34,27 @@ public:
     // states none, or when FFmpeg had to estimate it from the bit rate.
     std::optional<std::int64_t> DeclaredFrames(int rateHz) const;
 
+    // By how many packets that length may be too large for a lossless stream. FFmpeg counts packets
+    // in a CAF, of which the last one may be shorter than the others.
+    int PacketsToSpare() const { return ContainerName() == "caf" ? 1 : 0; }
+
     // Length after trimming where the container tells it apart: from the gapless comment of an M4A
     // file, or from the clock of its track. Empty elsewhere.
     std::optional<std::int64_t> PresentedFrames(int rateHz) const;
+
+    // The duration in seconds that the container states for its one stream, if the packets did not
+    // reach it: neither by their times nor by the frames that came out of them, with slackFrames to
+    // spare. Empty where nothing misses, and where DeclaredFrames tells already.
+    std::optional<double> MissedDuration(std::int64_t decodedFrames, int rateHz,
+                                         std::int64_t slackFrames) const;
+
+    // Whether each packet carries a time of its own, and the times of one stream go on without a
+    // jump.
+    bool HasPacketTimes() const;
+
+    // The header of a FLAC file; empty for a FLAC stream in another container, where the header may
+    // be that of a longer stream which this one was cut from.
+    std::span<const std::uint8_t> OwnFlacHeader() const;
 
     // Whether the container tells that the file was cut, where FFmpeg does not see it.
     bool EndsEarly() const;
@@ -45,11 +65,13 @@ public:
 
 private:
     std::optional<std::int64_t> GaplessCommentFrames() const;
+    bool IsOnlyStream() const;
 
     std::string mPath;
     AvHandle<AVIOContext> mFile; // must outlive the context, which reads from it
     AvHandle<AVFormatContext> mContext;
     AVStream* mStream = nullptr;
+    std::int64_t mEndTime = 0; // latest end of a packet, in ticks of the stream
 };
 
 } // namespace qel::tool

@@ -1,11 +1,13 @@
 // Any bytes as an audio file: they are decoded or refused with a reason, and twice the same.
 
+#include "tests/fuzz/MemoryFile.h"
 #include "tests/fuzz/Require.h"
 #include "tools/AudioDecoder.h"
 #include "tools/ChannelMixer.h"
+#include "tools/ChunkLength.h"
+#include "tools/EbmlLength.h"
 #include "tools/MovieTiming.h"
 #include "tools/OggEnding.h"
-#include "tools/RiffLength.h"
 #include "tools/ToolError.h"
 
 #include <algorithm>
@@ -16,14 +18,12 @@
 #include <limits>
 #include <span>
 #include <sstream>
-#include <stdexcept>
 #include <string>
-#include <sys/mman.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
 
+using qel::fuzz::MemoryFile;
 using qel::fuzz::Require;
 
 // FFmpeg is not instrumented: what came out of it tells the fuzzer that an input is a new one.
@@ -34,33 +34,6 @@ constexpr std::size_t kOutcomes = 4096;
 void NoteOutcome(const std::string& text) {
     gOutcomes[std::hash<std::string>()(text) % kOutcomes] = 1;
 }
-
-// A file that stands in memory alone.
-class MemoryFile {
-public:
-    explicit MemoryFile(std::span<const std::uint8_t> bytes) : mFile(memfd_create("fuzz", 0)) {
-        if (mFile < 0) {
-            throw std::runtime_error("no file in memory");
-        }
-        std::size_t done = 0;
-        while (done < bytes.size()) {
-            const ssize_t count = write(mFile, bytes.data() + done, bytes.size() - done);
-            if (count <= 0) {
-                close(mFile);
-                throw std::runtime_error("no file in memory");
-            }
-            done += static_cast<std::size_t>(count);
-        }
-    }
-    ~MemoryFile() { close(mFile); }
-    MemoryFile(const MemoryFile&) = delete;
-    MemoryFile& operator=(const MemoryFile&) = delete;
-
-    std::string Path() const { return "/proc/self/fd/" + std::to_string(mFile); }
-
-private:
-    int mFile;
-};
 
 void CheckMix(std::span<const float* const> channels, std::span<const float> mono) {
     for (std::size_t i = 0; i < mono.size(); ++i) {
@@ -141,9 +114,11 @@ std::string WithoutDigits(std::string text) {
 // The readers of headers see every input, whatever FFmpeg takes it for.
 void ReadHeaders(std::span<const std::uint8_t> bytes) {
     const std::string text(bytes.begin(), bytes.end());
-    std::istringstream riff(text);
+    std::istringstream chunks(text);
+    std::istringstream matroska(text);
     std::istringstream ogg(text);
-    qel::tool::RiffIsTruncated(riff);
+    qel::tool::AudioChunkIsCut(chunks);
+    qel::tool::MatroskaIsCut(matroska);
     qel::tool::OggIsTruncated(ogg);
     for (const std::int64_t track : {0, 1, 2}) {
         std::istringstream movie(text);

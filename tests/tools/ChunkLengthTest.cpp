@@ -1,4 +1,4 @@
-#include "tools/RiffLength.h"
+#include "tools/ChunkLength.h"
 
 #include <gtest/gtest.h>
 
@@ -23,30 +23,30 @@ std::string Form(const std::string& chunks) {
 
 bool IsTruncated(const std::string& file) {
     std::istringstream stream(file);
-    return RiffIsTruncated(stream);
+    return AudioChunkIsCut(stream);
 }
 
-TEST(RiffLengthTest, AWholeFileIsNotTruncated) {
+TEST(ChunkLengthTest, AWholeFileIsNotTruncated) {
     EXPECT_FALSE(IsTruncated(Form(Chunk("fmt ", 16, 16) + Chunk("data", 100, 100))));
 }
 
-TEST(RiffLengthTest, OneMissingByteIsSeen) {
+TEST(ChunkLengthTest, OneMissingByteIsSeen) {
     EXPECT_TRUE(IsTruncated(Form(Chunk("fmt ", 16, 16) + Chunk("data", 100, 99))));
 }
 
-TEST(RiffLengthTest, ChunksOfOddLengthArePadded) {
+TEST(ChunkLengthTest, ChunksOfOddLengthArePadded) {
     EXPECT_TRUE(IsTruncated(Form(Chunk("note", 3, 4) + Chunk("data", 100, 99))));
     EXPECT_FALSE(IsTruncated(Form(Chunk("note", 3, 4) + Chunk("data", 100, 100))));
 }
 
-TEST(RiffLengthTest, WhatStreamingProgramsWriteIsNoLength) {
+TEST(ChunkLengthTest, WhatStreamingProgramsWriteIsNoLength) {
     for (const std::uint32_t stated : {0u, 0x7FFFF000u, 0x80000000u, 0xFFFFFFFFu}) {
         EXPECT_FALSE(IsTruncated(Form(Chunk("data", stated, 10)))) << stated;
     }
 }
 
 // Each is a read of its own, and a file of the usual size has room for millions.
-TEST(RiffLengthTest, ChunksBeyondReasonAreNotFollowed) {
+TEST(ChunkLengthTest, ChunksBeyondReasonAreNotFollowed) {
     const auto cutBehind = [](std::size_t count) {
         std::string chunks;
         for (std::size_t i = 0; i < count; ++i) {
@@ -58,7 +58,7 @@ TEST(RiffLengthTest, ChunksBeyondReasonAreNotFollowed) {
     EXPECT_FALSE(cutBehind(70000));
 }
 
-TEST(RiffLengthTest, OtherFilesAreNoneOfItsBusiness) {
+TEST(ChunkLengthTest, OtherFilesAreNoneOfItsBusiness) {
     EXPECT_FALSE(IsTruncated(""));
     EXPECT_FALSE(IsTruncated("RIF"));
     EXPECT_FALSE(IsTruncated("FORM????AIFF" + Chunk("data", 100, 10)));
