@@ -166,7 +166,9 @@ void AudioDecoder::FeedPacket() {
         mFlac->AddPacket({mPacket->data, static_cast<std::size_t>(mPacket->size)});
     }
     // A packet without bytes carries news for a player and no audio.
-    if (mPacket->size > 0 && avcodec_send_packet(mCodec.get(), mPacket.get()) < 0) {
+    const bool isRefused =
+        mPacket->size > 0 && avcodec_send_packet(mCodec.get(), mPacket.get()) < 0;
+    if (isRefused || mFile.IsDamaged(*mPacket)) {
         CountDamage();
     }
     av_packet_unref(mPacket.get());
@@ -253,6 +255,11 @@ std::int64_t AudioDecoder::TailOfFrame() {
 }
 
 void AudioDecoder::CheckEnd() {
+    if (mIsAtEnd) {
+        return;
+    }
+    mIsAtEnd = true;
+    mDamagedPackets += mFile.LostPackets();
     CheckLength();
     if (mIsLossless) {
         CheckLossless();
@@ -281,10 +288,9 @@ void AudioDecoder::CheckLossless() {
     // Where all came that is stated, what cannot be decoded is no audio: a tag behind the end.
     const auto declared = mFile.DeclaredFrames(mRateHz);
     if (mDamagedPackets > 0 && !(declared && mFramesBeforeDamage >= *declared)) {
-        throw ToolError(
-            fmt::format("is damaged: {} of its lossless packets are missing or cannot be decoded, "
-                        "the first after {} frames",
-                        mDamagedPackets, mFramesBeforeDamage));
+        throw ToolError(fmt::format("is damaged: {} packets of its lossless audio are missing or "
+                                    "cannot be decoded",
+                                    mDamagedPackets));
     }
     if (mFlac && !mFlac->IsContinuous()) {
         throw ToolError("is damaged: the numbers of its FLAC frames do not follow one another");

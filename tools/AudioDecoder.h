@@ -98,6 +98,7 @@ private:
     std::int64_t mFramesBeforeDamage = 0;
     bool mIsLossless = false;
     bool mDraining = false;
+    bool mIsAtEnd = false;
 };
 
 } // namespace qel::tool

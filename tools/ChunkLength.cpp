@@ -32,6 +32,7 @@ struct Layout {
     // Sizes from here up are left by programs that never learned the true one; so are then sizes of
     // 0.
     std::int64_t notYet = kAny;
+    unsigned char lastName = 0xFF;           // names that begin with a higher byte are damage
     std::array<std::string_view, 3> audio{}; // how names of chunks with audio begin
 };
 
@@ -101,6 +102,7 @@ constexpr Layout kVoc{.magic = "Creative Voice File\x1A"sv,
                       .nameBytes = 1,
                       .sizeBytes = 3,
                       .order = Order::Little,
+                      .lastName = 9,
                       .audio = {"\x01"sv, "\x02"sv, "\x09"sv}};
 constexpr Layout kRingTone{
     .magic = "MMMD"sv, .firstChunk = 0, .notYet = kPlaceholder, .audio = {"MMMD"sv}};
@@ -170,6 +172,7 @@ bool Fits(ChunkReader& reader, const Layout& layout) {
 // A chunk's content ends at end; 0 says that its size is not known.
 struct Chunk {
     bool isAudio = false;
+    bool isUnknown = false; // and cannot be, so that something before it is damaged
     std::int64_t end = 0;
 };
 
@@ -182,6 +185,7 @@ Chunk ReadChunk(ChunkReader& reader, const Layout& layout, std::int64_t begin) {
     for (const std::string_view audio : layout.audio) {
         chunk.isAudio = chunk.isAudio || (!audio.empty() && text.starts_with(audio));
     }
+    chunk.isUnknown = !text.empty() && static_cast<unsigned char>(text[0]) > layout.lastName;
     std::int64_t size = reader.Number(sizeAt, layout.sizeBytes, layout.order);
     if (layout.sizeIsFirst && size == 1) { // the true one did not fit and follows in 64 bits
         size = reader.Number(begin + header, 8, layout.order);
@@ -199,6 +203,14 @@ bool LargeAudioIsCut(ChunkReader& reader, std::int64_t content) {
     constexpr std::int64_t kSizePosition = 28;
     const std::int64_t size = reader.Number(kSizePosition, 8, Order::Little);
     return reader.Bytes(12, 4) == "ds64"sv && size > 0 && size > reader.FileEnd() - content;
+}
+
+// A SoX file has but a header, which states its own length and the samples behind it, of 4 bytes.
+bool SoxIsCut(ChunkReader& reader, Order order) {
+    constexpr std::int64_t kMost = kAny / 8;
+    const std::int64_t begin = 4 + reader.Number(4, 4, order);
+    const std::int64_t samples = reader.Number(8, 8, order);
+    return samples < kMost && begin + 4 * samples > reader.FileEnd();
 }
 
 // "au" states where its audio begins and how long it is.
@@ -222,7 +234,7 @@ bool AnyAudioIsCut(ChunkReader& reader, const Layout& layout) {
         if (isOpen || chunk.end <= begin) {
             return false;
         }
-        if (chunk.isAudio && chunk.end > reader.FileEnd()) {
+        if (chunk.isAudio ? chunk.end > reader.FileEnd() : chunk.isUnknown) {
             return true;
         }
         begin = (chunk.end + layout.alignment - 1) / layout.alignment * layout.alignment;
@@ -236,6 +248,9 @@ bool AudioChunkIsCut(std::istream& file) {
     ChunkReader reader(file);
     if (reader.Bytes(0, 4) == ".snd"sv) {
         return AuIsCut(reader);
+    }
+    if (reader.Bytes(0, 4) == ".SoX"sv || reader.Bytes(0, 4) == "XoS."sv) {
+        return SoxIsCut(reader, reader.Bytes(0, 1) == "."sv ? Order::Little : Order::Big);
     }
     const auto* layout = std::find_if(std::begin(kLayouts), std::end(kLayouts),
                                       [&](const Layout& row) { return Fits(reader, row); });

@@ -8,7 +8,7 @@ namespace qel::tool {
 // Whether a file that consists of chunks ends before its audio does, by the size that it states
 // itself. FFmpeg reads such a file to its end and drops the stated size, so that the chunks have to
 // be looked at here. Known are WAV (also RIFX, RF64 and BW64), W64, AIFF, 8SVX, DSDIFF, DSF, CAF,
-// AU, VOC, AVI, the MP4 family, Windows Media and MMF.
+// AU, SoX, VOC, AVI, the MP4 family, Windows Media and MMF.
 //
 // False for any other file, for what programs write which stream to a pipe and never learn the
 // length (0, -1, and in RIFF sizes from 2 GiB less a page upwards), and for a file whose audio

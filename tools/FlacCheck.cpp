@@ -7,7 +7,8 @@ namespace qel::tool {
 namespace {
 
 constexpr std::size_t kStreamInfoBytes = 34;
-constexpr std::size_t kBitsPosition = 12; // the last bit there and the four next are the bits less 1
+constexpr std::size_t kBitsPosition =
+    12; // the last bit there and the four next are the bits less 1
 constexpr std::size_t kSumPosition = 18;
 
 // The number in a frame's header stands at byte 4, coded like a character of UTF-8 with up to seven

@@ -6,6 +6,7 @@
 #include "tools/MediaFormats.h"
 #include "tools/MovieTiming.h"
 #include "tools/OggEnding.h"
+#include "tools/OggPages.h"
 #include "tools/ToolError.h"
 
 #include <algorithm>
@@ -22,6 +23,7 @@
 #include <unistd.h>
 
 extern "C" {
+#include <libavutil/avstring.h>
 #include <libavutil/common.h>
 }
 
@@ -228,6 +230,21 @@ bool MediaFile::HasPacketTimes() const {
     // The times of the MP4 family come from an index, which may leave pauses between them.
     return (mContext->iformat->flags & (AVFMT_TS_DISCONT | AVFMT_NOTIMESTAMPS)) == 0 &&
            ContainerName() != "mov";
+}
+
+bool MediaFile::IsDamaged(const AVPacket& packet) const {
+    // Elsewhere FFmpeg reads blocks of a size of its own, and marks the last one as cut short.
+    constexpr const char* kWithPackets = "adx,asf,codec2,flv,mpegts,nut,rm,swf,tta,wsaud,wv";
+    return (packet.flags & AV_PKT_FLAG_CORRUPT) != 0 &&
+           av_match_list(mContext->iformat->name, kWithPackets, ',') > 0;
+}
+
+std::int64_t MediaFile::LostPackets() const {
+    if (ContainerName() != "ogg") {
+        return 0;
+    }
+    std::ifstream file(mPath, std::ios::binary);
+    return CountDamagedOggPages(file);
 }
 
 std::span<const std::uint8_t> MediaFile::OwnFlacHeader() const {

@@ -52,9 +52,15 @@ public:
     // jump.
     bool HasPacketTimes() const;
 
+    // Whether the container knows this packet to be damaged or cut short.
+    bool IsDamaged(const AVPacket& packet) const;
+
     // The header of a FLAC file; empty for a FLAC stream in another container, where the header may
     // be that of a longer stream which this one was cut from.
     std::span<const std::uint8_t> OwnFlacHeader() const;
+
+    // How many packets of the container were lost, where FFmpeg passes over damage without a word.
+    std::int64_t LostPackets() const;
 
     // Whether the container tells that the file was cut, where FFmpeg does not see it.
     bool EndsEarly() const;

@@ -7,7 +7,8 @@ namespace qel::tool {
 
 std::int64_t PacketClock::Advance(const AVPacket& packet, std::int64_t previousFrames) {
     const AVRational frame{1, mRateHz};
-    constexpr std::int64_t kLatest = std::int64_t{1} << 62; // beyond, a number is no time but damage
+    constexpr std::int64_t kLatest = std::int64_t{1}
+                                     << 62; // beyond, a number is no time but damage
     std::optional<std::int64_t> time;
     if (packet.pts != AV_NOPTS_VALUE) {
         const std::int64_t frames = av_rescale_q(packet.pts, mTimeBase, frame);

@@ -15,8 +15,8 @@ public:
     PacketClock(AVRational timeBase, int rateHz) : mTimeBase(timeBase), mRateHz(rateHz) {}
 
     // Takes the next packet. previousFrames is how much audio the one before it held. Returns by
-    // how many frames its time is off the end of that audio: above 0 for audio that is missing, below
-    // 0 for a time that goes back; 0 as long as it is within the accuracy of such times.
+    // how many frames its time is off the end of that audio: above 0 for audio that is missing,
+    // below 0 for a time that goes back; 0 as long as it is within the accuracy of such times.
     //
     // That accuracy is two ticks, as both times are rounded, and half of a packet for recordings
     // whose times were taken from a clock. A lost packet is more.

@@ -39,9 +39,10 @@ void CheckValue(const Json& value, const std::string& layout, std::size_t names)
                 "the layout names has strings");
     } else {
         Require(layout == "arrays", "there are three layouts");
-        Require(AllOf(value, [&](const Json& item) {
-                    return AllOf(item, IsNumber) && item.size() == value.front().size();
-                }),
+        Require(AllOf(value,
+                      [&](const Json& item) {
+                          return AllOf(item, IsNumber) && item.size() == value.front().size();
+                      }),
                 "the layout arrays has arrays of numbers, and of one length");
     }
 }

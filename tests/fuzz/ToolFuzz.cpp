@@ -1,5 +1,5 @@
-// Any bytes as an audio file for "qel analyze": what it answers is JSON of the documented shape, and
-// fits the status and standard error.
+// Any bytes as an audio file for "qel analyze": what it answers is JSON of the documented shape,
+// and fits the status and standard error.
 
 #include "tests/fuzz/JsonShape.h"
 #include "tests/fuzz/MemoryFile.h"
@@ -153,8 +153,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(document.at("files").size() == 1, "a file has one entry");
     const Json& entry = document["files"][0];
     CheckEntry(entry);
-    Require(run.status == (entry.contains("error") ? qel::tool::kExitFailure
-                                                   : qel::tool::kExitSuccess),
+    Require(run.status ==
+                (entry.contains("error") ? qel::tool::kExitFailure : qel::tool::kExitSuccess),
             "the status tells of the error");
     CheckErrors(run, entry, file.Path());
     NoteOutcome(entry.value("error", entry.contains("decoder") ? entry["decoder"].dump() : ""));
