@@ -268,7 +268,7 @@ void AudioDecoder::CheckEnd() {
 
 void AudioDecoder::CheckLength() const {
     const auto declared = mFile.DeclaredFrames(mRateHz);
-    const std::int64_t slack = mLongestFrame * (mIsLossless ? mFile.PacketsToSpare() : 2);
+    const std::int64_t slack = mIsLossless ? mFile.DeclaredSlack(mRateHz) : 2 * mLongestFrame;
     if (declared.has_value() && mDecodedFrames + slack < *declared) {
         throw ToolError(fmt::format("is {}: it states {} frames, and {} could be decoded",
                                     mDamagedPackets > 0 ? "damaged" : "truncated", *declared,

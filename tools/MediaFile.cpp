@@ -154,6 +154,7 @@ MediaFile::MediaFile(const std::string& path) : mPath(path) {
 bool MediaFile::ReadPacket(AVPacket& packet) {
     while (av_read_frame(mContext.get(), &packet) >= 0) {
         if (packet.stream_index == mStream->index) {
+            mLongestPacket = std::max(mLongestPacket, packet.duration);
             if (packet.pts != AV_NOPTS_VALUE && packet.duration >= 0) {
                 mEndTime = std::max(mEndTime, av_sat_add64(packet.pts, packet.duration));
             }
@@ -177,6 +178,13 @@ std::optional<std::int64_t> MediaFile::DeclaredFrames(int rateHz) const {
         return std::nullopt;
     }
     return Positive(av_rescale_q(mStream->duration, mStream->time_base, AVRational{1, rateHz}));
+}
+
+std::int64_t MediaFile::DeclaredSlack(int rateHz) const {
+    const std::int64_t ticks = ContainerName() == "caf" ? mLongestPacket : 1;
+    const std::int64_t frames =
+        av_rescale_q_rnd(ticks, mStream->time_base, AVRational{1, rateHz}, AV_ROUND_UP);
+    return std::max<std::int64_t>(frames - 1, 0);
 }
 
 std::optional<std::int64_t> MediaFile::GaplessCommentFrames() const {
@@ -221,6 +229,9 @@ std::optional<double> MediaFile::MissedDuration(std::int64_t decodedFrames, int 
     const double tick = av_q2d(mStream->time_base);
     const double decoded = static_cast<double>(decodedFrames) / rateHz;
     const double reached = std::max(decoded, static_cast<double>(mEndTime) * tick);
+    if (decoded < 2 * tick) {
+        return std::nullopt; // too short to be timed
+    }
     // The end and the start of the stated time are rounded to ticks.
     const double slack = static_cast<double>(slackFrames) / rateHz + 2 * tick;
     return reached + slack < stated ? std::optional(stated) : std::nullopt;
@@ -236,6 +247,7 @@ bool MediaFile::IsDamaged(const AVPacket& packet) const {
     // Elsewhere FFmpeg reads blocks of a size of its own, and marks the last one as cut short.
     constexpr const char* kWithPackets = "adx,asf,codec2,flv,mpegts,nut,rm,swf,tta,wsaud,wv";
     return (packet.flags & AV_PKT_FLAG_CORRUPT) != 0 &&
+           mStream->codecpar->codec_id != AV_CODEC_ID_S302M && // whose last packet is always marked
            av_match_list(mContext->iformat->name, kWithPackets, ',') > 0;
 }
 

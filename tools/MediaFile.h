@@ -34,9 +34,10 @@ public:
     // states none, or when FFmpeg had to estimate it from the bit rate.
     std::optional<std::int64_t> DeclaredFrames(int rateHz) const;
 
-    // By how many packets that length may be too large for a lossless stream. FFmpeg counts packets
-    // in a CAF, of which the last one may be shorter than the others.
-    int PacketsToSpare() const { return ContainerName() == "caf" ? 1 : 0; }
+    // By how much that length may be too large for a stream that is decoded to the sample: it is
+    // counted on a clock that may be coarser than the sample rate, and in a CAF by packets, of
+    // which the last one may be shorter than the others.
+    std::int64_t DeclaredSlack(int rateHz) const;
 
     // Length after trimming where the container tells it apart: from the gapless comment of an M4A
     // file, or from the clock of its track. Empty elsewhere.
@@ -77,7 +78,8 @@ private:
     AvHandle<AVIOContext> mFile; // must outlive the context, which reads from it
     AvHandle<AVFormatContext> mContext;
     AVStream* mStream = nullptr;
-    std::int64_t mEndTime = 0; // latest end of a packet, in ticks of the stream
+    std::int64_t mEndTime = 0;       // latest end of a packet, in ticks of the stream
+    std::int64_t mLongestPacket = 0; // in ticks
 };
 
 } // namespace qel::tool

@@ -89,7 +89,7 @@ constexpr const char* kDecoders[] = {
     "8svx_exp", "8svx_fib", "mace3", "mace6", "ws_snd1",
     // Music
     "aac", "aac_latm", "ac3", "atrac1", "atrac3", "atrac3al", "atrac3plus", "atrac3plusal", "cook",
-    "dca", "eac3", "mp1float", "mp2float", "mp3float", "mp3adufloat", "mp3on4float", "mpc7", "mpc8",
+    "dca", "eac3", "mp1", "mp2", "mp3float", "mp3adufloat", "mp3on4float", "mpc7", "mpc8",
     "nellymoser", "opus", "qdm2", "qdmc", "vorbis", "wmapro", "wmav1", "wmav2",
     // Speech
     "amrnb", "amrwb", "g723_1", "gsm", "gsm_ms", "ilbc", "libcodec2", "qcelp", "real_144",

@@ -58,7 +58,9 @@ private:
 // How far to go on for a page; a mark may have begun with the last bytes.
 std::size_t DistanceToMark(std::string_view bytes) {
     const std::size_t mark = bytes.find(kPageMark, 1);
-    return mark != std::string_view::npos ? mark : std::max(bytes.size(), kPageMark.size()) - kPageMark.size() + 1;
+    return mark != std::string_view::npos
+               ? mark
+               : std::max(bytes.size(), kPageMark.size()) - kPageMark.size() + 1;
 }
 
 // Length of the page at the start of the bytes; one that is more than there are for a cut page.

@@ -27,7 +27,8 @@ std::string Open(const std::string& name, const std::string& content) {
 }
 
 std::string Blocks() {
-    return Element("\xE7", std::string(1, '\0')) + Element(kSimpleBlockName, std::string(500, 'a')) +
+    return Element("\xE7", std::string(1, '\0')) +
+           Element(kSimpleBlockName, std::string(500, 'a')) +
            Element(kSimpleBlockName, std::string(500, 'b'));
 }
 
@@ -52,8 +53,8 @@ TEST(EbmlLengthTest, AStreamedFileIsCutInsideOfAClusterOrABlock) {
     const std::string file = header + Open(kSegmentName, clusters);
     EXPECT_FALSE(IsCut(file));
     EXPECT_TRUE(IsCut(file.substr(0, file.size() - 1)));
-    const std::string open = header + Open(kSegmentName, Open(kClusterName, Blocks()) +
-                                                             Open(kClusterName, Blocks()));
+    const std::string open =
+        header + Open(kSegmentName, Open(kClusterName, Blocks()) + Open(kClusterName, Blocks()));
     EXPECT_FALSE(IsCut(open));
     EXPECT_TRUE(IsCut(open.substr(0, open.size() - 1)));
     EXPECT_FALSE(IsCut(open.substr(0, open.size() - 503))) << "between two blocks";
@@ -62,8 +63,8 @@ TEST(EbmlLengthTest, AStreamedFileIsCutInsideOfAClusterOrABlock) {
 TEST(EbmlLengthTest, TagsThatAreCutAreNoAudio) {
     const std::string header = Element(kHeaderName, std::string(20, 'h'));
     const std::string file =
-        header + Open(kSegmentName, Element(kClusterName, Blocks()) +
-                                        Element(kTagsName, std::string(100, 't')));
+        header + Open(kSegmentName,
+                      Element(kClusterName, Blocks()) + Element(kTagsName, std::string(100, 't')));
     EXPECT_FALSE(IsCut(file.substr(0, file.size() - 1)));
 }
 

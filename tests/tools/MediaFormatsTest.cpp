@@ -50,9 +50,27 @@ TEST(MediaFormatsTest, EveryContainerOfTheListIsThereAndNoOtherIsReached) {
 }
 
 TEST(MediaFormatsTest, NoContainerOfTheListReadsOtherFilesOrTheNetwork) {
-    for (const char* name : {"concat", "hls", "dash", "image2", "lavfi", "sdp", "rtsp", "rtp", "sap",
-                             "tty", "ffmetadata", "imf", "webm_dash_manifest", "srt", "webvtt",
-                             "libgme", "libopenmpt", "gif", "rawvideo", "avs", "vapoursynth"}) {
+    for (const char* name : {"concat",
+                             "hls",
+                             "dash",
+                             "image2",
+                             "lavfi",
+                             "sdp",
+                             "rtsp",
+                             "rtp",
+                             "sap",
+                             "tty",
+                             "ffmetadata",
+                             "imf",
+                             "webm_dash_manifest",
+                             "srt",
+                             "webvtt",
+                             "libgme",
+                             "libopenmpt",
+                             "gif",
+                             "rawvideo",
+                             "avs",
+                             "vapoursynth"}) {
         EXPECT_FALSE(Split(MediaFormats::Containers()).contains(name)) << name;
     }
     EXPECT_EQ(MediaFormats::Protocols(), "file");
@@ -100,7 +118,7 @@ TEST(MediaFormatsTest, WhatIsNotListedIsRefusedInOneClearLine) {
         {"webvtt", "WEBVTT\n\n00:01.000 --> 00:02.000\nHello\n"},
         {"ffmetadata", ";FFMETADATA1\ntitle=x\n"},
         {"png_pipe", "\x89PNG\r\n\x1A\n" + pixels},
-        {"gif", "GIF89a" + pixels},
+        {"gif", "GIF89a" + std::string("\x08\0\x08\0", 4) + pixels},
         {"yuv4mpegpipe", "YUV4MPEG2 W2 H2 F25:1\nFRAME\n" + pixels},
     };
     for (const Other& other : others) {
@@ -117,8 +135,7 @@ TEST(MediaFormatsTest, ANameChoosesNoFormat) {
     for (const char* name : {"text.ans", "text.txt", "image%03d.jpg", "list.m3u8", "sound.s16le",
                              "sine=f=440", "raw.rgb"}) {
         WriteFile(directory.File(name), "This is text of no format at all, as one can read.\n");
-        EXPECT_EQ(FaultOf(directory.File(name)),
-                  "is not an audio file, or is damaged or truncated")
+        EXPECT_EQ(FaultOf(directory.File(name)), "is not an audio file, or is damaged or truncated")
             << name;
         WriteWav(directory.File(name), 44100, {Sine(500, 100, 0.5)});
         EXPECT_EQ(FaultOf(directory.File(name)), "no fault") << name;

@@ -49,8 +49,8 @@ void EncodePairs(const std::vector<MediaPair>& pairs, std::size_t frames,
     WriteWav(wav, 44100, {Noise(frames, 0.3f), right});
     std::vector<std::string> command{"ffmpeg", "-nostdin", "-v", "error", "-y", "-i", wav};
     for (const MediaPair& pair : pairs) {
-        for (const std::string& word : {std::string("-ar"), pair.rateHz, std::string("-ac"),
-                                        pair.channels}) {
+        for (const std::string& word :
+             {std::string("-ar"), pair.rateHz, std::string("-ac"), pair.channels}) {
             command.push_back(word);
         }
         command.insert(command.end(), pair.arguments.begin(), pair.arguments.end());
