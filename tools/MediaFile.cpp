@@ -154,7 +154,7 @@ MediaFile::MediaFile(const std::string& path) : mPath(path) {
 bool MediaFile::ReadPacket(AVPacket& packet) {
     while (av_read_frame(mContext.get(), &packet) >= 0) {
         if (packet.stream_index == mStream->index) {
-            mLongestPacket = std::max(mLongestPacket, packet.duration);
+            ++mPackets;
             if (packet.pts != AV_NOPTS_VALUE && packet.duration >= 0) {
                 mEndTime = std::max(mEndTime, av_sat_add64(packet.pts, packet.duration));
             }
@@ -181,7 +181,8 @@ std::optional<std::int64_t> MediaFile::DeclaredFrames(int rateHz) const {
 }
 
 std::int64_t MediaFile::DeclaredSlack(int rateHz) const {
-    const std::int64_t ticks = ContainerName() == "caf" ? mLongestPacket : 1;
+    const bool countsPackets = ContainerName() == "caf" && mPackets > 0;
+    const std::int64_t ticks = countsPackets ? mStream->duration / mPackets : 1;
     const std::int64_t frames =
         av_rescale_q_rnd(ticks, mStream->time_base, AVRational{1, rateHz}, AV_ROUND_UP);
     return std::max<std::int64_t>(frames - 1, 0);

@@ -78,8 +78,8 @@ private:
     AvHandle<AVIOContext> mFile; // must outlive the context, which reads from it
     AvHandle<AVFormatContext> mContext;
     AVStream* mStream = nullptr;
-    std::int64_t mEndTime = 0;       // latest end of a packet, in ticks of the stream
-    std::int64_t mLongestPacket = 0; // in ticks
+    std::int64_t mEndTime = 0; // latest end of a packet, in ticks of the stream
+    std::int64_t mPackets = 0;
 };
 
 } // namespace qel::tool

@@ -100,7 +100,8 @@ std::vector<Whole> WholeFiles() {
         {"DSF", Sized("DSD ", 28, 8, false) + std::string(16, 'x') + Sized("data", 112, 8, false)},
         {"CAF", std::string("caff\0\1\0\0", 8) + Sized("desc", 3, 8, true) + "dsc" +
                     Sized("data", 100, 8, true)},
-        {"VOC", "Creative Voice File\x1A\x1A\x1A\x1A\x1A\x1A\x1A" + Sized("\x01", 100, 3, false), 100, std::string(1, '\0')},
+        {"VOC", "Creative Voice File\x1A\x1A\x1A\x1A\x1A\x1A\x1A" + Sized("\x01", 100, 3, false),
+         100, std::string(1, '\0')},
         {"AVI", Sized("RIFF", 104, 4, false) + "AVI "},
         {"MP4", BigEndian(12, 4) + "ftypM4A " + BigEndian(108, 4) + "mdat"},
         {"large MP4", BigEndian(12, 4) + "ftypM4A " + BigEndian(1, 4) + "mdat" + BigEndian(116, 8)},
@@ -110,45 +111,45 @@ std::vector<Whole> WholeFiles() {
         {"AU", ".snd" + BigEndian(24, 4) + BigEndian(100, 4) + std::string(12, 'x')},
         {"SoX", ".SoX" + LittleEndian(28, 4) + LittleEndian(25, 8) + std::string(16, 'x')},
     };
-    }
+}
 
-    TEST(ChunkLengthTest, EveryKindOfFileTellsThatAByteIsMissing) {
-        for (const Whole& whole : WholeFiles()) {
-            const std::string file = whole.header + std::string(whole.audio, '\0');
-            const std::string tag = "TAG" + std::string(125, ' ');
-            EXPECT_FALSE(IsTruncated(file)) << whole.kind;
-            EXPECT_FALSE(IsTruncated(file + whole.end + tag)) << whole.kind;
-            EXPECT_TRUE(IsTruncated(file.substr(0, file.size() - 1))) << whole.kind;
-            EXPECT_TRUE(IsTruncated(whole.header)) << whole.kind;
+TEST(ChunkLengthTest, EveryKindOfFileTellsThatAByteIsMissing) {
+    for (const Whole& whole : WholeFiles()) {
+        const std::string file = whole.header + std::string(whole.audio, '\0');
+        const std::string tag = "TAG" + std::string(125, ' ');
+        EXPECT_FALSE(IsTruncated(file)) << whole.kind;
+        EXPECT_FALSE(IsTruncated(file + whole.end + tag)) << whole.kind;
+        EXPECT_TRUE(IsTruncated(file.substr(0, file.size() - 1))) << whole.kind;
+        EXPECT_TRUE(IsTruncated(whole.header)) << whole.kind;
+    }
+}
+
+TEST(ChunkLengthTest, SizesThatWereNeverLearnedAreNone) {
+    EXPECT_FALSE(IsTruncated("caff" + BigEndian(1 << 16, 4) + "data" + std::string(8, '\xFF')));
+    EXPECT_FALSE(IsTruncated(".snd" + BigEndian(24, 4) + std::string(4, '\xFF') + "x"));
+    EXPECT_FALSE(IsTruncated("FORM????AIFF" + Sized("SSND", 0, 4, true) + "audio"));
+    EXPECT_FALSE(IsTruncated(BigEndian(12, 4) + "ftypM4A " + BigEndian(0, 4) + "mdataudio"));
+}
+
+TEST(ChunkLengthTest, ABlockOfAVocThatCannotBeMeansDamageBeforeIt) {
+    const std::string header = "Creative Voice File\x1A\x1A\x1A\x1A\x1A\x1A\x1A";
+    const std::string block = Sized("\x01", 10, 3, false) + std::string(10, '\x55');
+    const std::string end(1, '\0');
+    EXPECT_FALSE(IsTruncated(header + block + block + end));
+    EXPECT_TRUE(IsTruncated(header + block.substr(0, 13) + block + block + end));
+}
+
+TEST(ChunkLengthTest, SizesBeyondAllNumbersAreNone) {
+    for (const Whole& whole : WholeFiles()) {
+        for (std::size_t i = 0; i + 8 <= whole.header.size(); ++i) {
+            std::string file = whole.header + std::string(whole.audio, '\0');
+            file.replace(i, 8, std::string("\x7F") + std::string(7, '\xFF'));
+            IsTruncated(file); // it ends, and the checkers see no overflow
+            file.replace(i, 8, std::string(7, '\xFF') + "\x7F");
+            IsTruncated(file);
         }
     }
-
-    TEST(ChunkLengthTest, SizesThatWereNeverLearnedAreNone) {
-        EXPECT_FALSE(IsTruncated("caff" + BigEndian(1 << 16, 4) + "data" + std::string(8, '\xFF')));
-        EXPECT_FALSE(IsTruncated(".snd" + BigEndian(24, 4) + std::string(4, '\xFF') + "x"));
-        EXPECT_FALSE(IsTruncated("FORM????AIFF" + Sized("SSND", 0, 4, true) + "audio"));
-        EXPECT_FALSE(IsTruncated(BigEndian(12, 4) + "ftypM4A " + BigEndian(0, 4) + "mdataudio"));
-    }
-
-    TEST(ChunkLengthTest, ABlockOfAVocThatCannotBeMeansDamageBeforeIt) {
-        const std::string header = "Creative Voice File\x1A\x1A\x1A\x1A\x1A\x1A\x1A";
-        const std::string block = Sized("\x01", 10, 3, false) + std::string(10, '\x55');
-        const std::string end(1, '\0');
-        EXPECT_FALSE(IsTruncated(header + block + block + end));
-        EXPECT_TRUE(IsTruncated(header + block.substr(0, 13) + block + block + end));
-    }
-
-    TEST(ChunkLengthTest, SizesBeyondAllNumbersAreNone) {
-        for (const Whole& whole : WholeFiles()) {
-            for (std::size_t i = 0; i + 8 <= whole.header.size(); ++i) {
-                std::string file = whole.header + std::string(whole.audio, '\0');
-                file.replace(i, 8, std::string("\x7F") + std::string(7, '\xFF'));
-                IsTruncated(file); // it ends, and the checkers see no overflow
-                file.replace(i, 8, std::string(7, '\xFF') + "\x7F");
-                IsTruncated(file);
-            }
-        }
-    }
+}
 
 } // namespace
 } // namespace qel::tool

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <vector>
@@ -13,9 +14,12 @@ using Bytes = std::vector<std::uint8_t>;
 
 // How a frame begins: the mark, whether its number counts samples, two bytes of format, the number.
 Bytes Frame(bool countsSamples, std::initializer_list<std::uint8_t> number) {
-    Bytes frame{0xFF, static_cast<std::uint8_t>(countsSamples ? 0xF9 : 0xF8), 0xC9, 0x08};
-    frame.insert(frame.end(), number);
-    frame.resize(20);
+    Bytes frame(20);
+    frame[0] = 0xFF;
+    frame[1] = countsSamples ? 0xF9 : 0xF8;
+    frame[2] = 0xC9;
+    frame[3] = 0x08;
+    std::copy(number.begin(), number.end(), frame.begin() + 4);
     return frame;
 }
 
@@ -46,7 +50,8 @@ TEST(FlacCheckTest, LargeNumbersAreOfSeveralBytes) {
 }
 
 TEST(FlacCheckTest, FramesOfAnySizeAreNumberedBySamples) {
-    EXPECT_TRUE(IsContinuous({Frame(true, {0}), Frame(true, {100}), Frame(true, {0xC3, 0x88})}, 100));
+    EXPECT_TRUE(
+        IsContinuous({Frame(true, {0}), Frame(true, {100}), Frame(true, {0xC3, 0x88})}, 100));
     EXPECT_FALSE(IsContinuous({Frame(true, {0}), Frame(true, {101})}, 100));
 }
 
