@@ -95,6 +95,9 @@ const AVInputFormat& ProbeContainer(AVIOContext& file) {
     }
     if (!MediaFormats::IsContainer(*format)) {
         const std::string_view names = format->name;
+        if (names.ends_with("_pipe")) { // so the library names its readers of pictures
+            throw ToolError("holds no audio stream");
+        }
         throw ToolError(fmt::format("is not an audio file (its format is \"{}\"), or is damaged",
                                     names.substr(0, names.find(','))));
     }

@@ -119,6 +119,7 @@ qel::tool::AnalyzeOptions OptionsFor(const std::string& path, const std::string&
     options.blockSamples = kBlocks[choice / std::size(kKeys) % std::size(kBlocks)];
     options.mix = choice % 2 == 0 ? qel::tool::ChannelMix::Mono : qel::tool::ChannelMix::Keep;
     options.quiet = true;
+    options.overwrite = true; // the results of the input before
     return options;
 }
 

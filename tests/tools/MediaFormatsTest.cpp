@@ -117,7 +117,6 @@ TEST(MediaFormatsTest, WhatIsNotListedIsRefusedInOneClearLine) {
                 "World\n"},
         {"webvtt", "WEBVTT\n\n00:01.000 --> 00:02.000\nHello\n"},
         {"ffmetadata", ";FFMETADATA1\ntitle=x\n"},
-        {"png_pipe", "\x89PNG\r\n\x1A\n" + pixels},
         {"gif", "GIF89a" + std::string("\x08\0\x08\0", 4) + pixels},
         {"yuv4mpegpipe", "YUV4MPEG2 W2 H2 F25:1\nFRAME\n" + pixels},
     };
@@ -127,6 +126,12 @@ TEST(MediaFormatsTest, WhatIsNotListedIsRefusedInOneClearLine) {
         EXPECT_EQ(FaultOf(path), "is not an audio file (its format is \"" +
                                      std::string(other.format) + "\"), or is damaged");
     }
+}
+
+TEST(MediaFormatsTest, APictureHoldsNoAudio) {
+    const TempDirectory directory;
+    WriteFile(directory.File("song.wav"), "\x89PNG\r\n\x1A\n" + std::string(64, '\0'));
+    EXPECT_EQ(FaultOf(directory.File("song.wav")), "holds no audio stream");
 }
 
 // The name of a file, which some demuxers go by, chooses nothing.
