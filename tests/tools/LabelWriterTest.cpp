@@ -115,7 +115,7 @@ TEST_F(LabelWriterTest, AKeyWithoutAResultGivesAnEmptyTrack) {
 TEST_F(LabelWriterTest, FilesHaveDirectoriesAndOneThatFailsLeavesNothing) {
     LabelWriter writer(mDirectory.File("out"), {"a.wav", "b.wav", "c.wav"});
     FileHeader header = HeaderOf({mBeats}, 1);
-    for (const std::string& path : {"a.wav", "b.wav", "c.wav"}) {
+    for (const std::string path : {"a.wav", "b.wav", "c.wav"}) {
         header.path = path;
         writer.BeginFile(header);
         if (path == "b.wav") {
@@ -126,7 +126,7 @@ TEST_F(LabelWriterTest, FilesHaveDirectoriesAndOneThatFailsLeavesNothing) {
         }
     }
     Strings expected;
-    for (const std::string& path : {"a.wav", "c.wav"}) {
+    for (const std::string path : {"a.wav", "c.wav"}) {
         expected.push_back(OutputName(path));
         expected.push_back(OutputName(path) + "/beat-data.txt");
     }

@@ -86,8 +86,8 @@ TEST_P(TemporaryFileTest, ADirectoryThatIsNotThereIsTold) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, TemporaryFileTest,
                          testing::Values(Kind::NamelessIfPossible, Kind::Named),
-                         [](const auto& info) {
-                             return info.param == Kind::Named ? "Named" : "NamelessIfPossible";
+                         [](const auto& kind) {
+                             return kind.param == Kind::Named ? "Named" : "NamelessIfPossible";
                          });
 
 } // namespace
