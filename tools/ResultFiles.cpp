@@ -1,5 +1,6 @@
 #include "tools/ResultFiles.h"
 
+#include "tools/Interrupt.h"
 #include "tools/OutputName.h"
 #include "tools/ToolError.h"
 
@@ -37,7 +38,10 @@ void ResultFiles::Commit() {
     Drop();
 }
 
+// A signal among the names would leave some of the files, and the same command would then refuse to
+// complete them.
 void ResultFiles::Publish() {
+    const Interrupt::Hold hold;
     try {
         for (AtomicFile& file : mFiles) {
             file.Publish();

@@ -2,12 +2,16 @@
 
 #include "tests/tools/OutputPaths.h"
 #include "tests/tools/TempDirectory.h"
+#include "tools/Interrupt.h"
 #include "tools/ToolError.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 namespace qel::tool {
@@ -83,6 +87,33 @@ TEST(ResultFilesTest, WhatIsDroppedLeavesTheCompleteFilesAndNothingElse) {
     files.Drop();
     const std::string name = OutputName("a.wav");
     EXPECT_EQ(directory.Entries("out"), (Strings{name, name + "/one.txt"}));
+}
+
+// Signals are sent as soon as the first of many files has its name.
+TEST(ResultFilesTest, TwoSignalsAmongTheNamesLeaveAllFilesOrNone) {
+    constexpr int kFiles = 400;
+    const TempDirectory directory;
+    const std::string out = directory.File("out");
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        Interrupt::Install();
+        ResultFiles files(out);
+        files.Begin("a.wav");
+        for (int i = 0; i < kFiles; ++i) {
+            files.Add(std::to_string(i));
+        }
+        files.Commit();
+        _exit(0);
+    }
+    const std::string first = OutputPath(out, "a.wav", "0");
+    int status = 0;
+    while (!std::filesystem::exists(first) && waitpid(child, &status, WNOHANG) == 0) {
+    }
+    kill(child, SIGTERM);
+    kill(child, SIGINT);
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(directory.Entries("out/" + OutputName("a.wav")).size(), std::size_t{kFiles});
 }
 
 TEST(ResultFilesTest, DirectoriesMadeForNothingAreTakenAwayAtTheEnd) {
