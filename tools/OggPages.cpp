@@ -102,7 +102,9 @@ public:
     std::int64_t Advance(std::string_view page) {
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(page.data());
         const std::uint32_t number = AV_RL32(bytes + kNumberPosition);
-        const auto [place, isNew] = mNext.try_emplace(AV_RL32(bytes + kSerialPosition), number);
+        const std::uint32_t serial =
+            AV_RL32(bytes + kSerialPosition); // the macro's place is unaligned
+        const auto [place, isNew] = mNext.try_emplace(serial, number);
         const std::uint32_t missing = number - place->second;
         const bool isStart = isNew || (bytes[kPageMark.size()] & kIsFirst) != 0;
         place->second = number + 1;

@@ -225,13 +225,21 @@ TEST_F(OutOfMemoryTest, ResetLeavesAHandleThatCanBeInitializedAgainOrDisposedOf)
                         [&](QelAudioAnalysisRef handle) { QelAudioAnalysisReset(handle); });
 }
 
+// Of a stream of unknown length, whose store is extended by blocks of 8192 frames of two channels.
+// The list of blocks, which alone takes memory by operator new, grows after some 64 of them.
 TEST_F(OutOfMemoryTest, PushLeavesAHandleThatCanBeInitializedAgainOrDisposedOf) {
+    const CFOwner<CFStringRef> onsets = MakeString("onset data");
+    CFArrayAppendValue(mKeys.Get(), onsets.Get());
     const auto prepare = [&] {
         QelAudioAnalysisRef handle = New();
         EXPECT_EQ(0, Initialize(handle));
         return handle;
     };
-    FailEveryAllocation(prepare, [&](QelAudioAnalysisRef handle) { Push(handle); });
+    FailEveryAllocation(prepare, [&](QelAudioAnalysisRef handle) {
+        for (int frames = 0; frames <= 80 * 8192; frames += 1536) {
+            Push(handle);
+        }
+    });
 }
 
 TEST_F(OutOfMemoryTest, AHandleWhoseInitializationFailedCanBeDisposedOfAtOnce) {

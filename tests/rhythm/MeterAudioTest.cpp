@@ -125,7 +125,8 @@ TEST(MeterAudioTest, AResetBeginsAnotherStream) {
     for (const double rateHz : {44100.0, 11025.0}) {
         const Audio audio = MusicLike(rateHz, 2, 60000);
         MeterAudio meterAudio(2, rateHz, 60000);
-        BufferList noise(Noise(0.5f, 2, 50000, 1), 0, 50000);
+        const Audio other = Noise(0.5f, 2, 50000, 1);
+        BufferList noise(other, 0, 50000);
         meterAudio.Push(*noise.Get(), 50000);
         meterAudio.Reset();
         EXPECT_EQ(Signals(2), meterAudio.Signals());

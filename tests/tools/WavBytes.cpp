@@ -7,7 +7,8 @@ namespace qel::tool {
 std::string LittleEndian(std::uint64_t value, int bytes) {
     std::string text;
     for (int i = 0; i < bytes; ++i) {
-        text += static_cast<char>(value >> (8 * i) & 0xFF);
+        text += static_cast<char>(value & 0xFF);
+        value >>= 8;
     }
     return text;
 }

@@ -38,6 +38,7 @@ constexpr long kNoLimit = -1;
 constinit thread_local long gGranted = kNoLimit;
 constinit thread_local bool gOnce = true;
 constinit thread_local bool gRefused = false;
+constinit thread_local bool gRefusedFFTW = false;
 constinit thread_local long gRequests = 0;
 constinit thread_local std::size_t gLargestRequest = 0;
 constinit std::atomic<long> gLive = 0;
@@ -96,11 +97,16 @@ void* OrThrow(void* memory) {
 void MemoryGate::Close(long granted, Refuse refuse) {
     gOnce = refuse == Refuse::kOnce;
     gRefused = false;
+    gRefusedFFTW = false;
     gGranted = granted;
 }
 
 bool MemoryGate::HasRefused() {
     return gRefused;
+}
+
+bool MemoryGate::HasRefusedFFTW() {
+    return gRefusedFFTW;
 }
 
 bool MemoryGate::Open() {
@@ -126,6 +132,8 @@ using qel::trust::Allocate;
 using qel::trust::AllocateAligned;
 using qel::trust::Counted;
 using qel::trust::GiveBack;
+using qel::trust::gRefused;
+using qel::trust::gRefusedFFTW;
 using qel::trust::IsRefused;
 using qel::trust::NoMemory;
 using qel::trust::OrThrow;
@@ -159,7 +167,10 @@ void* memalign(std::size_t alignment, std::size_t size) noexcept {
 }
 
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
-    return AllocateAligned(alignment, size);
+    const bool hadRefused = gRefused;
+    void* const memory = AllocateAligned(alignment, size);
+    gRefusedFFTW |= gRefused && !hadRefused;
+    return memory;
 }
 
 int posix_memalign(void** memory, std::size_t alignment, std::size_t size) noexcept {

@@ -23,6 +23,10 @@ public:
     // Whether a request was refused since the gate was closed.
     static bool HasRefused();
 
+    // Whether the request that was refused first since then was one of aligned_alloc, by which FFTW
+    // gets its memory. A reserve stands by there, so that nobody needs to be told.
+    static bool HasRefusedFFTW();
+
     // Lets all through again. Returns whether a request was refused.
     static bool Open();
 
