@@ -186,6 +186,10 @@ TEST_F(AnalyzePlacesTest, TheAudioIsNoStandardOutputEither) {
 }
 
 TEST_F(AnalyzePlacesTest, TooFewOpenFilesAreToldAndNothingStays) {
+    if (QEL_SANITIZED) {
+        GTEST_SKIP()
+            << "The checker of virtual calls opens a pipe, and reports a fault without one";
+    }
     mSetup.openFiles = 8;
     const ChildResult result =
         RunTool({"analyze", mInput, "--format", "csv", "--output", mOut}, mSetup);

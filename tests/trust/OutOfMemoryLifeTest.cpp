@@ -120,14 +120,52 @@ protected:
                !report.failed;
     }
 
+    // Whether as many blocks are held as in the undisturbed life. What FFTW got of its reserve is
+    // no block of its own, and the reserve is one until the process ends.
+    static bool IsNothingLost(const Report& report, long undisturbed) {
+        const long more = report.live - undisturbed;
+        return report.spared ? more <= 1 : more == 0;
+    }
+
+    // The request to refuse next. FFTW asks for a thousand blocks in a row, of which a few are
+    // refused; when a row is over, the requests since the last one of them that was refused follow.
+    struct Requests {
+        static constexpr long kOfFFTW = 40;
+
+        long n = 0;
+        long last = -1;
+        long exactTo = 0;
+        bool skipped = false;
+
+        bool GoBack(bool spared) {
+            if (spared || !skipped) {
+                return false;
+            }
+            skipped = false;
+            exactTo = n + 1;
+            n = last + 1;
+            return true;
+        }
+        void GoOn(bool spared, long stride) {
+            last = n;
+            skipped = spared && n >= exactTo && stride < kOfFFTW &&
+                      std::getenv("QEL_TRUST_EXHAUSTIVE") == nullptr;
+            n += skipped ? kOfFFTW : stride;
+        }
+    };
+
     // Disturbs one life after the other, until one has fewer requests than are granted.
     void RefuseEveryRequest(Refuse refuse) {
         SharedMemory<Report> report;
         std::string faults;
-        for (long n = 0; n < kMostRequests && faults.size() < 1000;) {
+        for (Requests requests; requests.n < kMostRequests && faults.size() < 1000;) {
+            const long n = requests.n;
             const bool fine = InChild(*report, [&] {
                 LiveDisturbed(mLife, mKeys.Get(), n, refuse, mUndisturbed->outcome, *report);
             });
+            if (requests.GoBack(report->spared)) {
+                continue;
+            }
             if (!report->refused) {
                 EXPECT_GT(n, 0);
                 EXPECT_EQ("", faults);
@@ -136,11 +174,11 @@ protected:
             const std::string& step = mLife.Steps()[report->step].name;
             ++mRefusals[step];
             mUntold += report->told || report->spared ? 0 : 1;
-            if (!fine || report->live != mUndisturbed->live) {
+            if (!fine || !IsNothingLost(*report, mUndisturbed->live)) {
                 faults += "request " + std::to_string(n) + " in " + step + ", blocks lost " +
                           std::to_string(report->live - mUndisturbed->live) + "\n";
             }
-            n += Stride(step);
+            requests.GoOn(report->spared, Stride(step));
         }
         ADD_FAILURE() << faults << "and the life never went through";
     }
