@@ -2,6 +2,7 @@
 // of its results, but that every call ends, that nothing is lost, and that the next initialization
 // makes it whole. Each key by itself, so that no key shields another of its group.
 
+#include "tests/trust/KeyNames.h"
 #include "tests/trust/MemoryGate.h"
 #include "tests/trust/Stream.h"
 
@@ -107,17 +108,7 @@ TEST_P(OutOfMemoryKeyTest, WhatFollowsARefusedStreamEnds) {
                        [this](Client& client) { mStream.Run(client); }, asks);
 }
 
-std::string Name(const testing::TestParamInfo<std::string>& key) {
-    std::string name;
-    for (const char letter : key.param) {
-        if (letter != ' ') {
-            name += letter;
-        }
-    }
-    return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Keys, OutOfMemoryKeyTest, testing::ValuesIn(AllKeys()), Name);
+INSTANTIATE_TEST_SUITE_P(Keys, OutOfMemoryKeyTest, testing::ValuesIn(AllKeys()), KeyTestName);
 
 } // namespace
 } // namespace qel::trust

@@ -1,6 +1,7 @@
 // What pushes ask of the memory functions, each key by itself: nothing within the declared length,
 // and blocks that stay where it is unknown.
 
+#include "tests/trust/KeyNames.h"
 #include "tests/trust/MemoryGate.h"
 #include "tests/trust/Stream.h"
 
@@ -97,17 +98,7 @@ TEST(PushAllocationTest, NothingIsGivenBackWhereAnUnknownLengthTakesMoreBlocks) 
     EXPECT_EQ(kBlockBytes, requests.largest);
 }
 
-std::string Name(const testing::TestParamInfo<std::string>& key) {
-    std::string name;
-    for (const char letter : key.param) {
-        if (letter != ' ') {
-            name += letter;
-        }
-    }
-    return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Keys, PushAllocationKeyTest, testing::ValuesIn(AllKeys()), Name);
+INSTANTIATE_TEST_SUITE_P(Keys, PushAllocationKeyTest, testing::ValuesIn(AllKeys()), KeyTestName);
 
 } // namespace
 } // namespace qel::trust

@@ -5,6 +5,7 @@
 
 #include "tests/trust/ShortMemory.h"
 #include "tests/trust/KeyLife.h"
+#include "tests/trust/KeyNames.h"
 #include "tests/trust/SharedMemory.h"
 
 #include <Accelerate/Accelerate.h>
@@ -13,7 +14,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <iterator>
 #include <new>
 #include <string>
 #include <vector>
@@ -103,13 +103,7 @@ TEST_P(ShortMemoryTransformTest, TransformIsMadeAndRunOrRefused) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, ShortMemoryTransformTest, testing::Range<vDSP_Length>(0, 22, 3));
 
-std::string Name(const testing::TestParamInfo<std::string>& key) {
-    std::string name;
-    std::ranges::copy_if(key.param, std::back_inserter(name), [](char c) { return c != ' '; });
-    return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Keys, ShortMemoryTest, testing::ValuesIn(AllKeys()), Name);
+INSTANTIATE_TEST_SUITE_P(Keys, ShortMemoryTest, testing::ValuesIn(AllKeys()), KeyTestName);
 
 } // namespace
 } // namespace qel::trust

@@ -2,6 +2,7 @@
 // life is one of a copy of this process: that which needs more is ended by the system.
 
 #include "tests/trust/KeyLife.h"
+#include "tests/trust/KeyNames.h"
 #include "tests/trust/SharedMemory.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
-#include <iterator>
 #include <new>
 #include <pthread.h>
 #include <string>
@@ -88,13 +88,7 @@ TEST_P(SmallStackTest, AWholeLifeTakesAtMostTwentyFourKilobytes) {
     std::printf("%zu bytes\n", *used);
 }
 
-std::string Name(const testing::TestParamInfo<std::string>& key) {
-    std::string name;
-    std::ranges::copy_if(key.param, std::back_inserter(name), [](char c) { return c != ' '; });
-    return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Keys, SmallStackTest, testing::ValuesIn(AllKeys()), Name);
+INSTANTIATE_TEST_SUITE_P(Keys, SmallStackTest, testing::ValuesIn(AllKeys()), KeyTestName);
 
 } // namespace
 } // namespace qel::trust
