@@ -210,7 +210,7 @@ bool SoxIsCut(ChunkReader& reader, Order order) {
     constexpr std::int64_t kMost = kAny / 8;
     const std::int64_t begin = 4 + reader.Number(4, 4, order);
     const std::int64_t samples = reader.Number(8, 8, order);
-    return samples < kMost && begin + 4 * samples > reader.FileEnd();
+    return samples >= 0 && samples < kMost && begin + 4 * samples > reader.FileEnd();
 }
 
 // "au" states where its audio begins and how long it is.
