@@ -1,5 +1,6 @@
 // Files that were damaged, or made to do harm: what the decoder does with what they state.
 
+#include "tests/tools/FaultOf.h"
 #include "tests/tools/TempDirectory.h"
 #include "tests/tools/TestAudio.h"
 #include "tools/AudioDecoder.h"
@@ -13,16 +14,6 @@
 
 namespace qel::tool {
 namespace {
-
-std::string FaultOf(const std::string& path) {
-    AudioDecoder::SilenceLibrary();
-    try {
-        AudioDecoder::CountFrames(path);
-    } catch (const ToolError& error) {
-        return error.what();
-    }
-    return "no fault";
-}
 
 std::string LittleEndian(std::uint64_t value, int bytes) {
     std::string text;

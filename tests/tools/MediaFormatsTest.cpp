@@ -2,6 +2,7 @@
 
 #include "tools/MediaFormats.h"
 
+#include "tests/tools/FaultOf.h"
 #include "tests/tools/TempDirectory.h"
 #include "tests/tools/TestAudio.h"
 #include "tools/AudioDecoder.h"
@@ -24,16 +25,6 @@ std::set<std::string> Split(const std::string& names) {
         EXPECT_TRUE(set.insert(name).second) << name << " stands twice";
     }
     return set;
-}
-
-std::string FaultOf(const std::string& path) {
-    AudioDecoder::SilenceLibrary();
-    try {
-        AudioDecoder::CountFrames(path);
-    } catch (const ToolError& error) {
-        return error.what();
-    }
-    return "no fault";
 }
 
 TEST(MediaFormatsTest, EveryContainerOfTheListIsThereAndNoOtherIsReached) {
