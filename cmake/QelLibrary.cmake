@@ -10,7 +10,18 @@ target_include_directories(QelAudioAnalysisObjects PUBLIC
     ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
 target_link_libraries(QelAudioAnalysisObjects PUBLIC QelPlatform QelElementary PRIVATE QelHighway)
 
-foreach(room support spectral descriptors rhythm timbre pitch loudness refinement engine)
+foreach(room
+    support
+    spectral
+    engine/base
+    descriptors
+    rhythm
+    timbre
+    pitch
+    loudness
+    refinement
+    engine/slots
+    engine)
     add_subdirectory(${room})
 endforeach()
 

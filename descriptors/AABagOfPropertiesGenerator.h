@@ -4,7 +4,7 @@
 #include <memory>
 #include <span>
 
-#include "engine/QelAAAnalysisGenerator.h"
+#include "engine/base/QelAAAnalysisGenerator.h"
 
 namespace qel::core {
 

@@ -5,7 +5,7 @@
 
 #include <QelAudioAnalysis.h>
 
-#include "engine/AnalyzerSlots.h"
+#include "engine/slots/AnalyzerSlots.h"
 #include "support/FloatingPointMode.h"
 
 namespace qel::core {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/QelAAAnalysisBase.h"
+#include "engine/base/QelAAAnalysisBase.h"
 #include "loudness/BufferedSoundCheckAnalyzer.h"
 
 namespace qel::core {

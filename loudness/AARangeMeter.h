@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "engine/QelAAAnalysisBase.h"
+#include "engine/base/QelAAAnalysisBase.h"
 #include "loudness/AAHeadroom.h"
 #include "loudness/AAHistogram.h"
 #include "loudness/AAT2F.h"

@@ -2,7 +2,7 @@
 
 #include <CoreAudio/CoreAudioTypes.h>
 
-#include "engine/QelAAAnalysisGenerator.h"
+#include "engine/base/QelAAAnalysisGenerator.h"
 #include "support/FrameStore.h"
 
 namespace qel::core {

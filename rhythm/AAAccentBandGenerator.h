@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/QelAAAnalysisGenerator.h"
+#include "engine/base/QelAAAnalysisGenerator.h"
 
 namespace qel::core {
 

@@ -6,8 +6,8 @@
 
 #include <CoreAudio/CoreAudioTypes.h>
 
-#include "engine/QelAAAnalysisGenerator.h"
-#include "rhythm/EventList.h"
+#include "engine/base/EventList.h"
+#include "engine/base/QelAAAnalysisGenerator.h"
 #include "rhythm/MeterAudio.h"
 #include "support/FrameStore.h"
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <new>
 
-#include "rhythm/EventList.h"
+#include "engine/base/EventList.h"
 #include "rhythm/GammatoneLanes.h"
 #include "rhythm/OnsetCurve.h"
 #include "rhythm/OnsetPeaks.h"

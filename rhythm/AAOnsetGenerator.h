@@ -4,7 +4,7 @@
 
 #include <CoreAudio/CoreAudioTypes.h>
 
-#include "engine/QelAAAnalysisBase.h"
+#include "engine/base/QelAAAnalysisBase.h"
 #include "rhythm/GammatoneBank.h"
 #include "support/FrameStore.h"
 

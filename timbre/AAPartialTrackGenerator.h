@@ -4,7 +4,7 @@
 
 #include <CoreAudio/CoreAudioTypes.h>
 
-#include "engine/QelAAAnalysisGenerator.h"
+#include "engine/base/QelAAAnalysisGenerator.h"
 #include "timbre/PartialTracker.h"
 
 namespace qel::core {

@@ -6,7 +6,7 @@
 #include <optional>
 #include <span>
 
-#include "engine/QelAAAnalysisBase.h"
+#include "engine/base/QelAAAnalysisBase.h"
 
 namespace qel::core {
 

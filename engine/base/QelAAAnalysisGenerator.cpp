@@ -1,4 +1,4 @@
-#include "engine/QelAAAnalysisGenerator.h"
+#include "engine/base/QelAAAnalysisGenerator.h"
 
 #include <cmath>
 #include <cstddef>

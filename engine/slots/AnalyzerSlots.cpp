@@ -1,4 +1,4 @@
-#include "engine/AnalyzerSlots.h"
+#include "engine/slots/AnalyzerSlots.h"
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
 #include "loudness/AABreloSoundCheckGenerator.h"

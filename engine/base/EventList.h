@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "engine/AnalysisBlocks.h"
+#include "engine/base/AnalysisBlocks.h"
 #include "support/CACFDictionary.h"
 
 namespace qel::core {

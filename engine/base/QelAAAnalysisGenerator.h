@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/QelAAAnalysisBase.h"
+#include "engine/base/QelAAAnalysisBase.h"
 #include "spectral/QelAASpectralProcessor.h"
 
 namespace qel::core {

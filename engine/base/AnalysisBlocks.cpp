@@ -1,4 +1,4 @@
-#include "engine/AnalysisBlocks.h"
+#include "engine/base/AnalysisBlocks.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "rhythm/EventList.h"
+#include "engine/base/EventList.h"
 
 #include <numeric>
 

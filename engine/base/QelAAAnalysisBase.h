@@ -4,7 +4,7 @@
 
 #include <span>
 
-#include "engine/AnalysisBlocks.h"
+#include "engine/base/AnalysisBlocks.h"
 #include "support/CAAutoDisposer.h"
 #include "support/CABufferList.h"
 

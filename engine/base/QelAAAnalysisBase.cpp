@@ -1,4 +1,4 @@
-#include "engine/QelAAAnalysisBase.h"
+#include "engine/base/QelAAAnalysisBase.h"
 
 #include <algorithm>
 #include <cstring>
