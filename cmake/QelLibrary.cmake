@@ -13,6 +13,8 @@ target_link_libraries(QelAudioAnalysisObjects PUBLIC QelPlatform QelElementary P
 foreach(room
     support
     spectral
+    spectral/mel
+    spectral/phase
     engine/base
     descriptors
     rhythm

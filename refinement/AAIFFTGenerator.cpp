@@ -1,6 +1,6 @@
 #include "refinement/AAIFFTGenerator.h"
 
-#include "refinement/AAIFFTSpectralProcessor.h"
+#include "spectral/phase/AAIFFTSpectralProcessor.h"
 
 namespace qel::core {
 

@@ -5,7 +5,7 @@
 #include <new>
 
 #include "rhythm/BandRise.h"
-#include "timbre/AAMelFrequencySpectralProcessor.h"
+#include "spectral/mel/AAMelFrequencySpectralProcessor.h"
 
 namespace qel::core {
 

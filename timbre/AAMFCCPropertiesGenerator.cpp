@@ -6,7 +6,7 @@
 #include <numbers>
 
 #include "elementary/Functions.h"
-#include "timbre/AAMelFrequencySpectralProcessor.h"
+#include "spectral/mel/AAMelFrequencySpectralProcessor.h"
 
 namespace qel::core {
 

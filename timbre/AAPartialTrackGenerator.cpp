@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "elementary/Functions.h"
-#include "refinement/AAIFFTSpectralProcessor.h"
+#include "spectral/phase/AAIFFTSpectralProcessor.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
 #include "timbre/Inharmonicity.h"

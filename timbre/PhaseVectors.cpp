@@ -10,7 +10,7 @@
 #include <hwy/highway.h>
 
 #include "elementary/Vectors-inl.h"
-#include "refinement/Wrap-inl.h"
+#include "spectral/phase/Wrap-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

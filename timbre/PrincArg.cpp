@@ -1,6 +1,6 @@
 #include "timbre/PrincArg.h"
 
-#include "refinement/UnWrap.h"
+#include "spectral/phase/UnWrap.h"
 
 namespace qel::core {
 

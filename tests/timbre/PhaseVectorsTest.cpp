@@ -11,7 +11,7 @@
 #include <random>
 #include <vector>
 
-#include "refinement/UnWrap.h"
+#include "spectral/phase/UnWrap.h"
 #include "tests/platform/vector/InstructionSets.h"
 #include "timbre/PrincArg.h"
 

@@ -1,7 +1,7 @@
 // The weights of both designs and the scale behind the second.
 
-#include "tests/timbre/OpenMelProcessor.h"
-#include "timbre/MelScale.h"
+#include "spectral/mel/MelScale.h"
+#include "tests/spectral/mel/OpenMelProcessor.h"
 
 #include <gtest/gtest.h>
 

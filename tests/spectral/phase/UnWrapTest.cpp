@@ -1,4 +1,4 @@
-#include "refinement/UnWrap.h"
+#include "spectral/phase/UnWrap.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Wrapping and unwrapping of angles, whose steps in single and double precision are all given,
 // against the same steps written out: every bit counts, above all around pi.
 
-#include "refinement/UnWrap.h"
+#include "spectral/phase/UnWrap.h"
 #include "timbre/PrincArg.h"
 
 #include <gtest/gtest.h>

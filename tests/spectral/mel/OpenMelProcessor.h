@@ -1,6 +1,6 @@
 #pragma once
 
-#include "timbre/AAMelFrequencySpectralProcessor.h"
+#include "spectral/mel/AAMelFrequencySpectralProcessor.h"
 
 #include <cstddef>
 #include <vector>

@@ -1,16 +1,16 @@
 // Wrapping costs a division per angle: it is done in vectors, compiled for every instruction set.
 // Nothing is contracted, so that results are the same on all of them.
 
-#include "refinement/UnWrap.h"
+#include "spectral/phase/UnWrap.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "refinement/UnWrap.cpp"
+#define HWY_TARGET_INCLUDE "spectral/phase/UnWrap.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
 #include <cstddef>
 #include <hwy/highway.h>
 
-#include "refinement/Wrap-inl.h"
+#include "spectral/phase/Wrap-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "spectral/QelAASpectralProcessor.h"
+#include "spectral/mel/MelFilterBank.h"
 #include "support/CAAutoDisposer.h"
 #include "support/CABufferList.h"
-#include "timbre/MelFilterBank.h"
 
 #include <MacTypes.h>
 

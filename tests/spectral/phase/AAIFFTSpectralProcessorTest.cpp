@@ -1,4 +1,4 @@
-#include "refinement/AAIFFTSpectralProcessor.h"
+#include "spectral/phase/AAIFFTSpectralProcessor.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "refinement/AAIFFTSpectralProcessor.h"
+#include "spectral/phase/AAIFFTSpectralProcessor.h"
 
 #include "elementary/Functions.h"
-#include "refinement/UnWrap.h"
+#include "spectral/phase/UnWrap.h"
 #include "support/CAStreamBasicDescription.h"
 
 #include <Accelerate/Accelerate.h>

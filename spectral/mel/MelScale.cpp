@@ -1,4 +1,4 @@
-#include "timbre/MelScale.h"
+#include "spectral/mel/MelScale.h"
 
 #include "elementary/Functions.h"
 

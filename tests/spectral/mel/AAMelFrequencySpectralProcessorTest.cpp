@@ -1,7 +1,7 @@
-#include "timbre/AAMelFrequencySpectralProcessor.h"
+#include "spectral/mel/AAMelFrequencySpectralProcessor.h"
 
 #include "tests/spectral/TestProcessor.h"
-#include "tests/timbre/OpenMelProcessor.h"
+#include "tests/spectral/mel/OpenMelProcessor.h"
 
 #include <gtest/gtest.h>
 

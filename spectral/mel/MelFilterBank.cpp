@@ -1,9 +1,9 @@
-#include "timbre/MelFilterBank.h"
+#include "spectral/mel/MelFilterBank.h"
 
 #include <Accelerate/Accelerate.h>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "timbre/MelFilterBank.cpp"
+#define HWY_TARGET_INCLUDE "spectral/mel/MelFilterBank.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
 #include <algorithm>

@@ -1,8 +1,8 @@
-#include "timbre/AAMelFrequencySpectralProcessor.h"
+#include "spectral/mel/AAMelFrequencySpectralProcessor.h"
 
 #include "elementary/Functions.h"
+#include "spectral/mel/MelScale.h"
 #include "support/CAStreamBasicDescription.h"
-#include "timbre/MelScale.h"
 
 #include <Accelerate/Accelerate.h>
 

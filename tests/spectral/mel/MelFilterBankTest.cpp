@@ -1,4 +1,4 @@
-#include "timbre/MelFilterBank.h"
+#include "spectral/mel/MelFilterBank.h"
 
 #include <gtest/gtest.h>
 
