@@ -17,7 +17,10 @@ foreach(room
     spectral/phase
     engine/base
     descriptors
-    rhythm
+    rhythm/math
+    rhythm/tempomap
+    rhythm/beats
+    rhythm/onsets
     timbre
     pitch
     loudness
@@ -26,6 +29,10 @@ foreach(room
     engine)
     add_subdirectory(${room})
 endforeach()
+
+# Least squares by Eigen, which is headers alone.
+find_package(Eigen3 3.4 REQUIRED NO_MODULE)
+target_link_libraries(QelAudioAnalysisObjects PRIVATE Eigen3::Eigen)
 
 add_library(QelAudioAnalysis SHARED engine/QelAudioAnalysis.cpp)
 add_library(QelAudioAnalysis::QelAudioAnalysis ALIAS QelAudioAnalysis)

@@ -1,9 +1,9 @@
 // The values that parameters have, as the generators keep them. No exported function hands them
 // out.
 
-#include "rhythm/AABeatFunctionGenerator.h"
-#include "rhythm/AAOnsetGenerator.h"
-#include "rhythm/AATempoMapGenerator.h"
+#include "rhythm/beats/AABeatFunctionGenerator.h"
+#include "rhythm/onsets/AAOnsetGenerator.h"
+#include "rhythm/tempomap/AATempoMapGenerator.h"
 
 #include <gtest/gtest.h>
 

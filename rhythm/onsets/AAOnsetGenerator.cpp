@@ -1,0 +1,204 @@
+#include "rhythm/onsets/AAOnsetGenerator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <new>
+
+#include "engine/base/EventList.h"
+#include "rhythm/onsets/GammatoneLanes.h"
+#include "rhythm/onsets/OnsetCurve.h"
+#include "rhythm/onsets/OnsetPeaks.h"
+#include "support/CACFArray.h"
+#include "support/CACFDictionary.h"
+
+namespace qel::core {
+
+namespace {
+
+constexpr float kLowestBandHz = 235.0f;
+constexpr float kHighestBandHz = 14500.0f;
+constexpr float kBandsPerERB = 1.0f;
+
+constexpr double kLeastWindow = 2048.0;
+constexpr UInt32 kStreamShare = 16; // the largest window is this part of the stream
+constexpr int kDistanceShare = 4;   // of the window lies between candidates
+constexpr float kStrongLevel = 0.75f;
+
+constexpr float kPercentStarted = 40.0f;
+constexpr float kPercentCurve = 20.0f; // of a channel: below what was reported before, as meant
+constexpr float kPercentPeaks = 80.0f;
+constexpr float kPercentSorted = 90.0f;
+constexpr float kPercentDelivered = 100.0f;
+
+} // namespace
+
+AAOnsetGenerator::~AAOnsetGenerator() {
+    AAOnsetGenerator::Cleanup();
+}
+
+void AAOnsetGenerator::NullPointers() {
+    QelAAAnalysisBase::NullPointers();
+    mFilterBankReady = false;
+    (void)mGammaList.release();
+    (void)mGammaStore.release();
+}
+
+void AAOnsetGenerator::Cleanup() {
+    RemoveBank();
+    mGammaList.free();
+    mGammaStore.free();
+    ResetStamp(mGammaTime);
+    QelAAAnalysisBase::Cleanup();
+}
+
+void AAOnsetGenerator::RemoveBank() {
+    if (mFilterBankReady)
+        Gfb_Analyzer_remove(&mFilterBank);
+    mFilterBankReady = false;
+}
+
+void AAOnsetGenerator::AllocateBuffers() {
+    RemoveBank();
+    constexpr int kMostSamples = std::numeric_limits<int>::max();
+    // Bands are summed with their own delays: the low ones come a little later.
+    const Gfb_Parameters parameters{static_cast<float>(mSampleRate),
+                                    kLowestBandHz,
+                                    kHighestBandHz,
+                                    kLowestBandHz,
+                                    kBandsPerERB,
+                                    0};
+    mFilterBankReady = true; // whatever there is of it must be removed
+    if (Gfb_Analyzer_new(&mFilterBank, parameters,
+                         static_cast<int>(std::min<UInt32>(mMaxFrames, kMostSamples))) != 0)
+        throw std::bad_alloc();
+
+    mGammaList = NewBuffer("gamma filter buffer", mMaxFrames * UInt64{sizeof(float)});
+    mGammaStore.free();
+    mGammaStore = NewStore(UInt64{mStreamLength} + mMaxFrames); // the silence of a flush as well
+    ResetStamp(mGammaTime);
+}
+
+SInt32 AAOnsetGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
+    if (list == nullptr)
+        return kAudioAnalysisErr_NullBufferList;
+    if (mGammaStore.get() == nullptr) // a reset that failed
+        return 0;
+    const UInt32 channels = std::min(list->mNumberBuffers, mNumChannels);
+    for (UInt32 c = 0; c < channels; ++c)
+        gfb_AnalyzeSum(Channel(mGammaList, c), static_cast<const float*>(list->mBuffers[c].mData),
+                       &mFilterBank, static_cast<int>(frames));
+    mGammaStore->Append(mGammaList->GetBufferList(), frames);
+    mGammaTime.mSampleTime += frames;
+    return 0;
+}
+
+int AAOnsetGenerator::WindowFor(UInt32 frames, float sensitivity) {
+    const float share = (100.0f - sensitivity) / 100.0f;
+    const double window =
+        kLeastWindow + std::rint(double{static_cast<float>(frames / kStreamShare) * share});
+    if (std::isnan(window))
+        return static_cast<int>(kLeastWindow);
+    return static_cast<int>(std::clamp(window, double{std::numeric_limits<int>::min()},
+                                       double{std::numeric_limits<int>::max()}));
+}
+
+SInt32 AAOnsetGenerator::FindOnsets(UInt32 channel, float* curve, UInt32 frames, Onsets& onsets) {
+    // Without a frame there may be no store.
+    if (frames != 0) {
+        mGammaStore->Copy(channel, 0, frames, curve);
+        MakeOnsetCurve(curve, curve, frames);
+    }
+    if (StopsAt(kPercentCurve))
+        return kStopped;
+
+    const int window = WindowFor(frames, mSensitivity);
+    const unsigned int room = MaxPeaks(frames, window / kDistanceShare);
+    const auto indices = std::make_unique_for_overwrite<unsigned int[]>(room);
+    const auto values = std::make_unique_for_overwrite<float[]>(room);
+    unsigned int count = 0;
+    if (FindPeaksAdaptivleyInVector(curve, frames, indices.get(), values.get(), count, window,
+                                    kStrongLevel, kPercentCurve, kPercentPeaks, mProgressCallback,
+                                    mProgressRefCon) != 0)
+        return kStopped;
+    if (StopsAt(kPercentPeaks))
+        return kStopped;
+
+    Events events;
+    const double secondsPerSample = 1.0 / mSampleRate;
+    for (unsigned int i = 0; i < count; ++i)
+        events.times.push_back(indices[i] * secondsPerSample);
+    events.strengths.assign(values.get(), values.get() + count);
+    onsets = SortedEvents(events);
+    return StopsAt(kPercentSorted) ? kStopped : 0;
+}
+
+SInt32 AAOnsetGenerator::ProcessFinal(UInt8 flush) {
+    if (StopsAt(kPercentStarted))
+        return kStopped;
+    const auto frames = static_cast<UInt32>(mGammaTime.mSampleTime);
+    std::vector<Onsets> onsets(mNumChannels);
+    {
+        CAAutoFree<float> curve(frames, false);
+        for (UInt32 c = 0; c < mNumChannels; ++c)
+            if (const SInt32 status = FindOnsets(c, curve, frames, onsets[c]); status != 0)
+                return status;
+    }
+    PrepareEventBlocks(mBlocks, onsets);
+    Deliver(kQelAnalysisKey_OnsetData);
+    if (StopsAt(kPercentDelivered))
+        return kStopped;
+    return QelAAAnalysisBase::ProcessFinal(flush);
+}
+
+// For every key: that is meant.
+UInt32 AAOnsetGenerator::GetSizeOfAnalysisDataForKey(CFStringRef) {
+    return sizeof(QelAudioAnalysisEventList);
+}
+
+SInt32 AAOnsetGenerator::GetParameterList(CFMutableArrayRef* list) {
+    CFArrayAppendValue(*list, kQelAnalysisParameter_OnsetSensitivity);
+    return 0;
+}
+
+QelAudioAnalysisParameterValueInfo AAOnsetGenerator::ParameterValueInfo(CFStringRef name) {
+    if (CFEqual(name, kQelAnalysisParameter_OnsetSensitivity))
+        return {0.0f, 100.0f, 80.0f, 0};
+    return {};
+}
+
+// The record does not reach the caller, whose data stay as they are.
+SInt32 AAOnsetGenerator::GetParameterValueInfo(CFStringRef name, void*) {
+    [[maybe_unused]] const QelAudioAnalysisParameterValueInfo info = ParameterValueInfo(name);
+    return 0;
+}
+
+SInt32 AAOnsetGenerator::GetParameter(CFStringRef name, float* outValue) {
+    if (CFEqual(name, kQelAnalysisParameter_OnsetSensitivity))
+        *outValue = mSensitivity;
+    return 0;
+}
+
+SInt32 AAOnsetGenerator::SetParameter(CFStringRef name, float value) {
+    if (CFEqual(name, kQelAnalysisParameter_OnsetSensitivity))
+        mSensitivity = value;
+    return 0;
+}
+
+// { "onset data": [ channel: { "onset time": [...], "onset strength": [...] } ] }
+CFPropertyListRef AAOnsetGenerator::CreateCFRepresentation(CFAllocatorRef allocator,
+                                                           CFStringRef key, UInt32 count,
+                                                           const QelAudioAnalysisBlock* blocks) {
+    CACFDictionary result(allocator, true);
+    if (key == nullptr || !CFEqual(key, kQelAnalysisKey_OnsetData))
+        return CFRetain(result.GetCFDictionary());
+    CACFArray channels(mNumChannels, true);
+    for (UInt32 c = 0; c < std::min(mNumChannels, count); ++c)
+        channels.AppendDictionary(
+            EventDictionary(blocks[c], kOnsetTimeString, kOnsetStrengthString).GetCFDictionary());
+    result.AddArray(kQelAnalysisKey_OnsetData, channels.GetCFArray());
+    return CFRetain(result.GetCFDictionary());
+}
+
+} // namespace qel::core

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <vector>
+
+#include <CoreAudio/CoreAudioTypes.h>
+
+#include "engine/base/QelAAAnalysisBase.h"
+#include "rhythm/onsets/GammatoneBank.h"
+#include "support/FrameStore.h"
+
+namespace qel::core {
+
+// Slot 6: the onsets of a whole stream, exact to one sample.
+//
+// While audio streams, each channel runs through a gammatone bank of 33 bands, 235 to 14439 Hz, and
+// the sum of the bands is kept in a store. All else happens in ProcessFinal, at the full sample
+// rate: the sum's falls become a detection curve, smoothed backward in time so that its ringing
+// stands in front of an event, and the curve's peaks are held to a running median and to each
+// other, in a window that grows with the stream.
+//
+// The store holds the whole run, whatever length was declared, and ProcessFinal does not empty it:
+// what is pushed after it continues the same stream, and the next call looks at all of it.
+//
+// While ProcessFinal runs, it needs as much memory again as the run has of one channel, and an
+// eighth of that for what it looks for.
+class AAOnsetGenerator : public QelAAAnalysisBase {
+public:
+    static constexpr SInt32 kStopped = -128;
+
+    using QelAAAnalysisBase::QelAAAnalysisBase;
+    ~AAOnsetGenerator() override;
+
+    // The filters are shared by all channels, which is meant: each sees one block of the first
+    // channel, then one of the second, its state running straight on. So results of a stream with
+    // several channels depend on how it was cut into pushes, and on the channels before.
+    SInt32 PushAudio(AudioBufferList* list, UInt32 frames) override;
+
+    UInt32 GetSizeOfAnalysisDataForKey(CFStringRef key) override;
+    SInt32 GetParameterList(CFMutableArrayRef* list) override;
+    SInt32 GetParameterValueInfo(CFStringRef name, void* outData) override;
+    // The values of a parameter, as they are kept; zeros for a name of another generator.
+    static QelAudioAnalysisParameterValueInfo ParameterValueInfo(CFStringRef name);
+    CFPropertyListRef CreateCFRepresentation(CFAllocatorRef allocator, CFStringRef key,
+                                             UInt32 count,
+                                             const QelAudioAnalysisBlock* blocks) override;
+    SInt32 GetParameter(CFStringRef name, float* outValue) override;
+    SInt32 SetParameter(CFStringRef name, float value) override;
+
+    // 0; -128 for a stop, with nothing delivered unless it was the last report but one, which comes
+    // after the delivery; -1 for one at the last report.
+    SInt32 ProcessFinal(UInt8 flush) override;
+
+    // Samples of the window in which onsets compete, in a stream of `frames` frames: 2048 and a
+    // share of a sixteenth of the stream, none at the sensitivity 100 and all at 0. Beyond that
+    // range the share goes on, so that the window may be 0 or less; it stops at the ends of an int.
+    // With a sensitivity that is not a number it is 2048.
+    static int WindowFor(UInt32 frames, float sensitivity);
+
+protected:
+    void NullPointers() override;
+    void Cleanup() override;
+    void AllocateBuffers() override;
+
+private:
+    using Onsets = std::vector<QelAudioAnalysisEvent>;
+
+    void RemoveBank();
+    SInt32 FindOnsets(UInt32 channel, float* curve, UInt32 frames, Onsets& onsets);
+
+    Gfb_Analyzer mFilterBank{};
+    bool mFilterBankReady = false;
+    CAAutoDelete<CABufferList> mGammaList; // per channel the sum over the bands of one push
+    CAAutoDelete<FrameStore> mGammaStore;  // the sums of the whole run
+    AudioTimeStamp mGammaTime{};           // frames stored in mGammaStore
+    float mSensitivity = 80.0f;            // percent
+};
+
+} // namespace qel::core

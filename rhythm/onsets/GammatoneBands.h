@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+
+#include "rhythm/onsets/GammatoneBank.h"
+
+namespace qel::core {
+
+// Band b adds to partial sum b mod kPartials. The number is that of no particular instruction set,
+// so that sums come out the same on all of them.
+inline constexpr std::size_t kPartials = 16;
+inline constexpr std::size_t kLanesOfBank = (MAX_N_BANDS + kPartials - 1) / kPartials * kPartials;
+
+// A bank with a lane per band. What no band uses has pole, gain and state 0.
+struct GammatoneBands {
+    alignas(64) float realPole[kLanesOfBank] = {};
+    alignas(64) float imagPole[kLanesOfBank] = {};
+    alignas(64) float gain[kLanesOfBank] = {};
+    alignas(64) float real[4][kLanesOfBank] = {};
+    alignas(64) float imag[4][kLanesOfBank] = {};
+    std::size_t count = 0;
+};
+
+} // namespace qel::core

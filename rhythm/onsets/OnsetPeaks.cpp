@@ -1,0 +1,146 @@
+#include "rhythm/onsets/OnsetPeaks.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <memory>
+
+#include "rhythm/onsets/LevelCounts.h"
+#include "spectral/VectorHelpers.h"
+
+namespace qel::core {
+
+namespace {
+
+constexpr SInt32 kStopped = -128;
+constexpr unsigned int kCandidatesPerReport = 100;
+constexpr SInt64 kDoubleHitSamples = 1024; // a strong onset may follow another within these
+
+// The two values next to a level: the greatest that is not above it, the least that is.
+struct Neighbours {
+    float lower = -std::numeric_limits<float>::infinity();
+    float upper = std::numeric_limits<float>::infinity();
+
+    void Add(const float* x, std::size_t n, float level) {
+        for (std::size_t i = 0; i < n; ++i) {
+            if (x[i] <= level)
+                lower = std::max(lower, x[i]);
+            else if (x[i] > level)
+                upper = std::min(upper, x[i]);
+        }
+    }
+};
+
+// Values that are counted before the count is looked at.
+constexpr std::size_t kValuesPerCount = 2048;
+constexpr float kBehindTheEnd = 0.0f;
+
+// Whether an onset at `position` is refused for one that was accepted before. Those in reach are
+// the last few.
+bool IsTooNear(SInt64 position, bool isStrong, const unsigned int* accepted, unsigned int count,
+               int window) {
+    for (unsigned int k = count; k > 0; --k) {
+        const SInt64 distance = position - accepted[k - 1];
+        if (distance >= window)
+            return false;
+        if (!isStrong || distance > kDoubleHitSamples)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+void ComputeWeightedDifference(const float* x, unsigned int n, float* out, float weight) {
+    for (std::size_t i = 0; i + 1 < n; ++i)
+        out[i] = (x[i] - x[i + 1]) * weight + (1.0f - weight) * x[i];
+}
+
+unsigned int MaxPeaks(unsigned int n, int minDistance) {
+    // Maxima stand at least two apart.
+    const auto distance = static_cast<unsigned int>(std::max(minDistance, 2));
+    return n < 3 ? 0 : (n - 3) / distance + 1;
+}
+
+void FindLocalMaximaWithDist(const float* x, unsigned int n, unsigned int* indices, float* values,
+                             unsigned int& count, float threshold, int minDistance) {
+    // None of those that are too near to the one accepted before needs to be looked at.
+    const auto distance = static_cast<UInt64>(std::max(minDistance, 1));
+    UInt64 next = count > 0 && minDistance > 0 ? indices[count - 1] + distance : 1;
+    while (next + 1 < n) {
+        const auto i = static_cast<unsigned int>(next);
+        if (x[i] > x[i - 1] && x[i] > x[i + 1] && x[i] > threshold) {
+            indices[count] = i;
+            values[count] = x[i];
+            ++count;
+            next += distance;
+        } else {
+            ++next;
+        }
+    }
+}
+
+bool IsMedianAbove(const float* x, unsigned int n, bool zeroBehind, float level) {
+    const std::size_t size = n + std::size_t{zeroBehind};
+    if (size == 0)
+        return 0.0f > level;
+    // Places of the sorted values: first those that are not above, then those above, then NaN.
+    const std::size_t place = std::min((size + 1) / 2, size - 1);
+    const std::size_t last = size % 2 == 0 ? std::min(place + 1, size - 1) : place;
+    LevelCounts counts;
+    AddLevelCounts(&kBehindTheEnd, std::size_t{zeroBehind}, level, counts);
+    for (std::size_t i = 0; i < n; i += kValuesPerCount) {
+        AddLevelCounts(x + i, std::min(kValuesPerCount, n - i), level, counts);
+        if (last < counts.notAbove)
+            return false; // whatever the other values are
+    }
+    if (last < counts.notAbove || last >= counts.notAbove + counts.above)
+        return false; // none of the two is above, or one is NaN
+    if (place >= counts.notAbove)
+        return true;
+    Neighbours neighbours;
+    neighbours.Add(x, n, level);
+    neighbours.Add(&kBehindTheEnd, std::size_t{zeroBehind}, level);
+    return 0.5f * (neighbours.lower + neighbours.upper) > level;
+}
+
+SInt32 FindPeaksAdaptivleyInVector(float* x, unsigned int n, unsigned int* indices, float* values,
+                                   unsigned int& count, int window, float strongLevel,
+                                   float progressStart, float progressEnd, PeakProgress progress,
+                                   void* progressContext) {
+    NormalizeFloatVector(x, n);
+    const unsigned int room = MaxPeaks(n, window / 4);
+    const auto candidates = std::make_unique_for_overwrite<unsigned int[]>(room);
+    const auto heights = std::make_unique_for_overwrite<float[]>(room);
+    unsigned int candidateCount = 0;
+    FindLocalMaximaWithDist(x, n, candidates.get(), heights.get(), candidateCount, 0.0f,
+                            window / 4);
+
+    for (unsigned int i = 0; i < candidateCount; ++i) {
+        const SInt64 position = candidates[i];
+        const float height = x[position];
+        const SInt64 low = std::max<SInt64>(position - window, 0);
+        const SInt64 high = std::min<SInt64>(position + window, n);
+        // The upper bound takes part; a window below 0 holds nothing.
+        const SInt64 size = std::max<SInt64>(std::min<SInt64>(high + 1, n) - low, 0);
+        // The window is looked through only where that still decides.
+        const bool isRefused =
+            IsTooNear(position, height >= strongLevel, indices, count, window) ||
+            (window >= 0 &&
+             IsMedianAbove(x + low, static_cast<unsigned int>(size), high == n, height));
+        if (progress != nullptr && i % kCandidatesPerReport == 0) {
+            const float done = static_cast<float>(i) / static_cast<float>(candidateCount);
+            const float value = progressStart + done * (progressEnd - progressStart);
+            if (progress(nullptr, value, progressContext) != 0)
+                return kStopped;
+        }
+        if (isRefused)
+            continue;
+        indices[count] = candidates[i];
+        values[count] = height;
+        ++count;
+    }
+    return 0;
+}
+
+} // namespace qel::core

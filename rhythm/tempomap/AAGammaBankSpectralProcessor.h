@@ -1,0 +1,58 @@
+#pragma once
+
+#include "rhythm/tempomap/GammaBankTable.h"
+#include "spectral/QelAASpectralProcessor.h"
+#include "support/CAAutoDisposer.h"
+#include "support/CABufferList.h"
+
+#include <MacTypes.h>
+
+namespace qel::core {
+
+// A spectral processor that follows each forward transform with the bank of GammaBankTable: per
+// frame and channel it gives the energies of the 36 bands, each the sum over the bins k of
+// |X[k] G[k]|^2. X is the spectrum divided by 2 * transformLength: the plain transform over the
+// length. Its Nyquist term is dropped.
+//
+//   1. Construct, with the Hanning window.
+//   2. SetSpectralFunction.
+//   3. ProcessForwards per block. The list is complete when the spectral function is called and
+//      holds until the next frame.
+//
+// One thread at a time.
+class AAGammaBankSpectralProcessor : public QelAASpectralProcessor {
+public:
+    // As the base class, and the sample rate of the stream. The bank is made for 1024 samples:
+    // other lengths are taken, but bands of bins beyond 512 do not see them.
+    //
+    // The zero shift is not done here, whatever the flag says.
+    // Raises std::bad_alloc as the base class does.
+    AAGammaBankSpectralProcessor(UInt32 transformLength, UInt32 hop, UInt32 channels,
+                                 UInt32 maxFrames, bool halfFrameInput, bool zeroShift,
+                                 double sampleRateHz);
+    ~AAGammaBankSpectralProcessor() override;
+
+    // Per channel kGammaBands energies, lowest band first. mDataByteSize may be larger than that.
+    CABufferList* GetFilteredBufferList() const { return mFilteredList; }
+
+    // Everything per stream.
+    void AllocateBuffers();
+    // Lets go of what is owned without freeing it, for CleanUp and the constructor.
+    void NullPointers();
+    // Gives back everything that this class allocated.
+    void CleanUp();
+
+protected:
+    void ProcessFrame() override;
+
+private:
+    void FixSpectrum();
+    void FilterSpectrum();
+
+    const double mGammaSampleRate; // Hz
+    const UInt32 mBinCount;
+    CAAutoFree<float> mPowers; // squared moduli of one channel's spectrum, mBinCount floats
+    CAAutoDelete<CABufferList> mFilteredList;
+};
+
+} // namespace qel::core

@@ -1,0 +1,276 @@
+#include "rhythm/tempomap/AATempoMapGenerator.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+#include <new>
+
+#include "elementary/Functions.h"
+#include "rhythm/tempomap/FindPeaksInVector.h"
+
+namespace qel::core {
+
+namespace {
+
+constexpr UInt32 kFloat = sizeof(float);
+constexpr double kAccentsPerMinute = 60.0 * 172.0;
+
+// Lags are counted up to 2^(complexity + kLog2ShortestRange).
+constexpr UInt32 kLog2ShortestRange = 7;
+// Beyond it the square of the lags takes more than the 32 bits of any ring.
+constexpr UInt32 kMostComplexity = 8;
+
+// What is no whole number of 32 bits after truncation counts as the largest.
+UInt32 TruncatedComplexity(float value) {
+    constexpr UInt32 kLargest = std::numeric_limits<UInt32>::max();
+    return value > -1.0f && value < static_cast<float>(kLargest) ? static_cast<UInt32>(value)
+                                                                 : kLargest;
+}
+
+} // namespace
+
+void MyTempoSpectralFun(SpectralAndAudioBufferList*, void* refCon) {
+    auto* const self = static_cast<AATempoMapGenerator*>(refCon);
+    self->MakeAccentBands();
+    self->EstimateTempo();
+}
+
+AATempoMapGenerator::AATempoMapGenerator(UInt32 channels, Float64 sampleRate, UInt32 frameSize,
+                                         UInt32 hop, UInt32 maxFrames, UInt32 streamLength,
+                                         DataCallback dataCallback, void* refCon)
+    : AAAccentBandGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
+                            dataCallback, refCon) {
+    mAccentBandCount = 4;
+    SetDefaultParameters();
+}
+
+AATempoMapGenerator::~AATempoMapGenerator() {
+    AATempoMapGenerator::Cleanup();
+}
+
+void AATempoMapGenerator::SetDefaultParameters() {
+    mLagCount = 128;
+    mHalfTime = 3.0f * 172.0f; // three seconds
+    mFirstLag = 1.0f;
+    mLastLag = 128.0f;
+    mPeakMargin = 0.0f;
+    mPeakWindow = 20;
+    mPeakThreshold = 0.1f;
+    mComplexity = 0;
+    mMinBPM = 20.0f;
+    mMaxBPM = 280.0f;
+}
+
+void AATempoMapGenerator::NullPointers() {
+    AAAccentBandGenerator::NullPointers();
+    for (auto* list : {&mLeakyList, &mResponseList, &mSalienceList, &mEstimateList})
+        (void)list->release();
+    for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale,
+                        &mEnergies, &mPeakValues, &mPeakTempi})
+        (void)array->release();
+    (void)mLags.release();
+    (void)mResponseRing.release();
+    (void)mCombEnergies.release();
+    (void)mPeakIndices.release();
+    (void)mPeakOrder.release();
+}
+
+void AATempoMapGenerator::Cleanup() {
+    for (auto* list : {&mLeakyList, &mResponseList, &mSalienceList, &mEstimateList})
+        list->free();
+    for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale,
+                        &mEnergies, &mPeakValues, &mPeakTempi})
+        array->free();
+    mLags.free();
+    mResponseRing.free();
+    mCombEnergies.free();
+    mPeakIndices.free();
+    mPeakOrder.free();
+    AAAccentBandGenerator::Cleanup();
+}
+
+void AATempoMapGenerator::AllocateBuffers() {
+    AAAccentBandGenerator::AllocateBuffers();
+    mSpectralProcessor->SetSpectralFunction(MyTempoSpectralFun, this);
+
+    if (mComplexity > kMostComplexity)
+        throw std::bad_alloc();
+    mLastLag = static_cast<float>(1u << (mComplexity + kLog2ShortestRange));
+    mLagCount = static_cast<UInt32>(1.0f + (mLastLag - mFirstLag));
+    mLeakyList = NewBandBuffer("leaky accent buffer", 1);
+    MakeConstants();
+
+    mResponseRing = new CARingBuffer;
+    mResponseRing->Allocate(static_cast<SInt32>(mNumChannels * mAccentBandCount),
+                            mLagCount * kFloat, mLagCount);
+    ResetStamp(mRingTime);
+    mResponseList = NewBandBuffer("response buffer", mLagCount);
+    mCombEnergies.alloc(std::size_t{mNumChannels} * mAccentBandCount);
+    for (UInt32 b = 0; b < mNumChannels * mAccentBandCount; ++b)
+        mCombEnergies[b].Allocate(mLagCount);
+    mEnergies.alloc(mLagCount, true);
+    mSalienceList = NewBuffer("salience period buffer", UInt64{mLagCount} * kFloat);
+    mEstimateList = NewBuffer("tempo estimate buffer", kFloat);
+    mPeakValues.alloc(mLagCount, true);
+    mPeakIndices.alloc(mLagCount, true);
+    mPeakTempi.alloc(mLagCount, true);
+    mPeakOrder.alloc(mLagCount, true);
+}
+
+void AATempoMapGenerator::MakeConstants() {
+    mLags.alloc(mLagCount, true);
+    for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale})
+        array->alloc(mLagCount, true);
+    for (UInt32 i = 0; i < mLagCount; ++i) {
+        mLags[i] = static_cast<UInt32>(mFirstLag + static_cast<float>(i));
+        const float alpha = elementary::Pow(0.5f, static_cast<float>(mLags[i]) / mHalfTime);
+        mFeedback[i] = alpha;
+        mFeedforward[i] = 1.0f - alpha;
+        const double alphaSquared = elementary::Pow(alpha, 2.0f);
+        const double feedforwardSquared = elementary::Pow(mFeedforward[i], 2.0f);
+        mEnergyNorm[i] = static_cast<float>(feedforwardSquared / (1.0 - alphaSquared));
+        mLagScale[i] = 1.0f / static_cast<float>(mLags[i]);
+        mNormScale[i] = 1.0f / (1.0f - mEnergyNorm[i]);
+    }
+}
+
+void AATempoMapGenerator::EstimateTempo() {
+    MakeTempoMap(mAccentList0);
+    MakeTempoMap(mAccentList1);
+}
+
+SInt32 AATempoMapGenerator::MakeTempoMap(CABufferList* accents) {
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        float* const salience = Channel(mSalienceList, c);
+        std::fill_n(salience, mLagCount, 0.0f);
+        for (UInt32 b = 0; b < mAccentBandCount; ++b) {
+            const UInt32 buffer = mAccentBandCount * c + b;
+            AddBandSalience(buffer, *Channel(accents, buffer), salience);
+        }
+        FindDominantTempo(salience, *Channel(mEstimateList, c));
+    }
+    const auto time = static_cast<SInt64>(mRingTime.mSampleTime);
+    const SInt32 status = mResponseRing->Store(&mResponseList->GetBufferList(), 1, time);
+    if (status != kRingBufferOK) {
+        std::puts("ring buffer doesnt want to take that data");
+        return status;
+    }
+    mRingTime.mSampleTime += 1.0;
+    mBlocks.Prepare(mNumChannels, GetSizeOfAnalysisDataForKey(kQelAnalysisKey_Tempo));
+    for (UInt32 c = 0; c < mNumChannels; ++c)
+        mBlocks.Store(c, Channel(mEstimateList, c));
+    Deliver(kQelAnalysisKey_Tempo);
+    return 0;
+}
+
+// Each comb's output, from its own output one lag ago, read where it stands in the ring.
+void AATempoMapGenerator::MakeResponses(UInt32 buffer, float accent) {
+    float* const outputs = Channel(mResponseList, buffer);
+    const auto* const rows =
+        reinterpret_cast<const float*>(mResponseRing->SlotOfFrame(static_cast<SInt32>(buffer), 0));
+    const auto time = static_cast<SInt64>(mRingTime.mSampleTime);
+    auto slot = static_cast<UInt32>(time % mLagCount);
+    for (UInt32 i = 0; i < mLagCount; ++i) {
+        slot = slot > 0 ? slot - 1 : mLagCount - 1;
+        const float past = rows[std::size_t{slot} * mLagCount + i];
+        outputs[i] = mFeedback[i] * past + mFeedforward[i] * accent;
+    }
+}
+
+// One accent of one band. While the mean energy is 0, the salience is no number: that is meant.
+void AATempoMapGenerator::AddBandSalience(UInt32 buffer, float accent, float* salience) {
+    float& leaky = *Channel(mLeakyList, buffer);
+    leaky = mFeedback[0] * leaky + mFeedforward[0] * accent * accent;
+
+    MakeResponses(buffer, accent);
+    const float* const outputs = Channel(mResponseList, buffer);
+    mCombEnergies[buffer].Sum(mEnergies);
+    for (UInt32 i = 0; i < mLagCount; ++i) {
+        const float energy = (mEnergies[i] + outputs[i] * outputs[i]) * mLagScale[i];
+        salience[i] += (energy / leaky - mEnergyNorm[i]) * mNormScale[i];
+    }
+    mCombEnergies[buffer].Append(outputs);
+}
+
+void AATempoMapGenerator::FindDominantTempo(float* salience, float& estimate) {
+    float largest = 0.0f;
+    vDSP_maxv(salience, 1, &largest, mLagCount);
+    vDSP_vsdiv(salience, 1, &largest, salience, 1, mLagCount);
+
+    // What stands in the lists behind `count` stays, and so does everything without a peak.
+    unsigned int count = 0;
+    FindPeaksInVector(salience, mLagCount, mPeakIndices, mPeakValues, count, mPeakThreshold,
+                      mPeakMargin, mPeakWindow);
+    for (unsigned int p = 0; p < count; ++p) {
+        mPeakTempi[p] = static_cast<float>(kAccentsPerMinute / mLags[mPeakIndices[p]]);
+        if (mPeakTempi[p] < mMinBPM || mPeakTempi[p] > mMaxBPM)
+            mPeakValues[p] = 0.0f;
+        mPeakOrder[p] = p;
+    }
+    // Of equal values the shortest lag comes first.
+    vDSP_vsorti(mPeakValues, mPeakOrder, nullptr, count, -1);
+    estimate = mPeakTempi[mPeakOrder[0]];
+    if (estimate < mMinBPM)
+        estimate = mMinBPM;
+    if (estimate > mMaxBPM)
+        estimate = mMaxBPM;
+}
+
+UInt32 AATempoMapGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
+    if (key != nullptr && CFEqual(key, kQelAnalysisKey_Tempo))
+        return kFloat;
+    return AAAccentBandGenerator::GetSizeOfAnalysisDataForKey(key);
+}
+
+CFPropertyListRef AATempoMapGenerator::CreateCFRepresentation(CFAllocatorRef allocator,
+                                                              CFStringRef key, UInt32 count,
+                                                              const QelAudioAnalysisBlock* blocks) {
+    const bool isOwn = CFEqual(key, kQelAnalysisKey_Tempo);
+    return FloatRepresentation(allocator, key, isOwn, count, blocks);
+}
+
+SInt32 AATempoMapGenerator::GetParameterList(CFMutableArrayRef* list) {
+    CFArrayAppendValue(*list, kQelAnalysisParameter_Complexity);
+    CFArrayAppendValue(*list, kQelAnalysisParameter_MinBPM);
+    CFArrayAppendValue(*list, kQelAnalysisParameter_MaxBPM);
+    return 0;
+}
+
+// The minimum of "Min BPM" lies above its maximum; both are kept as they are.
+QelAudioAnalysisParameterValueInfo AATempoMapGenerator::ParameterValueInfo(CFStringRef name) {
+    if (CFEqual(name, kQelAnalysisParameter_Complexity))
+        return {0.0f, 2.0f, 0.0f, 0};
+    if (CFEqual(name, kQelAnalysisParameter_MinBPM))
+        return {110.0f, 20.0f, 0.0f, 0};
+    if (CFEqual(name, kQelAnalysisParameter_MaxBPM))
+        return {120.0f, 210.0f, 0.0f, 0};
+    return {};
+}
+
+// The record does not reach the caller, whose data stay as they are.
+SInt32 AATempoMapGenerator::GetParameterValueInfo(CFStringRef name, void*) {
+    [[maybe_unused]] const QelAudioAnalysisParameterValueInfo info = ParameterValueInfo(name);
+    return 0;
+}
+
+SInt32 AATempoMapGenerator::GetParameter(CFStringRef name, float* outValue) {
+    if (CFEqual(name, kQelAnalysisParameter_Complexity))
+        *outValue = static_cast<float>(mComplexity);
+    else if (CFEqual(name, kQelAnalysisParameter_MinBPM))
+        *outValue = mMinBPM;
+    else if (CFEqual(name, kQelAnalysisParameter_MaxBPM))
+        *outValue = mMaxBPM;
+    return 0;
+}
+
+SInt32 AATempoMapGenerator::SetParameter(CFStringRef name, float value) {
+    if (CFEqual(name, kQelAnalysisParameter_Complexity))
+        mComplexity = TruncatedComplexity(value);
+    else if (CFEqual(name, kQelAnalysisParameter_MinBPM))
+        mMinBPM = value;
+    else if (CFEqual(name, kQelAnalysisParameter_MaxBPM))
+        mMaxBPM = value;
+    return 0;
+}
+
+} // namespace qel::core

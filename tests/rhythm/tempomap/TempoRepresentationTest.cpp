@@ -1,0 +1,137 @@
+// Sizes, metadata and dictionaries of "gamma tome spectrum" and "tempo".
+
+#include "tests/rhythm/tempomap/TempoTesting.h"
+
+namespace qel::test {
+namespace {
+
+CFTypeRef ValueOf(CFTypeRef dictionary, const std::string& name) {
+    EXPECT_EQ(CFDictionaryGetTypeID(), CFGetTypeID(dictionary));
+    EXPECT_EQ(1, CFDictionaryGetCount(static_cast<CFDictionaryRef>(dictionary)));
+    return CFDictionaryGetValue(static_cast<CFDictionaryRef>(dictionary), MakeString(name).Get());
+}
+
+std::vector<CFTypeRef> Elements(CFTypeRef array) {
+    std::vector<CFTypeRef> elements;
+    EXPECT_EQ(CFArrayGetTypeID(), CFGetTypeID(array));
+    const auto typed = static_cast<CFArrayRef>(array);
+    for (CFIndex i = 0; i < CFArrayGetCount(typed); ++i) {
+        elements.push_back(CFArrayGetValueAtIndex(typed, i));
+    }
+    return elements;
+}
+
+std::vector<float> FloatsOf(CFTypeRef array) {
+    std::vector<float> floats;
+    for (const CFTypeRef number : Elements(array)) {
+        EXPECT_EQ(CFNumberGetTypeID(), CFGetTypeID(number));
+        EXPECT_EQ(kCFNumberFloat32Type, CFNumberGetType(static_cast<CFNumberRef>(number)));
+        float value = 0.0f;
+        EXPECT_TRUE(
+            CFNumberGetValue(static_cast<CFNumberRef>(number), kCFNumberFloat32Type, &value));
+        floats.push_back(value);
+    }
+    return floats;
+}
+
+class TempoRepresentationTest : public testing::TestWithParam<std::string> {
+protected:
+    TempoRepresentationTest() : mAnalyzer({kGammaKey, kRunningTempoKey}, StreamSetup{48000.0, 2}) {}
+
+    CFOwner<CFPropertyListRef> Represent(std::vector<QelAudioAnalysisBlock> blocks) {
+        return CFOwner<CFPropertyListRef>(QelAudioAnalysisCreateCFRepresentation(
+            mAnalyzer.Handle(), kCFAllocatorDefault, MakeString(GetParam()).Get(),
+            static_cast<UInt32>(blocks.size()), blocks.data()));
+    }
+
+    TestAnalyzer mAnalyzer;
+};
+
+// { key: [ channel: [ frame: [ number ] ] ] }, made in the callback and kept after it.
+TEST_P(TempoRepresentationTest, EveryDeliveryIsAnArrayByChannelFrameAndBand) {
+    std::vector<CFOwner<CFPropertyListRef>> kept;
+    mAnalyzer.onDelivery = [&](QelAudioAnalysisRef handle, CFStringRef key, UInt32 count,
+                               QelAudioAnalysisBlock* blocks) {
+        if (ToText(key) == GetParam()) {
+            kept.emplace_back(QelAudioAnalysisCreateCFRepresentation(handle, kCFAllocatorDefault,
+                                                                     key, count, blocks));
+        }
+    };
+    mAnalyzer.PushInBlocks(MusicLike(48000.0, 2, 48000), 4096);
+    const std::vector<Delivery> deliveries = mAnalyzer.DeliveriesOf(GetParam());
+    ASSERT_EQ(deliveries.size(), kept.size());
+    ASSERT_FALSE(kept.empty());
+    for (std::size_t n = 0; n < kept.size(); ++n) {
+        ASSERT_NE(nullptr, kept[n].Get());
+        const CFTypeRef value = ValueOf(kept[n].Get(), GetParam());
+        ASSERT_NE(nullptr, value);
+        const std::vector<CFTypeRef> channels = Elements(value);
+        ASSERT_EQ(2u, channels.size());
+        for (std::size_t c = 0; c < 2; ++c) {
+            const std::vector<CFTypeRef> frames = Elements(channels[c]);
+            ASSERT_EQ(1u, frames.size());
+            EXPECT_EQ(deliveries[n].Floats(c), FloatsOf(frames[0]));
+        }
+    }
+}
+
+TEST_P(TempoRepresentationTest, SeveralFramesStandBehindEachOther) {
+    std::vector<float> values = {1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f};
+    std::vector<QelAudioAnalysisBlock> blocks;
+    for (std::size_t i = 0; i < 4; ++i) {
+        blocks.push_back({values.data() + 2 * i, 8});
+    }
+    const CFOwner<CFPropertyListRef> list = Represent(blocks);
+    ASSERT_NE(nullptr, list.Get());
+    const std::vector<CFTypeRef> channels = Elements(ValueOf(list.Get(), GetParam()));
+    ASSERT_EQ(2u, channels.size());
+    const std::vector<CFTypeRef> left = Elements(channels[0]);
+    const std::vector<CFTypeRef> right = Elements(channels[1]);
+    ASSERT_EQ(2u, left.size());
+    ASSERT_EQ(2u, right.size());
+    EXPECT_EQ((std::vector<float>{1.0f, 2.0f}), FloatsOf(left[0]));
+    EXPECT_EQ((std::vector<float>{5.0f, 6.0f}), FloatsOf(left[1]));
+    EXPECT_EQ((std::vector<float>{3.0f, 4.0f}), FloatsOf(right[0]));
+    EXPECT_EQ((std::vector<float>{7.0f, 8.0f}), FloatsOf(right[1]));
+}
+
+TEST_P(TempoRepresentationTest, NoBlocksAreChannelsWithoutFrames) {
+    const CFOwner<CFPropertyListRef> list = Represent({});
+    ASSERT_NE(nullptr, list.Get());
+    const std::vector<CFTypeRef> channels = Elements(ValueOf(list.Get(), GetParam()));
+    ASSERT_EQ(2u, channels.size());
+    EXPECT_TRUE(Elements(channels[0]).empty());
+    EXPECT_TRUE(Elements(channels[1]).empty());
+}
+
+TEST_P(TempoRepresentationTest, MetaDataTellsRateFrameAndHop) {
+    QelAudioAnalysisKeyMetaData data{};
+    UInt32 size = 0;
+    const CFOwner<CFStringRef> name = MakeString(GetParam());
+    EXPECT_EQ(0,
+              QelAudioAnalysisGetProperty(mAnalyzer.Handle(), kQelAnalysisProperty_MetaDataForKey,
+                                          name.Get(), 8, &data, 24, &size));
+    EXPECT_EQ(48000.0, data.mSampleRate);
+    EXPECT_EQ(1024u, data.mFrameSize);
+    EXPECT_EQ(512u, data.mHopSize);
+}
+
+// The query answers and writes nothing: that is meant.
+TEST_P(TempoRepresentationTest, TheDataSizeIsAskedForInVain) {
+    UInt32 bytes = 77;
+    UInt32 size = 0;
+    const CFOwner<CFStringRef> name = MakeString(GetParam());
+    EXPECT_EQ(0,
+              QelAudioAnalysisGetProperty(mAnalyzer.Handle(), kQelAnalysisProperty_DataSizeForKey,
+                                          name.Get(), 8, &bytes, 4, &size));
+    EXPECT_EQ(8u, size);
+    EXPECT_EQ(77u, bytes);
+}
+
+INSTANTIATE_TEST_SUITE_P(Keys, TempoRepresentationTest,
+                         testing::Values(kGammaKey, kRunningTempoKey), [](const auto& testInfo) {
+                             return testInfo.param == kGammaKey ? "Gamma" : "Tempo";
+                         });
+
+} // namespace
+} // namespace qel::test
