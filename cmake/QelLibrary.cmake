@@ -8,7 +8,8 @@ if(QEL_FUZZ_COVERAGE)
 endif()
 target_include_directories(QelAudioAnalysisObjects PUBLIC
     ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
-target_link_libraries(QelAudioAnalysisObjects PUBLIC QelPlatform QelElementary PRIVATE QelHighway)
+target_link_libraries(QelAudioAnalysisObjects
+    PUBLIC QelPlatform QelElementary PRIVATE QelHighway Eigen3::Eigen)
 
 foreach(room
     support
@@ -29,10 +30,6 @@ foreach(room
     engine)
     add_subdirectory(${room})
 endforeach()
-
-# Least squares by Eigen, which is headers alone.
-find_package(Eigen3 3.4 REQUIRED NO_MODULE)
-target_link_libraries(QelAudioAnalysisObjects PRIVATE Eigen3::Eigen)
 
 add_library(QelAudioAnalysis SHARED engine/QelAudioAnalysis.cpp)
 add_library(QelAudioAnalysis::QelAudioAnalysis ALIAS QelAudioAnalysis)
