@@ -1,4 +1,6 @@
-# What every target of the house is compiled with.
+# What every target of the house is compiled with, and how targets are named: libraries QelLikeThis,
+# programs qel_like_this, programs of tests like_this_tests and fuzz_like_this, examples like_this. What
+# is installed for other builds has names in the namespace QelAudioAnalysis::.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
