@@ -46,12 +46,12 @@ void AABagOfPropertiesGenerator::NullPointers() {
     for (auto* buffer :
          {&mSpectrumMagnitude, &mPreviousMagnitude, &mButterworthBuffer, &mTemporalBuffer,
           &mGenericBuffer, &mHistogramBuffer, &mPeakBuffer, &mFluxBuffer})
-        (void)buffer->release();
+        buffer->forget();
     for (auto* array :
          {&mMinMagnitudes, &mMaxMagnitudes, &mFrequencies, &mPeakMagnitudes, &mPeakIndicators,
           &mPeakAmplitudes, &mBinNumbers, &mSlopeWeights, &mScratch})
-        (void)array->release();
-    (void)mPeakBins.release();
+        array->forget();
+    mPeakBins.forget();
 }
 
 void AABagOfPropertiesGenerator::Cleanup() {

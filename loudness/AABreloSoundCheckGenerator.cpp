@@ -46,7 +46,7 @@ AABreloSoundCheckGenerator::~AABreloSoundCheckGenerator() {
 
 void AABreloSoundCheckGenerator::NullPointers() {
     QelAAAnalysisBase::NullPointers();
-    (void)mAnalyzer.release();
+    mAnalyzer.forget();
 }
 
 void AABreloSoundCheckGenerator::Cleanup() {

@@ -95,8 +95,8 @@ UInt32 AAChromaPropertiesGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key)
 void AAChromaPropertiesGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
     for (auto* list : {&mChromaKeyBuffer, &mDominantKeyBuffer, &mTonalCenterBuffer, &mFetchBuffer})
-        (void)list->release();
-    (void)mDominantKeyStore.release();
+        list->forget();
+    mDominantKeyStore.forget();
 }
 
 void AAChromaPropertiesGenerator::Cleanup() {

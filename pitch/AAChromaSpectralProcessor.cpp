@@ -35,8 +35,8 @@ AAChromaSpectralProcessor::~AAChromaSpectralProcessor() {
 }
 
 void AAChromaSpectralProcessor::NullPointers() {
-    (void)mSpectrumBuffer.release();
-    (void)mChromaList.release();
+    mSpectrumBuffer.forget();
+    mChromaList.forget();
 }
 
 void AAChromaSpectralProcessor::CleanUp() {

@@ -39,10 +39,10 @@ AAConstantQPropertiesGenerator::~AAConstantQPropertiesGenerator() {
 
 void AAConstantQPropertiesGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
-    (void)mMinMagnitudes.release();
-    (void)mMaxMagnitudes.release();
-    (void)mConstantQBuffer.release();
-    (void)mChromaBuffer.release();
+    mMinMagnitudes.forget();
+    mMaxMagnitudes.forget();
+    mConstantQBuffer.forget();
+    mChromaBuffer.forget();
 }
 
 void AAConstantQPropertiesGenerator::Cleanup() {

@@ -23,9 +23,9 @@ AAConstantQSpectralProcessor::~AAConstantQSpectralProcessor() {
 }
 
 void AAConstantQSpectralProcessor::NullPointers() {
-    (void)mKernelFFTInput.release();
-    (void)mConstantQOutput.release();
-    (void)mOutputData.release();
+    mKernelFFTInput.forget();
+    mConstantQOutput.forget();
+    mOutputData.forget();
 }
 
 void AAConstantQSpectralProcessor::CleanUp() {

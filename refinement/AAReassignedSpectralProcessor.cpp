@@ -93,13 +93,13 @@ AAReassignedSpectralProcessor::~AAReassignedSpectralProcessor() {
 
 void AAReassignedSpectralProcessor::NullPointers() {
     for (auto* processor : {&mTimeRampProcessor, &mDerivativeProcessor}) {
-        (void)processor->release();
+        processor->forget();
     }
     for (auto* vector : {&mTimeRampWindow, &mDerivativeWindow, &mBinRamp}) {
-        (void)vector->release();
+        vector->forget();
     }
     for (auto* list : {&mCIFBuffers, &mLGDBuffers}) {
-        (void)list->release();
+        list->forget();
     }
 }
 

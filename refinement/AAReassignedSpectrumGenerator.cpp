@@ -71,9 +71,9 @@ AAReassignedSpectrumGenerator::~AAReassignedSpectrumGenerator() {
 }
 
 void AAReassignedSpectrumGenerator::NullPointers() {
-    (void)mSpectrumBuffers.release();
+    mSpectrumBuffers.forget();
     for (auto* store : {&mSpectrumStore, &mCIFStore, &mLGDStore}) {
-        (void)store->release();
+        store->forget();
     }
     QelAAAnalysisGenerator::NullPointers();
 }

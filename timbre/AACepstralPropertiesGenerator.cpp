@@ -41,11 +41,11 @@ AACepstralPropertiesGenerator::~AACepstralPropertiesGenerator() {
 
 void AACepstralPropertiesGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
-    (void)mCepstrumProcessor.release();
-    (void)mMagnitudeBuffer.release();
-    (void)mCepstrumMagnitudeBuffer.release();
-    (void)mMinMagnitudes.release();
-    (void)mMaxMagnitudes.release();
+    mCepstrumProcessor.forget();
+    mMagnitudeBuffer.forget();
+    mCepstrumMagnitudeBuffer.forget();
+    mMinMagnitudes.forget();
+    mMaxMagnitudes.forget();
 }
 
 void AACepstralPropertiesGenerator::Cleanup() {

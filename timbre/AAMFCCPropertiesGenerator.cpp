@@ -41,8 +41,8 @@ AAMFCCPropertiesGenerator::~AAMFCCPropertiesGenerator() {
 
 void AAMFCCPropertiesGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
-    (void)mCepstralMatrix.release();
-    (void)mMFCCBuffer.release();
+    mCepstralMatrix.forget();
+    mMFCCBuffer.forget();
 }
 
 void AAMFCCPropertiesGenerator::Cleanup() {

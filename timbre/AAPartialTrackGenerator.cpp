@@ -99,11 +99,11 @@ UInt32 AAPartialTrackGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
 
 void AAPartialTrackGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
-    (void)mMinMagnitudes.release();
-    (void)mMaxMagnitudes.release();
-    (void)mMagnitudeBuffer.release();
-    (void)mLogMagnitudes.release();
-    (void)mFrequencies.release();
+    mMinMagnitudes.forget();
+    mMaxMagnitudes.forget();
+    mMagnitudeBuffer.forget();
+    mLogMagnitudes.forget();
+    mFrequencies.forget();
 }
 
 void AAPartialTrackGenerator::Cleanup() {

@@ -55,10 +55,10 @@ AAPhaseBasedPropertiesGenerator::~AAPhaseBasedPropertiesGenerator() {
 
 void AAPhaseBasedPropertiesGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
-    (void)mScratch.release();
+    mScratch.forget();
     for (auto* list : {&mMagnitudeBuffer, &mPreviousMagnitudeBuffer, &mPreviousPhaseBuffer,
                        &mPreviousPhaseDiffBuffer, &mSecondDerivativeBuffer, &mPhaseResultBuffer})
-        (void)list->release();
+        list->forget();
 }
 
 void AAPhaseBasedPropertiesGenerator::Cleanup() {

@@ -31,8 +31,8 @@ AAPhaseBasedSpectralProcessor::~AAPhaseBasedSpectralProcessor() {
 }
 
 void AAPhaseBasedSpectralProcessor::NullPointers() {
-    (void)mAnglesBuffer.release();
-    (void)mPhasesBuffer.release();
+    mAnglesBuffer.forget();
+    mPhasesBuffer.forget();
 }
 
 void AAPhaseBasedSpectralProcessor::Cleanup() {

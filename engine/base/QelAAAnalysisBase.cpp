@@ -116,8 +116,8 @@ SInt32 QelAAAnalysisBase::ProcessFinal(UInt8) {
 }
 
 void QelAAAnalysisBase::NullPointers() {
-    (void)mComputeFlags.release();
-    (void)mFlushBuffer.release();
+    mComputeFlags.forget();
+    mFlushBuffer.forget();
 }
 
 void QelAAAnalysisBase::Cleanup() {

@@ -13,7 +13,7 @@ QelAAAnalysisGenerator::QelAAAnalysisGenerator(UInt32 channels, Float64 sampleRa
     : QelAAAnalysisBase(channels, sampleRate, maxFrames, streamLength, dataCallback, refCon),
       mFrameSize(frameSize), mHopSize(hop), mNumBins(frameSize >> 1) {
     QelAAAnalysisGenerator::ComputeNumberOfAnalysisFramesForLength(streamLength);
-    (void)mSpectralProcessor.release();
+    mSpectralProcessor.forget();
 }
 
 QelAAAnalysisGenerator::~QelAAAnalysisGenerator() {
@@ -57,7 +57,7 @@ void QelAAAnalysisGenerator::ComputeNumberOfAnalysisFramesForLength(UInt32 lengt
 }
 
 void QelAAAnalysisGenerator::NullPointers() {
-    (void)mSpectralProcessor.release();
+    mSpectralProcessor.forget();
 }
 
 void QelAAAnalysisGenerator::Cleanup() {

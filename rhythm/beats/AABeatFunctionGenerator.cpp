@@ -42,8 +42,8 @@ void AABeatFunctionGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
     for (auto* list : {&mPreviousList, &mFunctionList, &mPrevFunctionList, &mFiltFunctionList,
                        &mPrevFiltFunctionList, &mFunctionFetchList})
-        (void)list->release();
-    (void)mFunctionStore.release();
+        list->forget();
+    mFunctionStore.forget();
 }
 
 void AABeatFunctionGenerator::Cleanup() {

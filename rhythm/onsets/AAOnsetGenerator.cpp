@@ -41,8 +41,8 @@ AAOnsetGenerator::~AAOnsetGenerator() {
 void AAOnsetGenerator::NullPointers() {
     QelAAAnalysisBase::NullPointers();
     mFilterBankReady = false;
-    (void)mGammaList.release();
-    (void)mGammaStore.release();
+    mGammaList.forget();
+    mGammaStore.forget();
 }
 
 void AAOnsetGenerator::Cleanup() {

@@ -68,8 +68,8 @@ void AAAccentBandGenerator::NullPointers() {
     mGammaBank = nullptr;
     for (auto* list : {&mCompressedList, &mCurrentList, &mPreviousList, &mDifferenceList,
                        &mButterworthList, &mAccentList0, &mAccentList1})
-        (void)list->release();
-    (void)mZeroInput.release();
+        list->forget();
+    mZeroInput.forget();
 }
 
 void AAAccentBandGenerator::Cleanup() {

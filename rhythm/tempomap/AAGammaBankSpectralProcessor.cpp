@@ -26,8 +26,8 @@ AAGammaBankSpectralProcessor::~AAGammaBankSpectralProcessor() {
 }
 
 void AAGammaBankSpectralProcessor::NullPointers() {
-    (void)mPowers.release();
-    (void)mFilteredList.release();
+    mPowers.forget();
+    mFilteredList.forget();
 }
 
 void AAGammaBankSpectralProcessor::CleanUp() {

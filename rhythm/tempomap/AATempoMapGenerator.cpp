@@ -64,15 +64,15 @@ void AATempoMapGenerator::SetDefaultParameters() {
 void AATempoMapGenerator::NullPointers() {
     AAAccentBandGenerator::NullPointers();
     for (auto* list : {&mLeakyList, &mResponseList, &mSalienceList, &mEstimateList})
-        (void)list->release();
+        list->forget();
     for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale,
                         &mEnergies, &mPeakValues, &mPeakTempi})
-        (void)array->release();
-    (void)mLags.release();
-    (void)mResponseRing.release();
-    (void)mCombEnergies.release();
-    (void)mPeakIndices.release();
-    (void)mPeakOrder.release();
+        array->forget();
+    mLags.forget();
+    mResponseRing.forget();
+    mCombEnergies.forget();
+    mPeakIndices.forget();
+    mPeakOrder.forget();
 }
 
 void AATempoMapGenerator::Cleanup() {

@@ -102,10 +102,10 @@ AAMelFrequencySpectralProcessor::~AAMelFrequencySpectralProcessor() {
 
 void AAMelFrequencySpectralProcessor::NullPointers() {
     for (auto* list : {&mEarBuffer, &mLogEarBuffer, &mTempBuffer}) {
-        (void)list->release();
+        list->forget();
     }
-    (void)mMinMagnitudes.release();
-    (void)mMaxMagnitudes.release();
+    mMinMagnitudes.forget();
+    mMaxMagnitudes.forget();
 }
 
 void AAMelFrequencySpectralProcessor::CleanUp() {

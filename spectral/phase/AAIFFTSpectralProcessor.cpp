@@ -39,12 +39,12 @@ AAIFFTSpectralProcessor::~AAIFFTSpectralProcessor() {
 }
 
 void AAIFFTSpectralProcessor::NullPointers() {
-    (void)mInnerProcessor.release();
+    mInnerProcessor.forget();
     for (auto* vector : {&mStoredSpectrum, &mDifferenceWindow1, &mDifferenceWindow2, &mScratch}) {
-        (void)vector->release();
+        vector->forget();
     }
     for (auto* list : {&mFrequencyBuffers, &mAngleBuffers, &mPhaseBuffers}) {
-        (void)list->release();
+        list->forget();
     }
 }
 

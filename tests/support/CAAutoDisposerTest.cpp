@@ -106,6 +106,14 @@ TEST(CAAutoFreeTest, ReleaseHandsThePointerOver) {
     EXPECT_EQ(*taken, 0);
 }
 
+TEST(CAAutoFreeTest, ForgettingClearsThePointerAndFreesNothing) {
+    CAAutoFree<int> memory(4, true);
+    const std::unique_ptr<int, decltype(&std::free)> other(memory, &std::free);
+    memory.forget();
+    EXPECT_EQ(memory.get(), nullptr);
+    EXPECT_EQ(other.get()[3], 0);
+}
+
 TEST(CAAutoFreeTest, BytesMakeRoomForATail) {
     struct Record {
         int mCount;
