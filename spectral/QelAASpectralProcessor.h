@@ -1,13 +1,11 @@
 #pragma once
 
+#include "spectral/FFTSetupOwner.h"
 #include "spectral/SpectralTypes.h"
 #include "support/CAAutoDisposer.h"
 
 #include <Accelerate/Accelerate.h>
 #include <CoreAudio/CoreAudioTypes.h>
-
-#include <memory>
-#include <type_traits>
 
 namespace qel::core {
 
@@ -127,10 +125,7 @@ protected:
     UInt32 mInputReadPos = 0; // start of the next frame
     UInt32 mOutputWritePos = 0;
 
-    struct DestroySetup {
-        void operator()(FFTSetup setup) const { vDSP_destroy_fftsetup(setup); }
-    };
-    std::unique_ptr<std::remove_pointer_t<FFTSetup>, DestroySetup> mFFTSetup;
+    FFTSetupOwner mFFTSetup;
     CAAutoFree<float> mWindow;
     CAAutoArrayDelete<SpectralChannel> mChannels;
     CAAutoFree<SpectralAndAudioBufferList> mSpectralBufferList;
