@@ -15,11 +15,11 @@ namespace {
 // Runs are short, from a bin to a few hundred, and a call for each took longer than the sums. In
 // partial sums, which the compiler keeps side by side.
 float RunSum(const float* magnitudes, std::size_t count) {
-    constexpr std::size_t kPartials = 8;
-    float partials[kPartials] = {};
+    constexpr std::size_t kPartialSums = 8;
+    float partials[kPartialSums] = {};
     std::size_t n = 0;
-    for (; n + kPartials <= count; n += kPartials) {
-        for (std::size_t p = 0; p < kPartials; ++p) {
+    for (; n + kPartialSums <= count; n += kPartialSums) {
+        for (std::size_t p = 0; p < kPartialSums; ++p) {
             partials[p] += magnitudes[n + p];
         }
     }

@@ -18,7 +18,7 @@ namespace HWY_NAMESPACE {
 
 constexpr std::size_t kMostLanes = 16;
 
-using Full = hn::CappedTag<float, kMostLanes>;
+using Capped = hn::CappedTag<float, kMostLanes>;
 using One = hn::CappedTag<float, 1>;
 
 // What is to be added to an angle and to all behind it, both angles being within half a turn: from
@@ -58,9 +58,9 @@ HWY_INLINE Sums ContinueAt(D d, const float* angles, const float* before, const 
 }
 
 float Continue(const float* angles, const float* terms, float* phases, std::size_t count) {
-    const Full full;
+    const Capped capped;
     const One one;
-    const std::size_t lanes = hn::Lanes(full);
+    const std::size_t lanes = hn::Lanes(capped);
     float first[kMostLanes] = {angles[0]}; // the angles before the first vector, none for the first
     for (std::size_t lane = 1; lane < std::min(lanes, count); ++lane)
         first[lane] = angles[lane - 1];
@@ -68,7 +68,7 @@ float Continue(const float* angles, const float* terms, float* phases, std::size
     Sums sums{0.0f, 0.0f};
     std::size_t i = 0;
     for (; i + lanes <= count; i += lanes) {
-        sums = ContinueAt(full, angles + i, before, terms + i, sums, phases + i);
+        sums = ContinueAt(capped, angles + i, before, terms + i, sums, phases + i);
         before = angles + i + lanes - 1;
     }
     for (; i < count; ++i) {
@@ -76,7 +76,7 @@ float Continue(const float* angles, const float* terms, float* phases, std::size
         before = angles + i;
     }
     for (i = 0; i + lanes <= count; i += lanes)
-        WrapAt(full, angles + i, phases + i);
+        WrapAt(capped, angles + i, phases + i);
     for (; i < count; ++i)
         WrapAt(one, angles + i, phases + i);
     return sums.terms;
@@ -92,11 +92,11 @@ HWY_INLINE void FindErrorAt(D d, const float* magnitudes, const PhaseHistory& be
 }
 
 void FindErrors(const float* magnitudes, PhaseHistory before, std::size_t count, float* errors) {
-    const Full full;
+    const Capped capped;
     const One one;
     std::size_t i = 0;
-    for (const std::size_t lanes = hn::Lanes(full); i + lanes <= count; i += lanes)
-        FindErrorAt(full, magnitudes, before, i, errors);
+    for (const std::size_t lanes = hn::Lanes(capped); i + lanes <= count; i += lanes)
+        FindErrorAt(capped, magnitudes, before, i, errors);
     for (; i < count; ++i)
         FindErrorAt(one, magnitudes, before, i, errors);
 }
@@ -111,11 +111,11 @@ HWY_INLINE auto Differ(D d, const float* now, float* before) {
 }
 
 void DifferOnce(const float* phases, float* before, std::size_t count, float* first) {
-    const Full full;
+    const Capped capped;
     const One one;
     std::size_t i = 0;
-    for (const std::size_t lanes = hn::Lanes(full); i + lanes <= count; i += lanes)
-        hn::StoreU(Differ(full, phases + i, before + i), full, first + i);
+    for (const std::size_t lanes = hn::Lanes(capped); i + lanes <= count; i += lanes)
+        hn::StoreU(Differ(capped, phases + i, before + i), capped, first + i);
     for (; i < count; ++i)
         hn::StoreU(Differ(one, phases + i, before + i), one, first + i);
 }
@@ -133,11 +133,11 @@ HWY_INLINE void DifferTwiceAt(D d, const float* magnitudes, float* before, float
 
 void DifferTwice(const float* magnitudes, float* before, float* magnitudesBefore, std::size_t count,
                  float* second, float* weighted) {
-    const Full full;
+    const Capped capped;
     const One one;
     std::size_t i = 0;
-    for (const std::size_t lanes = hn::Lanes(full); i + lanes <= count; i += lanes)
-        DifferTwiceAt(full, magnitudes + i, before + i, magnitudesBefore + i, second + i,
+    for (const std::size_t lanes = hn::Lanes(capped); i + lanes <= count; i += lanes)
+        DifferTwiceAt(capped, magnitudes + i, before + i, magnitudesBefore + i, second + i,
                       weighted + i);
     for (; i < count; ++i)
         DifferTwiceAt(one, magnitudes + i, before + i, magnitudesBefore + i, second + i,

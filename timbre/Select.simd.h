@@ -21,9 +21,9 @@ namespace HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-using Full = hn::CappedTag<float, kTableLanes>;
-using Integers = hn::RebindToSigned<Full>;
-using Lanes = decltype(hn::IndicesFromVec(Full(), hn::Zero(Integers())));
+using TableTag = hn::CappedTag<float, kTableLanes>;
+using Integers = hn::RebindToSigned<TableTag>;
+using Lanes = decltype(hn::IndicesFromVec(TableTag(), hn::Zero(Integers())));
 
 struct Selection {
     Lanes lanes;
@@ -32,9 +32,9 @@ struct Selection {
 
 template <class Mask>
 HWY_INLINE Selection Select(Mask mask) {
-    const Full d;
+    const TableTag d;
     const Integers integers;
-    const hn::Rebind<std::uint8_t, Full> bytes;
+    const hn::Rebind<std::uint8_t, TableTag> bytes;
     std::uint8_t bits[8] = {};
     hn::StoreMaskBits(d, mask, bits);
     const std::uint8_t* lanes = kLaneTable.lanes[bits[0]];
@@ -45,12 +45,12 @@ HWY_INLINE Selection Select(Mask mask) {
 // Writes a whole vector, of which the selection's count comes first.
 template <class V>
 HWY_INLINE void StoreSelected(V v, const Selection& selection, float* out) {
-    hn::StoreU(hn::TableLookupLanes(v, selection.lanes), Full(), out);
+    hn::StoreU(hn::TableLookupLanes(v, selection.lanes), TableTag(), out);
 }
 
 template <class V>
 HWY_INLINE void StoreSelected(V v, const Selection& selection, std::int32_t* out) {
-    const auto selected = hn::TableLookupLanes(hn::BitCast(Full(), v), selection.lanes);
+    const auto selected = hn::TableLookupLanes(hn::BitCast(TableTag(), v), selection.lanes);
     hn::StoreU(hn::BitCast(Integers(), selected), Integers(), out);
 }
 

@@ -36,7 +36,7 @@ HWY_INLINE void RaiseAndLog(D d, float* magnitudes, float least, float* logs) {
 }
 
 void RaiseAndLogAll(float* magnitudes, UInt32 count, float least, float* logs) {
-    const Full d;
+    const TableTag d;
     const auto lanes = static_cast<UInt32>(hn::Lanes(d));
     UInt32 i = 0;
     for (; i + lanes <= count; i += lanes)
@@ -47,7 +47,7 @@ void RaiseAndLogAll(float* magnitudes, UInt32 count, float least, float* logs) {
 
 // The bins below the maxima, and zeros behind them; how many there are.
 UInt32 FindMaxima(const float* x, UInt32 numBins, float threshold, SInt32* firstBins) {
-    const Full d;
+    const TableTag d;
     const Integers integers;
     const auto lanes = static_cast<UInt32>(hn::Lanes(d));
     const auto least = hn::Set(d, threshold);
@@ -73,7 +73,7 @@ UInt32 FindMaxima(const float* x, UInt32 numBins, float threshold, SInt32* first
 // them have a vertex. Heights are raised in a loop of their own: one step of both is so long that
 // the processor would have few of them in work at a time.
 bool FindVertices(const float* x, UInt32 count, PeakList& peaks) {
-    const Full d;
+    const TableTag d;
     const Integers integers;
     const auto lanes = static_cast<UInt32>(hn::Lanes(d));
     const SInt32* const firstBins = peaks.mFirstBins.data();
@@ -106,7 +106,7 @@ bool FindVertices(const float* x, UInt32 count, PeakList& peaks) {
 
 // From logarithms to linear.
 void RaiseHeights(UInt32 count, PeakList& peaks) {
-    const Full d;
+    const TableTag d;
     float* const heights = peaks.mMagnitudes.data();
     for (UInt32 i = 0; i < count; i += static_cast<UInt32>(hn::Lanes(d))) {
         const auto log = hn::LoadU(d, heights + i);

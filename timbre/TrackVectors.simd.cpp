@@ -28,12 +28,12 @@ template <class V>
 HWY_INLINE auto BinsOf(V places, UInt32 numBins) {
     const Integers integers;
     const auto last = hn::Set(integers, static_cast<SInt32>(numBins) - 1);
-    const V inside = hn::IfThenElseZero(hn::Gt(places, hn::Zero(Full())), places);
+    const V inside = hn::IfThenElseZero(hn::Gt(places, hn::Zero(TableTag())), places);
     return hn::Min(hn::ConvertTo(integers, inside), last);
 }
 
 void FindTrackBins(const TrackList& tracks, UInt32 numBins, SInt32* bins) {
-    const Full d;
+    const TableTag d;
     const float* const places = tracks.mBins.data();
     const std::size_t count = tracks.mCount;
     for (std::size_t i = 0; i < count; i += hn::Lanes(d))
@@ -41,7 +41,7 @@ void FindTrackBins(const TrackList& tracks, UInt32 numBins, SInt32* bins) {
 }
 
 bool Map(const PeakList& peaks, PeakMap& map, SInt32* bins) {
-    const Full d;
+    const TableTag d;
     const Integers integers;
     const std::size_t lanes = hn::Lanes(d);
     const auto nowhere = hn::Set(d, kNowhere);
@@ -72,7 +72,7 @@ bool Map(const PeakList& peaks, PeakMap& map, SInt32* bins) {
 // Turns twice the bins of the candidates' peaks to the peaks, and the magnitudes of the tracks to
 // the rise from them. Behind the last candidate there is a vector of bins as well.
 void FindPeaks(const PeakMap& map, CandidateList& candidates) {
-    const Full d;
+    const TableTag d;
     const Integers integers;
     const auto* const mapped = reinterpret_cast<const float*>(map.mPeaks.data());
     SInt32* const peaks = candidates.mPeaks.data();
@@ -87,7 +87,7 @@ void FindPeaks(const PeakMap& map, CandidateList& candidates) {
 
 void Match(const TrackList& tracks, const SInt32* bins, const PeakMap& map,
            CandidateList& candidates) {
-    const Full d;
+    const TableTag d;
     const Integers integers;
     const auto two = hn::Set(integers, 2); // mapped peaks are pairs
     const auto reach = hn::Set(d, kReach);
@@ -129,7 +129,7 @@ void Match(const TrackList& tracks, const SInt32* bins, const PeakMap& map,
 }
 
 void Gains(float factor, CandidateList& candidates) {
-    const Full d;
+    const TableTag d;
     const auto scale = hn::Set(d, factor);
     for (std::size_t i = 0; i < candidates.mCount; i += hn::Lanes(d)) {
         const auto rise = hn::LoadU(d, &candidates.mGains[i]);
@@ -139,7 +139,7 @@ void Gains(float factor, CandidateList& candidates) {
 }
 
 void Erase(TrackList& tracks, const Misses& misses) {
-    const Full d;
+    const TableTag d;
     const Integers integers;
     const auto most = hn::Set(integers, kMostMissedFrames);
     const auto share = hn::Set(d, kLeastShare);
@@ -179,7 +179,7 @@ void Erase(TrackList& tracks, const Misses& misses) {
 }
 
 void Begin(TrackList& tracks, const PeakList& peaks, float threshold, float limit) {
-    const Full d;
+    const TableTag d;
     const Integers integers;
     const auto limits = hn::Set(d, limit);
     const auto least = hn::Set(d, threshold);
@@ -223,7 +223,7 @@ void Frequencies(const TrackList& tracks, const BinScale& scale, float* frequenc
 
 void List(const TrackList& tracks, const float* frequencies, UInt32 numBins, Float64 frame,
           PartialRecord* records) {
-    const Full d;
+    const TableTag d;
     const std::size_t lanes = hn::Lanes(d);
     HWY_ALIGN float fields[4 * kTableLanes];
     for (std::size_t i = 0; i < tracks.mCount; i += lanes) {

@@ -78,9 +78,10 @@ HWY_INLINE void MapComplex(size_t count, Out re, Out im, const Operation& operat
     }
 }
 
-// How many partial results a reduction keeps: element n goes to partial result n % kPartials. The
-// number is that of no particular instruction set, so that sums come out the same on all of them.
-constexpr size_t kPartials = 32;
+// How many partial results a reduction keeps: element n goes to partial result n % kPartialResults.
+// The number is that of no particular instruction set, so that sums come out the same on all of
+// them.
+constexpr size_t kPartialResults = 32;
 
 // Combines 2 * kHalf partial results, upper half with lower, down to the first.
 template <size_t kHalf, class Combine>
@@ -112,10 +113,10 @@ HWY_INLINE void CombinePartials(D d, V* sums, std::index_sequence<kIndices...>, 
 template <class Operation, class Combine, class... Inputs>
 HWY_INLINE float Reduce(size_t count, float start, const Combine& combine,
                         const Operation& operation, Inputs... inputs) {
-    HWY_ALIGN float partials[kPartials];
+    HWY_ALIGN float partials[kPartialResults];
     const hn::CappedTag<float, 16> wide;
     constexpr size_t kLanes = hn::MaxLanes(wide);
-    constexpr size_t kVectors = kPartials / kLanes;
+    constexpr size_t kVectors = kPartialResults / kLanes;
     const bool isDense = (... && (inputs.stride == 1));
     hn::Vec<decltype(wide)> sums[kVectors];
     for (auto& sum : sums) {
@@ -123,7 +124,7 @@ HWY_INLINE float Reduce(size_t count, float start, const Combine& combine,
     }
     size_t n = 0;
     if (isDense) {
-        for (; n + kPartials <= count; n += kPartials) {
+        for (; n + kPartialResults <= count; n += kPartialResults) {
             CombinePartials(wide, sums, std::make_index_sequence<kVectors>(), n, combine, operation,
                             inputs...);
         }
@@ -133,18 +134,18 @@ HWY_INLINE float Reduce(size_t count, float start, const Combine& combine,
     }
     if (isDense) {
         for (; n + kLanes <= count; n += kLanes) {
-            float* partial = partials + n % kPartials;
+            float* partial = partials + n % kPartialResults;
             const auto elements = operation(wide, hn::LoadU(wide, inputs.data + n)...);
             hn::Store(combine(wide, hn::Load(wide, partial), elements), wide, partial);
         }
     }
     const One one;
     for (; n < count; ++n) {
-        float* partial = partials + n % kPartials;
+        float* partial = partials + n % kPartialResults;
         const auto element = operation(one, hn::LoadU(one, inputs.At(n))...);
         hn::StoreU(combine(one, hn::LoadU(one, partial), element), one, partial);
     }
-    FoldPartials<kPartials / 2>(partials, combine);
+    FoldPartials<kPartialResults / 2>(partials, combine);
     return partials[0];
 }
 

@@ -28,7 +28,7 @@ class DecimatingRun {
 public:
     static constexpr std::size_t kMostValues = 32;
     // Partial sums of a value, which are added up at the end.
-    static constexpr std::size_t kPartials = 8;
+    static constexpr std::size_t kPartialSums = 8;
 
     // `step` of 1 or more, `count` up to kMostValues.
     DecimatingRun(std::size_t taps, std::size_t step, std::size_t count)
@@ -50,7 +50,7 @@ private:
     std::size_t mStep;
     std::size_t mCount;
     FilterPlace mPlace;
-    alignas(64) float mPartials[kMostValues * kPartials] = {};
+    alignas(64) float mPartials[kMostValues * kPartialSums] = {};
 };
 
 // All values of such a filter at once, in any number: the same to the last bit. `out` overlaps

@@ -15,11 +15,11 @@ namespace HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Partial sums of a value: tap n of a block goes to partial sum n mod kPartials. The number is that
-// of no particular instruction set, so that sums come out the same on all of them.
-constexpr std::size_t kPartials = DecimatingRun::kPartials;
+// Partial sums of a value: tap n of a block goes to partial sum n mod kPartialSums. The number is
+// that of no particular instruction set, so that sums come out the same on all of them.
+constexpr std::size_t kPartialSums = DecimatingRun::kPartialSums;
 
-using Wide = hn::CappedTag<float, kPartials>;
+using Wide = hn::CappedTag<float, kPartialSums>;
 constexpr std::size_t kLanes = hn::MaxLanes(Wide());
 
 // A tile is kRows values by kBlocks blocks. Their sums and a vector of each block stay in
@@ -64,23 +64,23 @@ HWY_INLINE void AddColumn(const Tile& tile, std::size_t n, V* sums,
 template <std::size_t rows, std::size_t blocks>
 HWY_INLINE void AddTile(const Tile& tile, float* partials) {
     const Wide d;
-    const std::size_t whole = tile.columns - tile.columns % kPartials;
-    for (std::size_t lane = 0; lane < kPartials; lane += kLanes) {
+    const std::size_t whole = tile.columns - tile.columns % kPartialSums;
+    for (std::size_t lane = 0; lane < kPartialSums; lane += kLanes) {
         // From 0: few terms are added to a sum of many, which rounds coarsely.
         hn::Vec<Wide> sums[rows];
         for (auto& sum : sums)
             sum = hn::Zero(d);
-        for (std::size_t n = lane; n < whole; n += kPartials)
+        for (std::size_t n = lane; n < whole; n += kPartialSums)
             AddColumn<rows, blocks>(tile, n, sums, std::make_index_sequence<rows + blocks - 1>());
         for (std::size_t r = 0; r < rows; ++r) {
-            float* const partial = partials + r * kPartials + lane;
+            float* const partial = partials + r * kPartialSums + lane;
             hn::Store(hn::Add(hn::Load(d, partial), sums[r]), d, partial);
         }
     }
     for (std::size_t n = whole; n < tile.columns; ++n)
         for (std::size_t r = 0; r < rows; ++r)
             for (std::size_t b = 0; b < blocks; ++b)
-                partials[r * kPartials + n - whole] +=
+                partials[r * kPartialSums + n - whole] +=
                     tile.filter[b * tile.step + n] * tile.samples[(r + b) * tile.step + n];
 }
 
@@ -89,9 +89,9 @@ template <std::size_t blocks>
 HWY_INLINE void AddColumns(Tile tile, std::size_t count, float* partials) {
     std::size_t r = 0;
     for (; r + kRows <= count; r += kRows, tile.samples += kRows * tile.step)
-        AddTile<kRows, blocks>(tile, partials + r * kPartials);
+        AddTile<kRows, blocks>(tile, partials + r * kPartialSums);
     for (; r < count; ++r, tile.samples += tile.step)
-        AddTile<1, blocks>(tile, partials + r * kPartials);
+        AddTile<1, blocks>(tile, partials + r * kPartialSums);
 }
 
 // Adds the upper half of the partial sums to the lower one, and so on down to one.
@@ -121,7 +121,7 @@ void AddSlice(const float* filter, std::size_t taps, const float* samples, std::
 
 void FoldAll(const float* partials, std::size_t count, float* out) {
     for (std::size_t r = 0; r < count; ++r)
-        out[r] = Fold(partials + r * kPartials);
+        out[r] = Fold(partials + r * kPartialSums);
 }
 
 } // namespace HWY_NAMESPACE

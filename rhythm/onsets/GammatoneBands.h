@@ -6,10 +6,11 @@
 
 namespace qel::core {
 
-// Band b adds to partial sum b mod kPartials. The number is that of no particular instruction set,
-// so that sums come out the same on all of them.
-inline constexpr std::size_t kPartials = 16;
-inline constexpr std::size_t kLanesOfBank = (MAX_N_BANDS + kPartials - 1) / kPartials * kPartials;
+// Band b adds to partial sum b mod kPartialSums. The number is that of no particular instruction
+// set, so that sums come out the same on all of them.
+inline constexpr std::size_t kPartialSums = 16;
+inline constexpr std::size_t kLanesOfBank =
+    (MAX_N_BANDS + kPartialSums - 1) / kPartialSums * kPartialSums;
 
 // A bank with a lane per band. What no band uses has pole, gain and state 0.
 struct GammatoneBands {

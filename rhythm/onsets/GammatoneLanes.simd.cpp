@@ -24,14 +24,14 @@ namespace HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-using Wide = hn::CappedTag<float, kPartials>;
+using Wide = hn::CappedTag<float, kPartialSums>;
 constexpr std::size_t kLanes = hn::MaxLanes(Wide());
 
 // Samples that one vector of bands runs over before the next one does: their partial sums, 8 KiB,
 // stay in the first cache.
 constexpr std::size_t kChunk = 128;
 
-// The first kPartials bands write the partial sums; those behind add to them.
+// The first kPartialSums bands write the partial sums; those behind add to them.
 enum class Mode {
     kWrite,
     kAdd,
@@ -39,14 +39,14 @@ enum class Mode {
 };
 
 // Runs the bands from `first` on over `samples` samples and puts their real outputs into the
-// partial sums, a row of kPartials for each sample.
+// partial sums, a row of kPartialSums for each sample.
 template <Mode mode, bool allUsed>
 HWY_INLINE void RunBands(GammatoneBands& bands, std::size_t first, const float* HWY_RESTRICT input,
                          std::size_t samples, float* HWY_RESTRICT partials) {
     const Wide d;
     const std::size_t singleBand = first + kLanes;
     SingleBand single(bands, mode == Mode::kAddWithSingle ? singleBand : first);
-    float* const singleRow = partials + singleBand % kPartials;
+    float* const singleRow = partials + singleBand % kPartialSums;
     const auto used = hn::FirstN(d, bands.count - std::min(first, bands.count));
     const auto pr = hn::Load(d, bands.realPole + first);
     const auto pi = hn::Load(d, bands.imagPole + first);
@@ -63,7 +63,7 @@ HWY_INLINE void RunBands(GammatoneBands& bands, std::size_t first, const float* 
                               HWY_ATTR { return hn::Sub(hn::Mul(pr, re), hn::Mul(pi, im)); };
     const auto turnImag = [&](auto re, auto im)
                               HWY_ATTR { return hn::Add(hn::Mul(pr, im), hn::Mul(pi, re)); };
-    float* const rows = partials + first % kPartials;
+    float* const rows = partials + first % kPartialSums;
     for (std::size_t n = 0; n < samples; ++n) {
         auto x = hn::Set(d, input[n]);
         if constexpr (!allUsed) // 0 times infinity must not get into the sum
@@ -80,10 +80,10 @@ HWY_INLINE void RunBands(GammatoneBands& bands, std::size_t first, const float* 
         re = hn::Add(turnReal(re0, im0), hn::Mul(gain, x));
         im0 = turnImag(re0, im0);
         re0 = re;
-        float* const row = rows + n * kPartials;
+        float* const row = rows + n * kPartialSums;
         hn::Store(mode == Mode::kWrite ? re3 : hn::Add(hn::Load(d, row), re3), d, row);
         if constexpr (mode == Mode::kAddWithSingle)
-            singleRow[n * kPartials] += single.Step(input[n]);
+            singleRow[n * kPartialSums] += single.Step(input[n]);
     }
     hn::Store(re0, d, bands.real[0] + first);
     hn::Store(re1, d, bands.real[1] + first);
@@ -102,7 +102,7 @@ HWY_INLINE void RunBands(GammatoneBands& bands, std::size_t first, const float* 
 HWY_INLINE std::size_t RunVector(GammatoneBands& bands, std::size_t first, const float* input,
                                  std::size_t samples, float* partials) {
     const std::size_t next = first + kLanes;
-    if (first < kPartials) {
+    if (first < kPartialSums) {
         if (next <= bands.count)
             RunBands<Mode::kWrite, true>(bands, first, input, samples, partials);
         else
@@ -124,7 +124,7 @@ HWY_INLINE void SumRows(const float* HWY_RESTRICT partials, std::size_t samples,
                         float* HWY_RESTRICT sum) {
     const auto fold = [](const float* row) { return (row[0] + row[8]) + (row[4] + row[12]); };
     for (std::size_t n = 0; n < samples; ++n) {
-        const float* const row = partials + n * kPartials;
+        const float* const row = partials + n * kPartialSums;
         sum[n] = (fold(row) + fold(row + 2)) + (fold(row + 1) + fold(row + 3));
     }
 }
@@ -147,20 +147,20 @@ HWY_INLINE void SumRows(const float* HWY_RESTRICT partials, std::size_t samples,
     const Quarter d;
     const auto foldPair = [&](const float* rows) HWY_ATTR {
         const auto a = FoldRow(rows);
-        const auto b = FoldRow(rows + kPartials);
+        const auto b = FoldRow(rows + kPartialSums);
         return hn::Add(hn::InterleaveLower(d, a, b), hn::InterleaveUpper(d, a, b));
     };
     std::size_t n = 0;
     for (; n + 4 <= samples; n += 4) {
-        const auto first = foldPair(partials + n * kPartials);
-        const auto second = foldPair(partials + (n + 2) * kPartials);
+        const auto first = foldPair(partials + n * kPartialSums);
+        const auto second = foldPair(partials + (n + 2) * kPartialSums);
         hn::StoreU(
             hn::Add(hn::ConcatLowerLower(d, second, first), hn::ConcatUpperUpper(d, second, first)),
             d, sum + n);
     }
     for (; n < samples; ++n) {
         alignas(16) float row[4];
-        hn::Store(FoldRow(partials + n * kPartials), d, row);
+        hn::Store(FoldRow(partials + n * kPartialSums), d, row);
         sum[n] = (row[0] + row[2]) + (row[1] + row[3]);
     }
 }
@@ -168,11 +168,11 @@ HWY_INLINE void SumRows(const float* HWY_RESTRICT partials, std::size_t samples,
 #endif
 
 void AnalyzeBands(GammatoneBands& bands, const float* input, std::size_t samples, float* sum) {
-    alignas(64) float partials[kChunk * kPartials];
+    alignas(64) float partials[kChunk * kPartialSums];
     for (std::size_t start = 0; start < samples; start += kChunk) {
         const std::size_t length = std::min(kChunk, samples - start);
         std::size_t first = 0;
-        while (first < std::max(bands.count, kPartials))
+        while (first < std::max(bands.count, kPartialSums))
             first = RunVector(bands, first, input + start, length, partials);
         SumRows(partials, length, sum + start);
     }

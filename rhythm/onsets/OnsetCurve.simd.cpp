@@ -25,8 +25,8 @@ constexpr float kMuLawFactor = 10.0f;
 constexpr float kSmoothingPole = 0.998866856098175f;
 constexpr float kSmoothingGain = 1.0f - kSmoothingPole;
 
-using Full = hn::CappedTag<double, 8>;
-constexpr std::size_t kStep = hn::MaxLanes(Full()); // values that are made at a time
+using CappedDoubles = hn::CappedTag<double, 8>;
+constexpr std::size_t kStep = hn::MaxLanes(CappedDoubles()); // values that are made at a time
 constexpr std::size_t kBlock = 16; // values that the low-pass takes while the next are made
 
 // What the low-pass adds to its state for as many values as `d` has lanes. Reads one more.
@@ -63,7 +63,7 @@ HWY_INLINE float TakeBlock(const float* inputs, float last, float* out, const fl
     float y = last;
     for (std::size_t i = kBlock; i > 0; i -= kStep) {
         if constexpr (hasNext)
-            FormInputs(Full(), next + (i - kStep), scale, nextInputs + (i - kStep));
+            FormInputs(CappedDoubles(), next + (i - kStep), scale, nextInputs + (i - kStep));
         y = Smooth(inputs + (i - kStep), kStep, y, out + (i - kStep));
     }
     return y;
@@ -81,7 +81,7 @@ void MakeCurve(const float* sum, float* curve, std::size_t n) {
     float inputs[2][kBlock];
     if (last > head)
         for (std::size_t i = 0; i < kBlock; i += kStep)
-            FormInputs(Full(), sum + (last - kBlock) + i, scale, inputs[0] + i);
+            FormInputs(CappedDoubles(), sum + (last - kBlock) + i, scale, inputs[0] + i);
     float y = 0.0f;
     curve[last] = y;
     std::size_t turn = 0;

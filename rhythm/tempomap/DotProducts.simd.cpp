@@ -14,13 +14,13 @@ namespace HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Partial sums of a row: product n goes to partial sum n mod kPartials. The number is that of no
+// Partial sums of a row: product n goes to partial sum n mod kPartialSums. The number is that of no
 // particular instruction set, so that sums come out the same on all of them.
-constexpr std::size_t kPartials = 16;
+constexpr std::size_t kPartialSums = 16;
 
-using Wide = hn::CappedTag<float, kPartials>;
+using Wide = hn::CappedTag<float, kPartialSums>;
 constexpr std::size_t kLanes = hn::MaxLanes(Wide());
-constexpr std::size_t kVectors = kPartials / kLanes;
+constexpr std::size_t kVectors = kPartialSums / kLanes;
 
 // Adds vector `v` of the products at n to the partial sums of all rows. Indices of sums are
 // constants, so that sums stay in registers.
@@ -63,17 +63,17 @@ HWY_INLINE void FormRows(const float* shared, std::size_t length, const float* r
     for (auto& sum : sums)
         sum = hn::Zero(d);
     std::size_t n = 0;
-    for (; n + kPartials <= length; n += kPartials)
+    for (; n + kPartialSums <= length; n += kPartialSums)
         AddAllProducts(shared, rows, stride, n, sums, std::make_index_sequence<kVectors>(),
                        std::make_index_sequence<kRows>());
-    HWY_ALIGN float partials[kRows * kPartials];
+    HWY_ALIGN float partials[kRows * kPartialSums];
     for (std::size_t i = 0; i < kRows * kVectors; ++i)
         hn::Store(sums[i], d, partials + i * kLanes);
     for (std::size_t r = 0; r < kRows; ++r) {
-        float* const own = partials + r * kPartials;
+        float* const own = partials + r * kPartialSums;
         for (std::size_t i = n; i < length; ++i)
             own[i - n] += shared[i] * rows[r * stride + i];
-        out[r] = Fold<kPartials / 2>(own);
+        out[r] = Fold<kPartialSums / 2>(own);
     }
 }
 

@@ -19,11 +19,11 @@ namespace HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Partial sums of a run: bin n of it goes to partial sum n mod kPartials. The number is that of no
-// particular instruction set, so that sums come out the same on all of them.
-constexpr std::size_t kPartials = 8;
+// Partial sums of a run: bin n of it goes to partial sum n mod kPartialSums. The number is that of
+// no particular instruction set, so that sums come out the same on all of them.
+constexpr std::size_t kPartialSums = 8;
 
-using Wide = hn::CappedTag<float, kPartials>;
+using Wide = hn::CappedTag<float, kPartialSums>;
 
 // Vector `lane` / kLanes of the partial sums of a run.
 template <class D>
@@ -31,11 +31,11 @@ HWY_INLINE hn::Vec<D> SumLanes(D d, const float* weights, const float* magnitude
                                std::size_t count, std::size_t lane) {
     auto sum = hn::Zero(d);
     std::size_t n = 0;
-    for (; n + kPartials <= count; n += kPartials)
+    for (; n + kPartialSums <= count; n += kPartialSums)
         sum = hn::Add(
             sum, hn::Mul(hn::LoadU(d, weights + n + lane), hn::LoadU(d, magnitudes + n + lane)));
     if (n < count) {
-        HWY_ALIGN float rest[2][kPartials] = {};
+        HWY_ALIGN float rest[2][kPartialSums] = {};
         std::copy_n(weights + n, count - n, rest[0]);
         std::copy_n(magnitudes + n, count - n, rest[1]);
         sum = hn::Add(sum, hn::Mul(hn::Load(d, rest[0] + lane), hn::Load(d, rest[1] + lane)));
@@ -50,8 +50,8 @@ constexpr std::size_t kRunsAtOnce = 1;
 // Folds the partial sums of a run: upper half to lower one, and so on.
 HWY_INLINE float SumGroup(const MelFilterRun* runs, const float* weights, const float* magnitudes,
                           float* out) {
-    float p[kPartials];
-    for (std::size_t lane = 0; lane < kPartials; ++lane)
+    float p[kPartialSums];
+    for (std::size_t lane = 0; lane < kPartialSums; ++lane)
         hn::Store(SumLanes(Wide(), weights + runs->mOffset, magnitudes + runs->mFirstBin,
                            runs->mNumPadded, lane),
                   Wide(), p + lane);
@@ -63,7 +63,7 @@ HWY_INLINE float SumGroup(const MelFilterRun* runs, const float* weights, const 
 
 constexpr std::size_t kRunsAtOnce = 4;
 
-using Half = hn::FixedTag<float, kPartials / 2>;
+using Half = hn::FixedTag<float, kPartialSums / 2>;
 
 // The first half of the partial sums of a run, with the second one added.
 template <class D>
@@ -71,11 +71,11 @@ HWY_INLINE hn::Vec<Half> HalfSums(D d, const MelFilterRun& run, const float* wei
                                   const float* magnitudes) {
     const float* const first = magnitudes + run.mFirstBin;
     const auto sum = SumLanes(d, weights + run.mOffset, first, run.mNumPadded, 0);
-    if constexpr (hn::MaxLanes(D()) == kPartials)
+    if constexpr (hn::MaxLanes(D()) == kPartialSums)
         return hn::Add(hn::LowerHalf(Half(), sum), hn::UpperHalf(Half(), sum));
     else
         return hn::Add(sum,
-                       SumLanes(d, weights + run.mOffset, first, run.mNumPadded, kPartials / 2));
+                       SumLanes(d, weights + run.mOffset, first, run.mNumPadded, kPartialSums / 2));
 }
 
 // Folds the partial sums of four runs, each as the upper half to the lower one, and so on.
