@@ -67,13 +67,6 @@ void ChromaSpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
     static_cast<AAChromaPropertiesGenerator*>(refCon)->ComputeAndStoreProperties(list);
 }
 
-AAChromaPropertiesGenerator::AAChromaPropertiesGenerator(UInt32 channels, Float64 sampleRate,
-                                                         UInt32 frameSize, UInt32 hop,
-                                                         UInt32 maxFrames, UInt32 streamLength,
-                                                         DataCallback dataCallback, void* refCon)
-    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
-                             dataCallback, refCon) {}
-
 AAChromaPropertiesGenerator::~AAChromaPropertiesGenerator() {
     AAChromaPropertiesGenerator::Cleanup();
 }

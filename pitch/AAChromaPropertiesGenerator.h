@@ -28,9 +28,7 @@ public:
         kNumFlags,
     };
 
-    AAChromaPropertiesGenerator(UInt32 channels, Float64 sampleRate, UInt32 frameSize, UInt32 hop,
-                                UInt32 maxFrames, UInt32 streamLength, DataCallback dataCallback,
-                                void* refCon);
+    using QelAAAnalysisGenerator::QelAAAnalysisGenerator;
     ~AAChromaPropertiesGenerator() override;
 
     SInt32 SetComputeProperty(CFArrayRef keys) override;

@@ -25,14 +25,6 @@ void ConstantQSpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
     static_cast<AAConstantQPropertiesGenerator*>(refCon)->ComputeAndStoreProperies(list);
 }
 
-AAConstantQPropertiesGenerator::AAConstantQPropertiesGenerator(
-    UInt32 channels, Float64 sampleRate, UInt32 frameSize, UInt32 hop, UInt32 maxFrames,
-    UInt32 streamLength, DataCallback dataCallback, void* refCon)
-    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
-                             dataCallback, refCon) {
-    AAConstantQPropertiesGenerator::NullPointers();
-}
-
 AAConstantQPropertiesGenerator::~AAConstantQPropertiesGenerator() {
     AAConstantQPropertiesGenerator::Cleanup();
 }

@@ -17,9 +17,7 @@ public:
         kNumFlags = 4,
     };
 
-    AAConstantQPropertiesGenerator(UInt32 channels, Float64 sampleRate, UInt32 frameSize,
-                                   UInt32 hop, UInt32 maxFrames, UInt32 streamLength,
-                                   DataCallback dataCallback, void* refCon);
+    using QelAAAnalysisGenerator::QelAAAnalysisGenerator;
     ~AAConstantQPropertiesGenerator() override;
 
     SInt32 SetComputeProperty(CFArrayRef keys) override;

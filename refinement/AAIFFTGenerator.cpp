@@ -16,14 +16,6 @@ void MyIFFTSpectralFun(SpectralAndAudioBufferList*, void* refCon) {
     static_cast<AAIFFTGenerator*>(refCon)->GetSpectrumInstantFrequencies();
 }
 
-AAIFFTGenerator::AAIFFTGenerator(UInt32 channels, Float64 sampleRate, UInt32 frameSize, UInt32 hop,
-                                 UInt32 maxFrames, UInt32 streamLength, DataCallback dataCallback,
-                                 void* refCon)
-    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
-                             dataCallback, refCon) {
-    AAIFFTGenerator::NullPointers();
-}
-
 AAIFFTGenerator::~AAIFFTGenerator() {
     AAIFFTGenerator::Cleanup();
 }

@@ -8,8 +8,7 @@ namespace qel::core {
 // between frames.
 class AAIFFTGenerator : public QelAAAnalysisGenerator {
 public:
-    AAIFFTGenerator(UInt32 channels, Float64 sampleRate, UInt32 frameSize, UInt32 hop,
-                    UInt32 maxFrames, UInt32 streamLength, DataCallback dataCallback, void* refCon);
+    using QelAAAnalysisGenerator::QelAAAnalysisGenerator;
     ~AAIFFTGenerator() override;
 
     UInt32 GetSizeOfAnalysisDataForKey(CFStringRef key) override;

@@ -56,16 +56,6 @@ void MySpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
     static_cast<AAReassignedSpectrumGenerator*>(refCon)->ComputeAndStoreProperties(*list);
 }
 
-AAReassignedSpectrumGenerator::AAReassignedSpectrumGenerator(UInt32 channels, Float64 sampleRate,
-                                                             UInt32 frameSize, UInt32 hop,
-                                                             UInt32 maxFrames, UInt32 streamLength,
-                                                             DataCallback dataCallback,
-                                                             void* refCon)
-    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
-                             dataCallback, refCon) {
-    AAReassignedSpectrumGenerator::NullPointers();
-}
-
 AAReassignedSpectrumGenerator::~AAReassignedSpectrumGenerator() {
     AAReassignedSpectrumGenerator::Cleanup();
 }

@@ -13,9 +13,7 @@ namespace qel::core {
 // length has; of a longer stream, old frames fall out (see AAReassignedFrames for what is left).
 class AAReassignedSpectrumGenerator : public QelAAAnalysisGenerator {
 public:
-    AAReassignedSpectrumGenerator(UInt32 channels, Float64 sampleRate, UInt32 frameSize, UInt32 hop,
-                                  UInt32 maxFrames, UInt32 streamLength, DataCallback dataCallback,
-                                  void* refCon);
+    using QelAAAnalysisGenerator::QelAAAnalysisGenerator;
     ~AAReassignedSpectrumGenerator() override;
 
     // The size of one frame: mNumBins complex values.

@@ -26,15 +26,6 @@ void MFCCSpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
     static_cast<AAMFCCPropertiesGenerator*>(refCon)->ComputeAndStoreProperies(*list);
 }
 
-AAMFCCPropertiesGenerator::AAMFCCPropertiesGenerator(UInt32 channels, Float64 sampleRate,
-                                                     UInt32 frameSize, UInt32 hop, UInt32 maxFrames,
-                                                     UInt32 streamLength, DataCallback dataCallback,
-                                                     void* refCon)
-    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
-                             dataCallback, refCon) {
-    AAMFCCPropertiesGenerator::NullPointers();
-}
-
 AAMFCCPropertiesGenerator::~AAMFCCPropertiesGenerator() {
     AAMFCCPropertiesGenerator::Cleanup();
 }

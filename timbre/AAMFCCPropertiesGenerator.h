@@ -15,9 +15,7 @@ public:
         kNumFlags,
     };
 
-    AAMFCCPropertiesGenerator(UInt32 channels, Float64 sampleRate, UInt32 frameSize, UInt32 hop,
-                              UInt32 maxFrames, UInt32 streamLength, DataCallback dataCallback,
-                              void* refCon);
+    using QelAAAnalysisGenerator::QelAAAnalysisGenerator;
     ~AAMFCCPropertiesGenerator() override;
 
     SInt32 SetComputeProperty(CFArrayRef keys) override;

@@ -70,15 +70,6 @@ void MyPartialSpectralFun(SpectralAndAudioBufferList*, void* refCon) {
     generator->TrackPartials();
 }
 
-AAPartialTrackGenerator::AAPartialTrackGenerator(UInt32 channels, Float64 sampleRate,
-                                                 UInt32 frameSize, UInt32 hop, UInt32 maxFrames,
-                                                 UInt32 streamLength, DataCallback dataCallback,
-                                                 void* refCon)
-    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
-                             dataCallback, refCon) {
-    AAPartialTrackGenerator::NullPointers();
-}
-
 AAPartialTrackGenerator::~AAPartialTrackGenerator() {
     AAPartialTrackGenerator::Cleanup();
 }

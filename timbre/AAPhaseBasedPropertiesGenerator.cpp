@@ -41,14 +41,6 @@ void MyPhaseSpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
     static_cast<AAPhaseBasedPropertiesGenerator*>(refCon)->ComputeAndStoreProperties(*list);
 }
 
-AAPhaseBasedPropertiesGenerator::AAPhaseBasedPropertiesGenerator(
-    UInt32 channels, Float64 sampleRate, UInt32 frameSize, UInt32 hop, UInt32 maxFrames,
-    UInt32 streamLength, DataCallback dataCallback, void* refCon)
-    : QelAAAnalysisGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
-                             dataCallback, refCon) {
-    AAPhaseBasedPropertiesGenerator::NullPointers();
-}
-
 AAPhaseBasedPropertiesGenerator::~AAPhaseBasedPropertiesGenerator() {
     AAPhaseBasedPropertiesGenerator::Cleanup();
 }

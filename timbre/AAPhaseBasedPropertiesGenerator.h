@@ -10,9 +10,7 @@ class AAPhaseBasedPropertiesGenerator : public QelAAAnalysisGenerator {
 public:
     static constexpr UInt32 kNumValues = 5;
 
-    AAPhaseBasedPropertiesGenerator(UInt32 channels, Float64 sampleRate, UInt32 frameSize,
-                                    UInt32 hop, UInt32 maxFrames, UInt32 streamLength,
-                                    DataCallback dataCallback, void* refCon);
+    using QelAAAnalysisGenerator::QelAAAnalysisGenerator;
     ~AAPhaseBasedPropertiesGenerator() override;
 
     UInt32 GetSizeOfAnalysisDataForKey(CFStringRef key) override;
