@@ -1,28 +1,18 @@
 """script/check-includes on trees with faults, each made here."""
 
-import importlib.machinery
-import importlib.util
 import subprocess
 import sys
 import tempfile
 import unittest
 from pathlib import Path
 
-SCRIPT = Path(__file__).resolve().parents[2] / "script/check-includes"
+from tests.script.Loading import SCRIPTS, load
+
+check = load("check-includes")
 
 # low stands below the two rooms of mid, and these below high.
 TABLE = {"low": set(), "mid/left": {"low"}, "mid/right": {"low"},
          "high": {"low", "mid/left", "mid/right"}, "tests": None}
-
-
-def load(script):
-    loader = importlib.machinery.SourceFileLoader(script.name.replace("-", "_"), str(script))
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader(loader.name, loader))
-    loader.exec_module(module)
-    return module
-
-
-check = load(SCRIPT)
 
 
 def faults(*includes, table=TABLE):
@@ -100,7 +90,7 @@ class Script(unittest.TestCase):
                 path.parent.mkdir(parents=True)
                 path.write_text(text, encoding="utf-8")
             subprocess.run(["git", "-C", directory, "add", "."], check=True)
-            done = subprocess.run([sys.executable, str(SCRIPT)], cwd=directory, capture_output=True,
+            done = subprocess.run([sys.executable, str(SCRIPTS / "check-includes")], cwd=directory, capture_output=True,
                                   text=True, check=False)
             return done.returncode, done.stdout
 

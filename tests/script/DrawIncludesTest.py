@@ -1,8 +1,6 @@
 """script/draw-includes: its arrows, and what its check finds in a page."""
 
 import contextlib
-import importlib.machinery
-import importlib.util
 import io
 import os
 import subprocess
@@ -10,17 +8,9 @@ import tempfile
 import unittest
 from pathlib import Path
 
-SCRIPT = Path(__file__).resolve().parents[2] / "script/draw-includes"
+from tests.script.Loading import load
 
-
-def load(script):
-    loader = importlib.machinery.SourceFileLoader(script.name.replace("-", "_"), str(script))
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader(loader.name, loader))
-    loader.exec_module(module)
-    return module
-
-
-draw = load(SCRIPT)
+draw = load("draw-includes")
 
 GRAPH = {"low": [], "left": ["low"], "right": ["low"], "high": ["low", "left", "right"]}
 
