@@ -1,6 +1,6 @@
 /*
- * Writes docs/keys.md to the standard output, from the table of keys in the C++ client. A test
- * compares the two.
+ * Writes docs/keys.md to standard output, from the table of keys in the C++ client. A test compares
+ * the two.
  */
 #include <QelAudioAnalysis/Keys.hpp>
 
@@ -19,100 +19,115 @@ constexpr std::string_view kIntroduction =
 
 <!-- Made by qel_keys_markdown from the table of keys in bindings/cpp/QelAudioAnalysis/Keys.hpp: change that. -->
 
-A key names a result. Give the exact texts to `QelAudioAnalysisNew`, to `qel::Analyzer`, or to the
-tool `qel`. This page tells what each key delivers, in the order of `QelAudioAnalysisGlobalCopyKeys`.
-In C, an unknown key ends the key list in silence; the C++ client refuses it by name.
+A key is the name of a result. Pass the exact text to `QelAudioAnalysisNew`, to `qel::Analyzer` or to
+`qel`. Several keys are misspelled; the misspelling is part of the name, and is marked (sic) here. In C,
+an unknown key ends the list of keys without an error. The C++ client and `qel` refuse it by name.
+
+The keys below are in the order of `QelAudioAnalysisGlobalCopyKeys`. [glossary.md](glossary.md) explains
+the terms.
 
 ## How to read blocks
 
-The data callback receives `count` blocks, each a pointer and a size in bytes.
+The data callback gets `count` blocks. Each is a pointer and a size in bytes.
 
 - **Order.** Frame-major: the block of frame f and channel c is `blocks[f * channels + c]`, and
-  `count` is frames times channels. All keys but "reasigned spectrum" deliver one frame per call, so
-  that `count` is the number of channels and `blocks[c]` is channel c.
-- **Payload.** In the machine's byte order. "Floats" is an array of 32-bit floats, and float i is
-  value i of the key's table. "Complex pairs" are floats too: 2 k and 2 k + 1 are the real and the
-  imaginary part of entry k. "Vector" is an array of floats that all are the key's one value, at the
-  places 0, 1, 2 and so on. "Events" is one `QelAudioAnalysisEventList`: a number of events, and a
-  pointer to as many `QelAudioAnalysisEvent`, each a 64-bit time and a 32-bit strength. "Count" is
-  one unsigned 32-bit number. "Name" is a `CFStringRef` in `mData` itself, not in memory that `mData`
-  points at. "Partials" is one `PartialList`: a number of partials, and a pointer to as many
-  `PartialRecord`, each a signed 32-bit bin, three 32-bit floats and a 64-bit time in frames. "Range"
-  is an array of `QelAudioAnalysisRange`, one per channel: three 32-bit floats and three signed 32-bit
-  flags each.
-- **Life.** Blocks and payloads belong to the library and live until the callback returns. Copy what
-  you keep, the list that a block of events or partials points at included. In C++, `qel::Result` is
-  a view with the same life, `Result::store()` makes a copy, and `Result::events()` and
-  `Result::partials()` are copies.
-- **Names belong to you.** The strings of payload "name" are the one thing in blocks that is not the
-  library's: the callback gets a reference to each, one per channel, and gives it back with
-  `CFRelease` when it is done, there or later. They may outlive the analyzer. In C++ the client does
-  that, and `Result::name()` is a copy as a `std::string`.
+  `count` is frames times channels. All keys but "reasigned spectrum" (sic) deliver one frame per call:
+  `count` is then the number of channels, and `blocks[c]` is channel c.
+- **Byte order.** That of the machine.
+- **Life.** Blocks and payloads belong to the library and are valid until the callback returns. Copy
+  what you keep, including the list that a block of events or partials points to. In C++, `qel::Result`
+  is a view with the same life. `Result::store()` makes a copy, and `Result::events()` and
+  `Result::partials()` return copies.
+- **Names belong to you.** The strings of payload "name" are the only thing in a block that is not the
+  library's. The callback gets one reference per channel and releases it with `CFRelease`, immediately or
+  later. The strings may outlive the analyzer. The C++ client does this for you: `Result::name()` is a
+  `std::string`.
+
+| Payload | Content of a block |
+|---|---|
+| floats | 32-bit floats; float i is value i in the table of the key |
+| complex pairs | 32-bit floats; floats 2 k and 2 k + 1 are the real and the imaginary part of entry k |
+| vector | 32-bit floats; all are the one value of the key, at the places 0, 1, 2 and so on |
+| events | one `QelAudioAnalysisEventList`: a count, and a pointer to that many `QelAudioAnalysisEvent`, each a 64-bit time and a 32-bit strength |
+| count | one unsigned 32-bit number |
+| name | a `CFStringRef` in `mData` itself; `mData` does not point to memory that holds it |
+| partials | one `PartialList`: a count, and a pointer to that many `PartialRecord`, each a signed 32-bit bin, three 32-bit floats and a 64-bit time in frames |
+| range | an array of `QelAudioAnalysisRange`, one per channel: three 32-bit floats and three signed 32-bit flags each |
+
+## Frames and times
+
 - **Frames.** Frame n of a key covers the samples from n * hop to n * hop + frame - 1. It is delivered
-  inside the push that brings its last sample. The samples behind the last whole frame are not
-  analyzed: push silence if they matter. The results do not depend on how the audio is cut into
-  pushes, except for keys that are delivered once per push. A key that is delivered twice per frame
-  gives two results, one call after the other, for each frame.
-- **At the end.** Keys about the stream as a whole are delivered inside of `QelAudioAnalysisProcess`
-  with flush 1 (`Analyzer::finish` in C++), once and for all channels. Frame and hop are then those
-  of the frames behind the result, and the samples behind the last whole frame do not count. "reasigned
-  spectrum" delivers all of its frames there; in C++ each is a result with a time.
-- **No result.** Of the keys about rhythm, audio without a tempo gives none, and
-  `QelAudioAnalysisProcess` returns -1, as it also does after a stop that the progress callback asked
-  for. Audio without a number of beats per bar gives that number as 0 and no down beats, and the call
-  returns -3. It is -128 after a stop while that number or onsets were looked for; a stop while beats
-  are tracked leaves them incomplete and changes no status. All this unless a later group of keys
-  returns another status: the last one counts. The C++ client raises an `Error` for -1 and -3, and
-  returns false for a stop.
-- **Before the end.** `QelAudioAnalysisProcess` with flush 0 delivers the keys about rhythm once the
-  stream has its declared length, or 200000 frames, and returns -3864 before that. What comes after
-  such a delivery is a stretch of its own, with a tempo of its own. Its times carry on from the last
-  frame of the stretch before and so stand 896 to 1023 samples too early, deliberately.
+  during the push that completes it. Samples after the last whole frame are not analyzed: push silence if
+  they matter. Results do not depend on how the audio is cut into pushes, except for keys that are
+  delivered once per push. A key that is delivered twice per frame gives two results per frame, in two
+  calls.
 - **Time.** The callback carries no time. Count the calls of a key from 0: frame n starts at
-  n * hop / rate seconds; of a key that is delivered twice per frame, call n is about the time from
-  n * hop / 2 / rate seconds on. In C++, `Result::timeSeconds()` is that time, and 0 for a key that is
-  delivered at the end. For the middle of the frame add frame / 2 / rate.
-- **Not a number.** Values are handed out as they come, and ranges are promised for
-  magnitudes of samples up to 1e6. Samples that are infinite or not a number spoil the values of their frames or pushes, the
-  amplitude envelope until the next reset, and everything that is delivered at the end.
+  n * hop / rate seconds. For a key that is delivered twice per frame, call n starts at
+  n * hop / 2 / rate seconds. In C++, `Result::timeSeconds()` is that time, and 0 for a key that is
+  delivered at the end. For the middle of the frame add frame / 2 / rate. Example: frame 86 of a key with
+  frame 1024 and hop 512, at 44100 Hz, starts at 0.998 s, and its middle is at 1.010 s.
+- **At the end.** Keys about the whole stream are delivered during `QelAudioAnalysisProcess` with flush 1
+  (`Analyzer::finish` in C++), once, with all channels. Frame and hop are then those of the frames from
+  which the result is made. "reasigned spectrum" (sic) delivers all of its frames there; in C++ each is a
+  result with a time.
+- **Before the end.** `QelAudioAnalysisProcess` with flush 0 delivers the rhythm keys once the stream has
+  its declared length, or 200000 frames. Before that it returns -3864. The audio after such a delivery is
+  a section of its own, with its own tempo. The times of a section continue from the last frame of the
+  section before, so they are 896 to 1023 samples too early.
+- **No result.** `QelAudioAnalysisProcess` returns one status, that of the last group of keys:
+  1. -1: no tempo, and no rhythm result; or the progress callback asked to stop.
+  2. -3: no number of beats per bar. The number is delivered as 0, and there are no down beats.
+  3. -128: a stop while the number of beats per bar or the onsets were being found.
+  4. A stop while beats are tracked leaves them incomplete and does not change the status.
 
-`QelAudioAnalysisCreateCFRepresentation` turns blocks into a dictionary of the shape
-`{ key: [ channel: [ frame: { name: number } ] ] }`, with the names of the tables below. For payload
-"complex pairs" each name has an array of numbers, one per entry; for payload "vector" the array of
-numbers stands for a frame by itself, `{ key: [ channel: [ frame: [ number ] ] ] }`, and for payload
-"name" a string, `{ key: [ channel: [ frame: string ] ] }`. Keys that are delivered at the end leave
-the level of frames out: `{ key: [ channel: { name: number } ] }`, with an array of numbers per name
-for payload "events", `{ key: [ channel: number ] }` for payload "count", and
-`{ key: [ channel: string ] }` for payload "name". "reasigned spectrum" has the shape of a vector, with
-the numbers of the first frame of a channel, and "audio range" has no dictionary.
+  A later group of keys can hide these statuses. The C++ client throws an `Error` for -1 and -3, and
+  returns false after a stop.
+- **Not a number.** Values are delivered as they are computed, without a check. The ranges below hold for
+  samples with magnitudes up to 1e6. Samples that are infinite or not a number corrupt (1) the values of
+  their frames or pushes, (2) the amplitude envelope until the next reset, and (3) everything that is
+  delivered at the end.
 
-The blocks of "dominant key" that a client makes have another form than those that it receives, so
-that a run of frames can be turned into one dictionary. `mData` points at an array of `CFStringRef`,
-`mDataByteSize` is the size of that array, and the block of frame f and channel c is read at element
-f, deliberately: every block may point at one array with the names of all frames of its channel. An
-element beyond `mDataByteSize` is not read and left out of the dictionary, like a null one. The
-blocks of one call of the data callback are taken as they are. For "global key" there is one form:
-`mData` is the string.
+## Dictionaries
 
-For "partials" the dictionary of a frame holds the five numbers of the last partial of the list only,
-deliberately, and none for an empty list; read the blocks for all of them. Its blocks, too, have
-another form for a run of frames: of `frames` times `channels` blocks the first ones stand for the
-channels, so that block c points at an array of `PartialList`, one per frame of channel c, and
-`mDataByteSize` is the size of that array. Frames behind it have empty dictionaries. The blocks of one
-call of the data callback have this form already.
+`QelAudioAnalysisCreateCFRepresentation` turns blocks into a dictionary, with the names of the tables
+below:
+
+| Payload | Per push or per frame | At the end |
+|---|---|---|
+| floats | `{ key: [ channel: [ frame: { name: number } ] ] }` | `{ key: [ channel: { name: number } ] }` |
+| complex pairs | the same, with an array of numbers per name | "reasigned spectrum" (sic): the shape of a vector, with the first frame of a channel |
+| vector | `{ key: [ channel: [ frame: [ number ] ] ] }` | |
+| name | `{ key: [ channel: [ frame: string ] ] }` | `{ key: [ channel: string ] }` |
+| events | | `{ key: [ channel: { name: [ number ] } ] }` |
+| count | | `{ key: [ channel: number ] }` |
+| partials | `{ key: [ channel: [ frame: { name: number } ] ] }` | |
+| range | | none: null |
+
+Pass the blocks of one call of the data callback as they are. To turn several frames into one dictionary,
+a client builds blocks of its own, and two keys then read another form:
+
+- **"dominant key"**: `mData` points to an array of `CFStringRef`, and `mDataByteSize` is the size of that
+  array. The block of frame f and channel c is read at element f, so that every block of a channel may
+  point to one array with the names of all its frames. An element beyond `mDataByteSize`, or a null one,
+  is left out. For "global key" there is one form only: `mData` is the string.
+- **"partials"**: of `frames` times `channels` blocks the first `channels` ones count. Block c points to an
+  array of `PartialList`, one per frame of channel c, and `mDataByteSize` is the size of that array. Frames
+  beyond it have empty dictionaries.
+
+The dictionary of a frame of "partials" holds the five numbers of the last partial of the list only, and
+is empty for an empty list. Read the blocks to get all partials.
 
 ## Symbols and units
 
 - *rate* is the sample rate in Hz. A frame is windowed with a Hann window whose ends are not zero,
   0.5 * (1 - cos(2 pi (i + 1) / 1025)) for i from 0 to 1023, and transformed.
-- *m[k]* is the magnitude of bin k, 0 <= k < M with M = 512, and *f[k]* = k * rate / 1024 is its
-  frequency in Hz: 43.07 Hz from bin to bin at 44100 Hz.
-- *magnitude* is the unit of m[k]: twice the modulus of the plain discrete Fourier transform of the
-  windowed frame, without any division by the frame size. A sine of amplitude 1 in the middle of a
-  bin gives 512.5 in that bin. A value in magnitudes therefore is proportional to the level.
-- *Bin 0* holds two real terms, the one at 0 Hz and the one at rate / 2, and m[0] is the root of the
-  sum of their squares. So energy at the very top of the band counts as bin 0 in all values made of
-  magnitudes.
+- *m[k]* is the magnitude of bin k, 0 <= k < M with M = 512. *f[k]* = k * rate / 1024 is its frequency in
+  Hz: 43.07 Hz from bin to bin at 44100 Hz.
+- *magnitude* is the unit of m[k]: twice the modulus of the discrete Fourier transform of the windowed
+  frame, not divided by the frame size. A sine of amplitude 1 in the middle of a bin gives 512.5 in that
+  bin. A value in magnitudes is proportional to the level.
+- *Bin 0* holds two real terms, the one at 0 Hz and the one at rate / 2. m[0] is the square root of the sum
+  of their squares, so energy at the very top of the band counts as bin 0 in all values made of magnitudes.
 - *E* is the sum of all m[k]^2.
 - *full scale* is a sample value of 1. *1* as a unit is a pure number.
 )";
