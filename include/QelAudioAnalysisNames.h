@@ -1,7 +1,7 @@
 /*
- * The strings of the interface: keys, names inside results, parameters. Each is used exactly as it
- * stands; several carry a misspelling that is part of the name. Keys compare by content, so a
- * client's own CFString with the same text serves as well.
+ * The strings of the interface: keys, names inside results, parameters. Use each exactly as
+ * written: several are misspelled, and the misspelling is part of the name. Keys compare by
+ * content, so a client may use its own CFString with the same text.
  */
 #pragma once
 

@@ -1,5 +1,5 @@
 /*
- * QelAudioAnalysis for C++20: the whole client, headers alone.
+ * QelAudioAnalysis for C++20: the complete client, header only.
  *
  *     qel::Analyzer analyzer({"spectrum flux properties"}, {.sampleRateHz = 44100});
  *     analyzer.onResult([](const qel::Result& result) {
@@ -9,7 +9,7 @@
  *     analyzer.finish();
  *
  * Analyzer.hpp  the analyzer: keys and stream in, results out
- * Result.hpp    what the result callback receives, and the owning copy of it
+ * Result.hpp    what the result callback receives, and an owning copy of it
  * Keys.hpp      the table of keys: payloads, units, ranges, definitions, sources
  * Error.hpp     the exception that carries a status
  *

@@ -21,34 +21,38 @@
 namespace qel {
 
 /*
- * Owns an analyzer of the library. Move only; a moved-from analyzer can be assigned to and
- * destroyed, and answers everything else with kAudioAnalysisErr_NotInitialized.
+ * Owns an analyzer of the library. Move only. A moved-from analyzer can be assigned to and
+ * destroyed; everything else throws Error with kAudioAnalysisErr_NotInitialized.
  *
- * Life: construct, onResult, setParameter, push any number of times, finish; reset starts a new
- * stream with the same keys and setup.
+ * Life:
+ *   1. construct
+ *   2. onResult, setParameter
+ *   3. push, any number of times
+ *   4. finish
+ *   5. reset starts a new stream with the same keys and setup: continue with step 2 or 3
  *
- * Threads: one thread at a time per analyzer; different analyzers may run in different threads.
- * Callbacks run on the calling thread inside push, process and finish.
+ * Threads: use one analyzer in one thread at a time; different analyzers may run in different
+ * threads. Callbacks run in the calling thread inside push, process and finish.
  *
- * Faults: every refusal is an Error. An exception out of a callback does not cross the library: it
- * is kept, no further result of that call is handed out, and the call that caused it raises it at
- * its end. The stream goes on behind the audio of that call. Using an analyzer from inside of its
- * own callback raises std::logic_error (for destroying it there nothing can be raised: do not).
+ * Errors: every refusal throws Error. An exception from a callback does not pass through the
+ * library: it is stored, no further result of that call is delivered, and the call throws it at its
+ * end. The stream then continues after the audio of that call. Using an analyzer inside its own
+ * callback throws std::logic_error. Do not destroy it there, because destruction cannot throw.
  */
 class Analyzer {
 public:
     /*
-     * Makes an analyzer that is ready for audio.
+     * Creates an analyzer that is ready for audio.
      *
-     *   keys   what is wanted, exact texts of the table in Keys.hpp, in any order. Without keys
-     *          nothing arrives. A key that works only along with another one (KeyInfo::companion)
-     *          gets it, and the other one's results are kept back unless it is wanted too.
-     *   setup  the stream; its values are checked
+     *   keys   exact texts of the table in Keys.hpp, in any order. Without keys no result arrives.
+     * A key that needs another one (KeyInfo::companion) gets it; the results of the other one are
+     * dropped unless it was requested too. setup  the stream; its values are checked
      *
-     * Error with kAudioAnalysisErr_UnknownProperty names the first key that nothing in this version
-     * of the library answers to (the library itself would silently drop it and all keys behind it).
-     * Error with kAudioAnalysisErr_BadFormat
-     * for a setup that is out of range.
+     * Throws Error with
+     *   kAudioAnalysisErr_UnknownProperty  for the first key that this version of the library does
+     *                                      not know (the C function would drop it and all keys
+     *                                      after it without an error)
+     *   kAudioAnalysisErr_BadFormat        for a setup that is out of range
      */
     Analyzer(const std::vector<std::string>& keys, const StreamSetup& setup)
         : mStream(std::make_unique<detail::Stream>(keys, setup)) {}
@@ -57,33 +61,34 @@ public:
     Analyzer(std::span<const std::string_view> keys, const StreamSetup& setup)
         : Analyzer(std::vector<std::string>(keys.begin(), keys.end()), setup) {}
 
-    /* Whether there is an analyzer behind this object: false after it was moved from. */
+    /* False for a moved-from analyzer. */
     explicit operator bool() const noexcept { return mStream != nullptr; }
 
-    /* The stream as it was set up. */
+    /* The setup of the stream. */
     const StreamSetup& setup() const { return stream().setup(); }
 
-    /* Sets who receives the results from now on; an empty function drops them. */
+    /* Sets the receiver of results; an empty function drops them. */
     void onResult(ResultCallback callback) { stream().setCallback(std::move(callback)); }
 
     /*
-     * Analyzes the next stretch of a stream of one channel.
+     * Analyzes the next samples of a stream of one channel. Results arrive before the call returns.
      *
-     * Any number of samples from 0 to setup().maxFrames. More are refused with
-     * kAudioAnalysisErr_TooManyFrames and nothing is analyzed: they are not cut up silently, as
-     * "temporal properties" depend on how the audio is cut. kAudioAnalysisErr_BadFormat if the
-     * stream has another number of channels. Results arrive before the call returns.
+     * Accepts 0 to setup().maxFrames samples. More samples throw kAudioAnalysisErr_TooManyFrames,
+     * and nothing is analyzed: the client does not split them, because "temporal properties" depend
+     * on how the audio is cut. A stream with another number of channels throws
+     * kAudioAnalysisErr_BadFormat.
      *
-     * Some keys take pushes of certain sizes only (KeyInfo::pushMultiple). Any other push ends in
-     * kAudioAnalysisErr_BadFormat for their sake: such a key has taken nothing of it, and all other
-     * keys have taken it whole.
+     * Some keys accept pushes of certain sizes only (KeyInfo::pushMultiple). Any other push throws
+     * kAudioAnalysisErr_BadFormat. Such a key has then ignored the push, and all other keys have
+     * analyzed it.
      */
     void push(std::span<const float> samples) {
         requireChannels(1);
         stream().push(samples.size(), [&](std::uint32_t) { return present(samples.data()); });
     }
 
-    /* The same with one span per channel, all of one length (else kAudioAnalysisErr_BadFormat). */
+    /* The same with one span per channel, all of the same length (else
+     * kAudioAnalysisErr_BadFormat). */
     void push(std::span<const std::span<const float>> channels) {
         requireChannels(channels.size());
         const std::size_t frames = channels.front().size();
@@ -102,9 +107,9 @@ public:
     }
 
     /*
-     * The same with the channels' samples taking turns. The number of samples must be a multiple of
-     * the number of channels, else kAudioAnalysisErr_BadFormat. The first call allocates room for
-     * the largest push.
+     * The same with interleaved channels. The number of samples must be a multiple of the number of
+     * channels, else kAudioAnalysisErr_BadFormat. The first call allocates memory for the largest
+     * push.
      */
     void pushInterleaved(std::span<const float> samples) {
         const std::size_t channels = stream().setup().channels;
@@ -122,41 +127,44 @@ public:
     }
 
     /*
-     * Ends the stream: whole-stream results arrive. `progress` may be empty. Returns false if
-     * `progress` asked to stop, in which case results may be missing; else true.
+     * Ends the stream and delivers the results of the whole stream. `progress` may be empty.
+     * Returns true, or false if `progress` asked to stop; results may then be missing.
      *
-     * Each group of keys reports its progress from its own beginning, so that percentages can fall.
-     * A stop while beats are tracked still delivers the tempo, with a list of beats that may be
-     * empty or short.
+     * Each group of keys reports its progress from its own start, so percentages can decrease. A
+     * stop while beats are tracked still delivers the tempo, with a list of beats that may be empty
+     * or short.
      *
-     * Error with kStatusNoTempo: the audio of some channel has no tempo. "global tempo", "beat
-     * data" and "down beat data" do not arrive, and neither does "global number of beats per bar"
-     * if it was asked for along with one of them. Error with kStatusNoMeter: some channel has no
-     * meter. Tempi, beats and meters have arrived, the meter of that channel as 0; down beats have
-     * not. What arrived before an Error stays good, and so does what came of other groups of keys.
+     * Throws Error with
+     *   kStatusNoTempo  the audio of a channel has no tempo. "global tempo", "beat data" and "down
+     *                   beat data" do not arrive, nor does "global number of beats per bar" if it
+     *                   was requested together with one of them.
+     *   kStatusNoMeter  a channel has no meter. Tempi, beats and meters have arrived, the meter of
+     *                   that channel as 0. Down beats have not.
+     * Results that arrived before an Error are valid, and so are those of other groups of keys.
      *
-     * The library tells the status of its last group of keys and no other. With keys of several
-     * groups an Error can therefore be missing: a key without a result says the same.
+     * The library returns the status of its last group of keys only. With keys of several groups an
+     * Error may therefore not be thrown; a key without a result means the same.
      *
-     * Call it once per stream, and go on with reset.
+     * Call it once per stream, then reset.
      */
     bool finish(const Progress& progress = {}) { return stream().process(true, progress); }
 
-    /* As finish, without ending the stream: kAudioAnalysisErr_NotEnoughData where a group of keys
-       has had too little audio for a result. */
+    /* As finish, without ending the stream. Throws kAudioAnalysisErr_NotEnoughData if a group of
+       keys has too little audio for a result. */
     bool process(const Progress& progress = {}) { return stream().process(false, progress); }
 
-    /* Starts a new stream with the same setup; time and frame indices count from 0 again. */
+    /* Starts a new stream with the same setup. Times and frame indices count from 0 again. */
     void reset() { stream().reset(); }
 
-    /* Sets a parameter; kAudioAnalysisErr_UnknownProperty if no key of this analyzer has it. */
+    /* Sets a parameter. Throws kAudioAnalysisErr_UnknownProperty if no key of this analyzer has it.
+     */
     void setParameter(const std::string& name, float value) {
         const detail::CFOwner<CFStringRef> string = detail::makeString(name);
         detail::check(QelAudioAnalysisSetParameter(stream().handle(), string.get(), value),
                       "parameter \"" + name + "\"");
     }
 
-    /* Reads a parameter; statuses as for setParameter. */
+    /* Reads a parameter; throws as setParameter does. */
     float parameter(const std::string& name) const {
         const detail::CFOwner<CFStringRef> string = detail::makeString(name);
         float value = 0;
@@ -165,7 +173,7 @@ public:
         return value;
     }
 
-    /* The parameters that the keys of this analyzer have. */
+    /* The parameters of the keys of this analyzer. */
     std::vector<std::string> parameterNames() const {
         const detail::CFOwner<CFMutableArrayRef> names = detail::makeArray();
         CFMutableArrayRef array = names.get();
@@ -177,24 +185,24 @@ public:
         return detail::textsOf(names.get());
     }
 
-    /* Sample rate, frame and hop of a key; kAudioAnalysisErr_UnknownProperty if nothing in this
-       analyzer answers to it. */
+    /* Sample rate, frame and hop of a key. Throws kAudioAnalysisErr_UnknownProperty if this
+       analyzer does not compute it. */
     KeyMetaData metaData(const std::string& key) const { return stream().metaData(key); }
 
-    /* Every public key, in the library's order, whether this version builds it or not. */
+    /* All public keys, in the library's order, whether or not this version computes them. */
     static std::vector<std::string> allKeys() {
         const auto keys = detail::own(QelAudioAnalysisGlobalCopyKeys());
         return detail::textsOf(keys.get());
     }
 
-    /* Those of allKeys() that this version of the library builds, each tried by itself. */
+    /* The keys of allKeys() that this version computes. Each is tried on its own. */
     static std::vector<std::string> availableKeys() {
         std::vector<std::string> keys = allKeys();
         std::erase_if(keys, [](const std::string& key) { return !isAvailable(key); });
         return keys;
     }
 
-    /* Whether an analyzer can be made for this key alone. */
+    /* Whether an analyzer can be created for this key alone. */
     static bool isAvailable(const std::string& key) {
         try {
             Analyzer(std::vector<std::string>{key}, StreamSetup{.maxFrames = 1});
@@ -223,7 +231,7 @@ private:
         }
     }
 
-    /* The library wants a pointer that is not null, an empty push included. */
+    /* The library needs a non-null pointer, also for an empty push. */
     static const float* present(const float* data) noexcept {
         static constexpr float kNothing = 0;
         return data ? data : &kNothing;

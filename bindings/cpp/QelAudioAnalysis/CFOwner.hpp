@@ -37,7 +37,7 @@ private:
     Ref mRef = nullptr;
 };
 
-/* Throws std::bad_alloc where the container could not be made. */
+/* Throws std::bad_alloc if the container could not be made. */
 template <class Ref>
 CFOwner<Ref> own(Ref ref) {
     if (!ref) {
@@ -46,7 +46,7 @@ CFOwner<Ref> own(Ref ref) {
     return CFOwner<Ref>(ref);
 }
 
-/* Error with kAudioAnalysisErr_UnknownProperty for text that is not UTF-8: no name is like that. */
+/* Throws kAudioAnalysisErr_UnknownProperty for text that is not UTF-8, because all names are. */
 inline CFOwner<CFStringRef> makeString(std::string_view text) {
     const CFStringRef string =
         CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),

@@ -1,5 +1,5 @@
 /*
- * The exception of the C++ client: a status of the library with a sentence around it.
+ * The exception of the C++ client: a status of the library with a message.
  */
 #pragma once
 
@@ -11,17 +11,17 @@
 
 namespace qel {
 
-/* Statuses of whole-stream results, out of Analyzer::finish and Analyzer::process. */
+/* Statuses of results of the whole stream, from Analyzer::finish and Analyzer::process. */
 inline constexpr SInt32 kStatusNoTempo = -1;
 inline constexpr SInt32 kStatusNoMeter = -3;
 inline constexpr SInt32 kStatusStopped = -128;
 
 /*
- * What a status means, in words: one line without a full stop. Any thread.
+ * The meaning of a status, in words: one line without a full stop. Any thread.
  *
- * -1 out of QelAudioAnalysisProcess also tells that the progress callback asked to stop. That
- * meaning has no words here: the callback knows, and the C++ client answers with a result instead
- * of an Error.
+ * -1 from QelAudioAnalysisProcess can also mean that the progress callback asked to stop. This text
+ * leaves that meaning out: the callback knows of it, and the C++ client returns false instead of
+ * throwing an Error.
  */
 inline std::string_view statusText(SInt32 status) noexcept {
     switch (status) {
@@ -53,7 +53,7 @@ inline std::string_view statusText(SInt32 status) noexcept {
     }
 }
 
-/* Raised by every refusal, of the library or of the client itself. */
+/* Thrown for every refusal, by the library or by the client itself. */
 class Error : public std::runtime_error {
 public:
     /* `context` says what was being done. */

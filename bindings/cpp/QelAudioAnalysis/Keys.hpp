@@ -1,9 +1,9 @@
 /*
- * The table of keys: one row for every key that this version of the library builds, in the order of
- * QelAudioAnalysisGlobalCopyKeys. docs/keys.md, the decoding of results and the tool's listing are
- * made from it; a test holds it and the library together.
+ * The table of keys: one row for every key of this version of the library, in the order of
+ * QelAudioAnalysisGlobalCopyKeys. docs/keys.md, the decoding of results and the listing of the tool
+ * are made from it. A test compares it with the library.
  *
- * A new key is a new row, and a list of its values in a file of its group.
+ * A new key is a new row, with a list of its values in the header of its group.
  */
 #pragma once
 

@@ -9,7 +9,7 @@
 
 namespace qel {
 
-/* The markers of what was not found are no values: they lie outside of these ranges. */
+/* The markers for "not found" are not values: they lie outside these ranges. */
 inline constexpr ValueInfo kAudioRangeValues[] = {
     {"headroom",
      "full scale",

@@ -20,9 +20,9 @@
 
 namespace qel {
 
-/* A moment of the stream: a beat, a down beat. */
+/* An event of the stream: a beat, a down beat, an onset. */
 struct Event {
-    double timeSeconds; /* from the stream's start */
+    double timeSeconds; /* from the start of the stream */
     float strength;
 
     bool operator==(const Event&) const = default;
@@ -30,7 +30,7 @@ struct Event {
 
 /* A sinusoidal track in one frame. */
 struct Partial {
-    std::int32_t bin; /* that it lies in */
+    std::int32_t bin;
     float frequencyHz;
     float magnitude; /* linear, as in the spectrum */
     float phaseRadians;
@@ -39,7 +39,7 @@ struct Partial {
     bool operator==(const Partial&) const = default;
 };
 
-/* How far the samples of a channel reach. What was not found is empty. */
+/* The range of a channel in amplitude and frequency. Values that were not found are empty. */
 struct AudioRange {
     std::optional<float> headroom; /* fraction of full scale */
     std::optional<float> noiseFloorDb;
@@ -50,13 +50,13 @@ struct AudioRange {
 
 namespace detail {
 
-/* Whether a payload is nothing but floats. */
+/* Whether a payload consists of floats only. */
 inline bool holdsFloats(const KeyInfo& info) noexcept {
     return info.payload == PayloadKind::Floats || info.payload == PayloadKind::ComplexPairs ||
            info.payload == PayloadKind::Vector;
 }
 
-/* Whether a payload is single floats with names of their own; a vector of one place is. */
+/* Whether a payload is single floats with names; a vector of one place is. */
 inline bool holdsNamedFloats(const KeyInfo& info) noexcept {
     return info.payload == PayloadKind::Floats ||
            (info.payload == PayloadKind::Vector && info.payloadBytes == sizeof(float));
@@ -77,8 +77,8 @@ inline std::size_t valueIndex(const KeyInfo* info, std::string_view name) {
 
 } // namespace detail
 
-/* A result that owns its numbers. Those members are filled, one entry per channel, that the key's
-   payload has; the others are empty. Later versions may add members for other kinds. */
+/* A result that owns its numbers. Only the members for the key's payload are filled, with one entry
+   per channel; the others are empty. Later versions may add members for other kinds. */
 struct StoredResult {
     std::string key;
     const KeyInfo* info = nullptr; /* as Result::info() */
@@ -100,8 +100,8 @@ struct StoredResult {
 /*
  * One result of one key, of a frame, a push or the stream: a view of the library's memory.
  *
- * Lives only until the result callback returns, with every span taken from it; store() makes a copy
- * that stays. Channels count from 0; a channel that is not there raises std::out_of_range.
+ * Valid only until the result callback returns, and so is every span taken from it. store() makes a
+ * copy. Channels count from 0. A channel that does not exist throws std::out_of_range.
  */
 class Result {
 public:
@@ -110,36 +110,35 @@ public:
         : mKey(key), mInfo(info), mFrameIndex(frameIndex), mTimeSeconds(timeSeconds),
           mBlocks(blocks) {}
 
-    /* Which result this is. */
+    /* The key of the result. */
     std::string_view key() const noexcept { return mKey; }
 
-    /* The key's row of the table; null for a key that is newer than this header. */
+    /* The key's row of the table; null for a key newer than this header. */
     const KeyInfo* info() const noexcept { return mInfo; }
 
-    /* Counts the results of this key from 0, from the stream's start; so it is 0 for the result
-       that a stream gives at its end. */
+    /* The number of the result, counted per key from 0 at the start of the stream. 0 for a result
+       of the whole stream. */
     std::uint64_t frameIndex() const noexcept { return mFrameIndex; }
 
-    /* Seconds from the stream's start to the first sample of what the result is about: of the
-       frame, or of the push for a key that is delivered per push. Several results of one frame
-       stand at equal steps in its hop. 0 for a result about the stream as a whole; the events in it
-       carry times of their own. */
+    /* Seconds from the start of the stream to the first sample of the frame, or of the push for a
+       key that is delivered per push. Several results of one frame are spaced evenly over the hop.
+       0 for a result of the whole stream; the events in it have their own times. */
     double timeSeconds() const noexcept { return mTimeSeconds; }
 
     /* Number of channels of the stream. */
     std::size_t channels() const noexcept { return mBlocks.size(); }
 
-    /* The payload of a channel as floats: one per value, one per place of a vector, or pairs one
-       after another. Raises Error with kAudioAnalysisErr_UnknownProperty for a key without a row in
-       the table, and for one whose payload is of another kind. */
+    /* The payload of a channel as floats: one per value, one per place of a vector, or the numbers
+       of all pairs. Throws Error with kAudioAnalysisErr_UnknownProperty for a key without a row in
+       the table, and for a key with another kind of payload. */
     std::span<const float> floats(std::size_t channel = 0) const {
         require(mInfo && detail::holdsFloats(*mInfo), "floats");
         const QelAudioAnalysisBlock& block = blockOf(channel);
         return {static_cast<const float*>(block.mData), block.mDataByteSize / sizeof(float)};
     }
 
-    /* The payload of a channel as complex numbers; the payload must be of pairs, else Error as for
-       floats(). */
+    /* The payload of a channel as complex numbers. Throws Error as floats() does if the payload is
+       not complex pairs. */
     std::span<const std::complex<float>> complexes(std::size_t channel = 0) const {
         require(mInfo && mInfo->payload == PayloadKind::ComplexPairs, "complex numbers");
         const QelAudioAnalysisBlock& block = blockOf(channel);
@@ -147,8 +146,8 @@ public:
                 block.mDataByteSize / sizeof(std::complex<float>)};
     }
 
-    /* The events of a channel in ascending order of time, as a copy that stays; the payload must be
-       of events, else Error as for floats(). */
+    /* A copy of the events of a channel, in ascending order of time. Throws Error as floats() does
+       if the payload is not events. */
     std::vector<Event> events(std::size_t channel = 0) const {
         require(mInfo && mInfo->payload == PayloadKind::Events, "events");
         const auto list = recordOf<QelAudioAnalysisEventList>(channel);
@@ -160,8 +159,8 @@ public:
         return events;
     }
 
-    /* The partials of a channel, the oldest track first, as a copy that stays; the payload must be
-       of partials, else Error as for floats(). */
+    /* A copy of the partials of a channel, the oldest track first. Throws Error as floats() does if
+       the payload is not partials. */
     std::vector<Partial> partials(std::size_t channel = 0) const {
         require(mInfo && mInfo->payload == PayloadKind::Partials, "partials");
         const auto list = recordOf<PartialList>(channel);
@@ -175,7 +174,7 @@ public:
         return partials;
     }
 
-    /* The range of a channel; the payload must be one, else Error as for floats(). */
+    /* The range of a channel. Throws Error as floats() does if the payload is not a range. */
     AudioRange range(std::size_t channel = 0) const {
         require(mInfo && mInfo->payload == PayloadKind::Range, "range");
         constexpr float kNoLevel = 100;
@@ -188,29 +187,29 @@ public:
                 unless(kNone, record.mCutoff)};
     }
 
-    /* The count of a channel; the payload must be one, else Error as for floats(). */
+    /* The count of a channel. Throws Error as floats() does if the payload is not a count. */
     std::uint32_t count(std::size_t channel = 0) const {
         require(mInfo && mInfo->payload == PayloadKind::Count, "count");
         return recordOf<std::uint32_t>(channel);
     }
 
-    /* The name of a channel, as a copy that stays; the payload must be one, else Error as for
-       floats(). The library's string is given back for you behind the result callback. */
+    /* A copy of the name of a channel. Throws Error as floats() does if the payload is not a name.
+       The client releases the library's string after the result callback. */
     std::string name(std::size_t channel = 0) const {
         require(mInfo && mInfo->payload == PayloadKind::Name, "name");
-        // The block need not tell its size.
+        // The block may have no size.
         const auto string = static_cast<CFStringRef>(blockOf(channel).mData);
         return string ? detail::textOf(string) : std::string();
     }
 
-    /* One value by its name in the table. Error with kAudioAnalysisErr_UnknownProperty if the key
-       has no single value of that name. */
+    /* One value by its name in the table. Throws Error with kAudioAnalysisErr_UnknownProperty if
+       the key has no single value of that name. */
     float value(std::string_view name, std::size_t channel = 0) const {
         const std::size_t index = detail::valueIndex(mInfo, name);
         return floats(channel)[index];
     }
 
-    /* The payload as it came, for any key; for a name, the reference. */
+    /* The bytes of the payload, for any key; for a name, the reference. */
     std::span<const std::byte> bytes(std::size_t channel = 0) const {
         const QelAudioAnalysisBlock& block = blockOf(channel);
         if (mInfo && mInfo->payload == PayloadKind::Name) {
@@ -219,8 +218,8 @@ public:
         return {static_cast<const std::byte*>(block.mData), block.mDataByteSize};
     }
 
-    /* An owning copy. Error with kAudioAnalysisErr_UnknownProperty for a key without a row in the
-       table. */
+    /* An owning copy. Throws Error with kAudioAnalysisErr_UnknownProperty for a key without a row
+       in the table. */
     StoredResult store() const {
         StoredResult stored{std::string(mKey), mInfo, mFrameIndex, mTimeSeconds};
         for (std::size_t c = 0; c < channels(); ++c) {
@@ -253,7 +252,7 @@ private:
                         "no " + std::string(what) + " in \"" + std::string(mKey) + "\"");
         }
     }
-    /* A record of a payload; all zero if the block is too small for it. */
+    /* A record of a payload; all zero if the block is too small. */
     template <class Record>
     Record recordOf(std::size_t channel, std::size_t index = 0) const {
         const QelAudioAnalysisBlock& block = blockOf(channel);

@@ -42,7 +42,7 @@ inline std::vector<std::string> withCompanions(const std::vector<std::string>& k
     return all;
 }
 
-/* Gives the names in blocks of that kind back at its end: whoever receives them owns them. */
+/* Releases the names in blocks of that kind at its end: their receiver owns them. */
 class ReceivedNames {
 public:
     ReceivedNames(const KeyInfo* info, std::span<const QelAudioAnalysisBlock> blocks) noexcept {
@@ -64,7 +64,7 @@ private:
     std::span<const QelAudioAnalysisBlock> mBlocks;
 };
 
-/* Owns the handle, and stands between the library's callbacks and the client's. */
+/* Owns the handle, and connects the library's callbacks with the client's. */
 class Stream {
 public:
     Stream(const std::vector<std::string>& keys, const StreamSetup& setup) : mSetup(setup) {
@@ -106,7 +106,7 @@ public:
                                                              " frames, maximum " +
                                                              std::to_string(mSetup.maxFrames));
         }
-        // A list with room for n buffers is smaller than n lists of one buffer each.
+        // A list with n buffers is smaller than n lists of one buffer each.
         AudioBufferList& list = mLists.front();
         AudioBuffer* buffers = list.mBuffers;
         list.mNumberBuffers = mSetup.channels;
@@ -125,7 +125,7 @@ public:
         check(isRefusedEmpty ? 0 : status, "pushing audio");
     }
 
-    /* Samples that are kept for a push: maxFrames per channel, made at the first call. */
+    /* Scratch samples for a push: maxFrames per channel, allocated at the first call. */
     float* scratch(std::uint32_t channel) {
         mScratch.resize(std::size_t{mSetup.channels} * mSetup.maxFrames);
         return mScratch.data() + std::size_t{channel} * mSetup.maxFrames;
@@ -155,7 +155,7 @@ public:
     }
 
     KeyMetaData metaData(const std::string& key) const {
-        // The library leaves the frame fields alone where a key keeps no frames.
+        // The library does not write the frame fields for a key without frames.
         QelAudioAnalysisKeyMetaData data{};
         UInt32 size = 0;
         check(QelAudioAnalysisGetProperty(mHandle, kQelAnalysisProperty_MetaDataForKey,
@@ -192,7 +192,7 @@ private:
         }
     }
 
-    /* The status of the library tells of it only where no other group of keys comes behind. */
+    /* The status of the library shows it only if no other group of keys follows. */
     void requireMultiple(std::size_t frames) const {
         if (mPushKey && frames % mPushKey->pushMultiple != 0) {
             throw Error(kAudioAnalysisErr_BadFormat,
@@ -222,7 +222,7 @@ private:
         mLists.resize(mSetup.channels);
     }
 
-    /* Refuses a key that nothing in the analyzer answers to. */
+    /* Refuses a key that the analyzer does not compute. */
     void remember(const std::string& key, bool isWanted) {
         const KeyInfo* info = findKey(key);
         const KeyMetaData data = metaData(key);
@@ -238,7 +238,7 @@ private:
                 return state;
             }
         }
-        // A key of the same group that nobody asked for: the table has to tell of it.
+        // A key of the same group that was not requested: the table describes it.
         std::string name = textOf(key);
         const KeyInfo* info = findKey(name);
         const KeyMetaData data =
@@ -260,8 +260,8 @@ private:
         return static_cast<double>(frame) * hop / (perFrame * mSetup.sampleRateHz);
     }
 
-    /* Blocks with one entry per channel and frame, of which the first one of each channel holds all
-       of its frames: the same, frame after frame. */
+    /* From blocks of which the first one of each channel holds all frames of the channel: one block
+       per frame and channel, frame-major. */
     static std::vector<QelAudioAnalysisBlock>
     frameMajor(std::span<const QelAudioAnalysisBlock> blocks, std::size_t channels) {
         const std::size_t frames = blocks.size() / channels;
@@ -332,7 +332,8 @@ private:
         }
     }
 
-    /* Calls the library with the callbacks armed; memory faults of the library pass through. */
+    /* Calls the library with the callbacks enabled; std::bad_alloc of the library passes through.
+     */
     template <class Call>
     SInt32 run(Call call) {
         struct Guard {
