@@ -27,8 +27,8 @@ namespace {
 
 constexpr std::uint32_t kLargestBlock = 1048576; // 2^20 samples, 24 s at 44.1 kHz
 
-constexpr const char* kFooter = "Exit status: 0 all well; 1 a file could not be analyzed or an "
-                                "output not written; 2 the command line made no sense.";
+constexpr const char* kFooter = "Exit status: 0 success; 1 a file could not be analyzed or an "
+                                "output not written; 2 usage error.";
 
 struct CommandLine {
     AnalyzeOptions analyze;
@@ -65,66 +65,69 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
     command->add_option("FILE", options.files, "Audio files")->required();
     CLI::Option* keys = AddRepeatable(
         command, "--keys", options.keyLists,
-        "Keys to analyze, separated by commas; without --keys or --all: with json and csv those "
-        "that deliver at most 64 numbers per frame, and none at end; with labels all that have "
-        "events or a name per frame; with beats "
-        "\"beat data\", \"down beat data\" and \"global number of beats per bar\"");
+        "Keys to analyze, separated by commas. Default with json and csv: per-frame keys of up to "
+        "64 values; request tempo, beats and onsets by name. Default with labels: all keys with "
+        "events or a name per frame. Default with beats: \"beat data\", \"down beat data\" and "
+        "\"global number of beats per bar\"");
     keys->type_name("LIST");
     command
         ->add_flag("--all", options.allKeys,
-                   "Analyze all keys, bulky ones (more than 64 numbers per frame) and those "
-                   "delivered at end (tempo, beats, meter, onsets) too; with "
-                   "labels and beats all that they can show")
+                   "Analyze all keys, including those with more than 64 values per frame and those "
+                   "delivered at the end (tempo, beats, meter, onsets); with labels and beats, all "
+                   "keys that the format supports")
         ->excludes(keys);
     AddChoice<OutputFormat>(command, "--format", options.format,
                             {{"json", OutputFormat::Json},
                              {"csv", OutputFormat::Csv},
                              {"labels", OutputFormat::Labels},
                              {"beats", OutputFormat::Beats}},
-                            "json (default); csv; labels: a label track per key with events "
-                            "or a name per frame, of "
-                            "lines \"start end text\"; beats: lines \"time position-in-bar\"");
+                            "json (default); csv; labels: one label track per key with events or a "
+                            "name per frame, lines \"start end text\"; beats: lines \"time "
+                            "position-in-bar\"");
     command
         ->add_option("--output", options.output,
-                     "Where results go, default - (standard output): with json a file; else a "
-                     "directory, in which every audio file gets a directory of its own, or - for "
-                     "what would be one file there; made if it is not there")
+                     "Output, default - (standard output). With json: a file. Otherwise: a "
+                     "directory, in which every audio file gets its own directory; - works if the "
+                     "output is a single file. Missing directories are created")
         ->type_name("PATH");
     AddChoice<ChannelMix>(command, "--mix", options.mix,
                           {{"mono", ChannelMix::Mono}, {"keep", ChannelMix::Keep}},
-                          "mono (default): analyze the mean of all channels; keep: analyze each");
+                          "mono (default): analyze the mean of all channels; keep: analyze each "
+                          "channel");
     command
-        ->add_option("--block", options.blockSamples,
-                     "Samples per block, 1 to 1048576, default 4096; \"temporal properties\" are "
-                     "taken over blocks of this size, and nothing else depends on it")
+        ->add_option(
+            "--block", options.blockSamples,
+            "Samples per block, 1 to 1048576, default 4096. \"temporal properties\" have one "
+            "result per block; other results do not depend on it, except \"onset data\" "
+            "with --mix keep")
         ->check(CLI::Range(std::uint32_t{1}, kLargestBlock))
         ->type_name("N");
     AddRepeatable(command, "--param", options.parameters,
-                  "Set a parameter of the analysis, as in --param \"Genre Hint=0\"; repeatable")
+                  "Set a parameter, for example --param \"Genre Hint=0\"; repeatable")
         ->type_name("NAME=VALUE");
     command
         ->add_option("--min-strength", options.minStrength,
-                     "Leave events (beats, down beats, onsets) whose strength is below S out of "
-                     "every format; bar positions still count all; a number of 0 or above, "
+                     "Leave out events (beats, down beats, onsets) with a strength below S, in all "
+                     "formats; bar positions still count all events; a number of 0 or more, "
                      "default 0")
         ->type_name("S");
     command->add_flag("--overwrite", options.overwrite,
-                      "Replace outputs that exist already, which are refused otherwise");
-    command->add_flag("--quiet", options.quiet, "No progress bar, even on a terminal");
+                      "Replace existing outputs; without it they are refused");
+    command->add_flag("--quiet", options.quiet, "Draw no progress bar");
     command->footer(kFooter);
 }
 
 void AddSelfTest(CLI::App& app, CommandLine& line) {
     CLI::App* command = app.add_subcommand(
-        "selftest", "Check that this machine gives the same results as every other");
+        "selftest", "Check that this machine gives the same results as all others");
     line.selfTestCommand = command;
-    CLI::Option* print = command->add_flag(
-        "--print", line.selfTest.print, "Print the digests of the results as source text instead");
+    CLI::Option* print = command->add_flag("--print", line.selfTest.print,
+                                           "Print the digests of the results as source text");
     command
         ->add_flag("--short", line.selfTest.shortSignal,
                    "Analyze 3 s of audio instead of 13 s, for slow machines")
         ->excludes(print);
-    command->footer("Exit status: 0 all results are the same; 1 some differ.");
+    command->footer("Exit status: 0 all results are the same; 1 a result differs.");
 }
 
 void AddCommands(CLI::App& app, CommandLine& line) {
@@ -134,8 +137,8 @@ void AddCommands(CLI::App& app, CommandLine& line) {
     app.footer(kFooter);
     AddAnalyze(app, line);
     line.keysCommand = app.add_subcommand("keys", "List the keys");
-    line.keysCommand->add_flag("--json", line.jsonKeys, "Everything about all keys, in JSON");
-    line.describeCommand = app.add_subcommand("describe", "Tell everything about one key");
+    line.keysCommand->add_flag("--json", line.jsonKeys, "Describe all keys completely, in JSON");
+    line.describeCommand = app.add_subcommand("describe", "Describe one key completely");
     line.describeCommand->add_option("KEY", line.describedKey, "The key")->required();
     AddSelfTest(app, line);
 }

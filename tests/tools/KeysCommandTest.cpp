@@ -176,8 +176,9 @@ TEST(KeysCommandTest, VersionAndHelpSucceed) {
         EXPECT_NE(help.out.find(command), std::string::npos) << command;
     }
     const std::string analyze = Unwrapped(RunTool({"analyze", "--help"}).out);
-    EXPECT_NE(analyze.find("those that deliver at most 64 numbers per frame, and none at end"),
-              std::string::npos);
+    EXPECT_NE(
+        analyze.find("per-frame keys of up to 64 values; request tempo, beats and onsets by name"),
+        std::string::npos);
 }
 
 } // namespace

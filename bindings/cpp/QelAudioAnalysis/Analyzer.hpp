@@ -45,8 +45,9 @@ public:
      * Creates an analyzer that is ready for audio.
      *
      *   keys   exact texts of the table in Keys.hpp, in any order. Without keys no result arrives.
-     * A key that needs another one (KeyInfo::companion) gets it; the results of the other one are
-     * dropped unless it was requested too. setup  the stream; its values are checked
+     *          A key that needs another one (KeyInfo::companion) gets it; the results of the other
+     *          one are dropped unless it was requested too.
+     *   setup  the stream; its values are checked
      *
      * Throws Error with
      *   kAudioAnalysisErr_UnknownProperty  for the first key that this version of the library does
@@ -87,8 +88,7 @@ public:
         stream().push(samples.size(), [&](std::uint32_t) { return present(samples.data()); });
     }
 
-    /* The same with one span per channel, all of the same length (else
-     * kAudioAnalysisErr_BadFormat). */
+    /* The same with one span per channel, all of one length (else kAudioAnalysisErr_BadFormat). */
     void push(std::span<const std::span<const float>> channels) {
         requireChannels(channels.size());
         const std::size_t frames = channels.front().size();

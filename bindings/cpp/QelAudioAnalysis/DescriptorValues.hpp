@@ -21,9 +21,9 @@ inline constexpr Range kNotNegative{0, kOpen};
 inline constexpr Range kShare{0, 1};
 inline constexpr Range kUpToHalfRate{0, 1, true};
 
-/* Extreme standardized moments of 40 samples, which occur if all but one are equal. With n samples
-   and without the factor n of the usual kurtosis and sqrt(n) of the usual skewness, they are (n^2 -
-   3 n + 3) / (n (n - 1)) and (n - 2) / sqrt(n (n - 1)). */
+/* Extreme standardized moments of 40 samples, of which all but one are equal. With n samples and
+   without the factor n of the usual kurtosis and sqrt(n) of the usual skewness, they are
+   (n^2 - 3 n + 3) / (n (n - 1)) and (n - 2) / sqrt(n (n - 1)). */
 inline constexpr Range kKurtosisOf40{0, (40.0 * 40 - 3 * 40 + 3) / (40 * 39)};
 inline constexpr Range kSkewnessOf40{-38 / 39.496835316262997, 38 / 39.496835316262997};
 
