@@ -198,7 +198,7 @@ int Answer(const CLI::App& app, const CLI::Success& request) {
 }
 
 int ParseAndRun(int argc, const char* const* argv) {
-    CLI::App app("Audio features of music, from files", "qel");
+    CLI::App app("Extracts audio features from music files", "qel");
     CommandLine line;
     AddCommands(app, line);
     try {

@@ -49,8 +49,8 @@ inline constexpr ValueInfo kTemporalValues[] = {
      "The root mean square energy of the pushes so far, smoothed by a third-order Butterworth "
      "low-pass filter that takes one step per push. Its cutoff is 0.0059 of the push rate, so it "
      "needs about 58 pushes to reach half of a step. Example: a full-scale sine has brought it to "
-     "0.20 after 43 pushes, on its way to 0.707. It can fall slightly below 0 after a loud "
-     "passage.",
+     "0.20 after 43 pushes, on its way to 0.707. The envelope can fall slightly below 0 after a "
+     "loud passage.",
      "Butterworth, On the theory of filter amplifiers, Experimental Wireless 7, 1930"},
 };
 
@@ -190,7 +190,7 @@ inline constexpr ValueInfo kSpectrumPeakValues[] = {
      "after Sethares, Local consonance and the relationship between timbre and scale, J. Acoust. "
      "Soc. Am. 94(3), 1993, which models Plomp and Levelt, Tonal consonance and critical "
      "bandwidth, "
-     "J. Acoust. Soc. Am. 38, 1965, and weighs both exponentials"},
+     "J. Acoust. Soc. Am. 38, 1965, and weights both exponentials"},
     {"spectrum regularity", "magnitude", detail::kNotNegative,
      "Sum of (p[i] - p[i+1])^2 over neighbouring peaks, divided by S. Despite its name it is "
      "greater for an irregular spectrum, and it grows with the level. Keeps its last value "

@@ -26,9 +26,9 @@ inline constexpr KeyInfo kKeys[] = {
      "a curve with a fixed step."},
     {"generic spectrum properties", PayloadKind::Floats, 64, Delivery::PerFrame, 1024, 512,
      kGenericSpectrumValues,
-     "General values of the magnitude spectrum of one frame. Examples below, computed with qel at "
-     "44100 Hz: S is a steady sine of 1000 Hz and amplitude 0.5, N is white noise of root mean "
-     "square 0.1."},
+     "General values of the magnitude spectrum of one frame. Examples: Computed with qel at 44100 "
+     "Hz. S is a steady sine of 1000 Hz and amplitude 0.5, N is white noise of root mean square "
+     "0.1."},
     {"spectrum histogram properties", PayloadKind::Floats, 8, Delivery::PerFrame, 1024, 512,
      kSpectrumHistogramValues,
      "Shape of the distribution of the magnitudes m[k] of one frame. The magnitudes are counted "
@@ -44,7 +44,7 @@ inline constexpr KeyInfo kKeys[] = {
      "above. S is the sum of all p[i]. Peaks are counted, not matched to harmonics: p[0] is the "
      "lowest peak, whether it is a fundamental or noise. Rounding noise has peaks too, so a clean "
      "synthetic tone has more than a hundred. A value that keeps its last value repeats that of "
-     "the previous frame (0 at the start of the stream). Examples, computed with qel at 44100 Hz: "
+     "the previous frame (0 at the start of the stream). Examples: Computed with qel at 44100 Hz. "
      "H is a 220 Hz tone with ten harmonics of amplitude 0.3 / k, N is white noise of root mean "
      "square 0.1."},
     {"spectrum flux properties", PayloadKind::Floats, 8, Delivery::PerFrame, 1024, 512,
@@ -62,47 +62,47 @@ inline constexpr KeyInfo kKeys[] = {
     {"mel frequency cepstral coefficients", PayloadKind::Vector, 52, Delivery::PerFrame, 4096, 2048,
      kMelCepstralValues,
      "Non-standard MFCCs: 13 numbers that describe the spectrum from 133 to 1071 Hz, scaled to "
-     "unit norm. They are not comparable with the MFCCs of other libraries. There are 13 filters, "
-     "and frequencies below 133.3 Hz and above 1070.9 Hz do not count. Filter p is a triangle "
+     "unit norm. They are not comparable with the MFCCs of other libraries. Filters: There are "
+     "13, and frequencies below 133.3 Hz and above 1070.9 Hz do not count. Filter p is a triangle "
      "over the frequencies from f[p] to f[p+2] with its top at f[p+1] and an area of 1. f[p] is "
      "133.333 + 66.667 p for p from 0 to 12; f[13] = 999.76 and f[14] = 1070.91 Hz. L[p] = "
-     "log10(max(1e-10, sum of the filter times \"mel spectrum\")). The dot product of two vectors "
-     "is the cosine of their angle; use it to compare two frames. The vector depends on the "
-     "level: a gain adds the same number to all L[p], which rotates the vector."},
+     "log10(max(1e-10, sum of the filter times \"mel spectrum\")). Use: The dot product of two "
+     "vectors is the cosine of their angle; use it to compare two frames. The vector depends on "
+     "the level: a gain adds the same number to all L[p], which rotates the vector."},
     {"tempo", PayloadKind::Vector, 4, Delivery::PerFrame, 1024, 512, kTempoValues,
      "The running tempo, from the audio so far. There are two results per frame, the second for "
-     "half a hop later. (1) The bands 8, 17, 26 and 35 of \"gamma tome spectrum\" are compressed, "
-     "brought to twice their rate and low-pass filtered at 10 Hz. (2) Their rise, with a share of "
-     "their level, is the accent. (3) Each accent band runs through feedback comb filters, one "
-     "per lag, with a half-life of 3 seconds. (4) The energies of the combs, summed over the "
-     "bands, are the salience of the lags. Lags are 1 to 128 accents, so tempi below 80.6 BPM are "
-     "reported doubled. With the parameter \"complexity\" 1 or 2 the lags reach 256 (40.3 BPM) or "
-     "512 (20.2 BPM) from the next reset on. A regular pulse also fits the multiples of its lag: "
-     "fast tempi are often reported at a half or a third, and slow ones too if there is room for "
-     "the multiples. Example: clicks at 60, 90, 120 and 180 BPM give 120, 89.7, 120 and 89.7. A "
-     "change of tempo shows after some three seconds. Without a peak the tempo of the last peaks "
-     "is repeated, whichever channel they were found in; before the first peak it is Min BPM. The "
-     "formula assumes 172 accents per second, which holds at a rate of 44032 Hz. At other rates "
-     "the true tempo is the value times rate / 44032, 1.0015 at 44100 Hz; the value is not "
-     "corrected.",
+     "half a hop later. Computation: (1) The bands 8, 17, 26 and 35 of \"gamma tome spectrum\" "
+     "are compressed, brought to twice their rate and low-pass filtered at 10 Hz. (2) Their rise, "
+     "with a share of their level, is the accent. (3) Each accent band runs through feedback comb "
+     "filters, one per lag, with a half-life of 3 seconds. (4) The energies of the combs, summed "
+     "over the bands, are the salience of the lags. Limits: Lags are 1 to 128 accents, so tempi "
+     "below 80.6 BPM are reported doubled. With the parameter \"complexity\" 1 or 2 the lags "
+     "reach 256 (40.3 BPM) or 512 (20.2 BPM) from the next reset on. A regular pulse also fits "
+     "the multiples of its lag: fast tempi are often reported at a half or a third, and slow ones "
+     "too if there is room for the multiples. Example: clicks at 60, 90, 120 and 180 BPM give "
+     "120, 89.7, 120 and 89.7. Following: A change of tempo shows after some three seconds. "
+     "Without a peak the tempo of the last peaks is repeated, whichever channel they were found "
+     "in; before the first peak it is Min BPM. Sample rates: The formula assumes 172 accents per "
+     "second, which holds at a rate of 44032 Hz. At other rates the true tempo is the value times "
+     "rate / 44032, 1.0015 at 44100 Hz; the value is not corrected.",
      2},
     {"dominant key", PayloadKind::Name, 8, Delivery::PerFrame, 8192, 512, kDominantKeyValues,
      "The musical key that one frame fits best, out of 12 major and 12 minor keys. A frame of 186 "
      "ms (at 44100 Hz) rarely holds more than one chord, so the result follows the chords. Major "
-     "keys are often reported as their parallel minor (C Major as C Minor). To find the key of a "
-     "piece, do not count these results: take the mean of \"pitch class porofile key "
-     "correlation\" (sic) over all frames and choose the greatest. Example, the sample recording "
-     "in D Major: 30 % of the frames are D Major and 23 % F# Minor; the means are 0.34 for D "
-     "Major and 0.24 for A Major, the next."},
+     "keys are often reported as their parallel minor (C Major as C Minor). Key of a piece: Do "
+     "not count these results. Take the mean of \"pitch class porofile key correlation\" (sic) "
+     "over all frames and choose the greatest. Example: Of the sample recording, in D Major, 30 % "
+     "of the frames are D Major and 23 % F# Minor; the means are 0.34 for D Major and 0.24 for A "
+     "Major, the next."},
     {"fundamental frequency", PayloadKind::Vector, 4, Delivery::PerFrame, 1024, 512,
      kFundamentalFrequencyValues,
      "The frequency of the oldest of \"partials\". There is no pitch detection: after silence it "
      "is the lowest peak of the first frame that has one, be it a fundamental, hum or noise, and "
      "it follows that track as long as the track lives. When the track ends, the value jumps to "
-     "the next oldest track. Smooth it, and use it only where one voice sounds. Even then it is "
-     "right in only about half of the frames. A better estimate comes from \"partials\": the "
-     "lowest partial that has at least a tenth of the magnitude of the strongest one is right in "
-     "86 % of the frames, for pitches above 130 Hz."},
+     "the next oldest track. Smooth it, and use it only where one voice sounds. Accuracy: Even "
+     "with one voice it is right in only about half of the frames. A better estimate comes from "
+     "\"partials\": the lowest partial that has at least a tenth of the magnitude of the "
+     "strongest one is right in 86 % of the frames, for pitches above 130 Hz."},
     {"inharmonicity", PayloadKind::Vector, 4, Delivery::PerFrame, 1024, 512, kInharmonicityValues,
      "How far the partials of one frame lie from the harmonics of \"fundamental frequency\". If "
      "the oldest track is not the fundamental, the value is high for harmonic sounds too."},
@@ -123,15 +123,15 @@ inline constexpr KeyInfo kKeys[] = {
      "Hz. Despite its name it has neither a mel scale nor a filter bank."},
     {"gamma tome spectrum", PayloadKind::Vector, 144, Delivery::PerFrame, 1024, 512,
      kGammaTomeSpectrumValues,
-     "(sic; gammatone is meant.) Energies of 36 gammatone bands of one frame, the lowest band "
-     "first. Band r has the response G[k] = 1.30 (g(k - c) + g(k - 512 + c)) over the bins k, "
-     "with g(x) = (1 + (x / b)^2)^-2. Its centre is c = 1.6146 * 1.1275^r - 1.3356 and its width "
-     "b = 0.1104 (c + 1.3356), both in bins. The centres lie at 0.28 bins (r = 0) to 106.3 bins "
-     "(r = 35; 4580 Hz at 44100 Hz) and are equally spaced on the ERB scale. Bands do not have "
-     "the bandwidths of that scale: each lies at a quarter of the frequency that has its width "
-     "there. Each band also covers its mirror image at 512 - c (17.5 kHz for r = 35). All bands "
-     "move with the sample rate. Bands 0 to 15, about a bin wide or less, have separate values "
-     "near the centre. The term at half the sample rate is left out."},
+     "(sic, for gammatone) Energies of 36 gammatone bands of one frame, the lowest band first. "
+     "Band r has the response G[k] = 1.30 (g(k - c) + g(k - 512 + c)) over the bins k, with g(x) "
+     "= (1 + (x / b)^2)^-2. Its centre is c = 1.6146 * 1.1275^r - 1.3356 and its width b = 0.1104 "
+     "(c + 1.3356), both in bins. The centres lie at 0.28 bins (r = 0) to 106.3 bins (r = 35; "
+     "4580 Hz at 44100 Hz) and are equally spaced on the ERB scale. Bands do not have the "
+     "bandwidths of that scale: each lies at a quarter of the frequency that has its width there. "
+     "Each band also covers its mirror image at 512 - c (17.5 kHz for r = 35). All bands move "
+     "with the sample rate. Bands 0 to 15, about a bin wide or less, have separate values near "
+     "the centre. The term at half the sample rate is left out."},
     {"constant q spectrum", PayloadKind::Vector, 848, Delivery::PerFrame, 8192, 1024,
      kConstantQValues,
      "Magnitudes on a logarithmic frequency axis with 36 bins per octave. Bin k, for k from 0 to "
@@ -139,13 +139,14 @@ inline constexpr KeyInfo kKeys[] = {
      "the modulus of the inner product of the frame, which is not windowed, with a kernel. The "
      "kernel is a complex sine of 51.44 periods of the bin frequency with a Hamming window, "
      "divided by its length; spectral values up to a hundredth of its peak are set to 0. A bin is "
-     "therefore as wide as the distance to the next one. All kernels begin at the first sample of "
-     "the frame: bin k covers the first 51.44 * rate / f samples, where f is its centre. At 44100 "
-     "Hz these are 434 samples in the highest bin. Above 2215 Hz they are fewer than the hop, so "
-     "short high tones can fall between two frames. Below 51.44 * rate / 8192 (277 Hz at 44100 "
-     "Hz) a kernel is longer than the frame and only its first 8192 samples count. There all bins "
-     "are about rate / 8192 wide, and neighbouring bins are hardly separated. At rates below "
-     "10463 Hz the bins above rate / 2 show images of lower tones."},
+     "therefore as wide as the distance to the next one. Time resolution: All kernels begin at "
+     "the first sample of the frame. Bin k covers the first 51.44 * rate / f samples, where f is "
+     "its centre. At 44100 Hz these are 434 samples in the highest bin. Above 2215 Hz they are "
+     "fewer than the hop, so short high tones can fall between two frames. Low tones: Below 51.44 "
+     "* rate / 8192 (277 Hz at 44100 Hz) a kernel is longer than the frame and only its first "
+     "8192 samples count. There all bins are about rate / 8192 wide, and neighbouring bins are "
+     "hardly separated. Low rates: At rates below 10463 Hz the bins above rate / 2 show images of "
+     "lower tones."},
     {"pitch class profile", PayloadKind::Vector, 48, Delivery::PerFrame, 8192, 512,
      kPitchClassProfileValues,
      "The strength of each pitch class in one frame, C first: float p belongs to C plus p "
@@ -153,9 +154,9 @@ inline constexpr KeyInfo kKeys[] = {
      "windowed with a Hamming window, 0.54 - 0.46 cos(2 pi i / 8191). Bin k of its 8192-point "
      "transform, for k from 1 to 4095, lies at k * rate / 8192 Hz. Its magnitude counts for one "
      "semitone, the one whose frequency 261.6256 * 2^(s / 12) Hz is nearest in Hz. Semitones an "
-     "octave apart are added. Tuning is not estimated. Bins are 5.4 Hz apart at 44100 Hz and "
-     "wider than the semitones below 90 Hz, so bass notes may count for a neighbour. High octaves "
-     "have more bins, so noise and hiss fill all pitch classes."},
+     "octave apart are added. Limits: Tuning is not estimated. Bins are 5.4 Hz apart at 44100 Hz "
+     "and wider than the semitones below 90 Hz, so bass notes may count for a neighbour. High "
+     "octaves have more bins, so noise and hiss fill all pitch classes."},
     {"pitch class porofile key correlation", PayloadKind::Vector, 96, Delivery::PerFrame, 8192, 512,
      kKeyCorrelationValues,
      "(sic) How well \"pitch class profile\" fits each key: floats 0 to 11 are the major keys "
@@ -193,39 +194,39 @@ inline constexpr KeyInfo kKeys[] = {
      "For each of 512 bins the frequency of what sounds in it: the rate at which its phase "
      "advances. The bins around a steady sine all have its frequency, more finely than the bin "
      "distance rate / 1024. Example: a 220 Hz tone gives 219.9, 220.1 and 219.7 in bins 4, 5 and "
-     "6, whose centres are 172, 215 and 258 Hz. For 400 single sines from 150 Hz to 21 kHz, at "
-     "44100 Hz, the value was within 0.07 Hz in the nearest bin and within 0.5 Hz in the bins "
-     "next to it. Where several sounds share a bin, in the bins between partials and in noise it "
-     "can be any number, also below 0 and above half the rate. Use it together with \"spectrum\", "
-     "near peaks."},
+     "6, whose centres are 172, 215 and 258 Hz. Accuracy: For 400 single sines from 150 Hz to 21 "
+     "kHz, at 44100 Hz, the value was within 0.07 Hz in the nearest bin and within 0.5 Hz in the "
+     "bins next to it. Where several sounds share a bin, in the bins between partials and in "
+     "noise it can be any number, also below 0 and above half the rate. Use it together with "
+     "\"spectrum\", near peaks."},
     {"global tempo", PayloadKind::Floats, 12, Delivery::AtEnd, 1024, 128, kGlobalTempoValues,
      "Two tempi of the stream. They come from the detection function F: the mean rise from frame "
      "to frame of 40 mel bands in dB, times the mean magnitude of the lowest 40 bins, with its "
      "slow part removed. Falls count as 0, and levels more than 80 dB below the loudest band are "
-     "left out. Frames of 1024 samples at hop 128 make F; there is one result for all of them. "
-     "There is no result (1) if the frames of the stream cover less than 2.1 seconds, or (2) if "
-     "there is no rise at all. If one channel has no result, no channel has: a silent channel "
-     "next to music suppresses the result of the music. Only the first 200000 frames count (9.7 "
-     "minutes at 44100 Hz). The parameter \"Genre Hint\" sets the range: 1, the default, is 50 to "
-     "220 BPM; 0 is 20 to 110 BPM; any other number is stored and has no effect. If the range "
-     "yields fewer than two tempi, the other range is tried with the scores of the first, and it "
-     "stays in force until the parameter is set again."},
+     "left out. Frames of 1024 samples at hop 128 make F; there is one result for all of them. No "
+     "result: There is none (1) if the frames of the stream cover less than 2.1 seconds, or (2) "
+     "if there is no rise at all. If one channel has no result, no channel has: a silent channel "
+     "next to music suppresses the result of the music. Long streams: Only the first 200000 "
+     "frames count (9.7 minutes at 44100 Hz). Parameter: \"Genre Hint\" sets the range. 1, the "
+     "default, is 50 to 220 BPM; 0 is 20 to 110 BPM; any other number is stored and has no "
+     "effect. If the range yields fewer than two tempi, the other range is tried with the scores "
+     "of the first, and it stays in force until the parameter is set again."},
     {"global number of beats per bar", PayloadKind::Count, 4, Delivery::AtEnd, 1024, 128,
      kBeatsPerBarValues,
      "One number for the stream, from the audio itself and not from its beats. The rectified and "
      "low-pass filtered samples, at 100 values per second, are correlated with themselves at all "
      "lags up to 13.5 seconds. The strongest repetition is taken as a bar, and the number of "
-     "beats whose positions in that bar repeat best wins. Changes of meter are not followed. With "
-     "several channels, the number of a channel comes from the sum of that channel and those "
-     "before it. The 100 values per second are kept in memory."},
+     "beats whose positions in that bar repeat best wins. Changes of meter are not followed. "
+     "Channels: With several channels, the number of a channel comes from the sum of that channel "
+     "and those before it. Memory: The 100 values per second are kept."},
     {"global key", PayloadKind::Name, 8, Delivery::AtEnd, 8192, 512, kGlobalKeyValues,
      "One key name for the stream, from \"dominant key\" of all its frames. Every "
      "QelAudioAnalysisProcess delivers it anew, also with flush 0, for all frames since the "
-     "start. In C it works only after another key of its group in the list (\"dominant key\" or "
-     "one of \"pitch class ...\"); before them or alone it ends the list without an error. The "
-     "C++ client adds such a key. Only the first block states its size; the blocks of the other "
-     "channels have size 0 but hold a name all the same. It keeps 4 bytes per frame and channel "
-     "in memory.",
+     "start. Use in C: It works only after another key of its group in the list (\"dominant key\" "
+     "or one of \"pitch class ...\"); before them or alone it ends the list without an error. The "
+     "C++ client adds such a key. Blocks: Only the first one states its size; the blocks of the "
+     "other channels have size 0 but hold a name all the same. Memory: 4 bytes per frame and "
+     "channel.",
      1, "pitch class profile"},
     {"onset data", PayloadKind::Events, 16, Delivery::AtEnd, 0, 0, kOnsetValues,
      "The onsets of the stream in ascending order of time, with a resolution of one sample: the "
@@ -235,42 +236,42 @@ inline constexpr KeyInfo kKeys[] = {
      "first-order low-pass with a time constant of 882 samples (20 ms at 44100 Hz). The window: w "
      "= 2048 + N / 16 * (1 - s / 100) samples, where N is the length of the stream including the "
      "largest push of silence that the end adds, and s is the parameter \"Onset Sensitivity\" in "
-     "percent, 80 by default. A peak, any sample above both neighbours, is an onset if it (1) is "
-     "at least a quarter of w after the previously examined peak, (2) reaches the median of D "
-     "within w on both sides (of an even count, the one above the middle) and (3) is at least w "
-     "after every earlier onset; a peak of strength 0.75 and above may also follow within 1024 "
-     "samples. The number of onsets depends on the length of the stream: at 80, w is 46 ms plus "
-     "12.5 ms per second of stream, 0.8 s for a minute and 2.3 s for three. Example: 20 s of "
-     "notes 500 ms apart give 40 onsets; the same notes followed by 160 s of silence give 7. At "
-     "100, w is 2048 samples (46 ms at 44100 Hz) at any length. Of two near peaks the first wins, "
-     "whatever their heights: a ripple before a note can take its place. Onsets therefore mark "
-     "notes that come out of silence; in dense music many mark only local maxima of D. Measured "
-     "share of notes with an onset 0 to 15 ms after their start, in 20 s of synthetic notes that "
-     "vary by 20 dB, 500 ms apart, at s = 50, 80, 100: 21, 100 and 100 % if notes decay by 60 dB "
-     "in 0.4 s into digital silence (90 % of these onsets are 1.9 to 8 ms after the start); 6, 55 "
-     "and 92 % over noise at -80 dB; 6, 33 and 50 % if notes ring on with a time constant of 0.3 "
-     "s. Notes 250 ms apart, in the same order: 13, 36 and 81 %; 10, 30 and 78 %; 3, 15 and 39 %. "
-     "At 100 there are also three to eight additional onsets per note in the tails. With several "
-     "channels the state of the filters runs on from channel to channel, so results for stereo "
-     "depend on the size of the pushes: push mono where that matters. It keeps the whole stream "
-     "in memory: 4 bytes per sample and channel, and as much again for one channel during the "
-     "search."},
+     "percent, 80 by default. Selection: A peak, any sample above both neighbours, is an onset if "
+     "it (1) is at least a quarter of w after the previously examined peak, (2) reaches the "
+     "median of D within w on both sides (of an even count, the one above the middle) and (3) is "
+     "at least w after every earlier onset; a peak of strength 0.75 and above may also follow "
+     "within 1024 samples. Length of the stream: The number of onsets depends on it. At 80, w is "
+     "46 ms plus 12.5 ms per second of stream, 0.8 s for a minute and 2.3 s for three. At 100, w "
+     "is 2048 samples (46 ms at 44100 Hz) at any length. Example: 20 s of notes 500 ms apart give "
+     "40 onsets; the same notes followed by 160 s of silence give 7. Quality: Of two near peaks "
+     "the first wins, whatever their heights: a ripple before a note can take its place. Onsets "
+     "therefore mark notes that come out of silence; in dense music many mark only local maxima "
+     "of D. Measurements: The share of notes with an onset 0 to 15 ms after their start was "
+     "measured in 20 s of synthetic notes that vary by 20 dB. Notes 500 ms apart, at s = 50, 80, "
+     "100: 21, 100 and 100 % if notes decay by 60 dB in 0.4 s into digital silence (90 % of these "
+     "onsets are 1.9 to 8 ms after the start); 6, 55 and 92 % over noise at -80 dB; 6, 33 and 50 "
+     "% if notes ring on with a time constant of 0.3 s. Notes 250 ms apart, in the same order: "
+     "13, 36 and 81 %; 10, 30 and 78 %; 3, 15 and 39 %. At 100 there are also three to eight "
+     "additional onsets per note in the tails. Channels: With several channels the state of the "
+     "filters runs on from channel to channel, so results for stereo depend on the size of the "
+     "pushes: push mono where that matters. Memory: The whole stream is kept, 4 bytes per sample "
+     "and channel, and as much again for one channel during the search."},
     {"beat data", PayloadKind::Events, 16, Delivery::AtEnd, 1024, 128, kBeatValues,
      "The beats of the stream in ascending order of time: the chain of frames that best joins "
      "great values of F at even distances of one period of tempo 1 (tempo 2 where the confidence "
      "is below 0.5). The tempo is that of \"global tempo\", one for the whole stream, with its "
      "parameter and its conditions. Beats may be about half to twice the period apart, because "
      "the chain follows the music. The last beat is always the last frame, whatever sounds there. "
-     "Beyond 200000 frames the stream is processed in sections of that length, each with such a "
-     "last beat."},
+     "Long streams: Beyond 200000 frames the stream is processed in sections of that length, each "
+     "with such a last beat."},
     {"down beat data", PayloadKind::Events, 16, Delivery::AtEnd, 1024, 128, kDownBeatValues,
      "The beats that begin a bar, in ascending order of time: every n-th beat of \"beat data\", "
      "counted from the strongest beat in both directions, with n from \"global number of beats "
      "per bar\". The last one that would fit is left out; if fewer than n beats follow the "
      "strongest one, that is the strongest beat itself. There is no list if the stream has no "
-     "tempo or any channel has no meter. The parameter is that of \"global tempo\". Beyond 200000 "
-     "frames beats are counted back from the end of each section, so bars need not continue from "
-     "one section to the next."},
+     "tempo or any channel has no meter. The parameter is that of \"global tempo\". Long streams: "
+     "Beyond 200000 frames beats are counted back from the end of each section, so bars need not "
+     "continue from one section to the next."},
     {"audio range",
      PayloadKind::Range,
      24,
@@ -281,15 +282,16 @@ inline constexpr KeyInfo kKeys[] = {
      "How far the stream reaches up to full scale, down to its noise, and up in frequency. Levels "
      "come from the typical spectrum, made of frames with a sine window of mean square 1: for "
      "each bin the median over all frames of 10 lg(2 |X|^2 / 1024), where X is the discrete "
-     "Fourier transform, then the median over 25 bins and a weighted mean over 35. A frame does "
-     "not count if a tenth of its samples are 0 or its variance is below 1e-8 (-80 dB). Every "
-     "block is the array of the records of all channels: record c belongs to channel c. All "
-     "records have the same three flags, which say whether any channel has the value. Pushes must "
-     "be multiples of 512 samples. Any other push is refused with -1, unless a later group of "
-     "keys answers 0, and its samples are left out. The silence of maxFrames samples that ends a "
-     "stream counts if maxFrames is such a multiple. QelAudioAnalysisReset keeps the counts of "
-     "samples and the last 512 samples, so the headroom after a reset covers all streams so far: "
-     "use one analyzer per stream. There is no dictionary representation.",
+     "Fourier transform, then the median over 25 bins and a weighted mean over 35. Frames: A "
+     "frame does not count if a tenth of its samples are 0 or its variance is below 1e-8 (-80 "
+     "dB). Blocks: Every block is the array of the records of all channels: record c belongs to "
+     "channel c. All records have the same three flags, which say whether any channel has the "
+     "value. Pushes: They must be multiples of 512 samples. Any other push is refused with -1, "
+     "unless a later group of keys answers 0, and its samples are left out. The silence of "
+     "maxFrames samples that ends a stream counts if maxFrames is such a multiple. Reset: "
+     "QelAudioAnalysisReset keeps the counts of samples and the last 512 samples, so the headroom "
+     "after a reset covers all streams so far: use one analyzer per stream. There is no "
+     "dictionary representation.",
      1,
      {},
      512},
@@ -299,26 +301,26 @@ inline constexpr KeyInfo kKeys[] = {
      "each frame f, a complex value S, the transform of the frame with a Hann window, is added to "
      "another bin of another frame: to the bin nearest to the frequency at which the phase of bin "
      "k advances, and to the frame nearest to f plus the distance of the centre of the energy "
-     "from the middle of the frame. Bins run from 0 to 255 and lie at k * rate / 512 Hz; lines "
-     "are one or two bins wide. Values that meet are added as complex numbers. The two sides of a "
-     "line have opposite signs, so a steady tone nearly cancels (less than 1e-5 of its energy "
-     "remains), and a gliding one remains where it passes from bin to bin. Read positions from "
-     "it, not levels. In time hardly anything moves: the distance is in units of 512 samples, not "
-     "of the hop, so it is below half a frame number, and a click fills 8 frames as in a plain "
-     "spectrogram. Values that would lie outside go to the border. Values without a frequency "
-     "(bins without any magnitude) go to bin 0 of the first frame. The term at half the rate is "
-     "left out, and the imaginary parts of the first and the last bin are 0. There is one block "
-     "per frame and channel, but only blocks[c * F] holds data: all F frames of channel c one "
-     "after the other, with the size of one frame. The dictionary reads the blocks as they come: "
-     "its row of channel c and frame f is block f * channels + c, and a block without data is an "
-     "empty row. It therefore holds only the first frame of each channel. With one channel that "
-     "is row 0. With several, the first frame of channel c is in block c * F, so in the row of "
-     "channel (c * F) mod channels and frame (c * F) div channels. For 2 channels and F = 10 both "
-     "are rows of channel 0, frames 0 and 5. Read the blocks for the other frames. Frames beyond "
-     "the declared length push out the oldest ones and corrupt those that remain, and a stream of "
-     "unknown length keeps one frame: declare the length. It takes 24 bytes per bin, frame and "
-     "channel: 254 MB for a minute at 44100 Hz. The C++ client delivers the frames as single "
-     "results."},
+     "from the middle of the frame. Bins: They run from 0 to 255 and lie at k * rate / 512 Hz; "
+     "lines are one or two bins wide. Levels: Values that meet are added as complex numbers. The "
+     "two sides of a line have opposite signs, so a steady tone nearly cancels (less than 1e-5 of "
+     "its energy remains), and a gliding one remains where it passes from bin to bin. Read "
+     "positions from it, not levels. Times: In time hardly anything moves. The distance is in "
+     "units of 512 samples, not of the hop, so it is below half a frame number, and a click fills "
+     "8 frames as in a plain spectrogram. Borders: Values that would lie outside go to the "
+     "border. Values without a frequency (bins without any magnitude) go to bin 0 of the first "
+     "frame. The term at half the rate is left out, and the imaginary parts of the first and the "
+     "last bin are 0. Blocks: There is one per frame and channel, but only blocks[c * F] holds "
+     "data: all F frames of channel c one after the other, with the size of one frame. "
+     "Dictionary: It reads the blocks as they come. Its row of channel c and frame f is block f * "
+     "channels + c, and a block without data is an empty row. It therefore holds only the first "
+     "frame of each channel. With one channel that is row 0. With several, the first frame of "
+     "channel c is in block c * F, so in the row of channel (c * F) mod channels and frame (c * "
+     "F) div channels. For 2 channels and F = 10 both are rows of channel 0, frames 0 and 5. Read "
+     "the blocks for the other frames. Declared length: Frames beyond it push out the oldest ones "
+     "and corrupt those that remain, and a stream of unknown length keeps one frame: declare the "
+     "length. Memory: 24 bytes per bin, frame and channel: 254 MB for a minute at 44100 Hz. The "
+     "C++ client delivers the frames as single results."},
 };
 
 /* The row of a key; null if there is none. */

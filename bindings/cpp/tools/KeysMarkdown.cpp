@@ -4,6 +4,7 @@
  */
 #include <QelAudioAnalysis/Keys.hpp>
 
+#include <cctype>
 #include <cmath>
 #include <iostream>
 #include <sstream>
@@ -20,8 +21,8 @@ constexpr std::string_view kIntroduction =
 <!-- Made by qel_keys_markdown from the table of keys in bindings/cpp/QelAudioAnalysis/Keys.hpp: change that. -->
 
 A key is the name of a result. Pass the exact text to `QelAudioAnalysisNew`, to `qel::Analyzer` or to
-`qel`. Several keys are misspelled; the misspelling is part of the name, and is marked (sic) here. In C,
-an unknown key ends the list of keys without an error. The C++ client and `qel` refuse it by name.
+`qel`. Several keys are misspelled; the misspelling is part of the name, and is marked (sic) in
+descriptions. In C, an unknown key ends the list of keys without an error. The C++ client and `qel` refuse it by name.
 
 The keys below are in the order of `QelAudioAnalysisGlobalCopyKeys`. [glossary.md](glossary.md) explains
 the terms.
@@ -31,8 +32,8 @@ the terms.
 The data callback gets `count` blocks. Each is a pointer and a size in bytes.
 
 - **Order.** Frame-major: the block of frame f and channel c is `blocks[f * channels + c]`, and
-  `count` is frames times channels. All keys but "reasigned spectrum" (sic) deliver one frame per call:
-  `count` is then the number of channels, and `blocks[c]` is channel c.
+  `count` is frames times channels. All keys except "reasigned spectrum" (sic) deliver one frame per
+  call: `count` is then the number of channels, and `blocks[c]` is channel c.
 - **Byte order.** That of the machine.
 - **Life.** Blocks and payloads belong to the library and are valid until the callback returns. Copy
   what you keep, including the list that a block of events or partials points to. In C++, `qel::Result`
@@ -58,8 +59,8 @@ The data callback gets `count` blocks. Each is a pointer and a size in bytes.
 
 - **Frames.** Frame n of a key covers the samples from n * hop to n * hop + frame - 1. It is delivered
   during the push that completes it. Samples after the last whole frame are not analyzed: push silence if
-  they matter. Results do not depend on how the audio is cut into pushes, except for keys that are
-  delivered once per push. A key that is delivered twice per frame gives two results per frame, in two
+  they matter. Results do not depend on how the audio is cut into pushes, with the three exceptions in
+  [contract.md](contract.md#results). A key that is delivered twice per frame gives two results per frame, in two
   calls.
 - **Time.** The callback carries no time. Count the calls of a key from 0: frame n starts at
   n * hop / rate seconds. For a key that is delivered twice per frame, call n starts at
@@ -132,13 +133,18 @@ is empty for an empty list. Read the blocks to get all partials.
 - *full scale* is a sample value of 1. *1* as a unit is a pure number.
 )";
 
+/* Whether a line that begins with this word would be taken for an item of a list. */
+bool beginsAnItem(std::string_view word) {
+    return word == "-" || word == "+" || word == "*" || word == "1." || word == "1)";
+}
+
 /* `text` in lines of at most kLineWidth, continuation lines indented. */
 void printWrapped(std::string_view lead, std::string_view text, std::string_view indent) {
     std::istringstream words{std::string(text)};
     std::string line(lead);
     bool fresh = true;
     for (std::string word; words >> word; fresh = false) {
-        if (!fresh && line.size() + 1 + word.size() > kLineWidth) {
+        if (!fresh && line.size() + 1 + word.size() > kLineWidth && !beginsAnItem(word)) {
             std::cout << line << '\n';
             line = std::string(indent) + word;
         } else {
@@ -146,6 +152,38 @@ void printWrapped(std::string_view lead, std::string_view text, std::string_view
         }
     }
     std::cout << line << '\n';
+}
+
+/* Whether text begins with a label such as "Memory: ": at most four words and a colon. */
+bool beginsWithLabel(std::string_view text) {
+    constexpr std::size_t kMostSpaces = 3;
+    std::size_t spaces = 0;
+    for (std::size_t i = 0; i < text.size() && spaces <= kMostSpaces; ++i) {
+        if (text[i] == ':') {
+            return i > 0 && text.substr(i, 2) == ": ";
+        }
+        spaces += text[i] == ' ' ? 1 : 0;
+        if (text[i] != ' ' && std::isalpha(static_cast<unsigned char>(text[i])) == 0) {
+            return false;
+        }
+    }
+    return false;
+}
+
+/* The definition of a key, with a paragraph for each sentence that begins with a label. */
+void printParagraphs(std::string_view definition) {
+    constexpr std::string_view kSentenceEnd = ". ";
+    std::size_t begin = 0;
+    for (std::size_t end = definition.find(kSentenceEnd); end != std::string_view::npos;
+         end = definition.find(kSentenceEnd, end + 1)) {
+        const std::size_t next = end + kSentenceEnd.size();
+        if (beginsWithLabel(definition.substr(next))) {
+            printWrapped("", definition.substr(begin, next - begin), "");
+            std::cout << '\n';
+            begin = next;
+        }
+    }
+    printWrapped("", definition.substr(begin), "");
 }
 
 std::string text(const qel::Range& range) {
@@ -213,7 +251,9 @@ std::string payloadText(const qel::KeyInfo& key) {
     case qel::PayloadKind::Range:
         return "a record per channel";
     case qel::PayloadKind::Vector:
-        return "a vector of " + std::to_string(key.payloadBytes / sizeof(float)) + " floats";
+        return key.payloadBytes == sizeof(float)
+                   ? "a vector of 1 float"
+                   : "a vector of " + std::to_string(key.payloadBytes / sizeof(float)) + " floats";
     default:
         return std::to_string(key.payloadBytes / sizeof(float)) + " floats";
     }
@@ -243,7 +283,7 @@ std::string_view columnText(qel::PayloadKind payload) {
 
 /* The floats, or whatever the column numbers, that value i of a key's table is about. */
 std::string numberText(const qel::KeyInfo& key, std::size_t i) {
-    return key.payload == qel::PayloadKind::Vector
+    return key.payload == qel::PayloadKind::Vector && key.payloadBytes > sizeof(float)
                ? "0 to " + std::to_string(key.payloadBytes / sizeof(float) - 1)
                : std::to_string(i);
 }
@@ -285,7 +325,7 @@ void printValue(const qel::ValueInfo& value) {
 
 void printKey(const qel::KeyInfo& key) {
     std::cout << "\n## " << key.key << "\n\n";
-    printWrapped("", key.definition, "");
+    printParagraphs(key.definition);
     std::cout << '\n';
     std::cout << "Payload: " << payloadText(key) << ", " << key.payloadBytes
               << " bytes per channel. Frame / hop: " << frameText(key) << ". Delivered "
