@@ -131,6 +131,8 @@ is empty for an empty list. Read the blocks to get all partials.
   of their squares, so energy at the very top of the band counts as bin 0 in all values made of magnitudes.
 - *E* is the sum of all m[k]^2.
 - *full scale* is a sample value of 1. *1* as a unit is a pure number.
+- *Examples* were computed with `qel` at 44100 Hz, from synthetic sounds and from the sample recording in
+  `examples/audio/`, mixed to mono, unless they follow from a formula.
 )";
 
 /* Whether a line that begins with this word would be taken for an item of a list. */
