@@ -16,8 +16,8 @@ namespace qel::core {
 //   - destruction, free(), and assignment give back what is held; free() also clears the pointer;
 //   - assigning the pointer that is already held does nothing;
 //   - release() hands the pointer to the caller, who gives it back;
-//   - forget() clears the pointer and gives nothing back, for who knows that nothing is held or that
-//     somebody else has it;
+//   - forget() clears the pointer and gives nothing back: nothing is held any more, or somebody
+//     else has it;
 //   - they convert to the bare pointer, which stays theirs;
 //   - copying is deleted, moving passes the pointer on.
 //
