@@ -1,14 +1,14 @@
 // Any bytes as an audio file: they are decoded or refused with a reason, and twice the same.
 
+#include "media/AudioDecoder.h"
+#include "media/ChannelMixer.h"
+#include "media/checks/ChunkLength.h"
+#include "media/checks/EbmlLength.h"
+#include "media/checks/MovieTiming.h"
+#include "media/checks/OggEnding.h"
 #include "tests/fuzz/MemoryFile.h"
 #include "tests/fuzz/Require.h"
-#include "tools/AudioDecoder.h"
-#include "tools/ChannelMixer.h"
-#include "tools/ChunkLength.h"
-#include "tools/EbmlLength.h"
-#include "tools/MovieTiming.h"
-#include "tools/OggEnding.h"
-#include "tools/ToolError.h"
+#include "tools/qel/ToolError.h"
 
 #include <algorithm>
 #include <cmath>

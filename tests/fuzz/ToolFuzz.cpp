@@ -1,12 +1,12 @@
 // Any bytes as an audio file for "qel analyze": what it answers is JSON of the documented shape,
 // and fits the status and standard error.
 
+#include "media/AudioDecoder.h"
 #include "tests/fuzz/JsonShape.h"
 #include "tests/fuzz/MemoryFile.h"
 #include "tests/fuzz/Require.h"
-#include "tools/AnalyzeCommand.h"
-#include "tools/AudioDecoder.h"
-#include "tools/ToolError.h"
+#include "tools/qel/AnalyzeCommand.h"
+#include "tools/qel/ToolError.h"
 
 #include <nlohmann/json.hpp>
 

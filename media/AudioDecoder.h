@@ -1,0 +1,104 @@
+#pragma once
+
+#include "media/FrameTrimmer.h"
+#include "media/MediaFile.h"
+#include "media/SampleConverter.h"
+#include "media/checks/FlacCheck.h"
+#include "media/checks/PacketClock.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace qel::tool {
+
+// What decoded a file, and what of it was not music.
+struct DecoderReport {
+    std::string container;            // "wav", "ogg", "mov"
+    std::string codec;                // "vorbis", "aac"
+    std::string decoder;              // the decoder's own name, "mp3float"
+    std::string library;              // "libavcodec 59.37.100"
+    std::int64_t leadingTrimmed = 0;  // samples dropped in front: the encoder's delay
+    std::int64_t trailingTrimmed = 0; // samples dropped at the end: the encoder's padding
+    std::int64_t damagedPackets = 0;  // packets that are missing or could not be decoded
+};
+
+// Decodes an audio file as a stream, block by block, at the file's own sample rate, aligned to the
+// sample: sample 0 is the first sample of the audio that was encoded.
+//
+// The first frame that comes out of the decoder sets the sample rate and the channels. A file whose
+// rate or channel count changes on the way is refused there; a new sample format is followed.
+//
+// A lossless codec promises every sample: there, damage is a fault of the file, as is a file's end
+// before the length that it states. In lossy ones a damaged packet is left out and counted.
+class AudioDecoder {
+public:
+    // Opens a file and decodes its first frame. Throws ToolError, with the reason but without the
+    // file's name, if there is no audio to be had.
+    explicit AudioDecoder(const std::string& path);
+
+    AudioDecoder(const AudioDecoder&) = delete;
+    AudioDecoder& operator=(const AudioDecoder&) = delete;
+
+    int SampleRateHz() const { return mRateHz; }
+    std::size_t Channels() const { return mChannels; }
+
+    // Length that the file states, in frames; 0 if it states none. An encoder's delay and padding
+    // may be in it: it serves a progress bar and a hint, not as a length.
+    std::int64_t ExpectedFrames() const { return mFile.DeclaredFrames(mRateHz).value_or(0); }
+
+    // Fills one buffer per channel with up to capacity samples and returns how many. Fewer than
+    // capacity only at the end; 0 ever after. Throws ToolError for a change of rate or channels,
+    // and at the end for a file that was cut, or whose lossless audio is damaged.
+    std::size_t Read(std::span<float* const> planes, std::size_t capacity);
+
+    // Length of a file in frames, found by decoding all of it. Throws ToolError as the constructor
+    // and Read do.
+    static std::int64_t CountFrames(const std::string& path);
+
+    // Final once Read has returned 0.
+    DecoderReport Report() const;
+
+    // Name and version of the library that decodes, "libavcodec 59.37.100".
+    static std::string LibraryVersion();
+
+    // Keeps that library from writing to standard error, in the whole process.
+    static void SilenceLibrary();
+
+private:
+    bool DecodeFrame();
+    bool ReceiveFrame();
+    void FeedPacket();
+    void AcceptFormat();
+    std::int64_t TailOfFrame();
+    void CheckTime();
+    void CountDamage();
+    void CheckEnd();
+    void CheckLength() const;
+    void CheckLossless();
+
+    MediaFile mFile;
+    AvHandle<AVCodecContext> mCodec;
+    AvHandle<AVPacket> mPacket;
+    AvHandle<AVFrame> mFrame;
+    FrameTrimmer mTrimmer;
+    SampleConverter mSamples;
+    std::size_t mPosition = 0; // samples of mSamples that were read already
+    std::size_t mChannels = 0;
+    int mRateHz = 0;
+    std::int64_t mLongestFrame = 0;
+    std::int64_t mDecodedFrames = 0; // before trimming
+    std::optional<std::int64_t> mPresentedFrames;
+    std::optional<FlacCheck> mFlac;
+    std::optional<PacketClock> mClock;
+    std::int64_t mPacketFrames = 0; // how much audio the packet at hand held
+    std::int64_t mDamagedPackets = 0;
+    std::int64_t mFramesBeforeDamage = 0;
+    bool mIsLossless = false;
+    bool mDraining = false;
+    bool mIsAtEnd = false;
+};
+
+} // namespace qel::tool

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "tools/qel/Options.h"
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace qel::tool {
+
+// Holds one block of decoded audio, and makes of its channels those that are analyzed.
+class ChannelMixer {
+public:
+    ChannelMixer(std::size_t channels, std::size_t blockSamples, ChannelMix mix);
+
+    // Where the decoder puts the block: one buffer per channel of the file.
+    std::span<float* const> Input() { return mInput; }
+
+    std::size_t OutputChannels() const { return mOutput.size(); }
+
+    // The first so many samples of the block, one pointer per analyzed channel, valid until the
+    // input changes. The mono mix is the mean of all channels, in double precision, so that equal
+    // channels give exactly one of them.
+    std::span<const float* const> Mix(std::size_t samples);
+
+private:
+    ChannelMix mMix;
+    std::vector<std::vector<float>> mBuffers;
+    std::vector<float*> mInput;
+    std::vector<const float*> mOutput;
+};
+
+} // namespace qel::tool

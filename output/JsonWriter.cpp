@@ -1,0 +1,154 @@
+#include "output/JsonWriter.h"
+
+#include "output/formats/PayloadFormat.h"
+#include "output/formats/Texts.h"
+#include "tools/qel/KeyList.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string_view>
+
+namespace qel::tool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// A path need not be UTF-8, while JSON must be.
+std::string Dump(const Json& value) {
+    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+// The members of an object without its braces, to go on behind them.
+std::string DumpMembers(const Json& object) {
+    const std::string text = Dump(object);
+    return text.substr(1, text.size() - 2);
+}
+
+Json DescribeDecoder(const DecoderReport& report) {
+    return {{"name", report.decoder},
+            {"library", report.library},
+            {"container", report.container},
+            {"codec", report.codec},
+            {"leading_frames_trimmed", report.leadingTrimmed},
+            {"trailing_frames_trimmed", report.trailingTrimmed},
+            {"damaged_packets", report.damagedPackets}};
+}
+
+// A whole number of samples, or null where a key keeps no frames.
+Json SamplesOrNull(std::uint32_t samples) {
+    return samples == 0 ? Json(nullptr) : Json(samples);
+}
+
+// Null for a key without results frame by frame.
+Json ResultsPerFrame(const KeyInfo& info) {
+    return HasFrames(info) ? Json(info.resultsPerFrame) : Json(nullptr);
+}
+
+// By way of its text: a float as it stands would show the digits of the nearest double.
+Json ShortNumber(float value) {
+    return Json::parse(fmt::format("{}", value));
+}
+
+Json DescribeKey(const AnalyzedKey& key) {
+    Json names = Json::array();
+    for (const ValueInfo& value : key.info->values) {
+        names.push_back(value.name);
+    }
+    return {{"delivered", DeliveryText(*key.info)},
+            {"sample_rate", key.metaData.sampleRateHz},
+            {"frame_size", SamplesOrNull(key.metaData.frameSamples)},
+            {"hop", SamplesOrNull(key.metaData.hopSamples)},
+            {"results_per_frame", ResultsPerFrame(*key.info)},
+            {"layout", FormatOf(*key.info).Layout(*key.info)},
+            {"names", names}};
+}
+
+} // namespace
+
+// Of what is no path, none.
+std::optional<std::filesystem::path> JsonWriter::DirectoryOf(const std::string& path) {
+    return path == "-" ? std::nullopt : std::optional(std::filesystem::path(path).parent_path());
+}
+
+void JsonWriter::BeginFile(const FileHeader& header) {
+    mHeader = header;
+    mResults.clear();
+    for (std::size_t i = 0; i < header.keys.size(); ++i) {
+        mResults.emplace_back();
+    }
+}
+
+void JsonWriter::Write(std::size_t key, const Result& result) {
+    KeyResults& results = mResults[key];
+    TextSink& sink = results.spill.Sink();
+    fmt::memory_buffer& buffer = sink.Buffer();
+    buffer.append(std::string_view(results.count == 0 ? "\n[" : ",\n["));
+    for (std::size_t c = 0; c < result.channels(); ++c) {
+        if (c != 0) {
+            buffer.push_back(',');
+        }
+        FormatOf(*result.info()).AppendJson(buffer, result, c, mHeader.minStrength);
+    }
+    buffer.push_back(']');
+    sink.MayFlush();
+    ++results.count;
+}
+
+// What stands before an entry of the list of files.
+void JsonWriter::BeginEntry() {
+    mOutput.Sink().Append(mBegun ? ",\n"
+                                 : fmt::format("{{\"qel\":\"{}\",\"files\":[\n", QEL_VERSION));
+    mBegun = true;
+}
+
+void JsonWriter::WriteKey(std::size_t key) {
+    TextSink& sink = mOutput.Sink();
+    const AnalyzedKey& analyzed = mHeader.keys[key];
+    Json description = DescribeKey(analyzed);
+    description["count"] = mResults[key].count;
+    sink.Append(fmt::format("{}\n{}:{{{},\"values\":[", key == 0 ? "" : ",",
+                            JsonText(std::string(analyzed.info->key)), DumpMembers(description)));
+    mResults[key].spill.CopyTo(sink);
+    sink.Append("]}");
+}
+
+void JsonWriter::EndFile(const FileSummary& summary) {
+    Json parameters = Json::object();
+    for (const auto& [name, value] : mHeader.parameters) {
+        parameters[name] = ShortNumber(value);
+    }
+    const double seconds = static_cast<double>(summary.frames) / mHeader.sampleRateHz;
+    const Json entry{{"file", mHeader.path},
+                     {"sample_rate", mHeader.sampleRateHz},
+                     {"channels", mHeader.analyzedChannels},
+                     {"file_channels", mHeader.fileChannels},
+                     {"mix", mHeader.mix == ChannelMix::Mono ? "mono" : "keep"},
+                     {"block", mHeader.blockSamples},
+                     {"frames", summary.frames},
+                     {"duration", seconds},
+                     {"decoder", DescribeDecoder(summary.decoder)},
+                     {"parameters", parameters},
+                     {"min_strength", ShortNumber(mHeader.minStrength)}};
+    BeginEntry();
+    mOutput.Sink().Append(fmt::format("{{{},\"keys\":{{", DumpMembers(entry)));
+    for (std::size_t key = 0; key < mResults.size(); ++key) {
+        WriteKey(key);
+    }
+    mOutput.Sink().Append("}}");
+    mOutput.Sink().Flush();
+    mResults.clear();
+}
+
+void JsonWriter::FailFile(const std::string& path, const std::string& message) {
+    mResults.clear();
+    BeginEntry();
+    mOutput.Sink().Append(Dump(Json{{"file", path}, {"error", message}}));
+    mOutput.Sink().Flush();
+}
+
+void JsonWriter::Finish() {
+    mOutput.Sink().Append("\n]}\n");
+    mOutput.Commit();
+}
+
+} // namespace qel::tool

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "media/AudioDecoder.h"
+#include "tools/qel/Options.h"
+
+#include <QelAudioAnalysis/Analyzer.hpp>
+#include <QelAudioAnalysis/KeyInfo.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace qel::tool {
+
+// A key that is analyzed, and what the library says about it for this stream.
+struct AnalyzedKey {
+    const KeyInfo* info = nullptr;
+    KeyMetaData metaData;
+};
+
+// What is known of a file before it is analyzed.
+struct FileHeader {
+    std::string path;
+    int sampleRateHz = 0;
+    std::size_t fileChannels = 0;
+    std::size_t analyzedChannels = 0;
+    ChannelMix mix = ChannelMix::Mono;
+    std::uint32_t blockSamples = 0;
+    std::vector<Parameter> parameters;
+    float minStrength = 0; // weaker events are not written
+    std::vector<AnalyzedKey> keys;
+};
+
+// What is known of a file after it was analyzed.
+struct FileSummary {
+    std::int64_t frames = 0;
+    DecoderReport decoder;
+    std::string missing; // which whole-stream results there are none of, and why; empty: none miss
+};
+
+// Receives results as they come, file after file:
+//
+//     per file: BeginFile, Write..., EndFile    or    [BeginFile, Write...,] FailFile
+//     at the end: Finish
+//
+// A file's results show in the output from EndFile on; the exception is CSV on standard output,
+// which shows at once. Every member may throw OutputError; the writer is then only to be destroyed,
+// which removes what is incomplete.
+class ResultWriter {
+public:
+    virtual ~ResultWriter() = default;
+
+    virtual void BeginFile(const FileHeader& header) = 0;
+
+    // A result of header.keys[key]. The result's memory is not needed afterwards.
+    virtual void Write(std::size_t key, const Result& result) = 0;
+
+    virtual void EndFile(const FileSummary& summary) = 0;
+
+    // Drops what came of the file. message says why, in one line.
+    virtual void FailFile(const std::string& path, const std::string& message) = 0;
+
+    virtual void Finish() = 0;
+};
+
+} // namespace qel::tool

@@ -1,0 +1,77 @@
+#include "output/files/OutputName.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <fmt/format.h>
+#include <memory>
+#include <new>
+#include <string_view>
+#include <system_error>
+
+extern "C" {
+#include <libavutil/mem.h>
+#include <libavutil/sha.h>
+}
+
+namespace qel::tool {
+namespace {
+
+constexpr std::size_t kLongestName = 255; // bytes, on all file systems in common use
+constexpr std::size_t kDigestBytes = 6;   // 12 digits
+constexpr int kSha256Bits = 256;
+
+struct FreeSha {
+    void operator()(AVSHA* context) const { av_free(context); }
+};
+
+std::string DigestOf(std::string_view text) {
+    const std::unique_ptr<AVSHA, FreeSha> sha(av_sha_alloc());
+    if (sha == nullptr || av_sha_init(sha.get(), kSha256Bits) != 0) {
+        throw std::bad_alloc();
+    }
+    av_sha_update(sha.get(), reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+    std::array<std::uint8_t, kSha256Bits / 8> digest{};
+    av_sha_final(sha.get(), digest.data());
+    std::string digits;
+    for (std::size_t i = 0; i < kDigestBytes; ++i) {
+        digits += fmt::format("{:02x}", digest[i]);
+    }
+    return digits;
+}
+
+// Links of the last component are not followed: a link is an input under a name of its own.
+std::filesystem::path AbsolutePath(const std::filesystem::path& input) {
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(input, error);
+    if (error) { // no current directory: the path as it was given tells more than nothing
+        return input;
+    }
+    const std::filesystem::path directory =
+        std::filesystem::weakly_canonical(absolute.parent_path(), error);
+    return error ? absolute : directory / absolute.filename();
+}
+
+// The bytes in front of a length, without a character of UTF-8 that it would cut apart.
+std::string_view Cut(std::string_view text, std::size_t length) {
+    if (text.size() <= length) {
+        return text;
+    }
+    const auto continues = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
+    while (length > 0 && continues(text[length])) {
+        --length;
+    }
+    return text.substr(0, length);
+}
+
+} // namespace
+
+std::string OutputName(const std::string& input) {
+    const std::filesystem::path path = AbsolutePath(input);
+    const std::string end = '-' + DigestOf(path.string());
+    const std::string name = path.filename().string();
+    return std::string(Cut(name, kLongestName - end.size())) + end;
+}
+
+} // namespace qel::tool

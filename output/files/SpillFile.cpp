@@ -1,0 +1,62 @@
+#include "output/files/SpillFile.h"
+
+#include "tools/qel/ToolError.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fmt/format.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace qel::tool {
+namespace {
+
+std::filesystem::path TemporaryDirectory() {
+    std::error_code error;
+    std::filesystem::path directory = std::filesystem::temp_directory_path(error);
+    if (error) {
+        throw OutputError(fmt::format("no directory for temporary files: {}", error.message()));
+    }
+    return directory;
+}
+
+} // namespace
+
+SpillFile::SpillFile() {
+    const std::filesystem::path directory = TemporaryDirectory();
+    std::string name = (directory / "qel.XXXXXX").string();
+    const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+    if (descriptor < 0) {
+        throw OutputError(fmt::format("{}: cannot make a temporary file: {}", directory.string(),
+                                      std::strerror(errno)));
+    }
+    unlink(name.c_str());
+    mSink.emplace(descriptor, fmt::format("temporary file in {}", directory.string()));
+}
+
+void SpillFile::CopyTo(TextSink& sink) {
+    mSink->Flush();
+    std::array<char, 64 * 1024> chunk{};
+    off_t position = 0;
+    for (;;) {
+        const ssize_t count = pread(mSink->Descriptor(), chunk.data(), chunk.size(), position);
+        if (count == 0) {
+            return;
+        }
+        if (count < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            throw OutputError(
+                fmt::format("cannot read a temporary file: {}", std::strerror(errno)));
+        }
+        sink.Append({chunk.data(), static_cast<std::size_t>(count)});
+        position += count;
+    }
+}
+
+} // namespace qel::tool

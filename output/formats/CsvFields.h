@@ -1,0 +1,37 @@
+#pragma once
+
+#include "output/formats/Numbers.h"
+
+#include <QelAudioAnalysis/Result.hpp>
+
+#include <cstddef>
+#include <iterator>
+#include <span>
+
+namespace qel::tool {
+
+// Fields of CSV.
+
+// Numbers, each behind a comma.
+template <typename... Number>
+void AppendFields(fmt::memory_buffer& buffer, Number... values) {
+    ((buffer.push_back(','), AppendCsvNumber(buffer, values)), ...);
+}
+
+inline void AppendFields(fmt::memory_buffer& buffer, std::span<const float> values) {
+    for (const float value : values) {
+        AppendFields(buffer, value);
+    }
+}
+
+// What a row about an entry of a list begins with: its time and, where there are several, its
+// channel.
+inline void AppendEntryStart(fmt::memory_buffer& buffer, double timeSeconds, const Result& result,
+                             std::size_t channel) {
+    AppendCsvNumber(buffer, timeSeconds);
+    if (result.channels() > 1) {
+        fmt::format_to(std::back_inserter(buffer), ",{}", channel);
+    }
+}
+
+} // namespace qel::tool

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "output/formats/PayloadFormat.h"
+
+namespace qel::tool {
+
+// The same value at several places: in JSON one array, in CSV numbered columns. With one place it
+// is a number like any other.
+class VectorFormat : public PayloadFormat {
+public:
+    std::string Summary(const KeyInfo& info) const override;
+    std::string_view Layout(const KeyInfo& info) const override;
+    std::size_t Numbers(const KeyInfo& info) const override;
+    void AppendJson(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
+                    float minStrength) const override;
+    std::vector<std::string> Columns(const KeyInfo& info) const override;
+    void AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
+                   const CsvRows& rows) const override;
+};
+
+} // namespace qel::tool

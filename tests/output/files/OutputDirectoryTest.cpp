@@ -1,0 +1,77 @@
+#include "output/files/OutputDirectory.h"
+
+#include "tests/helpers/TempDirectory.h"
+#include "tools/qel/ToolError.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace qel::tool {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+TEST(OutputDirectoryTest, WhatWasMadeForNothingIsTakenAway) {
+    const TempDirectory directory;
+    std::filesystem::create_directory(directory.File("there"));
+    {
+        const OutputDirectory made(directory.File("there/a/b/c"));
+        EXPECT_TRUE(std::filesystem::is_directory(directory.File("there/a/b/c")));
+    }
+    EXPECT_EQ(directory.Entries(), Strings{"there"});
+    { const OutputDirectory old(directory.File("there")); }
+    EXPECT_EQ(directory.Entries(), Strings{"there"});
+}
+
+TEST(OutputDirectoryTest, WhatSomethingCameIntoStays) {
+    const TempDirectory directory;
+    {
+        const OutputDirectory made(directory.File("a/b"));
+        WriteFile(directory.File("a/b/file"), "");
+    }
+    EXPECT_EQ(directory.Entries(), (Strings{"a", "a/b", "a/b/file"}));
+}
+
+TEST(OutputDirectoryTest, NobodyTakesAwayWhatAnotherOneUses) {
+    const TempDirectory directory;
+    std::optional<OutputDirectory> maker(directory.File("a/b"));
+    const OutputDirectory user(directory.File("a/b"));
+    maker.reset();
+    EXPECT_TRUE(std::filesystem::is_directory(directory.File("a/b")));
+}
+
+TEST(OutputDirectoryTest, ThoseWhoMakeAndTakeAwayAtOnceDoNotMeet) {
+    const TempDirectory directory;
+    const std::string path = directory.File("a/b");
+    constexpr int kTimes = 300;
+    int found = 0;
+    std::thread other([&path] {
+        for (int i = 0; i < kTimes; ++i) {
+            const OutputDirectory mine(path);
+        }
+    });
+    for (int i = 0; i < kTimes; ++i) {
+        const OutputDirectory mine(path);
+        found += std::filesystem::is_directory(path) ? 1 : 0;
+    }
+    other.join();
+    EXPECT_EQ(found, kTimes);
+}
+
+TEST(OutputDirectoryTest, RefusesWhatCannotBeADirectory) {
+    const TempDirectory directory;
+    WriteFile(directory.File("file"), "");
+    std::filesystem::create_symlink("nowhere", directory.File("link"));
+    EXPECT_THROW(OutputDirectory(directory.File("file")), OutputError);
+    EXPECT_THROW(OutputDirectory(directory.File("file/below")), OutputError);
+    EXPECT_THROW(OutputDirectory(directory.File("link")), OutputError);
+    EXPECT_EQ(directory.Entries(), (Strings{"file", "link"}));
+}
+
+} // namespace
+} // namespace qel::tool

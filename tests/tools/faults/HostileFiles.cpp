@@ -1,0 +1,63 @@
+#include "tests/tools/faults/HostileFiles.h"
+
+#include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/TempDirectory.h"
+#include "tests/helpers/WavBytes.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cstddef>
+#include <sstream>
+
+namespace qel::tool {
+namespace {
+
+using Json = nlohmann::json;
+
+// Under a checker everything takes several times as long, and address space without end.
+constexpr unsigned int kSeconds = QEL_SANITIZED ? 200 : 30;
+constexpr unsigned long kAddressSpace = QEL_SANITIZED ? 0 : 2UL << 30;
+
+// The lines of standard error that are no warnings.
+std::vector<std::string> Complaints(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        if (line.find(": warning: ") == std::string::npos) {
+            lines.push_back(line);
+        }
+    }
+    return lines;
+}
+
+} // namespace
+
+void ExpectAnswers(const std::vector<HostileFile>& files, const std::string& keys) {
+    const TempDirectory directory;
+    std::vector<HostileFile> all = files;
+    all.push_back({"good.wav", WavBytes().Bytes(), 4800});
+    std::vector<std::string> arguments{"analyze", "--keys", keys};
+    for (const HostileFile& file : all) {
+        WriteFile(directory.File(file.name), file.bytes);
+        arguments.push_back(directory.File(file.name));
+    }
+    const ChildResult result =
+        RunTool(arguments, {.addressSpace = kAddressSpace, .seconds = kSeconds});
+    ASSERT_EQ(result.signal, 0) << result.err;
+    const Json entries = Json::parse(result.out, nullptr, false).value("files", Json::array());
+    ASSERT_EQ(entries.size(), all.size()) << result.err;
+    std::vector<std::string> complaints;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        EXPECT_EQ(entries[i].value("frames", HostileFile::kRefused), all[i].frames)
+            << all[i].name << ": " << entries[i].value("error", "");
+        if (entries[i].contains("error")) {
+            const std::string error = entries[i]["error"];
+            complaints.push_back("qel: " + directory.File(all[i].name) + ": " + error);
+        }
+    }
+    EXPECT_EQ(Complaints(result.err), complaints);
+    EXPECT_EQ(result.status, complaints.empty() ? 0 : 1);
+}
+
+} // namespace qel::tool

@@ -1,0 +1,37 @@
+// For tests that analyze one file and look at what stays behind.
+#pragma once
+
+#include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/TempDirectory.h"
+#include "tests/helpers/TestAudio.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace qel::tool {
+
+// A folder with ten seconds of a sine, and with a folder for the tool's temporary files.
+class SineInput : public testing::Test {
+protected:
+    SineInput() {
+        std::filesystem::create_directory(mSetup.temporaryDirectory);
+        WriteFloatWav(mInput, 48000, {Sine(480000, 48, 0.5)});
+    }
+
+    // Nothing stays but the input and what a test names.
+    void ExpectOnly(std::vector<std::string> names) const {
+        names.insert(names.end(), {"input.wav", "tmp"});
+        std::sort(names.begin(), names.end());
+        EXPECT_EQ(mDirectory.Entries(), names);
+    }
+
+    TempDirectory mDirectory;
+    std::string mInput = mDirectory.File("input.wav");
+    ChildSetup mSetup{.temporaryDirectory = mDirectory.File("tmp")};
+};
+
+} // namespace qel::tool

@@ -1,0 +1,243 @@
+#include "tools/qel/CommandLine.h"
+
+#include "media/AudioDecoder.h"
+#include "output/files/Interrupt.h"
+#include "output/files/TextSink.h"
+#include "tools/qel/AnalyzeCommand.h"
+#include "tools/qel/KeysCommand.h"
+#include "tools/qel/SelfTestCommand.h"
+#include "tools/qel/StandardStreams.h"
+#include "tools/qel/ToolError.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <exception>
+#include <fmt/format.h>
+#include <map>
+#include <new>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace qel::tool {
+namespace {
+
+constexpr std::uint32_t kLargestBlock = 1048576; // 2^20 samples, 24 s at 44.1 kHz
+
+constexpr const char* kFooter = "Exit status: 0 success; 1 a file could not be analyzed or an "
+                                "output not written; 2 usage error.";
+
+struct CommandLine {
+    AnalyzeOptions analyze;
+    std::string describedKey;
+    bool jsonKeys = false;
+    SelfTestOptions selfTest;
+    CLI::App* analyzeCommand = nullptr;
+    CLI::App* keysCommand = nullptr;
+    CLI::App* describeCommand = nullptr;
+    CLI::App* selfTestCommand = nullptr;
+};
+
+// An option that may be given more than once must not take the files behind it for its values.
+CLI::Option* AddRepeatable(CLI::App* command, const std::string& name,
+                           std::vector<std::string>& values, const std::string& help) {
+    return command->add_option(name, values, help)->allow_extra_args(false);
+}
+
+// An option whose value is one of a few words.
+template <typename Choice>
+void AddChoice(CLI::App* command, const std::string& name, Choice& choice,
+               const std::map<std::string, Choice>& words, const std::string& help) {
+    command
+        ->add_option_function<std::string>(
+            name, [&choice, words](const std::string& word) { choice = words.at(word); }, help)
+        ->check(CLI::IsMember(words))
+        ->type_name("WORD");
+}
+
+void AddAnalyze(CLI::App& app, CommandLine& line) {
+    AnalyzeOptions& options = line.analyze;
+    CLI::App* command = app.add_subcommand("analyze", "Analyze audio files");
+    line.analyzeCommand = command;
+    command->add_option("FILE", options.files, "Audio files")->required();
+    CLI::Option* keys = AddRepeatable(
+        command, "--keys", options.keyLists,
+        "Keys to analyze, separated by commas. Default with json and csv: per-frame keys of up to "
+        "64 values; request tempo, beats and onsets by name. Default with labels: all keys with "
+        "events or a name per frame. Default with beats: \"beat data\", \"down beat data\" and "
+        "\"global number of beats per bar\"");
+    keys->type_name("LIST");
+    command
+        ->add_flag("--all", options.allKeys,
+                   "Analyze all keys, including those with more than 64 values per frame and those "
+                   "delivered at the end (tempo, beats, meter, onsets); with labels and beats, all "
+                   "keys that the format supports")
+        ->excludes(keys);
+    AddChoice<OutputFormat>(command, "--format", options.format,
+                            {{"json", OutputFormat::Json},
+                             {"csv", OutputFormat::Csv},
+                             {"labels", OutputFormat::Labels},
+                             {"beats", OutputFormat::Beats}},
+                            "json (default); csv; labels: one label track per key with events or a "
+                            "name per frame, lines \"start end text\"; beats: lines \"time "
+                            "position-in-bar\"");
+    command
+        ->add_option("--output", options.output,
+                     "Output, default - (standard output). With json: a file. Otherwise: a "
+                     "directory, in which every audio file gets its own directory; - works if the "
+                     "output is a single file. Missing directories are created")
+        ->type_name("PATH");
+    AddChoice<ChannelMix>(command, "--mix", options.mix,
+                          {{"mono", ChannelMix::Mono}, {"keep", ChannelMix::Keep}},
+                          "mono (default): analyze the mean of all channels; keep: analyze each "
+                          "channel");
+    command
+        ->add_option(
+            "--block", options.blockSamples,
+            "Samples per block, 1 to 1048576, default 4096. \"temporal properties\" have one "
+            "result per block; other results do not depend on it, except \"onset data\" "
+            "with --mix keep")
+        ->check(CLI::Range(std::uint32_t{1}, kLargestBlock))
+        ->type_name("N");
+    AddRepeatable(command, "--param", options.parameters,
+                  "Set a parameter, for example --param \"Genre Hint=0\"; repeatable")
+        ->type_name("NAME=VALUE");
+    command
+        ->add_option("--min-strength", options.minStrength,
+                     "Leave out events (beats, down beats, onsets) with a strength below S, in all "
+                     "formats; bar positions still count all events; a number of 0 or more, "
+                     "default 0")
+        ->type_name("S");
+    command->add_flag("--overwrite", options.overwrite,
+                      "Replace existing outputs; without it they are refused");
+    command->add_flag("--quiet", options.quiet, "Draw no progress bar");
+    command->footer(kFooter);
+}
+
+void AddSelfTest(CLI::App& app, CommandLine& line) {
+    CLI::App* command = app.add_subcommand(
+        "selftest", "Check that this machine gives the same results as all others");
+    line.selfTestCommand = command;
+    CLI::Option* print = command->add_flag("--print", line.selfTest.print,
+                                           "Print the digests of the results as source text");
+    command
+        ->add_flag("--short", line.selfTest.shortSignal,
+                   "Analyze 3 s of audio instead of 13 s, for slow machines")
+        ->excludes(print);
+    command->footer("Exit status: 0 all results are the same; 1 a result differs.");
+}
+
+void AddCommands(CLI::App& app, CommandLine& line) {
+    app.require_subcommand(1);
+    app.set_version_flag("--version",
+                         fmt::format("qel {} ({})", QEL_VERSION, AudioDecoder::LibraryVersion()));
+    app.footer(kFooter);
+    AddAnalyze(app, line);
+    line.keysCommand = app.add_subcommand("keys", "List the keys");
+    line.keysCommand->add_flag("--json", line.jsonKeys, "Describe all keys completely, in JSON");
+    line.describeCommand = app.add_subcommand("describe", "Describe one key completely");
+    line.describeCommand->add_option("KEY", line.describedKey, "The key")->required();
+    AddSelfTest(app, line);
+}
+
+int Run(const CommandLine& line) {
+    if (line.keysCommand->parsed()) {
+        return RunKeys(line.jsonKeys);
+    }
+    if (line.describeCommand->parsed()) {
+        return RunDescribe(line.describedKey);
+    }
+    if (line.selfTestCommand->parsed()) {
+        return RunSelfTest(line.selfTest);
+    }
+    return RunAnalyze(line.analyze);
+}
+
+// Messages of the parser may run over several lines: the first one says it.
+std::string FirstLine(const std::string& text) {
+    return text.substr(0, text.find('\n'));
+}
+
+// The parser takes "[live]" and "[one,two]" for lists and would look for files without brackets. A
+// byte of 0 behind them, which no argument can have of itself, keeps it from that.
+std::vector<std::string> GuardBrackets(int argc, const char* const* argv) {
+    std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+    for (std::string& argument : arguments) {
+        if (argument.starts_with('[') && argument.ends_with(']')) {
+            argument += '\0';
+        }
+    }
+    return arguments;
+}
+
+void Unguard(std::string& text) {
+    std::erase(text, '\0');
+}
+
+void UnguardBrackets(CommandLine& line) {
+    AnalyzeOptions& options = line.analyze;
+    for (auto* texts : {&options.files, &options.keyLists, &options.parameters}) {
+        std::for_each(texts->begin(), texts->end(), Unguard);
+    }
+    Unguard(options.output);
+    Unguard(options.minStrength);
+    Unguard(line.describedKey);
+}
+
+// Help and version go the way of all output, which notices when they do not arrive.
+int Answer(const CLI::App& app, const CLI::Success& request) {
+    std::ostringstream text;
+    app.exit(request, text, text);
+    TextSink sink(STDOUT_FILENO, "standard output");
+    sink.Append(text.str());
+    sink.Close();
+    return kExitSuccess;
+}
+
+int ParseAndRun(int argc, const char* const* argv) {
+    CLI::App app("Extracts audio features from music files", "qel");
+    CommandLine line;
+    AddCommands(app, line);
+    try {
+        std::vector<std::string> arguments = GuardBrackets(argc, argv);
+        std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
+        app.parse(std::move(arguments));
+        UnguardBrackets(line);
+    } catch (const CLI::Success& request) { // --help, --version
+        return Answer(app, request);
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(fmt::format("{}; see qel --help", FirstLine(error.what())));
+    }
+    return Run(line);
+}
+
+int Fail(const char* message, ExitStatus status) {
+    StandardStreams::Complain(message);
+    return status;
+}
+
+} // namespace
+
+int RunCommandLine(int argc, const char* const* argv) {
+    StandardStreams::Secure();
+    Interrupt::Install();
+    AudioDecoder::SilenceLibrary();
+    try {
+        return ParseAndRun(argc, argv);
+    } catch (const ClosedPipe&) {
+        return kExitFailure;
+    } catch (const UsageError& error) {
+        return Fail(error.what(), kExitUsage);
+    } catch (const Interrupt::Requested& request) {
+        Interrupt::Die(request.signal);
+    } catch (const std::bad_alloc&) {
+        return Fail("out of memory", kExitFailure);
+    } catch (const std::exception& error) {
+        return Fail(error.what(), kExitFailure);
+    }
+}
+
+} // namespace qel::tool

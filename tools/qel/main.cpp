@@ -1,0 +1,5 @@
+#include "tools/qel/CommandLine.h"
+
+int main(int argc, char** argv) {
+    return qel::tool::RunCommandLine(argc, argv);
+}
