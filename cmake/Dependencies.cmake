@@ -13,7 +13,7 @@ endif()
 
 # A build for another kind of processor has no use for pkg-config, which knows this one's libraries.
 if(NOT QEL_ONE_INSTRUCTION_SET OR QEL_FFT_BACKEND STREQUAL "fftw"
-        OR QEL_BUILD_TOOLS OR qelOwnTests OR QEL_BUILD_BENCH)
+        OR QEL_BUILD_TOOLS OR QEL_BUILD_MEDIA OR qelOwnTests OR QEL_BUILD_BENCH)
     find_package(PkgConfig REQUIRED)
 endif()
 
@@ -44,11 +44,13 @@ endif()
 # Least squares: headers alone.
 find_package(Eigen3 3.4 REQUIRED NO_MODULE)
 
-if(QEL_BUILD_TOOLS)
+if(QEL_BUILD_TOOLS OR QEL_BUILD_MEDIA)
     pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
         libavformat libavcodec>=59.37.100 libswresample libavutil)
-    find_package(CLI11 REQUIRED)
     find_package(fmt REQUIRED)
+endif()
+if(QEL_BUILD_TOOLS)
+    find_package(CLI11 REQUIRED)
     find_package(nlohmann_json REQUIRED)
 endif()
 

@@ -1,8 +1,6 @@
 #include "media/AudioDecoder.h"
 
 #include "media/MediaFormats.h"
-#include "output/files/Interrupt.h"
-#include "tools/qel/ToolError.h"
 
 extern "C" {
 #include <libavutil/intreadwrite.h>
@@ -12,9 +10,10 @@ extern "C" {
 #include <algorithm>
 #include <fmt/format.h>
 #include <new>
+#include <utility>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 // A lossless decoder yields the stated length to the sample. For the others an encoder may have
@@ -31,15 +30,15 @@ bool IsLossless(AVCodecID codec) {
 AvHandle<AVCodecContext> OpenCodec(const AVStream& stream) {
     const AVCodec* codec = MediaFormats::FindDecoder(stream.codecpar->codec_id);
     if (codec == nullptr) {
-        throw ToolError(fmt::format("no decoder for its audio ({})",
-                                    avcodec_get_name(stream.codecpar->codec_id)));
+        throw Error(Fault::NotAudio, fmt::format("no decoder for its audio ({})",
+                                                 avcodec_get_name(stream.codecpar->codec_id)));
     }
     AvHandle<AVCodecContext> context(avcodec_alloc_context3(codec));
     if (!context) {
         throw std::bad_alloc();
     }
     if (avcodec_parameters_to_context(context.get(), stream.codecpar) < 0) {
-        throw ToolError("its audio stream is damaged");
+        throw Error(Fault::Damaged, "its audio stream is damaged");
     }
     context->pkt_timebase = stream.time_base;
     // One thread: frames come out in the same steps in every run, and little memory is held.
@@ -51,7 +50,7 @@ AvHandle<AVCodecContext> OpenCodec(const AVStream& stream) {
         context->err_recognition |= AV_EF_CRCCHECK | AV_EF_EXPLODE;
     }
     if (avcodec_open2(context.get(), codec, nullptr) < 0) {
-        throw ToolError(fmt::format("its audio ({}) cannot be decoded", codec->name));
+        throw Error(Fault::NotAudio, fmt::format("its audio ({}) cannot be decoded", codec->name));
     }
     return context;
 }
@@ -66,9 +65,9 @@ std::int64_t FrameDuration(const AVFrame& frame) {
 
 } // namespace
 
-AudioDecoder::AudioDecoder(const std::string& path)
-    : mFile(path), mCodec(OpenCodec(mFile.Stream())), mPacket(av_packet_alloc()),
-      mFrame(av_frame_alloc()) {
+AudioDecoder::AudioDecoder(const std::string& path, Cancellation cancellation)
+    : mFile(path, std::move(cancellation)), mCodec(OpenCodec(mFile.Stream())),
+      mPacket(av_packet_alloc()), mFrame(av_frame_alloc()) {
     if (!mPacket || !mFrame) {
         throw std::bad_alloc();
     }
@@ -81,7 +80,7 @@ AudioDecoder::AudioDecoder(const std::string& path)
         mClock.emplace(mFile.Stream().time_base, parameters.sample_rate);
     }
     if (!DecodeFrame()) {
-        throw ToolError("holds no audio that can be decoded");
+        throw Error(Fault::NotAudio, "holds no audio that can be decoded");
     }
 }
 
@@ -102,14 +101,14 @@ std::size_t AudioDecoder::Read(std::span<float* const> planes, std::size_t capac
     return filled;
 }
 
-std::int64_t AudioDecoder::CountFrames(const std::string& path) {
+std::int64_t AudioDecoder::CountFrames(const std::string& path, Cancellation cancellation) {
     constexpr std::size_t kBlockSamples = 4096;
-    AudioDecoder decoder(path);
+    AudioDecoder decoder(path, cancellation);
     std::vector<float> block(kBlockSamples);
     const std::vector<float*> planes(decoder.Channels(), block.data());
     std::int64_t frames = 0;
     while (const std::size_t count = decoder.Read(planes, kBlockSamples)) {
-        Interrupt::Check();
+        cancellation.Check();
         frames += static_cast<std::int64_t>(count);
     }
     return frames;
@@ -203,7 +202,7 @@ void AudioDecoder::AcceptFormat() {
         mRateHz = mFrame->sample_rate;
         mChannels = channels;
         if (mRateHz <= 0 || mChannels == 0) {
-            throw ToolError("its audio states no sample rate or no channels");
+            throw Error(Fault::Damaged, "its audio states no sample rate or no channels");
         }
         mPresentedFrames = mFile.PresentedFrames(mRateHz);
         if (mPresentedFrames) {
@@ -212,12 +211,13 @@ void AudioDecoder::AcceptFormat() {
         return;
     }
     if (mFrame->sample_rate != mRateHz) {
-        throw ToolError(fmt::format("its sample rate changes from {} to {} Hz after {} frames",
-                                    mRateHz, mFrame->sample_rate, mTrimmer.KeptFrames()));
+        throw Error(Fault::Damaged,
+                    fmt::format("its sample rate changes from {} to {} Hz after {} frames", mRateHz,
+                                mFrame->sample_rate, mTrimmer.KeptFrames()));
     }
     if (channels != mChannels) {
-        throw ToolError(fmt::format("its channels change from {} to {} after {} frames", mChannels,
-                                    channels, mTrimmer.KeptFrames()));
+        throw Error(Fault::Damaged, fmt::format("its channels change from {} to {} after {} frames",
+                                                mChannels, channels, mTrimmer.KeptFrames()));
     }
 }
 
@@ -270,17 +270,20 @@ void AudioDecoder::CheckLength() const {
     const auto declared = mFile.DeclaredFrames(mRateHz);
     const std::int64_t slack = mIsLossless ? mFile.DeclaredSlack(mRateHz) : 2 * mLongestFrame;
     if (declared.has_value() && mDecodedFrames + slack < *declared) {
-        throw ToolError(fmt::format("is {}: it states {} frames, and {} could be decoded",
-                                    mDamagedPackets > 0 ? "damaged" : "truncated", *declared,
-                                    mDecodedFrames));
+        throw Error(Fault::Damaged,
+                    fmt::format("is {}: it states {} frames, and {} could be decoded",
+                                mDamagedPackets > 0 ? "damaged" : "truncated", *declared,
+                                mDecodedFrames));
     }
     if (mFile.EndsEarly()) {
-        throw ToolError(fmt::format("is truncated: it was cut after {} frames", mDecodedFrames));
+        throw Error(Fault::Damaged,
+                    fmt::format("is truncated: it was cut after {} frames", mDecodedFrames));
     }
     if (const auto stated = mFile.MissedDuration(mDecodedFrames, mRateHz, slack)) {
-        throw ToolError(fmt::format("is {}: it states {:.3f} s, and {:.3f} s could be decoded",
-                                    mDamagedPackets > 0 ? "damaged" : "truncated", *stated,
-                                    static_cast<double>(mDecodedFrames) / mRateHz));
+        throw Error(Fault::Damaged,
+                    fmt::format("is {}: it states {:.3f} s, and {:.3f} s could be decoded",
+                                mDamagedPackets > 0 ? "damaged" : "truncated", *stated,
+                                static_cast<double>(mDecodedFrames) / mRateHz));
     }
 }
 
@@ -288,27 +291,34 @@ void AudioDecoder::CheckLossless() {
     // Where all came that is stated, what cannot be decoded is no audio: a tag behind the end.
     const auto declared = mFile.DeclaredFrames(mRateHz);
     if (mDamagedPackets > 0 && !(declared && mFramesBeforeDamage >= *declared)) {
-        throw ToolError(fmt::format("is damaged: {} packets of its lossless audio are missing or "
-                                    "cannot be decoded",
-                                    mDamagedPackets));
+        throw Error(Fault::Damaged,
+                    fmt::format("is damaged: {} packets of its lossless audio are missing or "
+                                "cannot be decoded",
+                                mDamagedPackets));
     }
     if (mFlac && !mFlac->IsContinuous()) {
-        throw ToolError("is damaged: the numbers of its FLAC frames do not follow one another");
+        throw Error(Fault::Damaged,
+                    "is damaged: the numbers of its FLAC frames do not follow one another");
     }
     if (mFlac && mFlac->SumDiffers()) {
-        throw ToolError("is damaged: its samples do not have the MD5 sum that it states");
+        throw Error(Fault::Damaged,
+                    "is damaged: its samples do not have the MD5 sum that it states");
     }
 }
 
-DecoderReport AudioDecoder::Report() const {
-    DecoderReport report;
+Report AudioDecoder::Report() const {
+    media::Report report;
     report.container = mFile.ContainerName();
     report.codec = avcodec_get_name(mFile.Stream().codecpar->codec_id);
     report.decoder = mCodec->codec->name;
-    report.library = LibraryVersion();
-    report.leadingTrimmed = mTrimmer.LeadingFrames();
-    report.trailingTrimmed = mTrimmer.TrailingFrames();
+    report.library = LibraryVersions().front();
+    report.leadingFramesTrimmed = mTrimmer.LeadingFrames();
+    report.trailingFramesTrimmed = mTrimmer.TrailingFrames();
     report.damagedPackets = mDamagedPackets;
+    if (mDamagedPackets > 0) {
+        report.warnings.push_back(
+            {fmt::format("{} damaged packets were left out", mDamagedPackets), mDamagedPackets});
+    }
     return report;
 }
 
@@ -316,10 +326,13 @@ void AudioDecoder::SilenceLibrary() {
     av_log_set_level(AV_LOG_QUIET);
 }
 
-std::string AudioDecoder::LibraryVersion() {
-    const unsigned int version = avcodec_version();
-    return fmt::format("libavcodec {}.{}.{}", AV_VERSION_MAJOR(version), AV_VERSION_MINOR(version),
-                       AV_VERSION_MICRO(version));
+std::vector<std::string> AudioDecoder::LibraryVersions() {
+    const auto text = [](const char* name, unsigned int version) {
+        return fmt::format("{} {}.{}.{}", name, AV_VERSION_MAJOR(version),
+                           AV_VERSION_MINOR(version), AV_VERSION_MICRO(version));
+    };
+    return {text("libavcodec", avcodec_version()), text("libavformat", avformat_version()),
+            text("libswresample", swresample_version()), text("libavutil", avutil_version())};
 }
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -1,29 +1,22 @@
 #pragma once
 
+#include "media/Cancellation.h"
 #include "media/FrameTrimmer.h"
 #include "media/MediaFile.h"
 #include "media/SampleConverter.h"
 #include "media/checks/FlacCheck.h"
 #include "media/checks/PacketClock.h"
 
+#include <QelMedia.hpp>
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
-namespace qel::tool {
-
-// What decoded a file, and what of it was not music.
-struct DecoderReport {
-    std::string container;            // "wav", "ogg", "mov"
-    std::string codec;                // "vorbis", "aac"
-    std::string decoder;              // the decoder's own name, "mp3float"
-    std::string library;              // "libavcodec 59.37.100"
-    std::int64_t leadingTrimmed = 0;  // samples dropped in front: the encoder's delay
-    std::int64_t trailingTrimmed = 0; // samples dropped at the end: the encoder's padding
-    std::int64_t damagedPackets = 0;  // packets that are missing or could not be decoded
-};
+namespace qel::media {
 
 // Decodes an audio file as a stream, block by block, at the file's own sample rate, aligned to the
 // sample: sample 0 is the first sample of the audio that was encoded.
@@ -35,9 +28,9 @@ struct DecoderReport {
 // before the length that it states. In lossy ones a damaged packet is left out and counted.
 class AudioDecoder {
 public:
-    // Opens a file and decodes its first frame. Throws ToolError, with the reason but without the
+    // Opens a file and decodes its first frame. Throws Error, with the reason but without the
     // file's name, if there is no audio to be had.
-    explicit AudioDecoder(const std::string& path);
+    explicit AudioDecoder(const std::string& path, Cancellation cancellation = Cancellation());
 
     AudioDecoder(const AudioDecoder&) = delete;
     AudioDecoder& operator=(const AudioDecoder&) = delete;
@@ -50,19 +43,20 @@ public:
     std::int64_t ExpectedFrames() const { return mFile.DeclaredFrames(mRateHz).value_or(0); }
 
     // Fills one buffer per channel with up to capacity samples and returns how many. Fewer than
-    // capacity only at the end; 0 ever after. Throws ToolError for a change of rate or channels,
+    // capacity only at the end; 0 ever after. Throws Error for a change of rate or channels,
     // and at the end for a file that was cut, or whose lossless audio is damaged.
     std::size_t Read(std::span<float* const> planes, std::size_t capacity);
 
-    // Length of a file in frames, found by decoding all of it. Throws ToolError as the constructor
+    // Length of a file in frames, found by decoding all of it. Throws Error as the constructor
     // and Read do.
-    static std::int64_t CountFrames(const std::string& path);
+    static std::int64_t CountFrames(const std::string& path,
+                                    Cancellation cancellation = Cancellation());
 
     // Final once Read has returned 0.
-    DecoderReport Report() const;
+    media::Report Report() const;
 
-    // Name and version of the library that decodes, "libavcodec 59.37.100".
-    static std::string LibraryVersion();
+    // Names and versions of FFmpeg's libraries, that of the decoders first.
+    static std::vector<std::string> LibraryVersions();
 
     // Keeps that library from writing to standard error, in the whole process.
     static void SilenceLibrary();
@@ -101,4 +95,4 @@ private:
     bool mIsAtEnd = false;
 };
 
-} // namespace qel::tool
+} // namespace qel::media

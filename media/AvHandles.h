@@ -9,7 +9,7 @@ extern "C" {
 #include <libswresample/swresample.h>
 }
 
-namespace qel::tool {
+namespace qel::media {
 
 // One deleter for every kind of FFmpeg object that the decoder owns.
 struct AvDeleter {
@@ -24,4 +24,4 @@ struct AvDeleter {
 template <typename T>
 using AvHandle = std::unique_ptr<T, AvDeleter>;
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -1,6 +1,6 @@
 #include "media/ChannelMixer.h"
 
-namespace qel::tool {
+namespace qel::media {
 
 ChannelMixer::ChannelMixer(std::size_t channels, std::size_t blockSamples, ChannelMix mix)
     : mMix(channels > 1 ? mix : ChannelMix::Keep),
@@ -29,4 +29,4 @@ std::span<const float* const> ChannelMixer::Mix(std::size_t samples) {
     return mOutput;
 }
 
-} // namespace qel::tool
+} // namespace qel::media

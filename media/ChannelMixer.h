@@ -1,12 +1,12 @@
 #pragma once
 
-#include "tools/qel/Options.h"
+#include <QelMedia.hpp>
 
 #include <cstddef>
 #include <span>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::media {
 
 // Holds one block of decoded audio, and makes of its channels those that are analyzed.
 class ChannelMixer {
@@ -30,4 +30,4 @@ private:
     std::vector<const float*> mOutput;
 };
 
-} // namespace qel::tool
+} // namespace qel::media

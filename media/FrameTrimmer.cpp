@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace qel::tool {
+namespace qel::media {
 
 FrameTrimmer::Kept FrameTrimmer::Trim(std::int64_t frames, std::int64_t tailFrames) {
     const std::int64_t head = std::clamp<std::int64_t>(mPendingLeading, 0, frames);
@@ -21,4 +21,4 @@ FrameTrimmer::Kept FrameTrimmer::Trim(std::int64_t frames, std::int64_t tailFram
     return kept;
 }
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-namespace qel::tool {
+namespace qel::media {
 
 // Decides which samples of each decoded frame belong to the audio, and counts those that do not:
 // the encoder's delay in front and its padding at the end.
@@ -36,4 +36,4 @@ private:
     std::int64_t mKept = 0;
 };
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -6,8 +6,6 @@
 #include "media/checks/MovieTiming.h"
 #include "media/checks/OggEnding.h"
 #include "media/checks/OggPages.h"
-#include "output/files/Interrupt.h"
-#include "tools/qel/ToolError.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -21,13 +19,14 @@
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 extern "C" {
 #include <libavutil/avstring.h>
 #include <libavutil/common.h>
 }
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 // A damaged header may state tables of any size, and FFmpeg makes room for a table before it looks
@@ -47,65 +46,66 @@ std::optional<std::int64_t> Positive(std::int64_t rescaled) {
 void CheckRegularFile(const std::string& path) {
     struct stat info {};
     if (stat(path.c_str(), &info) != 0) {
-        throw ToolError(std::strerror(errno));
+        throw Error(Fault::Unreadable, std::strerror(errno));
     }
     if (S_ISDIR(info.st_mode)) {
-        throw ToolError("is a directory, not an audio file");
+        throw Error(Fault::Unreadable, "is a directory, not an audio file");
     }
     if (!S_ISREG(info.st_mode)) {
-        throw ToolError("is not a regular file");
+        throw Error(Fault::Unreadable, "is not a regular file");
     }
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) {
-        throw ToolError(std::strerror(errno));
+        throw Error(Fault::Unreadable, std::strerror(errno));
     }
     close(descriptor);
     if (info.st_size == 0) {
-        throw ToolError("the file is empty");
+        throw Error(Fault::Unreadable, "the file is empty");
     }
 }
 
 // FFmpeg may search a long way for the next packet; every read on it asks this first.
-int WantsToEnd(void*) {
-    return Interrupt::IsRequested() ? 1 : 0;
+int WantsToEnd(void* cancellation) {
+    return static_cast<const Cancellation*>(cancellation)->IsRequested() ? 1 : 0;
 }
 
-AvHandle<AVIOContext> OpenLocal(const std::string& path) {
+AvHandle<AVIOContext> OpenLocal(const std::string& path, Cancellation& cancellation) {
     AVIOContext* file = nullptr;
     const std::string address = "file:" + path;
-    const AVIOInterruptCB interrupt{WantsToEnd, nullptr};
+    const AVIOInterruptCB interrupt{WantsToEnd, &cancellation};
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", MediaFormats::Protocols().c_str(), 0);
     const int status = avio_open2(&file, address.c_str(), AVIO_FLAG_READ, &interrupt, &options);
     av_dict_free(&options);
     if (status < 0) {
-        Interrupt::Check();
-        throw ToolError("cannot be read");
+        cancellation.Check();
+        throw Error(Fault::Unreadable, "cannot be read");
     }
     return AvHandle<AVIOContext>(file);
 }
 
 // Which container it is, by its content alone.
-const AVInputFormat& ProbeContainer(AVIOContext& file) {
+const AVInputFormat& ProbeContainer(AVIOContext& file, const Cancellation& cancellation) {
     const AVInputFormat* format = nullptr;
     const int status = av_probe_input_buffer2(&file, &format, "", nullptr, 0, 0);
-    Interrupt::Check();
+    cancellation.Check();
     if (status < 0 || format == nullptr) {
-        throw ToolError("is not an audio file, or is damaged or truncated");
+        throw Error(Fault::NotAudio, "is not an audio file, or is damaged or truncated");
     }
     if (!MediaFormats::IsContainer(*format)) {
         const std::string_view names = format->name;
         if (names.ends_with("_pipe")) { // so the library names its readers of pictures
-            throw ToolError("holds no audio stream");
+            throw Error(Fault::NotAudio, "holds no audio stream");
         }
-        throw ToolError(fmt::format("is not an audio file (its format is \"{}\"), or is damaged",
-                                    names.substr(0, names.find(','))));
+        throw Error(Fault::NotAudio,
+                    fmt::format("is not an audio file (its format is \"{}\"), or is damaged",
+                                names.substr(0, names.find(','))));
     }
     return *format;
 }
 
-AvHandle<AVFormatContext> OpenContainer(AVIOContext& file) {
-    const AVInputFormat& format = ProbeContainer(file);
+AvHandle<AVFormatContext> OpenContainer(AVIOContext& file, const Cancellation& cancellation) {
+    const AVInputFormat& format = ProbeContainer(file, cancellation);
     AVFormatContext* context = avformat_alloc_context();
     if (context == nullptr) {
         throw std::bad_alloc();
@@ -122,29 +122,30 @@ AvHandle<AVFormatContext> OpenContainer(AVIOContext& file) {
     const int status = avformat_open_input(&context, nullptr, &format, &options);
     av_dict_free(&options);
     if (status < 0) {
-        Interrupt::Check();
+        cancellation.Check();
     }
     if (status == AVERROR(ENOMEM)) { // also of sizes that a damaged header states
-        throw ToolError("wants more memory than there is, or is damaged");
+        throw Error(Fault::Damaged, "wants more memory than there is, or is damaged");
     }
     if (status < 0) {
-        throw ToolError("is not an audio file, or is damaged or truncated");
+        throw Error(Fault::NotAudio, "is not an audio file, or is damaged or truncated");
     }
     return AvHandle<AVFormatContext>(context);
 }
 
 } // namespace
 
-MediaFile::MediaFile(const std::string& path) : mPath(path) {
+MediaFile::MediaFile(const std::string& path, Cancellation cancellation)
+    : mPath(path), mCancellation(std::move(cancellation)) {
     CheckRegularFile(path);
-    mFile = OpenLocal(path);
-    mContext = OpenContainer(*mFile);
+    mFile = OpenLocal(path, mCancellation);
+    mContext = OpenContainer(*mFile, mCancellation);
     // A status below 0 leaves the streams as they are; the choice below then finds none.
     avformat_find_stream_info(mContext.get(), nullptr);
-    Interrupt::Check();
+    mCancellation.Check();
     const int index = av_find_best_stream(mContext.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
     if (index < 0) {
-        throw ToolError("holds no audio stream");
+        throw Error(Fault::NotAudio, "holds no audio stream");
     }
     for (unsigned int i = 0; i < mContext->nb_streams; ++i) {
         if (static_cast<int>(i) != index) {
@@ -165,7 +166,7 @@ bool MediaFile::ReadPacket(AVPacket& packet) {
         }
         av_packet_unref(&packet);
     }
-    Interrupt::Check(); // reads fail when the program is to end
+    mCancellation.Check(); // reads fail when it is requested
     return false;
 }
 
@@ -295,4 +296,4 @@ std::optional<std::int64_t> MediaFile::PresentedFrames(int rateHz) const {
     return Positive(av_rescale(timing->length, rateHz, timing->clock));
 }
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "media/AvHandles.h"
+#include "media/Cancellation.h"
 
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 
-namespace qel::tool {
+namespace qel::media {
 
 // A file on disk and its best audio stream, read packet by packet.
 //
@@ -17,12 +18,15 @@ namespace qel::tool {
 class MediaFile {
 public:
     // Opens the file and chooses the stream that FFmpeg holds for the best audio (the default
-    // stream first, then the highest bit rate). Throws ToolError for a path that cannot be read, is
-    // no regular file, is empty, or holds no audio.
-    explicit MediaFile(const std::string& path);
+    // stream first, then the highest bit rate). Throws Error for a path that cannot be read, is
+    // no regular file, is empty, or holds no audio; and if it is cancelled.
+    MediaFile(const std::string& path, Cancellation cancellation);
+    MediaFile(const MediaFile&) = delete;
+    MediaFile& operator=(const MediaFile&) = delete;
 
     // Reads the next packet of the stream. False at the end; also false after a read error, which
-    // a look at the declared length then reveals as a truncated file. Throws Interrupt::Requested.
+    // a look at the declared length then reveals as a truncated file. Throws Error if it is
+    // cancelled.
     bool ReadPacket(AVPacket& packet);
 
     const AVStream& Stream() const { return *mStream; }
@@ -75,6 +79,7 @@ private:
     bool IsOnlyStream() const;
 
     std::string mPath;
+    Cancellation mCancellation;  // which the file asks
     AvHandle<AVIOContext> mFile; // must outlive the context, which reads from it
     AvHandle<AVFormatContext> mContext;
     AVStream* mStream = nullptr;
@@ -82,4 +87,4 @@ private:
     std::int64_t mPackets = 0;
 };
 
-} // namespace qel::tool
+} // namespace qel::media

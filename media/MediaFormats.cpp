@@ -6,7 +6,7 @@ extern "C" {
 
 #include <string_view>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 constexpr const char* kContainers[] = {
@@ -137,4 +137,4 @@ const AVCodec* MediaFormats::FindDecoder(AVCodecID id) {
     return nullptr;
 }
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace qel::tool {
+namespace qel::media {
 
 // Which of FFmpeg's containers and codecs are read: those that hold audio. Everything else that the
 // installed library knows (images, playlists, scripts, subtitles, streams of a network, devices,
@@ -23,4 +23,4 @@ public:
     static const AVCodec* FindDecoder(AVCodecID codec);
 };
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -1,12 +1,12 @@
 #include "media/SampleConverter.h"
 
-#include "tools/qel/ToolError.h"
+#include <QelMedia.hpp>
 
 extern "C" {
 #include <libavutil/samplefmt.h>
 }
 
-namespace qel::tool {
+namespace qel::media {
 
 void SampleConverter::Prepare(const AVFrame& frame) {
     const int channels = frame.ch_layout.nb_channels;
@@ -24,7 +24,7 @@ void SampleConverter::Prepare(const AVFrame& frame) {
                                            frame.sample_rate, 0, nullptr);
     mContext.reset(context);
     if (status < 0 || swr_init(context) < 0) {
-        throw ToolError("its sample format cannot be converted");
+        throw Error(Fault::NotAudio, "its sample format cannot be converted");
     }
     mFormat = frame.format;
     mChannels = channels;
@@ -53,8 +53,8 @@ void SampleConverter::Convert(const AVFrame& frame, std::size_t first, std::size
     const int made = swr_convert(mContext.get(), mOut.data(), static_cast<int>(count), mIn.data(),
                                  static_cast<int>(count));
     if (made != static_cast<int>(count)) {
-        throw ToolError("its samples cannot be converted");
+        throw Error(Fault::NotAudio, "its samples cannot be converted");
     }
 }
 
-} // namespace qel::tool
+} // namespace qel::media

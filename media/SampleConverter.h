@@ -6,14 +6,14 @@
 #include <cstdint>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::media {
 
 // Turns decoded frames of any sample format into one float buffer per channel. Neither the rate
 // nor the channels change: full scale of an integer format becomes 1, floats stay as they are.
 class SampleConverter {
 public:
     // Converts the samples [first, first + count) of a frame, in place of what was held before. A
-    // new sample format is followed. Throws ToolError if the conversion cannot be set up.
+    // new sample format is followed. Throws Error if the conversion cannot be set up.
     void Convert(const AVFrame& frame, std::size_t first, std::size_t count);
 
     // Samples per channel that are held.
@@ -33,4 +33,4 @@ private:
     std::vector<std::uint8_t*> mOut;
 };
 
-} // namespace qel::tool
+} // namespace qel::media

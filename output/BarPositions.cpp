@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 // Down beats are beats, with the same number for their time.
@@ -35,4 +35,4 @@ std::vector<std::size_t> BarPositions(std::span<const Event> beats,
     return positions;
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // The position of every beat in its bar, and 0 where that is not known.
 //
@@ -20,4 +20,4 @@ namespace qel::tool {
 std::vector<std::size_t> BarPositions(std::span<const Event> beats,
                                       std::span<const Event> downBeats, std::uint32_t beatsPerBar);
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -1,12 +1,12 @@
 #include "output/BeatWriter.h"
 
+#include "output/KeyFacts.h"
 #include "output/formats/Numbers.h"
 #include "output/formats/Strength.h"
-#include "tools/qel/KeyList.h"
 
 #include <iterator>
 
-namespace qel::tool {
+namespace qel::output {
 
 void BeatWriter::BeginFile(const FileHeader& header) {
     mHeader = header;
@@ -48,4 +48,4 @@ void BeatWriter::FailFile(const std::string&, const std::string&) {
     mFiles.Drop();
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // Writes a beat annotation per file of audio and channel: one line per beat, with its time in
 // seconds and, where it is known, its position in the bar; docs/output.md tells more. It works from
@@ -35,4 +35,4 @@ private:
     EventCollector mEvents;
 };
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -4,7 +4,7 @@
 #include "output/formats/PayloadFormat.h"
 #include "output/formats/Texts.h"
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 std::string HeaderRow(const KeyInfo& info, std::size_t channels) {
@@ -64,4 +64,4 @@ void CsvWriter::FailFile(const std::string&, const std::string&) {
     mFiles.Drop();
 }
 
-} // namespace qel::tool
+} // namespace qel::output

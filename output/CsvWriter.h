@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // Writes one CSV file per key, one row per result or event with its time in seconds first and the
 // path of its audio last; docs/output.md tells the names. A file of audio gets its CSV files under
@@ -31,4 +31,4 @@ private:
     float mMinStrength = 0;
 };
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -1,9 +1,9 @@
 #include "output/EventCollector.h"
 
 #include "output/BarPositions.h"
-#include "tools/qel/KeyList.h"
+#include "output/KeyFacts.h"
 
-namespace qel::tool {
+namespace qel::output {
 
 void EventCollector::Clear() {
     mEvents.clear();
@@ -38,4 +38,4 @@ std::vector<std::size_t> EventCollector::BeatPositions(std::size_t channel) cons
     return BarPositions(Events(kBeatKey, channel), Events(kDownBeatKey, channel), beatsPerBar);
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // The events of a file of audio by key and channel, and its beats per bar, kept until all of them
 // have come: what stands beside one event may be known from another key only.
@@ -34,4 +34,4 @@ private:
     std::vector<std::uint32_t> mBeatsPerBar; // by channel
 };
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -1,14 +1,14 @@
 #include "output/JsonWriter.h"
 
+#include "output/KeyFacts.h"
 #include "output/formats/PayloadFormat.h"
 #include "output/formats/Texts.h"
-#include "tools/qel/KeyList.h"
 
 #include <nlohmann/json.hpp>
 
 #include <string_view>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -24,14 +24,14 @@ std::string DumpMembers(const Json& object) {
     return text.substr(1, text.size() - 2);
 }
 
-Json DescribeDecoder(const DecoderReport& report) {
-    return {{"name", report.decoder},
-            {"library", report.library},
-            {"container", report.container},
-            {"codec", report.codec},
-            {"leading_frames_trimmed", report.leadingTrimmed},
-            {"trailing_frames_trimmed", report.trailingTrimmed},
-            {"damaged_packets", report.damagedPackets}};
+Json DescribeDecoder(const DecoderFacts& facts) {
+    return {{"name", facts.decoder},
+            {"library", facts.library},
+            {"container", facts.container},
+            {"codec", facts.codec},
+            {"leading_frames_trimmed", facts.leadingFramesTrimmed},
+            {"trailing_frames_trimmed", facts.trailingFramesTrimmed},
+            {"damaged_packets", facts.damagedPackets}};
 }
 
 // A whole number of samples, or null where a key keeps no frames.
@@ -122,7 +122,7 @@ void JsonWriter::EndFile(const FileSummary& summary) {
                      {"sample_rate", mHeader.sampleRateHz},
                      {"channels", mHeader.analyzedChannels},
                      {"file_channels", mHeader.fileChannels},
-                     {"mix", mHeader.mix == ChannelMix::Mono ? "mono" : "keep"},
+                     {"mix", mHeader.mix},
                      {"block", mHeader.blockSamples},
                      {"frames", summary.frames},
                      {"duration", seconds},
@@ -151,4 +151,4 @@ void JsonWriter::Finish() {
     mOutput.Commit();
 }
 
-} // namespace qel::tool
+} // namespace qel::output

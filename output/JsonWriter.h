@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-namespace qel::tool {
+namespace qel::output {
 
 // Writes one JSON document about all files; docs/output.md tells its shape. The numbers of each key
 // wait in a temporary file until their file is complete, so that memory does not grow with the
@@ -46,4 +46,4 @@ private:
     bool mBegun = false;
 };
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -1,14 +1,14 @@
 #include "output/LabelWriter.h"
 
+#include "output/KeyFacts.h"
 #include "output/formats/Numbers.h"
 #include "output/formats/Strength.h"
-#include "tools/qel/KeyList.h"
 
 #include <algorithm>
 #include <cmath>
 #include <string_view>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 std::vector<std::string> Ordinals(std::size_t count) {
@@ -122,4 +122,4 @@ void LabelWriter::FailFile(const std::string&, const std::string&) {
     mFiles.Drop();
 }
 
-} // namespace qel::tool
+} // namespace qel::output

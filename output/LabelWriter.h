@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // Writes a label track per key and channel: one line per event or region, with its start and end in
 // seconds (the same for an event, which is a moment) and a text; docs/output.md tells which. A file
@@ -38,4 +38,4 @@ private:
     RegionCollector mRegions;
 };
 
-} // namespace qel::tool
+} // namespace qel::output

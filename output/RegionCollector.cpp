@@ -1,6 +1,6 @@
 #include "output/RegionCollector.h"
 
-namespace qel::tool {
+namespace qel::output {
 
 void RegionCollector::Add(const Result& result, double frameSeconds) {
     const double start = result.timeSeconds();
@@ -27,4 +27,4 @@ const std::vector<Region>& RegionCollector::Regions(std::string_view key,
                                                                       : found->second[channel];
 }
 
-} // namespace qel::tool
+} // namespace qel::output

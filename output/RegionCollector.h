@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // A stretch of a file of audio with one text.
 struct Region {
@@ -36,4 +36,4 @@ private:
     std::map<std::string, Channels, std::less<>> mRegions;
 };
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -1,17 +1,15 @@
 #pragma once
 
-#include "media/AudioDecoder.h"
-#include "tools/qel/Options.h"
-
 #include <QelAudioAnalysis/Analyzer.hpp>
 #include <QelAudioAnalysis/KeyInfo.hpp>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // A key that is analyzed, and what the library says about it for this stream.
 struct AnalyzedKey {
@@ -19,23 +17,37 @@ struct AnalyzedKey {
     KeyMetaData metaData;
 };
 
+// A parameter of the analysis and its value.
+using Parameter = std::pair<std::string, float>;
+
 // What is known of a file before it is analyzed.
 struct FileHeader {
     std::string path;
     int sampleRateHz = 0;
     std::size_t fileChannels = 0;
     std::size_t analyzedChannels = 0;
-    ChannelMix mix = ChannelMix::Mono;
+    std::string mix; // "mono" or "keep": whether channels were mixed
     std::uint32_t blockSamples = 0;
     std::vector<Parameter> parameters;
     float minStrength = 0; // weaker events are not written
     std::vector<AnalyzedKey> keys;
 };
 
+// What decoded a file, and what of it was not music.
+struct DecoderFacts {
+    std::string container;
+    std::string codec;
+    std::string decoder;
+    std::string library;
+    std::int64_t leadingFramesTrimmed = 0;
+    std::int64_t trailingFramesTrimmed = 0;
+    std::int64_t damagedPackets = 0;
+};
+
 // What is known of a file after it was analyzed.
 struct FileSummary {
     std::int64_t frames = 0;
-    DecoderReport decoder;
+    DecoderFacts decoder;
     std::string missing; // which whole-stream results there are none of, and why; empty: none miss
 };
 
@@ -64,4 +76,4 @@ public:
     virtual void Finish() = 0;
 };
 
-} // namespace qel::tool
+} // namespace qel::output

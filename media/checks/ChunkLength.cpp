@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 using std::string_view_literals::operator""sv;
@@ -257,4 +257,4 @@ bool AudioChunkIsCut(std::istream& file) {
     return layout != std::end(kLayouts) && AnyAudioIsCut(reader, *layout);
 }
 
-} // namespace qel::tool
+} // namespace qel::media

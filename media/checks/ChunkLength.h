@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <iosfwd>
 
-namespace qel::tool {
+namespace qel::media {
 
 // Whether a file that consists of chunks ends before its audio does, by the size that it states
 // itself. FFmpeg reads such a file to its end and drops the stated size, so that the chunks have to
@@ -15,4 +15,4 @@ namespace qel::tool {
 // stands behind more than 65536 other chunks.
 bool AudioChunkIsCut(std::istream& file);
 
-} // namespace qel::tool
+} // namespace qel::media

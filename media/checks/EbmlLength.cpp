@@ -4,7 +4,7 @@
 #include <istream>
 #include <optional>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 constexpr std::uint64_t kHeader = 0x1A45DFA3;
@@ -74,4 +74,4 @@ bool MatroskaIsCut(std::istream& file) {
     return false;
 }
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -2,7 +2,7 @@
 
 #include <iosfwd>
 
-namespace qel::tool {
+namespace qel::media {
 
 // Whether a Matroska or WebM file ends before its segment does, or inside of a cluster or a block.
 // FFmpeg reads such a file to its end without a word.
@@ -12,4 +12,4 @@ namespace qel::tool {
 // anything else, and where a cluster stands behind more than a million elements.
 bool MatroskaIsCut(std::istream& file);
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <new>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 constexpr std::size_t kStreamInfoBytes = 34;
@@ -108,4 +108,4 @@ bool FlacCheck::SumDiffers() {
     return sum != mStated;
 }
 
-} // namespace qel::tool
+} // namespace qel::media

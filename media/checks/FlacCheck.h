@@ -15,7 +15,7 @@ extern "C" {
 #include <libavutil/mem.h>
 }
 
-namespace qel::tool {
+namespace qel::media {
 
 // Holds what was decoded of a FLAC stream against what the stream itself says of it: every frame
 // carries its number, and the header may carry the MD5 sum of all samples. libavcodec looks at the
@@ -51,4 +51,4 @@ private:
     bool mIsContinuous = true;
 };
 
-} // namespace qel::tool
+} // namespace qel::media

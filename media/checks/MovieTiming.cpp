@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 // Headers take some hundreds of reads. A file may also consist of millions of empty boxes or
@@ -197,4 +197,4 @@ std::optional<MovieTiming> MovieTiming::Read(std::istream& file, std::int64_t tr
     return std::nullopt;
 }
 
-} // namespace qel::tool
+} // namespace qel::media

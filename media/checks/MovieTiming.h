@@ -4,7 +4,7 @@
 #include <iosfwd>
 #include <optional>
 
-namespace qel::tool {
+namespace qel::media {
 
 // How long a track of an MP4 file lasts, to the sample.
 //
@@ -22,4 +22,4 @@ struct MovieTiming {
     static std::optional<MovieTiming> Read(std::istream& file, std::int64_t trackID);
 };
 
-} // namespace qel::tool
+} // namespace qel::media

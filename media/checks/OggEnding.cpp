@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 constexpr std::string_view kPageMark{"OggS\0", 5}; // capture pattern and version
@@ -51,4 +51,4 @@ bool OggIsTruncated(std::istream& file) {
     return file && page != std::string::npos && PageIsCut(bytes, page);
 }
 
-} // namespace qel::tool
+} // namespace qel::media

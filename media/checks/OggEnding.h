@@ -2,7 +2,7 @@
 
 #include <iosfwd>
 
-namespace qel::tool {
+namespace qel::media {
 
 // Whether an Ogg file ends inside of a page, which no program writes and no recording of a stream
 // leaves: the file was cut. A cut between two pages cannot be told from a recording's end.
@@ -10,4 +10,4 @@ namespace qel::tool {
 // False for anything without a page in its last 128 KiB, the room of two largest pages.
 bool OggIsTruncated(std::istream& file);
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -14,7 +14,7 @@ extern "C" {
 #include <libavutil/intreadwrite.h>
 }
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 constexpr std::string_view kPageMark{"OggS\0", 5}; // capture pattern and version
@@ -150,4 +150,4 @@ std::int64_t CountDamagedOggPages(std::istream& file) {
     return damaged + (isLastIntact ? 0 : 1);
 }
 
-} // namespace qel::tool
+} // namespace qel::media

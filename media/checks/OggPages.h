@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <iosfwd>
 
-namespace qel::tool {
+namespace qel::media {
 
 // How many pages of an Ogg file have a wrong checksum, or are missing by the numbers that pages
 // carry. FFmpeg passes over a page with a wrong checksum, with all packets that it holds, and does
@@ -14,4 +14,4 @@ namespace qel::tool {
 // After a thousand faults nothing more is looked at.
 std::int64_t CountDamagedOggPages(std::istream& file);
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <utility>
 
-namespace qel::tool {
+namespace qel::media {
 
 std::int64_t PacketClock::Advance(const AVPacket& packet, std::int64_t previousFrames) {
     const AVRational frame{1, mRateHz};
@@ -25,4 +25,4 @@ std::int64_t PacketClock::Advance(const AVPacket& packet, std::int64_t previousF
     return std::abs(offset) > previousFrames / 2 + 2 * tick ? offset : 0;
 }
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-namespace qel::tool {
+namespace qel::media {
 
 // Compares the times of packets with the audio that came out of them, and so finds audio that is
 // missing from the middle of a stream: a packet that was lost leaves no other trace.
@@ -28,4 +28,4 @@ private:
     std::optional<std::int64_t> mTime; // of the packet before, in frames
 };
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -2,7 +2,7 @@
 
 #include "output/files/FileIdentities.h"
 #include "output/files/Interrupt.h"
-#include "tools/qel/ToolError.h"
+#include "output/files/OutputError.h"
 
 #include <cerrno>
 #include <cstring>
@@ -12,7 +12,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 constexpr mode_t kModeOfNewFiles = 0666; // less the umask
@@ -150,4 +150,4 @@ void AtomicFile::Withdraw() {
     }
 }
 
-} // namespace qel::tool
+} // namespace qel::output

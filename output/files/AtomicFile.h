@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-namespace qel::tool {
+namespace qel::output {
 
 // What becomes of a file that stands in the place of an output.
 enum class Existing { Refuse, Replace };
@@ -55,4 +55,4 @@ private:
     bool mPublished = false;
 };
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-namespace qel::tool {
+namespace qel::output {
 
 FileIdentities::FileIdentities(const std::vector<std::string>& paths) {
     for (const std::string& path : paths) {
@@ -23,4 +23,4 @@ bool FileIdentities::HasDescriptor(int descriptor) const {
     return fstat(descriptor, &info) == 0 && mFiles.contains({info.st_dev, info.st_ino});
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // The files behind a list of names, whatever other names they have.
 class FileIdentities {
@@ -26,4 +26,4 @@ private:
     std::set<std::pair<dev_t, ino_t>> mFiles;
 };
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -6,7 +6,7 @@
 #include <initializer_list>
 #include <unistd.h>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 constexpr std::initializer_list<int> kSignals = {SIGINT, SIGTERM, SIGHUP};
@@ -93,4 +93,4 @@ void Interrupt::Die(int signal) {
     _exit(1); // not reached: the default of these signals ends the program
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-namespace qel::tool {
+namespace qel::output {
 
 // Turns the signals that ask a program to end into a question it can ask itself, so that unfinished
 // files are removed on the way out.
@@ -53,4 +53,4 @@ public:
     [[noreturn]] static void Die(int signal);
 };
 
-} // namespace qel::tool
+} // namespace qel::output

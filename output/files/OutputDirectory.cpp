@@ -1,7 +1,7 @@
 #include "output/files/OutputDirectory.h"
 
 #include "output/files/Interrupt.h"
-#include "tools/qel/ToolError.h"
+#include "output/files/OutputError.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 constexpr mode_t kModeOfNewDirectories = 0777; // less the umask
@@ -104,4 +104,4 @@ OutputDirectory::~OutputDirectory() {
     }
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -5,7 +5,7 @@
 #include <deque>
 #include <filesystem>
 
-namespace qel::tool {
+namespace qel::output {
 
 // A directory that outputs are to come into. It is made if it is not there, with those above it,
 // and what was made is taken away at the end if nothing has come into it.
@@ -36,4 +36,4 @@ private:
     int mDescriptor = -1;   // holds the lock; -1 where there is none to be had
 };
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -1,39 +1,23 @@
 #include "output/files/OutputName.h"
 
+#include "output/files/Sha256.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <fmt/format.h>
-#include <memory>
-#include <new>
 #include <string_view>
 #include <system_error>
 
-extern "C" {
-#include <libavutil/mem.h>
-#include <libavutil/sha.h>
-}
-
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 constexpr std::size_t kLongestName = 255; // bytes, on all file systems in common use
 constexpr std::size_t kDigestBytes = 6;   // 12 digits
-constexpr int kSha256Bits = 256;
-
-struct FreeSha {
-    void operator()(AVSHA* context) const { av_free(context); }
-};
 
 std::string DigestOf(std::string_view text) {
-    const std::unique_ptr<AVSHA, FreeSha> sha(av_sha_alloc());
-    if (sha == nullptr || av_sha_init(sha.get(), kSha256Bits) != 0) {
-        throw std::bad_alloc();
-    }
-    av_sha_update(sha.get(), reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
-    std::array<std::uint8_t, kSha256Bits / 8> digest{};
-    av_sha_final(sha.get(), digest.data());
+    const std::array<std::uint8_t, 32> digest = Sha256(text);
     std::string digits;
     for (std::size_t i = 0; i < kDigestBytes; ++i) {
         digits += fmt::format("{:02x}", digest[i]);
@@ -74,4 +58,4 @@ std::string OutputName(const std::string& input) {
     return std::string(Cut(name, kLongestName - end.size())) + end;
 }
 
-} // namespace qel::tool
+} // namespace qel::output

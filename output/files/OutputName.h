@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace qel::tool {
+namespace qel::output {
 
 // The directory that the outputs of an input stand in, below the directory of --output:
 // "song.flac-b5bb9d8014a0". It depends on the path of the input alone, never on what else is
@@ -15,4 +15,4 @@ namespace qel::tool {
 // character of UTF-8.
 std::string OutputName(const std::string& input);
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <unistd.h>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 // A fixed table, as a handler may walk it at any moment. What finds no room is not removed by the
@@ -75,4 +75,4 @@ void Remnants::Remove() noexcept {
     }
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string>
 
-namespace qel::tool {
+namespace qel::output {
 
 // What the program has made in the file system and would leave behind if it ended now: files under
 // temporary names, and directories that nothing has come into yet. A signal handler removes them
@@ -31,4 +31,4 @@ public:
     static void Remove() noexcept;
 };
 
-} // namespace qel::tool
+} // namespace qel::output

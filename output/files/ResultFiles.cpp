@@ -1,13 +1,13 @@
 #include "output/files/ResultFiles.h"
 
 #include "output/files/Interrupt.h"
+#include "output/files/OutputError.h"
 #include "output/files/OutputName.h"
-#include "tools/qel/ToolError.h"
 
 #include <algorithm>
 #include <fmt/format.h>
 
-namespace qel::tool {
+namespace qel::output {
 
 void ResultFiles::Begin(const std::string& input) {
     Drop();
@@ -69,4 +69,4 @@ std::string ResultFiles::ChannelSuffix(std::size_t channel, std::size_t channels
     return channels == 1 ? std::string() : fmt::format("-ch{}", channel);
 }
 
-} // namespace qel::tool
+} // namespace qel::output

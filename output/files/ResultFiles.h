@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // The output files that one input gets, in a directory of its own (OutputName) below that of
 // --output. They get their names together, when all of them are complete. Directories are made when
@@ -63,4 +63,4 @@ private:
     std::deque<AtomicFile> mFiles;
 };
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -1,6 +1,6 @@
 #include "output/files/SpillFile.h"
 
-#include "tools/qel/ToolError.h"
+#include "output/files/OutputError.h"
 
 #include <array>
 #include <cerrno>
@@ -12,7 +12,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 std::filesystem::path TemporaryDirectory() {
@@ -59,4 +59,4 @@ void SpillFile::CopyTo(TextSink& sink) {
     }
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -4,7 +4,7 @@
 
 #include <optional>
 
-namespace qel::tool {
+namespace qel::output {
 
 // A nameless file in the directory for temporary files that holds text until its turn comes. It
 // has no name from the start, so that nothing of it can be left behind.
@@ -22,4 +22,4 @@ private:
     std::optional<TextSink> mSink;
 };
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -11,7 +11,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 // The way to a file without a name, for those who may not link descriptors themselves.
@@ -149,4 +149,4 @@ int TemporaryFile::Replace(const std::filesystem::path& target) {
     return error;
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -7,7 +7,7 @@
 #include <optional>
 #include <sys/types.h>
 
-namespace qel::tool {
+namespace qel::output {
 
 // A new file that gets its name when it is complete. It has no name at all until then where the
 // file system can make such files, so that not even a killed program leaves it behind; elsewhere
@@ -50,4 +50,4 @@ private:
     int mKept = -1; // descriptor of a file without a name
 };
 
-} // namespace qel::tool
+} // namespace qel::output

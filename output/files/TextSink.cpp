@@ -1,14 +1,14 @@
 #include "output/files/TextSink.h"
 
 #include "output/files/Interrupt.h"
-#include "tools/qel/ToolError.h"
+#include "output/files/OutputError.h"
 
 #include <cerrno>
 #include <cstring>
 #include <unistd.h>
 #include <utility>
 
-namespace qel::tool {
+namespace qel::output {
 
 TextSink::TextSink(int descriptor, std::string name)
     : mDescriptor(descriptor), mName(std::move(name)) {}
@@ -51,4 +51,4 @@ void TextSink::Close() {
     }
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace qel::tool {
+namespace qel::output {
 
 // Writes text to a file descriptor through a buffer, and notices when it does not arrive.
 class TextSink {
@@ -51,4 +51,4 @@ private:
     fmt::memory_buffer mBuffer;
 };
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -8,7 +8,7 @@
 #include <iterator>
 #include <span>
 
-namespace qel::tool {
+namespace qel::output {
 
 // Fields of CSV.
 
@@ -34,4 +34,4 @@ inline void AppendEntryStart(fmt::memory_buffer& buffer, double timeSeconds, con
     }
 }
 
-} // namespace qel::tool
+} // namespace qel::output

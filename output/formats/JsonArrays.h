@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // Arrays of JSON.
 
@@ -47,4 +47,4 @@ void AppendMembers(fmt::memory_buffer& buffer, const std::vector<Record>& record
     buffer.push_back(']');
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -5,7 +5,7 @@
 #include <fmt/format.h>
 #include <iterator>
 
-namespace qel::tool {
+namespace qel::output {
 
 // Numbers as text: the shortest digits that read back as the same number, with a point whatever the
 // locale. JSON has no word for what is not finite, so that null stands for it.
@@ -34,4 +34,4 @@ inline void AppendSeconds(fmt::memory_buffer& buffer, double seconds) {
     fmt::format_to(std::back_inserter(buffer), FMT_COMPILE("{:.6f}"), seconds);
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // What the rows of a table of CSV have in common.
 struct CsvRows {
@@ -17,44 +17,62 @@ struct CsvRows {
     std::string_view end;  // what every row closes with, its line feed included
 };
 
-// What the tool says about payloads of one kind, and how it writes them: everything that the
-// commands and writers need to know of a kind. A new kind is a class of its own and a line in
-// FormatOf.
+// What is said about payloads of one kind, and how they are written: everything that the commands
+// and writers need to know of a kind. The kinds are the rows of one table, in PayloadFormat.cpp.
 class PayloadFormat {
 public:
     // How many numbers there are where the audio decides it.
     static constexpr std::size_t kAnyNumber = std::numeric_limits<std::size_t>::max();
 
-    virtual ~PayloadFormat() = default;
+    // What a row of the table has.
+    struct Row {
+        std::string (*summary)(const KeyInfo&);
+        std::string_view (*layout)(const KeyInfo&);
+        std::size_t (*numbers)(const KeyInfo&);
+        std::vector<std::string> (*columns)(const KeyInfo&);
+        void (*appendJson)(fmt::memory_buffer&, const Result&, std::size_t channel,
+                           float minStrength);
+        void (*appendCsv)(fmt::memory_buffer&, const Result&, std::size_t channel, const CsvRows&);
+        bool hasRowPerEntry;
+    };
+
+    explicit constexpr PayloadFormat(const Row& row) : mRow(row) {}
 
     // What a result has for a channel, in a few words: "512 pairs".
-    virtual std::string Summary(const KeyInfo& info) const = 0;
+    std::string Summary(const KeyInfo& info) const { return mRow.summary(info); }
 
     // What stands for a channel in JSON: "numbers" or "names", one for each of KeyInfo::values, or
     // "arrays", likewise.
-    virtual std::string_view Layout(const KeyInfo& info) const = 0;
+    std::string_view Layout(const KeyInfo& info) const { return mRow.layout(info); }
 
     // Numbers that a result has for a channel, or kAnyNumber.
-    virtual std::size_t Numbers(const KeyInfo& info) const = 0;
+    std::size_t Numbers(const KeyInfo& info) const { return mRow.numbers(info); }
 
     // What stands for a channel of a result in JSON. Weak events are left out.
-    virtual void AppendJson(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                            float minStrength) const = 0;
+    void AppendJson(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
+                    float minStrength) const {
+        mRow.appendJson(buffer, result, channel, minStrength);
+    }
 
     // Names of the columns of CSV: those of one channel behind the time.
-    virtual std::vector<std::string> Columns(const KeyInfo& info) const = 0;
+    std::vector<std::string> Columns(const KeyInfo& info) const { return mRow.columns(info); }
 
     // Whether payloads are lists of which every entry has a row in CSV. Else every result has one,
     // with its channels side by side.
-    virtual bool HasRowPerEntry() const { return false; }
+    bool HasRowPerEntry() const { return mRow.hasRowPerEntry; }
 
     // What a channel adds to CSV: its fields, each behind a comma, or whole rows with their ends if
     // there is one per entry.
-    virtual void AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
-                           const CsvRows& rows) const = 0;
+    void AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
+                   const CsvRows& rows) const {
+        mRow.appendCsv(buffer, result, channel, rows);
+    }
+
+private:
+    Row mRow;
 };
 
 // The format of a key's payload.
 const PayloadFormat& FormatOf(const KeyInfo& info);
 
-} // namespace qel::tool
+} // namespace qel::output

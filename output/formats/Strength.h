@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // Whether an event is to be written. A strength that is not a number is weaker than nothing.
 inline bool IsStrong(const Event& event, float minStrength) {
@@ -21,4 +21,4 @@ inline std::vector<Event> StrongEvents(const Result& result, std::size_t channel
     return events;
 }
 
-} // namespace qel::tool
+} // namespace qel::output

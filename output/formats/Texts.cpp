@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-namespace qel::tool {
+namespace qel::output {
 
 std::string JsonText(const std::string& text) {
     using Json = nlohmann::json;
@@ -39,4 +39,4 @@ std::string PrintableText(std::string_view text) {
     return printable;
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace qel::tool {
+namespace qel::output {
 
 // A text as JSON, in quotes. What is not UTF-8 in it becomes U+FFFD: a path need not be UTF-8,
 // while JSON must be.
@@ -17,4 +17,4 @@ std::string CsvText(const std::string& text);
 // "\t", "\r" or "\x1b". Other bytes pass as they are, UTF-8 or not.
 std::string PrintableText(std::string_view text);
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -8,7 +8,6 @@
 #include "media/checks/OggEnding.h"
 #include "tests/fuzz/MemoryFile.h"
 #include "tests/fuzz/Require.h"
-#include "tools/qel/ToolError.h"
 
 #include <algorithm>
 #include <cmath>
@@ -52,8 +51,8 @@ void CheckMix(std::span<const float* const> channels, std::span<const float> mon
 }
 
 // The first channel's block is where the mix goes, so that it is decoded into blocks of its own.
-std::int64_t Decode(qel::tool::AudioDecoder& decoder, std::size_t blockSamples) {
-    qel::tool::ChannelMixer mixer(decoder.Channels(), blockSamples, qel::tool::ChannelMix::Mono);
+std::int64_t Decode(qel::media::AudioDecoder& decoder, std::size_t blockSamples) {
+    qel::media::ChannelMixer mixer(decoder.Channels(), blockSamples, qel::media::ChannelMix::Mono);
     std::vector<std::vector<float>> kept(decoder.Channels());
     std::vector<const float*> channels(decoder.Channels());
     std::int64_t frames = 0;
@@ -76,7 +75,7 @@ std::int64_t Decode(qel::tool::AudioDecoder& decoder, std::size_t blockSamples) 
 
 std::string DecodeAll(const std::string& path, std::size_t blockSamples) {
     try {
-        qel::tool::AudioDecoder decoder(path);
+        qel::media::AudioDecoder decoder(path);
         const int rateHz = decoder.SampleRateHz();
         const std::size_t channelCount = decoder.Channels();
         Require(rateHz > 0 && channelCount > 0, "audio has a rate and channels");
@@ -85,23 +84,23 @@ std::string DecodeAll(const std::string& path, std::size_t blockSamples) {
         const std::int64_t frames = Decode(decoder, blockSamples);
         Require(decoder.SampleRateHz() == rateHz && decoder.Channels() == channelCount,
                 "rate and channels stay");
-        const qel::tool::DecoderReport report = decoder.Report();
-        Require(report.leadingTrimmed >= 0 && report.trailingTrimmed >= 0 &&
+        const qel::media::Report report = decoder.Report();
+        Require(report.leadingFramesTrimmed >= 0 && report.trailingFramesTrimmed >= 0 &&
                     report.damagedPackets >= 0,
                 "counts are not below 0");
         NoteOutcome(report.codec + (report.damagedPackets > 0 ? "damaged" : "whole") +
-                    (report.leadingTrimmed > 0 ? "delayed" : "") +
-                    (report.trailingTrimmed > 0 ? "padded" : ""));
+                    (report.leadingFramesTrimmed > 0 ? "delayed" : "") +
+                    (report.trailingFramesTrimmed > 0 ? "padded" : ""));
         return std::to_string(frames);
-    } catch (const qel::tool::ToolError& error) {
+    } catch (const qel::media::Error& error) {
         return error.what();
     }
 }
 
 std::string CountFrames(const std::string& path) {
     try {
-        return std::to_string(qel::tool::AudioDecoder::CountFrames(path));
-    } catch (const qel::tool::ToolError& error) {
+        return std::to_string(qel::media::AudioDecoder::CountFrames(path));
+    } catch (const qel::media::Error& error) {
         return error.what();
     }
 }
@@ -117,12 +116,12 @@ void ReadHeaders(std::span<const std::uint8_t> bytes) {
     std::istringstream chunks(text);
     std::istringstream matroska(text);
     std::istringstream ogg(text);
-    qel::tool::AudioChunkIsCut(chunks);
-    qel::tool::MatroskaIsCut(matroska);
-    qel::tool::OggIsTruncated(ogg);
+    qel::media::AudioChunkIsCut(chunks);
+    qel::media::MatroskaIsCut(matroska);
+    qel::media::OggIsTruncated(ogg);
     for (const std::int64_t track : {0, 1, 2}) {
         std::istringstream movie(text);
-        const auto timing = qel::tool::MovieTiming::Read(movie, track);
+        const auto timing = qel::media::MovieTiming::Read(movie, track);
         Require(!timing || (timing->length > 0 && timing->clock > 0),
                 "a track that is timed lasts, and its clock ticks");
     }
@@ -131,7 +130,7 @@ void ReadHeaders(std::span<const std::uint8_t> bytes) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    qel::tool::AudioDecoder::SilenceLibrary();
+    qel::media::AudioDecoder::SilenceLibrary();
     ReadHeaders({data, size});
     const MemoryFile file({data, size});
     constexpr std::size_t kBlocks[] = {1, 512, 1000, 4096, 65536};

@@ -1,7 +1,6 @@
 // Any bytes as an audio file for "qel analyze": what it answers is JSON of the documented shape,
 // and fits the status and standard error.
 
-#include "media/AudioDecoder.h"
 #include "tests/fuzz/JsonShape.h"
 #include "tests/fuzz/MemoryFile.h"
 #include "tests/fuzz/Require.h"
@@ -117,7 +116,7 @@ qel::tool::AnalyzeOptions OptionsFor(const std::string& path, const std::string&
     options.output = output;
     options.keyLists = {kKeys[choice % std::size(kKeys)]};
     options.blockSamples = kBlocks[choice / std::size(kKeys) % std::size(kBlocks)];
-    options.mix = choice % 2 == 0 ? qel::tool::ChannelMix::Mono : qel::tool::ChannelMix::Keep;
+    options.mix = choice % 2 == 0 ? qel::media::ChannelMix::Mono : qel::media::ChannelMix::Keep;
     options.quiet = true;
     options.overwrite = true; // the results of the input before
     return options;
@@ -145,7 +144,7 @@ void CheckErrors(const Run& run, const Json& entry, const std::string& path) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const ResultDirectory directory;
-    qel::tool::AudioDecoder::SilenceLibrary();
+    qel::media::silenceLibraries();
     const MemoryFile file({data, size});
     const std::size_t choice = size > 0 ? data[size - 1] : 0;
     const Run run = Analyze(OptionsFor(file.Path(), directory.File(), choice));

@@ -10,7 +10,7 @@
 #include <random>
 #include <stdexcept>
 
-namespace qel::tool {
+namespace qel {
 namespace {
 
 constexpr std::uint32_t kInteger = 1; // format codes of WAV
@@ -142,4 +142,4 @@ void Encode(const std::string& wav, const std::string& path,
     }
 }
 
-} // namespace qel::tool
+} // namespace qel

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel {
 
 // A whole signal: one buffer per channel.
 using Planes = std::vector<std::vector<float>>;
@@ -37,4 +37,4 @@ void WriteRepeatedWav(const std::string& path, int rateHz, const std::vector<flo
 void Encode(const std::string& wav, const std::string& path,
             const std::vector<std::string>& arguments);
 
-} // namespace qel::tool
+} // namespace qel

@@ -2,7 +2,6 @@
 
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
-#include "tools/qel/ToolError.h"
 
 #include <gtest/gtest.h>
 
@@ -15,13 +14,13 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 struct Decoded {
     Planes planes;
     int rateHz = 0;
-    DecoderReport report;
+    Report report;
 
     std::size_t Frames() const { return planes.front().size(); }
     std::size_t PeakPosition() const {
@@ -55,7 +54,7 @@ std::string FaultOf(const std::string& path) {
     AudioDecoder::SilenceLibrary();
     try {
         DecodeAll(path);
-    } catch (const ToolError& error) {
+    } catch (const Error& error) {
         return error.what();
     }
     return "no fault";
@@ -91,7 +90,7 @@ TEST_P(CodedClick, StandsWhereItStoodBeforeCodingAndTheLengthIsTheSame) {
         const auto offset =
             static_cast<long>(decoded.PeakPosition()) - static_cast<long>(frames / 2);
         EXPECT_LE(std::abs(offset), kRateHz / 1000) << "length " << frames;
-        EXPECT_EQ(decoded.report.leadingTrimmed > 0, GetParam().delayed);
+        EXPECT_EQ(decoded.report.leadingFramesTrimmed > 0, GetParam().delayed);
         EXPECT_EQ(decoded.report.damagedPackets, 0);
     }
 }
@@ -167,14 +166,14 @@ TEST(AudioDecoderTest, ReportsDecoderAndWhatWasTrimmed) {
     const std::string wav = directory.File("click.wav");
     WriteWav(wav, kRateHz, {Click(60000, 20000)});
     Encode(wav, directory.File("click.m4a"), {"-c:a", "aac"});
-    const DecoderReport report = DecodeAll(directory.File("click.m4a")).report;
+    const Report report = DecodeAll(directory.File("click.m4a")).report;
     EXPECT_EQ(report.container, "mov");
     EXPECT_EQ(report.codec, "aac");
     EXPECT_EQ(report.decoder, "aac");
     EXPECT_EQ(report.library.substr(0, 11), "libavcodec ");
     // Frames of 1024, the first of which is the encoder's delay: 60 of them hold 1024 + 60000.
-    EXPECT_EQ(report.leadingTrimmed, 1024);
-    EXPECT_EQ(report.trailingTrimmed, 60 * 1024 - 1024 - 60000);
+    EXPECT_EQ(report.leadingFramesTrimmed, 1024);
+    EXPECT_EQ(report.trailingFramesTrimmed, 60 * 1024 - 1024 - 60000);
 }
 
 // Adds size bytes to the length of the last box of a name: four big-endian bytes in front of it.
@@ -216,8 +215,8 @@ TEST(AudioDecoderTest, AnM4AWithoutEditListIsTrimmedByItsGaplessComment) {
 
     const Decoded decoded = DecodeAll(coded);
     EXPECT_EQ(decoded.Frames(), 60001u);
-    EXPECT_EQ(decoded.report.leadingTrimmed, 1024);
-    EXPECT_EQ(decoded.report.trailingTrimmed, 60 * 1024 - 1024 - 60001);
+    EXPECT_EQ(decoded.report.leadingFramesTrimmed, 1024);
+    EXPECT_EQ(decoded.report.trailingFramesTrimmed, 60 * 1024 - 1024 - 60001);
     EXPECT_NEAR(static_cast<double>(decoded.PeakPosition()), 20000, kRateHz / 1000);
 }
 
@@ -295,4 +294,4 @@ TEST(AudioDecoderTest, RefusesWhatHoldsNoAudio) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 TEST(ChannelMixerTest, MonoIsTheMeanOfAllChannels) {
@@ -47,4 +47,4 @@ TEST(ChannelMixerTest, TheSamplesOfOneBlockDoNotReachTheNext) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

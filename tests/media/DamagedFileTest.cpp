@@ -4,7 +4,6 @@
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 #include "tests/media/FaultOf.h"
-#include "tools/qel/ToolError.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +11,7 @@
 #include <string>
 #include <sys/resource.h>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 std::string LittleEndian(std::uint64_t value, int bytes) {
@@ -98,4 +97,4 @@ TEST(DamagedFileTest, ATableThatIsOnlyStatedTakesNoMemory) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

@@ -5,7 +5,6 @@
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 #include "tests/media/MediaPairs.h"
-#include "tools/qel/ToolError.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 struct Decoded {
@@ -38,7 +37,7 @@ Decoded Decode(const std::string& path) {
                 decoded.samples.insert(decoded.samples.end(), plane, plane + count);
             }
         }
-    } catch (const ToolError& error) {
+    } catch (const Error& error) {
         decoded.fault = error.what();
     }
     return decoded;
@@ -154,4 +153,4 @@ TEST(DamagedLosslessTest, ATagBehindALosslessFileIsNoDamage) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

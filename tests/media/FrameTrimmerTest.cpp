@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 TEST(FrameTrimmerTest, KeepsWholeFramesWhenNothingIsToBeTrimmed) {
@@ -55,4 +55,4 @@ TEST(FrameTrimmerTest, NothingIsKeptBeyondTheEnd) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

@@ -6,7 +6,6 @@
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 #include "tests/media/FaultOf.h"
-#include "tools/qel/ToolError.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +14,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 std::set<std::string> Split(const std::string& names) {
@@ -139,4 +138,4 @@ TEST(MediaFormatsTest, ANameChoosesNoFormat) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

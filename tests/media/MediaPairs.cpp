@@ -8,7 +8,7 @@
 #include <sstream>
 #include <stdexcept>
 
-namespace qel::tool {
+namespace qel::media {
 
 std::vector<MediaPair> MediaPairs() {
     std::ifstream list(QEL_MEDIA_PAIRS);
@@ -62,4 +62,4 @@ void EncodePairs(const std::vector<MediaPair>& pairs, std::size_t frames,
     }
 }
 
-} // namespace qel::tool
+} // namespace qel::media

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::media {
 
 // A container and a codec that the ffmpeg command writes: a line of tests/media/Pairs.txt.
 struct MediaPair {
@@ -27,4 +27,4 @@ std::vector<MediaPair> MediaPairs(const std::vector<std::string>& names);
 void EncodePairs(const std::vector<MediaPair>& pairs, std::size_t frames,
                  const TempDirectory& directory);
 
-} // namespace qel::tool
+} // namespace qel::media

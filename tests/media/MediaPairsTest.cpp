@@ -3,7 +3,6 @@
 #include "tests/media/MediaPairs.h"
 #include "media/AudioDecoder.h"
 #include "tests/helpers/TempDirectory.h"
-#include "tools/qel/ToolError.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 // What is wrong with a file; a warning counts as well.
@@ -25,7 +24,7 @@ std::string FaultOf(const std::string& path) {
         while (decoder.Read(planes, block.size()) > 0) {
         }
         return decoder.Report().damagedPackets == 0 ? "no fault" : "a warning";
-    } catch (const ToolError& error) {
+    } catch (const Error& error) {
         return error.what();
     }
 }
@@ -82,4 +81,4 @@ TEST(MediaPairsTest, CutFilesAreRefusedWhereTheyStateALength) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

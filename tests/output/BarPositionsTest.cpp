@@ -6,7 +6,7 @@
 
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 using Positions = std::vector<std::size_t>;
@@ -80,4 +80,4 @@ TEST(BarPositionsTest, TimesThatComputersRoundAreStillTheSame) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

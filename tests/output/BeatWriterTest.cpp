@@ -1,16 +1,18 @@
 #include "output/BeatWriter.h"
 
+#include "output/KeyFacts.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/output/EventResults.h"
-#include "tests/output/OutputPaths.h"
-#include "tools/qel/KeyList.h"
+
+#include <QelAudioAnalysis/Keys.hpp>
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 using Strings = std::vector<std::string>;
@@ -23,8 +25,8 @@ protected:
 
     TempDirectory mDirectory;
     BeatWriter mWriter{mDirectory.File("out"), {"a.wav", "b.wav"}};
-    const std::vector<const KeyInfo*> mKeys{RequireKey(kBeatKey), RequireKey(kDownBeatKey),
-                                            RequireKey(kBeatsPerBarKey)};
+    const std::vector<const KeyInfo*> mKeys{findKey(kBeatKey), findKey(kDownBeatKey),
+                                            findKey(kBeatsPerBarKey)};
 };
 
 TEST_F(BeatWriterTest, ABeatIsALineWithItsPosition) {
@@ -97,4 +99,4 @@ TEST_F(BeatWriterTest, AFileWithoutBeatsIsEmptyAndOneThatFailsLeavesNothing) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

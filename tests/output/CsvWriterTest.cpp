@@ -1,7 +1,7 @@
 #include "output/CsvWriter.h"
 
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
-#include "tests/output/OutputPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 using Strings = std::vector<std::string>;
@@ -173,4 +173,4 @@ TEST(CsvWriterTest, AFileThatFailsLeavesNothingAndTheOthersStay) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

@@ -1,13 +1,15 @@
 #include "output/EventCollector.h"
 
-#include "tools/qel/KeyList.h"
+#include "output/KeyFacts.h"
+
+#include <QelAudioAnalysis/Keys.hpp>
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 // Adds events of one channel at these times.
@@ -18,12 +20,12 @@ void AddEvents(EventCollector& collector, std::string_view key, const std::vecto
     }
     QelAudioAnalysisEventList list{static_cast<UInt32>(events.size()), events.data()};
     const std::array<QelAudioAnalysisBlock, 1> blocks{{{&list, sizeof list}}};
-    collector.Add(Result(key, RequireKey(key), 0, 0, blocks));
+    collector.Add(Result(key, findKey(key), 0, 0, blocks));
 }
 
 void AddBeatsPerBar(EventCollector& collector, UInt32 count) {
     const std::array<QelAudioAnalysisBlock, 1> blocks{{{&count, sizeof count}}};
-    collector.Add(Result(kBeatsPerBarKey, RequireKey(kBeatsPerBarKey), 0, 0, blocks));
+    collector.Add(Result(kBeatsPerBarKey, findKey(kBeatsPerBarKey), 0, 0, blocks));
 }
 
 TEST(EventCollectorTest, WhatNeverCameIsEmpty) {
@@ -63,9 +65,9 @@ TEST(EventCollectorTest, ResultsOfOtherKindsArePassedOver) {
     EventCollector collector;
     std::array<float, 3> tempo{120, 60, 0.5f};
     const std::array<QelAudioAnalysisBlock, 1> blocks{{{tempo.data(), sizeof tempo}}};
-    collector.Add(Result("global tempo", RequireKey("global tempo"), 0, 0, blocks));
+    collector.Add(Result("global tempo", findKey("global tempo"), 0, 0, blocks));
     EXPECT_TRUE(collector.Events("global tempo", 0).empty());
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 constexpr ValueInfo kStrokeValues[] = {{"stroke time", "s", {}, "", ""},
@@ -66,4 +66,4 @@ void WriteCounts(ResultWriter& writer, const FileHeader& header, std::size_t key
     writer.Write(key, Result(info->key, info, 0, 0, blocks));
 }
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 
 // Events made by hand, one list per channel.
 using EventLists = std::vector<std::vector<Event>>;
@@ -27,4 +27,4 @@ void WriteEvents(ResultWriter& writer, const FileHeader& header, std::size_t key
 void WriteCounts(ResultWriter& writer, const FileHeader& header, std::size_t key,
                  std::vector<std::uint32_t> channels);
 
-} // namespace qel::tool
+} // namespace qel::output

@@ -1,9 +1,11 @@
 #include "output/LabelWriter.h"
 
+#include "output/KeyFacts.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/output/EventResults.h"
-#include "tests/output/OutputPaths.h"
-#include "tools/qel/KeyList.h"
+
+#include <QelAudioAnalysis/Keys.hpp>
 
 #include <gtest/gtest.h>
 
@@ -12,7 +14,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 using Strings = std::vector<std::string>;
@@ -38,8 +40,8 @@ protected:
     }
 
     TempDirectory mDirectory;
-    const KeyInfo* mBeats = RequireKey(kBeatKey);
-    const KeyInfo* mDownBeats = RequireKey(kDownBeatKey);
+    const KeyInfo* mBeats = findKey(kBeatKey);
+    const KeyInfo* mDownBeats = findKey(kDownBeatKey);
 };
 
 TEST_F(LabelWriterTest, BeatsTellTheirPositionAndDownBeatsTheirBar) {
@@ -137,4 +139,4 @@ TEST_F(LabelWriterTest, FilesHaveDirectoriesAndOneThatFailsLeavesNothing) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 constexpr ValueInfo kMoodValues[] = {{"mood", "name", {}, "", ""}};
@@ -66,4 +66,4 @@ TEST(RegionCollectorTest, ThereAreNoneBeforeTheFirstResultAndAfterClear) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

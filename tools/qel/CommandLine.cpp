@@ -1,8 +1,7 @@
 #include "tools/qel/CommandLine.h"
 
-#include "media/AudioDecoder.h"
 #include "output/files/Interrupt.h"
-#include "output/files/TextSink.h"
+#include "output/files/OutputError.h"
 #include "tools/qel/AnalyzeCommand.h"
 #include "tools/qel/KeysCommand.h"
 #include "tools/qel/SelfTestCommand.h"
@@ -10,6 +9,7 @@
 #include "tools/qel/ToolError.h"
 
 #include <CLI/CLI.hpp>
+#include <QelMedia.hpp>
 
 #include <algorithm>
 #include <exception>
@@ -18,7 +18,6 @@
 #include <new>
 #include <sstream>
 #include <string>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -90,8 +89,8 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
                      "directory, in which every audio file gets its own directory; - works if the "
                      "output is a single file. Missing directories are created")
         ->type_name("PATH");
-    AddChoice<ChannelMix>(command, "--mix", options.mix,
-                          {{"mono", ChannelMix::Mono}, {"keep", ChannelMix::Keep}},
+    AddChoice<media::ChannelMix>(command, "--mix", options.mix,
+                          {{"mono", media::ChannelMix::Mono}, {"keep", media::ChannelMix::Keep}},
                           "mono (default): analyze the mean of all channels; keep: analyze each "
                           "channel");
     command
@@ -133,7 +132,7 @@ void AddSelfTest(CLI::App& app, CommandLine& line) {
 void AddCommands(CLI::App& app, CommandLine& line) {
     app.require_subcommand(1);
     app.set_version_flag("--version",
-                         fmt::format("qel {} ({})", QEL_VERSION, AudioDecoder::LibraryVersion()));
+                         fmt::format("qel {} ({})", QEL_VERSION, media::libraryVersions().front()));
     app.footer(kFooter);
     AddAnalyze(app, line);
     line.keysCommand = app.add_subcommand("keys", "List the keys");
@@ -191,9 +190,7 @@ void UnguardBrackets(CommandLine& line) {
 int Answer(const CLI::App& app, const CLI::Success& request) {
     std::ostringstream text;
     app.exit(request, text, text);
-    TextSink sink(STDOUT_FILENO, "standard output");
-    sink.Append(text.str());
-    sink.Close();
+    StandardStreams::Print(text.str());
     return kExitSuccess;
 }
 
@@ -223,16 +220,16 @@ int Fail(const char* message, ExitStatus status) {
 
 int RunCommandLine(int argc, const char* const* argv) {
     StandardStreams::Secure();
-    Interrupt::Install();
-    AudioDecoder::SilenceLibrary();
+    output::Interrupt::Install();
+    media::silenceLibraries();
     try {
         return ParseAndRun(argc, argv);
-    } catch (const ClosedPipe&) {
+    } catch (const output::ClosedPipe&) {
         return kExitFailure;
     } catch (const UsageError& error) {
         return Fail(error.what(), kExitUsage);
-    } catch (const Interrupt::Requested& request) {
-        Interrupt::Die(request.signal);
+    } catch (const output::Interrupt::Requested& request) {
+        output::Interrupt::Die(request.signal);
     } catch (const std::bad_alloc&) {
         return Fail("out of memory", kExitFailure);
     } catch (const std::exception& error) {

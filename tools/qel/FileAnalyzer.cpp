@@ -1,33 +1,22 @@
 #include "tools/qel/FileAnalyzer.h"
 
-#include "media/AudioDecoder.h"
-#include "media/ChannelMixer.h"
 #include "output/files/Interrupt.h"
-#include "tools/qel/KeyList.h"
 #include "tools/qel/StreamAnalysis.h"
 #include "tools/qel/ToolError.h"
 
 #include <QelAudioAnalysis/Analyzer.hpp>
+#include <QelMedia.hpp>
 
 #include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <limits>
-#include <new>
 #include <set>
 
 namespace qel::tool {
 namespace {
 
 constexpr int kHighestRateHz = 768000; // of converters in use
-
-std::vector<std::string> NamesOf(const std::vector<const KeyInfo*>& keys) {
-    std::vector<std::string> names;
-    for (const KeyInfo* info : keys) {
-        names.emplace_back(info->key);
-    }
-    return names;
-}
 
 // A length is only a hint to the library; one that does not fit is left out.
 std::uint32_t LengthHint(std::int64_t frames) {
@@ -38,18 +27,19 @@ std::uint32_t LengthHint(std::int64_t frames) {
 // Some keys keep the frames of the declared length alone, and what a file states is but a hint: the
 // way to know is to decode it once more.
 std::uint32_t LengthFor(const AnalysisPlan& plan, const std::string& path,
-                        const AudioDecoder& decoder) {
+                        const media::Reader& reader) {
     const bool mustKnow = std::any_of(plan.keys.begin(), plan.keys.end(), [](const KeyInfo* info) {
         return info->delivery == Delivery::FramesAtEnd;
     });
-    return LengthHint(mustKnow ? AudioDecoder::CountFrames(path) : decoder.ExpectedFrames());
+    return LengthHint(mustKnow ? media::countFrames(path, output::Interrupt::IsRequested)
+                               : reader.expectedFrames());
 }
 
 using Keys = std::set<const KeyInfo*>;
 
 // The analyzer may also deliver keys of the same group that nobody asked for: those are dropped.
 // Whatever key has a result is added to delivered.
-void ConnectWriter(StreamAnalysis& analysis, const AnalysisPlan& plan, ResultWriter& writer,
+void ConnectWriter(StreamAnalysis& analysis, const AnalysisPlan& plan, output::ResultWriter& writer,
                    Keys& delivered) {
     analysis.OnResult([&plan, &writer, &delivered](const Result& result) {
         const auto found = std::find(plan.keys.begin(), plan.keys.end(), result.info());
@@ -62,7 +52,7 @@ void ConnectWriter(StreamAnalysis& analysis, const AnalysisPlan& plan, ResultWri
 
 SInt32 FinishStream(StreamAnalysis& analysis, ProgressBar& progress) {
     return analysis.Finish([&progress](float percent) {
-        Interrupt::Check();
+        output::Interrupt::Check();
         progress.Finishing(percent);
         return true;
     });
@@ -86,15 +76,14 @@ std::string DescribeMissing(const AnalysisPlan& plan, const Keys& delivered, SIn
                         : fmt::format("{}; {}", statusText(status), keys);
 }
 
-FileHeader DescribeFile(const AnalysisPlan& plan, const std::string& path,
-                        const AudioDecoder& decoder, std::size_t channels,
-                        const StreamAnalysis& analysis) {
-    FileHeader header;
+output::FileHeader DescribeFile(const AnalysisPlan& plan, const std::string& path,
+                                const media::Reader& reader, const StreamAnalysis& analysis) {
+    output::FileHeader header;
     header.path = path;
-    header.sampleRateHz = decoder.SampleRateHz();
-    header.fileChannels = decoder.Channels();
-    header.analyzedChannels = channels;
-    header.mix = plan.mix;
+    header.sampleRateHz = reader.sampleRateHz();
+    header.fileChannels = reader.fileChannels();
+    header.analyzedChannels = reader.channels();
+    header.mix = plan.mix == media::ChannelMix::Mono ? "mono" : "keep";
     header.blockSamples = plan.blockSamples;
     header.parameters = plan.parameters;
     header.minStrength = plan.minStrength;
@@ -112,70 +101,67 @@ void RefuseRate(int rateHz) {
     }
 }
 
-FileSummary Run(const AnalysisPlan& plan, const std::string& path, ResultWriter& writer,
-                ProgressBar& progress) {
-    AudioDecoder decoder(path);
-    RefuseRate(decoder.SampleRateHz());
-    ChannelMixer mixer(decoder.Channels(), plan.blockSamples, plan.mix);
+output::DecoderFacts FactsOf(const media::Report& report) {
+    return {.container = report.container,
+            .codec = report.codec,
+            .decoder = report.decoder,
+            .library = report.library,
+            .leadingFramesTrimmed = report.leadingFramesTrimmed,
+            .trailingFramesTrimmed = report.trailingFramesTrimmed,
+            .damagedPackets = report.damagedPackets};
+}
+
+std::vector<std::string> WarningsOf(const media::Report& report, const std::string& missing) {
+    std::vector<std::string> warnings;
+    for (const media::Warning& warning : report.warnings) {
+        warnings.push_back(warning.text);
+    }
+    if (!missing.empty()) {
+        warnings.push_back(missing);
+    }
+    return warnings;
+}
+
+std::vector<std::string> Run(const AnalysisPlan& plan, const std::string& path,
+                             output::ResultWriter& writer, ProgressBar& progress) {
+    media::Reader reader(path, {.mix = plan.mix,
+                                .blockFrames = plan.blockSamples,
+                                .isCancelled = output::Interrupt::IsRequested});
+    RefuseRate(reader.sampleRateHz());
     StreamAnalysis analysis(plan.keys, plan.parameters,
-                            {.sampleRateHz = static_cast<double>(decoder.SampleRateHz()),
-                             .channels = static_cast<std::uint32_t>(mixer.OutputChannels()),
+                            {.sampleRateHz = static_cast<double>(reader.sampleRateHz()),
+                             .channels = static_cast<std::uint32_t>(reader.channels()),
                              .maxFrames = plan.blockSamples,
-                             .lengthFrames = LengthFor(plan, path, decoder)});
+                             .lengthFrames = LengthFor(plan, path, reader)});
     Keys delivered;
     ConnectWriter(analysis, plan, writer, delivered);
-    writer.BeginFile(DescribeFile(plan, path, decoder, mixer.OutputChannels(), analysis));
-    progress.Begin(path, decoder.ExpectedFrames(), decoder.SampleRateHz());
+    writer.BeginFile(DescribeFile(plan, path, reader, analysis));
+    progress.Begin(path, reader.expectedFrames(), reader.sampleRateHz());
 
-    FileSummary summary;
-    while (const std::size_t count = decoder.Read(mixer.Input(), plan.blockSamples)) {
-        analysis.Push(mixer.Mix(count), count);
-        summary.frames += static_cast<std::int64_t>(count);
+    output::FileSummary summary;
+    for (media::Block block = reader.read(); block.frames > 0; block = reader.read()) {
+        analysis.Push(block.channels, block.frames);
+        summary.frames += static_cast<std::int64_t>(block.frames);
         progress.Advance(summary.frames);
     }
     summary.missing = DescribeMissing(plan, delivered, FinishStream(analysis, progress));
-    summary.decoder = decoder.Report();
+    const media::Report report = reader.report();
+    summary.decoder = FactsOf(report);
     writer.EndFile(summary);
-    return summary;
+    return WarningsOf(report, summary.missing);
 }
 
 } // namespace
 
-void CheckBlock(const AnalysisPlan& plan) {
-    for (const KeyInfo* info : plan.keys) {
-        if (plan.blockSamples % info->pushMultiple != 0) {
-            throw UsageError(fmt::format("--block must be a multiple of {} for \"{}\"",
-                                         info->pushMultiple, info->key));
-        }
-    }
-}
-
-void CheckParameters(const AnalysisPlan& plan) {
-    Analyzer analyzer(NamesOf(plan.keys), {.maxFrames = 1});
-    for (const auto& [name, value] : plan.parameters) {
-        try {
-            analyzer.setParameter(name, value);
-            analyzer.reset(); // where a value takes effect
-        } catch (const std::bad_alloc&) {
-            throw UsageError(fmt::format(
-                "parameter \"{}\" cannot be {}: it takes more memory than there is", name, value));
-        } catch (const Error& error) {
-            if (error.status() != kAudioAnalysisErr_UnknownProperty) {
-                throw UsageError(error.what());
-            }
-            const std::vector<std::string> known = analyzer.parameterNames();
-            throw UsageError(fmt::format(
-                "unknown parameter \"{}\": {}", name,
-                known.empty() ? std::string("the keys asked for have no parameters")
-                              : fmt::format("the keys asked for have {}", fmt::join(known, ", "))));
-        }
-    }
-}
-
-FileSummary AnalyzeFile(const AnalysisPlan& plan, const std::string& path, ResultWriter& writer,
-                        ProgressBar& progress) {
+std::vector<std::string> AnalyzeFile(const AnalysisPlan& plan, const std::string& path,
+                                     output::ResultWriter& writer, ProgressBar& progress) {
     try {
         return Run(plan, path, writer, progress);
+    } catch (const media::Error& error) {
+        if (error.fault() == media::Fault::Cancelled) {
+            output::Interrupt::Check();
+        }
+        throw ToolError(error.what());
     } catch (const Error& error) {
         throw ToolError(error.what());
     }

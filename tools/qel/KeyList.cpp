@@ -1,5 +1,6 @@
 #include "tools/qel/KeyList.h"
 
+#include "output/KeyFacts.h"
 #include "output/formats/PayloadFormat.h"
 #include "tools/qel/ToolError.h"
 
@@ -43,7 +44,7 @@ std::string_view Trim(std::string_view text) {
 // A list of any length counts as one that is too long. What is delivered per push has no frame: its
 // push stands for it.
 bool IsBulky(const KeyInfo& info) {
-    return FormatOf(info).Numbers(info) > kMostDefaultNumbers / info.resultsPerFrame;
+    return output::FormatOf(info).Numbers(info) > kMostDefaultNumbers / info.resultsPerFrame;
 }
 
 } // namespace
@@ -54,6 +55,14 @@ std::vector<const KeyInfo*> AllKeys() {
         keys.push_back(&info);
     }
     return keys;
+}
+
+std::vector<std::string> NamesOf(const std::vector<const KeyInfo*>& keys) {
+    std::vector<std::string> names;
+    for (const KeyInfo* info : keys) {
+        names.emplace_back(info->key);
+    }
+    return names;
 }
 
 bool IsDefault(const KeyInfo& info) {
@@ -80,7 +89,8 @@ std::vector<const KeyInfo*> LabelKeys() {
 std::vector<const KeyInfo*> BeatKeys() {
     std::vector<const KeyInfo*> keys = AllKeys();
     std::erase_if(keys, [](const KeyInfo* info) {
-        return info->key != kBeatKey && info->key != kDownBeatKey && info->key != kBeatsPerBarKey;
+        return info->key != output::kBeatKey && info->key != output::kDownBeatKey &&
+               info->key != output::kBeatsPerBarKey;
     });
     return keys;
 }
@@ -115,23 +125,6 @@ std::vector<const KeyInfo*> ParseKeys(const std::vector<std::string>& lists) {
     std::sort(keys.begin(), keys.end());
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
     return keys;
-}
-
-std::string_view DeliveryText(const KeyInfo& info) {
-    switch (info.delivery) {
-    case Delivery::PerPush:
-        return "per push";
-    case Delivery::AtEnd:
-        return "at end";
-    case Delivery::FramesAtEnd:
-        return "frames at end";
-    default:
-        return "per frame";
-    }
-}
-
-bool HasFrames(const KeyInfo& info) {
-    return info.delivery == Delivery::PerFrame || info.delivery == Delivery::FramesAtEnd;
 }
 
 std::string NearestName(std::string_view name, const std::vector<std::string>& candidates) {

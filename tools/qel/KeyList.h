@@ -9,15 +9,13 @@
 
 namespace qel::tool {
 
-// Keys whose results are read together, the beats being what the others tell about.
-inline constexpr std::string_view kBeatKey = "beat data";
-inline constexpr std::string_view kDownBeatKey = "down beat data";
-inline constexpr std::string_view kBeatsPerBarKey = "global number of beats per bar";
-
 // What the keys on a command line mean. Every row comes from the one table of keys.
 
 // All keys, in the order of the table.
 std::vector<const KeyInfo*> AllKeys();
+
+// Their names, in the same order.
+std::vector<std::string> NamesOf(const std::vector<const KeyInfo*>& keys);
 
 // Keys that deliver more numbers than this for a frame of a channel, or lists of any length, are
 // analyzed only where they are asked for: their results can be larger than the audio.
@@ -41,12 +39,6 @@ const KeyInfo* RequireKey(std::string_view key);
 // Keys of comma-separated lists, in the order of the table, each once. Blanks around a key do not
 // count. Throws UsageError for a key that is unknown or empty.
 std::vector<const KeyInfo*> ParseKeys(const std::vector<std::string>& lists);
-
-// When results of a key come: "per push", "per frame", "at end" or "frames at end".
-std::string_view DeliveryText(const KeyInfo& info);
-
-// Whether a key gives results one frame after another.
-bool HasFrames(const KeyInfo& info);
 
 // The candidate with the fewest letters to insert, delete or replace (capitals do not count); empty
 // if even that one has less than half of its letters in common.

@@ -1,8 +1,9 @@
 #include "tools/qel/KeysCommand.h"
 
-#include "output/files/TextSink.h"
+#include "output/KeyFacts.h"
 #include "output/formats/PayloadFormat.h"
 #include "tools/qel/KeyList.h"
+#include "tools/qel/StandardStreams.h"
 #include "tools/qel/ToolError.h"
 
 #include <algorithm>
@@ -10,7 +11,6 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 #include <string_view>
-#include <unistd.h>
 
 namespace qel::tool {
 namespace {
@@ -84,23 +84,25 @@ Json DescribeKey(const KeyInfo& info) {
         values.push_back(DescribeValue(value));
     }
     const bool framed = info.frameSamples != 0;
-    return {{"key", info.key},
-            {"delivered", DeliveryText(info)},
-            {"frame_size", framed ? Json(info.frameSamples) : Json(nullptr)},
-            {"hop", framed ? Json(info.hopSamples) : Json(nullptr)},
-            {"results_per_frame", HasFrames(info) ? Json(info.resultsPerFrame) : Json(nullptr)},
-            {"layout", FormatOf(info).Layout(info)},
-            {"payload_bytes", info.payloadBytes},
-            {"definition", info.definition},
-            {"values", values}};
+    return {
+        {"key", info.key},
+        {"delivered", output::DeliveryText(info)},
+        {"frame_size", framed ? Json(info.frameSamples) : Json(nullptr)},
+        {"hop", framed ? Json(info.hopSamples) : Json(nullptr)},
+        {"results_per_frame", output::HasFrames(info) ? Json(info.resultsPerFrame) : Json(nullptr)},
+        {"layout", output::FormatOf(info).Layout(info)},
+        {"payload_bytes", info.payloadBytes},
+        {"definition", info.definition},
+        {"values", values}};
 }
 
 std::string DescribeText(const KeyInfo& info) {
     std::string text = fmt::format("{}\n\n{}\n", info.key, Wrapped(info.definition, 2));
     text += fmt::format(
-        "  delivered  {}{}\n  framing    {}\n  payload    {}, {} bytes\n", DeliveryText(info),
+        "  delivered  {}{}\n  framing    {}\n  payload    {}, {} bytes\n",
+        output::DeliveryText(info),
         info.resultsPerFrame == 1 ? "" : fmt::format(", {} results each", info.resultsPerFrame),
-        FramingText(info), FormatOf(info).Summary(info), info.payloadBytes);
+        FramingText(info), output::FormatOf(info).Summary(info), info.payloadBytes);
     for (const ValueInfo& value : info.values) {
         text += fmt::format("\n  {}\n", value.name);
         text += fmt::format("    unit   {}\n    range  {}\n", value.unit, RangeText(value.range));
@@ -110,12 +112,6 @@ std::string DescribeText(const KeyInfo& info) {
         }
     }
     return text;
-}
-
-void Print(std::string_view text) {
-    TextSink sink(STDOUT_FILENO, "standard output");
-    sink.Append(text);
-    sink.Flush();
 }
 
 } // namespace
@@ -129,16 +125,16 @@ int RunKeys(bool json) {
     std::string text;
     for (const KeyInfo* info : AllKeys()) {
         list.push_back(DescribeKey(*info));
-        text +=
-            fmt::format("{:<{}}  {:<13}  {:<20}  {}\n", info->key, longestKey, DeliveryText(*info),
-                        FramingText(*info), FormatOf(*info).Summary(*info));
+        text += fmt::format("{:<{}}  {:<13}  {:<20}  {}\n", info->key, longestKey,
+                            output::DeliveryText(*info), FramingText(*info),
+                            output::FormatOf(*info).Summary(*info));
     }
-    Print(json ? list.dump(2) + '\n' : text);
+    StandardStreams::Print(json ? list.dump(2) + '\n' : text);
     return kExitSuccess;
 }
 
 int RunDescribe(const std::string& key) {
-    Print(DescribeText(*RequireKey(key)));
+    StandardStreams::Print(DescribeText(*RequireKey(key)));
     return kExitSuccess;
 }
 

@@ -22,7 +22,7 @@ std::optional<float> ParseNumber(std::string_view text) {
 
 } // namespace
 
-Parameter ParseParameter(const std::string& text) {
+output::Parameter ParseParameter(const std::string& text) {
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos || equals == 0) {
         throw UsageError(fmt::format("parameter \"{}\" is not of the form NAME=VALUE", text));

@@ -1,22 +1,16 @@
 #pragma once
 
+#include "output/ResultWriter.h"
+
+#include <QelMedia.hpp>
+
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace qel::tool {
 
 enum class OutputFormat { Json, Csv, Labels, Beats };
-
-// What becomes of several channels.
-enum class ChannelMix {
-    Mono, // their mean is analyzed
-    Keep  // each is analyzed
-};
-
-// A parameter of the analysis and its value.
-using Parameter = std::pair<std::string, float>;
 
 // The command line of "qel analyze", before it is checked against keys and files.
 struct AnalyzeOptions {
@@ -26,7 +20,7 @@ struct AnalyzeOptions {
     std::string output = "-";
     std::string minStrength = "0";
     OutputFormat format = OutputFormat::Json;
-    ChannelMix mix = ChannelMix::Mono;
+    media::ChannelMix mix = media::ChannelMix::Mono;
     std::uint32_t blockSamples = 4096;
     bool allKeys = false;
     bool quiet = false;
@@ -34,7 +28,7 @@ struct AnalyzeOptions {
 };
 
 // Splits "NAME=VALUE"; the value is a finite decimal number with a point. Throws UsageError.
-Parameter ParseParameter(const std::string& text);
+output::Parameter ParseParameter(const std::string& text);
 
 // The least strength of an event: a finite decimal number of 0 or above, with a point. Throws
 // UsageError.

@@ -23,7 +23,7 @@ void Send(int descriptor, std::string_view text) {
 } // namespace
 
 void ProgressBar::Begin(const std::string& path, std::int64_t expectedFrames, int sampleRateHz) {
-    mName = PrintableText(std::filesystem::path(path).filename().string());
+    mName = output::PrintableText(std::filesystem::path(path).filename().string());
     mExpectedFrames = expectedFrames;
     mRateHz = sampleRateHz;
     mLast = {};

@@ -1,5 +1,6 @@
 #include "tools/qel/StandardStreams.h"
 
+#include "output/files/TextSink.h"
 #include "output/formats/Texts.h"
 
 #include <cerrno>
@@ -21,8 +22,14 @@ void StandardStreams::Secure() {
     }
 }
 
+void StandardStreams::Print(std::string_view text) {
+    output::TextSink sink(STDOUT_FILENO, "standard output");
+    sink.Append(text);
+    sink.Flush();
+}
+
 void StandardStreams::Complain(std::string_view line) {
-    const std::string text = "qel: " + PrintableText(line) + '\n';
+    const std::string text = "qel: " + output::PrintableText(line) + '\n';
     std::string_view rest = text;
     while (!rest.empty()) {
         const ssize_t written = write(STDERR_FILENO, rest.data(), rest.size());

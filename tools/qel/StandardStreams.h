@@ -11,6 +11,9 @@ public:
     // their numbers, and messages would end up in them. A filled stream refuses everything.
     static void Secure();
 
+    // Writes a text to standard output. Throws OutputError, ClosedPipe or Interrupt::Requested.
+    static void Print(std::string_view text);
+
     // Says one line on standard error, behind the program's name. Control characters in it, as
     // names may have, are written as escapes, so that one line stays one. Where nobody can take
     // the line it is lost: that is no reason to stop working.

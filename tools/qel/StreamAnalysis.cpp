@@ -1,6 +1,7 @@
 #include "tools/qel/StreamAnalysis.h"
 
 #include "output/files/Interrupt.h"
+#include "tools/qel/KeyList.h"
 
 #include <algorithm>
 #include <iterator>
@@ -10,14 +11,6 @@ namespace qel::tool {
 namespace {
 
 using Keys = std::vector<const KeyInfo*>;
-
-std::vector<std::string> NamesOf(const Keys& keys) {
-    std::vector<std::string> names;
-    for (const KeyInfo* info : keys) {
-        names.emplace_back(info->key);
-    }
-    return names;
-}
 
 bool IsPerPush(const KeyInfo* info) {
     return info->delivery == Delivery::PerPush;
@@ -38,7 +31,7 @@ StreamAnalysis::StreamAnalysis(const Keys& keys,
                                const std::vector<std::pair<std::string, float>>& parameters,
                                const StreamSetup& setup)
     : mMultiple(PushMultiple(keys)) {
-    const Interrupt::AtOnce atOnce;
+    const output::Interrupt::AtOnce atOnce;
     Keys perPush;
     Keys others;
     std::partition_copy(keys.begin(), keys.end(), std::back_inserter(perPush),
@@ -77,7 +70,7 @@ void StreamAnalysis::Push(Analyzer& analyzer, std::span<const float* const> chan
                           std::size_t begin, std::size_t end) {
     const std::size_t most = analyzer.setup().maxFrames;
     for (std::size_t at = begin; at < end; at += most) {
-        Interrupt::Check();
+        output::Interrupt::Check();
         mPieces.assign(channels.begin(), channels.end());
         for (const float*& piece : mPieces) {
             piece += at;

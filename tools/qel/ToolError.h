@@ -24,23 +24,4 @@ public:
     explicit UsageError(const std::string& message) : ToolError(message) {}
 };
 
-// An output could not be written. Unlike a bad input, this ends the whole run.
-class OutputError : public ToolError {
-public:
-    explicit OutputError(const std::string& message) : ToolError(message) {}
-};
-
-// A file stands in the place of an output, and nobody said that it may be replaced.
-class OutputExists : public ToolError {
-public:
-    explicit OutputExists(const std::string& path)
-        : ToolError(path + " exists already; --overwrite replaces it") {}
-};
-
-// Whoever read standard output has gone. Nothing is said about it.
-class ClosedPipe : public OutputError {
-public:
-    ClosedPipe() : OutputError("standard output was closed") {}
-};
-
 } // namespace qel::tool

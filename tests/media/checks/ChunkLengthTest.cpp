@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 std::string Chunk(const std::string& name, std::uint32_t statedSize, std::size_t actualSize) {
@@ -152,4 +152,4 @@ TEST(ChunkLengthTest, SizesBeyondAllNumbersAreNone) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 const std::string kHeaderName = "\x1A\x45\xDF\xA3";
@@ -77,4 +77,4 @@ TEST(EbmlLengthTest, OtherFilesAreNoneOfItsBusiness) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

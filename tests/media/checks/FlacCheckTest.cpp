@@ -7,7 +7,7 @@
 #include <initializer_list>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -60,4 +60,4 @@ TEST(FlacCheckTest, StreamsThatFollowOneAnotherStartAnew) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

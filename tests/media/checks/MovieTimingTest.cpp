@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 constexpr std::int64_t kTrack = 7;
@@ -142,4 +142,4 @@ TEST(MovieTimingTest, EveryByteMayBeDamagedWithoutFault) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

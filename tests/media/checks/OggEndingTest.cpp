@@ -5,7 +5,7 @@
 #include <sstream>
 #include <string>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 // A page of two segments of 255 and 45 bytes.
@@ -40,4 +40,4 @@ TEST(OggEndingTest, OtherFilesAreNoneOfItsBusiness) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

@@ -9,7 +9,7 @@
 #include <sstream>
 #include <string>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 // The checksum as the format defines it: a remainder bit by bit, the highest bit first.
@@ -88,4 +88,4 @@ TEST(OggPagesTest, MarksBeyondReasonAreNotFollowed) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

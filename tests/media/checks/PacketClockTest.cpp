@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <limits>
 
-namespace qel::tool {
+namespace qel::media {
 namespace {
 
 constexpr int kRateHz = 44100;
@@ -72,4 +72,4 @@ TEST(PacketClockTest, TimesBeyondAllNumbersAreNone) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::media

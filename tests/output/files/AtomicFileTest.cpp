@@ -1,8 +1,8 @@
 #include "output/files/AtomicFile.h"
 
+#include "output/files/OutputError.h"
 #include "output/files/SpillFile.h"
 #include "tests/helpers/TempDirectory.h"
-#include "tools/qel/ToolError.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 using Strings = std::vector<std::string>;
@@ -162,4 +162,4 @@ TEST(SpillFileTest, GivesBackWhatWasWrittenHoweverMuch) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

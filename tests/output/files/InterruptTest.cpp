@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 using testing::KilledBySignal;
@@ -113,4 +113,4 @@ TEST_F(InterruptTest, WhatGotItsNameStays) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

@@ -1,7 +1,7 @@
 #include "output/files/OutputDirectory.h"
 
+#include "output/files/OutputError.h"
 #include "tests/helpers/TempDirectory.h"
-#include "tools/qel/ToolError.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 using Strings = std::vector<std::string>;
@@ -74,4 +74,4 @@ TEST(OutputDirectoryTest, RefusesWhatCannotBeADirectory) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

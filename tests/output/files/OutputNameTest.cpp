@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <string>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 TEST(OutputNameTest, ItIsTheNameAndTheDigestOfThePathThatAShellComputes) {
@@ -59,4 +59,4 @@ TEST(OutputNameTest, ALongNameIsCutBetweenCharacters) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

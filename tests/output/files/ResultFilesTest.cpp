@@ -1,9 +1,9 @@
 #include "output/files/ResultFiles.h"
 
 #include "output/files/Interrupt.h"
+#include "output/files/OutputError.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
-#include "tests/output/OutputPaths.h"
-#include "tools/qel/ToolError.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 using Strings = std::vector<std::string>;
@@ -135,4 +135,4 @@ TEST(ResultFilesTest, RefusesADirectoryThatCannotBe) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

@@ -9,7 +9,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 using Strings = std::vector<std::string>;
@@ -91,4 +91,4 @@ INSTANTIATE_TEST_SUITE_P(Kinds, TemporaryFileTest,
                          });
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

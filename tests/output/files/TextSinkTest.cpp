@@ -1,6 +1,6 @@
 #include "output/files/TextSink.h"
 
-#include "tools/qel/ToolError.h"
+#include "output/files/OutputError.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <string>
 #include <unistd.h>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 class TextSinkTest : public testing::Test {
@@ -57,4 +57,4 @@ TEST_F(TextSinkTest, AClosedPipeIsAFaultOfItsOwn) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

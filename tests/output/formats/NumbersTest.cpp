@@ -9,7 +9,7 @@
 #include <random>
 #include <string>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 template <typename Number>
@@ -73,4 +73,4 @@ TEST(NumbersTest, SecondsHaveSixDecimalsAndNeverAnExponent) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 TEST(PayloadFormatTest, EveryKeyHasAsManyColumnsAsNumbers) {
@@ -43,4 +43,4 @@ TEST(PayloadFormatTest, NumbersAndNamesAreOnePerValue) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qel::tool {
+namespace qel::output {
 namespace {
 
 TEST(TextsTest, JsonEscapesWhatItMustAndReplacesWhatIsNotUtf8) {
@@ -27,4 +27,4 @@ TEST(TextsTest, PrintableTextStaysInItsLine) {
 }
 
 } // namespace
-} // namespace qel::tool
+} // namespace qel::output

@@ -1,8 +1,8 @@
 // What goes wrong with label tracks and beat annotations.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
-#include "tests/output/OutputPaths.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,11 @@
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <cstddef>
+#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
@@ -29,7 +28,7 @@ protected:
         const ChildResult result = Analyze({path, mGood});
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.err, "qel: " + path + ": " + message + "\n");
-        const auto files = nlohmann::json::parse(result.out)["files"];
+        const auto files = Json::parse(result.out)["files"];
         ASSERT_EQ(files.size(), 2u);
         EXPECT_EQ(files[0]["error"], message);
         EXPECT_EQ(files[1]["frames"], 4800);
@@ -108,7 +107,7 @@ TEST_F(AnalyzeFailureTest, DamagedPacketsWithoutAStatedLengthAreLeftOutWithAWarn
     const std::string path = MakeDamaged(mDirectory, "aac");
     const ChildResult result = Analyze({path});
     EXPECT_EQ(result.status, 0);
-    const auto file = nlohmann::json::parse(result.out)["files"][0];
+    const auto file = Json::parse(result.out)["files"][0];
     const int damaged = file["decoder"]["damaged_packets"].get<int>();
     EXPECT_GT(damaged, 0);
     EXPECT_EQ(result.err, "qel: " + path + ": warning: " + std::to_string(damaged) +

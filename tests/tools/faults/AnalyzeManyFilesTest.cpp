@@ -1,15 +1,14 @@
 // A great many files in one call.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
-#include "tests/output/OutputPaths.h"
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
+#include <gtest/gtest.h>
 #include <set>
 #include <string>
 #include <vector>
@@ -65,7 +64,7 @@ TEST_F(AnalyzeManyFilesTest, ThreeBadOnesCostThreeLinesAndTheOthersAreAnalyzed) 
     EXPECT_EQ(result.err, "qel: missing.wav: No such file or directory\n"
                           "qel: text.wav: is not an audio file, or is damaged or truncated\n"
                           "qel: empty.wav: the file is empty\n");
-    const auto entries = nlohmann::json::parse(ReadFile(mDirectory.File("out.json")))["files"];
+    const auto entries = Json::parse(ReadFile(mDirectory.File("out.json")))["files"];
     ASSERT_EQ(entries.size(), kMany);
     std::size_t good = 0;
     for (std::size_t i = 0; i < kMany; ++i) {

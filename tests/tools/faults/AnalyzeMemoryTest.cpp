@@ -1,12 +1,11 @@
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
-#include "tests/output/OutputPaths.h"
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
@@ -77,7 +76,7 @@ TEST(AnalyzeMemoryTest, AFileThatNeedsMoreThanThereIsFailsAloneInOneLine) {
                                        {.addressSpace = 600UL << 20, .seconds = 120});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "qel: " + large + ": out of memory\n");
-    const auto files = nlohmann::json::parse(ReadFile(directory.File("out.json")))["files"];
+    const auto files = Json::parse(ReadFile(directory.File("out.json")))["files"];
     ASSERT_EQ(files.size(), 2u);
     EXPECT_EQ(files[0]["error"], "out of memory");
     EXPECT_EQ(files[1]["frames"], kRateHz);

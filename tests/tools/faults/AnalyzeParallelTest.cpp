@@ -1,8 +1,8 @@
 // Runs that share a directory for their outputs, at the same time.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
-#include "tests/output/OutputPaths.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Places for outputs that are full, closed, gone, or taken by the audio itself.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
-#include "tests/output/OutputPaths.h"
 #include "tests/tools/qel/SineInput.h"
 
 #include <gtest/gtest.h>

@@ -1,14 +1,13 @@
 // Standard streams that are full, closed, or read by nobody.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
-#include "tests/output/OutputPaths.h"
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <array>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -33,7 +32,7 @@ TEST_F(AnalyzeStreamsTest, AFullStandardErrorLosesTheMessagesAndNothingElse) {
     mSetup.errDescriptor = full;
     const ChildResult result = RunTool({"analyze", mMissing, mInput}, mSetup);
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(nlohmann::json::parse(result.out)["files"][1]["frames"], 4800);
+    EXPECT_EQ(Json::parse(result.out)["files"][1]["frames"], 4800);
     EXPECT_EQ(RunTool({"nonsense"}, mSetup).status, 2);
     EXPECT_EQ(RunTool({"analyze", mInput, "--output", mDirectory.Path()}, mSetup).status, 1);
     close(full);
@@ -46,7 +45,7 @@ TEST_F(AnalyzeStreamsTest, AStandardErrorThatNobodyReadsLosesTheMessagesAndNothi
     mSetup.errDescriptor = ends[1];
     const ChildResult result = RunTool({"analyze", mMissing, mInput}, mSetup);
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(nlohmann::json::parse(result.out)["files"][1]["frames"], 4800);
+    EXPECT_EQ(Json::parse(result.out)["files"][1]["frames"], 4800);
     close(ends[1]);
 }
 
@@ -57,7 +56,7 @@ TEST_F(AnalyzeStreamsTest, NoFileTakesThePlaceOfAStandardStreamThatIsClosed) {
     const ChildResult result = RunTool({"analyze", mMissing, mInput, "--output", output}, mSetup);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.signal, 0);
-    EXPECT_EQ(nlohmann::json::parse(ReadFile(output))["files"][1]["frames"], 4800);
+    EXPECT_EQ(Json::parse(ReadFile(output))["files"][1]["frames"], 4800);
     const ChildResult csv = RunTool({"analyze", mMissing, mInput, "--keys", "temporal properties",
                                      "--format", "csv", "--output", mDirectory.File("out")},
                                     mSetup);

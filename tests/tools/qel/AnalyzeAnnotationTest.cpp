@@ -1,17 +1,16 @@
 // Label tracks and beat annotations from files, held against the JSON of the same files.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
-#include "tests/output/OutputPaths.h"
 
 #include <QelAudioAnalysis/Keys.hpp>
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <sstream>
 #include <string>
@@ -20,7 +19,6 @@
 namespace qel::tool {
 namespace {
 
-using Json = nlohmann::json;
 using Strings = std::vector<std::string>;
 using Rows = std::vector<Strings>;
 
@@ -256,7 +254,7 @@ TEST_F(AnalyzeAnnotationTest, WeakEventsAreLeftOutOfEveryFormat) {
     ASSERT_EQ(everyLine.size(), all[0].size());
     for (std::size_t i = 0; i < everyLine.size(); ++i) {
         if (all[1][i].get<float>() >= least) {
-            times.push_back(all[0][i]);
+            times.push_back(all[0][i].get<double>());
             strong.push_back(everyLine[i]);
         }
     }

@@ -1,22 +1,19 @@
 // Only "temporal properties" depend on the size of the blocks.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
 #include <QelAudioAnalysis.hpp>
 
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
 #include <cmath>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <string>
 #include <vector>
 
 namespace qel::tool {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr int kRateHz = 44100;
 constexpr std::size_t kSamples = 22050 + 300;
@@ -47,9 +44,9 @@ TEST_F(AnalyzeBlocksTest, AllOtherKeysHaveTheSameBytesAtAnySize) {
     EXPECT_EQ(expected.size(), std::size(kKeys));
     for (const std::size_t block : {512u, 1024u, 8192u, 1048576u}) {
         const Json keys = KeysOf({"--all"}, block);
-        for (const auto& [key, results] : expected.items()) {
+        for (const std::string& key : expected.names()) {
             if (key != kPerPush) {
-                EXPECT_EQ(keys[key].dump() == results.dump(), true) << key << " at " << block;
+                EXPECT_EQ(keys[key].dump() == expected[key].dump(), true) << key << " at " << block;
             }
         }
     }
@@ -57,14 +54,12 @@ TEST_F(AnalyzeBlocksTest, AllOtherKeysHaveTheSameBytesAtAnySize) {
 
 TEST_F(AnalyzeBlocksTest, SizesOfAnyKindLeaveEventsWhereTheyAre) {
     const std::vector<std::string> choice{"--keys", kPerPush + ",onset data,beat data,tempo"};
-    Json expected = KeysOf(choice, 4096);
+    const Json expected = KeysOf(choice, 4096);
     EXPECT_FALSE(expected["onset data"]["values"][0][0][0].empty());
-    expected.erase(kPerPush);
     for (const std::size_t block : {1u, 1000u, 4097u, 99999u}) {
-        Json keys = KeysOf(choice, block);
+        const Json keys = KeysOf(choice, block);
         EXPECT_EQ(keys[kPerPush]["count"], (kSamples + block - 1) / block);
-        keys.erase(kPerPush);
-        EXPECT_EQ(keys, expected) << block;
+        EXPECT_EQ(keys.without(kPerPush), expected.without(kPerPush)) << block;
     }
 }
 

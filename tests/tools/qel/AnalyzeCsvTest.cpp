@@ -1,7 +1,7 @@
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
-#include "tests/output/OutputPaths.h"
 
 #include <gtest/gtest.h>
 

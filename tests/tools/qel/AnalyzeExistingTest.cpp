@@ -1,15 +1,14 @@
 // Outputs that exist already.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
-#include "tests/output/OutputPaths.h"
 #include "tests/tools/qel/SineInput.h"
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <chrono>
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
 #include <thread>
@@ -43,7 +42,7 @@ protected:
     }
 
     static void ExpectDocument(const std::string& path) {
-        EXPECT_EQ(nlohmann::json::parse(ReadFile(path), nullptr, false)["files"].size(), 1u);
+        EXPECT_EQ(Json::parseOrNull(ReadFile(path))["files"].size(), 1u);
     }
 
     std::string mOut = mDirectory.File("out");

@@ -1,14 +1,13 @@
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 #include "tools/qel/KeyList.h"
 
 #include <QelAudioAnalysis/Keys.hpp>
 
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
 #include <cmath>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <limits>
 #include <string>
@@ -16,8 +15,6 @@
 
 namespace qel::tool {
 namespace {
-
-using Json = nlohmann::json;
 
 constexpr int kRateHz = 48000;
 

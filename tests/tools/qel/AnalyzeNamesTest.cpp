@@ -1,15 +1,14 @@
 // Keys whose results are names, in every format, from chords whose keys are known.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
-#include "tests/output/OutputPaths.h"
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <cstdlib>
 #include <fmt/format.h>
+#include <gtest/gtest.h>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -17,7 +16,6 @@
 namespace qel::tool {
 namespace {
 
-using Json = nlohmann::json;
 using Strings = std::vector<std::string>;
 
 constexpr int kRateHz = 44100;

@@ -1,10 +1,8 @@
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 #include "tests/tools/qel/SineInput.h"
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
@@ -12,6 +10,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <string>
 #include <thread>
 #include <unistd.h>

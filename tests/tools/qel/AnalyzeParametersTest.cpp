@@ -1,14 +1,13 @@
 // Every parameter of --param changes results, from the first sample on.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
 #include <QelAudioAnalysis.hpp>
 
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
+#include <gtest/gtest.h>
 #include <set>
 #include <string>
 #include <vector>
@@ -16,7 +15,6 @@
 namespace qel::tool {
 namespace {
 
-using Json = nlohmann::json;
 using Strings = std::vector<std::string>;
 
 constexpr int kRateHz = 44100;

@@ -1,21 +1,18 @@
 // Lists of partials, from a steady sine.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <cstdlib>
+#include <gtest/gtest.h>
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace qel::tool {
 namespace {
-
-using Json = nlohmann::json;
 
 constexpr int kRateHz = 48000;
 constexpr std::size_t kSamples = 9600;

@@ -1,22 +1,19 @@
 // "audio range", which takes pushes of whole multiples of 512 samples only.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
 #include <QelAudioAnalysis.hpp>
 
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
+#include <gtest/gtest.h>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace qel::tool {
 namespace {
-
-using Json = nlohmann::json;
 
 constexpr int kRateHz = 44100;
 constexpr std::size_t kWhole = 512 * 90;

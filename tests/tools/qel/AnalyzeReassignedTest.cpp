@@ -1,21 +1,18 @@
 // "reasigned spectrum": frames of bins, all of them at the end.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
 #include <QelAudioAnalysis.hpp>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace qel::tool {
 namespace {
-
-using Json = nlohmann::json;
 
 constexpr int kRateHz = 44100;
 constexpr std::size_t kSamples = 12000;

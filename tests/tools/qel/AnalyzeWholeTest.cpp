@@ -1,14 +1,13 @@
 // Results about the whole of a file: tempo, beats, meter and down beats.
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
+#include "tests/helpers/OutputPaths.h"
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
-#include "tests/output/OutputPaths.h"
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdlib>
+#include <gtest/gtest.h>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -16,7 +15,6 @@
 namespace qel::tool {
 namespace {
 
-using Json = nlohmann::json;
 using Strings = std::vector<std::string>;
 
 constexpr int kRateHz = 44100;
@@ -83,7 +81,8 @@ TEST_F(AnalyzeWholeTest, JsonHasTimesAndStrengthsOfEventsInAnArrayEach) {
     ASSERT_EQ(channel.size(), 2u);
     EXPECT_GE(channel[0].size(), 23u); // a stroke each half second from 0.2 s to 11.7 s
     EXPECT_EQ(channel[0].size(), channel[1].size());
-    EXPECT_TRUE(std::is_sorted(channel[0].begin(), channel[0].end()));
+    const auto times = channel[0].get<std::vector<double>>();
+    EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
     // The last one stands at the start of the last frame of 1024 with steps of 128.
     const double last = (12 * kRateHz - 1024) / 128;
     EXPECT_EQ(channel[0].back(), last / (kRateHz / 128.0));

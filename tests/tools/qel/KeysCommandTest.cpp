@@ -1,13 +1,12 @@
 #include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/Json.h"
 
 #include <QelAudioAnalysis/Keys.hpp>
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <string>
 #include <utility>
@@ -28,8 +27,6 @@ std::string WordOf(Delivery delivery) {
     }
     return "no word";
 }
-
-using Json = nlohmann::json;
 
 // Text without its line breaks and indents, so that a wrapped sentence can be found in it.
 std::string Unwrapped(const std::string& text) {

@@ -1,5 +1,6 @@
 #include "tools/qel/Options.h"
 
+#include "output/formats/Strength.h"
 #include "tools/qel/ToolError.h"
 
 #include <gtest/gtest.h>
@@ -30,6 +31,17 @@ TEST(OptionsTest, WhatIsNoStrengthIsRefused) {
     for (const char* text : {"", "-0.1", "-1", "nan", "inf", "1e99", "0,5", "0.5x", " 1", "x"}) {
         EXPECT_THROW(ParseStrength(text), UsageError) << text;
     }
+}
+
+// 0.7 as a float lies below 0.7 as a double: what reads 0.7 is not weaker than 0.7.
+TEST(OptionsTest, AnEventOfJustTheStrengthThatWasAskedForStays) {
+    EXPECT_TRUE(output::IsStrong({0, 0.7f}, ParseStrength("0.7")));
+}
+
+TEST(OptionsTest, NothingIsWeakerThanTheDefault) {
+    const float least = ParseStrength(AnalyzeOptions().minStrength);
+    EXPECT_TRUE(output::IsStrong({0, 0.0f}, least));
+    EXPECT_TRUE(output::IsStrong({0, -0.0f}, least));
 }
 
 } // namespace

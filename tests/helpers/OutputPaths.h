@@ -5,11 +5,13 @@
 
 #include <string>
 
-namespace qel::tool {
+namespace qel {
+
+using output::OutputName;
 
 inline std::string OutputPath(const std::string& directory, const std::string& input,
                               const std::string& name) {
     return directory + "/" + OutputName(input) + "/" + name;
 }
 
-} // namespace qel::tool
+} // namespace qel
