@@ -1,9 +1,10 @@
-# What makes a fault in the shipped binaries harder to exploit: the two libraries and the tool.
+# What makes a fault in the shipped binaries harder to exploit: the libraries and the tool.
 # script/check-binaries looks at the built files.
 #
 #   -fstack-protector-strong   a guard behind arrays on the stack
 #   _FORTIFY_SOURCE            bounds of known sizes in calls of the C library
-#   _GLIBCXX_ASSERTIONS        bounds in the C++ library; the tool alone, whose time is the decoder's
+#   _GLIBCXX_ASSERTIONS        bounds in the C++ library; the tool and what reads and writes its files:
+#                              their time is the decoder's
 #   relro, now, noexecstack    tables of addresses read-only from the start, no code on the stack
 
 include(CheckCXXSourceCompiles)

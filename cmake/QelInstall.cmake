@@ -1,6 +1,7 @@
 # What `cmake --install` puts where, and how other builds find it: a CMake package with the targets
-# QelAudioAnalysis::QelAudioAnalysis, ::Cpp and ::QelPlatform, and a pkg-config file. Everything
-# refers to its neighbours by relative paths, so that an installed tree can be moved.
+# QelAudioAnalysis::QelAudioAnalysis, ::Cpp, ::QelPlatform and, where it is built, ::Media, and a
+# pkg-config file for the analysis and one for libQelMedia. Everything refers to its neighbours by
+# relative paths, so that an installed tree can be moved.
 
 option(QEL_INSTALL "Make install rules" ${PROJECT_IS_TOP_LEVEL})
 if(NOT QEL_INSTALL)
@@ -15,10 +16,14 @@ include(CMakePackageConfigHelpers)
 # The paths for the loader are those of the installed tree from the start: CMake would replace others
 # when it installs, and fill them up with colons until then, which tell the loader to look for
 # libraries in the current directory.
-set_target_properties(QelAudioAnalysis QelPlatform PROPERTIES
+set(installedLibraries QelAudioAnalysis QelPlatform)
+if(TARGET QelMedia)
+    list(APPEND installedLibraries QelMedia)
+endif()
+set_target_properties(${installedLibraries} PROPERTIES
     BUILD_WITH_INSTALL_RPATH ON
     INSTALL_RPATH "$ORIGIN")
-install(TARGETS QelAudioAnalysis QelPlatform QelAudioAnalysisCpp
+install(TARGETS ${installedLibraries} QelAudioAnalysisCpp
     EXPORT QelAudioAnalysisTargets
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -49,6 +54,10 @@ install(FILES ${PROJECT_SOURCE_DIR}/bindings/cpp/QelAudioAnalysis.hpp
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/bindings/cpp/QelAudioAnalysis
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     FILES_MATCHING PATTERN "*.hpp")
+if(TARGET QelMedia)
+    install(FILES ${PROJECT_SOURCE_DIR}/media/include/QelMedia.hpp
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+endif()
 
 # The CMake package. Before version 1 a new minor version may change interfaces.
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/QelAudioAnalysis)
@@ -68,17 +77,21 @@ install(FILES
     ${PROJECT_BINARY_DIR}/package/QelAudioAnalysisConfigVersion.cmake
     DESTINATION ${packageDir})
 
-# The pkg-config file finds everything from its own place.
+# The pkg-config files find everything from their own place.
 set(pkgConfigDir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH libDirFromPkgConfigDir ${pkgConfigDir} ${CMAKE_INSTALL_FULL_LIBDIR})
 file(RELATIVE_PATH includeDirFromPkgConfigDir ${pkgConfigDir} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 string(REGEX REPLACE "/$" "" libDirFromPkgConfigDir "${libDirFromPkgConfigDir}")
-configure_file(
-    ${CMAKE_CURRENT_LIST_DIR}/QelAudioAnalysis.pc.in
-    ${PROJECT_BINARY_DIR}/package/QelAudioAnalysis.pc
-    @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/package/QelAudioAnalysis.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(pkgConfigFiles QelAudioAnalysis.pc)
+if(TARGET QelMedia)
+    list(APPEND pkgConfigFiles QelMedia.pc)
+endif()
+foreach(file IN LISTS pkgConfigFiles)
+    configure_file(
+        ${CMAKE_CURRENT_LIST_DIR}/${file}.in ${PROJECT_BINARY_DIR}/package/${file} @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/package/${file}
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
 
 # Documents, licences, and the sources of the example clients.
 if(EXISTS ${PROJECT_SOURCE_DIR}/docs)
