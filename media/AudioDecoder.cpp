@@ -55,6 +55,11 @@ AvHandle<AVCodecContext> OpenCodec(const AVStream& stream) {
     return context;
 }
 
+// "1 packet", "2 packets"
+std::string Packets(const char* name, std::int64_t count) {
+    return fmt::format("{} {}{}", count, name, count == 1 ? "" : "s");
+}
+
 std::int64_t FrameDuration(const AVFrame& frame) {
 #if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100)
     return frame.duration;
@@ -292,9 +297,10 @@ void AudioDecoder::CheckLossless() {
     const auto declared = mFile.DeclaredFrames(mRateHz);
     if (mDamagedPackets > 0 && !(declared && mFramesBeforeDamage >= *declared)) {
         throw Error(Fault::Damaged,
-                    fmt::format("is damaged: {} packets of its lossless audio are missing or "
-                                "cannot be decoded",
-                                mDamagedPackets));
+                    fmt::format("is damaged: {} of its lossless audio {} missing or cannot be "
+                                "decoded",
+                                Packets("packet", mDamagedPackets),
+                                mDamagedPackets == 1 ? "is" : "are"));
     }
     if (mFlac && !mFlac->IsContinuous()) {
         throw Error(Fault::Damaged,
@@ -317,7 +323,9 @@ Report AudioDecoder::Report() const {
     report.damagedPackets = mDamagedPackets;
     if (mDamagedPackets > 0) {
         report.warnings.push_back(
-            {fmt::format("{} damaged packets were left out", mDamagedPackets), mDamagedPackets});
+            {fmt::format("{} {} left out", Packets("damaged packet", mDamagedPackets),
+                         mDamagedPackets == 1 ? "was" : "were"),
+             mDamagedPackets});
     }
     return report;
 }

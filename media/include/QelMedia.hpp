@@ -8,8 +8,8 @@
  *     }
  *
  * The library, libQelMedia, stands by itself: it needs FFmpeg's libraries and nothing of the
- * analysis. Programs that read files by it get the samples that the tool `qel` analyzes. Containers,
- * codecs, alignment and the treatment of damage are told in docs/output.md.
+ * analysis. Programs that read files by it get the samples that the tool `qel` analyzes.
+ * Containers, codecs, alignment and the treatment of damage are told in docs/output.md.
  *
  * A "frame" is one sample of every channel.
  *

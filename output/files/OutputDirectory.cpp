@@ -4,6 +4,7 @@
 #include "output/files/OutputError.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
@@ -29,11 +30,12 @@ OutputDirectory::OutputDirectory(const std::filesystem::path& path)
             return;
         }
     }
-    Refuse();
+    Refuse(ENOENT); // it is taken away every time, or a link to nothing stands there
 }
 
-void OutputDirectory::Refuse() const {
-    throw OutputError(fmt::format("{}: cannot make this directory", mPath.string()));
+void OutputDirectory::Refuse(int error) const {
+    throw OutputError(
+        fmt::format("{}: cannot make this directory: {}", mPath.string(), std::strerror(error)));
 }
 
 // False if the directory above it has gone.
@@ -44,7 +46,7 @@ bool OutputDirectory::MakeOne(const std::filesystem::path& path) {
         return true;
     }
     if (errno != EEXIST && errno != ENOENT) {
-        Refuse();
+        Refuse(errno);
     }
     return errno == EEXIST;
 }
@@ -67,7 +69,7 @@ bool OutputDirectory::MakeMissing() {
     }
     const std::filesystem::file_status status = std::filesystem::status(mPath, error);
     if (std::filesystem::exists(status) && !std::filesystem::is_directory(status)) {
-        Refuse();
+        Refuse(ENOTDIR);
     }
     return std::filesystem::is_directory(status);
 }

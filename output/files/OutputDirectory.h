@@ -26,7 +26,7 @@ private:
         Remnants::Entry remnant;
     };
 
-    [[noreturn]] void Refuse() const;
+    [[noreturn]] void Refuse(int error) const;
     bool MakeOne(const std::filesystem::path& path);
     bool MakeMissing();
     bool Lock();

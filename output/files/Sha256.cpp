@@ -73,8 +73,7 @@ std::array<std::uint32_t, kRounds> ScheduleOf(const char* block) {
     for (std::size_t i = kBlockBytes / 4; i < kRounds; ++i) {
         const std::uint32_t a = words[i - 15];
         const std::uint32_t b = words[i - 2];
-        words[i] = words[i - 16] + words[i - 7] +
-                   (std::rotr(a, 7) ^ std::rotr(a, 18) ^ a >> 3) +
+        words[i] = words[i - 16] + words[i - 7] + (std::rotr(a, 7) ^ std::rotr(a, 18) ^ a >> 3) +
                    (std::rotr(b, 17) ^ std::rotr(b, 19) ^ b >> 10);
     }
     return words;
@@ -86,8 +85,8 @@ void AddBlock(State& state, const char* block) {
     for (std::size_t i = 0; i < kRounds; ++i) {
         const std::uint32_t sum = std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25);
         const std::uint32_t first = h + sum + ((e & f) ^ (~e & g)) + kConstants[i] + words[i];
-        const std::uint32_t second = (std::rotr(a, 2) ^ std::rotr(a, 13) ^ std::rotr(a, 22)) +
-                                     ((a & b) ^ (a & c) ^ (b & c));
+        const std::uint32_t second =
+            (std::rotr(a, 2) ^ std::rotr(a, 13) ^ std::rotr(a, 22)) + ((a & b) ^ (a & c) ^ (b & c));
         h = g;
         g = f;
         f = e;

@@ -14,8 +14,9 @@ namespace {
 
 // One channel at 8000 Hz: the sizes of form, format and data, then the samples.
 void writeWav(const std::string& path) {
-    const char header[] = "RIFF\x2C\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0\2\0\x10\0"
-                          "data\x08\0\0\0\0\0\0\x40\0\x80\xFF\x7F";
+    const char header[] =
+        "RIFF\x2C\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0\2\0\x10\0"
+        "data\x08\0\0\0\0\0\0\x40\0\x80\xFF\x7F";
     std::ofstream(path, std::ios::binary).write(header, sizeof header - 1);
 }
 

@@ -15,9 +15,9 @@
 
 namespace qel {
 
-// A value of JSON, to be looked at. Values share their document, so that they are cheap to copy. The
-// order of an object's members counts. The parser is compiled in one file alone, for the sake of the
-// tests that only want to look.
+// A value of JSON, to be looked at. Values share their document, so that they are cheap to copy.
+// The order of an object's members counts. The parser is compiled in one file alone, for the sake
+// of the tests that only want to look.
 class Json {
 public:
     class Iterator;

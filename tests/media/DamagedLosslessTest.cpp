@@ -92,6 +92,14 @@ TEST(DamagedLosslessTest, ABitFlippedInAudioWithChecksumsIsSeen) {
     ExpectNoSilentChange(StreamedFlac(directory, 30000), directory.File("damaged.flac"));
 }
 
+TEST(DamagedLosslessTest, OnePacketIsToldAsOne) {
+    const TempDirectory directory;
+    const std::string whole = StreamedFlac(directory, 30000);
+    WriteFile(directory.File("damaged.flac"), WithBit(whole, whole.size() / 2, 2));
+    EXPECT_EQ(Decode(directory.File("damaged.flac")).fault,
+              "is damaged: 1 packet of its lossless audio is missing or cannot be decoded");
+}
+
 // Positions of the frames of a FLAC whose blocks have 4096 samples in one channel of 16 bits.
 std::vector<std::size_t> FlacFrames(const std::string& flac) {
     std::vector<std::size_t> positions;

@@ -34,8 +34,7 @@ Planes ReadAll(Reader& reader) {
     for (Block block = reader.read(); block.frames > 0; block = reader.read()) {
         EXPECT_EQ(block.channels.size(), planes.size());
         for (std::size_t c = 0; c < planes.size(); ++c) {
-            planes[c].insert(planes[c].end(), block.channels[c],
-                             block.channels[c] + block.frames);
+            planes[c].insert(planes[c].end(), block.channels[c], block.channels[c] + block.frames);
         }
     }
     return planes;
@@ -112,22 +111,48 @@ TEST_F(ReaderTest, FramesAreCountedByDecodingAllOfThem) {
     EXPECT_EQ(countFrames(mPath), 1001);
 }
 
-// A Vorbis stream whose middle is other bytes: the packets of two pages cannot be decoded.
-TEST_F(ReaderTest, DamageToLossyAudioIsAWarningWithItsCount) {
-    silenceLibraries();
-    const std::string path = mDirectory.File("noise.ogg");
-    WriteWav(mDirectory.File("noise.wav"), 44100, {Noise(200000, 0.5f)});
-    Encode(mDirectory.File("noise.wav"), path, {"-c:a", "libvorbis"});
-    std::string bytes = ReadFile(path);
-    bytes[bytes.size() / 2] = static_cast<char>(bytes[bytes.size() / 2] ^ 0x55);
+// An AAC file with so many other bytes at a place.
+Report ReportOfDamage(const std::string& path, std::size_t place, std::size_t count) {
+    const std::string whole = ReadFile(path);
+    std::string bytes = whole;
+    for (std::size_t i = place; i < place + count; ++i) {
+        bytes[i] = static_cast<char>(bytes[i] ^ 0x5A);
+    }
     WriteFile(path, bytes);
     Reader reader(path);
     ReadAll(reader);
-    const Report report = reader.report();
-    ASSERT_GT(report.damagedPackets, 0);
+    WriteFile(path, whole);
+    return reader.report();
+}
+
+// A raw stream states no length that damage could be held against.
+TEST_F(ReaderTest, DamageToLossyAudioIsAWarningWithItsCount) {
+    silenceLibraries();
+    const std::string path = mDirectory.File("noise.aac");
+    WriteWav(mDirectory.File("noise.wav"), 44100, {Noise(200000, 0.5f)});
+    Encode(mDirectory.File("noise.wav"), path, {"-c:a", "aac"});
+    const Report report = ReportOfDamage(path, ReadFile(path).size() / 2, 4000);
+    ASSERT_GT(report.damagedPackets, 1);
     ASSERT_EQ(report.warnings.size(), 1u);
     EXPECT_EQ(report.warnings[0].count, report.damagedPackets);
-    EXPECT_NE(report.warnings[0].text.find("damaged packet"), std::string::npos);
+    EXPECT_EQ(report.warnings[0].text,
+              std::to_string(report.damagedPackets) + " damaged packets were left out");
+}
+
+TEST_F(ReaderTest, OneDamagedPacketIsToldAsOne) {
+    silenceLibraries();
+    const std::string path = mDirectory.File("noise.m4a");
+    WriteWav(mDirectory.File("noise.wav"), 44100, {Noise(200000, 0.5f)});
+    Encode(mDirectory.File("noise.wav"), path, {"-c:a", "aac"});
+    // Not all bytes of a packet tell that it is damaged.
+    std::size_t place = ReadFile(path).size() / 2;
+    Report report = ReportOfDamage(path, place, 40);
+    for (int more = 0; more < 50 && report.damagedPackets != 1; ++more) {
+        report = ReportOfDamage(path, place += 61, 40);
+    }
+    ASSERT_EQ(report.damagedPackets, 1);
+    ASSERT_EQ(report.warnings.size(), 1u);
+    EXPECT_EQ(report.warnings[0].text, "1 damaged packet was left out");
 }
 
 TEST_F(ReaderTest, AFaultSaysOfWhatKindItIs) {

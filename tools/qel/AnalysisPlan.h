@@ -21,8 +21,8 @@ struct AnalysisPlan {
 };
 
 // What the options ask for. Before any file is looked at, it refuses keys that the format has no
-// place for, a size of blocks that some key does not take, and parameters that none of the keys has:
-// throws UsageError.
+// place for, a size of blocks that some key does not take, and parameters that none of the keys
+// has: throws UsageError.
 AnalysisPlan MakePlan(const AnalyzeOptions& options);
 
 } // namespace qel::tool

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <exception>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <map>
 #include <new>
 #include <sstream>
@@ -57,6 +58,16 @@ void AddChoice(CLI::App* command, const std::string& name, Choice& choice,
         ->type_name("WORD");
 }
 
+// "\"Genre Hint\", \"Onset Sensitivity\"": docs/output.md explains them.
+std::string ParameterList() {
+    std::string list;
+    for (const char* name :
+         {"Genre Hint", "Onset Sensitivity", "complexity", "Min BPM", "Max BPM"}) {
+        list += fmt::format("{}\"{}\"", list.empty() ? "" : ", ", name);
+    }
+    return list;
+}
+
 void AddAnalyze(CLI::App& app, CommandLine& line) {
     AnalyzeOptions& options = line.analyze;
     CLI::App* command = app.add_subcommand("analyze", "Analyze audio files");
@@ -64,7 +75,7 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
     command->add_option("FILE", options.files, "Audio files")->required();
     CLI::Option* keys = AddRepeatable(
         command, "--keys", options.keyLists,
-        "Keys to analyze, separated by commas. Default with json and csv: per-frame keys of up to "
+        "Keys to analyze, separated by commas (\"qel keys\" lists them). Default with json and csv: per-frame keys of up to "
         "64 values; request tempo, beats and onsets by name. Default with labels: all keys with "
         "events or a name per frame. Default with beats: \"beat data\", \"down beat data\" and "
         "\"global number of beats per bar\"");
@@ -102,7 +113,8 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
         ->check(CLI::Range(std::uint32_t{1}, kLargestBlock))
         ->type_name("N");
     AddRepeatable(command, "--param", options.parameters,
-                  "Set a parameter, for example --param \"Genre Hint=0\"; repeatable")
+                  "Set a parameter, for example --param \"Genre Hint=0\"; repeatable. Parameters: " +
+                      ParameterList())
         ->type_name("NAME=VALUE");
     command
         ->add_option("--min-strength", options.minStrength,
@@ -131,8 +143,8 @@ void AddSelfTest(CLI::App& app, CommandLine& line) {
 
 void AddCommands(CLI::App& app, CommandLine& line) {
     app.require_subcommand(1);
-    app.set_version_flag("--version",
-                         fmt::format("qel {} ({})", QEL_VERSION, media::libraryVersions().front()));
+    app.set_version_flag("--version", fmt::format("qel {} ({})", QEL_VERSION,
+                                                  fmt::join(media::libraryVersions(), ", ")));
     app.footer(kFooter);
     AddAnalyze(app, line);
     line.keysCommand = app.add_subcommand("keys", "List the keys");

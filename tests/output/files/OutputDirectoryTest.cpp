@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace qel::output {
@@ -61,6 +62,29 @@ TEST(OutputDirectoryTest, ThoseWhoMakeAndTakeAwayAtOnceDoNotMeet) {
     }
     other.join();
     EXPECT_EQ(found, kTimes);
+}
+
+std::string FaultOf(const std::string& path) {
+    try {
+        const OutputDirectory directory(path);
+    } catch (const OutputError& error) {
+        return error.what();
+    }
+    return "no fault";
+}
+
+TEST(OutputDirectoryTest, TellsWhyADirectoryCannotBeMade) {
+    const TempDirectory directory;
+    WriteFile(directory.File("file"), "");
+    std::filesystem::create_symlink("nowhere", directory.File("link"));
+    for (const auto& [name, cause] :
+         {std::pair("file", "Not a directory"), std::pair("file/below", "Not a directory"),
+          std::pair("link", "No such file or directory")}) {
+        const std::string path = directory.File(name);
+        EXPECT_EQ(FaultOf(path), path + ": cannot make this directory: " + cause);
+    }
+    const std::string longName = directory.File(std::string(300, 'x'));
+    EXPECT_EQ(FaultOf(longName), longName + ": cannot make this directory: File name too long");
 }
 
 TEST(OutputDirectoryTest, RefusesWhatCannotBeADirectory) {

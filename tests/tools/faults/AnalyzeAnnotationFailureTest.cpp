@@ -98,7 +98,7 @@ TEST_F(AnalyzeAnnotationFailureTest, AnOutputThatCannotBeIsOneLineAndStatusOne) 
             Analyze({"--format", format, "--output", mInput + "/out"}, mSetup);
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.err, "qel: " + mInput + "/out/" + OutputName(mInput) +
-                                  ": cannot make this directory\n");
+                                  ": cannot make this directory: Not a directory\n");
         ExpectNothingNew();
     }
 }

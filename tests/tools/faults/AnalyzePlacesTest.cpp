@@ -121,7 +121,8 @@ TEST_F(AnalyzePlacesTest, ADirectoryThatMayNotBeWrittenIsTold) {
     ExpectFailure(Analyze({"--output", mOut + "/x.json"}),
                   mOut + "/x.json: cannot write: Permission denied");
     ExpectFailure(Analyze({"--format", "csv", "--output", mOut}),
-                  mOut + "/" + OutputName(mInput) + ": cannot make this directory");
+                  mOut + "/" + OutputName(mInput) +
+                      ": cannot make this directory: Permission denied");
     ExpectOnly({"out"});
 }
 

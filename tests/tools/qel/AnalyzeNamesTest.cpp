@@ -122,7 +122,7 @@ TEST_F(AnalyzeNamesTest, LabelsAreTheRegionsOfEqualNames) {
     std::size_t frame = 0;
     for (const std::string& line : lines) {
         ASSERT_LT(frame, values.size());
-        const std::string name = values[frame][0][0];
+        const auto name = values[frame][0][0].get<std::string>();
         const std::size_t first = frame;
         while (frame < values.size() && values[frame][0][0] == name) {
             ++frame;

@@ -43,7 +43,7 @@ TEST_F(AnalyzeOutputTest, AnOutputThatCannotBeIsOneLineAndStatusOne) {
         {directory, directory + ": cannot write: Is a directory"},
         {directory + "/", directory + "/: cannot write: Is a directory"},
         {directory + "/none/", directory + "/none/: cannot write: Is a directory"},
-        {mInput + "/out.json", mInput + ": cannot make this directory"}};
+        {mInput + "/out.json", mInput + ": cannot make this directory: Not a directory"}};
     for (const auto& [output, fault] : faults) {
         const ChildResult result = RunTool({"analyze", mInput, "--output", output}, mSetup);
         EXPECT_EQ(result.status, 1);

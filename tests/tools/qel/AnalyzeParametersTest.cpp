@@ -39,7 +39,7 @@ protected:
     std::vector<double> Tempi(const Strings& parameters = {}) const {
         std::vector<double> tempi;
         for (const Json& value : Values("tempo", parameters)) {
-            tempi.push_back(value[0][0]);
+            tempi.push_back(value[0][0].get<double>());
         }
         EXPECT_FALSE(tempi.empty());
         return tempi;

@@ -52,8 +52,9 @@ TEST_F(AnalyzePartialsTest, JsonHasAnArrayPerNumberOfAPartial) {
             EXPECT_EQ(numbers.size(), partials[0].size());
         }
         ASSERT_FALSE(partials[0].empty());
-        const auto loudest = std::max_element(partials[2].begin(), partials[2].end());
-        const auto index = static_cast<std::size_t>(loudest - partials[2].begin());
+        const auto magnitudes = partials[2].get<std::vector<double>>();
+        const auto loudest = std::max_element(magnitudes.begin(), magnitudes.end());
+        const auto index = static_cast<std::size_t>(loudest - magnitudes.begin());
         // The vertex of a parabola over a windowed sine lies at most 0.016 bins off.
         EXPECT_NEAR(partials[1][index].get<double>(), 1000, 0.016 * kRateHz / 1024);
         EXPECT_EQ(partials[0][index], 21); // 1000 Hz are 21.33 bins

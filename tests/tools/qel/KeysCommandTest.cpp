@@ -1,7 +1,9 @@
 #include "tests/helpers/ChildProcess.h"
 #include "tests/helpers/Json.h"
 
+#include <QelAudioAnalysis/Analyzer.hpp>
 #include <QelAudioAnalysis/Keys.hpp>
+#include <QelMedia.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -10,6 +12,7 @@
 #include <iterator>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace qel::tool {
 namespace {
@@ -166,7 +169,10 @@ TEST(KeysCommandTest, VersionAndHelpSucceed) {
     const ChildResult version = RunTool({"--version"});
     EXPECT_EQ(version.status, 0);
     EXPECT_EQ(version.out.substr(0, 4), "qel ");
-    EXPECT_NE(version.out.find("(libavcodec "), std::string::npos);
+    for (const std::string& library : media::libraryVersions()) {
+        EXPECT_NE(version.out.find(library), std::string::npos) << library;
+    }
+    EXPECT_EQ(std::count(version.out.begin(), version.out.end(), '\n'), 1);
     const ChildResult help = RunTool({"--help"});
     EXPECT_EQ(help.status, 0);
     for (const char* command : {"analyze", "keys", "describe"}) {
@@ -176,6 +182,20 @@ TEST(KeysCommandTest, VersionAndHelpSucceed) {
     EXPECT_NE(
         analyze.find("per-frame keys of up to 64 values; request tempo, beats and onsets by name"),
         std::string::npos);
+}
+
+TEST(KeysCommandTest, HelpNamesTheParametersAndWhereKeysAreListed) {
+    std::vector<std::string> keys;
+    for (const KeyInfo& info : kKeys) {
+        keys.emplace_back(info.key);
+    }
+    const std::vector<std::string> parameters = Analyzer(keys, {.maxFrames = 1}).parameterNames();
+    ASSERT_FALSE(parameters.empty());
+    const std::string help = Unwrapped(RunTool({"analyze", "--help"}).out);
+    for (const std::string& parameter : parameters) {
+        EXPECT_NE(help.find('"' + parameter + '"'), std::string::npos) << parameter;
+    }
+    EXPECT_NE(help.find("\"qel keys\""), std::string::npos);
 }
 
 } // namespace

@@ -9,8 +9,8 @@ namespace qel::tool {
 namespace {
 
 TEST(OptionsTest, AParameterIsANameAndANumber) {
-    EXPECT_EQ(ParseParameter("Min BPM=60"), Parameter("Min BPM", 60.0f));
-    EXPECT_EQ(ParseParameter("x=-1.5e-3"), Parameter("x", -1.5e-3f));
+    EXPECT_EQ(ParseParameter("Min BPM=60"), output::Parameter("Min BPM", 60.0f));
+    EXPECT_EQ(ParseParameter("x=-1.5e-3"), output::Parameter("x", -1.5e-3f));
 }
 
 TEST(OptionsTest, MalformedParametersAreRefused) {
