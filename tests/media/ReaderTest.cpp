@@ -111,12 +111,14 @@ TEST_F(ReaderTest, FramesAreCountedByDecodingAllOfThem) {
     EXPECT_EQ(countFrames(mPath), 1001);
 }
 
-// An AAC file with so many other bytes at a place.
-Report ReportOfDamage(const std::string& path, std::size_t place, std::size_t count) {
+// An AAC file with other bytes at these places.
+Report ReportOfDamage(const std::string& path, const std::vector<std::size_t>& places) {
     const std::string whole = ReadFile(path);
     std::string bytes = whole;
-    for (std::size_t i = place; i < place + count; ++i) {
-        bytes[i] = static_cast<char>(bytes[i] ^ 0x5A);
+    for (const std::size_t place : places) {
+        for (std::size_t i = place; i < place + 40; ++i) {
+            bytes[i] = static_cast<char>(bytes[i] ^ 0x5A);
+        }
     }
     WriteFile(path, bytes);
     Reader reader(path);
@@ -131,7 +133,11 @@ TEST_F(ReaderTest, DamageToLossyAudioIsAWarningWithItsCount) {
     const std::string path = mDirectory.File("noise.aac");
     WriteWav(mDirectory.File("noise.wav"), 44100, {Noise(200000, 0.5f)});
     Encode(mDirectory.File("noise.wav"), path, {"-c:a", "aac"});
-    const Report report = ReportOfDamage(path, ReadFile(path).size() / 2, 4000);
+    std::vector<std::size_t> places;
+    for (std::size_t place = 1000; place + 1000 < ReadFile(path).size(); place += 1000) {
+        places.push_back(place);
+    }
+    const Report report = ReportOfDamage(path, places);
     ASSERT_GT(report.damagedPackets, 1);
     ASSERT_EQ(report.warnings.size(), 1u);
     EXPECT_EQ(report.warnings[0].count, report.damagedPackets);
@@ -146,9 +152,9 @@ TEST_F(ReaderTest, OneDamagedPacketIsToldAsOne) {
     Encode(mDirectory.File("noise.wav"), path, {"-c:a", "aac"});
     // Not all bytes of a packet tell that it is damaged.
     std::size_t place = ReadFile(path).size() / 2;
-    Report report = ReportOfDamage(path, place, 40);
+    Report report = ReportOfDamage(path, {place});
     for (int more = 0; more < 50 && report.damagedPackets != 1; ++more) {
-        report = ReportOfDamage(path, place += 61, 40);
+        report = ReportOfDamage(path, {place += 61});
     }
     ASSERT_EQ(report.damagedPackets, 1);
     ASSERT_EQ(report.warnings.size(), 1u);

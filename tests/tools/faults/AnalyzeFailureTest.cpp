@@ -111,7 +111,8 @@ TEST_F(AnalyzeFailureTest, DamagedPacketsWithoutAStatedLengthAreLeftOutWithAWarn
     const int damaged = file["decoder"]["damaged_packets"].get<int>();
     EXPECT_GT(damaged, 0);
     EXPECT_EQ(result.err, "qel: " + path + ": warning: " + std::to_string(damaged) +
-                              " damaged packets were left out\n");
+                              (damaged == 1 ? " damaged packet was" : " damaged packets were") +
+                              " left out\n");
 }
 
 TEST_F(AnalyzeFailureTest, UnknownKeysAreMistakesOfUsage) {
