@@ -1,7 +1,7 @@
 #pragma once
 
-#include "media/AvHandles.h"
 #include "media/Cancellation.h"
+#include "media/ffmpeg/AvHandles.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "media/AvHandles.h"
+#include "media/ffmpeg/AvHandles.h"
 
 #include <cstdint>
 #include <optional>

@@ -75,7 +75,8 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
     command->add_option("FILE", options.files, "Audio files")->required();
     CLI::Option* keys = AddRepeatable(
         command, "--keys", options.keyLists,
-        "Keys to analyze, separated by commas (\"qel keys\" lists them). Default with json and csv: per-frame keys of up to "
+        "Keys to analyze, separated by commas (\"qel keys\" lists them). Default with json and "
+        "csv: per-frame keys of up to "
         "64 values; request tempo, beats and onsets by name. Default with labels: all keys with "
         "events or a name per frame. Default with beats: \"beat data\", \"down beat data\" and "
         "\"global number of beats per bar\"");
@@ -100,10 +101,11 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
                      "directory, in which every audio file gets its own directory; - works if the "
                      "output is a single file. Missing directories are created")
         ->type_name("PATH");
-    AddChoice<media::ChannelMix>(command, "--mix", options.mix,
-                          {{"mono", media::ChannelMix::Mono}, {"keep", media::ChannelMix::Keep}},
-                          "mono (default): analyze the mean of all channels; keep: analyze each "
-                          "channel");
+    AddChoice<media::ChannelMix>(
+        command, "--mix", options.mix,
+        {{"mono", media::ChannelMix::Mono}, {"keep", media::ChannelMix::Keep}},
+        "mono (default): analyze the mean of all channels; keep: analyze each "
+        "channel");
     command
         ->add_option(
             "--block", options.blockSamples,
@@ -112,9 +114,10 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
             "with --mix keep")
         ->check(CLI::Range(std::uint32_t{1}, kLargestBlock))
         ->type_name("N");
-    AddRepeatable(command, "--param", options.parameters,
-                  "Set a parameter, for example --param \"Genre Hint=0\"; repeatable. Parameters: " +
-                      ParameterList())
+    AddRepeatable(
+        command, "--param", options.parameters,
+        "Set a parameter, for example --param \"Genre Hint=0\"; repeatable. Parameters: " +
+            ParameterList())
         ->type_name("NAME=VALUE");
     command
         ->add_option("--min-strength", options.minStrength,
