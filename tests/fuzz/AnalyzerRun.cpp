@@ -76,29 +76,36 @@ void AnalyzerRun::Dispose() {
     mHandle = nullptr;
 }
 
-void AnalyzerRun::AvoidKernels(Setup& setup) const {
-    constexpr double kHeldRate = 8000.0;
-    double& rate = setup.format.mSampleRate;
-    if (!mKeys->HasKernels() || !(rate > 2000.0 && rate < 1e7)) {
+void AnalyzerRun::BoundKernels(Setup& setup) {
+    constexpr double kHeldHz = 44100.0;
+    constexpr double kCheapHz = 2000.0; // 12 ms under the checkers
+    constexpr double kLimitHz = 1.9e6;  // above the highest rate that has kernels
+    double& rateHz = setup.format.mSampleRate;
+    if (!mKeys->HasKernels() || !setup.IsCanonical() ||
+        !(rateHz > kCheapHz && rateHz < kLimitHz)) {
         return;
     }
-    rate = kHeldRate;
-    static const QelAudioAnalysisRef kHolder = [&] {
+    static const QelAudioAnalysisRef kHolder = [] {
         const void* key = kQelAnalysisKey_ConstantQSpectrum;
         const CFOwner keys(CFArrayCreate(kCFAllocatorDefault, &key, 1, nullptr));
         QelAudioAnalysisRef holder = nullptr;
         QelAudioAnalysisNew(static_cast<CFArrayRef>(keys.get()), nullptr, nullptr, &holder);
         Setup plain;
-        plain.SetFormat(kHeldRate, 1);
+        plain.SetFormat(kHeldHz, 1);
         QelAudioAnalysisInitialize(holder, 1, &plain.format, nullptr, 0);
         return holder;
     }();
     (void)kHolder;
+    if (mKernelHzLeft <= 0.0) {
+        rateHz = kHeldHz;
+    } else if (rateHz != kHeldHz) {
+        mKernelHzLeft -= rateHz;
+    }
 }
 
 void AnalyzerRun::Initialize() {
     Setup setup = Setup::Any(mProgram);
-    AvoidKernels(setup);
+    BoundKernels(setup);
     const bool isCanonical = setup.IsCanonical();
     StreamFacts& facts = mCheck->Facts();
     const StreamFacts before = facts;
@@ -283,7 +290,7 @@ void AnalyzerRun::Process(UInt8 flush) {
 
 void AnalyzerRun::Compare() {
     Setup setup = Setup::Any(mProgram);
-    AvoidKernels(setup);
+    BoundKernels(setup);
     mSignal.Choose(mProgram);
     constexpr UInt32 kMostFrames = 40000;
     if (Affords(UInt64{kMostFrames} * std::max(setup.format.mChannelsPerFrame, 1U))) {

@@ -31,6 +31,9 @@ public:
 
 private:
     static constexpr UInt64 kMostWork = 1500000; // in the units of KeyList::WorkPerSample
+    // Kernels are designed as long as the rates of those before add up to less: those that come
+    // first may be of any rate.
+    static constexpr double kKernelHz = 48e3;
 
     enum class State { Named, Streaming, Broken };
 
@@ -62,9 +65,10 @@ private:
     void New();
     void Dispose();
 
-    // Kernels take seconds to design, but analyzers of one rate share them. So one analyzer holds
-    // some for good, and dear ones are not asked for.
-    void AvoidKernels(Setup& setup) const;
+    // Constant-Q kernels take about as long to design as the sample rate is high: 4 s at 768 kHz
+    // under the checkers. Analyzers of one rate share them, so one analyzer holds those of 44.1
+    // kHz for good. A program that has designed enough others gets these.
+    void BoundKernels(Setup& setup);
 
     void Initialize();
     void Reset();
@@ -103,6 +107,7 @@ private:
     bool mIsComplex = false;
     int mReportsLeft = -1;
     UInt64 mWorkLeft = kMostWork;
+    double mKernelHzLeft = kKernelHz;
     std::optional<std::uint16_t> mFailure;
 };
 
