@@ -8,6 +8,31 @@
 #include <vector>
 
 namespace qel::fuzz {
+namespace {
+
+constexpr double kHeldRatesHz[] = {44100.0, 8000.0, 48000.0, 22050.0, 16000.0, 96000.0, 192000.0};
+
+// Whether a rate is one of those whose kernels are held until the process ends: by an analyzer of
+// its own, made when they are first asked for.
+bool HoldsKernels(double rateHz) {
+    static QelAudioAnalysisRef holders[std::size(kHeldRatesHz)];
+    const auto* const held = std::ranges::find(kHeldRatesHz, rateHz);
+    if (held == std::end(kHeldRatesHz)) {
+        return false;
+    }
+    QelAudioAnalysisRef& holder = holders[held - std::begin(kHeldRatesHz)];
+    if (holder == nullptr) {
+        const void* key = kQelAnalysisKey_ConstantQSpectrum;
+        const CFOwner keys(CFArrayCreate(kCFAllocatorDefault, &key, 1, nullptr));
+        QelAudioAnalysisNew(static_cast<CFArrayRef>(keys.get()), nullptr, nullptr, &holder);
+        Setup plain;
+        plain.SetFormat(rateHz, 1);
+        QelAudioAnalysisInitialize(holder, 1, &plain.format, nullptr, 0);
+    }
+    return true;
+}
+
+} // namespace
 
 AnalyzerRun::AnalyzerRun(ByteProgram& program)
     : mProgram(program), mEnvironment(ClientEnvironment::Any(program)), mSignal(program) {
@@ -77,29 +102,18 @@ void AnalyzerRun::Dispose() {
 }
 
 void AnalyzerRun::BoundKernels(Setup& setup) {
-    constexpr double kHeldHz = 44100.0;
     constexpr double kCheapHz = 2000.0; // 12 ms under the checkers
     constexpr double kLimitHz = 1.9e6;  // above the highest rate that has kernels
     double& rateHz = setup.format.mSampleRate;
-    if (!mKeys->HasKernels() || !setup.IsCanonical() ||
-        !(rateHz > kCheapHz && rateHz < kLimitHz)) {
+    const bool isDesigned = setup.IsCanonical() && rateHz > kCheapHz && rateHz < kLimitHz;
+    if (!mKeys->HasKernels() || !isDesigned || HoldsKernels(rateHz)) {
         return;
     }
-    static const QelAudioAnalysisRef kHolder = [] {
-        const void* key = kQelAnalysisKey_ConstantQSpectrum;
-        const CFOwner keys(CFArrayCreate(kCFAllocatorDefault, &key, 1, nullptr));
-        QelAudioAnalysisRef holder = nullptr;
-        QelAudioAnalysisNew(static_cast<CFArrayRef>(keys.get()), nullptr, nullptr, &holder);
-        Setup plain;
-        plain.SetFormat(kHeldHz, 1);
-        QelAudioAnalysisInitialize(holder, 1, &plain.format, nullptr, 0);
-        return holder;
-    }();
-    (void)kHolder;
-    if (mKernelHzLeft <= 0.0) {
-        rateHz = kHeldHz;
-    } else if (rateHz != kHeldHz) {
+    if (mKernelHzLeft > 0.0) {
         mKernelHzLeft -= rateHz;
+    } else {
+        rateHz = kHeldRatesHz[0];
+        HoldsKernels(rateHz);
     }
 }
 

@@ -66,8 +66,8 @@ private:
     void Dispose();
 
     // Constant-Q kernels take about as long to design as the sample rate is high: 4 s at 768 kHz
-    // under the checkers. Analyzers of one rate share them, so one analyzer holds those of 44.1
-    // kHz for good. A program that has designed enough others gets these.
+    // under the checkers. Those of usual rates are designed once per process. A program that has
+    // designed enough others gets a usual rate instead.
     void BoundKernels(Setup& setup);
 
     void Initialize();
