@@ -25,6 +25,9 @@ static_assert(kExtended <= kTransform);
 
 constexpr UInt32 kShiftsPerReport = 100;
 
+// The row of a lag that the signal is too short for.
+constexpr std::array<float, kLags> kNoProducts{};
+
 // out[i] = next[i] + (here[i] + before[i]).
 void SumOfThree(const float* next, const float* here, const float* before, float* out, UInt32 n) {
     for (UInt32 i = 0; i < n; ++i)
@@ -74,13 +77,13 @@ struct MeterMatrix::Smoothing {
 };
 
 MeterMatrix::MeterMatrix(UInt32 frames)
-    : mPhases(std::size_t{kLags} * kLags), mSmoothing(std::make_unique<Smoothing>()),
-      mFrames(frames) {}
+    : mPhases(std::size_t{std::min(frames, kLags)} * kLags),
+      mSmoothing(std::make_unique<Smoothing>()), mFrames(frames) {}
 
 MeterMatrix::~MeterMatrix() = default;
 
 const float* MeterMatrix::Row(UInt32 lag) const {
-    return mPhases.data() + std::size_t{lag - 1} * kLags;
+    return lag <= mFrames ? mPhases.data() + std::size_t{lag - 1} * kLags : kNoProducts.data();
 }
 
 void MeterMatrix::Accumulate(const float* signal) {

@@ -5,6 +5,7 @@
 #include "tests/engine/TestSignals.h"
 
 #include <algorithm>
+#include <map>
 #include <span>
 #include <tuple>
 
@@ -38,25 +39,37 @@ struct StreamCut {
     UInt32 blockFrames;
 };
 
-class ReferenceAgreementTest : public testing::TestWithParam<std::tuple<double, UInt32, UInt32>> {
-protected:
-    ReferenceAgreementTest()
-        : mCut{std::get<0>(GetParam()), std::get<1>(GetParam()), std::get<2>(GetParam())},
-          mAudio(MusicLike(mCut.rateHz, mCut.channels, FramesToPush())),
-          mAnalyzer(kAllSixKeys, StreamSetup{mCut.rateHz, mCut.channels, 4096, 0}) {
-        mAnalyzer.PushInBlocks(mAudio, mCut.blockFrames);
+// A stream and all that it delivers.
+struct AnalyzedStream {
+    explicit AnalyzedStream(const StreamCut& cut)
+        : audio(MusicLike(cut.rateHz, cut.channels, FramesToPush(cut))),
+          analyzer(kAllSixKeys, StreamSetup{cut.rateHz, cut.channels, 4096, 0}) {
+        analyzer.PushInBlocks(audio, cut.blockFrames);
     }
 
     // One second, and less where every push is one sample.
-    std::size_t FramesToPush() const {
-        return mCut.blockFrames == 1 ? 4096 : static_cast<std::size_t>(mCut.rateHz);
+    static std::size_t FramesToPush(const StreamCut& cut) {
+        return cut.blockFrames == 1 ? 4096 : static_cast<std::size_t>(cut.rateHz);
+    }
+
+    Audio audio;
+    TestAnalyzer analyzer;
+};
+
+class ReferenceAgreementTest : public testing::TestWithParam<std::tuple<double, UInt32, UInt32>> {
+protected:
+    // Each stream is analyzed once per process: the tests look at different keys of it.
+    static const AnalyzedStream& StreamOf(const ParamType& parameters, const StreamCut& cut) {
+        static std::map<ParamType, AnalyzedStream> streams;
+        return streams.try_emplace(parameters, cut).first->second;
     }
 
     std::size_t Frames() const { return NumFrames(mAudio[0].size()); }
 
-    StreamCut mCut;
-    Audio mAudio;
-    TestAnalyzer mAnalyzer;
+    const StreamCut mCut{std::get<0>(GetParam()), std::get<1>(GetParam()), std::get<2>(GetParam())};
+    const AnalyzedStream& mStream = StreamOf(GetParam(), mCut);
+    const Audio& mAudio = mStream.audio;
+    const TestAnalyzer& mAnalyzer = mStream.analyzer;
 };
 
 TEST_P(ReferenceAgreementTest, TemporalPropertiesOfEveryPush) {

@@ -1,5 +1,6 @@
 #include "tests/engine/TestSignals.h"
 
+#include <array>
 #include <cmath>
 #include <complex>
 #include <numbers>
@@ -24,22 +25,43 @@ struct Note {
     double decaySeconds;
 };
 
-// Each harmonic is a phasor that turns and decays from sample to sample.
+// A harmonic, which turns and decays from sample to sample.
+struct Phasor {
+    double real;
+    double imag;
+    double stepReal;
+    double stepImag;
+
+    void Step() {
+        const double before = real;
+        real = before * stepReal - imag * stepImag;
+        imag = before * stepImag + imag * stepReal;
+    }
+};
+
+// All harmonics go from sample to sample together, as one by one would wait for itself.
 void AddNote(const Note& note, double rateHz, std::vector<double>& samples) {
+    constexpr std::size_t kMostHarmonics = 6;
     const auto first = static_cast<std::size_t>(std::ceil(note.startSeconds * rateHz));
     const double decay = std::exp(-1.0 / (note.decaySeconds * rateHz));
-    for (int harmonic = 1; harmonic <= 6; ++harmonic) {
+    // Those that are left out add 0, which changes no sum.
+    std::array<Phasor, kMostHarmonics> phasors{};
+    for (std::size_t i = 0; i < phasors.size(); ++i) {
+        const auto harmonic = static_cast<double>(i + 1);
         const double frequencyHz = harmonic * note.frequencyHz;
         if (frequencyHz > 0.45 * rateHz) {
             break;
         }
         const std::complex<double> step = std::polar(decay, kTwoPi * frequencyHz / rateHz);
-        std::complex<double> phasor(note.amplitude / harmonic, 0.0);
-        for (std::size_t i = first; i < samples.size(); ++i) {
-            samples[i] += phasor.imag();
-            phasor = {phasor.real() * step.real() - phasor.imag() * step.imag(),
-                      phasor.real() * step.imag() + phasor.imag() * step.real()};
+        phasors[i] = {note.amplitude / harmonic, 0.0, step.real(), step.imag()};
+    }
+    for (std::size_t i = first; i < samples.size(); ++i) {
+        double sum = samples[i];
+        for (Phasor& phasor : phasors) {
+            sum += phasor.imag;
+            phasor.Step();
         }
+        samples[i] = sum;
     }
 }
 

@@ -3,6 +3,7 @@
 #include "tests/trust/Life.h"
 #include "tests/trust/MemoryGate.h"
 #include "tests/trust/SharedMemory.h"
+#include "tests/trust/Stride.h"
 
 #include <gtest/gtest.h>
 
@@ -42,13 +43,14 @@ protected:
 
     Outcome RunAll(Client& client) const { return mLife.RunFromInitialize(client); }
 
-    // Refuses every request of the call in turn (each QEL_TRUST_STRIDEth where checks of the build
-    // make it slow), on a handle that `prepare` readied. After each the handle is initialized
-    // again, and some of them are made to live a whole life.
+    // Refuses every request of the call in turn (each RequestStride()th), on a handle that
+    // `prepare` readied. After each the handle is initialized again, and some of them are made to
+    // live a whole life.
     template <class Prepare, class Call>
     void RefuseEveryRequest(const Prepare& prepare, const Call& call) {
         constexpr long kRequestsPerWholeLife = 100;
-        for (long n = 0; n < kMostRequests; n += QEL_TRUST_STRIDE) {
+        const long stride = RequestStride();
+        for (long n = 0; n < kMostRequests; n += stride) {
             SCOPED_TRACE(n);
             const long before = MemoryGate::Live();
             bool refused = false;
@@ -56,7 +58,7 @@ protected:
                 Client client(mKeys.Get(), mLife.Setup());
                 prepare(client);
                 EXPECT_EQ(ThrowsWithout(n, refused, [&] { call(client); }), refused);
-                if (n % kRequestsPerWholeLife < QEL_TRUST_STRIDE) {
+                if (n % kRequestsPerWholeLife < stride) {
                     EXPECT_TRUE(mExpected == RunAll(client));
                 } else {
                     EXPECT_EQ(0, client.Initialize());
@@ -65,7 +67,7 @@ protected:
             EXPECT_EQ(before, MemoryGate::Live());
             if (!refused) {
                 EXPECT_GT(n, 0);
-                std::printf("%ld refused\n", (n + QEL_TRUST_STRIDE - 1) / QEL_TRUST_STRIDE);
+                std::printf("%ld refused\n", (n + stride - 1) / stride);
                 return;
             }
             ASSERT_FALSE(HasFailure());

@@ -5,6 +5,7 @@
 #include "tests/trust/KeyNames.h"
 #include "tests/trust/MemoryGate.h"
 #include "tests/trust/Stream.h"
+#include "tests/trust/Stride.h"
 
 #include <QelAudioAnalysis/Keys.hpp>
 
@@ -48,11 +49,12 @@ protected:
         client.Process(1);
     }
 
-    // Refuses each request of the call in turn (each QEL_TRUST_STRIDEth where checks of the build
-    // make it slow) and goes on, behind a reset too. `asks` tells whether there are any.
+    // Refuses each request of the call in turn (each RequestStride()th) and goes on, behind a reset
+    // too. `asks` tells whether there are any.
     void RefuseEveryRequest(const std::function<void(Client&)>& prepare,
                             const std::function<void(Client&)>& call, bool asks = true) const {
-        for (long n = 0; n < kMostRequests; n += QEL_TRUST_STRIDE) {
+        const long stride = RequestStride();
+        for (long n = 0; n < kMostRequests; n += stride) {
             SCOPED_TRACE(n);
             const long before = MemoryGate::Live();
             bool refused = false;
@@ -71,7 +73,7 @@ protected:
             ASSERT_FALSE(HasFailure());
             if (!refused) {
                 EXPECT_EQ(asks, n > 0);
-                std::printf("%ld refused\n", (n + QEL_TRUST_STRIDE - 1) / QEL_TRUST_STRIDE);
+                std::printf("%ld refused\n", (n + stride - 1) / stride);
                 return;
             }
         }

@@ -8,6 +8,7 @@
 #include "tests/trust/Life.h"
 #include "tests/trust/MemoryGate.h"
 #include "tests/trust/SharedMemory.h"
+#include "tests/trust/Stride.h"
 
 #include <gtest/gtest.h>
 
@@ -34,7 +35,7 @@ long Stride(const std::string& step) {
     }
     // Process asks in loops, and Reset for what Initialize asked for.
     const bool repeats = step.starts_with("Process") || step.starts_with("Reset");
-    return repeats ? kOfRepeats * QEL_TRUST_STRIDE : QEL_TRUST_STRIDE;
+    return (repeats ? kOfRepeats : 1) * RequestStride();
 }
 
 // What a process tells the test.

