@@ -58,36 +58,3 @@ function(qel_fuzz_without_comparisons target)
             COMPILE_OPTIONS -fno-sanitize-coverage=trace-cmp)
     endif()
 endfunction()
-
-# qel_add_tests(name [APART] SOURCES files... [LIBRARIES targets...] [DEFINITIONS defs...]
-#               [TIMEOUT seconds])
-# A GoogleTest executable. ctest knows its suites, each of which is one process; with APART it knows
-# every TEST, for tests that need a process of their own.
-function(qel_add_tests name)
-    cmake_parse_arguments(arg "APART" "TIMEOUT" "SOURCES;LIBRARIES;DEFINITIONS" ${ARGN})
-    add_executable(${name} ${arg_SOURCES})
-    qel_target_defaults(${name})
-    target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS})
-    target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gtest GTest::gtest_main)
-    if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 900) # minutes on a busy machine
-    endif()
-    if(arg_APART)
-        # Long ones among them: they go first.
-        gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-            PROPERTIES TIMEOUT ${arg_TIMEOUT} COST 1000)
-        return()
-    endif()
-    set(listing ${CMAKE_CURRENT_BINARY_DIR}/${name}_suites.cmake)
-    add_custom_command(TARGET ${name} POST_BUILD
-        BYPRODUCTS ${listing}
-        COMMAND ${CMAKE_COMMAND} -D EXECUTABLE=$<TARGET_FILE:${name}> -D LISTING=${listing}
-            -D RESULTS=${PROJECT_BINARY_DIR}/suites/${name} -D TIMEOUT=${arg_TIMEOUT}
-            -P ${PROJECT_SOURCE_DIR}/cmake/DiscoverSuites.cmake
-        VERBATIM)
-    set(include ${CMAKE_CURRENT_BINARY_DIR}/${name}_include.cmake)
-    file(WRITE ${include}
-        "if(EXISTS \"${listing}\")\n    include(\"${listing}\")\nelse()\n"
-        "    add_test(${name}_NOT_BUILT ${name}_NOT_BUILT)\nendif()\n")
-    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${include})
-endfunction()
