@@ -1,0 +1,77 @@
+"""Which test programs concern an edited file."""
+
+import importlib.util
+import unittest
+from importlib.machinery import SourceFileLoader
+from pathlib import Path
+
+SCRIPT = Path(__file__).resolve().parents[2] / "script" / "changed-tests"
+loader = SourceFileLoader("changed_tests", str(SCRIPT))
+changed_tests = importlib.util.module_from_spec(importlib.util.spec_from_loader("changed_tests", loader))
+loader.exec_module(changed_tests)
+
+NINJA = """
+build all.dir/rhythm/Lag.cpp.o: CXX_COMPILER /root/rhythm/Lag.cpp
+build all.dir/pitch/Tone.cpp.o: CXX_COMPILER /root/pitch/Tone.cpp
+build lib/libAll.so: CXX_SHARED_LIBRARY_LINKER__All_Release all.dir/rhythm/Lag.cpp.o all.dir/pitch/Tone.cpp.o
+build tests/engine/CMakeFiles/Support.dir/Signals.cpp.o: CXX_COMPILER /root/tests/engine/Signals.cpp
+build lib/libSupport.a: CXX_STATIC_LIBRARY_LINKER__Support_Release $
+  tests/engine/CMakeFiles/Support.dir/Signals.cpp.o
+build tests/rhythm/CMakeFiles/lag_tests.dir/batch0.cpp.o: CXX_COMPILER /root/build/batch0.cpp
+build bin/lag_tests extra | more: CXX_EXECUTABLE_LINKER__lag_tests_Release $
+  tests/rhythm/CMakeFiles/lag_tests.dir/batch0.cpp.o | lib/libAll.so || lib/libAll.so
+build tests/pitch/CMakeFiles/tone_tests.dir/ToneTest.cpp.o: CXX_COMPILER /root/tests/pitch/ToneTest.cpp
+build bin/tone_tests: CXX_EXECUTABLE_LINKER__tone_tests_Release $
+  tests/pitch/CMakeFiles/tone_tests.dir/ToneTest.cpp.o | lib/libSupport.a lib/libAll.so
+build tools/main.cpp.o: CXX_COMPILER /root/tools/main.cpp
+build bin/tool: CXX_EXECUTABLE_LINKER__tool_Release tools/main.cpp.o | lib/libAll.so
+build tests/tools/CMakeFiles/tool_tests.dir/RunTest.cpp.o: CXX_COMPILER /root/tests/tools/RunTest.cpp
+build bin/tool_tests: CXX_EXECUTABLE_LINKER__tool_tests_Release $
+  tests/tools/CMakeFiles/tool_tests.dir/RunTest.cpp.o || bin/tool
+"""
+
+REPORTED = """tests/rhythm/CMakeFiles/lag_tests.dir/batch0.cpp.o: #deps 3, deps mtime 1 (VALID)
+    /root/build/batch0.cpp
+    /root/tests/rhythm/LagTest.cpp
+    /root/rhythm/Lag.h
+
+all.dir/rhythm/Lag.cpp.o: #deps 1, deps mtime 1 (VALID)
+    /root/rhythm/Lag.h
+
+tests/pitch/CMakeFiles/tone_tests.dir/ToneTest.cpp.o: #deps 1, deps mtime 1 (VALID)
+    /root/tests/engine/Signals.h
+"""
+
+
+class ChangedTestsTest(unittest.TestCase):
+    def concerned(self, *edited):
+        return changed_tests.concerned(changed_tests.Graph(NINJA, REPORTED), "/root", edited)
+
+    def test_a_test_concerns_its_program_also_through_a_batch(self):
+        self.assertEqual(self.concerned("tests/rhythm/LagTest.cpp"), ["lag_tests"])
+        self.assertEqual(self.concerned("tests/pitch/ToneTest.cpp"), ["tone_tests"])
+
+    def test_what_tests_share_concerns_all_that_include_or_link_it(self):
+        self.assertEqual(self.concerned("tests/engine/Signals.h"), ["tone_tests"])
+        self.assertEqual(self.concerned("tests/engine/Signals.cpp"), ["tone_tests"])
+
+    def test_a_source_of_the_library_concerns_the_tests_of_its_folder(self):
+        self.assertEqual(self.concerned("rhythm/Lag.cpp"), ["lag_tests"])
+        self.assertEqual(self.concerned("rhythm/Lag.h"), ["lag_tests"])
+        self.assertEqual(self.concerned("rhythm/Lag.cpp", "pitch/Tone.cpp"), ["lag_tests", "tone_tests"])
+
+    def test_a_source_of_the_tool_concerns_the_tests_that_run_the_tool(self):
+        self.assertEqual(self.concerned("tools/main.cpp"), ["tool_tests"])
+
+    def test_what_no_program_is_made_from_concerns_none(self):
+        self.assertEqual(self.concerned("rhythm/New.cpp", "README.md"), [])
+
+    def test_tests_of_a_program_are_chosen_by_their_numbers(self):
+        listed = [{"command": ["/root/build/bin/a"]}, {"command": ["/root/build/bin/b", "--x"]}, {},
+                  {"command": ["/root/build/bin/a", "b"]}]
+        self.assertEqual(changed_tests.numbers_of(listed, {"a"}), [1, 4])
+        self.assertEqual(changed_tests.numbers_of(listed, {"b"}), [2])
+
+
+if __name__ == "__main__":
+    unittest.main()
