@@ -39,13 +39,13 @@ all.dir/rhythm/Lag.cpp.o: #deps 1, deps mtime 1 (VALID)
     /root/rhythm/Lag.h
 
 tests/pitch/CMakeFiles/tone_tests.dir/ToneTest.cpp.o: #deps 1, deps mtime 1 (VALID)
-    /root/tests/engine/Signals.h
+    ../../tests/engine/Signals.h
 """
 
 
 class ChangedTestsTest(unittest.TestCase):
     def concerned(self, *edited):
-        return changed_tests.concerned(changed_tests.Graph(NINJA, REPORTED), "/root", edited)
+        return changed_tests.concerned(changed_tests.Graph(NINJA, REPORTED, "/root/build/release"), "/root", edited)
 
     def test_a_test_concerns_its_program_also_through_a_batch(self):
         self.assertEqual(self.concerned("tests/rhythm/LagTest.cpp"), ["lag_tests"])
