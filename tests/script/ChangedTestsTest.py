@@ -1,14 +1,10 @@
 """Which test programs concern an edited file."""
 
-import importlib.util
 import unittest
-from importlib.machinery import SourceFileLoader
-from pathlib import Path
 
-SCRIPT = Path(__file__).resolve().parents[2] / "script" / "changed-tests"
-loader = SourceFileLoader("changed_tests", str(SCRIPT))
-changed_tests = importlib.util.module_from_spec(importlib.util.spec_from_loader("changed_tests", loader))
-loader.exec_module(changed_tests)
+from tests.script.Loading import load
+
+changed_tests = load("changed-tests")
 
 NINJA = """
 build all.dir/rhythm/Lag.cpp.o: CXX_COMPILER /root/rhythm/Lag.cpp
