@@ -8,8 +8,9 @@ changed_tests = load("changed-tests")
 
 NINJA = """
 build all.dir/rhythm/Lag.cpp.o: CXX_COMPILER /root/rhythm/Lag.cpp
+build all.dir/rhythm/beats/Beat.cpp.o: CXX_COMPILER /root/rhythm/beats/Beat.cpp
 build all.dir/pitch/Tone.cpp.o: CXX_COMPILER /root/pitch/Tone.cpp
-build lib/libAll.so: CXX_SHARED_LIBRARY_LINKER__All_Release all.dir/rhythm/Lag.cpp.o all.dir/pitch/Tone.cpp.o
+build lib/libAll.so: CXX_SHARED_LIBRARY_LINKER__All_Release all.dir/rhythm/Lag.cpp.o all.dir/rhythm/beats/Beat.cpp.o all.dir/pitch/Tone.cpp.o
 build tests/engine/CMakeFiles/Support.dir/Signals.cpp.o: CXX_COMPILER /root/tests/engine/Signals.cpp
 build lib/libSupport.a: CXX_STATIC_LIBRARY_LINKER__Support_Release $
   tests/engine/CMakeFiles/Support.dir/Signals.cpp.o
@@ -55,6 +56,9 @@ class ChangedTestsTest(unittest.TestCase):
         self.assertEqual(self.concerned("rhythm/Lag.cpp"), ["lag_tests"])
         self.assertEqual(self.concerned("rhythm/Lag.h"), ["lag_tests"])
         self.assertEqual(self.concerned("rhythm/Lag.cpp", "pitch/Tone.cpp"), ["lag_tests", "tone_tests"])
+
+    def test_a_source_without_a_mirrored_folder_concerns_the_tests_of_the_folder_above(self):
+        self.assertEqual(self.concerned("rhythm/beats/Beat.cpp"), ["lag_tests"])
 
     def test_a_source_of_the_tool_concerns_the_tests_that_run_the_tool(self):
         self.assertEqual(self.concerned("tools/main.cpp"), ["tool_tests"])
