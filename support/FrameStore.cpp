@@ -11,6 +11,10 @@ namespace {
 
 constexpr UInt64 kMostBytes = std::numeric_limits<UInt32>::max();
 constexpr UInt64 kBytesPerChannel = 8; // beside its frames
+// Of the systems that there are. Where pages are larger, some steps are idle.
+constexpr UInt64 kPageBytes = 4096;
+// What one of the system's tables of pages covers.
+constexpr UInt64 kTableBytes = UInt64{1} << 21;
 
 UInt64 BlockFrames(UInt32 channels, UInt32 bytesPerFrame, std::size_t blockBytes) {
     const UInt64 frame = UInt64{bytesPerFrame} * std::max(channels, UInt32{1});
@@ -60,6 +64,7 @@ void FrameStore::Clear() {
     }
     mRoom = mBlocks.empty() ? 0 : FramesOfBlock(0);
     mFrames = 0;
+    mAhead = {};
 }
 
 // What is added is written before it is read, so that nobody clears it.
@@ -73,6 +78,59 @@ void FrameStore::MakeRoom(UInt64 frames) {
         mBlocks.push_back(std::move(block));
         mRoom += mBlockFrames;
     }
+}
+
+void FrameStore::TouchTables() {
+    for (std::size_t b = 0; b < mBlocks.size(); ++b) {
+        const std::size_t bytes = BytesOfBlock(b);
+        for (std::size_t byte = 0; mFrames == 0 && byte < bytes; byte += kTableBytes) {
+            *static_cast<volatile Byte*>(mBlocks[b] + byte) = 0;
+        }
+    }
+}
+
+// Behind a reserved block, the first one is added by Store alone: a declared length is mostly true.
+bool FrameStore::AddBlockAhead() {
+    const bool isReserved = mReservedFrames > 0 && mBlocks.size() == 1;
+    if (mBlocks.empty() || isReserved || mRoom - mFrames > mBlockFrames / 2 ||
+        mRoom >= MostFrames()) {
+        return false;
+    }
+    MakeRoom(mRoom + 1);
+    return true;
+}
+
+// Whether there is one near the next frame. Its byte is none of a stored frame.
+bool FrameStore::FindPageToTouch() {
+    const Place next = PlaceOf(mFrames);
+    const UInt64 stored = next.frame * mBytesPerFrame;
+    if (mAhead.block < next.block || (mAhead.block == next.block && mAhead.byte < stored)) {
+        mAhead = {next.block, stored};
+    }
+    if (mChannels == 0 || mAhead.block >= mBlocks.size()) {
+        return false;
+    }
+    const UInt64 before = mAhead.block == next.block ? 0 : BytesOfChannel(next.block);
+    return before + mAhead.byte < stored + 2 * kPageBytes;
+}
+
+bool FrameStore::TouchAhead() {
+    if (!FindPageToTouch()) {
+        return false;
+    }
+    const UInt64 bytes = BytesOfChannel(mAhead.block);
+    volatile Byte* const touched =
+        mBlocks[mAhead.block] + mAhead.channel * bytes + std::min(mAhead.byte, bytes - 1);
+    *touched = 0;
+    if (++mAhead.channel < mChannels) {
+        return true;
+    }
+    mAhead.channel = 0;
+    mAhead.byte = mAhead.byte + 1 < bytes ? std::min(mAhead.byte + kPageBytes, bytes - 1) : bytes;
+    if (mAhead.byte == bytes) {
+        mAhead = {mAhead.block + 1};
+    }
+    return true;
 }
 
 void FrameStore::Store(const AudioBufferList& list, UInt32 frames, UInt64 first) {

@@ -51,6 +51,19 @@ public:
     // Raises std::bad_alloc as Store does.
     void MakeRoom(UInt64 frames);
 
+    // Makes the system set up its tables of pages for the blocks of a store without frames, by one
+    // page of each table, so that no Store waits for them: 8 kilobytes for 2 megabytes.
+    void TouchTables();
+
+    // Makes the system give memory for frames to come, one step per call, so that the Store that
+    // first writes there does not wait for it: a step takes some microseconds. Whether there was
+    // one to take. Without one, as many bytes per channel as a page has are there behind the last
+    // frame. Frames that are stored stay as they are. TouchAhead keeps to the blocks that there
+    // are; PrepareAhead also adds the next one when the last one that was added is half full, and
+    // raises std::bad_alloc as Store does.
+    bool TouchAhead();
+    bool PrepareAhead() { return AddBlockAhead() || TouchAhead(); }
+
     UInt64 Frames() const { return mFrames; }
     UInt32 BytesPerFrame() const { return mBytesPerFrame; } // of one channel
     // Frames that there is room for without another block.
@@ -78,8 +91,17 @@ private:
         UInt64 frame;  // within the block
         UInt64 behind; // frames from that one to the block's end
     };
+    // What TouchAhead touches next: a byte of one channel's part of a block.
+    struct Ahead {
+        std::size_t block = 0;
+        UInt64 byte = 0;
+        UInt32 channel = 0;
+    };
     Place PlaceOf(UInt64 frame) const;
     UInt64 FramesOfBlock(std::size_t block) const;
+    UInt64 BytesOfChannel(std::size_t block) const { return FramesOfBlock(block) * mBytesPerFrame; }
+    bool AddBlockAhead();
+    bool FindPageToTouch();
     Byte* At(UInt32 channel, const Place& place) const;
 
     const UInt32 mChannels;
@@ -88,6 +110,7 @@ private:
     UInt64 mReservedFrames = 0;
     UInt64 mRoom = 0;
     UInt64 mFrames = 0;
+    Ahead mAhead;
     std::deque<CAAutoFree<Byte>> mBlocks; // grows without moving what it has
 };
 

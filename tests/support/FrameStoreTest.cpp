@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <new>
 #include <random>
@@ -190,6 +192,107 @@ TEST(FrameStoreTest, BeyondFourGigabytesRaisesBadAllocAndKeepsTheStore) {
                  std::bad_alloc);
     EXPECT_EQ(store.Frames(), 10U);
     EXPECT_TRUE(Holds(store, 2, 0, 10));
+}
+
+// Steps of TouchAhead until there is none.
+int StepsAhead(FrameStore& store) {
+    int steps = 0;
+    while (store.TouchAhead()) {
+        ++steps;
+    }
+    return steps;
+}
+
+// Two pages of 4096 bytes per channel are there, and so is each that follows when it is needed.
+TEST(FrameStoreTest, EachStepTouchesAPageOfAChannel) {
+    constexpr UInt32 kChannels = 2;
+    constexpr UInt32 kPageFrames = 4096 / kFrameBytes;
+    FrameStore store(kChannels, kFrameBytes);
+    EXPECT_FALSE(store.TouchAhead()) << "without a block";
+    store.Reserve(16 * kPageFrames);
+    EXPECT_EQ(StepsAhead(store), 2 * kChannels);
+    for (int page = 0; page < 10; ++page) {
+        AppendRun(store, kChannels, 1);
+        EXPECT_EQ(StepsAhead(store), kChannels);
+        AppendRun(store, kChannels, kPageFrames - 1);
+        EXPECT_EQ(StepsAhead(store), 0);
+    }
+    EXPECT_TRUE(Holds(store, kChannels, 0, 10 * kPageFrames));
+}
+
+TEST(FrameStoreTest, PreparingAheadChangesNoFrame) {
+    std::mt19937 random(2);
+    for (const UInt32 channels : {1U, 3U}) {
+        for (const UInt64 reserved : {0U, 1U, 5000U}) {
+            FrameStore store(channels, kFrameBytes, std::size_t{1500} * channels * kFrameBytes);
+            store.Reserve(reserved);
+            for (int run = 0; run < 200; ++run) {
+                AppendRun(store, channels, static_cast<UInt32>(random() % 100));
+                store.PrepareAhead();
+            }
+            EXPECT_TRUE(Holds(store, channels, 0, store.Frames()));
+            store.Clear();
+            store.PrepareAhead();
+            AppendRun(store, channels, 3000);
+            EXPECT_TRUE(Holds(store, channels, 0, 3000));
+        }
+    }
+}
+
+// Appends 400 pages to a store in small runs. The pages that the system had to map meanwhile.
+long FaultsOfStoring(bool preparesAhead) {
+    constexpr UInt32 kRun = 64;
+    constexpr int kRuns = 400 * 4096 / (kRun * kFrameBytes);
+    const auto faults = [] {
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_minflt;
+    };
+    FrameStore store(1, kFrameBytes);
+    store.Reserve(UInt64{kRuns} * kRun);
+    RingTestList list = RingTestRun(1, kRun, 0);
+    long ofStoring = 0;
+    for (int run = 0; run < kRuns; ++run) {
+        if (preparesAhead) {
+            store.PrepareAhead();
+        }
+        const long before = faults();
+        store.Append(*list.List(), kRun);
+        ofStoring += faults() - before;
+    }
+    return ofStoring;
+}
+
+// Where the system has large pages, there are few either way.
+TEST(FrameStoreTest, StoringWaitsForNoPageThatIsPreparedAhead) {
+    EXPECT_LE(FaultsOfStoring(true), FaultsOfStoring(false) / 20);
+}
+
+TEST(FrameStoreTest, TheNextBlockIsAddedWhenTheLastOneIsHalfFull) {
+    FrameStore store(1, kFrameBytes, 100 * kFrameBytes);
+    EXPECT_FALSE(store.PrepareAhead()) << "the first block is the owner's";
+    AppendRun(store, 1, 49);
+    while (store.PrepareAhead()) {
+    }
+    EXPECT_EQ(store.BlockCount(), 1U);
+    AppendRun(store, 1, 1);
+    EXPECT_TRUE(store.PrepareAhead());
+    EXPECT_EQ(store.BlockCount(), 2U);
+    while (store.PrepareAhead()) {
+    }
+    EXPECT_EQ(store.BlockCount(), 2U);
+}
+
+// A declared length that is true asks for nothing more.
+TEST(FrameStoreTest, NoBlockIsAddedAheadOfTheEndOfReservedFrames) {
+    FrameStore store(1, kFrameBytes, 100 * kFrameBytes);
+    store.Reserve(200);
+    AppendRun(store, 1, 200);
+    EXPECT_FALSE(store.PrepareAhead());
+    EXPECT_EQ(store.BlockCount(), 1U);
+    AppendRun(store, 1, 60);
+    EXPECT_TRUE(store.PrepareAhead());
+    EXPECT_EQ(store.BlockCount(), 3U);
 }
 
 } // namespace
