@@ -99,20 +99,27 @@ HWY_INLINE float Fold(const float* p) {
     return ((p[0] + p[4]) + (p[2] + p[6])) + ((p[1] + p[5]) + (p[3] + p[7]));
 }
 
-// Adds the products of the slice that begins at `place` and moves on behind it.
+// Adds the products of the slice that begins at `place`, of a wide one those of the next kRows
+// values, and moves on behind it when all values have them.
 void AddSlice(const float* filter, std::size_t taps, const float* samples, std::size_t step,
               std::size_t count, FilterPlace& place, float* partials) {
     const bool isWide = place.firstTap + kBlocks * step <= taps;
     const std::size_t width = isWide ? step : std::min(step, taps - place.firstTap);
     const std::size_t first = place.firstTap + place.column;
-    const Tile tile{filter + first, samples + first, step,
+    const Tile tile{filter + first, samples + first + place.row * step, step,
                     std::min(kColumns, width - place.column)};
+    const std::size_t rows = isWide ? std::min(kRows, count - place.row) : count;
     if (isWide)
-        AddColumns<kBlocks>(tile, count, partials);
+        AddColumns<kBlocks>(tile, rows, partials + place.row * kPartialSums);
     else
-        AddColumns<1>(tile, count, partials);
+        AddColumns<1>(tile, rows, partials);
+    place.row += rows;
+    place.openTaps = isWide ? kBlocks * tile.columns : tile.columns;
+    if (place.row < count)
+        return;
+    place.row = 0;
     place.column += tile.columns;
-    place.tapsDone += isWide ? kBlocks * tile.columns : tile.columns;
+    place.tapsDone += place.openTaps;
     if (place.column == width) {
         place.firstTap = place.tapsDone;
         place.column = 0;

@@ -77,6 +77,19 @@ TEST(DecimatingFilterTest, ARunThatIsFormedInSlicesGivesTheSameValues) {
     }
 }
 
+// A slice of four blocks of 441 taps over all values takes longer than a short push otherwise does.
+TEST(DecimatingFilterTest, ASliceAddsNoMoreThanAQuarterOfItsProductsAtOnce) {
+    constexpr std::size_t kTaps = 33289;
+    constexpr std::size_t kStep = 441;
+    const Vector filter = Noise(kTaps, 9);
+    const Vector samples = Noise(kTaps + 31 * kStep, 10);
+    DecimatingRun run(kTaps, kStep, 32);
+    for (std::size_t done = 0; !run.IsDone(); done = run.TapsDone()) {
+        run.AddSlice(filter.data(), samples.data());
+        ASSERT_LE(run.TapsDone(), done + kStep);
+    }
+}
+
 TEST(DecimatingFilterTest, EveryInstructionSetGivesTheSameValues) {
     const Vector filter = Noise(3001, 5);
     const Vector samples = Noise(3001 + 12 * 441, 6);
