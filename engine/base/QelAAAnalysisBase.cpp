@@ -169,11 +169,14 @@ float* QelAAAnalysisBase::Channel(CABufferList* buffer, UInt32 channel) {
     return static_cast<float*>(buffer->GetModifiableBufferList().mBuffers[channel].mData);
 }
 
-FrameStore* QelAAAnalysisBase::NewStore(UInt64 declaredFrames) const {
+FrameStore* QelAAAnalysisBase::NewStore(UInt64 declaredFrames, UInt64 usualFrames) const {
     const UInt64 most = kTrustedFloats / std::max(mNumChannels, 1u);
+    const UInt64 usual = usualFrames / std::max(mNumChannels, 1u);
     CAAutoDelete<FrameStore> store(new FrameStore(mNumChannels, sizeof(float)));
     if (mStreamLength != 0)
         store->Reserve(std::min(declaredFrames, most));
+    else if (usual != 0)
+        store->Reserve(std::min(usual, most));
     else
         store->MakeRoom(1);
     return store.release();

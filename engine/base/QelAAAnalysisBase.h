@@ -108,10 +108,10 @@ protected:
     static float* Channel(CABufferList* buffer, UInt32 channel);
 
     // A store of one float per channel and frame, with room for the frames of a stream of the
-    // declared length, or for one block of them if that is unknown; the caller owns it. A
-    // declaration may be false, so that no more than a gigabyte is taken on trust: a longer run
-    // adds blocks to the store as it comes.
-    FrameStore* NewStore(UInt64 declaredFrames) const;
+    // declared length; the caller owns it. If that is unknown, there is room for `usualFrames`,
+    // counted over all channels, or for one block with 0. A declaration may be false, so that no
+    // more than a gigabyte is taken on trust: a longer run adds blocks to the store as it comes.
+    FrameStore* NewStore(UInt64 declaredFrames, UInt64 usualFrames = 0) const;
 
     // The count of what is in a ring, back at 0.
     static void ResetStamp(AudioTimeStamp& stamp);

@@ -82,7 +82,7 @@ void AABeatFunctionGenerator::AllocateBuffers() {
     mPrevFiltFunctionList = NewBuffer("prev filt function buffer", kFloat);
     mFunctionFetchList = NewBuffer("function fetching buffer", 0);
     mFunctionStore.free();
-    mFunctionStore = NewStore(mNumAnalysisFrames);
+    mFunctionStore = NewStore(mNumAnalysisFrames, kUsualFrames);
     ResetStamp(mFunctionTime);
     for (auto* events : {&mBeatList, &mDownBeatList})
         events->assign(mNumChannels, {});

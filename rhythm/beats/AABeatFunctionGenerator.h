@@ -125,6 +125,9 @@ private:
     bool StopsAt(UInt32 sectionIndex, UInt32 half, float fraction) const;
 
     static constexpr UInt32 kNumMelBands = 40;
+    // Of the function of a stream of unknown length, over all channels: six minutes of one at
+    // 44.1 kHz, half a megabyte. To get memory takes several times as long as a push.
+    static constexpr UInt64 kUsualFrames = UInt64{1} << 17;
 
     std::unique_ptr<MeterAudio> mMeterAudio;  // exists where the meter is needed
     CAAutoDelete<CABufferList> mPreviousList; // preceding levels of the bands, decibels

@@ -14,6 +14,9 @@ constexpr float kPassShare = 0.94f;
 constexpr double kStopBandDecibels = 73.0;
 // Of the values of a declared stream, over all channels.
 constexpr UInt64 kTrustedValues = UInt64{1} << 28;
+// Of those of a stream of unknown length: six minutes of one channel. To get memory takes several
+// times as long as a push.
+constexpr UInt64 kUsualValues = UInt64{6} * 60 * MeterResampler::kRateHz;
 
 KaiserBesselFilterParameters Design(double sampleRateHz) {
     constexpr auto kRate = static_cast<float>(MeterResampler::kRateHz);
@@ -57,7 +60,7 @@ MeterResampler::MeterResampler(UInt32 channels, double sampleRateHz, UInt64 decl
         if (declaredFrames != 0)
             channel.signal.Reserve(std::min(declaredValues, kTrustedValues / channels));
         else
-            channel.signal.MakeRoom(1);
+            channel.signal.Reserve(std::max(kUsualValues / channels, UInt64{1}));
     }
 }
 

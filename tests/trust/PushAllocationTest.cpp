@@ -78,6 +78,26 @@ TEST_P(PushAllocationKeyTest, NothingButBlocksIsRequestedWithAnUnknownLength) {
     EXPECT_EQ(GetParam() == "onset data" ? kBlocks - 1 : 0, RequestsOfPushes(client, stream));
 }
 
+// What they keep is small: half a megabyte is there from the start.
+TEST(PushAllocationTest, TempoAndMeterRequestNothingInSixMinutesOfUnknownLength) {
+    constexpr UInt32 kPush = 4096;
+    constexpr int kPushes = 6 * 60 * 44100 / static_cast<int>(kPush);
+    const auto keys = MakeKeyList({"global tempo", "global number of beats per bar"});
+    Client client(keys.Get(), {44100.0, 1, kPush, 0});
+    ASSERT_EQ(0, client.New());
+    ASSERT_EQ(0, client.Initialize());
+    const std::vector<float> silence(kPush);
+    const float* const channel = silence.data();
+    const auto push = [&] {
+        for (int i = 0; i < kPushes; ++i) {
+            client.Push(&channel, kPush);
+        }
+    };
+    EXPECT_EQ(0, CountRequests(push).made);
+    ASSERT_EQ(0, client.Reset());
+    EXPECT_EQ(0, CountRequests(push).made) << "behind a reset";
+}
+
 // Eight channels fill four blocks.
 TEST(PushAllocationTest, NothingIsGivenBackWhereAnUnknownLengthTakesMoreBlocks) {
     constexpr std::size_t kChannels = 8;
