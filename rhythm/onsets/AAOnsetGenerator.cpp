@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "engine/base/EventList.h"
 #include "rhythm/onsets/GammatoneLanes.h"
@@ -20,6 +21,10 @@ namespace {
 constexpr float kLowestBandHz = 235.0f;
 constexpr float kHighestBandHz = 14500.0f;
 constexpr float kBandsPerERB = 1.0f;
+
+// Of all channels of a push that may wait. Filtering more takes several times as long as a step of
+// the store.
+constexpr UInt32 kMostPostponed = 128;
 
 constexpr double kLeastWindow = 2048.0;
 constexpr UInt32 kStreamShare = 16; // the largest window is this part of the stream
@@ -43,12 +48,15 @@ void AAOnsetGenerator::NullPointers() {
     mFilterBankReady = false;
     mGammaList.forget();
     mGammaStore.forget();
+    mPostponed.forget();
 }
 
 void AAOnsetGenerator::Cleanup() {
     RemoveBank();
     mGammaList.free();
     mGammaStore.free();
+    mPostponed.free();
+    mPostponedFrames = 0;
     ResetStamp(mGammaTime);
     QelAAAnalysisBase::Cleanup();
 }
@@ -75,8 +83,15 @@ void AAOnsetGenerator::AllocateBuffers() {
         throw std::bad_alloc();
 
     mGammaList = NewBuffer("gamma filter buffer", mMaxFrames * UInt64{sizeof(float)});
+    mPostponed = NewBuffer("postponed buffer", kMostPostponed * UInt64{sizeof(float)});
+    mPostponedFrames = 0;
     mGammaStore.free();
     mGammaStore = NewStore(UInt64{mStreamLength} + mMaxFrames); // the silence of a flush as well
+    if (mStreamLength == 0) // the second block: pushes only add those that come after it
+        mGammaStore->MakeRoom(mGammaStore->Room() + 1);
+    mGammaStore->TouchTables();
+    while (mGammaStore->TouchAhead()) {
+    }
     ResetStamp(mGammaTime);
 }
 
@@ -86,12 +101,37 @@ SInt32 AAOnsetGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
     if (mGammaStore.get() == nullptr) // a reset that failed
         return 0;
     const UInt32 channels = std::min(list->mNumberBuffers, mNumChannels);
+    if (mPostponedFrames == 0 && mGammaStore->PrepareAhead() && Postpone(*list, channels, frames))
+        return 0;
+    FilterPostponed();
+    Filter(*list, channels, frames);
+    return 0;
+}
+
+// Whether the push is short enough for that.
+bool AAOnsetGenerator::Postpone(const AudioBufferList& list, UInt32 channels, UInt32 frames) {
+    if (UInt64{frames} * channels > kMostPostponed)
+        return false;
     for (UInt32 c = 0; c < channels; ++c)
-        gfb_AnalyzeSum(Channel(mGammaList, c), static_cast<const float*>(list->mBuffers[c].mData),
+        std::copy_n(static_cast<const float*>(list.mBuffers[c].mData), frames,
+                    Channel(mPostponed, c));
+    mPostponedChannels = channels;
+    mPostponedFrames = frames;
+    return true;
+}
+
+void AAOnsetGenerator::FilterPostponed() {
+    if (mPostponedFrames != 0)
+        Filter(mPostponed->GetBufferList(), mPostponedChannels,
+               std::exchange(mPostponedFrames, 0u));
+}
+
+void AAOnsetGenerator::Filter(const AudioBufferList& list, UInt32 channels, UInt32 frames) {
+    for (UInt32 c = 0; c < channels; ++c)
+        gfb_AnalyzeSum(Channel(mGammaList, c), static_cast<const float*>(list.mBuffers[c].mData),
                        &mFilterBank, static_cast<int>(frames));
     mGammaStore->Append(mGammaList->GetBufferList(), frames);
     mGammaTime.mSampleTime += frames;
-    return 0;
 }
 
 int AAOnsetGenerator::WindowFor(UInt32 frames, float sensitivity) {
@@ -137,6 +177,7 @@ SInt32 AAOnsetGenerator::FindOnsets(UInt32 channel, float* curve, UInt32 frames,
 SInt32 AAOnsetGenerator::ProcessFinal(UInt8 flush) {
     if (StopsAt(kPercentStarted))
         return kStopped;
+    FilterPostponed();
     const auto frames = static_cast<UInt32>(mGammaTime.mSampleTime);
     std::vector<Onsets> onsets(mNumChannels);
     {

@@ -18,6 +18,9 @@ namespace qel::core {
 // stands in front of an event, and the curve's peaks are held to a running median and to each
 // other, in a window that grows with the stream.
 //
+// A short push in which the store gets memory from the system leaves its samples to the next one:
+// filtering them takes no longer than that does.
+//
 // The store holds the whole run, whatever length was declared, and ProcessFinal does not empty it:
 // what is pushed after it continues the same stream, and the next call looks at all of it.
 //
@@ -65,6 +68,9 @@ private:
     using Onsets = std::vector<QelAudioAnalysisEvent>;
 
     void RemoveBank();
+    bool Postpone(const AudioBufferList& list, UInt32 channels, UInt32 frames);
+    void Filter(const AudioBufferList& list, UInt32 channels, UInt32 frames);
+    void FilterPostponed();
     SInt32 FindOnsets(UInt32 channel, float* curve, UInt32 frames, Onsets& onsets);
 
     Gfb_Analyzer mFilterBank{};
@@ -72,7 +78,10 @@ private:
     CAAutoDelete<CABufferList> mGammaList; // per channel the sum over the bands of one push
     CAAutoDelete<FrameStore> mGammaStore;  // the sums of the whole run
     AudioTimeStamp mGammaTime{};           // frames stored in mGammaStore
-    float mSensitivity = 80.0f;            // percent
+    CAAutoDelete<CABufferList> mPostponed; // a short push
+    UInt32 mPostponedChannels = 0;
+    UInt32 mPostponedFrames = 0; // 0 while none waits
+    float mSensitivity = 80.0f;  // percent
 };
 
 } // namespace qel::core

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -70,6 +71,25 @@ TEST(OnsetStreamTest, SixChannelsAreTakenInTurn) {
         audio.insert(audio.end(), pair.begin(), pair.end());
     }
     ExpectReferenceOnsets(audio, kRate, {.blockFrames = 1000}, AnalyzeOnsets(audio, kRate, 1000));
+}
+
+// A short push may leave its samples to the next one, with as many channels as it has.
+TEST(OnsetStreamTest, ShortPushesOfSeveralChannelsAreTakenInTurn) {
+    const Audio audio = MusicLike(kRate, 2, 44100, 4);
+    for (const UInt32 blockFrames : {16u, 64u, 65u}) {
+        ExpectReferenceOnsets(audio, kRate, {.blockFrames = blockFrames},
+                              AnalyzeOnsets(audio, kRate, blockFrames));
+    }
+}
+
+// Whichever push of two pages of the store comes last, and without a flush behind it. Its samples
+// are loud, so that they count.
+TEST(OnsetStreamTest, TheLastShortPushIsAnalyzed) {
+    for (std::size_t frames = 8192; frames < 8192 + 2048; frames += 64) {
+        Audio audio = MusicLike(kRate, 1, frames, 4);
+        std::fill(audio[0].end() - 20, audio[0].end(), 1.0f);
+        EXPECT_EQ(Unflushed(audio).Bytes(), Unflushed(audio, 64).Bytes()) << frames;
+    }
 }
 
 TEST(OnsetStreamTest, AnEmptyPushAddsNothing) {
