@@ -1,7 +1,10 @@
 """The split into halves: once, by piece, the same for all variants of a piece.
 
-Within a stratum (the meter with or without drums of a score, the kind of sound of others) pieces are
-ordered by a hash of their name and handed out in turn, so that both halves have the same mix.
+The manifest has hashes of the parameters of every piece and of its notes. Within a stratum (meter, mode, drums or none of a score; the kind of
+sound of others) pieces are ordered by a hash of their name and handed out in turn, so that both halves
+have the same mix.
+
+    python3 -m bench.truth.manifest     writes it anew: only when the material gets a new version
 """
 
 import hashlib
@@ -10,6 +13,7 @@ from collections import defaultdict
 from pathlib import Path
 
 from bench.truth.plans import all_plans
+from bench.truth.written import score_digest
 
 SPLIT_SEED = "halves 1"
 HALVES = ("develop", "measure")
@@ -35,7 +39,8 @@ def split(plans):
 
 def manifest_of(plans):
     halves = split(plans)
-    return {plan.name: {"half": halves[plan.name], "parameters": plan.digest()} for plan in plans}
+    return {plan.name: {"half": halves[plan.name], "parameters": plan.digest(), "score": score_digest(plan)}
+            for plan in plans}
 
 
 def write():

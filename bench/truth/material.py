@@ -12,8 +12,7 @@ from bench.truth.draw import Draw
 from bench.truth.paths import cache, write_whole
 from bench.truth.plans import FONTS, Plan
 from bench.truth.render import RATE, at_peak, render, write_audio
-from bench.truth.score import Score, write_score
-from bench.truth.single import write_line, write_notes, write_rubato
+from bench.truth.written import written
 from bench.truth.truth import merged_onsets, pitch_frames
 
 MATERIAL_VERSION = "1"
@@ -52,19 +51,6 @@ def items_of(plan):
         items.append(Item(plan, "codec", draw.pick(tuple(CODINGS))))
         items.append(Item(plan, "other font"))
     return items
-
-
-def written(plan):
-    """The score of a plan; nothing for sounds that have none."""
-    if plan.kind == "score":
-        return write_score(plan)
-    if plan.kind == "line":
-        return write_line(plan)
-    if plan.kind == "notes" and plan.settings["sound"] == "font":
-        return write_notes(plan)
-    if plan.settings.get("what") == "rubato":
-        return write_rubato(plan)
-    return None
 
 
 class Workshop:

@@ -10,6 +10,7 @@ from bench.truth.draw import Draw
 from bench.truth.meters import METERS, Timeline, ritardando
 from bench.truth.plans import KEYS, LONGEST, SHORTEST, all_plans, score_plans
 from bench.truth.score import write_score
+from bench.truth.written import score_digest
 
 PLANS = all_plans()
 SCORES = [plan for plan in PLANS if plan.kind == "score"]
@@ -42,8 +43,15 @@ class Plans(unittest.TestCase):
 
 
 class Halves(unittest.TestCase):
-    def test_the_committed_manifest_is_what_the_generator_makes(self):
-        self.assertEqual(manifest.committed(), manifest.manifest_of(PLANS))
+    def test_the_committed_manifest_has_these_plans_and_this_split(self):
+        committed = {name: (entry["half"], entry["parameters"]) for name, entry in manifest.committed().items()}
+        halves = manifest.split(PLANS)
+        self.assertEqual(committed, {plan.name: (halves[plan.name], plan.digest()) for plan in PLANS})
+
+    def test_every_ninth_piece_has_the_notes_of_the_manifest(self):
+        committed = manifest.committed()
+        for plan in PLANS[::9]:
+            self.assertEqual(committed[plan.name]["score"], score_digest(plan), plan.name)
 
     def test_a_plan_has_one_half_and_halves_are_equal(self):
         sizes = Counter(manifest.split(PLANS).values())
