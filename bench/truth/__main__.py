@@ -49,8 +49,17 @@ def limited(plans, limit):
     return [plan for kind in kinds for plan in [each for each in plans if each.kind == kind][:limit]]
 
 
-def row_of(item, result):
-    answers = result.get("answers", {})
+def given_answers(items, results):
+    """What a system answers for each kind of recording."""
+    given = {}
+    for item in items:
+        given.setdefault(item.plan.kind, set()).update(results[item.name].get("answers", {}))
+    return given
+
+
+def row_of(item, result, given):
+    """A system that failed has no answer to anything that it answers elsewhere."""
+    answers = result.get("answers", dict.fromkeys(given))
     return {"item": item.name, "record": {key: value for key, value in item.truth().items() if key not in
                                           ("beats", "downbeats", "onsets", "f0")},
             "measures": measured(item.truth(), answers), "cpu_seconds": result.get("cpu_seconds"),
@@ -68,7 +77,8 @@ def measure_systems(names, items):
             stderr_line(f"{name}: not measured: {missing}")
             continue
         about[identity["name"]] = identity["version"]
-        systems[identity["name"]] = [row_of(item, results[item.name]) for item in items]
+        given = given_answers(items, results)
+        systems[identity["name"]] = [row_of(item, results[item.name], given[item.plan.kind]) for item in items]
     return systems, about
 
 

@@ -1,7 +1,6 @@
 """How near the answers of a system come to the truth of one recording.
 
-An answer that a system does not give is scored as wrong if it gives that reading at all, and is left
-out otherwise: see `measured`.
+An answer of None is scored as wrong. One that is not there is left out, as the system has no such reading.
 """
 
 import warnings
