@@ -6,7 +6,7 @@ from dataclasses import dataclass
 import numpy as np
 
 from bench.truth import synth
-from bench.truth.calibrate import Calibration, begin_seconds
+from bench.truth.calibrate import Calibration
 from bench.truth.degrade import CODINGS, NOISE_LEVELS_DB, through_codec, with_noise
 from bench.truth.draw import Draw
 from bench.truth.paths import cache, write_whole
@@ -101,13 +101,10 @@ class Workshop:
         audio = synth.clicks_at(places, int(21.0 * RATE))
         return at_peak(audio), {"onsets": [place / RATE for place in places]}
 
-    def note_begins(self, plan, score, font, audio):
-        """When each note begins to sound; notes that stand alone tell it themselves."""
+    def note_begins(self, score, font):
+        """When each note begins to sound."""
         if font is None:
             return [note.start_seconds for note in score.notes]
-        if plan.kind == "notes":
-            found = [(note, begin_seconds(audio, note.start_seconds, 0.4)) for note in score.notes]
-            return [note.start_seconds + begin for note, begin in found if begin is not None]
         return [note.start_seconds + self.calibration.begin_seconds(font, note, score.programs.get(note.channel))
                 for note in score.notes]
 
@@ -115,13 +112,13 @@ class Workshop:
         delay = self.calibration.click_seconds(font) if font else 0.0
         if plan.kind == "negative":
             return {}
-        truth = {"onsets": merged_onsets(self.note_begins(plan, score, font, audio))}
+        truth = {"onsets": merged_onsets(self.note_begins(score, font))}
         if plan.kind == "score":
             truth.update(tempo=score.tempo, beats_per_bar=score.beats_per_bar, key=score.key,
                          beats=[beat + delay for beat in score.beats],
                          downbeats=[beat + delay for beat in score.downbeats])
         if plan.kind == "line":
-            begins = self.note_begins(plan, score, font, audio)
+            begins = self.note_begins(score, font)
             truth["f0"] = pitch_frames(score.notes, begins, plan.settings.get("vibrato_cents", 0.0),
                                        audio.size / RATE)
         return truth
