@@ -1,5 +1,7 @@
 """Tables of measures by system, as Markdown."""
 
+import re
+
 from bench.truth.intervals import mean_interval, median_interval
 
 # (measure, kind of recording, heading, unit, decimals)
@@ -55,6 +57,11 @@ CONDITIONS = (
     ("Reverberation", True, lambda record: "with reverberation" if record["reverb"] else "dry"),
     ("Recording", False, recording),
 )
+
+
+def in_order(text):
+    """Sorts numbers in a text by their value."""
+    return [int(part) if part.isdigit() else part for part in re.split(r"(\d+)", text)]
 
 
 def is_offset(measure):
@@ -118,7 +125,7 @@ def conditions_table(systems, measure):
     for title, only_clean, condition in CONDITIONS:
         records = [row["record"] for rows in systems.values() for row in rows if row["record"]["kind"] == "score"]
         records = [record for record in records if not only_clean or record["variant"] in CLEAN]
-        for value in sorted({condition(record) for record in records}):
+        for value in sorted({condition(record) for record in records}, key=in_order):
             def chosen(record):
                 return record["kind"] == "score" and (not only_clean or record["variant"] in CLEAN) \
                     and condition(record) == value
@@ -130,17 +137,16 @@ def conditions_table(systems, measure):
 
 def report(systems, about, half, measures=None):
     """All tables of a run."""
-    named = {name: rows for name, rows in systems.items()}
     pieces = len({row["record"]["piece"] for rows in systems.values() for row in rows})
     recordings = max((len(rows) for rows in systems.values()), default=0)
     text = [f"## Half “{half}”: {pieces} pieces, {recordings} recordings", "",
             "Means (medians of offsets) with 95 % intervals. Recordings without noise or coding.", ""]
     text += [f"- {name}: {each}" for name, each in about.items()]
-    text += ["", headline(named, measures)]
+    text += ["", headline(systems, measures)]
     for measure in BY_CONDITION:
         if measures and measure not in measures:
             continue
-        having = {name: rows for name, rows in named.items() if values_of(rows, measure, lambda record: True)}
+        having = {name: rows for name, rows in systems.items() if values_of(rows, measure, lambda record: True)}
         if having:
             text += [f"### {measure} by condition, %", "", conditions_table(having, measure)]
     return "\n".join(text)
