@@ -5,9 +5,10 @@ from collections import Counter
 
 from bench.truth import manifest
 from bench.truth.ensembles import ENSEMBLES
-from bench.truth.harmony import chord, chord_at, progression
+from bench.truth.harmony import chord, chord_at, progression, scale_for
 from bench.truth.draw import Draw
 from bench.truth.meters import METERS, Timeline, ritardando
+from bench.truth.midi import DRUM_CHANNEL
 from bench.truth.plans import KEYS, LONGEST, SHORTEST, all_plans, score_plans
 from bench.truth.score import write_score
 from bench.truth.written import score_digest
@@ -114,6 +115,13 @@ class Scores(unittest.TestCase):
             for beat in score.downbeats:
                 self.assertLess(min(abs(start - beat) for start in starts), 0.6, plan.name)
             self.assertLess(abs(starts[0] - score.beats[0]), 0.6)
+
+    def test_nine_in_ten_notes_belong_to_the_key_or_its_leading_tone(self):
+        for plan in SCORES[::24]:
+            score, settings = write_score(plan), plan.settings
+            tones = [note.pitch % 12 for note in score.notes if note.channel != DRUM_CHANNEL]
+            scale = scale_for(settings["tonic"], settings["mode"], 1) + scale_for(settings["tonic"], settings["mode"], 5)
+            self.assertGreater(sum(tone in scale for tone in tones), 0.9 * len(tones), plan.name)
 
     def test_steady_scores_have_the_tempo_of_their_plan(self):
         for plan in [plan for plan in SCORES if plan.settings["feel"] == "steady"][::20]:
