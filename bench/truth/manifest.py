@@ -1,8 +1,8 @@
 """The split into halves: once, by piece, the same for all variants of a piece.
 
-The manifest has hashes of the parameters of every piece and of its notes. Within a stratum (meter, mode, drums or none of a score; the kind of
-sound of others) pieces are ordered by a hash of their name and handed out in turn, so that both halves
-have the same mix.
+The manifest has hashes of the parameters of every piece and of its notes. Within a stratum (meter, mode,
+drums or none of a score; the kind of sound of others) pieces are ordered by a hash of their name and
+handed out in turn, so that both halves have the same mix.
 
     python3 -m bench.truth.manifest     writes it anew: only when the material gets a new version
 """

@@ -66,24 +66,22 @@ class Workshop:
         return self._calibration
 
     def make(self, plan, variants):
-        base = None
+        """The missing recordings of a plan; those that share a sound share its rendering."""
+        sounds = {}
         for item in items_of(plan):
             if item.variant in variants and not item.truth_path.exists():
-                if base is None or item.variant == "other font":
-                    made = self.recording(plan, item)
-                    base = base if item.variant == "other font" else made
-                else:
-                    made = base
-                self.finish(item, *made)
+                other_font = item.variant == "other font"
+                if other_font not in sounds:
+                    sounds[other_font] = self.sound(plan, other_font)
+                self.finish(item, *sounds[other_font])
 
-    def recording(self, plan, item):
+    def sound(self, plan, other_font):
         """(audio, truth) before noise and coding."""
-        other = item.variant == "other font"
-        font = FONTS[1 - FONTS.index(plan.font)] if other else plan.font
-        reverb = plan.reverb != other
+        font = FONTS[1 - FONTS.index(plan.font)] if other_font else plan.font
+        reverb = plan.reverb != other_font
         score = written(plan)
         if plan.kind == "notes" and score is None:
-            return self.click_recording(plan)
+            return self.click_sound(plan)
         if score is None:
             audio = synth.NEGATIVE_SOUNDS[plan.settings["what"]](plan.seed)
             return at_peak(audio), {}
@@ -93,7 +91,7 @@ class Workshop:
         audio = at_peak(render(score.notes, score.programs, score.volumes, font, reverb, score.end_seconds))
         return audio, {**self.truth_of(plan, score, font, audio), "font": font, "reverb": reverb}
 
-    def click_recording(self, plan):
+    def click_sound(self, plan):
         draw, places, now = Draw(plan.seed), [], 0.4
         while now < 20.0:
             places.append(int(now * RATE))

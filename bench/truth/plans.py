@@ -105,7 +105,8 @@ def notes_plans():
     plans = []
     for index, program in enumerate(ISOLATED_PROGRAMS * 2):
         font = FONTS[(index + index // len(ISOLATED_PROGRAMS)) % 2]
-        plans.append(Plan(f"notes{index:03d}", "notes", "notes font", font, False, {"sound": "font", "program": program}))
+        settings = {"sound": "font", "program": program}
+        plans.append(Plan(f"notes{index:03d}", "notes", "notes font", font, False, settings))
     for index in range(6):
         plans.append(Plan(f"notes{30 + index:03d}", "notes", "notes clicks", "none", False, {"sound": "clicks"}))
     return plans

@@ -120,7 +120,8 @@ class Scores(unittest.TestCase):
         for plan in SCORES[::24]:
             score, settings = write_score(plan), plan.settings
             tones = [note.pitch % 12 for note in score.notes if note.channel != DRUM_CHANNEL]
-            scale = scale_for(settings["tonic"], settings["mode"], 1) + scale_for(settings["tonic"], settings["mode"], 5)
+            tonic, mode = settings["tonic"], settings["mode"]
+            scale = scale_for(tonic, mode, 1) + scale_for(tonic, mode, 5)
             self.assertGreater(sum(tone in scale for tone in tones), 0.9 * len(tones), plan.name)
 
     def test_steady_scores_have_the_tempo_of_their_plan(self):
