@@ -57,5 +57,8 @@ def at_peak(audio):
 
 
 def write_audio(path, audio):
+    """Under its name only when complete."""
     path.parent.mkdir(parents=True, exist_ok=True)
-    soundfile.write(path, audio, RATE, subtype="PCM_16")
+    partial = path.with_name(path.stem + ".partial.wav")
+    soundfile.write(partial, audio, RATE, subtype="PCM_16")
+    partial.replace(path)

@@ -32,6 +32,7 @@ class Essentia:
         return {"Db": "C#", "Eb": "D#", "Gb": "F#", "Ab": "G#", "Bb": "A#"}.get(tonic, tonic)
 
     def pitch(self, audio):
-        hop, frame = 256, 2048
-        hertz, _ = self._standard.PitchYinProbabilistic(frameSize=frame, hopSize=hop)(audio)
+        """By the extractor that is meant for one voice. Its frames are centred on their times."""
+        hop = 128
+        hertz, _ = self._standard.PitchMelodia(hopSize=hop)(audio)
         return {"times": [index * hop / 44100.0 for index in range(len(hertz))], "hz": [float(each) for each in hertz]}
