@@ -120,3 +120,11 @@
             14, ComplexPairs, 2048, FramesAtEnd, 1, "")
 
 /* clang-format on */
+
+/* How many rows there are. */
+#define QEL_ADD_ROW(...) +1
+enum {
+    kQelAnalysisSlotCount = 0 QEL_SLOT_TABLE(QEL_ADD_ROW),
+    kQelAnalysisKeyCount = 0 QEL_KEY_TABLE(QEL_ADD_ROW)
+};
+#undef QEL_ADD_ROW

@@ -33,7 +33,7 @@ struct SlotFacts {
 inline constexpr std::array kSlotFacts = {QEL_SLOT_TABLE(QEL_SLOT)};
 #undef QEL_SLOT
 
-inline constexpr std::size_t kNumSlots = kSlotFacts.size();
+inline constexpr std::size_t kNumSlots = kQelAnalysisSlotCount;
 
 // What the engine reads from a row of QEL_KEY_TABLE.
 struct KeyFacts {
