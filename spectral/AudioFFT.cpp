@@ -4,28 +4,19 @@
 #include <cstdlib>
 #include <numbers>
 
+#include <CoreAudio/CoreAudioTypes.h>
+
+#include "spectral/ConstantSine.h"
+
 namespace qel::core {
 
 namespace {
 
-constexpr OSStatus kParamErr = -50;
-constexpr OSStatus kMemFullErr = -108;
-
-// sin(x) for x from 0 to pi / 2, by its power series: the first term left out is below 1e-21.
-constexpr double Sine(double x) {
-    double sum = 0.0;
-    double term = x;
-    for (int n = 1; n <= 23; n += 2) {
-        sum += term;
-        term *= -x * x / ((n + 1) * (n + 2));
-    }
-    return sum;
-}
-
 constexpr std::array<float, 1024> MakeWindowCoeffs() {
     std::array<float, 1024> coeffs{};
     for (std::size_t k = 0; k < coeffs.size() / 2; ++k) {
-        const double sine = Sine(std::numbers::pi * (static_cast<double>(k) + 0.5) / 1024.0);
+        const double sine =
+            ConstantSine(std::numbers::pi * (static_cast<double>(k) + 0.5) / 1024.0);
         coeffs[k] = static_cast<float>(32768.0 * sine * sine);
         coeffs[coeffs.size() - 1 - k] = coeffs[k];
     }
@@ -42,12 +33,12 @@ int HasVectorUnit() {
 
 OSStatus CreateAudioFFT(int log2Length, AudioFFTContext** outContext) {
     if (outContext == nullptr) {
-        return kParamErr;
+        return kAudio_ParamError;
     }
     *outContext = nullptr;
     auto* const context = static_cast<AudioFFTContext*>(std::calloc(1, sizeof(AudioFFTContext)));
     if (context == nullptr) {
-        return kMemFullErr;
+        return kAudio_MemFullError;
     }
     if (log2Length >= 0) {
         context->mLog2Length = static_cast<UInt32>(log2Length);
@@ -55,7 +46,7 @@ OSStatus CreateAudioFFT(int log2Length, AudioFFTContext** outContext) {
     }
     if (context->mSetup == nullptr) {
         DisposeAudioFFT(context);
-        return kMemFullErr;
+        return kAudio_MemFullError;
     }
     *outContext = context;
     return 0;
@@ -69,7 +60,7 @@ void RealFFT(AudioFFTContext* context, unsigned int log2Length, float* real, flo
 OSStatus RealFFTInterleaved(AudioFFTContext* context, unsigned int log2Length, const float* in,
                             float* out) {
     if (log2Length > context->mLog2Length) {
-        return kParamErr;
+        return kAudio_ParamError;
     }
     if (context->mScratch == nullptr) {
         // One float in each half at least, which the transform of a single sample touches.
@@ -77,7 +68,7 @@ OSStatus RealFFTInterleaved(AudioFFTContext* context, unsigned int log2Length, c
         const std::size_t room = half > 0 ? half : 1;
         context->mScratch = static_cast<float*>(std::calloc(2 * room, sizeof(float)));
         if (context->mScratch == nullptr) {
-            return kMemFullErr;
+            return kAudio_MemFullError;
         }
         context->mScratchImag = context->mScratch + room;
     }

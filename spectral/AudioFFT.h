@@ -32,7 +32,8 @@ OSStatus CreateAudioFFT(int log2Length, AudioFFTContext** outContext);
 void RealFFT(AudioFFTContext* context, unsigned int log2Length, float* real, float* imag);
 
 // The plain transform X of N = 2^log2Length samples: out[2k] + i out[2k + 1] = X[k] for k below
-// N / 2. The Nyquist term is dropped, so that out[1] is 0, which is meant.
+// N / 2. Required by the contract: the Nyquist term is dropped, so that out[1] is 0. Keeping it
+// gives callers another out[1].
 //
 // `in` and `out` have N floats and may be the same; of a single sample nothing is written. The
 // context's scratch is made on first use.

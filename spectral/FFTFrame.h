@@ -23,8 +23,9 @@ enum FFTFrameWindow {
 //   2. GetMagnitudeInPlace()  entry k = |X[k]|^2 / N^2, no phase
 //   3. InverseFFT(out)        back to samples
 //
-// Step 2 may be left out. The Nyquist term is thrown away in step 1, which is meant: what comes
-// back has no component at half the sample rate.
+// Step 2 may be left out. Required by the contract: the Nyquist term is thrown away in step 1, so
+// that what comes back has no component at half the sample rate. Keeping it changes all
+// autocorrelations.
 //
 // Nothing is allocated but by Initialize. The destructor is not virtual: nobody deletes a subclass
 // through this class. One thread at a time.

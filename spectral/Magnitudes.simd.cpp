@@ -1,3 +1,7 @@
+// A magnitude depends on no other and its root is rounded correctly, and extrema round nothing, so
+// that vectors may have any width. The squares must not be contracted with their sum, which would
+// round once where others round twice.
+
 #include "spectral/Magnitudes.h"
 
 #undef HWY_TARGET_INCLUDE

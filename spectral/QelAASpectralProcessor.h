@@ -54,11 +54,13 @@ public:
 
     // Takes a block, works on all frames that are complete, and gives out a block of the output.
     // Each frame is windowed again after the inverse transform, which also leaves that frame in
-    // mAudioFrame. A zero shift is not undone, which is meant.
+    // mAudioFrame. Required by the contract: a zero shift is not undone. Undoing it changes all
+    // samples of the output.
     void Process(UInt32 frames, AudioBufferList* in, AudioBufferList* out);
 
-    // Back to the beginning of a stream, with one exception that is meant: the count of pending
-    // input samples stays, so that a frame may follow at once from cleared memory.
+    // Back to the beginning of a stream, with one exception. Required by the contract: the count of
+    // pending input samples stays, so that a frame may follow at once from cleared memory. Clearing
+    // it moves all frames of the next stream.
     void Reset();
 
     // `function` may be null.

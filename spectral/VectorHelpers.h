@@ -19,8 +19,10 @@ void FindLocalMaxima(const float* data, unsigned int length, unsigned int* indic
 
 // Counts the elements of `data` in `binCount` bins of width (maximum - minimum + 1) / binCount from
 // `minimum` on. The 1 is part of the definition, whatever the scale of the data: it keeps the
-// maximum below the last edge. Whatever lies beyond the last bin counts there, and so do, as meant,
-// values a whole bin or more below the minimum, and NaN. With no bins, nothing happens.
+// maximum below the last edge. With no bins, nothing happens.
+//
+// Required by the contract: whatever lies beyond the last bin counts there, and so do values a
+// whole bin or more below the minimum, and NaN. Leaving them out changes the counts.
 void ComputeHistogram(const float* data, unsigned int length, float* histogram, float minimum,
                       float maximum, unsigned int binCount);
 

@@ -26,7 +26,9 @@ public:
     // filterCount   filters, below 2^30 - 27
     // sampleRateHz  of the stream
     //
-    // The zero shift is not done here, whatever the flag says, which is meant.
+    // Required by the contract: the zero shift is not done here, whatever the flag says. Doing it
+    // changes all values in their last bits.
+    //
     // Raises std::bad_alloc as the base class does, and for too many filters.
     AAMelFrequencySpectralProcessor(UInt32 transformLength, UInt32 hop, UInt32 channels,
                                     UInt32 maxFrames, bool halfFrameInput, bool zeroShift,
@@ -45,7 +47,8 @@ public:
 
     // Triangles with edges on a linear scale from 133 Hz on, 200 / 3 Hz apart, the last two edges
     // in the ratio of kMelLogSpacing: with 13 filters up to 1070.9 Hz, whatever the sample rate.
-    // The narrow span is meant. The height makes unit area; filters above the bins are empty.
+    // The height makes unit area; filters above the bins are empty. Required by the contract: the
+    // span is that narrow. A wider one changes all values.
     void MakeFilterWeights1();
     // Triangles of unit area in equal steps of the mel scale, from 0 Hz to half the sample rate.
     void MakeFilterWeights2();

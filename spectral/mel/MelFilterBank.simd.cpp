@@ -1,3 +1,11 @@
+// A run of a narrow filter is a few vectors long, so that folding its partial sums costs as much as
+// forming them. Four runs are folded together: two steps transpose them while they add, and each
+// vector of sums holds four results.
+//
+// kPartialSums and the fold decide the last bits of a sum and must not change. The zeros that fill
+// a run to whole vectors add nothing to it, unless they meet an infinity or NaN; Apply corrects
+// that.
+
 #include "spectral/mel/MelFilterBank.h"
 
 #include <Accelerate/Accelerate.h>

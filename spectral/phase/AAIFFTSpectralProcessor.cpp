@@ -89,7 +89,8 @@ DSPSplitComplex AAIFFTSpectralProcessor::StoredSpectrum(UInt32 channel) const {
     return {real, real + mNumBins};
 }
 
-// Without the offset of a sample that the Hann window of the outer processor has: meant.
+// Required by the contract: without the offset of a sample that the Hann window of the outer
+// processor has. Adding it changes all frequencies.
 void AAIFFTSpectralProcessor::DifferenceWindow1() {
     mDifferenceWindow1.alloc(mFFTSize, false);
     const float seconds = static_cast<float>(mFFTSize) / mBinSampleRate;

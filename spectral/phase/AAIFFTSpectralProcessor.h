@@ -24,8 +24,10 @@ namespace qel::core {
 // Nothing is allocated per frame. One thread at a time.
 class AAIFFTSpectralProcessor : public QelAASpectralProcessor {
 public:
-    // As the base class, always with the zero shift, and the stream's rate. At a rate of 0 the
-    // inner processor does no zero shift, which is meant, and all frequencies are 0 or NaN.
+    // As the base class, always with the zero shift, and the stream's rate.
+    // Required by the contract: at a rate of 0 the inner processor does no zero shift, and all
+    // frequencies are 0 or NaN. Refusing the rate takes results from clients.
+    //
     // Raises std::bad_alloc as the base class does.
     AAIFFTSpectralProcessor(UInt32 transformLength, UInt32 hop, UInt32 channels, UInt32 maxFrames,
                             bool halfFrameInput, float sampleRateHz);

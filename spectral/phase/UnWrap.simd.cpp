@@ -1,5 +1,9 @@
 // Wrapping costs a division per angle: it is done in vectors, compiled for every instruction set.
 // Nothing is contracted, so that results are the same on all of them.
+//
+// The running sum of the corrections is a loop by itself, one addition after the other: a sum by
+// vectors would round in another order, and phases would differ from
+// there on.
 
 #include "spectral/phase/UnWrap.h"
 

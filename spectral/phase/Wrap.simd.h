@@ -4,6 +4,9 @@
 // Sums with pi are as if formed in double precision and rounded, the rest is single precision. As
 // sums of floats: the rounding error of x + pi is a float itself, and takes in what the
 // single-precision pi lacks.
+//
+// The differences that give the error look as if they cancelled. They are exact only in this order
+// and without contraction, and must not be simplified.
 
 #if defined(QEL_SPECTRAL_WRAP_SIMD_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef QEL_SPECTRAL_WRAP_SIMD_H
