@@ -174,7 +174,9 @@ SInt32 CARingBuffer::Store(const AudioBufferList* list, UInt32 frames, SInt64 st
     const auto channels = static_cast<UInt32>(mChannelCount);
     const std::size_t first = SlotOffset(startWrite);
     const std::size_t last = SlotOffset(endWrite);
-    // At the end of 64 bits no frame may have a time; a count of 0 goes on, as meant.
+    // At the end of 64 bits no frame may have a time.
+    // Required by the contract: a count of 0 goes on, and moves a whole capacity. Returning early
+    // changes no value, as no caller passes 0.
     const bool hasTimes = startWrite < endWrite || frames == 0;
     if (first < last) {
         StoreABL(mBuffers, channels, first, list, 0, last - first);
@@ -220,7 +222,8 @@ SInt32 CARingBuffer::Fetch(AudioBufferList* list, UInt32 frames, SInt64 startRea
         return result;
     }
 
-    // As meant, `head` and `size` are frames where the offsets are bytes.
+    // Required by the contract: `head` and `size` are frames where the offsets are bytes. Scaling
+    // them changes what comes of fetches that reach out of the bounds.
     const SInt64 head = Difference32(startRead, wantedStart);
     const SInt64 tail = Difference32(wantedEnd, endRead);
     if (head > 0) {

@@ -68,8 +68,10 @@ public:
     // they held. Times below 0 have slots like all others; frames with times beyond 64 bits are not
     // stored.
     //
-    // A count of 0 is no empty operation: as meant, it moves a whole capacity from the list, as far
-    // as the list has it, over whatever is held. No caller may pass it.
+    // Required by the contract: a count of 0 is no empty operation. It moves a whole capacity from
+    // the list, as far as the list has it, over whatever is held. No caller may pass it.
+    // Any cleanup changes no value, as no caller does.
+    //
     // Returns kRingBufferOK, or kRingBufferTooMuch for more frames than the capacity, having done
     // nothing.
     SInt32 Store(const AudioBufferList* list, UInt32 frames, SInt64 startWrite);
@@ -78,12 +80,14 @@ public:
     // each buffer; nothing is written beyond it. It is then set to the bytes that were copied, so
     // whoever fetches again into the same list sets it anew (CABufferList::AllocateBuffers does).
     //
-    // The frames that are held come out, the others are zeroed, with a peculiarity that is meant:
-    // where the range reaches out of the bounds, the places in the list are counted in frames but
-    // used as bytes. With `head` frames missing before the held ones, the first head *
-    // bytesPerFrame bytes are zeroed, then the held frames are copied to byte `head`; with `tail`
-    // frames missing behind `size` held ones, tail * bytesPerFrame bytes from byte size + head on
-    // are zeroed before the copy. A reader inside the bounds sees none of this.
+    // The frames that are held come out, the others are zeroed.
+    //
+    // Required by the contract: where the range reaches out of the bounds, the places in the list
+    // are counted in frames but used as bytes. Any cleanup changes the results of readers that
+    // reach out. With `head` frames missing before the held ones, the first head * bytesPerFrame
+    // bytes are zeroed, then the held frames are copied to byte `head`; with `tail` frames missing
+    // behind `size` held ones, tail * bytesPerFrame bytes from byte size + head on are zeroed
+    // before the copy. A reader inside the bounds sees none of this.
     //
     // A range without any held frame moves, in place of nothing, a whole capacity from slot
     // `startRead` (clamped) on, as far as the room goes. At the end of the bounds, that is all
@@ -106,9 +110,12 @@ public:
     // and then the two may not belong together.
     SInt32 GetTimeBounds(SInt64& startTime, SInt64& endTime) const;
 
-    // Clamps a range of times to the bounds. As meant, the range is classed after the clamp, and so
-    // never as reaching out: returns kRingBufferOK, or kRingBufferBoundsBusy with the range as it
-    // was. The end of a range wholly outside comes out before its start.
+    // Clamps a range of times to the bounds. Required by the contract: the range is classed after
+    // the clamp, and so never as reaching out. Classing it before makes fetches fail that succeed
+    // today.
+    //
+    // Returns kRingBufferOK, or kRingBufferBoundsBusy with the range as it was. The end of a range
+    // wholly outside comes out before its start.
     SInt32 CheckTimeBounds(SInt64& startRead, SInt64& endRead) const;
 
     // The class of a range of times against bounds: one of the results but kRingBufferBoundsBusy.

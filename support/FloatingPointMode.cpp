@@ -15,9 +15,9 @@ namespace qel::core {
 
 namespace {
 // SSE: the six exception masks; rounding bits 0 are "to nearest".
-constexpr unsigned int kMaskAllExceptions = 0x1F80;
-constexpr unsigned int kFlushResultsToZero = 0x8000;
-constexpr unsigned int kDenormalsAreZero = 0x0040;
+constexpr unsigned int kMaskAllExceptions = 0x3FU << 7;
+constexpr unsigned int kFlushResultsToZero = 1U << 15;
+constexpr unsigned int kDenormalsAreZero = 1U << 6;
 } // namespace
 
 FloatingPointEnvironment FloatingPointEnvironment::ExchangeForLibraryMode() {

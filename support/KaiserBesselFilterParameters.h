@@ -31,8 +31,9 @@ public:
     bool operator==(const KaiserBesselFilterParameters&) const = default;
 
     // Kaiser's estimates for a filter of `filterLength` taps in which a dB of attenuation above
-    // 7.95 costs 1 / (7.18 * transitionBandwidth) taps. They are no inverses of one another: only
-    // the first adds a tap, as meant.
+    // 7.95 costs 1 / (7.18 * transitionBandwidth) taps. Required by the contract: they are no
+    // inverses of one another, as only the first adds a tap. Any cleanup changes the length of
+    // filters, and with it all resampled values.
     //
     // The first is truncated; where that leaves 32 bits it is 0 or 2^32 - 1, and 0 for NaN.
     // The third is clamped to 20 to 160 dB.
@@ -40,8 +41,9 @@ public:
     static double EstimateTransitionBandwidth(double attenuation_dB, UInt32 filterLength);
     static double EstimateStopBandAttenuation_dB(double transitionBandwidth, UInt32 filterLength);
 
-    // The window's shape for an attenuation: 0, a rectangle, below 21 dB. Between 21 and 50 dB the
-    // factor 0.5842 stands inside of the power, as meant.
+    // The window's shape for an attenuation: 0, a rectangle, below 21 dB.
+    // Required by the contract: between 21 and 50 dB the factor 0.5842 stands inside of the power.
+    // Kaiser's own formula, with the factor before it, changes the filters of these attenuations.
     static double EstimateAlpha(double attenuation_dB);
 
     double cutoff;                 // 0 marks a channel that only delays

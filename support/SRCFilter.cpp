@@ -139,8 +139,9 @@ CAAutoFree<float> SRCFilter::Design(const KaiserBesselFilterParameters& paramete
     const UInt32 centre = (mPrototypeLength - 1) / 2;
     mStartPolyphaseIndex = (centre - delay + mUpFactor) % mUpFactor;
     if (highPass) {
-        // An impulse less the low-pass. As meant, the impulse stands where the centre tap would be
-        // without the delay.
+        // An impulse less the low-pass. Required by the contract: the impulse stands where the
+        // centre tap would be without the delay. Moving it changes all values of delayed
+        // high-passes.
         float* const branch = coefficients + std::size_t{centre % mUpFactor} * stride;
         branch[taps - centre / mUpFactor - 1] -= gain;
     }

@@ -14,7 +14,7 @@ namespace qel::core {
 // Converts deinterleaved float audio from one whole-number sample rate to another, with a rational
 // polyphase filter whose prototype is a sinc under a Kaiser window. With L / M = output rate /
 // input rate in lowest terms, branch p of L serves the outputs whose place between two inputs is p
-// / L. As meant, the gain at 0 Hz is 0.99, not 1.
+// / L. Required by the contract: the gain at 0 Hz is 0.99, not 1. A gain of 1 changes all values.
 //
 //   1. Construct, add channels. All channels must have filters of one length per branch; those
 //      of one design share one set of coefficients.
@@ -67,8 +67,9 @@ public:
     // inputFrames: the output needs the room. In other ratios, leave room for one more as well.
     //
     // Cutting a stream into calls changes nothing, but in ratios that are not whole, with steps
-    // from output to output longer than filterLength - 1 frames: there a call whose first output
-    // begins filterLength - 1 frames in takes, as meant, the last input of that output for 0.
+    // from output to output longer than filterLength - 1 frames.
+    // Required by the contract: there a call whose first output begins filterLength - 1 frames in
+    // takes the last input of that output for 0. Taking it from the call changes that output.
     //
     // Returns kSRCOK; or kSRCErr, with no change, for fewer than filterLength - 1 frames or
     // without channels.

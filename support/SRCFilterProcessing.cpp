@@ -94,9 +94,9 @@ void SRCFilter::RunInGeneral(const float* const* input, float* const* output, UI
                 ++position;
             }
         };
-        // As meant, the first output of a call is taken from the history even if it begins d frames
-        // in, though its last input has no place there and counts as 0. Farther on the history has
-        // ended.
+        // Required by the contract: the first output of a call is taken from the history even if it
+        // begins d frames in, though its last input has no place there and counts as 0. Taking that
+        // input from the call changes the output. Farther on the history has ended.
         if (position <= d) {
             do {
                 step(history.data());
