@@ -2,23 +2,33 @@
 #include "descriptors/RoughnessCurves.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 
 #include <Accelerate/Accelerate.h>
 
 #include "elementary/Functions.h"
+#include "spectral/ButterworthDesign.h"
 #include "spectral/VectorHelpers.h"
 
 namespace qel::core {
 
 namespace {
 
-// The envelope is a third-order Butterworth low-pass over the levels of the pushes, -3 dB at 0.0059
-// of the push rate.
-constexpr float butterA[] = {1.0f, -2.926084280014038f, 2.854875326156616f, -0.9287422299385071f};
-constexpr float butterB[] = {6.084133929107338e-06f, 1.8252401787322015e-05f,
-                             1.8252401787322015e-05f, 6.084133929107338e-06f};
+// The envelope is a third-order Butterworth low-pass over the levels of the pushes, -3 dB at 1 / 85
+// of half the push rate.
+constexpr auto kEnvelopeLowPass = DesignButterworthLowPass<3>(1.0 / 85.0);
+constexpr std::array<float, 4> butterA = kEnvelopeLowPass.denominator;
+constexpr std::array<float, 4> butterB = kEnvelopeLowPass.numerator;
+
+using EnvelopeBits = std::array<std::uint32_t, 4>;
+static_assert(std::bit_cast<EnvelopeBits>(butterA) ==
+              EnvelopeBits{0x3F800000, 0xC03B44F7, 0x4036B647, 0xBF6DC20D});
+static_assert(std::bit_cast<EnvelopeBits>(butterB) ==
+              EnvelopeBits{0x36CC2650, 0x37991CBC, 0x37991CBC, 0x36CC2650});
 
 // Where the low-energy relation ends and brightness begins.
 constexpr float kLowEnergyLimitHz = 100.0f;
@@ -103,7 +113,8 @@ void AABagOfPropertiesGenerator::PrepareConstants() {
     const float one = 1.0f;
     vDSP_vramp(&zero, &one, mBinNumbers, 1, mNumBins);
 
-    // The mean frequency divides by one less than the number of bins: that is meant.
+    // Required by the contract: the mean frequency divides by one less than the number of bins. The
+    // number of bins itself changes every value that is centred on it.
     float frequencySum = 0.0f;
     vDSP_sve(mFrequencies, 1, &frequencySum, mNumBins);
     const float minusMean = -frequencySum / (static_cast<float>(mNumBins) - 1.0f);
@@ -147,8 +158,8 @@ void AABagOfPropertiesGenerator::ComputeAndStoreTemporalProperties(const AudioBu
         vDSP_nzcros(samples, 1, frames, &lastCrossing, &crossings, frames);
         values[0] = static_cast<float>(crossings) / static_cast<float>(frames);
         vDSP_rmsqv(samples, 1, &values[1], frames);
-        filter(butterA, butterB, kEnvelopeOrder, Channel(mButterworthBuffer, c), values[1],
-               values[2]);
+        filter(butterA.data(), butterB.data(), kEnvelopeOrder, Channel(mButterworthBuffer, c),
+               values[1], values[2]);
     }
     DeliverGroup(kTemporal, mTemporalBuffer);
 }
@@ -206,8 +217,9 @@ AABagOfPropertiesGenerator::MomentsOf(const Histogram& histogram) {
     return moments;
 }
 
-// Kurtosis and skewness are moments of the histogram's counts, taken as 40 samples, not of the
-// magnitudes, and no 3 is subtracted: that is meant.
+// Required by the contract: kurtosis and skewness are moments of the histogram's counts, taken as
+// 40 samples, not of the magnitudes, and no 3 is subtracted. Moments of the magnitudes change all
+// values.
 float AABagOfPropertiesGenerator::ComputeKurtosis(const CountMoments& moments) {
     return QuotientOrZero(moments.fourth, moments.second * moments.second);
 }
@@ -239,7 +251,8 @@ float AABagOfPropertiesGenerator::ComputeSpectralDifference(const float* magnitu
     return sum;
 }
 
-// The rise of the frame's total magnitude, not a flux bin by bin: that is meant.
+// Required by the contract: the rise of the frame's total magnitude, not a flux bin by bin. A flux
+// by bins changes all values.
 float AABagOfPropertiesGenerator::ComputeSpectralFlux(const float* magnitudes,
                                                       const float* previous, UInt32 bins) {
     float sum = 0.0f;

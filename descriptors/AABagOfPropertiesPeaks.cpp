@@ -1,8 +1,10 @@
 // The peak group: eight figures of the local maxima of one channel's magnitudes.
 //
 // Within it p[i] is the magnitude and b[i] the bin of peak i, packed from 0 in ascending order, and
-// n their count; p is zero from n on. A figure that needs more peaks than there are keeps the value
-// of the frame before: that is meant.
+// n their count; p is zero from n on.
+//
+// Required by the contract: a figure that needs more peaks than there are keeps the value of the
+// frame before. Zeroing it changes the values of all frames with few peaks.
 
 #include <algorithm>
 #include <iterator>
@@ -81,8 +83,9 @@ float AABagOfPropertiesGenerator::ComputeHarmonicCentroid(float sum) const {
     return weighted / sum;
 }
 
-// The neighbours are looked up by bin number in the array packed by peak number, so that most reads
-// find the zeros behind the last peak: that is meant.
+// Required by the contract: the neighbours are looked up by bin number in the array packed by peak
+// number, so that most reads find the zeros after the last peak. Looking them up by peak number
+// changes all values.
 float AABagOfPropertiesGenerator::ComputeHarmonicDeviation() const {
     const float* p = mPeakMagnitudes;
     const unsigned int* b = mPeakBins;
@@ -98,8 +101,8 @@ float AABagOfPropertiesGenerator::ComputeHarmonicDeviation() const {
     return total != 0.0f ? deviation / total : 0.0f;
 }
 
-// The first two tristimulus values have squares over a plain sum, the third has none: that is
-// meant, and the three need not add up to 1.
+// Required by the contract: the first two tristimulus values have squares over a plain sum, the
+// third has none, and the three need not add up to 1. Any cleanup changes all values.
 float AABagOfPropertiesGenerator::ComputeSecondTristimulus(float sum) const {
     const float* p = mPeakMagnitudes;
     return sum != 0.0f ? (p[1] * p[1] + p[2] * p[2] + p[3] * p[3]) / sum : 0.0f;
@@ -112,9 +115,9 @@ float AABagOfPropertiesGenerator::ComputeThirdTristimulus(float sum) const {
     return sum != 0.0f ? upper / sum : 0.0f;
 }
 
-// The amplitude weighs the rising exponential alone, so that the sum can be negative, and it is
-// looked up by bin number as in the deviation: both are meant. So few peaks have an amplitude; the
-// others count with the falling exponential only.
+// Required by the contract: the amplitude weighs the rising exponential alone, so that the sum can
+// be negative, and it is looked up by bin number as in the deviation. So few peaks have an
+// amplitude; the others count with the falling exponential only. Any cleanup changes all values.
 //
 // The pairs of a peak are summed as products of its curves with all the bins above it, most of
 // which hold zeros: that runs in vector lanes.
