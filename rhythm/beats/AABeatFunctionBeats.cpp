@@ -4,7 +4,9 @@
 // Music Research 36(1), 2007.
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 
 #include <Accelerate/Accelerate.h>
 
@@ -17,14 +19,17 @@ namespace qel::core {
 
 namespace {
 
-constexpr float kSecondsPerMinute = 60.0f;
 // The smoothing has a standard deviation of 1 / 32 of a period, in a window of 2.1 periods.
 constexpr float kSmoothingShare = 32.0f;
 constexpr float kSmoothingPeriods = 2.1f;
 // How sharply the transition falls off around one period, per factor e of the distance.
 constexpr float kTransitionSharpness = 6.0f;
-constexpr float kLocalShare = 0.19999998807907104f;
-constexpr float kPastShare = 0.800000011920929f;
+constexpr float kPastShare = 0.8f;
+// One unit below the float nearest to 0.2. With that one, scores differ in their last bits, and
+// frames with close scores may take another predecessor.
+constexpr float kLocalShare = 1.0f - kPastShare;
+static_assert(std::bit_cast<std::uint32_t>(kPastShare) == 0x3F4CCCCD);
+static_assert(std::bit_cast<std::uint32_t>(kLocalShare) == 0x3E4CCCCC);
 constexpr UInt32 kFramesPerReport = 2000;
 constexpr UInt32 kTracking = 1; // the second half of a section's progress
 
@@ -100,8 +105,10 @@ std::vector<float> AABeatFunctionGenerator::Smoothed(const Section& section, flo
     return local;
 }
 
-// The forward pass: for each frame the score and the best predecessor, negative for none. The score
-// of frame 0 is never looked at: that is meant.
+// The forward pass: for each frame the score and the best predecessor, negative for none.
+//
+// Required by the contract: the score of frame 0 is never looked at. Looking at it can move the
+// first beats.
 SInt32 AABeatFunctionGenerator::TrackBackLinks(const Section& section,
                                                const std::vector<float>& local, float period,
                                                std::vector<SInt32>& backLinks) const {

@@ -107,7 +107,8 @@ void AABeatFunctionGenerator::MakeFunction(const SpectralAndAudioBufferList* lis
     static_assert(kNumMelBands % kBandRiseStep == 0);
     auto* processor = static_cast<AAMelFrequencySpectralProcessor*>(mSpectralProcessor.get());
     for (UInt32 c = 0; c < list->mNumChannels; ++c) {
-        // The list holds bins, not bands, so that the mean is that of the lowest bins: it is meant.
+        // Required by the contract: the list holds bins, not bands, so that the mean is that of the
+        // lowest bins. A mean of bands changes all values of the function.
         const float level = LowestMean(Channel(processor->GetMagnitudeList(), c), kNumMelBands);
         const float rise = BandRise(Channel(processor->GetLogEarList(), c),
                                     Channel(mPreviousList, c), kNumMelBands);

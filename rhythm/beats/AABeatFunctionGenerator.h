@@ -42,7 +42,6 @@ public:
 
     // Function frames of one section: about 9.7 minutes at 44.1 kHz.
     static constexpr UInt32 kSectionFrames = 200000;
-    static constexpr SInt32 kStopped = -128;
     static constexpr SInt32 kNoTempo = -1;
     static constexpr SInt32 kNoMeter = -3;
 
@@ -71,8 +70,9 @@ public:
     // the stored stream stays for another call.
     SInt32 ProcessFinal(UInt8 flush) override;
 
-    // The range of tempi: 0 for 20 to 110 BPM around 60, 1 for 50 to 220 BPM around 120. Any other
-    // value is kept without changing the range: that is meant.
+    // The range of tempi: 0 for 20 to 110 BPM around 60, 1 for 50 to 220 BPM around 120.
+    // Required by the contract: any other value is kept without changing the range. Clients read it
+    // back.
     void SetGenreHint(UInt32 hint);
 
 protected:

@@ -11,6 +11,7 @@
 #include "rhythm/beats/AABeatFunctionGenerator.h"
 #include "rhythm/beats/MeterCurve.h"
 #include "rhythm/beats/MeterMatrix.h"
+#include "rhythm/math/RhythmMath.h"
 
 namespace qel::core {
 
@@ -94,8 +95,9 @@ SInt32 AABeatFunctionGenerator::FindDownBeats() {
                 downBeats.strengths.push_back(beats.strengths[i]);
             }
         };
-        // Both runs leave beats out, the backward one its last and, with it, the anchor itself
-        // where the anchor lies within the first bar: that is meant.
+        // Required by the contract: both runs leave beats out, the backward one its last and, with
+        // it, the anchor itself where the anchor lies within the first bar. Complete runs give
+        // clients more downbeats.
         for (UInt32 k = 0; k < anchor / meter; ++k)
             copyBeat(anchor - k * meter);
         for (UInt32 k = 1; k < 1 + (n - anchor) / meter; ++k)

@@ -2,7 +2,9 @@
 // detection function.
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 
 #include <Accelerate/Accelerate.h>
 
@@ -16,9 +18,11 @@ namespace qel::core {
 
 namespace {
 
-constexpr float kSecondsPerMinute = 60.0f;
 constexpr float kLongestLagSeconds = 2.1f;
-constexpr float kThird = 0.3333333134651184f;
+// One unit below the float nearest to 1 / 3. With that one, a tempo of a third of the
+// lag differs in its last bit.
+constexpr float kThird = 1.0f - 2.0f / 3.0f;
+static_assert(std::bit_cast<std::uint32_t>(kThird) == 0x3EAAAAAA);
 // Octaves of the tempo preference: its standard deviation is 1 / 0.7 of one.
 constexpr float kPreferenceScale = 0.7f;
 

@@ -1,3 +1,8 @@
+// Two short sums per frame. A term goes to one of kBandRiseStep partial sums by its number, and the
+// fold of these is written out, so that the order of additions is the same for vectors of any
+// width. Neither the number nor the fold may change: the sums would be other ones in their last
+// bits. The maximum is free in its order, as it rounds nothing.
+
 #include "rhythm/beats/BandRise.h"
 
 #undef HWY_TARGET_INCLUDE

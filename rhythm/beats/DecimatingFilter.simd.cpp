@@ -1,3 +1,11 @@
+// Values that follow each other are `step` samples apart, so that block b of the filter meets for
+// value r the samples that block b - 1 meets for value r + 1. A tile of several values and blocks
+// loads each vector of samples once for all of these, where a value by itself would load both
+// factors of every product.
+//
+// A sum is formed tile by tile, so that kPartialSums, kBlocks, kColumns and the fold decide its
+// last bits and must not change. kRows does not: each value has its own sums.
+
 #include "rhythm/beats/DecimatingFilter.h"
 
 #undef HWY_TARGET_INCLUDE

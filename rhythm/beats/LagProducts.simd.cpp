@@ -1,5 +1,9 @@
 // A vector of phases at a time goes through the whole signal, so that its sums stay in a register,
 // and every sample is loaded once for its two products.
+//
+// The products of a phase are added in the order of time, by one lane alone, so that the width of
+// vectors and their number do not reach the results. Four vectors run side by side because an
+// addition takes about four cycles, and each waits for the last one of its lane.
 
 #include "rhythm/beats/LagProducts.h"
 

@@ -1,6 +1,8 @@
 #include "rhythm/beats/MeterCurve.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <utility>
 
 #include <Accelerate/Accelerate.h>
@@ -17,12 +19,16 @@ constexpr UInt32 kSearchStart = 10; // 0.1 s
 constexpr UInt32 kRampStart = 98;   // about 1 s
 constexpr unsigned int kTrendDegree = 7;
 // Over the 1251 steps from 1 s to 13.5 s the weight falls by 0.35.
-constexpr float kWeightFall = -0.3499999940395355f;
-constexpr float kWeightSteps = 1251.0f;
+constexpr float kWeightFall = -0.35f;
+constexpr auto kWeightSteps = static_cast<float>(kCount - 1 - kRampStart);
+static_assert(std::bit_cast<std::uint32_t>(kWeightFall) == 0xBEB33333);
+static_assert(kWeightSteps == 1251.0f);
 constexpr float kPeakKernel[] = {0.25f, 0.5f, 1.0f, 0.5f, 0.25f};
 constexpr UInt32 kPeakKernelCentre = 2;
-constexpr float kPeakThreshold = 0.10000000149011612f;   // of the bar's value
-constexpr float kPlaceTolerance = 0.014999999664723873f; // of the bar
+constexpr float kPeakThreshold = 0.1f;    // of the bar's value
+constexpr float kPlaceTolerance = 0.015f; // of the bar
+static_assert(std::bit_cast<std::uint32_t>(kPeakThreshold) == 0x3DCCCCCD);
+static_assert(std::bit_cast<std::uint32_t>(kPlaceTolerance) == 0x3C75C28F);
 constexpr float kWeights[] = {0.4f, 1.0f, 0.5f, 0.5f, 1.5f, 1.0f, 1.0f};
 
 float Sum(const std::vector<float>& values) {
@@ -47,7 +53,8 @@ UInt32 MeterCurve::FirstRise(UInt32 start, UInt32 end, UInt32 otherwise) const {
 void MeterCurve::RemoveTrend() {
     mFirstRise = FirstRise(kSearchStart, kCount, kSearchStart);
 
-    // The polynomial is fitted at the indices and evaluated at the lags, one higher: that is meant.
+    // Required by the contract: the polynomial is fitted at the indices and evaluated at the lags,
+    // one higher. Evaluating it at the indices changes the whole curve.
     const UInt32 first = mFirstRise + 1;
     const UInt32 points = kCount - first;
     std::vector<float> x(kCount);
@@ -100,7 +107,8 @@ bool MeterCurve::FindPeaks() {
     for (float& value : mValues)
         if (value < threshold)
             value = 0.0f;
-    // A flat top stays where it is and is taken again and again: that is meant.
+    // Required by the contract: a flat top is not cleared and is taken again and again. Clearing it
+    // changes the scores of the meters.
     while (mPeaks.size() < kCount && Sum(mValues) > 0.0f)
         mPeaks.push_back(TakeGreatestPeak());
     return !mPeaks.empty();

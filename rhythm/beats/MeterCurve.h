@@ -42,8 +42,10 @@ private:
     float mBarValue = 0.0f;
 };
 
-// The scores of the beat counts 2 to 8. They are kept, and weighed anew, from one channel to the
-// next: that is meant.
+// The scores of the beat counts 2 to 8.
+//
+// Required by the contract: they are kept, and weighed anew, from one channel to the next. Clearing
+// them can change the meter of the later channels.
 class MeterScores {
 public:
     static constexpr std::array<float, 7> kCandidates = {2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f};

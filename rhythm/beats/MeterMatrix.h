@@ -13,10 +13,13 @@ namespace qel::core {
 // seconds, gathered by phase within the lag, and the correlation of that matrix with itself under a
 // shift of phase.
 //
-// A row of kLagCount phases for every lag; the lag l has l phases, the rest of its row is zero. The
-// matrix is kept from one channel to the next: a later one sums on top of the means of the earlier
-// ones, and is divided by the counts of all. That is meant. Memory: a matrix of 7 MiB, and less for
-// signals below 13.5 seconds, which have no products at lags beyond their length.
+// A row of kLagCount phases for every lag; the lag l has l phases, the rest of its row is zero.
+// Memory: a matrix of 7 MiB, and less for signals below 13.5 seconds, which have no products at
+// lags beyond their length.
+//
+// Required by the contract: the matrix is kept from one channel to the next. A later one sums on
+// top of the means of the earlier ones, and is divided by the counts of all. Clearing it can change
+// the meter of the later channels.
 class MeterMatrix {
 public:
     static constexpr UInt32 kLagCount = 1350; // lags and phases, in steps of 10 ms

@@ -9,7 +9,6 @@ namespace qel::core {
 
 namespace {
 
-constexpr SInt32 kStopped = -128;
 constexpr std::size_t kOutputsPerReport = 2000;
 
 struct Operands {

@@ -1,6 +1,10 @@
 // The compression of energies in vectors. Logarithms are of double precision, correct to some units
 // of its last place, which single precision does not see. Included once for every instruction set
 // that the processor may offer, so there is no `#pragma once`.
+//
+// Products and sums are rounded one by one, also where the processor could do both at once, and the
+// terms of the polynomial stay in their order. A fused or reordered step gives other bits on some
+// processors, and a few of them reach the rounded result.
 
 #if defined(QEL_RHYTHM_MU_LAW_SIMD_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef QEL_RHYTHM_MU_LAW_SIMD_H
@@ -9,6 +13,7 @@
 #define QEL_RHYTHM_MU_LAW_SIMD_H
 #endif
 
+#include <bit>
 #include <cstdint>
 #include <hwy/highway.h>
 #include <limits>
@@ -29,8 +34,9 @@ namespace hn = hwy::HWY_NAMESPACE;
 template <class D, class V>
 HWY_INLINE V LogarithmOfNormal(D d, V x) {
     const hn::Rebind<uint64_t, D> bits;
-    constexpr uint64_t kOne = 0x3FF0000000000000;      // of 1.0
-    constexpr uint64_t kRootHalf = 0x3FE6A09E667F3BCD; // of the least m, the root of 1/2
+    constexpr auto kOne = std::bit_cast<uint64_t>(1.0);
+    constexpr auto kRootHalf = std::bit_cast<uint64_t>(std::numbers::sqrt2 / 2.0); // of the least m
+    static_assert(kOne == 0x3FF0000000000000 && kRootHalf == 0x3FE6A09E667F3BCD);
     constexpr int kMantissaBits = 52;
     // A number of 52 bits in the place of the mantissa of 2^52 is added to it.
     constexpr double kShift = 0x1p52;

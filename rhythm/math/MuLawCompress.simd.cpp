@@ -1,4 +1,7 @@
-// The compression of energies, several at a time.
+// The compression of energies, several at a time. A value depends on no other, so that vectors may
+// have any width. The rest goes through the same function with a single lane, not through a
+// library's logarithm: that one rounds otherwise, and a value would depend on its place in the
+// array.
 
 #include <cstddef>
 

@@ -4,13 +4,20 @@
 
 namespace qel::core {
 
+// What is returned, up to the client, when the progress callback asks to stop.
+inline constexpr SInt32 kStopped = -128;
+
+inline constexpr float kSecondsPerMinute = 60.0f;
+
 // Functions on vectors of floats that the rhythm features share. None keeps state; all may run in
 // any thread, and raise std::bad_alloc when memory for their scratch is exhausted.
 
 // The element one place above the middle of the `n` sorted ones (of an even number, the mean of the
-// two that stand above the lower middle): 4 for 1 to 5, 4.5 for 1 to 6. That the textbook's median
-// stands one place lower is known; this one is meant. Of one or two elements it is the largest, of
-// none it is 0. NaN counts as larger than every number. `x` stays as it is.
+// two that stand above the lower middle): 4 for 1 to 5, 4.5 for 1 to 6. Of one or two elements it
+// is the largest, of none it is 0. NaN counts as larger than every number. `x` is not changed.
+//
+// Required by the contract: the textbook's median stands one place lower. With that one, other
+// values pass for onsets.
 void ComputeMedianOfFloatVector(const float* x, unsigned int n, float& median);
 
 // The autocorrelation of `n` values at the lags 0 to n - 1, n up to 2^30. It is circular: with N
@@ -18,9 +25,10 @@ void ComputeMedianOfFloatVector(const float* x, unsigned int n, float& median);
 //
 //   out[lag] = (c[lag] - (-1)^lag |X[N/2]|^2 / N) / N,  c[lag] = sum of x[i] x[(i + lag) mod N],
 //
-// where X[N/2] is the transform at half the sample rate, which FFTFrame drops. So long lags wrap,
-// which is meant, and the scale depends on N. Of a single value it is the square.
-// `x` and `out` may be the same.
+// where X[N/2] is the transform at half the sample rate, which FFTFrame drops. The scale depends on
+// N. Of a single value it is the square. `x` and `out` may be the same.
+//
+// Required by the contract: long lags wrap. A longer transform changes all values.
 void ComputeAutocorrelationFFT(const float* x, unsigned int n, float* out);
 
 // The polynomial of `degree` that fits the points (x[i], y[i]) best in the least-squares sense.

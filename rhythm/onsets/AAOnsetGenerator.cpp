@@ -9,6 +9,7 @@
 
 #include "engine/base/EventList.h"
 #include "engine/base/KeyFacts.h"
+#include "rhythm/math/RhythmMath.h"
 #include "rhythm/onsets/GammatoneLanes.h"
 #include "rhythm/onsets/OnsetCurve.h"
 #include "rhythm/onsets/OnsetPeaks.h"
@@ -33,7 +34,9 @@ constexpr int kDistanceShare = 4;   // of the window lies between candidates
 constexpr float kStrongLevel = 0.75f;
 
 constexpr float kPercentStarted = 40.0f;
-constexpr float kPercentCurve = 20.0f; // of a channel: below what was reported before, as meant
+// Required by the contract: of a channel, below what was reported before. Any cleanup makes clients
+// see other percentages, and stop at other places.
+constexpr float kPercentCurve = 20.0f;
 constexpr float kPercentPeaks = 80.0f;
 constexpr float kPercentSorted = 90.0f;
 constexpr float kPercentDelivered = 100.0f;
@@ -194,7 +197,7 @@ SInt32 AAOnsetGenerator::ProcessFinal(UInt8 flush) {
     return QelAAAnalysisBase::ProcessFinal(flush);
 }
 
-// For every key: that is meant.
+// Required by the contract: the same for every key. Clients get a size for keys of others as well.
 UInt32 AAOnsetGenerator::GetSizeOfAnalysisDataForKey(CFStringRef) {
     return KeyTable::OnsetData.payloadBytes;
 }

@@ -28,14 +28,13 @@ namespace qel::core {
 // eighth of that for what it looks for.
 class AAOnsetGenerator : public QelAAAnalysisBase {
 public:
-    static constexpr SInt32 kStopped = -128;
-
     using QelAAAnalysisBase::QelAAAnalysisBase;
     ~AAOnsetGenerator() override;
 
-    // The filters are shared by all channels, which is meant: each sees one block of the first
-    // channel, then one of the second, its state running straight on. So results of a stream with
-    // several channels depend on how it was cut into pushes, and on the channels before.
+    // Required by the contract: the filters are shared by all channels. Each sees one block of the
+    // first channel, then one of the second, its state running straight on, so that results of a
+    // stream with several channels depend on how it was cut into pushes, and on the channels
+    // before. Filters for each channel change all values of such streams.
     SInt32 PushAudio(AudioBufferList* list, UInt32 frames) override;
 
     UInt32 GetSizeOfAnalysisDataForKey(CFStringRef key) override;

@@ -3,9 +3,12 @@
 #include "elementary/Functions.h"
 
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <numbers>
 
 namespace qel::core {
 
@@ -15,19 +18,29 @@ constexpr int kNoMemory = 1;
 
 // The quality and the least width of an auditory filter: a bandwidth is kMinimalBandwidth Hz plus
 // its frequency divided by kQuality.
-constexpr float kQuality = 9.265000343322754f;
-constexpr float kMinimalBandwidth = 24.700000762939453f;
-constexpr float kScaleHz = 228.84552001953125f; // their product
+constexpr float kQuality = 9.265f;
+constexpr float kMinimalBandwidth = 24.7f;
+// The product of the rounded factors, one unit above the float nearest to 228.8455. With that one,
+// the centre frequencies of the bands move in their last bits, and the values of the bank with
+// them.
+constexpr float kScaleHz = kQuality * kMinimalBandwidth;
+static_assert(std::bit_cast<std::uint32_t>(kQuality) == 0x41143D71);
+static_assert(std::bit_cast<std::uint32_t>(kMinimalBandwidth) == 0x41C5999A);
+static_assert(std::bit_cast<std::uint32_t>(kScaleHz) == 0x4364D874);
 
-constexpr float kPi = 3.1415927410125732f;
-constexpr float kTwoPi = 6.2831854820251465f;
+constexpr float kPi = std::numbers::pi_v<float>;
+constexpr float kTwoPi = 2.0f * kPi;
+static_assert(std::bit_cast<std::uint32_t>(kPi) == 0x40490FDB);
+static_assert(std::bit_cast<std::uint32_t>(kTwoPi) == 0x40C90FDB);
 
 constexpr unsigned kOrder = 4;
 constexpr int kImpulseSamples = 1024;
 
-// 1 / (2 pi 1000 Hz): the time constant of a low-pass at 1 kHz, in seconds.
-constexpr float kHairCellSeconds = 0.0001591549371369183f;
-constexpr float kHairCellConstant = 2.9999999242136255e-05f;
+constexpr float kHairCellSeconds = 1.0f / (kTwoPi * 1000.0f); // the time constant of 1 kHz
+static_assert(std::bit_cast<std::uint32_t>(kHairCellSeconds) == 0x3926E2D4);
+// Required by the contract: stored in every filter, and read by nothing. No value depends on it.
+constexpr float kHairCellConstant = 3e-5f;
+static_assert(std::bit_cast<std::uint32_t>(kHairCellConstant) == 0x37FBA882);
 
 // The states of one filter in locals, and one step of all four stages from the old values.
 struct Cascade {
@@ -140,7 +153,8 @@ void Gfb_Filter_new_3arg(Gfb_Filter* filter, float sampleRate, float centreFrequ
         2.0 * elementary::Pow(double{1.0f - radius}, static_cast<double>(order)));
     filter->ihcConstant = kHairCellConstant;
     if (withHairCell != 0) {
-        // The other way round than in an ordinary low-pass: that is meant.
+        // Required by the contract: the weights are the other way round than in an ordinary
+        // low-pass. Exchanging them changes all values of the hair cells.
         filter->ihcForward =
             static_cast<float>(elementary::Exp(double{-1.0f / (sampleRate * kHairCellSeconds)}));
         filter->ihcBack = 1.0f - filter->ihcForward;

@@ -97,9 +97,11 @@ void Gfb_Filter_new_3arg(Gfb_Filter* filter, float sampleRate, float centreFrequ
 // removed.
 int Gfb_Analyzer_new(Gfb_Analyzer* analyzer, const Gfb_Parameters& parameters, int maxSamples);
 
-// Frees the filters and the scratch vectors. It does not free the filters' delayReal and delayImag,
-// which is meant: they exist only with delay compensation, and belong to whoever asked for it, who
-// hands each of them to utFree before this call.
+// Frees the filters and the scratch vectors.
+//
+// Required by the contract: it does not free the filters' delayReal and delayImag. They exist only
+// with delay compensation, and belong to whoever asked for it, who hands each of them to utFree
+// before this call. Freeing them here frees them twice.
 void Gfb_Analyzer_remove(Gfb_Analyzer* analyzer);
 
 // Sets `delay` to the sample where the envelope of the filter's answer to a unit impulse is
@@ -115,8 +117,10 @@ void adjustAdditionalFilterDelay(Gfb_Filter* filter, int maxDelay);
 // nothing.
 //
 // From one sample to the next, all stages are computed from the old values, so that each receives
-// the output of the stage before it one sample late: three samples of delay over the cascade, which
-// are meant.
+// the output of the stage before it one sample late.
+//
+// Required by the contract: that makes three samples of delay over the cascade. Removing it changes
+// all values.
 void gfb_Analyze(float* outReal, float* outImag, const float* input, Gfb_Filter* filter,
                  float* scratchReal, float* scratchImag, int samples);
 

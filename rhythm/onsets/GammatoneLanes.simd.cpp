@@ -4,6 +4,10 @@
 // A single band that is left over has its four stages side by side instead, and runs along with the
 // last vector of bands, in the time that this one waits. Products are not contracted with sums, as
 // they are not in gfb_Analyze.
+//
+// The order of operations of a band is that of gfb_Analyze, and the order of the sum over bands is
+// that of kPartialSums and the fold. Neither may change, or results differ in their last bits.
+// kChunk may.
 
 #include "rhythm/onsets/GammatoneLanes.h"
 

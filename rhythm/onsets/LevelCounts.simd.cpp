@@ -1,3 +1,6 @@
+// Counts are integers, so that vectors may have any width. Both are counted, as one is not the
+// number of values less the other: NaN is in neither.
+
 #include "rhythm/onsets/LevelCounts.h"
 
 #undef HWY_TARGET_INCLUDE

@@ -1,5 +1,9 @@
 // Four steps in one pass from the last value to the first. The low-pass waits for its own last
 // output at every value, and the logarithms of the values to come are worked out meanwhile.
+//
+// Only the low-pass has an order, from the last value to the first, with one product and one sum
+// for each. It must not be unrolled into powers of the pole, which rounds otherwise. Its inputs
+// depend on no other input, so that kStep and kBlock are free, as long as a block is whole steps.
 
 #include "rhythm/onsets/OnsetCurve.h"
 
@@ -7,7 +11,9 @@
 #define HWY_TARGET_INCLUDE "rhythm/onsets/OnsetCurve.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <hwy/highway.h>
 
 #include "elementary/Functions.h"
@@ -19,10 +25,15 @@ namespace HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-constexpr float kDifferenceWeight = 0.8999999761581421f;
+constexpr float kDifferenceWeight = 0.9f;
+static_assert(std::bit_cast<std::uint32_t>(kDifferenceWeight) == 0x3F666666);
 constexpr float kMuLawFactor = 10.0f;
-// exp(-1 / 882): a first-order low-pass with a time constant of 20 ms at 44.1 kHz.
-constexpr float kSmoothingPole = 0.998866856098175f;
+// exp(-x): a first-order low-pass with a time constant of 20 ms at 44.1 kHz. The next term of the
+// series is 7e-14, far below a unit of a float.
+constexpr double kSmoothingStep = 1.0 / (0.02 * 44100.0);
+constexpr auto kSmoothingPole = static_cast<float>(
+    1.0 - kSmoothingStep * (1.0 - kSmoothingStep / 2.0 * (1.0 - kSmoothingStep / 3.0)));
+static_assert(std::bit_cast<std::uint32_t>(kSmoothingPole) == 0x3F7FB5BD);
 constexpr float kSmoothingGain = 1.0f - kSmoothingPole;
 
 using CappedDoubles = hn::CappedTag<double, 8>;

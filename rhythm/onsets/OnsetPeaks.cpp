@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 
+#include "rhythm/math/RhythmMath.h"
 #include "rhythm/onsets/LevelCounts.h"
 #include "spectral/VectorHelpers.h"
 
@@ -12,7 +13,6 @@ namespace qel::core {
 
 namespace {
 
-constexpr SInt32 kStopped = -128;
 constexpr unsigned int kCandidatesPerReport = 100;
 constexpr SInt64 kDoubleHitSamples = 1024; // a strong onset may follow another within these
 

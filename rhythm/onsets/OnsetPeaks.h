@@ -7,8 +7,10 @@ namespace qel::core {
 // How onsets are found in a detection curve. None of these keeps state; all may run in any thread.
 
 // out[i] = (x[i] - x[i + 1]) * weight + (1 - weight) * x[i] for i below n - 1: the fall to the next
-// value mixed with the value itself. It looks forward, which is meant: the smoothing that follows
-// runs backward. out[n - 1] stays as it is. `x` and `out` may be the same.
+// value mixed with the value itself. out[n - 1] is not written. `x` and `out` may be the same.
+//
+// Required by the contract: it looks forward, as the smoothing that follows runs backward. A
+// difference to the value before moves all onsets.
 void ComputeWeightedDifference(const float* x, unsigned int n, float* out, float weight);
 
 // The most entries that the two searches below write for a curve of `n` values.
@@ -16,9 +18,9 @@ unsigned int MaxPeaks(unsigned int n, int minDistance);
 
 // Appends the elements that are greater than both neighbours and than `threshold`, in ascending
 // order, to `indices` and `values`, and counts on in `count`, which the caller clears. With
-// `minDistance` above 0, one that lies less than that from the one accepted before is passed over:
-// of two near peaks the first wins, whatever their heights, which is meant.
-// There must be room for MaxPeaks(n, minDistance) entries.
+// `minDistance` above 0, one that lies less than that from the one accepted before is passed over.
+// Required by the contract: of two near peaks the first wins, whatever their heights. Preferring
+// the higher one moves onsets. There must be room for MaxPeaks(n, minDistance) entries.
 void FindLocalMaximaWithDist(const float* x, unsigned int n, unsigned int* indices, float* values,
                              unsigned int& count, float threshold, int minDistance);
 
@@ -37,8 +39,8 @@ using PeakProgress = int (*)(void* unused, float done, void* context);
 //   - are not below the median of the values up to `window` to both sides (the value behind the
 //     last counts as 0 where the window reaches there), and
 //   - have every onset accepted so far at least `window` behind them; one that reaches
-//     `strongLevel` may also have it up to 1024 behind. That a strong one farther off than that and
-//     still in the window is refused is meant.
+//     `strongLevel` may also have it up to 1024 before. Required by the contract: a strong one
+//     farther off than that and still in the window is refused. Accepting it adds onsets.
 //
 // A curve without a value above 0 has no onsets; it leaves `x` not finite.
 //

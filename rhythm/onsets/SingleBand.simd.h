@@ -1,5 +1,9 @@
 // A single filter of the bank in vector lanes. Included once for every instruction set that the
 // processor may offer, so there is no `#pragma once`.
+//
+// All forms do the operations of gfb_Analyze in its order, so that a band has the same bits here
+// and in a lane of its own. The negative factor in place of a difference, and the -0 that is added,
+// round nothing; +0 would turn a -0 to +0.
 
 #if defined(QEL_RHYTHM_SINGLE_BAND_SIMD_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef QEL_RHYTHM_SINGLE_BAND_SIMD_H

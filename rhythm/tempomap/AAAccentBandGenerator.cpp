@@ -42,8 +42,9 @@ AAAccentBandGenerator::~AAAccentBandGenerator() {
 void AAAccentBandGenerator::SetDefaultParameters() {
     mMuLawFactor = 10000.0f;
     mDifferenceBlend = 0.8f;
-    // 172 accents per second over a low-pass of 10 Hz, times the blend.
-    constexpr double kRateOverCutoff = 17.2;
+    // The accent rate over the cut-off of the low-pass, times the blend.
+    constexpr double kRateOverCutoff = 172.0 / 10.0;
+    static_assert(kRateOverCutoff == 17.2);
     mDifferenceFactor = static_cast<float>(kRateOverCutoff * mDifferenceBlend);
 }
 
@@ -134,7 +135,8 @@ void AAAccentBandGenerator::Compress(const float* bands, float* compressed) cons
 
 void AAAccentBandGenerator::ButterworthFilter(float* state, const float* in, float* out) {
     for (UInt32 b = 0; b < kGammaBands; ++b)
-        filter(butterA, butterB, kButterworthOrder, state + b * kButterworthOrder, in[b], out[b]);
+        filter(butterA.data(), butterB.data(), kButterworthOrder, state + b * kButterworthOrder,
+               in[b], out[b]);
 }
 
 void AAAccentBandGenerator::WeightedRectifiedDifference(const float* current, float* previous,

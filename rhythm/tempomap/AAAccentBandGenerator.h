@@ -11,15 +11,18 @@ class AAGammaBankSpectralProcessor;
 //
 // The accents of a frame are compressed energies, interpolated to twice the frame rate by a zero
 // behind each and a low-pass, and then their rectified rise added to a share of their level. Each
-// accent band is that of one gamma band. The gain that the zeros halve stays halved. All accent
-// constants are made for 172 values per second, whatever the sample rate: that is meant.
+// accent band is that of one gamma band.
+//
+// Required by the contract: the gain that the zeros halve stays halved, and all accent constants
+// are made for 172 values per second, whatever the sample rate. Any cleanup changes all values.
 //
 // After Klapuri, Eronen and Astola, Analysis of the meter of acoustic musical signals, IEEE
 // Transactions on Audio, Speech, and Language Processing 14(1), 2006.
 class AAAccentBandGenerator : public QelAAAnalysisGenerator {
 public:
-    // A computation: an entry of mComputeFlags. Nobody sets the second one: here the spectrum alone
-    // goes out, which is meant.
+    // A computation: an entry of mComputeFlags. Required by the contract: nobody sets the second
+    // one, so that here the spectrum alone goes out. Setting it takes time for
+    // accents that nobody receives.
     enum Flag : UInt32 {
         kGammaSpectrum,
         kAccentBands,

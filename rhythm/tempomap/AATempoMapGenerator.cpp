@@ -15,7 +15,9 @@ namespace {
 
 constexpr UInt32 kFloat = sizeof(float);
 static_assert(KeyTable::Tempo.payloadBytes == kFloat);
-constexpr double kAccentsPerMinute = 60.0 * 172.0;
+constexpr float kAccentsPerSecond = 172.0f;
+constexpr double kAccentsPerMinute = 60.0 * kAccentsPerSecond;
+constexpr UInt32 kLongestLag = 128; // accents: 80.6 BPM
 
 // Lags are counted up to 2^(complexity + kLog2ShortestRange).
 constexpr UInt32 kLog2ShortestRange = 7;
@@ -51,10 +53,10 @@ AATempoMapGenerator::~AATempoMapGenerator() {
 }
 
 void AATempoMapGenerator::SetDefaultParameters() {
-    mLagCount = 128;
-    mHalfTime = 3.0f * 172.0f; // three seconds
+    mLagCount = kLongestLag;
+    mHalfTime = 3.0f * kAccentsPerSecond; // three seconds
     mFirstLag = 1.0f;
-    mLastLag = 128.0f;
+    mLastLag = static_cast<float>(kLongestLag);
     mPeakMargin = 0.0f;
     mPeakWindow = 20;
     mPeakThreshold = 0.1f;
@@ -179,7 +181,8 @@ void AATempoMapGenerator::MakeResponses(UInt32 buffer, float accent) {
     }
 }
 
-// One accent of one band. While the mean energy is 0, the salience is no number: that is meant.
+// One accent of one band. Required by the contract: while the mean energy is 0, the salience is not
+// a number. With a guard, clients see other tempi after silence.
 void AATempoMapGenerator::AddBandSalience(UInt32 buffer, float accent, float* salience) {
     float& leaky = *Channel(mLeakyList, buffer);
     leaky = mFeedback[0] * leaky + mFeedforward[0] * accent * accent;

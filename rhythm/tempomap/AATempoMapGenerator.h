@@ -15,9 +15,9 @@ namespace qel::core {
 // tells how well its lag fits. The energies of all bands together, over the lags, are the salience,
 // and the tempo is that of its highest peak. It knows nothing of what comes, of beats or of meter.
 //
-// Without any peak a channel repeats the tempo of the last peaks found, whichever channel's they
-// were: that is meant. All tempi are made for 172 accents per second, whatever the sample rate, so
-// that they are right at 44100 Hz.
+// Required by the contract: without any peak a channel repeats the tempo of the last peaks found,
+// whichever channel's they were. All tempi are made for 172 accents per second, whatever the sample
+// rate, so that they are right at 44100 Hz. Any cleanup changes the values of such streams.
 //
 // After Scheirer, Tempo and beat analysis of acoustic musical signals, J. Acoust. Soc. Am. 103(1),
 // 1998; accents and normalisation after Klapuri, Eronen and Astola 2006.
@@ -30,8 +30,9 @@ public:
 
     UInt32 GetSizeOfAnalysisDataForKey(CFStringRef key) override;
 
-    // "complexity", which acts from the next AllocateBuffers on, "Min BPM" and "Max BPM". The
-    // values that they may have do not reach the caller of GetParameterValueInfo: that is meant.
+    // "complexity", which acts from the next AllocateBuffers on, "Min BPM" and "Max BPM".
+    // Required by the contract: the values that they may have do not reach the caller of
+    // GetParameterValueInfo. Its memory would be written that stays untouched today.
     SInt32 GetParameterList(CFMutableArrayRef* list) override;
     SInt32 GetParameterValueInfo(CFStringRef name, void* outData) override;
     // The values of a parameter, as they are kept; zeros for a name of another generator.

@@ -1,3 +1,10 @@
+// Four rows are formed at once: a vector of the shared factor is loaded once for all of them, and
+// their sums are enough additions in flight to hide the time of each. Vectors of four lanes have 16
+// sums, which is all that SSE has registers for.
+//
+// kPartialSums and the fold decide the last bits of a product and must not change. The number of
+// rows may.
+
 #include "rhythm/tempomap/DotProducts.h"
 
 #undef HWY_TARGET_INCLUDE

@@ -8,10 +8,12 @@ namespace qel::core {
 //   - is not below `threshold`;
 //   - is above each other one from `window` places before it to `window` - 1 behind it, as far as x
 //     reaches, by more than `margin`;
-//   - has `window` elements before it: earlier ones are no peaks, which is meant, and neither is
-//     the last element;
+//   - has `window` elements before it: earlier ones are no peaks, and neither is the last element;
 //   - lies more than `window` places behind the peak before it. Where two are nearer the earlier
-//     one stands, whatever their heights: that is meant.
+//     one stands, whatever their heights.
+//
+// Required by the contract: peaks at the beginning are left out, and the higher of two near peaks
+// is not preferred. Either cleanup changes tempi.
 //
 // With a window of 0 nothing is a peak, as nothing is compared; neither is NaN. There must be room
 // for n more entries. Any thread.
