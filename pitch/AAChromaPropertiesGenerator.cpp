@@ -48,10 +48,12 @@ UInt32 IndexOfLargest(const float* values, UInt32 count) {
     return static_cast<UInt32>(index);
 }
 
-// The key of a stream from the keys of its frames. Deliberately, the classes of the histogram are
-// stretched over the range from the lowest to the highest key that occurs, and yet the number of
-// the fullest class is taken for a key: it is one only where the range is that of all keys. Without
-// frames it is key 0.
+// The key of a stream from the keys of its frames. Without frames it is key 0.
+//
+// Required by the contract: the classes of the histogram are stretched over the range from the
+// lowest to the highest key that occurs, and yet the number of the fullest class is taken for a
+// key. It is one only where the range is that of all keys. A class for each key changes the key of
+// streams.
 UInt32 GlobalKeyOf(const float* frameKeys, UInt32 frames) {
     float lowest = 0.0f;
     float highest = 0.0f;
@@ -195,7 +197,8 @@ void AAChromaPropertiesGenerator::CopyDominantKeys(UInt32 frames) {
 }
 
 void AAChromaPropertiesGenerator::DeliverGlobalKeys(UInt32 frames) {
-    // Deliberately, only the first block tells its size; those of the other channels are 0.
+    // Required by the contract: only the first block tells its size, and those of the other
+    // channels are 0. Clients that go by sizes would see other results.
     mBlocks.Prepare(mNumChannels, 0);
     if (mNumChannels != 0)
         mBlocks.Blocks()[0].mDataByteSize = kSizes[kGlobalKey];

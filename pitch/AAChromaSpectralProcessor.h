@@ -30,7 +30,9 @@ public:
     // chromaBinCount  length of the vector. With less than 12 the pitch classes above are left out;
     //                 with more the rest stays 0.
     //
-    // The zero shift is not done here, whatever the flag says, which is meant.
+    // Required by the contract: the zero shift is not done here, whatever the flag says. Doing it
+    // changes all values in their last bits.
+    //
     // Raises std::bad_alloc as the base class does, and for a vector beyond 2^32 bytes.
     AAChromaSpectralProcessor(UInt32 transformLength, UInt32 hop, UInt32 channels, UInt32 maxFrames,
                               bool halfFrameInput, bool zeroShift, double sampleRateHz,

@@ -12,7 +12,8 @@ namespace {
 constexpr float kMinFrequencyHz = 90.0f;
 constexpr float kMaxFrequencyHz = 5250.0f;
 // A hundredth of what a kernel's spectrum has at its centre: the mean of its window, 0.54.
-constexpr float kSpectralThreshold = 0.0054f;
+constexpr float kSpectralThreshold = 0.54f / 100.0f;
+static_assert(std::bit_cast<std::uint32_t>(kSpectralThreshold) == 0x3BB0F27C);
 
 const CFStringRef kKeys[AAConstantQPropertiesGenerator::kNumKeys] = {
     kQelAnalysisKey_ConstantQSpectrum,

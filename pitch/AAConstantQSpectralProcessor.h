@@ -18,10 +18,12 @@ namespace qel::core {
 //      next frame. GetMagnitude gives their magnitudes.
 //
 // Each value is the inner product of the frame with the bin's kernel, where both begin at the same
-// sample. A kernel that is longer than the frame meets it with its first part only, deliberately:
-// with frames of 8192 samples at 44.1 kHz that holds for the bins below 276.9 Hz, whose bandwidth
-// is so that of the frame. There is no window over the frame and no zero shift, as the kernels
-// have their own window.
+// sample. There is no window over the frame and no zero shift, as the kernels have their own
+// window.
+//
+// Required by the contract: a kernel that is longer than the frame meets it with its first part
+// only. With frames of 8192 samples at 44.1 kHz that holds for the bins below 276.9 Hz, whose
+// bandwidth is so that of the frame. Shortening or centring those kernels changes all their bins.
 //
 // Kernels come from ConstantQKernel::Shared, held for frames of this length: where they are longer
 // than two frames, a transform of the kernels' length would be zeros for the most part. A frame

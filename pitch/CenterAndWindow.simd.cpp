@@ -1,3 +1,7 @@
+// One pass in place of two over the frame. Sum and product are rounded one by one, as in two
+// passes; a value depends on no other, so that vectors may have any width. The mean is left to
+// vDSP_meanv, whose order of additions is the same everywhere.
+
 #include "pitch/CenterAndWindow.h"
 
 #include <Accelerate/Accelerate.h>

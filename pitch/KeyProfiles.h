@@ -17,7 +17,9 @@ inline constexpr UInt32 kTonalCentroidSize = 6;
 const float* KeyProfile(UInt32 key);
 
 // The name of a key: an immortal string, so that a reference costs no memory and one that is not
-// given back loses none. Deliberately, "F major" and "F# major" are in lower case.
+// given back loses none.
+//
+// Required by the contract: "F major" and "F# major" are in lower case. Clients compare the names.
 CFStringRef KeyName(UInt32 key);
 
 // Whether a pointer is one of those strings; what it points at is not looked at.
