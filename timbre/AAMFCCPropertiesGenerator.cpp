@@ -1,8 +1,10 @@
 #include "timbre/AAMFCCPropertiesGenerator.h"
 
 #include <Accelerate/Accelerate.h>
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <numbers>
 
 #include "elementary/Functions.h"
@@ -13,7 +15,8 @@ namespace qel::core {
 namespace {
 
 constexpr UInt32 kExtraBands = 27; // that the mel processor has room for, beyond its filters
-constexpr float kRootOfHalf = 0.70710676908493042f;
+constexpr auto kRootOfHalf = static_cast<float>(1.0 / std::numbers::sqrt2);
+static_assert(std::bit_cast<std::uint32_t>(kRootOfHalf) == 0x3F3504F3);
 
 const CFStringRef kKeys[AAMFCCPropertiesGenerator::kNumFlags] = {
     kQelAnalysisKey_MelFrequencyCepstralCoefficients,
@@ -103,9 +106,9 @@ void AAMFCCPropertiesGenerator::ComputeAndStoreProperies(const SpectralAndAudioB
         ComputeMelSpectrum();
 }
 
-// The table is read with the coefficients as the slow index, across its layout, so that a row of
-// the product is a run of 40 entries and no cosine; and only 13 of the 40 bands have a filter, the
-// logarithms of the others being 0. Both are meant: tidied, every number would be another one.
+// Required by the contract: the table is read with the coefficients as the slow index, across its
+// layout, so that a row of the product is a run of 40 entries and no cosine; and only 13 of the 40
+// bands have a filter, the logarithms of the others being 0. Any cleanup changes all values.
 void AAMFCCPropertiesGenerator::ComputeMFCC(const SpectralAndAudioBufferList& list) {
     auto* processor = static_cast<AAMelFrequencySpectralProcessor*>(mSpectralProcessor.get());
     for (UInt32 c = 0; c < list.mNumChannels; ++c) {
@@ -120,7 +123,8 @@ void AAMFCCPropertiesGenerator::ComputeMFCC(const SpectralAndAudioBufferList& li
     DeliverRows(kCoefficients, mMFCCBuffer);
 }
 
-// The plain magnitudes, without the filters, in spite of the key's name: meant.
+// Required by the contract: the plain magnitudes, without the filters, whatever the key's name
+// says. Applying the filters changes all values and their number.
 void AAMFCCPropertiesGenerator::ComputeMelSpectrum() {
     auto* processor = static_cast<AAMelFrequencySpectralProcessor*>(mSpectralProcessor.get());
     DeliverRows(kMagnitudes, processor->GetMagnitudeList());

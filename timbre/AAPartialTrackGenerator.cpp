@@ -52,7 +52,8 @@ PartialList ListOfFrame(const QelAudioAnalysisBlock& block, UInt32 frame) {
     return list;
 }
 
-// All records of a list write to the same five names, deliberately: what stays is the last one.
+// Required by the contract: all records of a list write to the same five names, so that the last
+// one stays. Clients would see another shape of list.
 CACFDictionary LastRecordOf(const PartialList& list) {
     CACFDictionary values(true);
     if (list.mCount == 0)

@@ -34,9 +34,10 @@ public:
 
     // A dictionary with `key` as its only key, or with none for a key of another object. For the
     // keys of floats the usual shape. "partials": an array by channel of arrays by frame of
-    // dictionaries with five numbers, those of the last record of the list of that channel and
-    // frame, deliberately; without a record it is empty. Block c is read as an array of PartialList
-    // by frame, as far as its mDataByteSize goes; lists behind that are empty.
+    // dictionaries with five numbers, empty without a record. Required by the contract: they are
+    // those of the last record of the list of that channel and frame. A dictionary for each record
+    // gives clients another shape. Block c is read as an
+    // array of PartialList by frame, as far as its mDataByteSize goes; lists beyond that are empty.
     CFPropertyListRef CreateCFRepresentation(CFAllocatorRef allocator, CFStringRef key,
                                              UInt32 count,
                                              const QelAudioAnalysisBlock* blocks) override;

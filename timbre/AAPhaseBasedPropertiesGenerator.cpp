@@ -117,7 +117,8 @@ float AAPhaseBasedPropertiesGenerator::ComputeNormaliedWeightedPhaseDeviation(
     return sum == 0.0f ? 0.0f : weightedDeviation / sum;
 }
 
-// A sum of magnitudes is never negative, so that this is a copy: meant.
+// Required by the contract: a sum of magnitudes is never negative, so that this is a copy.
+// Rectifying bin by bin changes all values.
 void AAPhaseBasedPropertiesGenerator::ComputeRectifiedComplexSpectralDifference(
     const float* difference, float* rectified) {
     HalfWaveRectify(difference, 1, rectified);

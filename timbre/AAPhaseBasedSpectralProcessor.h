@@ -10,8 +10,10 @@ namespace qel::core {
 
 // A spectral processor with the Hann window that adds to each forward transform the angles of all
 // bins, and makes phases of them: unwrapped over the bins, and wrapped again, which rounds them.
-// Bin 0 counts as the complex number that it is not, with the Nyquist term for its imaginary part,
-// which is meant.
+//
+// Required by the contract: bin 0 counts as the complex number that it is not, with the Nyquist
+// term for its imaginary part. The unwrapping starts from it, so that another angle moves all
+// phases.
 //
 // The spectral function calls ComputePhases; they hold until the next frame.
 // Nothing is allocated per frame. One thread at a time.

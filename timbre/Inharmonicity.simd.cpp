@@ -16,7 +16,7 @@ namespace HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-constexpr float kAllWhole = 8388608.0f; // 2^23: from here on, floats are whole numbers
+constexpr float kAllWhole = 0x1p23f; // from here on, floats are whole numbers
 
 // |x - round(x)| to the last bit. What is infinite or not a number gives not a number, and is kept
 // from the conversion to integers, where some instruction sets have no answer for it.

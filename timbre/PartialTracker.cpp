@@ -164,7 +164,8 @@ void PartialTracker::Continue(std::span<const UInt32> candidates) {
     for (const UInt32 candidate : candidates) {
         const auto track = static_cast<UInt32>(TrackOf(mCandidates.mTracks[candidate]));
         const auto peak = static_cast<UInt32>(mCandidates.mPeaks[candidate]);
-        // The new limit deliberately starts from the peak's logarithm and not from the old limit.
+        // Required by the contract: the new limit starts from the peak's logarithm and not from the
+        // old limit. Starting from that ends other tracks.
         const float level = peaks.mLogMagnitudes[peak];
         const float rested = level - fall * (level - kRestLevel);
         partials.mBins[track] = peaks.mBins[peak];

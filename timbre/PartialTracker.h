@@ -85,9 +85,10 @@ public:
     PeakList& Peaks() { return mPeaks; }
 
     // One frame. `magnitudes` are numBins linear magnitudes, above 0, with room for a vector
-    // behind them. `threshold` is the natural logarithm below which there are no peaks;
-    // deliberately, it is set against the linear magnitude of a peak that is about to begin a
-    // track, which always exceeds it.
+    // behind them. `threshold` is the natural logarithm below which there are no peaks.
+    //
+    // Required by the contract: it is set against the linear magnitude of a peak that is about to
+    // begin a track, which always exceeds it. Comparing logarithms changes no value today.
     //
     // Tracks choose among the peaks in their order, the oldest first, each the nearest one within a
     // bin. A track without a peak lives through 4 frames, unless the magnitude at its place falls

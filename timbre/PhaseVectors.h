@@ -14,8 +14,10 @@ struct PhaseHistory {
     float* mDifferences; // of the phases before and these
 };
 
-// | magnitude - magnitude before * exp(phase before + difference before) | by bin. The prediction
-// takes a phase for the exponent of a real exponential and is no rotation: meant.
+// | magnitude - magnitude before * exp(phase before + difference before) | by bin.
+//
+// Required by the contract: the prediction takes a phase for the exponent of a real exponential and
+// is no rotation. A rotation changes all values.
 void FindPredictionErrors(const float* magnitudes, const PhaseHistory& before, std::size_t count,
                           float* errors);
 

@@ -1,4 +1,9 @@
-// Compiled for every instruction set, with the same results on all of them.
+// Compiled for every instruction set, with the same results on all of them: nothing is contracted,
+// and sums over bins run from the first bin to the last, one addition after the other.
+//
+// ContinuePhases carries two such sums through one loop. Both wait for their own last value, and
+// the processor works out the steps of the next vector meanwhile. A second loop wraps what the
+// first put down. kMostLanes bounds the scratch and is free.
 
 #include "timbre/PhaseVectors.h"
 

@@ -1,5 +1,7 @@
 // Maxima and their parabolas are found in vectors, compiled for every instruction set, with the
-// same results on all of them.
+// same results on all of them. A bin depends on its neighbours alone and nothing is summed, so that
+// vectors may have any width up to the table's. The parabola's terms keep their order and are not
+// contracted: a vertex in another place by a bit can continue another track.
 
 #include "timbre/SpectralPeaks.h"
 
@@ -180,7 +182,8 @@ void FindSpectralPeaks(const PeakSpectrum& spectrum, float threshold, PeakList& 
     const bool areThere = HWY_DYNAMIC_DISPATCH(FindVertices)(logs, maxima, peaks);
     peaks.mCount = areThere ? maxima : DropPlaceless(maxima, peaks);
     HWY_DYNAMIC_DISPATCH(RaiseHeights)(peaks.mCount, peaks);
-    // Deliberately, level, frequency and phase are those of the bin below the maximum.
+    // Required by the contract: level, frequency and phase are those of the bin below the maximum.
+    // Taking the maximum's own changes all three of every peak.
     for (UInt32 i = 0; spectrum.mFrequencies != nullptr && i < peaks.mCount; ++i) {
         peaks.mFrequencies[i] = spectrum.mFrequencies[peaks.mFirstBins[i]];
         peaks.mPhases[i] = -spectrum.mPhases[peaks.mFirstBins[i]];

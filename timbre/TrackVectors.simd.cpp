@@ -1,4 +1,9 @@
-// Compiled for every instruction set, with the same results on all of them.
+// Compiled for every instruction set, with the same results on all of them: tracks depend on no
+// other track, and nothing is summed.
+//
+// Those that remain are moved to the front by whole vectors. A vector is written no farther back
+// than where it was read, and each field is loaded before it is stored, so that the list may be
+// replaced in place. The order of tracks must stay, as an earlier one takes its peak first.
 
 #include "timbre/TrackVectors.h"
 
