@@ -19,9 +19,10 @@ struct SoundCheckBlock {
 
 // Slot 12: a loudness figure for volume normalization, over a sound-check analyzer.
 //
-// The analyzer is handed a description of audio that is not interleaved, with the sample rate where
-// the number of channels belongs, as meant. It refuses that: every reset prints so, every push and
-// the end return the refusal's status, -50, and no block is delivered.
+// Required by the contract: the analyzer is handed a description of audio that is not interleaved,
+// with the sample rate where the number of channels belongs. It refuses that: every reset prints
+// so, every push and the end return the refusal's status, -50, and no block is delivered. With a
+// right description clients receive results of a key that has none.
 //
 // With an analyzer that works, a block per channel goes out after each push and at the end. The
 // loudness is 0 until then.

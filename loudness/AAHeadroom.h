@@ -14,8 +14,10 @@ public:
     // fit 32 bits. Ends with Initialize. Raises std::bad_alloc.
     AAHeadroom(UInt32 channels, UInt32 histogramBins, float minValue, float maxValue);
 
-    // Starts the count of samples again, 0. The histograms keep what they have counted: that is
-    // meant, and only a new object is empty.
+    // Starts the count of samples again, 0.
+    //
+    // Required by the contract: the histograms keep what they have counted, and only a new object
+    // is empty. Clearing them changes the headroom of every stream after a reset.
     SInt32 Initialize();
 
     // Counts `count` samples of a channel. Values beyond the range count in the outermost bins,
@@ -27,9 +29,11 @@ public:
 
     // Takes bins away from both ends of the histogram in step until together they held 0.025% of
     // `sampleCount`. One minus the magnitude of the edge that is reached is `headroom`, a linear
-    // fraction of full scale. The edge is the one on the negative side, as meant, even when the
-    // positive side is louder. `found` becomes true. Both have room for `channels`, which is at
+    // fraction of full scale. `found` becomes true. Both have room for `channels`, which is at
     // most that of the object.
+    //
+    // Required by the contract: the edge is the one on the negative side, even when the positive
+    // side is louder. The louder edge changes the values of asymmetric audio.
     void FindHeadRoom(long sampleCount, UInt32 channels, bool* found, float* headroom) const;
 
     // How often a bin of a channel was counted.

@@ -79,10 +79,12 @@ void AAHistogram::EstimateSpectralRange(UInt32 frameSize, UInt32 channels, float
     }
 }
 
-// The percentiles of one frequency bin; in spite of the name no mean is formed. A histogram bin
-// belongs to the running sum that it is compared with, so that each index is that of the last bin
-// before the sum reaches its share: one below the bin that holds the percentile, as meant. The
-// topmost histogram bin takes no part: a level at or above the top is out of the measurement.
+// The percentiles of one frequency bin; no mean is formed. The topmost histogram bin takes no part:
+// a level at or above the top is out of the measurement.
+//
+// Required by the contract: a histogram bin belongs to the running sum that it is compared with, so
+// that each index is that of the last bin before the sum reaches its share, one below the bin that
+// holds the percentile. The bin itself changes all values.
 void AAHistogram::GetMeanAndPercentile(Channel& channel, UInt32 frequencyBin) const {
     const double* const counts = channel.counts.data() + std::size_t{frequencyBin} * mLevels;
     const UInt32 levels = mLevels - 1;
@@ -117,8 +119,9 @@ void AAHistogram::MedianFilter(Channel& channel) const {
         const UInt32 start = std::max(i, kMedianLength / 2) - kMedianLength / 2;
         const UInt32 length = std::min(mFrequencyBins - start, kMedianLength);
         const SInt32 median = GetMedian(channel.medianIndex.data() + start, length);
-        // A histogram index is held to the number of frequency bins, which is meant: only with
-        // fewer of those than of histogram bins can it get there. Below the lowest edge is none.
+        // Required by the contract: a histogram index is compared with the number of frequency
+        // bins. It can get there only where those are fewer than the histogram bins, and there the
+        // number of histogram bins changes values. Below the lowest edge is none.
         channel.medianSpectrum[i] = median >= lastFrequencyBin && median > 0
                                         ? mBinEdges[static_cast<UInt32>(median - 1)] + halfWidth
                                         : mBinEdges[static_cast<UInt32>(median)] - halfWidth;

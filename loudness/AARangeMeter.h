@@ -30,9 +30,11 @@ public:
     // recording when it is one. -3873 for a null list. Allocates nothing.
     SInt32 PushAudio(AudioBufferList* list, UInt32 frames) override;
 
-    // The reset. What it leaves is meant: the histograms of sample values keep their counts, while
-    // the number of samples starts again, and the last 512 samples of the stream before are the
-    // first half of the first frame of the next.
+    // The reset.
+    //
+    // Required by the contract: the histograms of sample values keep their counts, while the number
+    // of samples starts again, and the last 512 samples of the stream before are the first half of
+    // the first frame of the next. A full reset changes the values of every stream after it.
     SInt32 ReadyAnalysis() override;
 
     // Delivers the figures of everything up to now, any number of times: one block for each

@@ -3,13 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include <CoreAudio/CoreAudioTypes.h>
+
 namespace qel::core {
-
-namespace {
-
-constexpr SInt32 kParamErr = -50;
-
-} // namespace
 
 BlockBufferer::BlockBufferer(Callback callback, void* clientData, UInt32 blockSize)
     : mCallback(callback), mClientData(clientData), mBlockSize(blockSize),
@@ -17,7 +13,7 @@ BlockBufferer::BlockBufferer(Callback callback, void* clientData, UInt32 blockSi
 
 SInt32 BlockBufferer::AddInput(const unsigned char* source, unsigned int byteCount) {
     if (mBlockSize == 0 || (source == nullptr && byteCount != 0))
-        return kParamErr;
+        return kAudio_ParamError;
 
     if (mBytesHeld != 0) {
         const UInt32 taken = std::min(mBlockSize - mBytesHeld, byteCount);

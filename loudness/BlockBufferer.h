@@ -24,9 +24,11 @@ public:
     // Takes `byteCount` bytes, which are not needed after the call.
     //
     // Returns 0; the callback's status, if not 0, at once; -50 for a block size of 0, and for a
-    // null source with a count. After a status of the callback the rest of the piece is lost, and
-    // if a kept block was handed on in this call, taken or not, the next call hands it on again
-    // before all else, as meant.
+    // null source with a count. After a status of the callback the rest of the piece is lost.
+    //
+    // Required by the contract: if a kept block was handed on in the call that ended so, taken or
+    // not, the next call hands it on again before all else. Dropping it changes the values after a
+    // failure.
     SInt32 AddInput(const unsigned char* source, unsigned int byteCount);
 
 private:

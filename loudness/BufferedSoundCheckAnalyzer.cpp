@@ -57,7 +57,7 @@ OSStatus BufferedSoundCheckAnalyzer::StartWith(const CAStreamBasicDescription& f
 OSStatus BufferedSoundCheckAnalyzer::Start(const CAStreamBasicDescription& format,
                                            const AudioChannelLayout* layout,
                                            const void* magicCookie, unsigned int cookieSize) {
-    mStartStatus = kNormalizationParamErr;
+    mStartStatus = kAudio_ParamError;
     DisposeConverter();
     mConversionBuffer.free();
     mBlockBufferer.free();
@@ -70,7 +70,7 @@ OSStatus BufferedSoundCheckAnalyzer::ProcessBuffer(UInt32 frames, const AudioBuf
     if (mStartStatus != 0)
         return mStartStatus;
     if (list.mNumberBuffers == 0 || (list.mBuffers[0].mData == nullptr && frames != 0))
-        return kNormalizationParamErr;
+        return kAudio_ParamError;
     if (mConverter == nullptr)
         return ProcessFloats(frames, list.mBuffers[0].mData);
     mPendingPackets = frames;
@@ -133,7 +133,7 @@ OSStatus BufferedSoundCheckAnalyzer::ProcessFloats(UInt32 frames, const void* da
         return mStartStatus;
     const UInt64 bytes = UInt64{frames} * mFormat.mBytesPerFrame;
     if (bytes > std::numeric_limits<UInt32>::max())
-        return kNormalizationParamErr;
+        return kAudio_ParamError;
     return mBlockBufferer->AddInput(static_cast<const unsigned char*>(data),
                                     static_cast<UInt32>(bytes));
 }

@@ -36,8 +36,9 @@ public:
     // Takes `frames` frames, for compressed audio packets, of the format given to Start: the first
     // buffer of the list. `descriptions`, for packets of variable size, may be null.
     //
-    // With a converter, only its statuses are returned: where the analysis fails, the converter's
-    // status of that moment ends the call, 0 included, as meant.
+    // Required by the contract: with a converter, only its statuses are returned. Where the
+    // analysis fails, the converter's status of that moment ends the call, 0 included. Handing out
+    // the analysis's status makes calls fail that succeed today.
     //
     // Returns 0; -50 before Start, for a list without buffers and for frames without data; a status
     // of Start or of the converter. Raises std::bad_alloc on the first call with a converter.
@@ -76,7 +77,7 @@ private:
     void DropInput();
     void DisposeConverter();
 
-    OSStatus mStartStatus = kNormalizationParamErr;
+    OSStatus mStartStatus = kAudio_ParamError;
     AudioConverterRef mConverter = nullptr; // owned; null if the format needs none
     CAAutoFree<unsigned char> mConversionBuffer;
     UInt32 mPendingPackets = 0; // offered to the converter and not yet taken

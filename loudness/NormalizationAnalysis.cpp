@@ -119,9 +119,9 @@ OSStatus NormalizationProcessStereoVector(NormalizationData* data, const float* 
 OSStatus NormalizationProcessFloats(NormalizationData* data, const float* samples, UInt32 channels,
                                     UInt32 timeMilliseconds) {
     if (data == nullptr || samples == nullptr)
-        return kNormalizationParamErr;
+        return kAudio_ParamError;
     if (channels != 1 && channels != kMaxNormalizationChannels)
-        return kNormalizationParamErr;
+        return kAudio_ParamError;
     const bool aligned = reinterpret_cast<std::uintptr_t>(samples) % kVectorBytes == 0;
     if (data->useVectorUnit != 0 && channels == 2 && aligned)
         return NormalizationProcessStereoVector(data, samples, timeMilliseconds);

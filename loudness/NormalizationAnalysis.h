@@ -8,11 +8,13 @@ namespace qel::core {
 
 // Takes in one channel's excerpt.
 //
-// real, imag        its spectrum, doubled, with the Nyquist term in imag[0], which band 0 counts
-//                   with the DC term, as meant
+// real, imag        its spectrum, doubled, with the Nyquist term in imag[0]
 // peakValue         its highest sample, on the scale of 16-bit samples
 // channel           0 or 1
 // timeMilliseconds  where it lies
+//
+// Required by the contract: band 0 counts the Nyquist term with the DC term. Leaving it out changes
+// all values.
 void NormalizationAnalysis(NormalizationData* data, const float* real, const float* imag,
                            SInt32 peakValue, UInt32 channel, UInt32 timeMilliseconds);
 

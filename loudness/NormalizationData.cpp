@@ -25,14 +25,14 @@ void Clear(T (&values)[size]) {
 
 OSStatus NormalizationOpen(UInt32 sampleRate, UInt32 channels, NormalizationData** outData) {
     if (outData == nullptr)
-        return kNormalizationParamErr;
+        return kAudio_ParamError;
     *outData = nullptr;
     if (!IsChannelCount(channels))
-        return kNormalizationParamErr;
+        return kAudio_ParamError;
 
     std::unique_ptr<NormalizationData> data(new (std::nothrow) NormalizationData());
     if (data == nullptr)
-        return kNormalizationMemFullErr;
+        return kAudio_MemFullError;
     AudioFFTContext* fft = nullptr;
     if (const OSStatus status = CreateAudioFFT(kLog2ExcerptFrames, &fft); status != 0)
         return status;
@@ -50,14 +50,14 @@ OSStatus NormalizationOpen(UInt32 sampleRate, UInt32 channels, NormalizationData
 
 OSStatus NormalizationClose(NormalizationData* data) {
     if (data == nullptr)
-        return kNormalizationParamErr;
+        return kAudio_ParamError;
     delete data;
     return 0;
 }
 
 OSStatus NormalizationReset(NormalizationData* data, UInt32 sampleRate, UInt32 channels) {
     if (data == nullptr || !IsChannelCount(channels))
-        return kNormalizationParamErr;
+        return kAudio_ParamError;
     data->sampleRate = sampleRate;
     data->channels = channels;
     ComputeCriticalBands(sampleRate, data->bands);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <CoreAudio/CoreAudioTypes.h>
 #include <MacTypes.h>
 
 #include <cstddef>
@@ -21,9 +22,6 @@ namespace qel::core {
 // One thread at a time per record. Nothing is allocated after NormalizationOpen.
 //
 // Statuses: 0 for success, -50 for a bad parameter, -108 for exhausted memory.
-
-inline constexpr OSStatus kNormalizationParamErr = -50;
-inline constexpr OSStatus kNormalizationMemFullErr = -108;
 
 inline constexpr std::size_t kExcerptFrames = 1024;
 inline constexpr std::size_t kMaxNormalizationChannels = 2;
@@ -70,7 +68,10 @@ OSStatus NormalizationOpen(UInt32 sampleRate, UInt32 channels, NormalizationData
 // Gives a record back. Returns 0; -50 for null.
 OSStatus NormalizationClose(NormalizationData* data);
 
-// Starts a new track. The results of NormalizationCreateStats stay until its next call, as meant.
+// Starts a new track.
+//
+// Required by the contract: the results of NormalizationCreateStats stay until its next call.
+// Clearing them here takes the last track's results from whoever reads them after the reset.
 //
 // Returns 0; -50 for a null record or channels other than 1 or 2, with nothing changed.
 OSStatus NormalizationReset(NormalizationData* data, UInt32 sampleRate, UInt32 channels);

@@ -26,7 +26,7 @@ SoundCheckAnalyzer::~SoundCheckAnalyzer() {
 OSStatus SoundCheckAnalyzer::Start(const AudioStreamBasicDescription* format,
                                    const AudioChannelLayout*) {
     if (format == nullptr || !IsTaken(*format))
-        return kNormalizationParamErr;
+        return kAudio_ParamError;
     mFormat = *format;
     mMillisecondsPerFrame = kMillisecondsPerSecond / format->mSampleRate;
     mFramesProcessed = 0;
@@ -38,7 +38,7 @@ OSStatus SoundCheckAnalyzer::Start(const AudioStreamBasicDescription* format,
 
 OSStatus SoundCheckAnalyzer::Process(UInt32 frames, const float* samples) {
     if (frames % kFramesPerStep != 0)
-        return kNormalizationParamErr;
+        return kAudio_ParamError;
     for (std::size_t i = 0; i < frames; i += kFramesPerStep) {
         const double milliseconds = mMillisecondsPerFrame * static_cast<double>(mFramesProcessed);
         const OSStatus status =
@@ -53,9 +53,9 @@ OSStatus SoundCheckAnalyzer::Process(UInt32 frames, const float* samples) {
 
 OSStatus SoundCheckAnalyzer::Process(UInt32 frames, const AudioBufferList* bufferList) {
     if (frames % kFramesPerStep != 0)
-        return kNormalizationParamErr;
+        return kAudio_ParamError;
     if (bufferList == nullptr || bufferList->mNumberBuffers != 1)
-        return kNormalizationParamErr;
+        return kAudio_ParamError;
     return Process(frames, static_cast<const float*>(bufferList->mBuffers[0].mData));
 }
 

@@ -35,9 +35,11 @@ public:
     // Returns 0; -50 for null or another format, with nothing stored; -108.
     OSStatus Start(const AudioStreamBasicDescription* format, const AudioChannelLayout* layout);
 
-    // Takes `frames` frames, a multiple of 32768, at the address of a float. The excerpts' places
-    // count floats, not frames, as meant: in one call over several steps of stereo they lie 16384
-    // frames apart and in the first half of the run, while their times go on by 32768 frames.
+    // Takes `frames` frames, a multiple of 32768, at the address of a float.
+    //
+    // Required by the contract: the excerpts' places count floats, not frames. In one call over
+    // several steps of stereo they lie 16384 frames apart and in the first half of the run, while
+    // their times go on by 32768 frames. Counting frames changes all stereo values.
     //
     // Returns 0; -50 for another number of frames, with nothing changed, and for frames without a
     // Start or without samples.
