@@ -13,8 +13,10 @@ namespace qel::core {
 //
 // When frames have fallen out, the peculiarity of Fetch shows: with `head` frames gone, the frames
 // that are left begin `head` bytes into the list, bytes of 0 before them, and what does not fit its
-// room is cut off. That puts floats together from the bytes of two, which is meant. Frames behind
-// the room of the list are not there at all.
+// room is cut off. Frames beyond the room of the list are not there at all.
+//
+// Required by the contract: floats are so put together from the bytes of two. Counting `head` in
+// frames changes all values of streams of which frames have fallen out.
 //
 // One thread at a time; nobody may store into the ring meanwhile.
 class AAReassignedFrames {

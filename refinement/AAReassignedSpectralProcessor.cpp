@@ -155,9 +155,11 @@ void AAReassignedSpectralProcessor::MakeDifferenceWindows() {
     MakeDerivativeWindow();
 }
 
-// The window's spectrum times a ramp over frequency, transformed back. As meant, the spectrum's
-// upper half mirrors the lower one without conjugation, its middle is 0, the ramp stands half a bin
-// beside the bins, and only the imaginary part of the result is taken.
+// The window's spectrum times a ramp over frequency, transformed back.
+//
+// Required by the contract: the spectrum's upper half mirrors the lower one without conjugation,
+// its middle is 0, the ramp stands half a bin beside the bins, and only the imaginary part of the
+// result is taken. The true derivative of the window changes all frequencies.
 void AAReassignedSpectralProcessor::MakeDerivativeWindow() {
     const UInt32 log2Size = Log2Ceil(mFFTSize);
     const std::size_t size = std::size_t{1} << log2Size;

@@ -18,9 +18,12 @@ namespace qel::core {
 //   k - Im(S2 conj(S0)) / |S0|^2      is the channelized instantaneous frequency (CIF), in bins;
 //   c + Re(S1 conj(S0)) / |S0|^2 / N  is the local group delay (LGD), in frames.
 //
-// The correction of the time is a fraction of a frame's length, though frames may follow each other
-// in less: as meant, it is taken as a fraction of a hop all the same. Nothing guards an S0 of 0: a
-// bin without energy has neither frequency nor time, and so both are NaN.
+// Required by the contract:
+//
+//   - The correction of the time is a fraction of a frame's length, and is taken as a fraction of a
+//     hop all the same. Scaling it to hops changes all times.
+//   - Nothing guards an S0 of 0: a bin without energy has neither frequency nor time, and both are
+//     NaN. Clients tell such bins by that.
 //
 //   1. Construct.
 //   2. SetSpectralFunction.
@@ -83,8 +86,10 @@ private:
     const SpectralAndAudioBufferList* mTimeRampSpectrum = nullptr;
 };
 
-// Takes the doubling out of a packed spectrum of `count` bins, in place. As meant, the Nyquist term
-// goes with it, and so does the imaginary part of the last bin.
+// Takes the doubling out of a packed spectrum of `count` bins, in place.
+//
+// Required by the contract: the Nyquist term goes with it, and so does the imaginary part of the
+// last bin. Keeping them changes the values of the first and the last bin.
 void FixSpectrum(DSPSplitComplex split, UInt32 count);
 
 // The spectral callbacks of the two inner processors; `refCon` is the

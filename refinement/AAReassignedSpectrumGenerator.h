@@ -24,7 +24,10 @@ public:
 
     // Delivers all frames since the last reset, in an array of channels times frames blocks, of
     // which only number c times frames is filled: it points at all frames of channel c and tells
-    // the size of one. The others are empty, which is meant.
+    // the size of one.
+    //
+    // Required by the contract: the other blocks are empty. Clients find a channel at c times
+    // frames.
     SInt32 ProcessFinal(UInt8 flush) override;
 
     // Stores what the processor found in a frame.
