@@ -88,7 +88,8 @@ SInt32 AAAudioAnalyzer::AudioAnalysisGetProperty(UInt32 propertyID, const void* 
     case kQelAnalysisProperty_ChannelLayout:
     case kQelAnalysisProperty_MaxFrames:
     case kQelAnalysisProperty_Keys:
-        // The value is not handed out: the client knows what it passed in. That is meant.
+        // Required by the contract: the value is not handed out. A client's memory would be written
+        // that stays untouched today.
         break;
     case kQelAnalysisProperty_MetaDataForKey:
         status = GetMetaDataForKey(name, outData);
@@ -183,7 +184,8 @@ void AAAudioAnalyzer::AllocateBuffers() {
         if (route != nullptr && route->createsGenerator)
             CreateGeneratorForRoute(*route, setup);
         QelAAAnalysisBase* generator = GetAnalyzerForKey(key);
-        // The first key that leads nowhere ends the list, without a report. That is meant.
+        // Required by the contract: the first key that leads nowhere ends the list, without a
+        // report. Clients that pass such a list would receive results of the keys after it.
         if (generator == nullptr)
             return;
         generator->SetComputeProperty(mKeys);
