@@ -78,6 +78,8 @@ AudioDecoder::AudioDecoder(const std::string& path, Cancellation cancellation)
     }
     const AVCodecParameters& parameters = *mFile.Stream().codecpar;
     mIsLossless = IsLossless(parameters.codec_id);
+    mCountsSamples = mIsLossless || mFile.TimesCountSamples();
+    mPackets.emplace(parameters.codec_id);
     if (parameters.codec_id == AV_CODEC_ID_FLAC) {
         mFlac.emplace(mFile.OwnFlacHeader());
     }
@@ -128,7 +130,8 @@ bool AudioDecoder::DecodeFrame() {
             mFlac->AddFrame(*mFrame);
         }
         mDecodedFrames += mFrame->nb_samples;
-        mPacketFrames += mIsLossless ? mFrame->nb_samples : 0;
+        mPacketFrames += mCountsSamples ? mFrame->nb_samples : 0;
+        mYieldedFrames += mFrame->nb_samples;
         mLongestFrame = std::max<std::int64_t>(mLongestFrame, mFrame->nb_samples);
         const FrameTrimmer::Kept kept = mTrimmer.Trim(mFrame->nb_samples, tail);
         mSamples.Convert(*mFrame, static_cast<std::size_t>(kept.first),
@@ -160,7 +163,11 @@ bool AudioDecoder::ReceiveFrame() {
 }
 
 void AudioDecoder::FeedPacket() {
+    CheckYield();
     if (!mFile.ReadPacket(*mPacket)) {
+        if (mFile.ReadFailed()) {
+            CountDamage();
+        }
         mDraining = true;
         avcodec_send_packet(mCodec.get(), nullptr);
         return;
@@ -172,10 +179,23 @@ void AudioDecoder::FeedPacket() {
     // A packet without bytes carries news for a player and no audio.
     const bool isRefused =
         mPacket->size > 0 && avcodec_send_packet(mCodec.get(), mPacket.get()) < 0;
-    if (isRefused || mFile.IsDamaged(*mPacket)) {
+    const bool lacksBytes =
+        mPackets->IsDamaged({mPacket->data, static_cast<std::size_t>(mPacket->size)});
+    const bool isDamaged = isRefused || lacksBytes || mFile.IsDamaged(*mPacket);
+    if (isDamaged) {
         CountDamage();
     }
+    mDueFrames = isDamaged || mDecodedFrames == 0 ? 0 : mFile.LeastFrames(*mPacket, mRateHz);
     av_packet_unref(mPacket.get());
+}
+
+// A decoder may take a packet and make nothing, or too little of it: one that was erased.
+void AudioDecoder::CheckYield() {
+    if (mYieldedFrames < mDueFrames) {
+        CountDamage();
+    }
+    mYieldedFrames = 0;
+    mDueFrames = 0;
 }
 
 // A packet that was lost on the way here is one that is damaged.
@@ -190,9 +210,9 @@ void AudioDecoder::CheckTime() {
     const AVStream& stream = mFile.Stream();
     // What came of a lossless packet is counted as it comes; a lossy decoder may be ahead or
     // behind.
-    mPacketFrames = mIsLossless ? 0
-                                : av_rescale_q(mPacket->duration, stream.time_base,
-                                               AVRational{1, stream.codecpar->sample_rate});
+    mPacketFrames = mCountsSamples ? 0
+                                   : av_rescale_q(mPacket->duration, stream.time_base,
+                                                  AVRational{1, stream.codecpar->sample_rate});
 }
 
 void AudioDecoder::CountDamage() {
@@ -210,8 +230,9 @@ void AudioDecoder::AcceptFormat() {
             throw Error(Fault::Damaged, "its audio states no sample rate or no channels");
         }
         mPresentedFrames = mFile.PresentedFrames(mRateHz);
-        if (mPresentedFrames) {
-            mTrimmer.SetEnd(*mPresentedFrames);
+        const auto end = mPresentedFrames ? mPresentedFrames : mFile.StatedEnd(mRateHz);
+        if (end) {
+            mTrimmer.SetEnd(*end);
         }
         return;
     }
@@ -265,6 +286,7 @@ void AudioDecoder::CheckEnd() {
     }
     mIsAtEnd = true;
     mDamagedPackets += mFile.LostPackets();
+    mMayBeCut = mFile.LacksEndMark();
     CheckLength();
     if (mIsLossless) {
         CheckLossless();
@@ -326,6 +348,10 @@ Report AudioDecoder::Report() const {
             {fmt::format("{} {} left out", Packets("damaged packet", mDamagedPackets),
                          mDamagedPackets == 1 ? "was" : "were"),
              mDamagedPackets});
+    }
+    if (mMayBeCut) {
+        report.warnings.push_back(
+            {"its end is not marked as the end, so that it may have been cut", 1});
     }
     return report;
 }

@@ -6,6 +6,7 @@
 #include "media/SampleConverter.h"
 #include "media/checks/FlacCheck.h"
 #include "media/checks/PacketClock.h"
+#include "media/checks/PacketFrames.h"
 
 #include <QelMedia.hpp>
 
@@ -68,6 +69,7 @@ private:
     void AcceptFormat();
     std::int64_t TailOfFrame();
     void CheckTime();
+    void CheckYield();
     void CountDamage();
     void CheckEnd();
     void CheckLength() const;
@@ -87,10 +89,15 @@ private:
     std::optional<std::int64_t> mPresentedFrames;
     std::optional<FlacCheck> mFlac;
     std::optional<PacketClock> mClock;
-    std::int64_t mPacketFrames = 0; // how much audio the packet at hand held
+    std::optional<PacketFrames> mPackets;
+    std::int64_t mPacketFrames = 0;  // how much audio the packet at hand held
+    std::int64_t mDueFrames = 0;     // how much must come out of it
+    std::int64_t mYieldedFrames = 0; // how much did
     std::int64_t mDamagedPackets = 0;
     std::int64_t mFramesBeforeDamage = 0;
     bool mIsLossless = false;
+    bool mCountsSamples = false; // for the clock, in place of the durations of packets
+    bool mMayBeCut = false;
     bool mDraining = false;
     bool mIsAtEnd = false;
 };

@@ -3,9 +3,12 @@
 #include "media/MediaFormats.h"
 #include "media/checks/ChunkLength.h"
 #include "media/checks/EbmlLength.h"
+#include "media/checks/FlvTags.h"
 #include "media/checks/MovieTiming.h"
 #include "media/checks/OggEnding.h"
 #include "media/checks/OggPages.h"
+#include "media/checks/StatedSize.h"
+#include "media/checks/TsPackets.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -156,7 +159,8 @@ MediaFile::MediaFile(const std::string& path, Cancellation cancellation)
 }
 
 bool MediaFile::ReadPacket(AVPacket& packet) {
-    while (av_read_frame(mContext.get(), &packet) >= 0) {
+    int status = 0;
+    while ((status = av_read_frame(mContext.get(), &packet)) >= 0) {
         if (packet.stream_index == mStream->index) {
             ++mPackets;
             if (packet.pts != AV_NOPTS_VALUE && packet.duration >= 0) {
@@ -167,6 +171,8 @@ bool MediaFile::ReadPacket(AVPacket& packet) {
         av_packet_unref(&packet);
     }
     mCancellation.Check(); // reads fail when it is requested
+    // Some readers call a short last packet an error.
+    mReadFailed = status != AVERROR_EOF && avio_feof(mContext->pb) == 0;
     return false;
 }
 
@@ -248,6 +254,34 @@ bool MediaFile::HasPacketTimes() const {
            ContainerName() != "mov";
 }
 
+bool MediaFile::TimesCountSamples() const {
+    const AVCodecParameters& parameters = *mStream->codecpar;
+    if (ContainerName() == "ogg") { // its times are those of pages
+        return false;
+    }
+    // Vorbis has blocks of two lengths, of which the shorter is below the accuracy of a clock that
+    // does not count samples.
+    const bool isExact =
+        mStream->time_base.num == 1 && mStream->time_base.den == parameters.sample_rate;
+    return parameters.codec_id == AV_CODEC_ID_OPUS ||
+           (parameters.codec_id == AV_CODEC_ID_VORBIS && isExact);
+}
+
+std::int64_t MediaFile::LeastFrames(const AVPacket& packet, int rateHz) const {
+    const AVCodecID codec = mStream->codecpar->codec_id;
+    const std::string container = ContainerName();
+    if (packet.size == 0 || container == "ogg") { // where headers may stand between packets
+        return 0;
+    }
+    if (codec == AV_CODEC_ID_OPUS && container == "mov") {
+        return av_rescale_q(packet.duration, mStream->time_base, AVRational{1, rateHz});
+    }
+    constexpr AVCodecID kAtOnce[] = {AV_CODEC_ID_MP1,  AV_CODEC_ID_MP2,       AV_CODEC_ID_MP3,
+                                     AV_CODEC_ID_AC3,  AV_CODEC_ID_EAC3,      AV_CODEC_ID_AAC,
+                                     AV_CODEC_ID_OPUS, AV_CODEC_ID_NELLYMOSER};
+    return std::find(std::begin(kAtOnce), std::end(kAtOnce), codec) != std::end(kAtOnce) ? 1 : 0;
+}
+
 bool MediaFile::IsDamaged(const AVPacket& packet) const {
     // Elsewhere FFmpeg reads blocks of a size of its own, and marks the last one as cut short.
     constexpr const char* kWithPackets = "adx,asf,codec2,flv,mpegts,nut,rm,swf,tta,wsaud,wv";
@@ -257,11 +291,15 @@ bool MediaFile::IsDamaged(const AVPacket& packet) const {
 }
 
 std::int64_t MediaFile::LostPackets() const {
-    if (ContainerName() != "ogg") {
-        return 0;
-    }
     std::ifstream file(mPath, std::ios::binary);
-    return CountDamagedOggPages(file);
+    const std::string container = ContainerName();
+    if (container == "ogg") {
+        return CountDamagedOggPages(file);
+    }
+    if (container == "mpegts") {
+        return CountTsGaps(file, mStream->id);
+    }
+    return container == "flv" && FlvTagIsBroken(file) ? 1 : 0;
 }
 
 std::span<const std::uint8_t> MediaFile::OwnFlacHeader() const {
@@ -278,7 +316,20 @@ bool MediaFile::EndsEarly() const {
     if (container == "ogg") {
         return OggIsTruncated(file);
     }
-    return container == "matroska" ? MatroskaIsCut(file) : AudioChunkIsCut(file);
+    return container == "matroska" ? MatroskaIsCut(file)
+                                   : AudioChunkIsCut(file) || StatedSizeIsCut(file, container);
+}
+
+bool MediaFile::LacksEndMark() const {
+    std::ifstream file(mPath, std::ios::binary);
+    return ContainerName() == "ogg" && OggLacksEnd(file);
+}
+
+std::optional<std::int64_t> MediaFile::StatedEnd(int rateHz) const {
+    constexpr const char* kWithSamplesAlone = "apm,au,sox";
+    return av_match_list(mContext->iformat->name, kWithSamplesAlone, ',') > 0
+               ? DeclaredFrames(rateHz)
+               : std::nullopt;
 }
 
 std::optional<std::int64_t> MediaFile::PresentedFrames(int rateHz) const {

@@ -29,6 +29,9 @@ public:
     // cancelled.
     bool ReadPacket(AVPacket& packet);
 
+    // Whether the packets ended with an error and not with the file.
+    bool ReadFailed() const { return mReadFailed; }
+
     const AVStream& Stream() const { return *mStream; }
 
     // Short name of the container, as FFmpeg has it ("wav", "ogg", "mov").
@@ -57,6 +60,14 @@ public:
     // jump.
     bool HasPacketTimes() const;
 
+    // Whether the time between two packets is what the decoder yields for the first one, so that
+    // the samples themselves can be held against it. Elsewhere a decoder may be ahead or behind.
+    bool TimesCountSamples() const;
+
+    // How many frames must come out of this packet at once: what the container states where that
+    // is exact, 1 for codecs that keep nothing back, 0 for others.
+    std::int64_t LeastFrames(const AVPacket& packet, int rateHz) const;
+
     // Whether the container knows this packet to be damaged or cut short.
     bool IsDamaged(const AVPacket& packet) const;
 
@@ -69,6 +80,14 @@ public:
 
     // Whether the container tells that the file was cut, where FFmpeg does not see it.
     bool EndsEarly() const;
+
+    // Whether the end of the stream is not marked, as it is in files that were closed: the file was
+    // cut, or it is the recording of a broadcast.
+    bool LacksEndMark() const;
+
+    // Where samples end that are stated in the header of a file without packets, in frames; what
+    // stands after them FFmpeg takes for samples too. Empty where it does not.
+    std::optional<std::int64_t> StatedEnd(int rateHz) const;
 
     // Whether a packet may last shorter than the frame decoded from it, which is how the MP4 family
     // tells where the last frame's audio ends.
@@ -85,6 +104,7 @@ private:
     AVStream* mStream = nullptr;
     std::int64_t mEndTime = 0; // latest end of a packet, in ticks of the stream
     std::int64_t mPackets = 0;
+    bool mReadFailed = false;
 };
 
 } // namespace qel::media

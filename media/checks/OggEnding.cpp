@@ -18,13 +18,13 @@ std::size_t ByteAt(const std::string& bytes, std::size_t position) {
     return static_cast<unsigned char>(bytes[position]);
 }
 
-// Whether the page that begins there needs more bytes than there are.
-bool PageIsCut(const std::string& bytes, std::size_t page) {
-    if (page + kCountPosition >= bytes.size()) {
+// Whether the page that begins with the bytes needs more than there are.
+bool PageIsCut(const std::string& bytes) {
+    if (kCountPosition >= bytes.size()) {
         return true;
     }
-    const std::size_t segments = ByteAt(bytes, page + kCountPosition);
-    const std::size_t table = page + kCountPosition + 1;
+    const std::size_t segments = ByteAt(bytes, kCountPosition);
+    const std::size_t table = kCountPosition + 1;
     if (table + segments > bytes.size()) {
         return true;
     }
@@ -35,20 +35,32 @@ bool PageIsCut(const std::string& bytes, std::size_t page) {
     return end > bytes.size();
 }
 
-} // namespace
-
-bool OggIsTruncated(std::istream& file) {
+// From the mark of the last page on; empty if there is none.
+std::string LastPage(std::istream& file) {
     file.seekg(0, std::ios::end);
     const std::int64_t size = file.tellg();
     if (size <= 0) {
-        return false;
+        return {};
     }
     const std::int64_t tail = std::min(size, kTailBytes);
     std::string bytes(static_cast<std::size_t>(tail), '\0');
     file.seekg(size - tail);
     file.read(bytes.data(), tail);
     const std::size_t page = bytes.rfind(kPageMark);
-    return file && page != std::string::npos && PageIsCut(bytes, page);
+    return file && page != std::string::npos ? bytes.substr(page) : std::string();
+}
+
+} // namespace
+
+bool OggIsTruncated(std::istream& file) {
+    const std::string page = LastPage(file);
+    return !page.empty() && PageIsCut(page);
+}
+
+bool OggLacksEnd(std::istream& file) {
+    constexpr std::size_t kIsLast = 4; // a bit of the flags that follow the mark
+    const std::string page = LastPage(file);
+    return !page.empty() && !PageIsCut(page) && (ByteAt(page, kPageMark.size()) & kIsLast) == 0;
 }
 
 } // namespace qel::media

@@ -1,0 +1,90 @@
+// Damage after which there are fewer or more samples: it is a fault or a warning, or the samples
+// are those of the whole file.
+
+#include "media/AudioDecoder.h"
+#include "tests/helpers/TempDirectory.h"
+#include "tests/media/MediaPairs.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace qel::media {
+namespace {
+
+constexpr std::size_t kFrames = 22050;
+constexpr const char* kMayBeCut = "its end is not marked as the end, so that it may have been cut";
+
+struct Answer {
+    bool isSilent = false;
+    bool mayBeCut = false;
+    std::int64_t frames = 0;
+};
+
+Answer Decode(const std::string& path) {
+    AudioDecoder::SilenceLibrary();
+    Answer answer;
+    try {
+        AudioDecoder decoder(path);
+        std::vector<float> block(4096);
+        const std::vector<float*> planes(decoder.Channels(), block.data());
+        while (const std::size_t count = decoder.Read(planes, block.size())) {
+            answer.frames += static_cast<std::int64_t>(count);
+        }
+        const Report report = decoder.Report();
+        answer.isSilent = report.warnings.empty();
+        for (const Warning& warning : report.warnings) {
+            answer.mayBeCut = answer.mayBeCut || warning.text == kMayBeCut;
+        }
+    } catch (const Error&) {
+        answer.isSilent = false;
+    }
+    return answer;
+}
+
+TEST(DamagedLengthTest, AnOggThatIsCutBetweenTwoPagesIsWarnedOf) {
+    const TempDirectory directory;
+    const std::vector<MediaPair> pairs = MediaPairs({"vorbis.ogg", "flac.ogg", "opus"});
+    EncodePairs(pairs, 100000, directory);
+    for (const MediaPair& pair : pairs) {
+        const std::string whole = ReadFile(directory.File("audio." + pair.name));
+        EXPECT_FALSE(Decode(directory.File("audio." + pair.name)).mayBeCut) << pair.name;
+        const std::string path = directory.File("cut." + pair.name);
+        WriteFile(path, whole.substr(0, whole.rfind("OggS")));
+        EXPECT_TRUE(Decode(path).mayBeCut) << pair.name;
+    }
+}
+
+TEST(DamagedLengthTest, AFrameThatIsCutIsWarnedOf) {
+    const TempDirectory directory;
+    const std::vector<MediaPair> pairs =
+        MediaPairs({"bare.mp3", "mp2", "ac3", "eac3", "aac", "mp2.mpg", "ac3.vob", "mp2.ts",
+                    "aac.ts", "ac3.ts", "opus.ts"});
+    EncodePairs(pairs, kFrames, directory);
+    for (const MediaPair& pair : pairs) {
+        const std::string whole = ReadFile(directory.File("audio." + pair.name));
+        EXPECT_TRUE(Decode(directory.File("audio." + pair.name)).isSilent) << pair.name;
+        const std::string path = directory.File("cut." + pair.name);
+        // Not on the border of a frame, of a transport packet or of a pack of 2048 bytes.
+        WriteFile(path, whole.substr(0, whole.size() / 2 / 2048 * 2048 + 1000));
+        EXPECT_FALSE(Decode(path).isSilent) << pair.name;
+    }
+}
+
+TEST(DamagedLengthTest, ATagAfterSamplesOfAStatedLengthIsNoAudio) {
+    const TempDirectory directory;
+    const std::vector<MediaPair> pairs = MediaPairs({"s16.au", "mulaw.au", "apm"});
+    EncodePairs(pairs, kFrames, directory);
+    for (const MediaPair& pair : pairs) {
+        const std::string path = directory.File("audio." + pair.name);
+        const Answer whole = Decode(path);
+        WriteFile(path, ReadFile(path) + "TAG" + std::string(125, ' '));
+        EXPECT_EQ(Decode(path).frames, whole.frames) << pair.name;
+    }
+}
+
+} // namespace
+} // namespace qel::media
