@@ -156,6 +156,10 @@ MediaFile::MediaFile(const std::string& path, Cancellation cancellation)
         }
     }
     mStream = mContext->streams[index];
+    if (ContainerName() == "sox") {
+        std::ifstream file(path, std::ios::binary);
+        mSoxSamples = SoxSamples(file);
+    }
 }
 
 bool MediaFile::ReadPacket(AVPacket& packet) {
@@ -183,6 +187,10 @@ std::string MediaFile::ContainerName() const {
 }
 
 std::optional<std::int64_t> MediaFile::DeclaredFrames(int rateHz) const {
+    const int channels = mStream->codecpar->ch_layout.nb_channels;
+    if (mSoxSamples > 0 && channels > 0) {
+        return Positive(mSoxSamples / channels);
+    }
     if (mStream->duration == AV_NOPTS_VALUE || mStream->duration <= 0 ||
         mContext->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
         return std::nullopt;

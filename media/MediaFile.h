@@ -104,6 +104,7 @@ private:
     AVStream* mStream = nullptr;
     std::int64_t mEndTime = 0; // latest end of a packet, in ticks of the stream
     std::int64_t mPackets = 0;
+    std::int64_t mSoxSamples = 0; // of all channels, as its header states
     bool mReadFailed = false;
 };
 

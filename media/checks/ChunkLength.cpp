@@ -4,6 +4,7 @@
 #include <array>
 #include <istream>
 #include <limits>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -205,12 +206,22 @@ bool LargeAudioIsCut(ChunkReader& reader, std::int64_t content) {
     return reader.Bytes(12, 4) == "ds64"sv && size > 0 && size > reader.FileEnd() - content;
 }
 
-// A SoX file has but a header, which states its own length and the samples behind it, of 4 bytes.
-bool SoxIsCut(ChunkReader& reader, Order order) {
+// A SoX file has but a header, which states its own length and the samples after it, of 4 bytes.
+struct SoxHeader {
+    std::int64_t begin = 0;
+    std::int64_t samples = 0; // of all channels; 0 if it was never learned
+};
+
+std::optional<SoxHeader> ReadSoxHeader(ChunkReader& reader) {
     constexpr std::int64_t kMost = kAny / 8;
-    const std::int64_t begin = 4 + reader.Number(4, 4, order);
+    const bool isLittle = reader.Bytes(0, 4) == ".SoX"sv;
+    if (!isLittle && reader.Bytes(0, 4) != "XoS."sv) {
+        return std::nullopt;
+    }
+    const Order order = isLittle ? Order::Little : Order::Big;
     const std::int64_t samples = reader.Number(8, 8, order);
-    return samples >= 0 && samples < kMost && begin + 4 * samples > reader.FileEnd();
+    return SoxHeader{.begin = 4 + reader.Number(4, 4, order),
+                     .samples = samples > 0 && samples < kMost ? samples : 0};
 }
 
 // "au" states where its audio begins and how long it is.
@@ -249,12 +260,18 @@ bool AudioChunkIsCut(std::istream& file) {
     if (reader.Bytes(0, 4) == ".snd"sv) {
         return AuIsCut(reader);
     }
-    if (reader.Bytes(0, 4) == ".SoX"sv || reader.Bytes(0, 4) == "XoS."sv) {
-        return SoxIsCut(reader, reader.Bytes(0, 1) == "."sv ? Order::Little : Order::Big);
+    if (const auto sox = ReadSoxHeader(reader)) {
+        return sox->begin + 4 * sox->samples > reader.FileEnd();
     }
     const auto* layout = std::find_if(std::begin(kLayouts), std::end(kLayouts),
                                       [&](const Layout& row) { return Fits(reader, row); });
     return layout != std::end(kLayouts) && AnyAudioIsCut(reader, *layout);
+}
+
+std::int64_t SoxSamples(std::istream& file) {
+    ChunkReader reader(file);
+    const auto sox = ReadSoxHeader(reader);
+    return sox ? sox->samples : 0;
 }
 
 } // namespace qel::media

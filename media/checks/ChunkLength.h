@@ -15,4 +15,8 @@ namespace qel::media {
 // stands behind more than 65536 other chunks.
 bool AudioChunkIsCut(std::istream& file);
 
+// The samples of all channels that the header of a SoX file states, which FFmpeg does not read. 0
+// for none, and for any other file.
+std::int64_t SoxSamples(std::istream& file);
+
 } // namespace qel::media

@@ -21,6 +21,7 @@ constexpr const char* kMayBeCut = "its end is not marked as the end, so that it 
 struct Answer {
     bool isSilent = false;
     bool mayBeCut = false;
+    bool isRefused = false;
     std::int64_t frames = 0;
 };
 
@@ -41,6 +42,7 @@ Answer Decode(const std::string& path) {
         }
     } catch (const Error&) {
         answer.isSilent = false;
+        answer.isRefused = true;
     }
     return answer;
 }
@@ -74,15 +76,22 @@ TEST(DamagedLengthTest, AFrameThatIsCutIsWarnedOf) {
     }
 }
 
-TEST(DamagedLengthTest, ATagAfterSamplesOfAStatedLengthIsNoAudio) {
+TEST(DamagedLengthTest, BytesAfterSamplesOfAStatedLengthAreNoAudio) {
     const TempDirectory directory;
-    const std::vector<MediaPair> pairs = MediaPairs({"s16.au", "mulaw.au", "apm"});
+    const std::vector<MediaPair> pairs = MediaPairs({"s16.au", "mulaw.au", "apm", "sox"});
+    const std::string tag = "TAG" + std::string(125, ' ');
+    const std::string lessThanAFrame = "x";
     EncodePairs(pairs, kFrames, directory);
     for (const MediaPair& pair : pairs) {
-        const std::string path = directory.File("audio." + pair.name);
-        const Answer whole = Decode(path);
-        WriteFile(path, ReadFile(path) + "TAG" + std::string(125, ' '));
-        EXPECT_EQ(Decode(path).frames, whole.frames) << pair.name;
+        const std::string whole = ReadFile(directory.File("audio." + pair.name));
+        const std::int64_t frames = Decode(directory.File("audio." + pair.name)).frames;
+        for (const std::string& bytes : {tag, lessThanAFrame}) {
+            const std::string path = directory.File("longer." + pair.name);
+            WriteFile(path, whole + bytes);
+            const Answer answer = Decode(path);
+            EXPECT_EQ(answer.frames, frames) << pair.name << ", " << bytes;
+            EXPECT_FALSE(answer.isRefused) << pair.name << ", " << bytes;
+        }
     }
 }
 

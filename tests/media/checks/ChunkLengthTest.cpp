@@ -131,6 +131,22 @@ TEST(ChunkLengthTest, SizesThatWereNeverLearnedAreNone) {
     EXPECT_FALSE(IsTruncated(BigEndian(12, 4) + "ftypM4A " + BigEndian(0, 4) + "mdataudio"));
 }
 
+std::int64_t SoxSamplesOf(const std::string& file) {
+    std::istringstream stream(file);
+    return SoxSamples(stream);
+}
+
+TEST(ChunkLengthTest, ASoxHeaderStatesTheSamplesOfAllChannels) {
+    const std::string rest(16, 'x');
+    EXPECT_EQ(SoxSamplesOf(".SoX" + LittleEndian(28, 4) + LittleEndian(25, 8) + rest), 25);
+    EXPECT_EQ(SoxSamplesOf("XoS." + BigEndian(28, 4) + BigEndian(25, 8) + rest), 25);
+    EXPECT_EQ(SoxSamplesOf(".SoX" + LittleEndian(28, 4) + LittleEndian(0, 8) + rest), 0);
+    EXPECT_EQ(SoxSamplesOf(".SoX" + LittleEndian(28, 4) + std::string(8, '\xFF') + rest), 0);
+    EXPECT_EQ(SoxSamplesOf(".SoX" + LittleEndian(28, 4) + "cut"), 0);
+    EXPECT_EQ(SoxSamplesOf(".snd" + BigEndian(24, 4) + BigEndian(100, 4) + rest), 0);
+    EXPECT_EQ(SoxSamplesOf(""), 0);
+}
+
 TEST(ChunkLengthTest, ABlockOfAVocThatCannotBeMeansDamageBeforeIt) {
     const std::string header = "Creative Voice File\x1A\x1A\x1A\x1A\x1A\x1A\x1A";
     const std::string block = Sized("\x01", 10, 3, false) + std::string(10, '\x55');
