@@ -1,6 +1,6 @@
 #pragma once
 
-#include "readings/include/QelReadings.hpp"
+#include <QelReadings.hpp>
 
 #include <cstddef>
 #include <ebur128.h>

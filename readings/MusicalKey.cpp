@@ -1,4 +1,4 @@
-#include "readings/include/QelReadings.hpp"
+#include <QelReadings.hpp>
 
 #include <array>
 #include <cmath>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "readings/OnsetStrength.h"
-#include "readings/include/QelReadings.hpp"
+#include <QelReadings.hpp>
 
 #include <vector>
 

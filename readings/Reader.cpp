@@ -10,7 +10,7 @@
 #include "readings/PitchTracker.h"
 #include "readings/RunningMedian.h"
 #include "readings/TempoFit.h"
-#include "readings/include/QelReadings.hpp"
+#include <QelReadings.hpp>
 
 #include <QelAudioAnalysis.hpp>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "readings/BeatFinder.h"
-#include "readings/include/QelReadings.hpp"
+#include <QelReadings.hpp>
 
 #include <optional>
 #include <span>
