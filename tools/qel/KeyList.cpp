@@ -4,6 +4,8 @@
 #include "output/formats/PayloadFormat.h"
 #include "tools/qel/ToolError.h"
 
+#include <QelAudioAnalysis/KeyAliases.hpp>
+
 #include <algorithm>
 #include <cctype>
 #include <fmt/format.h>
@@ -96,7 +98,7 @@ std::vector<const KeyInfo*> BeatKeys() {
 }
 
 const KeyInfo* RequireKey(std::string_view key) {
-    if (const KeyInfo* info = findKey(key)) {
+    if (const KeyInfo* info = findKey(keyNamed(key))) {
         return info;
     }
     if (key.empty()) {
@@ -105,6 +107,9 @@ const KeyInfo* RequireKey(std::string_view key) {
     std::vector<std::string> names;
     for (const KeyInfo& info : kKeys) {
         names.emplace_back(info.key);
+    }
+    for (const KeyAlias& row : kKeyAliases) {
+        names.emplace_back(row.alias);
     }
     const std::string nearest = NearestName(key, names);
     const std::string hint = nearest.empty() ? std::string("\"qel keys\" lists the keys")

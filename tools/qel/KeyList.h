@@ -33,7 +33,8 @@ std::vector<const KeyInfo*> LabelKeys();
 // Keys that beats and their positions in the bar are known from.
 std::vector<const KeyInfo*> BeatKeys();
 
-// The row of one key. Throws UsageError, with the nearest known key as a hint.
+// The row of one key, which an alias may name. Throws UsageError, with the nearest known name as a
+// hint.
 const KeyInfo* RequireKey(std::string_view key);
 
 // Keys of comma-separated lists, in the order of the table, each once. Blanks around a key do not
