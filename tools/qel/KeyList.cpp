@@ -119,17 +119,25 @@ const KeyInfo* RequireKey(std::string_view key) {
 
 std::vector<const KeyInfo*> ParseKeys(const std::vector<std::string>& lists) {
     std::vector<const KeyInfo*> keys;
-    for (const std::string_view list : lists) {
-        for (std::size_t begin = 0; begin <= list.size();) {
-            const std::size_t end = std::min(list.find(',', begin), list.size());
-            keys.push_back(RequireKey(Trim(list.substr(begin, end - begin))));
-            begin = end + 1;
-        }
+    for (const std::string& key : SplitList(lists)) {
+        keys.push_back(RequireKey(key));
     }
     // The rows stand in one array, so that their addresses have the table's order.
     std::sort(keys.begin(), keys.end());
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
     return keys;
+}
+
+std::vector<std::string> SplitList(const std::vector<std::string>& lists) {
+    std::vector<std::string> entries;
+    for (const std::string_view list : lists) {
+        for (std::size_t begin = 0; begin <= list.size();) {
+            const std::size_t end = std::min(list.find(',', begin), list.size());
+            entries.emplace_back(Trim(list.substr(begin, end - begin)));
+            begin = end + 1;
+        }
+    }
+    return entries;
 }
 
 std::string NearestName(std::string_view name, const std::vector<std::string>& candidates) {

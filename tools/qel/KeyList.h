@@ -41,6 +41,9 @@ const KeyInfo* RequireKey(std::string_view key);
 // count. Throws UsageError for a key that is unknown or empty.
 std::vector<const KeyInfo*> ParseKeys(const std::vector<std::string>& lists);
 
+// The entries of comma-separated lists, without the blanks around them.
+std::vector<std::string> SplitList(const std::vector<std::string>& lists);
+
 // The candidate with the fewest letters to insert, delete or replace (capitals do not count); empty
 // if even that one has less than half of its letters in common.
 std::string NearestName(std::string_view name, const std::vector<std::string>& candidates);
