@@ -47,7 +47,8 @@ TEST(KeyAliasesTest, AKeyWithTwoOfItsNamesIsDeliveredOnce) {
     const auto countOf = [](std::initializer_list<std::string_view> names) {
         Analyzer analyzer(names, {.maxFrames = 16384});
         int count = 0;
-        analyzer.onResult([&](const Result& result) { count += result.key() == "gamma tome spectrum"; });
+        analyzer.onResult(
+            [&](const Result& result) { count += result.key() == "gamma tome spectrum"; });
         analyzer.push(std::vector<float>(16384, 0.25F));
         return count;
     };
