@@ -72,6 +72,11 @@ std::string HintFor(const std::string& word) {
 } // namespace
 
 void CompleteCommandWord(std::vector<std::string>& arguments) {
+    const bool isEndOfOptions = arguments.size() > 1 && arguments[0] == "--"; // files follow
+    if (isEndOfOptions) {
+        arguments.insert(arguments.begin(), "read");
+        return;
+    }
     if (arguments.empty() || arguments[0].starts_with('-') ||
         std::ranges::find(kCommands, arguments[0]) != kCommands.end()) {
         return;

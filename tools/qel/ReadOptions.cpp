@@ -76,7 +76,7 @@ std::vector<Reading> AskedReadings(const ReadOptions& options) {
         asked.push_back(Reading::Pitch);
     }
     std::ranges::sort(asked);
-    asked.erase(std::ranges::unique(asked).begin(), asked.end());
+    asked.erase(std::unique(asked.begin(), asked.end()), asked.end());
     return asked;
 }
 

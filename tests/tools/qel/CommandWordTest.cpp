@@ -34,6 +34,7 @@ TEST(CommandWordTest, SubcommandsAndOptionsStayAsTheyAre) {
 
 TEST(CommandWordTest, AWordWithADotOrASlashIsAFileToRead) {
     EXPECT_EQ(Completed({"song.flac", "--beats"}), (Strings{"read", "song.flac", "--beats"}));
+    EXPECT_EQ(Completed({"--", "-x.wav"}), (Strings{"read", "--", "-x.wav"}));
     EXPECT_EQ(Completed({"music/song"}), (Strings{"read", "music/song"}));
 }
 
