@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
+#include "engine/base/KeyFacts.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
 
@@ -15,6 +16,22 @@ const CFStringRef kGroupKeys[AABagOfPropertiesGenerator::kNumGroups] = {
     kQelAnalysisKey_SpectrumHistogramProperties, kQelAnalysisKey_SpectrumPeakProperties,
     kQelAnalysisKey_SpectrumFluxProperties,      kQelAnalysisKey_Spectrum,
 };
+
+using Generator = AABagOfPropertiesGenerator;
+
+// Of one block of each group, in the order of kGroupKeys; kRawSpectrum grows with the frame.
+constexpr UInt32 kGroupBytes[Generator::kRawSpectrum] = {
+    KeyTable::TemporalProperties.payloadBytes,
+    KeyTable::GenericSpectrumProperties.payloadBytes,
+    KeyTable::SpectrumHistogramProperties.payloadBytes,
+    KeyTable::SpectrumPeakProperties.payloadBytes,
+    KeyTable::SpectrumFluxProperties.payloadBytes,
+};
+static_assert(kGroupBytes[Generator::kTemporal] == Generator::kNumTemporalValues * sizeof(float));
+static_assert(kGroupBytes[Generator::kGeneric] == Generator::kNumGenericValues * sizeof(float));
+static_assert(kGroupBytes[Generator::kHistogram] == Generator::kNumHistogramValues * sizeof(float));
+static_assert(kGroupBytes[Generator::kPeak] == Generator::kNumPeakValues * sizeof(float));
+static_assert(kGroupBytes[Generator::kFlux] == Generator::kNumFluxValues * sizeof(float));
 
 const CFStringRef kTemporalNames[AABagOfPropertiesGenerator::kNumTemporalValues] = {
     kZeroCrossingRate,
@@ -109,7 +126,7 @@ std::span<const CFStringRef> AABagOfPropertiesGenerator::NamesOf(Group group) {
 UInt32 AABagOfPropertiesGenerator::SizeOfBlock(Group group) const {
     if (group == kRawSpectrum)
         return mNumBins * kPairBytes;
-    return static_cast<UInt32>(NamesOf(group).size() * sizeof(float));
+    return group < kRawSpectrum ? kGroupBytes[group] : 0;
 }
 
 UInt32 AABagOfPropertiesGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {

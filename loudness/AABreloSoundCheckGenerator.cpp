@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "engine/base/KeyFacts.h"
 #include "loudness/NormalizationTruncation.h"
 #include "support/CAAudioChannelLayout.h"
 #include "support/CACFArray.h"
@@ -19,9 +20,10 @@ static_assert(offsetof(SoundCheckBlock, maxLoudness) == 8);
 static_assert(offsetof(SoundCheckBlock, maxLoudnessTime) == 16);
 static_assert(offsetof(SoundCheckBlock, peakLevel) == 24);
 static_assert(offsetof(SoundCheckBlock, peakTime) == 32);
+static_assert(KeyTable::SoundCheck.payloadBytes == sizeof(SoundCheckBlock));
 
 CFStringRef OwnKey() {
-    return CFSTR("sound check");
+    return CFSTR(QEL_PRIVATE_KEY_SOUND_CHECK);
 }
 
 // A channel beyond those that the engine measures has all figures 0.
@@ -101,7 +103,7 @@ void AABreloSoundCheckGenerator::GetDataFromSoundCheck() {
 }
 
 UInt32 AABreloSoundCheckGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
-    return key != nullptr && CFEqual(key, OwnKey()) ? UInt32{sizeof(SoundCheckBlock)} : 0;
+    return key != nullptr && CFEqual(key, OwnKey()) ? KeyTable::SoundCheck.payloadBytes : 0;
 }
 
 CFPropertyListRef AABreloSoundCheckGenerator::CreateCFRepresentation(CFAllocatorRef allocator,

@@ -3,11 +3,16 @@
 #include <algorithm>
 #include <cstring>
 
+#include "engine/base/KeyFacts.h"
+
 namespace qel::core {
 
 namespace {
 
-constexpr UInt32 kFrameSize = 1024;
+constexpr UInt32 kFrameSize = KeyTable::AudioRange.Slot().frameSize;
+static_assert(KeyTable::AudioRange.Slot().hop == kFrameSize / 2);
+static_assert(KeyTable::AudioRange.Slot().pushMultiple == kFrameSize / 2);
+static_assert(KeyTable::AudioRange.payloadBytes == sizeof(QelAudioAnalysisRange));
 constexpr UInt32 kFrequencyBins = kFrameSize / 2 + 1;
 
 // Levels are counted in steps of 1 dB: 198 between the edges, and what lies beyond on either side.

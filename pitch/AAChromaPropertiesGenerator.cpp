@@ -5,6 +5,7 @@
 
 #include <Accelerate/Accelerate.h>
 
+#include "engine/base/KeyFacts.h"
 #include "pitch/AAChromaSpectralProcessor.h"
 #include "pitch/KeyProfiles.h"
 #include "spectral/VectorHelpers.h"
@@ -25,9 +26,19 @@ const CFStringRef kKeys[AAChromaPropertiesGenerator::kNumFlags] = {
 
 constexpr UInt32 kFloatBytes = sizeof(float);
 constexpr UInt32 kSizes[AAChromaPropertiesGenerator::kNumFlags] = {
-    kPitchClasses * kFloatBytes, kMusicalKeys* kFloatBytes, kTonalCentroidSize* kFloatBytes,
-    sizeof(CFStringRef),         sizeof(CFStringRef),
+    KeyTable::PitchClassProfile.payloadBytes,
+    KeyTable::PitchClassPorofileKeyCorrelation.payloadBytes,
+    KeyTable::PitchClassProfileTonalCentroid.payloadBytes,
+    KeyTable::DominantKey.payloadBytes,
+    KeyTable::GlobalKey.payloadBytes,
 };
+static_assert(KeyTable::PitchClassProfile.payloadBytes == kPitchClasses * kFloatBytes);
+static_assert(KeyTable::PitchClassPorofileKeyCorrelation.payloadBytes ==
+              kMusicalKeys * kFloatBytes);
+static_assert(KeyTable::PitchClassProfileTonalCentroid.payloadBytes ==
+              kTonalCentroidSize * kFloatBytes);
+static_assert(KeyTable::DominantKey.payloadBytes == sizeof(CFStringRef));
+static_assert(KeyTable::GlobalKey.payloadBytes == sizeof(CFStringRef));
 
 // The index of the largest value; the lowest of several.
 UInt32 IndexOfLargest(const float* values, UInt32 count) {

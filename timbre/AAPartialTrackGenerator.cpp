@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "elementary/Functions.h"
+#include "engine/base/KeyFacts.h"
 #include "spectral/phase/AAIFFTSpectralProcessor.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
@@ -21,10 +22,13 @@ const CFStringRef kKeys[AAPartialTrackGenerator::kNumFlags] = {
 };
 
 constexpr UInt32 kSizes[AAPartialTrackGenerator::kNumFlags] = {
-    sizeof(PartialList),
-    sizeof(float),
-    sizeof(float),
+    KeyTable::Partials.payloadBytes,
+    KeyTable::FundamentalFrequency.payloadBytes,
+    KeyTable::Inharmonicity.payloadBytes,
 };
+static_assert(kSizes[AAPartialTrackGenerator::kPartials] == sizeof(PartialList));
+static_assert(kSizes[AAPartialTrackGenerator::kFundamentalFrequency] == sizeof(float));
+static_assert(kSizes[AAPartialTrackGenerator::kInharmonicity] == sizeof(float));
 
 constexpr float kLeastMagnitude = 0.001f; // keeps logarithms finite
 

@@ -3,6 +3,7 @@
 #include <Accelerate/Accelerate.h>
 #include <algorithm>
 
+#include "engine/base/KeyFacts.h"
 #include "spectral/VectorHelpers.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
@@ -13,7 +14,8 @@ namespace qel::core {
 
 namespace {
 
-constexpr UInt32 kBlockBytes = AAPhaseBasedPropertiesGenerator::kNumValues * UInt32{sizeof(float)};
+constexpr UInt32 kBlockBytes = KeyTable::PhaseProperties.payloadBytes;
+static_assert(kBlockBytes == AAPhaseBasedPropertiesGenerator::kNumValues * sizeof(float));
 
 // In the order of the block.
 const CFStringRef kNames[AAPhaseBasedPropertiesGenerator::kNumValues] = {

@@ -43,17 +43,23 @@ def median_offset_ms(truth, answer, window):
     return float(1000.0 * np.median([answer[second] - truth[first] for first, second in pairs]))
 
 
+def judged_beats(truth, answer):
+    """Without the first seconds, and without answers after the last true beat: there a chord rings out."""
+    truth, answer = ascending(truth), ascending(answer)
+    if truth.size:
+        answer = answer[answer <= truth[-1] + BEAT_WINDOW_SECONDS]
+    return tuple(mir_eval.beat.trim_beats(times, BEGIN_NOT_JUDGED_SECONDS) for times in (truth, answer))
+
+
 def beat_measures(truth, answer):
-    truth, answer = (mir_eval.beat.trim_beats(ascending(times), BEGIN_NOT_JUDGED_SECONDS)
-                     for times in (truth, answer))
+    truth, answer = judged_beats(truth, answer)
     _, cmlt, _, amlt = mir_eval.beat.continuity(truth, answer)
     return {"beat F": mir_eval.beat.f_measure(truth, answer, BEAT_WINDOW_SECONDS), "CMLt": cmlt, "AMLt": amlt,
             "beat offset ms": median_offset_ms(truth, answer, BEAT_WINDOW_SECONDS)}
 
 
 def downbeat_measures(truth, answer):
-    truth, answer = (mir_eval.beat.trim_beats(ascending(times), BEGIN_NOT_JUDGED_SECONDS)
-                     for times in (truth, answer))
+    truth, answer = judged_beats(truth, answer)
     return {"down beat F": mir_eval.beat.f_measure(truth, answer, BEAT_WINDOW_SECONDS)}
 
 

@@ -4,9 +4,14 @@
 
 #include <Accelerate/Accelerate.h>
 
+#include "engine/base/KeyFacts.h"
 #include "support/CACFArray.h"
 
 namespace qel::core {
+
+static_assert(KeyTable::OnsetData.payloadBytes == sizeof(QelAudioAnalysisEventList));
+static_assert(KeyTable::BeatData.payloadBytes == sizeof(QelAudioAnalysisEventList));
+static_assert(KeyTable::DownBeatData.payloadBytes == sizeof(QelAudioAnalysisEventList));
 
 std::vector<QelAudioAnalysisEvent> SortedEvents(const Events& events) {
     std::vector<vDSP_Length> order(events.times.size());

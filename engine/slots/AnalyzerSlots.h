@@ -6,11 +6,10 @@
 #include <optional>
 #include <span>
 
+#include "engine/base/KeyFacts.h"
 #include "engine/base/QelAAAnalysisBase.h"
 
 namespace qel::core {
-
-inline constexpr std::size_t kNumSlots = 15;
 
 // What the analyzer tells every generator that it makes.
 struct GeneratorSetup {
@@ -26,8 +25,8 @@ struct GeneratorSetup {
 struct KeyRoute {
     CFStringRef key;
     std::size_t slot;
-    // "global key" is routed but makes no generator by itself: it works only after another key of
-    // its slot. That is meant.
+    // A key with a companion ("global key") is routed but makes no generator by itself: it works
+    // only after another key of its slot.
     bool createsGenerator;
     // A key of a slot that is not created once builds a new generator over an earlier one.
     bool createdOnce;
@@ -39,10 +38,10 @@ const KeyRoute* FindKeyRoute(CFStringRef key);
 // The slot that owns a parameter; none for a name that the library does not know.
 std::optional<std::size_t> FindParameterSlot(CFStringRef name);
 
-// Makes the generator of a slot; null for a slot whose feature this version does not have.
+// Makes the generator of a slot, with the frame and the hop of its row.
 std::unique_ptr<QelAAAnalysisBase> MakeGenerator(std::size_t slot, const GeneratorSetup& setup);
 
-// The thirty public keys in their published order.
+// The public keys in their published order.
 std::span<const CFStringRef> ListedKeys();
 
 } // namespace qel::core

@@ -7,6 +7,7 @@
 
 #include <Accelerate/Accelerate.h>
 
+#include "engine/base/KeyFacts.h"
 #include "rhythm/beats/AABeatFunctionGenerator.h"
 #include "rhythm/beats/MeterCurve.h"
 #include "rhythm/beats/MeterMatrix.h"
@@ -32,7 +33,8 @@ SInt32 AABeatFunctionGenerator::FindBeatsPerBar() {
     if (status == kStopped)
         return status;
     if (IsWanted(kBeatsPerBar)) {
-        mBlocks.Prepare(mNumChannels, sizeof(UInt32));
+        static_assert(KeyTable::GlobalNumberOfBeatsPerBar.payloadBytes == sizeof(UInt32));
+        mBlocks.Prepare(mNumChannels, KeyTable::GlobalNumberOfBeatsPerBar.payloadBytes);
         for (UInt32 c = 0; c < mNumChannels; ++c)
             mBlocks.Store(c, &mMeterList[c]);
         Deliver(kQelAnalysisKey_GlobalNumberOfBeatsPerBar);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "engine/base/KeyFacts.h"
 #include "rhythm/beats/AABeatFunctionGenerator.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
@@ -18,7 +19,7 @@ const CFStringRef kKeys[AABeatFunctionGenerator::kNumFlags] = {
     kQelAnalysisKey_DownBeatData,
 };
 
-constexpr UInt32 kTempoValues = 3;
+constexpr UInt32 kTempoValues = KeyTable::GlobalTempo.payloadBytes / sizeof(float);
 
 // A hint beyond the whole numbers that it can be is one of those that change no range.
 UInt32 TruncatedHint(float value) {
@@ -50,12 +51,13 @@ SInt32 AABeatFunctionGenerator::SetComputeProperty(CFArrayRef keys) {
 UInt32 AABeatFunctionGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
     switch (FlagOf(key)) {
     case kGlobalTempo:
-        return kTempoValues * sizeof(float);
+        return KeyTable::GlobalTempo.payloadBytes;
     case kBeatData:
+        return KeyTable::BeatData.payloadBytes;
     case kDownBeatData:
-        return sizeof(QelAudioAnalysisEventList);
+        return KeyTable::DownBeatData.payloadBytes;
     case kBeatsPerBar:
-        return sizeof(UInt32);
+        return KeyTable::GlobalNumberOfBeatsPerBar.payloadBytes;
     case kNumFlags:
         break;
     }

@@ -7,6 +7,7 @@
 #include <Accelerate/Accelerate.h>
 
 #include "elementary/Functions.h"
+#include "engine/base/KeyFacts.h"
 #include "rhythm/beats/AABeatFunctionGenerator.h"
 #include "rhythm/math/RhythmMath.h"
 #include "spectral/VectorHelpers.h"
@@ -170,7 +171,8 @@ SInt32 AABeatFunctionGenerator::FindTempoEstimates(TempoEstimates& estimates,
 }
 
 void AABeatFunctionGenerator::DeliverTempi() {
-    mBlocks.Prepare(mNumChannels, sizeof(TempoEstimates));
+    static_assert(KeyTable::GlobalTempo.payloadBytes == sizeof(TempoEstimates));
+    mBlocks.Prepare(mNumChannels, KeyTable::GlobalTempo.payloadBytes);
     for (UInt32 c = 0; c < mNumChannels; ++c)
         mBlocks.Store(c, &mTempoList[c]);
     Deliver(kQelAnalysisKey_GlobalTempo);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "engine/base/EventList.h"
+#include "engine/base/KeyFacts.h"
 #include "rhythm/onsets/GammatoneLanes.h"
 #include "rhythm/onsets/OnsetCurve.h"
 #include "rhythm/onsets/OnsetPeaks.h"
@@ -195,7 +196,7 @@ SInt32 AAOnsetGenerator::ProcessFinal(UInt8 flush) {
 
 // For every key: that is meant.
 UInt32 AAOnsetGenerator::GetSizeOfAnalysisDataForKey(CFStringRef) {
-    return sizeof(QelAudioAnalysisEventList);
+    return KeyTable::OnsetData.payloadBytes;
 }
 
 SInt32 AAOnsetGenerator::GetParameterList(CFMutableArrayRef* list) {

@@ -6,6 +6,7 @@
 
 #include <Accelerate/Accelerate.h>
 
+#include "engine/base/KeyFacts.h"
 #include "rhythm/math/ButterworthLowPass.h"
 #include "rhythm/math/RhythmMath.h"
 #include "rhythm/tempomap/AAGammaBankSpectralProcessor.h"
@@ -16,6 +17,7 @@ namespace qel::core {
 namespace {
 
 constexpr UInt32 kFloat = sizeof(float);
+static_assert(KeyTable::GammaTomeSpectrum.payloadBytes == kGammaBands * kFloat);
 
 } // namespace
 
@@ -52,7 +54,7 @@ SInt32 AAAccentBandGenerator::SetComputeProperty(CFArrayRef keys) {
 
 UInt32 AAAccentBandGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
     if (key != nullptr && CFEqual(key, kQelAnalysisKey_GammaTomeSpectrum))
-        return kGammaBands * kFloat;
+        return KeyTable::GammaTomeSpectrum.payloadBytes;
     return QelAAAnalysisGenerator::GetSizeOfAnalysisDataForKey(key);
 }
 

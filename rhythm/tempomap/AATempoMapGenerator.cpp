@@ -6,6 +6,7 @@
 #include <new>
 
 #include "elementary/Functions.h"
+#include "engine/base/KeyFacts.h"
 #include "rhythm/tempomap/FindPeaksInVector.h"
 
 namespace qel::core {
@@ -13,6 +14,7 @@ namespace qel::core {
 namespace {
 
 constexpr UInt32 kFloat = sizeof(float);
+static_assert(KeyTable::Tempo.payloadBytes == kFloat);
 constexpr double kAccentsPerMinute = 60.0 * 172.0;
 
 // Lags are counted up to 2^(complexity + kLog2ShortestRange).
@@ -218,7 +220,7 @@ void AATempoMapGenerator::FindDominantTempo(float* salience, float& estimate) {
 
 UInt32 AATempoMapGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
     if (key != nullptr && CFEqual(key, kQelAnalysisKey_Tempo))
-        return kFloat;
+        return KeyTable::Tempo.payloadBytes;
     return AAAccentBandGenerator::GetSizeOfAnalysisDataForKey(key);
 }
 

@@ -57,6 +57,11 @@ class Beats(unittest.TestCase):
         self.assertEqual(values["beat F"], 0.0)
         self.assertIsNone(values["beat offset ms"])
 
+    def test_beats_after_the_last_true_one_are_not_judged(self):
+        late = BEATS + [BEATS[-1] + 0.5, BEATS[-1] + 1.0, BEATS[-1] + 1.5]
+        values = measured(SCORE, {"beats": late, "downbeats": BEATS[::4] + [BEATS[-1] + 1.0]})
+        self.assertEqual((values["beat F"], values["CMLt"], values["down beat F"]), (1.0, 1.0, 1.0))
+
     def test_no_beats_are_wrong_and_no_fault(self):
         self.assertEqual(measured(SCORE, {"beats": [], "downbeats": None})["beat F"], 0.0)
 

@@ -1,14 +1,16 @@
 /*
- * The table of keys: one row for every key of this version of the library, in the order of
- * QelAudioAnalysisGlobalCopyKeys. docs/keys.md, the decoding of results and the listing of the tool
- * are made from it. A test compares it with the library.
+ * All keys of this version of the library, in the order of QelAudioAnalysisGlobalCopyKeys, with
+ * their values and definitions. docs/keys.md, the decoding of results and the listing of the tool
+ * are made from kKeys. A test compares it with the library.
  *
- * A new key is a new row, with a list of its values in the header of its group.
+ * Text, payload, delivery, frame and hop of a key come from QelAudioAnalysisKeyTable.h. A new key
+ * is a row there, a definition here, and a list of its values in the header of its group.
  */
 #pragma once
 
 #include <QelAudioAnalysis/DescriptorValues.hpp>
 #include <QelAudioAnalysis/KeyInfo.hpp>
+#include <QelAudioAnalysis/KeyRows.hpp>
 #include <QelAudioAnalysis/LoudnessValues.hpp>
 #include <QelAudioAnalysis/PartialValues.hpp>
 #include <QelAudioAnalysis/PitchValues.hpp>
@@ -19,25 +21,24 @@
 
 namespace qel {
 
-inline constexpr KeyInfo kKeys[] = {
-    {"temporal properties", PayloadKind::Floats, 12, Delivery::PerPush, 0, 0, kTemporalValues,
+namespace detail {
+
+inline constexpr KeyText kKeyTexts[] = {
+    {RowOf::TemporalProperties, kTemporalValues,
      "Values of the waveform over the samples of one push. There is no analysis frame, so the "
      "values change with the size of the pushes. Push blocks of one size (for example 512) to get "
      "a curve with a fixed step."},
-    {"generic spectrum properties", PayloadKind::Floats, 64, Delivery::PerFrame, 1024, 512,
-     kGenericSpectrumValues,
+    {RowOf::GenericSpectrumProperties, kGenericSpectrumValues,
      "General values of the magnitude spectrum of one frame. Examples: Computed with qel at 44100 "
      "Hz. S is a steady sine of 1000 Hz and amplitude 0.5, N is white noise of root mean square "
      "0.1."},
-    {"spectrum histogram properties", PayloadKind::Floats, 8, Delivery::PerFrame, 1024, 512,
-     kSpectrumHistogramValues,
+    {RowOf::SpectrumHistogramProperties, kSpectrumHistogramValues,
      "Shape of the distribution of the magnitudes m[k] of one frame. The magnitudes are counted "
      "in 40 classes h[i] of equal width (greatest - least + 1) / 40, from the least magnitude "
      "upwards. The values are moments of these 40 counts taken as samples. They are not moments "
      "of the magnitudes, and not moments of the spectrum over frequency. u is the mean count, 512 "
      "/ 40. Examples: S and N as in \"generic spectrum properties\"."},
-    {"spectrum peak properties", PayloadKind::Floats, 32, Delivery::PerFrame, 1024, 512,
-     kSpectrumPeakValues,
+    {RowOf::SpectrumPeakProperties, kSpectrumPeakValues,
      "Values of the spectral peaks of one frame. A peak is a bin whose magnitude exceeds that of "
      "both neighbours, so never the first or the last bin. p[0] to p[n-1] are the magnitudes of "
      "the n peaks in ascending order of frequency, b[i] their bins, and p[j] is 0 for j of n and "
@@ -47,20 +48,18 @@ inline constexpr KeyInfo kKeys[] = {
      "the previous frame (0 at the start of the stream). Examples: Computed with qel at 44100 Hz. "
      "H is a 220 Hz tone with ten harmonics of amplitude 0.3 / k, N is white noise of root mean "
      "square 0.1."},
-    {"spectrum flux properties", PayloadKind::Floats, 8, Delivery::PerFrame, 1024, 512,
-     kSpectrumFluxValues,
+    {RowOf::SpectrumFluxProperties, kSpectrumFluxValues,
      "Change from the magnitudes q[k] of the previous frame to the magnitudes m[k] of this frame. "
      "The first frame is compared with silence. Examples: S and N as in \"generic spectrum "
      "properties\"."},
-    {"phase properties", PayloadKind::Floats, 20, Delivery::PerFrame, 1024, 512, kPhaseValues,
+    {RowOf::PhaseProperties, kPhaseValues,
      "How phases and magnitudes change from frame to frame. m[k] is the magnitude of bin k and "
      "p[k] its phase from -pi to pi, both of a frame with a Hann window. d[k] is the phase of the "
      "previous frame minus p[k]; e[k] is the d[k] of the previous frame minus d[k]. Both are "
      "wrapped to -pi to pi, so e[k] is 0 where the phase advances at a constant rate. Before the "
      "first frame all are 0. Means are taken over 512 bins. Bin 0 has the term at half the rate "
      "as its imaginary part."},
-    {"mel frequency cepstral coefficients", PayloadKind::Vector, 52, Delivery::PerFrame, 4096, 2048,
-     kMelCepstralValues,
+    {RowOf::MelFrequencyCepstralCoefficients, kMelCepstralValues,
      "Non-standard MFCCs: 13 numbers that describe the spectrum from 133 to 1071 Hz, scaled to "
      "unit norm. They are not comparable with the MFCCs of other libraries. Filters: There are "
      "13, and frequencies below 133.3 Hz and above 1070.9 Hz do not count. Filter p is a triangle "
@@ -69,7 +68,7 @@ inline constexpr KeyInfo kKeys[] = {
      "log10(max(1e-10, sum of the filter times \"mel spectrum\")). Use: The dot product of two "
      "vectors is the cosine of their angle; use it to compare two frames. The vector depends on "
      "the level: a gain adds the same number to all L[p], which rotates the vector."},
-    {"tempo", PayloadKind::Vector, 4, Delivery::PerFrame, 1024, 512, kTempoValues,
+    {RowOf::Tempo, kTempoValues,
      "The running tempo, from the audio so far. There are two results per frame, the second for "
      "half a hop later. Computation: (1) The bands 8, 17, 26 and 35 of \"gamma tome spectrum\" "
      "are compressed, brought to twice their rate and low-pass filtered at 10 Hz. (2) Their rise, "
@@ -84,9 +83,8 @@ inline constexpr KeyInfo kKeys[] = {
      "Without a peak the tempo of the last peaks is repeated, whichever channel they were found "
      "in; before the first peak it is Min BPM. Sample rates: The formula assumes 172 accents per "
      "second, which holds at a rate of 44032 Hz. At other rates the true tempo is the value times "
-     "rate / 44032, 1.0015 at 44100 Hz; the value is not corrected.",
-     2},
-    {"dominant key", PayloadKind::Name, 8, Delivery::PerFrame, 8192, 512, kDominantKeyValues,
+     "rate / 44032, 1.0015 at 44100 Hz; the value is not corrected."},
+    {RowOf::DominantKey, kDominantKeyValues,
      "The musical key that one frame fits best, out of 12 major and 12 minor keys. A frame of 186 "
      "ms (at 44100 Hz) rarely holds more than one chord, so the result follows the chords. Major "
      "keys are often reported as their parallel minor (C Major as C Minor). Key of a piece: Do "
@@ -94,8 +92,7 @@ inline constexpr KeyInfo kKeys[] = {
      "over all frames and choose the greatest. Example: Of the sample recording, in D Major, 30 % "
      "of the frames are D Major and 23 % F# Minor; the means are 0.34 for D Major and 0.24 for A "
      "Major, the next."},
-    {"fundamental frequency", PayloadKind::Vector, 4, Delivery::PerFrame, 1024, 512,
-     kFundamentalFrequencyValues,
+    {RowOf::FundamentalFrequency, kFundamentalFrequencyValues,
      "The frequency of the oldest of \"partials\". There is no pitch detection: after silence it "
      "is the lowest peak of the first frame that has one, be it a fundamental, hum or noise, and "
      "it follows that track as long as the track lives. When the track ends, the value jumps to "
@@ -103,26 +100,25 @@ inline constexpr KeyInfo kKeys[] = {
      "with one voice it is right in only about half of the frames. A better estimate comes from "
      "\"partials\": the lowest partial that has at least a tenth of the magnitude of the "
      "strongest one is right in 86 % of the frames, for pitches above 130 Hz."},
-    {"inharmonicity", PayloadKind::Vector, 4, Delivery::PerFrame, 1024, 512, kInharmonicityValues,
+    {RowOf::Inharmonicity, kInharmonicityValues,
      "How far the partials of one frame lie from the harmonics of \"fundamental frequency\". If "
      "the oldest track is not the fundamental, the value is high for harmonic sounds too."},
-    {"spectrum", PayloadKind::ComplexPairs, 4096, Delivery::PerFrame, 1024, 512, kSpectrumValues,
+    {RowOf::Spectrum, kSpectrumValues,
      "The spectrum of one frame: 512 pairs of real and imaginary part, twice the discrete Fourier "
      "transform of the windowed frame. Pair k belongs to the frequency k * rate / 1024. Pair 0 is "
      "not a complex number: its first float is the term at 0 Hz and its second float the term at "
      "half the sample rate, both real."},
-    {"cepstrum", PayloadKind::Vector, 512, Delivery::PerFrame, 512, 256, kCepstrumValues,
+    {RowOf::Cepstrum, kCepstrumValues,
      "The spectrum of the logarithmic spectrum of one frame: a series of harmonics appears as a "
      "peak. m[k] is twice the magnitude of bin k of the transform of the frame with a sine "
      "window. Float q belongs to a period of 2 q / rate seconds, so to a fundamental at rate / (2 "
      "q): 441 Hz for q = 50 at 44100 Hz. The lowest fundamental is rate / 254. Because the frame "
      "is short, only high voices give a clear peak. The second transform is a forward one and "
      "only its magnitudes are kept; the usual definition takes the inverse transform."},
-    {"mel spectrum", PayloadKind::Vector, 8192, Delivery::PerFrame, 4096, 2048, kMelSpectrumValues,
+    {RowOf::MelSpectrum, kMelSpectrumValues,
      "The magnitude spectrum of one frame with a Hann window: 2048 bins, bin k at k * rate / 4096 "
      "Hz. Despite its name it has neither a mel scale nor a filter bank."},
-    {"gamma tome spectrum", PayloadKind::Vector, 144, Delivery::PerFrame, 1024, 512,
-     kGammaTomeSpectrumValues,
+    {RowOf::GammaTomeSpectrum, kGammaTomeSpectrumValues,
      "(sic, for gammatone) Energies of 36 gammatone bands of one frame, the lowest band first. "
      "Band r has the response G[k] = 1.30 (g(k - c) + g(k - 512 + c)) over the bins k, with g(x) "
      "= (1 + (x / b)^2)^-2. Its centre is c = 1.6146 * 1.1275^r - 1.3356 and its width b = 0.1104 "
@@ -132,8 +128,7 @@ inline constexpr KeyInfo kKeys[] = {
      "Each band also covers its mirror image at 512 - c (17.5 kHz for r = 35). All bands move "
      "with the sample rate. Bands 0 to 15, about a bin wide or less, have separate values near "
      "the centre. The term at half the sample rate is left out."},
-    {"constant q spectrum", PayloadKind::Vector, 848, Delivery::PerFrame, 8192, 1024,
-     kConstantQValues,
+    {RowOf::ConstantQSpectrum, kConstantQValues,
      "Magnitudes on a logarithmic frequency axis with 36 bins per octave. Bin k, for k from 0 to "
      "211, has its centre at 90 * 2^(k / 36) Hz, up to 5231 Hz, at any sample rate. Each value is "
      "the modulus of the inner product of the frame, which is not windowed, with a kernel. The "
@@ -147,8 +142,7 @@ inline constexpr KeyInfo kKeys[] = {
      "8192 samples count. There all bins are about rate / 8192 wide, and neighbouring bins are "
      "hardly separated. Low rates: At rates below 10463 Hz the bins above rate / 2 show images of "
      "lower tones."},
-    {"pitch class profile", PayloadKind::Vector, 48, Delivery::PerFrame, 8192, 512,
-     kPitchClassProfileValues,
+    {RowOf::PitchClassProfile, kPitchClassProfileValues,
      "The strength of each pitch class in one frame, C first: float p belongs to C plus p "
      "semitones, with A at 440 Hz. The mean of the frame is subtracted, then the frame is "
      "windowed with a Hamming window, 0.54 - 0.46 cos(2 pi i / 8191). Bin k of its 8192-point "
@@ -157,22 +151,19 @@ inline constexpr KeyInfo kKeys[] = {
      "octave apart are added. Limits: Tuning is not estimated. Bins are 5.4 Hz apart at 44100 Hz "
      "and wider than the semitones below 90 Hz, so bass notes may count for a neighbour. High "
      "octaves have more bins, so noise and hiss fill all pitch classes."},
-    {"pitch class porofile key correlation", PayloadKind::Vector, 96, Delivery::PerFrame, 8192, 512,
-     kKeyCorrelationValues,
+    {RowOf::PitchClassPorofileKeyCorrelation, kKeyCorrelationValues,
      "(sic) How well \"pitch class profile\" fits each key: floats 0 to 11 are the major keys "
      "from C upwards, 12 to 23 the minor keys. For the key of a piece, take the mean of each "
      "float over all frames and choose the greatest."},
-    {"pitch class profile tonal centroid", PayloadKind::Vector, 24, Delivery::PerFrame, 8192, 512,
-     kTonalCentroidValues,
+    {RowOf::PitchClassProfileTonalCentroid, kTonalCentroidValues,
      "The position of \"pitch class profile\" in tonal space: sine and cosine on the circles of "
      "fifths, minor thirds and major thirds. Harmonically close sounds are close in this space. "
      "The distance from frame to frame shows a change of harmony."},
-    {"harmonic pitch class profile", PayloadKind::Vector, 144, Delivery::PerFrame, 8192, 1024,
-     kHarmonicPitchClassProfileValues,
+    {RowOf::HarmonicPitchClassProfile, kHarmonicPitchClassProfileValues,
      "All octaves of \"constant q spectrum\" added up: 36 places, a third of a semitone apart. "
      "Place 0 belongs to 90 Hz and its octaves, which is not a note of the scale. With A at 440 "
      "Hz, F sharp is at place 1.42, G at 4.42 and A at 10.42; each semitone is 3 places higher."},
-    {"partials", PayloadKind::Partials, 16, Delivery::PerFrame, 1024, 512, kPartialValues,
+    {RowOf::Partials, kPartialValues,
      "The sinusoidal tracks that are alive in one frame, the oldest first. Peaks: magnitudes "
      "below 0.001 are raised to 0.001; a bin is a peak if its magnitude is (1) above that of the "
      "previous bin, (2) not below that of the next bin and (3) above a five-hundredth (54 dB) of "
@@ -189,8 +180,7 @@ inline constexpr KeyInfo kKeys[] = {
      "5) may rise by a quarter from frame to frame, while a quiet one, with a magnitude below "
      "about 1 (-54 dB full scale), ends at the first rise after its second peak. Quiet tracks are "
      "therefore short and begin anew all the time."},
-    {"instantaneous frequency", PayloadKind::Vector, 2048, Delivery::PerFrame, 1024, 512,
-     kInstantaneousFrequencyValues,
+    {RowOf::InstantaneousFrequency, kInstantaneousFrequencyValues,
      "For each of 512 bins the frequency of what sounds in it: the rate at which its phase "
      "advances. The bins around a steady sine all have its frequency, more finely than the bin "
      "distance rate / 1024. Example: a 220 Hz tone gives 219.9, 220.1 and 219.7 in bins 4, 5 and "
@@ -199,7 +189,7 @@ inline constexpr KeyInfo kKeys[] = {
      "bins next to it. Where several sounds share a bin, in the bins between partials and in "
      "noise it can be any number, also below 0 and above half the rate. Use it together with "
      "\"spectrum\", near peaks."},
-    {"global tempo", PayloadKind::Floats, 12, Delivery::AtEnd, 1024, 128, kGlobalTempoValues,
+    {RowOf::GlobalTempo, kGlobalTempoValues,
      "Two tempi of the stream. They come from the detection function F: the mean rise from frame "
      "to frame of 40 mel bands in dB, times the mean magnitude of the lowest 40 bins, with its "
      "slow part removed. Falls count as 0, and levels more than 80 dB below the loudest band are "
@@ -211,24 +201,22 @@ inline constexpr KeyInfo kKeys[] = {
      "default, is 50 to 220 BPM; 0 is 20 to 110 BPM; any other number is stored and has no "
      "effect. If the range yields fewer than two tempi, the other range is tried with the scores "
      "of the first, and it stays in force until the parameter is set again."},
-    {"global number of beats per bar", PayloadKind::Count, 4, Delivery::AtEnd, 1024, 128,
-     kBeatsPerBarValues,
+    {RowOf::GlobalNumberOfBeatsPerBar, kBeatsPerBarValues,
      "One number for the stream, from the audio itself and not from its beats. The rectified and "
      "low-pass filtered samples, at 100 values per second, are correlated with themselves at all "
      "lags up to 13.5 seconds. The strongest repetition is taken as a bar, and the number of "
      "beats whose positions in that bar repeat best wins. Changes of meter are not followed. "
      "Channels: With several channels, the number of a channel comes from the sum of that channel "
      "and those before it. Memory: The 100 values per second are kept."},
-    {"global key", PayloadKind::Name, 8, Delivery::AtEnd, 8192, 512, kGlobalKeyValues,
+    {RowOf::GlobalKey, kGlobalKeyValues,
      "One key name for the stream, from \"dominant key\" of all its frames. Every "
      "QelAudioAnalysisProcess delivers it anew, also with flush 0, for all frames since the "
      "start. Use in C: It works only after another key of its group in the list (\"dominant key\" "
      "or one of \"pitch class ...\"); before them or alone it ends the list without an error. The "
      "C++ client adds such a key. Blocks: Only the first one states its size; the blocks of the "
      "other channels have size 0 but hold a name all the same. Memory: 4 bytes per frame and "
-     "channel.",
-     1, "pitch class profile"},
-    {"onset data", PayloadKind::Events, 16, Delivery::AtEnd, 0, 0, kOnsetValues,
+     "channel."},
+    {RowOf::OnsetData, kOnsetValues,
      "The onsets of the stream in ascending order of time, with a resolution of one sample: the "
      "peaks of a curve D at the full sample rate. The curve: S is the sum of 33 gammatone bands "
      "from 235 to 14439 Hz, one per ERB; d[n] = max(0, 0.9 (S[n] - S[n+1]) + 0.1 S[n]) is "
@@ -256,7 +244,7 @@ inline constexpr KeyInfo kKeys[] = {
      "filters runs on from channel to channel, so results for stereo depend on the size of the "
      "pushes: push mono where that matters. Memory: The whole stream is kept, 4 bytes per sample "
      "and channel, and as much again for one channel during the search."},
-    {"beat data", PayloadKind::Events, 16, Delivery::AtEnd, 1024, 128, kBeatValues,
+    {RowOf::BeatData, kBeatValues,
      "The beats of the stream in ascending order of time: the chain of frames that best joins "
      "great values of F at even distances of one period of tempo 1 (tempo 2 where the confidence "
      "is below 0.5). The tempo is that of \"global tempo\", one for the whole stream, with its "
@@ -264,7 +252,7 @@ inline constexpr KeyInfo kKeys[] = {
      "the chain follows the music. The last beat is always the last frame, whatever sounds there. "
      "Long streams: Beyond 200000 frames the stream is processed in sections of that length, each "
      "with such a last beat."},
-    {"down beat data", PayloadKind::Events, 16, Delivery::AtEnd, 1024, 128, kDownBeatValues,
+    {RowOf::DownBeatData, kDownBeatValues,
      "The beats that begin a bar, in ascending order of time: every n-th beat of \"beat data\", "
      "counted from the strongest beat in both directions, with n from \"global number of beats "
      "per bar\". The last one that would fit is left out; if fewer than n beats follow the "
@@ -272,13 +260,7 @@ inline constexpr KeyInfo kKeys[] = {
      "tempo or any channel has no meter. The parameter is that of \"global tempo\". Long streams: "
      "Beyond 200000 frames beats are counted back from the end of each section, so bars need not "
      "continue from one section to the next."},
-    {"audio range",
-     PayloadKind::Range,
-     24,
-     Delivery::AtEnd,
-     1024,
-     512,
-     kAudioRangeValues,
+    {RowOf::AudioRange, kAudioRangeValues,
      "How far the stream reaches up to full scale, down to its noise, and up in frequency. Levels "
      "come from the typical spectrum, made of frames with a sine window of mean square 1: for "
      "each bin the median over all frames of 10 lg(2 |X|^2 / 1024), where X is the discrete "
@@ -291,12 +273,8 @@ inline constexpr KeyInfo kKeys[] = {
      "maxFrames samples that ends a stream counts if maxFrames is such a multiple. Reset: "
      "QelAudioAnalysisReset keeps the counts of samples and the last 512 samples, so the headroom "
      "after a reset covers all streams so far: use one analyzer per stream. There is no "
-     "dictionary representation.",
-     1,
-     {},
-     512},
-    {"reasigned spectrum", PayloadKind::ComplexPairs, 2048, Delivery::FramesAtEnd, 512, 64,
-     kReassignedSpectrumValues,
+     "dictionary representation."},
+    {RowOf::ReasignedSpectrum, kReassignedSpectrumValues,
      "(sic) A spectrogram whose values were moved to where their energy lies. For each bin k of "
      "each frame f, a complex value S, the transform of the frame with a Hann window, is added to "
      "another bin of another frame: to the bin nearest to the frequency at which the phase of bin "
@@ -322,6 +300,14 @@ inline constexpr KeyInfo kKeys[] = {
      "length. Memory: 24 bytes per bin, frame and channel: 254 MB for a minute at 44100 Hz. The "
      "C++ client delivers the frames as single results."},
 };
+static_assert(describeAllRows(kKeyTexts),
+              "kKeyTexts and QEL_KEY_TABLE have the same keys in the same order");
+
+inline constexpr JoinedKeys kJoinedKeys = joinedWithRows(kKeyTexts);
+
+} // namespace detail
+
+inline constexpr const auto& kKeys = detail::kJoinedKeys.keys; /* an array of KeyInfo */
 
 /* The row of a key; null if there is none. */
 constexpr const KeyInfo* findKey(std::string_view key) noexcept {
