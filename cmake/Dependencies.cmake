@@ -13,7 +13,7 @@ endif()
 
 # A build for another kind of processor has no use for pkg-config, which knows this one's libraries.
 if(NOT QEL_ONE_INSTRUCTION_SET OR QEL_FFT_BACKEND STREQUAL "fftw"
-        OR QEL_BUILD_TOOLS OR QEL_BUILD_MEDIA OR qelOwnTests OR QEL_BUILD_BENCH)
+        OR QEL_BUILD_TOOLS OR QEL_BUILD_MEDIA OR QEL_BUILD_READINGS OR qelOwnTests OR QEL_BUILD_BENCH)
     find_package(PkgConfig REQUIRED)
 endif()
 
@@ -48,6 +48,10 @@ if(QEL_BUILD_TOOLS OR QEL_BUILD_MEDIA)
     pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
         libavformat libavcodec>=59.37.100 libswresample libavutil)
     find_package(fmt REQUIRED)
+endif()
+# Loudness.
+if(QEL_BUILD_TOOLS OR QEL_BUILD_READINGS)
+    pkg_check_modules(EBUR128 REQUIRED IMPORTED_TARGET libebur128)
 endif()
 if(QEL_BUILD_TOOLS)
     find_package(CLI11 REQUIRED)

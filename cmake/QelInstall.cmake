@@ -1,7 +1,7 @@
 # What `cmake --install` puts where, and how other builds find it: a CMake package with the targets
-# QelAudioAnalysis::QelAudioAnalysis, ::Cpp, ::QelPlatform and, where it is built, ::Media, and a
-# pkg-config file for the analysis and one for libQelMedia. Everything refers to its neighbours by
-# relative paths, so that an installed tree can be moved.
+# QelAudioAnalysis::QelAudioAnalysis, ::Cpp, ::QelPlatform and, where they are built, ::Media and
+# ::Readings, and a pkg-config file for the analysis and for each of these two. Everything refers to its
+# neighbours by relative paths, so that an installed tree can be moved.
 
 option(QEL_INSTALL "Make install rules" ${PROJECT_IS_TOP_LEVEL})
 if(NOT QEL_INSTALL)
@@ -17,9 +17,11 @@ include(CMakePackageConfigHelpers)
 # when it installs, and fill them up with colons until then, which tell the loader to look for
 # libraries in the current directory.
 set(installedLibraries QelAudioAnalysis QelPlatform)
-if(TARGET QelMedia)
-    list(APPEND installedLibraries QelMedia)
-endif()
+foreach(library QelMedia QelReadings)
+    if(TARGET ${library})
+        list(APPEND installedLibraries ${library})
+    endif()
+endforeach()
 set_target_properties(${installedLibraries} PROPERTIES
     BUILD_WITH_INSTALL_RPATH ON
     INSTALL_RPATH "$ORIGIN")
@@ -58,6 +60,10 @@ if(TARGET QelMedia)
     install(FILES ${PROJECT_SOURCE_DIR}/media/include/QelMedia.hpp
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 endif()
+if(TARGET QelReadings)
+    install(FILES ${PROJECT_SOURCE_DIR}/readings/include/QelReadings.hpp
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+endif()
 
 # The CMake package. Before version 1 a new minor version may change interfaces.
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/QelAudioAnalysis)
@@ -83,9 +89,11 @@ file(RELATIVE_PATH libDirFromPkgConfigDir ${pkgConfigDir} ${CMAKE_INSTALL_FULL_L
 file(RELATIVE_PATH includeDirFromPkgConfigDir ${pkgConfigDir} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 string(REGEX REPLACE "/$" "" libDirFromPkgConfigDir "${libDirFromPkgConfigDir}")
 set(pkgConfigFiles QelAudioAnalysis.pc)
-if(TARGET QelMedia)
-    list(APPEND pkgConfigFiles QelMedia.pc)
-endif()
+foreach(library QelMedia QelReadings)
+    if(TARGET ${library})
+        list(APPEND pkgConfigFiles ${library}.pc)
+    endif()
+endforeach()
 foreach(file IN LISTS pkgConfigFiles)
     configure_file(
         ${CMAKE_CURRENT_LIST_DIR}/${file}.in ${PROJECT_BINARY_DIR}/package/${file} @ONLY)

@@ -8,10 +8,11 @@
  *     analyzer.push(samples);
  *     analyzer.finish();
  *
- * Analyzer.hpp  the analyzer: keys and stream in, results out
- * Result.hpp    what the result callback receives, and an owning copy of it
- * Keys.hpp      the table of keys: payloads, units, ranges, definitions, sources
- * Error.hpp     the exception that carries a status
+ * Analyzer.hpp    the analyzer: keys and stream in, results out
+ * Result.hpp      what the result callback receives, and an owning copy of it
+ * Keys.hpp        the table of keys: payloads, units, ranges, definitions, sources
+ * KeyAliases.hpp  short and correctly spelled names that are accepted for keys
+ * Error.hpp       the exception that carries a status
  *
  * A program links the library and the platform layer (CMake target QelAudioAnalysis::Cpp).
  */
@@ -19,5 +20,6 @@
 
 #include <QelAudioAnalysis/Analyzer.hpp>
 #include <QelAudioAnalysis/Error.hpp>
+#include <QelAudioAnalysis/KeyAliases.hpp>
 #include <QelAudioAnalysis/Keys.hpp>
 #include <QelAudioAnalysis/Result.hpp>

@@ -3,7 +3,11 @@
 #include "output/files/Interrupt.h"
 #include "output/files/OutputError.h"
 #include "tools/qel/AnalyzeCommand.h"
+#include "tools/qel/Arguments.h"
+#include "tools/qel/CommandWord.h"
 #include "tools/qel/KeysCommand.h"
+#include "tools/qel/ReadArguments.h"
+#include "tools/qel/ReadCommand.h"
 #include "tools/qel/SelfTestCommand.h"
 #include "tools/qel/StandardStreams.h"
 #include "tools/qel/ToolError.h"
@@ -15,7 +19,6 @@
 #include <exception>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <map>
 #include <new>
 #include <sstream>
 #include <string>
@@ -35,28 +38,13 @@ struct CommandLine {
     std::string describedKey;
     bool jsonKeys = false;
     SelfTestOptions selfTest;
+    ReadOptions read;
+    CLI::App* readCommand = nullptr;
     CLI::App* analyzeCommand = nullptr;
     CLI::App* keysCommand = nullptr;
     CLI::App* describeCommand = nullptr;
     CLI::App* selfTestCommand = nullptr;
 };
-
-// An option that may be given more than once must not take the files behind it for its values.
-CLI::Option* AddRepeatable(CLI::App* command, const std::string& name,
-                           std::vector<std::string>& values, const std::string& help) {
-    return command->add_option(name, values, help)->allow_extra_args(false);
-}
-
-// An option whose value is one of a few words.
-template <typename Choice>
-void AddChoice(CLI::App* command, const std::string& name, Choice& choice,
-               const std::map<std::string, Choice>& words, const std::string& help) {
-    command
-        ->add_option_function<std::string>(
-            name, [&choice, words](const std::string& word) { choice = words.at(word); }, help)
-        ->check(CLI::IsMember(words))
-        ->type_name("WORD");
-}
 
 // "\"Genre Hint\", \"Onset Sensitivity\"": docs/output.md explains them.
 std::string ParameterList() {
@@ -149,6 +137,8 @@ void AddCommands(CLI::App& app, CommandLine& line) {
     app.set_version_flag("--version", fmt::format("qel {} ({})", QEL_VERSION,
                                                   fmt::join(media::libraryVersions(), ", ")));
     app.footer(kFooter);
+    line.readCommand = AddRead(app, line.read);
+    line.readCommand->footer(kFooter);
     AddAnalyze(app, line);
     line.keysCommand = app.add_subcommand("keys", "List the keys");
     line.keysCommand->add_flag("--json", line.jsonKeys, "Describe all keys completely, in JSON");
@@ -166,6 +156,9 @@ int Run(const CommandLine& line) {
     }
     if (line.selfTestCommand->parsed()) {
         return RunSelfTest(line.selfTest);
+    }
+    if (line.readCommand->parsed()) {
+        return RunRead(line.read);
     }
     return RunAnalyze(line.analyze);
 }
@@ -193,10 +186,12 @@ void Unguard(std::string& text) {
 
 void UnguardBrackets(CommandLine& line) {
     AnalyzeOptions& options = line.analyze;
-    for (auto* texts : {&options.files, &options.keyLists, &options.parameters}) {
+    for (auto* texts : {&options.files, &options.keyLists, &options.parameters, &line.read.files,
+                        &line.read.only}) {
         std::for_each(texts->begin(), texts->end(), Unguard);
     }
     Unguard(options.output);
+    Unguard(line.read.output);
     Unguard(options.minStrength);
     Unguard(line.describedKey);
 }
@@ -215,6 +210,7 @@ int ParseAndRun(int argc, const char* const* argv) {
     AddCommands(app, line);
     try {
         std::vector<std::string> arguments = GuardBrackets(argc, argv);
+        CompleteCommandWord(arguments);
         std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
         app.parse(std::move(arguments));
         UnguardBrackets(line);

@@ -122,8 +122,10 @@ std::vector<std::string> WarningsOf(const media::Report& report, const std::stri
     return warnings;
 }
 
-std::vector<std::string> Run(const AnalysisPlan& plan, const std::string& path,
-                             output::ResultWriter& writer, ProgressBar& progress) {
+} // namespace
+
+std::vector<std::string> AnalyzeFile(const AnalysisPlan& plan, const std::string& path,
+                                     output::ResultWriter& writer, ProgressBar& progress) {
     media::Reader reader(path, {.mix = plan.mix,
                                 .blockFrames = plan.blockSamples,
                                 .isCancelled = output::Interrupt::IsRequested});
@@ -149,22 +151,6 @@ std::vector<std::string> Run(const AnalysisPlan& plan, const std::string& path,
     summary.decoder = FactsOf(report);
     writer.EndFile(summary);
     return WarningsOf(report, summary.missing);
-}
-
-} // namespace
-
-std::vector<std::string> AnalyzeFile(const AnalysisPlan& plan, const std::string& path,
-                                     output::ResultWriter& writer, ProgressBar& progress) {
-    try {
-        return Run(plan, path, writer, progress);
-    } catch (const media::Error& error) {
-        if (error.fault() == media::Fault::Cancelled) {
-            output::Interrupt::Check();
-        }
-        throw ToolError(error.what());
-    } catch (const Error& error) {
-        throw ToolError(error.what());
-    }
 }
 
 } // namespace qel::tool

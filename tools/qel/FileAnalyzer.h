@@ -10,7 +10,8 @@
 namespace qel::tool {
 
 // Decodes one file, analyzes it and hands the results to a writer, from BeginFile to EndFile.
-// Throws ToolError for a file that cannot be analyzed, after which the writer needs its FailFile;
+// Throws ToolError, media::Error or qel::Error for a file that cannot be analyzed, after which the
+// writer needs its FailFile;
 // OutputError and OutputExists as the writer does.
 //
 // Returns warnings: what was wrong and did not end the analysis, a line each without the file's

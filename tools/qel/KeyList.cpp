@@ -4,6 +4,8 @@
 #include "output/formats/PayloadFormat.h"
 #include "tools/qel/ToolError.h"
 
+#include <QelAudioAnalysis/KeyAliases.hpp>
+
 #include <algorithm>
 #include <cctype>
 #include <fmt/format.h>
@@ -96,7 +98,7 @@ std::vector<const KeyInfo*> BeatKeys() {
 }
 
 const KeyInfo* RequireKey(std::string_view key) {
-    if (const KeyInfo* info = findKey(key)) {
+    if (const KeyInfo* info = findKey(keyNamed(key))) {
         return info;
     }
     if (key.empty()) {
@@ -106,6 +108,9 @@ const KeyInfo* RequireKey(std::string_view key) {
     for (const KeyInfo& info : kKeys) {
         names.emplace_back(info.key);
     }
+    for (const KeyAlias& row : kKeyAliases) {
+        names.emplace_back(row.alias);
+    }
     const std::string nearest = NearestName(key, names);
     const std::string hint = nearest.empty() ? std::string("\"qel keys\" lists the keys")
                                              : fmt::format("did you mean \"{}\"?", nearest);
@@ -114,17 +119,25 @@ const KeyInfo* RequireKey(std::string_view key) {
 
 std::vector<const KeyInfo*> ParseKeys(const std::vector<std::string>& lists) {
     std::vector<const KeyInfo*> keys;
-    for (const std::string_view list : lists) {
-        for (std::size_t begin = 0; begin <= list.size();) {
-            const std::size_t end = std::min(list.find(',', begin), list.size());
-            keys.push_back(RequireKey(Trim(list.substr(begin, end - begin))));
-            begin = end + 1;
-        }
+    for (const std::string& key : SplitList(lists)) {
+        keys.push_back(RequireKey(key));
     }
     // The rows stand in one array, so that their addresses have the table's order.
     std::sort(keys.begin(), keys.end());
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
     return keys;
+}
+
+std::vector<std::string> SplitList(const std::vector<std::string>& lists) {
+    std::vector<std::string> entries;
+    for (const std::string_view list : lists) {
+        for (std::size_t begin = 0; begin <= list.size();) {
+            const std::size_t end = std::min(list.find(',', begin), list.size());
+            entries.emplace_back(Trim(list.substr(begin, end - begin)));
+            begin = end + 1;
+        }
+    }
+    return entries;
 }
 
 std::string NearestName(std::string_view name, const std::vector<std::string>& candidates) {

@@ -33,12 +33,16 @@ std::vector<const KeyInfo*> LabelKeys();
 // Keys that beats and their positions in the bar are known from.
 std::vector<const KeyInfo*> BeatKeys();
 
-// The row of one key. Throws UsageError, with the nearest known key as a hint.
+// The row of one key, which an alias may name. Throws UsageError, with the nearest known name as a
+// hint.
 const KeyInfo* RequireKey(std::string_view key);
 
 // Keys of comma-separated lists, in the order of the table, each once. Blanks around a key do not
 // count. Throws UsageError for a key that is unknown or empty.
 std::vector<const KeyInfo*> ParseKeys(const std::vector<std::string>& lists);
+
+// The entries of comma-separated lists, without the blanks around them.
+std::vector<std::string> SplitList(const std::vector<std::string>& lists);
 
 // The candidate with the fewest letters to insert, delete or replace (capitals do not count); empty
 // if even that one has less than half of its letters in common.

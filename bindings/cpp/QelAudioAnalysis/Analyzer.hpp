@@ -44,7 +44,8 @@ public:
     /*
      * Creates an analyzer that is ready for audio.
      *
-     *   keys   exact texts of the table in Keys.hpp, in any order. Without keys no result arrives.
+     *   keys   names of the table in Keys.hpp or aliases of KeyAliases.hpp, in any order. Results
+     *          carry the name of the table. Without keys no result arrives.
      *          A key that needs another one (KeyInfo::companion) gets it; the results of the other
      *          one are dropped unless it was requested too.
      *   setup  the stream; its values are checked

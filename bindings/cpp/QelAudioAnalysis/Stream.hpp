@@ -6,6 +6,7 @@
 #include <QelAudioAnalysis.h>
 #include <QelAudioAnalysis/CFOwner.hpp>
 #include <QelAudioAnalysis/Error.hpp>
+#include <QelAudioAnalysis/KeyAliases.hpp>
 #include <QelAudioAnalysis/Keys.hpp>
 #include <QelAudioAnalysis/Result.hpp>
 #include <QelAudioAnalysis/StreamSetup.hpp>
@@ -19,10 +20,26 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace qel::detail {
+
+/* The names with the key in place of each alias. A key that has two names there comes once. */
+inline std::vector<std::string> keysNamed(const std::vector<std::string>& names) {
+    std::vector<std::string> keys;
+    for (const std::string& name : names) {
+        const std::string_view key = keyNamed(name);
+        const bool isNamedTwice =
+            key != name && std::find(names.begin(), names.end(), key) != names.end();
+        if (!isNamedTwice &&
+            (key == name || std::find(keys.begin(), keys.end(), key) == keys.end())) {
+            keys.emplace_back(key);
+        }
+    }
+    return keys;
+}
 
 /* The keys with their companions, each companion before the key that needs it. */
 inline std::vector<std::string> withCompanions(const std::vector<std::string>& keys) {
@@ -67,8 +84,9 @@ private:
 /* Owns the handle, and connects the library's callbacks with the client's. */
 class Stream {
 public:
-    Stream(const std::vector<std::string>& keys, const StreamSetup& setup) : mSetup(setup) {
+    Stream(const std::vector<std::string>& names, const StreamSetup& setup) : mSetup(setup) {
         requireUsable(setup);
+        const std::vector<std::string> keys = keysNamed(names);
         const std::vector<std::string> all = withCompanions(keys);
         const CFOwner<CFMutableArrayRef> array = makeArray();
         for (const std::string& key : all) {
@@ -154,7 +172,8 @@ public:
         }
     }
 
-    KeyMetaData metaData(const std::string& key) const {
+    KeyMetaData metaData(const std::string& name) const {
+        const std::string key(keyNamed(name));
         // The library does not write the frame fields for a key without frames.
         QelAudioAnalysisKeyMetaData data{};
         UInt32 size = 0;

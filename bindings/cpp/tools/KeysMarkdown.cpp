@@ -2,6 +2,7 @@
  * Writes docs/keys.md to standard output, from the table of keys in the C++ client. A test compares
  * the two.
  */
+#include <QelAudioAnalysis/KeyAliases.hpp>
 #include <QelAudioAnalysis/Keys.hpp>
 
 #include <cctype>
@@ -317,6 +318,17 @@ void printOverview() {
     }
 }
 
+void printAliases() {
+    std::cout
+        << "\n## Short names\n\n"
+        << "`qel` and the C++ client also accept these names for keys. The twelve functions do "
+           "not. Results\ncarry the name of the key.\n\n"
+        << "| Short name | Key |\n|---|---|\n";
+    for (const qel::KeyAlias& row : qel::kKeyAliases) {
+        std::cout << "| " << row.alias << " | [" << row.key << "](#" << anchor(row.key) << ") |\n";
+    }
+}
+
 void printValue(const qel::ValueInfo& value) {
     std::cout << '\n';
     printWrapped("- **" + std::string(value.name) + "**: ", value.definition, "  ");
@@ -349,6 +361,7 @@ void printKey(const qel::KeyInfo& key) {
 int main() {
     std::cout << kIntroduction;
     printOverview();
+    printAliases();
     for (const qel::KeyInfo& key : qel::kKeys) {
         printKey(key);
     }

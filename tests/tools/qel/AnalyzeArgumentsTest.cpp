@@ -151,6 +151,13 @@ TEST_F(AnalyzeArgumentsTest, AFileNamedTwiceIsAnalyzedTwice) {
     EXPECT_EQ(files[0].without("file"), files[1].without("file"));
 }
 
+TEST_F(AnalyzeArgumentsTest, AnAliasGivesTheResultsOfItsKeyUnderTheKeysName) {
+    const ChildResult alias = Analyze({"good.wav", "--keys", "gammatone,gammatone spectrum"});
+    EXPECT_EQ(alias.status, 0) << alias.err;
+    EXPECT_EQ(alias.out, Analyze({"good.wav", "--keys", "gamma tome spectrum"}).out);
+    EXPECT_TRUE(Json::parse(alias.out)["files"][0]["keys"].contains("gamma tome spectrum"));
+}
+
 TEST_F(AnalyzeArgumentsTest, AKeyNamedTwiceIsAnalyzedOnce) {
     const ChildResult twice = Analyze({"good.wav", "--keys",
                                        "temporal properties, spectrum "

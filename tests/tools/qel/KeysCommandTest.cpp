@@ -165,6 +165,14 @@ TEST(KeysCommandTest, AnUnknownKeyIsAMistakeOfUsage) {
     EXPECT_EQ(result.err, "qel: unknown key \"spektrum\"; did you mean \"spectrum\"?\n");
 }
 
+TEST(KeysCommandTest, DescribeKnowsTheAliasesOfKeys) {
+    const ChildResult alias = RunTool({"describe", "chroma"});
+    EXPECT_EQ(alias.status, 0) << alias.err;
+    EXPECT_EQ(alias.out, RunTool({"describe", "pitch class profile"}).out);
+    EXPECT_EQ(RunTool({"describe", "kroma"}).err,
+              "qel: unknown key \"kroma\"; did you mean \"chroma\"?\n");
+}
+
 TEST(KeysCommandTest, VersionAndHelpSucceed) {
     const ChildResult version = RunTool({"--version"});
     EXPECT_EQ(version.status, 0);

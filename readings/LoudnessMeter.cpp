@@ -1,0 +1,79 @@
+#include "readings/LoudnessMeter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+namespace qel::readings {
+namespace {
+
+constexpr std::size_t kMostFrames = 4096; // that are interleaved at a time
+constexpr int kMode = EBUR128_MODE_I | EBUR128_MODE_LRA | EBUR128_MODE_TRUE_PEAK;
+
+// A level in decibels; none for 0.
+std::optional<double> decibels(double amplitude) {
+    return amplitude > 0 ? std::optional(20 * std::log10(amplitude)) : std::nullopt;
+}
+
+double greatestPeak(ebur128_state* state, int (*peakOf)(ebur128_state*, unsigned int, double*)) {
+    double greatest = 0;
+    for (unsigned int c = 0; c < state->channels; ++c) {
+        double peak = 0;
+        if (peakOf(state, c, &peak) == EBUR128_SUCCESS) {
+            greatest = std::max(greatest, peak);
+        }
+    }
+    return greatest;
+}
+
+} // namespace
+
+void LoudnessMeter::Destroy::operator()(ebur128_state* state) const {
+    ebur128_destroy(&state);
+}
+
+LoudnessMeter::LoudnessMeter(const Setup& setup)
+    : mSetup(setup), mInterleaved(kMostFrames * setup.channels) {
+    reset();
+}
+
+LoudnessMeter::~LoudnessMeter() = default;
+
+void LoudnessMeter::reset() {
+    const auto rate = static_cast<unsigned long>(std::lround(mSetup.sampleRateHz));
+    mState.reset(ebur128_init(mSetup.channels, rate, kMode));
+    if (mState == nullptr) {
+        throw std::bad_alloc();
+    }
+}
+
+void LoudnessMeter::add(std::span<const float* const> channels, std::size_t frames) {
+    for (std::size_t first = 0; first < frames; first += kMostFrames) {
+        const std::size_t count = std::min(kMostFrames, frames - first);
+        for (std::size_t c = 0; c < channels.size(); ++c) {
+            for (std::size_t i = 0; i < count; ++i) {
+                const float x = channels[c][first + i];
+                mInterleaved[i * channels.size() + c] = std::isfinite(x) ? x : 0.0F;
+            }
+        }
+        if (ebur128_add_frames_float(mState.get(), mInterleaved.data(), count) != 0) {
+            throw std::bad_alloc();
+        }
+    }
+}
+
+Loudness LoudnessMeter::finish() const {
+    Loudness loudness;
+    loudness.truePeakDbtp = decibels(greatestPeak(mState.get(), ebur128_true_peak));
+    loudness.samplePeakDbfs = decibels(greatestPeak(mState.get(), ebur128_sample_peak));
+    double value = 0;
+    if (ebur128_loudness_global(mState.get(), &value) == EBUR128_SUCCESS && std::isfinite(value)) {
+        loudness.integratedLufs = value;
+        if (ebur128_loudness_range(mState.get(), &value) == EBUR128_SUCCESS) {
+            loudness.rangeLu = value;
+        }
+    }
+    return loudness;
+}
+
+} // namespace qel::readings

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QelReadings.hpp>
+
+#include <cstddef>
+#include <ebur128.h>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace qel::readings {
+
+// Loudness, loudness range and true peak after ITU-R BS.1770-4, EBU Tech 3341 and EBU Tech 3342,
+// by libebur128.
+class LoudnessMeter {
+public:
+    // Raises std::bad_alloc.
+    explicit LoudnessMeter(const Setup& setup);
+    ~LoudnessMeter();
+
+    void add(std::span<const float* const> channels, std::size_t frames);
+    Loudness finish() const;
+    void reset();
+
+private:
+    struct Destroy {
+        void operator()(ebur128_state* state) const;
+    };
+
+    const Setup mSetup;
+    std::unique_ptr<ebur128_state, Destroy> mState;
+    std::vector<float> mInterleaved;
+};
+
+} // namespace qel::readings

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "readings/BeatFinder.h"
+#include <QelReadings.hpp>
+
+#include <optional>
+#include <span>
+
+namespace qel::readings {
+
+// The grid of equal distances that fits beats best, by least squares with weights that fall for
+// beats far off it (Huber, Robust estimation of a location parameter, Annals of Mathematical
+// Statistics 35(1), 1964). None for fewer than 4 beats, and none where half of the beats lie further
+// than an eighth of a beat off it: the tempo is not steady.
+std::optional<Grid> fitGrid(std::span<const double> beatSeconds, double bpm);
+
+// The tempo, and how far to trust it.
+Tempo tempoOf(const BeatFinder::Result& beats, const std::optional<Grid>& grid);
+
+} // namespace qel::readings

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "tools/qel/ProgressBar.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace qel::tool {
+
+// What every subcommand does with each of its files.
+
+// Throws UsageError if the output, or standard output for "-", is one of the inputs: results in the
+// place of the audio they came from would be a loss that nobody asked for.
+void RefuseToOverwriteInput(const std::vector<std::string>& files, const std::string& output);
+
+// Works on one file. The lines that work returns are told as warnings. What ends the work of this
+// file alone is told on standard error and to fail, and the answer is false; an output that cannot
+// be written and a signal end the run.
+bool TryFile(const std::string& path, ProgressBar& progress,
+             const std::function<std::vector<std::string>()>& work,
+             const std::function<void(const std::string& reason)>& fail);
+
+} // namespace qel::tool

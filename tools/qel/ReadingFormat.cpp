@@ -1,0 +1,20 @@
+#include "tools/qel/ReadingFormat.h"
+
+#include "tools/qel/ReadingRows.h"
+#include "tools/qel/ReadingText.h"
+
+namespace qel::tool {
+
+std::unique_ptr<ReadingFormat> MakeReadingFormat(const ReadOptions& options) {
+    switch (options.format) {
+    case ReadFormat::Json:
+        return std::make_unique<ReadingJson>(options);
+    case ReadFormat::Csv:
+    case ReadFormat::Tsv:
+        return std::make_unique<ReadingRows>(options);
+    default:
+        return std::make_unique<ReadingText>(options);
+    }
+}
+
+} // namespace qel::tool
