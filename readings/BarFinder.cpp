@@ -11,8 +11,8 @@ constexpr std::size_t kFewestBeats = 6;
 constexpr std::size_t kFeatures = 8;
 // Of the features in the order of downBeatLogOdds, and of 1. From a logistic regression over the
 // developing half of the material of docs/accuracy.md.
-constexpr std::array<double, kFeatures + 1> kWeights{0.65, 0.18, 0.47, 0.02, 0.75,
-                                                     0.21, 0.24, 0.29, -1.0};
+constexpr std::array<double, kFeatures + 1> kWeights{0.654, 0.097, 0.518, 0.046, 0.647,
+                                                     0.205, 0.287, 0.291, -1.031};
 
 struct Meter {
     std::size_t beats;
@@ -74,7 +74,8 @@ std::vector<double> BarFinder::downBeatLogOdds(std::span<const double> beatSecon
         const std::size_t after = std::min(i + 2, n + 1);
         const auto round = [&](std::size_t place) { return std::round(places[place]); };
         const auto change = [&](auto mean, std::size_t from, std::size_t to) {
-            return double{Harmony::distance(mean(round(from), round(i)), mean(round(i), round(to)))};
+            return double{
+                Harmony::distance(mean(round(from), round(i)), mean(round(i), round(to)))};
         };
         const auto all = [&](double a, double b) { return mChroma.meanOfAll(a, b); };
         const auto bass = [&](double a, double b) { return mChroma.meanOfBass(a, b); };

@@ -18,10 +18,10 @@ namespace qel::readings {
 class BarFinder {
 public:
     struct Result {
-        int beatsPerBar = 0;     // 0: too few beats
-        std::size_t phase = 0;   // the first down beat
+        int beatsPerBar = 0;      // 0: too few beats
+        std::size_t phase = 0;    // the first down beat
         double logLikelihood = 0; // per beat
-        double lead = 0;         // over the best of another phase or meter, per beat
+        double lead = 0;          // over the best of another phase or meter, per beat
     };
 
     BarFinder(const OnsetStrength& strength, const Harmony& chroma, double framesPerSecond)

@@ -10,6 +10,7 @@ constexpr double kMeanSeconds = 1;
 constexpr double kHarmonySeconds = 0.23; // before and after a change
 constexpr double kOnsetQuantile = 0.97;
 constexpr double kQuantile = 0.98;
+constexpr float kLeastShare = 0.25F;
 constexpr float kOnsetShare = 0.6F;
 constexpr float kLowShare = 0.15F;
 constexpr float kHarmonyShare = 0.25F;
@@ -23,7 +24,8 @@ float quantile(std::vector<float> values, double share) {
     return values[static_cast<std::size_t>(place)];
 }
 
-// What a curve has above its mean over `length` frames around, divided by a high quantile.
+// What a curve has above its mean over `length` frames around, divided by a high quantile; where
+// little ever rises, that quantile is low, and a share of the greatest value takes its place.
 std::vector<float> aboveMean(const std::vector<float>& curve, std::size_t length, double share) {
     std::vector<double> sums(curve.size() + 1);
     for (std::size_t t = 0; t < curve.size(); ++t) {
@@ -37,7 +39,8 @@ std::vector<float> aboveMean(const std::vector<float>& curve, std::size_t length
         const double mean = (sums[end] - sums[first]) / static_cast<double>(2 * half + 1);
         above[t] = static_cast<float>(std::max(curve[t] - mean, 0.0));
     }
-    const float high = quantile(above, share);
+    const float greatest = above.empty() ? 0 : *std::ranges::max_element(above);
+    const float high = std::max(quantile(above, share), kLeastShare * greatest);
     for (float& value : above) {
         value /= high + 1e-9F;
     }
@@ -49,8 +52,8 @@ std::vector<float> harmonyChange(const Harmony& chroma, std::size_t frames, std:
     for (std::size_t t = reach; t + reach < frames; ++t) {
         const auto at = static_cast<double>(t);
         const auto length = static_cast<double>(reach);
-        change[t] = Harmony::distance(chroma.meanOfAll(at - length, at),
-                                      chroma.meanOfAll(at, at + length));
+        change[t] =
+            Harmony::distance(chroma.meanOfAll(at - length, at), chroma.meanOfAll(at, at + length));
     }
     return change;
 }
@@ -63,8 +66,9 @@ BeatActivity::BeatActivity(const OnsetStrength& strength, const Harmony& chroma,
     const auto reach = static_cast<std::size_t>(std::lround(kHarmonySeconds * framesPerSecond));
     onset = aboveMean(strength.all(), length, kOnsetQuantile);
     low = aboveMean(strength.low(), length, kQuantile);
-    harmony = aboveMean(harmonyChange(chroma, strength.all().size(), std::max(reach, std::size_t{1})),
-                        length, kQuantile);
+    harmony =
+        aboveMean(harmonyChange(chroma, strength.all().size(), std::max(reach, std::size_t{1})),
+                  length, kQuantile);
 }
 
 std::vector<float> BeatActivity::together() const {

@@ -8,8 +8,8 @@
 namespace qel::readings {
 
 // Curves over the frames of "spectrum" that rise where a beat is likely: how strongly something
-// begins, over all and in the bass, and how the harmony changes. About 0 to 1, above the mean of the
-// second around.
+// begins, over all and in the bass, and how the harmony changes. About 0 to 1, above the mean of
+// the second around.
 struct BeatActivity {
     std::vector<float> onset;
     std::vector<float> low;

@@ -12,13 +12,15 @@ namespace {
 constexpr double kLowestBpm = 40;
 constexpr double kHighestBpm = 230;
 constexpr std::size_t kFewestBeats = 6;
+// Of the onsets on the path's beats, for another reading of them to be considered.
+constexpr double kLeastShare = 0.6;
 constexpr double kSameTempo = 0.08; // as a ratio
 // From a beat's frame on the path to the beat, and from a peak of the onset strength to the attack
 // that makes it, in hops: the medians over the developing half of the material of docs/accuracy.md.
 constexpr double kPathHops = 1.5;
 constexpr double kPeakHops = 0.57;
 
-constexpr std::size_t kFigures = 13;
+constexpr std::size_t kFigures = 11;
 // Of the figures in the order of scoreOf: weight, mean and deviation. From a conditional logistic
 // regression over the developing half of the material of docs/accuracy.md.
 struct Weight {
@@ -127,8 +129,6 @@ double BeatFinder::scoreOf(const Beats& beats) const {
         octaves * octaves,
         meanAt(mActivity.onset, beats),
         meanAt(mActivity.onset, halves),
-        meanAt(mActivity.low, beats),
-        meanAt(mActivity.low, halves),
         meanAt(mActivity.harmony, beats),
         meanAt(mActivity.harmony, halves),
         meanAt(mActivity.onset, between(beats, 1.0 / 3)) +
@@ -152,7 +152,8 @@ BeatFinder::Beats BeatFinder::placedOnAttacks(const Beats& beats) const {
     const std::vector<float>& curve = mStrength.all();
     Beats placed;
     for (const double seconds : beats) {
-        const auto frame = static_cast<std::ptrdiff_t>(std::lround(seconds * mFramesPerSecond - kPeakHops));
+        const auto frame =
+            static_cast<std::ptrdiff_t>(std::lround(seconds * mFramesPerSecond - kPeakHops));
         std::ptrdiff_t peak = -1;
         for (std::ptrdiff_t t = std::max<std::ptrdiff_t>(frame - 2, 1);
              t <= frame + 2 && t + 1 < static_cast<std::ptrdiff_t>(curve.size()); ++t) {
@@ -183,7 +184,9 @@ BeatFinder::Result BeatFinder::find() const {
     if (path.size() < kFewestBeats) {
         return result;
     }
-    const std::vector<Beats> all = readingsOf(path);
+    std::vector<Beats> all = readingsOf(path);
+    const double least = kLeastShare * meanAt(mActivity.onset, path);
+    std::erase_if(all, [&](const Beats& beats) { return meanAt(mActivity.onset, beats) < least; });
     std::vector<double> scores;
     for (const Beats& beats : all) {
         scores.push_back(scoreOf(beats));
@@ -204,8 +207,8 @@ BeatFinder::Result BeatFinder::find() const {
     }
     result.lead = other > -1e300 ? scores[best] - other : 0;
     result.spread = spreadOf(result.seconds);
-    result.prominence = meanAt(mActivity.onset, all[best]) -
-                        meanAt(mActivity.onset, between(all[best], 0.5));
+    result.prominence =
+        meanAt(mActivity.onset, all[best]) - meanAt(mActivity.onset, between(all[best], 0.5));
     return result;
 }
 

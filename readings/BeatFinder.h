@@ -17,12 +17,12 @@ namespace qel::readings {
 class BeatFinder {
 public:
     struct Result {
-        std::vector<double> seconds;  // of the beats
-        double bpm = 0;               // 0: nothing was found
+        std::vector<double> seconds; // of the beats
+        double bpm = 0;              // 0: nothing was found
         double alternativeBpm = 0;
-        double lead = 0;              // of the chosen reading over the best of another tempo
-        double spread = 0;            // of the intervals, standard deviation over mean
-        double prominence = 0;        // of onsets on the beats over those between them
+        double lead = 0;       // of the chosen reading over the best of another tempo
+        double spread = 0;     // of the intervals, standard deviation over mean
+        double prominence = 0; // of onsets on the beats over those between them
     };
 
     BeatFinder(const OnsetStrength& strength, const Harmony& chroma, double framesPerSecond);

@@ -10,8 +10,8 @@ namespace {
 constexpr double kLowestBpm = 50;
 constexpr double kHighestBpm = 215;
 constexpr std::size_t kMostTempi = 255;
-constexpr double kSteadiness = 80; // of the tempo: exp(-80 |ratio - 1|)
-constexpr std::size_t kBeatShare = 12;     // a beat takes a twelfth of its interval
+constexpr double kSteadiness = 80;     // of the tempo: exp(-80 |ratio - 1|)
+constexpr std::size_t kBeatShare = 12; // a beat takes a twelfth of its interval
 constexpr float kLeast = 1e-3F;
 constexpr float kMost = 0.97F;
 

@@ -38,8 +38,7 @@ std::vector<Harmony::Share> Harmony::shares(double lowestHz, double highestHz, d
     return found;
 }
 
-Harmony::Chroma Harmony::fold(const std::vector<Share>& shares,
-                              std::span<const float> magnitudes) {
+Harmony::Chroma Harmony::fold(const std::vector<Share>& shares, std::span<const float> magnitudes) {
     Chroma chroma{};
     for (const Share& share : shares) {
         chroma[share.pitchClass] += share.weight * magnitudes[share.bin];
@@ -84,6 +83,8 @@ Harmony::Chroma Harmony::mean(const std::vector<Chroma>& frames, double begin, d
 }
 
 float Harmony::distance(const Chroma& a, const Chroma& b) {
+    // What hardly sounds has no harmony that could change; 0.5 is a tone at about -40 dB.
+    constexpr float kAudible = 0.5F;
     float dot = 0;
     float aa = 0;
     float bb = 0;
@@ -93,7 +94,8 @@ float Harmony::distance(const Chroma& a, const Chroma& b) {
         bb += b[p] * b[p];
     }
     const float scale = std::sqrt(aa * bb);
-    return scale > 0 ? 1 - dot / scale : 0;
+    const float share = std::min(std::min(aa, bb) / kAudible, 1.0F);
+    return scale > 0 ? share * std::max(1 - dot / scale, 0.0F) : 0;
 }
 
 } // namespace qel::readings

@@ -25,12 +25,13 @@ public:
 
     std::size_t frames() const { return mAll.size(); }
 
-    // Means over the time from `begin` to `end`, in hops of "spectrum" counted so that hop i is about
-    // the middle of its frame i. Between frames, chroma is interpolated.
+    // Means over the time from `begin` to `end`, in hops of "spectrum" counted so that hop i is
+    // about the middle of its frame i. Between frames, chroma is interpolated.
     Chroma meanOfAll(double begin, double end) const { return mean(mAll, begin, end); }
     Chroma meanOfBass(double begin, double end) const { return mean(mBass, begin, end); }
 
-    // 1 less the cosine of the angle between two: 0 for the same harmony, at most 1.
+    // 1 less the cosine of the angle between two: 0 for the same harmony, at most 1. Less where one
+    // of them hardly sounds.
     static float distance(const Chroma& a, const Chroma& b);
 
 private:

@@ -11,9 +11,10 @@ constexpr double kSliceSeconds = 1;
 // What a change of key costs in the path through the slices, in the same unit as the sum of the
 // slices' correlations: a new key has to be better by 0.1 for some 12 seconds.
 constexpr float kChangeCost = 1.2F;
-// Logistic function from the lead over the runner-up to the share of right answers.
-constexpr double kLeadAtHalf = 0.004;
-constexpr double kLeadScale = 0.012;
+// Logistic function from the lead over the runner-up to the share of right answers, fitted over the
+// developing half of the material of docs/accuracy.md.
+constexpr double kLeadAtHalf = 0.0102;
+constexpr double kLeadScale = 0.00419;
 
 MusicalKey keyOf(std::size_t index) {
     return {static_cast<int>(index % 12), index >= 12};

@@ -36,8 +36,8 @@ double hzOf(double mel, bool htk) {
 
 MelCepstrum::MelCepstrum(const TimbreSettings& settings, std::size_t bins, double binHz)
     : mSettings(settings) {
-    const double highest = settings.fmax > 0 ? settings.fmax
-                                             : std::min(static_cast<double>(bins) * binHz, 16000.0);
+    const double highest =
+        settings.fmax > 0 ? settings.fmax : std::min(static_cast<double>(bins) * binHz, 16000.0);
     const bool isUsable = settings.n_mels >= 1 && settings.n_mels <= 512 && settings.n_mfcc >= 1 &&
                           settings.n_mfcc <= settings.n_mels && settings.fmin >= 0 &&
                           settings.fmin < highest && settings.lifter >= 0 && settings.top_db >= 0;
@@ -75,10 +75,10 @@ void MelCepstrum::makeCosines() {
     const double bands = mSettings.n_mels;
     for (std::uint32_t c = 0; c < mSettings.n_mfcc; ++c) {
         const double norm = std::sqrt((c == 0 ? 1 : 2) / bands);
-        const double lift = mSettings.lifter > 0
-                                ? 1 + mSettings.lifter / 2 *
-                                          std::sin(std::numbers::pi * (c + 1) / mSettings.lifter)
-                                : 1;
+        const double lift =
+            mSettings.lifter > 0
+                ? 1 + mSettings.lifter / 2 * std::sin(std::numbers::pi * (c + 1) / mSettings.lifter)
+                : 1;
         for (std::uint32_t band = 0; band < mSettings.n_mels; ++band) {
             const double angle = std::numbers::pi * c * (2.0 * band + 1) / (2 * bands);
             mCosines.push_back(static_cast<float>(norm * lift * std::cos(angle)));
@@ -108,8 +108,8 @@ Timbre MelCepstrum::finish(double frameSeconds, double hopSeconds) const {
         for (std::size_t c = 0; c < mSettings.n_mfcc; ++c) {
             double sum = 0;
             for (std::size_t band = 0; band < bands; ++band) {
-                sum += std::max<double>(mDecibels[first + band], least) *
-                       mCosines[c * bands + band];
+                sum +=
+                    std::max<double>(mDecibels[first + band], least) * mCosines[c * bands + band];
             }
             timbre.values.push_back(static_cast<float>(sum));
         }

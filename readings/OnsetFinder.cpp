@@ -6,8 +6,8 @@
 namespace qel::readings {
 namespace {
 
-constexpr double kPeakSeconds = 0.035;   // no higher strength within
-constexpr double kBeforeSeconds = 0.14;  // of the mean that a peak stands above
+constexpr double kPeakSeconds = 0.035;  // no higher strength within
+constexpr double kBeforeSeconds = 0.14; // of the mean that a peak stands above
 constexpr double kAfterSeconds = 0.093;
 constexpr double kSilentSeconds = 0.035; // from one onset to the next
 constexpr float kThreshold = 0.03F;      // above the mean
@@ -43,8 +43,9 @@ std::vector<Onset> findOnsets(const OnsetStrength& strength, double framesPerSec
         const auto at = [&](std::size_t frame) {
             return curve.begin() + static_cast<std::ptrdiff_t>(std::min(frame, curve.size()));
         };
-        const bool isPeak = t >= next && curve[t] > 0 &&
-                            curve[t] >= *std::max_element(at(t - std::min(t, reach)), at(t + reach + 1));
+        const bool isPeak =
+            t >= next && curve[t] > 0 &&
+            curve[t] >= *std::max_element(at(t - std::min(t, reach)), at(t + reach + 1));
         if (!isPeak) {
             continue;
         }

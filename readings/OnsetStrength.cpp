@@ -11,7 +11,7 @@ constexpr double kFrameSamples = 1024;
 constexpr double kLowestHz = 30;
 constexpr double kHighestHz = 16000;
 constexpr double kHighestShare = 0.47; // of the sample rate
-constexpr int kEdges = 38;             // of as many bands less two, before narrow ones fall together
+constexpr int kEdges = 38; // of as many bands less two, before narrow ones fall together
 constexpr double kMiddleFromHz = 160;
 constexpr double kHighFromHz = 2500;
 // A sine of amplitude 1 has 512 in "spectrum". Levels are the decimal logarithm of 1 + 1000 times
@@ -48,7 +48,8 @@ void OnsetStrength::makeBands(double sampleRateHz) {
         Band band{left, {}, static_cast<double>(top) * sampleRateHz / kFrameSamples};
         for (std::size_t k = left; k <= std::min(right, kBins - 1); ++k) {
             const auto rise = static_cast<float>(k - left + 1) / static_cast<float>(top - left + 1);
-            const auto fall = static_cast<float>(right - k + 1) / static_cast<float>(right - top + 1);
+            const auto fall =
+                static_cast<float>(right - k + 1) / static_cast<float>(right - top + 1);
             band.weights.push_back(k <= top ? rise : fall);
         }
         mFirstMiddle += band.centreHz < kMiddleFromHz ? 1 : 0;

@@ -9,8 +9,8 @@ namespace qel::readings {
 // How much sound begins in each frame of "spectrum": the rise of the logarithmic magnitudes of some
 // 36 bands against the frame before, where a band's neighbours count as well, so that vibrato is no
 // rise. After Boeck and Widmer, Maximum filter vibrato suppression for onset detection, DAFx, 2013,
-// with the logarithmic compression of Mueller, Ewert and Kreuzer, Making chroma features more robust
-// to timbre changes, ICASSP, 2009.
+// with the logarithmic compression of Mueller, Ewert and Kreuzer, Making chroma features more
+// robust to timbre changes, ICASSP, 2009.
 //
 // Keeps 16 bytes per frame.
 class OnsetStrength {

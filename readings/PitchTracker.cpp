@@ -11,17 +11,17 @@ constexpr double kHopSamples = 2048;
 constexpr float kLowestHz = 60;
 constexpr float kHighestHz = 1300;
 constexpr double kHighestPeakHz = 16000;
-constexpr float kFullScale = 2048;     // the magnitude of a sine of amplitude 1
-constexpr float kQuietest = 3e-4F;     // the amplitude below which a frame is silent
-constexpr float kWeakestPeak = 0.01F;  // of the strongest
+constexpr float kFullScale = 2048;    // the magnitude of a sine of amplitude 1
+constexpr float kQuietest = 3e-4F;    // the amplitude below which a frame is silent
+constexpr float kWeakestPeak = 0.01F; // of the strongest
 constexpr std::size_t kMostPeaks = 30;
-constexpr std::size_t kVoters = 12;    // the lowest peaks
-constexpr int kVotes = 6;              // each may be one of the first 6 harmonics
-constexpr int kMostHarmonics = 10;     // that are missed
+constexpr std::size_t kVoters = 12; // the lowest peaks
+constexpr int kVotes = 6;           // each may be one of the first 6 harmonics
+constexpr int kMostHarmonics = 10;  // that are missed
 constexpr float kHighestHarmonicHz = 5000;
 constexpr float kMissingShare = 0.35F; // of the strongest peak, for a harmonic to be there
 constexpr float kMissingCost = 0.5F;
-constexpr float kVoicedScore = 0.35F;  // below it, a frame has no pitch
+constexpr float kVoicedScore = 0.35F; // below it, a frame has no pitch
 // What a step of an octave or more costs on the path.
 constexpr float kOctaveCost = 0.25F;
 constexpr float kVoicingCost = 0.1F;
@@ -72,7 +72,8 @@ std::vector<PitchTracker::Peak> PitchTracker::peaksOf(std::span<const float> mag
                          std::sqrt(magnitudes[k] / greatest)});
     }
     if (peaks.size() > kMostPeaks) {
-        std::ranges::nth_element(peaks, peaks.begin() + kMostPeaks, std::greater(), &Peak::salience);
+        std::ranges::nth_element(peaks, peaks.begin() + kMostPeaks, std::greater(),
+                                 &Peak::salience);
         peaks.resize(kMostPeaks);
         std::ranges::sort(peaks, {}, &Peak::hz);
     }

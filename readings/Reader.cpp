@@ -25,9 +25,9 @@
 namespace qel::readings {
 namespace {
 
-constexpr std::array kAll{Reading::Tempo,  Reading::Beats,    Reading::Bars,      Reading::Key,
-                          Reading::Onsets, Reading::Pitch,    Reading::Timbre,    Reading::Loudness,
-                          Reading::Bandwidth, Reading::RunningTempo};
+constexpr std::array kAll{
+    Reading::Tempo, Reading::Beats,  Reading::Bars,     Reading::Key,       Reading::Onsets,
+    Reading::Pitch, Reading::Timbre, Reading::Loudness, Reading::Bandwidth, Reading::RunningTempo};
 
 constexpr double kLowestRateHz = 8000;
 constexpr double kHighestRateHz = 768000;
@@ -49,13 +49,14 @@ const Setup& requireUsable(const Setup& setup) {
 }
 
 Bars barsOf(const BarFinder::Result& found, std::span<const double> beatSeconds) {
-    // Logistic function from the lead, in thirty beats, to the share of right answers.
-    constexpr double kBeats = 30;
-    constexpr double kLeadAtHalf = 1;
+    // Logistic function from the lead to the share of right answers, fitted over the developing
+    // half of the material of docs/accuracy.md.
+    constexpr double kOffset = -0.992;
+    constexpr double kSlope = 10.2;
     Bars bars;
     bars.beatsPerBar = found.beatsPerBar;
     if (found.beatsPerBar > 0) {
-        bars.strength = static_cast<float>(1 / (1 + std::exp(kLeadAtHalf - kBeats * found.lead)));
+        bars.strength = static_cast<float>(1 / (1 + std::exp(-kOffset - kSlope * found.lead)));
         for (std::size_t i = found.phase; i < beatSeconds.size();
              i += static_cast<std::size_t>(found.beatsPerBar)) {
             bars.downBeatSeconds.push_back(beatSeconds[i]);
@@ -129,6 +130,7 @@ public:
 
     void reset() {
         mFrames = 0;
+        mEnds = false;
         mBlocks.clear();
         mBandwidth = {};
         if (mKeyFinder) {
@@ -199,9 +201,14 @@ private:
     std::optional<PitchTracker> mPitchTracker;
     std::vector<float> mTempi;
     Bandwidth mBandwidth;
+    bool mEnds = false;
 };
 
 void Reader::State::take(const Result& result) {
+    const bool isWhole = !mEnds || result.info()->delivery == Delivery::AtEnd;
+    if (!isWhole) {
+        return;
+    }
     if (result.key() == kKeyCorrelation) {
         mKeyFinder->add(result.floats());
     } else if (result.key() == kMelSpectrum) {
@@ -230,7 +237,7 @@ void Reader::State::takeMelSpectrum(std::span<const float> magnitudes) {
 }
 
 // The samples of an incomplete block are followed by silence, as "audio range" takes no shorter
-// push.
+// push. Frames that this completes do not count: the silence would be heard as an end.
 void Reader::State::endAnalysis() {
     if (!mAnalyzer) {
         return;
@@ -238,6 +245,7 @@ void Reader::State::endAnalysis() {
     if (!mBlocks.rest().empty()) {
         std::array<float, MonoBlocks::kFrames> last{};
         std::ranges::copy(mBlocks.rest(), last.begin());
+        mEnds = true;
         mAnalyzer->push(std::span<const float>(last));
     }
     mAnalyzer->finish();
@@ -245,8 +253,7 @@ void Reader::State::endAnalysis() {
 
 void Reader::State::answerRhythm(Answers& answers) const {
     const double framesPerSecond = 1 / hopSeconds(kSpectrum);
-    const BeatFinder::Result found =
-        BeatFinder(*mOnsetStrength, *mHarmony, framesPerSecond).find();
+    const BeatFinder::Result found = BeatFinder(*mOnsetStrength, *mHarmony, framesPerSecond).find();
     const std::optional<Grid> grid = fitGrid(found.seconds, found.bpm);
     const Tempo tempo = tempoOf(found, grid);
     const BarFinder::Result bars =

@@ -6,8 +6,8 @@
 
 namespace qel::readings {
 
-// The median of each value and the `length` - 1 before it, or as many as there are; the lower one of
-// two in the middle.
+// The median of each value and the `length` - 1 before it, or as many as there are; the lower one
+// of two in the middle.
 std::vector<float> runningMedian(std::span<const float> values, std::size_t length);
 
 } // namespace qel::readings

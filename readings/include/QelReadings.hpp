@@ -56,17 +56,17 @@ struct Setup {
 
 /* The tempo of a stream. */
 struct Tempo {
-    bool isSteady = false;       /* false: there is no steady tempo, and bpm is the best guess */
-    double bpm = 0;              /* beats per minute, a real number; 0: nothing was found */
-    double alternativeBpm = 0;   /* at half, double, a third or three times that; 0: none */
-    float strength = 0;          /* 0 to 1: the share of such answers that are right */
+    bool isSteady = false;     /* false: there is no steady tempo, and bpm is the best guess */
+    double bpm = 0;            /* beats per minute, a real number; 0: nothing was found */
+    double alternativeBpm = 0; /* at half, double, a third or three times that; 0: none */
+    float strength = 0;        /* 0 to 1: the share of such answers that are right */
 };
 
 /* One beat. */
 struct Beat {
-    double seconds = 0;    /* on the attack */
-    float strength = 0;    /* onset strength there, 0 to 1 within the stream */
-    int position = 0;      /* within its bar, from 1 on; 0: not asked for, or not known */
+    double seconds = 0; /* on the attack */
+    float strength = 0; /* onset strength there, 0 to 1 within the stream */
+    int position = 0;   /* within its bar, from 1 on; 0: not asked for, or not known */
 };
 
 /* A grid of beats at equal distances. */

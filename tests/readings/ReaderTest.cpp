@@ -1,0 +1,167 @@
+// What holds for all readings.
+
+#include "tests/readings/Signals.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace qel::readings::test {
+namespace {
+
+// Everything that a reading says, as numbers.
+std::vector<double> numbersOf(const Answers& a) {
+    std::vector<double> all{a.seconds, a.tempo->bpm, a.tempo->alternativeBpm, a.tempo->strength,
+                            double(a.tempo->isSteady), double(a.bars->beatsPerBar), a.bars->strength,
+                            double(a.key->main.tonic), double(a.key->main.isMinor), a.key->strength,
+                            a.loudness->integratedLufs.value_or(1), a.loudness->truePeakDbtp.value_or(1),
+                            a.bandwidth->cutoffHz.value_or(-1)};
+    for (const Beat& beat : a.beats->beats) {
+        all.push_back(beat.seconds);
+    }
+    for (const double seconds : a.bars->downBeatSeconds) {
+        all.push_back(seconds);
+    }
+    for (const KeySegment& segment : a.key->segments) {
+        all.push_back(segment.beginSeconds);
+        all.push_back(segment.key.tonic);
+    }
+    for (const Onset& onset : *a.onsets) {
+        all.push_back(onset.seconds);
+        all.push_back(onset.strength);
+    }
+    for (const Pitch& pitch : *a.pitch) {
+        all.push_back(pitch.frequencyHz);
+    }
+    all.insert(all.end(), a.timbre->values.begin(), a.timbre->values.end());
+    all.insert(all.end(), a.runningTempo->bpm.begin(), a.runningTempo->bpm.end());
+    return all;
+}
+
+Samples music(double rateHz = kRateHz) {
+    return sum(strokes(times(0.3, 0.5, 9), 9, rateHz), tone(196, 9, 0.1F, rateHz));
+}
+
+Answers readInPushes(const Samples& samples, std::size_t first, std::size_t step) {
+    Reader reader(allReadings(), {.sampleRateHz = kRateHz});
+    std::size_t size = first;
+    for (std::size_t at = 0; at < samples.size(); at += size, size = first + (size + step) % 5000) {
+        size = std::min(size, samples.size() - at);
+        reader.push(std::span(samples).subspan(at, size));
+    }
+    return reader.finish();
+}
+
+TEST(ReaderTest, AnswersDoNotDependOnTheCuts) {
+    const Samples samples = music();
+    const std::vector<double> whole = numbersOf(readInPushes(samples, samples.size(), 0));
+    EXPECT_EQ(whole, numbersOf(readInPushes(samples, 512, 0)));
+    EXPECT_EQ(whole, numbersOf(readInPushes(samples, 1, 977)));
+    EXPECT_EQ(whole, numbersOf(readInPushes(samples, 4099, 0)));
+}
+
+TEST(ReaderTest, AResetReaderIsLikeANewOne) {
+    const Samples samples = music();
+    Reader reader(allReadings(), {.sampleRateHz = kRateHz});
+    reader.push(std::span<const float>(noise(4)));
+    reader.finish();
+    reader.reset();
+    reader.push(std::span<const float>(samples));
+    EXPECT_EQ(numbersOf(reader.finish()), numbersOf(readInPushes(samples, 4096, 0)));
+}
+
+TEST(ReaderTest, EachReadingAloneIsTheSame) {
+    const Samples samples = music();
+    const Answers all = readInPushes(samples, 4096, 0);
+    EXPECT_EQ(read({Reading::Tempo}, samples).tempo->bpm, all.tempo->bpm);
+    EXPECT_EQ(read({Reading::Key}, samples).key->main, all.key->main);
+    EXPECT_EQ(read({Reading::Onsets}, samples).onsets->size(), all.onsets->size());
+    EXPECT_EQ(read({Reading::Bars}, samples).bars->downBeatSeconds, all.bars->downBeatSeconds);
+    EXPECT_EQ(read({Reading::Timbre}, samples).timbre->values, all.timbre->values);
+    EXPECT_EQ(read({Reading::RunningTempo}, samples).runningTempo->bpm, all.runningTempo->bpm);
+}
+
+TEST(ReaderTest, OnlyWhatWasAskedForIsAnswered) {
+    const Answers answers = read({Reading::Key}, music());
+    EXPECT_TRUE(answers.key);
+    EXPECT_FALSE(answers.tempo || answers.beats || answers.bars || answers.onsets || answers.pitch ||
+                 answers.timbre || answers.loudness || answers.bandwidth || answers.runningTempo);
+    EXPECT_NEAR(answers.seconds, 9, 1e-9);
+}
+
+TEST(ReaderTest, ShortAndEmptyStreamsAreAnswered) {
+    for (const std::size_t length : {0U, 1U, 511U, 512U, 1023U, 1024U, 5000U}) {
+        const Answers answers = readInPushes(Samples(length, 0.1F), 4096, 0);
+        EXPECT_EQ(answers.tempo->bpm, 0) << length;
+        EXPECT_FALSE(answers.tempo->isSteady);
+        EXPECT_TRUE(answers.beats->beats.empty());
+        EXPECT_EQ(answers.bars->beatsPerBar, 0);
+        EXPECT_LE(answers.onsets->size(), 1U);
+    }
+}
+
+TEST(ReaderTest, WhatIsNotFiniteCountsAsSilence) {
+    Samples broken = music();
+    Samples mended = broken;
+    for (const std::size_t at : {5000U, 100000U, 100001U, 300000U}) {
+        broken[at] = at % 2 == 0 ? std::numeric_limits<float>::quiet_NaN()
+                                 : -std::numeric_limits<float>::infinity();
+        mended[at] = 0;
+    }
+    EXPECT_EQ(numbersOf(readInPushes(broken, 4096, 0)), numbersOf(readInPushes(mended, 4096, 0)));
+}
+
+TEST(ReaderTest, SilenceDCAndFullScaleGiveFiniteAnswers) {
+    for (const Samples& samples : {silence(9), Samples(400000, 1.0F), sine(441, 9, 1.0F), noise(9, 1.0F)}) {
+        for (const double number : numbersOf(readInPushes(samples, 4096, 0))) {
+            EXPECT_TRUE(std::isfinite(number));
+        }
+    }
+}
+
+class ReaderRateTest : public testing::TestWithParam<double> {};
+
+TEST_P(ReaderRateTest, ClicksHaveTheirTempo) {
+    const double rateHz = GetParam();
+    const Answers answers = read({Reading::Tempo, Reading::Onsets, Reading::Loudness, Reading::Bandwidth},
+                                 strokes(times(0.3, 0.5, 20), 20, rateHz), rateHz);
+    const double octaves = std::round(std::log2(answers.tempo->bpm / 120));
+    EXPECT_NEAR(answers.tempo->bpm / std::exp2(octaves), 120, 0.5);
+    EXPECT_NEAR(static_cast<double>(answers.onsets->size()), 40, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, ReaderRateTest, testing::Values(16000.0, 22050.0, 48000.0, 96000.0));
+
+TEST(ReaderTest, ChannelsAreReadAsTheirMean) {
+    const Samples left = music();
+    Samples right = left;
+    std::ranges::transform(right, right.begin(), [](float x) { return 0.5F * x; });
+    Reader reader({Reading::Onsets}, {.sampleRateHz = kRateHz, .channels = 2});
+    const std::vector<const float*> channels{left.data(), right.data()};
+    reader.push(channels, left.size());
+    Samples mean = left;
+    std::ranges::transform(mean, mean.begin(), [](float x) { return (x + 0.5F * x) * 0.5F; });
+    const auto expected = onsetsOf(mean);
+    const auto found = *reader.finish().onsets;
+    ASSERT_EQ(found.size(), expected.size());
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        EXPECT_EQ(found[i].seconds, expected[i].seconds);
+    }
+}
+
+TEST(ReaderTest, SetupsAndPushesOutOfRangeAreRefused) {
+    EXPECT_THROW(Reader({Reading::Key}, {.sampleRateHz = 7999}), std::invalid_argument);
+    EXPECT_THROW(Reader({Reading::Key}, {.sampleRateHz = std::nan("")}), std::invalid_argument);
+    EXPECT_THROW(Reader({Reading::Key}, {.channels = 0}), std::invalid_argument);
+    EXPECT_THROW(Reader({Reading::Key}, {.channels = 65}), std::invalid_argument);
+    Reader reader({Reading::Key}, {.channels = 2});
+    EXPECT_THROW(reader.push(std::span<const float>(silence(1))), std::invalid_argument);
+}
+
+} // namespace
+} // namespace qel::readings::test
