@@ -9,8 +9,8 @@ namespace qel::readings::test {
 namespace {
 
 Loudness loudnessOf(const std::vector<Samples>& channels, double rateHz = 48000) {
-    Reader reader({Reading::Loudness},
-                  {.sampleRateHz = rateHz, .channels = static_cast<std::uint32_t>(channels.size())});
+    Reader reader({Reading::Loudness}, {.sampleRateHz = rateHz,
+                                        .channels = static_cast<std::uint32_t>(channels.size())});
     std::vector<const float*> pointers;
     for (const Samples& channel : channels) {
         pointers.push_back(channel.data());
@@ -33,8 +33,8 @@ TEST(LoudnessMeterTest, AStereoSineHasItsLevelAsLoudness) {
 
 // Case 1 of EBU Tech 3342: 20 s at -20 dBFS, 20 s at -30 dBFS have a range of 10 LU.
 TEST(LoudnessMeterTest, TwoLevelsHaveTheirDistanceAsRange) {
-    const Samples channel = joined({sine(1000, 20, amplitudeOf(-20), 48000),
-                                    sine(1000, 20, amplitudeOf(-30), 48000)});
+    const Samples channel =
+        joined({sine(1000, 20, amplitudeOf(-20), 48000), sine(1000, 20, amplitudeOf(-30), 48000)});
     EXPECT_NEAR(*loudnessOf({channel, channel}).rangeLu, 10, 1);
 }
 

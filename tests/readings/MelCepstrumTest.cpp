@@ -14,17 +14,19 @@
 namespace qel::readings::test {
 namespace {
 
-// The definition once more in double precision: the Hann window of the key, without its zeros, power, a triangle's area
-// of 1, decibels below the loudest, and the cosine transform by its sum.
+// The definition once more in double precision: the Hann window of the key, without its zeros,
+// power, a triangle's area of 1, decibels below the loudest, and the cosine transform by its sum.
 std::vector<double> coefficientsOf(const Samples& frame, const TimbreSettings& settings) {
     const std::size_t n = frame.size();
     std::vector<double> power(n / 2);
     for (std::size_t k = 0; k < n / 2; ++k) {
         std::complex<double> sum;
         for (std::size_t i = 0; i < n; ++i) {
-            const double angle = 2 * std::numbers::pi * static_cast<double>(i * k % n) / static_cast<double>(n);
-            const double window = 0.5 - 0.5 * std::cos(2 * std::numbers::pi * static_cast<double>(i + 1) /
-                                                       static_cast<double>(n + 1));
+            const double angle =
+                2 * std::numbers::pi * static_cast<double>(i * k % n) / static_cast<double>(n);
+            const double window =
+                0.5 - 0.5 * std::cos(2 * std::numbers::pi * static_cast<double>(i + 1) /
+                                     static_cast<double>(n + 1));
             sum += double{frame[i]} * window * std::polar(1.0, -angle);
         }
         power[k] = std::norm(sum);
@@ -44,7 +46,8 @@ std::vector<double> coefficientsOf(const Samples& frame, const TimbreSettings& s
         double sum = 0;
         for (std::size_t k = 0; k < power.size(); ++k) {
             const double hz = static_cast<double>(k) * kRateHz / static_cast<double>(n);
-            const double weight = std::min((hz - left) / (top - left), (right - hz) / (right - top));
+            const double weight =
+                std::min((hz - left) / (top - left), (right - hz) / (right - top));
             sum += std::max(weight, 0.0) * 2 / (right - left) * power[k];
         }
         decibels.push_back(10 * std::log10(std::max(sum, 1e-10)));
@@ -53,8 +56,7 @@ std::vector<double> coefficientsOf(const Samples& frame, const TimbreSettings& s
     for (std::uint32_t c = 0; c < settings.n_mfcc; ++c) {
         double sum = 0;
         for (std::uint32_t band = 0; band < settings.n_mels; ++band) {
-            sum += decibels[band] *
-                   std::cos(std::numbers::pi * c * (band + 0.5) / settings.n_mels);
+            sum += decibels[band] * std::cos(std::numbers::pi * c * (band + 0.5) / settings.n_mels);
         }
         coefficients.push_back(sum * std::sqrt((c == 0 ? 1.0 : 2.0) / settings.n_mels));
     }
@@ -87,7 +89,8 @@ TEST(MelCepstrumTest, IsAsDefined) {
 TEST(MelCepstrumTest, TheLimitCountsFromTheLoudestOfTheStream) {
     const Samples loudThenSilent = joined({noise(1, 0.5F), silence(1)});
     const Timbre limited = timbreOf(loudThenSilent, {.top_db = 80});
-    const Timbre free = timbreOf(loudThenSilent, {.top_db = std::numeric_limits<double>::infinity()});
+    const Timbre free =
+        timbreOf(loudThenSilent, {.top_db = std::numeric_limits<double>::infinity()});
     const std::size_t last = limited.values.size() - limited.coefficients;
     // All bands at -100 dB without a limit: coefficient 0 is -100 times the root of their number.
     EXPECT_NEAR(free.values[last], -100 * std::sqrt(40.0), 0.01);

@@ -14,9 +14,10 @@ double centsBetween(double a, double b) {
 TEST(PitchTrackerTest, FindsToneAndSineFromLowToHigh) {
     for (const double hz : {65.4, 98.0, 130.8, 220.0, 440.0, 663.3, 1046.5, 1200.0}) {
         for (const Samples& voice : {tone(hz, 3), sine(hz, 3)}) {
-            for (const Pitch& pitch : pitchesOf(voice))  {
+            for (const Pitch& pitch : pitchesOf(voice)) {
                 ASSERT_TRUE(pitch.isVoiced()) << hz;
-                EXPECT_LT(centsBetween(pitch.frequencyHz, hz), 20) << hz << " " << pitch.frequencyHz;
+                EXPECT_LT(centsBetween(pitch.frequencyHz, hz), 20)
+                    << hz << " " << pitch.frequencyHz;
             }
         }
     }
@@ -27,13 +28,13 @@ TEST(PitchTrackerTest, FindsAFundamentalThatIsMissing) {
     for (int harmonic = 2; harmonic <= 8; ++harmonic) {
         voice = sum(voice, sine(200.0 * harmonic, 3, 0.05F));
     }
-    for (const Pitch& pitch : pitchesOf(voice))  {
+    for (const Pitch& pitch : pitchesOf(voice)) {
         EXPECT_LT(centsBetween(pitch.frequencyHz, 200), 20);
     }
 }
 
 TEST(PitchTrackerTest, SilenceIsNotVoiced) {
-    for (const Pitch& pitch : pitchesOf(silence(3)))  {
+    for (const Pitch& pitch : pitchesOf(silence(3))) {
         EXPECT_FALSE(pitch.isVoiced());
         EXPECT_EQ(pitch.strength, 0);
     }

@@ -16,10 +16,18 @@ namespace {
 
 // Everything that a reading says, as numbers.
 std::vector<double> numbersOf(const Answers& a) {
-    std::vector<double> all{a.seconds, a.tempo->bpm, a.tempo->alternativeBpm, a.tempo->strength,
-                            double(a.tempo->isSteady), double(a.bars->beatsPerBar), a.bars->strength,
-                            double(a.key->main.tonic), double(a.key->main.isMinor), a.key->strength,
-                            a.loudness->integratedLufs.value_or(1), a.loudness->truePeakDbtp.value_or(1),
+    std::vector<double> all{a.seconds,
+                            a.tempo->bpm,
+                            a.tempo->alternativeBpm,
+                            a.tempo->strength,
+                            double(a.tempo->isSteady),
+                            double(a.bars->beatsPerBar),
+                            a.bars->strength,
+                            double(a.key->main.tonic),
+                            double(a.key->main.isMinor),
+                            a.key->strength,
+                            a.loudness->integratedLufs.value_or(1),
+                            a.loudness->truePeakDbtp.value_or(1),
                             a.bandwidth->cutoffHz.value_or(-1)};
     for (const Beat& beat : a.beats->beats) {
         all.push_back(beat.seconds);
@@ -89,8 +97,9 @@ TEST(ReaderTest, EachReadingAloneIsTheSame) {
 TEST(ReaderTest, OnlyWhatWasAskedForIsAnswered) {
     const Answers answers = read({Reading::Key}, music());
     EXPECT_TRUE(answers.key);
-    EXPECT_FALSE(answers.tempo || answers.beats || answers.bars || answers.onsets || answers.pitch ||
-                 answers.timbre || answers.loudness || answers.bandwidth || answers.runningTempo);
+    EXPECT_FALSE(answers.tempo || answers.beats || answers.bars || answers.onsets ||
+                 answers.pitch || answers.timbre || answers.loudness || answers.bandwidth ||
+                 answers.runningTempo);
     EXPECT_NEAR(answers.seconds, 9, 1e-9);
 }
 
@@ -117,7 +126,8 @@ TEST(ReaderTest, WhatIsNotFiniteCountsAsSilence) {
 }
 
 TEST(ReaderTest, SilenceDCAndFullScaleGiveFiniteAnswers) {
-    for (const Samples& samples : {silence(9), Samples(400000, 1.0F), sine(441, 9, 1.0F), noise(9, 1.0F)}) {
+    for (const Samples& samples :
+         {silence(9), Samples(400000, 1.0F), sine(441, 9, 1.0F), noise(9, 1.0F)}) {
         for (const double number : numbersOf(readInPushes(samples, 4096, 0))) {
             EXPECT_TRUE(std::isfinite(number));
         }
@@ -128,14 +138,16 @@ class ReaderRateTest : public testing::TestWithParam<double> {};
 
 TEST_P(ReaderRateTest, ClicksHaveTheirTempo) {
     const double rateHz = GetParam();
-    const Answers answers = read({Reading::Tempo, Reading::Onsets, Reading::Loudness, Reading::Bandwidth},
-                                 strokes(times(0.3, 0.5, 20), 20, rateHz), rateHz);
+    const Answers answers =
+        read({Reading::Tempo, Reading::Onsets, Reading::Loudness, Reading::Bandwidth},
+             strokes(times(0.3, 0.5, 20), 20, rateHz), rateHz);
     const double octaves = std::round(std::log2(answers.tempo->bpm / 120));
     EXPECT_NEAR(answers.tempo->bpm / std::exp2(octaves), 120, 0.5);
     EXPECT_NEAR(static_cast<double>(answers.onsets->size()), 40, 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rates, ReaderRateTest, testing::Values(16000.0, 22050.0, 48000.0, 96000.0));
+INSTANTIATE_TEST_SUITE_P(Rates, ReaderRateTest,
+                         testing::Values(16000.0, 22050.0, 48000.0, 96000.0));
 
 TEST(ReaderTest, ChannelsAreReadAsTheirMean) {
     const Samples left = music();

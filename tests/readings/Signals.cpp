@@ -60,7 +60,8 @@ Samples strokes(const std::vector<double>& times, double seconds, double rateHz)
 
 std::vector<double> times(double first, double distance, double end) {
     std::vector<double> all;
-    for (double time = first; time < end; time = first + distance * static_cast<double>(all.size())) {
+    for (double time = first; time < end;
+         time = first + distance * static_cast<double>(all.size())) {
         all.push_back(time);
     }
     return all;

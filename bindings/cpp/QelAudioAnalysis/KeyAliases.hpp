@@ -1,6 +1,6 @@
 /*
- * Short and correctly spelled names of keys. The client and the tool accept them wherever they accept
- * a key; the twelve functions do not know them. Results carry the name of the key.
+ * Short and correctly spelled names of keys. The client and the tool accept them wherever they
+ * accept a key; the twelve functions do not know them. Results carry the name of the key.
  */
 #pragma once
 
