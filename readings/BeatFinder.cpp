@@ -1,6 +1,7 @@
 #include "readings/BeatFinder.h"
 
 #include "readings/BeatPath.h"
+#include "readings/OnsetFinder.h"
 
 #include <algorithm>
 #include <array>
@@ -148,9 +149,8 @@ double BeatFinder::scoreOf(const Beats& beats) const {
 
 // A beat goes to the peak of the onset strength next to it, between frames to the vertex of the
 // parabola.
-BeatFinder::Beats BeatFinder::placedOnAttacks(const Beats& beats) const {
+void BeatFinder::placeOnAttacks(const Beats& beats, Result& result) const {
     const std::vector<float>& curve = mStrength.all();
-    Beats placed;
     for (const double seconds : beats) {
         const auto frame =
             static_cast<std::ptrdiff_t>(std::lround(seconds * mFramesPerSecond - kPeakHops));
@@ -164,15 +164,14 @@ BeatFinder::Beats BeatFinder::placedOnAttacks(const Beats& beats) const {
             }
         }
         if (peak < 0) {
-            placed.push_back(seconds);
+            result.seconds.push_back(seconds);
+            result.strengths.push_back(0);
             continue;
         }
-        const auto at = static_cast<std::size_t>(peak);
-        const double bend = double{curve[at - 1]} - 2 * curve[at] + curve[at + 1];
-        const double shift = bend < 0 ? (double{curve[at - 1]} - curve[at + 1]) / (2 * bend) : 0;
-        placed.push_back((static_cast<double>(peak) + shift + kPeakHops) / mFramesPerSecond);
+        const Onset onset = onsetAtPeak(curve, static_cast<std::size_t>(peak), mFramesPerSecond);
+        result.seconds.push_back(onset.seconds);
+        result.strengths.push_back(onset.strength);
     }
-    return placed;
 }
 
 BeatFinder::Result BeatFinder::find() const {
@@ -195,7 +194,7 @@ BeatFinder::Result BeatFinder::find() const {
         return result;
     }
     const auto best = static_cast<std::size_t>(std::ranges::max_element(scores) - scores.begin());
-    result.seconds = placedOnAttacks(all[best]);
+    placeOnAttacks(all[best], result);
     result.bpm = bpmOf(all[best]);
     double other = -1e300;
     for (std::size_t i = 0; i < all.size(); ++i) {

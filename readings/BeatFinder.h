@@ -17,8 +17,9 @@ namespace qel::readings {
 class BeatFinder {
 public:
     struct Result {
-        std::vector<double> seconds; // of the beats
-        double bpm = 0;              // 0: nothing was found
+        std::vector<double> seconds;  // of the beats
+        std::vector<float> strengths; // of the onsets there, 0 to 1; 0 where there is none
+        double bpm = 0;               // 0: nothing was found
         double alternativeBpm = 0;
         double lead = 0;       // of the chosen reading over the best of another tempo
         double spread = 0;     // of the intervals, standard deviation over mean
@@ -35,7 +36,7 @@ private:
     static std::vector<Beats> readingsOf(const Beats& beats);
     double scoreOf(const Beats& beats) const;
     double meanAt(const std::vector<float>& curve, const Beats& times) const;
-    Beats placedOnAttacks(const Beats& beats) const;
+    void placeOnAttacks(const Beats& beats, Result& result) const;
 
     const OnsetStrength& mStrength;
     const double mFramesPerSecond;

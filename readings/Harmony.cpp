@@ -32,7 +32,7 @@ std::vector<Harmony::Share> Harmony::shares(double lowestHz, double highestHz, d
         const double pitch = 69 + 12 * std::log2(hz / 440);
         const double nearest = std::nearbyint(pitch);
         found.push_back({static_cast<std::uint16_t>(k),
-                         static_cast<std::uint16_t>(std::lround(nearest) % kClasses),
+                         static_cast<std::uint16_t>(static_cast<std::size_t>(nearest) % kClasses),
                          static_cast<float>(1 - std::abs(pitch - nearest))});
     }
     return found;

@@ -33,8 +33,8 @@ std::size_t greatest(std::span<const double> values, std::size_t except) {
 } // namespace
 
 KeyFinder::KeyFinder(double hopSeconds)
-    : mHopSeconds(hopSeconds),
-      mSliceFrames(std::max<std::size_t>(std::lround(kSliceSeconds / hopSeconds), 1)) {}
+    : mHopSeconds(hopSeconds), mSliceFrames(static_cast<std::size_t>(
+                                   std::max(std::lround(kSliceSeconds / hopSeconds), 1L))) {}
 
 void KeyFinder::reset() {
     mFrames = 0;

@@ -31,6 +31,11 @@ double vertexOf(const std::vector<float>& curve, std::size_t peak) {
 
 } // namespace
 
+Onset onsetAtPeak(const std::vector<float>& curve, std::size_t peak, double framesPerSecond) {
+    const double place = static_cast<double>(peak) + vertexOf(curve, peak) + kPeakHops;
+    return {std::max(place / framesPerSecond, 0.0), std::min(curve[peak] / kFullStrength, 1.0F)};
+}
+
 std::vector<Onset> findOnsets(const OnsetStrength& strength, double framesPerSecond) {
     const std::vector<float>& curve = strength.all();
     const std::size_t reach = framesOf(kPeakSeconds, framesPerSecond);
@@ -58,9 +63,7 @@ std::vector<Onset> findOnsets(const OnsetStrength& strength, double framesPerSec
         if (curve[t] < sum / static_cast<double>(end - first) + kThreshold) {
             continue;
         }
-        const double seconds =
-            (static_cast<double>(t) + vertexOf(curve, t) + kPeakHops) / framesPerSecond;
-        onsets.push_back({std::max(seconds, 0.0), std::min(curve[t] / kFullStrength, 1.0F)});
+        onsets.push_back(onsetAtPeak(curve, t, framesPerSecond));
         next = t + silent;
     }
     return onsets;

@@ -28,7 +28,7 @@ std::vector<std::size_t> bandEdges(double sampleRateHz) {
         const double bin = std::max(std::round(hz * kFrameSamples / sampleRateHz), 1.0);
         edges.push_back(static_cast<std::size_t>(bin));
     }
-    edges.erase(std::ranges::unique(edges).begin(), edges.end());
+    edges.erase(std::unique(edges.begin(), edges.end()), edges.end());
     return edges;
 }
 

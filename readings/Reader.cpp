@@ -48,6 +48,15 @@ const Setup& requireUsable(const Setup& setup) {
     return setup;
 }
 
+// The position of beat `i` in its bar, from 1 on.
+int positionOf(std::size_t i, const BarFinder::Result& bars) {
+    if (bars.beatsPerBar == 0) {
+        return 0;
+    }
+    const auto length = static_cast<std::size_t>(bars.beatsPerBar);
+    return static_cast<int>((i + length - bars.phase) % length) + 1;
+}
+
 Bars barsOf(const BarFinder::Result& found, std::span<const double> beatSeconds) {
     // Logistic function from the lead to the share of right answers, fitted over the developing
     // half of the material of docs/accuracy.md.
@@ -264,7 +273,8 @@ void Reader::State::answerRhythm(Answers& answers) const {
     if (wants(Reading::Beats)) {
         Beats& beats = answers.beats.emplace();
         for (std::size_t i = 0; i < found.seconds.size(); ++i) {
-            beats.beats.push_back({found.seconds[i], 0, 0});
+            const int position = wants(Reading::Bars) ? positionOf(i, bars) : 0;
+            beats.beats.push_back({found.seconds[i], found.strengths[i], position});
         }
         if (tempo.isSteady) {
             beats.grid = grid;
