@@ -15,6 +15,8 @@ import sys
 
 # name: (module, class, interpreter). Debian's bindings work with Debian's interpreter alone.
 SYSTEMS = {
+    "readings": ("bench.truth.systems.readings", "Readings", sys.executable),
+    "readings-guess": ("bench.truth.systems.readings", "GuessingReadings", sys.executable),
     "keys": ("bench.truth.systems.raw_keys", "RawKeys", sys.executable),
     "keys-shifted": ("bench.truth.systems.raw_keys", "ShiftedKeys", sys.executable),
     "librosa": ("bench.truth.systems.librosa_system", "Librosa", sys.executable),
