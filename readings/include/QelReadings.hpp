@@ -106,7 +106,9 @@ struct KeySegment {
 struct KeyAnswer {
     MusicalKey main;
     MusicalKey runnerUp;
-    float strength = 0; /* 0 to 1: the share of such answers that are right */
+    /* 0 to 1: the share of such answers that are right; 0: no key was found, and main and runnerUp
+       mean nothing */
+    float strength = 0;
     std::vector<KeySegment> segments;
 };
 

@@ -6,7 +6,7 @@ namespace qel::tool {
 
 CLI::App* AddRead(CLI::App& app, ReadOptions& options) {
     CLI::App* command =
-        app.add_subcommand("read", "Tell tempo, bars, key, loudness and bandwidth of audio files; "
+        app.add_subcommand("read", "Print tempo, bars, key, loudness and bandwidth of audio files; "
                                    "\"qel FILE...\" does the same");
     command->add_option("FILE", options.files, "Audio files")->required();
     AddChoice<ReadFormat>(command, "--format", options.format,
@@ -17,7 +17,7 @@ CLI::App* AddRead(CLI::App& app, ReadOptions& options) {
                           "text (default): a block per file; json: an object per file; csv, tsv: a "
                           "row per file");
     AddRepeatable(command, "--only", options.only,
-                  "Readings to tell, separated by commas: tempo, bars, key, loudness, bandwidth. "
+                  "Readings to print, separated by commas: tempo, bars, key, loudness, bandwidth. "
                   "Default: all of them")
         ->type_name("LIST");
     command->add_flag("--beats", options.beats, "List the beats");
@@ -29,7 +29,7 @@ CLI::App* AddRead(CLI::App& app, ReadOptions& options) {
                      "Output file, default - (standard output). Missing directories are created")
         ->type_name("PATH");
     command->add_flag("--overwrite", options.overwrite,
-                      "Replace an existing output; without it it is refused");
+                      "Replace an existing output; without this option it is refused");
     command->add_flag("--quiet", options.quiet, "Draw no progress bar");
     return command;
 }

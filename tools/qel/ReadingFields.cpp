@@ -20,7 +20,7 @@ constexpr int kFrequencyDigits = 2;
 // A number without the digits that mean nothing.
 Json Rounded(double value, int digits) {
     const double scale = std::pow(10.0, digits);
-    return std::round(value * scale) / scale;
+    return std::round(value * scale) / scale + 0.0; // no negative zero
 }
 
 Json Rounded(std::optional<double> value, int digits) {

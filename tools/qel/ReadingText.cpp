@@ -2,6 +2,7 @@
 
 #include "output/formats/Texts.h"
 
+#include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
 
@@ -29,6 +30,11 @@ std::string LengthText(double seconds) {
                         : fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
 }
 
+// In percent, and never 100: the strength is an estimate.
+int Percent(float strength) {
+    return std::min(static_cast<int>(std::lround(100 * strength)), 99);
+}
+
 std::string TempoText(const readings::Tempo& tempo) {
     if (tempo.bpm <= 0) {
         return "none found";
@@ -36,18 +42,24 @@ std::string TempoText(const readings::Tempo& tempo) {
     if (!tempo.isSteady) {
         return fmt::format("no steady tempo (about {:.0f} BPM)", tempo.bpm);
     }
-    const std::string text = fmt::format("{:.2f} BPM, steady", tempo.bpm);
+    const std::string text =
+        fmt::format("{:.2f} BPM, steady ({} %)", tempo.bpm, Percent(tempo.strength));
     return tempo.alternativeBpm > 0 ? fmt::format("{}; or {:.2f} BPM", text, tempo.alternativeBpm)
                                     : text;
 }
 
 std::string BarsText(const readings::Bars& bars) {
-    return bars.beatsPerBar > 0 ? fmt::format("{} beats per bar", bars.beatsPerBar) : "not known";
+    if (bars.beatsPerBar == 0) {
+        return "none found";
+    }
+    const char* const doubt = bars.strength < 0.5F ? "not clear: perhaps " : "";
+    return fmt::format("{}{} beats per bar ({} %)", doubt, bars.beatsPerBar,
+                       Percent(bars.strength));
 }
 
 std::string KeyText(const readings::KeyAnswer& key) {
-    return key.strength > 0 ? fmt::format("{} ({:.0f} %), then {}", key.main.name(),
-                                          100 * key.strength, key.runnerUp.name())
+    return key.strength > 0 ? fmt::format("{} ({} %), then {}", key.main.name(),
+                                          Percent(key.strength), key.runnerUp.name())
                             : "none found";
 }
 
