@@ -183,6 +183,9 @@ BeatFinder::Result BeatFinder::find() const {
     if (path.size() < kFewestBeats) {
         return result;
     }
+    if (meanAt(mActivity.onset, path) <= 0) {
+        return result; // nothing begins anywhere
+    }
     std::vector<Beats> all = readingsOf(path);
     const double least = kLeastShare * meanAt(mActivity.onset, path);
     std::erase_if(all, [&](const Beats& beats) { return meanAt(mActivity.onset, beats) < least; });

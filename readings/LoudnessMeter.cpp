@@ -1,6 +1,9 @@
 #include "readings/LoudnessMeter.h"
 
+#include "readings/MonoBlocks.h"
+
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <new>
 
@@ -26,6 +29,22 @@ double greatestPeak(ebur128_state* state, int (*peakOf)(ebur128_state*, unsigned
     return greatest;
 }
 
+// Where a channel of 6.1 and 7.1 stands, in the order of WAVE; none for what the library knows
+// itself. Of more channels all count alike.
+std::optional<int> placeOf(unsigned int channel, unsigned int channels) {
+    constexpr std::array k6Point1{EBUR128_LEFT,  EBUR128_RIGHT, EBUR128_CENTER, EBUR128_UNUSED,
+                                  EBUR128_Mp180, EBUR128_Mp090, EBUR128_Mm090};
+    constexpr std::array k7Point1{EBUR128_LEFT,  EBUR128_RIGHT, EBUR128_CENTER, EBUR128_UNUSED,
+                                  EBUR128_Mp135, EBUR128_Mm135, EBUR128_Mp090,  EBUR128_Mm090};
+    if (channels == k6Point1.size()) {
+        return k6Point1.at(channel);
+    }
+    if (channels == k7Point1.size()) {
+        return k7Point1.at(channel);
+    }
+    return channels > k7Point1.size() ? std::optional<int>(EBUR128_CENTER) : std::nullopt;
+}
+
 } // namespace
 
 void LoudnessMeter::Destroy::operator()(ebur128_state* state) const {
@@ -45,6 +64,11 @@ void LoudnessMeter::reset() {
     if (mState == nullptr) {
         throw std::bad_alloc();
     }
+    for (unsigned int c = 0; c < mSetup.channels; ++c) {
+        if (const auto place = placeOf(c, mSetup.channels)) {
+            ebur128_set_channel(mState.get(), c, *place);
+        }
+    }
 }
 
 void LoudnessMeter::add(std::span<const float* const> channels, std::size_t frames) {
@@ -52,8 +76,7 @@ void LoudnessMeter::add(std::span<const float* const> channels, std::size_t fram
         const std::size_t count = std::min(kMostFrames, frames - first);
         for (std::size_t c = 0; c < channels.size(); ++c) {
             for (std::size_t i = 0; i < count; ++i) {
-                const float x = channels[c][first + i];
-                mInterleaved[i * channels.size() + c] = std::isfinite(x) ? x : 0.0F;
+                mInterleaved[i * channels.size() + c] = usable(channels[c][first + i]);
             }
         }
         if (ebur128_add_frames_float(mState.get(), mInterleaved.data(), count) != 0) {

@@ -40,10 +40,14 @@ MelCepstrum::MelCepstrum(const TimbreSettings& settings, std::size_t bins, doubl
         settings.fmax > 0 ? settings.fmax : std::min(static_cast<double>(bins) * binHz, 16000.0);
     const bool isUsable = settings.n_mels >= 1 && settings.n_mels <= 512 && settings.n_mfcc >= 1 &&
                           settings.n_mfcc <= settings.n_mels && settings.fmin >= 0 &&
-                          settings.fmin < highest && settings.lifter >= 0 && settings.top_db >= 0;
+                          settings.fmax >= 0 && settings.fmin < highest &&
+                          highest <= static_cast<double>(bins) * binHz &&
+                          std::isfinite(settings.lifter) && settings.top_db >= 0 &&
+                          (settings.lifter == 0 || settings.lifter >= 1);
     if (!isUsable) {
         throw std::invalid_argument("timbre settings out of range: 1 <= n_mfcc <= n_mels <= 512, "
-                                    "0 <= fmin < fmax, lifter and top_db 0 or more");
+                                    "0 <= fmin < fmax <= half the rate, lifter 0 or 1 and more, "
+                                    "top_db 0 or more");
     }
     makeFilters(bins, binHz);
     makeCosines();
@@ -58,6 +62,10 @@ void MelCepstrum::makeFilters(std::size_t bins, double binHz) {
         const double left = hzOf(lowest + step * band, mSettings.htk);
         const double top = hzOf(lowest + step * (band + 1), mSettings.htk);
         const double right = hzOf(lowest + step * (band + 2), mSettings.htk);
+        if (!(left < top && top < right)) {
+            throw std::invalid_argument(
+                "timbre settings out of range: fmin and fmax are too close");
+        }
         Filter filter{static_cast<std::size_t>(std::ceil(left / binHz)), {}};
         for (std::size_t k = filter.firstBin; k < bins; ++k) {
             const double hz = static_cast<double>(k) * binHz;

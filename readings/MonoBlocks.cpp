@@ -1,16 +1,20 @@
 #include "readings/MonoBlocks.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace qel::readings {
 
+float usable(float sample) {
+    return std::isfinite(sample) ? std::clamp(sample, -kMostAmplitude, kMostAmplitude) : 0.0F;
+}
+
 float MonoBlocks::mix(std::span<const float* const> channels, std::size_t i) const {
     float sum = 0;
     for (const float* channel : channels) {
-        sum += std::isfinite(channel[i]) ? channel[i] : 0.0F;
+        sum += usable(channel[i]);
     }
-    const float mean = sum * mScale;
-    return std::isfinite(mean) ? mean : 0.0F;
+    return sum * mScale;
 }
 
 } // namespace qel::readings

@@ -7,9 +7,14 @@
 
 namespace qel::readings {
 
+// The largest amplitude: 120 dB above full scale. Squares of sums of it stay finite.
+inline constexpr float kMostAmplitude = 1e6F;
+
+// What a sample counts as: 0 if it is not finite, and at most the largest amplitude.
+float usable(float sample);
+
 // Brings a stream of any number of channels, cut in any way, into blocks of one size and one
-// channel, the mean of all. What a key gives does then not depend on the cuts. Samples that are not
-// finite count as 0.
+// channel, the mean of all. What a key gives does then not depend on the cuts.
 class MonoBlocks {
 public:
     static constexpr std::size_t kFrames = 512; // "audio range" takes no others

@@ -120,6 +120,7 @@ public:
     }
 
     void push(std::span<const float* const> channels, std::size_t frames) {
+        requireRunning();
         if (channels.size() != mSetup.channels) {
             throw std::invalid_argument("readings: push of " + std::to_string(channels.size()) +
                                         " channels to a stream of " +
@@ -140,6 +141,7 @@ public:
     void reset() {
         mFrames = 0;
         mEnds = false;
+        mIsFinished = false;
         mBlocks.clear();
         mBandwidth = {};
         if (mKeyFinder) {
@@ -167,6 +169,12 @@ public:
 private:
     bool wants(Reading reading) const {
         return std::ranges::find(mReadings, reading) != mReadings.end();
+    }
+
+    void requireRunning() const {
+        if (mIsFinished) {
+            throw std::logic_error("qel::readings::Reader: the stream has ended; reset it first");
+        }
     }
 
     bool wantsRhythm() const {
@@ -210,7 +218,8 @@ private:
     std::optional<PitchTracker> mPitchTracker;
     std::vector<float> mTempi;
     Bandwidth mBandwidth;
-    bool mEnds = false;
+    bool mEnds = false; // what comes now is silence after the stream
+    bool mIsFinished = false;
 };
 
 void Reader::State::take(const Result& result) {
@@ -300,6 +309,8 @@ RunningTempo Reader::State::runningTempo() const {
 }
 
 Answers Reader::State::finish() {
+    requireRunning();
+    mIsFinished = true;
     endAnalysis();
     Answers answers;
     answers.seconds = static_cast<double>(mFrames) / mSetup.sampleRateHz;
@@ -338,21 +349,28 @@ Reader::Reader(Reader&&) noexcept = default;
 Reader& Reader::operator=(Reader&&) noexcept = default;
 Reader::~Reader() = default;
 
+Reader::State& Reader::state() const {
+    if (mState == nullptr) {
+        throw std::logic_error("qel::readings::Reader: use of a moved-from reader");
+    }
+    return *mState;
+}
+
 void Reader::push(std::span<const float* const> channels, std::size_t frames) {
-    mState->push(channels, frames);
+    state().push(channels, frames);
 }
 
 void Reader::push(std::span<const float> samples) {
     const float* const channel = samples.data();
-    mState->push({&channel, 1}, samples.size());
+    state().push({&channel, 1}, samples.size());
 }
 
 Answers Reader::finish() {
-    return mState->finish();
+    return state().finish();
 }
 
 void Reader::reset() {
-    mState->reset();
+    state().reset();
 }
 
 } // namespace qel::readings

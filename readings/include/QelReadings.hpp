@@ -157,7 +157,7 @@ struct Loudness {
 };
 
 struct Bandwidth {
-    std::optional<double> cutoffHz; /* empty: the sound reaches up to half the sample rate */
+    std::optional<double> cutoffHz; /* empty: none was found above a quarter of the sample rate */
 };
 
 struct RunningTempo {
@@ -188,8 +188,10 @@ struct Answers {
  * Threads: one thread at a time per reader; different readers may run in different threads. No
  * reader starts a thread.
  *
- * Errors: std::invalid_argument for a setup or settings out of range; std::bad_alloc when memory
- * runs out; qel::Error for what the library refuses. A reader that has raised is to be reset.
+ * Errors: std::invalid_argument for a setup or settings out of range; std::logic_error for push and
+ * finish after finish, and for a moved-from reader, which can be assigned to and destroyed;
+ * std::bad_alloc when memory runs out; qel::Error (QelAudioAnalysis/Error.hpp) for what the library
+ * refuses. After an exception from push or finish, reset the reader.
  */
 class QEL_READINGS_EXPORT Reader {
 public:
@@ -218,6 +220,7 @@ public:
 
 private:
     class State;
+    State& state() const;
     std::unique_ptr<State> mState;
 };
 

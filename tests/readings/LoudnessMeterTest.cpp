@@ -49,6 +49,23 @@ TEST(LoudnessMeterTest, TheTruePeakLiesBetweenSamples) {
     EXPECT_NEAR(*loudness.truePeakDbtp, 20 * std::log10(0.5 * std::sqrt(2.0)), 0.4);
 }
 
+// BS.1770: channels at the sides count 1.41 times, those in the back once, the low-frequency one
+// not.
+TEST(LoudnessMeterTest, TheChannelsOf7Point1CountByTheirPlaces) {
+    const Samples tone = sine(1000, 10, 0.1F, 48000);
+    const Samples nothing = silence(10, 48000);
+    const auto of = [&](std::size_t place) {
+        std::vector<Samples> channels(8, nothing);
+        channels[place] = tone;
+        return loudnessOf(channels).integratedLufs;
+    };
+    const double front = *loudnessOf({tone, nothing}).integratedLufs;
+    EXPECT_NEAR(*of(0), front, 1e-6);
+    EXPECT_FALSE(of(3));
+    EXPECT_NEAR(*of(4), front, 1e-6);
+    EXPECT_NEAR(*of(7), front + 10 * std::log10(1.41), 1e-3);
+}
+
 TEST(LoudnessMeterTest, SilenceHasNone) {
     const Loudness loudness = loudnessOf({silence(5, 48000)});
     EXPECT_FALSE(loudness.integratedLufs);

@@ -111,7 +111,12 @@ TEST(MelCepstrumTest, SettingsOutOfRangeAreRefused) {
     for (const TimbreSettings& settings :
          {TimbreSettings{.n_mfcc = 0}, TimbreSettings{.n_mfcc = 41}, TimbreSettings{.n_mels = 0},
           TimbreSettings{.fmin = -1}, TimbreSettings{.fmin = 9000, .fmax = 8000},
-          TimbreSettings{.lifter = -1}}) {
+          TimbreSettings{.lifter = -1}, TimbreSettings{.lifter = 1e-320},
+          TimbreSettings{.fmax = 22051},
+          TimbreSettings{.fmin = 1000, .fmax = std::nextafter(1000, 2000)},
+          TimbreSettings{.lifter = std::numeric_limits<double>::infinity()},
+          TimbreSettings{.fmax = std::numeric_limits<double>::infinity()},
+          TimbreSettings{.fmax = std::nan("")}}) {
         EXPECT_THROW(timbreOf({}, settings), std::invalid_argument);
     }
 }

@@ -9,6 +9,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace qel::readings::test {
@@ -132,6 +133,46 @@ TEST(ReaderTest, SilenceDCAndFullScaleGiveFiniteAnswers) {
             EXPECT_TRUE(std::isfinite(number));
         }
     }
+}
+
+TEST(ReaderTest, HugeSamplesGiveFiniteAnswers) {
+    Samples broken = music();
+    broken[100000] = 3e38F;
+    for (const Samples& samples : {broken, noise(9, 1e30F)}) {
+        for (const double number : numbersOf(readInPushes(samples, 4096, 0))) {
+            EXPECT_TRUE(std::isfinite(number));
+        }
+    }
+}
+
+TEST(ReaderTest, SilenceHasNoTempoNoBeatsAndNoBars) {
+    for (const Samples& samples : {silence(20), Samples(900000, 0.25F)}) {
+        const Answers answers = readInPushes(samples, 4096, 0);
+        EXPECT_EQ(answers.tempo->bpm, 0);
+        EXPECT_EQ(answers.tempo->strength, 0);
+        EXPECT_TRUE(answers.beats->beats.empty());
+        EXPECT_EQ(answers.bars->beatsPerBar, 0);
+    }
+}
+
+TEST(ReaderTest, AfterTheEndOnlyAResetHelps) {
+    Reader reader({Reading::Key}, {.sampleRateHz = kRateHz});
+    const Samples samples = music();
+    reader.push(std::span<const float>(samples));
+    const KeyAnswer first = *reader.finish().key;
+    EXPECT_THROW(reader.push(std::span<const float>(samples)), std::logic_error);
+    EXPECT_THROW(reader.finish(), std::logic_error);
+    reader.reset();
+    reader.push(std::span<const float>(samples));
+    EXPECT_EQ(reader.finish().key->main, first.main);
+}
+
+TEST(ReaderTest, AMovedFromReaderSaysSo) {
+    Reader reader({Reading::Key}, {.sampleRateHz = kRateHz});
+    Reader other = std::move(reader);
+    EXPECT_THROW(reader.finish(), std::logic_error);
+    EXPECT_THROW(reader.reset(), std::logic_error);
+    EXPECT_EQ(other.finish().key->strength, 0);
 }
 
 class ReaderRateTest : public testing::TestWithParam<double> {};

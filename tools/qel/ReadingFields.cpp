@@ -71,8 +71,6 @@ constexpr Field kFields[] = {
      [](const Answers& a) { return Rounded(a.loudness->samplePeakDbfs, kLevelDigits); }},
     {Reading::Bandwidth, "bandwidth_hz",
      [](const Answers& a) { return Rounded(a.bandwidth->cutoffHz, 0); }},
-    {Reading::Bandwidth, "bandwidth_is_full",
-     [](const Answers& a) { return Json(!a.bandwidth->cutoffHz.has_value()); }},
 };
 
 Json BeatsOf(const Answers& answers) {

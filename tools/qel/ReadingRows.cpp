@@ -37,9 +37,11 @@ std::string ReadingJson::End() const {
 
 std::string ReadingRows::Row(const std::vector<std::string>& fields) const {
     std::string row;
+    const char* separator = "";
     for (const std::string& field : fields) {
-        row += row.empty() ? "" : mIsCsv ? "," : "\t";
+        row += separator;
         row += mIsCsv ? output::CsvText(field) : output::PrintableText(field);
+        separator = mIsCsv ? "," : "\t";
     }
     return row + '\n';
 }

@@ -78,7 +78,7 @@ std::string LoudnessText(const readings::Loudness& loudness) {
 
 std::string BandwidthText(const readings::Bandwidth& bandwidth) {
     if (!bandwidth.cutoffHz) {
-        return "full";
+        return "no cutoff found";
     }
     const std::string text = fmt::format("up to {:.1f} kHz", *bandwidth.cutoffHz / 1000);
     for (const CoderCutoff& row : kCoderCutoffs) {
