@@ -5,6 +5,8 @@
 #include "pitch/ConstantQKernel.h"
 #include "pitch/SpectrumThinning.h"
 
+#include "tests/support/Sanitized.h"
+
 #include <Accelerate/Accelerate.h>
 #include <gtest/gtest.h>
 
@@ -287,14 +289,6 @@ TEST(ConstantQKernelTest, ThreadsShareAKernel) {
     EXPECT_NE(kernels[0], kernels[1]);
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kIsSlowed = true;
-#elif defined(__has_feature)
-constexpr bool kIsSlowed = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool kIsSlowed = false;
-#endif
-
 double CPUSecondsOf(const std::function<void()>& work) {
     const std::clock_t start = std::clock();
     work();
@@ -315,7 +309,7 @@ std::pair<double, double> LeastSeconds(const std::function<void()>& one,
 
 // Measured here at 1.9 to 2.1 times.
 TEST(ConstantQKernelTest, DesignTakesAtMostThreeTimesItsBareTransforms) {
-    if (kIsSlowed) {
+    if (testing_support::kIsSanitized) {
         GTEST_SKIP() << "a checker slows both by different factors";
     }
     double sum = 0.0;

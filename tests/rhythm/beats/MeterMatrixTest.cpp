@@ -1,5 +1,7 @@
 #include "rhythm/beats/MeterMatrix.h"
 
+#include "tests/support/Sanitized.h"
+
 #include <Accelerate/Accelerate.h>
 
 #include <algorithm>
@@ -205,22 +207,14 @@ TEST(MeterMatrixTest, TheWorkAsksEveryHundredShiftsAndStopsWhenTold) {
     EXPECT_EQ(asked.back(), 1300u);
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kIsSlowed = true;
-#elif defined(__has_feature)
-constexpr bool kIsSlowed = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool kIsSlowed = false;
-#endif
-
 // CPU time, which other processes do not lengthen much. Direct products of every 90th shift stand
 // for all of them. Measured here at 60 to 120 times; a build that checks every access tells
 // nothing.
 TEST(MeterMatrixTest, RepetitionIsAtLeastFortyTimesAsFastAsTheDirectProducts) {
-    if (kIsSlowed)
+    if (testing_support::kIsSanitized)
         GTEST_SKIP() << "a checker slows both by different factors";
     if (std::string(QEL_FFT_BACKEND) != "fftw")
-        GTEST_SKIP() << "the other backend has slower transforms";
+        GTEST_SKIP() << "forty times is FFTW's figure; other transforms are slower";
     const std::vector<float> signal = Pulses(6000, 5);
     MeterMatrix matrix(6000);
     matrix.Accumulate(signal.data());

@@ -3,6 +3,8 @@
 #include "rhythm/onsets/GammatoneBank.h"
 #include "tests/rhythm/onsets/GammatoneBankOwner.h"
 
+#include "tests/support/Sanitized.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -84,13 +86,9 @@ TEST(GammatoneBankTest, MemoryComesWithAStatus) {
 }
 
 TEST(GammatoneBankTest, WhereMemoryIsExhaustedTheStatusIsOne) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the checker ends a process that asks for so much";
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-    GTEST_SKIP() << "the checker ends a process that asks for so much";
-#endif
-#endif
+    if (testing_support::kIsSanitized) {
+        GTEST_SKIP() << "the checker ends a process that asks for so much";
+    }
     int status = 7;
     EXPECT_EQ(nullptr, utCalloc(INT_MAX, INT_MAX, &status));
     EXPECT_EQ(1, status);

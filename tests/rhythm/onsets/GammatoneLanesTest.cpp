@@ -2,6 +2,8 @@
 
 #include "rhythm/onsets/GammatoneLanes.h"
 
+#include "tests/support/Sanitized.h"
+
 #include <algorithm>
 #include <cmath>
 #include <ctime>
@@ -177,14 +179,6 @@ TEST(GammatoneLanesTest, NoSamplesLeaveEverythingAsItIs) {
     EXPECT_EQ(lanes.States(), states);
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kIsSlowed = true;
-#elif defined(__has_feature)
-constexpr bool kIsSlowed = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool kIsSlowed = false;
-#endif
-
 // How many times as fast as its filters one by one the bank must be: 33 bands fill lanes of 16 or 8
 // badly, 5 and 3 vectors in place of 4.1 and 2.1.
 double DemandedSpeedup() {
@@ -200,7 +194,7 @@ double DemandedSpeedup() {
 
 // CPU time, which other processes do not lengthen much; the best of several turns.
 TEST(GammatoneLanesTest, LanesAreManyTimesAsFastAsTheFiltersOneByOne) {
-    if (kIsSlowed)
+    if (testing_support::kIsSanitized)
         GTEST_SKIP() << "a checker slows both by different factors";
     const Vector input = Noise(kLongestBlock, 8);
     Bank lanes;

@@ -2,6 +2,8 @@
 
 #include "rhythm/onsets/OnsetPeaks.h"
 
+#include "tests/support/Sanitized.h"
+
 #include <algorithm>
 #include <cmath>
 #include <ctime>
@@ -180,14 +182,6 @@ TEST(OnsetPeaksSpeedTest, ThereIsRoomForEveryMaximum) {
     }
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kIsSlowed = true;
-#elif defined(__has_feature)
-constexpr bool kIsSlowed = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool kIsSlowed = false;
-#endif
-
 // CPU time per value, the best of nine.
 double TimePerValue(std::size_t length, int window) {
     const Vector curve = Curve(length, 9);
@@ -203,7 +197,7 @@ double TimePerValue(std::size_t length, int window) {
 
 // Whether the window is fixed, as at the sensitivity 100, or a share of the stream.
 TEST(OnsetPeaksSpeedTest, TimeGrowsWithTheLengthAndNoFaster) {
-    if (kIsSlowed)
+    if (testing_support::kIsSanitized)
         GTEST_SKIP() << "a checker slows long and short runs by different factors";
     constexpr std::size_t kShort = 200'000;
     constexpr std::size_t kLong = 16 * kShort;
