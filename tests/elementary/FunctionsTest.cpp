@@ -42,7 +42,8 @@ class FunctionsTest : public testing::Test {
 protected:
     void SetUp() override {
         if (!kHasExtended) {
-            GTEST_SKIP() << "no number is longer than double here";
+            GTEST_SKIP()
+                << "the exact values are of long double, which is no longer than double here";
         }
     }
 };

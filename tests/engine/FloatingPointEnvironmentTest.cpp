@@ -121,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(RoundingsWithAndWithoutFlushing, FloatingPointEnvironme
 
 TEST(DenormalTest, AreFlushedWhileACallRuns) {
 #if !defined(__SSE__)
-    GTEST_SKIP() << "the mode is set on this processor in another way";
+    GTEST_SKIP() << "needs the SSE control word, which this processor does not have";
 #else
     // 1024 samples of 1e-40 would sum to 1e-37, a normal number; flushed, nothing is left of them.
     TestAnalyzer analyzer({"spectrum"}, StreamSetup{});

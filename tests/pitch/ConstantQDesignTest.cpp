@@ -140,7 +140,7 @@ TEST(ConstantQDesignTest, ThreadsThatBeginAndEndTogetherDoNotMeet) {
 // besides.
 TEST(ConstantQDesignTest, AResetTakesAFractionOfTheFirstDesign) {
     if (QEL_SANITIZED) {
-        GTEST_SKIP() << "times under a checker tell nothing";
+        GTEST_SKIP() << "a checker slows the design and the reset by different factors";
     }
     const auto secondsOf = [](const auto& work) {
         const std::clock_t start = std::clock();
