@@ -223,8 +223,7 @@ private:
 };
 
 void Reader::State::take(const Result& result) {
-    const bool isWhole = !mEnds || result.info()->delivery == Delivery::AtEnd;
-    if (!isWhole) {
+    if (mEnds && result.info()->delivery != Delivery::AtEnd) {
         return;
     }
     if (result.key() == kKeyCorrelation) {
@@ -274,23 +273,22 @@ void Reader::State::answerRhythm(Answers& answers) const {
     const BeatFinder::Result found = BeatFinder(*mOnsetStrength, *mHarmony, framesPerSecond).find();
     const std::optional<Grid> grid = fitGrid(found.seconds, found.bpm);
     const Tempo tempo = tempoOf(found, grid);
-    const BarFinder::Result bars =
-        BarFinder(*mOnsetStrength, *mHarmony, framesPerSecond).find(found.seconds);
+    BarFinder::Result bars; // none, unless they are wanted
+    if (wants(Reading::Bars)) {
+        bars = BarFinder(*mOnsetStrength, *mHarmony, framesPerSecond).find(found.seconds);
+        answers.bars = barsOf(bars, found.seconds);
+    }
     if (wants(Reading::Tempo)) {
         answers.tempo = tempo;
     }
     if (wants(Reading::Beats)) {
         Beats& beats = answers.beats.emplace();
         for (std::size_t i = 0; i < found.seconds.size(); ++i) {
-            const int position = wants(Reading::Bars) ? positionOf(i, bars) : 0;
-            beats.beats.push_back({found.seconds[i], found.strengths[i], position});
+            beats.beats.push_back({found.seconds[i], found.strengths[i], positionOf(i, bars)});
         }
         if (tempo.isSteady) {
             beats.grid = grid;
         }
-    }
-    if (wants(Reading::Bars)) {
-        answers.bars = barsOf(bars, found.seconds);
     }
 }
 
