@@ -49,8 +49,9 @@ void BenchCepstrum(benchmark::State& state) {
     const Spectrum spectrum(new_cvec(kFrame));
     const Cepstrum cepstrum(new_aubio_mfcc(kFrame, kFilters, kCoefficients, kRate));
     const Vector out(new_fvec(kCoefficients));
-    if (cepstrum == nullptr)
+    if (cepstrum == nullptr) {
         return state.SkipWithError("refused");
+    }
     for (auto _ : state) {
         Hops(kHop, [&](const fvec_t* input) {
             aubio_pvoc_do(vocoder.get(), input, spectrum.get());
@@ -67,13 +68,15 @@ void BenchDescriptors(benchmark::State& state, const std::vector<const char*>& n
     const Spectrum spectrum(new_cvec(kFrame));
     const Vector out(new_fvec(1));
     std::vector<Descriptor> descriptors;
-    for (const char* name : names)
+    for (const char* name : names) {
         descriptors.emplace_back(new_aubio_specdesc(name, kFrame));
+    }
     for (auto _ : state) {
         Hops(kHop, [&](const fvec_t* input) {
             aubio_pvoc_do(vocoder.get(), input, spectrum.get());
-            for (const Descriptor& descriptor : descriptors)
+            for (const Descriptor& descriptor : descriptors) {
                 aubio_specdesc_do(descriptor.get(), spectrum.get(), out.get());
+            }
         });
     }
 }
@@ -83,8 +86,9 @@ void BenchOnsets(benchmark::State& state) {
     constexpr uint_t kHop = 256;
     const Onset onsets(new_aubio_onset("default", kFrame, kHop, kRate));
     const Vector out(new_fvec(1));
-    for (auto _ : state)
+    for (auto _ : state) {
         Hops(kHop, [&](const fvec_t* input) { aubio_onset_do(onsets.get(), input, out.get()); });
+    }
 }
 
 void BenchTempo(benchmark::State& state) {
@@ -92,8 +96,9 @@ void BenchTempo(benchmark::State& state) {
     constexpr uint_t kHop = 512;
     const Tempo tempo(new_aubio_tempo("default", kFrame, kHop, kRate));
     const Vector out(new_fvec(2));
-    for (auto _ : state)
+    for (auto _ : state) {
         Hops(kHop, [&](const fvec_t* input) { aubio_tempo_do(tempo.get(), input, out.get()); });
+    }
 }
 
 } // namespace

@@ -7,8 +7,9 @@ namespace qel::bench {
 BareAnalyzer::BareAnalyzer(const std::vector<std::string>& keys, std::size_t blockSamples)
     : mBlockSamples(blockSamples) {
     const auto array = detail::makeArray();
-    for (const std::string& key : detail::withCompanions(keys))
+    for (const std::string& key : detail::withCompanions(keys)) {
         CFArrayAppendValue(array.get(), detail::makeString(key).get());
+    }
     detail::check(QelAudioAnalysisNew(array.get(), Receive, this, &mHandle), "making an analyzer");
 }
 

@@ -32,8 +32,9 @@ std::vector<double> Note(double hz) {
     for (std::size_t i = 0; i < kNoteSamples; ++i) {
         const double seconds = static_cast<double>(i) / kSampleRateHz;
         double tone = 0.0;
-        for (int h = 1; h <= kHarmonics; ++h)
+        for (int h = 1; h <= kHarmonics; ++h) {
             tone += std::sin(h * 2.0 * std::numbers::pi * hz * seconds) / h;
+        }
         samples[i] = std::exp(-seconds / kDecaySeconds) * tone;
     }
     return samples;
@@ -42,8 +43,9 @@ std::vector<double> Note(double hz) {
 // Of `notesPerBar` notes the first is strong; with 1 all are.
 std::vector<float> Music(std::size_t notesPerBar) {
     std::vector<std::vector<double>> notes;
-    for (std::size_t note = 0; note < std::size(kScale); ++note)
+    for (std::size_t note = 0; note < std::size(kScale); ++note) {
         notes.push_back(Note(NoteHz(note)));
+    }
 
     std::vector<float> samples(kMinuteSamples);
     std::uint32_t state = 1;

@@ -8,8 +8,9 @@
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 2;
+    }
     qel::bench::RegisterKeyBenches();
 #ifdef QEL_BENCH_AUBIO
     qel::bench::RegisterAubioBenches();

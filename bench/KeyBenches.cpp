@@ -41,29 +41,33 @@ void BenchKeys(benchmark::State& state, const Keys& keys, unsigned minutes) {
     BareAnalyzer analyzer(keys);
     analyzer.Initialize(minutes * audio.size());
     for (auto _ : state) {
-        for (unsigned minute = 0; minute < minutes; ++minute)
+        for (unsigned minute = 0; minute < minutes; ++minute) {
             analyzer.Push(audio);
+        }
         analyzer.Finish();
         state.PauseTiming();
         analyzer.Reset();
         state.ResumeTiming();
     }
-    if (analyzer.Results() == 0)
+    if (analyzer.Results() == 0) {
         state.SkipWithError("no results");
+    }
 }
 
 void BenchFloor(benchmark::State& state, const KeyFloor& floor, unsigned minutes) {
     BareTransforms transforms(floor.frameSamples, floor.hopSamples, floor.transformSamples);
     for (auto _ : state) {
-        for (unsigned run = 0; run < minutes * floor.windows; ++run)
+        for (unsigned run = 0; run < minutes * floor.windows; ++run) {
             benchmark::DoNotOptimize(transforms.Run(Audio(minutes)));
+        }
     }
 }
 
 void BenchFilters(benchmark::State& state) {
     ScalarGammatone bank(kSampleRateHz);
-    for (auto _ : state)
+    for (auto _ : state) {
         benchmark::DoNotOptimize(bank.Run(Audio(1)));
+    }
 }
 
 void RegisterKeys(const std::string& name, const Keys& keys, unsigned minutes = 1) {
@@ -73,8 +77,9 @@ void RegisterKeys(const std::string& name, const Keys& keys, unsigned minutes = 
         floors.emplace(floor.Name(), floor);
     }
     std::string label;
-    for (const auto& [floor, _] : floors)
+    for (const auto& [floor, _] : floors) {
         label += (label.empty() ? "" : " + ") + floor + (minutes > 1 ? kSongFloor : "");
+    }
     RegisterBench(name, label, minutes,
                   [=](benchmark::State& state) { BenchKeys(state, keys, minutes); });
 }
@@ -97,10 +102,11 @@ void RegisterKeyBenches() {
         RegisterKeys("key/" + key, {key});
     }
     for (const auto& [name, floor] : floors) {
-        if (floor.frameSamples != 0)
+        if (floor.frameSamples != 0) {
             RegisterFloor(floor);
-        else
+        } else {
             RegisterBench(name, "", 1, BenchFilters);
+        }
     }
     RegisterKeys("group/all keys", all);
     RegisterKeys("group/pitch classes and keys", kChromaKeys);

@@ -16,10 +16,12 @@ constexpr unsigned kReassignedWindows = 3;
 } // namespace
 
 KeyFloor KeyFloor::Of(const KeyInfo& key) {
-    if (key.key == "onset data")
+    if (key.key == "onset data") {
         return {0, 0, 0, 0};
-    if (key.key == "temporal properties")
+    }
+    if (key.key == "temporal properties") {
         return {kDescriptorFrame, kDescriptorHop, kDescriptorFrame, 1};
+    }
     const bool isConstantQ =
         key.key == "constant q spectrum" || key.key == "harmonic pitch class profile";
     const unsigned transform = isConstantQ ? kConstantQTransform : key.frameSamples;
@@ -28,12 +30,14 @@ KeyFloor KeyFloor::Of(const KeyInfo& key) {
 }
 
 std::string KeyFloor::Name() const {
-    if (frameSamples == 0)
+    if (frameSamples == 0) {
         return "floor/scalar gammatone filters";
+    }
     std::string name = "floor/transforms of " + std::to_string(transformSamples) + ", hop " +
                        std::to_string(hopSamples);
-    if (windows > 1)
+    if (windows > 1) {
         name += ", " + std::to_string(windows) + " per frame";
+    }
     return name;
 }
 

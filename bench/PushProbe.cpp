@@ -78,8 +78,9 @@ Times OfFrames(const Plan& plan, const Times& times) {
             return key.hopSamples == 0 ||
                    FramesAfter(key, before + plan.blockSamples) > FramesAfter(key, before);
         };
-        if (std::any_of(plan.keys.begin(), plan.keys.end(), completes))
+        if (std::any_of(plan.keys.begin(), plan.keys.end(), completes)) {
             of.push_back(times[push]);
+        }
     }
     return of;
 }
@@ -95,8 +96,9 @@ void Probe(const Plan& plan, int runs) {
     Times warm = NoTimes(kWarmPushes);
     RunStream(plan, warm);
     Times times = NoTimes(kMinutes * (MinuteInFour().size() / plan.blockSamples));
-    for (int run = 0; run < runs; ++run)
+    for (int run = 0; run < runs; ++run) {
         RunStream(plan, times);
+    }
     const auto worst = std::max_element(times.begin(), times.end());
     std::printf("{\"medianSeconds\": %.9f, \"p9999Seconds\": %.9f, \"worstSeconds\": %.9f, "
                 "\"worstPush\": %td, \"frameSeconds\": %.9f}\n",
@@ -118,9 +120,11 @@ int main(int argc, char** argv) {
     }
     try {
         const std::vector<std::string> keys(argv + 4, argv + argc);
-        for (const std::string& key : keys)
-            if (qel::findKey(key) == nullptr)
+        for (const std::string& key : keys) {
+            if (qel::findKey(key) == nullptr) {
                 throw std::runtime_error("there is no key '" + key + "'");
+            }
+        }
         qel::bench::Probe({keys, static_cast<std::size_t>(block), length == "declared"}, runs);
         return 0;
     } catch (const std::exception& error) {

@@ -26,8 +26,9 @@ const std::vector<float>& Song() {
     static const std::vector<float> song = [] {
         const std::vector<float>& minute = MinuteInFour();
         std::vector<float> samples;
-        for (unsigned i = 0; i < kSongMinutes; ++i)
+        for (unsigned i = 0; i < kSongMinutes; ++i) {
             samples.insert(samples.end(), minute.begin(), minute.end());
+        }
         return samples;
     }();
     return song;
@@ -108,8 +109,9 @@ void BenchBeats(benchmark::State& state) {
         const float* decimated = downBeat.getBufferedAudio(length);
         std::vector<int> downBeats;
         downBeat.findDownBeats(decimated, length, beats, downBeats);
-        if (downBeats.empty())
+        if (downBeats.empty()) {
             state.SkipWithError("no down beats");
+        }
     }
 }
 

@@ -11,8 +11,9 @@ std::size_t PeakResidentBytes() {
     std::string word;
     while (status >> word) {
         std::size_t kilobytes = 0;
-        if (word == "VmHWM:" && status >> kilobytes)
+        if (word == "VmHWM:" && status >> kilobytes) {
             return 1024 * kilobytes;
+        }
     }
     throw std::runtime_error("no peak of resident memory in /proc/self/status");
 }

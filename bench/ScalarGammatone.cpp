@@ -63,10 +63,12 @@ float ScalarGammatone::Run(std::span<const float> audio) {
     for (std::size_t start = 0; start < audio.size(); start += kBlockSamples) {
         const auto block = audio.subspan(start, std::min(kBlockSamples, audio.size() - start));
         std::fill(sum.begin(), sum.end(), 0.0f);
-        for (Band& band : mBands)
+        for (Band& band : mBands) {
             AddBand(band, block, sum.data());
-        for (const float value : sum)
+        }
+        for (const float value : sum) {
             seen += value;
+        }
     }
     return seen;
 }

@@ -52,8 +52,9 @@ double RunStream(BareAnalyzer& analyzer, std::span<const float> minute, std::siz
     analyzer.Push(minute.first(warm));
     const std::size_t before = AllocationCounter::Count();
     analyzer.Push(minute.subspan(warm));
-    for (std::size_t more = 1; more < minutes; ++more)
+    for (std::size_t more = 1; more < minutes; ++more) {
         analyzer.Push(minute);
+    }
     const std::size_t allocations = AllocationCounter::Count() - before;
     analyzer.Finish();
     const std::size_t blocks = minutes * minute.size() / kBlockSamples - kWarmBlocks;
@@ -76,10 +77,12 @@ void Probe(std::size_t minutes, const std::vector<std::string>& keys) {
     const double initialize = SecondsOf([&] { analyzer.Initialize(minutes * minute.size()); });
     double allocations = 0.0;
     const double stream = SecondsOf([&] { allocations = RunStream(analyzer, minute, minutes); });
-    if (analyzer.Results() == 0)
+    if (analyzer.Results() == 0) {
         throw std::runtime_error("no results");
-    if (AllocationCounter::Count() == 0)
+    }
+    if (AllocationCounter::Count() == 0) {
         throw std::runtime_error("the allocations of the library are not counted");
+    }
     const std::size_t resident = PeakResidentBytes() - residentBefore;
     std::printf("{\"initializeSeconds\": %.9f, \"resetSeconds\": %.9f, \"streamSeconds\": %.9f, "
                 "\"allocationsPerBlock\": %.6f, \"residentBytes\": %zu}\n",
@@ -97,8 +100,9 @@ void ProbeGrowth(std::size_t minutes, const std::vector<std::string>& keys) {
     for (std::size_t done = 1; done <= minutes; ++done) {
         wholeSeconds += SecondsOf([&] {
             whole.Push(minute);
-            if (done == minutes)
+            if (done == minutes) {
                 whole.Finish();
+            }
         });
         BareAnalyzer part(keys);
         part.Initialize(minute.size());
@@ -106,11 +110,13 @@ void ProbeGrowth(std::size_t minutes, const std::vector<std::string>& keys) {
             part.Push(minute);
             part.Finish();
         });
-        if (part.Results() == 0)
+        if (part.Results() == 0) {
             throw std::runtime_error("no results");
+        }
     }
-    if (whole.Results() == 0)
+    if (whole.Results() == 0) {
         throw std::runtime_error("no results");
+    }
     std::printf("{\"wholeSeconds\": %.9f, \"partsSeconds\": %.9f}\n", wholeSeconds, partsSeconds);
 }
 
@@ -128,10 +134,11 @@ int main(int argc, char** argv) {
     try {
         const auto minutes = static_cast<std::size_t>(std::atoi(words[0]));
         const std::vector<std::string> keys(words + 1, argv + argc);
-        if (growth)
+        if (growth) {
             qel::bench::ProbeGrowth(minutes, keys);
-        else
+        } else {
             qel::bench::Probe(minutes, keys);
+        }
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "qel_stream_probe: %s\n", error.what());

@@ -55,12 +55,14 @@ void AABagOfPropertiesGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
     for (auto* buffer :
          {&mSpectrumMagnitude, &mPreviousMagnitude, &mButterworthBuffer, &mTemporalBuffer,
-          &mGenericBuffer, &mHistogramBuffer, &mPeakBuffer, &mFluxBuffer})
+          &mGenericBuffer, &mHistogramBuffer, &mPeakBuffer, &mFluxBuffer}) {
         buffer->forget();
+    }
     for (auto* array :
          {&mMinMagnitudes, &mMaxMagnitudes, &mFrequencies, &mPeakMagnitudes, &mPeakIndicators,
-          &mPeakAmplitudes, &mBinNumbers, &mSlopeWeights, &mScratch})
+          &mPeakAmplitudes, &mBinNumbers, &mSlopeWeights, &mScratch}) {
         array->forget();
+    }
     mPeakBins.forget();
 }
 
@@ -68,12 +70,14 @@ void AABagOfPropertiesGenerator::Cleanup() {
     mSpectralProcessor.free();
     for (auto* buffer :
          {&mSpectrumMagnitude, &mPreviousMagnitude, &mButterworthBuffer, &mTemporalBuffer,
-          &mGenericBuffer, &mHistogramBuffer, &mPeakBuffer, &mFluxBuffer})
+          &mGenericBuffer, &mHistogramBuffer, &mPeakBuffer, &mFluxBuffer}) {
         buffer->free();
+    }
     for (auto* array :
          {&mMinMagnitudes, &mMaxMagnitudes, &mFrequencies, &mPeakMagnitudes, &mPeakIndicators,
-          &mPeakAmplitudes, &mBinNumbers, &mSlopeWeights, &mScratch})
+          &mPeakAmplitudes, &mBinNumbers, &mSlopeWeights, &mScratch}) {
         array->free();
+    }
     mPeakBins.free();
     NullPointers();
 }
@@ -99,11 +103,13 @@ void AABagOfPropertiesGenerator::AllocateBuffers() {
     mMaxMagnitudes.alloc(mNumChannels, true);
     mPeakBins.alloc(mNumBins, true);
     for (auto* array : {&mFrequencies, &mPeakMagnitudes, &mPeakIndicators, &mPeakAmplitudes,
-                        &mBinNumbers, &mSlopeWeights, &mScratch})
+                        &mBinNumbers, &mSlopeWeights, &mScratch}) {
         array->alloc(mNumBins, true);
-    if (IsWanted(kPeak) && mRoughnessCurves == nullptr)
+    }
+    if (IsWanted(kPeak) && mRoughnessCurves == nullptr) {
         mRoughnessCurves = std::make_unique<const RoughnessCurves>(mNumBins, mFrameSize,
                                                                    static_cast<float>(mSampleRate));
+    }
     PrepareConstants();
 }
 
@@ -131,16 +137,19 @@ void AABagOfPropertiesGenerator::PrepareConstants() {
 
 void AABagOfPropertiesGenerator::DeliverGroup(Group group, CABufferList* buffer) {
     mBlocks.Prepare(mNumChannels, SizeOfBlock(group));
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         mBlocks.Store(c, Channel(buffer, c));
+    }
     Deliver(KeyOf(group));
 }
 
 SInt32 AABagOfPropertiesGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
-    if (list == nullptr)
+    if (list == nullptr) {
         return kAudioAnalysisErr_NullBufferList;
-    if (IsWanted(kTemporal) && mTemporalBuffer.get() != nullptr)
+    }
+    if (IsWanted(kTemporal) && mTemporalBuffer.get() != nullptr) {
         ComputeAndStoreTemporalProperties(*list, frames);
+    }
     return QelAAAnalysisGenerator::PushAudio(list, frames);
 }
 
@@ -167,16 +176,21 @@ void AABagOfPropertiesGenerator::ComputeAndStoreTemporalProperties(const AudioBu
 void AABagOfPropertiesGenerator::ComputeAndStoreProperties(const SpectralAndAudioBufferList& list) {
     mSpectralProcessor->GetMagnitude(&mSpectrumMagnitude->GetModifiableBufferList(), mMinMagnitudes,
                                      mMaxMagnitudes);
-    if (IsWanted(kGeneric))
+    if (IsWanted(kGeneric)) {
         ComputeAndStoreGenericSpectralProperties();
-    if (IsWanted(kHistogram))
+    }
+    if (IsWanted(kHistogram)) {
         ComputeAndStoreHistogramSpectralProperties();
-    if (IsWanted(kPeak))
+    }
+    if (IsWanted(kPeak)) {
         ComputeAndStorePeakSpectralProperties();
-    if (IsWanted(kFlux))
+    }
+    if (IsWanted(kFlux)) {
         ComputeAndStoreFluxSpectralProperties();
-    if (IsWanted(kRawSpectrum))
+    }
+    if (IsWanted(kRawSpectrum)) {
         ComputeAndStoreSpectrum(list);
+    }
 }
 
 void AABagOfPropertiesGenerator::ComputeAndStoreHistogramSpectralProperties() {
@@ -244,8 +258,9 @@ void AABagOfPropertiesGenerator::ComputeAndStoreFluxSpectralProperties() {
 float AABagOfPropertiesGenerator::ComputeSpectralDifference(const float* magnitudes,
                                                             const float* previous) {
     float* roots = mScratch;
-    for (UInt32 k = 1; k < mNumBins; ++k)
+    for (UInt32 k = 1; k < mNumBins; ++k) {
         roots[k] = std::sqrt(std::abs(magnitudes[k] * magnitudes[k] - previous[k] * previous[k]));
+    }
     float sum = 0.0f;
     vDSP_sve(roots + 1, 1, &sum, mNumBins - 1);
     return sum;
@@ -266,9 +281,10 @@ float AABagOfPropertiesGenerator::ComputeSpectralFlux(const float* magnitudes,
 
 void AABagOfPropertiesGenerator::ComputeAndStoreSpectrum(const SpectralAndAudioBufferList& list) {
     mBlocks.Prepare(mNumChannels, SizeOfBlock(kRawSpectrum));
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         vDSP_ztoc(&list.mSpectra[c], 1, reinterpret_cast<DSPComplex*>(mBlocks.Floats(c)), 2,
                   mNumBins);
+    }
     Deliver(KeyOf(kRawSpectrum));
 }
 

@@ -95,8 +95,9 @@ float AABagOfPropertiesGenerator::ComputeMaximumMagnitudeFrequency(const Spectru
 }
 
 float AABagOfPropertiesGenerator::ComputeLowEnergyRelation(const SpectrumSums& sums) const {
-    if (sums.energy == 0.0f)
+    if (sums.energy == 0.0f) {
         return 0.0f;
+    }
     float lowEnergy = 0.0f;
     vDSP_svesq(sums.magnitudes, 1, &lowEnergy, mNumLowBins);
     return lowEnergy / sums.energy;
@@ -118,8 +119,9 @@ float AABagOfPropertiesGenerator::ComputeRolloff(const SpectrumSums& sums) const
 
 // Regression of magnitude on frequency, whose weights PrepareConstants forms.
 float AABagOfPropertiesGenerator::ComputeSlope(const SpectrumSums& sums) const {
-    if (mSlopeDenominator == 0.0f)
+    if (mSlopeDenominator == 0.0f) {
         return 0.0f;
+    }
     float numerator = 0.0f;
     vDSP_dotpr(sums.magnitudes, 1, mSlopeWeights, 1, &numerator, mNumBins);
     return numerator / mSlopeDenominator;
@@ -141,8 +143,9 @@ float AABagOfPropertiesGenerator::ComputeCrestFactor(const SpectrumSums& sums) c
 }
 
 float AABagOfPropertiesGenerator::ComputeSpectralBrightness(const SpectrumSums& sums) const {
-    if (sums.sum == 0.0f)
+    if (sums.sum == 0.0f) {
         return 0.0f;
+    }
     float bright = 0.0f;
     vDSP_sve(sums.magnitudes + mFirstBrightBin, 1, &bright, mNumBins - mFirstBrightBin);
     return bright / sums.sum;

@@ -34,11 +34,14 @@ float LimitedDotProduct(std::span<const float> curve, const float* amplitudes, f
     constexpr std::size_t kLanes = 8;
     float sums[kLanes] = {};
     std::size_t i = 0;
-    for (; i + kLanes <= curve.size(); i += kLanes)
-        for (std::size_t lane = 0; lane < kLanes; ++lane)
+    for (; i + kLanes <= curve.size(); i += kLanes) {
+        for (std::size_t lane = 0; lane < kLanes; ++lane) {
             sums[lane] += curve[i + lane] * std::min(limit, amplitudes[i + lane]);
-    for (; i < curve.size(); ++i)
+        }
+    }
+    for (; i < curve.size(); ++i) {
         sums[0] += curve[i] * std::min(limit, amplitudes[i]);
+    }
     return std::accumulate(std::begin(sums), std::end(sums), 0.0f);
 }
 
@@ -53,16 +56,18 @@ void AABagOfPropertiesGenerator::ComputeAndStorePeakSpectralProperties() {
         float* values = Channel(mPeakBuffer, c);
         vDSP_meanv(mPeakMagnitudes, 1, &values[0], mNumPeaks);
         values[1] = ComputeHarmonicCentroid(sum);
-        if (mNumPeaks > 0)
+        if (mNumPeaks > 0) {
             values[2] = ComputeHarmonicDeviation();
+        }
         values[3] = sum != 0.0f ? mPeakMagnitudes[0] * mPeakMagnitudes[0] / sum : 0.0f;
         if (mNumPeaks > kFirstOfThirdTristimulus) {
             values[4] = ComputeSecondTristimulus(sum);
             values[5] = ComputeThirdTristimulus(sum);
         }
         values[6] = ComputeDissonance();
-        if (mNumPeaks > 0)
+        if (mNumPeaks > 0) {
             values[7] = ComputeRegularity(sum);
+        }
     }
     DeliverGroup(kPeak, mPeakBuffer);
 }
@@ -76,8 +81,9 @@ void AABagOfPropertiesGenerator::ComputeSpectralPeaks(const float* magnitudes) {
 
 // In ordinal numbers of peaks, neither bins nor Hz.
 float AABagOfPropertiesGenerator::ComputeHarmonicCentroid(float sum) const {
-    if (sum == 0.0f)
+    if (sum == 0.0f) {
         return 0.0f;
+    }
     float weighted = 0.0f;
     vDSP_dotpr(mPeakMagnitudes, 1, mBinNumbers, 1, &weighted, mNumPeaks);
     return weighted / sum;
@@ -138,9 +144,10 @@ float AABagOfPropertiesGenerator::ComputeDissonance() {
         float pairs = 0.0f;
         vDSP_dotpr(fast.data(), 1, mPeakIndicators + above, 1, &pairs, fast.size());
         fall += pairs;
-        if (p[b[i]] != 0.0f)
+        if (p[b[i]] != 0.0f) {
             rise +=
                 LimitedDotProduct(mRoughnessCurves->Slow(b[i]), mPeakAmplitudes + above, p[b[i]]);
+        }
     }
     return kRise * rise + kFall * fall;
 }
@@ -148,8 +155,9 @@ float AABagOfPropertiesGenerator::ComputeDissonance() {
 float AABagOfPropertiesGenerator::ComputeRegularity(float sum) const {
     const float* p = mPeakMagnitudes;
     float squares = 0.0f;
-    for (UInt32 i = 0; i + 1 < mNumPeaks; ++i)
+    for (UInt32 i = 0; i + 1 < mNumPeaks; ++i) {
         squares += (p[i] - p[i + 1]) * (p[i] - p[i + 1]);
+    }
     return sum != 0.0f ? squares / sum : 0.0f;
 }
 

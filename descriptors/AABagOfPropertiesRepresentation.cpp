@@ -73,8 +73,9 @@ void AddNamedValues(CACFDictionary& dict, std::span<const CFStringRef> names,
                     const QelAudioAnalysisBlock& block) {
     const auto* values = static_cast<const float*>(block.mData);
     const std::size_t available = values != nullptr ? block.mDataByteSize / sizeof(float) : 0;
-    for (std::size_t i = 0; i < std::min(names.size(), available); ++i)
+    for (std::size_t i = 0; i < std::min(names.size(), available); ++i) {
         dict.AddFloat32(names[i], values[i]);
+    }
 }
 
 void AddSpectrum(CACFDictionary& dict, const QelAudioAnalysisBlock& block) {
@@ -124,8 +125,9 @@ std::span<const CFStringRef> AABagOfPropertiesGenerator::NamesOf(Group group) {
 }
 
 UInt32 AABagOfPropertiesGenerator::SizeOfBlock(Group group) const {
-    if (group == kRawSpectrum)
+    if (group == kRawSpectrum) {
         return mNumBins * kPairBytes;
+    }
     return group < kRawSpectrum ? kGroupBytes[group] : 0;
 }
 
@@ -151,10 +153,11 @@ CFPropertyListRef AABagOfPropertiesGenerator::CreateCFRepresentation(
             CACFArray frameArray(frames, true);
             for (UInt32 f = 0; f < frames; ++f) {
                 CACFDictionary values(true);
-                if (group == kRawSpectrum)
+                if (group == kRawSpectrum) {
                     AddSpectrum(values, blocks[f * mNumChannels + c]);
-                else
+                } else {
                     AddNamedValues(values, NamesOf(group), blocks[f * mNumChannels + c]);
+                }
                 frameArray.AppendDictionary(values.GetCFDictionary());
             }
             channelArray.AppendArray(frameArray.GetCFArray());

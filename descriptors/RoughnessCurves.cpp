@@ -38,11 +38,13 @@ RoughnessCurves::Curves RoughnessCurves::Tabled(float decay, UInt32 bins, UInt32
         for (UInt32 upper = bin + 1; upper < bins; ++upper) {
             const float distance = BinToFreq(upper, frameSize, sampleRate) - frequency;
             const float exponent = decay * scale * distance;
-            if (exponent < kLeastExponent)
+            if (exponent < kLeastExponent) {
                 break;
+            }
             curves.values.push_back(elementary::Exp(exponent));
-            if (!(exponent < kNegligibleExponent))
+            if (!(exponent < kNegligibleExponent)) {
                 reach = upper - bin;
+            }
         }
         curves.reaches.push_back(reach + 1);
         curves.ends.push_back(curves.values.size());

@@ -15,13 +15,15 @@ AAAudioAnalyzer::AAAudioAnalyzer(CFArrayRef keys, QelAudioAnalysisDataCallback c
                                  void* refCon)
     : mDataCallback(callback), mDataRefCon(refCon),
       mKeys(CFArrayCreateCopy(kCFAllocatorDefault, keys)) {
-    if (mKeys == nullptr && keys != nullptr)
+    if (mKeys == nullptr && keys != nullptr) {
         throw std::bad_alloc();
+    }
 }
 
 AAAudioAnalyzer::~AAAudioAnalyzer() {
-    if (mKeys != nullptr)
+    if (mKeys != nullptr) {
         CFRelease(mKeys);
+    }
     Cleanup();
 }
 
@@ -40,16 +42,18 @@ SInt32 AAAudioAnalyzer::AudioAnalysisInitialize(UInt32 maxFrames,
 
 SInt32 AAAudioAnalyzer::AudioAnalysisPushAudio(UInt32 frames, AudioBufferList* list) {
     const SInt32 refusal = CheckPush(frames, list);
-    if (refusal != 0)
+    if (refusal != 0) {
         return refusal;
+    }
     return ForEachActiveSlot(
         [&](QelAAAnalysisBase& generator) { return generator.PushAudio(list, frames); });
 }
 
 SInt32 AAAudioAnalyzer::AudioAnalysisProcess(UInt8 flush, QelAudioAnalysisProgressCallback progress,
                                              void* progressRefCon) {
-    if (!mInitialized)
+    if (!mInitialized) {
         return kAudioAnalysisErr_NotInitialized;
+    }
     mClientProgress = progress;
     mClientProgressRefCon = progressRefCon;
     const auto relay = progress != nullptr ? &AAAudioAnalyzer::ProgressCallback : nullptr;
@@ -58,8 +62,9 @@ SInt32 AAAudioAnalyzer::AudioAnalysisProcess(UInt8 flush, QelAudioAnalysisProgre
 }
 
 SInt32 AAAudioAnalyzer::AudioAnalysisReset() {
-    if (!mInitialized)
+    if (!mInitialized) {
         return kAudioAnalysisErr_NotInitialized;
+    }
     ForEachActiveSlot([](QelAAAnalysisBase& generator) { return generator.ReadyAnalysis(); });
     ReserveBlocks();
     return 0;
@@ -70,8 +75,9 @@ void AAAudioAnalyzer::ReserveBlocks() {
     const CFIndex count = mKeys != nullptr ? CFArrayGetCount(mKeys) : 0;
     for (CFIndex i = 0; i < count; ++i) {
         const auto key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(mKeys, i));
-        if (QelAAAnalysisBase* generator = GetAnalyzerForKey(key))
+        if (QelAAAnalysisBase* generator = GetAnalyzerForKey(key)) {
             generator->ReserveBlocks(key);
+        }
     }
 }
 
@@ -103,8 +109,9 @@ SInt32 AAAudioAnalyzer::AudioAnalysisGetProperty(UInt32 propertyID, const void* 
     default:
         return kAudioAnalysisErr_UnknownProperty;
     }
-    if (outSize != nullptr)
+    if (outSize != nullptr) {
         *outSize = kPropertySize;
+    }
     return status;
 }
 
@@ -123,8 +130,9 @@ SInt32 AAAudioAnalyzer::AudioAnalysisSetParameter(CFStringRef name, float value)
 CFPropertyListRef AAAudioAnalyzer::AudioAnalysisCreateCFRepresentation(
     CFAllocatorRef allocator, CFStringRef key, UInt32 count, const QelAudioAnalysisBlock* blocks) {
     QelAAAnalysisBase* generator = GetAnalyzerForKey(key);
-    if (generator == nullptr || (blocks == nullptr && count != 0))
+    if (generator == nullptr || (blocks == nullptr && count != 0)) {
         return nullptr;
+    }
     return generator->CreateCFRepresentation(allocator, key, count, blocks);
 }
 
@@ -140,22 +148,25 @@ QelAAAnalysisBase* AAAudioAnalyzer::GetAnalyzerForParameterString(CFStringRef na
 
 SInt32 AAAudioAnalyzer::GetAnalysisDataSizeForKey(CFStringRef key) const {
     QelAAAnalysisBase* generator = GetAnalyzerForKey(key);
-    if (generator == nullptr)
+    if (generator == nullptr) {
         return kAudioAnalysisErr_UnknownProperty;
+    }
     generator->GetSizeOfAnalysisDataForKey(key); // dropped, like the other values of the stream
     return 0;
 }
 
 SInt32 AAAudioAnalyzer::GetMetaDataForKey(CFStringRef key, void* outData) const {
     QelAAAnalysisBase* generator = GetAnalyzerForKey(key);
-    if (generator == nullptr)
+    if (generator == nullptr) {
         return kAudioAnalysisErr_UnknownProperty;
+    }
     return outData != nullptr ? generator->GetMetaDataForKey(key, outData) : 0;
 }
 
 SInt32 AAAudioAnalyzer::GetParameterList(void* outData) const {
-    if (outData == nullptr)
+    if (outData == nullptr) {
         return 0;
+    }
     ForEachActiveSlot([&](QelAAAnalysisBase& generator) {
         return generator.GetParameterList(static_cast<CFMutableArrayRef*>(outData));
     });
@@ -181,51 +192,60 @@ void AAAudioAnalyzer::AllocateBuffers() {
     for (CFIndex i = 0; i < count; ++i) {
         const auto key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(mKeys, i));
         const KeyRoute* route = FindKeyRoute(key);
-        if (route != nullptr && route->createsGenerator)
+        if (route != nullptr && route->createsGenerator) {
             CreateGeneratorForRoute(*route, setup);
+        }
         QelAAAnalysisBase* generator = GetAnalyzerForKey(key);
         // Required by the contract: the first key that leads nowhere ends the list, without a
         // report. Clients that pass such a list would receive results of the keys after it.
-        if (generator == nullptr)
+        if (generator == nullptr) {
             return;
+        }
         generator->SetComputeProperty(mKeys);
     }
 }
 
 void AAAudioAnalyzer::CreateGeneratorForRoute(const KeyRoute& route, const GeneratorSetup& setup) {
-    if (route.createdOnce && mSlotActive[route.slot])
+    if (route.createdOnce && mSlotActive[route.slot]) {
         return;
+    }
     mGenerators[route.slot] = MakeGenerator(route.slot, setup);
     mSlotActive[route.slot] = mGenerators[route.slot] != nullptr;
 }
 
 void AAAudioAnalyzer::NullPointers() {
-    for (auto& generator : mGenerators)
+    for (auto& generator : mGenerators) {
         (void)generator.release();
+    }
     mSlotActive = {};
     mInitialized = false;
 }
 
 void AAAudioAnalyzer::Cleanup() {
-    for (auto& generator : mGenerators)
+    for (auto& generator : mGenerators) {
         generator.reset();
+    }
     NullPointers();
 }
 
 SInt32 AAAudioAnalyzer::CheckPush(UInt32 frames, const AudioBufferList* list) const {
-    if (!mInitialized)
+    if (!mInitialized) {
         return kAudioAnalysisErr_NotInitialized;
-    if (frames > mMaxFrames)
+    }
+    if (frames > mMaxFrames) {
         return kAudioAnalysisErr_TooManyFrames;
-    if (list == nullptr || list->mNumberBuffers != mFormat.mChannelsPerFrame)
+    }
+    if (list == nullptr || list->mNumberBuffers != mFormat.mChannelsPerFrame) {
         return kAudioAnalysisErr_BadFormat;
+    }
     const UInt64 bytes = UInt64{mFormat.mBytesPerFrame} * frames;
     const bool isRead = frames != 0 && std::ranges::find(mSlotActive, true) != mSlotActive.end();
     for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {
         const AudioBuffer& buffer = list->mBuffers[i];
         // Null data is not measured, but where a generator would read it, it is refused.
-        if (buffer.mData == nullptr ? isRead : buffer.mDataByteSize < bytes)
+        if (buffer.mData == nullptr ? isRead : buffer.mDataByteSize < bytes) {
             return kAudioAnalysisErr_BadFormat;
+        }
     }
     return 0;
 }
@@ -233,17 +253,20 @@ SInt32 AAAudioAnalyzer::CheckPush(UInt32 frames, const AudioBufferList* list) co
 template <class Call>
 SInt32 AAAudioAnalyzer::ForEachActiveSlot(Call call) const {
     SInt32 status = 0;
-    for (std::size_t slot = 0; slot < kNumSlots; ++slot)
-        if (mSlotActive[slot])
+    for (std::size_t slot = 0; slot < kNumSlots; ++slot) {
+        if (mSlotActive[slot]) {
             status = call(*mGenerators[slot]);
+        }
+    }
     return status;
 }
 
 void AAAudioAnalyzer::DataCallback(void*, CFStringRef key, UInt32 count,
                                    QelAudioAnalysisBlock* blocks, void* refCon) {
     auto* analyzer = static_cast<AAAudioAnalyzer*>(refCon);
-    if (analyzer->mDataCallback == nullptr)
+    if (analyzer->mDataCallback == nullptr) {
         return;
+    }
     const ClientFloatingPointScope scope(analyzer->mFloatingPointScope);
     analyzer->mDataCallback(reinterpret_cast<QelAudioAnalysisRef>(analyzer), key, count, blocks,
                             analyzer->mDataRefCon);

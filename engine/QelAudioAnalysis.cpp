@@ -32,20 +32,24 @@ SInt32 QelAudioAnalysisInitialize(QelAudioAnalysisRef handle, UInt32 maxFrames,
                                   const AudioStreamBasicDescription* format,
                                   const AudioChannelLayout* layout, SInt64 streamLength) {
     qel::core::CAStreamBasicDescription description;
-    if (format != nullptr)
+    if (format != nullptr) {
         description.SetFrom(*format);
-    if (!description.IsCanonical())
+    }
+    if (!description.IsCanonical()) {
         return kAudioAnalysisErr_BadFormat;
-    if (handle == nullptr)
+    }
+    if (handle == nullptr) {
         return kAudioAnalysisErr_NullHandle;
+    }
     AAAudioAnalyzer* analyzer = AnalyzerOf(handle);
     const FlushDenormalsScope scope(analyzer->FloatingPointSlot());
     return analyzer->AudioAnalysisInitialize(maxFrames, description, layout, streamLength);
 }
 
 SInt32 QelAudioAnalysisPushAudio(QelAudioAnalysisRef handle, UInt32 frames, AudioBufferList* list) {
-    if (handle == nullptr)
+    if (handle == nullptr) {
         return kAudioAnalysisErr_NotInitialized;
+    }
     AAAudioAnalyzer* analyzer = AnalyzerOf(handle);
     const FlushDenormalsScope scope(analyzer->FloatingPointSlot());
     return analyzer->AudioAnalysisPushAudio(frames, list);
@@ -53,16 +57,18 @@ SInt32 QelAudioAnalysisPushAudio(QelAudioAnalysisRef handle, UInt32 frames, Audi
 
 SInt32 QelAudioAnalysisProcess(QelAudioAnalysisRef handle, UInt8 flush,
                                QelAudioAnalysisProgressCallback progress, void* progressRefCon) {
-    if (handle == nullptr)
+    if (handle == nullptr) {
         return kAudioAnalysisErr_NotInitialized;
+    }
     AAAudioAnalyzer* analyzer = AnalyzerOf(handle);
     const FlushDenormalsScope scope(analyzer->FloatingPointSlot());
     return analyzer->AudioAnalysisProcess(flush, progress, progressRefCon);
 }
 
 SInt32 QelAudioAnalysisReset(QelAudioAnalysisRef handle) {
-    if (handle == nullptr)
+    if (handle == nullptr) {
         return kAudioAnalysisErr_NotInitialized;
+    }
     AAAudioAnalyzer* analyzer = AnalyzerOf(handle);
     const FlushDenormalsScope scope(analyzer->FloatingPointSlot());
     return analyzer->AudioAnalysisReset();
@@ -71,8 +77,9 @@ SInt32 QelAudioAnalysisReset(QelAudioAnalysisRef handle) {
 SInt32 QelAudioAnalysisGetProperty(QelAudioAnalysisRef handle, UInt32 propertyID,
                                    const void* specifier, UInt32, void* outData, UInt32,
                                    UInt32* outSize) {
-    if (handle == nullptr)
+    if (handle == nullptr) {
         return kAudioAnalysisErr_NotInitialized;
+    }
     AAAudioAnalyzer* analyzer = AnalyzerOf(handle);
     const FlushDenormalsScope scope(analyzer->FloatingPointSlot());
     return analyzer->AudioAnalysisGetProperty(propertyID, specifier, outData, outSize);
@@ -84,16 +91,18 @@ SInt32 QelAudioAnalysisSetProperty(QelAudioAnalysisRef, UInt32, const void*, UIn
 }
 
 SInt32 QelAudioAnalysisGetParameter(QelAudioAnalysisRef handle, CFStringRef name, float* outValue) {
-    if (handle == nullptr)
+    if (handle == nullptr) {
         return 0;
+    }
     AAAudioAnalyzer* analyzer = AnalyzerOf(handle);
     const FlushDenormalsScope scope(analyzer->FloatingPointSlot());
     return analyzer->AudioAnalysisGetParameter(name, outValue);
 }
 
 SInt32 QelAudioAnalysisSetParameter(QelAudioAnalysisRef handle, CFStringRef name, float value) {
-    if (handle == nullptr)
+    if (handle == nullptr) {
         return 0;
+    }
     AAAudioAnalyzer* analyzer = AnalyzerOf(handle);
     const FlushDenormalsScope scope(analyzer->FloatingPointSlot());
     return analyzer->AudioAnalysisSetParameter(name, value);
@@ -103,8 +112,9 @@ CFPropertyListRef QelAudioAnalysisCreateCFRepresentation(QelAudioAnalysisRef han
                                                          CFAllocatorRef allocator, CFStringRef key,
                                                          UInt32 count,
                                                          const QelAudioAnalysisBlock* blocks) {
-    if (handle == nullptr)
+    if (handle == nullptr) {
         return nullptr;
+    }
     AAAudioAnalyzer* analyzer = AnalyzerOf(handle);
     const FlushDenormalsScope scope(analyzer->FloatingPointSlot());
     return analyzer->AudioAnalysisCreateCFRepresentation(allocator, key, count, blocks);
@@ -116,8 +126,9 @@ CFMutableArrayRef QelAudioAnalysisGlobalCopyKeys(void) {
     const auto count = static_cast<CFIndex>(keys.size());
     CFMutableArrayRef array = CFArrayCreateMutable(kCFAllocatorDefault, count, nullptr);
     try {
-        for (CFStringRef key : keys)
+        for (CFStringRef key : keys) {
             CFArrayAppendValue(array, key); // no effect on a null array
+        }
     } catch (...) {
         CFRelease(array);
         throw;

@@ -63,18 +63,22 @@ void AABreloSoundCheckGenerator::AllocateBuffers() {
     format.SetCanonical(TruncateTo<UInt32>(mSampleRate), false);
     const CAAudioChannelLayout layout(mNumChannels, false);
     const OSStatus status = mAnalyzer->Start(format, layout, nullptr, 0);
-    if (status != 0)
+    if (status != 0) {
         std::printf("Start err=%ld\n", static_cast<long>(status));
+    }
 }
 
 SInt32 AABreloSoundCheckGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
-    if (list == nullptr)
+    if (list == nullptr) {
         return kAudioAnalysisErr_NullBufferList;
-    if (mAnalyzer.get() == nullptr) // a reset that failed
+    }
+    if (mAnalyzer.get() == nullptr) { // a reset that failed
         return 0;
+    }
     const OSStatus status = mAnalyzer->ProcessBuffer(frames, *list, nullptr);
-    if (status != 0)
+    if (status != 0) {
         return status;
+    }
     GetDataFromSoundCheck();
     return 0;
 }
@@ -92,8 +96,9 @@ SInt32 AABreloSoundCheckGenerator::ProcessFinal(UInt8 flush) {
 
 void AABreloSoundCheckGenerator::GetDataFromSoundCheck() {
     const NormalizationData* data = mAnalyzer->GetData();
-    if (data == nullptr)
+    if (data == nullptr) {
         return;
+    }
     mBlocks.Prepare(mNumChannels, GetSizeOfAnalysisDataForKey(OwnKey()));
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         const SoundCheckBlock block = BlockOf(*data, c);

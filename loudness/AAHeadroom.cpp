@@ -24,15 +24,17 @@ AAHeadroom::AAHeadroom(UInt32 channels, UInt32 histogramBins, float minValue, fl
 SInt32 AAHeadroom::Initialize() {
     const auto lowest = static_cast<float>(mMinValue);
     mBinWidth = (static_cast<float>(mMaxValue) - lowest) / static_cast<float>(mHistogramBins - 2);
-    for (std::size_t i = 0; i < mBinEdges.size(); ++i)
+    for (std::size_t i = 0; i < mBinEdges.size(); ++i) {
         mBinEdges[i] = static_cast<float>(i) * mBinWidth + lowest;
+    }
     mSampleCount = 0.0;
     return 0;
 }
 
 void AAHeadroom::Update(UInt32 channel, const float* samples, UInt32 count) {
-    if (channel == 0)
+    if (channel == 0) {
         mSampleCount += count;
+    }
     double* const table0 = mCounts[channel].data();
     double* const table1 = table0 + mHistogramBins;
     double* const table2 = table1 + mHistogramBins;
@@ -49,8 +51,9 @@ void AAHeadroom::Update(UInt32 channel, const float* samples, UInt32 count) {
             table2[indices[i + 2]] += 1.0;
             table3[indices[i + 3]] += 1.0;
         }
-        for (; i < now; ++i)
+        for (; i < now; ++i) {
             table0[indices[i]] += 1.0;
+        }
         samples += now;
         count -= now;
     }
@@ -58,8 +61,9 @@ void AAHeadroom::Update(UInt32 channel, const float* samples, UInt32 count) {
 
 double AAHeadroom::Count(UInt32 channel, UInt32 bin) const {
     double count = 0.0;
-    for (UInt32 table = 0; table < kTables; ++table)
+    for (UInt32 table = 0; table < kTables; ++table) {
         count += mCounts[channel][std::size_t{table} * mHistogramBins + bin];
+    }
     return count;
 }
 

@@ -35,55 +35,65 @@ AAHistogram::AAHistogram(UInt32 channels, UInt32 frequencyBins, SInt32 histogram
 
 SInt32 AAHistogram::Initialize() {
     mIsReady = mMinValue < mMaxValue && mHistogramBins >= kLeastHistogramBins;
-    if (!mIsReady)
+    if (!mIsReady) {
         return -1;
+    }
     mBinWidth = (mMaxValue - mMinValue) / static_cast<float>(mHistogramBins - 2);
-    for (std::size_t i = 0; i < mBinEdges.size(); ++i)
+    for (std::size_t i = 0; i < mBinEdges.size(); ++i) {
         mBinEdges[i] = static_cast<float>(i) * mBinWidth + mMinValue;
-    for (Channel& channel : mChannels)
+    }
+    for (Channel& channel : mChannels) {
         Clear(channel);
+    }
     return 0;
 }
 
 void AAHistogram::Clear(Channel& channel) {
     std::fill(channel.counts.begin(), channel.counts.end(), 0.0);
-    for (auto* indices : {&channel.medianIndex, &channel.lowIndex, &channel.highIndex})
+    for (auto* indices : {&channel.medianIndex, &channel.lowIndex, &channel.highIndex}) {
         std::fill(indices->begin(), indices->end(), 0);
-    for (auto* levels : {&channel.medianSpectrum, &channel.smoothedSpectrum, &channel.slope})
+    }
+    for (auto* levels : {&channel.medianSpectrum, &channel.smoothedSpectrum, &channel.slope}) {
         std::fill(levels->begin(), levels->end(), 0.0f);
+    }
     channel.nonZeroBlocks = 0;
 }
 
 void AAHistogram::Update(UInt32 channelIndex, UInt32 frequencyBin, const float* values,
                          UInt32 count) {
-    if (!mIsReady)
+    if (!mIsReady) {
         return;
+    }
     double* const row = mChannels[channelIndex].counts.data() + std::size_t{frequencyBin} * mLevels;
     while (count > 0) {
         const UInt32 now = std::min(count, kStretch);
         IndicesByProduct(values, now, mBinEdges[0], 1.0f / mBinWidth, mLevels - 1, mIndices.data());
-        for (UInt32 i = 0; i < now; ++i)
+        for (UInt32 i = 0; i < now; ++i) {
             row[mIndices[i]] += 1.0;
+        }
         values += now;
         count -= now;
     }
 }
 
 void AAHistogram::UpdateSpectrum(UInt32 channelIndex, const float* values) {
-    if (!mIsReady)
+    if (!mIsReady) {
         return;
+    }
     IndicesByProduct(values, mFrequencyBins, mBinEdges[0], 1.0f / mBinWidth, mLevels - 1,
                      mIndices.data());
     const UInt32* const indices = mIndices.data();
     double* row = mChannels[channelIndex].counts.data();
-    for (UInt32 k = 0; k < mFrequencyBins; ++k, row += mLevels)
+    for (UInt32 k = 0; k < mFrequencyBins; ++k, row += mLevels) {
         row[indices[k]] += 1.0;
+    }
 }
 
 void AAHistogram::IncrementNonZeroBlockCount(UInt32 channel) {
     SInt32& blocks = mChannels[channel].nonZeroBlocks;
-    if (blocks < std::numeric_limits<SInt32>::max())
+    if (blocks < std::numeric_limits<SInt32>::max()) {
         ++blocks;
+    }
 }
 
 SInt32 AAHistogram::GetNnonzeroBlocks(UInt32 channel) const {

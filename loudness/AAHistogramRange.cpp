@@ -34,9 +34,10 @@ constexpr float kNoCutoff = -1.0f;
 // A half wave of a sine.
 std::array<float, kKernelLength> MakeKernel() {
     std::array<float, kKernelLength> kernel{};
-    for (UInt32 j = 0; j < kKernelLength; ++j)
+    for (UInt32 j = 0; j < kKernelLength; ++j) {
         kernel[j] =
             static_cast<float>(elementary::Sin((0.5 + j) * std::numbers::pi / kKernelLength));
+    }
     return kernel;
 }
 
@@ -60,22 +61,26 @@ void AAHistogram::EstimateSpectralRange(UInt32 frameSize, UInt32 channels, float
         cutoff[c] = kNoCutoff;
         noiseFloorFound[c] = false;
         noiseFloor[c] = 0.0f;
-        if (!mIsReady || mFrequencyBins == 0)
+        if (!mIsReady || mFrequencyBins == 0) {
             continue;
+        }
         Channel& channel = mChannels[c];
-        for (UInt32 k = 0; k < bins; ++k)
+        for (UInt32 k = 0; k < bins; ++k) {
             GetMeanAndPercentile(channel, k);
+        }
         MedianFilter(channel);
         SmoothFilter(channel);
         GetDbPerHertz(channel, frameSize, sampleRate);
 
         UInt32 position = 0;
         cutoffFound[c] = FindMinDbPerHertzAtCutoff(channel, position);
-        if (cutoffFound[c])
+        if (cutoffFound[c]) {
             cutoff[c] = static_cast<float>(position) * sampleRate / static_cast<float>(frameSize);
+        }
         noiseFloorFound[c] = FindNoiseFloor(channel, noiseFloor[c]);
-        if (channel.nonZeroBlocks == 0)
+        if (channel.nonZeroBlocks == 0) {
             cutoffFound[c] = noiseFloorFound[c] = false;
+        }
     }
 }
 
@@ -97,12 +102,15 @@ void AAHistogram::GetMeanAndPercentile(Channel& channel, UInt32 frequencyBin) co
     for (UInt32 i = 0; i < levels; ++i) {
         sum += counts[i];
         const auto index = static_cast<SInt32>(i);
-        if (kLowShare * total > sum)
+        if (kLowShare * total > sum) {
             low = index;
-        if (kMedianShare * total > sum)
+        }
+        if (kMedianShare * total > sum) {
             median = index;
-        if (kHighShare * total > sum)
+        }
+        if (kHighShare * total > sum) {
             high = index;
+        }
     }
     channel.lowIndex[frequencyBin] = low;
     channel.medianIndex[frequencyBin] = median;
@@ -151,8 +159,9 @@ void AAHistogram::SmoothFilter(Channel& channel) const {
 void AAHistogram::GetDbPerHertz(Channel& channel, UInt32 frameSize, float sampleRate) const {
     const float perHertz = static_cast<float>(frameSize) / sampleRate;
     const std::vector<float>& level = channel.smoothedSpectrum;
-    for (UInt32 i = 0; i + 1 < mFrequencyBins; ++i)
+    for (UInt32 i = 0; i + 1 < mFrequencyBins; ++i) {
         channel.slope[i] = (level[i + 1] - level[i]) * perHertz;
+    }
 }
 
 // The first local minimum below the top that is steep enough and borne out around it. Whatever
@@ -171,13 +180,15 @@ bool AAHistogram::FindMinDbPerHertzAtCutoff(const Channel& channel, UInt32& posi
             break;
         }
     }
-    if (!found)
+    if (!found) {
         return false;
+    }
     // The search's first bin has one neighbour too few, which counts as level ground.
     const UInt32 end = std::min(position + kSlopesAround + 1, mFrequencyBins);
     float sum = 0.0f;
-    for (UInt32 i = position - kSlopesAround; i < end; ++i)
+    for (UInt32 i = position - kSlopesAround; i < end; ++i) {
         sum += slope[i];
+    }
     const float average = sum / static_cast<float>(2 * kSlopesAround + 1);
     return average < kBorneOut * best;
 }

@@ -32,10 +32,11 @@ constexpr float kNoCutoff = -1.0f;
 SInt32 Finish(std::vector<float>& values, const bool* found, float marker) {
     SInt32 anyFound = 0;
     for (std::size_t c = 0; c < values.size(); ++c) {
-        if (found[c])
+        if (found[c]) {
             anyFound = 1;
-        else
+        } else {
             values[c] = marker;
+        }
     }
     return anyFound;
 }
@@ -59,8 +60,10 @@ AARangeMeter::~AARangeMeter() = default;
 
 SInt32 AARangeMeter::ReadyAnalysis() {
     mFrameSize = kFrameSize;
-    for (auto* values : {&mRangeResults.headroom, &mRangeResults.noiseFloor, &mRangeResults.cutoff})
+    for (auto* values :
+         {&mRangeResults.headroom, &mRangeResults.noiseFloor, &mRangeResults.cutoff}) {
         std::fill(values->begin(), values->end(), 0.0f);
+    }
     mRangeResults.headroomValid = 0;
     mRangeResults.noiseFloorValid = 0;
     mRangeResults.cutoffValid = 0;
@@ -72,10 +75,12 @@ SInt32 AARangeMeter::ReadyAnalysis() {
 SInt32 AARangeMeter::PushAudio(AudioBufferList* list, UInt32 frames) {
     const UInt32 hop = mFrameSize / 2;
     const UInt32 blocks = frames / hop;
-    if (blocks < 1 || frames % hop != 0)
+    if (blocks < 1 || frames % hop != 0) {
         return kBadFrameCount;
-    if (list == nullptr)
+    }
+    if (list == nullptr) {
         return kAudioAnalysisErr_NullBufferList;
+    }
     const UInt32 channels = std::min(list->mNumberBuffers, mNumChannels);
     // One channel after the other, whose histograms so stay in the cache.
     for (UInt32 c = 0; c < channels; ++c) {
@@ -97,8 +102,9 @@ void AARangeMeter::MeasureFrame(UInt32 channel, const float* firstHalf, const fl
     int usable = 0;
     mPreprocess.ApplyWindow(firstHalf, secondHalf, mTransform.Frame(), channel, mNumChannels,
                             &usable);
-    if (usable == 0)
+    if (usable == 0) {
         return;
+    }
     mHistogram.IncrementNonZeroBlockCount(channel);
     mTransform.dftAnalysis();
     mHistogram.UpdateSpectrum(channel, mTransform.Power().data());
@@ -134,8 +140,9 @@ void AARangeMeter::DeliverRange() {
 
 SInt32 AARangeMeter::ProcessFinal(UInt8 flush) {
     FindRange();
-    if (mDataCallback != nullptr)
+    if (mDataCallback != nullptr) {
         DeliverRange();
+    }
     return QelAAAnalysisBase::ProcessFinal(flush);
 }
 

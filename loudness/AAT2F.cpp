@@ -14,8 +14,9 @@ AAT2F::AAT2F(UInt32 frameSize, UInt32)
       mSetup(vDSP_create_fftsetup(mLog2FrameSize, kFFTRadix2)),
       mScale(static_cast<float>(std::sqrt(0.5 / frameSize))), mFrame(frameSize),
       mReal(frameSize / 2), mImag(frameSize / 2), mPower(frameSize / 2 + 1) {
-    if (mSetup == nullptr)
+    if (mSetup == nullptr) {
         throw std::bad_alloc();
+    }
 }
 
 void AAT2F::dftAnalysis() {

@@ -28,8 +28,9 @@ float SumOfSquares(const float* data, UInt32 count) {
 
 UInt32 CountZeros(const float* data, UInt32 count) {
     UInt32 zeros = 0;
-    for (UInt32 i = 0; i < count; ++i)
+    for (UInt32 i = 0; i < count; ++i) {
         zeros += data[i] == 0.0f ? 1u : 0u;
+    }
     return zeros;
 }
 
@@ -43,8 +44,9 @@ AATDPreprocess::AATDPreprocess(UInt32 frameSize) : mFrameSize(frameSize), mWindo
         sum += sine * sine;
     }
     const double gain = std::sqrt(frameSize / sum);
-    for (UInt32 i = 0; i < frameSize; ++i)
+    for (UInt32 i = 0; i < frameSize; ++i) {
         mWindow[i] = static_cast<float>(gain * elementary::Sin((i + 0.5) * angle));
+    }
 }
 
 void AATDPreprocess::ApplyWindow(const float* firstHalf, const float* secondHalf, float* output,
@@ -55,8 +57,9 @@ void AATDPreprocess::ApplyWindow(const float* firstHalf, const float* secondHalf
     const auto size = static_cast<float>(mFrameSize);
 
     const float minusMean = -((Sum(firstHalf, half) + Sum(secondHalf, half)) / size);
-    for (int h = 0; h < 2; ++h)
+    for (int h = 0; h < 2; ++h) {
         vDSP_vsadd(halves[h], 1, &minusMean, outputs[h], 1, half);
+    }
     const float variance = SumOfSquares(output, mFrameSize) / size;
 
     UInt32 zeros = 0;

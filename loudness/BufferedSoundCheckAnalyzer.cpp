@@ -17,8 +17,9 @@ BufferedSoundCheckAnalyzer::~BufferedSoundCheckAnalyzer() {
 }
 
 void BufferedSoundCheckAnalyzer::DisposeConverter() {
-    if (mConverter != nullptr)
+    if (mConverter != nullptr) {
         AudioConverterDispose(mConverter);
+    }
     mConverter = nullptr;
 }
 
@@ -26,10 +27,12 @@ OSStatus BufferedSoundCheckAnalyzer::MakeConverter(const CAStreamBasicDescriptio
                                                    const CAStreamBasicDescription& to,
                                                    const void* magicCookie,
                                                    unsigned int cookieSize) {
-    if (const OSStatus status = AudioConverterNew(&from, &to, &mConverter); status != 0)
+    if (const OSStatus status = AudioConverterNew(&from, &to, &mConverter); status != 0) {
         return status;
-    if (cookieSize == 0)
+    }
+    if (cookieSize == 0) {
         return 0;
+    }
     return AudioConverterSetProperty(mConverter, kAudioConverterDecompressionMagicCookie,
                                      cookieSize, magicCookie);
 }
@@ -43,8 +46,9 @@ OSStatus BufferedSoundCheckAnalyzer::StartWith(const CAStreamBasicDescription& f
         analyzed.mSampleRate = format.mSampleRate;
         analyzed.SetCanonical(format.mChannelsPerFrame, true);
         const OSStatus status = MakeConverter(format, analyzed, magicCookie, cookieSize);
-        if (status != 0)
+        if (status != 0) {
             return status;
+        }
     }
     const OSStatus status = SoundCheckAnalyzer::Start(&analyzed, layout);
     // Of a format that was refused nothing is stored: such blocks have no bytes or the earlier
@@ -67,12 +71,15 @@ OSStatus BufferedSoundCheckAnalyzer::Start(const CAStreamBasicDescription& forma
 
 OSStatus BufferedSoundCheckAnalyzer::ProcessBuffer(UInt32 frames, const AudioBufferList& list,
                                                    AudioStreamPacketDescription* descriptions) {
-    if (mStartStatus != 0)
+    if (mStartStatus != 0) {
         return mStartStatus;
-    if (list.mNumberBuffers == 0 || (list.mBuffers[0].mData == nullptr && frames != 0))
+    }
+    if (list.mNumberBuffers == 0 || (list.mBuffers[0].mData == nullptr && frames != 0)) {
         return kAudio_ParamError;
-    if (mConverter == nullptr)
+    }
+    if (mConverter == nullptr) {
         return ProcessFloats(frames, list.mBuffers[0].mData);
+    }
     mPendingPackets = frames;
     mPendingBufferList.mNumberBuffers = 1;
     mPendingBufferList.mBuffers[0] = list.mBuffers[0];
@@ -82,8 +89,9 @@ OSStatus BufferedSoundCheckAnalyzer::ProcessBuffer(UInt32 frames, const AudioBuf
 
 OSStatus BufferedSoundCheckAnalyzer::ConvertStep(UInt32& outPackets) {
     const UInt32 bytes = mFormat.mBytesPerFrame * kFramesPerStep;
-    if (mConversionBuffer.get() == nullptr)
+    if (mConversionBuffer.get() == nullptr) {
         mConversionBuffer.alloc(bytes, false);
+    }
     AudioBufferList output;
     output.mNumberBuffers = 1;
     output.mBuffers[0] = {mFormat.mChannelsPerFrame, bytes, mConversionBuffer.get()};
@@ -93,8 +101,9 @@ OSStatus BufferedSoundCheckAnalyzer::ConvertStep(UInt32& outPackets) {
 }
 
 void BufferedSoundCheckAnalyzer::DropInput() {
-    for (UInt32 outPackets = 0; ConvertStep(outPackets) == 0;)
+    for (UInt32 outPackets = 0; ConvertStep(outPackets) == 0;) {
         ;
+    }
 }
 
 OSStatus BufferedSoundCheckAnalyzer::Convert() {
@@ -102,14 +111,17 @@ OSStatus BufferedSoundCheckAnalyzer::Convert() {
         UInt32 outPackets = 0;
         const OSStatus status = ConvertStep(outPackets);
         if (outPackets != 0 && ProcessFloats(outPackets, mConversionBuffer) != 0) {
-            if (status == 0)
+            if (status == 0) {
                 DropInput();
+            }
             return status;
         }
-        if (status == kNoMoreInputForNow)
+        if (status == kNoMoreInputForNow) {
             return 0;
-        if (status != 0)
+        }
+        if (status != 0) {
             return status;
+        }
     }
 }
 
@@ -118,22 +130,26 @@ OSStatus BufferedSoundCheckAnalyzer::ACInputProc(AudioConverterRef, UInt32* ioPa
                                                  AudioStreamPacketDescription** outDescriptions,
                                                  void* analyzer) {
     auto* self = static_cast<BufferedSoundCheckAnalyzer*>(analyzer);
-    if (self->mPendingPackets == 0)
+    if (self->mPendingPackets == 0) {
         return kNoMoreInputForNow;
+    }
     *ioPackets = self->mPendingPackets;
     *ioList = self->mPendingBufferList;
-    if (outDescriptions != nullptr)
+    if (outDescriptions != nullptr) {
         *outDescriptions = self->mPendingPacketDescriptions;
+    }
     self->mPendingPackets = 0;
     return 0;
 }
 
 OSStatus BufferedSoundCheckAnalyzer::ProcessFloats(UInt32 frames, const void* data) {
-    if (mStartStatus != 0)
+    if (mStartStatus != 0) {
         return mStartStatus;
+    }
     const UInt64 bytes = UInt64{frames} * mFormat.mBytesPerFrame;
-    if (bytes > std::numeric_limits<UInt32>::max())
+    if (bytes > std::numeric_limits<UInt32>::max()) {
         return kAudio_ParamError;
+    }
     return mBlockBufferer->AddInput(static_cast<const unsigned char*>(data),
                                     static_cast<UInt32>(bytes));
 }

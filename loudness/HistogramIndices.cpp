@@ -18,15 +18,17 @@ UInt32 Truncated(float distance, float top) {
 void IndicesByProduct(const float* values, std::size_t count, float origin, float reciprocalWidth,
                       UInt32 top, UInt32* indices) {
     const auto last = static_cast<float>(top);
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
         indices[i] = Truncated((values[i] - origin) * reciprocalWidth, last);
+    }
 }
 
 void IndicesByQuotient(const float* values, std::size_t count, float origin, float width,
                        UInt32 top, UInt32* indices) {
     const auto last = static_cast<float>(top);
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
         indices[i] = Truncated((values[i] - origin) / width, last);
+    }
 }
 
 } // namespace qel::core

@@ -26,8 +26,9 @@ float WeightedEnergy(const CriticalBands& bands, const float* real, const float*
     float energy = 0.0f;
     for (const CriticalBand& band : bands) {
         float sum = 0.0f;
-        for (std::size_t k = band.startBin; k < band.endBin; ++k)
+        for (std::size_t k = band.startBin; k < band.endBin; ++k) {
             sum += (imag[k] * imag[k] + real[k] * real[k]) * kUndoublePower;
+        }
         energy += sum * band.weight;
     }
     return energy;
@@ -118,13 +119,16 @@ OSStatus NormalizationProcessStereoVector(NormalizationData* data, const float* 
 
 OSStatus NormalizationProcessFloats(NormalizationData* data, const float* samples, UInt32 channels,
                                     UInt32 timeMilliseconds) {
-    if (data == nullptr || samples == nullptr)
+    if (data == nullptr || samples == nullptr) {
         return kAudio_ParamError;
-    if (channels != 1 && channels != kMaxNormalizationChannels)
+    }
+    if (channels != 1 && channels != kMaxNormalizationChannels) {
         return kAudio_ParamError;
+    }
     const bool aligned = reinterpret_cast<std::uintptr_t>(samples) % kVectorBytes == 0;
-    if (data->useVectorUnit != 0 && channels == 2 && aligned)
+    if (data->useVectorUnit != 0 && channels == 2 && aligned) {
         return NormalizationProcessStereoVector(data, samples, timeMilliseconds);
+    }
     for (UInt32 c = 0; c < channels; ++c) {
         const float peak = WindowSamples(*data, samples + c, channels);
         RealFFT(data->fft.get(), kLog2ExcerptFrames, data->realLeft, data->imagLeft);

@@ -24,18 +24,22 @@ void Clear(T (&values)[size]) {
 } // namespace
 
 OSStatus NormalizationOpen(UInt32 sampleRate, UInt32 channels, NormalizationData** outData) {
-    if (outData == nullptr)
+    if (outData == nullptr) {
         return kAudio_ParamError;
+    }
     *outData = nullptr;
-    if (!IsChannelCount(channels))
+    if (!IsChannelCount(channels)) {
         return kAudio_ParamError;
+    }
 
     std::unique_ptr<NormalizationData> data(new (std::nothrow) NormalizationData());
-    if (data == nullptr)
+    if (data == nullptr) {
         return kAudio_MemFullError;
+    }
     AudioFFTContext* fft = nullptr;
-    if (const OSStatus status = CreateAudioFFT(kLog2ExcerptFrames, &fft); status != 0)
+    if (const OSStatus status = CreateAudioFFT(kLog2ExcerptFrames, &fft); status != 0) {
         return status;
+    }
     data->fft.reset(fft);
 
     NormalizationReset(data.get(), sampleRate, channels);
@@ -49,15 +53,17 @@ OSStatus NormalizationOpen(UInt32 sampleRate, UInt32 channels, NormalizationData
 }
 
 OSStatus NormalizationClose(NormalizationData* data) {
-    if (data == nullptr)
+    if (data == nullptr) {
         return kAudio_ParamError;
+    }
     delete data;
     return 0;
 }
 
 OSStatus NormalizationReset(NormalizationData* data, UInt32 sampleRate, UInt32 channels) {
-    if (data == nullptr || !IsChannelCount(channels))
+    if (data == nullptr || !IsChannelCount(channels)) {
         return kAudio_ParamError;
+    }
     data->sampleRate = sampleRate;
     data->channels = channels;
     ComputeCriticalBands(sampleRate, data->bands);
@@ -72,8 +78,9 @@ OSStatus NormalizationReset(NormalizationData* data, UInt32 sampleRate, UInt32 c
 }
 
 void NormalizationCreateStats(NormalizationData* data, UInt32 channels) {
-    if (data == nullptr)
+    if (data == nullptr) {
         return;
+    }
     const std::size_t last = channels == kMaxNormalizationChannels ? 1 : 0;
     for (std::size_t c = 0; c <= last; ++c) {
         const UInt32 count = data->energyCount[c];

@@ -11,8 +11,9 @@ namespace qel::core {
 template <std::integral Integer>
 requires(sizeof(Integer) <= 4) // so that a double holds its ends
     Integer TruncateTo(double value) {
-    if (std::isnan(value))
+    if (std::isnan(value)) {
         return 0;
+    }
     return static_cast<Integer>(std::clamp(value, double{std::numeric_limits<Integer>::min()},
                                            double{std::numeric_limits<Integer>::max()}));
 }

@@ -25,8 +25,9 @@ SoundCheckAnalyzer::~SoundCheckAnalyzer() {
 
 OSStatus SoundCheckAnalyzer::Start(const AudioStreamBasicDescription* format,
                                    const AudioChannelLayout*) {
-    if (format == nullptr || !IsTaken(*format))
+    if (format == nullptr || !IsTaken(*format)) {
         return kAudio_ParamError;
+    }
     mFormat = *format;
     mMillisecondsPerFrame = kMillisecondsPerSecond / format->mSampleRate;
     mFramesProcessed = 0;
@@ -37,25 +38,29 @@ OSStatus SoundCheckAnalyzer::Start(const AudioStreamBasicDescription* format,
 }
 
 OSStatus SoundCheckAnalyzer::Process(UInt32 frames, const float* samples) {
-    if (frames % kFramesPerStep != 0)
+    if (frames % kFramesPerStep != 0) {
         return kAudio_ParamError;
+    }
     for (std::size_t i = 0; i < frames; i += kFramesPerStep) {
         const double milliseconds = mMillisecondsPerFrame * static_cast<double>(mFramesProcessed);
         const OSStatus status =
             NormalizationProcessFloats(mNormalizationData, samples + i, mFormat.mChannelsPerFrame,
                                        TruncateTo<UInt32>(std::floor(0.5 + milliseconds)));
-        if (status != 0)
+        if (status != 0) {
             return status;
+        }
         mFramesProcessed += kFramesPerStep;
     }
     return 0;
 }
 
 OSStatus SoundCheckAnalyzer::Process(UInt32 frames, const AudioBufferList* bufferList) {
-    if (frames % kFramesPerStep != 0)
+    if (frames % kFramesPerStep != 0) {
         return kAudio_ParamError;
-    if (bufferList == nullptr || bufferList->mNumberBuffers != 1)
+    }
+    if (bufferList == nullptr || bufferList->mNumberBuffers != 1) {
         return kAudio_ParamError;
+    }
     return Process(frames, static_cast<const float*>(bufferList->mBuffers[0].mData));
 }
 

@@ -67,8 +67,9 @@ UInt32 GlobalKeyOf(const float* frameKeys, UInt32 frames) {
 // What stands at element `frame` of an array of names in a block; null if there is none. A block as
 // it was delivered is itself a name.
 CFStringRef NameOfFrame(const QelAudioAnalysisBlock& block, UInt32 frame) {
-    if (IsKeyName(block.mData))
+    if (IsKeyName(block.mData)) {
         return static_cast<CFStringRef>(block.mData);
+    }
     const bool isThere =
         block.mData != nullptr && block.mDataByteSize / sizeof(CFStringRef) > frame;
     return isThere ? static_cast<const CFStringRef*>(block.mData)[frame] : nullptr;
@@ -100,15 +101,19 @@ UInt32 AAChromaPropertiesGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key)
 
 void AAChromaPropertiesGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
-    for (auto* list : {&mChromaKeyBuffer, &mDominantKeyBuffer, &mTonalCenterBuffer, &mFetchBuffer})
+    for (auto* list :
+         {&mChromaKeyBuffer, &mDominantKeyBuffer, &mTonalCenterBuffer, &mFetchBuffer}) {
         list->forget();
+    }
     mDominantKeyStore.forget();
 }
 
 void AAChromaPropertiesGenerator::Cleanup() {
     mSpectralProcessor.free();
-    for (auto* list : {&mChromaKeyBuffer, &mDominantKeyBuffer, &mTonalCenterBuffer, &mFetchBuffer})
+    for (auto* list :
+         {&mChromaKeyBuffer, &mDominantKeyBuffer, &mTonalCenterBuffer, &mFetchBuffer}) {
         list->free();
+    }
     mDominantKeyStore.free();
     mFrameTime = {};
     AAChromaPropertiesGenerator::NullPointers();
@@ -125,8 +130,9 @@ void AAChromaPropertiesGenerator::AllocateBuffers() {
     mDominantKeyStore.free();
     mFetchBuffer.free();
     ResetStamp(mFrameTime);
-    if (!IsWanted(kGlobalKey))
+    if (!IsWanted(kGlobalKey)) {
         return;
+    }
     mFetchBuffer = NewBuffer("fetch buffer", 0);
     mDominantKeyStore = NewStore(mNumAnalysisFrames);
 }
@@ -152,8 +158,9 @@ void AAChromaPropertiesGenerator::ComputeAndStoreProperties(const SpectralAndAud
 }
 
 void AAChromaPropertiesGenerator::StoreDominantKeys() {
-    if (mDominantKeyStore.get() != nullptr)
+    if (mDominantKeyStore.get() != nullptr) {
         mDominantKeyStore->Append(mDominantKeyBuffer->GetBufferList(), 1);
+    }
     mFrameTime.mSampleTime += 1.0;
 }
 
@@ -162,20 +169,24 @@ void AAChromaPropertiesGenerator::GiveName(UInt32 channel, UInt32 key) {
 }
 
 void AAChromaPropertiesGenerator::DeliverDominantKeys() {
-    if (!IsWanted(kDominantKey))
+    if (!IsWanted(kDominantKey)) {
         return;
+    }
     mBlocks.Prepare(mNumChannels, kSizes[kDominantKey]);
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         GiveName(c, static_cast<UInt32>(*Channel(mDominantKeyBuffer, c)));
+    }
     Deliver(kKeys[kDominantKey]);
 }
 
 void AAChromaPropertiesGenerator::DeliverFloats(Flag flag, CABufferList* list) {
-    if (!IsWanted(flag))
+    if (!IsWanted(flag)) {
         return;
+    }
     mBlocks.Prepare(mNumChannels, 0);
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         mBlocks.Blocks()[c] = {Channel(list, c), kSizes[flag]};
+    }
     Deliver(kKeys[flag]);
 }
 
@@ -189,21 +200,25 @@ SInt32 AAChromaPropertiesGenerator::ProcessFinal(UInt8 flush) {
 }
 
 void AAChromaPropertiesGenerator::CopyDominantKeys(UInt32 frames) {
-    if (frames == 0) // there may be no store
+    if (frames == 0) { // there may be no store
         return;
+    }
     mFetchBuffer->AllocateBuffers(frames * kFloatBytes);
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         mDominantKeyStore->Copy(c, 0, frames, Channel(mFetchBuffer, c));
+    }
 }
 
 void AAChromaPropertiesGenerator::DeliverGlobalKeys(UInt32 frames) {
     // Required by the contract: only the first block tells its size, and those of the other
     // channels are 0. Clients that go by sizes would see other results.
     mBlocks.Prepare(mNumChannels, 0);
-    if (mNumChannels != 0)
+    if (mNumChannels != 0) {
         mBlocks.Blocks()[0].mDataByteSize = kSizes[kGlobalKey];
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    }
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         GiveName(c, GlobalKeyOf(frames != 0 ? Channel(mFetchBuffer, c) : nullptr, frames));
+    }
     Deliver(kKeys[kGlobalKey]);
 }
 
@@ -211,12 +226,13 @@ CFPropertyListRef AAChromaPropertiesGenerator::CreateCFRepresentation(
     CFAllocatorRef allocator, CFStringRef key, UInt32 count, const QelAudioAnalysisBlock* blocks) {
     CACFDictionary result(allocator, true);
     const Flag flag = FlagOf(key);
-    if (flag == kDominantKey)
+    if (flag == kDominantKey) {
         AddFrameNames(result, count, blocks);
-    else if (flag == kGlobalKey)
+    } else if (flag == kGlobalKey) {
         AddStreamNames(result, count, blocks);
-    else if (flag != kNumFlags)
+    } else if (flag != kNumFlags) {
         MakeFloatArrayForKey(&result, blocks, count, key);
+    }
     return CFRetain(result.GetCFDictionary());
 }
 
@@ -226,8 +242,9 @@ void AAChromaPropertiesGenerator::AddFrameNames(CACFDictionary& result, UInt32 c
     CACFArray channels(mNumChannels, true);
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         CACFArray names(frames, true);
-        for (UInt32 f = 0; f < frames; ++f)
+        for (UInt32 f = 0; f < frames; ++f) {
             names.AppendString(NameOfFrame(blocks[f * mNumChannels + c], f));
+        }
         channels.AppendArray(names.GetCFArray());
     }
     result.AddArray(kKeys[kDominantKey], channels.GetCFArray());
@@ -236,8 +253,9 @@ void AAChromaPropertiesGenerator::AddFrameNames(CACFDictionary& result, UInt32 c
 void AAChromaPropertiesGenerator::AddStreamNames(CACFDictionary& result, UInt32 count,
                                                  const QelAudioAnalysisBlock* blocks) const {
     CACFArray channels(mNumChannels, true);
-    for (UInt32 c = 0; c < std::min(mNumChannels, count); ++c)
+    for (UInt32 c = 0; c < std::min(mNumChannels, count); ++c) {
         channels.AppendString(static_cast<CFStringRef>(blocks[c].mData));
+    }
     result.AddArray(kKeys[kGlobalKey], channels.GetCFArray());
 }
 

@@ -91,8 +91,9 @@ void AAConstantQPropertiesGenerator::ComputeChromagramQ(const float* in, float* 
     std::fill_n(out, mBinsPerOctave, 0.0f);
     for (UInt32 start = 0; start < mNumConstantQBins; start += mBinsPerOctave) {
         const UInt32 places = std::min(mBinsPerOctave, mNumConstantQBins - start);
-        for (UInt32 b = 0; b < places; ++b)
+        for (UInt32 b = 0; b < places; ++b) {
             out[b] += std::abs(in[start + b]);
+        }
     }
 }
 
@@ -101,18 +102,21 @@ void AAConstantQPropertiesGenerator::ComputeAndStoreProperies(
     auto* processor = static_cast<AAConstantQSpectralProcessor*>(mSpectralProcessor.get());
     processor->GetMagnitude(&mConstantQBuffer->GetModifiableBufferList(), mMinMagnitudes,
                             mMaxMagnitudes);
-    for (UInt32 c = 0; c < list->mNumChannels; ++c)
+    for (UInt32 c = 0; c < list->mNumChannels; ++c) {
         ComputeChromagramQ(Channel(mConstantQBuffer, c), Channel(mChromaBuffer, c));
+    }
     DeliverIfWanted(kConstantQSpectrum, mConstantQBuffer);
     DeliverIfWanted(kHarmonicPitchClassProfile, mChromaBuffer);
 }
 
 void AAConstantQPropertiesGenerator::DeliverIfWanted(Flag flag, CABufferList* values) {
-    if (!IsWanted(flag))
+    if (!IsWanted(flag)) {
         return;
+    }
     mBlocks.Prepare(mNumChannels, GetSizeOfAnalysisDataForKey(kKeys[flag]));
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         mBlocks.Store(c, Channel(values, c));
+    }
     Deliver(kKeys[flag]);
 }
 

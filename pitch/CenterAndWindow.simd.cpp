@@ -30,10 +30,12 @@ void ShiftAndMultiplyAll(float* values, float offset, const float* factors, std:
     const hn::ScalableTag<float> full;
     const std::size_t lanes = hn::Lanes(full);
     std::size_t n = 0;
-    for (; n + lanes <= count; n += lanes)
+    for (; n + lanes <= count; n += lanes) {
         ShiftAndMultiply(full, values + n, offset, factors + n);
-    for (; n < count; ++n)
+    }
+    for (; n < count; ++n) {
         ShiftAndMultiply(hn::CappedTag<float, 1>(), values + n, offset, factors + n);
+    }
 }
 
 } // namespace HWY_NAMESPACE

@@ -53,8 +53,9 @@ void AAIFFTGenerator::GetSpectrumInstantFrequencies() {
     const AudioBufferList* frequencies = processor->GetIFFTFrequencyBufferList();
     mBlocks.Prepare(mNumChannels,
                     GetSizeOfAnalysisDataForKey(kQelAnalysisKey_InstantaneousFrequency));
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         mBlocks.Store(c, frequencies->mBuffers[c].mData);
+    }
     Deliver(kQelAnalysisKey_InstantaneousFrequency);
 }
 

@@ -24,10 +24,12 @@ constexpr void Multiply(std::array<double, size>& polynomial, std::size_t degree
                         double c1, double c2) {
     for (std::size_t i = std::min(degree + 2, size - 1) + 1; i-- > 0;) {
         double sum = c0 * polynomial[i];
-        if (i >= 1)
+        if (i >= 1) {
             sum += c1 * polynomial[i - 1];
-        if (i >= 2)
+        }
+        if (i >= 2) {
             sum += c2 * polynomial[i - 2];
+        }
         polynomial[i] = sum;
     }
 }

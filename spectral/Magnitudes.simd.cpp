@@ -67,11 +67,13 @@ void WithRange(const DSPSplitComplex& values, float* out, std::size_t count,
         highest = Greater(highest, magnitude);
     }
     hn::Store(least, full, kept);
-    for (std::size_t i = 0; i < lanes; ++i)
+    for (std::size_t i = 0; i < lanes; ++i) {
         lowest = Less(lowest, hn::LoadU(one, kept + i));
+    }
     hn::Store(greatest, full, kept);
-    for (std::size_t i = 0; i < lanes; ++i)
+    for (std::size_t i = 0; i < lanes; ++i) {
         highest = Greater(highest, hn::LoadU(one, kept + i));
+    }
     range = {hn::GetLane(lowest), hn::GetLane(highest)};
 }
 
@@ -89,10 +91,12 @@ void MovingDown(const DSPSplitComplex& values, float* out, std::size_t count) {
     const Full full;
     const std::size_t lanes = hn::Lanes(full);
     std::size_t n = 0;
-    for (; n + lanes <= count; n += lanes)
+    for (; n + lanes <= count; n += lanes) {
         MoveOne(full, values, n, out);
-    for (; n < count; ++n)
+    }
+    for (; n < count; ++n) {
         MoveOne(One(), values, n, out);
+    }
 }
 
 } // namespace HWY_NAMESPACE

@@ -101,8 +101,9 @@ void AACepstralPropertiesGenerator::ComputeAndStoreCepstrumSpectralProperties() 
     mCepstrumProcessor->GetMagnitude(&mCepstrumMagnitudeBuffer->GetModifiableBufferList(),
                                      mMinMagnitudes, mMaxMagnitudes);
     mBlocks.Prepare(mNumChannels, GetSizeOfAnalysisDataForKey(kQelAnalysisKey_Cepstrum));
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         mBlocks.Store(c, Channel(mCepstrumMagnitudeBuffer, c));
+    }
     Deliver(kQelAnalysisKey_Cepstrum);
 }
 

@@ -100,10 +100,12 @@ CFPropertyListRef AAMFCCPropertiesGenerator::CreateCFRepresentation(
 }
 
 void AAMFCCPropertiesGenerator::ComputeAndStoreProperies(const SpectralAndAudioBufferList& list) {
-    if (IsWanted(kCoefficients))
+    if (IsWanted(kCoefficients)) {
         ComputeMFCC(list);
-    if (IsWanted(kMagnitudes))
+    }
+    if (IsWanted(kMagnitudes)) {
         ComputeMelSpectrum();
+    }
 }
 
 // Required by the contract: the table is read with the coefficients as the slow index, across its
@@ -132,8 +134,9 @@ void AAMFCCPropertiesGenerator::ComputeMelSpectrum() {
 
 void AAMFCCPropertiesGenerator::DeliverRows(Flag flag, CABufferList* rows) {
     mBlocks.Prepare(mNumChannels, GetSizeOfAnalysisDataForKey(kKeys[flag]));
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         mBlocks.Store(c, Channel(rows, c));
+    }
     Deliver(kKeys[flag]);
 }
 

@@ -45,10 +45,12 @@ const float* Floats(const AudioBufferList* list, UInt32 channel) {
 PartialList ListOfFrame(const QelAudioAnalysisBlock& block, UInt32 frame) {
     PartialList list{};
     const bool isThere = block.mData != nullptr && block.mDataByteSize / sizeof list > frame;
-    if (isThere)
+    if (isThere) {
         std::memcpy(&list, static_cast<const PartialList*>(block.mData) + frame, sizeof list);
-    if (list.mPartials == nullptr)
+    }
+    if (list.mPartials == nullptr) {
         list.mCount = 0;
+    }
     return list;
 }
 
@@ -56,8 +58,9 @@ PartialList ListOfFrame(const QelAudioAnalysisBlock& block, UInt32 frame) {
 // one stays. Clients would see another shape of list.
 CACFDictionary LastRecordOf(const PartialList& list) {
     CACFDictionary values(true);
-    if (list.mCount == 0)
+    if (list.mCount == 0) {
         return values;
+    }
     const PartialRecord& record = list.mPartials[list.mCount - 1];
     values.AddSInt32(kPartialIndexString, record.mIndex);
     values.AddFloat32(kPartialFreqHz, record.mFrequency);
@@ -120,12 +123,13 @@ void AAPartialTrackGenerator::EraseVectors() {
 
 void AAPartialTrackGenerator::AllocateBuffers() {
     mSpectralProcessor.free();
-    if (mUseInstantaneousFrequency)
+    if (mUseInstantaneousFrequency) {
         mSpectralProcessor = new AAIFFTSpectralProcessor(
             mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, static_cast<float>(mSampleRate));
-    else
+    } else {
         mSpectralProcessor = new QelAASpectralProcessor(mFrameSize, mHopSize, mNumChannels,
                                                         mMaxFrames, false, false);
+    }
     mSpectralProcessor->SetKeepsAudioFrames(mUseInstantaneousFrequency);
     mSpectralProcessor->SetSpectralFunction(MyPartialSpectralFun, this);
     mSpectralProcessor->HanningWindow();
@@ -154,14 +158,18 @@ void AAPartialTrackGenerator::GetSpectrumMagnitude() {
 }
 
 void AAPartialTrackGenerator::TrackPartials() {
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         TrackChannel(c);
-    if (IsWanted(kPartials))
+    }
+    if (IsWanted(kPartials)) {
         DeliverPartials();
-    if (IsWanted(kFundamentalFrequency))
+    }
+    if (IsWanted(kFundamentalFrequency)) {
         DeliverFundamentals();
-    if (IsWanted(kInharmonicity))
+    }
+    if (IsWanted(kInharmonicity)) {
         DeliverInharmonicities();
+    }
     mFrameTime.mSampleTime += 1.0;
 }
 
@@ -184,8 +192,9 @@ void AAPartialTrackGenerator::TrackChannel(UInt32 channel) {
 // Those of the tracks; they hold until the next call.
 const float* AAPartialTrackGenerator::FrequenciesOf(UInt32 channel) {
     const TrackList& partials = mTrackers[channel].Partials();
-    if (partials.mHasTones)
+    if (partials.mHasTones) {
         return partials.mFrequencies.data();
+    }
     FindFrequencies(partials, {mSampleRate, mFrameSize}, mFrequencies);
     return mFrequencies;
 }
@@ -193,16 +202,18 @@ const float* AAPartialTrackGenerator::FrequenciesOf(UInt32 channel) {
 // That of the oldest track, whatever its height: no pitch is looked for. 0 without a track.
 float AAPartialTrackGenerator::FundamentalOf(UInt32 channel) const {
     const TrackList& partials = mTrackers[channel].Partials();
-    if (partials.mCount == 0)
+    if (partials.mCount == 0) {
         return 0.0f;
+    }
     return partials.mHasTones ? partials.mFrequencies[0]
                               : FrequencyOf(partials.mBins[0], {mSampleRate, mFrameSize});
 }
 
 float AAPartialTrackGenerator::InharmonicityOf(UInt32 channel) {
     const float fundamental = FundamentalOf(channel);
-    if (fundamental == 0.0f)
+    if (fundamental == 0.0f) {
         return 0.0f;
+    }
     const TrackList& partials = mTrackers[channel].Partials();
     float value = 0.0f;
     ComputeInharmonicity(partials.mMagnitudes.data(), FrequenciesOf(channel),
@@ -224,15 +235,17 @@ void AAPartialTrackGenerator::DeliverPartials() {
 
 void AAPartialTrackGenerator::DeliverFundamentals() {
     mBlocks.Prepare(mNumChannels, kSizes[kFundamentalFrequency]);
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         *mBlocks.Floats(c) = FundamentalOf(c);
+    }
     Deliver(kKeys[kFundamentalFrequency]);
 }
 
 void AAPartialTrackGenerator::DeliverInharmonicities() {
     mBlocks.Prepare(mNumChannels, kSizes[kInharmonicity]);
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         *mBlocks.Floats(c) = InharmonicityOf(c);
+    }
     Deliver(kKeys[kInharmonicity]);
 }
 
@@ -241,10 +254,11 @@ AAPartialTrackGenerator::CreateCFRepresentation(CFAllocatorRef allocator, CFStri
                                                 UInt32 count, const QelAudioAnalysisBlock* blocks) {
     CACFDictionary result(allocator, true);
     const Flag flag = FlagOf(key);
-    if (flag == kPartials)
+    if (flag == kPartials) {
         AddPartials(result, count, blocks);
-    else if (flag != kNumFlags)
+    } else if (flag != kNumFlags) {
         MakeFloatArrayForKey(&result, blocks, count, key);
+    }
     return CFRetain(result.GetCFDictionary());
 }
 
@@ -254,8 +268,9 @@ void AAPartialTrackGenerator::AddPartials(CACFDictionary& result, UInt32 count,
     CACFArray channels(mNumChannels, true);
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         CACFArray lists(frames, true);
-        for (UInt32 f = 0; f < frames; ++f)
+        for (UInt32 f = 0; f < frames; ++f) {
             lists.AppendDictionary(LastRecordOf(ListOfFrame(blocks[c], f)).GetCFDictionary());
+        }
         channels.AppendArray(lists.GetCFArray());
     }
     result.AddArray(kKeys[kPartials], channels.GetCFArray());

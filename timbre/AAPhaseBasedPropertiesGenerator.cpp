@@ -33,8 +33,9 @@ bool IsOurs(CFStringRef key) {
 void AddValues(CACFDictionary& dict, const QelAudioAnalysisBlock& block) {
     const auto* values = static_cast<const float*>(block.mData);
     const UInt32 floats = values != nullptr ? block.mDataByteSize / UInt32{sizeof(float)} : 0;
-    for (UInt32 i = 0; i < std::min(floats, AAPhaseBasedPropertiesGenerator::kNumValues); ++i)
+    for (UInt32 i = 0; i < std::min(floats, AAPhaseBasedPropertiesGenerator::kNumValues); ++i) {
         dict.AddFloat32(kNames[i], values[i]);
+    }
 }
 
 } // namespace
@@ -51,16 +52,18 @@ void AAPhaseBasedPropertiesGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
     mScratch.forget();
     for (auto* list : {&mMagnitudeBuffer, &mPreviousMagnitudeBuffer, &mPreviousPhaseBuffer,
-                       &mPreviousPhaseDiffBuffer, &mSecondDerivativeBuffer, &mPhaseResultBuffer})
+                       &mPreviousPhaseDiffBuffer, &mSecondDerivativeBuffer, &mPhaseResultBuffer}) {
         list->forget();
+    }
 }
 
 void AAPhaseBasedPropertiesGenerator::Cleanup() {
     mSpectralProcessor.free();
     mScratch.free();
     for (auto* list : {&mMagnitudeBuffer, &mPreviousMagnitudeBuffer, &mPreviousPhaseBuffer,
-                       &mPreviousPhaseDiffBuffer, &mSecondDerivativeBuffer, &mPhaseResultBuffer})
+                       &mPreviousPhaseDiffBuffer, &mSecondDerivativeBuffer, &mPhaseResultBuffer}) {
         list->free();
+    }
     AAPhaseBasedPropertiesGenerator::NullPointers();
 }
 

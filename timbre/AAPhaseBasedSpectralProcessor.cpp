@@ -61,8 +61,9 @@ AudioBufferList* AAPhaseBasedSpectralProcessor::GetPhaseBufferList() const {
 
 void AAPhaseBasedSpectralProcessor::DoFwdFFT() {
     QelAASpectralProcessor::DoFwdFFT();
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         ComputeAngles(c);
+    }
 }
 
 // A bin of zeros has the angle 0, whatever their signs.

@@ -56,11 +56,13 @@ float MeanError(const float* magnitudes, const float* frequencies, std::size_t c
     const hn::ScalableTag<float> full;
     WeightedErrors sums;
     std::size_t i = 0;
-    for (const std::size_t lanes = hn::Lanes(full); i + lanes <= count; i += lanes)
+    for (const std::size_t lanes = hn::Lanes(full); i + lanes <= count; i += lanes) {
         Add(full, magnitudes + i, frequencies + i, fundamental, sums);
+    }
     const hn::CappedTag<float, 1> one;
-    for (; i < count; ++i)
+    for (; i < count; ++i) {
         Add(one, magnitudes + i, frequencies + i, fundamental, sums);
+    }
     return sums.weight == 0.0f || sums.error == 0.0f ? 0.0f : sums.error / sums.weight;
 }
 

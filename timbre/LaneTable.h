@@ -10,10 +10,13 @@ constexpr std::size_t kTableLanes = 8;
 // By the bits of a mask: how many are set, and which, the lowest first; zeros behind them.
 struct LaneTable {
     constexpr LaneTable() {
-        for (std::size_t bits = 0; bits < 256; ++bits)
-            for (std::uint8_t lane = 0; lane < kTableLanes; ++lane)
-                if (bits >> lane & 1)
+        for (std::size_t bits = 0; bits < 256; ++bits) {
+            for (std::uint8_t lane = 0; lane < kTableLanes; ++lane) {
+                if (bits >> lane & 1) {
                     lanes[bits][counts[bits]++] = lane;
+                }
+            }
+        }
     }
 
     std::uint8_t lanes[256][kTableLanes] = {};

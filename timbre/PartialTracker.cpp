@@ -25,11 +25,13 @@ SInt32 TrackOf(SInt32 candidate) {
 } // namespace
 
 TrackList::TrackList(std::size_t most, Tones tones) : mHasTones(tones == Tones::kKept) {
-    for (auto* values : {&mBins, &mGainLimits, &mMagnitudes})
+    for (auto* values : {&mBins, &mGainLimits, &mMagnitudes}) {
         values->resize(most + kVectorRoom);
+    }
     mMissedFrames.resize(most + kVectorRoom);
-    for (auto* values : {&mFrequencies, &mPhases})
+    for (auto* values : {&mFrequencies, &mPhases}) {
         values->resize(mHasTones ? most + kVectorRoom : 0);
+    }
 }
 
 ActivePartial TrackList::At(std::size_t index) const {
@@ -83,8 +85,9 @@ SInt32 PartialTracker::NearestPeak(float bin) const {
 SInt32 PartialTracker::NearestFreePeak(float bin, SInt32 nearest) const {
     const auto distance = [&](UInt32 peak) { return std::abs(mPeaks.mBins[peak] - bin); };
     auto first = static_cast<UInt32>(nearest);
-    while (first > 0 && distance(first - 1) < kReach)
+    while (first > 0 && distance(first - 1) < kReach) {
         --first;
+    }
     auto free = static_cast<SInt32>(mPeaks.mCount);
     float least = kReach;
     for (UInt32 i = first; i < mPeaks.mCount && distance(i) < kReach; ++i) {
@@ -100,10 +103,11 @@ SInt32 PartialTracker::NearestFreePeak(float bin, SInt32 nearest) const {
 // waits for the one before. Peaks of a spectrum are a bin apart but for a rounding, so that hardly
 // ever two of them share one.
 void PartialTracker::MatchAll() {
-    if (mIsCrowded)
+    if (mIsCrowded) {
         MatchCrowded();
-    else
+    } else {
         MatchTracks(mPartials, mTrackBins.data(), mPeakMap, mCandidates);
+    }
     FindGains(kLevelFactor, mCandidates);
 }
 
@@ -132,8 +136,9 @@ void PartialTracker::Choose() {
     UInt32* const continued = mContinued.data();
     std::size_t continuedCount = 0;
     for (std::size_t i = 0; i < mCandidates.mCount; ++i) {
-        if ((-matched[peaks[i]] & tracks[i]) < 0) [[unlikely]]
-            MatchAgain(i);
+        if ((-matched[peaks[i]] & tracks[i]) < 0) {
+            [[unlikely]] MatchAgain(i);
+        }
         const SInt32 peak = peaks[i];
         const SInt32 track = TrackOf(tracks[i]);
         const SInt32 isFree = matched[peak] ^ 1;

@@ -67,8 +67,9 @@ float Continue(const float* angles, const float* terms, float* phases, std::size
     const One one;
     const std::size_t lanes = hn::Lanes(capped);
     float first[kMostLanes] = {angles[0]}; // the angles before the first vector, none for the first
-    for (std::size_t lane = 1; lane < std::min(lanes, count); ++lane)
+    for (std::size_t lane = 1; lane < std::min(lanes, count); ++lane) {
         first[lane] = angles[lane - 1];
+    }
     const float* before = first;
     Sums sums{0.0f, 0.0f};
     std::size_t i = 0;
@@ -80,10 +81,12 @@ float Continue(const float* angles, const float* terms, float* phases, std::size
         sums = ContinueAt(one, angles + i, before, terms + i, sums, phases + i);
         before = angles + i;
     }
-    for (i = 0; i + lanes <= count; i += lanes)
+    for (i = 0; i + lanes <= count; i += lanes) {
         WrapAt(capped, angles + i, phases + i);
-    for (; i < count; ++i)
+    }
+    for (; i < count; ++i) {
         WrapAt(one, angles + i, phases + i);
+    }
     return sums.terms;
 }
 
@@ -100,10 +103,12 @@ void FindErrors(const float* magnitudes, PhaseHistory before, std::size_t count,
     const Capped capped;
     const One one;
     std::size_t i = 0;
-    for (const std::size_t lanes = hn::Lanes(capped); i + lanes <= count; i += lanes)
+    for (const std::size_t lanes = hn::Lanes(capped); i + lanes <= count; i += lanes) {
         FindErrorAt(capped, magnitudes, before, i, errors);
-    for (; i < count; ++i)
+    }
+    for (; i < count; ++i) {
         FindErrorAt(one, magnitudes, before, i, errors);
+    }
 }
 
 // before - now, wrapped; what is now takes the place of what was before.
@@ -119,10 +124,12 @@ void DifferOnce(const float* phases, float* before, std::size_t count, float* fi
     const Capped capped;
     const One one;
     std::size_t i = 0;
-    for (const std::size_t lanes = hn::Lanes(capped); i + lanes <= count; i += lanes)
+    for (const std::size_t lanes = hn::Lanes(capped); i + lanes <= count; i += lanes) {
         hn::StoreU(Differ(capped, phases + i, before + i), capped, first + i);
-    for (; i < count; ++i)
+    }
+    for (; i < count; ++i) {
         hn::StoreU(Differ(one, phases + i, before + i), one, first + i);
+    }
 }
 
 // Of the first differences in `weighted`.
@@ -141,12 +148,14 @@ void DifferTwice(const float* magnitudes, float* before, float* magnitudesBefore
     const Capped capped;
     const One one;
     std::size_t i = 0;
-    for (const std::size_t lanes = hn::Lanes(capped); i + lanes <= count; i += lanes)
+    for (const std::size_t lanes = hn::Lanes(capped); i + lanes <= count; i += lanes) {
         DifferTwiceAt(capped, magnitudes + i, before + i, magnitudesBefore + i, second + i,
                       weighted + i);
-    for (; i < count; ++i)
+    }
+    for (; i < count; ++i) {
         DifferTwiceAt(one, magnitudes + i, before + i, magnitudesBefore + i, second + i,
                       weighted + i);
+    }
 }
 
 } // namespace HWY_NAMESPACE

@@ -40,10 +40,11 @@ template <class D>
 HWY_INLINE hn::Vec<D> Row(D d, const float* from, const std::int32_t* indices) {
     const hn::CappedTag<float, 4> four;
     const auto row = hn::LoadU(four, from + indices[0]);
-    if constexpr (hn::MaxLanes(d) == kTableLanes)
+    if constexpr (hn::MaxLanes(d) == kTableLanes) {
         return hn::Combine(d, hn::LoadU(four, from + indices[4]), row);
-    else
+    } else {
         return row;
+    }
 }
 
 // All four elements of a row must be there, also those that nobody looks at. There is an index for

@@ -41,10 +41,12 @@ void RaiseAndLogAll(float* magnitudes, UInt32 count, float least, float* logs) {
     const TableTag d;
     const auto lanes = static_cast<UInt32>(hn::Lanes(d));
     UInt32 i = 0;
-    for (; i + lanes <= count; i += lanes)
+    for (; i + lanes <= count; i += lanes) {
         RaiseAndLog(d, magnitudes + i, least, logs + i);
-    for (; i < count; ++i)
+    }
+    for (; i < count; ++i) {
         RaiseAndLog(hn::CappedTag<float, 1>(), magnitudes + i, least, logs + i);
+    }
 }
 
 // The bins below the maxima, and zeros behind them; how many there are.
@@ -135,8 +137,9 @@ namespace {
 UInt32 DropPlaceless(UInt32 count, PeakList& peaks) {
     UInt32 found = 0;
     for (UInt32 i = 0; i < count; ++i) {
-        if (std::isnan(peaks.mBins[i]))
+        if (std::isnan(peaks.mBins[i])) {
             continue;
+        }
         peaks.mFirstBins[found] = peaks.mFirstBins[i];
         peaks.mBins[found] = peaks.mBins[i];
         peaks.mMagnitudes[found] = peaks.mMagnitudes[i];
@@ -152,8 +155,9 @@ PeakList::PeakList(UInt32 numBins) {
     const std::size_t room = std::size_t{MostPeaks(numBins)} + 1 + kVectorRoom;
     mMatched.resize(room);
     mFirstBins.resize(room);
-    for (auto* values : {&mBins, &mFrequencies, &mMagnitudes, &mLogMagnitudes, &mPhases})
+    for (auto* values : {&mBins, &mFrequencies, &mMagnitudes, &mLogMagnitudes, &mPhases}) {
         values->resize(room);
+    }
 }
 
 void PeakList::Add(const Peak& peak) {

@@ -41,8 +41,9 @@ void FindTrackBins(const TrackList& tracks, UInt32 numBins, SInt32* bins) {
     const TableTag d;
     const float* const places = tracks.mBins.data();
     const std::size_t count = tracks.mCount;
-    for (std::size_t i = 0; i < count; i += hn::Lanes(d))
+    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
         hn::StoreU(BinsOf(hn::LoadU(d, places + i), numBins), Integers(), bins + i);
+    }
 }
 
 bool Map(const PeakList& peaks, PeakMap& map, SInt32* bins) {
@@ -52,8 +53,9 @@ bool Map(const PeakList& peaks, PeakMap& map, SInt32* bins) {
     const auto nowhere = hn::Set(d, kNowhere);
     float* const places = map.mPlaces.data();
     const std::size_t numPlaces = std::size_t{map.mNumBins} + 3;
-    for (std::size_t i = 0; i < numPlaces; i += lanes)
+    for (std::size_t i = 0; i < numPlaces; i += lanes) {
         hn::StoreU(nowhere, d, places + i);
+    }
 
     auto shared = hn::Zero(integers);
     const float* const found = peaks.mBins.data();

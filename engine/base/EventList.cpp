@@ -19,8 +19,9 @@ std::vector<QelAudioAnalysisEvent> SortedEvents(const Events& events) {
     vDSP_vsortiD(events.times.data(), order.data(), nullptr, order.size(), 1);
     std::vector<QelAudioAnalysisEvent> sorted;
     sorted.reserve(order.size());
-    for (const vDSP_Length i : order)
+    for (const vDSP_Length i : order) {
         sorted.push_back({events.times[i], events.strengths[i]});
+    }
     return sorted;
 }
 
@@ -39,10 +40,12 @@ CACFDictionary EventDictionary(const QelAudioAnalysisBlock& block, CFStringRef t
                                CFStringRef strengthName) {
     CACFDictionary values(true);
     QelAudioAnalysisEventList list{};
-    if (block.mData != nullptr && block.mDataByteSize >= sizeof list)
+    if (block.mData != nullptr && block.mDataByteSize >= sizeof list) {
         list = *static_cast<const QelAudioAnalysisEventList*>(block.mData);
-    if (list.mEvents == nullptr)
+    }
+    if (list.mEvents == nullptr) {
         list.mCount = 0;
+    }
     CACFArray times(list.mCount, true);
     CACFArray strengths(list.mCount, true);
     for (UInt32 i = 0; i < list.mCount; ++i) {

@@ -45,8 +45,9 @@ SInt32 QelAAAnalysisBase::PushAudio(AudioBufferList*, UInt32) {
 SInt32 QelAAAnalysisBase::Process(UInt8 flush, ProgressCallback progress, void* progressRefCon) {
     mProgressCallback = progress;
     mProgressRefCon = progressRefCon;
-    if (flush != 0 && mFlushBuffer.get() != nullptr)
+    if (flush != 0 && mFlushBuffer.get() != nullptr) {
         PushAudio(&mFlushBuffer->GetModifiableBufferList(), mMaxFrames);
+    }
     return ProcessFinal(flush);
 }
 
@@ -64,8 +65,9 @@ SInt32 QelAAAnalysisBase::SetComputeProperty(CFArrayRef) {
 
 SInt32 QelAAAnalysisBase::ReadyAnalysis() {
     try {
-        if (mFlushBuffer.get() == nullptr) // given back by a reset that failed
+        if (mFlushBuffer.get() == nullptr) { // given back by a reset that failed
             QelAAAnalysisBase::AllocateBuffers();
+        }
         AllocateBuffers();
     } catch (...) {
         // What the client asked for outlives the failure.
@@ -143,8 +145,9 @@ SInt32 QelAAAnalysisBase::RaiseFlags(CFArrayRef wanted, std::span<const CFString
     const CFIndex count = CFArrayGetCount(wanted);
     for (CFIndex i = 0; i < count; ++i) {
         const auto* key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(wanted, i));
-        if (const UInt32 flag = IndexOf(key, keys); flag < keys.size())
+        if (const UInt32 flag = IndexOf(key, keys); flag < keys.size()) {
             mComputeFlags[flag] = true;
+        }
     }
     return 0;
 }
@@ -154,8 +157,9 @@ bool QelAAAnalysisBase::IsWanted(UInt32 flag) const {
 }
 
 CABufferList* QelAAAnalysisBase::NewBuffer(const char* name, UInt64 bytesPerChannel) const {
-    if (bytesPerChannel > std::numeric_limits<UInt32>::max())
+    if (bytesPerChannel > std::numeric_limits<UInt32>::max()) {
         throw std::bad_alloc();
+    }
     CAStreamBasicDescription format;
     format.SetCanonical(mNumChannels, false);
     format.mSampleRate = mSampleRate;
@@ -173,12 +177,13 @@ FrameStore* QelAAAnalysisBase::NewStore(UInt64 declaredFrames, UInt64 usualFrame
     const UInt64 most = kTrustedFloats / std::max(mNumChannels, 1u);
     const UInt64 usual = usualFrames / std::max(mNumChannels, 1u);
     CAAutoDelete<FrameStore> store(new FrameStore(mNumChannels, sizeof(float)));
-    if (mStreamLength != 0)
+    if (mStreamLength != 0) {
         store->Reserve(std::min(declaredFrames, most));
-    else if (usual != 0)
+    } else if (usual != 0) {
         store->Reserve(std::min(usual, most));
-    else
+    } else {
         store->MakeRoom(1);
+    }
     return store.release();
 }
 
@@ -209,8 +214,9 @@ void QelAAAnalysisBase::MakeFloatArrayForKey(CACFDictionary* dict,
             const QelAudioAnalysisBlock& block = blocks[f * mNumChannels + c];
             const UInt32 available = std::min(floats, FloatsOf(block));
             CACFArray values(available, true);
-            for (UInt32 i = 0; i < available; ++i)
+            for (UInt32 i = 0; i < available; ++i) {
                 values.AppendFloat32(static_cast<const float*>(block.mData)[i]);
+            }
             frameArray.AppendArray(values.GetCFArray());
         }
         channelArray.AppendArray(frameArray.GetCFArray());
@@ -222,8 +228,9 @@ CFPropertyListRef
 QelAAAnalysisBase::FloatRepresentation(CFAllocatorRef allocator, CFStringRef key, bool isOwn,
                                        UInt32 count, const QelAudioAnalysisBlock* blocks) const {
     CACFDictionary result(allocator, true);
-    if (isOwn)
+    if (isOwn) {
         MakeFloatArrayForKey(&result, blocks, count, key);
+    }
     return CFRetain(result.GetCFDictionary());
 }
 

@@ -21,10 +21,12 @@ QelAAAnalysisGenerator::~QelAAAnalysisGenerator() {
 }
 
 SInt32 QelAAAnalysisGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
-    if (list == nullptr)
+    if (list == nullptr) {
         return kAudioAnalysisErr_NullBufferList;
-    if (mSpectralProcessor.get() != nullptr)
+    }
+    if (mSpectralProcessor.get() != nullptr) {
         mSpectralProcessor->ProcessForwards(frames, list);
+    }
     return 0;
 }
 
@@ -50,8 +52,9 @@ void QelAAAnalysisGenerator::ComputeNumberOfAnalysisFramesForLength(UInt32 lengt
     const auto overlap = static_cast<SInt32>(mFrameSize - mHopSize);
     const auto rest = static_cast<SInt32>(length - static_cast<UInt32>(overlap));
     const UInt32 step = mFrameSize - static_cast<UInt32>(overlap);
-    if (overlap < 0 || rest < 0 || step == 0)
+    if (overlap < 0 || rest < 0 || step == 0) {
         return;
+    }
     mNumAnalysisFrames =
         static_cast<UInt32>(std::ceil(static_cast<float>(rest) / static_cast<float>(step)));
 }

@@ -86,29 +86,37 @@ static_assert(kMakers.back() != nullptr, "every slot has a class");
 constexpr std::size_t kSlotNumbers[] = {QEL_SLOT_TABLE(QEL_SLOT)};
 #undef QEL_SLOT
 static_assert([] {
-    for (std::size_t i = 0; i < kNumSlots; ++i)
-        if (kSlotNumbers[i] != i)
+    for (std::size_t i = 0; i < kNumSlots; ++i) {
+        if (kSlotNumbers[i] != i) {
             return false;
+        }
+    }
     return true;
 }());
 
 } // namespace
 
 const KeyRoute* FindKeyRoute(CFStringRef key) {
-    if (key == nullptr)
+    if (key == nullptr) {
         return nullptr;
-    for (const KeyRoute& route : kKeyRoutes)
-        if (CFEqual(key, route.key))
+    }
+    for (const KeyRoute& route : kKeyRoutes) {
+        if (CFEqual(key, route.key)) {
             return &route;
+        }
+    }
     return nullptr;
 }
 
 std::optional<std::size_t> FindParameterSlot(CFStringRef name) {
-    if (name == nullptr)
+    if (name == nullptr) {
         return std::nullopt;
-    for (const auto& route : kParameterRoutes)
-        if (CFEqual(name, route.name))
+    }
+    for (const auto& route : kParameterRoutes) {
+        if (CFEqual(name, route.name)) {
             return route.slot;
+        }
+    }
     return std::nullopt;
 }
 

@@ -60,18 +60,23 @@ SInt32 AABeatFunctionGenerator::FindBeats(const TempoEstimates& estimates, const
     const float period = (kSecondsPerMinute * static_cast<float>(frameRate)) / tempo;
     // A period of less than half a frame leaves no room for a predecessor, and one that is no
     // number, or longer than a section, no use for one: sample rates of a few hundred Hz at most.
-    if (!(period >= 0.5f && period <= static_cast<float>(kSectionFrames)))
+    if (!(period >= 0.5f && period <= static_cast<float>(kSectionFrames))) {
         return 0;
+    }
     const std::vector<float> local = Smoothed(section, period);
     std::vector<SInt32> backLinks(section.length);
-    if (TrackBackLinks(section, local, period, backLinks) != 0)
+    if (TrackBackLinks(section, local, period, backLinks) != 0) {
         return kStopped;
-    for (const float fraction : {0.7f, 0.8f})
-        if (StopsAt(section.index, kTracking, fraction))
+    }
+    for (const float fraction : {0.7f, 0.8f}) {
+        if (StopsAt(section.index, kTracking, fraction)) {
             return kStopped;
+        }
+    }
     NormalizeFloatVector(section.data, section.length);
-    if (StopsAt(section.index, kTracking, 0.9f))
+    if (StopsAt(section.index, kTracking, 0.9f)) {
         return kStopped;
+    }
 
     const double sectionStart =
         mSegmentTime.mSampleTime + static_cast<double>(section.index) * kSectionFrames;
@@ -118,8 +123,9 @@ SInt32 AABeatFunctionGenerator::TrackBackLinks(const Section& section,
     std::vector<float> transition(static_cast<std::size_t>(searchLength));
     MakeSkewWindow1(transition.data(), windowStart, 1.0f, 1.0f / -period,
                     static_cast<unsigned int>(searchLength));
-    if (StopsAt(section.index, kTracking, 0.4f))
+    if (StopsAt(section.index, kTracking, 0.4f)) {
         return kStopped;
+    }
 
     std::vector<float> score(section.length);
     std::vector<float> weighted(static_cast<std::size_t>(searchLength));
@@ -142,16 +148,18 @@ SInt32 AABeatFunctionGenerator::TrackBackLinks(const Section& section,
         backLinks[i] = bestIndex + base;
         if (i % kFramesPerReport == 0 &&
             StopsAt(section.index, kTracking,
-                    0.4f + (static_cast<float>(i) / static_cast<float>(section.length)) * 0.2f))
+                    0.4f + (static_cast<float>(i) / static_cast<float>(section.length)) * 0.2f)) {
             return kStopped;
+        }
     }
     return 0;
 }
 
 void AABeatFunctionGenerator::DeliverEvents(CFStringRef key, const std::vector<Events>& events) {
     std::vector<std::vector<QelAudioAnalysisEvent>> sorted;
-    for (const Events& source : events)
+    for (const Events& source : events) {
         sorted.push_back(SortedEvents(source));
+    }
     PrepareEventBlocks(mBlocks, sorted);
     Deliver(key);
 }

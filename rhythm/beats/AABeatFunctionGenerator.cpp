@@ -41,16 +41,18 @@ SInt32 AABeatFunctionGenerator::ReadyAnalysis() {
 void AABeatFunctionGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
     for (auto* list : {&mPreviousList, &mFunctionList, &mPrevFunctionList, &mFiltFunctionList,
-                       &mPrevFiltFunctionList, &mFunctionFetchList})
+                       &mPrevFiltFunctionList, &mFunctionFetchList}) {
         list->forget();
+    }
     mFunctionStore.forget();
 }
 
 void AABeatFunctionGenerator::Cleanup() {
     mSpectralProcessor.free();
     for (auto* list : {&mPreviousList, &mFunctionList, &mPrevFunctionList, &mFiltFunctionList,
-                       &mPrevFiltFunctionList, &mFunctionFetchList})
+                       &mPrevFiltFunctionList, &mFunctionFetchList}) {
         list->free();
+    }
     mMeterAudio.reset();
     mFunctionStore.free();
     ResetStamp(mFunctionTime);
@@ -59,12 +61,13 @@ void AABeatFunctionGenerator::Cleanup() {
 
 void AABeatFunctionGenerator::AllocateBuffers() {
     // A reset keeps the resampling filter.
-    if (!NeedsAudio())
+    if (!NeedsAudio()) {
         mMeterAudio.reset();
-    else if (mMeterAudio != nullptr)
+    } else if (mMeterAudio != nullptr) {
         mMeterAudio->Reset();
-    else
+    } else {
         mMeterAudio = std::make_unique<MeterAudio>(mNumChannels, mSampleRate, mStreamLength);
+    }
 
     mSpectralProcessor.free();
     auto* processor = new AAMelFrequencySpectralProcessor(
@@ -84,17 +87,20 @@ void AABeatFunctionGenerator::AllocateBuffers() {
     mFunctionStore.free();
     mFunctionStore = NewStore(mNumAnalysisFrames, kUsualFrames);
     ResetStamp(mFunctionTime);
-    for (auto* events : {&mBeatList, &mDownBeatList})
+    for (auto* events : {&mBeatList, &mDownBeatList}) {
         events->assign(mNumChannels, {});
+    }
     mTempoList.assign(mNumChannels, {});
     mMeterList.assign(mNumChannels, 0);
 }
 
 SInt32 AABeatFunctionGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
-    if (list == nullptr)
+    if (list == nullptr) {
         return kAudioAnalysisErr_NullBufferList;
-    if (mMeterAudio != nullptr)
+    }
+    if (mMeterAudio != nullptr) {
         mMeterAudio->Push(*list, frames);
+    }
     return QelAAAnalysisGenerator::PushAudio(list, frames);
 }
 
@@ -133,17 +139,22 @@ float AABeatFunctionGenerator::RemoveDC(UInt32 channel, float function) {
 SInt32 AABeatFunctionGenerator::ProcessFinal(UInt8 flush) {
     const auto frames = static_cast<UInt32>(mFunctionTime.mSampleTime);
     // The subtraction wraps for a stream that gives no frame at all, which then never is complete.
-    if (flush == 0 && frames < std::min(mNumAnalysisFrames - 1, kSectionFrames))
+    if (flush == 0 && frames < std::min(mNumAnalysisFrames - 1, kSectionFrames)) {
         return kAudioAnalysisErr_NotEnoughData;
+    }
     SInt32 status = 0;
-    if (IsWanted(kGlobalTempo) || IsWanted(kBeatData) || IsWanted(kDownBeatData))
+    if (IsWanted(kGlobalTempo) || IsWanted(kBeatData) || IsWanted(kDownBeatData)) {
         status = FindTempoAndBeats();
-    if (status == 0 && NeedsAudio())
+    }
+    if (status == 0 && NeedsAudio()) {
         status = FindBeatsPerBar();
-    if (status == 0 && IsWanted(kDownBeatData))
+    }
+    if (status == 0 && IsWanted(kDownBeatData)) {
         status = FindDownBeats();
-    if (status != 0)
+    }
+    if (status != 0) {
         return status;
+    }
     QelAAAnalysisGenerator::ReadyAnalysis(); // the segments' time goes on
     mSegmentTime.mSampleTime += frames;
     return QelAAAnalysisGenerator::ProcessFinal(flush);

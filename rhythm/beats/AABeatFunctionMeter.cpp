@@ -31,13 +31,15 @@ SInt32 AABeatFunctionGenerator::FindBeatsPerBar() {
     const SInt32 status =
         FindMeters(mMeterAudio != nullptr ? mMeterAudio->Signals()
                                           : std::vector<std::vector<float>>(mNumChannels));
-    if (status == kStopped)
+    if (status == kStopped) {
         return status;
+    }
     if (IsWanted(kBeatsPerBar)) {
         static_assert(KeyTable::GlobalNumberOfBeatsPerBar.payloadBytes == sizeof(UInt32));
         mBlocks.Prepare(mNumChannels, KeyTable::GlobalNumberOfBeatsPerBar.payloadBytes);
-        for (UInt32 c = 0; c < mNumChannels; ++c)
+        for (UInt32 c = 0; c < mNumChannels; ++c) {
             mBlocks.Store(c, &mMeterList[c]);
+        }
         Deliver(kQelAnalysisKey_GlobalNumberOfBeatsPerBar);
     }
     return status;
@@ -49,28 +51,34 @@ SInt32 AABeatFunctionGenerator::FindMeters(const std::vector<std::vector<float>>
     bool hasFailed = false;
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         matrix.Accumulate(signals[c].data());
-        if (StopsAt(kMatrixPercent) || StopsAt(kSmoothingPercent))
+        if (StopsAt(kMatrixPercent) || StopsAt(kSmoothingPercent)) {
             return kStopped;
+        }
         const std::vector<float> repetition = matrix.Repetition([this](UInt32 shift) {
             return !StopsAt(kCorrelationStart + (static_cast<float>(shift) /
                                                  static_cast<float>(MeterMatrix::kLagCount)) *
                                                     kCorrelationSpan);
         });
-        if (repetition.empty())
+        if (repetition.empty()) {
             return kStopped;
+        }
         MeterCurve curve(repetition);
         curve.RemoveTrend();
-        if (StopsAt(kTrendPercent))
+        if (StopsAt(kTrendPercent)) {
             return kStopped;
+        }
         curve.FindBar();
-        if (StopsAt(kBarPercent))
+        if (StopsAt(kBarPercent)) {
             return kStopped;
+        }
         const bool hasPeaks = curve.FindPeaks();
-        if (hasPeaks)
+        if (hasPeaks) {
             scores.Judge(curve);
+        }
         const UInt32 meter = scores.WeighAndChoose();
-        if (meter != 0)
+        if (meter != 0) {
             mMeterList[c] = meter;
+        }
         hasFailed = hasFailed || !hasPeaks || meter == 0;
     }
     return hasFailed ? kNoMeter : 0;
@@ -83,8 +91,9 @@ SInt32 AABeatFunctionGenerator::FindDownBeats() {
         downBeats = {}; // of a call that failed
         const auto n = static_cast<UInt32>(beats.times.size());
         const UInt32 meter = mMeterList[c];
-        if (meter == 0 || n == 0)
+        if (meter == 0 || n == 0) {
             continue;
+        }
         std::vector<vDSP_Length> order(n);
         std::iota(order.begin(), order.end(), vDSP_Length{0});
         vDSP_vsorti(beats.strengths.data(), order.data(), nullptr, n, -1);
@@ -98,13 +107,16 @@ SInt32 AABeatFunctionGenerator::FindDownBeats() {
         // Required by the contract: both runs leave beats out, the backward one its last and, with
         // it, the anchor itself where the anchor lies within the first bar. Complete runs give
         // clients more downbeats.
-        for (UInt32 k = 0; k < anchor / meter; ++k)
+        for (UInt32 k = 0; k < anchor / meter; ++k) {
             copyBeat(anchor - k * meter);
-        for (UInt32 k = 1; k < 1 + (n - anchor) / meter; ++k)
+        }
+        for (UInt32 k = 1; k < 1 + (n - anchor) / meter; ++k) {
             copyBeat(anchor + k * meter);
+        }
     }
-    if (IsWanted(kDownBeatData))
+    if (IsWanted(kDownBeatData)) {
         DeliverEvents(kQelAnalysisKey_DownBeatData, mDownBeatList);
+    }
     return 0;
 }
 

@@ -33,8 +33,10 @@ CACFDictionary TempoDictionary(const QelAudioAnalysisBlock& block) {
                                                      kGlobalTempo1ConfidenceString};
     CACFDictionary values(true);
     const auto* floats = static_cast<const float*>(block.mData);
-    for (UInt32 i = 0; i < std::min<UInt32>(kTempoValues, block.mDataByteSize / sizeof(float)); ++i)
+    for (UInt32 i = 0; i < std::min<UInt32>(kTempoValues, block.mDataByteSize / sizeof(float));
+         ++i) {
         values.AddFloat32(kNames[i], floats[i]);
+    }
     return values;
 }
 
@@ -70,8 +72,9 @@ SInt32 AABeatFunctionGenerator::GetParameterList(CFMutableArrayRef* list) {
 }
 
 QelAudioAnalysisParameterValueInfo AABeatFunctionGenerator::ParameterValueInfo(CFStringRef name) {
-    if (CFEqual(name, kQelAnalysisParameter_GenreHint))
+    if (CFEqual(name, kQelAnalysisParameter_GenreHint)) {
         return {0.0f, 1.0f, 0.0f, 0};
+    }
     return {};
 }
 
@@ -82,14 +85,16 @@ SInt32 AABeatFunctionGenerator::GetParameterValueInfo(CFStringRef name, void*) {
 }
 
 SInt32 AABeatFunctionGenerator::GetParameter(CFStringRef name, float* outValue) {
-    if (CFEqual(name, kQelAnalysisParameter_GenreHint))
+    if (CFEqual(name, kQelAnalysisParameter_GenreHint)) {
         *outValue = static_cast<float>(mGenreHint);
+    }
     return 0;
 }
 
 SInt32 AABeatFunctionGenerator::SetParameter(CFStringRef name, float value) {
-    if (CFEqual(name, kQelAnalysisParameter_GenreHint))
+    if (CFEqual(name, kQelAnalysisParameter_GenreHint)) {
         SetGenreHint(TruncatedHint(value));
+    }
     return 0;
 }
 
@@ -112,23 +117,25 @@ AABeatFunctionGenerator::CreateCFRepresentation(CFAllocatorRef allocator, CFStri
                                                 UInt32 count, const QelAudioAnalysisBlock* blocks) {
     CACFDictionary result(allocator, true);
     const Flag flag = FlagOf(key);
-    if (flag == kNumFlags)
+    if (flag == kNumFlags) {
         return CFRetain(result.GetCFDictionary());
+    }
     CACFArray channels(mNumChannels, true);
     for (UInt32 c = 0; c < std::min(mNumChannels, count); ++c) {
         const QelAudioAnalysisBlock block =
             blocks[c].mData != nullptr ? blocks[c] : QelAudioAnalysisBlock{nullptr, 0};
-        if (flag == kGlobalTempo)
+        if (flag == kGlobalTempo) {
             channels.AppendDictionary(TempoDictionary(block).GetCFDictionary());
-        else if (flag == kBeatData)
+        } else if (flag == kBeatData) {
             channels.AppendDictionary(
                 EventDictionary(block, kBeatTimeString, kBeatConfidenceString).GetCFDictionary());
-        else if (flag == kDownBeatData)
+        } else if (flag == kDownBeatData) {
             channels.AppendDictionary(
                 EventDictionary(block, kDownBeatTimeString, kDownBeatConfidenceString)
                     .GetCFDictionary());
-        else if (block.mDataByteSize >= sizeof(UInt32))
+        } else if (block.mDataByteSize >= sizeof(UInt32)) {
             channels.AppendUInt32(*static_cast<const UInt32*>(block.mData));
+        }
     }
     result.AddArray(key, channels.GetCFArray());
     return CFRetain(result.GetCFDictionary());

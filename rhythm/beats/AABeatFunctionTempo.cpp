@@ -48,8 +48,9 @@ float AABeatFunctionGenerator::FrameRate() const {
 
 SInt32 AABeatFunctionGenerator::FindTempoAndBeats() {
     const auto frames = static_cast<UInt32>(mFunctionTime.mSampleTime);
-    if (frames == 0)
+    if (frames == 0) {
         return kNoTempo;
+    }
     const UInt32 sectionLength = std::min(frames, kSectionFrames);
     const auto sections = static_cast<UInt32>(
         std::ceil(static_cast<float>(frames) / static_cast<float>(sectionLength)));
@@ -66,17 +67,21 @@ SInt32 AABeatFunctionGenerator::FindTempoAndBeats() {
                                   std::min(frames - start, sectionLength), s};
             mTempoPasses = 0;
             // The tempo of a long stream is that of its first section.
-            if (s == 0 && FindTempoEstimates(mTempoList[c], section, false) != 0)
+            if (s == 0 && FindTempoEstimates(mTempoList[c], section, false) != 0) {
                 return kNoTempo;
+            }
             // A stop within the tracking does not stop the delivery of what there is.
-            if (IsWanted(kBeatData) || IsWanted(kDownBeatData))
+            if (IsWanted(kBeatData) || IsWanted(kDownBeatData)) {
                 FindBeats(mTempoList[c], section, mBeatList[c]);
+            }
         }
     }
-    if (IsWanted(kGlobalTempo))
+    if (IsWanted(kGlobalTempo)) {
         DeliverTempi();
-    if (IsWanted(kBeatData))
+    }
+    if (IsWanted(kBeatData)) {
         DeliverEvents(kQelAnalysisKey_BeatData, mBeatList);
+    }
     return 0;
 }
 
@@ -87,14 +92,16 @@ SInt32 AABeatFunctionGenerator::FindTempoEstimates(TempoEstimates& estimates,
     };
     estimates.tempo1 = 0.0f;
     estimates.tempo2 = 0.0f;
-    if (stopsAt(0.3f))
+    if (stopsAt(0.3f)) {
         return kStopped;
+    }
     // The product is formed in single precision, which decides the lag at some rates: 787 at 48
     // kHz.
     const float frameRate = FrameRate();
     const float longestLag = std::round(kLongestLagSeconds * frameRate);
-    if (!(longestLag >= 0.0f && longestLag <= static_cast<float>(section.length)))
+    if (!(longestLag >= 0.0f && longestLag <= static_cast<float>(section.length))) {
         return kAudioAnalysisErr_NotEnoughData;
+    }
     const auto maxLag = static_cast<UInt32>(longestLag);
 
     std::vector<float> acf(section.length);
@@ -103,18 +110,21 @@ SInt32 AABeatFunctionGenerator::FindTempoEstimates(TempoEstimates& estimates,
     std::vector<float> preference(maxLag);
     MakeCenteredWindow1(preference.data(), frameRate, mTempoCentre, maxLag);
     vDSP_vmul(acf.data(), 1, preference.data(), 1, acf.data(), 1, maxLag);
-    if (stopsAt(0.7f))
+    if (stopsAt(0.7f)) {
         return kStopped;
+    }
 
     std::vector<unsigned int> peakBins(maxLag);
     std::vector<float> peakValues(maxLag);
     unsigned int count = 0;
     FindLocalMaxima(acf.data(), maxLag, peakBins.data(), peakValues.data(), count, 0.0f);
     std::vector<float> peaksOnly(maxLag);
-    for (unsigned int i = 0; i < count; ++i)
+    for (unsigned int i = 0; i < count; ++i) {
         peaksOnly[peakBins[i]] = acf[peakBins[i]];
-    if (stopsAt(0.8f))
+    }
+    if (stopsAt(0.8f)) {
         return kStopped;
+    }
 
     const double fastestLag = double{frameRate} * double{kSecondsPerMinute} / double{mMaxTempo};
     const UInt32 minLag = fastestLag < maxLag ? static_cast<UInt32>(fastestLag) : maxLag;
@@ -137,16 +147,18 @@ SInt32 AABeatFunctionGenerator::FindTempoEstimates(TempoEstimates& estimates,
         const float bin = std::round(candidate);
         const float tempo = TempoOfLag(candidate, frameRate);
         // Beyond the longest lag nothing is read.
-        if (!(bin < longestLag) || !(tempo <= mMaxTempo) || !(tempo >= mMinTempo))
+        if (!(bin < longestLag) || !(tempo <= mMaxTempo) || !(tempo >= mMinTempo)) {
             continue;
+        }
         const float value = acf[static_cast<UInt32>(bin)];
         if (value > score2) {
             score2 = value;
             tempoB = tempo;
         }
     }
-    if (stopsAt(0.9f))
+    if (stopsAt(0.9f)) {
         return kStopped;
+    }
     estimates.tempo1 = tempoA;
     estimates.tempo2 = std::round(tempoB);
     ++mTempoPasses;
@@ -156,8 +168,9 @@ SInt32 AABeatFunctionGenerator::FindTempoEstimates(TempoEstimates& estimates,
         SetGenreHint(mGenreHint == 1 ? 0 : 1);
         FindTempoEstimates(estimates, section, true);
     }
-    if (estimates.tempo1 == 0.0f && estimates.tempo2 == 0.0f && mTempoPasses > 1)
+    if (estimates.tempo1 == 0.0f && estimates.tempo2 == 0.0f && mTempoPasses > 1) {
         return kNoTempo;
+    }
     const auto isOutside = [&](float tempo) {
         return tempo == 0.0f || mMinTempo >= tempo || tempo >= mMaxTempo;
     };
@@ -177,8 +190,9 @@ SInt32 AABeatFunctionGenerator::FindTempoEstimates(TempoEstimates& estimates,
 void AABeatFunctionGenerator::DeliverTempi() {
     static_assert(KeyTable::GlobalTempo.payloadBytes == sizeof(TempoEstimates));
     mBlocks.Prepare(mNumChannels, KeyTable::GlobalTempo.payloadBytes);
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         mBlocks.Store(c, &mTempoList[c]);
+    }
     Deliver(kQelAnalysisKey_GlobalTempo);
 }
 

@@ -44,8 +44,9 @@ HWY_INLINE float SumOf(std::size_t count, const Term& term) {
     HWY_ALIGN float p[kBandRiseStep];
     for (std::size_t lane = 0; lane < kBandRiseStep; lane += kLanes) {
         auto sum = hn::Zero(d);
-        for (std::size_t n = lane; n < count; n += kBandRiseStep)
+        for (std::size_t n = lane; n < count; n += kBandRiseStep) {
             sum = hn::Add(sum, term(n));
+        }
         hn::Store(sum, d, p + lane);
     }
     return ((p[0] + p[4]) + (p[2] + p[6])) + ((p[1] + p[5]) + (p[3] + p[7]));

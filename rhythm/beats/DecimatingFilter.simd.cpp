@@ -50,8 +50,9 @@ struct Tile {
 template <std::size_t row, std::size_t blocks, class V, std::size_t... kIndices>
 HWY_INLINE void AddProducts(V samples, const V* filter, V* sums, std::index_sequence<kIndices...>) {
     const auto add = [&]<std::size_t r>(std::integral_constant<std::size_t, r>) HWY_ATTR {
-        if constexpr (row >= r && row - r < blocks)
+        if constexpr (row >= r && row - r < blocks) {
             sums[r] = hn::Add(sums[r], hn::Mul(filter[row - r], samples));
+        }
     };
     (add(std::integral_constant<std::size_t, kIndices>()), ...);
 }
@@ -61,8 +62,9 @@ HWY_INLINE void AddColumn(const Tile& tile, std::size_t n, V* sums,
                           std::index_sequence<kIndices...>) {
     const Wide d;
     V filter[blocks];
-    for (std::size_t b = 0; b < blocks; ++b)
+    for (std::size_t b = 0; b < blocks; ++b) {
         filter[b] = hn::LoadU(d, tile.filter + b * tile.step + n);
+    }
     (AddProducts<kIndices, blocks>(hn::LoadU(d, tile.samples + kIndices * tile.step + n), filter,
                                    sums, std::make_index_sequence<rows>()),
      ...);
@@ -76,30 +78,37 @@ HWY_INLINE void AddTile(const Tile& tile, float* partials) {
     for (std::size_t lane = 0; lane < kPartialSums; lane += kLanes) {
         // From 0: few terms are added to a sum of many, which rounds coarsely.
         hn::Vec<Wide> sums[rows];
-        for (auto& sum : sums)
+        for (auto& sum : sums) {
             sum = hn::Zero(d);
-        for (std::size_t n = lane; n < whole; n += kPartialSums)
+        }
+        for (std::size_t n = lane; n < whole; n += kPartialSums) {
             AddColumn<rows, blocks>(tile, n, sums, std::make_index_sequence<rows + blocks - 1>());
+        }
         for (std::size_t r = 0; r < rows; ++r) {
             float* const partial = partials + r * kPartialSums + lane;
             hn::Store(hn::Add(hn::Load(d, partial), sums[r]), d, partial);
         }
     }
-    for (std::size_t n = whole; n < tile.columns; ++n)
-        for (std::size_t r = 0; r < rows; ++r)
-            for (std::size_t b = 0; b < blocks; ++b)
+    for (std::size_t n = whole; n < tile.columns; ++n) {
+        for (std::size_t r = 0; r < rows; ++r) {
+            for (std::size_t b = 0; b < blocks; ++b) {
                 partials[r * kPartialSums + n - whole] +=
                     tile.filter[b * tile.step + n] * tile.samples[(r + b) * tile.step + n];
+            }
+        }
+    }
 }
 
 // Adds the products of some columns of `blocks` blocks to the partial sums of `count` values.
 template <std::size_t blocks>
 HWY_INLINE void AddColumns(Tile tile, std::size_t count, float* partials) {
     std::size_t r = 0;
-    for (; r + kRows <= count; r += kRows, tile.samples += kRows * tile.step)
+    for (; r + kRows <= count; r += kRows, tile.samples += kRows * tile.step) {
         AddTile<kRows, blocks>(tile, partials + r * kPartialSums);
-    for (; r < count; ++r, tile.samples += tile.step)
+    }
+    for (; r < count; ++r, tile.samples += tile.step) {
         AddTile<1, blocks>(tile, partials + r * kPartialSums);
+    }
 }
 
 // Adds the upper half of the partial sums to the lower one, and so on down to one.
@@ -117,14 +126,16 @@ void AddSlice(const float* filter, std::size_t taps, const float* samples, std::
     const Tile tile{filter + first, samples + first + place.row * step, step,
                     std::min(kColumns, width - place.column)};
     const std::size_t rows = isWide ? std::min(kRows, count - place.row) : count;
-    if (isWide)
+    if (isWide) {
         AddColumns<kBlocks>(tile, rows, partials + place.row * kPartialSums);
-    else
+    } else {
         AddColumns<1>(tile, rows, partials);
+    }
     place.row += rows;
     place.openTaps = isWide ? kBlocks * tile.columns : tile.columns;
-    if (place.row < count)
+    if (place.row < count) {
         return;
+    }
     place.row = 0;
     place.column += tile.columns;
     place.tapsDone += place.openTaps;
@@ -135,8 +146,9 @@ void AddSlice(const float* filter, std::size_t taps, const float* samples, std::
 }
 
 void FoldAll(const float* partials, std::size_t count, float* out) {
-    for (std::size_t r = 0; r < count; ++r)
+    for (std::size_t r = 0; r < count; ++r) {
         out[r] = Fold(partials + r * kPartialSums);
+    }
 }
 
 } // namespace HWY_NAMESPACE
@@ -162,8 +174,9 @@ void DecimatingFilter(const float* filter, std::size_t taps, const float* sample
                       std::size_t count, float* out) {
     for (std::size_t r = 0; r < count; r += DecimatingRun::kMostValues) {
         DecimatingRun run(taps, step, std::min(DecimatingRun::kMostValues, count - r));
-        while (!run.IsDone())
+        while (!run.IsDone()) {
             run.AddSlice(filter, samples + r * step);
+        }
         run.Finish(out + r);
     }
 }

@@ -40,10 +40,12 @@ HWY_INLINE void AddPhases(D d, const float* signal, std::size_t length, std::siz
             now[v] = next;
         }
     }
-    for (std::size_t v = 0; v < vectors; ++v)
+    for (std::size_t v = 0; v < vectors; ++v) {
         hn::StoreU(sum[v], d, sums + v * kLanes);
-    for (std::size_t p = 0; later + p < length; ++p)
+    }
+    for (std::size_t p = 0; later + p < length; ++p) {
         sums[p] += signal[later + p] * signal[later + p - lag];
+    }
 }
 
 template <std::size_t vectors, class D>
@@ -51,8 +53,9 @@ HWY_INLINE std::size_t AddAllPhases(D d, std::size_t from, const float* signal, 
                                     std::size_t lag, float* sums) {
     constexpr std::size_t kWidth = vectors * hn::MaxLanes(d);
     std::size_t p = from;
-    for (; p + kWidth <= lag && p + kWidth <= length; p += kWidth)
+    for (; p + kWidth <= lag && p + kWidth <= length; p += kWidth) {
         AddPhases<vectors>(d, signal + p, length - p, lag, sums + p);
+    }
     return p;
 }
 

@@ -11,22 +11,27 @@ MeterAudio::MeterAudio(UInt32 channels, double sampleRateHz, UInt64 declaredFram
     : mChannels(channels), mSampleRateHz(sampleRateHz), mDeclaredFrames(declaredFrames),
       mTaps(MeterResampler::Taps(sampleRateHz)), mStates(channels),
       mPortion(MeterResampler::kMostFrames) {
-    if (mTaps == 0)
+    if (mTaps == 0) {
         return;
-    if (MeterResampler::Coefficients(sampleRateHz) <= kMostCoefficientsAtSetUp)
+    }
+    if (MeterResampler::Coefficients(sampleRateHz) <= kMostCoefficientsAtSetUp) {
         mResampler = std::make_unique<MeterResampler>(channels, sampleRateHz, declaredFrames);
-    else
-        for (UInt32 c = 0; c < channels; ++c)
+    } else {
+        for (UInt32 c = 0; c < channels; ++c) {
             mWaiting.emplace_back(1, UInt32{sizeof(float)});
+        }
+    }
 }
 
 void MeterAudio::Reset() {
     mFrames = 0;
     std::fill(mStates.begin(), mStates.end(), State{});
-    if (mResampler != nullptr)
+    if (mResampler != nullptr) {
         mResampler->Reset();
-    for (FrameStore& waiting : mWaiting)
+    }
+    for (FrameStore& waiting : mWaiting) {
         waiting.Clear();
+    }
 }
 
 void MeterAudio::RectifyAndSmooth(const float* samples, std::size_t n, State& state, float* out) {
@@ -46,26 +51,30 @@ void MeterAudio::RectifyAndSmooth(const float* samples, std::size_t n, State& st
 }
 
 void MeterAudio::Push(const AudioBufferList& list, UInt32 frames) {
-    if (mTaps == 0)
+    if (mTaps == 0) {
         return;
-    for (std::size_t first = 0; first < frames; first += mPortion.size())
+    }
+    for (std::size_t first = 0; first < frames; first += mPortion.size()) {
         PushPortion(list, first, std::min<std::size_t>(mPortion.size(), frames - first));
+    }
 }
 
 void MeterAudio::PushPortion(const AudioBufferList& list, std::size_t first, std::size_t frames) {
     for (UInt32 c = 0; c < mChannels; ++c) {
-        if (c < list.mNumberBuffers)
+        if (c < list.mNumberBuffers) {
             RectifyAndSmooth(static_cast<const float*>(list.mBuffers[c].mData) + first, frames,
                              mStates[c], mPortion.data());
-        else
+        } else {
             std::fill_n(mPortion.begin(), frames, 0.0f);
+        }
         Keep(c, frames);
     }
     mFrames += frames;
-    if (mResampler != nullptr)
+    if (mResampler != nullptr) {
         mResampler->Advance(frames);
-    else if (mFrames >= mTaps - 1)
+    } else if (mFrames >= mTaps - 1) {
         DesignResampler();
+    }
 }
 
 void MeterAudio::Keep(UInt32 channel, std::size_t frames) {
@@ -94,8 +103,9 @@ void MeterAudio::DesignResampler() {
 }
 
 std::vector<std::vector<float>> MeterAudio::Signals() {
-    if (mResampler == nullptr || mFrames == 0 || mFrames < mTaps - 1)
+    if (mResampler == nullptr || mFrames == 0 || mFrames < mTaps - 1) {
         return std::vector<std::vector<float>>(mChannels);
+    }
     return mResampler->Signals();
 }
 

@@ -44,9 +44,11 @@ MeterCurve::MeterCurve(std::vector<float> repetition) : mValues(std::move(repeti
 // The first index from `start` below `end` whose right neighbour is greater. The last value has
 // none.
 UInt32 MeterCurve::FirstRise(UInt32 start, UInt32 end, UInt32 otherwise) const {
-    for (UInt32 i = start; i < std::min(end, kCount - 1); ++i)
-        if (mValues[i + 1] > mValues[i])
+    for (UInt32 i = start; i < std::min(end, kCount - 1); ++i) {
+        if (mValues[i + 1] > mValues[i]) {
             return i;
+        }
+    }
     return otherwise;
 }
 
@@ -94,23 +96,27 @@ void MeterCurve::FindBar() {
     vDSP_maxvi(mValues.data(), 1, &mBarValue, &index, kCount);
     mBarIndex = static_cast<UInt32>(index);
     UInt32 lobe = mFirstRise;
-    for (UInt32 i = mBarIndex; i-- > 1;)
+    for (UInt32 i = mBarIndex; i-- > 1;) {
         if (mValues[i - 1] > mValues[i]) {
             lobe = i;
             break;
         }
+    }
     std::fill(mValues.begin() + std::min(lobe, mBarIndex + 1), mValues.end(), 0.0f);
 }
 
 bool MeterCurve::FindPeaks() {
     const float threshold = mBarValue * kPeakThreshold;
-    for (float& value : mValues)
-        if (value < threshold)
+    for (float& value : mValues) {
+        if (value < threshold) {
             value = 0.0f;
+        }
+    }
     // Required by the contract: a flat top is not cleared and is taken again and again. Clearing it
     // changes the scores of the meters.
-    while (mPeaks.size() < kCount && Sum(mValues) > 0.0f)
+    while (mPeaks.size() < kCount && Sum(mValues) > 0.0f) {
         mPeaks.push_back(TakeGreatestPeak());
+    }
     return !mPeaks.empty();
 }
 
@@ -120,11 +126,14 @@ MeterCurve::Peak MeterCurve::TakeGreatestPeak() {
     vDSP_Length index = 0;
     vDSP_maxvi(mValues.data(), 1, &value, &index, kCount);
     const auto position = static_cast<UInt32>(index);
-    for (UInt32 i = position; i < kCount - 1 && mValues[i] > mValues[i + 1]; ++i)
+    for (UInt32 i = position; i < kCount - 1 && mValues[i] > mValues[i + 1]; ++i) {
         mValues[i] = 0.0f;
-    if (position > 0)
-        for (UInt32 i = position - 1; i > 0 && mValues[i] > mValues[i - 1]; --i)
+    }
+    if (position > 0) {
+        for (UInt32 i = position - 1; i > 0 && mValues[i] > mValues[i - 1]; --i) {
             mValues[i] = 0.0f;
+        }
+    }
     return {position, value};
 }
 
@@ -137,8 +146,9 @@ void MeterScores::Judge(const MeterCurve& curve) {
         for (float k = 1.0f; k < count; k += 1.0f) {
             for (const MeterCurve::Peak& peak : curve.Peaks()) {
                 const auto shift = static_cast<float>(peak.position + 1);
-                if (shift > k * beat - tolerance && k * beat + tolerance > shift)
+                if (shift > k * beat - tolerance && k * beat + tolerance > shift) {
                     mScores[c] += peak.value;
+                }
             }
         }
         mScores[c] /= count - 1.0f;
@@ -149,8 +159,9 @@ UInt32 MeterScores::WeighAndChoose() {
     vDSP_vmul(mScores.data(), 1, kWeights, 1, mScores.data(), 1, mScores.size());
     float sum = 0.0f;
     vDSP_sve(mScores.data(), 1, &sum, mScores.size());
-    if (!(sum > 0.0f))
+    if (!(sum > 0.0f)) {
         return 0;
+    }
     float greatest = 0.0f;
     vDSP_Length index = 0;
     vDSP_maxvi(mScores.data(), 1, &greatest, &index, mScores.size());

@@ -30,8 +30,9 @@ constexpr std::array<float, kLags> kNoProducts{};
 
 // out[i] = next[i] + (here[i] + before[i]).
 void SumOfThree(const float* next, const float* here, const float* before, float* out, UInt32 n) {
-    for (UInt32 i = 0; i < n; ++i)
+    for (UInt32 i = 0; i < n; ++i) {
         out[i] = next[i] + (here[i] + before[i]);
+    }
 }
 
 // A packed real spectrum.
@@ -64,8 +65,9 @@ void AddCorrelation(Spectrum& a, Spectrum& b, Spectrum& product, Spectrum& sum) 
 
 // Repeats the first `period` values of a row up to kExtended values.
 void Extend(const float* row, UInt32 period, float* extended) {
-    for (UInt32 start = 0; start < kExtended; start += period)
+    for (UInt32 start = 0; start < kExtended; start += period) {
         std::copy_n(row, std::min(period, kExtended - start), extended + start);
+    }
 }
 
 } // namespace
@@ -116,17 +118,20 @@ void MeterMatrix::SmoothedRow(UInt32 lag, float* row) const {
 
 std::vector<float> MeterMatrix::Repetition(const std::function<bool(UInt32 shift)>& goesOn) const {
     const FFTSetupOwner setup(vDSP_create_fftsetup(kLog2Transform, kFFTRadix2));
-    if (setup == nullptr)
+    if (setup == nullptr) {
         throw std::bad_alloc();
+    }
     const auto spectra = std::make_unique<std::array<Spectrum, 4>>();
     auto& [smoothed, extended, product, sum] = *spectra;
     std::vector<float> row(kTransform);
     std::vector<float> repeated(kTransform);
     for (UInt32 lag = 1; lag <= kLags; ++lag) {
-        if ((lag - 1) % kShiftsPerReport == 0 && !goesOn(lag - 1))
+        if ((lag - 1) % kShiftsPerReport == 0 && !goesOn(lag - 1)) {
             return {};
-        if (lag > mFrames)
+        }
+        if (lag > mFrames) {
             continue; // no lag that a row is smoothed from has a product
+        }
         SmoothedRow(lag, row.data());
         Extend(row.data(), lag, repeated.data());
         smoothed.Transform(setup.get(), row.data());

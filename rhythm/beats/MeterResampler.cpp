@@ -42,8 +42,9 @@ UInt32 MeterResampler::Taps(double sampleRateHz) {
 }
 
 UInt64 MeterResampler::Coefficients(double sampleRateHz) {
-    if (!HasFilter(sampleRateHz))
+    if (!HasFilter(sampleRateHz)) {
         return 0;
+    }
     const UInt32 branches = kRateHz / GCD(static_cast<UInt32>(sampleRateHz), kRateHz);
     return UInt64{branches} * Taps(sampleRateHz);
 }
@@ -57,10 +58,11 @@ MeterResampler::MeterResampler(UInt32 channels, double sampleRateHz, UInt64 decl
     const UInt64 declaredValues = declaredFrames * mUp / mDown + mRunLength;
     for (UInt32 c = 0; c < channels; ++c) {
         Channel& channel = mChannels.emplace_back(length, NewRun(), mTaps, channels);
-        if (declaredFrames != 0)
+        if (declaredFrames != 0) {
             channel.signal.Reserve(std::min(declaredValues, kTrustedValues / channels));
-        else
+        } else {
             channel.signal.Reserve(std::max(kUsualValues / channels, UInt64{1}));
+        }
     }
 }
 
@@ -105,11 +107,14 @@ void MeterResampler::Advance(std::size_t frames) {
 void MeterResampler::FormDueValues(bool all) {
     while (!mChannels.empty() && mFrames >= FramesUntil(mValues + mRunLength - 1)) {
         const std::size_t due = all ? mTaps : DueTaps();
-        for (Channel& channel : mChannels)
-            while (channel.run.TapsDone() < due)
+        for (Channel& channel : mChannels) {
+            while (channel.run.TapsDone() < due) {
                 channel.run.AddSlice(BranchOf(mValues), channel.samples.From(PlaceOf(mValues)));
-        if (due < mTaps)
+            }
+        }
+        if (due < mTaps) {
             return;
+        }
         FinishRun();
     }
 }
@@ -122,8 +127,9 @@ void MeterResampler::FinishRun() {
         const AudioBufferList list{1, {{1, bytes, values}}};
         channel.signal.Store(list, static_cast<UInt32>(mRunLength), mValues);
     }
-    for (Channel& channel : mChannels)
+    for (Channel& channel : mChannels) {
         channel.run = NewRun();
+    }
     mValues += mRunLength;
 }
 

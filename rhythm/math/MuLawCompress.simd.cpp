@@ -33,10 +33,12 @@ void Compress(const float* x, std::size_t n, float mu, double scale, float* y) {
     const hn::CappedTag<double, 1> one;
     const std::size_t lanes = hn::Lanes(full);
     std::size_t i = 0;
-    for (; i + lanes <= n; i += lanes)
+    for (; i + lanes <= n; i += lanes) {
         CompressVector(full, x + i, mu, scale, y + i);
-    for (; i < n; ++i)
+    }
+    for (; i < n; ++i) {
         CompressVector(one, x + i, mu, scale, y + i);
+    }
 }
 
 } // namespace HWY_NAMESPACE

@@ -66,8 +66,9 @@ void AAOnsetGenerator::Cleanup() {
 }
 
 void AAOnsetGenerator::RemoveBank() {
-    if (mFilterBankReady)
+    if (mFilterBankReady) {
         Gfb_Analyzer_remove(&mFilterBank);
+    }
     mFilterBankReady = false;
 }
 
@@ -83,16 +84,18 @@ void AAOnsetGenerator::AllocateBuffers() {
                                     0};
     mFilterBankReady = true; // whatever there is of it must be removed
     if (Gfb_Analyzer_new(&mFilterBank, parameters,
-                         static_cast<int>(std::min<UInt32>(mMaxFrames, kMostSamples))) != 0)
+                         static_cast<int>(std::min<UInt32>(mMaxFrames, kMostSamples))) != 0) {
         throw std::bad_alloc();
+    }
 
     mGammaList = NewBuffer("gamma filter buffer", mMaxFrames * UInt64{sizeof(float)});
     mPostponed = NewBuffer("postponed buffer", kMostPostponed * UInt64{sizeof(float)});
     mPostponedFrames = 0;
     mGammaStore.free();
     mGammaStore = NewStore(UInt64{mStreamLength} + mMaxFrames); // the silence of a flush as well
-    if (mStreamLength == 0) // the second block: pushes only add those that come after it
+    if (mStreamLength == 0) { // the second block: pushes only add those that come after it
         mGammaStore->MakeRoom(mGammaStore->Room() + 1);
+    }
     mGammaStore->TouchTables();
     while (mGammaStore->TouchAhead()) {
     }
@@ -100,13 +103,16 @@ void AAOnsetGenerator::AllocateBuffers() {
 }
 
 SInt32 AAOnsetGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
-    if (list == nullptr)
+    if (list == nullptr) {
         return kAudioAnalysisErr_NullBufferList;
-    if (mGammaStore.get() == nullptr) // a reset that failed
+    }
+    if (mGammaStore.get() == nullptr) { // a reset that failed
         return 0;
+    }
     const UInt32 channels = std::min(list->mNumberBuffers, mNumChannels);
-    if (mPostponedFrames == 0 && mGammaStore->PrepareAhead() && Postpone(*list, channels, frames))
+    if (mPostponedFrames == 0 && mGammaStore->PrepareAhead() && Postpone(*list, channels, frames)) {
         return 0;
+    }
     FilterPostponed();
     Filter(*list, channels, frames);
     return 0;
@@ -114,26 +120,30 @@ SInt32 AAOnsetGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
 
 // Whether the push is short enough for that.
 bool AAOnsetGenerator::Postpone(const AudioBufferList& list, UInt32 channels, UInt32 frames) {
-    if (UInt64{frames} * channels > kMostPostponed)
+    if (UInt64{frames} * channels > kMostPostponed) {
         return false;
-    for (UInt32 c = 0; c < channels; ++c)
+    }
+    for (UInt32 c = 0; c < channels; ++c) {
         std::copy_n(static_cast<const float*>(list.mBuffers[c].mData), frames,
                     Channel(mPostponed, c));
+    }
     mPostponedChannels = channels;
     mPostponedFrames = frames;
     return true;
 }
 
 void AAOnsetGenerator::FilterPostponed() {
-    if (mPostponedFrames != 0)
+    if (mPostponedFrames != 0) {
         Filter(mPostponed->GetBufferList(), mPostponedChannels,
                std::exchange(mPostponedFrames, 0u));
+    }
 }
 
 void AAOnsetGenerator::Filter(const AudioBufferList& list, UInt32 channels, UInt32 frames) {
-    for (UInt32 c = 0; c < channels; ++c)
+    for (UInt32 c = 0; c < channels; ++c) {
         gfb_AnalyzeSum(Channel(mGammaList, c), static_cast<const float*>(list.mBuffers[c].mData),
                        &mFilterBank, static_cast<int>(frames));
+    }
     mGammaStore->Append(mGammaList->GetBufferList(), frames);
     mGammaTime.mSampleTime += frames;
 }
@@ -142,8 +152,9 @@ int AAOnsetGenerator::WindowFor(UInt32 frames, float sensitivity) {
     const float share = (100.0f - sensitivity) / 100.0f;
     const double window =
         kLeastWindow + std::rint(double{static_cast<float>(frames / kStreamShare) * share});
-    if (std::isnan(window))
+    if (std::isnan(window)) {
         return static_cast<int>(kLeastWindow);
+    }
     return static_cast<int>(std::clamp(window, double{std::numeric_limits<int>::min()},
                                        double{std::numeric_limits<int>::max()}));
 }
@@ -154,8 +165,9 @@ SInt32 AAOnsetGenerator::FindOnsets(UInt32 channel, float* curve, UInt32 frames,
         mGammaStore->Copy(channel, 0, frames, curve);
         MakeOnsetCurve(curve, curve, frames);
     }
-    if (StopsAt(kPercentCurve))
+    if (StopsAt(kPercentCurve)) {
         return kStopped;
+    }
 
     const int window = WindowFor(frames, mSensitivity);
     const unsigned int room = MaxPeaks(frames, window / kDistanceShare);
@@ -164,36 +176,43 @@ SInt32 AAOnsetGenerator::FindOnsets(UInt32 channel, float* curve, UInt32 frames,
     unsigned int count = 0;
     if (FindPeaksAdaptivleyInVector(curve, frames, indices.get(), values.get(), count, window,
                                     kStrongLevel, kPercentCurve, kPercentPeaks, mProgressCallback,
-                                    mProgressRefCon) != 0)
+                                    mProgressRefCon) != 0) {
         return kStopped;
-    if (StopsAt(kPercentPeaks))
+    }
+    if (StopsAt(kPercentPeaks)) {
         return kStopped;
+    }
 
     Events events;
     const double secondsPerSample = 1.0 / mSampleRate;
-    for (unsigned int i = 0; i < count; ++i)
+    for (unsigned int i = 0; i < count; ++i) {
         events.times.push_back(indices[i] * secondsPerSample);
+    }
     events.strengths.assign(values.get(), values.get() + count);
     onsets = SortedEvents(events);
     return StopsAt(kPercentSorted) ? kStopped : 0;
 }
 
 SInt32 AAOnsetGenerator::ProcessFinal(UInt8 flush) {
-    if (StopsAt(kPercentStarted))
+    if (StopsAt(kPercentStarted)) {
         return kStopped;
+    }
     FilterPostponed();
     const auto frames = static_cast<UInt32>(mGammaTime.mSampleTime);
     std::vector<Onsets> onsets(mNumChannels);
     {
         CAAutoFree<float> curve(frames, false);
-        for (UInt32 c = 0; c < mNumChannels; ++c)
-            if (const SInt32 status = FindOnsets(c, curve, frames, onsets[c]); status != 0)
+        for (UInt32 c = 0; c < mNumChannels; ++c) {
+            if (const SInt32 status = FindOnsets(c, curve, frames, onsets[c]); status != 0) {
                 return status;
+            }
+        }
     }
     PrepareEventBlocks(mBlocks, onsets);
     Deliver(kQelAnalysisKey_OnsetData);
-    if (StopsAt(kPercentDelivered))
+    if (StopsAt(kPercentDelivered)) {
         return kStopped;
+    }
     return QelAAAnalysisBase::ProcessFinal(flush);
 }
 
@@ -208,8 +227,9 @@ SInt32 AAOnsetGenerator::GetParameterList(CFMutableArrayRef* list) {
 }
 
 QelAudioAnalysisParameterValueInfo AAOnsetGenerator::ParameterValueInfo(CFStringRef name) {
-    if (CFEqual(name, kQelAnalysisParameter_OnsetSensitivity))
+    if (CFEqual(name, kQelAnalysisParameter_OnsetSensitivity)) {
         return {0.0f, 100.0f, 80.0f, 0};
+    }
     return {};
 }
 
@@ -220,14 +240,16 @@ SInt32 AAOnsetGenerator::GetParameterValueInfo(CFStringRef name, void*) {
 }
 
 SInt32 AAOnsetGenerator::GetParameter(CFStringRef name, float* outValue) {
-    if (CFEqual(name, kQelAnalysisParameter_OnsetSensitivity))
+    if (CFEqual(name, kQelAnalysisParameter_OnsetSensitivity)) {
         *outValue = mSensitivity;
+    }
     return 0;
 }
 
 SInt32 AAOnsetGenerator::SetParameter(CFStringRef name, float value) {
-    if (CFEqual(name, kQelAnalysisParameter_OnsetSensitivity))
+    if (CFEqual(name, kQelAnalysisParameter_OnsetSensitivity)) {
         mSensitivity = value;
+    }
     return 0;
 }
 
@@ -236,12 +258,14 @@ CFPropertyListRef AAOnsetGenerator::CreateCFRepresentation(CFAllocatorRef alloca
                                                            CFStringRef key, UInt32 count,
                                                            const QelAudioAnalysisBlock* blocks) {
     CACFDictionary result(allocator, true);
-    if (key == nullptr || !CFEqual(key, kQelAnalysisKey_OnsetData))
+    if (key == nullptr || !CFEqual(key, kQelAnalysisKey_OnsetData)) {
         return CFRetain(result.GetCFDictionary());
+    }
     CACFArray channels(mNumChannels, true);
-    for (UInt32 c = 0; c < std::min(mNumChannels, count); ++c)
+    for (UInt32 c = 0; c < std::min(mNumChannels, count); ++c) {
         channels.AppendDictionary(
             EventDictionary(blocks[c], kOnsetTimeString, kOnsetStrengthString).GetCFDictionary());
+    }
     result.AddArray(kQelAnalysisKey_OnsetData, channels.GetCFArray());
     return CFRetain(result.GetCFDictionary());
 }

@@ -91,8 +91,9 @@ void CompensateDelays(Gfb_Analyzer* analyzer) {
         getFilterDelay(filter);
         longest = std::max(longest, filter->delay);
     }
-    for (int band = 0; band < analyzer->bandCount; ++band)
+    for (int band = 0; band < analyzer->bandCount; ++band) {
         adjustAdditionalFilterDelay(analyzer->filters[band], longest);
+    }
 }
 
 } // namespace
@@ -122,8 +123,9 @@ float Gfb_erbscale2hz(float erb) {
 float Gfb_factorial(unsigned n) {
     float product = 1.0f;
     // From 35 on it is infinite, whatever else would be multiplied.
-    for (unsigned factor = 2; factor <= std::min(n, 35u); ++factor)
+    for (unsigned factor = 2; factor <= std::min(n, 35u); ++factor) {
         product *= static_cast<float>(factor);
+    }
     return product;
 }
 
@@ -174,10 +176,12 @@ int Gfb_Analyzer_new(Gfb_Analyzer* analyzer, const Gfb_Parameters& parameters, i
     const float high = Gfb_hz2erbscale(parameters.upperCutoff);
     const float density = parameters.filtersPerERB;
     float position = base - std::floor(density * (base - low)) / density;
-    for (; position <= high && analyzer->bandCount < MAX_N_BANDS; position += 1.0f / density)
+    for (; position <= high && analyzer->bandCount < MAX_N_BANDS; position += 1.0f / density) {
         analyzer->centreFrequencies[analyzer->bandCount++] = Gfb_erbscale2hz(position);
-    if (position <= high)
+    }
+    if (position <= high) {
         std::printf("ERROR: constant MAX_N_BANDS is too small\n");
+    }
 
     int status = 0;
     if (parameters.compensateDelay != 0) {
@@ -185,26 +189,30 @@ int Gfb_Analyzer_new(Gfb_Analyzer* analyzer, const Gfb_Parameters& parameters, i
             maxSamples <= INT_MAX / int{sizeof(float)} ? maxSamples * int{sizeof(float)} : -1;
         for (float** scratch : {&analyzer->scratchReal, &analyzer->scratchImag}) {
             *scratch = static_cast<float*>(utMalloc(bytes, &status));
-            if (status != 0)
+            if (status != 0) {
                 return status;
+            }
         }
     }
     for (int band = 0; band < analyzer->bandCount; ++band) {
         Gfb_Filter*& filter = analyzer->filters[band];
         filter = static_cast<Gfb_Filter*>(utMalloc(int{sizeof(Gfb_Filter)}, &status));
-        if (status != 0)
+        if (status != 0) {
             return status;
+        }
         Gfb_Filter_new_3arg(filter, parameters.sampleRate, analyzer->centreFrequencies[band],
                             kOrder, 1);
     }
-    if (parameters.compensateDelay != 0)
+    if (parameters.compensateDelay != 0) {
         CompensateDelays(analyzer);
+    }
     return status;
 }
 
 void Gfb_Analyzer_remove(Gfb_Analyzer* analyzer) {
-    for (int band = 0; band < analyzer->bandCount; ++band)
+    for (int band = 0; band < analyzer->bandCount; ++band) {
         utFree(&analyzer->filters[band]);
+    }
     utFree(&analyzer->scratchReal);
     utFree(&analyzer->scratchImag);
 }
@@ -233,8 +241,9 @@ void adjustAdditionalFilterDelay(Gfb_Filter* filter, int maxDelay) {
     filter->delay = maxDelay - filter->delay;
     std::printf("additional delay = %d\n", filter->delay);
     filter->delayActive = 0;
-    if (filter->delay <= 0)
+    if (filter->delay <= 0) {
         return;
+    }
     int realStatus = 0;
     int imagStatus = 0;
     constexpr int kFloat = sizeof(float);

@@ -70,8 +70,9 @@ HWY_INLINE void RunBands(GammatoneBands& bands, std::size_t first, const float* 
     float* const rows = partials + first % kPartialSums;
     for (std::size_t n = 0; n < samples; ++n) {
         auto x = hn::Set(d, input[n]);
-        if constexpr (!allUsed) // 0 times infinity must not get into the sum
+        if constexpr (!allUsed) { // 0 times infinity must not get into the sum
             x = hn::IfThenElseZero(used, x);
+        }
         auto re = hn::Add(turnReal(re3, im3), re2);
         im3 = hn::Add(turnImag(re3, im3), im2);
         re3 = re;
@@ -86,8 +87,9 @@ HWY_INLINE void RunBands(GammatoneBands& bands, std::size_t first, const float* 
         re0 = re;
         float* const row = rows + n * kPartialSums;
         hn::Store(mode == Mode::kWrite ? re3 : hn::Add(hn::Load(d, row), re3), d, row);
-        if constexpr (mode == Mode::kAddWithSingle)
+        if constexpr (mode == Mode::kAddWithSingle) {
             singleRow[n * kPartialSums] += single.Step(input[n]);
+        }
     }
     hn::Store(re0, d, bands.real[0] + first);
     hn::Store(re1, d, bands.real[1] + first);
@@ -97,8 +99,9 @@ HWY_INLINE void RunBands(GammatoneBands& bands, std::size_t first, const float* 
     hn::Store(im1, d, bands.imag[1] + first);
     hn::Store(im2, d, bands.imag[2] + first);
     hn::Store(im3, d, bands.imag[3] + first);
-    if constexpr (mode == Mode::kAddWithSingle)
+    if constexpr (mode == Mode::kAddWithSingle) {
         single.Save(bands, singleBand);
+    }
 }
 
 // Runs the vector of bands from `first` on, and one more band if that is the last. Returns the
@@ -107,10 +110,11 @@ HWY_INLINE std::size_t RunVector(GammatoneBands& bands, std::size_t first, const
                                  std::size_t samples, float* partials) {
     const std::size_t next = first + kLanes;
     if (first < kPartialSums) {
-        if (next <= bands.count)
+        if (next <= bands.count) {
             RunBands<Mode::kWrite, true>(bands, first, input, samples, partials);
-        else
+        } else {
             RunBands<Mode::kWrite, false>(bands, first, input, samples, partials);
+        }
     } else if (kLanes > 1 && next + 1 == bands.count) {
         RunBands<Mode::kAddWithSingle, true>(bands, first, input, samples, partials);
         return bands.count;
@@ -176,8 +180,9 @@ void AnalyzeBands(GammatoneBands& bands, const float* input, std::size_t samples
     for (std::size_t start = 0; start < samples; start += kChunk) {
         const std::size_t length = std::min(kChunk, samples - start);
         std::size_t first = 0;
-        while (first < std::max(bands.count, kPartialSums))
+        while (first < std::max(bands.count, kPartialSums)) {
             first = RunVector(bands, first, input + start, length, partials);
+        }
         SumRows(partials, length, sum + start);
     }
 }
@@ -193,8 +198,9 @@ namespace qel::core {
 HWY_EXPORT(AnalyzeBands);
 
 void gfb_AnalyzeSum(float* sum, const float* input, Gfb_Analyzer* analyzer, int samples) {
-    if (samples <= 0)
+    if (samples <= 0) {
         return;
+    }
     GammatoneBands bands;
     bands.count = static_cast<std::size_t>(analyzer->bandCount);
     for (std::size_t b = 0; b < bands.count; ++b) {

@@ -73,8 +73,9 @@ HWY_INLINE float TakeBlock(const float* inputs, float last, float* out, const fl
                            double scale, float* nextInputs) {
     float y = last;
     for (std::size_t i = kBlock; i > 0; i -= kStep) {
-        if constexpr (hasNext)
+        if constexpr (hasNext) {
             FormInputs(CappedDoubles(), next + (i - kStep), scale, nextInputs + (i - kStep));
+        }
         y = Smooth(inputs + (i - kStep), kStep, y, out + (i - kStep));
     }
     return y;
@@ -86,13 +87,16 @@ void MakeCurve(const float* sum, float* curve, std::size_t n) {
     const std::size_t last = n - 1;
     const std::size_t head = last % kBlock; // values in front of whole blocks
     float headInputs[kBlock];
-    for (std::size_t i = 0; i < head; ++i)
+    for (std::size_t i = 0; i < head; ++i) {
         FormInputs(hn::CappedTag<double, 1>(), sum + i, scale, headInputs + i);
+    }
 
     float inputs[2][kBlock];
-    if (last > head)
-        for (std::size_t i = 0; i < kBlock; i += kStep)
+    if (last > head) {
+        for (std::size_t i = 0; i < kBlock; i += kStep) {
             FormInputs(CappedDoubles(), sum + (last - kBlock) + i, scale, inputs[0] + i);
+        }
+    }
     float y = 0.0f;
     curve[last] = y;
     std::size_t turn = 0;
@@ -102,8 +106,9 @@ void MakeCurve(const float* sum, float* curve, std::size_t n) {
         y = TakeBlock<true>(inputs[turn], y, curve + start, sum + (start - kBlock), scale,
                             inputs[turn ^ 1]);
     }
-    if (start > head)
+    if (start > head) {
         y = TakeBlock<false>(inputs[turn], y, curve + head, nullptr, scale, nullptr);
+    }
     Smooth(headInputs, head, y, curve);
 }
 
@@ -118,8 +123,9 @@ namespace qel::core {
 HWY_EXPORT(MakeCurve);
 
 void MakeOnsetCurve(const float* sum, float* curve, UInt32 n) {
-    if (n > 0)
+    if (n > 0) {
         HWY_DYNAMIC_DISPATCH(MakeCurve)(sum, curve, n);
+    }
 }
 
 } // namespace qel::core

@@ -23,10 +23,11 @@ struct Neighbours {
 
     void Add(const float* x, std::size_t n, float level) {
         for (std::size_t i = 0; i < n; ++i) {
-            if (x[i] <= level)
+            if (x[i] <= level) {
                 lower = std::max(lower, x[i]);
-            else if (x[i] > level)
+            } else if (x[i] > level) {
                 upper = std::min(upper, x[i]);
+            }
         }
     }
 };
@@ -41,10 +42,12 @@ bool IsTooNear(SInt64 position, bool isStrong, const unsigned int* accepted, uns
                int window) {
     for (unsigned int k = count; k > 0; --k) {
         const SInt64 distance = position - accepted[k - 1];
-        if (distance >= window)
+        if (distance >= window) {
             return false;
-        if (!isStrong || distance > kDoubleHitSamples)
+        }
+        if (!isStrong || distance > kDoubleHitSamples) {
             return true;
+        }
     }
     return false;
 }
@@ -52,8 +55,9 @@ bool IsTooNear(SInt64 position, bool isStrong, const unsigned int* accepted, uns
 } // namespace
 
 void ComputeWeightedDifference(const float* x, unsigned int n, float* out, float weight) {
-    for (std::size_t i = 0; i + 1 < n; ++i)
+    for (std::size_t i = 0; i + 1 < n; ++i) {
         out[i] = (x[i] - x[i + 1]) * weight + (1.0f - weight) * x[i];
+    }
 }
 
 unsigned int MaxPeaks(unsigned int n, int minDistance) {
@@ -82,8 +86,9 @@ void FindLocalMaximaWithDist(const float* x, unsigned int n, unsigned int* indic
 
 bool IsMedianAbove(const float* x, unsigned int n, bool zeroBehind, float level) {
     const std::size_t size = n + std::size_t{zeroBehind};
-    if (size == 0)
+    if (size == 0) {
         return 0.0f > level;
+    }
     // Places of the sorted values: first those that are not above, then those above, then NaN.
     const std::size_t place = std::min((size + 1) / 2, size - 1);
     const std::size_t last = size % 2 == 0 ? std::min(place + 1, size - 1) : place;
@@ -91,13 +96,16 @@ bool IsMedianAbove(const float* x, unsigned int n, bool zeroBehind, float level)
     AddLevelCounts(&kBehindTheEnd, std::size_t{zeroBehind}, level, counts);
     for (std::size_t i = 0; i < n; i += kValuesPerCount) {
         AddLevelCounts(x + i, std::min(kValuesPerCount, n - i), level, counts);
-        if (last < counts.notAbove)
+        if (last < counts.notAbove) {
             return false; // whatever the other values are
+        }
     }
-    if (last < counts.notAbove || last >= counts.notAbove + counts.above)
+    if (last < counts.notAbove || last >= counts.notAbove + counts.above) {
         return false; // none of the two is above, or one is NaN
-    if (place >= counts.notAbove)
+    }
+    if (place >= counts.notAbove) {
         return true;
+    }
     Neighbours neighbours;
     neighbours.Add(x, n, level);
     neighbours.Add(&kBehindTheEnd, std::size_t{zeroBehind}, level);
@@ -131,11 +139,13 @@ SInt32 FindPeaksAdaptivleyInVector(float* x, unsigned int n, unsigned int* indic
         if (progress != nullptr && i % kCandidatesPerReport == 0) {
             const float done = static_cast<float>(i) / static_cast<float>(candidateCount);
             const float value = progressStart + done * (progressEnd - progressStart);
-            if (progress(nullptr, value, progressContext) != 0)
+            if (progress(nullptr, value, progressContext) != 0) {
                 return kStopped;
+            }
         }
-        if (isRefused)
+        if (isRefused) {
             continue;
+        }
         indices[count] = candidates[i];
         values[count] = height;
         ++count;

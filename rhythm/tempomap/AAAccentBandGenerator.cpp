@@ -54,8 +54,9 @@ SInt32 AAAccentBandGenerator::SetComputeProperty(CFArrayRef keys) {
 }
 
 UInt32 AAAccentBandGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
-    if (key != nullptr && CFEqual(key, kQelAnalysisKey_GammaTomeSpectrum))
+    if (key != nullptr && CFEqual(key, kQelAnalysisKey_GammaTomeSpectrum)) {
         return KeyTable::GammaTomeSpectrum.payloadBytes;
+    }
     return QelAAAnalysisGenerator::GetSizeOfAnalysisDataForKey(key);
 }
 
@@ -70,24 +71,27 @@ void AAAccentBandGenerator::NullPointers() {
     QelAAAnalysisGenerator::NullPointers();
     mGammaBank = nullptr;
     for (auto* list : {&mCompressedList, &mCurrentList, &mPreviousList, &mDifferenceList,
-                       &mButterworthList, &mAccentList0, &mAccentList1})
+                       &mButterworthList, &mAccentList0, &mAccentList1}) {
         list->forget();
+    }
     mZeroInput.forget();
 }
 
 void AAAccentBandGenerator::Cleanup() {
     mSpectralProcessor.free();
     for (auto* list : {&mCompressedList, &mCurrentList, &mPreviousList, &mDifferenceList,
-                       &mButterworthList, &mAccentList0, &mAccentList1})
+                       &mButterworthList, &mAccentList0, &mAccentList1}) {
         list->free();
+    }
     mZeroInput.free();
     AAAccentBandGenerator::NullPointers();
 }
 
 CABufferList* AAAccentBandGenerator::NewBandBuffer(const char* name, UInt64 floats) const {
     constexpr UInt64 kMost = std::numeric_limits<UInt32>::max();
-    if (floats > kMost / kFloat || mNumChannels > kMost / mAccentBandCount)
+    if (floats > kMost / kFloat || mNumChannels > kMost / mAccentBandCount) {
         throw std::bad_alloc();
+    }
     CAStreamBasicDescription format;
     format.SetCanonical(mNumChannels * mAccentBandCount, false);
     format.mSampleRate = mSampleRate;
@@ -115,17 +119,20 @@ void AAAccentBandGenerator::AllocateBuffers() {
 }
 
 void AAAccentBandGenerator::ComputeAndStoreProperties() {
-    if (IsWanted(kGammaSpectrum))
+    if (IsWanted(kGammaSpectrum)) {
         GetFilteredSpectrum();
-    if (IsWanted(kAccentBands))
+    }
+    if (IsWanted(kAccentBands)) {
         MakeAccentBands();
+    }
 }
 
 void AAAccentBandGenerator::GetFilteredSpectrum() {
     CABufferList* const filtered = mGammaBank->GetFilteredBufferList();
     mBlocks.Prepare(mNumChannels, GetSizeOfAnalysisDataForKey(kQelAnalysisKey_GammaTomeSpectrum));
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         mBlocks.Store(c, Channel(filtered, c));
+    }
     Deliver(kQelAnalysisKey_GammaTomeSpectrum);
 }
 
@@ -134,9 +141,10 @@ void AAAccentBandGenerator::Compress(const float* bands, float* compressed) cons
 }
 
 void AAAccentBandGenerator::ButterworthFilter(float* state, const float* in, float* out) {
-    for (UInt32 b = 0; b < kGammaBands; ++b)
+    for (UInt32 b = 0; b < kGammaBands; ++b) {
         filter(butterA.data(), butterB.data(), kButterworthOrder, state + b * kButterworthOrder,
                in[b], out[b]);
+    }
 }
 
 void AAAccentBandGenerator::WeightedRectifiedDifference(const float* current, float* previous,
@@ -145,16 +153,18 @@ void AAAccentBandGenerator::WeightedRectifiedDifference(const float* current, fl
     std::copy_n(current, kGammaBands, previous);
     HalfWaveRectify(difference, kGammaBands, difference);
     const float levelShare = 1.0f - mDifferenceBlend;
-    for (UInt32 b = 0; b < kGammaBands; ++b)
+    for (UInt32 b = 0; b < kGammaBands; ++b) {
         difference[b] = current[b] * levelShare + difference[b] * mDifferenceFactor;
+    }
 }
 
 // One gamma band stands for its group: the accent is that of the highest one, and no sum.
 void AAAccentBandGenerator::Reduce(const float* bands, UInt32 channel,
                                    CABufferList* accents) const {
     const UInt32 group = kGammaBands / mAccentBandCount;
-    for (UInt32 a = 0; a < mAccentBandCount; ++a)
+    for (UInt32 a = 0; a < mAccentBandCount; ++a) {
         *Channel(accents, mAccentBandCount * channel + a) = bands[a * group + group - 1];
+    }
 }
 
 void AAAccentBandGenerator::MakeAccentBands(UInt32 channel, const float* input,

@@ -67,11 +67,13 @@ void AATempoMapGenerator::SetDefaultParameters() {
 
 void AATempoMapGenerator::NullPointers() {
     AAAccentBandGenerator::NullPointers();
-    for (auto* list : {&mLeakyList, &mResponseList, &mSalienceList, &mEstimateList})
+    for (auto* list : {&mLeakyList, &mResponseList, &mSalienceList, &mEstimateList}) {
         list->forget();
+    }
     for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale,
-                        &mEnergies, &mPeakValues, &mPeakTempi})
+                        &mEnergies, &mPeakValues, &mPeakTempi}) {
         array->forget();
+    }
     mLags.forget();
     mResponseRing.forget();
     mCombEnergies.forget();
@@ -80,11 +82,13 @@ void AATempoMapGenerator::NullPointers() {
 }
 
 void AATempoMapGenerator::Cleanup() {
-    for (auto* list : {&mLeakyList, &mResponseList, &mSalienceList, &mEstimateList})
+    for (auto* list : {&mLeakyList, &mResponseList, &mSalienceList, &mEstimateList}) {
         list->free();
+    }
     for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale,
-                        &mEnergies, &mPeakValues, &mPeakTempi})
+                        &mEnergies, &mPeakValues, &mPeakTempi}) {
         array->free();
+    }
     mLags.free();
     mResponseRing.free();
     mCombEnergies.free();
@@ -97,8 +101,9 @@ void AATempoMapGenerator::AllocateBuffers() {
     AAAccentBandGenerator::AllocateBuffers();
     mSpectralProcessor->SetSpectralFunction(MyTempoSpectralFun, this);
 
-    if (mComplexity > kMostComplexity)
+    if (mComplexity > kMostComplexity) {
         throw std::bad_alloc();
+    }
     mLastLag = static_cast<float>(1u << (mComplexity + kLog2ShortestRange));
     mLagCount = static_cast<UInt32>(1.0f + (mLastLag - mFirstLag));
     mLeakyList = NewBandBuffer("leaky accent buffer", 1);
@@ -110,8 +115,9 @@ void AATempoMapGenerator::AllocateBuffers() {
     ResetStamp(mRingTime);
     mResponseList = NewBandBuffer("response buffer", mLagCount);
     mCombEnergies.alloc(std::size_t{mNumChannels} * mAccentBandCount);
-    for (UInt32 b = 0; b < mNumChannels * mAccentBandCount; ++b)
+    for (UInt32 b = 0; b < mNumChannels * mAccentBandCount; ++b) {
         mCombEnergies[b].Allocate(mLagCount);
+    }
     mEnergies.alloc(mLagCount, true);
     mSalienceList = NewBuffer("salience period buffer", UInt64{mLagCount} * kFloat);
     mEstimateList = NewBuffer("tempo estimate buffer", kFloat);
@@ -123,8 +129,9 @@ void AATempoMapGenerator::AllocateBuffers() {
 
 void AATempoMapGenerator::MakeConstants() {
     mLags.alloc(mLagCount, true);
-    for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale})
+    for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale}) {
         array->alloc(mLagCount, true);
+    }
     for (UInt32 i = 0; i < mLagCount; ++i) {
         mLags[i] = static_cast<UInt32>(mFirstLag + static_cast<float>(i));
         const float alpha = elementary::Pow(0.5f, static_cast<float>(mLags[i]) / mHalfTime);
@@ -161,8 +168,9 @@ SInt32 AATempoMapGenerator::MakeTempoMap(CABufferList* accents) {
     }
     mRingTime.mSampleTime += 1.0;
     mBlocks.Prepare(mNumChannels, GetSizeOfAnalysisDataForKey(kQelAnalysisKey_Tempo));
-    for (UInt32 c = 0; c < mNumChannels; ++c)
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
         mBlocks.Store(c, Channel(mEstimateList, c));
+    }
     Deliver(kQelAnalysisKey_Tempo);
     return 0;
 }
@@ -208,22 +216,26 @@ void AATempoMapGenerator::FindDominantTempo(float* salience, float& estimate) {
                       mPeakMargin, mPeakWindow);
     for (unsigned int p = 0; p < count; ++p) {
         mPeakTempi[p] = static_cast<float>(kAccentsPerMinute / mLags[mPeakIndices[p]]);
-        if (mPeakTempi[p] < mMinBPM || mPeakTempi[p] > mMaxBPM)
+        if (mPeakTempi[p] < mMinBPM || mPeakTempi[p] > mMaxBPM) {
             mPeakValues[p] = 0.0f;
+        }
         mPeakOrder[p] = p;
     }
     // Of equal values the shortest lag comes first.
     vDSP_vsorti(mPeakValues, mPeakOrder, nullptr, count, -1);
     estimate = mPeakTempi[mPeakOrder[0]];
-    if (estimate < mMinBPM)
+    if (estimate < mMinBPM) {
         estimate = mMinBPM;
-    if (estimate > mMaxBPM)
+    }
+    if (estimate > mMaxBPM) {
         estimate = mMaxBPM;
+    }
 }
 
 UInt32 AATempoMapGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
-    if (key != nullptr && CFEqual(key, kQelAnalysisKey_Tempo))
+    if (key != nullptr && CFEqual(key, kQelAnalysisKey_Tempo)) {
         return KeyTable::Tempo.payloadBytes;
+    }
     return AAAccentBandGenerator::GetSizeOfAnalysisDataForKey(key);
 }
 
@@ -243,12 +255,15 @@ SInt32 AATempoMapGenerator::GetParameterList(CFMutableArrayRef* list) {
 
 // The minimum of "Min BPM" lies above its maximum; both are kept as they are.
 QelAudioAnalysisParameterValueInfo AATempoMapGenerator::ParameterValueInfo(CFStringRef name) {
-    if (CFEqual(name, kQelAnalysisParameter_Complexity))
+    if (CFEqual(name, kQelAnalysisParameter_Complexity)) {
         return {0.0f, 2.0f, 0.0f, 0};
-    if (CFEqual(name, kQelAnalysisParameter_MinBPM))
+    }
+    if (CFEqual(name, kQelAnalysisParameter_MinBPM)) {
         return {110.0f, 20.0f, 0.0f, 0};
-    if (CFEqual(name, kQelAnalysisParameter_MaxBPM))
+    }
+    if (CFEqual(name, kQelAnalysisParameter_MaxBPM)) {
         return {120.0f, 210.0f, 0.0f, 0};
+    }
     return {};
 }
 
@@ -259,22 +274,24 @@ SInt32 AATempoMapGenerator::GetParameterValueInfo(CFStringRef name, void*) {
 }
 
 SInt32 AATempoMapGenerator::GetParameter(CFStringRef name, float* outValue) {
-    if (CFEqual(name, kQelAnalysisParameter_Complexity))
+    if (CFEqual(name, kQelAnalysisParameter_Complexity)) {
         *outValue = static_cast<float>(mComplexity);
-    else if (CFEqual(name, kQelAnalysisParameter_MinBPM))
+    } else if (CFEqual(name, kQelAnalysisParameter_MinBPM)) {
         *outValue = mMinBPM;
-    else if (CFEqual(name, kQelAnalysisParameter_MaxBPM))
+    } else if (CFEqual(name, kQelAnalysisParameter_MaxBPM)) {
         *outValue = mMaxBPM;
+    }
     return 0;
 }
 
 SInt32 AATempoMapGenerator::SetParameter(CFStringRef name, float value) {
-    if (CFEqual(name, kQelAnalysisParameter_Complexity))
+    if (CFEqual(name, kQelAnalysisParameter_Complexity)) {
         mComplexity = TruncatedComplexity(value);
-    else if (CFEqual(name, kQelAnalysisParameter_MinBPM))
+    } else if (CFEqual(name, kQelAnalysisParameter_MinBPM)) {
         mMinBPM = value;
-    else if (CFEqual(name, kQelAnalysisParameter_MaxBPM))
+    } else if (CFEqual(name, kQelAnalysisParameter_MaxBPM)) {
         mMaxBPM = value;
+    }
     return 0;
 }
 

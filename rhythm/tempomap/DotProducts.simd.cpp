@@ -53,13 +53,15 @@ HWY_INLINE void AddAllProducts(const float* shared, const float* rows, std::size
 template <std::size_t kHalf>
 HWY_INLINE float Fold(float* partials) {
     const hn::CappedTag<float, kHalf> d;
-    for (std::size_t p = 0; p < kHalf; p += hn::Lanes(d))
+    for (std::size_t p = 0; p < kHalf; p += hn::Lanes(d)) {
         hn::Store(hn::Add(hn::Load(d, partials + p), hn::Load(d, partials + kHalf + p)), d,
                   partials + p);
-    if constexpr (kHalf > 1)
+    }
+    if constexpr (kHalf > 1) {
         return Fold<kHalf / 2>(partials);
-    else
+    } else {
         return partials[0];
+    }
 }
 
 template <std::size_t kRows>
@@ -67,19 +69,23 @@ HWY_INLINE void FormRows(const float* shared, std::size_t length, const float* r
                          std::size_t stride, float* out) {
     const Wide d;
     hn::Vec<Wide> sums[kRows * kVectors];
-    for (auto& sum : sums)
+    for (auto& sum : sums) {
         sum = hn::Zero(d);
+    }
     std::size_t n = 0;
-    for (; n + kPartialSums <= length; n += kPartialSums)
+    for (; n + kPartialSums <= length; n += kPartialSums) {
         AddAllProducts(shared, rows, stride, n, sums, std::make_index_sequence<kVectors>(),
                        std::make_index_sequence<kRows>());
+    }
     HWY_ALIGN float partials[kRows * kPartialSums];
-    for (std::size_t i = 0; i < kRows * kVectors; ++i)
+    for (std::size_t i = 0; i < kRows * kVectors; ++i) {
         hn::Store(sums[i], d, partials + i * kLanes);
+    }
     for (std::size_t r = 0; r < kRows; ++r) {
         float* const own = partials + r * kPartialSums;
-        for (std::size_t i = n; i < length; ++i)
+        for (std::size_t i = n; i < length; ++i) {
             own[i - n] += shared[i] * rows[r * stride + i];
+        }
         out[r] = Fold<kPartialSums / 2>(own);
     }
 }
@@ -88,10 +94,12 @@ void FormAll(const float* shared, std::size_t length, const float* rows, std::si
              std::size_t count, float* out) {
     constexpr std::size_t kRows = 4;
     std::size_t r = 0;
-    for (; r + kRows <= count; r += kRows)
+    for (; r + kRows <= count; r += kRows) {
         FormRows<kRows>(shared, length, rows + r * stride, stride, out + r);
-    for (; r < count; ++r)
+    }
+    for (; r < count; ++r) {
         FormRows<1>(shared, length, rows + r * stride, stride, out + r);
+    }
 }
 
 } // namespace HWY_NAMESPACE

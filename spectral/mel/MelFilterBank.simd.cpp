@@ -39,9 +39,10 @@ HWY_INLINE hn::Vec<D> SumLanes(D d, const float* weights, const float* magnitude
                                std::size_t count, std::size_t lane) {
     auto sum = hn::Zero(d);
     std::size_t n = 0;
-    for (; n + kPartialSums <= count; n += kPartialSums)
+    for (; n + kPartialSums <= count; n += kPartialSums) {
         sum = hn::Add(
             sum, hn::Mul(hn::LoadU(d, weights + n + lane), hn::LoadU(d, magnitudes + n + lane)));
+    }
     if (n < count) {
         HWY_ALIGN float rest[2][kPartialSums] = {};
         std::copy_n(weights + n, count - n, rest[0]);
@@ -59,10 +60,11 @@ constexpr std::size_t kRunsAtOnce = 1;
 HWY_INLINE float SumGroup(const MelFilterRun* runs, const float* weights, const float* magnitudes,
                           float* out) {
     float p[kPartialSums];
-    for (std::size_t lane = 0; lane < kPartialSums; ++lane)
+    for (std::size_t lane = 0; lane < kPartialSums; ++lane) {
         hn::Store(SumLanes(Wide(), weights + runs->mOffset, magnitudes + runs->mFirstBin,
                            runs->mNumPadded, lane),
                   Wide(), p + lane);
+    }
     *out = ((p[0] + p[4]) + (p[2] + p[6])) + ((p[1] + p[5]) + (p[3] + p[7]));
     return *out;
 }
@@ -79,11 +81,12 @@ HWY_INLINE hn::Vec<Half> HalfSums(D d, const MelFilterRun& run, const float* wei
                                   const float* magnitudes) {
     const float* const first = magnitudes + run.mFirstBin;
     const auto sum = SumLanes(d, weights + run.mOffset, first, run.mNumPadded, 0);
-    if constexpr (hn::MaxLanes(D()) == kPartialSums)
+    if constexpr (hn::MaxLanes(D()) == kPartialSums) {
         return hn::Add(hn::LowerHalf(Half(), sum), hn::UpperHalf(Half(), sum));
-    else
+    } else {
         return hn::Add(sum,
                        SumLanes(d, weights + run.mOffset, first, run.mNumPadded, kPartialSums / 2));
+    }
 }
 
 // Folds the partial sums of four runs, each as the upper half to the lower one, and so on.
@@ -110,14 +113,16 @@ float SumRuns(const MelFilterRun* runs, std::size_t count, const float* weights,
               const float* magnitudes, float* out) {
     float total = 0.0F;
     std::size_t b = 0;
-    for (; b + kRunsAtOnce <= count; b += kRunsAtOnce)
+    for (; b + kRunsAtOnce <= count; b += kRunsAtOnce) {
         total += SumGroup(runs + b, weights, magnitudes, out + b);
+    }
     if (b < count) {
         // The last run once more where there are fewer.
         MelFilterRun rest[kRunsAtOnce];
         float sums[kRunsAtOnce];
-        for (std::size_t i = 0; i < kRunsAtOnce; ++i)
+        for (std::size_t i = 0; i < kRunsAtOnce; ++i) {
             rest[i] = runs[std::min(b + i, count - 1)];
+        }
         total += SumGroup(rest, weights, magnitudes, sums);
         std::copy_n(sums, count - b, out + b);
     }
@@ -190,8 +195,9 @@ bool MelFilterBank::IsFiniteOutside(const MelFilterRun& run, const float* magnit
 bool MelFilterBank::AreOthersFinite(const float* magnitudes) const {
     return std::all_of(mOthers.begin(), mOthers.end(), [=](const Range& range) {
         const float* const first = magnitudes + range.mFirst;
-        if (range.mEnd - range.mFirst < kPadding)
+        if (range.mEnd - range.mFirst < kPadding) {
             return AllFinite(first, magnitudes + range.mEnd);
+        }
         float sum = 0.0F;
         vDSP_sve(first, 1, &sum, range.mEnd - range.mFirst);
         return std::isfinite(sum);

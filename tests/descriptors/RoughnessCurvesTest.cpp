@@ -25,10 +25,11 @@ void ExpectCurve(std::span<const float> curve, double decay, UInt32 bin, double 
         // least exact: 2^-24 of the upper one.
         const double upper = (bin + above) / static_cast<double>(above);
         const double tolerance = 6e-8 * (4 + upper) * (1 - exponent) * std::exp(exponent);
-        if (above <= curve.size())
+        if (above <= curve.size()) {
             EXPECT_NEAR(curve[above - 1], std::exp(exponent), tolerance) << bin << "+" << above;
-        else
+        } else {
             EXPECT_LT(exponent, -87.29) << bin << "+" << above;
+        }
     }
 }
 
@@ -50,8 +51,9 @@ TEST(RoughnessCurvesTest, WhatCountsBesideANearestPairEndsWhereItHasFallenByE25)
         for (const UInt32 nearest : {1u, 7u}) {
             const auto end = static_cast<UInt32>(curves.FastFrom(bin, nearest).size());
             EXPECT_EQ(curves.FastFrom(bin, nearest).data(), curves.Fast(bin).data());
-            if (end == curves.Fast(bin).size())
+            if (end == curves.Fast(bin).size()) {
                 continue;
+            }
             const double fall = Exponent(-5.75, bin, bin + end + 1, rateHz) -
                                 Exponent(-5.75, bin, bin + nearest, rateHz);
             EXPECT_LT(fall, -24.999) << bin;

@@ -48,8 +48,9 @@ protected:
 
 TEST_F(AABreloSoundCheckGeneratorTest, InitializationAndEveryResetPrintTheRefusalOnce) {
     const auto analyzer = Started();
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(kLine, PrintedBy([&] { EXPECT_EQ(0, analyzer->Reset()); }));
+    }
     EXPECT_EQ(kLine, PrintedBy([&] { EXPECT_EQ(0, analyzer->Initialize({48000.0, 2, 100, 0})); }));
     EXPECT_EQ("", PrintedBy([&] {
                   analyzer->Push(Silence(2, 100));
@@ -61,8 +62,9 @@ TEST_F(AABreloSoundCheckGeneratorTest, EveryPushReturnsTheRefusalAndNothingIsDel
     for (const UInt32 channels : {1u, 2u, 3u}) {
         const auto analyzer = Started({"sound check"}, {44100.0, channels, 40000, 0});
         const Audio audio = Noise(0.5f, channels, 40000, 1);
-        for (const UInt32 frames : {0u, 1u, 512u, 32768u, 40000u})
+        for (const UInt32 frames : {0u, 1u, 512u, 32768u, 40000u}) {
             EXPECT_EQ(kRefused, analyzer->Push(audio, 0, frames)) << channels << ' ' << frames;
+        }
         EXPECT_EQ(kRefused, analyzer->Process(0));
         EXPECT_EQ(kRefused, analyzer->Process(1));
         EXPECT_TRUE(analyzer->Deliveries().empty());

@@ -28,8 +28,9 @@ float Find(const AAHeadroom& headroom, long samples) {
 
 double Total(const AAHeadroom& headroom, UInt32 channel) {
     double total = 0.0;
-    for (UInt32 bin = 0; bin < kBins; ++bin)
+    for (UInt32 bin = 0; bin < kBins; ++bin) {
         total += headroom.Count(channel, bin);
+    }
     return total;
 }
 
@@ -37,8 +38,9 @@ TEST(AAHeadroomTest, EverySampleIsCountedInItsBin) {
     std::mt19937 random(3);
     std::uniform_real_distribution<float> uniform(-1.1f, 1.1f);
     std::vector<float> samples(5003);
-    for (float& sample : samples)
+    for (float& sample : samples) {
         sample = uniform(random);
+    }
     AAHeadroom headroom(1, kBins, -1.0f, 1.0f);
     Push(headroom, 0, samples);
     std::vector<double> counts(kBins);
@@ -46,8 +48,9 @@ TEST(AAHeadroomTest, EverySampleIsCountedInItsBin) {
         const float cell = (sample + 1.0f) / kWidth;
         counts[cell <= 0.0f ? 0 : cell >= 1023.0f ? 1023 : static_cast<std::size_t>(cell)] += 1.0;
     }
-    for (UInt32 bin = 0; bin < kBins; ++bin)
+    for (UInt32 bin = 0; bin < kBins; ++bin) {
         EXPECT_EQ(headroom.Count(0, bin), counts[bin]) << bin;
+    }
 }
 
 TEST(AAHeadroomTest, OddSamplesAreCountedAtTheEnds) {
@@ -62,17 +65,20 @@ TEST(AAHeadroomTest, OddSamplesAreCountedAtTheEnds) {
 
 TEST(AAHeadroomTest, ThePlaceOfTheCutsDoesNotMatter) {
     std::vector<float> samples(3000);
-    for (std::size_t i = 0; i < samples.size(); ++i)
+    for (std::size_t i = 0; i < samples.size(); ++i) {
         samples[i] = std::sin(0.01f * static_cast<float>(i));
+    }
     AAHeadroom whole(1, kBins, -1.0f, 1.0f);
     Push(whole, 0, samples);
     AAHeadroom cut(1, kBins, -1.0f, 1.0f);
-    for (UInt32 at = 0; at < 3000; at += 7)
+    for (UInt32 at = 0; at < 3000; at += 7) {
         cut.Update(0, samples.data() + at, std::min(7u, 3000 - at));
+    }
     cut.Update(0, nullptr, 0);
     EXPECT_EQ(cut.GetNSamplesPerChannel(), 3000);
-    for (UInt32 bin = 0; bin < kBins; ++bin)
+    for (UInt32 bin = 0; bin < kBins; ++bin) {
         EXPECT_EQ(cut.Count(0, bin), whole.Count(0, bin));
+    }
 }
 
 TEST(AAHeadroomTest, ChannelZeroAloneCountsSamples) {
@@ -107,8 +113,9 @@ TEST(AAHeadroomTest, BothTailsAreTakenInStep) {
         for (const int count : {9, 10, 11}) {
             AAHeadroom headroom(1, kBins, -1.0f, 1.0f);
             std::vector<float> samples(40000, 0.1f);
-            for (int i = 0; i < count; ++i)
+            for (int i = 0; i < count; ++i) {
                 samples[static_cast<std::size_t>(i) * 100] = loud + 0.3f * kWidth;
+            }
             Push(headroom, 0, samples);
             // With 9, the search goes on to the many: at 0.1 above, 0.1 below on the negative side.
             const float reached = count < 10 ? 0.1f : 0.5f;

@@ -57,18 +57,23 @@ AAHistogram Steady(const std::vector<float>& spectrum) {
 
 std::vector<float> WithSteps(const std::vector<Step>& steps) {
     std::vector<float> spectrum(kBins, -60.5f);
-    for (const Step& step : steps)
-        for (UInt32 k = step.firstLow; k < kBins; ++k)
+    for (const Step& step : steps) {
+        for (UInt32 k = step.firstLow; k < kBins; ++k) {
             spectrum[k] -= step.fallDecibels;
+        }
+    }
     return spectrum;
 }
 
 // By its definition: sorted by exchanging neighbours, the element at length / 2.
 SInt32 BubbleMedian(std::vector<SInt32> values) {
-    for (std::size_t pass = 0; pass < values.size(); ++pass)
-        for (std::size_t i = 0; i + 1 < values.size(); ++i)
-            if (values[i] > values[i + 1])
+    for (std::size_t pass = 0; pass < values.size(); ++pass) {
+        for (std::size_t i = 0; i + 1 < values.size(); ++i) {
+            if (values[i] > values[i + 1]) {
                 std::swap(values[i], values[i + 1]);
+            }
+        }
+    }
     return values[values.size() / 2];
 }
 
@@ -88,8 +93,9 @@ TEST(AAHistogramRangeTest, TheIndexIsTheLastBeforeHalfIsReached) {
     };
     for (const auto& one : cases) {
         AAHistogram histogram = MakeHistogram();
-        for (UInt32 k = 0; k < kBins; ++k)
+        for (UInt32 k = 0; k < kBins; ++k) {
             histogram.Update(0, k, one.levels.data(), static_cast<UInt32>(one.levels.size()));
+        }
         EstimateOf(histogram);
         EXPECT_EQ(histogram.MedianIndex(0), std::vector<SInt32>(kBins, one.index));
         const float level = -199.0f + static_cast<float>(one.index) - 0.5f;
@@ -102,8 +108,9 @@ TEST(AAHistogramRangeTest, TheMedianOverFrequencyIsThatOfASort) {
     std::uniform_int_distribution<int> cells(20, 180);
     for (const UInt32 bins : {513u, 30u, 25u, 24u, 13u, 12u, 2u, 1u}) {
         std::vector<float> spectrum(bins);
-        for (float& level : spectrum)
+        for (float& level : spectrum) {
             level = -198.5f + static_cast<float>(cells(random));
+        }
         AAHistogram histogram = Steady(spectrum);
         EstimateOf(histogram, (bins - 1) * 2);
         const std::vector<SInt32>& index = histogram.MedianIndex(0);
@@ -128,8 +135,9 @@ TEST(AAHistogramRangeTest, TheKernelsSumsStopAtItsEnds) {
     std::uniform_int_distribution<int> cells(20, 180);
     for (const UInt32 bins : {513u, 34u, 17u, 5u, 1u}) {
         std::vector<float> spectrum(bins);
-        for (float& level : spectrum)
+        for (float& level : spectrum) {
             level = -198.5f + static_cast<float>(cells(random));
+        }
         AAHistogram histogram = Steady(spectrum);
         EstimateOf(histogram, (bins - 1) * 2);
         for (int i = 0; i < static_cast<int>(bins); ++i) {
@@ -152,8 +160,9 @@ TEST(AAHistogramRangeTest, SlopesAreInDecibelsPerHertz) {
     AAHistogram histogram = Steady(WithSteps({{300, 40.0f}}));
     EstimateOf(histogram);
     const std::vector<float>& level = histogram.SmoothedSpectrum(0);
-    for (UInt32 i = 0; i + 1 < kBins; ++i)
+    for (UInt32 i = 0; i + 1 < kBins; ++i) {
         EXPECT_NEAR(histogram.Slope(0)[i], double{level[i + 1] - level[i]} / kHertzPerBin, 1e-7);
+    }
     EXPECT_EQ(histogram.Slope(0)[kBins - 1], 0.0f);
     // The kernel's sum is 1 / sin(pi / 70), and its middle is 1.
     EXPECT_NEAR(histogram.Slope(0)[299], -40.0 * std::sin(std::numbers::pi / 70) / kHertzPerBin,
@@ -207,8 +216,9 @@ TEST(AAHistogramRangeTest, TheMeanAtTheTopmostPositionStopsAtTheLastSlope) {
     ASSERT_LT(slope[508], -0.005f);
     ASSERT_GE(slope[507], slope[508]);
     double sum = 0.0;
-    for (UInt32 i = 503; i < kBins; ++i)
+    for (UInt32 i = 503; i < kBins; ++i) {
         sum += double{slope[i]};
+    }
     const bool expected = sum / 11.0 < 0.8 * double{slope[508]};
     EXPECT_EQ(result.cutoffFound, expected);
     if (expected) {

@@ -19,8 +19,9 @@ AAHistogram MakeHistogram(UInt32 channels = 1, UInt32 frequencyBins = 4) {
 
 double Total(const AAHistogram& histogram, UInt32 channel, UInt32 frequencyBin) {
     double total = 0.0;
-    for (UInt32 i = 0; i < 200; ++i)
+    for (UInt32 i = 0; i < 200; ++i) {
         total += histogram.Count(channel, frequencyBin, i);
+    }
     return total;
 }
 
@@ -75,9 +76,11 @@ TEST(AAHistogramTest, AValueGoesToItsChannelAndFrequencyBin) {
     AAHistogram histogram = MakeHistogram(2, 3);
     const float level = -50.5f;
     histogram.Update(1, 2, &level, 1);
-    for (UInt32 c = 0; c < 2; ++c)
-        for (UInt32 k = 0; k < 3; ++k)
+    for (UInt32 c = 0; c < 2; ++c) {
+        for (UInt32 k = 0; k < 3; ++k) {
             EXPECT_EQ(Total(histogram, c, k), c == 1 && k == 2 ? 1.0 : 0.0);
+        }
+    }
 }
 
 TEST(AAHistogramTest, AWholeSpectrumCountsAsItsValuesDo) {
@@ -88,17 +91,20 @@ TEST(AAHistogramTest, AWholeSpectrumCountsAsItsValuesDo) {
     std::uniform_real_distribution<float> levels(-210.0f, 10.0f);
     for (int frame = 0; frame < 20; ++frame) {
         std::vector<float> spectrum(kFrequencyBins);
-        for (float& level : spectrum)
+        for (float& level : spectrum) {
             level = levels(random);
+        }
         spectrum[17] = -kInfinity;
         atOnce.UpdateSpectrum(0, spectrum.data());
-        for (UInt32 k = 0; k < kFrequencyBins; ++k)
+        for (UInt32 k = 0; k < kFrequencyBins; ++k) {
             oneByOne.Update(0, k, &spectrum[k], 1);
+        }
     }
     for (UInt32 k = 0; k < kFrequencyBins; ++k) {
         EXPECT_EQ(Total(atOnce, 0, k), 20.0);
-        for (UInt32 i = 0; i < 200; ++i)
+        for (UInt32 i = 0; i < 200; ++i) {
             ASSERT_EQ(atOnce.Count(0, k, i), oneByOne.Count(0, k, i)) << k << ' ' << i;
+        }
     }
     EXPECT_EQ(atOnce.Count(0, 17, 0), 20.0);
 }

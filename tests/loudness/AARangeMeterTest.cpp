@@ -34,8 +34,9 @@ void Receive(void* first, CFStringRef key, UInt32 count, QelAudioAnalysisBlock* 
     received.firstArgumentIsNull = first == nullptr;
     received.blocks.assign(blocks, blocks + count);
     received.records.resize(count == 0 ? 0 : blocks[0].mDataByteSize / sizeof(received.records[0]));
-    if (count > 0)
+    if (count > 0) {
         std::memcpy(received.records.data(), blocks[0].mData, blocks[0].mDataByteSize);
+    }
 }
 
 bool SameBytes(const Records& a, const Records& b) {
@@ -54,14 +55,16 @@ public:
         std::vector<std::max_align_t> memory(bytes / sizeof(std::max_align_t) + 1);
         auto* list = new (memory.data()) AudioBufferList{};
         list->mNumberBuffers = static_cast<UInt32>(planes.size());
-        for (std::size_t c = 0; c < planes.size(); ++c)
+        for (std::size_t c = 0; c < planes.size(); ++c) {
             list->mBuffers[c] = {1, frames * UInt32{sizeof(float)},
                                  const_cast<float*>(planes[c].data() + first)};
+        }
         return mMeter.PushAudio(list, frames);
     }
     void PushAll(const Planes& planes, UInt32 blockFrames) {
-        for (std::size_t at = 0; at < planes.at(0).size(); at += blockFrames)
+        for (std::size_t at = 0; at < planes.at(0).size(); at += blockFrames) {
             ASSERT_EQ(Push(planes, at, blockFrames), 0);
+        }
     }
     Records Final() {
         mReceived = {};
@@ -80,8 +83,9 @@ std::vector<float> Noise(std::size_t frames, float amplitude, unsigned seed) {
     std::mt19937 random(seed);
     std::uniform_real_distribution<float> uniform(-amplitude, amplitude);
     std::vector<float> samples(frames);
-    for (float& sample : samples)
+    for (float& sample : samples) {
         sample = uniform(random);
+    }
     return samples;
 }
 
@@ -92,8 +96,9 @@ TEST(AARangeMeterTest, OtherPushesThanWholeHopsAreRefusedAndLeaveNothing) {
     plain.PushAll(noise, kHop);
     Meter disturbed(1);
     for (UInt32 b = 0; b < 20; ++b) {
-        for (const UInt32 frames : {0u, 1u, 500u, 511u, 513u, 1000u, 1025u, 4095u})
+        for (const UInt32 frames : {0u, 1u, 500u, 511u, 513u, 1000u, 1025u, 4095u}) {
             EXPECT_EQ(disturbed.Push(loud, 0, frames), -1) << frames;
+        }
         EXPECT_EQ(disturbed.Push(noise, b * kHop, kHop), 0);
     }
     EXPECT_TRUE(SameBytes(disturbed.Final(), plain.Final()));
@@ -178,8 +183,9 @@ TEST(AARangeMeterTest, AResetLeavesTheSampleHistogramAndTheTail) {
     // the tails' 0.025%: 50688 samples allow 12.
     const Planes quiet = {Noise(99 * kHop, 0.1f, 8)};
     Planes loud = {std::vector<float>(kHop)};
-    for (UInt32 i = 0; i < 13; ++i)
+    for (UInt32 i = 0; i < 13; ++i) {
         loud[0][i] = 0.9f;
+    }
     Meter fresh(1);
     fresh.PushAll(quiet, kHop);
     EXPECT_NEAR(fresh.Final()[0].mHeadroom, 0.9f, 0.01f);

@@ -28,10 +28,11 @@ std::vector<double> ReferencePowers(const std::vector<float>& frame) {
     std::vector<double> powers(size / 2 + 1);
     for (std::size_t k = 0; k < powers.size(); ++k) {
         std::complex<double> sum = 0.0;
-        for (std::size_t n = 0; n < size; ++n)
+        for (std::size_t n = 0; n < size; ++n) {
             sum += double{frame[n]} *
                    std::polar(1.0, -2.0 * std::numbers::pi * static_cast<double>(k * n % size) /
                                        static_cast<double>(size));
+        }
         powers[k] = std::norm(2.0 * sum) * 0.5 / static_cast<double>(size);
     }
     return powers;
@@ -42,25 +43,28 @@ TEST(AAT2FTest, EveryBinIsThePlainTransformsPower) {
         std::mt19937 random(size);
         std::uniform_real_distribution<float> uniform(-1.0f, 1.0f);
         std::vector<float> frame(size);
-        for (float& sample : frame)
+        for (float& sample : frame) {
             sample = uniform(random);
+        }
         AAT2F transform(size, 1);
         const std::vector<float> power = Analyze(transform, frame);
         const std::vector<double> reference = ReferencePowers(frame);
         ASSERT_EQ(power.size(), reference.size());
         const double total = *std::max_element(reference.begin(), reference.end());
-        for (std::size_t k = 0; k < power.size(); ++k)
+        for (std::size_t k = 0; k < power.size(); ++k) {
             EXPECT_NEAR(std::pow(10.0, double{power[k]} / 10.0), reference[k],
                         total * kRelativeToTotal * 10.0)
                 << "bin " << k << " of " << size;
+        }
     }
 }
 
 TEST(AAT2FTest, ASineAtABinHasItsClosedForm) {
     constexpr UInt32 kSize = 1024;
     std::vector<float> frame(kSize);
-    for (UInt32 i = 0; i < kSize; ++i)
+    for (UInt32 i = 0; i < kSize; ++i) {
         frame[i] = static_cast<float>(0.5 * std::cos(2.0 * std::numbers::pi * 100.0 * i / kSize));
+    }
     AAT2F transform(kSize, 2);
     const std::vector<float> power = Analyze(transform, frame);
     // X is a N / 2, so 2 X is a N, and its square over 2 N is a^2 N / 2: 128.
@@ -79,8 +83,9 @@ TEST(AAT2FTest, TheEndsOfTheSpectrumAreApart) {
     EXPECT_EQ(constant[kSize / 2], -std::numeric_limits<float>::infinity());
 
     std::vector<float> alternating(kSize);
-    for (UInt32 i = 0; i < kSize; ++i)
+    for (UInt32 i = 0; i < kSize; ++i) {
         alternating[i] = i % 2 == 0 ? 0.5f : -0.5f;
+    }
     const std::vector<float> highest = Analyze(transform, alternating);
     EXPECT_EQ(highest[0], -std::numeric_limits<float>::infinity());
     EXPECT_NEAR(highest[kSize / 2], 10.0 * std::log10(8.0), 1e-5);
@@ -88,15 +93,17 @@ TEST(AAT2FTest, TheEndsOfTheSpectrumAreApart) {
 
 TEST(AAT2FTest, SilenceHasNoLevelAnywhere) {
     AAT2F transform(1024, 1);
-    for (const float level : Analyze(transform, std::vector<float>(1024)))
+    for (const float level : Analyze(transform, std::vector<float>(1024))) {
         EXPECT_EQ(level, -std::numeric_limits<float>::infinity());
+    }
 }
 
 TEST(AAT2FTest, TheFrameIsKept) {
     AAT2F transform(1024, 1);
     std::vector<float> frame(1024);
-    for (std::size_t i = 0; i < frame.size(); ++i)
+    for (std::size_t i = 0; i < frame.size(); ++i) {
         frame[i] = std::sin(0.1f * static_cast<float>(i));
+    }
     const std::vector<float> first = Analyze(transform, frame);
     EXPECT_TRUE(std::equal(frame.begin(), frame.end(), transform.Frame()));
     transform.dftAnalysis();

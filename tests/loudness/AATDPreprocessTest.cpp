@@ -31,8 +31,9 @@ Windowed Apply(const std::vector<float>& frame) {
 // Half of the samples up, half down: mean 0, variance level^2.
 std::vector<float> Alternating(float level, float mean = 0.0f) {
     std::vector<float> frame(kSize);
-    for (UInt32 i = 0; i < kSize; ++i)
+    for (UInt32 i = 0; i < kSize; ++i) {
         frame[i] = i % 2 == 0 ? mean + level : mean - level;
+    }
     return frame;
 }
 
@@ -53,36 +54,41 @@ TEST(AATDPreprocessTest, TheWindowIsASineOfMeanSquareOne) {
 
 TEST(AATDPreprocessTest, BothHalvesAreWindowed) {
     std::vector<float> frame(kSize);
-    for (UInt32 i = 0; i < kSize; ++i)
+    for (UInt32 i = 0; i < kSize; ++i) {
         frame[i] = std::sin(0.37f * static_cast<float>(i)) + 0.25f;
+    }
     const Windowed result = Apply(frame);
     const AATDPreprocess preprocess(kSize);
     EXPECT_EQ(result.usable, 1);
-    for (UInt32 i = 0; i < kSize; ++i)
+    for (UInt32 i = 0; i < kSize; ++i) {
         EXPECT_EQ(result.output[i], frame[i] * preprocess.Window()[i]) << i;
+    }
 }
 
 TEST(AATDPreprocessTest, MoreThanATenthOfZerosIsUnusable) {
     // 102.4 is a tenth. Zeros of both halves count.
     for (const UInt32 zeros : {0u, 101u, 102u, 103u, 1024u}) {
         std::vector<float> frame = Alternating(0.5f);
-        for (UInt32 i = 0; i < zeros; ++i)
+        for (UInt32 i = 0; i < zeros; ++i) {
             frame[(i * 511) % kSize] =
                 i % 3 == 0 ? -0.0f : 0.0f; // 511 and 1024 have no common factor
+        }
         EXPECT_EQ(Apply(frame).usable, zeros <= 102 ? 1 : 0) << zeros;
     }
 }
 
 TEST(AATDPreprocessTest, ASampleThatTheWindowMakesSmallIsNoZero) {
     std::vector<float> frame = Alternating(0.5f);
-    for (UInt32 i = 0; i < 200; ++i)
+    for (UInt32 i = 0; i < 200; ++i) {
         frame[i] = 1e-30f;
+    }
     EXPECT_EQ(Apply(frame).usable, 1);
 }
 
 TEST(AATDPreprocessTest, AConstantIsUnusableWhateverItsLevel) {
-    for (const float level : {1e-3f, 0.1f, -0.3f, 0.7f, 1.0f, -1.0f})
+    for (const float level : {1e-3f, 0.1f, -0.3f, 0.7f, 1.0f, -1.0f}) {
         EXPECT_EQ(Apply(std::vector<float>(kSize, level)).usable, 0) << level;
+    }
 }
 
 TEST(AATDPreprocessTest, TheVarianceMustReachOneHundredMillionth) {

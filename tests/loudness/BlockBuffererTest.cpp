@@ -26,8 +26,9 @@ struct Receiver {
     static SInt32 Receive(void* self, const unsigned char* bytes, unsigned int byteCount) {
         auto* receiver = static_cast<Receiver*>(self);
         receiver->calls.push_back({bytes, Bytes(bytes, bytes + byteCount)});
-        if (receiver->statuses.empty())
+        if (receiver->statuses.empty()) {
             return 0;
+        }
         const SInt32 status = receiver->statuses.front();
         receiver->statuses.pop_front();
         return status;
@@ -35,8 +36,9 @@ struct Receiver {
 
     Bytes All() const {
         Bytes all;
-        for (const Call& call : calls)
+        for (const Call& call : calls) {
             all.insert(all.end(), call.bytes.begin(), call.bytes.end());
+        }
         return all;
     }
     std::string Text(std::size_t call) const {
@@ -69,11 +71,13 @@ TEST(BlockBuffererTest, ByteByByteDeliversTheBlocksOfOneLargeCall) {
     Receiver receiver;
     BlockBufferer bufferer(Receiver::Receive, &receiver, 8);
     const Bytes input = Counting(8 * 5 + 3);
-    for (const unsigned char& byte : input)
+    for (const unsigned char& byte : input) {
         EXPECT_EQ(0, bufferer.AddInput(&byte, 1));
+    }
     ASSERT_EQ(5u, receiver.calls.size());
-    for (const Receiver::Call& call : receiver.calls)
+    for (const Receiver::Call& call : receiver.calls) {
         EXPECT_EQ(8u, call.bytes.size());
+    }
     EXPECT_EQ(Bytes(input.begin(), input.begin() + 40), receiver.All());
 }
 
@@ -90,8 +94,9 @@ TEST(BlockBuffererTest, PiecesOfEverySizeDeliverTheSameBytesInWholeBlocks) {
             const auto whole = static_cast<std::ptrdiff_t>(200 / blockSize * blockSize);
             EXPECT_EQ(Bytes(input.begin(), input.begin() + whole), receiver.All())
                 << blockSize << ' ' << piece;
-            for (const Receiver::Call& call : receiver.calls)
+            for (const Receiver::Call& call : receiver.calls) {
                 EXPECT_EQ(0u, call.bytes.size() % blockSize) << blockSize << ' ' << piece;
+            }
         }
     }
 }

@@ -35,8 +35,9 @@ protected:
 
     void PushInPieces(const std::vector<float>& samples, std::size_t pieceFrames) {
         const std::size_t frames = samples.size() / mChannels;
-        for (std::size_t at = 0; at < frames; at += pieceFrames)
+        for (std::size_t at = 0; at < frames; at += pieceFrames) {
             ASSERT_EQ(0, Push(samples.data() + at * mChannels, std::min(pieceFrames, frames - at)));
+        }
     }
 
     BothChannels Finished() {
@@ -54,8 +55,9 @@ BothChannels Walked(const std::vector<float>& samples, UInt32 channels, UInt32 s
     const CAStreamBasicDescription format = InterleavedFloat(kRateHz, channels);
     EXPECT_EQ(0, analyzer.Start(&format, nullptr));
     const std::size_t stride = std::size_t{stepsPerCall} * kStep * channels;
-    for (std::size_t at = 0; at + stride <= samples.size(); at += stride)
+    for (std::size_t at = 0; at + stride <= samples.size(); at += stride) {
         EXPECT_EQ(0, analyzer.Process(stepsPerCall * kStep, samples.data() + at));
+    }
     EXPECT_EQ(0, analyzer.Finish());
     return FiguresOf(*analyzer.GetData());
 }
@@ -120,15 +122,17 @@ TEST_F(BufferedSoundCheckAnalyzerTest, WhatIsBehindTheLastWholeStepIsDropped) {
 TEST_F(BufferedSoundCheckAnalyzerTest, FloatsCanBeGivenWithoutAList) {
     const std::vector<float> samples = test::RoughNoise(2 * kStep, 5);
     ASSERT_EQ(0, Start(InterleavedFloat(kRateHz, 1)));
-    for (std::size_t at = 0; at < samples.size(); at += 512)
+    for (std::size_t at = 0; at < samples.size(); at += 512) {
         ASSERT_EQ(0, mAnalyzer.ProcessFloats(512, samples.data() + at));
+    }
     EXPECT_EQ(Walked(samples, 1, 1), Finished());
 }
 
 TEST_F(BufferedSoundCheckAnalyzerTest, CanonicalAudioMustBeInterleavedWithOneOrTwoChannels) {
     std::vector<CAStreamBasicDescription> refused;
-    for (const UInt32 channels : {0u, 3u})
+    for (const UInt32 channels : {0u, 3u}) {
         refused.push_back(InterleavedFloat(kRateHz, channels));
+    }
     for (const UInt32 channels : {1u, 2u, 44100u}) {
         refused.push_back(InterleavedFloat(kRateHz, channels));
         refused.back().SetCanonical(channels, false);

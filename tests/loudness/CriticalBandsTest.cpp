@@ -61,8 +61,9 @@ TEST(CriticalBandsTest, EdgesAreRoundedToTheNearestBin) {
 }
 
 TEST(CriticalBandsTest, RatesAtTheEndsGiveFewBandsOrEmptyOnes) {
-    for (const UInt32 rate : {0u, 1u, 199u})
+    for (const UInt32 rate : {0u, 1u, 199u}) {
         EXPECT_EQ(0u, Standing(At(rate))) << rate;
+    }
     EXPECT_EQ(1u, Standing(At(200)));
     EXPECT_EQ(512, At(200)[0].endBin);
     const CriticalBands bands = At(std::numeric_limits<UInt32>::max());
@@ -74,8 +75,9 @@ TEST(CriticalBandsTest, NoRateLeadsBeyondTheSpectrum) {
     for (UInt32 rate = 0; rate <= 100000; ++rate) {
         CriticalBands bands;
         ComputeCriticalBands(rate, bands);
-        for (const CriticalBand& band : bands)
+        for (const CriticalBand& band : bands) {
             ASSERT_LE(band.endBin, 512) << rate;
+        }
     }
 }
 

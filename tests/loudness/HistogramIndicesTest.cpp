@@ -23,10 +23,12 @@ std::vector<float> Values() {
     std::mt19937 random(5);
     std::uniform_real_distribution<float> uniform(-1.2f, 1.2f);
     std::vector<float> values(4099); // no multiple of any vector
-    for (float& value : values)
+    for (float& value : values) {
         value = uniform(random);
-    for (int i = 0; i < 1024; ++i) // at the edges, where the rounding shows
+    }
+    for (int i = 0; i < 1024; ++i) { // at the edges, where the rounding shows
         values[static_cast<std::size_t>(i)] = static_cast<float>(i) * (2.0f / 1022.0f) - 1.0f;
+    }
     return values;
 }
 

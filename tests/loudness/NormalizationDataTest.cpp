@@ -51,9 +51,10 @@ private:
 
 std::vector<float> Cosine(double amplitude, double bin) {
     std::vector<float> samples(kN);
-    for (std::size_t n = 0; n < kN; ++n)
+    for (std::size_t n = 0; n < kN; ++n) {
         samples[n] = static_cast<float>(
             amplitude * std::cos(2.0 * std::numbers::pi * bin * static_cast<double>(n) / kN));
+    }
     return samples;
 }
 
@@ -110,8 +111,9 @@ TEST(NormalizationProcessFloatsTest, BadParametersChangeNothing) {
     const std::vector<float> samples = RoughNoise(2 * kN, 1);
     EXPECT_EQ(-50, NormalizationProcessFloats(nullptr, samples.data(), 1, 5));
     EXPECT_EQ(-50, NormalizationProcessFloats(data.get(), nullptr, 1, 5));
-    for (const UInt32 channels : {0u, 3u, 0xFFFFFFFFu})
+    for (const UInt32 channels : {0u, 3u, 0xFFFFFFFFu}) {
         EXPECT_EQ(-50, NormalizationProcessFloats(data.get(), samples.data(), channels, 5));
+    }
     EXPECT_EQ(Figures{}, FiguresOf(*data, 0));
     EXPECT_EQ(Figures{}, FiguresOf(*data, 1));
 }
@@ -119,8 +121,9 @@ TEST(NormalizationProcessFloatsTest, BadParametersChangeNothing) {
 TEST(NormalizationProcessFloatsTest, SilenceHasNoEnergyAndNoPeak) {
     const Record data = Open(1);
     const std::vector<float> silence(kN, 0.0f);
-    for (UInt32 time = 0; time < 5; ++time)
+    for (UInt32 time = 0; time < 5; ++time) {
         EXPECT_EQ(0, NormalizationProcessFloats(data.get(), silence.data(), 1, time + 1));
+    }
     NormalizationCreateStats(data.get(), 1);
     EXPECT_EQ(Figures{}, FiguresOf(*data, 0));
 }
@@ -165,8 +168,9 @@ TEST(NormalizationProcessFloatsTest, AnExcerptBelowTheGateSetsMaximumAndPeakButN
 TEST(NormalizationProcessFloatsTest, TheFirstOfEqualExcerptsKeepsItsTime) {
     const Record data = Open(1);
     const std::vector<float> samples = Cosine(0.25, kBinOf4kHz);
-    for (const UInt32 time : {300u, 400u, 100u})
+    for (const UInt32 time : {300u, 400u, 100u}) {
         EXPECT_EQ(0, NormalizationProcessFloats(data.get(), samples.data(), 1, time));
+    }
     EXPECT_EQ(300u, data->maxEnergyTime[0]);
     EXPECT_EQ(300u, data->peakTime[0]);
     EXPECT_EQ(3u, data->energyCount[0]);
@@ -212,8 +216,9 @@ TEST(NormalizationStereoTest, TheVectorPathGivesThePlainPathsFiguresToTheLastBit
     switchedOff->useVectorUnit = 0;
     for (std::uint32_t excerpt = 0; excerpt < 200; ++excerpt) {
         std::vector<float> samples = RoughNoise(2 * kN, excerpt);
-        for (float& sample : samples)
+        for (float& sample : samples) {
             sample *= std::pow(10.0f, -static_cast<float>(excerpt % 60) / 10.0f);
+        }
         const PlacedSamples aligned(samples), unaligned(samples, 1 + excerpt % 3);
         ASSERT_EQ(0, NormalizationProcessFloats(vector.get(), aligned.Get(), 2, excerpt));
         ASSERT_EQ(0, NormalizationProcessFloats(plain.get(), unaligned.Get(), 2, excerpt));

@@ -22,8 +22,9 @@ constexpr double kRateHz = 44100.0;
 // Every sample of RoughNoise is a 16-bit one.
 std::vector<SInt16> Integers(const std::vector<float>& samples) {
     std::vector<SInt16> integers;
-    for (const float sample : samples)
+    for (const float sample : samples) {
         integers.push_back(static_cast<SInt16>(sample * 32768.0f));
+    }
     return integers;
 }
 

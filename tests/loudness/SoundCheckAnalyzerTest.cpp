@@ -42,8 +42,9 @@ TEST(SoundCheckAnalyzerTest, TheVersionIsZeroAndThereIsNoDataBeforeAStart) {
 
 TEST(SoundCheckAnalyzerTest, FormatsThatItCannotWalkAreRefusedWithNothingStored) {
     std::vector<CAStreamBasicDescription> refused;
-    for (const UInt32 channels : {0u, 3u, 6u})
+    for (const UInt32 channels : {0u, 3u, 6u}) {
         refused.push_back(InterleavedFloat(kRateHz, channels));
+    }
     for (const UInt32 channels : {1u, 2u}) {
         refused.push_back(InterleavedFloat(kRateHz, channels));
         refused.back().SetCanonical(channels, false);
@@ -116,13 +117,15 @@ TEST(SoundCheckAnalyzerTest, OneCallOverStereoTakesExcerpts16384FramesApartOfIts
 
 TEST(SoundCheckAnalyzerTest, OneCallPerStepOfStereoTakesExcerpts32768FramesApart) {
     std::vector<float> samples(2 * 3 * kStep, kLoudest);
-    for (std::size_t n = 0; n < 3; ++n)
+    for (std::size_t n = 0; n < 3; ++n) {
         std::fill_n(samples.begin() + static_cast<std::ptrdiff_t>(2 * n * kStep), 2048,
                     LevelOfExcerpt(n));
+    }
     SoundCheckAnalyzer analyzer;
     Start(analyzer, 2);
-    for (std::size_t n = 0; n < 3; ++n)
+    for (std::size_t n = 0; n < 3; ++n) {
         EXPECT_EQ(0, analyzer.Process(kStep, samples.data() + 2 * n * kStep));
+    }
     EXPECT_EQ(3 * 4096, analyzer.GetData()->peak[0]);
     EXPECT_EQ(3 * 4096, analyzer.GetData()->peak[1]);
     EXPECT_EQ(MillisecondsOfStep(2, kRateHz), analyzer.GetData()->peakTime[1]);

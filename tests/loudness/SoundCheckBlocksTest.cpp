@@ -124,8 +124,9 @@ TEST_F(SoundCheckBlocksTest, PushesThatFillNoStepBringFiguresToo) {
     EXPECT_EQ(0, Push(100));
     EXPECT_EQ(0, Push(0));
     ASSERT_EQ(2u, mCalls.size());
-    for (const Call& call : mCalls)
+    for (const Call& call : mCalls) {
         ExpectBlock(call, 0, test::Figures{});
+    }
 }
 
 TEST_F(SoundCheckBlocksTest, ChannelsThatAreNotMeasuredHaveNoFigures) {
@@ -135,8 +136,9 @@ TEST_F(SoundCheckBlocksTest, ChannelsThatAreNotMeasuredHaveNoFigures) {
     ASSERT_EQ(2u, mCalls.size());
     ASSERT_EQ(4u, mCalls[1].blocks.size());
     ExpectBlock(mCalls[1], 0, Expected(2 * kStep, true)[0]);
-    for (std::size_t c = 1; c < 4; ++c)
+    for (std::size_t c = 1; c < 4; ++c) {
         ExpectBlock(mCalls[1], c, test::Figures{});
+    }
 }
 
 TEST_F(SoundCheckBlocksTest, AFlushPushesSilenceThatTheFiguresCount) {

@@ -48,8 +48,9 @@ OSStatus AudioConverterNew(const AudioStreamBasicDescription* inSourceFormat,
                            AudioConverterRef* outAudioConverter) {
     gScript.from = *inSourceFormat;
     gScript.to = *inDestinationFormat;
-    if (gScript.newStatus != 0)
+    if (gScript.newStatus != 0) {
         return gScript.newStatus;
+    }
     ++gScript.made;
     *outAudioConverter = new OpaqueAudioConverter{inDestinationFormat->mChannelsPerFrame};
     return 0;
@@ -89,16 +90,18 @@ OSStatus AudioConverterFillComplexBuffer(AudioConverterRef converter,
             AudioStreamPacketDescription* descriptions = nullptr;
             status = proc(converter, &packets, &input,
                           gScript.asksForDescriptions ? &descriptions : nullptr, userData);
-            if (status != 0)
+            if (status != 0) {
                 break;
+            }
             EXPECT_EQ(1u, input.mNumberBuffers);
             gScript.descriptions.push_back(descriptions);
             converter->packetsLeft = packets;
             converter->input = static_cast<const SInt16*>(input.mBuffers[0].mData);
         }
         const UInt32 packets = std::min(converter->packetsLeft, wanted - *ioPackets);
-        for (UInt32 i = 0; i < packets * converter->channels; ++i)
+        for (UInt32 i = 0; i < packets * converter->channels; ++i) {
             *to++ = static_cast<float>(*converter->input++) / 32768.0f;
+        }
         converter->packetsLeft -= packets;
         *ioPackets += packets;
     }
@@ -152,8 +155,9 @@ protected:
 
 std::vector<SInt16> RoughIntegers(std::size_t count, std::uint32_t seed) {
     std::vector<SInt16> samples;
-    for (const float sample : test::RoughNoise(count, seed))
+    for (const float sample : test::RoughNoise(count, seed)) {
         samples.push_back(static_cast<SInt16>(sample * 32768.0f));
+    }
     return samples;
 }
 
@@ -165,8 +169,9 @@ std::array<test::Figures, 2> Walked(const std::vector<SInt16>& samples, UInt32 c
     const std::size_t stride = std::size_t{kStep} * channels;
     std::vector<float> step(stride);
     for (std::size_t at = 0; at + stride <= samples.size(); at += stride) {
-        for (std::size_t i = 0; i < stride; ++i)
+        for (std::size_t i = 0; i < stride; ++i) {
             step[i] = static_cast<float>(samples[at + i]) / 32768.0f;
+        }
         EXPECT_EQ(0, analyzer.Process(kStep, step.data()));
     }
     return FiguresOf(*analyzer.GetData());
@@ -197,8 +202,9 @@ TEST_F(SoundCheckConverterTest, EverySizeOfPiecesGivesSingleSteps) {
         for (const std::size_t piece : {std::size_t{1}, std::size_t{1000}, std::size_t{kStep},
                                         std::size_t{kStep + 1}, std::size_t{100000}, frames}) {
             ASSERT_EQ(0, Start(channels));
-            for (std::size_t at = 0; at < frames; at += piece)
+            for (std::size_t at = 0; at < frames; at += piece) {
                 ASSERT_EQ(0, Push(samples, at, std::min(piece, frames - at)));
+            }
             EXPECT_EQ(expected, FiguresOf(*mAnalyzer->GetData())) << channels << ' ' << piece;
         }
     }

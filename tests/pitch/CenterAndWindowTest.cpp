@@ -16,8 +16,9 @@ Vector Noise(std::size_t length, unsigned seed) {
     std::mt19937 random(seed);
     std::normal_distribution<float> normal(0.1f, 0.3f);
     Vector noise(length);
-    for (float& value : noise)
+    for (float& value : noise) {
         value = normal(random);
+    }
     return noise;
 }
 

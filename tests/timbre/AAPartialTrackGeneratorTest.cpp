@@ -42,18 +42,21 @@ private:
 
 std::vector<float> Sine(double frequencyHz, double phase) {
     std::vector<float> samples(kFrame);
-    for (std::size_t n = 0; n < samples.size(); ++n)
+    for (std::size_t n = 0; n < samples.size(); ++n) {
         samples[n] = static_cast<float>(std::cos(
             2 * std::numbers::pi * frequencyHz * static_cast<double>(n) / kRateHz + phase));
+    }
     return samples;
 }
 
 // The largest of the records; a window's side lobes make small ones.
 PartialRecord LoudestOf(const std::vector<PartialRecord>& records) {
     PartialRecord loudest{};
-    for (const PartialRecord& record : records)
-        if (record.mMagnitude > loudest.mMagnitude)
+    for (const PartialRecord& record : records) {
+        if (record.mMagnitude > loudest.mMagnitude) {
             loudest = record;
+        }
+    }
     return loudest;
 }
 

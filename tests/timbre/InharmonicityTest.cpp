@@ -47,8 +47,9 @@ TEST(InharmonicityTest, NothingAndSilenceHaveNone) {
 }
 
 TEST(InharmonicityTest, TheDistanceIsThatFromTheRoundedMultiple) {
-    for (const float x : {0.49999997f, 0.5f, 1.4999999f, 7.75f, -2.25f, 4194304.5f, 8388609.0f})
+    for (const float x : {0.49999997f, 0.5f, 1.4999999f, 7.75f, -2.25f, 4194304.5f, 8388609.0f}) {
         EXPECT_EQ(InharmonicityOf({1}, {x}, 1), 4.0f * std::abs(x - std::round(x))) << x;
+    }
     EXPECT_TRUE(std::isnan(InharmonicityOf({1}, {std::numeric_limits<float>::infinity()}, 1)));
     EXPECT_TRUE(std::isnan(InharmonicityOf({1}, {std::nanf("")}, 1)));
 }

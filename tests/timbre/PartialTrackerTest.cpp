@@ -29,8 +29,9 @@ class PartialTrackerTest : public ::testing::Test {
 protected:
     void Frame(const std::vector<Peak>& peaks, float threshold = -1.0f) {
         mTracker.Peaks().Clear();
-        for (const Peak& peak : peaks)
+        for (const Peak& peak : peaks) {
             mTracker.Peaks().Add(peak);
+        }
         mTracker.Track(mMagnitudes.data(), threshold);
     }
 
@@ -246,17 +247,22 @@ std::vector<ActivePartial> PlainFrame(const std::vector<ActivePartial>& partials
             continue;
         }
         const float heard = magnitudes[static_cast<std::size_t>(std::floor(partial.mBin))];
-        if (nearest != nullptr && least < 1.0f)
+        if (nearest != nullptr && least < 1.0f) {
             lives = false;
-        if (partial.mMissedFrames > 3 || 0.2f * partial.mMagnitude > heard)
+        }
+        if (partial.mMissedFrames > 3 || 0.2f * partial.mMagnitude > heard) {
             lives = false;
+        }
         partial.mMissedFrames += 1;
-        if (lives)
+        if (lives) {
             living.push_back(partial);
+        }
     }
-    for (const Peak& peak : peaks)
-        if (!peak.mMatched)
+    for (const Peak& peak : peaks) {
+        if (!peak.mMatched) {
             living.push_back({peak.mBin, peak.mFrequency, 20.0f, peak.mMagnitude, peak.mPhase, 0});
+        }
+    }
     return living;
 }
 
@@ -270,11 +276,13 @@ TEST_F(PartialTrackerTest, TheQuickSearchFindsWhatASearchOverAllPeaksFinds) {
         std::vector<Peak> peaks;
         for (std::size_t k = 1; k + 1 < kBins; k += 2 + random() % 2) {
             const float place = static_cast<float>(k) + 0.25f * static_cast<float>(random() % 5);
-            if (frame % 2 == 0 || random() % 2 == 0)
+            if (frame % 2 == 0 || random() % 2 == 0) {
                 peaks.push_back(PeakAt(place - 0.5f, 50.0f + static_cast<float>(random() % 64)));
+            }
         }
-        for (std::size_t bin = 0; bin < kBins; ++bin)
+        for (std::size_t bin = 0; bin < kBins; ++bin) {
             mMagnitudes[bin] = 5.0f + static_cast<float>(random() % 64);
+        }
         plain = PlainFrame(plain, peaks, mMagnitudes);
         Frame(peaks);
         ASSERT_EQ(mTracker.Partials().mCount, plain.size());
@@ -302,11 +310,13 @@ Places PlacesOfRandomTracks() {
         for (std::size_t k = 1; k + 1 < kBins; k += 2 + random() % 3) {
             const float place = static_cast<float>(k) + 0.25f * static_cast<float>(random() % 4);
             const float magnitude = 50.0f + static_cast<float>(random() % 64);
-            if (random() % 2 == 0)
+            if (random() % 2 == 0) {
                 tracker.Peaks().Add(PeakAt(place, magnitude));
+            }
         }
-        for (float& magnitude : magnitudes)
+        for (float& magnitude : magnitudes) {
             magnitude = 5.0f + static_cast<float>(random() % 64);
+        }
         tracker.Track(magnitudes.data(), -1.0f);
         const TrackList& partials = tracker.Partials();
         places.insert(places.end(), partials.mBins.data(), partials.mBins.data() + partials.mCount);
@@ -318,8 +328,9 @@ TEST(PartialTrackerSetsTest, EveryInstructionSetTracksAlike) {
     Places expected;
     qel::testing::ForEachInstructionSet([&] {
         const Places places = PlacesOfRandomTracks();
-        if (expected.empty())
+        if (expected.empty()) {
             expected = places;
+        }
         EXPECT_EQ(places, expected);
     });
     EXPECT_GT(expected.size(), 300u);
@@ -328,8 +339,9 @@ TEST(PartialTrackerSetsTest, EveryInstructionSetTracksAlike) {
 // A frame size that is no power of two as well, as quotients by those are products.
 TEST(PartialTrackerTonesTest, WithoutTonesFrequenciesAreThoseOfThePlaces) {
     PartialTracker tracker(kBins);
-    for (UInt32 i = 0; i < 11; ++i)
+    for (UInt32 i = 0; i < 11; ++i) {
         tracker.Peaks().Add(PeakAt(5.3f * static_cast<float>(i) + 0.1f, 100.0f));
+    }
     const std::vector<float> magnitudes(kBins + kVectorRoom, 100.0f);
     tracker.Track(magnitudes.data(), 0.0f);
     const TrackList& partials = tracker.Partials();
@@ -356,9 +368,10 @@ TEST(PartialTrackerManyTest, MoreTracksThanBinsFitTheRoomThatIsMade) {
     const float* const room = tracker.Partials().mBins.data();
     for (int frame = 0; frame < 5; ++frame) {
         tracker.Peaks().Clear();
-        for (UInt32 i = 0; i < MostPeaks(512) / 3; ++i)
+        for (UInt32 i = 0; i < MostPeaks(512) / 3; ++i) {
             tracker.Peaks().Add(
                 PeakAt(6.0f * static_cast<float>(i) + 1.0f * static_cast<float>(frame), 100.0f));
+        }
         tracker.Track(magnitudes.data(), 0.0f);
     }
     EXPECT_EQ(tracker.Partials().mCount, 5u * (MostPeaks(512) / 3));

@@ -29,8 +29,9 @@ Floats Uniform(std::size_t count, float lowest, float highest, unsigned seed) {
     std::mt19937 random(seed);
     std::uniform_real_distribution<float> values(lowest, highest);
     Floats floats(count);
-    for (float& value : floats)
+    for (float& value : floats) {
         value = values(random);
+    }
     return floats;
 }
 
@@ -38,8 +39,9 @@ Floats Uniform(std::size_t count, float lowest, float highest, unsigned seed) {
 Floats Angles(std::size_t count, unsigned seed) {
     Floats angles = Uniform(count, -kPi, kPi, seed);
     const float edges[] = {kPi, -kPi, 0.0f, std::nextafter(kPi, 0.0f), std::nextafter(-kPi, 0.0f)};
-    for (std::size_t i = 0; i < count; i += 3)
+    for (std::size_t i = 0; i < count; i += 3) {
         angles[i] = edges[i / 3 % std::size(edges)];
+    }
     return angles;
 }
 
@@ -60,8 +62,9 @@ Floats PlainlyContinued(const Floats& angles) {
 
 Floats PlainDifferences(const Floats& now, const Floats& before) {
     Floats differences(now.size());
-    for (std::size_t i = 0; i < now.size(); ++i)
+    for (std::size_t i = 0; i < now.size(); ++i) {
         differences[i] = before[i] - now[i];
+    }
     PrincArg(differences.data(), static_cast<unsigned>(differences.size()));
     return differences;
 }
@@ -81,8 +84,9 @@ TEST(PhaseVectorsTest, PhasesAreUnwrappedAndWrappedToTheLastBit) {
 TEST(PhaseVectorsTest, ManyTurnsComeOutTheSame) {
     for (const float step : {-2.0f, -3.1f, 2.0f, 3.1f}) {
         Floats angles(1003);
-        for (std::size_t i = 0; i < angles.size(); ++i)
+        for (std::size_t i = 0; i < angles.size(); ++i) {
             angles[i] = std::remainder(static_cast<float>(i) * 2.0f * step, 2.0f * kPi);
+        }
         EXPECT_EQ(Continued(angles), PlainlyContinued(angles)) << step;
     }
 }
@@ -104,8 +108,9 @@ TEST(PhaseVectorsTest, TermsAreSummedInRisingOrder) {
             const Floats angles = Angles(count, 4);
             const Floats terms = Uniform(count, 0.0f, 1e3f, 5);
             float sum = 0.0f;
-            for (const float term : terms)
+            for (const float term : terms) {
                 sum += term;
+            }
             Floats phases(count);
             EXPECT_EQ(ContinuePhases(angles.data(), terms.data(), phases.data(), count), sum);
         }
@@ -134,8 +139,9 @@ TEST(PhaseVectorsTest, DifferencesAreThePlainOnesToTheLastBit) {
                          {magnitudesBefore.data(), phasesBefore.data(), differencesBefore.data()},
                          count, second.data(), weighted.data());
             EXPECT_EQ(second, expected);
-            for (std::size_t i = 0; i < count; ++i)
+            for (std::size_t i = 0; i < count; ++i) {
                 ASSERT_EQ(weighted[i], magnitudes[i] * expected[i]);
+            }
             EXPECT_EQ(magnitudesBefore, magnitudes);
             EXPECT_EQ(phasesBefore, phases);
             EXPECT_EQ(differencesBefore, first);
@@ -146,10 +152,12 @@ TEST(PhaseVectorsTest, DifferencesAreThePlainOnesToTheLastBit) {
 // All differences of single precision around those where the side changes.
 TEST(PhaseVectorsTest, AroundTheEndsDifferencesAreThePlainOnes) {
     Floats before;
-    for (const float end : {-2.0f * kPi, -kPi, 0.0f, kPi, 2.0f * kPi})
+    for (const float end : {-2.0f * kPi, -kPi, 0.0f, kPi, 2.0f * kPi}) {
         for (float angle = end - 1e-4f; angle < end + 1e-4f;
-             angle = std::max(std::nextafter(angle, 100.0f), angle + 1e-9f))
+             angle = std::max(std::nextafter(angle, 100.0f), angle + 1e-9f)) {
             before.push_back(angle);
+        }
+    }
     const std::size_t count = before.size();
     const Floats none(count);
     const Floats expected = PlainDifferences(none, before);
@@ -159,8 +167,9 @@ TEST(PhaseVectorsTest, AroundTheEndsDifferencesAreThePlainOnes) {
     Floats weighted(count);
     FollowPhases(none.data(), none.data(), {magnitudes.data(), before.data(), differences.data()},
                  count, second.data(), weighted.data());
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
         ASSERT_EQ(differences[i], expected[i]) << i;
+    }
 }
 
 TEST(PhaseVectorsTest, ThePredictionIsTheExponentialOfARealNumber) {

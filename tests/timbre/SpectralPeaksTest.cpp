@@ -26,16 +26,19 @@ PeakSpectrum SpectrumOf(const std::vector<float>& logs) {
 std::vector<Peak> PeaksOf(PeakSpectrum spectrum, float threshold) {
     const float* const logs = spectrum.mLogMagnitudes;
     std::vector<float> withRoom(logs, logs + spectrum.mNumBins);
-    for (UInt32 i = 0; i < kVectorRoom; ++i)
+    for (UInt32 i = 0; i < kVectorRoom; ++i) {
         withRoom.push_back(i % 2 == 0 ? -50.0f : 50.0f);
+    }
     spectrum.mLogMagnitudes = withRoom.data();
     PeakList list(spectrum.mNumBins);
-    if (MostPeaks(spectrum.mNumBins) > 0)
+    if (MostPeaks(spectrum.mNumBins) > 0) {
         list.Add(Peak{}); // of a frame before
+    }
     FindSpectralPeaks(spectrum, threshold, list);
     std::vector<Peak> peaks;
-    for (UInt32 i = 0; i < list.mCount; ++i)
+    for (UInt32 i = 0; i < list.mCount; ++i) {
         peaks.push_back(list.At(i));
+    }
     return peaks;
 }
 
@@ -45,8 +48,9 @@ std::vector<Peak> PeaksOf(const std::vector<float>& logs, float threshold = kLow
 
 std::vector<float> BinsOf(const std::vector<float>& logs, float threshold = kLow) {
     std::vector<float> bins;
-    for (const Peak& peak : PeaksOf(logs, threshold))
+    for (const Peak& peak : PeaksOf(logs, threshold)) {
         bins.push_back(peak.mBin);
+    }
     return bins;
 }
 
@@ -103,12 +107,14 @@ TEST(SpectralPeaksTest, OnlyWhatExceedsTheThresholdIsAPeak) {
 
 TEST(SpectralPeaksTest, PeaksStandInRisingOrderAndFitTheirMost) {
     std::vector<float> logs(512);
-    for (std::size_t k = 1; k < logs.size(); k += 2)
+    for (std::size_t k = 1; k < logs.size(); k += 2) {
         logs[k] = 1.0f;
+    }
     const std::vector<float> bins = BinsOf(logs);
     ASSERT_EQ(bins.size(), MostPeaks(512));
-    for (std::size_t i = 0; i < bins.size(); ++i)
+    for (std::size_t i = 0; i < bins.size(); ++i) {
         EXPECT_EQ(bins[i], static_cast<float>(2 * i + 1));
+    }
 }
 
 TEST(SpectralPeaksTest, ASteepSidePullsTheVertexByHalfABinAtMost) {
@@ -130,16 +136,20 @@ TEST(SpectralPeaksTest, EveryMaximumOfARandomSpectrumIsFound) {
     std::mt19937 random(11);
     for (std::size_t count = 3; count < 220; ++count) {
         std::vector<float> logs(count);
-        for (float& log : logs)
+        for (float& log : logs) {
             log = static_cast<float>(random() % 8);
+        }
         constexpr float kThreshold = 2.0f;
         std::vector<float> levels;
-        for (std::size_t k = 1; k + 1 < count; ++k)
-            if (logs[k] > logs[k - 1] && logs[k] >= logs[k + 1] && logs[k] > kThreshold)
+        for (std::size_t k = 1; k + 1 < count; ++k) {
+            if (logs[k] > logs[k - 1] && logs[k] >= logs[k + 1] && logs[k] > kThreshold) {
                 levels.push_back(logs[k - 1]);
+            }
+        }
         std::vector<float> found;
-        for (const Peak& peak : PeaksOf(logs, kThreshold))
+        for (const Peak& peak : PeaksOf(logs, kThreshold)) {
             found.push_back(peak.mLogMagnitude);
+        }
         ASSERT_EQ(found, levels) << count;
     }
 }
@@ -147,13 +157,15 @@ TEST(SpectralPeaksTest, EveryMaximumOfARandomSpectrumIsFound) {
 TEST(SpectralPeaksTest, EveryInstructionSetFindsTheSamePeaks) {
     std::mt19937 random(13);
     std::vector<float> logs(515);
-    for (float& log : logs)
+    for (float& log : logs) {
         log = static_cast<float>(random() % 1000) / 100.0f;
+    }
     std::vector<Peak> expected;
     qel::testing::ForEachInstructionSet([&] {
         const std::vector<Peak> peaks = PeaksOf(SpectrumOf(logs), 1.0f);
-        if (expected.empty())
+        if (expected.empty()) {
             expected = peaks;
+        }
         ASSERT_EQ(peaks.size(), expected.size());
         for (std::size_t i = 0; i < peaks.size(); ++i) {
             EXPECT_EQ(peaks[i].mBin, expected[i].mBin) << i;
@@ -167,8 +179,9 @@ TEST(SpectralPeaksTest, EveryInstructionSetFindsTheSamePeaks) {
 
 TEST(SpectralPeaksTest, PeaksThatShareAVectorWithPlacelessOnesStay) {
     std::vector<float> logs(40);
-    for (std::size_t k = 1; k < logs.size(); k += 2)
+    for (std::size_t k = 1; k < logs.size(); k += 2) {
         logs[k] = 1.0f;
+    }
     logs[10] = kInfinity; // the bins beside it are no maxima, and it has no vertex
     const std::vector<Peak> peaks = PeaksOf(SpectrumOf(logs), kLow);
     std::vector<float> bins;
@@ -186,10 +199,12 @@ TEST(SpectralPeaksTest, PeaksThatShareAVectorWithPlacelessOnesStay) {
 TEST(LogarithmTest, LogarithmsAreThoseOfDoublePrecisionToTheLastPlaceOrSo) {
     std::mt19937 random(12);
     std::vector<float> magnitudes;
-    for (int i = 0; i < 200003; ++i)
+    for (int i = 0; i < 200003; ++i) {
         magnitudes.push_back(std::exp2(static_cast<float>(random() % 138000) / 1000.0f - 9.9f));
-    for (float x = 0.5f; x < 2.0f; x += 1.0f / 16384.0f)
+    }
+    for (float x = 0.5f; x < 2.0f; x += 1.0f / 16384.0f) {
         magnitudes.push_back(x);
+    }
     std::vector<float> logs(magnitudes.size());
     std::vector<float> raised = magnitudes;
     RaiseAndTakeLogarithms(raised.data(), static_cast<UInt32>(raised.size()), 0.001f, logs.data());
@@ -211,8 +226,9 @@ TEST(LogarithmTest, WhatIsBelowTheLeastOrNoNumberIsRaised) {
     RaiseAndTakeLogarithms(magnitudes.data(), 11, 0.001f, logs.data());
     EXPECT_EQ(magnitudes, (std::vector<float>{0.001f, 0.001f, 0.001f, 0.001f, 1, 0.001f, kInfinity,
                                               2, 0.001f, 0.001f, 1}));
-    for (std::size_t i = 0; i < logs.size(); ++i)
+    for (std::size_t i = 0; i < logs.size(); ++i) {
         EXPECT_FLOAT_EQ(logs[i], std::log(magnitudes[i])) << i;
+    }
 }
 
 } // namespace

@@ -23,8 +23,9 @@ std::vector<float> ReadSamples() {
     std::vector<float> samples;
     std::array<float, 4096> block;
     std::size_t count = 0;
-    while ((count = std::fread(block.data(), sizeof(float), block.size(), stdin)) > 0)
+    while ((count = std::fread(block.data(), sizeof(float), block.size(), stdin)) > 0) {
         samples.insert(samples.end(), block.begin(), block.begin() + static_cast<long>(count));
+    }
     return samples;
 }
 
@@ -53,11 +54,13 @@ void PrintRhythm(const std::vector<float>& audio) {
     std::vector<int> downBeats;
     downBeat.findDownBeats(decimated, length, beats, downBeats);
     std::printf("beats");
-    for (const double beat : beats)
+    for (const double beat : beats) {
         std::printf(" %.6f", Seconds(beat));
+    }
     std::printf("\ndownbeats");
-    for (const int index : downBeats)
+    for (const int index : downBeats) {
         std::printf(" %.6f", Seconds(beats[static_cast<std::size_t>(index)]));
+    }
     std::printf("\n");
 }
 
@@ -70,8 +73,9 @@ void PrintKey(const std::vector<float>& audio) {
     for (std::size_t start = 0; start + frame.size() <= audio.size(); start += keys.getHopSize()) {
         std::copy_n(audio.data() + start, frame.size(), frame.data());
         const int key = keys.process(frame.data());
-        if (key > 0 && key <= 24)
+        if (key > 0 && key <= 24) {
             ++counts[static_cast<std::size_t>(key)];
+        }
     }
     std::printf("key %ld\n", std::max_element(counts.begin(), counts.end()) - counts.begin());
 }
@@ -81,10 +85,12 @@ void PrintKey(const std::vector<float>& audio) {
 int main(int argc, char** argv) {
     const std::vector<float> audio = ReadSamples();
     for (int i = 1; i < argc; ++i) {
-        if (std::string_view(argv[i]) == "rhythm")
+        if (std::string_view(argv[i]) == "rhythm") {
             PrintRhythm(audio);
-        if (std::string_view(argv[i]) == "key")
+        }
+        if (std::string_view(argv[i]) == "key") {
             PrintKey(audio);
+        }
     }
     return 0;
 }

@@ -21,8 +21,9 @@ public:
         pushedFrames.push_back(frames);
         for (UInt32 b = 0; b < list->mNumberBuffers; ++b) {
             const auto* samples = static_cast<const float*>(list->mBuffers[b].mData);
-            for (UInt32 i = 0; i < frames; ++i)
+            for (UInt32 i = 0; i < frames; ++i) {
                 pushedSamples.push_back(samples[i]);
+            }
         }
         return -12345; // dropped by Process
     }
@@ -34,8 +35,9 @@ public:
 
     void AllocateBuffers() override {
         ++allocations;
-        if (failAllocation)
+        if (failAllocation) {
             throw std::bad_alloc();
+        }
     }
 
     static void Receive(void* unused, CFStringRef key, UInt32 count, QelAudioAnalysisBlock* blocks,
@@ -123,8 +125,9 @@ TEST(QelAAAnalysisBaseTest, MetaDataIsTheSampleRateAlone) {
     double rate = 0.0;
     std::memcpy(&rate, record, sizeof rate);
     EXPECT_EQ(rate, 44100.0);
-    for (std::size_t i = sizeof rate; i < sizeof record; ++i)
+    for (std::size_t i = sizeof rate; i < sizeof record; ++i) {
         EXPECT_EQ(record[i], 0xA5) << "byte " << i;
+    }
 }
 
 TEST(QelAAAnalysisBaseTest, DefaultsAnswerNothing) {
@@ -194,8 +197,9 @@ TEST(QelAAAnalysisBaseTest, FloatBlocksBecomeArraysByChannelThenFrame) {
     std::vector<std::vector<float>> values = {
         {0.0f, 0.5f}, {10.0f, 10.5f}, {1.0f, 1.5f}, {11.0f, 11.5f}};
     std::vector<QelAudioAnalysisBlock> blocks;
-    for (auto& v : values)
+    for (auto& v : values) {
         blocks.push_back({v.data(), static_cast<UInt32>(v.size() * sizeof(float))});
+    }
     CACFDictionary dict(true);
     probe.MakeFloatArrayForKey(&dict, blocks.data(), 4, CFSTR("key"));
 
@@ -231,9 +235,10 @@ TEST(QelAAAnalysisBaseTest, ABlockShorterThanTheFirstIsReadToItsEndOnly) {
     const auto frames = static_cast<CFArrayRef>(CFArrayGetValueAtIndex(channels, 0));
     ASSERT_EQ(CFArrayGetCount(frames), 3);
     const CFIndex expected[] = {3, 1, 0};
-    for (CFIndex f = 0; f < 3; ++f)
+    for (CFIndex f = 0; f < 3; ++f) {
         EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(CFArrayGetValueAtIndex(frames, f))),
                   expected[f]);
+    }
 }
 
 } // namespace

@@ -87,8 +87,9 @@ TEST(QelAAAnalysisGeneratorTest, MetaDataLeavesTheReservedBytesAlone) {
     EXPECT_EQ(record.mSampleRate, 48000.0);
     EXPECT_EQ(record.mFrameSize, 1024u);
     EXPECT_EQ(record.mHopSize, 256u);
-    for (const UInt8 byte : record.mReserved)
+    for (const UInt8 byte : record.mReserved) {
         EXPECT_EQ(byte, 0x5A);
+    }
 }
 
 TEST(QelAAAnalysisGeneratorTest, ProcessPushesNoSilence) {

@@ -35,8 +35,9 @@ const std::vector<Row> kRows = {QEL_KEY_TABLE(QEL_KEY)};
 #undef QEL_KEY
 
 TEST(KeyFactsTest, EveryRowHasTheTextOfItsName) {
-    for (const Row& row : kRows)
+    for (const Row& row : kRows) {
         EXPECT_EQ(Text(row.name), row.text) << row.symbol;
+    }
 }
 
 TEST(KeyFactsTest, EveryNameHasARowInTheOrderOfTheTable) {
@@ -44,29 +45,35 @@ TEST(KeyFactsTest, EveryNameHasARowInTheOrderOfTheTable) {
     ASSERT_TRUE(header);
     const std::string start = "#define kQelAnalysisKey_";
     std::vector<std::string> names;
-    for (std::string line; std::getline(header, line);)
-        if (line.starts_with(start))
+    for (std::string line; std::getline(header, line);) {
+        if (line.starts_with(start)) {
             names.push_back(line.substr(start.size(), line.find(' ', start.size()) - start.size()));
+        }
+    }
     std::vector<std::string> symbols;
-    for (const Row& row : kRows)
+    for (const Row& row : kRows) {
         symbols.push_back(row.symbol);
+    }
     EXPECT_EQ(names, symbols);
 }
 
 TEST(KeyFactsTest, KeysAreListedInTheOrderOfTheTable) {
     std::vector<std::string> listed;
-    for (CFStringRef key : ListedKeys())
+    for (CFStringRef key : ListedKeys()) {
         listed.push_back(Text(key));
+    }
     std::vector<std::string> texts;
-    for (const Row& row : kRows)
+    for (const Row& row : kRows) {
         texts.push_back(row.text);
+    }
     EXPECT_EQ(listed, texts);
 }
 
 TEST(KeyFactsTest, ACompanionCreatesTheSlotOfItsKey) {
     for (const Row& row : kRows) {
-        if (row.facts.companion.empty())
+        if (row.facts.companion.empty()) {
             continue;
+        }
         const std::string companion(row.facts.companion);
         CFStringRef key =
             CFStringCreateWithCString(nullptr, companion.c_str(), kCFStringEncodingASCII);

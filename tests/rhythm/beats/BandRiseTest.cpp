@@ -41,8 +41,9 @@ TEST(BandRiseTest, IsTheMeanRiseOfLevelsWithinEightyDecibels) {
         }
         // Levels up to 120 dB in single precision.
         EXPECT_NEAR(rise, BandRise(logEnergies.data(), kept.data(), kBands), 1e-4) << frame;
-        for (std::size_t b = 0; b < kBands; ++b)
+        for (std::size_t b = 0; b < kBands; ++b) {
             EXPECT_NEAR(levels[b], kept[b], 1e-4) << frame << " band " << b;
+        }
     }
 }
 
@@ -66,8 +67,9 @@ TEST(BandRiseTest, AFallCountsAsNothing) {
 TEST(BandRiseTest, TheLowestMeanIsThatOfTheFirstValues) {
     // Whole numbers have exact sums in any order.
     Vector values(kBands + 1, 1000.0f);
-    for (std::size_t n = 0; n < kBands; ++n)
+    for (std::size_t n = 0; n < kBands; ++n) {
         values[n] = static_cast<float>(n);
+    }
     EXPECT_EQ(19.5f, LowestMean(values.data(), kBands));
     EXPECT_EQ(3.5f, LowestMean(values.data(), 8));
 }
@@ -82,8 +84,9 @@ TEST(BandRiseTest, EveryInstructionSetGivesTheSame) {
                           BandRise(second.data(), levels.data(), kBands),
                           LowestMean(first.data(), kBands)};
         results.insert(results.end(), levels.begin(), levels.end());
-        if (expected.empty())
+        if (expected.empty()) {
             expected = results;
+        }
         EXPECT_EQ(expected, results);
     });
     EXPECT_EQ(kBands + 3, expected.size());

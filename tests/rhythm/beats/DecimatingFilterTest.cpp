@@ -29,8 +29,9 @@ void ExpectPlainSums(std::size_t taps, std::size_t step, std::size_t count) {
     const Vector values = Decimated(filter, samples, step, count);
     for (std::size_t r = 0; r < count; ++r) {
         double expected = 0.0;
-        for (std::size_t n = 0; n < taps; ++n)
+        for (std::size_t n = 0; n < taps; ++n) {
             expected += double{filter[n]} * double{samples[r * step + n]};
+        }
         // Partial sums in single precision of terms below 1.
         EXPECT_NEAR(expected, values[r], 1e-7 * static_cast<double>(taps) + 1e-12)
             << taps << " taps, step " << step << ", value " << r << " of " << count;
@@ -39,10 +40,13 @@ void ExpectPlainSums(std::size_t taps, std::size_t step, std::size_t count) {
 
 TEST(DecimatingFilterTest, EqualsThePlainSumsForAnyNumberOfTapsAndValues) {
     // Blocks of no vector, of vectors and a rest, and of more taps than are taken at a time.
-    for (const std::size_t step : {1u, 7u, 8u, 80u, 441u, 1100u})
-        for (const std::size_t taps : {0u, 1u, 300u, 441u, 4u * 441u, 5000u})
-            for (const std::size_t count : {1u, 7u, 8u, 41u})
+    for (const std::size_t step : {1u, 7u, 8u, 80u, 441u, 1100u}) {
+        for (const std::size_t taps : {0u, 1u, 300u, 441u, 4u * 441u, 5000u}) {
+            for (const std::size_t count : {1u, 7u, 8u, 41u}) {
                 ExpectPlainSums(taps, step, count);
+            }
+        }
+    }
 }
 
 TEST(DecimatingFilterTest, AValueDoesNotDependOnTheValuesBesideIt) {
@@ -96,8 +100,9 @@ TEST(DecimatingFilterTest, EveryInstructionSetGivesTheSameValues) {
     Vector expected;
     qel::testing::ForEachInstructionSet([&] {
         const Vector values = Decimated(filter, samples, 441, 13);
-        if (expected.empty())
+        if (expected.empty()) {
             expected = values;
+        }
         EXPECT_EQ(expected, values);
     });
     EXPECT_EQ(13u, expected.size());
@@ -109,8 +114,9 @@ TEST(DecimatingFilterTest, AnInfiniteSampleSpoilsTheValuesThatReachItAlone) {
         Vector samples(290, 1.0f);
         samples[place] = std::numeric_limits<float>::infinity();
         const Vector values = Decimated(filter, samples, 19, 11);
-        for (std::size_t r = 0; r < values.size(); ++r)
+        for (std::size_t r = 0; r < values.size(); ++r) {
             EXPECT_EQ(r * 19 <= place && place < r * 19 + 100, std::isnan(values[r])) << r;
+        }
     }
 }
 

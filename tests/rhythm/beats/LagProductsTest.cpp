@@ -15,8 +15,9 @@ using Vector = std::vector<float>;
 
 // Product by product, in the order that the sums are given in.
 Vector PlainSums(const Vector& signal, std::size_t lag, Vector sums) {
-    for (std::size_t n = 0; n + lag < signal.size(); ++n)
+    for (std::size_t n = 0; n + lag < signal.size(); ++n) {
         sums[n % lag] += signal[n + lag] * signal[n];
+    }
     return sums;
 }
 
@@ -43,8 +44,9 @@ TEST(LagProductsTest, AreThoseOfThePlainLoopToTheLastBit) {
 
 TEST(LagProductsTest, AreNoneWhereTheLagReachesTheEnd) {
     const Vector signal = Noise(100, 3);
-    for (const std::size_t lag : {100u, 101u, 1000u})
+    for (const std::size_t lag : {100u, 101u, 1000u}) {
         EXPECT_EQ(Vector(lag, 1.0f), Sums(signal, lag, Vector(lag, 1.0f)));
+    }
 }
 
 } // namespace

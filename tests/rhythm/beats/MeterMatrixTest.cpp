@@ -44,26 +44,31 @@ public:
                 row[n % lag] += double{signal[n + lag]} * double{signal[n]};
                 counts[n % lag] += 1.0;
             }
-            for (UInt32 p = 0; p < kCount; ++p)
-                if (counts[p] != 0.0)
+            for (UInt32 p = 0; p < kCount; ++p) {
+                if (counts[p] != 0.0) {
                     row[p] /= counts[p];
+                }
+            }
         }
     }
 
     // Zero outside of the matrix.
     double Phase(int lag, int phase) const {
         const auto count = static_cast<int>(kCount);
-        if (lag < 1 || lag > count || phase < 0 || phase >= count)
+        if (lag < 1 || lag > count || phase < 0 || phase >= count) {
             return 0.0;
+        }
         return mPhases[static_cast<std::size_t>(lag - 1) * kCount +
                        static_cast<std::size_t>(phase)];
     }
 
     double Smoothed(int lag, int phase) const {
         double sum = 0.0;
-        for (int l = lag - 1; l <= lag + 1; ++l)
-            for (int p = phase - 1; p <= phase + 1; ++p)
+        for (int l = lag - 1; l <= lag + 1; ++l) {
+            for (int p = phase - 1; p <= phase + 1; ++p) {
                 sum += Phase(l, p);
+            }
+        }
         return sum;
     }
 
@@ -79,8 +84,9 @@ struct DirectRows {
         for (UInt32 lag = 1; lag <= kCount; ++lag) {
             float* const row = smoothed.data() + (lag - 1) * std::size_t{kCount};
             matrix.SmoothedRow(lag, row);
-            for (UInt32 p = 0; p < 2 * kCount; ++p)
+            for (UInt32 p = 0; p < 2 * kCount; ++p) {
                 extended[(lag - 1) * std::size_t{2 * kCount} + p] = row[p % lag];
+            }
         }
     }
 
@@ -127,9 +133,10 @@ TEST(MeterMatrixTest, LagsAboveTheLengthOfTheSignalStayZero) {
     matrix.Accumulate(signal.data());
     EXPECT_EQ(matrix.Row(99)[0], 1.0f);
     EXPECT_EQ(matrix.Row(99)[1], 0.0f);
-    for (UInt32 lag = 100; lag <= kCount; ++lag)
+    for (UInt32 lag = 100; lag <= kCount; ++lag) {
         EXPECT_TRUE(std::all_of(matrix.Row(lag), matrix.Row(lag) + kCount,
                                 [](float value) { return value == 0.0f; }));
+    }
     MeterMatrix empty(0);
     empty.Accumulate(nullptr);
     EXPECT_EQ(empty.Row(1)[0], 0.0f);
@@ -145,11 +152,13 @@ TEST(MeterMatrixTest, LaterChannelsSumOnTopOfEarlierMeans) {
     DirectMatrix direct;
     direct.Accumulate(first);
     direct.Accumulate(second);
-    for (const UInt32 lag : {1u, 7u, 150u, 1350u})
-        for (UInt32 p = 0; p < lag; ++p)
+    for (const UInt32 lag : {1u, 7u, 150u, 1350u}) {
+        for (UInt32 p = 0; p < lag; ++p) {
             ASSERT_NEAR(matrix.Row(lag)[p],
                         direct.Phase(static_cast<int>(lag), static_cast<int>(p)), 4e-5)
                 << lag << " " << p;
+        }
+    }
 }
 
 TEST(MeterMatrixTest, SmoothingIsABoxOfThreeByThreeWithZerosAround) {
@@ -161,9 +170,10 @@ TEST(MeterMatrixTest, SmoothingIsABoxOfThreeByThreeWithZerosAround) {
     std::vector<float> row(kCount);
     for (const UInt32 lag : {1u, 2u, 3u, 50u, 149u, 1349u, 1350u}) {
         matrix.SmoothedRow(lag, row.data());
-        for (UInt32 p = 0; p < kCount; ++p)
+        for (UInt32 p = 0; p < kCount; ++p) {
             ASSERT_NEAR(row[p], direct.Smoothed(static_cast<int>(lag), static_cast<int>(p)), 4e-4)
                 << lag << " " << p;
+        }
     }
 }
 
@@ -211,10 +221,12 @@ TEST(MeterMatrixTest, TheWorkAsksEveryHundredShiftsAndStopsWhenTold) {
 // for all of them. Measured here at 60 to 120 times; a build that checks every access tells
 // nothing.
 TEST(MeterMatrixTest, RepetitionIsAtLeastFortyTimesAsFastAsTheDirectProducts) {
-    if (testing_support::kIsSanitized)
+    if (testing_support::kIsSanitized) {
         GTEST_SKIP() << "a checker slows both by different factors";
-    if (std::string(QEL_FFT_BACKEND) != "fftw")
+    }
+    if (std::string(QEL_FFT_BACKEND) != "fftw") {
         GTEST_SKIP() << "forty times is FFTW's figure; other transforms are slower";
+    }
     const std::vector<float> signal = Pulses(6000, 5);
     MeterMatrix matrix(6000);
     matrix.Accumulate(signal.data());
@@ -223,8 +235,9 @@ TEST(MeterMatrixTest, RepetitionIsAtLeastFortyTimesAsFastAsTheDirectProducts) {
 
     const std::clock_t start = std::clock();
     double sum = 0.0;
-    for (UInt32 shift = 0; shift < kCount; shift += kStep)
+    for (UInt32 shift = 0; shift < kCount; shift += kStep) {
         sum += direct.Product(shift);
+    }
     const std::clock_t middle = std::clock();
     sum += double{matrix.Repetition(GoOn).front()};
     const std::clock_t end = std::clock();

@@ -23,8 +23,9 @@ TEST(RecentSamplesTest, AnyOfTheNewestSamplesBeginsAPieceThatReachesTheEnd) {
     std::vector<float> stream;
     for (int push = 0; push < 200; ++push) {
         std::vector<float> samples(random() % (kLength + 1));
-        for (float& sample : samples)
+        for (float& sample : samples) {
             sample = static_cast<float>(1 + random() % 1000);
+        }
         recent.Append(samples.data(), samples.size());
         stream.insert(stream.end(), samples.begin(), samples.end());
         for (std::size_t back = 1; back <= std::min(kLength, stream.size()); ++back) {

@@ -30,8 +30,9 @@ float PlainCompressed(float x, float mu) {
 // From the smallest normal number to beyond the largest energies.
 TEST(MuLawCompressTest, EachValueIsThatOfTheDefinitionOrItsNeighbour) {
     Vector x = {0.0F};
-    for (float value = std::numeric_limits<float>::min(); value < 1e8F; value *= 1.0037F)
+    for (float value = std::numeric_limits<float>::min(); value < 1e8F; value *= 1.0037F) {
         x.push_back(value);
+    }
     for (const float mu : {10.0F, 10000.0F}) {
         const Vector y = Compressed(x, mu);
         std::size_t numDifferent = 0;
@@ -48,18 +49,21 @@ TEST(MuLawCompressTest, EachValueIsThatOfTheDefinitionOrItsNeighbour) {
 }
 
 TEST(MuLawCompressTest, ZeroAndOneStay) {
-    for (const float mu : {0.5F, 10.0F, 10000.0F})
+    for (const float mu : {0.5F, 10.0F, 10000.0F}) {
         EXPECT_EQ((Vector{0.0F, 1.0F}), Compressed({0.0F, 1.0F}, mu));
+    }
 }
 
 // A vector's lanes and the rest behind it give the same.
 TEST(MuLawCompressTest, AValueDoesNotDependOnItsPlace) {
     Vector x;
-    for (int i = 0; i < 37; ++i)
+    for (int i = 0; i < 37; ++i) {
         x.push_back(0.003F * static_cast<float>(i * i));
+    }
     const Vector whole = Compressed(x, 10.0F);
-    for (std::size_t i = 0; i < x.size(); ++i)
+    for (std::size_t i = 0; i < x.size(); ++i) {
         EXPECT_EQ(Compressed({x[i]}, 10.0F)[0], whole[i]) << i;
+    }
 }
 
 TEST(MuLawCompressTest, EndsOfTheRange) {

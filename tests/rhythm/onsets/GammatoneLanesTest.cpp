@@ -54,9 +54,10 @@ public:
     std::vector<Vector> OneByOne(const float* input, int samples) {
         Vector imag(static_cast<std::size_t>(samples));
         std::vector<Vector> bands(static_cast<std::size_t>(mAnalyzer.bandCount), imag);
-        for (std::size_t b = 0; b < bands.size(); ++b)
+        for (std::size_t b = 0; b < bands.size(); ++b) {
             gfb_Analyze(bands[b].data(), imag.data(), input, mAnalyzer.filters[b], nullptr, nullptr,
                         samples);
+        }
         return bands;
     }
 
@@ -123,8 +124,9 @@ TEST(GammatoneLanesTest, AnyNumberOfBandsFillsTheLanes) {
         Bank plain({44100.0f, 100.0f, 11000.0f, 100.0f, 1.5f, 0});
         ASSERT_EQ(plain.Record().bandCount, MAX_N_BANDS);
         for (Bank* bank : {&lanes, &plain}) {
-            for (int b = bands; b < MAX_N_BANDS; ++b)
+            for (int b = bands; b < MAX_N_BANDS; ++b) {
                 utFree(&bank->Record().filters[b]);
+            }
             bank->Record().bandCount = bands;
         }
         SCOPED_TRACE(bands);
@@ -139,8 +141,9 @@ TEST(GammatoneLanesTest, EveryInstructionSetGivesTheSameSums) {
     qel::testing::ForEachInstructionSet([&] {
         Bank lanes;
         const Vector sums = lanes.InLanes(input.data(), 3000);
-        if (expected.empty())
+        if (expected.empty()) {
             expected = sums;
+        }
         EXPECT_EQ(sums, expected);
     });
     EXPECT_EQ(expected.size(), 3000u);
@@ -159,8 +162,9 @@ TEST(GammatoneLanesTest, WhatIsNotFiniteComesOutWhereTheFiltersHaveIt) {
             const std::vector<Vector> bands = plain.OneByOne(input.data(), 400);
             for (std::size_t i = 0; i < sums.size(); ++i) {
                 float sum = 0.0f;
-                for (const Vector& band : bands)
+                for (const Vector& band : bands) {
                     sum += band[i];
+                }
                 EXPECT_EQ(std::isnan(sums[i]), std::isnan(sum)) << i;
                 EXPECT_EQ(std::isinf(sums[i]), std::isinf(sum)) << i;
             }
@@ -184,18 +188,21 @@ TEST(GammatoneLanesTest, NoSamplesLeaveEverythingAsItIs) {
 double DemandedSpeedup() {
     const int64_t targets = hwy::SupportedTargets();
 #if defined(__x86_64__)
-    if ((targets & (HWY_AVX3 | HWY_AVX3_DL)) != 0)
+    if ((targets & (HWY_AVX3 | HWY_AVX3_DL)) != 0) {
         return 8.0;
-    if ((targets & HWY_AVX2) != 0)
+    }
+    if ((targets & HWY_AVX2) != 0) {
         return 4.0;
+    }
 #endif
     return targets != 0 ? 2.0 : 1.0;
 }
 
 // CPU time, which other processes do not lengthen much; the best of several turns.
 TEST(GammatoneLanesTest, LanesAreManyTimesAsFastAsTheFiltersOneByOne) {
-    if (testing_support::kIsSanitized)
+    if (testing_support::kIsSanitized) {
         GTEST_SKIP() << "a checker slows both by different factors";
+    }
     const Vector input = Noise(kLongestBlock, 8);
     Bank lanes;
     Bank plain;
@@ -211,13 +218,15 @@ TEST(GammatoneLanesTest, LanesAreManyTimesAsFastAsTheFiltersOneByOne) {
             for (int b = 0; b < plain.Record().bandCount; ++b) {
                 gfb_Analyze(real.data(), imag.data(), input.data(), plain.Record().filters[b],
                             nullptr, nullptr, kLongestBlock);
-                for (std::size_t i = 0; i < sum.size(); ++i)
+                for (std::size_t i = 0; i < sum.size(); ++i) {
                     sum[i] += real[i];
+                }
             }
         }
         const std::clock_t middle = std::clock();
-        for (int block = 0; block < 10; ++block)
+        for (int block = 0; block < 10; ++block) {
             gfb_AnalyzeSum(sum.data(), input.data(), &lanes.Record(), kLongestBlock);
+        }
         const std::clock_t end = std::clock();
         plainTime = std::min(plainTime, static_cast<double>(middle - start));
         lanesTime = std::min(lanesTime, static_cast<double>(end - middle));

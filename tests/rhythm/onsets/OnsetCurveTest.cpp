@@ -26,13 +26,15 @@ constexpr float kB[] = {1.0f - kPole, 0.0f};
 Vector StepByStep(Vector curve) {
     const auto n = static_cast<unsigned int>(curve.size());
     ComputeWeightedDifference(curve.data(), n, curve.data(), 0.8999999761581421f);
-    if (n > 0)
+    if (n > 0) {
         curve.back() = 0.0f;
+    }
     HalfWaveRectify(curve.data(), n, curve.data());
     MuLawCompress(curve.data(), n, curve.data(), 10.0f);
     float state = 0.0f;
-    for (auto value = curve.rbegin(); value != curve.rend(); ++value)
+    for (auto value = curve.rbegin(); value != curve.rend(); ++value) {
         filter(kA, kB, 1, &state, *value, *value);
+    }
     return curve;
 }
 
@@ -45,8 +47,9 @@ Vector Noise(std::size_t length, unsigned seed) {
     std::mt19937 random(seed);
     std::normal_distribution<float> normal(0.0f, 0.3f);
     Vector noise(length);
-    for (float& value : noise)
+    for (float& value : noise) {
         value = normal(random);
+    }
     return noise;
 }
 

@@ -25,8 +25,9 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 float Median(Vector values, bool zeroBehind) {
-    if (zeroBehind)
+    if (zeroBehind) {
         values.push_back(0.0f);
+    }
     float median = kNaN;
     ComputeMedianOfFloatVector(values.data(), static_cast<unsigned int>(values.size()), median);
     return median;
@@ -34,10 +35,11 @@ float Median(Vector values, bool zeroBehind) {
 
 void ExpectAgreement(const Vector& values, float level) {
     const auto count = static_cast<unsigned int>(values.size());
-    for (const bool zeroBehind : {false, true})
+    for (const bool zeroBehind : {false, true}) {
         EXPECT_EQ(IsMedianAbove(values.data(), count, zeroBehind, level),
                   Median(values, zeroBehind) > level)
             << count << " values, " << zeroBehind << ", level " << level;
+    }
 }
 
 TEST(OnsetPeaksSpeedTest, AMedianIsAboveALevelWhenItsValueIs) {
@@ -49,9 +51,10 @@ TEST(OnsetPeaksSpeedTest, AMedianIsAboveALevelWhenItsValueIs) {
     for (int round = 0; round < 3000; ++round) {
         Vector values(random() % 12);
         const bool hasFaults = round % 3 == 0;
-        for (float& value : values)
+        for (float& value : values) {
             value = hasFaults && random() % 4 == 0 ? faults[random() % faults.size()]
                                                    : choices[random() % choices.size()];
+        }
         for (const float level : {-1.0f, 0.0f, 0.1f, 0.15f, 0.25f, 0.3f, 0.4f, 1.0f}) {
             ExpectAgreement(values, level);
             above += Median(values, false) > level ? 1u : 0u;
@@ -84,8 +87,9 @@ struct PlainSearch {
 
     PlainSearch(Vector x, int window, float strongLevel) {
         const float greatest = *std::max_element(x.begin(), x.end());
-        for (float& value : x)
+        for (float& value : x) {
             value /= greatest;
+        }
         const auto n = static_cast<SInt64>(x.size());
         std::vector<SInt64> candidates;
         const auto at = [&](SInt64 i) { return x[static_cast<std::size_t>(i)]; };
@@ -93,23 +97,27 @@ struct PlainSearch {
             const bool isNear = std::any_of(candidates.begin(), candidates.end(), [&](SInt64 p) {
                 return window / 4 > 0 && std::abs(i - p) < window / 4;
             });
-            if (at(i) > at(i - 1) && at(i) > at(i + 1) && at(i) > 0.0f && !isNear)
+            if (at(i) > at(i - 1) && at(i) > at(i + 1) && at(i) > 0.0f && !isNear) {
                 candidates.push_back(i);
+            }
         }
         for (const SInt64 p : candidates) {
             const SInt64 low = std::max<SInt64>(p - window, 0);
             const SInt64 high = std::min<SInt64>(p + window, n);
             Vector around;
-            for (SInt64 i = low; i <= high; ++i)
+            for (SInt64 i = low; i <= high; ++i) {
                 around.push_back(i < n ? at(i) : 0.0f);
+            }
             bool isRefused = Median(around, false) > at(p);
             for (const unsigned int onset : indices) {
                 const SInt64 distance = p - onset;
-                if (!(at(p) >= strongLevel && distance <= 1024) && std::abs(distance) < window)
+                if (!(at(p) >= strongLevel && distance <= 1024) && std::abs(distance) < window) {
                     isRefused = true;
+                }
             }
-            if (isRefused)
+            if (isRefused) {
                 continue;
+            }
             indices.push_back(static_cast<unsigned int>(p));
             values.push_back(at(p));
         }
@@ -169,8 +177,9 @@ TEST(OnsetPeaksSpeedTest, ThereIsRoomForEveryMaximum) {
     for (const int distance : {-1, 0, 1, 2, 3, 5, 100}) {
         for (const unsigned int n : {3u, 4u, 5u, 99u, 100u, 101u, 203u}) {
             Vector teeth(n);
-            for (unsigned int i = 0; i < n; ++i)
+            for (unsigned int i = 0; i < n; ++i) {
                 teeth[i] = i % 2 == 1 ? 1.0f : 0.0f;
+            }
             std::vector<unsigned int> indices(MaxPeaks(n, distance) + 1, 7777u);
             Vector values(indices.size());
             unsigned int count = 0;
@@ -197,8 +206,9 @@ double TimePerValue(std::size_t length, int window) {
 
 // Whether the window is fixed, as at the sensitivity 100, or a share of the stream.
 TEST(OnsetPeaksSpeedTest, TimeGrowsWithTheLengthAndNoFaster) {
-    if (testing_support::kIsSanitized)
+    if (testing_support::kIsSanitized) {
         GTEST_SKIP() << "a checker slows long and short runs by different factors";
+    }
     constexpr std::size_t kShort = 200'000;
     constexpr std::size_t kLong = 16 * kShort;
     // A quadratic search takes 16 times as long per value; caches alone take up to twice.

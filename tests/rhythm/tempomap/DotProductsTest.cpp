@@ -30,8 +30,9 @@ TEST(DotProductsTest, EqualThePlainSumsForAnyNumberOfRowsAndTerms) {
             const Vector sums = Products(shared, rows, length, count);
             for (std::size_t r = 0; r < count; ++r) {
                 double expected = 0.0;
-                for (std::size_t n = 0; n < length; ++n)
+                for (std::size_t n = 0; n < length; ++n) {
                     expected += double{shared[n]} * double{rows[r * length + n]};
+                }
                 // Sixteen partial sums in single precision of terms below 1.
                 EXPECT_NEAR(expected, sums[r], 1e-7 * static_cast<double>(length))
                     << length << " terms, row " << r << " of " << count;
@@ -64,8 +65,9 @@ TEST(DotProductsTest, AnInfiniteFactorSpoilsItsOwnRowAlone) {
         Vector rows(5 * 20, 1.0F);
         rows[2 * 20 + place] = std::numeric_limits<float>::infinity();
         const Vector sums = Products(shared, rows, 20, 5);
-        for (std::size_t r = 0; r < 5; ++r)
+        for (std::size_t r = 0; r < 5; ++r) {
             EXPECT_EQ(r == 2, std::isnan(sums[r])) << r;
+        }
     }
 }
 
