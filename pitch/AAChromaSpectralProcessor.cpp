@@ -15,7 +15,7 @@ namespace qel::core {
 
 namespace {
 
-constexpr float kSemitonesPerOctave = 12.0F;
+constexpr float kSemitonesPerOctave = 12.0f;
 
 } // namespace
 
@@ -65,7 +65,7 @@ void AAChromaSpectralProcessor::AllocateBuffers() {
     std::vector<float> binsHz(mNumBins);
     GetFrequencies(binsHz.data(), static_cast<float>(mSampleRate));
     mSemitones.Design(binsHz.data(), mNumBins);
-    mWeightedMagnitudes.assign(mSemitones.NumSemitones(), 0.0F);
+    mWeightedMagnitudes.assign(mSemitones.NumSemitones(), 0.0f);
     mWrappedChroma.resize(mSemitones.NumSemitones());
     for (UInt32 j = 0; j < mWrappedChroma.size(); ++j) {
         const float semitone = mSemitones.Semitone(j);
@@ -103,7 +103,7 @@ void AAChromaSpectralProcessor::GetMagnitude(AudioBufferList* out, float* mins, 
 }
 
 void AAChromaSpectralProcessor::WrapWeightedMags(float* out) const {
-    std::fill_n(out, mChromaBinCount, 0.0F);
+    std::fill_n(out, mChromaBinCount, 0.0f);
     for (std::size_t j = 0; j < mWrappedChroma.size(); ++j) {
         if (mWrappedChroma[j] < mChromaBinCount) {
             out[mWrappedChroma[j]] += mWeightedMagnitudes[j];

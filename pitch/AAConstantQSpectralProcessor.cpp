@@ -86,13 +86,13 @@ void AAConstantQSpectralProcessor::DoFwdFFT() {
         const auto* const frame =
             reinterpret_cast<const DSPComplex*>(mChannels[c].mFFTBuffer.get());
         vDSP_ctoz(frame, 2, &spectrum, 1, pairs);
-        std::fill(spectrum.realp + pairs, spectrum.realp + half, 0.0F);
-        std::fill(spectrum.imagp + pairs, spectrum.imagp + half, 0.0F);
+        std::fill(spectrum.realp + pairs, spectrum.realp + half, 0.0f);
+        std::fill(spectrum.imagp + pairs, spectrum.imagp + half, 0.0f);
         vDSP_fft_zrip(mFFTSetup.get(), &spectrum, 1, mKernel->Log2FFTSize(), kFFTDirection_Forward);
         // The term at half the sample rate comes packed as the imaginary part of the first.
         spectrum.realp[half] = spectrum.imagp[0];
-        spectrum.imagp[half] = 0.0F;
-        spectrum.imagp[0] = 0.0F;
+        spectrum.imagp[half] = 0.0f;
+        spectrum.imagp[0] = 0.0f;
         mKernel->Apply(spectrum, mConstantQOutput->mSpectra[c]);
     }
 }

@@ -21,23 +21,23 @@ namespace {
 
 constexpr double kTwoPi = 2.0 * std::numbers::pi;
 // The spectrum comes doubled.
-constexpr float kUndouble = 0.5F;
+constexpr float kUndouble = 0.5f;
 
 float QFactorOf(UInt32 binsPerOctave) {
-    const float ratio = elementary::Pow(2.0F, 1.0F / static_cast<float>(binsPerOctave));
+    const float ratio = elementary::Pow(2.0f, 1.0f / static_cast<float>(binsPerOctave));
     return static_cast<float>(1.0 / (static_cast<double>(ratio) - 1.0));
 }
 
 UInt32 NumBinsOf(const ConstantQDesign& design) {
-    constexpr float kMostBins = 65536.0F;
+    constexpr float kMostBins = 65536.0f;
     const float octaves = elementary::Log2(design.maxFrequencyHz / design.minFrequencyHz);
     const float bins = std::ceil(static_cast<float>(design.binsPerOctave) * octaves);
-    return bins > 0.0F && bins <= kMostBins ? static_cast<UInt32>(bins) : 0;
+    return bins > 0.0f && bins <= kMostBins ? static_cast<UInt32>(bins) : 0;
 }
 
 // A Hamming window of `length` entries, each divided by the length.
 void HammingWindow(UInt32 length, float* window) {
-    const double last = std::max(length, 2U) - 1.0; // one entry alone is the first
+    const double last = std::max(length, 2u) - 1.0; // one entry alone is the first
     for (UInt32 n = 0; n < length; ++n) {
         const double bracket = 0.54 - 0.46 * elementary::Cos(kTwoPi * n / last);
         window[n] = static_cast<float>(bracket) / static_cast<float>(length);
@@ -67,7 +67,7 @@ public:
     // The kernel of bin `bin`, counted from 0.
     void MakeFilterRow(UInt32 bin) {
         const auto exponent = static_cast<float>(static_cast<double>(bin) / mDesign.binsPerOctave);
-        const float centreHz = elementary::Pow(2.0F, exponent) * mDesign.minFrequencyHz;
+        const float centreHz = elementary::Pow(2.0f, exponent) * mDesign.minFrequencyHz;
         const auto length = static_cast<UInt32>(
             std::ceil(static_cast<double>(mQFactor) * mDesign.sampleRateHz / centreHz));
         MakeTone(length);
@@ -87,7 +87,7 @@ public:
         constexpr UInt32 kStride = 256;
         while (first < end) {
             const UInt32 next = std::min(first + kStride, end);
-            float greatest = 0.0F;
+            float greatest = 0.0f;
             vDSP_maxv(mMagnitudes + first, 1, &greatest, next - first);
             if (!(mThreshold >= greatest)) {
                 break;
@@ -119,14 +119,14 @@ private:
             mReal[n] = mMagnitudes[n] * static_cast<float>(cosine);
             mImag[n] = mMagnitudes[n] * static_cast<float>(sine);
         }
-        std::fill(mReal + length, mReal + mFFTSize, 0.0F);
-        std::fill(mImag + length, mImag + mFFTSize, 0.0F);
+        std::fill(mReal + length, mReal + mFFTSize, 0.0f);
+        std::fill(mImag + length, mImag + mFFTSize, 0.0f);
     }
 
     // The values of a kernel are conjugated and scaled. The magnitudes stay as they were: the
     // threshold is for them.
     void FixRow() {
-        const float scale = 1.0F / static_cast<float>(mFFTSize);
+        const float scale = 1.0f / static_cast<float>(mFFTSize);
         const float conjugate = -scale;
         vDSP_vsmul(mReal, 1, &scale, mReal, 1, mFFTSize);
         vDSP_vsmul(mImag, 1, &conjugate, mImag, 1, mFFTSize);
@@ -147,7 +147,7 @@ private:
         }
         const DSPSplitComplex row = Row();
         vDSP_zvabs(&row, 1, mMagnitudes, 1, Size());
-        mThreshold = 0.0F;
+        mThreshold = 0.0f;
     }
 
     const ConstantQDesign mDesign;
@@ -160,7 +160,7 @@ private:
     CAAutoFree<float> mReal;
     CAAutoFree<float> mImag;
     CAAutoFree<float> mMagnitudes; // what the threshold is held to, and before that the window
-    float mThreshold = 0.0F;       // of the row as it stands
+    float mThreshold = 0.0f;       // of the row as it stands
     std::vector<std::complex<double>> mThinned;
 };
 
@@ -223,8 +223,8 @@ void ConstantQKernel::Apply(const DSPSplitComplex& spectrum, const DSPSplitCompl
         std::fill_n(out.imagp, mNumBins, std::numeric_limits<float>::quiet_NaN());
         return;
     }
-    std::fill_n(out.realp, mNumBins, 0.0F);
-    std::fill_n(out.imagp, mNumBins, 0.0F);
+    std::fill_n(out.realp, mNumBins, 0.0f);
+    std::fill_n(out.imagp, mNumBins, 0.0f);
     // The vector functions write none of their inputs.
     auto* const real = const_cast<float*>(mReal.data());
     auto* const imaginary = const_cast<float*>(mImag.data());
@@ -242,7 +242,7 @@ void ConstantQKernel::Apply(const DSPSplitComplex& spectrum, const DSPSplitCompl
 }
 
 void ConstantQKernel::FillDenseRow(UInt32 bin, DSPComplex* row) const {
-    std::fill_n(row, mFFTSize, DSPComplex{0.0F, 0.0F});
+    std::fill_n(row, mFFTSize, DSPComplex{0.0f, 0.0f});
     for (const Band& band : mBands) {
         for (UInt32 i = 0; band.mBin == bin && i < band.mCount; ++i) {
             const UInt32 place = band.mFirst + i;

@@ -98,7 +98,7 @@ private:
 
     void Append(UInt32 bin, const Design& row, UInt32 first, UInt32 end);
 
-    float mQFactor = 0.0F;
+    float mQFactor = 0.0f;
     UInt32 mNumBins = 0;
     UInt32 mFFTSize = 0;
     UInt32 mLog2FFTSize = 0;

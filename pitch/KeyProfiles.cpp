@@ -17,10 +17,10 @@ namespace {
 using Profile = std::array<float, kPitchClasses>;
 using PerKey = std::array<float, kMusicalKeys>;
 
-constexpr Profile kMajor = {0.4678F,   -0.25387F, 0.09936F,  -0.33488F, 0.32221F,  -0.063486F,
-                            -0.21791F, 0.4426F,   -0.25203F, 0.12059F,  -0.36999F, 0.039597F};
-constexpr Profile kMinor = {0.49021F,  -0.32921F, 0.026797F, 0.2494F,   -0.15248F,   -0.083309F,
-                            -0.27245F, 0.41468F,  -0.07965F, -0.11405F, -0.0041909F, -0.14575F};
+constexpr Profile kMajor = {0.4678f,   -0.25387f, 0.09936f,  -0.33488f, 0.32221f,  -0.063486f,
+                            -0.21791f, 0.4426f,   -0.25203f, 0.12059f,  -0.36999f, 0.039597f};
+constexpr Profile kMinor = {0.49021f,  -0.32921f, 0.026797f, 0.2494f,   -0.15248f,   -0.083309f,
+                            -0.27245f, 0.41468f,  -0.07965f, -0.11405f, -0.0041909f, -0.14575f};
 
 constexpr std::array<Profile, kMusicalKeys> MakeProfiles() {
     std::array<Profile, kMusicalKeys> profiles{};
@@ -51,10 +51,10 @@ constexpr std::array<PerKey, kPitchClasses> kProfileRows = MakeProfileRows();
 
 // Products of the chroma and the profiles are scaled as covariances of 25 vectors would be; the
 // scale goes out again, but for the last places.
-constexpr float kScale = 1.0F / kMusicalKeys;
+constexpr float kScale = 1.0f / kMusicalKeys;
 
 float ScaledLength(const Profile& vector) {
-    float sum = 0.0F;
+    float sum = 0.0f;
     for (const float x : vector) {
         sum += x * x;
     }
@@ -76,7 +76,7 @@ CentroidMatrix MakeCentroidMatrix() {
         float radius;
         float factor;
         double divisor;
-    } kCircles[] = {{1.0F, 7.0F, 6.0}, {1.0F, 3.0F, 2.0}, {0.5F, 2.0F, 3.0}};
+    } kCircles[] = {{1.0f, 7.0f, 6.0}, {1.0f, 3.0f, 2.0}, {0.5f, 2.0f, 3.0}};
     CentroidMatrix matrix{};
     for (std::size_t l = 0; l < kPitchClasses; ++l) {
         for (std::size_t circle = 0; circle < std::size(kCircles); ++circle) {
@@ -115,7 +115,7 @@ bool IsKeyName(const void* pointer) {
 void MakeKeyStrengthComparison(const float* chroma, float* out) {
     static const PerKey lengths = ProfileLengths();
     Profile vector{};
-    float sum = 0.0F;
+    float sum = 0.0f;
     vDSP_sve(chroma, 1, &sum, kPitchClasses);
     const float mean = sum / static_cast<float>(kPitchClasses);
     vDSP_vsdiv(chroma, 1, &mean, vector.data(), 1, kPitchClasses);
@@ -130,8 +130,8 @@ void MakeKeyStrengthComparison(const float* chroma, float* out) {
     for (std::size_t k = 0; k < kMusicalKeys; ++k) {
         const float correlation = kScale * products[k] / lengths[k] / length;
         const float size = std::fabs(correlation);
-        const float cut = size > 1.0F ? correlation / size : correlation;
-        out[k] = std::isnan(cut) ? 0.0F : cut;
+        const float cut = size > 1.0f ? correlation / size : correlation;
+        out[k] = std::isnan(cut) ? 0.0f : cut;
     }
 }
 
@@ -143,7 +143,7 @@ void ComputeTonalCentroid(const float* chroma, float* out) {
             sums[i] += chroma[l] * matrix[l][i];
         }
     }
-    float size = 0.0F;
+    float size = 0.0f;
     vDSP_svemg(chroma, 1, &size, kPitchClasses);
     for (std::size_t i = 0; i < kTonalCentroidSize; ++i) {
         out[i] = sums[i] / size;

@@ -23,7 +23,7 @@ float RunSum(const float* magnitudes, std::size_t count) {
             partials[p] += magnitudes[n + p];
         }
     }
-    float sum = 0.0F;
+    float sum = 0.0f;
     for (const float partial : partials) {
         sum += partial;
     }
@@ -59,13 +59,13 @@ void SemitoneBank::Design(const float* binsHz, UInt32 bins) {
         return;
     }
     const float* const end = binsHz + bins;
-    const auto semitones = static_cast<UInt32>(1.0F + (highest - mLowestSemitone));
+    const auto semitones = static_cast<UInt32>(1.0f + (highest - mLowestSemitone));
     mCells.reserve(semitones);
     UInt32 next = 0; // the bin behind the cells so far
     for (UInt32 j = 0; j < semitones; ++j) {
         const float center = ChromaToFreq(Semitone(j));
-        const double lower = EdgeHz(center, ChromaToFreq(Semitone(j) - 1.0F));
-        const double upper = EdgeHz(center, ChromaToFreq(Semitone(j) + 1.0F));
+        const double lower = EdgeHz(center, ChromaToFreq(Semitone(j) - 1.0f));
+        const double upper = EdgeHz(center, ChromaToFreq(Semitone(j) + 1.0f));
         const auto isBelow = [&](float hz) { return !(static_cast<double>(hz) > lower); };
         const auto isNotAbove = [&](float hz) { return static_cast<double>(hz) < upper; };
         const float* const first = std::partition_point(binsHz, end, isBelow);
@@ -97,7 +97,7 @@ void SemitoneBank::Apply(const float* magnitudes, float* out) const {
     }
     out -= mCells.size();
     // The sums tell the usual case: a finite sum has finite terms.
-    float sum = 0.0F;
+    float sum = 0.0f;
     vDSP_sve(out, 1, &sum, mCells.size());
     if (std::isfinite(sum) && AreOthersFinite(magnitudes)) {
         return;
@@ -111,9 +111,9 @@ void SemitoneBank::Apply(const float* magnitudes, float* out) const {
 }
 
 void SemitoneBank::FillDense(float* dense) const {
-    std::fill_n(dense, std::size_t{mNumBins} * mCells.size(), 0.0F);
+    std::fill_n(dense, std::size_t{mNumBins} * mCells.size(), 0.0f);
     for (std::size_t j = 0; j < mCells.size(); ++j) {
-        std::fill_n(dense + j * mNumBins + mCells[j].mFirstBin, mCells[j].mNumBins, 1.0F);
+        std::fill_n(dense + j * mNumBins + mCells[j].mFirstBin, mCells[j].mNumBins, 1.0f);
     }
 }
 

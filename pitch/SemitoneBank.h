@@ -42,7 +42,7 @@ private:
 
     std::vector<Cell> mCells;
     std::vector<UInt32> mOutside; // bins of no cell: on an edge, or beyond all cells
-    float mLowestSemitone = 0.0F;
+    float mLowestSemitone = 0.0f;
     UInt32 mNumBins = 0;
 };
 

@@ -24,7 +24,7 @@ float FreqToChroma(float hz) {
 }
 
 float ChromaToFreq(float semitone) {
-    return elementary::Pow(2.0F, semitone / 12.0F) * kNarrowReferenceHz;
+    return elementary::Pow(2.0f, semitone / 12.0f) * kNarrowReferenceHz;
 }
 
 } // namespace qel::core

@@ -10,10 +10,10 @@ constexpr double kMeanSeconds = 1;
 constexpr double kHarmonySeconds = 0.23; // before and after a change
 constexpr double kOnsetQuantile = 0.97;
 constexpr double kQuantile = 0.98;
-constexpr float kLeastShare = 0.25F;
-constexpr float kOnsetShare = 0.6F;
-constexpr float kLowShare = 0.15F;
-constexpr float kHarmonyShare = 0.25F;
+constexpr float kLeastShare = 0.25f;
+constexpr float kOnsetShare = 0.6f;
+constexpr float kLowShare = 0.15f;
+constexpr float kHarmonyShare = 0.25f;
 
 float quantile(std::vector<float> values, double share) {
     if (values.empty()) {
@@ -42,7 +42,7 @@ std::vector<float> aboveMean(const std::vector<float>& curve, std::size_t length
     const float greatest = above.empty() ? 0 : *std::ranges::max_element(above);
     const float high = std::max(quantile(above, share), kLeastShare * greatest);
     for (float& value : above) {
-        value /= high + 1e-9F;
+        value /= high + 1e-9f;
     }
     return above;
 }

@@ -12,8 +12,8 @@ constexpr double kHighestBpm = 215;
 constexpr std::size_t kMostTempi = 255;
 constexpr double kSteadiness = 80;     // of the tempo: exp(-80 |ratio - 1|)
 constexpr std::size_t kBeatShare = 12; // a beat takes a twelfth of its interval
-constexpr float kLeast = 1e-3F;
-constexpr float kMost = 0.97F;
+constexpr float kLeast = 1e-3f;
+constexpr float kMost = 0.97f;
 
 // The scores of the states of one tempo. The state p frames after its beat stands at the place of
 // the frame of that beat, modulo the interval: nothing moves when time goes on.

@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t kBins = 2048;
 constexpr double kFrameSamples = 4096;
 // A sine of amplitude 1 has 2048 in "mel spectrum".
-constexpr float kGain = 100.0F / 2048;
+constexpr float kGain = 100.0f / 2048;
 // The middle of frame j of "mel spectrum" (4096 by 2048) and that of frame 4 j + 3 of "spectrum"
 // (1024 by 512) are the same sample.
 constexpr double kHops = 4;
@@ -84,7 +84,7 @@ Harmony::Chroma Harmony::mean(const std::vector<Chroma>& frames, double begin, d
 
 float Harmony::distance(const Chroma& a, const Chroma& b) {
     // What hardly sounds has no harmony that could change; 0.5 is a tone at about -40 dB.
-    constexpr float kAudible = 0.5F;
+    constexpr float kAudible = 0.5f;
     float dot = 0;
     float aa = 0;
     float bb = 0;
@@ -94,8 +94,8 @@ float Harmony::distance(const Chroma& a, const Chroma& b) {
         bb += b[p] * b[p];
     }
     const float scale = std::sqrt(aa * bb);
-    const float share = std::min(std::min(aa, bb) / kAudible, 1.0F);
-    return scale > 0 ? share * std::max(1 - dot / scale, 0.0F) : 0;
+    const float share = std::min(std::min(aa, bb) / kAudible, 1.0f);
+    return scale > 0 ? share * std::max(1 - dot / scale, 0.0f) : 0;
 }
 
 } // namespace qel::readings

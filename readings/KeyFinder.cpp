@@ -10,7 +10,7 @@ namespace {
 constexpr double kSliceSeconds = 1;
 // What a change of key costs in the path through the slices, in the same unit as the sum of the
 // slices' correlations: a new key has to be better by 0.1 for some 12 seconds.
-constexpr float kChangeCost = 1.2F;
+constexpr float kChangeCost = 1.2f;
 // Logistic function from the lead over the runner-up to the share of right answers, fitted over the
 // developing half of the material of docs/accuracy.md.
 constexpr double kLeadAtHalf = 0.0102;

@@ -6,7 +6,7 @@
 namespace qel::readings {
 
 float usable(float sample) {
-    return std::isfinite(sample) ? std::clamp(sample, -kMostAmplitude, kMostAmplitude) : 0.0F;
+    return std::isfinite(sample) ? std::clamp(sample, -kMostAmplitude, kMostAmplitude) : 0.0f;
 }
 
 float MonoBlocks::mix(std::span<const float* const> channels, std::size_t i) const {

@@ -8,7 +8,7 @@
 namespace qel::readings {
 
 // The largest amplitude: 120 dB above full scale. Squares of sums of it stay finite.
-inline constexpr float kMostAmplitude = 1e6F;
+inline constexpr float kMostAmplitude = 1e6f;
 
 // What a sample counts as: 0 if it is not finite, and at most the largest amplitude.
 float usable(float sample);
@@ -19,7 +19,7 @@ class MonoBlocks {
 public:
     static constexpr std::size_t kFrames = 512; // "audio range" takes no others
 
-    explicit MonoBlocks(std::uint32_t channels) : mScale(1.0F / static_cast<float>(channels)) {}
+    explicit MonoBlocks(std::uint32_t channels) : mScale(1.0f / static_cast<float>(channels)) {}
 
     // Calls `use(block)` for each block that is full.
     template <class Use>

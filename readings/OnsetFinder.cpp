@@ -10,11 +10,11 @@ constexpr double kPeakSeconds = 0.035;  // no higher strength within
 constexpr double kBeforeSeconds = 0.14; // of the mean that a peak stands above
 constexpr double kAfterSeconds = 0.093;
 constexpr double kSilentSeconds = 0.035; // from one onset to the next
-constexpr float kThreshold = 0.03F;      // above the mean
+constexpr float kThreshold = 0.03f;      // above the mean
 // From a peak to the attack that makes it, in hops: the median over the developing half of the
 // material of docs/accuracy.md.
 constexpr double kPeakHops = 0.57;
-constexpr float kFullStrength = 0.5F; // a stroke out of silence has about as much
+constexpr float kFullStrength = 0.5f; // a stroke out of silence has about as much
 
 std::size_t framesOf(double seconds, double framesPerSecond) {
     return static_cast<std::size_t>(std::max(std::lround(seconds * framesPerSecond), 1L));
@@ -33,7 +33,7 @@ double vertexOf(const std::vector<float>& curve, std::size_t peak) {
 
 Onset onsetAtPeak(const std::vector<float>& curve, std::size_t peak, double framesPerSecond) {
     const double place = static_cast<double>(peak) + vertexOf(curve, peak) + kPeakHops;
-    return {std::max(place / framesPerSecond, 0.0), std::min(curve[peak] / kFullStrength, 1.0F)};
+    return {std::max(place / framesPerSecond, 0.0), std::min(curve[peak] / kFullStrength, 1.0f)};
 }
 
 std::vector<Onset> findOnsets(const OnsetStrength& strength, double framesPerSecond) {

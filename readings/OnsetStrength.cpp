@@ -16,7 +16,7 @@ constexpr double kMiddleFromHz = 160;
 constexpr double kHighFromHz = 2500;
 // A sine of amplitude 1 has 512 in "spectrum". Levels are the decimal logarithm of 1 + 1000 times
 // the amplitude: what is below -60 dB hardly counts.
-constexpr float kGain = 1000.0F / 512;
+constexpr float kGain = 1000.0f / 512;
 
 // The bins at the tops of the bands and of one more at both ends: at equal ratios, where the bins
 // are fine enough for that.
@@ -87,7 +87,7 @@ float OnsetStrength::riseOf(std::size_t band) const {
     const std::size_t first = band == 0 ? 0 : band - 1;
     const std::size_t last = std::min(band + 1, mBands.size() - 1);
     const float before = *std::max_element(&mLevelsBefore[first], &mLevelsBefore[last] + 1);
-    return std::max(mLevels[band] - before, 0.0F);
+    return std::max(mLevels[band] - before, 0.0f);
 }
 
 void OnsetStrength::add(std::span<const float> pairs) {
@@ -102,7 +102,7 @@ void OnsetStrength::add(std::span<const float> pairs) {
         }
     }
     const auto mean = [](float sum, std::size_t bands) {
-        return bands > 0 ? sum / static_cast<float>(bands) : 0.0F;
+        return bands > 0 ? sum / static_cast<float>(bands) : 0.0f;
     };
     mAll.push_back(mean(low + middle + high, mBands.size()));
     mLow.push_back(mean(low, mFirstMiddle));

@@ -12,31 +12,31 @@ constexpr float kLowestHz = 60;
 constexpr float kHighestHz = 1300;
 constexpr double kHighestPeakHz = 16000;
 constexpr float kFullScale = 2048;    // the magnitude of a sine of amplitude 1
-constexpr float kQuietest = 3e-4F;    // the amplitude below which a frame is silent
-constexpr float kWeakestPeak = 0.01F; // of the strongest
+constexpr float kQuietest = 3e-4f;    // the amplitude below which a frame is silent
+constexpr float kWeakestPeak = 0.01f; // of the strongest
 constexpr std::size_t kMostPeaks = 30;
 constexpr std::size_t kVoters = 12; // the lowest peaks
 constexpr int kVotes = 6;           // each may be one of the first 6 harmonics
 constexpr int kMostHarmonics = 10;  // that are missed
 constexpr float kHighestHarmonicHz = 5000;
-constexpr float kMissingShare = 0.35F; // of the strongest peak, for a harmonic to be there
-constexpr float kMissingCost = 0.5F;
-constexpr float kVoicedScore = 0.35F; // below it, a frame has no pitch
+constexpr float kMissingShare = 0.35f; // of the strongest peak, for a harmonic to be there
+constexpr float kMissingCost = 0.5f;
+constexpr float kVoicedScore = 0.35f; // below it, a frame has no pitch
 // What a step of an octave or more costs on the path.
-constexpr float kOctaveCost = 0.25F;
-constexpr float kVoicingCost = 0.1F;
+constexpr float kOctaveCost = 0.25f;
+constexpr float kVoicingCost = 0.1f;
 
 // How well two frequencies agree near a multiple of `hz`: 1 to 0.
 float agreement(float deviationHz, float hz) {
-    const float share = deviationHz / (0.03F * hz + 4);
-    return std::max(1 - share * share, 0.0F);
+    const float share = deviationHz / (0.03f * hz + 4);
+    return std::max(1 - share * share, 0.0f);
 }
 
 float costOf(float fromHz, float toHz) {
     if (fromHz == 0 || toHz == 0) {
         return fromHz == toHz ? 0 : kVoicingCost;
     }
-    return kOctaveCost * std::min(std::abs(std::log2(toHz / fromHz)), 1.0F);
+    return kOctaveCost * std::min(std::abs(std::log2(toHz / fromHz)), 1.0f);
 }
 
 } // namespace
@@ -98,12 +98,12 @@ float PitchTracker::scoreOf(const std::vector<Peak>& peaks, float hz) {
     float explained = 0;
     float all = 0;
     for (const Peak& peak : peaks) {
-        const float harmonic = std::max(std::round(peak.hz / hz), 1.0F);
+        const float harmonic = std::max(std::round(peak.hz / hz), 1.0f);
         explained += peak.salience * agreement(std::abs(peak.hz - harmonic * hz), hz);
         all += peak.salience;
     }
     const float highest = std::min(peaks.back().hz, kHighestHarmonicHz);
-    const int harmonics = std::clamp(static_cast<int>(highest / hz + 0.5F), 1, kMostHarmonics);
+    const int harmonics = std::clamp(static_cast<int>(highest / hz + 0.5f), 1, kMostHarmonics);
     float missing = 0;
     for (int harmonic = 1; harmonic <= harmonics; ++harmonic) {
         float there = 0;
@@ -111,7 +111,7 @@ float PitchTracker::scoreOf(const std::vector<Peak>& peaks, float hz) {
             const float deviation = std::abs(peak.hz - static_cast<float>(harmonic) * hz);
             there = std::max(there, peak.salience * agreement(deviation, hz));
         }
-        missing += 1 - std::min(there / kMissingShare, 1.0F);
+        missing += 1 - std::min(there / kMissingShare, 1.0f);
     }
     return explained / all - kMissingCost * missing / static_cast<float>(harmonics);
 }
@@ -160,7 +160,7 @@ std::vector<Pitch> PitchTracker::finish() const {
         pitches[t].seconds =
             (static_cast<double>(t) * kHopSamples + kFrameSamples / 2) / mSampleRateHz;
         pitches[t].frequencyHz = candidate.hz;
-        pitches[t].strength = candidate.hz > 0 ? std::clamp(candidate.score, 0.0F, 1.0F) : 0;
+        pitches[t].strength = candidate.hz > 0 ? std::clamp(candidate.score, 0.0f, 1.0f) : 0;
         at = from[t][at];
     }
     return pitches;

@@ -243,7 +243,7 @@ void Reader::State::take(const Result& result) {
 
 void Reader::State::takeMelSpectrum(std::span<const float> magnitudes) {
     if (mMelCepstrum) {
-        mMelCepstrum->add(magnitudes, 0.5F); // the key has twice the transform's magnitudes
+        mMelCepstrum->add(magnitudes, 0.5f); // the key has twice the transform's magnitudes
     }
     if (mHarmony) {
         mHarmony->add(magnitudes);

@@ -48,7 +48,7 @@ void Reassign(const DSPSplitComplex& s0, const DSPSplitComplex& s1, const DSPSpl
     const float* const re2 = s2.realp;
     const float* const im2 = s2.imagp;
     for (UInt32 k = 0; k < bins; ++k) {
-        const float reciprocal = 1.0F / (re0[k] * re0[k] + im0[k] * im0[k]);
+        const float reciprocal = 1.0f / (re0[k] * re0[k] + im0[k] * im0[k]);
         const float deviation = (im2[k] * re0[k] - re2[k] * im0[k]) * reciprocal;
         const float delay = (re1[k] * re0[k] + im1[k] * im0[k]) * reciprocal * framesPerSample;
         cif[k] = binRamp[k] - deviation;
@@ -62,11 +62,11 @@ void FixSpectrum(DSPSplitComplex split, UInt32 count) {
     if (count == 0) {
         return;
     }
-    const float half = 0.5F;
+    const float half = 0.5f;
     vDSP_vsmul(split.realp, 1, &half, split.realp, 1, count);
     vDSP_vsmul(split.imagp, 1, &half, split.imagp, 1, count);
-    split.imagp[0] = 0.0F;
-    split.imagp[count - 1] = 0.0F;
+    split.imagp[0] = 0.0f;
+    split.imagp[count - 1] = 0.0f;
 }
 
 void MySpectralFun1(SpectralAndAudioBufferList* list, void* refCon) {
@@ -123,7 +123,7 @@ void AAReassignedSpectralProcessor::AllocateBuffers() {
     mDerivativeProcessor = NewInnerProcessor(mDerivativeWindow, MySpectralFun2);
     mCIFBuffers = NewBuffer("cif buffer");
     mLGDBuffers = NewBuffer("lgd buffer");
-    const float one = 1.0F;
+    const float one = 1.0f;
     mBinRamp.alloc(mNumBins, false);
     vDSP_vramp(&one, &one, mBinRamp, 1, mNumBins);
     mFrameCounter = 1.0;
@@ -147,8 +147,8 @@ AAReassignedSpectralProcessor::NewInnerProcessor(const float* window, SpectralFu
 }
 
 void AAReassignedSpectralProcessor::MakeDifferenceWindows() {
-    const float start = 0.5F - static_cast<float>(mNumBins);
-    const float step = 1.0F;
+    const float start = 0.5f - static_cast<float>(mNumBins);
+    const float step = 1.0f;
     mTimeRampWindow.alloc(mFFTSize, false);
     vDSP_vramp(&start, &step, mTimeRampWindow, 1, mFFTSize);
     vDSP_vmul(mTimeRampWindow, 1, mWindow, 1, mTimeRampWindow, 1, mFFTSize);
@@ -179,16 +179,16 @@ void AAReassignedSpectralProcessor::MakeDerivativeWindow() {
         imag[mFFTSize - i] = imag[i];
     }
 
-    const float lowest = 0.5F;
-    const float lowestNegative = 0.5F - static_cast<float>(mNumBins);
-    const float step = 1.0F;
+    const float lowest = 0.5f;
+    const float lowestNegative = 0.5f - static_cast<float>(mNumBins);
+    const float step = 1.0f;
     mDerivativeWindow.alloc(mFFTSize, false);
     float* const ramp = mDerivativeWindow;
     vDSP_vramp(&lowest, &step, ramp, 1, mNumBins);
     vDSP_vramp(&lowestNegative, &step, ramp + mNumBins, 1, mNumBins);
     vDSP_zrvmul(&spectrum, 1, ramp, 1, &spectrum, 1, mFFTSize);
     vDSP_fft_zip(setup.get(), &spectrum, 1, log2Size, kFFTDirection_Inverse);
-    const float scale = -1.0F / static_cast<float>(mFFTSize);
+    const float scale = -1.0f / static_cast<float>(mFFTSize);
     vDSP_vsmul(imag, 1, &scale, mDerivativeWindow, 1, mFFTSize);
 }
 
@@ -224,7 +224,7 @@ void AAReassignedSpectralProcessor::StoreSpectra1(SpectralAndAudioBufferList* li
 
 void AAReassignedSpectralProcessor::ComputeReassignedSpectrum(SpectralAndAudioBufferList* list) {
     const auto frame = static_cast<float>(static_cast<SInt64>(mFrameCounter));
-    const float framesPerSample = 1.0F / static_cast<float>(mFFTSize);
+    const float framesPerSample = 1.0f / static_cast<float>(mFFTSize);
     for (UInt32 c = 0; c < list->mNumChannels; ++c) {
         FixSpectrum(list->mSpectra[c], mNumBins);
         Reassign(mWindowSpectrum->mSpectra[c], mTimeRampSpectrum->mSpectra[c], list->mSpectra[c],

@@ -76,10 +76,10 @@ OSStatus RealFFTInterleaved(AudioFFTContext* context, unsigned int log2Length, c
     const DSPSplitComplex split = {context->mScratch, context->mScratchImag};
     vDSP_ctoz(reinterpret_cast<const DSPComplex*>(in), 2, &split, 1, half);
     vDSP_fft_zrip(context->mSetup, &split, 1, log2Length, kFFTDirection_Forward);
-    constexpr float kUndouble = 0.5F;
+    constexpr float kUndouble = 0.5f;
     vDSP_vsmul(split.realp, 1, &kUndouble, split.realp, 1, half);
     vDSP_vsmul(split.imagp, 1, &kUndouble, split.imagp, 1, half);
-    split.imagp[0] = 0.0F;
+    split.imagp[0] = 0.0f;
     vDSP_ztoc(&split, 1, reinterpret_cast<DSPComplex*>(out), 2, half);
     return 0;
 }

@@ -72,16 +72,16 @@ void FFTFrame::FFT(float* samples) {
 
 void FFTFrame::FixSpectrum() {
     // The transform is doubled.
-    const float scale = 2.0F * static_cast<float>(mSize);
+    const float scale = 2.0f * static_cast<float>(mSize);
     vDSP_vsdiv(mSpectrum.realp, 1, &scale, mSpectrum.realp, 1, mHalfSize);
     vDSP_vsdiv(mSpectrum.imagp, 1, &scale, mSpectrum.imagp, 1, mHalfSize);
-    mSpectrum.imagp[0] = 0.0F;
+    mSpectrum.imagp[0] = 0.0f;
 }
 
 void FFTFrame::GetMagnitudeInPlace() {
     vDSP_zvabs(&mSpectrum, 1, mSpectrum.realp, 1, mHalfSize);
     vDSP_vsq(mSpectrum.realp, 1, mSpectrum.realp, 1, mHalfSize);
-    std::fill_n(mSpectrum.imagp, mHalfSize, 0.0F);
+    std::fill_n(mSpectrum.imagp, mHalfSize, 0.0f);
 }
 
 void FFTFrame::InverseFFT(float* out) {
@@ -94,7 +94,7 @@ void FFTFrame::ApplyWindow(float* samples, const float* window, unsigned int cou
 }
 
 float FFTFrame::CreateWindow(float* window, unsigned int length, int type, float /*unused*/) const {
-    float sum = 0.0F;
+    float sum = 0.0f;
     for (unsigned int i = 0; i < length; ++i) {
         window[i] = static_cast<float>(WindowValue(type, i, length));
         sum += window[i];

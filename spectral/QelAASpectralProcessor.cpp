@@ -40,7 +40,7 @@ QelAASpectralProcessor::QelAASpectralProcessor(UInt32 transformLength, UInt32 ho
       mLog2FFTSize(Log2Ceil(transformLength)), mFFTMask(transformLength - 1),
       mInputCopyBytes(InputCopyBytes(transformLength, halfFrameInput)),
       mRingSize(RingSize(transformLength, maxFrames)), mRingMask(mRingSize - 1),
-      mOutputReadPos((0U - transformLength) & mRingMask),
+      mOutputReadPos((0u - transformLength) & mRingMask),
       mFFTSetup(vDSP_create_fftsetup(mLog2FFTSize, kFFTRadix2)) {
     if (mFFTSetup == nullptr) {
         throw std::bad_alloc();
@@ -81,14 +81,14 @@ void QelAASpectralProcessor::Reset() {
     mInputWritePos = 0;
     mInputReadPos = 0;
     mOutputWritePos = 0;
-    mOutputReadPos = (0U - mFFTSize) & mRingMask;
+    mOutputReadPos = (0u - mFFTSize) & mRingMask;
     mInputToSkip = 0;
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         SpectralChannel& channel = mChannels[c];
-        std::fill_n(channel.mInputRing.get(), mRingSize, 0.0F);
-        std::fill_n(channel.mOutputRing.get(), mRingSize, 0.0F);
-        std::fill_n(channel.mFFTBuffer.get(), mFFTSize, 0.0F);
-        std::fill_n(channel.mAudioFrame.get(), mFFTSize, 0.0F);
+        std::fill_n(channel.mInputRing.get(), mRingSize, 0.0f);
+        std::fill_n(channel.mOutputRing.get(), mRingSize, 0.0f);
+        std::fill_n(channel.mFFTBuffer.get(), mFFTSize, 0.0f);
+        std::fill_n(channel.mAudioFrame.get(), mFFTSize, 0.0f);
     }
 }
 
@@ -121,8 +121,8 @@ void QelAASpectralProcessor::HanningWindow() {
 
 void QelAASpectralProcessor::HammingWindow() {
     // The coefficients are single-precision values, widened.
-    constexpr double kOffset = 0.54F;
-    constexpr double kSwing = -0.46F;
+    constexpr double kOffset = 0.54f;
+    constexpr double kSwing = -0.46f;
     const double step = 2.0 * std::numbers::pi / (mFFTSize - 1.0);
     for (UInt32 i = 0; i < mFFTSize; ++i) {
         mWindow[i] = static_cast<float>(kOffset + kSwing * elementary::Cos(i * step));

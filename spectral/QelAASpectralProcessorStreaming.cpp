@@ -163,9 +163,9 @@ void QelAASpectralProcessor::CopyOutput(UInt32 frames, AudioBufferList* out) {
         auto* const samples = static_cast<float*>(out->mBuffers[c].mData);
         std::copy_n(ring + mOutputReadPos, first, samples);
         std::copy_n(ring, given - first, samples + first);
-        std::fill_n(samples + given, frames - given, 0.0F);
-        std::fill_n(ring + mOutputReadPos, first, 0.0F);
-        std::fill_n(ring, given - first, 0.0F);
+        std::fill_n(samples + given, frames - given, 0.0f);
+        std::fill_n(ring + mOutputReadPos, first, 0.0f);
+        std::fill_n(ring, given - first, 0.0f);
     }
     mOutputReadPos = (mOutputReadPos + given) & mRingMask;
 }

@@ -27,23 +27,23 @@ void ComputeHistogram(const float* data, unsigned int length, float* histogram, 
     if (binCount == 0) {
         return;
     }
-    std::fill_n(histogram, binCount, 0.0F);
+    std::fill_n(histogram, binCount, 0.0f);
     const auto bins = static_cast<float>(binCount);
-    const float width = (maximum - minimum + 1.0F) / bins;
-    const float scale = 1.0F / width;
+    const float width = (maximum - minimum + 1.0f) / bins;
+    const float scale = 1.0f / width;
     const float offset = -minimum;
     for (unsigned int i = 0; i < length; ++i) {
         const float position = (data[i] + offset) * scale;
         // Truncation takes all above -1 to bin 0. The test is false for NaN.
-        const bool inside = position > -1.0F && position < bins;
+        const bool inside = position > -1.0f && position < bins;
         const auto bin =
             inside ? static_cast<unsigned int>(static_cast<long long>(position)) : binCount - 1;
-        histogram[std::min(bin, binCount - 1)] += 1.0F;
+        histogram[std::min(bin, binCount - 1)] += 1.0f;
     }
 }
 
 void HalfWaveRectify(const float* in, unsigned int length, float* out) {
-    constexpr float kThreshold = 0.0F;
+    constexpr float kThreshold = 0.0f;
     vDSP_vthr(in, 1, &kThreshold, out, 1, length);
 }
 
@@ -57,7 +57,7 @@ int CountLeadingZeroes(int value) {
 }
 
 UInt32 Log2Ceil(unsigned int n) {
-    return 32U - static_cast<UInt32>(CountLeadingZeroes(static_cast<int>(n - 1)));
+    return 32u - static_cast<UInt32>(CountLeadingZeroes(static_cast<int>(n - 1)));
 }
 
 UInt32 NextPowerOfTwo(unsigned int n) {
@@ -68,7 +68,7 @@ UInt32 NextPowerOfTwo(unsigned int n) {
 }
 
 void NormalizeFloatVector(float* v, unsigned int n) {
-    float largest = 0.0F;
+    float largest = 0.0f;
     vDSP_maxv(v, 1, &largest, n);
     vDSP_vsdiv(v, 1, &largest, v, 1, n);
 }

@@ -15,9 +15,9 @@ namespace qel::core {
 
 namespace {
 // SSE: the six exception masks; rounding bits 0 are "to nearest".
-constexpr unsigned int kMaskAllExceptions = 0x3FU << 7;
-constexpr unsigned int kFlushResultsToZero = 1U << 15;
-constexpr unsigned int kDenormalsAreZero = 1U << 6;
+constexpr unsigned int kMaskAllExceptions = 0x3Fu << 7;
+constexpr unsigned int kFlushResultsToZero = 1u << 15;
+constexpr unsigned int kDenormalsAreZero = 1u << 6;
 } // namespace
 
 FloatingPointEnvironment FloatingPointEnvironment::ExchangeForLibraryMode() {
@@ -38,7 +38,7 @@ void FloatingPointEnvironment::Apply() const {
 
 namespace {
 // All trap enables and the rounding field are 0 in the library's mode: FZ alone is set.
-constexpr unsigned long kFlushToZero = 1UL << 24;
+constexpr unsigned long kFlushToZero = 1uL << 24;
 } // namespace
 
 FloatingPointEnvironment FloatingPointEnvironment::ExchangeForLibraryMode() {
@@ -46,7 +46,7 @@ FloatingPointEnvironment FloatingPointEnvironment::ExchangeForLibraryMode() {
     __asm__ volatile("mrs %0, fpcr" : "=r"(now.mControl));
     __asm__ volatile("mrs %0, fpsr" : "=r"(now.mStatus));
     __asm__ volatile("msr fpcr, %0" : : "r"(kFlushToZero));
-    __asm__ volatile("msr fpsr, %0" : : "r"(0UL));
+    __asm__ volatile("msr fpsr, %0" : : "r"(0uL));
     return now;
 }
 

@@ -11,7 +11,7 @@ namespace qel::core {
 namespace {
 
 // The gain at 0 Hz, in single precision.
-constexpr float kGain = 0.99F;
+constexpr float kGain = 0.99f;
 
 // Has the next push_back succeed.
 template <class T>
@@ -163,7 +163,7 @@ void SRCFilter::Reset() {
     mPolyphaseIndex = 0;
     mHistoryIndex = 0;
     for (Channel& channel : mChannels) {
-        std::fill(channel.history.begin(), channel.history.end(), 0.0F);
+        std::fill(channel.history.begin(), channel.history.end(), 0.0f);
     }
 }
 
@@ -172,7 +172,7 @@ OSStatus SRCFilter::GetFilterDelay(UInt32* wholeDelay, UInt32* polyphaseDelay) c
     UInt32 rest = 0;
     if (mPrototypeLength != 0) {
         const auto span = static_cast<float>(mPrototypeLength - 1);
-        whole = static_cast<UInt32>(0.5F + span * 0.5F / static_cast<float>(mDownFactor));
+        whole = static_cast<UInt32>(0.5f + span * 0.5f / static_cast<float>(mDownFactor));
         rest = (mPrototypeLength - 1) / 2 - mDownFactor * whole;
     }
     if (wholeDelay != nullptr) {

@@ -52,7 +52,7 @@ bool TakeCodePoint(std::string_view& bytes, std::uint32_t& value) {
         if ((byte & 0xC0) != 0x80) {
             return false;
         }
-        value = (value << 6) | (byte & 0x3FU);
+        value = (value << 6) | (byte & 0x3Fu);
     }
     bytes.remove_prefix(lead->following + 1);
     return value >= lead->smallest && IsCodePoint(value);

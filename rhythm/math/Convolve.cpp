@@ -30,7 +30,7 @@ void ComputeOutputs(const Operands& in, float* out, std::size_t first, std::size
         vDSP_conv(from, 1, in.a + (in.na - 1), -1, out + first, 1, end - first, in.na);
         return;
     }
-    std::fill(out + first, out + end, 0.0F);
+    std::fill(out + first, out + end, 0.0f);
     for (std::size_t i = first < in.na ? 0 : first + 1 - in.na; i < std::min(in.nb, end); ++i) {
         const std::size_t from = std::max(first, i);
         const std::size_t to = std::min(end, i + in.na);
@@ -57,7 +57,7 @@ SInt32 Convolve(const float* a, unsigned int na, const float* b, unsigned int nb
     };
     for (std::size_t i = 0; progress != nullptr && i < in.nb; i += kOutputsPerReport) {
         computeBelow(i + 1);
-        const float fraction = static_cast<float>(i) / static_cast<float>(in.nb) * 0.3F;
+        const float fraction = static_cast<float>(i) / static_cast<float>(in.nb) * 0.3f;
         const float value = static_cast<float>(stepsDone) * stepsWeight +
                             static_cast<float>(stepIndex) * stepWeight + fraction * stepWeight;
         if (progress(nullptr, value, progressContext) != 0) {

@@ -25,7 +25,7 @@ namespace {
 // single precision; they are held in double precision, which their squares do not exceed.
 Eigen::MatrixXd MakeVandermonde(const float* x, unsigned int n, Eigen::Index columns) {
     Eigen::MatrixXd v(n, columns);
-    std::vector<float> power(n, 1.0F);
+    std::vector<float> power(n, 1.0f);
     for (Eigen::Index c = columns; c-- > 0;) {
         std::copy(power.begin(), power.end(), v.col(c).data());
         vDSP_vmul(power.data(), 1, x, 1, power.data(), 1, n);
@@ -49,7 +49,7 @@ void polyfit(const float* x, const float* y, unsigned int n, float* coefficients
              unsigned int degree) {
     const std::size_t wanted = degree + std::size_t{1};
     const auto fitted = static_cast<unsigned int>(std::min<std::size_t>(wanted, n));
-    float* const first = std::fill_n(coefficients, wanted - fitted, 0.0F);
+    float* const first = std::fill_n(coefficients, wanted - fitted, 0.0f);
     if (fitted > 0) {
         Fit(x, y, n, first, fitted);
     }

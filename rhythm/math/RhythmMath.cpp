@@ -22,7 +22,7 @@ bool Below(float a, float b) {
 
 void ComputeMedianOfFloatVector(const float* x, unsigned int n, float& median) {
     if (n == 0) {
-        median = 0.0F;
+        median = 0.0f;
         return;
     }
     // Two order statistics need no full sort: everything behind the first is not below it.
@@ -35,7 +35,7 @@ void ComputeMedianOfFloatVector(const float* x, unsigned int n, float& median) {
     if (n % 2 == 0) {
         const bool hasUpper = lower < top;
         const float upper = hasUpper ? *std::min_element(at + 1, values.end(), Below) : *at;
-        median = 0.5F * (*at + upper);
+        median = 0.5f * (*at + upper);
     }
 }
 
@@ -45,7 +45,7 @@ void ComputeAutocorrelationFFT(const float* x, unsigned int n, float* out) {
         std::transform(x, x + n, out, [](float value) { return value * value; });
         return;
     }
-    constexpr unsigned int kLongest = 1U << 30;
+    constexpr unsigned int kLongest = 1u << 30;
     if (n > kLongest) {
         throw std::bad_alloc();
     }

@@ -48,12 +48,12 @@ void AAGammaBankSpectralProcessor::AllocateBuffers() {
 
 void AAGammaBankSpectralProcessor::FixSpectrum() {
     // A power of two, by which products are as exact as quotients.
-    const float scale = 1.0F / (2.0F * static_cast<float>(mFFTSize));
+    const float scale = 1.0f / (2.0f * static_cast<float>(mFFTSize));
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         const DSPSplitComplex& spectrum = mSpectralBufferList->mSpectra[c];
         vDSP_vsmul(spectrum.realp, 1, &scale, spectrum.realp, 1, mBinCount);
         vDSP_vsmul(spectrum.imagp, 1, &scale, spectrum.imagp, 1, mBinCount);
-        spectrum.imagp[0] = 0.0F; // the Nyquist term, so that bin 0 is the constant alone
+        spectrum.imagp[0] = 0.0f; // the Nyquist term, so that bin 0 is the constant alone
     }
 }
 

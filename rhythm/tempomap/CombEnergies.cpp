@@ -32,7 +32,7 @@ void CombEnergies::Sum(float* energies) const {
     // Short lags reach back within the chunk at hand.
     const UInt32 shortLags = std::min(inChunk + 1, mLagCount);
     for (UInt32 i = 0; i < shortLags; ++i) {
-        energies[i] = 0.0F;
+        energies[i] = 0.0f;
         for (UInt32 slot = mNextSlot - i; slot < mNextSlot; ++slot) {
             energies[i] += Row(slot)[i];
         }
@@ -68,7 +68,7 @@ void CombEnergies::CloseChunk(UInt32 firstSlot) {
     for (UInt32 slot = firstSlot + kChunk - 1; slot > firstSlot; --slot) {
         AddTo(Row(slot - 1), Row(slot), 0, mLagCount);
     }
-    std::fill_n(mNewest.get(), mLagCount, 0.0F);
+    std::fill_n(mNewest.get(), mLagCount, 0.0f);
 }
 
 } // namespace qel::core

@@ -21,7 +21,7 @@ void FindPeaksInVector(const float* x, unsigned int n, unsigned int* indices, fl
                        unsigned int& count, float threshold, float margin, unsigned int window) {
     unsigned int last = 0;
     // No element before `window` has as many before it.
-    for (unsigned int i = std::max(window, 1U); window > 0 && i < n && i + 1 < n; ++i) {
+    for (unsigned int i = std::max(window, 1u); window > 0 && i < n && i + 1 < n; ++i) {
         if (x[i] < threshold || (count != 0 && i - last <= window)) {
             continue;
         }

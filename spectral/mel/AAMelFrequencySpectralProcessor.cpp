@@ -15,13 +15,13 @@ namespace qel::core {
 namespace {
 
 constexpr UInt32 kExtraFilters = 27; // there is room for, beyond the filter count
-constexpr float kLowestFrequencyHz = 133.3332977294922F;
-constexpr float kFloor = 1e-10F;
+constexpr float kLowestFrequencyHz = 133.3332977294922f;
+constexpr float kFloor = 1e-10f;
 
 using Edges = std::vector<float>; // Hz; filter b reaches from edge b to edge b + 2
 
 Edges MelEdges(UInt32 filters, double sampleRateHz) {
-    const float lowest = Hz2Mel2(0.0F);
+    const float lowest = Hz2Mel2(0.0f);
     const float highest = Hz2Mel2(static_cast<float>(sampleRateHz / 2.0));
     Edges edges(filters + std::size_t{2});
     for (std::size_t i = 0; i < edges.size(); ++i) {
@@ -50,7 +50,7 @@ float TriangleOfLines(float hz, const float* edges) {
     const float rise = (hz - edges[0]) / (edges[1] - edges[0]);
     const float fall = (edges[2] - hz) / (edges[2] - edges[1]);
     const float smaller = std::min(rise, fall);
-    return smaller > 0.0F ? static_cast<float>(height * static_cast<double>(smaller)) : 0.0F;
+    return smaller > 0.0f ? static_cast<float>(height * static_cast<double>(smaller)) : 0.0f;
 }
 
 // One line on each side of the centre, which belongs to the rising one; the order of operations
@@ -59,14 +59,14 @@ float TriangleOfSides(float hz, const float* edges) {
     const float lower = edges[0];
     const float center = edges[1];
     const float upper = edges[2];
-    const float height = 2.0F / (upper - lower);
+    const float height = 2.0f / (upper - lower);
     if (hz > lower && hz <= center) {
         return height * (hz - lower) / (center - lower);
     }
     if (hz > center && hz < upper) {
         return height * (upper - hz) / (upper - center);
     }
-    return 0.0F;
+    return 0.0f;
 }
 
 template <class Triangle>

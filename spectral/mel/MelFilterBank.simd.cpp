@@ -111,7 +111,7 @@ HWY_INLINE float SumGroup(const MelFilterRun* runs, const float* weights, const 
 // Writes the sums of all runs, and returns their sum, whose value tells only whether it is finite.
 float SumRuns(const MelFilterRun* runs, std::size_t count, const float* weights,
               const float* magnitudes, float* out) {
-    float total = 0.0F;
+    float total = 0.0f;
     std::size_t b = 0;
     for (; b + kRunsAtOnce <= count; b += kRunsAtOnce) {
         total += SumGroup(runs + b, weights, magnitudes, out + b);
@@ -157,7 +157,7 @@ void MelFilterBank::Clear(UInt32 bins) {
 }
 
 void MelFilterBank::Append(const float* weights) {
-    const auto isSet = [](float weight) { return weight != 0.0F; };
+    const auto isSet = [](float weight) { return weight != 0.0f; };
     const float* const end = weights + mNumBins;
     const float* const first = std::find_if(weights, end, isSet);
     const float* last = end;
@@ -170,7 +170,7 @@ void MelFilterBank::Append(const float* weights) {
     const UInt32 padded = whole <= mNumBins - start ? whole : bins;
     mRuns.push_back({start, bins, padded, mWeights.size()});
     mWeights.insert(mWeights.end(), first, last);
-    mWeights.resize(mWeights.size() + (padded - bins), 0.0F);
+    mWeights.resize(mWeights.size() + (padded - bins), 0.0f);
     TakeFromOthers(start, start + padded);
 }
 
@@ -198,7 +198,7 @@ bool MelFilterBank::AreOthersFinite(const float* magnitudes) const {
         if (range.mEnd - range.mFirst < kPadding) {
             return AllFinite(first, magnitudes + range.mEnd);
         }
-        float sum = 0.0F;
+        float sum = 0.0f;
         vDSP_sve(first, 1, &sum, range.mEnd - range.mFirst);
         return std::isfinite(sum);
     });
@@ -220,7 +220,7 @@ void MelFilterBank::Apply(const float* magnitudes, float* out) const {
 }
 
 void MelFilterBank::FillDense(float* dense) const {
-    std::fill_n(dense, std::size_t{mNumBins} * mRuns.size(), 0.0F);
+    std::fill_n(dense, std::size_t{mNumBins} * mRuns.size(), 0.0f);
     for (std::size_t b = 0; b < mRuns.size(); ++b) {
         const MelFilterRun& run = mRuns[b];
         for (std::size_t j = 0; j < run.mNumBins; ++j) {

@@ -61,7 +61,7 @@ void AAIFFTSpectralProcessor::Cleanup() {
 
 void AAIFFTSpectralProcessor::AllocateBuffers() {
     mInnerProcessor = new QelAASpectralProcessor(mFFTSize, mFFTSize, mNumChannels, mInnerMaxFrames,
-                                                 false, mBinSampleRate != 0.0F);
+                                                 false, mBinSampleRate != 0.0f);
     mInnerProcessor->SetSpectralFunction(MyIFFTSpectralFun2, this);
     DifferenceWindow1();
     mInnerProcessor->SetWindow(mDifferenceWindow1);
@@ -151,7 +151,7 @@ void AAIFFTSpectralProcessor::ComputeInstantaneousFFT(const SpectralAndAudioBuff
 void AAIFFTSpectralProcessor::ComputeFrequencies(const DSPSplitComplex& derivative,
                                                  const DSPSplitComplex& spectrum,
                                                  float* frequencies) {
-    constexpr float kHertzPerRadian = 0.5F * std::numbers::inv_pi_v<float>;
+    constexpr float kHertzPerRadian = 0.5f * std::numbers::inv_pi_v<float>;
     float* const real = mScratch;
     float* const imag = mScratch + mNumBins;
     // D + i w W: times i, the parts of w W change places, and the new real part its sign.
@@ -174,7 +174,7 @@ void AAIFFTSpectralProcessor::ComputePhases(const DSPSplitComplex& spectrum, flo
     const float mirrored = -scale;
     vDSP_vsmul(spectrum.realp, 1, &scale, spectrum.realp, 1, mNumBins);
     vDSP_vsmul(spectrum.imagp, 1, &mirrored, spectrum.imagp, 1, mNumBins);
-    spectrum.imagp[0] = 0.0F;
+    spectrum.imagp[0] = 0.0f;
     vDSP_zvphas(&spectrum, 1, angles, 1, mNumBins);
     UnWrap(angles, phases, mNumBins);
 }

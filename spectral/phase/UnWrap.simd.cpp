@@ -75,7 +75,7 @@ void UnWrap(const float* in, float* out, unsigned count) {
         return;
     }
     HWY_DYNAMIC_DISPATCH(Steps)(in, out, count);
-    float correction = 0.0F;
+    float correction = 0.0f;
     for (unsigned i = 1; i < count; ++i) {
         correction += out[i];
         out[i] = in[i] + correction;

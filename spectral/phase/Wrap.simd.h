@@ -25,7 +25,7 @@ namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
 constexpr float kPi = std::numbers::pi_v<float>;
-constexpr float kTurn = 2.0F * kPi;
+constexpr float kTurn = 2.0f * kPi;
 // What the single-precision pi lacks: -8.7e-8.
 constexpr float kRestOfPi =
     static_cast<float>(std::numbers::pi - static_cast<double>(std::numbers::pi_v<float>));

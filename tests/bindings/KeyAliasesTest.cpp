@@ -29,7 +29,7 @@ TEST(KeyAliasesTest, AnyOtherNameStandsForItself) {
 }
 
 TEST(KeyAliasesTest, ResultsOfAnAliasCarryTheNameOfTheKey) {
-    const std::vector<float> samples(16384, 0.25F);
+    const std::vector<float> samples(16384, 0.25f);
     for (const KeyAlias& row : kKeyAliases) {
         Analyzer analyzer({row.alias}, {.maxFrames = 16384, .lengthFrames = 16384});
         EXPECT_EQ(analyzer.metaData(std::string(row.alias)).hopSamples,
@@ -49,7 +49,7 @@ TEST(KeyAliasesTest, AKeyWithTwoOfItsNamesIsDeliveredOnce) {
         int count = 0;
         analyzer.onResult(
             [&](const Result& result) { count += result.key() == "gamma tome spectrum"; });
-        analyzer.push(std::vector<float>(16384, 0.25F));
+        analyzer.push(std::vector<float>(16384, 0.25f));
         return count;
     };
     const int once = countOf({"gamma tome spectrum"});

@@ -20,9 +20,9 @@ const CFStringRef kParameters[] = {
 
 void AnalyzerRun::UseParameter() {
     const CFStringRef name = mProgram.Seldom(16) ? nullptr : mProgram.OneOf(kParameters);
-    constexpr float kValues[] = {0.0F, 1.0F, 2.0F, 3.0F, 50.0F, 100.0F, 120.0F, -1.0F};
+    constexpr float kValues[] = {0.0f, 1.0f, 2.0f, 3.0f, 50.0f, 100.0f, 120.0f, -1.0f};
     const float value = mProgram.Seldom(4) ? mProgram.Float() : mProgram.OneOf(kValues);
-    float read = 0.0F;
+    float read = 0.0f;
     const auto set =
         Guarded(false, [&] { return QelAudioAnalysisSetParameter(mHandle, name, value); });
     const auto got =
@@ -33,7 +33,7 @@ void AnalyzerRun::UseParameter() {
     Require(*set == *got, "a parameter can be read where it can be set");
     Require(*set == 0 || *set == kAudioAnalysisErr_UnknownProperty, "a parameter has an owner");
     mIsComplex = mIsComplex ||
-                 (name == kQelAnalysisParameter_Complexity && !(value < 3.0F && value >= 0.0F));
+                 (name == kQelAnalysisParameter_Complexity && !(value < 3.0f && value >= 0.0f));
     mCheck->Facts().isPlain = false; // as odd values do what they do
 }
 
@@ -68,7 +68,7 @@ void AnalyzerRun::AskProperty() {
     }
     const bool isValid = id <= kQelAnalysisProperty_ParameterValueInfo;
     Require(isValid || status == kAudioAnalysisErr_UnknownProperty, "ids above 8 are unknown");
-    Require(size == (isValid && !wantsNothing ? 8U : 77U), "every valid id tells a size");
+    Require(size == (isValid && !wantsNothing ? 8u : 77u), "every valid id tells a size");
 }
 
 void AnalyzerRun::AskDictionary() {
@@ -109,7 +109,7 @@ void AnalyzerRun::AskDictionary() {
 void AnalyzerRun::UseNullHandle() {
     const Setup setup = Setup::Any(mProgram);
     UInt32 size = 0;
-    float value = 5.0F;
+    float value = 5.0f;
     Require(QelAudioAnalysisInitialize(nullptr, setup.maxFrames, &setup.format, nullptr, 0) ==
                 (setup.IsCanonical() ? kAudioAnalysisErr_NullHandle : kAudioAnalysisErr_BadFormat),
             "a null handle is not initialized");
@@ -123,7 +123,7 @@ void AnalyzerRun::UseNullHandle() {
         Require(status == kAudioAnalysisErr_NotInitialized, "a null handle does nothing");
     }
     Require(QelAudioAnalysisGetParameter(nullptr, kParameters[0], &value) == 0 &&
-                QelAudioAnalysisSetParameter(nullptr, kParameters[0], 1.0F) == 0 && value == 5.0F,
+                QelAudioAnalysisSetParameter(nullptr, kParameters[0], 1.0f) == 0 && value == 5.0f,
             "a null handle has no parameters");
     Require(QelAudioAnalysisCreateCFRepresentation(nullptr, nullptr, kParameters[0], 0, nullptr) ==
                 nullptr,

@@ -173,7 +173,7 @@ UInt32 AnalyzerRun::SomeFrames() {
 
 bool AnalyzerRun::Affords(UInt64 frames) {
     const UInt64 work =
-        frames * std::max(mSetup.format.mChannelsPerFrame, 1U) * mKeys->WorkPerSample();
+        frames * std::max(mSetup.format.mChannelsPerFrame, 1u) * mKeys->WorkPerSample();
     if (work > mWorkLeft) {
         return false;
     }
@@ -238,7 +238,7 @@ void AnalyzerRun::PushRefused() {
     const bool isLong = mProgram.Seldom(3);
     const UInt32 frames =
         isLong ? static_cast<UInt32>(std::min<UInt64>(
-                     UInt64{mSetup.maxFrames} + 1 + mProgram.Below(300), 0xFFFFFFFFU))
+                     UInt64{mSetup.maxFrames} + 1 + mProgram.Below(300), 0xFFFFFFFFu))
                : 1 + mProgram.Below(std::min<UInt32>(mSetup.maxFrames, 1000));
     const UInt32 buffers = mProgram.Seldom(3) ? mProgram.Below(66) : channels;
     PushList list(buffers, std::min<UInt32>(frames, 2000));
@@ -276,7 +276,7 @@ int AnalyzerRun::Progress(void* unused, float percent, void* refCon) {
     auto* const run = static_cast<AnalyzerRun*>(refCon);
     const CallbackScope scope(run->mEnvironment);
     Require(unused == nullptr, "progress comes with a null pointer");
-    Require(percent >= 0.0F && percent <= 100.0F, "progress is a percentage");
+    Require(percent >= 0.0f && percent <= 100.0f, "progress is a percentage");
     return run->mReportsLeft-- == 0 ? 1 : 0;
 }
 
@@ -307,7 +307,7 @@ void AnalyzerRun::Compare() {
     BoundKernels(setup);
     mSignal.Choose(mProgram);
     constexpr UInt32 kMostFrames = 40000;
-    if (Affords(UInt64{kMostFrames} * std::max(setup.format.mChannelsPerFrame, 1U))) {
+    if (Affords(UInt64{kMostFrames} * std::max(setup.format.mChannelsPerFrame, 1u))) {
         CompareStreams(mProgram, *mKeys, setup, mSignal, mEnvironment, kMostFrames);
     }
 }

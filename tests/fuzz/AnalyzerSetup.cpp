@@ -56,9 +56,9 @@ KeyList::KeyList(ByteProgram& program) {
             const int slot = kSlots[static_cast<std::size_t>(known)];
             CFArrayAppendValue(array, NameOfPlace(names, known));
             // The key of the whole stream has an owner only behind another one of its group.
-            mHasEnded = mHasEnded || (known == kGlobalKeyPlace && (mSlots & (1U << slot)) == 0);
+            mHasEnded = mHasEnded || (known == kGlobalKeyPlace && (mSlots & (1u << slot)) == 0);
             if (!mHasEnded) {
-                mSlots |= 1U << slot;
+                mSlots |= 1u << slot;
                 mHighestSlot = std::max(mHighestSlot, slot);
             }
         }
@@ -69,7 +69,7 @@ KeyList::KeyList(ByteProgram& program) {
 UInt32 KeyList::WorkPerSample() const {
     UInt32 work = 1;
     for (std::size_t slot = 0; slot < kWork.size(); ++slot) {
-        work += (mSlots & (1U << slot)) != 0 ? kWork[slot] : 0;
+        work += (mSlots & (1u << slot)) != 0 ? kWork[slot] : 0;
     }
     return work;
 }
@@ -154,7 +154,7 @@ Setup Setup::Any(ByteProgram& program) {
 bool Setup::IsCanonical() const {
     const bool apart = (format.mFormatFlags & kAudioFormatFlagIsNonInterleaved) != 0;
     const UInt32 width = apart ? 4 : 4 * format.mChannelsPerFrame;
-    return format.mFormatID == kAudioFormatLinearPCM && (format.mFormatFlags & 31U) == 9 &&
+    return format.mFormatID == kAudioFormatLinearPCM && (format.mFormatFlags & 31u) == 9 &&
            format.mBitsPerChannel == 32 && format.mFramesPerPacket == 1 &&
            format.mBytesPerFrame == width && format.mBytesPerPacket == width;
 }
@@ -165,9 +165,9 @@ bool Setup::IsOfAudioRate() const {
 
 bool Setup::MayNeedMuchMemory() const {
     constexpr UInt64 kManySamples = UInt64{1} << 22;
-    return UInt64{maxFrames} * std::max(format.mChannelsPerFrame, 1U) > kManySamples ||
+    return UInt64{maxFrames} * std::max(format.mChannelsPerFrame, 1u) > kManySamples ||
            format.mChannelsPerFrame > 8 ||
-           UInt64{static_cast<UInt32>(streamLength)} * std::max(format.mChannelsPerFrame, 1U) >
+           UInt64{static_cast<UInt32>(streamLength)} * std::max(format.mChannelsPerFrame, 1u) >
                kManySamples;
 }
 

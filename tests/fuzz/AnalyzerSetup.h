@@ -26,8 +26,8 @@ public:
     // By the order in which groups of keys are called.
     bool IsAnythingBuilt() const { return mHighestSlot >= 0; }
     int HighestSlot() const { return mHighestSlot; }
-    bool KeepsDeclaredLength() const { return (mSlots & (1U << 14)) != 0; }
-    bool HasKernels() const { return (mSlots & (1U << 7)) != 0; }
+    bool KeepsDeclaredLength() const { return (mSlots & (1u << 14)) != 0; }
+    bool HasKernels() const { return (mSlots & (1u << 7)) != 0; }
 
     // What a sample costs against one of a cheap key.
     UInt32 WorkPerSample() const;

@@ -15,17 +15,17 @@ public:
     explicit Signal(ByteProgram& program) { Choose(program); }
 
     void Choose(ByteProgram& program) {
-        constexpr float kLevels[] = {0.5F, 1.0F, 1e-4F, 1e6F, 1e-40F, 1e38F, 3.0F};
+        constexpr float kLevels[] = {0.5f, 1.0f, 1e-4f, 1e6f, 1e-40f, 1e38f, 3.0f};
         mKind = program.Below(7);
-        mLevel = program.Seldom(4) ? program.OneOf(kLevels) : 0.5F;
+        mLevel = program.Seldom(4) ? program.OneOf(kLevels) : 0.5f;
         mPeriod = 2 + program.Below(400);
-        mOddValue = program.Seldom(4) ? program.Float() : 0.0F;
+        mOddValue = program.Seldom(4) ? program.Float() : 0.0f;
         mOddSpacing = program.Seldom(4) ? 1 + program.Word() : 0;
     }
 
     // Whether all samples from now on, until another choice, are at most 1e6.
     bool IsPlain() const {
-        return mLevel <= 1e6F && (mOddSpacing == 0 || std::abs(mOddValue) <= 1e6F);
+        return mLevel <= 1e6f && (mOddSpacing == 0 || std::abs(mOddValue) <= 1e6f);
     }
 
     void Fill(float* samples, std::size_t frames, std::uint32_t channel, double rateHz) {
@@ -49,25 +49,25 @@ private:
         case 2: // a chord
             return static_cast<float>(std::sin(phase) + std::sin(1.26 * phase) +
                                       std::sin(1.5 * phase)) /
-                   3.0F;
+                   3.0f;
         case 3: { // clicks, two in a second at rates of audio
             const bool isRate = rateHz >= 100.0 && rateHz <= 1e6;
             const auto spacing = isRate ? static_cast<std::uint64_t>(rateHz / 2.0) : mPeriod;
-            return t % spacing < 30 ? (t % 2 != 0 ? 1.0F : -1.0F) : 0.0F;
+            return t % spacing < 30 ? (t % 2 != 0 ? 1.0f : -1.0f) : 0.0f;
         }
         case 4:
-            return 1.0F;
+            return 1.0f;
         case 5: // an impulse per period
-            return t % mPeriod == channel % mPeriod ? 1.0F : 0.0F;
+            return t % mPeriod == channel % mPeriod ? 1.0f : 0.0f;
         default:
-            return 0.0F;
+            return 0.0f;
         }
     }
 
     std::uint32_t mKind = 0;
-    float mLevel = 0.5F;
+    float mLevel = 0.5f;
     std::uint32_t mPeriod = 2;
-    float mOddValue = 0.0F;
+    float mOddValue = 0.0f;
     std::uint32_t mOddSpacing = 0;
     std::uint64_t mTime = 0;
     std::uint32_t mNoise = 1;

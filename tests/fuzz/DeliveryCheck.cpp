@@ -89,7 +89,7 @@ void DeliveryCheck::Check(CFStringRef key, UInt32 count, const QelAudioAnalysisB
 }
 
 void DeliveryCheck::CheckFloats(const KeyInfo& info, const QelAudioAnalysisBlock& block) const {
-    volatile float read = 0.0F;
+    volatile float read = 0.0f;
     for (std::size_t i = 0; i < block.mDataByteSize / sizeof(float); ++i) {
         read = FloatsOf(block)[i];
         const bool isOfNoSamples = info.delivery == Delivery::PerPush && mFacts.isEmptyPush;
@@ -134,13 +134,13 @@ void DeliveryCheck::CheckRanges(const KeyInfo& info, const QelAudioAnalysisBlock
         Require((range.mHeadroomValid | range.mNoiseFloorValid | range.mCutoffValid) <= 1 &&
                     (range.mHeadroomValid & range.mNoiseFloorValid & range.mCutoffValid) >= 0,
                 "a flag of validity is 0 or 1");
-        if (range.mHeadroom != -1.0F) {
+        if (range.mHeadroom != -1.0f) {
             CheckValue(info.values[0], static_cast<double>(range.mHeadroom));
         }
-        if (range.mNoiseFloor != 100.0F) {
+        if (range.mNoiseFloor != 100.0f) {
             CheckValue(info.values[1], static_cast<double>(range.mNoiseFloor));
         }
-        if (range.mCutoff != -1.0F) {
+        if (range.mCutoff != -1.0f) {
             CheckValue(info.values[2], static_cast<double>(range.mCutoff));
         }
     }
@@ -154,7 +154,7 @@ void DeliveryCheck::CheckFramesAtEnd(const KeyInfo& info, UInt32 count,
     }
     Require(count % mFacts.channels == 0, "all channels have as many frames");
     const UInt32 frames = count / mFacts.channels;
-    volatile float read = 0.0F;
+    volatile float read = 0.0f;
     for (UInt32 i = 0; i < count; ++i) {
         if (i % frames != 0) {
             Require(blocks[i].mDataByteSize == 0, "frames behind the first have empty blocks");

@@ -146,7 +146,7 @@ public:
     }
 
 private:
-    static constexpr float kUntouched = 99.0F;
+    static constexpr float kUntouched = 99.0f;
 
     void Refuse(const Channels& audio, UInt32 frames) {
         const std::vector<const float*> in(audio.size());
@@ -248,7 +248,7 @@ private:
 
     // Every coefficient can be read.
     void ReadBranches() {
-        volatile float read = 0.0F;
+        volatile float read = 0.0f;
         const SRCFilter& filter = mWhole.Filter();
         for (UInt32 c = 0; c < filter.ChannelCount(); ++c) {
             for (UInt32 p = 0; p < filter.UpFactor(); ++p) {

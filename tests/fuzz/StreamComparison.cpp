@@ -113,7 +113,7 @@ private:
     void Mix(float value) {
         Mix(std::isnan(value) ? std::uint32_t{1} : std::bit_cast<std::uint32_t>(value));
     }
-    void Mix(std::uint64_t value) { *mDigest = (*mDigest ^ value) * 0x9E3779B97F4A7C15U + 1; }
+    void Mix(std::uint64_t value) { *mDigest = (*mDigest ^ value) * 0x9E3779B97F4A7C15u + 1; }
     void Mix(std::uint32_t value) { Mix(std::uint64_t{value}); }
     void Mix(unsigned char value) { Mix(std::uint64_t{value}); }
 
@@ -264,7 +264,7 @@ private:
     const Setup& mSetup;
     std::vector<std::vector<float>> mAudio;
     CFStringRef mName = nullptr;
-    float mValue = 0.0F;
+    float mValue = 0.0f;
 };
 
 } // namespace

@@ -28,8 +28,8 @@ constexpr UInt32 kBins = 212;
 class OpenProcessor : public AAConstantQSpectralProcessor {
 public:
     explicit OpenProcessor(double rateHz, UInt32 maxFrames = kFrame)
-        : AAConstantQSpectralProcessor(kFrame, kHop, 1, maxFrames, false, false, 90.0F, 5250.0F, 36,
-                                       rateHz, 0.0054F) {
+        : AAConstantQSpectralProcessor(kFrame, kHop, 1, maxFrames, false, false, 90.0f, 5250.0f, 36,
+                                       rateHz, 0.0054f) {
         SetSpectralFunction([](SpectralAndAudioBufferList* list,
                                void* self) { static_cast<OpenProcessor*>(self)->Keep(*list); },
                             this);
@@ -45,20 +45,20 @@ public:
     int frames = 0;
     std::vector<Number> values;
     std::vector<float> magnitudes;
-    float least = -1.0F;
-    float greatest = -1.0F;
+    float least = -1.0f;
+    float greatest = -1.0f;
 
 private:
     void Keep(const SpectralAndAudioBufferList& list) {
         ++frames;
-        EXPECT_EQ(list.mNumChannels, 1U);
+        EXPECT_EQ(list.mNumChannels, 1u);
         EXPECT_EQ(list.mAudioBuffers, nullptr);
         values.clear();
         for (UInt32 k = 0; k < GetNumConstantQBins(); ++k) {
             values.emplace_back(static_cast<double>(list.mSpectra[0].realp[k]),
                                 static_cast<double>(list.mSpectra[0].imagp[k]));
         }
-        magnitudes.assign(GetNumConstantQBins(), -1.0F);
+        magnitudes.assign(GetNumConstantQBins(), -1.0f);
         AudioBufferList out{1, {{1, 4 * GetNumConstantQBins(), magnitudes.data()}}};
         GetMagnitude(&out, &least, &greatest);
     }
@@ -67,8 +67,8 @@ private:
 std::vector<float> Noise(std::size_t length, std::uint32_t seed) {
     std::vector<float> samples(length);
     for (float& sample : samples) {
-        seed = seed * 1664525U + 1013904223U;
-        sample = static_cast<float>(seed) / 2147483648.0F - 1.0F;
+        seed = seed * 1664525u + 1013904223u;
+        sample = static_cast<float>(seed) / 2147483648.0f - 1.0f;
     }
     return samples;
 }
@@ -121,7 +121,7 @@ TEST(AAConstantQSpectralProcessorTest, FramesAgreeWithTheDenseProduct) {
         OpenProcessor processor(rateHz);
         const std::vector<float> frame = Noise(kFrame, 7);
         ASSERT_EQ(processor.Push(frame), 1);
-        const ConstantQKernel whole({90.0F, 5250.0F, 36, rateHz, 0.0054F});
+        const ConstantQKernel whole({90.0f, 5250.0f, 36, rateHz, 0.0054f});
         const std::vector<Number> expected = DenseProduct(whole, frame);
         std::vector<Number> difference(kBins);
         for (UInt32 k = 0; k < kBins; ++k) {
@@ -138,7 +138,7 @@ TEST(AAConstantQSpectralProcessorTest, TheTransformIsNoLongerThanFramesNeed) {
         EXPECT_EQ(OpenProcessor(rateHz).TransformSize(), 2 * kFrame) << rateHz;
     }
     EXPECT_EQ(OpenProcessor(11025.0).TransformSize(), kFrame);
-    EXPECT_EQ(OpenProcessor(1000.0).TransformSize(), 1024U);
+    EXPECT_EQ(OpenProcessor(1000.0).TransformSize(), 1024u);
 }
 
 // What the threshold clears is below a hundredth of the peak, side lobes of which a pure tone in
@@ -170,7 +170,7 @@ TEST(AAConstantQSpectralProcessorTest, ASineAtACentreHasHalfTheMeanOfTheWindowAn
 // over that part, u = frame / length of it, is 0.54 u - 0.46 / (2 pi) sin(2 pi u).
 TEST(AAConstantQSpectralProcessorTest, AKernelLongerThanTheFrameMeetsItWithItsBeginning) {
     const double rateHz = 44100;
-    for (const UInt32 k : {0U, 12U, 24U, 36U, 48U}) {
+    for (const UInt32 k : {0u, 12u, 24u, 36u, 48u}) {
         OpenProcessor processor(rateHz);
         const double hz = 90.0 * std::exp2(k / 36.0);
         processor.Push(Sine(hz, rateHz));
@@ -186,11 +186,11 @@ TEST(AAConstantQSpectralProcessorTest, SilenceIsZeroAndPartialFramesGiveNoCall) 
     OpenProcessor processor(44100);
     EXPECT_EQ(processor.Push(std::vector<float>(kFrame - 1)), 0);
     EXPECT_EQ(processor.frames, 0);
-    EXPECT_EQ(processor.Push({0.0F}), 1);
+    EXPECT_EQ(processor.Push({0.0f}), 1);
     EXPECT_EQ(processor.frames, 1);
-    EXPECT_EQ(processor.magnitudes, std::vector<float>(kBins, 0.0F));
-    EXPECT_EQ(processor.least, 0.0F);
-    EXPECT_EQ(processor.greatest, 0.0F);
+    EXPECT_EQ(processor.magnitudes, std::vector<float>(kBins, 0.0f));
+    EXPECT_EQ(processor.least, 0.0f);
+    EXPECT_EQ(processor.greatest, 0.0f);
     EXPECT_EQ(processor.Push(std::vector<float>(3 * kHop - 1)), 1);
     EXPECT_EQ(processor.frames, 3);
 }
@@ -230,7 +230,7 @@ TEST(AAConstantQSpectralProcessorTest, LoudFramesWhoseSumIsNotFiniteStayNumbers)
     OpenProcessor processor(44100);
     std::vector<float> frame = Noise(kFrame, 5);
     for (float& sample : frame) {
-        sample *= 1e35F;
+        sample *= 1e35f;
     }
     processor.Push(frame);
     EXPECT_TRUE(std::all_of(processor.values.begin(), processor.values.end(), [](Number x) {
@@ -244,7 +244,7 @@ TEST(AAConstantQSpectralProcessorTest, SampleRatesWithoutKernelsGiveZeros) {
         OpenProcessor processor(rateHz);
         EXPECT_EQ(processor.GetNumConstantQBins(), kBins);
         EXPECT_EQ(processor.Push(Noise(kFrame, 9)), 1);
-        EXPECT_EQ(processor.magnitudes, std::vector<float>(kBins, 0.0F));
+        EXPECT_EQ(processor.magnitudes, std::vector<float>(kBins, 0.0f));
     }
 }
 

@@ -27,18 +27,18 @@ namespace {
 using testing::Number;
 using testing::Transform;
 
-constexpr float kThreshold = 0.0054F;
+constexpr float kThreshold = 0.0054f;
 
 ConstantQDesign DesignAt(double rateHz) {
-    return {90.0F, 5250.0F, 36, rateHz, kThreshold};
+    return {90.0f, 5250.0f, 36, rateHz, kThreshold};
 }
 
 // The unscaled spectrum of one kernel. What decides its length and phases is in the precision that
 // the design has; the values are in double precision.
 std::vector<Number> DenseSpectrum(UInt32 bin, double rateHz, UInt32 size) {
     const auto q =
-        static_cast<float>(1.0 / (static_cast<double>(std::pow(2.0F, 1.0F / 36.0F)) - 1.0));
-    const float centreHz = std::pow(2.0F, static_cast<float>(bin / 36.0)) * 90.0F;
+        static_cast<float>(1.0 / (static_cast<double>(std::pow(2.0f, 1.0f / 36.0f)) - 1.0));
+    const float centreHz = std::pow(2.0f, static_cast<float>(bin / 36.0)) * 90.0f;
     const auto length = static_cast<UInt32>(
         std::ceil(static_cast<double>(q) * rateHz / static_cast<double>(centreHz)));
     const auto step = static_cast<float>(2 * std::numbers::pi * static_cast<double>(q) / length);
@@ -83,8 +83,8 @@ TEST(ConstantQKernelTest, SizesFollowFromTheDesign) {
                                        Case{44100, 32768}, Case{48000, 32768}, Case{96000, 65536},
                                        Case{192000, 131072}, Case{7166, 4096}, Case{2, 2}}) {
         const ConstantQKernel kernel(DesignAt(rateHz));
-        EXPECT_FLOAT_EQ(kernel.QFactor(), 51.438606F);
-        EXPECT_EQ(kernel.NumBins(), 212U);
+        EXPECT_FLOAT_EQ(kernel.QFactor(), 51.438606f);
+        EXPECT_EQ(kernel.NumBins(), 212u);
         EXPECT_EQ(kernel.FFTSize(), size) << rateHz;
         EXPECT_EQ(UInt32{1} << kernel.Log2FFTSize(), size);
     }
@@ -155,9 +155,9 @@ TEST(ConstantQKernelTest, KernelsForShortFramesAreTheBeginningOfTheWholeOnes) {
         EXPECT_EQ(thinned.FFTSize(), 2 * kFrame);
         EXPECT_EQ(UInt32{1} << thinned.Log2FFTSize(), thinned.FFTSize());
         const std::vector<double> weights = SumsOfWeights(whole);
-        for (const UInt32 at : {0U, 1000U, kFrame - 1}) {
+        for (const UInt32 at : {0u, 1000u, kFrame - 1}) {
             std::vector<float> frame(kFrame);
-            frame[at] = 1.0F;
+            frame[at] = 1.0f;
             const std::vector<Number> expected = Products(whole, frame);
             const std::vector<Number> actual = Products(thinned, frame);
             for (UInt32 bin = 0; bin < whole.NumBins(); ++bin) {
@@ -173,13 +173,13 @@ TEST(ConstantQKernelTest, KernelsForShortFramesAreTheBeginningOfTheWholeOnes) {
 TEST(ConstantQKernelTest, KernelsForLongFramesAreTheWholeOnes) {
     ConstantQDesign design = DesignAt(8000);
     const ConstantQKernel whole(design);
-    for (const UInt32 frame : {2049U, 8192U, 100000U}) {
+    for (const UInt32 frame : {2049u, 8192u, 100000u}) {
         design.frameSamples = frame;
         const ConstantQKernel kernel(design);
         ASSERT_EQ(kernel.FFTSize(), whole.FFTSize());
         std::vector<DSPComplex> expected(whole.FFTSize());
         std::vector<DSPComplex> actual(whole.FFTSize());
-        for (const UInt32 bin : {0U, 100U, 211U}) {
+        for (const UInt32 bin : {0u, 100u, 211u}) {
             whole.FillDenseRow(bin, expected.data());
             kernel.FillDenseRow(bin, actual.data());
             EXPECT_TRUE(std::equal(expected.begin(), expected.end(), actual.begin(),
@@ -204,36 +204,36 @@ TEST(ConstantQKernelTest, SampleRatesWithoutKernelsAllocateNone) {
          {0.0, -44100.0, 1.0, 2e6, 1e300, std::numeric_limits<double>::max(),
           std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
         const ConstantQKernel kernel(DesignAt(rateHz));
-        EXPECT_EQ(kernel.NumBins(), 212U);
-        EXPECT_EQ(kernel.FFTSize(), 0U) << rateHz;
+        EXPECT_EQ(kernel.NumBins(), 212u);
+        EXPECT_EQ(kernel.FFTSize(), 0u) << rateHz;
         EXPECT_EQ(kernel.Bytes(), sizeof kernel);
-        float untouched[2] = {3.0F, 4.0F};
+        float untouched[2] = {3.0f, 4.0f};
         const DSPSplitComplex out = {&untouched[0], &untouched[1]};
         kernel.Apply({nullptr, nullptr}, out);
-        EXPECT_EQ(untouched[0], 3.0F);
+        EXPECT_EQ(untouched[0], 3.0f);
     }
 }
 
 TEST(ConstantQKernelTest, NumbersThatMakeNoBinsMakeNone) {
     constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
     for (const ConstantQDesign& design :
-         {ConstantQDesign{90.0F, 80.0F, 36, 44100, kThreshold},
-          ConstantQDesign{90.0F, 90.0F, 36, 44100, kThreshold},
-          ConstantQDesign{90.0F, 5250.0F, 0, 44100, kThreshold},
-          ConstantQDesign{90.0F, -1.0F, 36, 44100, kThreshold},
-          ConstantQDesign{0.0F, 5250.0F, 36, 44100, kThreshold},
-          ConstantQDesign{kNaN, 5250.0F, 36, 44100, kThreshold},
-          ConstantQDesign{90.0F, 5250.0F, 4000000000U, 44100, kThreshold}}) {
+         {ConstantQDesign{90.0f, 80.0f, 36, 44100, kThreshold},
+          ConstantQDesign{90.0f, 90.0f, 36, 44100, kThreshold},
+          ConstantQDesign{90.0f, 5250.0f, 0, 44100, kThreshold},
+          ConstantQDesign{90.0f, -1.0f, 36, 44100, kThreshold},
+          ConstantQDesign{0.0f, 5250.0f, 36, 44100, kThreshold},
+          ConstantQDesign{kNaN, 5250.0f, 36, 44100, kThreshold},
+          ConstantQDesign{90.0f, 5250.0f, 4000000000u, 44100, kThreshold}}) {
         const ConstantQKernel kernel(design);
-        EXPECT_EQ(kernel.NumBins(), 0U);
-        EXPECT_EQ(kernel.FFTSize(), 0U);
+        EXPECT_EQ(kernel.NumBins(), 0u);
+        EXPECT_EQ(kernel.FFTSize(), 0u);
     }
 }
 
 // The threshold is against magnitudes before scaling, and clears what is equal to it. A design of
 // one bin, whose own greatest magnitude is the threshold of the next, so loses everything.
 TEST(ConstantQKernelTest, AMagnitudeEqualToTheThresholdIsCleared) {
-    ConstantQDesign design{90.0F, 91.0F, 36, 8000, 0.0F};
+    ConstantQDesign design{90.0f, 91.0f, 36, 8000, 0.0f};
     std::vector<DSPComplex> row(8192);
     const ConstantQKernel whole(design);
     ASSERT_EQ(whole.FFTSize(), row.size());
@@ -243,14 +243,14 @@ TEST(ConstantQKernelTest, AMagnitudeEqualToTheThresholdIsCleared) {
     std::vector<float> magnitudes(row.size());
     const DSPSplitComplex split = {re.data(), im.data()};
     vDSP_ctoz(row.data(), 2, &split, 1, row.size());
-    const float size = 8192.0F; // a power of two: exact
+    const float size = 8192.0f; // a power of two: exact
     vDSP_vsmul(re.data(), 1, &size, re.data(), 1, row.size());
     vDSP_vsmul(im.data(), 1, &size, im.data(), 1, row.size());
     vDSP_zvabs(&split, 1, magnitudes.data(), 1, row.size());
     design.spectralThreshold = *std::max_element(magnitudes.begin(), magnitudes.end());
-    EXPECT_LT(design.spectralThreshold, 1.0F);
+    EXPECT_LT(design.spectralThreshold, 1.0f);
     EXPECT_EQ(ConstantQKernel(design).Bytes(), sizeof(ConstantQKernel));
-    design.spectralThreshold = std::nextafter(design.spectralThreshold, 0.0F);
+    design.spectralThreshold = std::nextafter(design.spectralThreshold, 0.0f);
     EXPECT_GT(ConstantQKernel(design).Bytes(), sizeof(ConstantQKernel));
 }
 
@@ -325,9 +325,9 @@ TEST(ConstantQKernelTest, DesignTakesAtMostThreeTimesItsBareTransforms) {
     const auto transform = [&] {
         const DSPSplitComplex frame = {re.data(), im.data()};
         for (std::size_t bin = 0; bin < 212; ++bin) {
-            std::fill(re.begin(), re.end(), 0.0F); // the design clears its rows as well
-            std::fill(im.begin(), im.end(), 0.0F);
-            re[bin] = 1.0F;
+            std::fill(re.begin(), re.end(), 0.0f); // the design clears its rows as well
+            std::fill(im.begin(), im.end(), 0.0f);
+            re[bin] = 1.0f;
             vDSP_fft_zip(setup, &frame, 1, 15, kFFTDirection_Forward);
         }
         sum += static_cast<double>(re[0]); // 1

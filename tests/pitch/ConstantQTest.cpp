@@ -188,7 +188,7 @@ TEST_F(ConstantQTest, ATransformThatOverflowsSpoilsTheFrame) {
 TEST_F(ConstantQTest, TheDeclaredLengthMakesNoDifference) {
     const Audio audio = MusicLike(kConstantQRate, 1, SamplesFor(3));
     const std::vector<Delivery> expected = RunConstantQ(audio);
-    for (const SInt64 length : {1ll, 10240ll, 44100ll, 4000000000ll}) {
+    for (const SInt64 length : {1LL, 10240LL, 44100LL, 4000000000LL}) {
         TestAnalyzer analyzer(kConstantQKeys, {kConstantQRate, 1, 4096, length});
         analyzer.PushInBlocks(audio, 4096);
         EXPECT_EQ(expected, analyzer.Deliveries()) << length;

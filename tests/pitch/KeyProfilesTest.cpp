@@ -20,10 +20,10 @@ using Centroid = std::array<float, kTonalCentroidSize>;
 
 constexpr std::size_t kColumns = 1 + kMusicalKeys;
 
-constexpr Chroma kMajorBase = {0.4678F,   -0.25387F, 0.09936F,  -0.33488F, 0.32221F,  -0.063486F,
-                               -0.21791F, 0.4426F,   -0.25203F, 0.12059F,  -0.36999F, 0.039597F};
-constexpr Chroma kMinorBase = {0.49021F,  -0.32921F, 0.026797F, 0.2494F,   -0.15248F,   -0.083309F,
-                               -0.27245F, 0.41468F,  -0.07965F, -0.11405F, -0.0041909F, -0.14575F};
+constexpr Chroma kMajorBase = {0.4678f,   -0.25387f, 0.09936f,  -0.33488f, 0.32221f,  -0.063486f,
+                               -0.21791f, 0.4426f,   -0.25203f, 0.12059f,  -0.36999f, 0.039597f};
+constexpr Chroma kMinorBase = {0.49021f,  -0.32921f, 0.026797f, 0.2494f,   -0.15248f,   -0.083309f,
+                               -0.27245f, 0.41468f,  -0.07965f, -0.11405f, -0.0041909f, -0.14575f};
 
 Strengths StrengthsOf(const Chroma& chroma) {
     Strengths out{};
@@ -69,7 +69,7 @@ Strengths FromFullMatrix(const Chroma& chroma) {
     for (std::size_t entry = 0; entry < c.size(); ++entry) {
         const float* const x = a.data() + entry / kColumns * kPitchClasses;
         const float* const y = a.data() + entry % kColumns * kPitchClasses;
-        c[entry] = std::inner_product(x, x + kPitchClasses, y, 0.0F) / (kColumns - 1);
+        c[entry] = std::inner_product(x, x + kPitchClasses, y, 0.0f) / (kColumns - 1);
     }
     std::array<float, kColumns> d{};
     for (std::size_t i = 0; i < kColumns; ++i) {
@@ -152,7 +152,7 @@ TEST(KeyStrengthTest, AProfileFitsItsOwnKeyEntirely) {
         double energy = 0;
         for (float& x : chroma) {
             energy += double{x} * double{x};
-            x += 0.5F;
+            x += 0.5f;
         }
         const Strengths strengths = StrengthsOf(chroma);
         const double expected = std::sqrt(energy / (energy + 12 * 0.25));
@@ -196,7 +196,7 @@ TEST(KeyStrengthTest, IsTheFirstRowOfTheFullMatrix) {
 }
 
 TEST(KeyStrengthTest, RaisingTheChromaRaisesTheKey) {
-    const Chroma dMinor = Raised({1, 0, 0, 0.9F, 0, 0, 0, 0.8F, 0, 0, 0, 0}, 2);
+    const Chroma dMinor = Raised({1, 0, 0, 0.9f, 0, 0, 0, 0.8f, 0, 0, 0, 0}, 2);
     for (std::size_t up = 0; up < kPitchClasses; ++up) {
         const Strengths strengths = StrengthsOf(Raised(dMinor, up));
         EXPECT_EQ(std::ranges::max_element(strengths) - strengths.begin(),
@@ -209,7 +209,7 @@ TEST(KeyStrengthTest, LevelDoesNotCount) {
     const Chroma chroma = RandomChroma(random);
     Chroma quiet = chroma;
     for (float& x : quiet) {
-        x *= 0.125F; // a power of 2 changes no digit
+        x *= 0.125f; // a power of 2 changes no digit
     }
     EXPECT_EQ(StrengthsOf(quiet), StrengthsOf(chroma));
 }
@@ -229,7 +229,7 @@ TEST(TonalCentroidTest, OnePitchClassLiesOnThreeCircles) {
     constexpr double kPi = std::numbers::pi;
     for (std::size_t p = 0; p < kPitchClasses; ++p) {
         Chroma chroma{};
-        chroma[p] = 0.7F;
+        chroma[p] = 0.7f;
         const Centroid centroid = CentroidOf(chroma);
         const auto l = static_cast<double>(p);
         const std::array<double, 6> expected = {
@@ -245,7 +245,7 @@ TEST(TonalCentroidTest, OnePitchClassLiesOnThreeCircles) {
 
 TEST(TonalCentroidTest, EqualPitchClassesLieInTheMiddle) {
     Chroma chroma;
-    chroma.fill(0.3F);
+    chroma.fill(0.3f);
     for (const float x : CentroidOf(chroma)) {
         EXPECT_NEAR(x, 0, std::exp2(-18.0)); // the angles' rounding
     }

@@ -53,24 +53,24 @@ Vector DenseWeights(const SemitoneBank& bank, const Vector& binsHz) {
         const double upper = double{center} - 0.5 * double{toUpper};
         for (std::size_t i = 0; i < binsHz.size(); ++i) {
             const double hz = binsHz[i];
-            dense[j * binsHz.size() + i] = hz > lower && hz < upper ? 1.0F : 0.0F;
+            dense[j * binsHz.size() + i] = hz > lower && hz < upper ? 1.0f : 0.0f;
         }
     }
     return dense;
 }
 
 TEST(SemitoneScaleTest, SemitonesCountFromMiddleC) {
-    EXPECT_EQ(FreqToChroma(261.6256F), 0);
+    EXPECT_EQ(FreqToChroma(261.6256f), 0);
     EXPECT_EQ(FreqToChroma(440), 9); // A is nine semitones above
-    EXPECT_EQ(FreqToChroma(27.5F), -39);
-    EXPECT_EQ(FreqToChroma(4186.009F), 48);
+    EXPECT_EQ(FreqToChroma(27.5f), -39);
+    EXPECT_EQ(FreqToChroma(4186.009f), 48);
 }
 
 TEST(SemitoneScaleTest, FrequenciesRoundToTheNearestSemitone) {
     // 0.49 and 0.51 semitones away.
-    EXPECT_EQ(FreqToChroma(440 * std::exp2(0.49F / 12)), 9);
-    EXPECT_EQ(FreqToChroma(440 * std::exp2(0.51F / 12)), 10);
-    EXPECT_EQ(FreqToChroma(440 * std::exp2(-0.51F / 12)), 8);
+    EXPECT_EQ(FreqToChroma(440 * std::exp2(0.49f / 12)), 9);
+    EXPECT_EQ(FreqToChroma(440 * std::exp2(0.51f / 12)), 10);
+    EXPECT_EQ(FreqToChroma(440 * std::exp2(-0.51f / 12)), 8);
 }
 
 TEST(SemitoneScaleTest, FrequencyOfASemitoneIsEqualTempered) {
@@ -92,8 +92,8 @@ TEST(SemitoneScaleTest, WithoutAFrequencyThereIsNoSemitone) {
 TEST(SemitoneBankTest, CoversTheSemitonesOfTheFirstToTheLastBin) {
     // 5.38 Hz is 67.2 semitones below 261.6256 Hz, 22044.6 Hz is 76.76 above.
     const SemitoneBank bank = BankOf(BinsHz(44100));
-    EXPECT_EQ(bank.NumBins(), 4095U);
-    EXPECT_EQ(bank.NumSemitones(), 145U);
+    EXPECT_EQ(bank.NumBins(), 4095u);
+    EXPECT_EQ(bank.NumSemitones(), 145u);
     EXPECT_EQ(bank.Semitone(0), -67);
     EXPECT_EQ(bank.Semitone(144), 77);
 }
@@ -139,13 +139,13 @@ TEST(SemitoneBankTest, SemitonesNarrowerThanABinAreEmpty) {
 TEST(SemitoneBankTest, ABinOnAnEdgeBelongsToNoCell) {
     const float c = ChromaToFreq(0);
     const float cSharp = ChromaToFreq(1);
-    const float edge = 0.5F * (c + cSharp);
+    const float edge = 0.5f * (c + cSharp);
     // The edge must be a single-precision number for a bin to lie on it.
     ASSERT_EQ(double{edge}, double{c} - 0.5 * double{c - cSharp});
     const SemitoneBank bank = BankOf({c, edge, cSharp});
     EXPECT_EQ(Apply(bank, {1, 10, 100}), (Vector{1, 100}));
     const SemitoneBank beside =
-        BankOf({c, std::nextafter(edge, 0.0F), edge, std::nextafter(edge, kInfinity)});
+        BankOf({c, std::nextafter(edge, 0.0f), edge, std::nextafter(edge, kInfinity)});
     EXPECT_EQ(Apply(beside, {1000, 1, 10, 100}), (Vector{1001, 100}));
 }
 
@@ -162,7 +162,7 @@ TEST(SemitoneBankTest, SumsEqualTheProductWithTheDenseMatrix) {
         Vector expected(bank.NumSemitones());
         for (std::size_t j = 0; j < expected.size(); ++j) {
             expected[j] = std::inner_product(magnitudes.begin(), magnitudes.end(),
-                                             dense.data() + j * bins.size(), 0.0F);
+                                             dense.data() + j * bins.size(), 0.0f);
         }
         const Vector sums = Apply(bank, magnitudes);
         for (std::size_t j = 0; j < sums.size(); ++j) {
@@ -187,12 +187,12 @@ TEST(SemitoneBankTest, AnInfiniteMagnitudeSpoilsAllCellsButItsOwn) {
 TEST(SemitoneBankTest, AnInfiniteMagnitudeOnAnEdgeSpoilsAllCells) {
     const float c = ChromaToFreq(0);
     const float cSharp = ChromaToFreq(1);
-    const float edge = 0.5F * (c + cSharp);
+    const float edge = 0.5f * (c + cSharp);
     ASSERT_EQ(double{edge}, double{c} - 0.5 * double{c - cSharp});
     const SemitoneBank bank = BankOf({c, edge, cSharp});
     for (const float bad : {kInfinity, kNaN}) {
         const Vector sums = Apply(bank, {1, bad, 3});
-        ASSERT_EQ(sums.size(), 2U);
+        ASSERT_EQ(sums.size(), 2u);
         EXPECT_TRUE(std::isnan(sums[0]));
         EXPECT_TRUE(std::isnan(sums[1]));
     }
@@ -204,17 +204,17 @@ TEST(SemitoneBankTest, AnInfiniteMagnitudeOnAnEdgeSpoilsAllCells) {
 }
 
 TEST(SemitoneBankTest, ASumBeyondSinglePrecisionSpoilsNothingElse) {
-    constexpr float kHuge = 3e38F;
+    constexpr float kHuge = 3e38f;
     const float c = ChromaToFreq(0);
-    const SemitoneBank bank = BankOf({c, c * 1.001F, ChromaToFreq(1)});
+    const SemitoneBank bank = BankOf({c, c * 1.001f, ChromaToFreq(1)});
     EXPECT_EQ(Apply(bank, {kHuge, kHuge, 5}), (Vector{kInfinity, 5}));
 }
 
 TEST(SemitoneBankTest, WithoutSemitonesThereAreNoCells) {
-    EXPECT_EQ(BankOf({}).NumSemitones(), 0U);
+    EXPECT_EQ(BankOf({}).NumSemitones(), 0u);
     for (const double rate : {0.0, -44100.0, double{kNaN}, double{kInfinity}}) {
         const SemitoneBank bank = BankOf(BinsHz(rate));
-        EXPECT_EQ(bank.NumSemitones(), 0U) << rate;
+        EXPECT_EQ(bank.NumSemitones(), 0u) << rate;
         EXPECT_TRUE(Apply(bank, Vector(4095, 1)).empty());
     }
 }

@@ -59,16 +59,16 @@ std::vector<Number> Thinned(const SpectrumThinning& thinning, const std::vector<
 }
 
 TEST(SpectrumThinningTest, TheCoarseTransformHasTwiceTheFrameInAPowerOfTwo) {
-    EXPECT_EQ(SpectrumThinning::CoarseSize(32768, 8192), 16384U);
-    EXPECT_EQ(SpectrumThinning::CoarseSize(131072, 8192), 16384U);
-    EXPECT_EQ(SpectrumThinning::CoarseSize(32768, 4097), 16384U);
-    EXPECT_EQ(SpectrumThinning::CoarseSize(32768, 4096), 8192U);
-    EXPECT_EQ(SpectrumThinning::CoarseSize(32768, 1), 2U);
+    EXPECT_EQ(SpectrumThinning::CoarseSize(32768, 8192), 16384u);
+    EXPECT_EQ(SpectrumThinning::CoarseSize(131072, 8192), 16384u);
+    EXPECT_EQ(SpectrumThinning::CoarseSize(32768, 4097), 16384u);
+    EXPECT_EQ(SpectrumThinning::CoarseSize(32768, 4096), 8192u);
+    EXPECT_EQ(SpectrumThinning::CoarseSize(32768, 1), 2u);
 }
 
 TEST(SpectrumThinningTest, WhereTheFrameIsLongNothingIsLeftOut) {
-    for (const UInt32 frame : {8193U, 16384U, 32767U, 32768U, 100000U, 4000000000U}) {
-        EXPECT_EQ(SpectrumThinning::CoarseSize(32768, frame), 32768U) << frame;
+    for (const UInt32 frame : {8193u, 16384u, 32767u, 32768u, 100000u, 4000000000u}) {
+        EXPECT_EQ(SpectrumThinning::CoarseSize(32768, frame), 32768u) << frame;
     }
     const SpectrumThinning thinning(kFineSize, kFineSize / 2);
     const std::vector<Number> weights = Noise(kFineSize, 1);
@@ -78,7 +78,7 @@ TEST(SpectrumThinningTest, WhereTheFrameIsLongNothingIsLeftOut) {
 TEST(SpectrumThinningTest, PlacesThatBothTransformsHaveKeepTheirWeight) {
     const SpectrumThinning thinning(kFineSize, kFineSize / 8);
     ASSERT_EQ(thinning.Size(), kFineSize / 4);
-    for (const UInt32 place : {0U, 1U, 100U, thinning.Size() - 1}) {
+    for (const UInt32 place : {0u, 1u, 100u, thinning.Size() - 1}) {
         std::vector<Number> expected(thinning.Size());
         expected[place] = {0.3, -0.7};
         std::vector<Number> coarse(thinning.Size());
@@ -89,7 +89,7 @@ TEST(SpectrumThinningTest, PlacesThatBothTransformsHaveKeepTheirWeight) {
 
 // One weight at each place, those around both ends of the spectrum among them.
 TEST(SpectrumThinningTest, EveryPlaceIsToldByTheCoarseSpectrum) {
-    for (const UInt32 samples : {512U, 500U, 256U, 129U, 32U, 20U, 5U, 1U}) {
+    for (const UInt32 samples : {512u, 500u, 256u, 129u, 32u, 20u, 5u, 1u}) {
         const SpectrumThinning thinning(kFineSize, samples);
         EXPECT_LT(thinning.Size(), kFineSize);
         const std::vector<Number> frame = Noise(samples, samples);
@@ -115,7 +115,7 @@ TEST(SpectrumThinningTest, OneSampleAnywhereStaysWithinTheBound) {
         frame[at] = 1.0;
         const std::vector<Number> fine = SpectrumOf(frame, kFineSize);
         const std::vector<Number> coarse = SpectrumOf(frame, thinning.Size());
-        for (const UInt32 m : {1U, 2U, 3U, kFineSize / 2 + 2}) {
+        for (const UInt32 m : {1u, 2u, 3u, kFineSize / 2 + 2}) {
             std::vector<Number> weights(thinning.Size());
             thinning.Add(m, 1.0, weights.data());
             ASSERT_LE(std::abs(Product(weights, coarse) - fine[m]),

@@ -14,8 +14,8 @@ using Correlations = std::array<float, KeyFinder::kKeys>;
 // A frame that fits one key best, and another one nearly as well.
 Correlations frameOf(std::size_t best, std::size_t second) {
     Correlations frame{};
-    frame[best] = 0.8F;
-    frame[second] = 0.7F;
+    frame[best] = 0.8f;
+    frame[second] = 0.7f;
     return frame;
 }
 
@@ -30,7 +30,7 @@ TEST(KeyFinderTest, TheGreatestMeanWinsOverTheMostFrames) {
     // G major is best in 60 frames of 100, C major nearly as good there and far better elsewhere.
     add(finder, frameOf(7, 0), 60);
     Correlations c{};
-    c[0] = 0.9F;
+    c[0] = 0.9f;
     add(finder, c, 40);
     const KeyAnswer answer = finder.finish(1);
     EXPECT_EQ(answer.main.name(), "C major");
@@ -43,7 +43,7 @@ TEST(KeyFinderTest, NumbersFrom12AreMinor) {
     const KeyAnswer answer = finder.finish(5);
     EXPECT_EQ(answer.main, (MusicalKey{6, true}));
     EXPECT_EQ(answer.main.name(), "F# minor");
-    EXPECT_GT(answer.strength, 0.9F);
+    EXPECT_GT(answer.strength, 0.9f);
 }
 
 TEST(KeyFinderTest, AChangeOfKeyMakesTwoSegmentsWithoutAGap) {
@@ -51,7 +51,7 @@ TEST(KeyFinderTest, AChangeOfKeyMakesTwoSegmentsWithoutAGap) {
     add(finder, frameOf(0, 7), 3000);
     add(finder, frameOf(3, 10), 3000);
     const KeyAnswer answer = finder.finish(60);
-    ASSERT_EQ(answer.segments.size(), 2U);
+    ASSERT_EQ(answer.segments.size(), 2u);
     EXPECT_EQ(answer.segments[0].key.name(), "C major");
     EXPECT_EQ(answer.segments[1].key.name(), "D# major");
     EXPECT_EQ(answer.segments[0].beginSeconds, 0);
@@ -65,7 +65,7 @@ TEST(KeyFinderTest, AChordOfTwoSecondsIsNoSegment) {
     add(finder, frameOf(0, 7), 2000);
     add(finder, frameOf(5, 0), 200);
     add(finder, frameOf(0, 7), 2000);
-    EXPECT_EQ(finder.finish(42).segments.size(), 1U);
+    EXPECT_EQ(finder.finish(42).segments.size(), 1u);
 }
 
 TEST(KeyFinderTest, SilenceHasNoStrengthAndNoSegments) {

@@ -42,7 +42,7 @@ TEST(LoudnessMeterTest, TwoLevelsHaveTheirDistanceAsRange) {
 TEST(LoudnessMeterTest, TheTruePeakLiesBetweenSamples) {
     Samples channel;
     for (int i = 0; i < 48000; ++i) {
-        channel.push_back((i / 2) % 2 == 0 ? 0.5F : -0.5F);
+        channel.push_back((i / 2) % 2 == 0 ? 0.5f : -0.5f);
     }
     const Loudness loudness = loudnessOf({channel});
     EXPECT_NEAR(*loudness.samplePeakDbfs, 20 * std::log10(0.5), 0.001);
@@ -52,7 +52,7 @@ TEST(LoudnessMeterTest, TheTruePeakLiesBetweenSamples) {
 // BS.1770: channels at the sides count 1.41 times, those in the back once, the low-frequency one
 // not.
 TEST(LoudnessMeterTest, TheChannelsOf7Point1CountByTheirPlaces) {
-    const Samples tone = sine(1000, 10, 0.1F, 48000);
+    const Samples tone = sine(1000, 10, 0.1f, 48000);
     const Samples nothing = silence(10, 48000);
     const auto of = [&](std::size_t place) {
         std::vector<Samples> channels(8, nothing);
@@ -75,7 +75,7 @@ TEST(LoudnessMeterTest, SilenceHasNone) {
 }
 
 TEST(LoudnessMeterTest, WhatIsNotFiniteCountsAsSilence) {
-    Samples broken = sine(1000, 10, 0.1F, 48000);
+    Samples broken = sine(1000, 10, 0.1f, 48000);
     const Samples whole = broken;
     broken[10000] = std::numeric_limits<float>::quiet_NaN();
     broken[20000] = std::numeric_limits<float>::infinity();

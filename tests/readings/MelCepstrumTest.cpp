@@ -71,11 +71,11 @@ Timbre timbreOf(const Samples& samples, const TimbreSettings& settings) {
 }
 
 TEST(MelCepstrumTest, IsAsDefined) {
-    const Samples music = sum(tone(220, 0.2), noise(0.2, 0.05F));
+    const Samples music = sum(tone(220, 0.2), noise(0.2, 0.05f));
     const TimbreSettings settings{.n_mfcc = 20, .fmax = 16000, .top_db = 1000};
     const Timbre timbre = timbreOf(music, settings);
-    ASSERT_EQ(timbre.coefficients, 20U);
-    ASSERT_GE(timbre.values.size(), 40U);
+    ASSERT_EQ(timbre.coefficients, 20u);
+    ASSERT_GE(timbre.values.size(), 40u);
     for (std::size_t frame = 0; frame < 2; ++frame) {
         const auto first = music.begin() + static_cast<std::ptrdiff_t>(frame * 2048);
         const auto expected = coefficientsOf(Samples(first, first + 4096), settings);
@@ -87,7 +87,7 @@ TEST(MelCepstrumTest, IsAsDefined) {
 }
 
 TEST(MelCepstrumTest, TheLimitCountsFromTheLoudestOfTheStream) {
-    const Samples loudThenSilent = joined({noise(1, 0.5F), silence(1)});
+    const Samples loudThenSilent = joined({noise(1, 0.5f), silence(1)});
     const Timbre limited = timbreOf(loudThenSilent, {.top_db = 80});
     const Timbre free =
         timbreOf(loudThenSilent, {.top_db = std::numeric_limits<double>::infinity()});
@@ -99,8 +99,8 @@ TEST(MelCepstrumTest, TheLimitCountsFromTheLoudestOfTheStream) {
 
 TEST(MelCepstrumTest, AGainMovesTheFirstCoefficientAlone) {
     const TimbreSettings settings{.top_db = 1000};
-    const Timbre quiet = timbreOf(noise(0.2, 0.02F), settings);
-    const Timbre loud = timbreOf(noise(0.2, 0.2F), settings);
+    const Timbre quiet = timbreOf(noise(0.2, 0.02f), settings);
+    const Timbre loud = timbreOf(noise(0.2, 0.2f), settings);
     EXPECT_NEAR(loud.values[0] - quiet.values[0], 20 * std::sqrt(40.0), 0.01);
     for (std::size_t c = 1; c < 13; ++c) {
         EXPECT_NEAR(loud.values[c], quiet.values[c], 0.01);

@@ -37,7 +37,7 @@ TEST(OnsetFinderTest, ALongerStreamHasTheSameOnsets) {
 TEST(OnsetFinderTest, SteadySoundHasOneAtItsBeginAtMost) {
     for (const Samples& steady : {sine(440, 10), tone(220, 10), silence(10)}) {
         const auto onsets = onsetsOf(joined({silence(1), steady}));
-        EXPECT_LE(onsets.size(), 1U);
+        EXPECT_LE(onsets.size(), 1u);
     }
 }
 
@@ -47,9 +47,9 @@ TEST(OnsetFinderTest, VibratoIsNoOnset) {
     for (std::size_t i = 0; i < 8 * 44100; ++i) {
         const double t = static_cast<double>(i) / kRateHz;
         phase += 440 * (1 + 0.02 * std::sin(2 * 3.14159265 * 5.5 * t)) / kRateHz;
-        voice.push_back(0.3F * static_cast<float>(std::sin(2 * 3.14159265 * phase)));
+        voice.push_back(0.3f * static_cast<float>(std::sin(2 * 3.14159265 * phase)));
     }
-    EXPECT_LE(onsetsOf(voice).size(), 1U);
+    EXPECT_LE(onsetsOf(voice).size(), 1u);
 }
 
 TEST(OnsetFinderTest, StrengthsLieBetween0And1) {

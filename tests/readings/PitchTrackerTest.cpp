@@ -26,7 +26,7 @@ TEST(PitchTrackerTest, FindsToneAndSineFromLowToHigh) {
 TEST(PitchTrackerTest, FindsAFundamentalThatIsMissing) {
     Samples voice = silence(3);
     for (int harmonic = 2; harmonic <= 8; ++harmonic) {
-        voice = sum(voice, sine(200.0 * harmonic, 3, 0.05F));
+        voice = sum(voice, sine(200.0 * harmonic, 3, 0.05f));
     }
     for (const Pitch& pitch : pitchesOf(voice)) {
         EXPECT_LT(centsBetween(pitch.frequencyHz, 200), 20);
@@ -42,7 +42,7 @@ TEST(PitchTrackerTest, SilenceIsNotVoiced) {
 
 TEST(PitchTrackerTest, TimesAreTheMiddlesOfFrames) {
     const auto pitches = pitchesOf(sine(440, 1));
-    ASSERT_GE(pitches.size(), 2U);
+    ASSERT_GE(pitches.size(), 2u);
     EXPECT_DOUBLE_EQ(pitches[0].seconds, 2048 / kRateHz);
     EXPECT_DOUBLE_EQ(pitches[1].seconds, 4096 / kRateHz);
 }
@@ -51,7 +51,7 @@ TEST(PitchTest, TellsNoteAndCents) {
     const Pitch sharp{.frequencyHz = static_cast<float>(440 * std::exp2(0.1 / 12))};
     EXPECT_EQ(sharp.note(), 69);
     EXPECT_NEAR(sharp.cents(), 10, 0.01);
-    EXPECT_EQ(Pitch{.frequencyHz = 261.6256F}.note(), 60);
+    EXPECT_EQ(Pitch{.frequencyHz = 261.6256f}.note(), 60);
     EXPECT_FALSE(Pitch{}.isVoiced());
 }
 

@@ -53,7 +53,7 @@ std::vector<double> numbersOf(const Answers& a) {
 }
 
 Samples music(double rateHz = kRateHz) {
-    return sum(strokes(times(0.3, 0.5, 9), 9, rateHz), tone(196, 9, 0.1F, rateHz));
+    return sum(strokes(times(0.3, 0.5, 9), 9, rateHz), tone(196, 9, 0.1f, rateHz));
 }
 
 Answers readInPushes(const Samples& samples, std::size_t first, std::size_t step) {
@@ -105,20 +105,20 @@ TEST(ReaderTest, OnlyWhatWasAskedForIsAnswered) {
 }
 
 TEST(ReaderTest, ShortAndEmptyStreamsAreAnswered) {
-    for (const std::size_t length : {0U, 1U, 511U, 512U, 1023U, 1024U, 5000U}) {
-        const Answers answers = readInPushes(Samples(length, 0.1F), 4096, 0);
+    for (const std::size_t length : {0u, 1u, 511u, 512u, 1023u, 1024u, 5000u}) {
+        const Answers answers = readInPushes(Samples(length, 0.1f), 4096, 0);
         EXPECT_EQ(answers.tempo->bpm, 0) << length;
         EXPECT_FALSE(answers.tempo->isSteady);
         EXPECT_TRUE(answers.beats->beats.empty());
         EXPECT_EQ(answers.bars->beatsPerBar, 0);
-        EXPECT_LE(answers.onsets->size(), 1U);
+        EXPECT_LE(answers.onsets->size(), 1u);
     }
 }
 
 TEST(ReaderTest, WhatIsNotFiniteCountsAsSilence) {
     Samples broken = music();
     Samples mended = broken;
-    for (const std::size_t at : {5000U, 100000U, 100001U, 300000U}) {
+    for (const std::size_t at : {5000u, 100000u, 100001u, 300000u}) {
         broken[at] = at % 2 == 0 ? std::numeric_limits<float>::quiet_NaN()
                                  : -std::numeric_limits<float>::infinity();
         mended[at] = 0;
@@ -128,7 +128,7 @@ TEST(ReaderTest, WhatIsNotFiniteCountsAsSilence) {
 
 TEST(ReaderTest, SilenceDCAndFullScaleGiveFiniteAnswers) {
     for (const Samples& samples :
-         {silence(9), Samples(400000, 1.0F), sine(441, 9, 1.0F), noise(9, 1.0F)}) {
+         {silence(9), Samples(400000, 1.0f), sine(441, 9, 1.0f), noise(9, 1.0f)}) {
         for (const double number : numbersOf(readInPushes(samples, 4096, 0))) {
             EXPECT_TRUE(std::isfinite(number));
         }
@@ -137,8 +137,8 @@ TEST(ReaderTest, SilenceDCAndFullScaleGiveFiniteAnswers) {
 
 TEST(ReaderTest, HugeSamplesGiveFiniteAnswers) {
     Samples broken = music();
-    broken[100000] = 3e38F;
-    for (const Samples& samples : {broken, noise(9, 1e30F)}) {
+    broken[100000] = 3e38f;
+    for (const Samples& samples : {broken, noise(9, 1e30f)}) {
         for (const double number : numbersOf(readInPushes(samples, 4096, 0))) {
             EXPECT_TRUE(std::isfinite(number));
         }
@@ -146,7 +146,7 @@ TEST(ReaderTest, HugeSamplesGiveFiniteAnswers) {
 }
 
 TEST(ReaderTest, SilenceHasNoTempoNoBeatsAndNoBars) {
-    for (const Samples& samples : {silence(20), Samples(900000, 0.25F)}) {
+    for (const Samples& samples : {silence(20), Samples(900000, 0.25f)}) {
         const Answers answers = readInPushes(samples, 4096, 0);
         EXPECT_EQ(answers.tempo->bpm, 0);
         EXPECT_EQ(answers.tempo->strength, 0);
@@ -193,12 +193,12 @@ INSTANTIATE_TEST_SUITE_P(Rates, ReaderRateTest,
 TEST(ReaderTest, ChannelsAreReadAsTheirMean) {
     const Samples left = music();
     Samples right = left;
-    std::ranges::transform(right, right.begin(), [](float x) { return 0.5F * x; });
+    std::ranges::transform(right, right.begin(), [](float x) { return 0.5f * x; });
     Reader reader({Reading::Onsets}, {.sampleRateHz = kRateHz, .channels = 2});
     const std::vector<const float*> channels{left.data(), right.data()};
     reader.push(channels, left.size());
     Samples mean = left;
-    std::ranges::transform(mean, mean.begin(), [](float x) { return (x + 0.5F * x) * 0.5F; });
+    std::ranges::transform(mean, mean.begin(), [](float x) { return (x + 0.5f * x) * 0.5f; });
     const auto expected = onsetsOf(mean);
     const auto found = *reader.finish().onsets;
     ASSERT_EQ(found.size(), expected.size());

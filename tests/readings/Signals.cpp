@@ -46,7 +46,7 @@ Samples tone(double hz, double seconds, float amplitude, double rateHz) {
 
 Samples strokes(const std::vector<double>& times, double seconds, double rateHz) {
     constexpr double kDecaySeconds = 0.02;
-    const Samples stroke = noise(5 * kDecaySeconds, 0.7F, rateHz);
+    const Samples stroke = noise(5 * kDecaySeconds, 0.7f, rateHz);
     Samples samples = silence(seconds, rateHz);
     for (const double time : times) {
         const std::size_t first = samplesOf(time, rateHz);

@@ -14,11 +14,11 @@ inline constexpr double kRateHz = 44100;
 using Samples = std::vector<float>;
 
 Samples silence(double seconds, double rateHz = kRateHz);
-Samples sine(double hz, double seconds, float amplitude = 0.5F, double rateHz = kRateHz);
+Samples sine(double hz, double seconds, float amplitude = 0.5f, double rateHz = kRateHz);
 // White noise from a fixed seed, uniform within the amplitude.
-Samples noise(double seconds, float amplitude = 0.3F, double rateHz = kRateHz);
+Samples noise(double seconds, float amplitude = 0.3f, double rateHz = kRateHz);
 // Sums of the first eight harmonics, each weaker than the one before.
-Samples tone(double hz, double seconds, float amplitude = 0.3F, double rateHz = kRateHz);
+Samples tone(double hz, double seconds, float amplitude = 0.3f, double rateHz = kRateHz);
 // Strokes of decaying noise at these times.
 Samples strokes(const std::vector<double>& times, double seconds, double rateHz = kRateHz);
 // Times at a distance, from `first` on and before `end`.

@@ -51,7 +51,7 @@ TEST(TempoTest, ClicksHaveTheirTempoAsARealNumber) {
 TEST(TempoTest, BeatsStandOnTheAttacks) {
     const std::vector<double> when = times(0.4, 0.5, 29);
     const Beats beats = *read({Reading::Beats}, strokes(when, 30)).beats;
-    ASSERT_GE(beats.beats.size(), 20U);
+    ASSERT_GE(beats.beats.size(), 20u);
     for (const Beat& beat : beats.beats) {
         if (beat.seconds > 29) { // after the last stroke
             continue;

@@ -50,7 +50,7 @@ std::vector<Byte> BytesOf(const float* frame) {
 // of two.
 TEST(AAReassignedFramesTest, AreTheBytesThatFetchPutsIntoItsList) {
     constexpr UInt32 kCapacity = 7;
-    for (const UInt32 gone : {0U, 1U, 4U, 5U, 23U, 24U, 25U, 100U, 167U, 168U, 1000U}) {
+    for (const UInt32 gone : {0u, 1u, 4u, 5u, 23u, 24u, 25u, 100u, 167u, 168u, 1000u}) {
         SCOPED_TRACE(gone);
         const UInt32 stored = kCapacity + gone;
         const FilledRing filled(kCapacity, stored);
@@ -82,13 +82,13 @@ TEST(AAReassignedFramesTest, AreReadInPlaceWhileNothingHasFallenOut) {
 
 TEST(AAReassignedFramesTest, OfARingThatIsNotFullAreThoseThatWereStored) {
     const FilledRing filled(5, 3);
-    EXPECT_EQ(AAReassignedFrames(filled.store, 5, 3).Count(), 3U);
-    EXPECT_EQ(AAReassignedFrames(filled.store, 5, 0).Count(), 0U);
+    EXPECT_EQ(AAReassignedFrames(filled.store, 5, 3).Count(), 3u);
+    EXPECT_EQ(AAReassignedFrames(filled.store, 5, 0).Count(), 0u);
 }
 
 TEST(AAReassignedFramesTest, OfARingWithoutCapacityThereAreNone) {
     const FilledRing filled(0, 9);
-    EXPECT_EQ(AAReassignedFrames(filled.store, 0, 9).Count(), 0U);
+    EXPECT_EQ(AAReassignedFrames(filled.store, 0, 9).Count(), 0u);
 }
 
 } // namespace

@@ -28,7 +28,7 @@ void CountBlocks(QelAudioAnalysisRef, CFStringRef, UInt32 count, QelAudioAnalysi
 // Runs in the child. The audio is one loop, over and over, so that the stream itself takes no
 // memory; nor do the results, which nobody keeps.
 bool AnalyzesLoops(UInt32 channels, std::size_t loops, SInt64 declaredSamples) {
-    const Audio loop = Noise(0.5F, channels, kLoopSamples, 1);
+    const Audio loop = Noise(0.5f, channels, kLoopSamples, 1);
     const void* keys[] = {kQelAnalysisKey_ReasignedSpectrum};
     const CFOwner<CFArrayRef> list(CFArrayCreate(nullptr, keys, 1, &kCFTypeArrayCallBacks));
     const AudioStreamBasicDescription format = CanonicalFormat(kRate, channels);
@@ -97,7 +97,7 @@ TEST_P(AAReassignedMemoryTest, WhatIsDeclaredAndNeverComesTakesNone) {
     EXPECT_LT(longest - trueLength, 3.0 * GetParam() * 2097152.0 + 1048576.0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Channels, AAReassignedMemoryTest, testing::Values(1U, 2U));
+INSTANTIATE_TEST_SUITE_P(Channels, AAReassignedMemoryTest, testing::Values(1u, 2u));
 
 } // namespace
 } // namespace qel::test

@@ -81,8 +81,8 @@ Represented Represent(const Audio& audio, const std::string& asKey) {
 }
 
 TEST(AAReassignedRepresentationTest, FilledBlocksAreNumbersAndTheOthersEmpty) {
-    for (const UInt32 channels : {1U, 2U}) {
-        const Represented result = Represent(Noise(0.5F, channels, kLength, 1), kKey);
+    for (const UInt32 channels : {1u, 2u}) {
+        const Represented result = Represent(Noise(0.5f, channels, kLength, 1), kKey);
         EXPECT_EQ(result.entries, 1);
         ASSERT_EQ(result.numbers.size(), channels);
         ASSERT_EQ(result.blocks.size(), channels * kFrames);
@@ -91,7 +91,7 @@ TEST(AAReassignedRepresentationTest, FilledBlocksAreNumbersAndTheOthersEmpty) {
             for (std::size_t f = 0; f < kFrames; ++f) {
                 const std::size_t block = f * channels + c; // as in every array of blocks
                 EXPECT_EQ(result.numbers[c][f], result.blocks[block]);
-                EXPECT_EQ(result.numbers[c][f].size(), block % kFrames == 0 ? 2 * kBins : 0U);
+                EXPECT_EQ(result.numbers[c][f].size(), block % kFrames == 0 ? 2 * kBins : 0u);
             }
         }
     }
@@ -105,29 +105,29 @@ TEST(AAReassignedRepresentationTest, TheFirstFrameOfEachChannelStandsWhereItsBlo
     };
     for (const Place& second : {Place{10, 0, 5}, Place{3, 1, 1}}) {
         const std::size_t length = 512 + (second.frames - 1) * 64;
-        const Audio audio = Noise(0.5F, 2, length, 1);
+        const Audio audio = Noise(0.5f, 2, length, 1);
         const Numbers stereo = Represent(audio, kKey).numbers;
-        ASSERT_EQ(stereo.size(), 2U);
+        ASSERT_EQ(stereo.size(), 2u);
         std::size_t filled = 0;
         for (const auto& channel : stereo) {
             ASSERT_EQ(channel.size(), second.frames);
             filled += static_cast<std::size_t>(
                 std::ranges::count_if(channel, [](const auto& row) { return !row.empty(); }));
         }
-        EXPECT_EQ(filled, 2U);
+        EXPECT_EQ(filled, 2u);
         EXPECT_EQ(stereo[0][0], Represent({audio[0]}, kKey).numbers[0][0]);
         EXPECT_EQ(stereo[second.channel][second.frame], Represent({audio[1]}, kKey).numbers[0][0]);
     }
 }
 
 TEST(AAReassignedRepresentationTest, WithoutFramesTheChannelsAreEmpty) {
-    const Represented result = Represent(Noise(0.5F, 2, 511, 1), kKey);
+    const Represented result = Represent(Noise(0.5f, 2, 511, 1), kKey);
     EXPECT_EQ(result.entries, 1);
     EXPECT_EQ(result.numbers, Numbers(2));
 }
 
 TEST(AAReassignedRepresentationTest, AnotherKeyHasNone) {
-    EXPECT_EQ(Represent(Noise(0.5F, 1, kLength, 1), "spectrum").entries, -1);
+    EXPECT_EQ(Represent(Noise(0.5f, 1, kLength, 1), "spectrum").entries, -1);
 }
 
 } // namespace

@@ -29,7 +29,7 @@ struct SeenFrame {
 class OpenProcessor : public AAReassignedSpectralProcessor {
 public:
     explicit OpenProcessor(UInt32 channels = 1, UInt32 maxFrames = 4096)
-        : AAReassignedSpectralProcessor(kFrame, kHop, channels, maxFrames, false, 44100.0F) {
+        : AAReassignedSpectralProcessor(kFrame, kHop, channels, maxFrames, false, 44100.0f) {
         SetSpectralFunction(&OpenProcessor::Keep, this);
     }
 
@@ -74,27 +74,27 @@ Signal Tone(double bin, double phase, std::size_t length) {
 }
 
 TEST(FixSpectrumTest, HalvesAllAndClearsTheFirstAndTheLastImaginaryPart) {
-    Signal real = {2.0F, -3.0F, 4.0F, 5.0F, 99.0F};
-    Signal imag = {7.0F, 6.0F, -8.0F, 10.0F, 99.0F};
+    Signal real = {2.0f, -3.0f, 4.0f, 5.0f, 99.0f};
+    Signal imag = {7.0f, 6.0f, -8.0f, 10.0f, 99.0f};
     FixSpectrum({real.data(), imag.data()}, 4);
-    EXPECT_EQ(real, (Signal{1.0F, -1.5F, 2.0F, 2.5F, 99.0F}));
-    EXPECT_EQ(imag, (Signal{0.0F, 3.0F, -4.0F, 0.0F, 99.0F}));
+    EXPECT_EQ(real, (Signal{1.0f, -1.5f, 2.0f, 2.5f, 99.0f}));
+    EXPECT_EQ(imag, (Signal{0.0f, 3.0f, -4.0f, 0.0f, 99.0f}));
 }
 
 TEST(FixSpectrumTest, OfOneBinLeavesTheRealPartAndOfNoneNothing) {
-    Signal real = {2.0F};
-    Signal imag = {7.0F};
+    Signal real = {2.0f};
+    Signal imag = {7.0f};
     FixSpectrum({real.data(), imag.data()}, 0);
-    EXPECT_EQ(imag, Signal{7.0F});
+    EXPECT_EQ(imag, Signal{7.0f});
     FixSpectrum({real.data(), imag.data()}, 1);
-    EXPECT_EQ(real, Signal{1.0F});
-    EXPECT_EQ(imag, Signal{0.0F});
+    EXPECT_EQ(real, Signal{1.0f});
+    EXPECT_EQ(imag, Signal{0.0f});
 }
 
 TEST(AAReassignedSpectralProcessorTest, TheTimeRampCountsSamplesFromTheMiddle) {
     const OpenProcessor processor;
     for (int i = 0; i < static_cast<int>(kFrame); ++i) {
-        const float ramp = static_cast<float>(i) - 255.5F;
+        const float ramp = static_cast<float>(i) - 255.5f;
         EXPECT_EQ(processor.mTimeRampWindow[i], ramp * processor.mWindow[i]) << i;
     }
 }
@@ -155,7 +155,7 @@ TEST(AAReassignedSpectralProcessorTest, BinsAroundAToneHaveItsFrequency) {
     for (const double bin : {10.0, 57.3, 100.0, 200.5}) {
         OpenProcessor processor;
         processor.Push({Tone(bin, 0.7, kFrame + 3 * kHop)});
-        ASSERT_EQ(processor.frames.size(), 4U);
+        ASSERT_EQ(processor.frames.size(), 4u);
         for (const SeenFrame& frame : processor.frames) {
             const auto nearest = static_cast<std::size_t>(std::lround(bin));
             for (std::size_t k = nearest - 1; k <= nearest + 1; ++k) {
@@ -171,14 +171,14 @@ TEST(AAReassignedSpectralProcessorTest, BinsAroundAToneHaveItsFrequency) {
 // that the delay is the time ramp's value there in every bin.
 TEST(AAReassignedSpectralProcessorTest, AClickHasItsOwnDelayInAllBins) {
     for (const int at : {30, 200, 300, 480}) {
-        Signal click(kFrame, 0.0F);
-        click[static_cast<std::size_t>(at)] = 1.0F;
+        Signal click(kFrame, 0.0f);
+        click[static_cast<std::size_t>(at)] = 1.0f;
         OpenProcessor processor;
         processor.Push({click});
-        ASSERT_EQ(processor.frames.size(), 1U);
+        ASSERT_EQ(processor.frames.size(), 1u);
         const double delay = (at - 255.5) / kFrame;
         for (UInt32 k = 0; k + 1 < kBins; ++k) { // the last bin lost its imaginary part
-            if (std::abs(processor.frames[0].real[0][k]) > 0.0F) {
+            if (std::abs(processor.frames[0].real[0][k]) > 0.0f) {
                 // Quotients of single-precision numbers, divided by 512.
                 EXPECT_NEAR(processor.frames[0].lgd[0][k], 1.0 + delay, 1e-5) << k;
             }
@@ -191,7 +191,7 @@ TEST(AAReassignedSpectralProcessorTest, FramesAreNumberedFromOneOn) {
     OpenProcessor processor;
     EXPECT_EQ(processor.mFrameCounter, 1.0);
     processor.Push({Tone(80.0, 0.0, kFrame + 9 * kHop)});
-    ASSERT_EQ(processor.frames.size(), 10U);
+    ASSERT_EQ(processor.frames.size(), 10u);
     for (std::size_t f = 0; f < 10; ++f) {
         // A steady tone has its energy in the middle of the frame, where the ramp is 0; what is
         // left are the errors of single-precision transforms.
@@ -204,8 +204,8 @@ TEST(AAReassignedSpectralProcessorTest, FramesAreNumberedFromOneOn) {
 
 TEST(AAReassignedSpectralProcessorTest, SilenceHasNeitherFrequencyNorTime) {
     OpenProcessor processor;
-    processor.Push({Signal(kFrame, 0.0F)});
-    ASSERT_EQ(processor.frames.size(), 1U);
+    processor.Push({Signal(kFrame, 0.0f)});
+    ASSERT_EQ(processor.frames.size(), 1u);
     for (UInt32 k = 0; k < kBins; ++k) {
         EXPECT_TRUE(std::isnan(processor.frames[0].cif[0][k])) << k;
         EXPECT_TRUE(std::isnan(processor.frames[0].lgd[0][k])) << k;
@@ -222,7 +222,7 @@ TEST(AAReassignedSpectralProcessorTest, TheSpectralFunctionGetsAFixedSpectrum) {
 
     OpenProcessor processor;
     processor.Push(noise);
-    ASSERT_EQ(processor.frames.size(), 1U);
+    ASSERT_EQ(processor.frames.size(), 1u);
     EXPECT_EQ(processor.frames[0].real, expected.mReal);
     EXPECT_EQ(processor.frames[0].imag, expected.mImag);
 }
@@ -234,7 +234,7 @@ TEST(AAReassignedSpectralProcessorTest, ChannelsAreWorkedOnApart) {
     both.Push({left, right});
     OpenProcessor one;
     one.Push({right});
-    ASSERT_EQ(both.frames.size(), 3U);
+    ASSERT_EQ(both.frames.size(), 3u);
     for (std::size_t f = 0; f < 3; ++f) {
         EXPECT_EQ(both.frames[f].cif[1], one.frames[f].cif[0]);
         EXPECT_EQ(both.frames[f].lgd[1], one.frames[f].lgd[0]);

@@ -101,8 +101,8 @@ protected:
 // Places are whole numbers from 1 on; half of one goes to the even neighbour.
 TEST_F(ChosenFramesTest, ValuesGoToTheNearestPlace) {
     Declare(3);
-    mGenerator->Keep({{1, 2}, {3, 4}, {5, 6}, {7, 8}}, {1.4F, 2.6F, 2.5F, 3.5F},
-                     {1.0F, 1.6F, 2.4F, 2.5F});
+    mGenerator->Keep({{1, 2}, {3, 4}, {5, 6}, {7, 8}}, {1.4f, 2.6f, 2.5f, 3.5f},
+                     {1.0f, 1.6f, 2.4f, 2.5f});
     mGenerator->Keep({}, {}, {});
     mGenerator->Keep({}, {}, {});
     std::vector<Complex> expected(3 * kBins);
@@ -115,10 +115,10 @@ TEST_F(ChosenFramesTest, ValuesGoToTheNearestPlace) {
 
 TEST_F(ChosenFramesTest, WhatLiesOutsideGoesToTheEdge) {
     Declare(2);
-    mGenerator->Keep({{1, 0}, {2, 0}, {4, 0}, {8, 0}}, {0.4F, 4.6F, -7.0F, 1e9F},
-                     {1.0F, 1.0F, 2.6F, -3.0F});
-    mGenerator->Keep({{16, 0}, {32, 0}, {64, 0}, {128, 0}}, {2.0F, 3.0F, 2.0F, 3.0F},
-                     {0.4F, 100.0F, -0.6F, 1e9F});
+    mGenerator->Keep({{1, 0}, {2, 0}, {4, 0}, {8, 0}}, {0.4f, 4.6f, -7.0f, 1e9f},
+                     {1.0f, 1.0f, 2.6f, -3.0f});
+    mGenerator->Keep({{16, 0}, {32, 0}, {64, 0}, {128, 0}}, {2.0f, 3.0f, 2.0f, 3.0f},
+                     {0.4f, 100.0f, -0.6f, 1e9f});
     const std::vector<Complex> expected = {{1, 0}, {16 + 64, 0}, {0, 0},        {2 + 8, 0},
                                            {4, 0}, {0, 0},       {32 + 128, 0}, {0, 0}};
     EXPECT_EQ(mGenerator->Matrix(), expected);
@@ -130,23 +130,23 @@ TEST_F(ChosenFramesTest, WhatIsNoIntegerGoesToTheFirstPlace) {
     constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
     Declare(2);
     mGenerator->Keep({}, {}, {});
-    mGenerator->Keep({{1, 1}, {2, 2}, {4, 4}, {8, 8}}, {kNaN, kInfinity, -kInfinity, 2147483648.0F},
-                     {2.0F, 2.0F, 2.0F, 2.0F});
+    mGenerator->Keep({{1, 1}, {2, 2}, {4, 4}, {8, 8}}, {kNaN, kInfinity, -kInfinity, 2147483648.0f},
+                     {2.0f, 2.0f, 2.0f, 2.0f});
     EXPECT_EQ(mGenerator->Matrix()[kBins], Complex(15, 15));
 
     Declare(2);
     mGenerator->Keep({}, {}, {});
-    mGenerator->Keep({{1, 1}, {2, 2}, {4, 4}, {8, 8}}, {1.0F, 1.0F, 1.0F, 1.0F},
-                     {kNaN, kInfinity, -kInfinity, 3e9F});
+    mGenerator->Keep({{1, 1}, {2, 2}, {4, 4}, {8, 8}}, {1.0f, 1.0f, 1.0f, 1.0f},
+                     {kNaN, kInfinity, -kInfinity, 3e9f});
     EXPECT_EQ(mGenerator->Matrix()[0], Complex(15, 15));
 }
 
 TEST_F(ChosenFramesTest, ValuesOfOnePlaceAddUpAndOppositeOnesCancel) {
     Declare(2);
-    mGenerator->Keep({{1, 2}, {3, -5}, {0, 0}, {0, 0}}, {2.0F, 3.0F, 1.0F, 1.0F},
-                     {2.0F, 1.0F, 1.0F, 1.0F});
-    mGenerator->Keep({{10, 20}, {-3, 5}, {0, 0}, {0, 0}}, {2.0F, 3.0F, 1.0F, 1.0F},
-                     {2.0F, 1.0F, 1.0F, 1.0F});
+    mGenerator->Keep({{1, 2}, {3, -5}, {0, 0}, {0, 0}}, {2.0f, 3.0f, 1.0f, 1.0f},
+                     {2.0f, 1.0f, 1.0f, 1.0f});
+    mGenerator->Keep({{10, 20}, {-3, 5}, {0, 0}, {0, 0}}, {2.0f, 3.0f, 1.0f, 1.0f},
+                     {2.0f, 1.0f, 1.0f, 1.0f});
     std::vector<Complex> expected(2 * kBins);
     expected[kBins + 1] = {11, 22};
     EXPECT_EQ(mGenerator->Matrix(), expected);
@@ -157,7 +157,7 @@ TEST(AAReassignedSpectrumGeneratorTest, WithoutFramesTheCountIsZero) {
     generator.ReadyAnalysis();
     generator.Push(std::vector<Signal>(2, Noise(kFrame - 1, 1)));
     EXPECT_EQ(generator.ProcessFinal(1), 0);
-    ASSERT_EQ(generator.results.size(), 1U);
+    ASSERT_EQ(generator.results.size(), 1u);
     EXPECT_TRUE(generator.results[0].blocks.empty());
 }
 
@@ -167,9 +167,9 @@ TEST(AAReassignedSpectrumGeneratorTest, OneBlockPerChannelIsFilled) {
     generator.Push({Noise(LengthOf(5), 1), Noise(LengthOf(5), 2), Noise(LengthOf(5), 3)});
     EXPECT_EQ(generator.ProcessFinal(0), 0);
     const std::vector<QelAudioAnalysisBlock>& blocks = generator.results.at(0).blocks;
-    ASSERT_EQ(blocks.size(), 15U);
+    ASSERT_EQ(blocks.size(), 15u);
     for (std::size_t b = 0; b < blocks.size(); ++b) {
-        EXPECT_EQ(blocks[b].mDataByteSize, b % 5 == 0 ? kBins * 8 : 0U) << b;
+        EXPECT_EQ(blocks[b].mDataByteSize, b % 5 == 0 ? kBins * 8 : 0u) << b;
         EXPECT_EQ(blocks[b].mData != nullptr, b % 5 == 0) << b;
     }
 }
@@ -198,8 +198,8 @@ TEST(AAReassignedSpectrumGeneratorTest, AStopAtTheEndComesAfterTheDelivery) {
         return 1;
     };
     EXPECT_EQ(generator.Process(1, stop, &percents), -1);
-    EXPECT_EQ(percents, std::vector<float>{100.0F});
-    EXPECT_EQ(generator.results.size(), 1U);
+    EXPECT_EQ(percents, std::vector<float>{100.0f});
+    EXPECT_EQ(generator.results.size(), 1u);
 }
 
 // The second takes no more than two frames on trust.
@@ -211,16 +211,16 @@ TEST(AAReassignedSpectrumGeneratorTest, ADistrustedLengthIsKeptAllTheSame) {
     OpenGenerator careful(2, LengthOf(23));
     careful.mTrustedBytes = 2 * UInt64{2 * kBins * sizeof(Complex)};
     careful.ReadyAnalysis();
-    EXPECT_EQ(careful.mSpectrumStore->Room(), 2U);
+    EXPECT_EQ(careful.mSpectrumStore->Room(), 2u);
     careful.Push(noise);
     for (const auto* store : {&careful.mSpectrumStore, &careful.mCIFStore, &careful.mLGDStore}) {
-        EXPECT_EQ((*store)->Frames(), 23U);
-        EXPECT_EQ((*store)->BlockCount(), 2U);
+        EXPECT_EQ((*store)->Frames(), 23u);
+        EXPECT_EQ((*store)->BlockCount(), 2u);
     }
     EXPECT_EQ(trusting.ProcessFinal(1), 0);
     EXPECT_EQ(careful.ProcessFinal(1), 0);
     EXPECT_EQ(careful.results[0].matrices, trusting.results[0].matrices);
-    EXPECT_EQ(careful.results[0].blocks.size(), 46U);
+    EXPECT_EQ(careful.results[0].blocks.size(), 46u);
 }
 
 TEST(AAReassignedSpectrumGeneratorTest, BeyondTheDeclaredLengthStoresDoNotGrow) {
@@ -228,18 +228,18 @@ TEST(AAReassignedSpectrumGeneratorTest, BeyondTheDeclaredLengthStoresDoNotGrow) 
     generator.mTrustedBytes = 0;
     generator.ReadyAnalysis();
     generator.Push({Noise(LengthOf(30), 1)});
-    EXPECT_EQ(generator.mSpectrumStore->Frames(), 4U);
-    EXPECT_EQ(generator.Matrix().size(), 30U * kBins);
+    EXPECT_EQ(generator.mSpectrumStore->Frames(), 4u);
+    EXPECT_EQ(generator.Matrix().size(), 30u * kBins);
 }
 
 // A declaration of less than the overlap of two frames is one of no frames, and so is one of 2^31
 // samples or more.
 TEST(AAReassignedSpectrumGeneratorTest, StoresWithoutRoomGiveAnEmptyMatrix) {
-    for (const UInt32 declared : {1U, 2147483648U + kFrame, 4294967295U}) {
+    for (const UInt32 declared : {1u, 2147483648u + kFrame, 4294967295u}) {
         OpenGenerator generator(1, declared);
         generator.ReadyAnalysis();
         generator.Push({Noise(LengthOf(6), 1)});
-        EXPECT_EQ(generator.mSpectrumStore->BlockCount(), 0U);
+        EXPECT_EQ(generator.mSpectrumStore->BlockCount(), 0u);
         EXPECT_EQ(generator.Matrix(), std::vector<Complex>(6 * kBins));
     }
 }
@@ -265,8 +265,8 @@ TEST(AAReassignedSpectrumGeneratorTest, AResetWithoutMemoryLeavesAnEmptyStream) 
 TEST(AAReassignedSpectrumGeneratorTest, SizesAreThoseOfOneFrame) {
     OpenGenerator generator(1, 0);
     EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(kQelAnalysisKey_ReasignedSpectrum), kBins * 8);
-    EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(CFSTR("spectrum")), 0U);
-    EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(nullptr), 0U);
+    EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(CFSTR("spectrum")), 0u);
+    EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(nullptr), 0u);
 }
 
 } // namespace

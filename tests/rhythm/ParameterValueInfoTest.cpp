@@ -22,9 +22,9 @@ Values ValuesOf(CFStringRef name) {
 }
 
 TEST(ParameterValueInfoTest, IsARecordOfFourFieldsOf32Bits) {
-    EXPECT_EQ(16U, sizeof(QelAudioAnalysisParameterValueInfo));
-    EXPECT_EQ(8U, offsetof(QelAudioAnalysisParameterValueInfo, mDefault));
-    EXPECT_EQ(12U, offsetof(QelAudioAnalysisParameterValueInfo, mFlags));
+    EXPECT_EQ(16u, sizeof(QelAudioAnalysisParameterValueInfo));
+    EXPECT_EQ(8u, offsetof(QelAudioAnalysisParameterValueInfo, mDefault));
+    EXPECT_EQ(12u, offsetof(QelAudioAnalysisParameterValueInfo, mFlags));
 }
 
 TEST(ParameterValueInfoTest, EveryGeneratorKeepsTheValuesOfItsParameters) {

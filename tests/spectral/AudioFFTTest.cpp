@@ -98,7 +98,7 @@ void ExpectPlainTransformWithoutNyquist(const Signal& samples, const Signal& out
                                         double tolerance) {
     const auto expected = PlainTransform(Widened(samples));
     EXPECT_NEAR(double{out[0]}, expected[0].real(), tolerance);
-    EXPECT_EQ(out[1], 0.0F);
+    EXPECT_EQ(out[1], 0.0f);
     for (std::size_t k = 1; k < samples.size() / 2; ++k) {
         EXPECT_NEAR(double{out[2 * k]}, expected[k].real(), tolerance) << k;
         EXPECT_NEAR(double{out[2 * k + 1]}, expected[k].imag(), tolerance) << k;
@@ -121,7 +121,7 @@ TEST(RealFFTInterleavedTest, NyquistAloneGivesNothing) {
     const Context context = MakeContext(4);
     Signal samples(16);
     for (std::size_t n = 0; n < samples.size(); ++n) {
-        samples[n] = n % 2 == 0 ? 1.0F : -1.0F;
+        samples[n] = n % 2 == 0 ? 1.0f : -1.0f;
     }
     ASSERT_EQ(RealFFTInterleaved(context.get(), 4, samples.data(), samples.data()), 0);
     EXPECT_EQ(samples, Signal(16, 0)); // sums of ones are exact
@@ -161,11 +161,11 @@ TEST(RealFFTInterleavedTest, OfASingleSampleNothingIsWritten) {
     const float sample = 5;
     float out = 3;
     EXPECT_EQ(RealFFTInterleaved(context.get(), 0, &sample, &out), 0);
-    EXPECT_EQ(out, 3.0F);
+    EXPECT_EQ(out, 3.0f);
 }
 
 TEST(FFTWindowCoeffsTest, EntriesFollowTheirFormula) {
-    ASSERT_EQ(sFFTWindowCoeffs.size(), 1024U);
+    ASSERT_EQ(sFFTWindowCoeffs.size(), 1024u);
     for (std::size_t k = 0; k < 1024; ++k) {
         const double root = std::sin(std::numbers::pi * (static_cast<double>(k) + 0.5) / 1024);
         // One rounding to float, relative 2^-24; the rest is for the doubles' own.
@@ -175,9 +175,9 @@ TEST(FFTWindowCoeffsTest, EntriesFollowTheirFormula) {
 }
 
 TEST(FFTWindowCoeffsTest, FirstEntryPeakAndSymmetryAreAsKnown) {
-    EXPECT_EQ(sFFTWindowCoeffs[0], 0.07710622F);
+    EXPECT_EQ(sFFTWindowCoeffs[0], 0.07710622f);
     EXPECT_EQ(sFFTWindowCoeffs[511], sFFTWindowCoeffs[512]);
-    EXPECT_LT(sFFTWindowCoeffs[512], 32768.0F);
+    EXPECT_LT(sFFTWindowCoeffs[512], 32768.0f);
     for (std::size_t k = 0; k < 511; ++k) {
         EXPECT_EQ(sFFTWindowCoeffs[k], sFFTWindowCoeffs[1023 - k]) << k;
         EXPECT_LT(sFFTWindowCoeffs[k], sFFTWindowCoeffs[k + 1]) << k;

@@ -41,9 +41,9 @@ double Tolerance(std::size_t size) {
 
 TEST(FFTFrameTest, SizesFollowFromTheArgument) {
     OpenFrame frame(1024);
-    EXPECT_EQ(frame.mSize, 1024U);
-    EXPECT_EQ(frame.mHalfSize, 512U);
-    EXPECT_EQ(frame.mLog2Size, 10U);
+    EXPECT_EQ(frame.mSize, 1024u);
+    EXPECT_EQ(frame.mHalfSize, 512u);
+    EXPECT_EQ(frame.mLog2Size, 10u);
     ASSERT_NE(frame.mSetup, nullptr);
     EXPECT_EQ(Signal(frame.mSpectrum.realp, frame.mSpectrum.realp + 1024), Signal(1024, 0));
     EXPECT_EQ(Signal(frame.mSpectrum.imagp, frame.mSpectrum.imagp + 1024), Signal(1024, 0));
@@ -51,40 +51,40 @@ TEST(FFTFrameTest, SizesFollowFromTheArgument) {
 
 TEST(FFTFrameTest, WithoutASizeAllIsZeroUntilInitialize) {
     OpenFrame frame;
-    EXPECT_EQ(frame.mSize, 0U);
-    EXPECT_EQ(frame.mHalfSize, 0U);
-    EXPECT_EQ(frame.mLog2Size, 0U);
+    EXPECT_EQ(frame.mSize, 0u);
+    EXPECT_EQ(frame.mHalfSize, 0u);
+    EXPECT_EQ(frame.mLog2Size, 0u);
     EXPECT_EQ(frame.mSetup, nullptr);
     EXPECT_EQ(frame.mSpectrum.realp, nullptr);
     EXPECT_EQ(frame.mSpectrum.imagp, nullptr);
     frame.Initialize(16);
     Signal ones(16, 1);
     frame.FFT(ones.data());
-    EXPECT_EQ(frame.mSpectrum.realp[0], 1.0F);
+    EXPECT_EQ(frame.mSpectrum.realp[0], 1.0f);
 }
 
 TEST(FFTFrameTest, InitializeAgainServesTheNewSize) {
     OpenFrame frame(256);
     frame.Initialize(8);
-    EXPECT_EQ(frame.mSize, 8U);
-    EXPECT_EQ(frame.mHalfSize, 4U);
-    EXPECT_EQ(frame.mLog2Size, 3U);
+    EXPECT_EQ(frame.mSize, 8u);
+    EXPECT_EQ(frame.mHalfSize, 4u);
+    EXPECT_EQ(frame.mLog2Size, 3u);
     frame.Initialize(512);
     Signal ones(512, 1);
     frame.FFT(ones.data());
-    EXPECT_EQ(frame.mSpectrum.realp[0], 1.0F);
+    EXPECT_EQ(frame.mSpectrum.realp[0], 1.0f);
 }
 
 TEST(FFTFrameTest, SizesOutOfRangeRaiseBadAllocAndLeaveNothing) {
     OpenFrame frame(8);
     for (const int size : {std::numeric_limits<int>::min(), -1, 0, 1, (1 << 30) + 1}) {
         EXPECT_THROW(frame.Initialize(size), std::bad_alloc) << size;
-        EXPECT_EQ(frame.mSize, 0U);
+        EXPECT_EQ(frame.mSize, 0u);
         EXPECT_EQ(frame.mSpectrum.realp, nullptr);
     }
     EXPECT_THROW(OpenFrame(0), std::bad_alloc);
     frame.Initialize(2);
-    EXPECT_EQ(frame.mHalfSize, 1U);
+    EXPECT_EQ(frame.mHalfSize, 1u);
 }
 
 TEST(FFTFrameTest, ConstantGivesItsMeanInTheFirstEntry) {
@@ -92,11 +92,11 @@ TEST(FFTFrameTest, ConstantGivesItsMeanInTheFirstEntry) {
         OpenFrame frame(size);
         Signal ones(static_cast<std::size_t>(size), 1);
         frame.FFT(ones.data());
-        EXPECT_EQ(frame.mSpectrum.realp[0], 1.0F); // sums of a power of two are exact
-        EXPECT_EQ(frame.mSpectrum.imagp[0], 0.0F);
+        EXPECT_EQ(frame.mSpectrum.realp[0], 1.0f); // sums of a power of two are exact
+        EXPECT_EQ(frame.mSpectrum.imagp[0], 0.0f);
         for (UInt32 k = 1; k < frame.mHalfSize; ++k) {
-            EXPECT_EQ(frame.mSpectrum.realp[k], 0.0F) << size << ", " << k;
-            EXPECT_EQ(frame.mSpectrum.imagp[k], 0.0F) << size << ", " << k;
+            EXPECT_EQ(frame.mSpectrum.realp[k], 0.0f) << size << ", " << k;
+            EXPECT_EQ(frame.mSpectrum.imagp[k], 0.0f) << size << ", " << k;
         }
     }
 }
@@ -109,7 +109,7 @@ TEST(FFTFrameTest, SpectrumIsThePlainTransformDividedByTheSizeWithoutNyquist) {
         frame.FFT(samples.data());
         EXPECT_EQ(samples, before);
         const auto plain = PlainTransform(Widened(samples));
-        EXPECT_EQ(frame.mSpectrum.imagp[0], 0.0F);
+        EXPECT_EQ(frame.mSpectrum.imagp[0], 0.0f);
         for (UInt32 k = 0; k < frame.mHalfSize; ++k) {
             const std::complex<double> expected = plain[k] / static_cast<double>(size);
             const double tolerance = Tolerance(samples.size());
@@ -132,7 +132,7 @@ TEST(FFTFrameTest, MagnitudeIsSquaredAndHasNoPhase) {
         const double tolerance =
             3 * Tolerance(kSize) * std::abs(plain[k]) / kSize + 1e-7 * expected;
         EXPECT_NEAR(double{frame.mSpectrum.realp[k]}, expected, tolerance) << k;
-        EXPECT_EQ(frame.mSpectrum.imagp[k], 0.0F) << k;
+        EXPECT_EQ(frame.mSpectrum.imagp[k], 0.0f) << k;
     }
 }
 
@@ -164,13 +164,13 @@ TEST(FFTFrameTest, ForwardGoesThroughTheVirtualFix) {
     Unfixed frame(16);
     Signal ones(16, 1);
     frame.FFT(ones.data());
-    EXPECT_EQ(frame.mSpectrum.realp[0], 32.0F); // doubled, not divided
+    EXPECT_EQ(frame.mSpectrum.realp[0], 32.0f); // doubled, not divided
 }
 
 TEST(FFTFrameTest, WindowIsAppliedInPlace) {
     const FFTFrame frame;
     Signal samples{1, 2, 3, 4};
-    const Signal window{2, 0, -1, 0.5F};
+    const Signal window{2, 0, -1, 0.5f};
     frame.ApplyWindow(samples.data(), window.data(), 3);
     EXPECT_EQ(samples, (Signal{2, 0, -3, 4}));
 }
@@ -196,12 +196,12 @@ void ExpectWindow(int type, unsigned int length, Formula formula) {
         const double t = static_cast<double>(i) / length;
         EXPECT_NEAR(double{window.mValues[i]}, formula(t), 9 * std::exp2(-25)) << type << ", " << i;
     }
-    EXPECT_EQ(window.mSum, std::accumulate(window.mValues.begin(), window.mValues.end(), 0.0F));
+    EXPECT_EQ(window.mSum, std::accumulate(window.mValues.begin(), window.mValues.end(), 0.0f));
 }
 
 TEST(FFTFrameTest, WindowsFollowTheirFormulas) {
     constexpr double kPi = std::numbers::pi;
-    for (const unsigned int length : {1U, 7U, 64U, 1000U}) {
+    for (const unsigned int length : {1u, 7u, 64u, 1000u}) {
         ExpectWindow(kWindowHann, length, [](double t) {
             const double root = std::sin(kPi * t);
             return root * root;
@@ -226,7 +226,7 @@ TEST(FFTFrameTest, EveryOtherTypeIsTheSameGaussian) {
         EXPECT_EQ(Create(type, 100).mSum, gaussian.mSum) << type;
     }
     EXPECT_NE(Create(kWindowHann, 100).mValues, gaussian.mValues);
-    EXPECT_EQ(gaussian.mValues[50], 1.0F);
+    EXPECT_EQ(gaussian.mValues[50], 1.0f);
 }
 
 TEST(FFTFrameTest, LastArgumentOfAWindowHasNoEffect) {
@@ -235,7 +235,7 @@ TEST(FFTFrameTest, LastArgumentOfAWindowHasNoEffect) {
 }
 
 TEST(FFTFrameTest, WindowOfNoLengthSumsToZero) {
-    EXPECT_EQ(Create(kWindowHamming, 0).mSum, 0.0F);
+    EXPECT_EQ(Create(kWindowHamming, 0).mSum, 0.0f);
 }
 
 } // namespace

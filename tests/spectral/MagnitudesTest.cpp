@@ -18,7 +18,7 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 Signal Noise(std::size_t length, unsigned seed) {
     std::mt19937 random(seed);
-    std::normal_distribution<float> normal(0.0F, 3.0F);
+    std::normal_distribution<float> normal(0.0f, 3.0f);
     Signal noise(length);
     for (float& value : noise) {
         value = normal(random);
@@ -55,15 +55,15 @@ TEST(MagnitudesTest, ValuesAndRangeAreThoseOfEachByItself) {
 TEST(MagnitudesTest, WhatIsNoNumberIsNeitherLeastNorGreatest) {
     for (std::size_t at = 0; at < 19; ++at) {
         Signal real = Noise(19, 3);
-        Signal imaginary(19, 0.0F);
+        Signal imaginary(19, 0.0f);
         real[at] = kNaN;
         real[(at + 5) % 19] = kInfinity;
-        real[(at + 9) % 19] = 0.0F;
+        real[(at + 9) % 19] = 0.0f;
         Signal out(19);
         const MagnitudeRange range =
             MagnitudesAndRange({real.data(), imaginary.data()}, out.data(), 19);
         EXPECT_TRUE(std::isnan(out[at]));
-        EXPECT_EQ(range.least, 0.0F) << at;
+        EXPECT_EQ(range.least, 0.0f) << at;
         EXPECT_EQ(range.greatest, kInfinity) << at;
     }
 }
@@ -71,7 +71,7 @@ TEST(MagnitudesTest, WhatIsNoNumberIsNeitherLeastNorGreatest) {
 TEST(MagnitudesTest, NoValuesHaveNoRange) {
     const MagnitudeRange range = MagnitudesAndRange({nullptr, nullptr}, nullptr, 0);
     EXPECT_EQ(range.least, kInfinity);
-    EXPECT_EQ(range.greatest, 0.0F);
+    EXPECT_EQ(range.greatest, 0.0f);
 }
 
 TEST(MagnitudesTest, ValuesMoveDownByOneAndTheLastStays) {
@@ -85,8 +85,8 @@ TEST(MagnitudesTest, ValuesMoveDownByOneAndTheLastStays) {
         const Signal expectedReal = moved(real);
         const Signal expectedImaginary = moved(imaginary);
         Signal expected = Plain(expectedReal, expectedImaginary);
-        expected[count] = -1.0F;
-        Signal actual(count + 1, -1.0F);
+        expected[count] = -1.0f;
+        Signal actual(count + 1, -1.0f);
         MoveDownWithMagnitudes({real.data(), imaginary.data()}, actual.data(), count);
         EXPECT_EQ(real, expectedReal) << count;
         EXPECT_EQ(imaginary, expectedImaginary) << count;

@@ -20,7 +20,7 @@ constexpr UInt32 kFrames = 32; // three whole frames: from 0, 8 and 16
 class Recorder : public QelAASpectralProcessor {
 public:
     Recorder() : QelAASpectralProcessor(kSize, kHop, 1, kFrames, false, false) {
-        const Signal ones(kSize, 1.0F);
+        const Signal ones(kSize, 1.0f);
         SetWindow(ones.data());
         SetSpectralFunction(
             [](SpectralAndAudioBufferList*, void* calls) {
@@ -35,7 +35,7 @@ public:
     }
     void DoInvFFT() override {
         mCalls.emplace_back("inverse");
-        std::fill_n(mChannels[0].mFFTBuffer.get(), kSize, 1.0F);
+        std::fill_n(mChannels[0].mFFTBuffer.get(), kSize, 1.0f);
     }
     void ProcessSpectrum(UInt32 size, SpectralAndAudioBufferList* list) override {
         mCalls.push_back("spectrum of " + std::to_string(size));
@@ -69,7 +69,7 @@ TEST(SpectralOverrideTest, ForwardsCallsTheTransformAndThenTheSpectrumForEachFra
 TEST(SpectralOverrideTest, ProcessCallsTheInverseLastForEachFrame) {
     Recorder processor;
     std::vector<Signal> input{test::Noise(kFrames, 41)};
-    std::vector<Signal> output{Signal(kFrames, -9.0F)};
+    std::vector<Signal> output{Signal(kFrames, -9.0f)};
     ListOf in(input);
     ListOf out(output);
     processor.Process(kFrames, in.Get(), out.Get());
@@ -79,21 +79,21 @@ TEST(SpectralOverrideTest, ProcessCallsTheInverseLastForEachFrame) {
     EXPECT_EQ(processor.mFrames, FramesOf(input[0]));
     // Silence for one transform length, then frames of ones, of which two overlap after a hop.
     for (std::size_t t = 0; t < kFrames; ++t) {
-        EXPECT_EQ(output[0][t], t < kSize ? 0.0F : t < kSize + kHop ? 1.0F : 2.0F) << t;
+        EXPECT_EQ(output[0][t], t < kSize ? 0.0f : t < kSize + kHop ? 1.0f : 2.0f) << t;
     }
 }
 
 TEST(SpectralOverrideTest, BackwardsCallsTheSpectrumAndThenTheInverse) {
     Recorder processor;
-    std::vector<Signal> output{Signal(kHop, -9.0F)};
+    std::vector<Signal> output{Signal(kHop, -9.0f)};
     ListOf out(output);
     EXPECT_EQ(processor.ProcessBackwards(kHop, out.Get()), 1);
     EXPECT_EQ(processor.mCalls, (Calls{"spectrum of 16", "inverse"}));
     EXPECT_EQ(processor.ProcessBackwards(kHop, out.Get()), 1);
-    EXPECT_EQ(output[0], Signal(kHop, 0.0F));
+    EXPECT_EQ(output[0], Signal(kHop, 0.0f));
     EXPECT_EQ(processor.ProcessBackwards(kHop, out.Get()), 1);
-    EXPECT_EQ(output[0], Signal(kHop, 1.0F));
-    EXPECT_EQ(processor.mCalls.size(), 6U);
+    EXPECT_EQ(output[0], Signal(kHop, 1.0f));
+    EXPECT_EQ(processor.mCalls.size(), 6u);
 }
 
 } // namespace

@@ -79,7 +79,7 @@ TEST(SpectralFramesTest, SpectrumIsTwiceThePlainTransformOfTheWindowedFrame) {
             std::vector<Signal> input{test::Noise(size * 3 / 2, size),
                                       test::Noise(size * 3 / 2, size + 1)};
             processor.Push(input, size);
-            ASSERT_EQ(processor.mFrames.size(), 2U);
+            ASSERT_EQ(processor.mFrames.size(), 2u);
             for (std::size_t f = 0; f < 2; ++f) {
                 for (std::size_t c = 0; c < 2; ++c) {
                     ExpectSpectrum(processor.mFrames[f].mReal[c], processor.mFrames[f].mImag[c],
@@ -92,47 +92,47 @@ TEST(SpectralFramesTest, SpectrumIsTwiceThePlainTransformOfTheWindowedFrame) {
 
 TEST(SpectralFramesTest, SmallestTransformHasTheSumAndTheDifference) {
     TestProcessor processor(2, 2, 1, 2);
-    processor.SetWindow(Signal(2, 1.0F).data());
+    processor.SetWindow(Signal(2, 1.0f).data());
     std::vector<Signal> input{Signal{3, 5}};
     processor.Push(input, 2);
-    ASSERT_EQ(processor.mFrames.size(), 1U);
-    EXPECT_EQ(processor.mFrames[0].mReal[0][0], 16.0F);
-    EXPECT_EQ(processor.mFrames[0].mImag[0][0], -4.0F);
+    ASSERT_EQ(processor.mFrames.size(), 1u);
+    EXPECT_EQ(processor.mFrames[0].mReal[0][0], 16.0f);
+    EXPECT_EQ(processor.mFrames[0].mImag[0][0], -4.0f);
 }
 
 TEST(SpectralFramesTest, TooFewSamplesGiveNoFrame) {
     TestProcessor processor(1024, 512, 1, 1024);
-    std::vector<Signal> input{Signal(1023, 1.0F)};
+    std::vector<Signal> input{Signal(1023, 1.0f)};
     EXPECT_EQ(processor.Push(input, 1023), 0);
-    EXPECT_EQ(processor.mInputAvailable, 1023U);
+    EXPECT_EQ(processor.mInputAvailable, 1023u);
     EXPECT_TRUE(processor.mFrames.empty());
     std::vector<Signal> empty{Signal{}};
     ListOf list(empty);
     EXPECT_EQ(processor.ProcessForwards(0, list.Get()), 0);
-    EXPECT_EQ(processor.mInputAvailable, 1023U);
+    EXPECT_EQ(processor.mInputAvailable, 1023u);
 }
 
 TEST(SpectralFramesTest, FramesAtHalfOverlap) {
     const auto framesOf = [](std::size_t length, std::size_t block) {
         TestProcessor processor(1024, 512, 1, 4096);
-        std::vector<Signal> input{Signal(length, 1.0F)};
+        std::vector<Signal> input{Signal(length, 1.0f)};
         processor.Push(input, block);
         return processor.mFrames.size();
     };
-    EXPECT_EQ(framesOf(1024, 1024), 1U);
-    EXPECT_EQ(framesOf(1536, 512), 2U);
-    EXPECT_EQ(framesOf(4096, 4096), 7U);
+    EXPECT_EQ(framesOf(1024, 1024), 1u);
+    EXPECT_EQ(framesOf(1536, 512), 2u);
+    EXPECT_EQ(framesOf(4096, 4096), 7u);
 }
 
 TEST(SpectralFramesTest, FrameStartsAreTheMultiplesOfTheHopThatLeaveRoomForAFrame) {
     constexpr std::size_t kSize = 16;
-    for (const std::size_t hop : {1U, 5U, 8U, 16U, 17U, 40U, 100U}) {
-        for (const std::size_t length : {0U, 15U, 16U, 17U, 31U, 32U, 33U, 100U, 257U}) {
-            for (const std::size_t block : {1U, 7U, 32U}) {
+    for (const std::size_t hop : {1u, 5u, 8u, 16u, 17u, 40u, 100u}) {
+        for (const std::size_t length : {0u, 15u, 16u, 17u, 31u, 32u, 33u, 100u, 257u}) {
+            for (const std::size_t block : {1u, 7u, 32u}) {
                 SCOPED_TRACE(testing::Message() << hop << ", " << length << ", " << block);
                 TestProcessor processor(kSize, static_cast<UInt32>(hop), 1, 32);
                 std::vector<Signal> ramp{Signal(length)};
-                std::iota(ramp[0].begin(), ramp[0].end(), 0.0F);
+                std::iota(ramp[0].begin(), ramp[0].end(), 0.0f);
                 processor.Push(ramp, block);
                 std::size_t frames = 0;
                 for (std::size_t start = 0; start + kSize <= length; start += hop, ++frames) {
@@ -152,8 +152,8 @@ TEST(SpectralFramesTest, FramesDoNotDependOnTheSizeOfThePushes) {
     std::vector<Signal> input{test::Noise(20000, 5), test::Noise(20000, 6)};
     TestProcessor reference(1024, 256, 2, 20000);
     EXPECT_EQ(reference.Push(input, 20000), 1);
-    ASSERT_EQ(reference.mFrames.size(), 75U); // 1 + floor((20000 - 1024) / 256)
-    for (const std::size_t block : {1U, 63U, 512U, 1000U, 4096U}) {
+    ASSERT_EQ(reference.mFrames.size(), 75u); // 1 + floor((20000 - 1024) / 256)
+    for (const std::size_t block : {1u, 63u, 512u, 1000u, 4096u}) {
         TestProcessor processor(1024, 256, 2, 4096);
         processor.Push(input, block);
         EXPECT_TRUE(processor.mFrames == reference.mFrames) << block;
@@ -161,7 +161,7 @@ TEST(SpectralFramesTest, FramesDoNotDependOnTheSizeOfThePushes) {
 }
 
 TEST(SpectralFramesTest, ChannelsAreIndependent) {
-    std::vector<Signal> input{test::Noise(3000, 7), Signal(3000, 0.0F), test::Noise(3000, 8)};
+    std::vector<Signal> input{test::Noise(3000, 7), Signal(3000, 0.0f), test::Noise(3000, 8)};
     TestProcessor together(256, 128, 3, 500);
     together.Push(input, 500);
     for (std::size_t c = 0; c < 3; ++c) {
@@ -183,11 +183,11 @@ TEST(SpectralFramesTest, HalfFrameInputIsPaddedWithZeros) {
     std::vector<Signal> input{test::Noise(130, 9)};
     processor.Push(input, 100);
     // The frame test is on the whole length, although half of it is used.
-    ASSERT_EQ(processor.mFrames.size(), 5U);
+    ASSERT_EQ(processor.mFrames.size(), 5u);
     for (std::size_t f = 0; f < 5; ++f) {
         const Signal& audio = processor.mFrames[f].mAudio[0];
         for (std::size_t i = 0; i < kSize; ++i) {
-            EXPECT_EQ(audio[i], i < kSize / 2 ? input[0][16 * f + i] : 0.0F);
+            EXPECT_EQ(audio[i], i < kSize / 2 ? input[0][16 * f + i] : 0.0f);
         }
         ExpectSpectrum(processor.mFrames[f].mReal[0], processor.mFrames[f].mImag[0],
                        Windowed(input[0], 16 * f, kSize / 2, kSize, Window::kSine));
@@ -199,7 +199,7 @@ TEST(SpectralFramesTest, ZeroShiftTurnsTheSignOfOddBins) {
     TestProcessor processor(kSize, kSize, 1, kSize, false, true);
     std::vector<Signal> input{test::Noise(kSize, 10)};
     processor.Push(input, kSize);
-    ASSERT_EQ(processor.mFrames.size(), 1U);
+    ASSERT_EQ(processor.mFrames.size(), 1u);
     EXPECT_EQ(processor.mFrames[0].mAudio[0], input[0]);
     std::vector<double> windowed = Windowed(input[0], 0, kSize, kSize, Window::kSine);
     std::rotate(windowed.begin(), windowed.begin() + kSize / 2, windowed.end());
@@ -208,7 +208,7 @@ TEST(SpectralFramesTest, ZeroShiftTurnsTheSignOfOddBins) {
 
 TEST(SpectralFramesTest, BlockThatEndsAtTheEndOfTheRingWrapsThePosition) {
     TestProcessor processor(8, 8, 1, 8);
-    ASSERT_EQ(processor.mRingSize, 16U);
+    ASSERT_EQ(processor.mRingSize, 16u);
     std::vector<Signal> input{test::Noise(24, 11)};
     const UInt32 writePositions[] = {8, 0, 8};
     for (std::size_t block = 0; block < 3; ++block) {
@@ -225,7 +225,7 @@ TEST(SpectralFramesTest, HopOfZeroTakesNoInput) {
     TestProcessor processor(8, 0, 1, 8);
     std::vector<Signal> input{test::Noise(64, 12)};
     EXPECT_EQ(processor.Push(input, 8), 0);
-    EXPECT_EQ(processor.mInputAvailable, 0U);
+    EXPECT_EQ(processor.mInputAvailable, 0u);
     EXPECT_TRUE(processor.mFrames.empty());
 }
 
@@ -233,7 +233,7 @@ TEST(SpectralFramesTest, BlockBeyondTheMaximumIsTakenAsFarAsTheRingHasRoom) {
     TestProcessor processor(8, 8, 1, 8);
     std::vector<Signal> input{test::Noise(100, 13)};
     EXPECT_EQ(processor.Push(input, 100), 1);
-    ASSERT_EQ(processor.mFrames.size(), 2U);
+    ASSERT_EQ(processor.mFrames.size(), 2u);
     EXPECT_EQ(processor.mFrames[1].mAudio[0], Signal(input[0].begin() + 8, input[0].begin() + 16));
     std::vector<Signal> next{test::Noise(8, 14)};
     EXPECT_EQ(processor.Push(next, 8), 1);
@@ -245,17 +245,17 @@ TEST(SpectralFramesTest, TransformsAreTheSameWhereTheAudioIsNotKept) {
     std::vector<Signal> input{test::Noise(300, 31)};
     TestProcessor keeping(16, 5, 1, 64);
     TestProcessor other(16, 5, 1, 64);
-    ASSERT_EQ(other.mRingSize, 128U);
+    ASSERT_EQ(other.mRingSize, 128u);
     other.SetKeepsAudioFrames(false);
     keeping.Push(input, 50);
     other.Push(input, 50);
-    ASSERT_EQ(keeping.mFrames.size(), 57U);
-    ASSERT_EQ(other.mFrames.size(), 57U);
+    ASSERT_EQ(keeping.mFrames.size(), 57u);
+    ASSERT_EQ(other.mFrames.size(), 57u);
     for (std::size_t f = 0; f < 57; ++f) {
         EXPECT_EQ(other.mFrames[f].mReal, keeping.mFrames[f].mReal) << f;
         EXPECT_EQ(other.mFrames[f].mImag, keeping.mFrames[f].mImag) << f;
-        EXPECT_EQ(other.mFrames[f].mAudio[0], Signal(16, 0.0F)) << f; // not written
-        EXPECT_NE(keeping.mFrames[f].mAudio[0], Signal(16, 0.0F)) << f;
+        EXPECT_EQ(other.mFrames[f].mAudio[0], Signal(16, 0.0f)) << f; // not written
+        EXPECT_NE(keeping.mFrames[f].mAudio[0], Signal(16, 0.0f)) << f;
     }
 }
 

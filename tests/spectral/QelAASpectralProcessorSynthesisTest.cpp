@@ -16,7 +16,7 @@ using test::TestProcessor;
 // Runs all of `input` through Process in blocks.
 std::vector<Signal> Processed(TestProcessor& processor, std::vector<Signal>& input,
                               std::size_t block) {
-    std::vector<Signal> output(input.size(), Signal(input[0].size(), -9.0F));
+    std::vector<Signal> output(input.size(), Signal(input[0].size(), -9.0f));
     for (std::size_t at = 0; at < input[0].size(); at += block) {
         const std::size_t frames = std::min(block, input[0].size() - at);
         ListOf in(input, at);
@@ -36,7 +36,7 @@ TEST(SpectralSynthesisTest, SineWindowAtHalfOverlapReconstructsUpToItsSquare) {
     constexpr std::size_t kSize = 256;
     constexpr std::size_t kHop = kSize / 2;
     std::vector<Signal> input{test::Noise(3000, 20), test::Noise(3000, 21)};
-    for (const std::size_t block : {1U, 100U, 128U, 500U}) {
+    for (const std::size_t block : {1u, 100u, 128u, 500u}) {
         TestProcessor processor(kSize, kHop, 2, 500);
         const std::vector<Signal> output = Processed(processor, input, block);
         for (std::size_t c = 0; c < 2; ++c) {
@@ -62,7 +62,7 @@ TEST(SpectralSynthesisTest, OutputDoesNotDependOnTheSizeOfTheBlocks) {
     std::vector<Signal> input{test::Noise(5000, 22)};
     TestProcessor reference(256, 64, 1, 5000);
     const std::vector<Signal> expected = Processed(reference, input, 5000);
-    for (const std::size_t block : {1U, 63U, 512U, 1000U}) {
+    for (const std::size_t block : {1u, 63u, 512u, 1000u}) {
         TestProcessor processor(256, 64, 1, 1000);
         const std::vector<Signal> output = Processed(processor, input, block);
         for (std::size_t t = 0; t < 5000; ++t) {
@@ -79,7 +79,7 @@ TEST(SpectralSynthesisTest, InverseTransformUndoesTheForwardOne) {
         float* const buffer = processor.mChannels[0].mFFTBuffer;
         std::copy(frame.begin(), frame.end(), buffer);
         processor.DoFwdFFT();
-        std::fill_n(buffer, size, 9.0F);
+        std::fill_n(buffer, size, 9.0f);
         processor.DoInvFFT();
         // Up to 24 passes over values below 1.
         for (UInt32 i = 0; i < size; ++i) {
@@ -93,7 +93,7 @@ TEST(SpectralSynthesisTest, InverseTransformUndoesTheForwardOne) {
 TEST(SpectralSynthesisTest, ShiftedFrameIsNotShiftedBack) {
     constexpr std::size_t kSize = 16;
     TestProcessor processor(kSize, kSize, 1, kSize, false, true);
-    processor.SetWindow(Signal(kSize, 1.0F).data());
+    processor.SetWindow(Signal(kSize, 1.0f).data());
     std::vector<Signal> input{test::Noise(2 * kSize, 23)};
     const std::vector<Signal> output = Processed(processor, input, kSize);
     for (std::size_t i = 0; i < kSize; ++i) {
@@ -106,7 +106,7 @@ TEST(SpectralSynthesisTest, ShiftedFrameIsNotShiftedBack) {
 TEST(SpectralSynthesisTest, SecondWindowingLeavesTheSynthesizedFrameAsAudio) {
     constexpr std::size_t kSize = 16;
     TestProcessor processor(kSize, kSize, 1, kSize);
-    processor.SetWindow(Signal(kSize, 2.0F).data());
+    processor.SetWindow(Signal(kSize, 2.0f).data());
     std::vector<Signal> input{test::Noise(kSize, 24)};
     Processed(processor, input, kSize);
     for (std::size_t i = 0; i < kSize; ++i) {
@@ -119,40 +119,40 @@ TEST(SpectralSynthesisTest, SecondWindowingLeavesTheSynthesizedFrameAsAudio) {
 TEST(SpectralSynthesisTest, SpectrumCanBeFilteredOnTheWay) {
     constexpr std::size_t kSize = 16;
     TestProcessor processor(kSize, kSize, 1, kSize);
-    processor.SetWindow(Signal(kSize, 1.0F).data());
+    processor.SetWindow(Signal(kSize, 1.0f).data());
     // Keeps the mean of each frame.
     processor.SetSpectralFunction(
         [](SpectralAndAudioBufferList* list, void*) {
             const DSPSplitComplex& spectrum = list->mSpectra[0];
-            std::fill_n(spectrum.realp + 1, kSize / 2 - 1, 0.0F);
-            std::fill_n(spectrum.imagp, kSize / 2, 0.0F);
+            std::fill_n(spectrum.realp + 1, kSize / 2 - 1, 0.0f);
+            std::fill_n(spectrum.imagp, kSize / 2, 0.0f);
         },
         nullptr);
-    std::vector<Signal> input{Signal(2 * kSize, 0.0F)};
+    std::vector<Signal> input{Signal(2 * kSize, 0.0f)};
     input[0][3] = 8;
     const std::vector<Signal> output = Processed(processor, input, kSize);
     for (std::size_t i = 0; i < kSize; ++i) {
-        EXPECT_EQ(output[0][kSize + i], 0.5F); // 8 / 16, exact
+        EXPECT_EQ(output[0][kSize + i], 0.5f); // 8 / 16, exact
     }
 }
 
 TEST(SpectralSynthesisTest, ProcessBackwardsMakesOneFramePerCall) {
     constexpr std::size_t kSize = 16;
     constexpr std::size_t kHop = 8;
-    constexpr float kLevel = 0.75F;
+    constexpr float kLevel = 0.75f;
     TestProcessor processor(kSize, kHop, 2, kSize);
     // The spectrum of a constant; the inverse transform works in place, so it is set every time.
     float level = kLevel;
     processor.SetSpectralFunction(
         [](SpectralAndAudioBufferList* list, void* refCon) {
             for (UInt32 c = 0; c < list->mNumChannels; ++c) {
-                std::fill_n(list->mSpectra[c].realp, kSize / 2, 0.0F);
-                std::fill_n(list->mSpectra[c].imagp, kSize / 2, 0.0F);
+                std::fill_n(list->mSpectra[c].realp, kSize / 2, 0.0f);
+                std::fill_n(list->mSpectra[c].imagp, kSize / 2, 0.0f);
                 list->mSpectra[c].realp[0] = 2 * kSize * *static_cast<float*>(refCon);
             }
         },
         &level);
-    std::vector<Signal> output(2, Signal(10 * kHop, -9.0F));
+    std::vector<Signal> output(2, Signal(10 * kHop, -9.0f));
     for (std::size_t block = 0; block < 10; ++block) {
         ListOf out(output, block * kHop);
         EXPECT_EQ(processor.ProcessBackwards(kHop, out.Get()), 1);
@@ -186,7 +186,7 @@ TEST(SpectralSynthesisTest, OutputThatWasGivenOutIsCleared) {
     std::vector<Signal> output{Signal(6)};
     processor.CopyOutput(6, ListOf(output).Get());
     EXPECT_EQ(output[0], (Signal{13, 14, 15, 16, 1, 2}));
-    EXPECT_EQ(processor.mOutputReadPos, 2U);
+    EXPECT_EQ(processor.mOutputReadPos, 2u);
     EXPECT_EQ(Signal(ring.get(), ring + 16),
               (Signal{0, 0, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 0, 0, 0, 0}));
 }
@@ -195,19 +195,19 @@ TEST(SpectralSynthesisTest, OutputThatEndsAtTheEndOfTheRingWrapsThePosition) {
     TestProcessor processor(8, 8, 1, 8);
     processor.mChannels[0].mOutputRing[15] = 3;
     processor.mOutputReadPos = 12;
-    std::vector<Signal> output{Signal(4, -1.0F)};
+    std::vector<Signal> output{Signal(4, -1.0f)};
     processor.CopyOutput(4, ListOf(output).Get());
     EXPECT_EQ(output[0], (Signal{0, 0, 0, 3}));
-    EXPECT_EQ(processor.mOutputReadPos, 0U);
+    EXPECT_EQ(processor.mOutputReadPos, 0u);
 }
 
 TEST(SpectralSynthesisTest, MoreOutputThanTheRingHoldsIsFilledWithSilence) {
     TestProcessor processor(8, 8, 1, 8);
-    std::fill_n(processor.mChannels[0].mOutputRing.get(), 16, 1.0F);
-    std::vector<Signal> output{Signal(20, -1.0F)};
+    std::fill_n(processor.mChannels[0].mOutputRing.get(), 16, 1.0f);
+    std::vector<Signal> output{Signal(20, -1.0f)};
     processor.CopyOutput(20, ListOf(output).Get());
-    Signal expected(20, 1.0F);
-    std::fill(expected.begin() + 16, expected.end(), 0.0F);
+    Signal expected(20, 1.0f);
+    std::fill(expected.begin() + 16, expected.end(), 0.0f);
     EXPECT_EQ(output[0], expected);
 }
 

@@ -20,26 +20,26 @@ using test::TestProcessor;
 
 TEST(QelAASpectralProcessorTest, SizesFollowFromTheArguments) {
     TestProcessor processor(1024, 512, 2, 4096);
-    EXPECT_EQ(processor.mLog2FFTSize, 10U);
-    EXPECT_EQ(processor.mFFTMask, 1023U);
-    EXPECT_EQ(processor.mInputCopyBytes, 4096U);
-    EXPECT_EQ(processor.mRingSize, 8192U);
-    EXPECT_EQ(processor.mRingMask, 8191U);
-    EXPECT_EQ(processor.mOutputReadPos, 7168U); // one transform length before 0
-    EXPECT_EQ(processor.mInputWritePos, 0U);
-    EXPECT_EQ(processor.mInputReadPos, 0U);
-    EXPECT_EQ(processor.mOutputWritePos, 0U);
-    EXPECT_EQ(processor.mInputAvailable, 0U);
-    EXPECT_EQ(TestProcessor(1024, 512, 1, 1024).mRingSize, 2048U);
-    EXPECT_EQ(TestProcessor(1024, 512, 1, 1025).mRingSize, 4096U);
-    EXPECT_EQ(TestProcessor(1024, 512, 1, 0, true).mInputCopyBytes, 2048U);
+    EXPECT_EQ(processor.mLog2FFTSize, 10u);
+    EXPECT_EQ(processor.mFFTMask, 1023u);
+    EXPECT_EQ(processor.mInputCopyBytes, 4096u);
+    EXPECT_EQ(processor.mRingSize, 8192u);
+    EXPECT_EQ(processor.mRingMask, 8191u);
+    EXPECT_EQ(processor.mOutputReadPos, 7168u); // one transform length before 0
+    EXPECT_EQ(processor.mInputWritePos, 0u);
+    EXPECT_EQ(processor.mInputReadPos, 0u);
+    EXPECT_EQ(processor.mOutputWritePos, 0u);
+    EXPECT_EQ(processor.mInputAvailable, 0u);
+    EXPECT_EQ(TestProcessor(1024, 512, 1, 1024).mRingSize, 2048u);
+    EXPECT_EQ(TestProcessor(1024, 512, 1, 1025).mRingSize, 4096u);
+    EXPECT_EQ(TestProcessor(1024, 512, 1, 0, true).mInputCopyBytes, 2048u);
 }
 
 TEST(QelAASpectralProcessorTest, ListPointsIntoTheChannels) {
     TestProcessor processor(16, 8, 3, 16);
     const SpectralAndAudioBufferList& list = *processor.mSpectralBufferList;
-    EXPECT_EQ(list.mNumChannels, 3U);
-    EXPECT_EQ(list.mAudioBuffers->mNumberBuffers, 3U);
+    EXPECT_EQ(list.mNumChannels, 3u);
+    EXPECT_EQ(list.mAudioBuffers->mNumberBuffers, 3u);
     for (UInt32 c = 0; c < 3; ++c) {
         EXPECT_EQ(list.mAudioBuffers->mBuffers[c].mData, processor.mChannels[c].mAudioFrame.get());
         EXPECT_EQ(list.mSpectra[c].realp, processor.mChannels[c].mSplitData.get());
@@ -57,7 +57,7 @@ TEST(QelAASpectralProcessorTest, FirstWindowIsTheSine) {
 
 TEST(QelAASpectralProcessorTest, WindowsFollowTheirFormulas) {
     constexpr double kPi = std::numbers::pi;
-    for (const UInt32 size : {8U, 64U, 1024U}) {
+    for (const UInt32 size : {8u, 64u, 1024u}) {
         TestProcessor processor(size, size, 1, size);
         const auto expectWindow = [&](auto formula) {
             for (UInt32 i = 0; i < size; ++i) {
@@ -86,15 +86,15 @@ TEST(QelAASpectralProcessorTest, WindowsFollowTheirFormulas) {
 TEST(QelAASpectralProcessorTest, EndsOfTheWindowsAreAsPromised) {
     TestProcessor processor(16, 8, 1, 16);
     processor.SineWindow();
-    EXPECT_EQ(processor.mWindow[0], 0.0F);
+    EXPECT_EQ(processor.mWindow[0], 0.0f);
     processor.HanningWindow();
-    EXPECT_GT(processor.mWindow[0], 0.0F);
-    EXPECT_GT(processor.mWindow[15], 0.0F);
+    EXPECT_GT(processor.mWindow[0], 0.0f);
+    EXPECT_GT(processor.mWindow[15], 0.0f);
     EXPECT_NEAR(static_cast<double>(processor.mWindow[0]),
                 static_cast<double>(processor.mWindow[15]), 1e-7); // one rounding of the phase
     processor.HammingWindow();
     // 0.54 - 0.46 with both coefficients as floats.
-    EXPECT_EQ(processor.mWindow[0], static_cast<float>(double{0.54F} - double{0.46F}));
+    EXPECT_EQ(processor.mWindow[0], static_cast<float>(double{0.54f} - double{0.46f}));
 }
 
 TEST(QelAASpectralProcessorTest, GivenWindowIsCopied) {
@@ -108,37 +108,37 @@ TEST(QelAASpectralProcessorTest, GivenWindowIsCopied) {
 TEST(QelAASpectralProcessorTest, ConstantGivesDoubledSumInTheFirstBin) {
     constexpr UInt32 kSize = 64;
     TestProcessor processor(kSize, kSize, 1, kSize);
-    processor.SetWindow(Signal(kSize, 1.0F).data());
-    std::vector<Signal> input{Signal(kSize, 0.25F)};
+    processor.SetWindow(Signal(kSize, 1.0f).data());
+    std::vector<Signal> input{Signal(kSize, 0.25f)};
     processor.Push(input, kSize);
-    ASSERT_EQ(processor.mFrames.size(), 1U);
+    ASSERT_EQ(processor.mFrames.size(), 1u);
     const Frame& frame = processor.mFrames[0];
     // Sums of a power of two are exact.
-    EXPECT_EQ(frame.mReal[0][0], 2 * kSize * 0.25F);
-    EXPECT_EQ(frame.mImag[0][0], 0.0F);
+    EXPECT_EQ(frame.mReal[0][0], 2 * kSize * 0.25f);
+    EXPECT_EQ(frame.mImag[0][0], 0.0f);
     for (UInt32 k = 1; k < kSize / 2; ++k) {
-        EXPECT_EQ(frame.mReal[0][k], 0.0F);
-        EXPECT_EQ(frame.mImag[0][k], 0.0F);
+        EXPECT_EQ(frame.mReal[0][k], 0.0f);
+        EXPECT_EQ(frame.mImag[0][k], 0.0f);
     }
 }
 
 TEST(QelAASpectralProcessorTest, SilenceGivesAZeroSpectrumAndZeroExtremes) {
     TestProcessor processor(64, 32, 2, 64);
-    std::vector<Signal> silence(2, Signal(64, 0.0F));
+    std::vector<Signal> silence(2, Signal(64, 0.0f));
     processor.Push(silence, 64);
-    ASSERT_EQ(processor.mFrames.size(), 1U);
+    ASSERT_EQ(processor.mFrames.size(), 1u);
     for (UInt32 c = 0; c < 2; ++c) {
-        EXPECT_EQ(processor.mFrames[0].mReal[c], Signal(32, 0.0F));
-        EXPECT_EQ(processor.mFrames[0].mImag[c], Signal(32, 0.0F));
+        EXPECT_EQ(processor.mFrames[0].mReal[c], Signal(32, 0.0f));
+        EXPECT_EQ(processor.mFrames[0].mImag[c], Signal(32, 0.0f));
     }
-    std::vector<Signal> magnitudes(2, Signal(32, -1.0F));
+    std::vector<Signal> magnitudes(2, Signal(32, -1.0f));
     float mins[2] = {-1, -1};
     float maxs[2] = {-1, -1};
     processor.GetMagnitude(ListOf(magnitudes).Get(), mins, maxs);
     for (UInt32 c = 0; c < 2; ++c) {
-        EXPECT_EQ(magnitudes[c], Signal(32, 0.0F));
-        EXPECT_EQ(mins[c], 0.0F);
-        EXPECT_EQ(maxs[c], 0.0F);
+        EXPECT_EQ(magnitudes[c], Signal(32, 0.0f));
+        EXPECT_EQ(mins[c], 0.0f);
+        EXPECT_EQ(maxs[c], 0.0f);
     }
 }
 
@@ -171,27 +171,27 @@ TEST(QelAASpectralProcessorTest, MagnitudesTakeBinZeroAsOneComplexNumber) {
 
 TEST(QelAASpectralProcessorTest, FrequenciesStepByTheRateOverTheLength) {
     const TestProcessor processor(1024, 512, 1, 1024);
-    Signal frequencies(513, -1.0F);
-    processor.GetFrequencies(frequencies.data(), 48000.0F);
+    Signal frequencies(513, -1.0f);
+    processor.GetFrequencies(frequencies.data(), 48000.0f);
     for (std::size_t k = 0; k < 512; ++k) {
-        EXPECT_EQ(frequencies[k], 46.875F * static_cast<float>(k)); // exact in float
+        EXPECT_EQ(frequencies[k], 46.875f * static_cast<float>(k)); // exact in float
     }
-    EXPECT_EQ(frequencies[512], -1.0F);
+    EXPECT_EQ(frequencies[512], -1.0f);
 }
 
 TEST(QelAASpectralProcessorTest, ResetKeepsThePendingCountAndClearsTheRest) {
     TestProcessor processor(8, 8, 1, 8);
-    processor.SetWindow(Signal(8, 1.0F).data());
+    processor.SetWindow(Signal(8, 1.0f).data());
     std::vector<Signal> first{test::Noise(6, 1)};
     EXPECT_EQ(processor.Push(first, 6), 0);
     processor.Reset();
-    EXPECT_EQ(processor.mInputAvailable, 6U);
-    EXPECT_EQ(processor.mInputWritePos, 0U);
-    EXPECT_EQ(processor.mInputReadPos, 0U);
-    EXPECT_EQ(processor.mOutputWritePos, 0U);
-    EXPECT_EQ(processor.mOutputReadPos, 8U);
+    EXPECT_EQ(processor.mInputAvailable, 6u);
+    EXPECT_EQ(processor.mInputWritePos, 0u);
+    EXPECT_EQ(processor.mInputReadPos, 0u);
+    EXPECT_EQ(processor.mOutputWritePos, 0u);
+    EXPECT_EQ(processor.mOutputReadPos, 8u);
     // Two samples complete a frame whose other six come from cleared memory.
-    std::vector<Signal> second{Signal(2, 5.0F)};
+    std::vector<Signal> second{Signal(2, 5.0f)};
     EXPECT_EQ(processor.Push(second, 2), 1);
     EXPECT_EQ(processor.mFrames.at(0).mAudio[0], (Signal{5, 5, 0, 0, 0, 0, 0, 0}));
 }
@@ -206,25 +206,25 @@ TEST(QelAASpectralProcessorTest, ResetClearsRingsAndFramesAndLeavesTheSpectrum) 
     const auto& channel = processor.mChannels[0];
     channel.mSplitData[3] = 7;
     processor.Reset();
-    EXPECT_EQ(Signal(channel.mInputRing.get(), channel.mInputRing + 16), Signal(16, 0.0F));
-    EXPECT_EQ(Signal(channel.mOutputRing.get(), channel.mOutputRing + 16), Signal(16, 0.0F));
-    EXPECT_EQ(Signal(channel.mFFTBuffer.get(), channel.mFFTBuffer + 8), Signal(8, 0.0F));
-    EXPECT_EQ(Signal(channel.mAudioFrame.get(), channel.mAudioFrame + 8), Signal(8, 0.0F));
-    EXPECT_EQ(channel.mSplitData[3], 7.0F);
+    EXPECT_EQ(Signal(channel.mInputRing.get(), channel.mInputRing + 16), Signal(16, 0.0f));
+    EXPECT_EQ(Signal(channel.mOutputRing.get(), channel.mOutputRing + 16), Signal(16, 0.0f));
+    EXPECT_EQ(Signal(channel.mFFTBuffer.get(), channel.mFFTBuffer + 8), Signal(8, 0.0f));
+    EXPECT_EQ(Signal(channel.mAudioFrame.get(), channel.mAudioFrame + 8), Signal(8, 0.0f));
+    EXPECT_EQ(channel.mSplitData[3], 7.0f);
 }
 
 TEST(QelAASpectralProcessorTest, NoSpectralFunctionIsAllowed) {
     TestProcessor processor(8, 4, 1, 8);
     processor.SetSpectralFunction(nullptr, nullptr);
-    std::vector<Signal> input{Signal(8, 1.0F)};
+    std::vector<Signal> input{Signal(8, 1.0f)};
     EXPECT_EQ(processor.Push(input, 8), 1);
     EXPECT_TRUE(processor.mFrames.empty());
 }
 
 TEST(QelAASpectralProcessorTest, PrintingShowsEveryBinOfEveryChannel) {
     TestProcessor processor(4, 4, 2, 4);
-    processor.mChannels[0].mSplitData[1] = -1.5F;
-    processor.mChannels[1].mSplitData[2] = 0.25F;
+    processor.mChannels[0].mSplitData[1] = -1.5f;
+    processor.mChannels[1].mSplitData[2] = 0.25f;
     testing::internal::CaptureStdout();
     processor.PrintSpectralBufferList();
     EXPECT_EQ(testing::internal::GetCapturedStdout(), " bin[0]: 0.000000 + 0.000000i\n"
@@ -248,7 +248,7 @@ TEST(QelAASpectralProcessorTest, WithoutChannelsFramesAreCountedAllTheSame) {
     TestProcessor processor(8, 8, 0, 8);
     AudioBufferList none{};
     EXPECT_EQ(processor.ProcessForwards(8, &none), 1);
-    EXPECT_EQ(processor.mFrames.size(), 1U);
+    EXPECT_EQ(processor.mFrames.size(), 1u);
 }
 
 TEST(QelAASpectralProcessorTest, LengthThatIsNoPowerOfTwoStaysInsideItsMemory) {

@@ -15,14 +15,14 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 TEST(BinToFreqTest, SizeIsTheTransformLength) {
-    EXPECT_EQ(BinToFreq(0, 1024, 44100.0F), 0.0F);
-    EXPECT_EQ(BinToFreq(512, 1024, 44100.0F), 22050.0F);
-    EXPECT_EQ(BinToFreq(1, 1024, 48000.0F), 46.875F);
+    EXPECT_EQ(BinToFreq(0, 1024, 44100.0f), 0.0f);
+    EXPECT_EQ(BinToFreq(512, 1024, 44100.0f), 22050.0f);
+    EXPECT_EQ(BinToFreq(1, 1024, 48000.0f), 46.875f);
 }
 
 TEST(BinToFreqTest, DivisionComesFirst) {
     // In floats 1/3 is 0.33333334; times 1e10 that is 3333333504, while 1e10 / 3 is 3333333248.
-    EXPECT_EQ(BinToFreq(1, 3, 1e10F), 3333333504.0F);
+    EXPECT_EQ(BinToFreq(1, 3, 1e10f), 3333333504.0f);
 }
 
 struct Maxima {
@@ -59,7 +59,7 @@ TEST(FindLocalMaximaTest, ShortVectorsHaveNone) {
     EXPECT_TRUE(MaximaOf({}, -1).mIndices.empty());
     EXPECT_TRUE(MaximaOf({5}, -1).mIndices.empty());
     EXPECT_TRUE(MaximaOf({5, 1}, -1).mIndices.empty());
-    EXPECT_EQ(MaximaOf({1, 5, 1}, -1).mIndices.size(), 1U);
+    EXPECT_EQ(MaximaOf({1, 5, 1}, -1).mIndices.size(), 1u);
 }
 
 TEST(FindLocalMaximaTest, ResultsAreAppended) {
@@ -68,15 +68,15 @@ TEST(FindLocalMaximaTest, ResultsAreAppended) {
     float values[2] = {7, 0};
     unsigned int count = 1;
     FindLocalMaxima(data, 3, indices, values, count, 0);
-    EXPECT_EQ(count, 2U);
-    EXPECT_EQ(indices[0], 77U);
-    EXPECT_EQ(indices[1], 1U);
-    EXPECT_EQ(values[1], 1.0F);
+    EXPECT_EQ(count, 2u);
+    EXPECT_EQ(indices[0], 77u);
+    EXPECT_EQ(indices[1], 1u);
+    EXPECT_EQ(values[1], 1.0f);
 }
 
 std::vector<float> Histogram(const std::vector<float>& data, float minimum, float maximum,
                              unsigned int bins) {
-    std::vector<float> histogram(bins, -1.0F);
+    std::vector<float> histogram(bins, -1.0f);
     ComputeHistogram(data.data(), static_cast<unsigned int>(data.size()), histogram.data(), minimum,
                      maximum, bins);
     return histogram;
@@ -84,25 +84,25 @@ std::vector<float> Histogram(const std::vector<float>& data, float minimum, floa
 
 TEST(ComputeHistogramTest, UnitBinsHoldTheirIntegers) {
     std::vector<float> data(40);
-    std::iota(data.begin(), data.end(), 0.0F);
-    EXPECT_EQ(Histogram(data, 0, 39, 40), std::vector<float>(40, 1.0F));
+    std::iota(data.begin(), data.end(), 0.0f);
+    EXPECT_EQ(Histogram(data, 0, 39, 40), std::vector<float>(40, 1.0f));
     const std::vector<float> top = Histogram({39}, 0, 39, 40);
-    EXPECT_EQ(top[39], 1.0F);
-    EXPECT_EQ(std::accumulate(top.begin(), top.end(), 0.0F), 1.0F);
+    EXPECT_EQ(top[39], 1.0f);
+    EXPECT_EQ(std::accumulate(top.begin(), top.end(), 0.0f), 1.0f);
 }
 
 TEST(ComputeHistogramTest, EqualMinimumAndMaximumFillTheFirstBin) {
     // The width is 1/4: the minimum falls into bin 0, what lies half above it into bin 2.
-    EXPECT_EQ(Histogram({5, 5, 5, 5.5F}, 5, 5, 4), (std::vector<float>{3, 0, 1, 0}));
+    EXPECT_EQ(Histogram({5, 5, 5, 5.5f}, 5, 5, 4), (std::vector<float>{3, 0, 1, 0}));
 }
 
 TEST(ComputeHistogramTest, WhatLiesOutsideLandsInTheLastBin) {
-    EXPECT_EQ(Histogram({-1, -3, -1e30F, -kInfinity}, 0, 3, 4), (std::vector<float>{0, 0, 0, 4}));
-    EXPECT_EQ(Histogram({4, 1e30F, kInfinity, kNaN}, 0, 3, 4), (std::vector<float>{0, 0, 0, 4}));
+    EXPECT_EQ(Histogram({-1, -3, -1e30f, -kInfinity}, 0, 3, 4), (std::vector<float>{0, 0, 0, 4}));
+    EXPECT_EQ(Histogram({4, 1e30f, kInfinity, kNaN}, 0, 3, 4), (std::vector<float>{0, 0, 0, 4}));
 }
 
 TEST(ComputeHistogramTest, LessThanOneBinBelowTheMinimumIsCutToTheFirst) {
-    EXPECT_EQ(Histogram({-0.5F, -0.999F}, 0, 3, 4), (std::vector<float>{2, 0, 0, 0}));
+    EXPECT_EQ(Histogram({-0.5f, -0.999f}, 0, 3, 4), (std::vector<float>{2, 0, 0, 0}));
 }
 
 TEST(ComputeHistogramTest, DegenerateRangesStayInBounds) {
@@ -111,12 +111,12 @@ TEST(ComputeHistogramTest, DegenerateRangesStayInBounds) {
     float untouched = 3;
     const float value = 1;
     ComputeHistogram(&value, 1, &untouched, 0, 1, 0);
-    EXPECT_EQ(untouched, 3.0F);
+    EXPECT_EQ(untouched, 3.0f);
 }
 
 TEST(HalfWaveRectifyTest, NegativeBecomesZeroAlsoInPlace) {
-    std::vector<float> data{-1, 0, 2, -0.5F, 1e-30F, -kInfinity, kInfinity};
-    const std::vector<float> expected{0, 0, 2, 0, 1e-30F, 0, kInfinity};
+    std::vector<float> data{-1, 0, 2, -0.5f, 1e-30f, -kInfinity, kInfinity};
+    const std::vector<float> expected{0, 0, 2, 0, 1e-30f, 0, kInfinity};
     std::vector<float> out(data.size(), -9);
     HalfWaveRectify(data.data(), static_cast<unsigned int>(data.size()), out.data());
     EXPECT_EQ(out, expected);
@@ -132,7 +132,7 @@ TEST(ZeroShiftTest, HalvesAreSwapped) {
 
 TEST(ZeroShiftTest, TwiceOnAnEvenLengthGivesTheVectorBack) {
     std::vector<float> data(1000);
-    std::iota(data.begin(), data.end(), 0.0F);
+    std::iota(data.begin(), data.end(), 0.0f);
     const std::vector<float> before = data;
     ZeroShift(data.data(), 1000);
     EXPECT_NE(data, before);
@@ -146,7 +146,7 @@ TEST(ZeroShiftTest, LastElementOfAnOddLengthStays) {
     EXPECT_EQ(data, (std::vector<float>{2, 3, 0, 1, 4}));
     ZeroShift(data.data(), 0);
     ZeroShift(data.data(), 1);
-    EXPECT_EQ(data[0], 2.0F);
+    EXPECT_EQ(data[0], 2.0f);
 }
 
 TEST(PowerOfTwoTest, LeadingZeroesAreCounted) {
@@ -158,7 +158,7 @@ TEST(PowerOfTwoTest, LeadingZeroesAreCounted) {
 
 TEST(PowerOfTwoTest, PowersMapToThemselvesAndOthersUp) {
     for (unsigned int k = 0; k < 32; ++k) {
-        const unsigned int power = 1U << k;
+        const unsigned int power = 1u << k;
         EXPECT_EQ(Log2Ceil(power), k);
         EXPECT_EQ(NextPowerOfTwo(power), power);
         if (k >= 2) {
@@ -168,22 +168,22 @@ TEST(PowerOfTwoTest, PowersMapToThemselvesAndOthersUp) {
             EXPECT_EQ(NextPowerOfTwo(power + 1), power << 1);
         }
     }
-    EXPECT_EQ(NextPowerOfTwo(1000), 1024U);
-    EXPECT_EQ(NextPowerOfTwo(1024), 1024U);
+    EXPECT_EQ(NextPowerOfTwo(1000), 1024u);
+    EXPECT_EQ(NextPowerOfTwo(1024), 1024u);
 }
 
 TEST(PowerOfTwoTest, ZeroAndTooLargeAreDefined) {
-    EXPECT_EQ(Log2Ceil(0), 32U);
-    EXPECT_EQ(NextPowerOfTwo(0), 1U);
-    EXPECT_EQ(Log2Ceil((1U << 31) + 1), 32U);
-    EXPECT_EQ(NextPowerOfTwo((1U << 31) + 1), 0U);
-    EXPECT_EQ(NextPowerOfTwo(std::numeric_limits<unsigned int>::max()), 0U);
+    EXPECT_EQ(Log2Ceil(0), 32u);
+    EXPECT_EQ(NextPowerOfTwo(0), 1u);
+    EXPECT_EQ(Log2Ceil((1u << 31) + 1), 32u);
+    EXPECT_EQ(NextPowerOfTwo((1u << 31) + 1), 0u);
+    EXPECT_EQ(NextPowerOfTwo(std::numeric_limits<unsigned int>::max()), 0u);
 }
 
 TEST(NormalizeFloatVectorTest, LargestElementBecomesOne) {
     std::vector<float> data{-8, 2, 4, 1};
     NormalizeFloatVector(data.data(), 4);
-    EXPECT_EQ(data, (std::vector<float>{-2, 0.5F, 1, 0.25F}));
+    EXPECT_EQ(data, (std::vector<float>{-2, 0.5f, 1, 0.25f}));
 }
 
 TEST(NormalizeFloatVectorTest, NegativeLargestElementTurnsTheSigns) {
@@ -202,8 +202,8 @@ TEST(NormalizeFloatVectorTest, LargestElementOfZeroGivesNothingFinite) {
 TEST(FilterTest, MatchesTheDifferenceEquation) {
     // Poles at 0.5 and at radius 0.8, so that the recursion forgets its rounding.
     constexpr unsigned int kOrder = 3;
-    const float a[] = {1.0F, -1.3F, 1.04F, -0.32F};
-    const float b[] = {0.25F, -0.5F, 0.75F, 0.125F};
+    const float a[] = {1.0f, -1.3f, 1.04f, -0.32f};
+    const float b[] = {0.25f, -0.5f, 0.75f, 0.125f};
     float z[kOrder] = {};
     std::mt19937 random(1);
     std::uniform_real_distribution<float> noise(-1, 1);
@@ -232,9 +232,9 @@ TEST(FilterTest, OneStepUpdatesTheStateExactly) {
     float z[] = {7, 8};
     float y = 0;
     filter(a, b, 2, z, 10, y);
-    EXPECT_EQ(y, 47.0F);     // 7 + 4 * 10
-    EXPECT_EQ(z[0], -36.0F); // (5 * 10 + 8) - 47 * 2
-    EXPECT_EQ(z[1], -81.0F); // 6 * 10 - 47 * 3
+    EXPECT_EQ(y, 47.0f);     // 7 + 4 * 10
+    EXPECT_EQ(z[0], -36.0f); // (5 * 10 + 8) - 47 * 2
+    EXPECT_EQ(z[1], -81.0f); // 6 * 10 - 47 * 3
 }
 
 } // namespace

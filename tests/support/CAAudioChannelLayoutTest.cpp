@@ -42,27 +42,27 @@ TEST(CAAudioChannelLayoutTest, UsualAndAlternateTagsByChannelCount) {
         for (const bool alternate : {false, true}) {
             const CAAudioChannelLayout layout(c.mChannels, alternate);
             EXPECT_EQ(layout.Layout()->mChannelLayoutTag, alternate ? c.mAlternate : c.mUsual);
-            EXPECT_EQ(layout.Layout()->mNumberChannelDescriptions, 0U);
+            EXPECT_EQ(layout.Layout()->mNumberChannelDescriptions, 0u);
             EXPECT_EQ(layout.NumberChannels(), c.mChannels);
-            EXPECT_EQ(layout.Size(), 12U);
+            EXPECT_EQ(layout.Size(), 12u);
         }
     }
 }
 
 TEST(CAAudioChannelLayoutTest, OtherCountsHaveUnknownDescriptions) {
-    for (const unsigned int channels : {0U, 3U, 9U, 20U}) {
+    for (const unsigned int channels : {0u, 3u, 9u, 20u}) {
         const CAAudioChannelLayout wrapper(channels, false);
         const AudioChannelLayout* const layout = wrapper;
-        EXPECT_EQ(layout->mChannelLayoutTag, 0U);
-        EXPECT_EQ(layout->mChannelBitmap, 0U);
+        EXPECT_EQ(layout->mChannelLayoutTag, 0u);
+        EXPECT_EQ(layout->mChannelBitmap, 0u);
         ASSERT_EQ(layout->mNumberChannelDescriptions, channels);
         EXPECT_EQ(wrapper.Size(), 12 + 20 * channels);
         for (unsigned int i = 0; i < channels; ++i) {
             const AudioChannelDescription& channel = layout->mChannelDescriptions[i];
             EXPECT_EQ(static_cast<SInt32>(channel.mChannelLabel), -1);
-            EXPECT_EQ(channel.mChannelFlags, 0U);
+            EXPECT_EQ(channel.mChannelFlags, 0u);
             for (const float coordinate : channel.mCoordinates) {
-                EXPECT_EQ(coordinate, 0.0F);
+                EXPECT_EQ(coordinate, 0.0f);
             }
         }
     }
@@ -71,26 +71,26 @@ TEST(CAAudioChannelLayoutTest, OtherCountsHaveUnknownDescriptions) {
 TEST(CAAudioChannelLayoutTest, NumberOfChannelsComesFromDescriptionsBitmapOrTag) {
     AudioChannelLayout layout{};
     layout.mNumberChannelDescriptions = 1;
-    EXPECT_EQ(CAAudioChannelLayout::NumberChannels(layout), 1U);
+    EXPECT_EQ(CAAudioChannelLayout::NumberChannels(layout), 1u);
     layout.mChannelLayoutTag = 65536;
     layout.mChannelBitmap = 0x8000010D;
-    EXPECT_EQ(CAAudioChannelLayout::NumberChannels(layout), 5U);
+    EXPECT_EQ(CAAudioChannelLayout::NumberChannels(layout), 5u);
     layout.mChannelLayoutTag = 6619138;
-    EXPECT_EQ(CAAudioChannelLayout::NumberChannels(layout), 2U);
+    EXPECT_EQ(CAAudioChannelLayout::NumberChannels(layout), 2u);
 }
 
 TEST(CAAudioChannelLayoutTest, ByteSizeHasAHeaderAndDescriptions) {
-    EXPECT_EQ(CAAudioChannelLayout::CalculateByteSize(0), 12U);
-    EXPECT_EQ(CAAudioChannelLayout::CalculateByteSize(3), 72U);
+    EXPECT_EQ(CAAudioChannelLayout::CalculateByteSize(0), 12u);
+    EXPECT_EQ(CAAudioChannelLayout::CalculateByteSize(3), 72u);
     EXPECT_THROW(CAAudioChannelLayout::CalculateByteSize(std::numeric_limits<unsigned int>::max()),
                  std::bad_alloc);
-    EXPECT_THROW(CAAudioChannelLayout(400000000U, false), std::bad_alloc);
+    EXPECT_THROW(CAAudioChannelLayout(400000000u, false), std::bad_alloc);
 }
 
 TEST(CAAudioChannelLayoutTest, LayoutWithoutDescriptionsCanBeReadAsAWholeRecord) {
     const CAAudioChannelLayout stereo(2, false);
     const AudioChannelLayout copy = *stereo.Layout(); // the address sanitizer watches this
-    EXPECT_EQ(copy.mChannelDescriptions[0].mChannelLabel, 0U);
+    EXPECT_EQ(copy.mChannelDescriptions[0].mChannelLabel, 0u);
 }
 
 TEST(CAAudioChannelLayoutTest, CopiesShareOneLayoutAndOutliveEachOther) {
@@ -107,15 +107,15 @@ TEST(CAAudioChannelLayoutTest, CopiesShareOneLayoutAndOutliveEachOther) {
         outer = same;
     }
     EXPECT_EQ(outer.Layout(), shared);
-    EXPECT_EQ(outer.NumberChannels(), 3U);
+    EXPECT_EQ(outer.NumberChannels(), 3u);
 }
 
 TEST(CAAudioChannelLayoutTest, ChangingOneCopyLeavesTheOther) {
     const CAAudioChannelLayout original(3, false);
     CAAudioChannelLayout copy(original);
     copy.SetWithTag(6619138);
-    EXPECT_EQ(copy.NumberChannels(), 2U);
-    EXPECT_EQ(original.NumberChannels(), 3U);
+    EXPECT_EQ(copy.NumberChannels(), 2u);
+    EXPECT_EQ(original.NumberChannels(), 3u);
 }
 
 TEST(CAAudioChannelLayoutTest, BareLayoutIsCopiedAndEqualityGoesByContent) {
@@ -135,7 +135,7 @@ TEST(CAAudioChannelLayoutTest, BareLayoutIsCopiedAndEqualityGoesByContent) {
     CAAudioChannelLayout::Destroy(bare);
     other = static_cast<const AudioChannelLayout*>(nullptr);
     EXPECT_FALSE(other.IsValid());
-    EXPECT_EQ(other.Size(), 0U);
+    EXPECT_EQ(other.Size(), 0u);
     EXPECT_TRUE(other == CAAudioChannelLayout());
 }
 
@@ -147,7 +147,7 @@ TEST(CAAudioChannelLayoutTest, PrintingShowsEveryDescription) {
     CAAudioChannelLayout().Print(stream);
     std::rewind(stream);
     char text[400] = {};
-    EXPECT_GT(std::fread(text, 1, sizeof text - 1, stream), 0U);
+    EXPECT_GT(std::fread(text, 1, sizeof text - 1, stream), 0u);
     std::fclose(stream);
     EXPECT_EQ(std::string(text), "AudioChannelLayout: tag 0, bitmap 0x0, 0 descriptions\n"
                                  "AudioChannelLayout: tag 0, bitmap 0x0, 3 descriptions\n"

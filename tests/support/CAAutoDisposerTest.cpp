@@ -34,14 +34,14 @@ TEST(CAAutoFreeTest, StartsWithoutMemory) {
 TEST(CAAutoFreeTest, ClearedMemoryIsZeroBelowAndAboveTheSizeThatComesFromTheSystem) {
     for (const std::size_t count : {std::size_t{1000}, std::size_t{1} << 20}) {
         CAAutoFree<float> memory(count, true);
-        EXPECT_TRUE(std::all_of(memory.get(), memory + count, [](float v) { return v == 0.0F; }));
-        memory[count - 1] = 1.0F;
+        EXPECT_TRUE(std::all_of(memory.get(), memory + count, [](float v) { return v == 0.0f; }));
+        memory[count - 1] = 1.0f;
     }
 }
 
 TEST(CAAutoFreeTest, VectorsStartAtACacheLine) {
     const CAAutoFree<float> memory(3, false);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(memory.get()) % 64, 0U);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(memory.get()) % 64, 0u);
 }
 
 TEST(CAAutoFreeTest, CountOfZeroGivesAPointer) {

@@ -60,23 +60,23 @@ bool IsZero(CABufferList* list, UInt32 buffer, UInt32 from) {
 TEST(CABufferListTest, NewListHasTheFormatsBuffersAndNoMemory) {
     const List separate(NewList(3));
     const AudioBufferList& list = separate->GetBufferList();
-    ASSERT_EQ(list.mNumberBuffers, 3U);
+    ASSERT_EQ(list.mNumberBuffers, 3u);
     for (UInt32 c = 0; c < 3; ++c) {
-        EXPECT_EQ(list.mBuffers[c].mNumberChannels, 1U);
-        EXPECT_EQ(list.mBuffers[c].mDataByteSize, 0U);
+        EXPECT_EQ(list.mBuffers[c].mNumberChannels, 1u);
+        EXPECT_EQ(list.mBuffers[c].mDataByteSize, 0u);
         EXPECT_EQ(list.mBuffers[c].mData, nullptr);
     }
     EXPECT_STREQ(separate->Name(), "test list");
 
     const List interleaved(NewList(3, true));
-    EXPECT_EQ(interleaved->GetBufferList().mNumberBuffers, 1U);
-    EXPECT_EQ(interleaved->GetBufferList().mBuffers[0].mNumberChannels, 3U);
+    EXPECT_EQ(interleaved->GetBufferList().mNumberBuffers, 1u);
+    EXPECT_EQ(interleaved->GetBufferList().mBuffers[0].mNumberChannels, 3u);
 }
 
 TEST(CABufferListTest, OneBufferGetsWhatIsAskedFor) {
     const List list(NewList(1));
     list->AllocateBuffers(13);
-    EXPECT_EQ(list->GetNumBytes(), 13U);
+    EXPECT_EQ(list->GetNumBytes(), 13u);
     EXPECT_TRUE(IsZero(list, 0, 0));
 }
 
@@ -139,7 +139,7 @@ TEST(CABufferListTest, ConsumingMoreThanThereIsStopsAtTheEnd) {
     list->AllocateBuffers(8);
     const unsigned char* const begin = Bytes(list, 0);
     list->BytesConsumed(20);
-    EXPECT_EQ(list->GetNumBytes(), 0U);
+    EXPECT_EQ(list->GetNumBytes(), 0u);
     EXPECT_EQ(Bytes(list, 0), begin + 8);
 }
 
@@ -149,10 +149,10 @@ TEST(CABufferListTest, DeallocatingClearsEveryBuffer) {
     list->DeallocateBuffers();
     for (UInt32 c = 0; c < 2; ++c) {
         EXPECT_EQ(Buffer(list, c).mData, nullptr);
-        EXPECT_EQ(Buffer(list, c).mDataByteSize, 0U);
+        EXPECT_EQ(Buffer(list, c).mDataByteSize, 0u);
     }
     list->AllocateBuffers(16);
-    EXPECT_EQ(list->GetNumBytes(), 16U);
+    EXPECT_EQ(list->GetNumBytes(), 16u);
 }
 
 TEST(CABufferListTest, ListWithoutBuffersAllocatesNothing) {
@@ -160,7 +160,7 @@ TEST(CABufferListTest, ListWithoutBuffersAllocatesNothing) {
     list->AllocateBuffers(100);
     list->BytesConsumed(10);
     list->DeallocateBuffers();
-    EXPECT_EQ(list->GetNumBytes(), 0U);
+    EXPECT_EQ(list->GetNumBytes(), 0u);
 }
 
 TEST(CABufferListTest, StrideBeyond32BitsRaisesBadAllocAndKeepsTheList) {
@@ -168,7 +168,7 @@ TEST(CABufferListTest, StrideBeyond32BitsRaisesBadAllocAndKeepsTheList) {
     list->AllocateBuffers(16);
     FillPattern(list);
     EXPECT_THROW(list->AllocateBuffers(std::numeric_limits<UInt32>::max()), std::bad_alloc);
-    EXPECT_EQ(list->GetNumBytes(), 16U);
+    EXPECT_EQ(list->GetNumBytes(), 16u);
     EXPECT_TRUE(HasPattern(list, 1, 0, 16));
 }
 
@@ -185,7 +185,7 @@ TEST(CABufferListTest, CopyMovesTheSourceAndPointsTheOwnerThere) {
         EXPECT_EQ(Bytes(owner, c), Bytes(store, c));
         EXPECT_EQ(Buffer(owner, c).mDataByteSize, held);
         EXPECT_TRUE(HasPattern(owner, c, 0, held));
-        EXPECT_EQ(Buffer(source, c).mDataByteSize, 0U);
+        EXPECT_EQ(Buffer(source, c).mDataByteSize, 0u);
     }
 }
 
@@ -210,7 +210,7 @@ TEST(CABufferListTest, CopyStopsAtTheRoomThereIs) {
     source->AllocateBuffers(20);
     FillPattern(source);
     store->CopyAllFrom(source, owner);
-    EXPECT_EQ(owner->GetNumBytes(), 8U);
+    EXPECT_EQ(owner->GetNumBytes(), 8u);
     EXPECT_TRUE(HasPattern(owner, 0, 0, 8));
 }
 
@@ -222,12 +222,12 @@ TEST(CABufferListTest, RoomStaysAfterAShortCopyIntoTheListItself) {
     FillPattern(source);
     source->BytesConsumed(28);
     store->CopyAllFrom(source, store);
-    EXPECT_EQ(store->GetNumBytes(), 4U);
+    EXPECT_EQ(store->GetNumBytes(), 4u);
     const List longer(NewList(1));
     longer->AllocateBuffers(32);
     FillPattern(longer);
     store->CopyAllFrom(longer, store);
-    EXPECT_EQ(store->GetNumBytes(), 32U);
+    EXPECT_EQ(store->GetNumBytes(), 32u);
     EXPECT_TRUE(HasPattern(store, 0, 0, 32));
 }
 
@@ -241,14 +241,14 @@ TEST(CABufferListTest, GrowingCopyTakesTheSourceInPlaceOfTheOldContent) {
     const UInt32 held = source->GetNumBytes();
     FillPattern(source);
     store->AllocateBuffersAndCopyFrom(200, source, owner);
-    EXPECT_EQ(store->GetNumBytes(), 208U); // (215 without its low five bits) + 16
+    EXPECT_EQ(store->GetNumBytes(), 208u); // (215 without its low five bits) + 16
     for (UInt32 c = 0; c < 2; ++c) {
         EXPECT_TRUE(HasPattern(store, c, 0, held));
         EXPECT_TRUE(IsZero(store, c, held));
         EXPECT_EQ(Bytes(owner, c), Bytes(store, c));
         EXPECT_EQ(Buffer(owner, c).mDataByteSize, held);
     }
-    EXPECT_EQ(source->GetNumBytes(), 0U);
+    EXPECT_EQ(source->GetNumBytes(), 0u);
 }
 
 TEST(CABufferListTest, GrowingCopyFromTheListItselfKeepsWhatIsNotConsumed) {
@@ -257,7 +257,7 @@ TEST(CABufferListTest, GrowingCopyFromTheListItselfKeepsWhatIsNotConsumed) {
     FillPattern(list);
     list->BytesConsumed(8);
     list->AllocateBuffersAndCopyFrom(100, list, list);
-    EXPECT_EQ(list->GetNumBytes(), 40U);
+    EXPECT_EQ(list->GetNumBytes(), 40u);
     EXPECT_TRUE(HasPattern(list, 0, 8, 40));
     EXPECT_TRUE(HasPattern(list, 1, 8, 40));
 }
@@ -277,13 +277,13 @@ TEST(CABufferListTest, GrowingCopyWithoutNeedCopiesIntoTheMemoryThereIs) {
 TEST(CABufferListTest, PrintingShowsBuffersAndFirstValues) {
     const List list(NewList(2));
     list->AllocateBuffers(16);
-    static_cast<float*>(Buffer(list, 1).mData)[0] = 0.5F;
+    static_cast<float*>(Buffer(list, 1).mData)[0] = 0.5f;
     std::FILE* const stream = std::tmpfile();
     ASSERT_NE(stream, nullptr);
     CAShowAudioBufferList(stream, list->GetBufferList(), 2);
     std::rewind(stream);
     char text[200] = {};
-    EXPECT_GT(std::fread(text, 1, sizeof text - 1, stream), 0U);
+    EXPECT_GT(std::fread(text, 1, sizeof text - 1, stream), 0u);
     std::fclose(stream);
     EXPECT_EQ(std::string(text), "AudioBufferList: 2 buffers\n"
                                  "  [0] 1 channels, 16 bytes: 0 0\n"

@@ -29,7 +29,7 @@ TEST(CACFArrayTest, AppendedValuesAreReadBackByType) {
     EXPECT_TRUE(array.AppendCFType(uuid));
     CFRelease(data);
     CFRelease(uuid);
-    ASSERT_EQ(array.GetNumberItems(), 5U);
+    ASSERT_EQ(array.GetNumberItems(), 5u);
 
     CFDataRef readData = nullptr;
     CFDictionaryRef readDictionary = nullptr;
@@ -51,7 +51,7 @@ TEST(CACFArrayTest, AppendedValuesAreReadBackByType) {
 TEST(CACFArrayTest, NumbersKeepTypeAndValue) {
     CACFArray array(7, true);
     EXPECT_TRUE(array.AppendFloat64(0.1));
-    EXPECT_TRUE(array.AppendFloat32(0.1F));
+    EXPECT_TRUE(array.AppendFloat32(0.1f));
     EXPECT_TRUE(array.AppendUInt64(std::numeric_limits<UInt64>::max()));
     EXPECT_TRUE(array.AppendSInt64(std::numeric_limits<SInt64>::min()));
     EXPECT_TRUE(array.AppendUInt32(std::numeric_limits<UInt32>::max()));
@@ -72,7 +72,7 @@ TEST(CACFArrayTest, NumbersKeepTypeAndValue) {
     EXPECT_TRUE(array.GetFloat64(0, float64));
     EXPECT_EQ(float64, 0.1);
     EXPECT_TRUE(array.GetFloat32(1, float32));
-    EXPECT_EQ(float32, 0.1F);
+    EXPECT_EQ(float32, 0.1f);
     EXPECT_TRUE(array.GetUInt64(2, uint64));
     EXPECT_EQ(uint64, std::numeric_limits<UInt64>::max());
     EXPECT_TRUE(array.GetSInt64(3, sint64));
@@ -85,17 +85,17 @@ TEST(CACFArrayTest, NumbersKeepTypeAndValue) {
     EXPECT_TRUE(array.GetSInt32(5, sint32));
     EXPECT_EQ(sint32, -5);
     EXPECT_TRUE(array.GetFloat32(6, float32));
-    EXPECT_EQ(float32, 7.0F);
+    EXPECT_EQ(float32, 7.0f);
     // Not exact, yet read: the nearest value.
     EXPECT_TRUE(array.GetFloat32(0, float32));
-    EXPECT_EQ(float32, 0.1F);
+    EXPECT_EQ(float32, 0.1f);
 }
 
 TEST(CACFArrayTest, BoolsAreReadFromBooleansAndNumbers) {
     CACFArray array(0, true);
     array.AppendBool(true);
     array.AppendBool(false);
-    array.AppendFloat32(0.25F);
+    array.AppendFloat32(0.25f);
     array.AppendSInt32(0);
     array.AppendString(CFSTR("true"));
     bool value = false;
@@ -120,7 +120,7 @@ TEST(CACFArrayTest, FailedReadLeavesTheOutputAlone) {
     EXPECT_FALSE(array.GetFloat32(0, number));
     EXPECT_FALSE(array.GetFloat32(2, number));
     EXPECT_FALSE(CACFArray().GetFloat32(0, number));
-    EXPECT_EQ(number, 42.0F);
+    EXPECT_EQ(number, 42.0f);
     CFTypeRef item = CFSTR("mine");
     EXPECT_FALSE(array.GetCFType(2, item));
     CFStringRef string = CFSTR("mine");
@@ -138,7 +138,7 @@ TEST(CACFArrayTest, InsertAndSetGoByIndex) {
     EXPECT_TRUE(array.SetSInt64(0, 10));
     EXPECT_FALSE(array.InsertSInt32(5, 0));
     EXPECT_FALSE(array.SetSInt32(5, 0));
-    ASSERT_EQ(array.GetNumberItems(), 4U);
+    ASSERT_EQ(array.GetNumberItems(), 4u);
     const SInt32 expected[] = {10, 2, 3, 4};
     for (UInt32 i = 0; i < 4; ++i) {
         SInt32 value = 0;
@@ -171,12 +171,12 @@ void ExpectWritten(const char* name, bool (CACFArray::*insert)(UInt32, Value),
     array.AppendString(CFSTR("first"));
     array.AppendString(CFSTR("last"));
     EXPECT_TRUE((array.*insert)(1, value));
-    ASSERT_EQ(array.GetNumberItems(), 3U);
+    ASSERT_EQ(array.GetNumberItems(), 3u);
     ExpectItem(array, 0, CFSTR("first"));
     ExpectItem(array, 1, expected);
     ExpectItem(array, 2, CFSTR("last"));
     EXPECT_TRUE((array.*set)(2, value));
-    ASSERT_EQ(array.GetNumberItems(), 3U);
+    ASSERT_EQ(array.GetNumberItems(), 3u);
     ExpectItem(array, 0, CFSTR("first"));
     ExpectItem(array, 1, expected);
     ExpectItem(array, 2, expected);
@@ -208,11 +208,11 @@ TEST(CACFArrayTest, EveryKindOfObjectIsInsertedAndSet) {
 TEST(CACFArrayTest, EveryKindOfNumberIsInsertedAndSet) {
     using Array = CACFArray;
     const Float64 float64 = 0.1;
-    const Float32 float32 = 0.1F;
+    const Float32 float32 = 0.1f;
     const SInt64 sint64 = std::numeric_limits<SInt64>::min();
     const SInt32 sint32 = -5;
     // Beyond the signed range, where the next wider number, or the same bits, stand for them.
-    const UInt32 uint32 = 4000000000U;
+    const UInt32 uint32 = 4000000000u;
     const SInt64 uint32Stored = 4000000000;
     const UInt64 uint64 = std::numeric_limits<UInt64>::max() - 4;
     const SInt64 uint64Stored = -5;
@@ -233,13 +233,13 @@ TEST(CACFArrayTest, EveryKindOfNumberIsInsertedAndSet) {
 TEST(CACFArrayTest, ItemsAreFoundByContent) {
     CACFArray array(0, true);
     array.AppendString(CFSTR("first"));
-    array.AppendFloat32(2.5F);
+    array.AppendFloat32(2.5f);
     UInt32 index = 99;
-    EXPECT_TRUE(array.GetIndexOfItem(CACFNumber(2.5F).GetCFNumber(), index));
-    EXPECT_EQ(index, 1U);
+    EXPECT_TRUE(array.GetIndexOfItem(CACFNumber(2.5f).GetCFNumber(), index));
+    EXPECT_EQ(index, 1u);
     EXPECT_TRUE(array.HasItem(CACFString("first").GetCFString()));
     EXPECT_FALSE(array.GetIndexOfItem(CFSTR("third"), index));
-    EXPECT_EQ(index, 1U);
+    EXPECT_EQ(index, 1u);
     EXPECT_FALSE(array.HasItem(nullptr));
     EXPECT_FALSE(CACFArray().HasItem(CFSTR("first")));
 }
@@ -249,11 +249,11 @@ TEST(CACFArrayTest, WritingFailsWithoutAnArrayOrAValue) {
     EXPECT_FALSE(none.AppendFloat32(1));
     EXPECT_FALSE(none.InsertFloat32(0, 1));
     EXPECT_FALSE(none.SetFloat32(0, 1));
-    EXPECT_EQ(none.GetNumberItems(), 0U);
+    EXPECT_EQ(none.GetNumberItems(), 0u);
     CACFArray array(0, true);
     EXPECT_FALSE(array.AppendCFType(nullptr));
     EXPECT_FALSE(array.AppendString(nullptr));
-    EXPECT_EQ(array.GetNumberItems(), 0U);
+    EXPECT_EQ(array.GetNumberItems(), 0u);
 }
 
 TEST(CACFArrayTest, AssignedArrayIsNotMutable) {
@@ -267,7 +267,7 @@ TEST(CACFArrayTest, AssignedArrayIsNotMutable) {
     EXPECT_FALSE(fromBare.InsertFloat32(0, 1));
     EXPECT_FALSE(fromBare.SetFloat32(0, 1));
     EXPECT_TRUE(source.AppendFloat32(1));
-    EXPECT_EQ(fromBare.GetNumberItems(), 1U);
+    EXPECT_EQ(fromBare.GetNumberItems(), 1u);
 }
 
 TEST(CACFArrayTest, TypeOfTheGivenArrayDecidesMutability) {
@@ -276,7 +276,7 @@ TEST(CACFArrayTest, TypeOfTheGivenArrayDecidesMutability) {
     EXPECT_TRUE(writer.AppendFloat32(1));
     CACFArray reader(static_cast<CFArrayRef>(bare), true);
     EXPECT_FALSE(reader.AppendFloat32(1));
-    EXPECT_EQ(reader.GetNumberItems(), 1U);
+    EXPECT_EQ(reader.GetNumberItems(), 1u);
 }
 
 TEST(CACFArrayTest, ReleaseFlagDecidesWhoGivesTheReferenceBack) {

@@ -27,7 +27,7 @@ TEST(CACFDictionaryTest, AddedValuesAreReadBackByType) {
     EXPECT_TRUE(dictionary.AddCFTypeWithCStringKey("c key", CFSTR("value")));
     CFRelease(data);
     CFRelease(url);
-    EXPECT_EQ(dictionary.Size(), 8U);
+    EXPECT_EQ(dictionary.Size(), 8u);
 
     CFDataRef readData = nullptr;
     CFTypeRef readURL = nullptr;
@@ -57,10 +57,10 @@ TEST(CACFDictionaryTest, AddedValuesAreReadBackByType) {
 TEST(CACFDictionaryTest, NumbersKeepTypeAndValue) {
     CACFDictionary dictionary(true);
     EXPECT_TRUE(dictionary.AddFloat64(CFSTR("f64"), 0.1));
-    EXPECT_TRUE(dictionary.AddFloat32(CFSTR("f32"), 0.1F));
-    EXPECT_TRUE(dictionary.AddUInt64(CFSTR("u64"), 1ULL << 40));
+    EXPECT_TRUE(dictionary.AddFloat32(CFSTR("f32"), 0.1f));
+    EXPECT_TRUE(dictionary.AddUInt64(CFSTR("u64"), 1uLL << 40));
     EXPECT_TRUE(dictionary.AddSInt64(CFSTR("s64"), -(1LL << 40)));
-    EXPECT_TRUE(dictionary.AddUInt32(CFSTR("u32"), 3000000000U));
+    EXPECT_TRUE(dictionary.AddUInt32(CFSTR("u32"), 3000000000u));
     EXPECT_TRUE(dictionary.AddSInt32(CFSTR("s32"), -3));
     EXPECT_TRUE(dictionary.AddBool(CFSTR("bool"), true));
 
@@ -82,13 +82,13 @@ TEST(CACFDictionaryTest, NumbersKeepTypeAndValue) {
     EXPECT_TRUE(dictionary.GetFloat64(CFSTR("f64"), float64));
     EXPECT_EQ(float64, 0.1);
     EXPECT_TRUE(dictionary.GetFloat32(CFSTR("f32"), float32));
-    EXPECT_EQ(float32, 0.1F);
+    EXPECT_EQ(float32, 0.1f);
     EXPECT_TRUE(dictionary.GetUInt64(CFSTR("u64"), uint64));
-    EXPECT_EQ(uint64, 1ULL << 40);
+    EXPECT_EQ(uint64, 1uLL << 40);
     EXPECT_TRUE(dictionary.GetSInt64(CFSTR("s64"), sint64));
     EXPECT_EQ(sint64, -(1LL << 40));
     EXPECT_TRUE(dictionary.GetUInt32(CFSTR("u32"), uint32));
-    EXPECT_EQ(uint32, 3000000000U);
+    EXPECT_EQ(uint32, 3000000000u);
     EXPECT_TRUE(dictionary.GetSInt32(CFSTR("s32"), sint32));
     EXPECT_EQ(sint32, -3);
     EXPECT_TRUE(dictionary.GetBool(CFSTR("bool"), boolean));
@@ -110,13 +110,13 @@ TEST(CACFDictionaryTest, FixedPointHas32BitsBehindThePoint) {
 TEST(CACFDictionaryTest, FailedReadLeavesTheOutputAlone) {
     CACFDictionary dictionary(true);
     dictionary.AddString(CFSTR("text"), CFSTR("1.5"));
-    dictionary.AddFloat32(CFSTR("number"), 1.5F);
+    dictionary.AddFloat32(CFSTR("number"), 1.5f);
     Float32 number = 42;
     EXPECT_FALSE(dictionary.GetFloat32(CFSTR("text"), number));
     EXPECT_FALSE(dictionary.GetFloat32(CFSTR("missing"), number));
     EXPECT_FALSE(dictionary.GetFloat32(nullptr, number));
     EXPECT_FALSE(CACFDictionary().GetFloat32(CFSTR("number"), number));
-    EXPECT_EQ(number, 42.0F);
+    EXPECT_EQ(number, 42.0f);
     CFStringRef string = CFSTR("mine");
     EXPECT_FALSE(dictionary.GetString(CFSTR("number"), string));
     EXPECT_EQ(string, CFSTR("mine"));
@@ -129,7 +129,7 @@ TEST(CACFDictionaryTest, AddingFailsWithoutADictionaryAKeyOrAValue) {
     CACFDictionary none;
     EXPECT_FALSE(none.AddFloat32(CFSTR("key"), 1));
     EXPECT_FALSE(none.AddCString(CFSTR("key"), "text"));
-    EXPECT_EQ(none.Size(), 0U);
+    EXPECT_EQ(none.Size(), 0u);
     EXPECT_FALSE(none.HasKey(CFSTR("key")));
     CACFDictionary dictionary(true);
     EXPECT_FALSE(dictionary.AddFloat32(nullptr, 1));
@@ -137,17 +137,17 @@ TEST(CACFDictionaryTest, AddingFailsWithoutADictionaryAKeyOrAValue) {
     EXPECT_FALSE(dictionary.AddCString(CFSTR("key"), nullptr));
     EXPECT_FALSE(dictionary.AddCString(CFSTR("key"), "not ASCII: \xC3\xA4"));
     EXPECT_FALSE(dictionary.AddCFTypeWithCStringKey(nullptr, CFSTR("value")));
-    EXPECT_EQ(dictionary.Size(), 0U);
+    EXPECT_EQ(dictionary.Size(), 0u);
 }
 
 TEST(CACFDictionaryTest, KeysCompareByContentAndTheLastValueStays) {
     CACFDictionary dictionary(true);
     dictionary.AddFloat32(CFSTR("key"), 1);
     dictionary.AddFloat32(CACFString("key").GetCFString(), 2);
-    EXPECT_EQ(dictionary.Size(), 1U);
+    EXPECT_EQ(dictionary.Size(), 1u);
     Float32 value = 0;
     EXPECT_TRUE(dictionary.GetFloat32(CFSTR("key"), value));
-    EXPECT_EQ(value, 2.0F);
+    EXPECT_EQ(value, 2.0f);
     EXPECT_TRUE(dictionary.HasKey(CACFString("key").GetCFString()));
     EXPECT_FALSE(dictionary.HasKey(CFSTR("Key")));
 }
@@ -180,7 +180,7 @@ TEST(CACFDictionaryTest, GivenMutableDictionaryIsMutable) {
     EXPECT_TRUE(writer.AddFloat32(CFSTR("key"), 1));
     CACFDictionary reader(static_cast<CFDictionaryRef>(bare), false);
     EXPECT_FALSE(reader.AddFloat32(CFSTR("other"), 1));
-    EXPECT_EQ(reader.Size(), 1U);
+    EXPECT_EQ(reader.Size(), 1u);
 }
 
 TEST(CACFDictionaryTest, WrapperWithoutTheReleaseFlagPassesItsReferenceOn) {
@@ -220,7 +220,7 @@ TEST(CACFDictionaryTest, DictionaryRetainsKeysAndValues) {
 
 TEST(CACFDictionaryTest, TemporaryNumberBelongsToTheDictionaryAlone) {
     CACFDictionary dictionary(true);
-    dictionary.AddFloat32(CFSTR("number"), 1.25F);
+    dictionary.AddFloat32(CFSTR("number"), 1.25f);
     CFTypeRef number = nullptr;
     EXPECT_TRUE(dictionary.GetCFType(CFSTR("number"), number));
     EXPECT_EQ(CFGetRetainCount(number), 1);

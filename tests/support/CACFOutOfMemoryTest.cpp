@@ -44,23 +44,23 @@ constexpr int kLeastAllocations = 2;
 TEST(CACFOutOfMemoryTest, AnArrayTakesANumberOrThrows) {
     CACFArray array(0, true);
     const auto isEmpty = [&] { return array.GetNumberItems() == 0; };
-    EXPECT_GE(ThrowsBeforeSuccess([&] { return array.AppendFloat32(2.5F); }, isEmpty),
+    EXPECT_GE(ThrowsBeforeSuccess([&] { return array.AppendFloat32(2.5f); }, isEmpty),
               kLeastAllocations);
     Float32 value = 0;
-    EXPECT_EQ(array.GetNumberItems(), 1U);
+    EXPECT_EQ(array.GetNumberItems(), 1u);
     EXPECT_TRUE(array.GetFloat32(0, value));
-    EXPECT_EQ(value, 2.5F);
+    EXPECT_EQ(value, 2.5f);
 }
 
 TEST(CACFOutOfMemoryTest, ADictionaryTakesANumberOrThrows) {
     CACFDictionary dictionary(true);
     CFStringRef const key = CFSTR("key");
     const auto isEmpty = [&] { return CFDictionaryGetCount(dictionary.GetCFDictionary()) == 0; };
-    EXPECT_GE(ThrowsBeforeSuccess([&] { return dictionary.AddFloat32(key, 2.5F); }, isEmpty),
+    EXPECT_GE(ThrowsBeforeSuccess([&] { return dictionary.AddFloat32(key, 2.5f); }, isEmpty),
               kLeastAllocations);
     Float32 value = 0;
     EXPECT_TRUE(dictionary.GetFloat32(key, value));
-    EXPECT_EQ(value, 2.5F);
+    EXPECT_EQ(value, 2.5f);
 }
 
 TEST(CACFOutOfMemoryTest, AContainerIsMadeOrThrows) {

@@ -9,7 +9,7 @@ namespace qel::core {
 namespace {
 
 TEST(CACFNumberTest, NumberHasTheTypeOfItsValueAndOneReference) {
-    const CACFNumber float32(1.5F);
+    const CACFNumber float32(1.5f);
     EXPECT_EQ(CFNumberGetType(float32.GetCFNumber()), 5);
     EXPECT_EQ(CFGetRetainCount(float32.GetCFNumber()), 1);
     EXPECT_TRUE(float32.WillRelease());
@@ -19,15 +19,15 @@ TEST(CACFNumberTest, NumberHasTheTypeOfItsValueAndOneReference) {
 }
 
 TEST(CACFNumberTest, CopyOutlivesTheOriginal) {
-    CACFNumber outer(0.0F);
+    CACFNumber outer(0.0f);
     {
-        const CACFNumber original(2.5F);
+        const CACFNumber original(2.5f);
         outer = original;
         EXPECT_EQ(CFGetRetainCount(original.GetCFNumber()), 2);
     }
     float value = 0;
     EXPECT_TRUE(CFNumberGetValue(outer.GetCFNumber(), kCFNumberFloat32Type, &value));
-    EXPECT_EQ(value, 2.5F);
+    EXPECT_EQ(value, 2.5f);
     EXPECT_EQ(CFGetRetainCount(outer.GetCFNumber()), 1);
 }
 

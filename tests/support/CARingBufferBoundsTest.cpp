@@ -98,7 +98,7 @@ TEST(CARingBufferBoundsTest, VersionsWrapWithoutHarm) {
         EXPECT_EQ(RingTestStore(ring, 1, time), kRingBufferOK);
         EXPECT_TRUE(RingTestHolds(ring, 1, time));
     }
-    EXPECT_LT(CARingBufferTestAccess::Version(ring), 1000U);
+    EXPECT_LT(CARingBufferTestAccess::Version(ring), 1000u);
     EXPECT_EQ(RingTestBoundsOf(ring), RingTestBounds(90, 100));
 }
 
@@ -161,10 +161,10 @@ TEST(CARingBufferBoundsTest, RangesWhollyOutsideStayInTheListAndAreNotRefused) {
         CARingBuffer ring;
         ring.Allocate(2, 4, 10);
         EXPECT_EQ(RingTestStore(ring, 10, 45), kRingBufferOK);
-        for (const UInt32 frames : {1U, 7U, 10U, 100U, 0xFFFFFFFFU}) {
+        for (const UInt32 frames : {1u, 7u, 10u, 100u, 0xFFFFFFFFu}) {
             RingTestList list(2, 52);
             EXPECT_EQ(ring.Fetch(list.List(), frames, time, false), kRingBufferOK);
-            EXPECT_LE(list.DataByteSize(1), 40U);
+            EXPECT_LE(list.DataByteSize(1), 40u);
             EXPECT_TRUE(list.UntouchedFrom(1, 52));
         }
     }

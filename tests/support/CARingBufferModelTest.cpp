@@ -87,10 +87,10 @@ private:
 TEST(CARingBufferModelTest, RandomStoresAndFetchesAgreeWithTheModel) {
     constexpr int kOperationsPerRing = 500;
     unsigned int seed = 1;
-    for (const UInt32 channels : {1U, 2U, 5U}) {
-        for (const UInt32 bytesPerFrame : {4U, 8U}) {
-            for (const UInt32 capacity : {1U, 2U, 3U, 4U, 5U, 7U, 8U, 10U, 16U, 31U, 32U, 50U, 64U,
-                                          99U, 128U, 177U, 200U}) {
+    for (const UInt32 channels : {1u, 2u, 5u}) {
+        for (const UInt32 bytesPerFrame : {4u, 8u}) {
+            for (const UInt32 capacity : {1u, 2u, 3u, 4u, 5u, 7u, 8u, 10u, 16u, 31u, 32u, 50u, 64u,
+                                          99u, 128u, 177u, 200u}) {
                 RandomRun run(seed++, channels, bytesPerFrame, capacity);
                 for (int i = 0; i < kOperationsPerRing; ++i) {
                     if (run.Coin()) {

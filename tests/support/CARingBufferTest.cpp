@@ -25,8 +25,8 @@ static_assert(worse(std::numeric_limits<SInt32>::min(), 4) == std::numeric_limit
 TEST(CARingBufferTest, NewRingHoldsNothing) {
     const CARingBuffer ring;
     EXPECT_EQ(ring.ChannelCount(), 0);
-    EXPECT_EQ(ring.CapacityFrames(), 0U);
-    EXPECT_EQ(ring.CapacityBytes(), 0U);
+    EXPECT_EQ(ring.CapacityFrames(), 0u);
+    EXPECT_EQ(ring.CapacityBytes(), 0u);
     EXPECT_EQ(ring.FrameOffset(7), 0);
 }
 
@@ -34,9 +34,9 @@ TEST(CARingBufferTest, AllocatedRingIsEmptyAndZero) {
     CARingBuffer ring;
     ring.Allocate(2, 4, 10);
     EXPECT_EQ(ring.ChannelCount(), 2);
-    EXPECT_EQ(ring.BytesPerFrame(), 4U);
-    EXPECT_EQ(ring.CapacityFrames(), 10U);
-    EXPECT_EQ(ring.CapacityBytes(), 40U);
+    EXPECT_EQ(ring.BytesPerFrame(), 4u);
+    EXPECT_EQ(ring.CapacityFrames(), 10u);
+    EXPECT_EQ(ring.CapacityBytes(), 40u);
     EXPECT_EQ(RingTestBoundsOf(ring), RingTestBounds(0, 0));
     RingTestList list(2, 40);
     EXPECT_EQ(ring.Fetch(list.List(), 10, 0, false), kRingBufferOK);
@@ -50,9 +50,9 @@ TEST(CARingBufferTest, DeallocatingKeepsTheBoundsAndAllocatingAgainClearsThem) {
     EXPECT_EQ(RingTestStore(ring, 4, 3), kRingBufferOK);
     ring.Deallocate();
     EXPECT_EQ(ring.ChannelCount(), 0);
-    EXPECT_EQ(ring.CapacityFrames(), 0U);
-    EXPECT_EQ(ring.CapacityBytes(), 0U);
-    EXPECT_EQ(ring.BytesPerFrame(), 4U);
+    EXPECT_EQ(ring.CapacityFrames(), 0u);
+    EXPECT_EQ(ring.CapacityBytes(), 0u);
+    EXPECT_EQ(ring.BytesPerFrame(), 4u);
     EXPECT_EQ(RingTestBoundsOf(ring), RingTestBounds(0, 7));
     ring.Allocate(1, 4, 10);
     EXPECT_EQ(RingTestBoundsOf(ring), RingTestBounds(0, 0));
@@ -65,12 +65,12 @@ TEST(CARingBufferTest, DeallocatingKeepsTheBoundsAndAllocatingAgainClearsThem) {
 
 TEST(CARingBufferTest, SizeBeyond32BitsRaisesBadAlloc) {
     CARingBuffer ring;
-    EXPECT_THROW(ring.Allocate(1, 1U << 16, 1U << 16), std::bad_alloc);
-    EXPECT_THROW(ring.Allocate(1, 1, 0xFFFFFFF8U), std::bad_alloc);
-    EXPECT_THROW(ring.Allocate(2, 4, 1U << 29), std::bad_alloc);
+    EXPECT_THROW(ring.Allocate(1, 1u << 16, 1u << 16), std::bad_alloc);
+    EXPECT_THROW(ring.Allocate(1, 1, 0xFFFFFFF8u), std::bad_alloc);
+    EXPECT_THROW(ring.Allocate(2, 4, 1u << 29), std::bad_alloc);
     EXPECT_THROW(ring.Allocate(1 << 30, 4, 0), std::bad_alloc);
     EXPECT_THROW(ring.Allocate(-1, 4, 1), std::bad_alloc);
-    EXPECT_EQ(ring.CapacityFrames(), 0U);
+    EXPECT_EQ(ring.CapacityFrames(), 0u);
     EXPECT_EQ(RingTestStore(ring, 1, 0), kRingBufferTooMuch);
 }
 
@@ -149,7 +149,7 @@ TEST(CARingBufferTest, ReadClampedInFrontPutsTheFramesAsManyBytesInAsFramesAreMi
     EXPECT_EQ(RingTestStore(ring, 4, 7), kRingBufferOK); // bounds [1, 11), zeros up to 7
     RingTestList list(1, 100);
     EXPECT_EQ(ring.Fetch(list.List(), 13, -2, false), kRingBufferOK);
-    EXPECT_EQ(list.DataByteSize(0), 40U);
+    EXPECT_EQ(list.DataByteSize(0), 40u);
     std::vector<Byte> expected(12, 0); // 3 frames missing before 1: 12 bytes of zeros
     expected.resize(3 + 24, 0);        // then from byte 3 on the six frames of the gap
     for (SInt64 t = 7; t < 11; ++t) {
@@ -167,7 +167,7 @@ TEST(CARingBufferTest, ReadClampedBehindZeroesFromAsManyBytesOnAsFramesAreHeld) 
     EXPECT_EQ(RingTestStore(ring, 5, 0), kRingBufferOK);
     RingTestList list(1, 80);
     EXPECT_EQ(ring.Fetch(list.List(), 15, 2, false), kRingBufferOK);
-    EXPECT_EQ(list.DataByteSize(0), 12U);
+    EXPECT_EQ(list.DataByteSize(0), 12u);
     for (UInt32 n = 0; n < 3; ++n) {
         EXPECT_EQ(list.Get<SInt32>(0, n), RingTestValue(2 + n, 0));
     }
@@ -184,7 +184,7 @@ TEST(CARingBufferTest, ReadAtTheEndMovesAllSlotsOldestFirst) {
     RingTestList list(2, 20);
     EXPECT_EQ(RingTestStore(ring, 3, 0), kRingBufferOK);
     EXPECT_EQ(ring.Fetch(list.List(), 5, 3, true), kRingBufferOK);
-    EXPECT_EQ(list.DataByteSize(1), 20U);
+    EXPECT_EQ(list.DataByteSize(1), 20u);
     for (UInt32 n = 0; n < 5; ++n) {
         EXPECT_EQ(list.Get<SInt32>(1, n), n < 2 ? 0 : RingTestValue(SInt64{n} - 2, 1));
     }
@@ -227,7 +227,7 @@ TEST(CARingBufferTest, ReadAtTheEndZeroesTheRestOfALargerList) {
     ring.Allocate(1, 8, 2);
     RingTestList list(1, 100);
     EXPECT_EQ(ring.Fetch(list.List(), 3, 0, true), kRingBufferOK);
-    EXPECT_EQ(list.DataByteSize(0), 16U);
+    EXPECT_EQ(list.DataByteSize(0), 16u);
     EXPECT_EQ(list.Data(0)[23], 0);
     EXPECT_TRUE(list.UntouchedFrom(0, 24));
 }
@@ -267,7 +267,7 @@ TEST(CARingBufferTest, RingOfNoCapacityRefusesFramesAndReadsZeros) {
     EXPECT_EQ(RingTestBoundsOf(ring), RingTestBounds(5, 5));
     EXPECT_EQ(ring.Fetch(list.List(), 2, 5, false), kRingBufferOK);
     EXPECT_EQ(list.Get<SInt32>(0, 1), 0);
-    EXPECT_EQ(list.DataByteSize(0), 0U);
+    EXPECT_EQ(list.DataByteSize(0), 0u);
     EXPECT_EQ(ring.FrameOffset(5), 0);
 }
 
@@ -283,7 +283,7 @@ TEST(CARingBufferTest, ListsOfOtherWidthThanTheRingTouchOnlyWhatBothHave) {
     EXPECT_EQ(out.Get<SInt32>(0, 3), RingTestValue(13, 0));
     EXPECT_EQ(out.Get<SInt32>(1, 3), RingTestValue(3, 1)) << "a channel without a buffer";
     EXPECT_TRUE(out.UntouchedFrom(2, 0));
-    EXPECT_EQ(out.DataByteSize(2), 0U);
+    EXPECT_EQ(out.DataByteSize(2), 0u);
     RingTestList one(1, 16);
     EXPECT_EQ(ring.Fetch(one.List(), 4, 4, false), kRingBufferOK);
     EXPECT_EQ(one.Get<SInt32>(0, 0), RingTestValue(10, 0));
@@ -296,13 +296,13 @@ TEST(CARingBufferTest, FetchStopsAtTheRoomOfTheList) {
     RingTestList list(1, 40);
     list.SetDataByteSize(0, 30);
     EXPECT_EQ(ring.Fetch(list.List(), 10, 5, false), kRingBufferOK);
-    EXPECT_EQ(list.DataByteSize(0), 30U);
+    EXPECT_EQ(list.DataByteSize(0), 30u);
     EXPECT_EQ(list.Get<SInt32>(0, 6), RingTestValue(11, 0));
     EXPECT_TRUE(list.UntouchedFrom(0, 30));
     list.Reset();
     list.List()->mBuffers[0].mData = nullptr;
     EXPECT_EQ(ring.Fetch(list.List(), 20, 0, false), kRingBufferOK);
-    EXPECT_EQ(list.DataByteSize(0), 0U);
+    EXPECT_EQ(list.DataByteSize(0), 0u);
 }
 
 } // namespace

@@ -25,37 +25,37 @@ static_assert(sizeof(CAStreamBasicDescription) == sizeof(AudioStreamBasicDescrip
 TEST(CAStreamBasicDescriptionTest, EmptyMeansAllZero) {
     const CAStreamBasicDescription format;
     EXPECT_EQ(format.mSampleRate, 0.0);
-    EXPECT_EQ(format.mFormatID, 0U);
-    EXPECT_EQ(format.mFormatFlags, 0U);
-    EXPECT_EQ(format.mBytesPerPacket, 0U);
-    EXPECT_EQ(format.mFramesPerPacket, 0U);
-    EXPECT_EQ(format.mBytesPerFrame, 0U);
-    EXPECT_EQ(format.mChannelsPerFrame, 0U);
-    EXPECT_EQ(format.mBitsPerChannel, 0U);
-    EXPECT_EQ(format.mReserved, 0U);
+    EXPECT_EQ(format.mFormatID, 0u);
+    EXPECT_EQ(format.mFormatFlags, 0u);
+    EXPECT_EQ(format.mBytesPerPacket, 0u);
+    EXPECT_EQ(format.mFramesPerPacket, 0u);
+    EXPECT_EQ(format.mBytesPerFrame, 0u);
+    EXPECT_EQ(format.mChannelsPerFrame, 0u);
+    EXPECT_EQ(format.mBitsPerChannel, 0u);
+    EXPECT_EQ(format.mReserved, 0u);
     EXPECT_TRUE(format == CAStreamBasicDescription::sEmpty);
 }
 
 TEST(CAStreamBasicDescriptionTest, CanonicalStereoHasThePublishedFields) {
     const CAStreamBasicDescription interleaved = Canonical(2, true);
     EXPECT_EQ(interleaved.mSampleRate, 44100.0);
-    EXPECT_EQ(interleaved.mFormatID, 1819304813U);
-    EXPECT_EQ(interleaved.mFormatFlags, 9U);
-    EXPECT_EQ(interleaved.mBytesPerFrame, 8U);
-    EXPECT_EQ(interleaved.mBytesPerPacket, 8U);
-    EXPECT_EQ(interleaved.mFramesPerPacket, 1U);
-    EXPECT_EQ(interleaved.mChannelsPerFrame, 2U);
-    EXPECT_EQ(interleaved.mBitsPerChannel, 32U);
+    EXPECT_EQ(interleaved.mFormatID, 1819304813u);
+    EXPECT_EQ(interleaved.mFormatFlags, 9u);
+    EXPECT_EQ(interleaved.mBytesPerFrame, 8u);
+    EXPECT_EQ(interleaved.mBytesPerPacket, 8u);
+    EXPECT_EQ(interleaved.mFramesPerPacket, 1u);
+    EXPECT_EQ(interleaved.mChannelsPerFrame, 2u);
+    EXPECT_EQ(interleaved.mBitsPerChannel, 32u);
 
     const CAStreamBasicDescription separate = Canonical(2, false);
-    EXPECT_EQ(separate.mFormatFlags, 9U + 32U);
-    EXPECT_EQ(separate.mBytesPerFrame, 4U);
-    EXPECT_EQ(separate.mBytesPerPacket, 4U);
-    EXPECT_EQ(separate.mChannelsPerFrame, 2U);
+    EXPECT_EQ(separate.mFormatFlags, 9u + 32u);
+    EXPECT_EQ(separate.mBytesPerFrame, 4u);
+    EXPECT_EQ(separate.mBytesPerPacket, 4u);
+    EXPECT_EQ(separate.mChannelsPerFrame, 2u);
 }
 
 TEST(CAStreamBasicDescriptionTest, WhatSetCanonicalMakesIsCanonicalForAnyChannelCount) {
-    for (const unsigned int channels : {0U, 1U, 2U, 3U, 6U, 24U, 100U}) {
+    for (const unsigned int channels : {0u, 1u, 2u, 3u, 6u, 24u, 100u}) {
         EXPECT_TRUE(Canonical(channels, true).IsCanonical()) << channels;
         EXPECT_TRUE(Canonical(channels, false).IsCanonical()) << channels;
     }
@@ -84,15 +84,15 @@ TEST(CAStreamBasicDescriptionTest, EachConditionOfTheCanonicalFormatCounts) {
 TEST(CAStreamBasicDescriptionTest, RateAndOtherFlagsAreNotTested) {
     CAStreamBasicDescription format = Canonical(2, false);
     format.mSampleRate = -1;
-    format.mFormatFlags |= kAudioFormatFlagIsNonMixable | 0x40000000U;
+    format.mFormatFlags |= kAudioFormatFlagIsNonMixable | 0x40000000u;
     EXPECT_TRUE(format.IsCanonical());
 }
 
 TEST(CAStreamBasicDescriptionTest, StreamsAndChannelsFollowTheInterleaving) {
-    EXPECT_EQ(Canonical(6, false).NumberChannelStreams(), 6U);
-    EXPECT_EQ(Canonical(6, false).NumberInterleavedChannels(), 1U);
-    EXPECT_EQ(Canonical(6, true).NumberChannelStreams(), 1U);
-    EXPECT_EQ(Canonical(6, true).NumberInterleavedChannels(), 6U);
+    EXPECT_EQ(Canonical(6, false).NumberChannelStreams(), 6u);
+    EXPECT_EQ(Canonical(6, false).NumberInterleavedChannels(), 1u);
+    EXPECT_EQ(Canonical(6, true).NumberChannelStreams(), 1u);
+    EXPECT_EQ(Canonical(6, true).NumberInterleavedChannels(), 6u);
 }
 
 TEST(CAStreamBasicDescriptionTest, OnlyPCMCanBeNonInterleaved) {
@@ -131,8 +131,8 @@ TEST(CAStreamBasicDescriptionTest, FillingOutTakesOnlyWhatIsMissing) {
     AudioStreamBasicDescription format{};
     format.mChannelsPerFrame = 5;
     CAStreamBasicDescription::FillOutFormat(format, Int16Stereo());
-    EXPECT_EQ(format.mChannelsPerFrame, 5U);
-    EXPECT_EQ(format.mBitsPerChannel, 16U);
+    EXPECT_EQ(format.mChannelsPerFrame, 5u);
+    EXPECT_EQ(format.mBitsPerChannel, 16u);
     EXPECT_EQ(format.mSampleRate, 44100.0);
     CAStreamBasicDescription::ResetFormat(format);
     EXPECT_TRUE(CAStreamBasicDescription().IsEqual(format));
@@ -140,13 +140,13 @@ TEST(CAStreamBasicDescriptionTest, FillingOutTakesOnlyWhatIsMissing) {
 
 TEST(CAStreamBasicDescriptionTest, UnusedBitsMakePackednessSignificant) {
     CAStreamBasicDescription format = Int16Stereo();
-    EXPECT_EQ(format.SampleWordSize(), 2U);
+    EXPECT_EQ(format.SampleWordSize(), 2u);
     EXPECT_FALSE(format.PackednessIsSignificant());
     EXPECT_FALSE(format.AlignmentIsSignificant());
     format.mBitsPerChannel = 12;
     EXPECT_TRUE(format.PackednessIsSignificant());
     EXPECT_TRUE(format.AlignmentIsSignificant());
-    EXPECT_EQ(CAStreamBasicDescription().SampleWordSize(), 0U);
+    EXPECT_EQ(CAStreamBasicDescription().SampleWordSize(), 0u);
 }
 
 TEST(CAStreamBasicDescriptionTest, TextNamesTheFormat) {

@@ -10,14 +10,14 @@ namespace qel::core {
 namespace {
 
 TEST(FilterDesignTest, GreatestCommonDivisorsOfRates) {
-    EXPECT_EQ(GCD(44100, 100), 100U);
-    EXPECT_EQ(GCD(44100, 48000), 300U);
-    EXPECT_EQ(GCD(48000, 44100), 300U);
-    EXPECT_EQ(GCD(22050, 100), 50U);
-    EXPECT_EQ(GCD(7, 5), 1U);
-    EXPECT_EQ(GCD(0, 5), 5U);
-    EXPECT_EQ(GCD(5, 0), 5U);
-    EXPECT_EQ(GCD(0, 0), 0U);
+    EXPECT_EQ(GCD(44100, 100), 100u);
+    EXPECT_EQ(GCD(44100, 48000), 300u);
+    EXPECT_EQ(GCD(48000, 44100), 300u);
+    EXPECT_EQ(GCD(22050, 100), 50u);
+    EXPECT_EQ(GCD(7, 5), 1u);
+    EXPECT_EQ(GCD(0, 5), 5u);
+    EXPECT_EQ(GCD(5, 0), 5u);
+    EXPECT_EQ(GCD(0, 0), 0u);
 }
 
 // The standard library's function is computed in another way; both are good to a few places.

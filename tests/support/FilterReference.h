@@ -82,7 +82,7 @@ struct FilterReference {
 
 inline std::vector<float> FilterTestNoise(std::size_t frames, unsigned int seed) {
     std::mt19937 random(seed);
-    std::uniform_real_distribution<float> uniform(-1.0F, 1.0F);
+    std::uniform_real_distribution<float> uniform(-1.0f, 1.0f);
     std::vector<float> noise(frames);
     std::generate(noise.begin(), noise.end(), [&] { return uniform(random); });
     return noise;

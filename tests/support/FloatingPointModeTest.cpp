@@ -21,10 +21,10 @@ float Multiply(float a, float b) {
 }
 
 float HalfOfSmallestNormal() {
-    return Multiply(kSmallestNormal, 0.5F);
+    return Multiply(kSmallestNormal, 0.5f);
 }
 float DenormalInput() {
-    return Multiply(kSmallestNormal / 4, 4.0F);
+    return Multiply(kSmallestNormal / 4, 4.0f);
 }
 
 // The tests change the environment; each leaves it as it found it.
@@ -38,13 +38,13 @@ private:
 };
 
 TEST_F(FloatingPointModeTest, DenormalsAreFlushedInsideAndNotOutside) {
-    EXPECT_GT(HalfOfSmallestNormal(), 0.0F);
+    EXPECT_GT(HalfOfSmallestNormal(), 0.0f);
     {
         const FlushDenormalsScope scope;
-        EXPECT_EQ(HalfOfSmallestNormal(), 0.0F);
-        EXPECT_EQ(DenormalInput(), 0.0F);
+        EXPECT_EQ(HalfOfSmallestNormal(), 0.0f);
+        EXPECT_EQ(DenormalInput(), 0.0f);
     }
-    EXPECT_GT(HalfOfSmallestNormal(), 0.0F);
+    EXPECT_GT(HalfOfSmallestNormal(), 0.0f);
     EXPECT_EQ(DenormalInput(), kSmallestNormal);
 }
 
@@ -78,7 +78,7 @@ TEST_F(FloatingPointModeTest, TrapsAreMaskedInsideAndTheCallersOutside) {
         const FlushDenormalsScope scope;
         EXPECT_EQ(fegetexcept(), 0);
         // Would end the process if the trap were on.
-        EXPECT_NE(Multiply(std::numeric_limits<float>::infinity(), 0.0F), 0.0F);
+        EXPECT_NE(Multiply(std::numeric_limits<float>::infinity(), 0.0f), 0.0f);
     }
     EXPECT_EQ(fegetexcept(), FE_INVALID);
     fedisableexcept(FE_ALL_EXCEPT);
@@ -94,7 +94,7 @@ TEST_F(FloatingPointModeTest, EnvironmentIsRestoredWhenAnExceptionLeaves) {
         },
         std::runtime_error);
     EXPECT_EQ(std::fegetround(), FE_UPWARD);
-    EXPECT_GT(HalfOfSmallestNormal(), 0.0F);
+    EXPECT_GT(HalfOfSmallestNormal(), 0.0f);
 }
 
 TEST_F(FloatingPointModeTest, ErrnoIsTheCallersAfterwards) {
@@ -116,11 +116,11 @@ TEST_F(FloatingPointModeTest, CallbackRunsInTheClientsEnvironment) {
         {
             const ClientFloatingPointScope callback(current);
             EXPECT_EQ(std::fegetround(), FE_DOWNWARD);
-            EXPECT_GT(HalfOfSmallestNormal(), 0.0F);
+            EXPECT_GT(HalfOfSmallestNormal(), 0.0f);
             EXPECT_EQ(errno, EDOM);
         }
         EXPECT_EQ(std::fegetround(), FE_TONEAREST);
-        EXPECT_EQ(HalfOfSmallestNormal(), 0.0F);
+        EXPECT_EQ(HalfOfSmallestNormal(), 0.0f);
     }
     EXPECT_EQ(std::fegetround(), FE_DOWNWARD);
 }
@@ -153,7 +153,7 @@ TEST_F(FloatingPointModeTest, ThrowingCallbackReturnsToTheLibrarysModeAndThenToT
             throw std::runtime_error("leaves");
         } catch (const std::runtime_error&) {
             EXPECT_EQ(std::fegetround(), FE_TONEAREST);
-            EXPECT_EQ(HalfOfSmallestNormal(), 0.0F);
+            EXPECT_EQ(HalfOfSmallestNormal(), 0.0f);
         }
     }
     EXPECT_EQ(std::fegetround(), FE_UPWARD);
@@ -170,16 +170,16 @@ TEST_F(FloatingPointModeTest, ExportedFunctionWithinACallbackNests) {
                 const FlushDenormalsScope inner(current);
                 EXPECT_EQ(current, &inner);
                 EXPECT_EQ(std::fegetround(), FE_TONEAREST);
-                EXPECT_EQ(HalfOfSmallestNormal(), 0.0F);
+                EXPECT_EQ(HalfOfSmallestNormal(), 0.0f);
                 const ClientFloatingPointScope innerCallback(current);
                 EXPECT_EQ(std::fegetround(), FE_DOWNWARD);
             }
             EXPECT_EQ(current, &outer);
             EXPECT_EQ(std::fegetround(), FE_DOWNWARD);
-            EXPECT_GT(HalfOfSmallestNormal(), 0.0F);
+            EXPECT_GT(HalfOfSmallestNormal(), 0.0f);
         }
         EXPECT_EQ(std::fegetround(), FE_TONEAREST);
-        EXPECT_EQ(HalfOfSmallestNormal(), 0.0F);
+        EXPECT_EQ(HalfOfSmallestNormal(), 0.0f);
     }
     EXPECT_EQ(current, nullptr);
     EXPECT_EQ(std::fegetround(), FE_DOWNWARD);

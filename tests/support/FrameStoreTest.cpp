@@ -44,24 +44,24 @@ testing::AssertionResult Holds(const FrameStore& store, UInt32 channels, UInt64 
 
 TEST(FrameStoreTest, NewStoreHasNothing) {
     const FrameStore store(2, kFrameBytes);
-    EXPECT_EQ(store.Frames(), 0U);
-    EXPECT_EQ(store.Room(), 0U);
-    EXPECT_EQ(store.BlockCount(), 0U);
+    EXPECT_EQ(store.Frames(), 0u);
+    EXPECT_EQ(store.Room(), 0u);
+    EXPECT_EQ(store.BlockCount(), 0u);
     store.Copy(0, 0, 0, nullptr);
 }
 
 // Blocks of 5 frames behind none, or behind reserved ones of another number.
 TEST(FrameStoreTest, RunsOfAnyLengthComeOutAcrossBlocks) {
     std::mt19937 random(1);
-    for (const UInt32 channels : {1U, 2U, 3U}) {
-        for (const UInt64 reserved : {0U, 1U, 4U, 5U, 13U}) {
+    for (const UInt32 channels : {1u, 2u, 3u}) {
+        for (const UInt64 reserved : {0u, 1u, 4u, 5u, 13u}) {
             FrameStore store(channels, kFrameBytes, std::size_t{5} * channels * kFrameBytes);
             store.Reserve(reserved);
             for (int run = 0; run < 40; ++run) {
                 AppendRun(store, channels, static_cast<UInt32>(random() % 14));
             }
             const UInt64 frames = store.Frames();
-            ASSERT_GT(frames, 100U);
+            ASSERT_GT(frames, 100u);
             for (UInt64 first = 0; first <= frames; ++first) {
                 ASSERT_TRUE(Holds(store, channels, first, random() % (frames - first + 1)));
             }
@@ -87,24 +87,24 @@ TEST(FrameStoreTest, ReservedFramesAreOnePiece) {
     FrameStore store(2, kFrameBytes, 16);
     store.Reserve(1000);
     AppendRun(store, 2, 1000);
-    EXPECT_EQ(store.BlockCount(), 1U);
+    EXPECT_EQ(store.BlockCount(), 1u);
     EXPECT_EQ(store.BytesOfBlock(0), 2 * 1000 * kFrameBytes);
     EXPECT_EQ(store.Frame(1, 999), store.Frame(1, 0) + 999 * kFrameBytes);
     AppendRun(store, 2, 1);
-    EXPECT_EQ(store.BlockCount(), 2U);
-    EXPECT_EQ(store.BytesOfBlock(1), 16U);
-    EXPECT_EQ(store.Room(), 1002U);
+    EXPECT_EQ(store.BlockCount(), 2u);
+    EXPECT_EQ(store.BytesOfBlock(1), 16u);
+    EXPECT_EQ(store.Room(), 1002u);
     EXPECT_TRUE(Holds(store, 2, 0, 1001));
 }
 
 TEST(FrameStoreTest, RoomThatIsMadeAheadIsUsed) {
     FrameStore store(1, kFrameBytes, 4 * kFrameBytes);
     store.MakeRoom(9);
-    EXPECT_EQ(store.Room(), 12U);
-    EXPECT_EQ(store.Frames(), 0U);
+    EXPECT_EQ(store.Room(), 12u);
+    EXPECT_EQ(store.Frames(), 0u);
     store.Reserve(100); // too late: there are blocks
     AppendRun(store, 1, 12);
-    EXPECT_EQ(store.BlockCount(), 3U);
+    EXPECT_EQ(store.BlockCount(), 3u);
     EXPECT_TRUE(Holds(store, 1, 0, 12));
 }
 
@@ -113,9 +113,9 @@ TEST(FrameStoreTest, FramesAreStoredOverThoseThatThereAre) {
     AppendRun(store, 1, 10);
     RingTestList list = RingTestRun(1, 5, 1000);
     store.Store(*list.List(), 5, 3);
-    EXPECT_EQ(store.Frames(), 10U);
+    EXPECT_EQ(store.Frames(), 10u);
     store.Store(*list.List(), 5, 8);
-    EXPECT_EQ(store.Frames(), 13U);
+    EXPECT_EQ(store.Frames(), 13u);
     const SInt32 expected[] = {0, 1, 2, 1000, 1001, 1002, 1003, 1004, 1000, 1001, 1002, 1003, 1004};
     for (UInt64 frame = 0; frame < 13; ++frame) {
         EXPECT_EQ(ValueAt(store, 0, frame), RingTestValue(expected[frame], 0)) << frame;
@@ -153,21 +153,21 @@ TEST(FrameStoreTest, AFrameLongerThanABlockHasOneForItself) {
     FrameStore store(2, 40, 16);
     RingTestList list(2, 120);
     store.Append(*list.List(), 3);
-    EXPECT_EQ(store.BlockCount(), 3U);
-    EXPECT_EQ(store.BytesOfBlock(2), 80U);
+    EXPECT_EQ(store.BlockCount(), 3u);
+    EXPECT_EQ(store.BytesOfBlock(2), 80u);
     EXPECT_EQ(store.Frame(1, 2)[39], RingTestList::kUntouched);
 }
 
 TEST(FrameStoreTest, ClearingKeepsTheFirstBlockAlone) {
-    for (const UInt64 reserved : {0U, 7U}) {
+    for (const UInt64 reserved : {0u, 7u}) {
         FrameStore store(1, kFrameBytes, 4 * kFrameBytes);
         store.Reserve(reserved);
         AppendRun(store, 1, 30);
         const Byte* const first = store.Frame(0, 0);
         store.Clear();
-        EXPECT_EQ(store.Frames(), 0U);
-        EXPECT_EQ(store.BlockCount(), 1U);
-        EXPECT_EQ(store.Room(), reserved != 0 ? reserved : 4U);
+        EXPECT_EQ(store.Frames(), 0u);
+        EXPECT_EQ(store.BlockCount(), 1u);
+        EXPECT_EQ(store.Room(), reserved != 0 ? reserved : 4u);
         AppendRun(store, 1, 30);
         EXPECT_EQ(store.Frame(0, 0), first);
         EXPECT_TRUE(Holds(store, 1, 0, 30));
@@ -178,19 +178,19 @@ TEST(FrameStoreTest, AStoreWithoutChannelsCountsFrames) {
     FrameStore store(0, kFrameBytes);
     RingTestList list(0, 0);
     store.Append(*list.List(), 1000);
-    EXPECT_EQ(store.Frames(), 1000U);
+    EXPECT_EQ(store.Frames(), 1000u);
 }
 
 // 2^32 - 1 bytes less 8 for each channel.
 TEST(FrameStoreTest, BeyondFourGigabytesRaisesBadAllocAndKeepsTheStore) {
     FrameStore store(2, kFrameBytes);
-    EXPECT_EQ(store.MostFrames(), (4294967295U / 2 - 8) / 4);
+    EXPECT_EQ(store.MostFrames(), (4294967295u / 2 - 8) / 4);
     EXPECT_THROW(store.Reserve(store.MostFrames() + 1), std::bad_alloc);
     AppendRun(store, 2, 10);
     RingTestList list(2, 0);
     EXPECT_THROW(store.Append(*list.List(), static_cast<UInt32>(store.MostFrames() - 9)),
                  std::bad_alloc);
-    EXPECT_EQ(store.Frames(), 10U);
+    EXPECT_EQ(store.Frames(), 10u);
     EXPECT_TRUE(Holds(store, 2, 0, 10));
 }
 
@@ -222,8 +222,8 @@ TEST(FrameStoreTest, EachStepTouchesAPageOfAChannel) {
 
 TEST(FrameStoreTest, PreparingAheadChangesNoFrame) {
     std::mt19937 random(2);
-    for (const UInt32 channels : {1U, 3U}) {
-        for (const UInt64 reserved : {0U, 1U, 5000U}) {
+    for (const UInt32 channels : {1u, 3u}) {
+        for (const UInt64 reserved : {0u, 1u, 5000u}) {
             FrameStore store(channels, kFrameBytes, std::size_t{1500} * channels * kFrameBytes);
             store.Reserve(reserved);
             for (int run = 0; run < 200; ++run) {
@@ -274,13 +274,13 @@ TEST(FrameStoreTest, TheNextBlockIsAddedWhenTheLastOneIsHalfFull) {
     AppendRun(store, 1, 49);
     while (store.PrepareAhead()) {
     }
-    EXPECT_EQ(store.BlockCount(), 1U);
+    EXPECT_EQ(store.BlockCount(), 1u);
     AppendRun(store, 1, 1);
     EXPECT_TRUE(store.PrepareAhead());
-    EXPECT_EQ(store.BlockCount(), 2U);
+    EXPECT_EQ(store.BlockCount(), 2u);
     while (store.PrepareAhead()) {
     }
-    EXPECT_EQ(store.BlockCount(), 2U);
+    EXPECT_EQ(store.BlockCount(), 2u);
 }
 
 // A declared length that is true asks for nothing more.
@@ -289,10 +289,10 @@ TEST(FrameStoreTest, NoBlockIsAddedAheadOfTheEndOfReservedFrames) {
     store.Reserve(200);
     AppendRun(store, 1, 200);
     EXPECT_FALSE(store.PrepareAhead());
-    EXPECT_EQ(store.BlockCount(), 1U);
+    EXPECT_EQ(store.BlockCount(), 1u);
     AppendRun(store, 1, 60);
     EXPECT_TRUE(store.PrepareAhead());
-    EXPECT_EQ(store.BlockCount(), 3U);
+    EXPECT_EQ(store.BlockCount(), 3u);
 }
 
 } // namespace

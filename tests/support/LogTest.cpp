@@ -27,7 +27,7 @@ void Warn() {
 }
 
 void Fail() {
-    LogError("%u, %s", 7U, "eight");
+    LogError("%u, %s", 7u, "eight");
 }
 
 TEST(LogTest, AWarningIsFormattedAndHasTheWarningsPriority) {

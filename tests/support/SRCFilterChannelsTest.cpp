@@ -13,7 +13,7 @@ namespace {
 
 using Parameters = KaiserBesselFilterParameters;
 
-constexpr float kUntouched = 99.0F;
+constexpr float kUntouched = 99.0f;
 
 // Runs all channels on one input each; channels without an entry in `inputs` get null pointers.
 std::vector<std::vector<float>>
@@ -33,9 +33,9 @@ Process(SRCFilter& filter, const std::vector<std::vector<float>>& inputs, UInt32
 }
 
 TEST(SRCFilterChannelsTest, ChannelsAreIndependentInAllWays) {
-    for (const auto& [inputRate, outputRate] : {std::pair{1U, 1U}, {3U, 2U}, {4U, 1U}}) {
-        const Parameters one(0.3, 60.0, 9U, 0U);
-        const Parameters other(0.2, 40.0, 9U, 1U);
+    for (const auto& [inputRate, outputRate] : {std::pair{1u, 1u}, {3u, 2u}, {4u, 1u}}) {
+        const Parameters one(0.3, 60.0, 9u, 0u);
+        const Parameters other(0.2, 40.0, 9u, 1u);
         SRCFilter both(1, inputRate, outputRate, one);
         ASSERT_EQ(both.AddChannel(other), SRCFilter::kSRCOK);
         SRCFilter first(1, inputRate, outputRate, one);
@@ -51,8 +51,8 @@ TEST(SRCFilterChannelsTest, ChannelsAreIndependentInAllWays) {
 }
 
 TEST(SRCFilterChannelsTest, TooShortInputChangesNothing) {
-    for (const auto& [inputRate, outputRate] : {std::pair{1U, 1U}, {3U, 2U}, {4U, 1U}}) {
-        const Parameters design(0.3, 60.0, 9U, 0U);
+    for (const auto& [inputRate, outputRate] : {std::pair{1u, 1u}, {3u, 2u}, {4u, 1u}}) {
+        const Parameters design(0.3, 60.0, 9u, 0u);
         SRCFilter filter(1, inputRate, outputRate, design);
         SRCFilter undisturbed(1, inputRate, outputRate, design);
         const auto x = FilterTestNoise(50, 1);
@@ -71,22 +71,22 @@ TEST(SRCFilterChannelsTest, TooShortInputChangesNothing) {
 TEST(SRCFilterChannelsTest, WithoutChannelsNothingRuns) {
     SRCFilter filter(3, 2);
     EXPECT_EQ(filter.ComputeDeinterleaved(nullptr, nullptr, 100), SRCFilter::kSRCErr);
-    EXPECT_EQ(filter.ComputeDeinterleaved(nullptr, nullptr, 0xFFFFFFFFU), SRCFilter::kSRCErr);
+    EXPECT_EQ(filter.ComputeDeinterleaved(nullptr, nullptr, 0xFFFFFFFFu), SRCFilter::kSRCErr);
     filter.Reset();
 }
 
 TEST(SRCFilterChannelsTest, EqualRatesGiveAsManyFrames) {
-    SRCFilter filter(1, 48000, 48000, Parameters(0.5, 60.0, 15U, 0U));
+    SRCFilter filter(1, 48000, 48000, Parameters(0.5, 60.0, 15u, 0u));
     const auto x = FilterTestNoise(100, 1);
     const auto y = Process(filter, {x}, 100)[0];
     EXPECT_EQ(std::count(y.begin(), y.end(), kUntouched), 2) << "of 102 places";
 }
 
 TEST(SRCFilterChannelsTest, DelayedChannelPassesItsInputOnAsLateAsAFilteredOne) {
-    for (const UInt32 taps : {1U, 2U, 15U, 16U}) {
+    for (const UInt32 taps : {1u, 2u, 15u, 16u}) {
         SRCFilter filter(48000, 48000);
         ASSERT_EQ(filter.AddDelayedChannel(taps), SRCFilter::kSRCOK);
-        ASSERT_EQ(filter.AddChannel(Parameters(0.0, 60.0, taps, 0U)), SRCFilter::kSRCOK);
+        ASSERT_EQ(filter.AddChannel(Parameters(0.0, 60.0, taps, 0u)), SRCFilter::kSRCOK);
         const std::size_t delay = (taps - 1) / 2;
         auto x = FilterTestNoise(120, 1);
         std::vector<float> y;
@@ -96,15 +96,15 @@ TEST(SRCFilterChannelsTest, DelayedChannelPassesItsInputOnAsLateAsAFilteredOne) 
             EXPECT_EQ(out[0], out[1]) << "a cutoff of 0 is a delay";
             y.insert(y.end(), out[0].begin(), out[0].begin() + 40);
         }
-        x.insert(x.begin(), delay, 0.0F);
+        x.insert(x.begin(), delay, 0.0f);
         x.resize(120);
         EXPECT_EQ(y, x);
     }
 }
 
 TEST(SRCFilterChannelsTest, DelayedAndRemovedChannelsAreLeftAloneWhereTheRateChanges) {
-    for (const auto& [inputRate, outputRate] : {std::pair{3U, 2U}, {4U, 1U}}) {
-        const Parameters design(0.3, 60.0, 9U, 0U);
+    for (const auto& [inputRate, outputRate] : {std::pair{3u, 2u}, {4u, 1u}}) {
+        const Parameters design(0.3, 60.0, 9u, 0u);
         SRCFilter filter(3, inputRate, outputRate, design);
         ASSERT_EQ(filter.AddDelayedChannel(9), SRCFilter::kSRCOK);
         ASSERT_EQ(filter.RemoveChannel(0), SRCFilter::kSRCOK);
@@ -121,8 +121,8 @@ TEST(SRCFilterChannelsTest, DelayedAndRemovedChannelsAreLeftAloneWhereTheRateCha
 }
 
 TEST(SRCFilterChannelsTest, ObjectOfRemovedChannelsRunsWithoutEffect) {
-    for (const auto& [inputRate, outputRate] : {std::pair{1U, 1U}, {3U, 2U}, {4U, 1U}}) {
-        SRCFilter filter(1, inputRate, outputRate, Parameters(0.3, 60.0, 9U, 0U));
+    for (const auto& [inputRate, outputRate] : {std::pair{1u, 1u}, {3u, 2u}, {4u, 1u}}) {
+        SRCFilter filter(1, inputRate, outputRate, Parameters(0.3, 60.0, 9u, 0u));
         ASSERT_EQ(filter.RemoveChannel(0), SRCFilter::kSRCOK);
         const auto y = Process(filter, {{}}, 60);
         EXPECT_EQ(std::count(y[0].begin(), y[0].end(), kUntouched),
@@ -132,8 +132,8 @@ TEST(SRCFilterChannelsTest, ObjectOfRemovedChannelsRunsWithoutEffect) {
 }
 
 TEST(SRCFilterChannelsTest, ResetReturnsToTheBeginning) {
-    for (const auto& [inputRate, outputRate] : {std::pair{1U, 1U}, {3U, 2U}, {7U, 1U}}) {
-        const Parameters design(0.3, 60.0, 9U, 0U);
+    for (const auto& [inputRate, outputRate] : {std::pair{1u, 1u}, {3u, 2u}, {7u, 1u}}) {
+        const Parameters design(0.3, 60.0, 9u, 0u);
         SRCFilter filter(1, inputRate, outputRate, design);
         const auto x = FilterTestNoise(101, 1);
         const auto y = Process(filter, {x}, 101);
@@ -160,12 +160,12 @@ UInt32 PhaseOf(const SRCFilter& filter, UInt32 whole) {
 }
 
 TEST(SRCFilterChannelsTest, AdjustedPhaseCentresTheDelay) {
-    const Parameters design(0.3, 60.0, 9U, 0U);
-    for (const UInt32 frames : {0U, 1U, 2U, 7U, 0xFFFFFFFFU}) {
+    const Parameters design(0.3, 60.0, 9u, 0u);
+    for (const UInt32 frames : {0u, 1u, 2u, 7u, 0xFFFFFFFFu}) {
         // 2 / 3: 17 taps have their centre at 8, nearest to the output at 9. The phase is 9 mod 2,
         // less 1 per frame.
         SRCFilter two(1, 3, 2, design);
-        EXPECT_EQ(PhaseOf(two, 1), 0U);
+        EXPECT_EQ(PhaseOf(two, 1), 0u);
         EXPECT_EQ(two.AdjustSrcStartPolyphaseIndex(frames), SRCFilter::kSRCOK);
         EXPECT_EQ(PhaseOf(two, 1), (9 + UInt64{frames}) % 2) << frames;
         // 3 / 7: 27 taps have their centre at 13, nearest to the output at 14.

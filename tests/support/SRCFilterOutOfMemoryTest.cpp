@@ -28,8 +28,8 @@ bool FailsToAdd(SRCFilter& filter, const Parameters& parameters, int count) {
 }
 
 TEST(SRCFilterOutOfMemoryTest, ADesignIsWholeAfterOthersOfOtherLengthsFailed) {
-    const Parameters longer(0.3, 60.0, 9U, 0U);
-    const Parameters shorter(0.3, 60.0, 3U, 0U);
+    const Parameters longer(0.3, 60.0, 9u, 0u);
+    const Parameters shorter(0.3, 60.0, 3u, 0u);
     SRCFilter fresh(1, 2, 3, longer);
     for (int first = 0;; ++first) {
         for (int second = 0;; ++second) {
@@ -42,7 +42,7 @@ TEST(SRCFilterOutOfMemoryTest, ADesignIsWholeAfterOthersOfOtherLengthsFailed) {
                 EXPECT_GT(second, 0);
                 break;
             }
-            EXPECT_EQ(filter.ChannelCount(), 0U);
+            EXPECT_EQ(filter.ChannelCount(), 0u);
             ASSERT_EQ(filter.AddChannel(longer), SRCFilter::kSRCOK);
             for (UInt32 phase = 0; phase < 3; ++phase) {
                 for (UInt32 n = 0; n < longer.filterLength; ++n) {

@@ -14,7 +14,7 @@ namespace {
 
 using Parameters = KaiserBesselFilterParameters;
 
-constexpr float kUntouched = 99.0F;
+constexpr float kUntouched = 99.0f;
 
 struct Ratio {
     UInt32 inputRate;
@@ -58,8 +58,8 @@ std::vector<std::size_t> RandomCalls(std::size_t frames, std::size_t least, unsi
 
 TEST(SRCFilterProcessingTest, AllRatiosGiveThePlainDoublePrecisionConvolution) {
     for (const Ratio& ratio : kRatios) {
-        for (const UInt32 type : {0U, 1U}) {
-            for (const UInt32 taps : {2U, 5U, 24U, 61U}) {
+        for (const UInt32 type : {0u, 1u}) {
+            for (const UInt32 taps : {2u, 5u, 24u, 61u}) {
                 const Parameters parameters(0.3, 60.0, taps, type);
                 SRCFilter filter(1, ratio.inputRate, ratio.outputRate, parameters);
                 const auto x = FilterTestNoise(700, taps);
@@ -72,7 +72,7 @@ TEST(SRCFilterProcessingTest, AllRatiosGiveThePlainDoublePrecisionConvolution) {
                     // Up to 61 products of up to 1, summed in single precision; the gain of the
                     // prototype is L times that of a branch.
                     ASSERT_NEAR(static_cast<double>(y[n]), expected[n],
-                                61.0 * 6e-8 * std::max(1U, filter.UpFactor() / 2))
+                                61.0 * 6e-8 * std::max(1u, filter.UpFactor() / 2))
                         << ratio.inputRate << ":" << ratio.outputRate << ", type " << type << ", "
                         << taps << " taps, output " << n;
                 }
@@ -83,12 +83,12 @@ TEST(SRCFilterProcessingTest, AllRatiosGiveThePlainDoublePrecisionConvolution) {
 
 TEST(SRCFilterProcessingTest, CuttingAStreamIntoCallsChangesNothing) {
     for (const Ratio& ratio : kRatios) {
-        for (const UInt32 taps : {2U, 5U, 24U, 61U}) {
+        for (const UInt32 taps : {2u, 5u, 24u, 61u}) {
             const UInt32 step = ratio.inputRate / ratio.outputRate + 1;
             if (ratio.outputRate > 1 && step >= taps - 1) {
                 continue; // see FirstOutputAtTheEndOfTheHistoryLacksItsLastInput
             }
-            const Parameters parameters(0.3, 60.0, taps, 0U);
+            const Parameters parameters(0.3, 60.0, taps, 0u);
             SRCFilter whole(1, ratio.inputRate, ratio.outputRate, parameters);
             SRCFilter cut(1, ratio.inputRate, ratio.outputRate, parameters);
             const auto x = FilterTestNoise(3000, taps);
@@ -100,21 +100,21 @@ TEST(SRCFilterProcessingTest, CuttingAStreamIntoCallsChangesNothing) {
 }
 
 TEST(SRCFilterProcessingTest, DecimationBySeveralBranchLengthsGoesOnFromCallToCall) {
-    const Parameters parameters(0.3, 60.0, 5U, 0U);
+    const Parameters parameters(0.3, 60.0, 5u, 0u);
     SRCFilter whole(1, 40, 1, parameters);
     SRCFilter cut(1, 40, 1, parameters);
     const auto x = FilterTestNoise(1000, 3);
     const std::vector<std::size_t> calls(250, 4); // most of them without an output
     const auto y = Convert(cut, x, calls);
     EXPECT_EQ(y, Convert(whole, x, {x.size()}));
-    EXPECT_EQ(y.size(), 25U);
+    EXPECT_EQ(y.size(), 25u);
 }
 
 TEST(SRCFilterProcessingTest, FirstOutputAtTheEndOfTheHistoryLacksItsLastInput) {
     // Five taps, steps of 4 and a half. The first call ends with the output of frame 4.5, and the
     // next one, of frame 9, begins at the end of the second call's history. It is computed there at
     // once, with 0 for frame 9. The third call begins within its history again.
-    const Parameters parameters(0.3, 60.0, 5U, 0U);
+    const Parameters parameters(0.3, 60.0, 5u, 0u);
     SRCFilter filter(1, 9, 2, parameters);
     const FilterReference reference(2, 9, parameters);
     const auto x = FilterTestNoise(20, 5);

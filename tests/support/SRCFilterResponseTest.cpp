@@ -40,7 +40,7 @@ double Decibels(double magnitude) {
 
 // The design of the meter: 100 Hz out, 94 percent of it used.
 Parameters MeterDesign(double rateHz) {
-    return Parameters(94.0 / rateHz, 73.0, 12.0 / rateHz, 0U);
+    return Parameters(94.0 / rateHz, 73.0, 12.0 / rateHz, 0u);
 }
 
 struct Design {
@@ -70,7 +70,7 @@ double TransitionWidth(const Design& design) {
 
 TEST(SRCFilterResponseTest, LowPassHasItsAttenuationBeyondTheTransitionAndPassesBelow) {
     for (const Design& design : kDesigns) {
-        const Parameters p(design.cutoff, design.attenuation_dB, design.width, 0U);
+        const Parameters p(design.cutoff, design.attenuation_dB, design.width, 0u);
         const SRCFilter filter(1, design.inputRate, design.outputRate, p);
         const double ripple = Ripple(design.attenuation_dB);
         const double halfWidth = TransitionWidth(design) / 2.0;
@@ -88,7 +88,7 @@ TEST(SRCFilterResponseTest, LowPassHasItsAttenuationBeyondTheTransitionAndPasses
 }
 
 TEST(SRCFilterResponseTest, HighPassIsTheOtherHalf) {
-    const Parameters p(0.5, 60.0, 0.1, 1U);
+    const Parameters p(0.5, 60.0, 0.1, 1u);
     const SRCFilter filter(1, 48000, 48000, p);
     EXPECT_LT(Decibels(Response(filter, p.filterLength, 0.0)), kSlack_dB - 60.0);
     EXPECT_LT(Decibels(Response(filter, p.filterLength, 0.44)), kSlack_dB - 60.0);
@@ -98,10 +98,10 @@ TEST(SRCFilterResponseTest, HighPassIsTheOtherHalf) {
 
 TEST(SRCFilterResponseTest, ConstantComesOutAt99Percent) {
     for (const Design& design : kDesigns) {
-        const Parameters p(design.cutoff, design.attenuation_dB, design.width, 0U);
+        const Parameters p(design.cutoff, design.attenuation_dB, design.width, 0u);
         SRCFilter filter(1, design.inputRate, design.outputRate, p);
-        const std::vector<float> x(1000, 1.0F);
-        std::vector<float> y(2002, 0.0F);
+        const std::vector<float> x(1000, 1.0f);
+        std::vector<float> y(2002, 0.0f);
         const float* const input[] = {x.data()};
         float* const output[] = {y.data()};
         ASSERT_EQ(filter.ComputeDeinterleaved(input, output, 1000), SRCFilter::kSRCOK);
@@ -117,7 +117,7 @@ TEST(SRCFilterResponseTest, ConstantComesOutAt99Percent) {
 // 184.
 TEST(SRCFilterResponseTest, MeterDesignPasses44HzAndStops50Hz) {
     constexpr double kStop_dB = kSlack_dB - 73.0;
-    for (const UInt32 rate : {8000U, 22050U, 44100U}) {
+    for (const UInt32 rate : {8000u, 22050u, 44100u}) {
         const Parameters p = MeterDesign(rate);
         const SRCFilter filter(1, rate, 100, p);
         const double nyquist = rate / 2.0;
@@ -142,7 +142,7 @@ void ExpectSineAt100Hz(UInt32 rate, double hz, double gain, double tolerance) {
     }
     UInt32 count = 0;
     ASSERT_EQ(filter.GetNumberOfOutFrames(&count, frames), SRCFilter::kSRCOK);
-    ASSERT_EQ(count, 400U);
+    ASSERT_EQ(count, 400u);
     std::vector<float> y(401);
     const float* const input[] = {x.data()};
     float* const output[] = {y.data()};
@@ -157,14 +157,14 @@ void ExpectSineAt100Hz(UInt32 rate, double hz, double gain, double tolerance) {
 }
 
 TEST(SRCFilterResponseTest, SineBelow44HzIsDecimatedInPlace) {
-    for (const UInt32 rate : {8000U, 22050U, 44100U}) { // 80, 441 / 2, 441
+    for (const UInt32 rate : {8000u, 22050u, 44100u}) { // 80, 441 / 2, 441
         ExpectSineAt100Hz(rate, 7.0, 0.99, 5e-4);
         ExpectSineAt100Hz(rate, 43.0, 0.99, 5e-4);
     }
 }
 
 TEST(SRCFilterResponseTest, SineAbove50HzIsGone) {
-    for (const UInt32 rate : {8000U, 22050U, 44100U}) {
+    for (const UInt32 rate : {8000u, 22050u, 44100u}) {
         ExpectSineAt100Hz(rate, 53.0, 0.0, 5e-4);
         ExpectSineAt100Hz(rate, 440.0, 0.0, 5e-4);
     }
@@ -173,13 +173,13 @@ TEST(SRCFilterResponseTest, SineAbove50HzIsGone) {
 TEST(SRCFilterResponseTest, MeterDesignGivesARoundedUpNumberOfFrames) {
     const Parameters p = MeterDesign(44100);
     SRCFilter filter(1, 44100, 100, p);
-    const std::vector<float> x(44101, 0.5F);
-    std::vector<float> y(102, 99.0F);
+    const std::vector<float> x(44101, 0.5f);
+    std::vector<float> y(102, 99.0f);
     const float* const input[] = {x.data()};
     float* const output[] = {y.data()};
     ASSERT_EQ(filter.ComputeDeinterleaved(input, output, 44101), SRCFilter::kSRCOK);
-    EXPECT_NE(y[100], 99.0F); // (44101 - 1) / 441 + 1 = 101 frames
-    EXPECT_EQ(y[101], 99.0F);
+    EXPECT_NE(y[100], 99.0f); // (44101 - 1) / 441 + 1 = 101 frames
+    EXPECT_EQ(y[101], 99.0f);
 }
 
 } // namespace

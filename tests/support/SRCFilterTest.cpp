@@ -14,7 +14,7 @@ namespace {
 using Parameters = KaiserBesselFilterParameters;
 
 static_assert(!std::is_copy_constructible_v<SRCFilter>);
-static_assert(SRCFilter::kSRCErr == static_cast<OSStatus>(0xFFFFFFFFU));
+static_assert(SRCFilter::kSRCErr == static_cast<OSStatus>(0xFFFFFFFFu));
 
 struct Ratio {
     UInt32 inputRate;
@@ -31,15 +31,15 @@ constexpr double kCoefficientTolerance = 3.0 / 16777216.0;
 
 TEST(SRCFilterTest, BranchesAreThePrototypeTimesItsGainReversedInTime) {
     for (const Ratio& ratio : kRatios) {
-        for (const UInt32 type : {0U, 1U}) {
-            for (const UInt32 taps : {1U, 2U, 7U, 24U, 33U}) {
+        for (const UInt32 type : {0u, 1u}) {
+            for (const UInt32 taps : {1u, 2u, 7u, 24u, 33u}) {
                 const Parameters parameters(0.4, 60.0, taps, type);
                 const SRCFilter filter(1, ratio.inputRate, ratio.outputRate, parameters);
                 ASSERT_EQ(filter.UpFactor(), ratio.up);
                 ASSERT_EQ(filter.DownFactor(), ratio.down);
                 const FilterReference expected(ratio.up, ratio.down, parameters);
                 ASSERT_EQ(filter.PrototypeLength(), expected.length);
-                ASSERT_EQ(filter.PrototypeLength() % 2, 1U);
+                ASSERT_EQ(filter.PrototypeLength() % 2, 1u);
                 for (UInt32 p = 0; p < ratio.up; ++p) {
                     for (UInt32 n = 0; n < taps; ++n) {
                         const double value = expected.Branch(p, n);
@@ -55,7 +55,7 @@ TEST(SRCFilterTest, BranchesAreThePrototypeTimesItsGainReversedInTime) {
 }
 
 TEST(SRCFilterTest, BranchesBeginAtMultiplesOfFourFloats) {
-    const SRCFilter filter(1, 2, 3, Parameters(0.5, 60.0, 9U, 0U));
+    const SRCFilter filter(1, 2, 3, Parameters(0.5, 60.0, 9u, 0u));
     EXPECT_EQ(filter.Branch(0, 1) - filter.Branch(0, 0), 12);
     EXPECT_EQ(filter.Branch(0, 2) - filter.Branch(0, 0), 24);
     EXPECT_EQ(filter.Branch(0, 3), nullptr);
@@ -63,83 +63,83 @@ TEST(SRCFilterTest, BranchesBeginAtMultiplesOfFourFloats) {
 }
 
 TEST(SRCFilterTest, EvenPrototypeLosesItsLastTap) {
-    const SRCFilter filter(1, 1, 2, Parameters(0.5, 60.0, 8U, 0U));
-    EXPECT_EQ(filter.PrototypeLength(), 15U);
+    const SRCFilter filter(1, 1, 2, Parameters(0.5, 60.0, 8u, 0u));
+    EXPECT_EQ(filter.PrototypeLength(), 15u);
     UInt32 delay = 9;
     EXPECT_EQ(filter.GetFilterDelay(nullptr, &delay), SRCFilter::kSRCOK);
-    EXPECT_EQ(delay, 0U);
-    EXPECT_EQ(filter.Branch(0, 1)[0], 0.0F) << "tap 15 of taps 0 to 14";
-    EXPECT_NE(filter.Branch(0, 0)[0], 0.0F);
+    EXPECT_EQ(delay, 0u);
+    EXPECT_EQ(filter.Branch(0, 1)[0], 0.0f) << "tap 15 of taps 0 to 14";
+    EXPECT_NE(filter.Branch(0, 0)[0], 0.0f);
 }
 
 TEST(SRCFilterTest, DelayIsRoundedToOutputFramesAndTheRestIsSigned) {
-    const SRCFilter filter(1, 44100, 100, Parameters(0.002, 73.0, 12.0 / 44100.0, 0U));
-    EXPECT_EQ(filter.PrototypeLength(), 33295U);
+    const SRCFilter filter(1, 44100, 100, Parameters(0.002, 73.0, 12.0 / 44100.0, 0u));
+    EXPECT_EQ(filter.PrototypeLength(), 33295u);
     UInt32 whole = 0;
     UInt32 rest = 0;
     EXPECT_EQ(filter.GetFilterDelay(&whole, &rest), SRCFilter::kSRCOK);
-    EXPECT_EQ(whole, 38U); // 16647 / 441 = 37.75
+    EXPECT_EQ(whole, 38u); // 16647 / 441 = 37.75
     EXPECT_EQ(static_cast<SInt32>(rest), 16647 - 38 * 441);
     EXPECT_EQ(filter.GetFilterDelay(nullptr, nullptr), SRCFilter::kSRCOK);
 }
 
 TEST(SRCFilterTest, ChannelsOfOneDesignShareOneSetOfCoefficients) {
-    const Parameters design(0.5, 60.0, 16U, 0U);
+    const Parameters design(0.5, 60.0, 16u, 0u);
     SRCFilter filter(3, 3, 2, design);
-    EXPECT_EQ(filter.ChannelCount(), 3U);
-    EXPECT_EQ(filter.DesignCount(), 1U);
+    EXPECT_EQ(filter.ChannelCount(), 3u);
+    EXPECT_EQ(filter.DesignCount(), 1u);
     EXPECT_EQ(filter.Branch(2, 0), filter.Branch(0, 0));
-    EXPECT_EQ(filter.AddChannel(Parameters(0.4, 60.0, 16U, 0U)), SRCFilter::kSRCOK);
-    EXPECT_EQ(filter.DesignCount(), 2U);
+    EXPECT_EQ(filter.AddChannel(Parameters(0.4, 60.0, 16u, 0u)), SRCFilter::kSRCOK);
+    EXPECT_EQ(filter.DesignCount(), 2u);
     EXPECT_NE(filter.Branch(3, 0), filter.Branch(0, 0));
     EXPECT_EQ(filter.AddChannel(design), SRCFilter::kSRCOK);
-    EXPECT_EQ(filter.DesignCount(), 2U);
+    EXPECT_EQ(filter.DesignCount(), 2u);
     EXPECT_EQ(filter.Branch(4, 0), filter.Branch(0, 0));
 }
 
 TEST(SRCFilterTest, OtherBranchLengthIsRefused) {
-    SRCFilter filter(1, 3, 2, Parameters(0.5, 60.0, 16U, 0U));
-    EXPECT_EQ(filter.AddChannel(Parameters(0.5, 60.0, 17U, 0U)), 0x6E746170);
+    SRCFilter filter(1, 3, 2, Parameters(0.5, 60.0, 16u, 0u));
+    EXPECT_EQ(filter.AddChannel(Parameters(0.5, 60.0, 17u, 0u)), 0x6E746170);
     EXPECT_EQ(filter.AddDelayedChannel(15), SRCFilter::kSRCLengthMismatch);
-    EXPECT_EQ(filter.ChannelCount(), 1U);
-    EXPECT_EQ(filter.DesignCount(), 1U);
+    EXPECT_EQ(filter.ChannelCount(), 1u);
+    EXPECT_EQ(filter.DesignCount(), 1u);
     EXPECT_EQ(filter.AddDelayedChannel(16), SRCFilter::kSRCOK);
     EXPECT_EQ(filter.AddDelayedChannel(16), SRCFilter::kSRCOK);
-    EXPECT_EQ(filter.DesignCount(), 2U) << "delays share an entry, too";
+    EXPECT_EQ(filter.DesignCount(), 2u) << "delays share an entry, too";
     EXPECT_EQ(filter.Branch(1, 0), nullptr);
 }
 
 TEST(SRCFilterTest, RemovedChannelLeavesItsCoefficientsAndItsNumber) {
-    const Parameters design(0.5, 60.0, 16U, 0U);
+    const Parameters design(0.5, 60.0, 16u, 0u);
     SRCFilter filter(2, 3, 2, design);
     const float* const coefficients = filter.Branch(0, 0);
     EXPECT_EQ(filter.RemoveChannel(2), 0x6368616E);
     EXPECT_EQ(filter.RemoveChannel(0), SRCFilter::kSRCOK);
     EXPECT_EQ(filter.RemoveChannel(0), SRCFilter::kSRCOK) << "once more does no harm";
     EXPECT_EQ(filter.RemoveChannel(1), SRCFilter::kSRCOK);
-    EXPECT_EQ(filter.ChannelCount(), 2U);
+    EXPECT_EQ(filter.ChannelCount(), 2u);
     EXPECT_EQ(filter.Branch(0, 0), nullptr);
-    EXPECT_EQ(filter.AddChannel(Parameters(0.5, 60.0, 17U, 0U)), SRCFilter::kSRCLengthMismatch);
+    EXPECT_EQ(filter.AddChannel(Parameters(0.5, 60.0, 17u, 0u)), SRCFilter::kSRCLengthMismatch);
     EXPECT_EQ(filter.AddChannel(design), SRCFilter::kSRCOK);
     EXPECT_EQ(filter.Branch(2, 0), coefficients);
-    EXPECT_EQ(filter.DesignCount(), 1U);
+    EXPECT_EQ(filter.DesignCount(), 1u);
 }
 
 TEST(SRCFilterTest, DesignsWithoutLengthOrBeyond32BitsAddNoChannel) {
-    SRCFilter filter(1, 44100, 48000, Parameters(0.5, 60.0, 0U, 0U));
-    EXPECT_EQ(filter.ChannelCount(), 0U);
+    SRCFilter filter(1, 44100, 48000, Parameters(0.5, 60.0, 0u, 0u));
+    EXPECT_EQ(filter.ChannelCount(), 0u);
     EXPECT_EQ(filter.AddDelayedChannel(0), SRCFilter::kSRCLengthMismatch);
-    EXPECT_THROW(filter.AddChannel(Parameters(0.5, 60.0, 1U << 25, 0U)), std::bad_alloc);
-    EXPECT_THROW(filter.AddChannel(Parameters(0.5, 60.0, 0.0, 0U)), std::bad_alloc);
-    EXPECT_EQ(filter.ChannelCount(), 0U);
-    EXPECT_EQ(filter.AddChannel(Parameters(0.5, 60.0, 4U, 0U)), SRCFilter::kSRCOK);
+    EXPECT_THROW(filter.AddChannel(Parameters(0.5, 60.0, 1u << 25, 0u)), std::bad_alloc);
+    EXPECT_THROW(filter.AddChannel(Parameters(0.5, 60.0, 0.0, 0u)), std::bad_alloc);
+    EXPECT_EQ(filter.ChannelCount(), 0u);
+    EXPECT_EQ(filter.AddChannel(Parameters(0.5, 60.0, 4u, 0u)), SRCFilter::kSRCOK);
 }
 
 TEST(SRCFilterTest, RatesOfZeroHaveNoFilter) {
-    for (const auto& [inputRate, outputRate] : {std::pair{0U, 0U}, {44100U, 0U}, {0U, 100U}}) {
-        const Parameters design(0.5, 60.0, 8U, 0U);
+    for (const auto& [inputRate, outputRate] : {std::pair{0u, 0u}, {44100u, 0u}, {0u, 100u}}) {
+        const Parameters design(0.5, 60.0, 8u, 0u);
         SRCFilter filter(1, inputRate, outputRate, design);
-        EXPECT_EQ(filter.ChannelCount(), 0U);
+        EXPECT_EQ(filter.ChannelCount(), 0u);
         EXPECT_EQ(filter.AddChannel(design), SRCFilter::kSRCErr);
         EXPECT_EQ(filter.AddDelayedChannel(8), SRCFilter::kSRCErr);
         const float* const input[] = {nullptr};
@@ -150,44 +150,44 @@ TEST(SRCFilterTest, RatesOfZeroHaveNoFilter) {
         EXPECT_EQ(filter.GetNumberOfOutFrames(&frames, 10), SRCFilter::kSRCErr);
         EXPECT_EQ(filter.AdjustSrcStartPolyphaseIndex(10), SRCFilter::kSRCOK);
         EXPECT_EQ(filter.GetFilterDelay(&frames, nullptr), SRCFilter::kSRCOK);
-        EXPECT_EQ(frames, 0U);
+        EXPECT_EQ(frames, 0u);
     }
 }
 
 TEST(SRCFilterTest, FrameCountsFollowTheRatio) {
-    const Parameters design(0.5, 60.0, 8U, 0U);
+    const Parameters design(0.5, 60.0, 8u, 0u);
     UInt32 frames = 0;
     const SRCFilter whole(1, 44100, 100, design);
     EXPECT_EQ(whole.GetNumberOfOutFrames(&frames, 441000), SRCFilter::kSRCOK);
-    EXPECT_EQ(frames, 1000U);
+    EXPECT_EQ(frames, 1000u);
     EXPECT_EQ(whole.GetNumberOfOutFrames(&frames, 441001), SRCFilter::kSRCOK);
-    EXPECT_EQ(frames, 1000U);
+    EXPECT_EQ(frames, 1000u);
     EXPECT_EQ(whole.GetNumberOfInputFrames(&frames, 1000), SRCFilter::kSRCOK);
-    EXPECT_EQ(frames, 441000U);
+    EXPECT_EQ(frames, 441000u);
     const SRCFilter half(1, 22050, 100, design); // 2 / 441
     EXPECT_EQ(half.GetNumberOfOutFrames(&frames, 220500), SRCFilter::kSRCOK);
-    EXPECT_EQ(frames, 1000U); // 1002 steps of 220, less 1002 / 441
+    EXPECT_EQ(frames, 1000u); // 1002 steps of 220, less 1002 / 441
     EXPECT_EQ(half.GetNumberOfInputFrames(&frames, 1001), SRCFilter::kSRCOK);
-    EXPECT_EQ(frames, 220720U); // 1001 * 220.5 = 220720.5
+    EXPECT_EQ(frames, 220720u); // 1001 * 220.5 = 220720.5
     // More than 2^32 / 13 steps of 13 / 160: no wrap on the way.
     const SRCFilter fraction(1, 48000, 44100, design);
     EXPECT_EQ(fraction.GetNumberOfInputFrames(&frames, 441000000), SRCFilter::kSRCOK);
-    EXPECT_EQ(frames, 480000000U);
+    EXPECT_EQ(frames, 480000000u);
 }
 
 TEST(SRCFilterTest, FrameCountsNeedAPointer) {
-    const SRCFilter filter(1, 44100, 100, Parameters(0.5, 60.0, 8U, 0U));
+    const SRCFilter filter(1, 44100, 100, Parameters(0.5, 60.0, 8u, 0u));
     EXPECT_EQ(filter.GetNumberOfOutFrames(nullptr, 10), SRCFilter::kSRCErr);
     EXPECT_EQ(filter.GetNumberOfInputFrames(nullptr, 10), SRCFilter::kSRCErr);
 }
 
 TEST(SRCFilterTest, OutFramesOfARisingRateAreNotTold) {
-    const SRCFilter filter(1, 44100, 48000, Parameters(0.5, 60.0, 8U, 0U));
+    const SRCFilter filter(1, 44100, 48000, Parameters(0.5, 60.0, 8u, 0u));
     UInt32 frames = 7;
     EXPECT_EQ(filter.GetNumberOfOutFrames(&frames, 44100), SRCFilter::kSRCErr);
-    EXPECT_EQ(frames, 0U);
+    EXPECT_EQ(frames, 0u);
     EXPECT_EQ(filter.GetNumberOfInputFrames(&frames, 48000), SRCFilter::kSRCOK);
-    EXPECT_EQ(frames, 44100U);
+    EXPECT_EQ(frames, 44100u);
 }
 
 } // namespace

@@ -22,7 +22,7 @@ TEST(PrincArgTest, MapsPiToMinusPi) {
 
 // Just above the single-precision pi lies the first angle that is more than half a turn.
 TEST(PrincArgTest, AnglesBeyondPiComeInFromTheOtherSide) {
-    for (const float excess : {0.001F, 0.5F, 3.0F}) {
+    for (const float excess : {0.001f, 0.5f, 3.0f}) {
         // Two roundings of numbers below 2 pi + 3.
         EXPECT_NEAR(Wrapped(kPi + excess), -std::numbers::pi + excess, 1e-6);
         EXPECT_NEAR(Wrapped(-kPi - excess), std::numbers::pi - excess, 1e-6);
@@ -30,12 +30,12 @@ TEST(PrincArgTest, AnglesBeyondPiComeInFromTheOtherSide) {
 }
 
 TEST(PrincArgTest, WorksInPlaceOnEveryCount) {
-    for (const unsigned count : {0U, 1U, 3U, 4U, 7U, 16U, 33U}) {
+    for (const unsigned count : {0u, 1u, 3u, 4u, 7u, 16u, 33u}) {
         std::vector<float> angles(count + 1);
         for (unsigned i = 0; i < count; ++i) {
-            angles[i] = 1.25F * static_cast<float>(i) - 9.0F;
+            angles[i] = 1.25f * static_cast<float>(i) - 9.0f;
         }
-        angles[count] = 99.0F;
+        angles[count] = 99.0f;
         const std::vector<float> before = angles;
         PrincArg(angles.data(), count);
         for (unsigned i = 0; i < count; ++i) {
@@ -43,7 +43,7 @@ TEST(PrincArgTest, WorksInPlaceOnEveryCount) {
             // Of up to 5 turns, each 1.7e-7 off in single precision, and the angle's last place.
             EXPECT_NEAR(angles[i], expected, 5e-6) << before[i];
         }
-        EXPECT_EQ(angles[count], 99.0F) << "beyond the end";
+        EXPECT_EQ(angles[count], 99.0f) << "beyond the end";
     }
 }
 

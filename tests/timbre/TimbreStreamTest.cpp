@@ -113,7 +113,7 @@ TEST_P(TimbreStreamTest, AProcessInTheMiddleMakesNoDifference) {
 TEST_P(TimbreStreamTest, TheDeclaredLengthMakesNoDifference) {
     const Audio audio = Sound(1, 3);
     const std::vector<Delivery> expected = RunKeys({Key().key}, audio);
-    for (const SInt64 length : {1ll, 10240ll, 4000000000ll}) {
+    for (const SInt64 length : {1LL, 10240LL, 4000000000LL}) {
         TestAnalyzer analyzer({Key().key}, {44100.0, 1, 4096, length});
         analyzer.PushInBlocks(audio, 4096);
         EXPECT_EQ(expected, analyzer.Deliveries()) << length;

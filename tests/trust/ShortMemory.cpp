@@ -57,7 +57,7 @@ void Limit(std::size_t bytes) {
 
 // Takes all free memory of what the process has, and keeps it.
 void TakeWhatIsFree() {
-    for (const std::size_t bytes : {65536U, 4096U, 1024U, 256U, 64U, 16U}) {
+    for (const std::size_t bytes : {65536u, 4096u, 1024u, 256u, 64u, 16u}) {
         void* volatile block = nullptr;
         do {
             block = std::malloc(bytes);

@@ -42,7 +42,7 @@ TEST_P(ShortMemoryTest, EveryLifeEndsWithAStatusOrBadAlloc) {
     KeyLife life(GetParam(), 8000, 1, 24576); // three seconds: every key delivers
     SharedMemory<Digests> expected;
     const std::size_t enough = AddressesTaken([&] { return life.Run(*expected); });
-    ASSERT_GT(enough, 0U);
+    ASSERT_GT(enough, 0u);
     const auto run = [&] {
         Digests results;
         const int outcome = life.Run(results);
@@ -58,7 +58,7 @@ TEST_P(ShortMemoryTest, EveryLifeEndsWithAStatusOrBadAlloc) {
             << testing::PrintToString(ending) << " with " << step << " of " << steps;
         refused += ranOut ? 1 : 0;
     }
-    EXPECT_GT(refused, 0U);
+    EXPECT_GT(refused, 0u);
     EXPECT_EQ(RunShortOfMemory(enough + kMarginBytes, run),
               (Ending{Ending::Kind::kReturned, KeyLife::kAllDelivered}));
     std::printf("%zu bytes, %zu of %zu refused\n", enough, refused, steps);
@@ -100,7 +100,7 @@ TEST_P(ShortMemoryTransformTest, TransformIsMadeAndRunOrRefused) {
             << testing::PrintToString(ending) << " with " << step << " of " << steps;
         refused += ranOut ? 1 : 0;
     }
-    EXPECT_GT(refused, 0U);
+    EXPECT_GT(refused, 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, ShortMemoryTransformTest, testing::Range<vDSP_Length>(0, 22, 3));

@@ -83,7 +83,7 @@ TEST_P(SmallStackTest, AWholeLifeTakesAtMostTwentyFourKilobytes) {
         }
     })) << "the stack is overrun";
     EXPECT_EQ(*outcome, int{KeyLife::kAllDelivered});
-    EXPECT_GT(*used, 0U);
+    EXPECT_GT(*used, 0u);
     EXPECT_LE(*used, kMostBytes);
     std::printf("%zu bytes\n", *used);
 }

@@ -52,7 +52,7 @@ std::string BarsText(const readings::Bars& bars) {
     if (bars.beatsPerBar == 0) {
         return "none found";
     }
-    const char* const doubt = bars.strength < 0.5F ? "not clear: perhaps " : "";
+    const char* const doubt = bars.strength < 0.5f ? "not clear: perhaps " : "";
     return fmt::format("{}{} beats per bar ({} %)", doubt, bars.beatsPerBar,
                        Percent(bars.strength));
 }

@@ -102,7 +102,7 @@ std::vector<float> Converted(const AudioStreamBasicDescription& format,
 TEST(AudioConverterSamplesTest, IntegersOfEveryKindAreTheirCodesByAPowerOfTwo) {
     for (const IntegerKind& kind : IntegerKinds()) {
         const std::vector<std::int64_t> codes = CodesOf(kind);
-        for (const std::uint64_t padding : {0ull, ~0ull, 0xA5C35A3Cull}) {
+        for (const std::uint64_t padding : {0uLL, ~0uLL, 0xA5C35A3CuLL}) {
             std::vector<std::uint8_t> bytes;
             for (const std::int64_t code : codes) {
                 kind.AppendCode(bytes, code, padding);
@@ -139,7 +139,7 @@ TEST(AudioConverterSamplesTest, ThirtyTwoBitsRoundToTheNearestFloat) {
     // The largest code rounds up to 1. Beside 2^30 floats are 2^7 codes apart: a half goes to the
     // even neighbour.
     const std::vector<std::int64_t> codes = {0x7FFFFFFF, 0x7FFFFF80,    0x40000040, 0x40000041,
-                                             0x400000C0, -0x80000000ll, -1};
+                                             0x400000C0, -0x80000000LL, -1};
     const std::vector<float> expected = {
         1.0f, 1.0f - 0x1p-24f, 0.5f, 0.5f + 0x1p-24f, 0.5f + 0x1p-23f, -1.0f, -0x1p-31f};
     std::vector<std::uint8_t> bytes;

@@ -132,8 +132,8 @@ TEST(CFNumberTest, RoundingToSinglePrecisionIsReportedAsLost) {
     const auto read = [](double value) {
         return Read<float>(MakeNumber(value), kCFNumberFloat32Type);
     };
-    EXPECT_EQ(read(0.5), (Reading<float>{true, 0.5F}));
-    EXPECT_EQ(read(0.1), (Reading<float>{false, 0.1F}));
+    EXPECT_EQ(read(0.5), (Reading<float>{true, 0.5f}));
+    EXPECT_EQ(read(0.1), (Reading<float>{false, 0.1f}));
     EXPECT_EQ(read(1e300), (Reading<float>{false, std::numeric_limits<float>::max()}));
     EXPECT_EQ(read(-1e300), (Reading<float>{false, std::numeric_limits<float>::lowest()}));
     EXPECT_EQ(read(INFINITY), (Reading<float>{true, INFINITY}));
@@ -142,9 +142,9 @@ TEST(CFNumberTest, RoundingToSinglePrecisionIsReportedAsLost) {
     EXPECT_TRUE(std::isnan(ofNaN.value));
     // 2 to the 24th plus 1 is the first integer that a float lacks.
     EXPECT_EQ(Read<float>(MakeNumber(SInt64{16777217}), kCFNumberFloatType),
-              (Reading<float>{false, 16777216.0F}));
+              (Reading<float>{false, 16777216.0f}));
     EXPECT_EQ(Read<float>(MakeNumber(SInt64{16777216}), kCFNumberFloatType),
-              (Reading<float>{true, 16777216.0F}));
+              (Reading<float>{true, 16777216.0f}));
 }
 
 /// Numbers in strictly rising order; those of one row are equal. Every pair is tried both ways.
@@ -159,13 +159,13 @@ TEST(CFNumberTest, OrderEqualityAndHashGoByTheExactValue) {
     addRow(MakeNumber(-INFINITY), Make(kCFNumberFloat32Type, -INFINITY));
     addRow(MakeNumber(-1e300));
     addRow(MakeNumber(SInt64{-129}), Make(kCFNumberSInt16Type, SInt16{-129}), MakeNumber(-129.0));
-    addRow(MakeNumber(-0.5), Make(kCFNumberFloat32Type, -0.5F));
+    addRow(MakeNumber(-0.5), Make(kCFNumberFloat32Type, -0.5f));
     addRow(MakeNumber(0.0), MakeNumber(-0.0), MakeNumber(SInt64{0}),
-           Make(kCFNumberSInt8Type, SInt8{0}), Make(kCFNumberFloat32Type, -0.0F));
+           Make(kCFNumberSInt8Type, SInt8{0}), Make(kCFNumberFloat32Type, -0.0f));
     addRow(MakeNumber(0.1));
-    addRow(Make(kCFNumberFloat32Type, 0.1F), MakeNumber(double{0.1F}));
+    addRow(Make(kCFNumberFloat32Type, 0.1f), MakeNumber(double{0.1f}));
     addRow(MakeNumber(1.0), MakeNumber(SInt64{1}), Make(kCFNumberCharType, SInt8{1}),
-           Make(kCFNumberFloat32Type, 1.0F), Make(kCFNumberIntType, 1));
+           Make(kCFNumberFloat32Type, 1.0f), Make(kCFNumberIntType, 1));
     addRow(MakeNumber(1.5));
     addRow(MakeNumber(SInt64{2}));
     addRow(MakeNumber(big - 1), MakeNumber(std::ldexp(1.0, 53)));

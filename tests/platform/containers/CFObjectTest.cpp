@@ -13,8 +13,8 @@ TEST(CFObjectTest, NullIsAcceptedByEveryFunctionOfAllObjects) {
     EXPECT_EQ(CFRetain(nullptr), nullptr);
     CFRelease(nullptr);
     EXPECT_EQ(CFGetRetainCount(nullptr), 0);
-    EXPECT_EQ(CFGetTypeID(nullptr), 0U);
-    EXPECT_EQ(CFHash(nullptr), 0U);
+    EXPECT_EQ(CFGetTypeID(nullptr), 0u);
+    EXPECT_EQ(CFHash(nullptr), 0u);
     EXPECT_TRUE(CFEqual(nullptr, nullptr));
     EXPECT_FALSE(CFEqual(nullptr, CFSTR("a")));
     EXPECT_FALSE(CFEqual(CFSTR("a"), nullptr));
@@ -52,7 +52,7 @@ TEST(CFObjectTest, TypesHaveDistinctIdsAndNames) {
                                  "CFNumber",    "CFBoolean", "CFData",   "CFURL",   "CFUUID"};
     EXPECT_EQ(std::set<CFTypeID>(std::begin(ids), std::end(ids)).size(), std::size(ids));
     for (std::size_t i = 0; i < std::size(ids); ++i) {
-        EXPECT_NE(ids[i], 0U);
+        EXPECT_NE(ids[i], 0u);
         EXPECT_EQ(TextOf(Owned(CFCopyTypeIDDescription(ids[i]))), names[i]);
     }
 }
@@ -85,7 +85,7 @@ TEST(CFObjectTest, ObjectsOfDifferentTypesAreNotEqual) {
 TEST(CFObjectTest, AnyAllocatorMayBeNamed) {
     EXPECT_EQ(kCFAllocatorDefault, nullptr);
     EXPECT_EQ(CFAllocatorGetDefault(), kCFAllocatorSystemDefault);
-    const float value = 1.0F;
+    const float value = 1.0f;
     const UInt8 byte = 1;
     for (const CFAllocatorRef allocator :
          {kCFAllocatorDefault, kCFAllocatorSystemDefault, kCFAllocatorMalloc}) {
@@ -138,9 +138,9 @@ TEST(CFObjectTest, AnObjectOfAnotherTypeGetsTheAnswerOfNone) {
     EXPECT_FALSE(CFBooleanGetValue(static_cast<CFBooleanRef>(number)));
     const CFTypeRef other = static_cast<CFMutableArrayRef>(array);
     EXPECT_EQ(CFNumberGetType(static_cast<CFNumberRef>(other)), 0);
-    float value = 7.0F;
+    float value = 7.0f;
     EXPECT_FALSE(CFNumberGetValue(static_cast<CFNumberRef>(other), kCFNumberFloat32Type, &value));
-    EXPECT_EQ(value, 7.0F);
+    EXPECT_EQ(value, 7.0f);
 }
 
 } // namespace

@@ -23,7 +23,7 @@ TEST(DescriptionTest, ValuesReadAsInJSON) {
 }
 
 TEST(DescriptionTest, AFloatReadsWithItsOwnDigits) {
-    const float tenth = 0.1F;
+    const float tenth = 0.1f;
     EXPECT_EQ(DescriptionOf(Owned(CFNumberCreate(nullptr, kCFNumberFloat32Type, &tenth))), "0.1");
     EXPECT_EQ(DescriptionOf(MakeNumber(1.0 / 3.0)), "0.3333333333333333");
     EXPECT_EQ(DescriptionOf(MakeNumber(-INFINITY)), "-inf");

@@ -47,14 +47,14 @@ Vector Convolved(const Vector& a, const Vector& b, Reports* reports = nullptr) {
     Vector out(a.size() + b.size() - 1, kUntouched);
     const SInt32 status =
         Convolve(a.data(), Count(a), b.data(), Count(b), out.data(),
-                 reports != nullptr ? &Reports::Report : nullptr, reports, 1, 10.0F, 2, 5.0F);
+                 reports != nullptr ? &Reports::Report : nullptr, reports, 1, 10.0f, 2, 5.0f);
     EXPECT_EQ(status, 0);
     return out;
 }
 
 // The transposed form, one state per coefficient.
 Vector PlainConvolution(const Vector& a, const Vector& b) {
-    Vector z(a.size(), 0.0F);
+    Vector z(a.size(), 0.0f);
     Vector out;
     for (const float x : b) {
         out.push_back(a[0] * x + z[0]);
@@ -87,8 +87,8 @@ TEST(ConvolveTest, SmallProductsAreAsByHand) {
 
 TEST(ConvolveTest, EqualsThePlainLoopToTheLastPlace) {
     // Sums are formed in the same order, so that nothing may differ.
-    for (const std::size_t na : {1U, 2U, 3U, 11U, 16U, 63U, 64U, 65U, 200U, 361U}) {
-        for (const std::size_t nb : {1U, 2U, 10U, 64U, 65U, 200U, 1350U}) {
+    for (const std::size_t na : {1u, 2u, 3u, 11u, 16u, 63u, 64u, 65u, 200u, 361u}) {
+        for (const std::size_t nb : {1u, 2u, 10u, 64u, 65u, 200u, 1350u}) {
             const Vector a = Noise(na, 1);
             const Vector b = Noise(nb, 2);
             SCOPED_TRACE(testing::Message() << na << ", " << nb);
@@ -98,8 +98,8 @@ TEST(ConvolveTest, EqualsThePlainLoopToTheLastPlace) {
 }
 
 TEST(ConvolveTest, ReportsDoNotChangeTheResult) {
-    for (const std::size_t na : {1U, 11U, 1999U, 2000U, 2001U, 4100U, 9000U}) {
-        for (const std::size_t nb : {1U, 1999U, 2000U, 2001U, 2002U, 6500U}) {
+    for (const std::size_t na : {1u, 11u, 1999u, 2000u, 2001u, 4100u, 9000u}) {
+        for (const std::size_t nb : {1u, 1999u, 2000u, 2001u, 2002u, 6500u}) {
             const Vector a = Noise(na, 3);
             const Vector b = Noise(nb, 4);
             Reports reports;
@@ -148,20 +148,20 @@ TEST(ConvolveTest, ReportsComeEveryTwoThousandInputs) {
 TEST(ConvolveTest, ReportsGoUpToThreeTenthsOfTheStep) {
     Reports reports;
     Convolved(Noise(3, 11), Noise(8000, 12), &reports);
-    ASSERT_EQ(reports.mValues.size(), 4U);
+    ASSERT_EQ(reports.mValues.size(), 4u);
     // One step of weight 10 done, then the third of weight 5: 10 + 10 + (i / 8000 * 0.3) * 5.
-    EXPECT_EQ(reports.mValues[0], 20.0F);
-    EXPECT_EQ(reports.mValues[1], 20.0F + (0.25F * 0.3F) * 5.0F);
-    EXPECT_EQ(reports.mValues[2], 20.0F + (0.5F * 0.3F) * 5.0F);
-    EXPECT_EQ(reports.mValues[3], 20.0F + (0.75F * 0.3F) * 5.0F);
+    EXPECT_EQ(reports.mValues[0], 20.0f);
+    EXPECT_EQ(reports.mValues[1], 20.0f + (0.25f * 0.3f) * 5.0f);
+    EXPECT_EQ(reports.mValues[2], 20.0f + (0.5f * 0.3f) * 5.0f);
+    EXPECT_EQ(reports.mValues[3], 20.0f + (0.75f * 0.3f) * 5.0f);
 }
 
 TEST(ConvolveTest, StopLeavesLaterOutputsAlone) {
-    for (const std::size_t na : {3U, 361U, 2500U, 9000U}) {
+    for (const std::size_t na : {3u, 361u, 2500u, 9000u}) {
         const Vector a = Noise(na, 13);
         const Vector b = Noise(7000, 14);
         const Vector expected = PlainConvolution(a, b);
-        for (const std::size_t stopAt : {0U, 1U, 2U, 3U}) {
+        for (const std::size_t stopAt : {0u, 1u, 2u, 3u}) {
             Reports reports;
             reports.mStopAt = stopAt;
             Vector out(a.size() + b.size() - 1, kUntouched);

@@ -110,9 +110,9 @@ TEST(PolynomialFitTest, NoisyPointsGetTheLeastSquares) {
     Vector y;
     for (int i = 0; i < 200; ++i) {
         x.push_back(noise(random));
-        y.push_back(std::sin(3 * x.back()) + 0.5F * noise(random));
+        y.push_back(std::sin(3 * x.back()) + 0.5f * noise(random));
     }
-    for (const unsigned int degree : {0U, 1U, 2U, 3U, 5U, 7U}) {
+    for (const unsigned int degree : {0u, 1u, 2u, 3u, 5u, 7u}) {
         const Vector fit = Fit(x, y, degree);
         const Doubles expected = FittedValues({x.begin(), x.end()}, {y.begin(), y.end()}, degree);
         const Doubles wide(fit.begin(), fit.end());
@@ -171,8 +171,8 @@ TEST(PolynomialFitTest, TooFewPointsGiveThePolynomialThroughThem) {
 }
 
 TEST(PolynomialFitTest, AsManyPointsAsCoefficientsAreMet) {
-    const Vector x{-1, -0.5F, 0.5F, 1};
-    const Vector y{2, -1, 0.5F, 3};
+    const Vector x{-1, -0.5f, 0.5f, 1};
+    const Vector y{2, -1, 0.5f, 3};
     const Vector fit = Fit(x, y, 3);
     for (std::size_t i = 0; i < x.size(); ++i) {
         EXPECT_NEAR(ValueAt(fit, double{x[i]}), double{y[i]}, 1e-5) << i; // 4 unknowns of order 4

@@ -33,23 +33,23 @@ float MedianOf(const Vector& x) {
 }
 
 TEST(MedianTest, StandsOnePlaceAboveTheMiddle) {
-    EXPECT_EQ(MedianOf({1, 2, 3, 4, 5}), 4.0F);
-    EXPECT_EQ(MedianOf({1, 2, 3, 4, 5, 6}), 4.5F);
-    EXPECT_EQ(MedianOf({1, 2, 3}), 3.0F);
-    EXPECT_EQ(MedianOf({1, 2, 3, 8}), 5.5F);
+    EXPECT_EQ(MedianOf({1, 2, 3, 4, 5}), 4.0f);
+    EXPECT_EQ(MedianOf({1, 2, 3, 4, 5, 6}), 4.5f);
+    EXPECT_EQ(MedianOf({1, 2, 3}), 3.0f);
+    EXPECT_EQ(MedianOf({1, 2, 3, 8}), 5.5f);
 }
 
 TEST(MedianTest, OrderDoesNotMatter) {
     Vector x{1, 2, 3, 4, 5};
     do {
-        ASSERT_EQ(MedianOf(x), 4.0F);
+        ASSERT_EQ(MedianOf(x), 4.0f);
     } while (std::next_permutation(x.begin(), x.end()));
 }
 
 TEST(MedianTest, InputStaysAsItIs) {
     const Vector x{5, 1, 4, 2, 3, 9};
     const Vector before = x;
-    EXPECT_EQ(MedianOf(x), 4.5F);
+    EXPECT_EQ(MedianOf(x), 4.5f);
     EXPECT_EQ(x, before);
 }
 
@@ -60,20 +60,20 @@ TEST(MedianTest, EqualsTheElementsOfASortedCopy) {
         Vector sorted = x;
         std::sort(sorted.begin(), sorted.end());
         const float expected =
-            n % 2 == 1 ? sorted[(n + 1) / 2] : 0.5F * (sorted[n / 2] + sorted[n / 2 + 1]);
+            n % 2 == 1 ? sorted[(n + 1) / 2] : 0.5f * (sorted[n / 2] + sorted[n / 2 + 1]);
         EXPECT_EQ(MedianOf(x), expected) << n;
     }
 }
 
 TEST(MedianTest, OfFewValuesIsTheLargest) {
-    EXPECT_EQ(MedianOf({7}), 7.0F);
-    EXPECT_EQ(MedianOf({7, 3}), 7.0F);
-    EXPECT_EQ(MedianOf({3, 7}), 7.0F);
-    EXPECT_EQ(MedianOf({}), 0.0F);
+    EXPECT_EQ(MedianOf({7}), 7.0f);
+    EXPECT_EQ(MedianOf({7, 3}), 7.0f);
+    EXPECT_EQ(MedianOf({3, 7}), 7.0f);
+    EXPECT_EQ(MedianOf({}), 0.0f);
 }
 
 TEST(MedianTest, NaNCountsAsLargest) {
-    EXPECT_EQ(MedianOf({kNaN, 1, 2, 3, 4}), 4.0F);
+    EXPECT_EQ(MedianOf({kNaN, 1, 2, 3, 4}), 4.0f);
     EXPECT_EQ(MedianOf({4, kNaN, 3, 2, 1, kInfinity}), kInfinity); // (4 + infinity) / 2
     EXPECT_TRUE(std::isnan(MedianOf({kNaN, 1, kNaN, 2, kNaN})));
     EXPECT_TRUE(std::isnan(MedianOf(Vector(40, kNaN))));
@@ -120,7 +120,7 @@ std::vector<double> PlainAutocorrelation(const Vector& x) {
 }
 
 TEST(AutocorrelationTest, MatchesTheDirectCircularSum) {
-    for (const std::size_t n : {2U, 3U, 4U, 7U, 64U, 100U, 512U, 1000U}) {
+    for (const std::size_t n : {2u, 3u, 4u, 7u, 64u, 100u, 512u, 1000u}) {
         const Vector x = Noise(n, 5);
         const Vector out = AutocorrelationOf(x);
         const std::vector<double> expected = PlainAutocorrelation(x);
@@ -136,7 +136,7 @@ TEST(AutocorrelationTest, LagsWrapAtAPowerOfTwo) {
     // Impulses at 0 and 3 of 8: the lags 3 and 8 - 3 mix. Half of the sum over the spectrum stands
     // in closed form: X[N/2] is 1 - 1 = 0, so that nothing is lost to it.
     const Vector out = AutocorrelationOf({1, 0, 0, 1, 0, 0, 0, 0});
-    const Vector expected{2 / 8.0F, 0, 0, 1 / 8.0F, 0, 1 / 8.0F, 0, 0};
+    const Vector expected{2 / 8.0f, 0, 0, 1 / 8.0f, 0, 1 / 8.0f, 0, 0};
     for (std::size_t lag = 0; lag < 8; ++lag) {
         EXPECT_NEAR(double{out[lag]}, double{expected[lag]}, 8 * std::exp2(-24)) << lag;
     }
@@ -177,7 +177,7 @@ TEST(AutocorrelationTest, ResultMayReplaceTheInput) {
 
 TEST(AutocorrelationTest, LengthsBeyondTheTransformRaiseBadAlloc) {
     float value = 1;
-    EXPECT_THROW(ComputeAutocorrelationFFT(&value, (1U << 30) + 1, &value), std::bad_alloc);
+    EXPECT_THROW(ComputeAutocorrelationFFT(&value, (1u << 30) + 1, &value), std::bad_alloc);
 }
 
 } // namespace

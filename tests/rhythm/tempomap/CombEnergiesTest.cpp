@@ -59,7 +59,7 @@ TEST_P(CombEnergiesTest, NothingIsLeftOfALoudPastOnceItIsOutOfReach) {
     const UInt32 lagCount = GetParam();
     CombEnergies combs;
     combs.Allocate(lagCount);
-    const std::vector<float> loud(lagCount, 1e6F);
+    const std::vector<float> loud(lagCount, 1e6f);
     const std::vector<float> silent(lagCount);
     for (UInt32 t = 0; t < 5 * lagCount + 3; ++t) {
         combs.Append(loud.data());
@@ -86,7 +86,7 @@ TEST(CombEnergiesLifeTest, AllocatingBeginsAnew) {
     EXPECT_EQ(energies, std::vector<float>(kLags));
 }
 
-INSTANTIATE_TEST_SUITE_P(LagCounts, CombEnergiesTest, testing::Values(16U, 32U, 128U, 512U));
+INSTANTIATE_TEST_SUITE_P(LagCounts, CombEnergiesTest, testing::Values(16u, 32u, 128u, 512u));
 
 } // namespace
 } // namespace qel::core

@@ -15,9 +15,9 @@ using testing::Noise;
 using Vector = std::vector<float>;
 
 Vector Products(const Vector& shared, const Vector& rows, std::size_t stride, std::size_t count) {
-    Vector out(count + 1, -77.0F);
+    Vector out(count + 1, -77.0f);
     DotProducts(shared.data(), shared.size(), rows.data(), stride, count, out.data());
-    EXPECT_EQ(-77.0F, out.back());
+    EXPECT_EQ(-77.0f, out.back());
     out.pop_back();
     return out;
 }
@@ -60,9 +60,9 @@ TEST(DotProductsTest, RowsMayOverlap) {
 }
 
 TEST(DotProductsTest, AnInfiniteFactorSpoilsItsOwnRowAlone) {
-    const Vector shared(20, 0.0F);
+    const Vector shared(20, 0.0f);
     for (const std::size_t place : {0u, 19u}) {
-        Vector rows(5 * 20, 1.0F);
+        Vector rows(5 * 20, 1.0f);
         rows[2 * 20 + place] = std::numeric_limits<float>::infinity();
         const Vector sums = Products(shared, rows, 20, 5);
         for (std::size_t r = 0; r < 5; ++r) {

@@ -82,15 +82,15 @@ TEST(FindPeaksInVectorTest, EqualNeighboursAreNoPeaks) {
 }
 
 TEST(FindPeaksInVectorTest, APeakReachesTheThreshold) {
-    const std::vector<float> x = Spikes(20, {{8, 0.5F}});
-    EXPECT_EQ(PeaksOf(x, {.threshold = 0.5F}).indices, Indices{8});
-    EXPECT_EQ(PeaksOf(x, {.threshold = 0.51F}).indices, Indices{});
+    const std::vector<float> x = Spikes(20, {{8, 0.5f}});
+    EXPECT_EQ(PeaksOf(x, {.threshold = 0.5f}).indices, Indices{8});
+    EXPECT_EQ(PeaksOf(x, {.threshold = 0.51f}).indices, Indices{});
 }
 
 TEST(FindPeaksInVectorTest, APeakStandsOutByMoreThanTheMargin) {
-    const std::vector<float> x = Spikes(20, {{8, 0.5F}});
-    EXPECT_EQ(PeaksOf(x, {.margin = 0.25F}).indices, Indices{8});
-    EXPECT_EQ(PeaksOf(x, {.margin = 0.5F}).indices, Indices{});
+    const std::vector<float> x = Spikes(20, {{8, 0.5f}});
+    EXPECT_EQ(PeaksOf(x, {.margin = 0.25f}).indices, Indices{8});
+    EXPECT_EQ(PeaksOf(x, {.margin = 0.5f}).indices, Indices{});
 }
 
 TEST(FindPeaksInVectorTest, AWindowOfNothingAndOneBeyondTheEndFindNothing) {
@@ -101,7 +101,7 @@ TEST(FindPeaksInVectorTest, AWindowOfNothingAndOneBeyondTheEndFindNothing) {
 }
 
 TEST(FindPeaksInVectorTest, TooShortVectorsHaveNoPeaks) {
-    for (const std::size_t length : {0U, 1U, 2U}) {
+    for (const std::size_t length : {0u, 1u, 2u}) {
         EXPECT_EQ(PeaksOf(std::vector<float>(length, 1), {.window = 1}).indices, Indices{});
     }
 }
@@ -118,7 +118,7 @@ TEST(FindPeaksInVectorTest, PeaksAreAppendedToThoseThatAreCounted) {
     std::vector<float> values{7, 0};
     unsigned int count = 1;
     FindPeaksInVector(x.data(), 20, indices.data(), values.data(), count, 0, 0, 3);
-    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(count, 2u);
     EXPECT_EQ(indices, (Indices{77, 8}));
     EXPECT_EQ(values, (std::vector<float>{7, 1}));
 }

@@ -111,7 +111,7 @@ TEST(TempoMapTest, TheSampleRateMakesNoDifference) {
 TEST(TempoMapTest, TheDeclaredLengthMakesNoDifference) {
     const Audio audio = MusicLike(kAccentTestRate, 1, Seconds(2.0));
     const std::vector<Delivery> expected = Deliver({kRunningTempoKey}, audio);
-    for (const SInt64 length : {1ll, 88200ll, 4000000000ll}) {
+    for (const SInt64 length : {1LL, 88200LL, 4000000000LL}) {
         TestAnalyzer analyzer({kRunningTempoKey}, {kAccentTestRate, 1, 4096, length});
         analyzer.PushInBlocks(audio, 4096);
         EXPECT_EQ(expected, analyzer.Deliveries()) << length;

@@ -22,7 +22,7 @@ using test::OpenMelProcessor;
 using test::Signal;
 
 constexpr double kRateHz = 44100;
-constexpr float kFloor = 1e-10F;
+constexpr float kFloor = 1e-10f;
 
 Signal Sine(std::size_t length, double hz) {
     Signal sine(length);
@@ -40,13 +40,13 @@ int Push(AAMelFrequencySpectralProcessor& processor, std::vector<Signal> channel
 
 TEST(AAMelFrequencySpectralProcessorTest, SizesFollowFromTheArguments) {
     const OpenMelProcessor processor(1024, 128, 2, 4096, false, false, 40, kRateHz);
-    EXPECT_EQ(processor.mNumBins, 512U);
-    EXPECT_EQ(processor.mNumLinearFilters, 40U);
-    EXPECT_EQ(processor.mNumFilters, 40U);
+    EXPECT_EQ(processor.mNumBins, 512u);
+    EXPECT_EQ(processor.mNumLinearFilters, 40u);
+    EXPECT_EQ(processor.mNumFilters, 40u);
     for (const auto* list : {&processor.mEarBuffer, &processor.mLogEarBuffer}) {
         const AudioBufferList& buffers = (*list)->GetBufferList();
-        ASSERT_EQ(buffers.mNumberBuffers, 2U);
-        EXPECT_GE(buffers.mBuffers[1].mDataByteSize, 67U * 4);
+        ASSERT_EQ(buffers.mNumberBuffers, 2u);
+        EXPECT_GE(buffers.mBuffers[1].mDataByteSize, 67u * 4);
     }
     EXPECT_STREQ(processor.mEarBuffer->Name(), "ear buffer");
     EXPECT_STREQ(processor.mLogEarBuffer->Name(), "log ear buffer");
@@ -78,8 +78,8 @@ TEST(AAMelFrequencySpectralProcessorTest, SilenceStandsAtTheFloor) {
         EXPECT_NEAR(double{logEar[b]}, b < 40 ? -10 : 0, b < 40 ? 4 * std::exp2(-20) : 0) << b;
     }
     EXPECT_EQ(processor.Magnitudes(), Signal(512, 0));
-    EXPECT_EQ(processor.mMinMagnitudes[0], 0.0F);
-    EXPECT_EQ(processor.mMaxMagnitudes[0], 0.0F);
+    EXPECT_EQ(processor.mMinMagnitudes[0], 0.0f);
+    EXPECT_EQ(processor.mMaxMagnitudes[0], 0.0f);
 }
 
 TEST(AAMelFrequencySpectralProcessorTest, OutputsAreTheDenseProductOfEachChannel) {
@@ -138,7 +138,7 @@ TEST(AAMelFrequencySpectralProcessorTest, SineLandsInTheFilterAroundIt) {
     // Centres in closed form: equal steps of the scale.
     OpenMelProcessor second(4096, 40, kRateHz);
     const double top = 15 + 27 * std::log(kRateHz / 2 / 1000) / std::log(6.4);
-    for (const std::size_t filter : {3U, 10U, 20U, 30U, 39U}) {
+    for (const std::size_t filter : {3u, 10u, 20u, 30u, 39u}) {
         const double mel = top * static_cast<double>(filter + 1) / 41;
         const double hz = mel < 15 ? mel * 200 / 3 : 1000 * std::pow(6.4, (mel - 15) / 27);
         Push(second, {Sine(4096, hz)});
@@ -146,7 +146,7 @@ TEST(AAMelFrequencySpectralProcessorTest, SineLandsInTheFilterAroundIt) {
     }
     OpenMelProcessor first(4096, 13, kRateHz);
     first.MakeFilterWeights1();
-    for (const std::size_t filter : {0U, 5U, 10U}) {
+    for (const std::size_t filter : {0u, 5u, 10u}) {
         Push(first, {Sine(4096, (600 + 200 * static_cast<double>(filter)) / 3)});
         EXPECT_EQ(LoudestFilter(first), filter);
     }
@@ -165,12 +165,12 @@ TEST(AAMelFrequencySpectralProcessorTest, FiltersAboveTheStreamStayAtTheFloor) {
             EXPECT_EQ(ear[b], kFloor) << b;
             EXPECT_NEAR(double{logEar[b]}, -10, 4 * std::exp2(-20)) << b;
         } else {
-            EXPECT_GT(ear[b], 1e-3F) << b;
+            EXPECT_GT(ear[b], 1e-3f) << b;
         }
     }
     const std::vector<float> dense = processor.DenseWeights();
     for (std::size_t j = 0; j < processor.mNumBins; ++j) {
-        EXPECT_EQ(dense[j * 13 + 12], 0.0F) << j;
+        EXPECT_EQ(dense[j * 13 + 12], 0.0f) << j;
     }
 }
 
@@ -201,8 +201,8 @@ std::vector<Signal> LogEarsOf(const Signal& signal, std::size_t block, bool zero
 TEST(AAMelFrequencySpectralProcessorTest, FramesDoNotDependOnTheBlocks) {
     const Signal signal = Noise(3000, 5);
     const std::vector<Signal> whole = LogEarsOf(signal, 3000, false);
-    EXPECT_EQ(whole.size(), (3000U - 256) / 64 + 1);
-    for (const std::size_t block : {1U, 63U, 64U, 257U}) {
+    EXPECT_EQ(whole.size(), (3000u - 256) / 64 + 1);
+    for (const std::size_t block : {1u, 63u, 64u, 257u}) {
         EXPECT_EQ(LogEarsOf(signal, block, false), whole) << block;
     }
 }
@@ -227,7 +227,7 @@ TEST(AAMelFrequencySpectralProcessorTest, LoopGoesThroughTheVirtualOperationsInT
         void DoFwdFFT() override { mCalls += 'T'; }
         void FilterSpectrum() override { mCalls += 'F'; }
         void ProcessSpectrum(UInt32 size, SpectralAndAudioBufferList* list) override {
-            EXPECT_EQ(size, 128U);
+            EXPECT_EQ(size, 128u);
             EXPECT_EQ(list, mSpectralBufferList.get());
             mCalls += 'P';
         }
@@ -249,14 +249,14 @@ TEST(AAMelFrequencySpectralProcessorTest, FrameThatIsNoNumberStandsAtTheFloor) {
     EXPECT_EQ(Signal(ear.begin(), ear.begin() + 10), Signal(10, kFloor));
     Push(processor, {Noise(256, 7)});
     const Signal after = processor.Ear();
-    EXPECT_GT(*std::min_element(after.begin(), after.begin() + 10), 1e-6F);
+    EXPECT_GT(*std::min_element(after.begin(), after.begin() + 10), 1e-6f);
 }
 
 TEST(AAMelFrequencySpectralProcessorTest, WithoutFiltersOnlyMagnitudesCome) {
     OpenMelProcessor processor(256, 0, kRateHz);
     processor.MakeFilterWeights1();
     EXPECT_EQ(Push(processor, {Noise(256, 8)}), 1);
-    EXPECT_GT(processor.Magnitudes()[5], 0.0F);
+    EXPECT_GT(processor.Magnitudes()[5], 0.0f);
     EXPECT_EQ(processor.LogEar(), Signal(27, 0));
 }
 
@@ -273,7 +273,7 @@ TEST(AAMelFrequencySpectralProcessorTest, UnusableRatesGiveNoWeights) {
 
 TEST(AAMelFrequencySpectralProcessorTest, TooManyFiltersRaiseBadAlloc) {
     EXPECT_THROW(OpenMelProcessor(64, std::numeric_limits<UInt32>::max(), kRateHz), std::bad_alloc);
-    EXPECT_THROW(OpenMelProcessor(64, (1U << 30) - 27, kRateHz), std::bad_alloc);
+    EXPECT_THROW(OpenMelProcessor(64, (1u << 30) - 27, kRateHz), std::bad_alloc);
 }
 
 TEST(AAMelFrequencySpectralProcessorTest, CleanUpGivesEverythingBackAndMayBeRepeated) {
@@ -282,7 +282,7 @@ TEST(AAMelFrequencySpectralProcessorTest, CleanUpGivesEverythingBackAndMayBeRepe
     EXPECT_EQ(processor.GetMagnitudeList(), nullptr);
     EXPECT_EQ(processor.GetLogEarList(), nullptr);
     EXPECT_EQ(processor.mMinMagnitudes.get(), nullptr);
-    EXPECT_EQ(processor.mFilterWeights.NumFilters(), 0U);
+    EXPECT_EQ(processor.mFilterWeights.NumFilters(), 0u);
     processor.CleanUp();
     processor.AllocateBuffers();
     processor.MakeFilterWeights2();

@@ -38,14 +38,14 @@ const std::vector<Vector> kFilters{
     {0, 1, 2, 1, 0, 0}, {0, 0, 0, 3, 0, 4}, {0, 0, 0, 0, 0, 0}, {5, 0, 0, 0, 0, 0}};
 
 TEST(MelFilterBankTest, OutputsAreSumsOverAllBins) {
-    EXPECT_EQ(Apply(BankOf(kFilters), {1, 10, 100, 1000, 1e4F, 1e5F}),
+    EXPECT_EQ(Apply(BankOf(kFilters), {1, 10, 100, 1000, 1e4f, 1e5f}),
               (Vector{1210, 403000, 0, 5}));
 }
 
 TEST(MelFilterBankTest, DenseMatrixHasFiltersSideBySide) {
     const MelFilterBank bank = BankOf(kFilters);
-    ASSERT_EQ(bank.NumFilters(), 4U);
-    ASSERT_EQ(bank.NumBins(), 6U);
+    ASSERT_EQ(bank.NumFilters(), 4u);
+    ASSERT_EQ(bank.NumBins(), 6u);
     Vector dense(24, -77);
     bank.FillDense(dense.data());
     for (std::size_t j = 0; j < 6; ++j) {
@@ -58,7 +58,7 @@ TEST(MelFilterBankTest, DenseMatrixHasFiltersSideBySide) {
 TEST(MelFilterBankTest, ClearTakesTheFiltersAway) {
     MelFilterBank bank = BankOf(kFilters);
     bank.Clear(2);
-    EXPECT_EQ(bank.NumFilters(), 0U);
+    EXPECT_EQ(bank.NumFilters(), 0u);
     const Vector filter{1, 2};
     bank.Append(filter.data());
     EXPECT_EQ(Apply(bank, {3, 4}), Vector{11});
@@ -71,9 +71,9 @@ TEST(MelFilterBankTest, MatchesTheDenseProduct) {
     for (std::size_t length = 1; length <= 40; ++length) {
         std::vector<Vector> filters;
         for (std::size_t first = 0; first + length <= kBins; first += 37) {
-            Vector filter(kBins, 0.0F);
+            Vector filter(kBins, 0.0f);
             for (std::size_t j = first; j < first + length; ++j) {
-                filter[j] = 0.1F + uniform(random);
+                filter[j] = 0.1f + uniform(random);
             }
             filters.push_back(filter);
         }
@@ -106,9 +106,9 @@ TEST(MelFilterBankTest, EveryInstructionSetGivesTheSameSums) {
     std::vector<Vector> filters;
     for (const auto& [first, end] : std::vector<std::pair<std::size_t, std::size_t>>{
              {0, 1}, {1, 8}, {4, 12}, {9, 18}, {20, 36}, {30, 55}, {45, 60}}) {
-        Vector filter(kBins, 0.0F);
+        Vector filter(kBins, 0.0f);
         for (std::size_t j = first; j < end; ++j) {
-            filter[j] = 0.1F + uniform(random);
+            filter[j] = 0.1f + uniform(random);
         }
         filters.push_back(filter);
     }
@@ -152,7 +152,7 @@ TEST(MelFilterBankTest, ValuesThatAreNotFiniteActAsInTheDenseProduct) {
 
 TEST(MelFilterBankTest, SumBeyondTheRangeOfFloatsHarmsNoFilter) {
     // The sum over all bins overflows, the filters' sums do not.
-    EXPECT_EQ(Apply(BankOf(kFilters), {1, 1, 1, 1, 3e38F, 3e37F}), (Vector{4, 1.2e38F, 0, 5}));
+    EXPECT_EQ(Apply(BankOf(kFilters), {1, 1, 1, 1, 3e38f, 3e37f}), (Vector{4, 1.2e38f, 0, 5}));
 }
 
 // Runs at both ends of the spectrum and in the middle of it, and bins that no filter looks at.
@@ -161,19 +161,19 @@ TEST(MelFilterBankTest, FaultsAtAnyBinOfALongSpectrumActAsInTheDenseProduct) {
     std::vector<Vector> filters;
     for (const auto& [first, end] : std::vector<std::pair<std::size_t, std::size_t>>{
              {0, 3}, {5, 14}, {9, 25}, {30, 31}, {40, 49}, {47, 53}}) {
-        Vector filter(kBins, 0.0F);
+        Vector filter(kBins, 0.0f);
         std::fill(filter.begin() + static_cast<std::ptrdiff_t>(first),
-                  filter.begin() + static_cast<std::ptrdiff_t>(end), 2.0F);
+                  filter.begin() + static_cast<std::ptrdiff_t>(end), 2.0f);
         filters.push_back(filter);
     }
     const MelFilterBank bank = BankOf(filters);
-    for (const float fault : {1.0F, kNaN, kInfinity, -kInfinity}) {
+    for (const float fault : {1.0f, kNaN, kInfinity, -kInfinity}) {
         for (std::size_t at = 0; at < kBins; ++at) {
-            Vector magnitudes(kBins, 1.0F);
+            Vector magnitudes(kBins, 1.0f);
             magnitudes[at] = fault;
             const Vector out = Apply(bank, magnitudes);
             for (std::size_t b = 0; b < filters.size(); ++b) {
-                float expected = 0.0F;
+                float expected = 0.0f;
                 for (std::size_t j = 0; j < kBins; ++j) {
                     expected += filters[b][j] * magnitudes[j];
                 }

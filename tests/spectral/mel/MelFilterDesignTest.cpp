@@ -27,26 +27,26 @@ double HzOf(double mel) {
 }
 
 TEST(MelScaleTest, FollowsItsFormula) {
-    for (const float hz : {0.0F, 1.0F, 66.6667F, 500.0F, 999.0F, 1001.0F, 6400.0F, 22050.0F}) {
+    for (const float hz : {0.0f, 1.0f, 66.6667f, 500.0f, 999.0f, 1001.0f, 6400.0f, 22050.0f}) {
         // Some five roundings; the spacing as a float is within 2^-24 of 6.4^(1/27), which the
         // logarithm of it, 0.069, makes 1e-6 of the steps above 1000 Hz, up to 45.
         EXPECT_NEAR(double{Hz2Mel2(hz)}, MelOf(double{hz}), 5e-5) << hz;
     }
-    for (const float mel : {0.0F, 1.0F, 14.0F, 16.0F, 42.0F, 60.0F}) {
+    for (const float mel : {0.0f, 1.0f, 14.0f, 16.0f, 42.0f, 60.0f}) {
         const double expected = HzOf(double{mel});
         EXPECT_NEAR(double{Mel2Hz2(mel)}, expected, 1e-5 * expected) << mel;
     }
 }
 
 TEST(MelScaleTest, TurnsAtAThousandHertz) {
-    EXPECT_EQ(Hz2Mel2(1000.0F), 15.000000953674316F);
-    EXPECT_EQ(Mel2Hz2(15.000000953674316F), 1000.0F);
-    EXPECT_EQ(Hz2Mel2(66.66666412353516F), 1.0F);
-    EXPECT_EQ(Mel2Hz2(2.0F), 2 * 66.66666412353516F);
+    EXPECT_EQ(Hz2Mel2(1000.0f), 15.000000953674316f);
+    EXPECT_EQ(Mel2Hz2(15.000000953674316f), 1000.0f);
+    EXPECT_EQ(Hz2Mel2(66.66666412353516f), 1.0f);
+    EXPECT_EQ(Mel2Hz2(2.0f), 2 * 66.66666412353516f);
 }
 
 TEST(MelScaleTest, ThereAndBackIsTheSameFrequency) {
-    for (float hz = 10; hz < 24000; hz *= 1.3F) {
+    for (float hz = 10; hz < 24000; hz *= 1.3f) {
         EXPECT_NEAR(double{Mel2Hz2(Hz2Mel2(hz))}, double{hz}, 1e-5 * double{hz}) << hz;
     }
 }
@@ -100,7 +100,7 @@ void ExpectWeights(const OpenMelProcessor& processor, double rateHz, const Doubl
 
 TEST(MelFilterDesignTest, SecondDesignHasTheWeightsOfItsFormula) {
     for (const double rateHz : kRatesHz) {
-        for (const UInt32 filters : {1U, 13U, 40U}) {
+        for (const UInt32 filters : {1u, 13u, 40u}) {
             const OpenMelProcessor processor(1024, filters, rateHz);
             ExpectWeights(processor, rateHz, SecondDesignEdges(filters, rateHz));
         }
@@ -109,7 +109,7 @@ TEST(MelFilterDesignTest, SecondDesignHasTheWeightsOfItsFormula) {
 
 TEST(MelFilterDesignTest, FirstDesignHasTheWeightsOfItsFormula) {
     for (const double rateHz : kRatesHz) {
-        for (const UInt32 filters : {1U, 13U}) {
+        for (const UInt32 filters : {1u, 13u}) {
             OpenMelProcessor processor(4096, filters, rateHz);
             processor.MakeFilterWeights1();
             EXPECT_EQ(processor.mNumFilters, filters);
@@ -122,9 +122,9 @@ TEST(MelFilterDesignTest, FirstDesignReadsTheNumberInForce) {
     // Before the other design has set it, that is the room for filters.
     OpenMelProcessor processor(4096, 13, 44100);
     processor.AllocateBuffers();
-    EXPECT_EQ(processor.mNumFilters, 40U);
+    EXPECT_EQ(processor.mNumFilters, 40u);
     processor.MakeFilterWeights1();
-    EXPECT_EQ(processor.mNumFilters, 40U);
+    EXPECT_EQ(processor.mNumFilters, 40u);
     ExpectWeights(processor, 44100, FirstDesignEdges(13, 40));
 }
 
@@ -136,7 +136,7 @@ TEST(MelFilterDesignTest, FirstDesignEndsBelow1071HertzWhateverTheRate) {
         double lowest = rateHz;
         double highest = 0;
         for (std::size_t i = 0; i < dense.size(); ++i) {
-            if (dense[i] != 0.0F) {
+            if (dense[i] != 0.0f) {
                 const double hz = static_cast<double>(i / 13) * rateHz / 8192;
                 lowest = std::min(lowest, hz);
                 highest = std::max(highest, hz);
@@ -152,7 +152,7 @@ TEST(MelFilterDesignTest, FirstDesignEndsBelow1071HertzWhateverTheRate) {
 
 TEST(MelFilterDesignTest, BinAtTheCentreHasTheFullHeightAndBinsAtTheEdgesNone) {
     // Bins every 66.67 Hz stand on the edges, but for rounding: 2 * 16 * 200 / 3 = 2133.33 Hz.
-    const double rateHz = 2 * 16 * double{66.66666412353516F};
+    const double rateHz = 2 * 16 * double{66.66666412353516f};
     OpenMelProcessor processor(32, 5, rateHz);
     processor.MakeFilterWeights1();
     const std::vector<float> dense = processor.DenseWeights();
@@ -199,7 +199,7 @@ TEST(MelFilterDesignTest, FirstBinHasNoWeight) {
         }
         const std::vector<float> dense = processor.DenseWeights();
         EXPECT_EQ(std::vector<float>(dense.begin(), dense.begin() + 13), std::vector<float>(13, 0));
-        EXPECT_GT(*std::max_element(dense.begin(), dense.end()), 0.0F);
+        EXPECT_GT(*std::max_element(dense.begin(), dense.end()), 0.0f);
     }
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 constexpr UInt32 kFrame = 1024;
 constexpr UInt32 kBins = kFrame / 2;
-constexpr float kRateHz = 44100.0F;
+constexpr float kRateHz = 44100.0f;
 
 struct Frame {
     std::vector<float> frequencies;
@@ -57,7 +57,7 @@ std::vector<float> Sine(std::size_t length, double hz, double phase) {
 TEST(AAIFFTSpectralProcessorTest, BinsAroundASineHaveItsFrequency) {
     for (const double hz : {450.0, 1021.7, 5000.3, 20000.0}) {
         const std::vector<Frame> frames = Frames(Sine(3 * kFrame, hz, 0.3));
-        ASSERT_EQ(frames.size(), 5U);
+        ASSERT_EQ(frames.size(), 5u);
         const auto nearest = static_cast<std::size_t>(std::lround(hz * kFrame / kRateHz));
         for (const Frame& frame : frames) {
             for (std::size_t k = nearest - 1; k <= nearest + 1; ++k) {
@@ -69,11 +69,11 @@ TEST(AAIFFTSpectralProcessorTest, BinsAroundASineHaveItsFrequency) {
 }
 
 TEST(AAIFFTSpectralProcessorTest, SilenceHasNoFrequenciesAndPhasesOfZero) {
-    const std::vector<Frame> frames = Frames(std::vector<float>(kFrame, 0.0F));
-    ASSERT_EQ(frames.size(), 1U);
+    const std::vector<Frame> frames = Frames(std::vector<float>(kFrame, 0.0f));
+    ASSERT_EQ(frames.size(), 1u);
     for (std::size_t k = 0; k < kBins; ++k) {
         EXPECT_TRUE(std::isnan(frames[0].frequencies[k])) << k;
-        EXPECT_EQ(frames[0].phases[k], 0.0F) << k;
+        EXPECT_EQ(frames[0].phases[k], 0.0f) << k;
     }
 }
 
@@ -83,7 +83,7 @@ TEST(AAIFFTSpectralProcessorTest, PhaseIsThatOfTheFramesMiddle) {
     const double hz = 100 * static_cast<double>(kRateHz) / kFrame;
     for (const double phase : {-2.0, 0.3, 1.0, 2.5}) {
         const std::vector<Frame> frames = Frames(Sine(kFrame, hz, phase));
-        ASSERT_EQ(frames.size(), 1U);
+        ASSERT_EQ(frames.size(), 1u);
         // 50 whole periods up to the middle. The window's middle lies half a sample before it.
         const double cosine = phase - std::numbers::pi / 2;
         const double distance =
@@ -99,11 +99,11 @@ TEST(AAIFFTSpectralProcessorTest, PhasesStayWhateverTheNumberOfLooks) {
 }
 
 TEST(AAIFFTSpectralProcessorTest, ARateOfZeroGivesFrequenciesOfZero) {
-    const std::vector<Frame> frames = Frames(Sine(kFrame, 1000.0, 0.0), 0.0F);
-    ASSERT_EQ(frames.size(), 1U);
+    const std::vector<Frame> frames = Frames(Sine(kFrame, 1000.0, 0.0), 0.0f);
+    ASSERT_EQ(frames.size(), 1u);
     for (std::size_t k = 0; k < kBins; ++k) {
         const float frequency = frames[0].frequencies[k];
-        EXPECT_TRUE(frequency == 0.0F || std::isnan(frequency)) << k;
+        EXPECT_TRUE(frequency == 0.0f || std::isnan(frequency)) << k;
     }
 }
 

@@ -73,7 +73,7 @@ TEST(AnalyzeMemoryTest, AFileThatNeedsMoreThanThereIsFailsAloneInOneLine) {
     // The key keeps 254 MB a minute.
     const ChildResult result = RunTool({"analyze", large, small, "--keys", "reasigned spectrum",
                                         "--output", directory.File("out.json")},
-                                       {.addressSpace = 600UL << 20, .seconds = 120});
+                                       {.addressSpace = 600uL << 20, .seconds = 120});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "qel: " + large + ": out of memory\n");
     const auto files = Json::parse(ReadFile(directory.File("out.json")))["files"];

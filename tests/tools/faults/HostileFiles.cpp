@@ -14,7 +14,7 @@ namespace {
 
 // Under a checker everything takes several times as long, and address space without end.
 constexpr unsigned int kSeconds = QEL_SANITIZED ? 200 : 30;
-constexpr unsigned long kAddressSpace = QEL_SANITIZED ? 0 : 2UL << 30;
+constexpr unsigned long kAddressSpace = QEL_SANITIZED ? 0 : 2uL << 30;
 
 // The lines of standard error that are no warnings.
 std::vector<std::string> Complaints(const std::string& text) {

@@ -21,10 +21,10 @@ constexpr int kRateHz = 44100;
 
 // Twenty seconds of clicks, two per second: 120 BPM.
 std::vector<float> Clicks() {
-    std::vector<float> samples(20 * kRateHz, 0.0F);
+    std::vector<float> samples(20 * kRateHz, 0.0f);
     for (std::size_t at = kRateHz / 4; at + 200 < samples.size(); at += kRateHz / 2) {
         for (std::size_t i = 0; i < 200; ++i) {
-            samples[at + i] = (i % 2 == 0 ? 0.8F : -0.8F) * std::exp(-static_cast<float>(i) / 40);
+            samples[at + i] = (i % 2 == 0 ? 0.8f : -0.8f) * std::exp(-static_cast<float>(i) / 40);
         }
     }
     return samples;
@@ -40,7 +40,7 @@ std::vector<float> ScaleOfCMajor() {
         }
     };
     const int notes[] = {60, 62, 64, 65, 67, 69, 71, 72, 72, 71, 69, 67, 65, 64, 62, 60};
-    std::vector<float> samples(std::size(notes) * kRateHz / 2, 0.0F);
+    std::vector<float> samples(std::size(notes) * kRateHz / 2, 0.0f);
     for (std::size_t n = 0; n < std::size(notes); ++n) {
         add(samples, n * kRateHz / 2, (n + 1) * kRateHz / 2, notes[n]);
     }
@@ -89,8 +89,8 @@ TEST_F(ReadCommandTest, ClicksAt120PerMinuteHaveASteadyTempoOf120) {
     EXPECT_NEAR(bpm, 120, 0.5);
     EXPECT_FALSE(file.contains("key"));
     EXPECT_FALSE(file.contains("beats_per_bar"));
-    ASSERT_GE(file["beats"].size(), 30U);
-    ASSERT_GE(file["onsets"].size(), 30U);
+    ASSERT_GE(file["beats"].size(), 30u);
+    ASSERT_GE(file["onsets"].size(), 30u);
     for (const Json beat : file["beats"]) {
         // Clicks are at 0.25 s, 0.75 s and so on. Beats stand on them within a hop of 512 samples.
         const double halves = (beat["seconds"].get<double>() - 0.25) / 0.5;
@@ -104,12 +104,12 @@ TEST_F(ReadCommandTest, ABareFileIsReadAndTheTextHasALinePerReading) {
     EXPECT_EQ(bare.status, 0) << bare.err;
     EXPECT_EQ(bare.out, Run({"read", "clicks.wav"}).out);
     const Strings lines = Lines(bare.out);
-    ASSERT_EQ(lines.size(), 7U) << bare.out;
+    ASSERT_EQ(lines.size(), 7u) << bare.out;
     EXPECT_EQ(lines[0], "clicks.wav");
     EXPECT_EQ(lines[1], "  length     0:20");
     const char* const names[] = {"tempo", "bars", "key", "loudness", "bandwidth"};
     for (std::size_t i = 0; i < std::size(names); ++i) {
-        EXPECT_EQ(lines[i + 2].find(names[i]), 2U) << lines[i + 2];
+        EXPECT_EQ(lines[i + 2].find(names[i]), 2u) << lines[i + 2];
     }
 }
 
@@ -117,7 +117,7 @@ TEST_F(ReadCommandTest, ARowBeginsWithItsPathAlsoWhereThatIsEmpty) {
     const ChildResult result = Run({"read", "--format", "csv", "--only", "key", ""});
     EXPECT_EQ(result.status, 1);
     const Strings lines = Lines(result.out);
-    ASSERT_EQ(lines.size(), 2U) << result.out;
+    ASSERT_EQ(lines.size(), 2u) << result.out;
     EXPECT_EQ(lines[1].front(), ',') << lines[1];
     EXPECT_EQ(std::count(lines[0].begin(), lines[0].end(), ','),
               std::count(lines[1].begin(), lines[1].end(), ','));
@@ -141,7 +141,7 @@ TEST_F(ReadCommandTest, LoudnessIsThatOfAllChannels) {
     // gives -23 LUFS for -23 dBFS in both. In one channel of two it is 3.01 LU less.
     const std::vector<float> sine = Sine(10 * 48000, 48, 0.1);
     Write("both.wav", {sine, sine}, 48000);
-    Write("left.wav", {sine, std::vector<float>(sine.size(), 0.0F)}, 48000);
+    Write("left.wav", {sine, std::vector<float>(sine.size(), 0.0f)}, 48000);
     const ChildResult result =
         Run({"read", "both.wav", "left.wav", "--format", "json", "--only", "loudness"});
     ASSERT_EQ(result.status, 0) << result.err;
@@ -152,7 +152,7 @@ TEST_F(ReadCommandTest, LoudnessIsThatOfAllChannels) {
 }
 
 TEST_F(ReadCommandTest, SilenceHasNoTempoNoKeyAndNoLoudness) {
-    Write("silence.wav", {std::vector<float>(5 * kRateHz, 0.0F)});
+    Write("silence.wav", {std::vector<float>(5 * kRateHz, 0.0f)});
     const ChildResult result = Run({"read", "silence.wav", "--format", "json"});
     ASSERT_EQ(result.status, 0) << result.err;
     const Json file = Json::parse(result.out)["files"][0];
@@ -173,19 +173,19 @@ TEST_F(ReadCommandTest, AFileThatFailsHasARowWithItsErrorAndTheOthersAreRead) {
         Run({"read", "missing.wav", "folder", "a,b.wav", "--format", "csv", "--only", "bandwidth"});
     EXPECT_EQ(result.status, 1);
     const Strings lines = Lines(result.out);
-    ASSERT_EQ(lines.size(), 4U) << result.out;
+    ASSERT_EQ(lines.size(), 4u) << result.out;
     EXPECT_EQ(lines[0], "path,error,length_seconds,sample_rate_hz,channels,bandwidth_hz");
     const Strings errors = Lines(result.err);
-    ASSERT_EQ(errors.size(), 2U) << result.err;
+    ASSERT_EQ(errors.size(), 2u) << result.err;
     for (std::size_t i = 0; i < errors.size(); ++i) {
         const std::string name = i == 0 ? "missing.wav" : "folder";
         const std::string start = "qel: " + name + ": ";
-        ASSERT_EQ(errors[i].find(start), 0U) << errors[i];
+        ASSERT_EQ(errors[i].find(start), 0u) << errors[i];
         const std::string reason = errors[i].substr(start.size());
         const bool isQuoted = reason.find(',') != std::string::npos;
         EXPECT_EQ(lines[i + 1], name + "," + (isQuoted ? '"' + reason + '"' : reason) + ",,,,");
     }
-    EXPECT_EQ(lines[3].find("\"a,b.wav\",,1.0,44100,1,"), 0U) << lines[3];
+    EXPECT_EQ(lines[3].find("\"a,b.wav\",,1.0,44100,1,"), 0u) << lines[3];
 }
 
 TEST_F(ReadCommandTest, TsvKeepsATabOfANameInItsField) {
@@ -193,10 +193,10 @@ TEST_F(ReadCommandTest, TsvKeepsATabOfANameInItsField) {
     const ChildResult result = Run({"read", "a\tb.wav", "--format", "tsv", "--only", "bandwidth"});
     ASSERT_EQ(result.status, 0) << result.err;
     const Strings lines = Lines(result.out);
-    ASSERT_EQ(lines.size(), 2U);
+    ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(std::count(lines[0].begin(), lines[0].end(), '\t'), 5);
     EXPECT_EQ(std::count(lines[1].begin(), lines[1].end(), '\t'), 5);
-    EXPECT_EQ(lines[1].find("a\\tb.wav\t\t1.0\t"), 0U) << lines[1];
+    EXPECT_EQ(lines[1].find("a\\tb.wav\t\t1.0\t"), 0u) << lines[1];
 }
 
 TEST_F(ReadCommandTest, ListsAreRefusedInTablesAndUnknownReadingsAreNamed) {
@@ -222,7 +222,7 @@ TEST_F(ReadCommandTest, AnOutputIsReplacedOnlyWhenAskedAndNeverTheInput) {
     };
     EXPECT_EQ(to("new/out.json").status, 0);
     const std::string first = ReadFile(mDirectory.File("new/out.json"));
-    EXPECT_EQ(Json::parse(first)["files"].size(), 1U);
+    EXPECT_EQ(Json::parse(first)["files"].size(), 1u);
     EXPECT_EQ(to("new/out.json").status, 1);
     EXPECT_EQ(to("new/out.json", {"--overwrite"}).status, 0);
     const std::string audio = ReadFile(mDirectory.File("a.wav"));
@@ -238,7 +238,7 @@ TEST_F(ReadCommandTest, PitchOfASineIsItsFrequency) {
     std::size_t right = 0;
     const Json pitch = Json::parse(result.out)["files"][0]["pitch"];
     for (const Json frame : pitch) {
-        right += !frame["frequency_hz"].is_null() && frame["midi_note"] == 69 ? 1U : 0U;
+        right += !frame["frequency_hz"].is_null() && frame["midi_note"] == 69 ? 1u : 0u;
     }
     EXPECT_GT(right, pitch.size() / 2) << pitch.size();
 }
