@@ -1,11 +1,9 @@
-/*
- * Features of a recording, frame by frame, in C++.
- *
- *     features_cpp [samples.raw]
- *
- * The file holds 32-bit floats of one channel at 44100 Hz. Without a file the program analyzes one
- * second of a sine that it makes. It prints one line of comma-separated values per frame.
- */
+// Features of a recording, frame by frame, in C++.
+//
+//     features_cpp [samples.raw]
+//
+// The file holds 32-bit floats of one channel at 44100 Hz. Without a file the program analyzes one
+// second of a sine that it makes. It prints one line of comma-separated values per frame.
 #include <QelAudioAnalysis.hpp>
 
 #include <algorithm>
@@ -21,7 +19,7 @@ namespace {
 
 constexpr std::size_t kBlock = 4096;
 
-/* One second with a period of 64 samples, 689.0625 Hz: the middle of bin 16 of the spectrum. */
+// One second with a period of 64 samples, 689.0625 Hz: the middle of bin 16 of the spectrum.
 std::vector<float> makeSine() {
     std::vector<float> samples(44100);
     for (std::size_t i = 0; i < samples.size(); ++i) {

@@ -10,31 +10,31 @@
 
 namespace qel::platform {
 
-/// Brings linear PCM to floats, at its own rate and with its own channels, pulling its input from a
-/// callback. Input that the callback gave is not copied: the converter keeps its place in it over
-/// as many calls as it lasts, and asks again when all is used.
+// Brings linear PCM to floats, at its own rate and with its own channels, pulling its input from a
+// callback. Input that the callback gave is not copied: the converter keeps its place in it over
+// as many calls as it lasts, and asks again when all is used.
 class PCMConverter {
 public:
-    /// Whom to ask for input.
+    // Whom to ask for input.
     struct Input {
         AudioConverterRef converter; // what the callback is told
         AudioConverterComplexInputDataProc proc;
         void* userData;
     };
 
-    /// Whether there is a conversion between two formats: 0 or a kAudioConverterErr status.
+    // Whether there is a conversion between two formats: 0 or a kAudioConverterErr status.
     static OSStatus Check(const AudioStreamBasicDescription& source,
                           const AudioStreamBasicDescription& destination) noexcept;
 
-    /// For formats that have passed Check, of the same channels. Raises std::bad_alloc.
+    // For formats that have passed Check, of the same channels. Raises std::bad_alloc.
     PCMConverter(const PCMFormat& source, const PCMFormat& destination);
 
     PCMConverter(const PCMConverter&) = delete;
     PCMConverter& operator=(const PCMConverter&) = delete;
 
-    /// Makes up to `packets` packets; afterwards it is their number. Statuses as of
-    /// AudioConverterFillComplexBuffer. Raises what the callback raises, after which the next call
-    /// asks again.
+    // Makes up to `packets` packets; afterwards it is their number. Statuses as of
+    // AudioConverterFillComplexBuffer. Raises what the callback raises, after which the next call
+    // asks again.
     OSStatus Fill(const Input& input, UInt32& packets, AudioBufferList& output);
 
 private:

@@ -4,7 +4,7 @@
 
 namespace qel::platform {
 
-/// A name for memory. All of them stand for the C++ heap; each equals only itself.
+// A name for memory. All of them stand for the C++ heap; each equals only itself.
 class CFAllocator final : public CFObject {
 public:
     static constexpr TypeCode kType = TypeCode::kAllocator;

@@ -9,7 +9,7 @@
 namespace qel::platform {
 namespace {
 
-/// The most room that a capacity sets aside: it is a hint, and may be far off.
+// The most room that a capacity sets aside: it is a hint, and may be far off.
 constexpr std::size_t kMaximumReserve = 65536;
 
 } // namespace

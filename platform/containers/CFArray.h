@@ -8,13 +8,13 @@
 
 namespace qel::platform {
 
-/// An array of values that its callbacks retain and compare. Indices are within range: the
-/// published functions see to that.
+// An array of values that its callbacks retain and compare. Indices are within range: the
+// published functions see to that.
 class CFArray final : public CFObject {
 public:
     static constexpr TypeCode kType = TypeCode::kArray;
 
-    /// Retains `count` values. `capacity` is room to set aside, up to a limit.
+    // Retains `count` values. `capacity` is room to set aside, up to a limit.
     CFArray(CFAllocatorRef allocator, const CFArrayCallBacks& callBacks, const void* const* values,
             std::size_t count, std::size_t capacity, bool isMutable);
     ~CFArray();
@@ -23,7 +23,7 @@ public:
     bool IsMutable() const noexcept { return mIsMutable; }
     const std::vector<const void*>& Values() const noexcept { return mValues; }
 
-    /// `index` may be the count.
+    // `index` may be the count.
     void Insert(std::size_t index, const void* value);
     void Replace(std::size_t index, const void* value);
     void Remove(std::size_t index);
@@ -31,7 +31,7 @@ public:
 
     bool AreEqual(const void* first, const void* second) const;
 
-    /// The same equal callback, and values that it finds equal, one by one.
+    // The same equal callback, and values that it finds equal, one by one.
     bool Equals(const CFObject& other) const override;
     CFHashCode Hash() const override;
     std::string Describe() const override;

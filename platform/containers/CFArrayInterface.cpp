@@ -34,7 +34,7 @@ Ref NewCopy(CFAllocatorRef allocator, CFIndex capacity, CFArrayRef array, bool i
     });
 }
 
-/// The array, if it may be changed, and the index is from 0 to its count minus `excluded`.
+// The array, if it may be changed, and the index is from 0 to its count minus `excluded`.
 CFArray* MutableAt(CFMutableArrayRef array, CFIndex index, CFIndex excluded) {
     auto* object = CastTo<CFArray>(array);
     const bool isAllowed = object != nullptr && object->IsMutable() && index >= 0 &&

@@ -6,7 +6,7 @@
 
 namespace qel::platform {
 
-/// A truth value. There are two.
+// A truth value. There are two.
 class CFBoolean final : public CFObject {
 public:
     static constexpr TypeCode kType = TypeCode::kBoolean;

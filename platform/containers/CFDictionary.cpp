@@ -9,12 +9,12 @@
 namespace qel::platform {
 namespace {
 
-/// The most room that a capacity sets aside: it is a hint, and may be far off.
+// The most room that a capacity sets aside: it is a hint, and may be far off.
 constexpr std::size_t kMaximumReserve = 65536;
 constexpr std::size_t kFewestSlots = 8;
 
-/// How many entries a table of so many slots may hold, dead ones included: half, so that a probe
-/// is short and always meets an empty slot.
+// How many entries a table of so many slots may hold, dead ones included: half, so that a probe
+// is short and always meets an empty slot.
 constexpr std::size_t RoomIn(std::size_t slotCount) {
     return slotCount / 2;
 }
@@ -82,7 +82,7 @@ const CFDictionary::Entry* CFDictionary::Find(const void* key) const {
     return mLiveCount == 0 ? nullptr : FindHashed(key, HashOf(key));
 }
 
-/// Gives every live entry a new place, in a table with room for `count` entries and as many again.
+// Gives every live entry a new place, in a table with room for `count` entries and as many again.
 void CFDictionary::Rebuild(std::size_t count) {
     std::size_t slotCount = kFewestSlots;
     while (RoomIn(slotCount) < 2 * count) {

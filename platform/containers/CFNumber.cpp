@@ -11,7 +11,7 @@
 namespace qel::platform {
 namespace {
 
-/// 2 to the 63rd: the smallest double above every 64-bit integer.
+// 2 to the 63rd: the smallest double above every 64-bit integer.
 constexpr double kInt64End = 9223372036854775808.0;
 
 template <typename T>
@@ -47,7 +47,7 @@ int OrderOfDoubles(double first, double second) {
     return Order(first, second);
 }
 
-/// Exact, where converting the integer to a double would round.
+// Exact, where converting the integer to a double would round.
 int OrderOfMixed(std::int64_t first, double second) {
     if (std::isnan(second) || second < -kInt64End) {
         return 1;

@@ -12,7 +12,7 @@
 
 namespace qel::platform {
 
-/// The types there are. 0 stays free: it is the type id of a null object.
+// The types there are. 0 stays free: it is the type id of a null object.
 enum class TypeCode : std::uint32_t {
     kAllocator = 1,
     kNull,
@@ -26,14 +26,14 @@ enum class TypeCode : std::uint32_t {
     kUUID
 };
 
-/// Whether an object counts its owners, or is a constant that lives as long as the process.
+// Whether an object counts its owners, or is a constant that lives as long as the process.
 enum class Lifetime : bool { kCounted, kImmortal };
 
-/// What stands behind every reference: a type and an atomic count.
-///
-/// A reference is the address of the CFObject part of an object; Reference and CastTo are the two
-/// ways across. The class has no virtual destructor, so that constants need no code at start or
-/// exit; a final class implements Destroy as `delete this`.
+// What stands behind every reference: a type and an atomic count.
+//
+// A reference is the address of the CFObject part of an object; Reference and CastTo are the two
+// ways across. The class has no virtual destructor, so that constants need no code at start or
+// exit; a final class implements Destroy as `delete this`.
 class CFObject {
 public:
     CFObject(const CFObject&) = delete;
@@ -42,14 +42,14 @@ public:
     TypeCode Type() const noexcept { return mType; }
 
     void Retain() const noexcept;
-    /// Destroys the object when the last owner lets go.
+    // Destroys the object when the last owner lets go.
     void Release() const noexcept;
     CFIndex RetainCount() const noexcept;
 
-    /// Equality by content. `other` has the same type as this object.
+    // Equality by content. `other` has the same type as this object.
     virtual bool Equals(const CFObject& other) const = 0;
     virtual CFHashCode Hash() const = 0;
-    /// UTF-8 text for people.
+    // UTF-8 text for people.
     virtual std::string Describe() const = 0;
 
 protected:
@@ -66,7 +66,7 @@ private:
     mutable std::atomic<std::int32_t> mCount;
 };
 
-/// The object behind a reference, or null if it is null or of another type than T.
+// The object behind a reference, or null if it is null or of another type than T.
 template <typename T>
 T* CastTo(const void* reference) noexcept {
     const auto* object = static_cast<const CFObject*>(reference);
@@ -76,7 +76,7 @@ T* CastTo(const void* reference) noexcept {
     return const_cast<T*>(static_cast<const T*>(object));
 }
 
-/// The reference to an object, which may be null.
+// The reference to an object, which may be null.
 template <typename Ref>
 Ref Reference(const CFObject* object) noexcept {
     const void* address = object;
@@ -87,12 +87,12 @@ Ref Reference(const CFObject* object) noexcept {
     }
 }
 
-/// The type id that stands for a type at the interface.
+// The type id that stands for a type at the interface.
 constexpr CFTypeID TypeID(TypeCode type) noexcept {
     return static_cast<CFTypeID>(type);
 }
 
-/// Runs a function that makes an object, and answers null if memory runs out.
+// Runs a function that makes an object, and answers null if memory runs out.
 template <typename Make>
 auto NullWithoutMemory(Make make) -> decltype(make()) {
     try {

@@ -6,12 +6,12 @@
 
 namespace qel::platform {
 
-/// A location: its text, and the location that it is relative to, if any.
+// A location: its text, and the location that it is relative to, if any.
 class CFURL final : public CFObject {
 public:
     static constexpr TypeCode kType = TypeCode::kURL;
 
-    /// Retains both; `base` may be null.
+    // Retains both; `base` may be null.
     CFURL(CFStringRef text, CFURLRef base) noexcept;
     ~CFURL();
 

@@ -8,7 +8,7 @@
 
 namespace qel::platform {
 
-/// A universally unique identifier.
+// A universally unique identifier.
 class CFUUID final : public CFObject {
 public:
     static constexpr TypeCode kType = TypeCode::kUUID;
@@ -21,7 +21,7 @@ public:
 
     bool Equals(const CFObject& other) const override;
     CFHashCode Hash() const override;
-    /// 8-4-4-4-12 upper-case hexadecimal digits.
+    // 8-4-4-4-12 upper-case hexadecimal digits.
     std::string Describe() const override;
 
 private:

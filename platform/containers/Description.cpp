@@ -11,7 +11,7 @@
 namespace qel::platform {
 namespace {
 
-/// The longest list that stays on one line, in bytes.
+// The longest list that stays on one line, in bytes.
 constexpr std::size_t kLineLength = 80;
 
 std::string OnOneLine(const std::vector<std::string>& items) {

@@ -6,13 +6,13 @@
 
 namespace qel::platform {
 
-/// Whether the whole range is within the indices from 0 to count - 1.
+// Whether the whole range is within the indices from 0 to count - 1.
 constexpr bool LiesWithin(CFRange range, CFIndex count) noexcept {
     return range.location >= 0 && range.length >= 0 && range.location <= count &&
            range.length <= count - range.location;
 }
 
-/// The part of a range that is within the indices from 0 to count - 1. A negative length is none.
+// The part of a range that is within the indices from 0 to count - 1. A negative length is none.
 constexpr CFRange Overlap(CFRange range, CFIndex count) noexcept {
     if (range.length <= 0 || range.location >= count) {
         return {0, 0};

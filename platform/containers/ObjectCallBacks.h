@@ -4,7 +4,7 @@
 
 namespace qel::platform {
 
-/// CFRetain and CFRelease, in the form of a container's callbacks.
+// CFRetain and CFRelease, in the form of a container's callbacks.
 inline const void* RetainObject(CFAllocatorRef, const void* object) {
     return CFRetain(object);
 }

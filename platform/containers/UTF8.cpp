@@ -6,8 +6,8 @@
 namespace qel::platform {
 namespace {
 
-/// How a code point of several bytes begins: the bits that mark its first byte, the bits of it that
-/// belong to the value, the bytes that follow, and the smallest value that needs so many.
+// How a code point of several bytes begins: the bits that mark its first byte, the bits of it that
+// belong to the value, the bytes that follow, and the smallest value that needs so many.
 struct LeadByte {
     std::uint8_t mark;
     std::uint8_t valueBits;
@@ -36,7 +36,7 @@ void Append(std::u16string& units, std::uint32_t value) {
     units += static_cast<char16_t>(0xDC00 + (value & 0x3FF));
 }
 
-/// Takes the first code point off `bytes`; false if it is not valid.
+// Takes the first code point off `bytes`; false if it is not valid.
 bool TakeCodePoint(std::string_view& bytes, std::uint32_t& value) {
     const auto first = static_cast<std::uint8_t>(bytes.front());
     const auto* lead = std::find_if(

@@ -1,16 +1,14 @@
-/*
- * Musical answers computed from the keys of QelAudioAnalysis: tempo, beats, bars, key, onsets,
- * pitch, timbre, loudness and bandwidth.
- *
- *     qel::readings::Reader reader({Reading::Tempo, Reading::Key}, {.sampleRateHz = 44100});
- *     reader.push(samples);
- *     const qel::readings::Answers answers = reader.finish();
- *     std::cout << answers.tempo->bpm << " BPM, " << answers.key->main.name() << '\n';
- *
- * docs/readings.md tells how each reading is computed, and how far to trust it.
- *
- * A program links libQelReadings (CMake target QelAudioAnalysis::Readings).
- */
+// Musical answers computed from the keys of QelAudioAnalysis: tempo, beats, bars, key, onsets,
+// pitch, timbre, loudness and bandwidth.
+//
+//     qel::readings::Reader reader({Reading::Tempo, Reading::Key}, {.sampleRateHz = 44100});
+//     reader.push(samples);
+//     const qel::readings::Answers answers = reader.finish();
+//     std::cout << answers.tempo->bpm << " BPM, " << answers.key->main.name() << '\n';
+//
+// docs/readings.md tells how each reading is computed, and how far to trust it.
+//
+// A program links libQelReadings (CMake target QelAudioAnalysis::Readings).
 #pragma once
 
 #include <cstddef>
@@ -30,46 +28,46 @@
 
 namespace qel::readings {
 
-/* What can be asked for. Each costs only the keys it needs. */
+// What can be asked for. Each costs only the keys it needs.
 enum class Reading {
-    Tempo,        /* beats per minute of the whole stream */
-    Beats,        /* times of the beats, and a grid where the tempo is steady */
-    Bars,         /* beats per bar, and each beat's position in its bar */
-    Key,          /* the musical key, and segments of constant key */
-    Onsets,       /* times at which notes and strokes begin */
-    Pitch,        /* fundamental frequency of one voice, per frame */
-    Timbre,       /* mel-frequency cepstral coefficients, per frame */
-    Loudness,     /* loudness, loudness range and peaks, EBU R 128 */
-    Bandwidth,    /* up to which frequency the sound reaches */
-    RunningTempo, /* tempo from what was heard so far, per frame */
+    Tempo,        // beats per minute of the whole stream
+    Beats,        // times of the beats, and a grid where the tempo is steady
+    Bars,         // beats per bar, and each beat's position in its bar
+    Key,          // the musical key, and segments of constant key
+    Onsets,       // times at which notes and strokes begin
+    Pitch,        // fundamental frequency of one voice, per frame
+    Timbre,       // mel-frequency cepstral coefficients, per frame
+    Loudness,     // loudness, loudness range and peaks, EBU R 128
+    Bandwidth,    // up to which frequency the sound reaches
+    RunningTempo, // tempo from what was heard so far, per frame
 };
 
-/* Every reading, in the order of the enumeration. */
+// Every reading, in the order of the enumeration.
 QEL_READINGS_EXPORT std::span<const Reading> allReadings() noexcept;
 
-/* The stream to be read. */
+// The stream to be read.
 struct Setup {
-    double sampleRateHz = 44100;    /* 8000 to 768000 */
-    std::uint32_t channels = 1;     /* 1 to 64 */
-    std::uint64_t lengthFrames = 0; /* expected length in samples per channel; 0: unknown */
+    double sampleRateHz = 44100;    // 8000 to 768000
+    std::uint32_t channels = 1;     // 1 to 64
+    std::uint64_t lengthFrames = 0; // expected length in samples per channel; 0: unknown
 };
 
-/* The tempo of a stream. */
+// The tempo of a stream.
 struct Tempo {
-    bool isSteady = false;     /* false: there is no steady tempo, and bpm is the best guess */
-    double bpm = 0;            /* beats per minute, a real number; 0: nothing was found */
-    double alternativeBpm = 0; /* at half, double, a third or three times that; 0: none */
-    float strength = 0;        /* 0 to 1: the share of such answers that are right */
+    bool isSteady = false;     // false: there is no steady tempo, and bpm is the best guess
+    double bpm = 0;            // beats per minute, a real number; 0: nothing was found
+    double alternativeBpm = 0; // at half, double, a third or three times that; 0: none
+    float strength = 0;        // 0 to 1: the share of such answers that are right
 };
 
-/* One beat. */
+// One beat.
 struct Beat {
-    double seconds = 0; /* on the attack */
-    float strength = 0; /* onset strength there, 0 to 1 within the stream */
-    int position = 0;   /* within its bar, from 1 on; 0: not asked for, or not known */
+    double seconds = 0; // on the attack
+    float strength = 0; // onset strength there, 0 to 1 within the stream
+    int position = 0;   // within its bar, from 1 on; 0: not asked for, or not known
 };
 
-/* A grid of beats at equal distances. */
+// A grid of beats at equal distances.
 struct Grid {
     double firstBeatSeconds = 0;
     double bpm = 0;
@@ -77,26 +75,26 @@ struct Grid {
 
 struct Beats {
     std::vector<Beat> beats;
-    std::optional<Grid> grid; /* where the tempo is steady */
+    std::optional<Grid> grid; // where the tempo is steady
 };
 
 struct Bars {
-    int beatsPerBar = 0; /* 2 to 7; 0: not known */
-    float strength = 0;  /* 0 to 1: the share of such answers that are right */
+    int beatsPerBar = 0; // 2 to 7; 0: not known
+    float strength = 0;  // 0 to 1: the share of such answers that are right
     std::vector<double> downBeatSeconds;
 };
 
-/* One of 24 keys. */
+// One of 24 keys.
 struct MusicalKey {
-    int tonic = 0; /* semitones above C: 0 to 11 */
+    int tonic = 0; // semitones above C: 0 to 11
     bool isMinor = false;
 
-    /* "C major", "F# minor". */
+    // "C major", "F# minor".
     QEL_READINGS_EXPORT std::string name() const;
     bool operator==(const MusicalKey&) const = default;
 };
 
-/* A stretch of one key. Segments follow each other without gaps. */
+// A stretch of one key. Segments follow each other without gaps.
 struct KeySegment {
     double beginSeconds = 0;
     double endSeconds = 0;
@@ -106,49 +104,49 @@ struct KeySegment {
 struct KeyAnswer {
     MusicalKey main;
     MusicalKey runnerUp;
-    /* 0 to 1: the share of such answers that are right; 0: no key was found, and main and runnerUp
-       mean nothing */
+    // 0 to 1: the share of such answers that are right; 0: no key was found, and main and runnerUp
+    // mean nothing
     float strength = 0;
     std::vector<KeySegment> segments;
 };
 
 struct Onset {
     double seconds = 0;
-    float strength = 0; /* 0 to 1 within the stream */
+    float strength = 0; // 0 to 1 within the stream
 };
 
-/* The fundamental frequency in one frame. */
+// The fundamental frequency in one frame.
 struct Pitch {
-    double seconds = 0;    /* middle of the frame */
-    float frequencyHz = 0; /* 0: not voiced */
-    float strength = 0;    /* 0 to 1 */
+    double seconds = 0;    // middle of the frame
+    float frequencyHz = 0; // 0: not voiced
+    float strength = 0;    // 0 to 1
 
     bool isVoiced() const noexcept { return frequencyHz > 0; }
-    /* Deviation from the nearest note of equal temperament, -50 to 50, at an A of 440 Hz. */
+    // Deviation from the nearest note of equal temperament, -50 to 50, at an A of 440 Hz.
     QEL_READINGS_EXPORT double cents() const;
-    /* The nearest note as a MIDI number; 69 is A at 440 Hz. */
+    // The nearest note as a MIDI number; 69 is A at 440 Hz.
     QEL_READINGS_EXPORT int note() const;
 };
 
-/* Parameters of Timbre. Names and meanings are those of librosa's mfcc. */
+// Parameters of Timbre. Names and meanings are those of librosa's mfcc.
 struct TimbreSettings {
     std::uint32_t n_mfcc = 13;
     std::uint32_t n_mels = 40;
     double fmin = 0;
-    double fmax = 0; /* 0: half the sample rate, at most 16000 Hz */
+    double fmax = 0; // 0: half the sample rate, at most 16000 Hz
     bool htk = false;
     double lifter = 0;
-    double top_db = 80; /* infinity: no limit */
+    double top_db = 80; // infinity: no limit
 };
 
 struct Timbre {
     std::uint32_t coefficients = 0;
-    double frameSeconds = 0; /* length of a frame */
+    double frameSeconds = 0; // length of a frame
     double hopSeconds = 0;
-    std::vector<float> values; /* `coefficients` per frame, frame after frame */
+    std::vector<float> values; // `coefficients` per frame, frame after frame
 };
 
-/* What does not exist is empty: all of them for a stream of silence. */
+// What does not exist is empty: all of them for a stream of silence.
 struct Loudness {
     std::optional<double> integratedLufs;
     std::optional<double> rangeLu;
@@ -157,17 +155,17 @@ struct Loudness {
 };
 
 struct Bandwidth {
-    std::optional<double> cutoffHz; /* empty: none was found above a quarter of the sample rate */
+    std::optional<double> cutoffHz; // empty: none was found above a quarter of the sample rate
 };
 
 struct RunningTempo {
     double hopSeconds = 0;
-    std::vector<float> bpm; /* one per hop */
+    std::vector<float> bpm; // one per hop
 };
 
-/* The readings that were asked for; the others are empty. */
+// The readings that were asked for; the others are empty.
 struct Answers {
-    double seconds = 0; /* length of the stream */
+    double seconds = 0; // length of the stream
     std::optional<Tempo> tempo;
     std::optional<Beats> beats;
     std::optional<Bars> bars;
@@ -180,19 +178,17 @@ struct Answers {
     std::optional<RunningTempo> runningTempo;
 };
 
-/*
- * Reads a stream. Life: construct, push any number of times, finish; reset begins another stream.
- *
- * The answers depend on the samples alone, not on how they are cut into pushes.
- *
- * Threads: one thread at a time per reader; different readers may run in different threads. No
- * reader starts a thread.
- *
- * Errors: std::invalid_argument for a setup or settings out of range; std::logic_error for push and
- * finish after finish, and for a moved-from reader, which can be assigned to and destroyed;
- * std::bad_alloc when memory runs out; qel::Error (QelAudioAnalysis/Error.hpp) for what the library
- * refuses. After an exception from push or finish, reset the reader.
- */
+// Reads a stream. Life: construct, push any number of times, finish; reset begins another stream.
+//
+// The answers depend on the samples alone, not on how they are cut into pushes.
+//
+// Threads: one thread at a time per reader; different readers may run in different threads. No
+// reader starts a thread.
+//
+// Errors: std::invalid_argument for a setup or settings out of range; std::logic_error for push and
+// finish after finish, and for a moved-from reader, which can be assigned to and destroyed;
+// std::bad_alloc when memory runs out; qel::Error (QelAudioAnalysis/Error.hpp) for what the library
+// refuses. After an exception from push or finish, reset the reader.
 class QEL_READINGS_EXPORT Reader {
 public:
     Reader(std::span<const Reading> readings, const Setup& setup,
@@ -204,18 +200,18 @@ public:
     Reader& operator=(Reader&&) noexcept;
     ~Reader();
 
-    /* Reads the next `frames` samples of every channel, any number of them. One pointer per
-       channel; a stream of several channels is mixed to their mean for all readings but
-       Loudness. */
+    // Reads the next `frames` samples of every channel, any number of them. One pointer per
+    // channel; a stream of several channels is mixed to their mean for all readings but
+    // Loudness.
     void push(std::span<const float* const> channels, std::size_t frames);
 
-    /* The same for a stream of one channel. */
+    // The same for a stream of one channel.
     void push(std::span<const float> samples);
 
-    /* Ends the stream and tells the answers. Once per stream. */
+    // Ends the stream and tells the answers. Once per stream.
     Answers finish();
 
-    /* Begins another stream with the same setup. */
+    // Begins another stream with the same setup.
     void reset();
 
 private:

@@ -1,4 +1,4 @@
-/* Every key there is, all in one analyzer. */
+// Every key there is, all in one analyzer.
 #include "TestSignals.h"
 
 #include <QelAudioAnalysis.hpp>
@@ -17,8 +17,8 @@ namespace {
 constexpr double kRateHz = 44100;
 constexpr std::uint32_t kMaxFrames = 4096;
 
-/* Drums over a chord and a whisper of noise, clipped so that the loudest samples are many: what is
-   left of the streams before a reset then changes no headroom. */
+// Drums over a chord and a whisper of noise, clipped so that the loudest samples are many: what is
+// left of the streams before a reset then changes no headroom.
 std::vector<float> music(double chordHz, unsigned seed) {
     std::vector<float> samples = test::drums(10, 120, 4);
     const std::vector<float> hiss = test::noise(samples.size(), seed);
@@ -36,7 +36,7 @@ std::vector<float> music(double chordHz, unsigned seed) {
 
 using Results = std::map<std::string, std::vector<StoredResult>>;
 
-/* Pushes of all kinds of sizes, a good part of them multiples of 512. */
+// Pushes of all kinds of sizes, a good part of them multiples of 512.
 void pushAll(Analyzer& analyzer, const std::vector<std::vector<float>>& channels) {
     const std::size_t sizes[] = {512, 1000, 4096, 1, 2048, 63, 0, 1536, 4095, 3584, 777};
     const std::size_t length = channels.front().size();
@@ -56,7 +56,7 @@ void pushAll(Analyzer& analyzer, const std::vector<std::vector<float>>& channels
     }
 }
 
-/* Bit by bit, as a value that is no number equals itself here. */
+// Bit by bit, as a value that is no number equals itself here.
 void expectSame(const std::vector<float>& first, const std::vector<float>& second) {
     ASSERT_EQ(first.size(), second.size());
     EXPECT_EQ(std::memcmp(first.data(), second.data(), first.size() * sizeof(float)), 0);

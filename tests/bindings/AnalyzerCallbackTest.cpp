@@ -1,4 +1,4 @@
-/* What happens when callbacks throw, stop, or misbehave. */
+// What happens when callbacks throw, stop, or misbehave.
 #include "TestSignals.h"
 
 #include <QelAudioAnalysis.hpp>
@@ -10,7 +10,7 @@
 namespace qel {
 namespace {
 
-/* 2048 samples are three frames. */
+// 2048 samples are three frames.
 const StreamSetup kMono{.sampleRateHz = 44100, .maxFrames = 2048};
 const std::vector<float> kSamples = test::noise(2048, 1);
 

@@ -1,4 +1,4 @@
-/* Ways to push audio, and the places in time of what comes out. */
+// Ways to push audio, and the places in time of what comes out.
 #include "TestSignals.h"
 
 #include <QelAudioAnalysis.hpp>
@@ -16,7 +16,7 @@ const std::initializer_list<std::string_view> kAllBuilt = {
     "temporal properties",      "generic spectrum properties", "spectrum histogram properties",
     "spectrum peak properties", "spectrum flux properties",    "spectrum"};
 
-/* Everything that `push` makes an analyzer of these keys deliver. */
+// Everything that `push` makes an analyzer of these keys deliver.
 template <class Push>
 std::vector<StoredResult> resultsOf(std::initializer_list<std::string_view> keys,
                                     const StreamSetup& setup, Push push) {

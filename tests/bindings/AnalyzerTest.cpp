@@ -1,4 +1,4 @@
-/* Construction, ownership, keys and parameters. */
+// Construction, ownership, keys and parameters.
 #include "TestSignals.h"
 
 #include <QelAudioAnalysis.hpp>
@@ -15,7 +15,7 @@ namespace {
 
 const StreamSetup kMono{.sampleRateHz = 44100, .maxFrames = 1024};
 
-/* The error that `action` raises; a failure and an error of status 0 if it raises none. */
+// The error that `action` raises; a failure and an error of status 0 if it raises none.
 template <class Action>
 Error errorOf(Action action) {
     try {

@@ -1,4 +1,4 @@
-/* Frames that all arrive at the end of a stream, and pushes of sizes that a key does not take. */
+// Frames that all arrive at the end of a stream, and pushes of sizes that a key does not take.
 #include "TestSignals.h"
 
 #include <QelAudioAnalysis.hpp>
@@ -18,7 +18,7 @@ constexpr std::size_t kFrames = (kLength - 512) / 64 + 1;
 
 using Channels = std::vector<std::vector<float>>;
 
-/* All results of a stream pushed at once, by key. */
+// All results of a stream pushed at once, by key.
 std::map<std::string, std::vector<StoredResult>>
 resultsOf(const std::vector<std::string>& keys, const Channels& audio, std::uint32_t length) {
     Analyzer analyzer(keys, {.sampleRateHz = kRateHz,
@@ -67,7 +67,7 @@ TEST(FramesAtEndTest, AStreamShorterThanAFrameHasNone) {
                     .empty());
 }
 
-/* An analyzer for a key that takes multiples of 512, and one that takes anything. */
+// An analyzer for a key that takes multiples of 512, and one that takes anything.
 class PushMultipleTest : public ::testing::Test {
 protected:
     PushMultipleTest() : mAnalyzer({"audio range", "spectrum"}, {.maxFrames = kLength}) {

@@ -1,4 +1,4 @@
-/* How the client joins the rows of the table with their texts. */
+// How the client joins the rows of the table with their texts.
 #include <QelAudioAnalysis/Keys.hpp>
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-/* Holds the table of keys and the library together. */
+// Holds the table of keys and the library together.
 #include "TestSignals.h"
 
 #include <QelAudioAnalysis.hpp>
@@ -13,7 +13,7 @@
 namespace qel {
 namespace {
 
-/* One call of the data callback, as the C functions show it. */
+// One call of the data callback, as the C functions show it.
 struct Call {
     std::uint32_t blockBytes = 0;
     // Numbers of the first block: for events time, strength, time, ..., likewise for partials, for
@@ -22,10 +22,10 @@ struct Call {
     std::map<std::string, std::vector<float>> values; // of the dictionary: first channel and frame
 };
 
-/* Runs the C functions alone: this is about the library, so the client must not be in between. */
+// Runs the C functions alone: this is about the library, so the client must not be in between.
 class RawRun {
 public:
-    /* Analyzes `samples` of one channel, in pushes of 1000, for one key. */
+    // Analyzes `samples` of one channel, in pushes of 1000, for one key.
     RawRun(const KeyInfo& row, const std::vector<float>& samples)
         : mRow(row), mKey(detail::makeString(row.key)) {
         const auto keys = detail::makeArray();
@@ -85,7 +85,7 @@ private:
         }
     }
 
-    /* Those of the first frame in the dictionary. */
+    // Those of the first frame in the dictionary.
     std::map<std::string, std::vector<float>> valuesOf(QelAudioAnalysisRef handle, UInt32 count,
                                                        const QelAudioAnalysisBlock* blocks) const {
         const detail::CFOwner<CFTypeRef> dictionary(
@@ -139,8 +139,8 @@ private:
         return {text.begin(), text.end()};
     }
 
-    /* What is about the stream as a whole has no level of frames; a count, a vector and a name have
-       no name of a value but the key's. */
+    // What is about the stream as a whole has no level of frames; a count, a vector and a name have
+    // no name of a value but the key's.
     static std::map<std::string, std::vector<float>> channelOf(const void* channel,
                                                                const KeyInfo& row) {
         if (row.payload == PayloadKind::Count) {
@@ -158,7 +158,7 @@ private:
         return valuesOf(static_cast<CFDictionaryRef>(frame));
     }
 
-    /* Numbers of which the values of the row take turns. */
+    // Numbers of which the values of the row take turns.
     static std::map<std::string, std::vector<float>> byName(const std::vector<float>& numbers,
                                                             const KeyInfo& row) {
         std::map<std::string, std::vector<float>> values;
@@ -205,8 +205,8 @@ private:
     QelAudioAnalysisRef mHandle = nullptr;
 };
 
-/* Audio that the key finds something in: `length` samples of noise, or for results at the end
-   music of some bars. */
+// Audio that the key finds something in: `length` samples of noise, or for results at the end
+// music of some bars.
 std::vector<float> audioFor(const KeyInfo& row, std::size_t length) {
     return row.delivery == Delivery::AtEnd ? test::drums(12, 120, 3) : test::noise(length, 1);
 }
@@ -219,7 +219,7 @@ TEST(KeysTest, RowsAreTheKeysThatTheLibraryBuildsInItsOrder) {
     EXPECT_EQ(rows, Analyzer::availableKeys());
 }
 
-/* A part of the library that keeps frames without telling of them. */
+// A part of the library that keeps frames without telling of them.
 bool hidesItsFrames(const KeyInfo& row) {
     return row.key == "audio range";
 }
@@ -268,8 +268,8 @@ TEST(KeysTest, ResultsArriveAsOftenAsTheRowSays) {
     }
 }
 
-/* The names in the dictionary are those of the row, and each carries the numbers that stand at the
-   name's place in the payload. */
+// The names in the dictionary are those of the row, and each carries the numbers that stand at the
+// name's place in the payload.
 TEST(KeysTest, NamesAndOrderOfValuesAreThoseOfTheDictionary) {
     for (const KeyInfo& row : kKeys) {
         SCOPED_TRACE(row.key);
@@ -307,8 +307,8 @@ void expectInRange(const ValueInfo& value, float number, double rateHz) {
     EXPECT_TRUE(std::isfinite(number)) << value.name;
 }
 
-/* A bin without any magnitude, as all bins of digital silence are, has no frequency; what reaches
-   nowhere is marked. */
+// A bin without any magnitude, as all bins of digital silence are, has no frequency; what reaches
+// nowhere is marked.
 bool isWithoutValue(const KeyInfo& row, float number) {
     return (row.key == "instantaneous frequency" && std::isnan(number)) ||
            (row.key == "audio range" && (number == 100 || number == -1));
@@ -327,7 +327,7 @@ void expectInRange(const KeyInfo& row, const std::vector<std::vector<float>>& si
     }
 }
 
-/* Silence and a constant have no pitch classes. */
+// Silence and a constant have no pitch classes.
 bool hasNumbersWithoutPitch(const KeyInfo& row) {
     return row.key != "pitch class profile" && row.key != "pitch class profile tonal centroid";
 }

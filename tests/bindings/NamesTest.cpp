@@ -1,4 +1,4 @@
-/* Keys whose results are names, and a key that needs a companion. */
+// Keys whose results are names, and a key that needs a companion.
 #include "TestSignals.h"
 
 #include <QelAudioAnalysis.hpp>
@@ -17,7 +17,7 @@ constexpr std::size_t kLength = 8192 + 3 * 512; // four frames
 const StreamSetup kMono{.sampleRateHz = 44100, .maxFrames = kLength};
 const StreamSetup kStereo{.sampleRateHz = 44100, .channels = 2, .maxFrames = kLength};
 
-/* Sines of one level at the given MIDI note numbers. */
+// Sines of one level at the given MIDI note numbers.
 std::vector<float> chord(const std::vector<int>& notes) {
     std::vector<float> samples(kLength);
     for (const int note : notes) {
@@ -33,7 +33,7 @@ std::vector<float> chord(const std::vector<int>& notes) {
 const std::vector<float> kCMajor = chord({60, 64, 67});
 const std::vector<float> kAMinor = chord({57, 60, 64});
 
-/* The names of one channel, by key. */
+// The names of one channel, by key.
 using Names = std::map<std::string, std::vector<std::string>>;
 
 Names namesOf(const std::vector<std::string>& keys, const std::vector<float>& samples) {

@@ -1,4 +1,4 @@
-/* Reading payloads of events and counts, from blocks that the test makes. */
+// Reading payloads of events and counts, from blocks that the test makes.
 #include <QelAudioAnalysis.hpp>
 #include <gtest/gtest.h>
 
@@ -109,7 +109,7 @@ constexpr ValueInfo kReachValues[] = {{"reach", "1", {0, 1}, "", ""}};
 constexpr KeyInfo kReach{"reach", PayloadKind::Range, 24, Delivery::AtEnd, 1024,
                          512,     kReachValues,       ""};
 
-/* Every block shows the records of both channels. */
+// Every block shows the records of both channels.
 class RangeResultTest : public ::testing::Test {
 protected:
     std::array<QelAudioAnalysisRange, 2> mRecords{

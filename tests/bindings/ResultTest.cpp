@@ -1,4 +1,4 @@
-/* Reading a payload, from blocks that the test makes and from a real run. */
+// Reading a payload, from blocks that the test makes and from a real run.
 #include "TestSignals.h"
 
 #include <QelAudioAnalysis.hpp>
@@ -9,7 +9,7 @@
 namespace qel {
 namespace {
 
-/* Two channels of a key with two floats. */
+// Two channels of a key with two floats.
 class ResultTest : public ::testing::Test {
 protected:
     std::array<float, 2> mLeft{1, 2};
@@ -61,9 +61,9 @@ TEST_F(ResultTest, KeyWithoutARowGivesItsBytesAlone) {
     EXPECT_THROW(unknown.value("spectrum flux"), Error);
 }
 
-/* A sine in the middle of bin 16 has there twice the plain transform of its windowed frame: the
-   sum over the window, 1025 / 2, times the amplitude. Neighbours get half of it, with opposite
-   sign, and the bins beyond almost nothing. */
+// A sine in the middle of bin 16 has there twice the plain transform of its windowed frame: the
+// sum over the window, 1025 / 2, times the amplitude. Neighbours get half of it, with opposite
+// sign, and the bins beyond almost nothing.
 TEST(SpectrumResultTest, SineHasTheMagnitudeThatTheDocumentationTells) {
     Analyzer analyzer({"spectrum"}, {.sampleRateHz = 44100});
     int results = 0;

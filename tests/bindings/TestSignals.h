@@ -1,6 +1,4 @@
-/*
- * Audio that the tests of the client make for themselves.
- */
+// Audio that the tests of the client make for themselves.
 #pragma once
 
 #include <cmath>
@@ -11,8 +9,8 @@
 
 namespace qel::test {
 
-/* A sine with a period of `period` samples; no sample is exactly 0 for an even period, as the phase
-   starts half a sample behind the crossing. */
+// A sine with a period of `period` samples; no sample is exactly 0 for an even period, as the phase
+// starts half a sample behind the crossing.
 inline std::vector<float> sine(std::size_t length, double amplitude, double period) {
     std::vector<float> samples(length);
     for (std::size_t i = 0; i < length; ++i) {
@@ -32,8 +30,8 @@ inline std::vector<float> noise(std::size_t length, unsigned seed) {
     return samples;
 }
 
-/* Strokes of a low drum at a steady tempo over a whisper of noise, at 44100 Hz; every `meter`th one
-   from the first on is twice as loud. The first stands at 0.2 s. */
+// Strokes of a low drum at a steady tempo over a whisper of noise, at 44100 Hz; every `meter`th one
+// from the first on is twice as loud. The first stands at 0.2 s.
 inline std::vector<float> drums(double seconds, double bpm, int meter) {
     constexpr double kRateHz = 44100;
     std::vector<float> samples = noise(static_cast<std::size_t>(seconds * kRateHz), 9);

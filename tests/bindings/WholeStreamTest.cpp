@@ -1,4 +1,4 @@
-/* Results that arrive at the end of a stream: tempo, beats, meter and down beats. */
+// Results that arrive at the end of a stream: tempo, beats, meter and down beats.
 #include "TestSignals.h"
 
 #include <QelAudioAnalysis.hpp>
@@ -18,12 +18,12 @@ const Keys kRhythm = {"global tempo", "beat data", "global number of beats per b
                       "down beat data"};
 const Keys kTempoAlone = {"global tempo"};
 
-/* What is heard as a beat lies within the frame of 1024 samples that is the beat, or behind it: the
-   smoothing's kernel is centred at 20 of 21 parts of its half length, 5 % of a period early. */
+// What is heard as a beat lies within the frame of 1024 samples that is the beat, or behind it: the
+// smoothing's kernel is centred at 20 of 21 parts of its half length, 5 % of a period early.
 constexpr double kFrameSeconds = 1024.0 / 44100;
 constexpr double kHopSeconds = 128.0 / 44100;
 
-/* An analyzer that keeps all it delivers, by key. */
+// An analyzer that keeps all it delivers, by key.
 class WholeRun {
 public:
     explicit WholeRun(const Keys& keys, std::uint32_t channels = 1)
@@ -56,7 +56,7 @@ public:
     std::map<std::string, std::vector<StoredResult>> results;
 };
 
-/* The status of the error out of finish, and its text; 0 if there is none. */
+// The status of the error out of finish, and its text; 0 if there is none.
 struct Outcome {
     SInt32 status = 0;
     std::string text;

@@ -1,6 +1,4 @@
-/*
- * A client in C++20: the RMS of one second of a sine is amplitude / sqrt(2).
- */
+// A client in C++20: the RMS of one second of a sine is amplitude / sqrt(2).
 #include <QelAudioAnalysis.hpp>
 
 #include <cmath>

@@ -1,6 +1,4 @@
-/*
- * A reader of files: the samples of a WAV of 16 bits, and the reason why a missing file has none.
- */
+// A reader of files: the samples of a WAV of 16 bits, and the reason why a missing file has none.
 #include <QelMedia.hpp>
 
 #include <cstddef>

@@ -1,6 +1,4 @@
-/*
- * A reader of tempo: clicks that it makes itself, two per second, are at 120 BPM.
- */
+// A reader of tempo: clicks that it makes itself, two per second, are at 120 BPM.
 #include <QelReadings.hpp>
 
 #include <cmath>

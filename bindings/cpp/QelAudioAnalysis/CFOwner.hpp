@@ -1,6 +1,4 @@
-/*
- * Scoped ownership of containers, and strings to and from them.
- */
+// Scoped ownership of containers, and strings to and from them.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -14,7 +12,7 @@
 
 namespace qel::detail {
 
-/* Owns one reference to a container. Move only. */
+// Owns one reference to a container. Move only.
 template <class Ref>
 class CFOwner {
 public:
@@ -37,7 +35,7 @@ private:
     Ref mRef = nullptr;
 };
 
-/* Throws std::bad_alloc if the container could not be made. */
+// Throws std::bad_alloc if the container could not be made.
 template <class Ref>
 CFOwner<Ref> own(Ref ref) {
     if (!ref) {
@@ -46,7 +44,7 @@ CFOwner<Ref> own(Ref ref) {
     return CFOwner<Ref>(ref);
 }
 
-/* Throws kAudioAnalysisErr_UnknownProperty for text that is not UTF-8, because all names are. */
+// Throws kAudioAnalysisErr_UnknownProperty for text that is not UTF-8, because all names are.
 inline CFOwner<CFStringRef> makeString(std::string_view text) {
     const CFStringRef string =
         CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),

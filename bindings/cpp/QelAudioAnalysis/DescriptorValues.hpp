@@ -1,10 +1,8 @@
-/*
- * Values of the keys that describe a waveform or a spectrum. Longer than other headers, because it
- * is one table of text.
- *
- * Symbols of the definitions: m[k] is the magnitude of bin k, 0 <= k < M, of a frame of 1024
- * samples (M = 512); f[k] = k * rate / 1024 its frequency in Hz; E the sum of m[k]^2.
- */
+// Values of the keys that describe a waveform or a spectrum. Longer than other headers, because it
+// is one table of text.
+//
+// Symbols of the definitions: m[k] is the magnitude of bin k, 0 <= k < M, of a frame of 1024
+// samples (M = 512); f[k] = k * rate / 1024 its frequency in Hz; E the sum of m[k]^2.
 #pragma once
 
 #include <QelAudioAnalysis/KeyInfo.hpp>
@@ -21,13 +19,13 @@ inline constexpr Range kNotNegative{0, kOpen};
 inline constexpr Range kShare{0, 1};
 inline constexpr Range kUpToHalfRate{0, 1, true};
 
-/* Extreme standardized moments of 40 samples, of which all but one are equal. With n samples and
-   without the factor n of the usual kurtosis and sqrt(n) of the usual skewness, they are
-   (n^2 - 3 n + 3) / (n (n - 1)) and (n - 2) / sqrt(n (n - 1)). */
+// Extreme standardized moments of 40 samples, of which all but one are equal. With n samples and
+// without the factor n of the usual kurtosis and sqrt(n) of the usual skewness, they are
+// (n^2 - 3 n + 3) / (n (n - 1)) and (n - 2) / sqrt(n (n - 1)).
 inline constexpr Range kKurtosisOf40{0, (40.0 * 40 - 3 * 40 + 3) / (40 * 39)};
 inline constexpr Range kSkewnessOf40{-38 / 39.496835316262997, 38 / 39.496835316262997};
 
-/* The greatest ratio of one of 512 numbers to their root mean square: sqrt(512). */
+// The greatest ratio of one of 512 numbers to their root mean square: sqrt(512).
 inline constexpr Range kCrestOf512{0, 22.627416997969522};
 
 } // namespace detail

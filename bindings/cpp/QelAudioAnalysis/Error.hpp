@@ -1,6 +1,4 @@
-/*
- * The exception of the C++ client: a status of the library with a message.
- */
+// The exception of the C++ client: a status of the library with a message.
 #pragma once
 
 #include <QelAudioAnalysis.h>
@@ -11,18 +9,16 @@
 
 namespace qel {
 
-/* Statuses of results of the whole stream, from Analyzer::finish and Analyzer::process. */
+// Statuses of results of the whole stream, from Analyzer::finish and Analyzer::process.
 inline constexpr SInt32 kStatusNoTempo = -1;
 inline constexpr SInt32 kStatusNoMeter = -3;
 inline constexpr SInt32 kStatusStopped = -128;
 
-/*
- * The meaning of a status, in words: one line without a full stop. Any thread.
- *
- * -1 from QelAudioAnalysisProcess can also mean that the progress callback asked to stop. This text
- * leaves that meaning out: the callback knows of it, and the C++ client returns false instead of
- * throwing an Error.
- */
+// The meaning of a status, in words: one line without a full stop. Any thread.
+//
+// -1 from QelAudioAnalysisProcess can also mean that the progress callback asked to stop. This text
+// leaves that meaning out: the callback knows of it, and the C++ client returns false instead of
+// throwing an Error.
 inline std::string_view statusText(SInt32 status) noexcept {
     switch (status) {
     case 0:
@@ -53,16 +49,16 @@ inline std::string_view statusText(SInt32 status) noexcept {
     }
 }
 
-/* Thrown for every refusal, by the library or by the client itself. */
+// Thrown for every refusal, by the library or by the client itself.
 class Error : public std::runtime_error {
 public:
-    /* `context` says what was being done. */
+    // `context` says what was being done.
     Error(SInt32 status, std::string_view context)
         : std::runtime_error(std::string(context) + ": " + std::string(statusText(status)) + " (" +
                              std::to_string(status) + ")"),
           mStatus(status) {}
 
-    /* One of the kAudioAnalysisErr_ or kStatus constants. */
+    // One of the kAudioAnalysisErr_ or kStatus constants.
     SInt32 status() const noexcept { return mStatus; }
 
 private:

@@ -1,7 +1,5 @@
-/*
- * Short and correctly spelled names of keys. The client and the tool accept them wherever they
- * accept a key; the twelve functions do not know them. Results carry the name of the key.
- */
+// Short and correctly spelled names of keys. The client and the tool accept them wherever they
+// accept a key; the twelve functions do not know them. Results carry the name of the key.
 #pragma once
 
 #include <QelAudioAnalysis/Keys.hpp>
@@ -10,13 +8,13 @@
 
 namespace qel {
 
-/* Another name of a key. */
+// Another name of a key.
 struct KeyAlias {
     std::string_view alias;
     std::string_view key;
 };
 
-/* In the order of the table of keys. An alias is never the name of a key. */
+// In the order of the table of keys. An alias is never the name of a key.
 inline constexpr KeyAlias kKeyAliases[] = {
     {"mfcc", "mel frequency cepstral coefficients"},
     {"gammatone spectrum", "gamma tome spectrum"},
@@ -33,7 +31,7 @@ inline constexpr KeyAlias kKeyAliases[] = {
     {"reassigned spectrum", "reasigned spectrum"},
 };
 
-/* The key that a name stands for: that of an alias, otherwise the name itself. */
+// The key that a name stands for: that of an alias, otherwise the name itself.
 constexpr std::string_view keyNamed(std::string_view name) noexcept {
     for (const KeyAlias& row : kKeyAliases) {
         if (row.alias == name) {

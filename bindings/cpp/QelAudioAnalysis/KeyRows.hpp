@@ -1,7 +1,5 @@
-/*
- * The rows of QelAudioAnalysisKeyTable.h in the client's types. Keys.hpp adds the values and the
- * definitions.
- */
+// The rows of QelAudioAnalysisKeyTable.h in the client's types. Keys.hpp adds the values and the
+// definitions.
 #pragma once
 
 #include <QelAudioAnalysis/KeyInfo.hpp>
@@ -25,7 +23,7 @@ struct SlotRow {
 inline constexpr std::array kSlotRows = {QEL_SLOT_TABLE(QEL_SLOT)};
 #undef QEL_SLOT
 
-/* A row without values and definition. */
+// A row without values and definition.
 constexpr KeyInfo keyRow(std::string_view key, std::size_t slot, PayloadKind payload,
                          std::uint32_t payloadBytes, Delivery delivery,
                          std::uint32_t resultsPerFrame, std::string_view companion) {
@@ -49,7 +47,7 @@ constexpr KeyInfo keyRow(std::string_view key, std::size_t slot, PayloadKind pay
 inline constexpr std::array kKeyRows = {QEL_KEY_TABLE(QEL_KEY)};
 #undef QEL_KEY
 
-/* The number of each row: RowOf::Spectrum. */
+// The number of each row: RowOf::Spectrum.
 namespace RowOf {
 enum : std::size_t {
 #define QEL_KEY(symbol, text, slot, payload, bytes, delivery, results, companion) symbol,
@@ -58,14 +56,14 @@ enum : std::size_t {
 };
 } // namespace RowOf
 
-/* What is said about the key of a row. */
+// What is said about the key of a row.
 struct KeyText {
     std::size_t row;
     std::span<const ValueInfo> values;
     std::string_view definition;
 };
 
-/* Every row has its text, at its place. */
+// Every row has its text, at its place.
 template <std::size_t count>
 constexpr bool describeAllRows(const KeyText (&texts)[count]) {
     for (std::size_t i = 0; i < count; ++i) {

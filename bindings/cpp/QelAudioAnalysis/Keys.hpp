@@ -1,11 +1,9 @@
-/*
- * All keys of this version of the library, in the order of QelAudioAnalysisGlobalCopyKeys, with
- * their values and definitions. docs/keys.md, the decoding of results and the listing of the tool
- * are made from kKeys. A test compares it with the library.
- *
- * Text, payload, delivery, frame and hop of a key come from QelAudioAnalysisKeyTable.h. A new key
- * is a row there, a definition here, and a list of its values in the header of its group.
- */
+// All keys of this version of the library, in the order of QelAudioAnalysisGlobalCopyKeys, with
+// their values and definitions. docs/keys.md, the decoding of results and the listing of the tool
+// are made from kKeys. A test compares it with the library.
+//
+// Text, payload, delivery, frame and hop of a key come from QelAudioAnalysisKeyTable.h. A new key
+// is a row there, a definition here, and a list of its values in the header of its group.
 #pragma once
 
 #include <QelAudioAnalysis/DescriptorValues.hpp>
@@ -307,9 +305,9 @@ inline constexpr JoinedKeys kJoinedKeys = joinedWithRows(kKeyTexts);
 
 } // namespace detail
 
-inline constexpr const auto& kKeys = detail::kJoinedKeys.keys; /* an array of KeyInfo */
+inline constexpr const auto& kKeys = detail::kJoinedKeys.keys; // an array of KeyInfo
 
-/* The row of a key; null if there is none. */
+// The row of a key; null if there is none.
 constexpr const KeyInfo* findKey(std::string_view key) noexcept {
     for (const KeyInfo& row : kKeys) {
         if (row.key == key) {

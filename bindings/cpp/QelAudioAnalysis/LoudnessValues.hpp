@@ -1,6 +1,4 @@
-/*
- * Values of the keys about levels.
- */
+// Values of the keys about levels.
 #pragma once
 
 #include <QelAudioAnalysis/KeyInfo.hpp>
@@ -9,7 +7,7 @@
 
 namespace qel {
 
-/* The markers for "not found" are not values: they lie outside these ranges. */
+// The markers for "not found" are not values: they lie outside these ranges.
 inline constexpr ValueInfo kAudioRangeValues[] = {
     {"headroom",
      "full scale",

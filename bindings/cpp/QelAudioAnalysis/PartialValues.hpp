@@ -1,6 +1,4 @@
-/*
- * Values of the keys about sinusoidal tracks.
- */
+// Values of the keys about sinusoidal tracks.
 #pragma once
 
 #include <QelAudioAnalysis/KeyInfo.hpp>
@@ -15,7 +13,7 @@ inline constexpr double kNoLimit = std::numeric_limits<double>::infinity();
 
 } // namespace detail
 
-/* Of each partial of the list. */
+// Of each partial of the list.
 inline constexpr ValueInfo kPartialValues[] = {
     {"partial index",
      "bin",

@@ -1,6 +1,4 @@
-/*
- * Values of the keys about pitch and musical keys.
- */
+// Values of the keys about pitch and musical keys.
 #pragma once
 
 #include <QelAudioAnalysis/KeyInfo.hpp>
@@ -13,7 +11,7 @@ namespace detail {
 
 inline constexpr Range kPitchMagnitude{0, std::numeric_limits<double>::infinity()};
 
-/* Text has no range. */
+// Text has no range.
 inline constexpr Range kText{-std::numeric_limits<double>::infinity(),
                              std::numeric_limits<double>::infinity()};
 

@@ -1,9 +1,7 @@
-/*
- * Values of the keys about rhythm: while audio streams, and of a whole stream.
- *
- * Symbols of the definitions of a whole stream: F is the detection function, one value per 128
- * samples, and its rate is rate / 128.
- */
+// Values of the keys about rhythm: while audio streams, and of a whole stream.
+//
+// Symbols of the definitions of a whole stream: F is the detection function, one value per 128
+// samples, and its rate is rate / 128.
 #pragma once
 
 #include <QelAudioAnalysis/KeyInfo.hpp>
@@ -16,7 +14,7 @@ namespace detail {
 
 inline constexpr double kNoEnd = std::numeric_limits<double>::infinity();
 
-/* The longest lag looked at is below 2.1 seconds: 60 / 2.1 = 28.6 BPM, rounded. */
+// The longest lag looked at is below 2.1 seconds: 60 / 2.1 = 28.6 BPM, rounded.
 inline constexpr Range kTempoRange{29, kNoEnd};
 
 } // namespace detail

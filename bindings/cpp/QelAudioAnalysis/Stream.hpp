@@ -1,6 +1,4 @@
-/*
- * The part of an analyzer that must not move: the library keeps its address for the callbacks.
- */
+// The part of an analyzer that must not move: the library keeps its address for the callbacks.
 #pragma once
 
 #include <QelAudioAnalysis.h>
@@ -26,7 +24,7 @@
 
 namespace qel::detail {
 
-/* The names with the key in place of each alias. A key that has two names there comes once. */
+// The names with the key in place of each alias. A key that has two names there comes once.
 inline std::vector<std::string> keysNamed(const std::vector<std::string>& names) {
     std::vector<std::string> keys;
     for (const std::string& name : names) {
@@ -41,7 +39,7 @@ inline std::vector<std::string> keysNamed(const std::vector<std::string>& names)
     return keys;
 }
 
-/* The keys with their companions, each companion before the key that needs it. */
+// The keys with their companions, each companion before the key that needs it.
 inline std::vector<std::string> withCompanions(const std::vector<std::string>& keys) {
     std::vector<std::string> all;
     std::vector<std::string> needy;
@@ -59,7 +57,7 @@ inline std::vector<std::string> withCompanions(const std::vector<std::string>& k
     return all;
 }
 
-/* Releases the names in blocks of that kind at its end: their receiver owns them. */
+// Releases the names in blocks of that kind at its end: their receiver owns them.
 class ReceivedNames {
 public:
     ReceivedNames(const KeyInfo* info, std::span<const QelAudioAnalysisBlock> blocks) noexcept {
@@ -81,7 +79,7 @@ private:
     std::span<const QelAudioAnalysisBlock> mBlocks;
 };
 
-/* Owns the handle, and connects the library's callbacks with the client's. */
+// Owns the handle, and connects the library's callbacks with the client's.
 class Stream {
 public:
     Stream(const std::vector<std::string>& names, const StreamSetup& setup) : mSetup(setup) {
@@ -115,7 +113,7 @@ public:
         mCallback = std::move(callback);
     }
 
-    /* `data(c)` is the start of channel c. */
+    // `data(c)` is the start of channel c.
     template <class ChannelData>
     void push(std::size_t frames, ChannelData data) {
         requireIdle();
@@ -143,7 +141,7 @@ public:
         check(isRefusedEmpty ? 0 : status, "pushing audio");
     }
 
-    /* Scratch samples for a push: maxFrames per channel, allocated at the first call. */
+    // Scratch samples for a push: maxFrames per channel, allocated at the first call.
     float* scratch(std::uint32_t channel) {
         mScratch.resize(std::size_t{mSetup.channels} * mSetup.maxFrames);
         return mScratch.data() + std::size_t{channel} * mSetup.maxFrames;
@@ -211,7 +209,7 @@ private:
         }
     }
 
-    /* The status of the library shows it only if no other group of keys follows. */
+    // The status of the library shows it only if no other group of keys follows.
     void requireMultiple(std::size_t frames) const {
         if (mPushKey && frames % mPushKey->pushMultiple != 0) {
             throw Error(kAudioAnalysisErr_BadFormat,
@@ -241,7 +239,7 @@ private:
         mLists.resize(mSetup.channels);
     }
 
-    /* Refuses a key that the analyzer does not compute. */
+    // Refuses a key that the analyzer does not compute.
     void remember(const std::string& key, bool isWanted) {
         const KeyInfo* info = findKey(key);
         const KeyMetaData data = metaData(key);
@@ -279,8 +277,8 @@ private:
         return static_cast<double>(frame) * hop / (perFrame * mSetup.sampleRateHz);
     }
 
-    /* From blocks of which the first one of each channel holds all frames of the channel: one block
-       per frame and channel, frame-major. */
+    // From blocks of which the first one of each channel holds all frames of the channel: one block
+    // per frame and channel, frame-major.
     static std::vector<QelAudioAnalysisBlock>
     frameMajor(std::span<const QelAudioAnalysisBlock> blocks, std::size_t channels) {
         const std::size_t frames = blocks.size() / channels;
@@ -351,8 +349,7 @@ private:
         }
     }
 
-    /* Calls the library with the callbacks enabled; std::bad_alloc of the library passes through.
-     */
+    // Calls the library with the callbacks enabled; std::bad_alloc of the library passes through.
     template <class Call>
     SInt32 run(Call call) {
         struct Guard {

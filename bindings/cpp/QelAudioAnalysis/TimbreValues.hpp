@@ -1,6 +1,4 @@
-/*
- * Values of the keys about timbre, phases and frequencies of bins.
- */
+// Values of the keys about timbre, phases and frequencies of bins.
 #pragma once
 
 #include <QelAudioAnalysis/KeyInfo.hpp>

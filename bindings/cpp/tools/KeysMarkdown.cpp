@@ -1,7 +1,5 @@
-/*
- * Writes docs/keys.md to standard output, from the table of keys in the C++ client. A test compares
- * the two.
- */
+// Writes docs/keys.md to standard output, from the table of keys in the C++ client. A test compares
+// the two.
 #include <QelAudioAnalysis/KeyAliases.hpp>
 #include <QelAudioAnalysis/Keys.hpp>
 
@@ -136,12 +134,12 @@ is empty for an empty list. Read the blocks to get all partials.
   `examples/audio/`, mixed to mono, unless they follow from a formula.
 )";
 
-/* Whether a line that begins with this word would be taken for an item of a list. */
+// Whether a line that begins with this word would be taken for an item of a list.
 bool beginsAnItem(std::string_view word) {
     return word == "-" || word == "+" || word == "*" || word == "1." || word == "1)";
 }
 
-/* `text` in lines of at most kLineWidth, continuation lines indented. */
+// `text` in lines of at most kLineWidth, continuation lines indented.
 void printWrapped(std::string_view lead, std::string_view text, std::string_view indent) {
     std::istringstream words{std::string(text)};
     std::string line(lead);
@@ -157,7 +155,7 @@ void printWrapped(std::string_view lead, std::string_view text, std::string_view
     std::cout << line << '\n';
 }
 
-/* Whether text begins with a label such as "Memory: ": at most four words and a colon. */
+// Whether text begins with a label such as "Memory: ": at most four words and a colon.
 bool beginsWithLabel(std::string_view text) {
     constexpr std::size_t kMostSpaces = 3;
     std::size_t spaces = 0;
@@ -173,7 +171,7 @@ bool beginsWithLabel(std::string_view text) {
     return false;
 }
 
-/* The definition of a key, with a paragraph for each sentence that begins with a label. */
+// The definition of a key, with a paragraph for each sentence that begins with a label.
 void printParagraphs(std::string_view definition) {
     constexpr std::string_view kSentenceEnd = ". ";
     std::size_t begin = 0;
@@ -262,7 +260,7 @@ std::string payloadText(const qel::KeyInfo& key) {
     }
 }
 
-/* What the first column of a key's table numbers. */
+// What the first column of a key's table numbers.
 std::string_view columnText(qel::PayloadKind payload) {
     switch (payload) {
     case qel::PayloadKind::ComplexPairs:
@@ -284,7 +282,7 @@ std::string_view columnText(qel::PayloadKind payload) {
     }
 }
 
-/* The floats, or whatever the column numbers, that value i of a key's table is about. */
+// The floats, or whatever the column numbers, that value i of a key's table is about.
 std::string numberText(const qel::KeyInfo& key, std::size_t i) {
     return key.payload == qel::PayloadKind::Vector && key.payloadBytes > sizeof(float)
                ? "0 to " + std::to_string(key.payloadBytes / sizeof(float) - 1)
@@ -298,7 +296,7 @@ std::string frameText(const qel::KeyInfo& key) {
     return std::to_string(key.frameSamples) + " / " + std::to_string(key.hopSamples);
 }
 
-/* The name that a heading gets as the target of a link. */
+// The name that a heading gets as the target of a link.
 std::string anchor(std::string_view heading) {
     std::string result(heading);
     for (char& c : result) {

@@ -12,7 +12,7 @@ CFRange WholeOf(CFArrayRef array) {
     return CFRangeMake(0, CFArrayGetCount(array));
 }
 
-/// A mutable array without callbacks that holds the tokens 1 to count.
+// A mutable array without callbacks that holds the tokens 1 to count.
 Owned<CFMutableArrayRef> TokensUpTo(std::uintptr_t count) {
     Owned array(CFArrayCreateMutable(nullptr, 0, nullptr));
     for (std::uintptr_t i = 1; i <= count; ++i) {

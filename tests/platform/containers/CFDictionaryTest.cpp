@@ -9,7 +9,7 @@
 namespace qel::platform {
 namespace {
 
-/// The keys, which are strings, in the order of the dictionary.
+// The keys, which are strings, in the order of the dictionary.
 std::string KeysOf(CFDictionaryRef dictionary) {
     std::vector<const void*> keys(static_cast<std::size_t>(CFDictionaryGetCount(dictionary)));
     CFDictionaryGetKeysAndValues(dictionary, keys.data(), nullptr);

@@ -16,7 +16,7 @@ Owned<CFNumberRef> Make(CFNumberType type, T value) {
     return Owned(CFNumberCreate(kCFAllocatorDefault, type, &value));
 }
 
-/// What CFNumberGetValue answers and writes.
+// What CFNumberGetValue answers and writes.
 template <typename T>
 struct Reading {
     bool isExact;
@@ -147,7 +147,7 @@ TEST(CFNumberTest, RoundingToSinglePrecisionIsReportedAsLost) {
               (Reading<float>{true, 16777216.0f}));
 }
 
-/// Numbers in strictly rising order; those of one row are equal. Every pair is tried both ways.
+// Numbers in strictly rising order; those of one row are equal. Every pair is tried both ways.
 TEST(CFNumberTest, OrderEqualityAndHashGoByTheExactValue) {
     std::vector<std::vector<Owned<CFNumberRef>>> rows;
     const auto addRow = [&rows](auto... numbers) {

@@ -120,7 +120,7 @@ TEST(CFObjectTest, BooleansAndNullReadBack) {
     EXPECT_TRUE(CFEqual(kCFNull, kCFNull));
 }
 
-/// One object of each type, passed where another type is expected.
+// One object of each type, passed where another type is expected.
 TEST(CFObjectTest, AnObjectOfAnotherTypeGetsTheAnswerOfNone) {
     const auto array = MakeArray();
     const CFTypeRef number = kCFNumberPositiveInfinity;

@@ -51,7 +51,7 @@ TEST(CFStringTest, NothingComesOfNothing) {
     EXPECT_TRUE(CFEqual(empty, CFSTR("")));
 }
 
-/// Table 3-7 of the Unicode standard, "well-formed UTF-8 byte sequences": the ends of its rows.
+// Table 3-7 of the Unicode standard, "well-formed UTF-8 byte sequences": the ends of its rows.
 TEST(CFStringTest, WellFormedUTF8IsTaken) {
     struct Case {
         std::string bytes;

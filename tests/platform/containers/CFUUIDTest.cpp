@@ -7,7 +7,7 @@
 namespace qel::platform {
 namespace {
 
-/// The name space of host names in RFC 4122, appendix C: 6ba7b810-9dad-11d1-80b4-00c04fd430c8.
+// The name space of host names in RFC 4122, appendix C: 6ba7b810-9dad-11d1-80b4-00c04fd430c8.
 constexpr CFUUIDBytes kHostNames = {0x6B, 0xA7, 0xB8, 0x10, 0x9D, 0xAD, 0x11, 0xD1,
                                     0x80, 0xB4, 0x00, 0xC0, 0x4F, 0xD4, 0x30, 0xC8};
 

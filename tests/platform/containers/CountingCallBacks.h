@@ -4,8 +4,8 @@
 
 namespace qel::platform {
 
-/// A value that counts the retains and releases of the containers that hold it. Two are equal when
-/// their names are.
+// A value that counts the retains and releases of the containers that hold it. Two are equal when
+// their names are.
 struct Counted {
     explicit Counted(int nameOfValue) : name(nameOfValue) {}
 

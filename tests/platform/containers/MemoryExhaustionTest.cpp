@@ -15,8 +15,8 @@ namespace {
 using qel::testing::gAllocationsLeft;
 using qel::testing::gOnlyOneFails;
 
-/// Runs `make` with room for 0, 1, 2... allocations until it makes an object. Before that, each
-/// run must answer null. Returns the number of runs that did.
+// Runs `make` with room for 0, 1, 2... allocations until it makes an object. Before that, each
+// run must answer null. Returns the number of runs that did.
 int FailuresBeforeSuccess(const std::function<CFTypeRef()>& make) {
     for (int allocations = 0; allocations < 100; ++allocations) {
         gAllocationsLeft = allocations;
@@ -52,8 +52,8 @@ TEST(MemoryExhaustionTest, MakingAnObjectAnswersNull) {
     EXPECT_GE(FailuresBeforeSuccess([&text] { return CFCopyDescription(text); }), 2);
 }
 
-/// The text that CFCopyDescription answers as soon as it answers at all, while its first, second,
-/// third... allocation fails, and no other: the failure may lie deep inside.
+// The text that CFCopyDescription answers as soon as it answers at all, while its first, second,
+// third... allocation fails, and no other: the failure may lie deep inside.
 std::string FirstDescription(CFTypeRef object) {
     std::string text;
     gOnlyOneFails = true;

@@ -8,7 +8,7 @@
 
 namespace qel::platform {
 
-/// Holds the caller's reference to an object during a test, and gives it back at the end.
+// Holds the caller's reference to an object during a test, and gives it back at the end.
 template <typename Ref>
 class Owned {
 public:
@@ -46,13 +46,13 @@ inline Owned<CFMutableDictionaryRef> MakeDictionary() {
                                            &kCFTypeDictionaryValueCallBacks));
 }
 
-/// The content of a string in UTF-8.
+// The content of a string in UTF-8.
 inline std::string TextOf(CFStringRef string) {
     const char* text = CFStringGetCStringPtr(string, kCFStringEncodingUTF8);
     return text == nullptr ? "(no text)" : text;
 }
 
-/// A pointer that is no object, for containers without callbacks.
+// A pointer that is no object, for containers without callbacks.
 inline const void* Token(std::uintptr_t value) {
     return reinterpret_cast<const void*>(value);
 }

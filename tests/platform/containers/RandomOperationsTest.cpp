@@ -18,7 +18,7 @@ namespace {
 
 constexpr int kOperations = 20000;
 
-/// A fixed stream of numbers: the generator's output is the same in every implementation.
+// A fixed stream of numbers: the generator's output is the same in every implementation.
 class Dice {
 public:
     explicit Dice(unsigned seed) : mEngine(seed) {}
@@ -83,7 +83,7 @@ TEST(RandomOperationsTest, AnArrayDoesWhatAVectorDoes) {
     }
 }
 
-/// Checks every pair, in whatever order, against the model.
+// Checks every pair, in whatever order, against the model.
 void ExpectSameContent(CFDictionaryRef dictionary, const std::map<int, const void*>& model) {
     ASSERT_EQ(CFDictionaryGetCount(dictionary), static_cast<CFIndex>(model.size()));
     std::vector<const void*> keys(model.size());
