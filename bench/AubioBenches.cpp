@@ -1,13 +1,13 @@
-#include <memory>
-#include <string>
-#include <vector>
+#include "bench/BenchAudio.h"
+#include "bench/PeerBenches.h"
+#include "bench/RegisterBench.h"
 
 #include <aubio/aubio.h>
 #include <benchmark/benchmark.h>
 
-#include "bench/BenchAudio.h"
-#include "bench/PeerBenches.h"
-#include "bench/RegisterBench.h"
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace qel::bench {
 

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "bench/BenchAudio.h"
+
+#include <QelAudioAnalysis.h>
+
 #include <cstddef>
 #include <span>
 #include <string>
 #include <vector>
-
-#include <QelAudioAnalysis.h>
-
-#include "bench/BenchAudio.h"
 
 namespace qel::bench {
 

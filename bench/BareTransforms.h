@@ -1,8 +1,8 @@
 #pragma once
 
-#include <span>
-
 #include <fftw3.h>
+
+#include <span>
 
 namespace qel::bench {
 

@@ -1,10 +1,10 @@
 // The Google Benchmark program: the CPU time of keys, groups of keys, their floors, and of peers
 // where they were found at configure time. bench/report.py makes the table of its figures.
 
-#include <benchmark/benchmark.h>
-
 #include "bench/KeyBenches.h"
 #include "bench/PeerBenches.h"
+
+#include <benchmark/benchmark.h>
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);

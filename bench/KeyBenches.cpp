@@ -1,18 +1,19 @@
 #include "bench/KeyBenches.h"
 
-#include <map>
-#include <string>
-#include <vector>
-
-#include <QelAudioAnalysis.hpp>
-#include <benchmark/benchmark.h>
-
 #include "bench/BareAnalyzer.h"
 #include "bench/BareTransforms.h"
 #include "bench/BenchAudio.h"
 #include "bench/KeyFloor.h"
 #include "bench/RegisterBench.h"
 #include "bench/ScalarGammatone.h"
+
+#include <QelAudioAnalysis.hpp>
+
+#include <benchmark/benchmark.h>
+
+#include <map>
+#include <string>
+#include <vector>
 
 namespace qel::bench {
 

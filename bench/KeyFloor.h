@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
-
 #include <QelAudioAnalysis.hpp>
+
+#include <string>
 
 namespace qel::bench {
 

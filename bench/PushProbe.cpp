@@ -8,6 +8,12 @@
 // costs by itself comes again at the same place of the stream, and what else the machine does does
 // not. A short stream goes before, for what only the first analyzer of a process pays for.
 
+#include "bench/BareAnalyzer.h"
+#include "bench/BenchAudio.h"
+#include "bench/KeyFloor.h"
+
+#include <QelAudioAnalysis.hpp>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -20,12 +26,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <QelAudioAnalysis.hpp>
-
-#include "bench/BareAnalyzer.h"
-#include "bench/BenchAudio.h"
-#include "bench/KeyFloor.h"
 
 namespace qel::bench {
 

@@ -1,6 +1,6 @@
-#include <algorithm>
-#include <string>
-#include <vector>
+#include "bench/BenchAudio.h"
+#include "bench/PeerBenches.h"
+#include "bench/RegisterBench.h"
 
 #include <benchmark/benchmark.h>
 #include <dsp/chromagram/ConstantQ.h>
@@ -11,9 +11,9 @@
 #include <dsp/tempotracking/TempoTrackV2.h>
 #include <dsp/transforms/FFT.h>
 
-#include "bench/BenchAudio.h"
-#include "bench/PeerBenches.h"
-#include "bench/RegisterBench.h"
+#include <algorithm>
+#include <string>
+#include <vector>
 
 namespace qel::bench {
 

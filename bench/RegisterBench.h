@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
-
 #include <benchmark/benchmark.h>
+
+#include <string>
 
 namespace qel::bench {
 

@@ -8,6 +8,11 @@
 // --growth it runs beside as many streams of one minute, minute by minute in turns, so that
 // whatever slows the machine down slows both.
 
+#include "bench/AllocationCounter.h"
+#include "bench/BareAnalyzer.h"
+#include "bench/BenchAudio.h"
+#include "bench/ResidentMemory.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -19,11 +24,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "bench/AllocationCounter.h"
-#include "bench/BareAnalyzer.h"
-#include "bench/BenchAudio.h"
-#include "bench/ResidentMemory.h"
 
 namespace qel::bench {
 

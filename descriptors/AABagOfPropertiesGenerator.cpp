@@ -1,5 +1,11 @@
 #include "descriptors/AABagOfPropertiesGenerator.h"
+
 #include "descriptors/RoughnessCurves.h"
+#include "elementary/Functions.h"
+#include "spectral/ButterworthDesign.h"
+#include "spectral/VectorHelpers.h"
+
+#include <Accelerate/Accelerate.h>
 
 #include <algorithm>
 #include <array>
@@ -7,12 +13,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-
-#include <Accelerate/Accelerate.h>
-
-#include "elementary/Functions.h"
-#include "spectral/ButterworthDesign.h"
-#include "spectral/VectorHelpers.h"
 
 namespace qel::core {
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "engine/base/QelAAAnalysisGenerator.h"
+
 #include <array>
 #include <memory>
 #include <span>
-
-#include "engine/base/QelAAAnalysisGenerator.h"
 
 namespace qel::core {
 

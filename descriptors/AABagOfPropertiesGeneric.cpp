@@ -1,10 +1,9 @@
 // The generic group: sixteen figures of one channel's magnitudes.
 
-#include <Accelerate/Accelerate.h>
-
 #include "descriptors/AABagOfPropertiesGenerator.h"
-
 #include "elementary/Functions.h"
+
+#include <Accelerate/Accelerate.h>
 
 namespace qel::core {
 

@@ -6,16 +6,16 @@
 // Required by the contract: a figure that needs more peaks than there are keeps the value of the
 // frame before. Zeroing it changes the values of all frames with few peaks.
 
+#include "descriptors/AABagOfPropertiesGenerator.h"
+#include "descriptors/RoughnessCurves.h"
+#include "spectral/VectorHelpers.h"
+
+#include <Accelerate/Accelerate.h>
+
 #include <algorithm>
 #include <iterator>
 #include <numeric>
 #include <span>
-
-#include <Accelerate/Accelerate.h>
-
-#include "descriptors/AABagOfPropertiesGenerator.h"
-#include "descriptors/RoughnessCurves.h"
-#include "spectral/VectorHelpers.h"
 
 namespace qel::core {
 

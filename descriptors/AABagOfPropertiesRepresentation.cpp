@@ -1,11 +1,11 @@
 // Sizes, metadata and the dictionaries made from blocks.
 
-#include <algorithm>
-
 #include "descriptors/AABagOfPropertiesGenerator.h"
 #include "engine/base/KeyFacts.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
+
+#include <algorithm>
 
 namespace qel::core {
 

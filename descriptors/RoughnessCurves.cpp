@@ -1,9 +1,9 @@
 #include "descriptors/RoughnessCurves.h"
 
-#include <algorithm>
-
 #include "elementary/Functions.h"
 #include "spectral/VectorHelpers.h"
+
+#include <algorithm>
 
 namespace qel::core {
 

@@ -10,6 +10,7 @@
 #endif
 
 #include <hwy/highway.h>
+
 #include <limits>
 
 HWY_BEFORE_NAMESPACE();

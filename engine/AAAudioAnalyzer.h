@@ -1,12 +1,12 @@
 #pragma once
 
-#include <array>
-#include <memory>
+#include "engine/slots/AnalyzerSlots.h"
+#include "support/FloatingPointMode.h"
 
 #include <QelAudioAnalysis.h>
 
-#include "engine/slots/AnalyzerSlots.h"
-#include "support/FloatingPointMode.h"
+#include <array>
+#include <memory>
 
 namespace qel::core {
 

@@ -2,11 +2,11 @@
 // floating-point mode and leave the caller's as it was, its flags and errno included: no call has
 // effects on these, however little it computes.
 
-#include <QelAudioAnalysis.h>
-
 #include "engine/AAAudioAnalyzer.h"
 #include "support/CAStreamBasicDescription.h"
 #include "support/FloatingPointMode.h"
+
+#include <QelAudioAnalysis.h>
 
 using qel::core::AAAudioAnalyzer;
 using qel::core::FlushDenormalsScope;

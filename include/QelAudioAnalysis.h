@@ -40,10 +40,10 @@
  */
 #pragma once
 
+#include "QelAudioAnalysisNames.h"
+
 #include <CoreAudio/CoreAudioTypes.h>
 #include <CoreFoundation/CoreFoundation.h>
-
-#include "QelAudioAnalysisNames.h"
 
 #ifdef __cplusplus
 extern "C" {

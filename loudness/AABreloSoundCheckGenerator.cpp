@@ -1,13 +1,13 @@
 #include "loudness/AABreloSoundCheckGenerator.h"
 
-#include <cstddef>
-#include <cstdio>
-
 #include "engine/base/KeyFacts.h"
 #include "loudness/NormalizationTruncation.h"
 #include "support/CAAudioChannelLayout.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
+
+#include <cstddef>
+#include <cstdio>
 
 namespace qel::core {
 

@@ -1,9 +1,9 @@
 #include "loudness/AAHeadroom.h"
 
+#include "loudness/HistogramIndices.h"
+
 #include <algorithm>
 #include <cmath>
-
-#include "loudness/HistogramIndices.h"
 
 namespace qel::core {
 

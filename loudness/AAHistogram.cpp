@@ -1,9 +1,9 @@
 #include "loudness/AAHistogram.h"
 
+#include "loudness/HistogramIndices.h"
+
 #include <algorithm>
 #include <limits>
-
-#include "loudness/HistogramIndices.h"
 
 namespace qel::core {
 

@@ -1,13 +1,12 @@
 // The steps from the histograms to a cut-off frequency and a noise floor.
 
+#include "elementary/Functions.h"
+#include "loudness/AAHistogram.h"
+
 #include <algorithm>
 #include <array>
 #include <numbers>
 #include <numeric>
-
-#include "loudness/AAHistogram.h"
-
-#include "elementary/Functions.h"
 
 namespace qel::core {
 

@@ -1,9 +1,9 @@
 #include "loudness/AARangeMeter.h"
 
+#include "engine/base/KeyFacts.h"
+
 #include <algorithm>
 #include <cstring>
-
-#include "engine/base/KeyFacts.h"
 
 namespace qel::core {
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vector>
-
 #include "engine/base/QelAAAnalysisBase.h"
 #include "loudness/AAHeadroom.h"
 #include "loudness/AAHistogram.h"
 #include "loudness/AAT2F.h"
 #include "loudness/AATDPreprocess.h"
+
+#include <vector>
 
 namespace qel::core {
 

@@ -1,11 +1,11 @@
 #include "loudness/AAT2F.h"
 
+#include "spectral/VectorHelpers.h"
+
 #include <Accelerate/Accelerate.h>
 
 #include <cmath>
 #include <new>
-
-#include "spectral/VectorHelpers.h"
 
 namespace qel::core {
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <vector>
+#include "spectral/FFTSetupOwner.h"
 
 #include <MacTypes.h>
 
-#include "spectral/FFTSetupOwner.h"
+#include <vector>
 
 namespace qel::core {
 

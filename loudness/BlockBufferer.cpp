@@ -1,9 +1,9 @@
 #include "loudness/BlockBufferer.h"
 
+#include <CoreAudio/CoreAudioTypes.h>
+
 #include <algorithm>
 #include <cstring>
-
-#include <CoreAudio/CoreAudioTypes.h>
 
 namespace qel::core {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <MacTypes.h>
-
 #include "support/CAAutoDisposer.h"
+
+#include <MacTypes.h>
 
 namespace qel::core {
 

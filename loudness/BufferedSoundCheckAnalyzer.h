@@ -1,11 +1,11 @@
 #pragma once
 
-#include <AudioToolbox/AudioConverter.h>
-
 #include "loudness/BlockBufferer.h"
 #include "loudness/SoundCheckAnalyzer.h"
 #include "support/CAAutoDisposer.h"
 #include "support/CAStreamBasicDescription.h"
+
+#include <AudioToolbox/AudioConverter.h>
 
 namespace qel::core {
 

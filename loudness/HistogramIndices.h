@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cstddef>
-
 #include <MacTypes.h>
+
+#include <cstddef>
 
 namespace qel::core {
 

@@ -1,10 +1,10 @@
 #include "loudness/NormalizationAnalysis.h"
 
+#include "loudness/NormalizationTruncation.h"
+
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-
-#include "loudness/NormalizationTruncation.h"
 
 namespace qel::core {
 

@@ -1,9 +1,9 @@
 #include "loudness/NormalizationData.h"
 
+#include "loudness/NormalizationTruncation.h"
+
 #include <algorithm>
 #include <new>
-
-#include "loudness/NormalizationTruncation.h"
 
 namespace qel::core {
 

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "loudness/CriticalBands.h"
+#include "spectral/AudioFFT.h"
+
 #include <CoreAudio/CoreAudioTypes.h>
 #include <MacTypes.h>
 
 #include <cstddef>
 #include <memory>
-
-#include "loudness/CriticalBands.h"
-#include "spectral/AudioFFT.h"
 
 namespace qel::core {
 

@@ -1,8 +1,8 @@
 #include "loudness/SoundCheckAnalyzer.h"
 
-#include <cmath>
-
 #include "loudness/NormalizationTruncation.h"
+
+#include <cmath>
 
 namespace qel::core {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CoreAudio/CoreAudioTypes.h>
-
 #include "loudness/NormalizationData.h"
+
+#include <CoreAudio/CoreAudioTypes.h>
 
 namespace qel::core {
 

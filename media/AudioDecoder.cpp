@@ -7,8 +7,9 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
-#include <algorithm>
 #include <fmt/format.h>
+
+#include <algorithm>
 #include <new>
 #include <utility>
 #include <vector>
@@ -318,11 +319,10 @@ void AudioDecoder::CheckLossless() {
     // Where all came that is stated, what cannot be decoded is no audio: a tag behind the end.
     const auto declared = mFile.DeclaredFrames(mRateHz);
     if (mDamagedPackets > 0 && !(declared && mFramesBeforeDamage >= *declared)) {
-        throw Error(Fault::Damaged,
-                    fmt::format("is damaged: {} of its lossless audio {} missing or cannot be "
-                                "decoded",
-                                Packets("packet", mDamagedPackets),
-                                mDamagedPackets == 1 ? "is" : "are"));
+        throw Error(Fault::Damaged, fmt::format("is damaged: {} of its lossless audio "
+                                                "{} missing or cannot be decoded",
+                                                Packets("packet", mDamagedPackets),
+                                                mDamagedPackets == 1 ? "is" : "are"));
     }
     if (mFlac && !mFlac->IsContinuous()) {
         throw Error(Fault::Damaged,

@@ -10,12 +10,13 @@
 #include "media/checks/StatedSize.h"
 #include "media/checks/TsPackets.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <fstream>
 #include <new>
 #include <sstream>

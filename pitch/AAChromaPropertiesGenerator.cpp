@@ -1,16 +1,16 @@
 #include "pitch/AAChromaPropertiesGenerator.h"
 
-#include <algorithm>
-#include <array>
-
-#include <Accelerate/Accelerate.h>
-
 #include "engine/base/KeyFacts.h"
 #include "pitch/AAChromaSpectralProcessor.h"
 #include "pitch/KeyProfiles.h"
 #include "spectral/VectorHelpers.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
+
+#include <Accelerate/Accelerate.h>
+
+#include <algorithm>
+#include <array>
 
 namespace qel::core {
 

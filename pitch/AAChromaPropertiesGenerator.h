@@ -1,9 +1,9 @@
 #pragma once
 
-#include <CoreAudio/CoreAudioTypes.h>
-
 #include "engine/base/QelAAAnalysisGenerator.h"
 #include "support/FrameStore.h"
+
+#include <CoreAudio/CoreAudioTypes.h>
 
 namespace qel::core {
 

@@ -1,9 +1,9 @@
 #include "pitch/AAConstantQPropertiesGenerator.h"
 
+#include "pitch/AAConstantQSpectralProcessor.h"
+
 #include <algorithm>
 #include <cmath>
-
-#include "pitch/AAConstantQSpectralProcessor.h"
 
 namespace qel::core {
 

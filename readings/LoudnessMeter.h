@@ -2,8 +2,9 @@
 
 #include <QelReadings.hpp>
 
-#include <cstddef>
 #include <ebur128.h>
+
+#include <cstddef>
 #include <memory>
 #include <span>
 #include <vector>

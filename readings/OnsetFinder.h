@@ -1,6 +1,7 @@
 #pragma once
 
 #include "readings/OnsetStrength.h"
+
 #include <QelReadings.hpp>
 
 #include <cstddef>

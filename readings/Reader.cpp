@@ -10,9 +10,9 @@
 #include "readings/PitchTracker.h"
 #include "readings/RunningMedian.h"
 #include "readings/TempoFit.h"
-#include <QelReadings.hpp>
 
 #include <QelAudioAnalysis.hpp>
+#include <QelReadings.hpp>
 
 #include <algorithm>
 #include <array>

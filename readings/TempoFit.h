@@ -1,6 +1,7 @@
 #pragma once
 
 #include "readings/BeatFinder.h"
+
 #include <QelReadings.hpp>
 
 #include <optional>

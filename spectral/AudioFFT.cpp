@@ -1,12 +1,12 @@
 #include "spectral/AudioFFT.h"
 
-#include <cstddef>
-#include <cstdlib>
-#include <numbers>
+#include "spectral/ConstantSine.h"
 
 #include <CoreAudio/CoreAudioTypes.h>
 
-#include "spectral/ConstantSine.h"
+#include <cstddef>
+#include <cstdlib>
+#include <numbers>
 
 namespace qel::core {
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "spectral/ConstantSine.h"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <numbers>
-
-#include "spectral/ConstantSine.h"
 
 namespace qel::core {
 

@@ -1,7 +1,8 @@
 #include "spectral/CAVectorUnit.h"
 
-#include <cstddef>
 #include <sys/sysctl.h>
+
+#include <cstddef>
 
 namespace qel::core {
 

@@ -9,6 +9,7 @@
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
 #include <hwy/highway.h>
+
 #include <limits>
 
 HWY_BEFORE_NAMESPACE();

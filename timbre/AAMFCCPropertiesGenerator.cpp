@@ -1,14 +1,15 @@
 #include "timbre/AAMFCCPropertiesGenerator.h"
 
+#include "elementary/Functions.h"
+#include "spectral/mel/AAMelFrequencySpectralProcessor.h"
+
 #include <Accelerate/Accelerate.h>
+
 #include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <numbers>
-
-#include "elementary/Functions.h"
-#include "spectral/mel/AAMelFrequencySpectralProcessor.h"
 
 namespace qel::core {
 

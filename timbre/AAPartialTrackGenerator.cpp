@@ -1,8 +1,5 @@
 #include "timbre/AAPartialTrackGenerator.h"
 
-#include <cstddef>
-#include <cstring>
-
 #include "elementary/Functions.h"
 #include "engine/base/KeyFacts.h"
 #include "spectral/phase/AAIFFTSpectralProcessor.h"
@@ -10,6 +7,9 @@
 #include "support/CACFDictionary.h"
 #include "timbre/Inharmonicity.h"
 #include "timbre/TrackVectors.h"
+
+#include <cstddef>
+#include <cstring>
 
 namespace qel::core {
 

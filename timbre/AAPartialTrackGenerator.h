@@ -1,11 +1,11 @@
 #pragma once
 
-#include <vector>
+#include "engine/base/QelAAAnalysisGenerator.h"
+#include "timbre/PartialTracker.h"
 
 #include <CoreAudio/CoreAudioTypes.h>
 
-#include "engine/base/QelAAAnalysisGenerator.h"
-#include "timbre/PartialTracker.h"
+#include <vector>
 
 namespace qel::core {
 

@@ -1,14 +1,15 @@
 #include "timbre/AAPhaseBasedPropertiesGenerator.h"
 
-#include <Accelerate/Accelerate.h>
-#include <algorithm>
-
 #include "engine/base/KeyFacts.h"
 #include "spectral/VectorHelpers.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
 #include "timbre/AAPhaseBasedSpectralProcessor.h"
 #include "timbre/PhaseVectors.h"
+
+#include <Accelerate/Accelerate.h>
+
+#include <algorithm>
 
 namespace qel::core {
 

@@ -1,10 +1,10 @@
 #include "timbre/PartialTracker.h"
 
-#include <algorithm>
-#include <cmath>
-
 #include "elementary/Functions.h"
 #include "timbre/TrackVectors.h"
+
+#include <algorithm>
+#include <cmath>
 
 namespace qel::core {
 

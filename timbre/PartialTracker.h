@@ -1,10 +1,10 @@
 #pragma once
 
+#include "timbre/SpectralPeaks.h"
+
 #include <cstddef>
 #include <span>
 #include <vector>
-
-#include "timbre/SpectralPeaks.h"
 
 namespace qel::core {
 

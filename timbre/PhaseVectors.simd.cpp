@@ -11,11 +11,12 @@
 #define HWY_TARGET_INCLUDE "timbre/PhaseVectors.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <algorithm>
-#include <hwy/highway.h>
-
 #include "elementary/Vectors.simd.h"
 #include "spectral/phase/Wrap.simd.h"
+
+#include <hwy/highway.h>
+
+#include <algorithm>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

@@ -12,11 +12,12 @@
 #define QEL_TIMBRE_SELECT_SIMD_H
 #endif
 
-#include <cstddef>
-#include <cstdint>
+#include "timbre/LaneTable.h"
+
 #include <hwy/highway.h>
 
-#include "timbre/LaneTable.h"
+#include <cstddef>
+#include <cstdint>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <vector>
-
 #include <MacTypes.h>
+
+#include <vector>
 
 namespace qel::core {
 

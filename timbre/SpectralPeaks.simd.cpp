@@ -9,15 +9,16 @@
 #define HWY_TARGET_INCLUDE "timbre/SpectralPeaks.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <algorithm>
-#include <cmath>
-#include <cstddef>
-#include <hwy/highway.h>
-#include <limits>
-
 #include "elementary/Vectors.simd.h"
 #include "timbre/Rows.simd.h"
 #include "timbre/Select.simd.h"
+
+#include <hwy/highway.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstddef>
+#include "timbre/PartialTracker.h"
 
 #include <QelAudioAnalysis.h>
 
-#include "timbre/PartialTracker.h"
+#include <cstddef>
 
 namespace qel::core {
 

@@ -11,14 +11,15 @@
 #define HWY_TARGET_INCLUDE "timbre/TrackVectors.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <bit>
-#include <cstring>
-#include <hwy/highway.h>
-#include <limits>
-
 #include "elementary/Vectors.simd.h"
 #include "timbre/Rows.simd.h"
 #include "timbre/Select.simd.h"
+
+#include <hwy/highway.h>
+
+#include <bit>
+#include <cstring>
+#include <limits>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

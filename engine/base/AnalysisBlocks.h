@@ -1,9 +1,9 @@
 #pragma once
 
+#include <QelAudioAnalysis.h>
+
 #include <cstddef>
 #include <vector>
-
-#include <QelAudioAnalysis.h>
 
 namespace qel::core {
 

@@ -1,11 +1,11 @@
 #include "engine/base/EventList.h"
 
-#include <numeric>
+#include "engine/base/KeyFacts.h"
+#include "support/CACFArray.h"
 
 #include <Accelerate/Accelerate.h>
 
-#include "engine/base/KeyFacts.h"
-#include "support/CACFArray.h"
+#include <numeric>
 
 namespace qel::core {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <vector>
-
 #include "engine/base/AnalysisBlocks.h"
 #include "support/CACFDictionary.h"
+
+#include <vector>
 
 namespace qel::core {
 

@@ -1,15 +1,15 @@
 #include "engine/base/QelAAAnalysisBase.h"
 
+#include "support/CACFArray.h"
+#include "support/CACFDictionary.h"
+#include "support/CAStreamBasicDescription.h"
+#include "support/FrameStore.h"
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
 #include <new>
 #include <utility>
-
-#include "support/CACFArray.h"
-#include "support/CACFDictionary.h"
-#include "support/CAStreamBasicDescription.h"
-#include "support/FrameStore.h"
 
 namespace qel::core {
 

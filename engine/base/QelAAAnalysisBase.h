@@ -1,12 +1,12 @@
 #pragma once
 
-#include <QelAudioAnalysis.h>
-
-#include <span>
-
 #include "engine/base/AnalysisBlocks.h"
 #include "support/CAAutoDisposer.h"
 #include "support/CABufferList.h"
+
+#include <QelAudioAnalysis.h>
+
+#include <span>
 
 namespace qel::core {
 

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "engine/base/KeyFacts.h"
+#include "engine/base/QelAAAnalysisBase.h"
+
 #include <array>
 #include <cstddef>
 #include <memory>
 #include <optional>
 #include <span>
-
-#include "engine/base/KeyFacts.h"
-#include "engine/base/QelAAAnalysisBase.h"
 
 namespace qel::core {
 

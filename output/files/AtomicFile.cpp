@@ -4,10 +4,11 @@
 #include "output/files/Interrupt.h"
 #include "output/files/OutputError.h"
 
+#include <fmt/format.h>
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>

@@ -2,11 +2,12 @@
 
 #include "output/files/Sha256.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <fmt/format.h>
 #include <string_view>
 #include <system_error>
 

@@ -4,8 +4,9 @@
 #include "output/files/OutputError.h"
 #include "output/files/OutputName.h"
 
-#include <algorithm>
 #include <fmt/format.h>
+
+#include <algorithm>
 
 namespace qel::output {
 

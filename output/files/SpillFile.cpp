@@ -2,13 +2,14 @@
 
 #include "output/files/OutputError.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <fmt/format.h>
 #include <system_error>
 #include <unistd.h>
 

@@ -2,11 +2,12 @@
 
 #include "output/files/Interrupt.h"
 
+#include <fmt/format.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <string>
 #include <unistd.h>
 #include <utility>

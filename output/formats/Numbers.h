@@ -1,8 +1,9 @@
 #pragma once
 
-#include <cmath>
 #include <fmt/compile.h>
 #include <fmt/format.h>
+
+#include <cmath>
 #include <iterator>
 
 namespace qel::output {

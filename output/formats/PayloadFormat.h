@@ -2,8 +2,9 @@
 
 #include <QelAudioAnalysis/Result.hpp>
 
-#include <cstddef>
 #include <fmt/format.h>
+
+#include <cstddef>
 #include <limits>
 #include <string>
 #include <string_view>

@@ -1,9 +1,9 @@
+#include "platform/audio/PCMConverter.h"
+
 #include <AudioToolbox/AudioConverter.h>
 
 #include <memory>
 #include <new>
-
-#include "platform/audio/PCMConverter.h"
 
 using qel::platform::PCMConverter;
 using qel::platform::ReadPCMFormat;

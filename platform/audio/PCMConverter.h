@@ -1,12 +1,12 @@
 #pragma once
 
+#include "platform/audio/PCMFormat.h"
+#include "platform/audio/SampleConversion.h"
+
 #include <AudioToolbox/AudioConverter.h>
 
 #include <cstddef>
 #include <memory>
-
-#include "platform/audio/PCMFormat.h"
-#include "platform/audio/SampleConversion.h"
 
 namespace qel::platform {
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "platform/audio/SampleConversion.h"
+
 #include <CoreAudio/CoreAudioTypes.h>
 
 #include <cstddef>
 #include <optional>
-
-#include "platform/audio/SampleConversion.h"
 
 namespace qel::platform {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CoreFoundation/CFArray.h>
-
 #include "platform/containers/CFObject.h"
+
+#include <CoreFoundation/CFArray.h>
 
 #include <vector>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CoreFoundation/CFNumber.h>
-
 #include "platform/containers/CFObject.h"
+
+#include <CoreFoundation/CFNumber.h>
 
 namespace qel::platform {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CoreFoundation/CFData.h>
-
 #include "platform/containers/CFObject.h"
+
+#include <CoreFoundation/CFData.h>
 
 #include <string>
 #include <utility>

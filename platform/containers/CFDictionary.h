@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CoreFoundation/CFDictionary.h>
-
 #include "platform/containers/CFObject.h"
+
+#include <CoreFoundation/CFDictionary.h>
 
 #include <cstddef>
 #include <vector>

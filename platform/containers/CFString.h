@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CoreFoundation/CFString.h>
-
 #include "platform/containers/CFObject.h"
+
+#include <CoreFoundation/CFString.h>
 
 #include <string>
 #include <string_view>

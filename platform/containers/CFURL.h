@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CoreFoundation/CFURL.h>
-
 #include "platform/containers/CFObject.h"
+
+#include <CoreFoundation/CFURL.h>
 
 namespace qel::platform {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CoreFoundation/CFUUID.h>
-
 #include "platform/containers/CFObject.h"
+
+#include <CoreFoundation/CFUUID.h>
 
 #include <array>
 

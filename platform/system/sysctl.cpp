@@ -1,6 +1,7 @@
+#include <sys/sysctl.h>
+
 #include <cerrno>
 #include <cstring>
-#include <sys/sysctl.h>
 
 namespace {
 

@@ -8,11 +8,11 @@
 // what it may ask for.
 
 #include "platform/vector/ComplexTransform.h"
-
 #include "platform/vector/FFTWReserve.h"
 #include "platform/vector/TransformScratch.h"
 
 #include <fftw3.h>
+
 #include <mutex>
 #include <new>
 #include <type_traits>

@@ -2,12 +2,12 @@
 // fused with its sums no more than ours, whatever the processor. A transform is only read while it
 // is executed, so that threads may share it.
 
+#include "elementary/Functions.h"
 #include "platform/vector/ComplexTransform.h"
 
-#include "elementary/Functions.h"
+#include <kissfft/kissfft.hh>
 
 #include <complex>
-#include <kissfft/kissfft.hh>
 #include <new>
 #include <numbers>
 #include <vector>

@@ -14,11 +14,12 @@
 #define QEL_PLATFORM_LOOPS_SIMD_H
 #endif
 
-#include <cstddef>
-#include <hwy/highway.h>
-#include <utility>
-
 #include "platform/vector/VectorArguments.h"
+
+#include <hwy/highway.h>
+
+#include <cstddef>
+#include <utility>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::platform {

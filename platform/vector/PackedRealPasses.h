@@ -6,6 +6,7 @@
 #include "platform/vector/TransformTables.h"
 
 #include <Accelerate/vDSPTypes.h>
+
 #include <cstddef>
 
 namespace qel::platform {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <Accelerate/vDSPTypes.h>
+
 #include <cstddef>
 
 namespace qel::platform {

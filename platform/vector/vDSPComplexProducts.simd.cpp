@@ -6,9 +6,9 @@
 #define HWY_TARGET_INCLUDE "platform/vector/vDSPComplexProducts.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <hwy/highway.h>
-
 #include "platform/vector/Loops.simd.h"
+
+#include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::platform {

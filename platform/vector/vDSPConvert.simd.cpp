@@ -1,15 +1,16 @@
 // Floats to integers.
 
 #include <Accelerate/vDSP.h>
+
 #include <limits>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "platform/vector/vDSPConvert.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <hwy/highway.h>
-
 #include "platform/vector/Loops.simd.h"
+
+#include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::platform {

@@ -1,6 +1,7 @@
 // Vectors made from a formula, and the reversal of a vector.
 
 #include <Accelerate/vDSP.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -8,9 +9,9 @@
 #define HWY_TARGET_INCLUDE "platform/vector/vDSPGenerate.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <hwy/highway.h>
-
 #include "platform/vector/Loops.simd.h"
+
+#include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::platform {

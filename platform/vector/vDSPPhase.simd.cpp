@@ -1,16 +1,17 @@
 // Angles of split-complex vectors.
 
 #include <Accelerate/vDSP.h>
+
 #include <numbers>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "platform/vector/vDSPPhase.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <hwy/highway.h>
-
 #include "elementary/Vectors.simd.h"
 #include "platform/vector/Loops.simd.h"
+
+#include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::platform {

@@ -1,6 +1,7 @@
 // Sorting of values and of indices. NaN has no place in an order: it is moved to the end first.
 
 #include <Accelerate/vDSP.h>
+
 #include <algorithm>
 #include <cmath>
 #include <functional>

@@ -6,6 +6,7 @@
 #include "platform/vector/TransformTables.h"
 
 #include <Accelerate/vDSPTransforms.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <new>

@@ -1,6 +1,7 @@
 // Changes of sign. 64 elements at a time become one word of sign bits.
 
 #include <Accelerate/vDSP.h>
+
 #include <algorithm>
 #include <bit>
 #include <cstdint>
@@ -9,9 +10,9 @@
 #define HWY_TARGET_INCLUDE "platform/vector/vDSPZeroCrossings.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <hwy/highway.h>
-
 #include "platform/vector/Loops.simd.h"
+
+#include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::platform {

@@ -3,17 +3,17 @@
 // the last frame. After D. P. W. Ellis, "Beat tracking by dynamic programming", Journal of New
 // Music Research 36(1), 2007.
 
-#include <algorithm>
-#include <bit>
-#include <cmath>
-#include <cstdint>
-
-#include <Accelerate/Accelerate.h>
-
 #include "elementary/Functions.h"
 #include "rhythm/beats/AABeatFunctionGenerator.h"
 #include "rhythm/math/RhythmMath.h"
 #include "spectral/VectorHelpers.h"
+
+#include <Accelerate/Accelerate.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
 
 namespace qel::core {
 

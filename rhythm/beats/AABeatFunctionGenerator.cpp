@@ -1,11 +1,11 @@
 #include "rhythm/beats/AABeatFunctionGenerator.h"
 
+#include "rhythm/beats/BandRise.h"
+#include "spectral/mel/AAMelFrequencySpectralProcessor.h"
+
 #include <algorithm>
 #include <limits>
 #include <new>
-
-#include "rhythm/beats/BandRise.h"
-#include "spectral/mel/AAMelFrequencySpectralProcessor.h"
 
 namespace qel::core {
 

@@ -1,15 +1,15 @@
 #pragma once
 
-#include <memory>
-#include <span>
-#include <vector>
-
-#include <CoreAudio/CoreAudioTypes.h>
-
 #include "engine/base/EventList.h"
 #include "engine/base/QelAAAnalysisGenerator.h"
 #include "rhythm/beats/MeterAudio.h"
 #include "support/FrameStore.h"
+
+#include <CoreAudio/CoreAudioTypes.h>
+
+#include <memory>
+#include <span>
+#include <vector>
 
 namespace qel::core {
 

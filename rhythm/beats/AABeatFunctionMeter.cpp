@@ -1,17 +1,17 @@
 // Beats per bar, from the correlation of the rectified audio with itself, and the down beats.
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <numeric>
-
-#include <Accelerate/Accelerate.h>
-
 #include "engine/base/KeyFacts.h"
 #include "rhythm/beats/AABeatFunctionGenerator.h"
 #include "rhythm/beats/MeterCurve.h"
 #include "rhythm/beats/MeterMatrix.h"
 #include "rhythm/math/RhythmMath.h"
+
+#include <Accelerate/Accelerate.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numeric>
 
 namespace qel::core {
 

@@ -1,12 +1,12 @@
 // Keys, sizes, the parameter, and the dictionaries made from blocks.
 
-#include <algorithm>
-#include <limits>
-
 #include "engine/base/KeyFacts.h"
 #include "rhythm/beats/AABeatFunctionGenerator.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
+
+#include <algorithm>
+#include <limits>
 
 namespace qel::core {
 

@@ -1,18 +1,18 @@
 // The driver of the final analysis, and the two tempi of a stream from the autocorrelation of its
 // detection function.
 
-#include <algorithm>
-#include <bit>
-#include <cmath>
-#include <cstdint>
-
-#include <Accelerate/Accelerate.h>
-
 #include "elementary/Functions.h"
 #include "engine/base/KeyFacts.h"
 #include "rhythm/beats/AABeatFunctionGenerator.h"
 #include "rhythm/math/RhythmMath.h"
 #include "spectral/VectorHelpers.h"
+
+#include <Accelerate/Accelerate.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
 
 namespace qel::core {
 

@@ -9,8 +9,9 @@
 #define HWY_TARGET_INCLUDE "rhythm/beats/BandRise.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <cstddef>
 #include <hwy/highway.h>
+
+#include <cstddef>
 #include <limits>
 
 HWY_BEFORE_NAMESPACE();

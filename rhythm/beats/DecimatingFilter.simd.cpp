@@ -12,9 +12,10 @@
 #define HWY_TARGET_INCLUDE "rhythm/beats/DecimatingFilter.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
+#include <hwy/highway.h>
+
 #include <algorithm>
 #include <cstddef>
-#include <hwy/highway.h>
 #include <utility>
 
 HWY_BEFORE_NAMESPACE();

@@ -1,9 +1,9 @@
 #include "rhythm/beats/MeterAudio.h"
 
+#include "rhythm/math/ButterworthLowPass.h"
+
 #include <algorithm>
 #include <cmath>
-
-#include "rhythm/math/ButterworthLowPass.h"
 
 namespace qel::core {
 

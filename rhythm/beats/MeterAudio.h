@@ -1,14 +1,14 @@
 #pragma once
 
+#include "rhythm/beats/MeterResampler.h"
+#include "support/FrameStore.h"
+
+#include <CoreAudio/CoreAudioTypes.h>
+
 #include <array>
 #include <cstddef>
 #include <memory>
 #include <vector>
-
-#include <CoreAudio/CoreAudioTypes.h>
-
-#include "rhythm/beats/MeterResampler.h"
-#include "support/FrameStore.h"
 
 namespace qel::core {
 

@@ -1,14 +1,14 @@
 #include "rhythm/beats/MeterCurve.h"
 
+#include "rhythm/beats/MeterMatrix.h"
+#include "rhythm/math/RhythmMath.h"
+
+#include <Accelerate/Accelerate.h>
+
 #include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <utility>
-
-#include <Accelerate/Accelerate.h>
-
-#include "rhythm/beats/MeterMatrix.h"
-#include "rhythm/math/RhythmMath.h"
 
 namespace qel::core {
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <MacTypes.h>
+
 #include <array>
 #include <vector>
-
-#include <MacTypes.h>
 
 namespace qel::core {
 

@@ -1,14 +1,14 @@
 #include "rhythm/beats/MeterMatrix.h"
 
+#include "rhythm/beats/LagProducts.h"
+#include "spectral/FFTSetupOwner.h"
+
+#include <Accelerate/Accelerate.h>
+
 #include <algorithm>
 #include <array>
 #include <memory>
 #include <new>
-
-#include <Accelerate/Accelerate.h>
-
-#include "rhythm/beats/LagProducts.h"
-#include "spectral/FFTSetupOwner.h"
 
 namespace qel::core {
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <MacTypes.h>
+
 #include <cstddef>
 #include <functional>
 #include <memory>
 #include <vector>
-
-#include <MacTypes.h>
 
 namespace qel::core {
 

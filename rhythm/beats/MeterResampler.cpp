@@ -1,9 +1,9 @@
 #include "rhythm/beats/MeterResampler.h"
 
+#include "support/FilterDesign.h"
+
 #include <algorithm>
 #include <limits>
-
-#include "support/FilterDesign.h"
 
 namespace qel::core {
 

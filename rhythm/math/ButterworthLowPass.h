@@ -1,10 +1,10 @@
 #pragma once
 
+#include "spectral/ButterworthDesign.h"
+
 #include <array>
 #include <bit>
 #include <cstdint>
-
-#include "spectral/ButterworthDesign.h"
 
 namespace qel::core {
 

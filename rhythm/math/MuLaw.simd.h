@@ -13,13 +13,14 @@
 #define QEL_RHYTHM_MU_LAW_SIMD_H
 #endif
 
+#include "elementary/Vectors.simd.h"
+
+#include <hwy/highway.h>
+
 #include <bit>
 #include <cstdint>
-#include <hwy/highway.h>
 #include <limits>
 #include <numbers>
-
-#include "elementary/Vectors.simd.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

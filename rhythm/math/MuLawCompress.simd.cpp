@@ -3,18 +3,18 @@
 // library's logarithm: that one rounds otherwise, and a value would depend on its place in the
 // array.
 
-#include <cstddef>
-
 #include "rhythm/math/RhythmMath.h"
+
+#include <cstddef>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "rhythm/math/MuLawCompress.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <hwy/highway.h>
-
 #include "elementary/Functions.h"
 #include "rhythm/math/MuLaw.simd.h"
+
+#include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

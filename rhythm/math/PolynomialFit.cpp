@@ -7,6 +7,7 @@
 #define EIGEN_STACK_ALLOCATION_LIMIT 1024
 
 #include <Accelerate/Accelerate.h>
+
 #include <Eigen/QR>
 
 #include <algorithm>

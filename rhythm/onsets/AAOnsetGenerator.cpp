@@ -1,12 +1,5 @@
 #include "rhythm/onsets/AAOnsetGenerator.h"
 
-#include <algorithm>
-#include <cmath>
-#include <limits>
-#include <memory>
-#include <new>
-#include <utility>
-
 #include "engine/base/EventList.h"
 #include "engine/base/KeyFacts.h"
 #include "rhythm/math/RhythmMath.h"
@@ -15,6 +8,13 @@
 #include "rhythm/onsets/OnsetPeaks.h"
 #include "support/CACFArray.h"
 #include "support/CACFDictionary.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <new>
+#include <utility>
 
 namespace qel::core {
 

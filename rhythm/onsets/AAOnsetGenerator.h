@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vector>
-
-#include <CoreAudio/CoreAudioTypes.h>
-
 #include "engine/base/QelAAAnalysisBase.h"
 #include "rhythm/onsets/GammatoneBank.h"
 #include "support/FrameStore.h"
+
+#include <CoreAudio/CoreAudioTypes.h>
+
+#include <vector>
 
 namespace qel::core {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cstddef>
-
 #include "rhythm/onsets/GammatoneBank.h"
+
+#include <cstddef>
 
 namespace qel::core {
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <MacTypes.h>
+
 #include <complex>
 #include <cstdlib>
-
-#include <MacTypes.h>
 
 namespace qel::core {
 

@@ -15,12 +15,13 @@
 #define HWY_TARGET_INCLUDE "rhythm/onsets/GammatoneLanes.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <algorithm>
-#include <cstddef>
-#include <hwy/highway.h>
-
 #include "rhythm/onsets/GammatoneBands.h"
 #include "rhythm/onsets/SingleBand.simd.h"
+
+#include <hwy/highway.h>
+
+#include <algorithm>
+#include <cstddef>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

@@ -7,8 +7,9 @@
 #define HWY_TARGET_INCLUDE "rhythm/onsets/LevelCounts.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <cstddef>
 #include <hwy/highway.h>
+
+#include <cstddef>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

@@ -11,13 +11,14 @@
 #define HWY_TARGET_INCLUDE "rhythm/onsets/OnsetCurve.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
+#include "elementary/Functions.h"
+#include "rhythm/math/MuLaw.simd.h"
+
+#include <hwy/highway.h>
+
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <hwy/highway.h>
-
-#include "elementary/Functions.h"
-#include "rhythm/math/MuLaw.simd.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

@@ -1,13 +1,13 @@
 #include "rhythm/onsets/OnsetPeaks.h"
 
+#include "rhythm/math/RhythmMath.h"
+#include "rhythm/onsets/LevelCounts.h"
+#include "spectral/VectorHelpers.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <memory>
-
-#include "rhythm/math/RhythmMath.h"
-#include "rhythm/onsets/LevelCounts.h"
-#include "spectral/VectorHelpers.h"
 
 namespace qel::core {
 

@@ -12,10 +12,11 @@
 #define QEL_RHYTHM_SINGLE_BAND_SIMD_H
 #endif
 
-#include <cstddef>
+#include "rhythm/onsets/GammatoneBands.h"
+
 #include <hwy/highway.h>
 
-#include "rhythm/onsets/GammatoneBands.h"
+#include <cstddef>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

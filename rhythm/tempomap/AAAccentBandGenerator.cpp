@@ -1,16 +1,16 @@
 #include "rhythm/tempomap/AAAccentBandGenerator.h"
 
-#include <algorithm>
-#include <limits>
-#include <new>
-
-#include <Accelerate/Accelerate.h>
-
 #include "engine/base/KeyFacts.h"
 #include "rhythm/math/ButterworthLowPass.h"
 #include "rhythm/math/RhythmMath.h"
 #include "rhythm/tempomap/AAGammaBankSpectralProcessor.h"
 #include "spectral/VectorHelpers.h"
+
+#include <Accelerate/Accelerate.h>
+
+#include <algorithm>
+#include <limits>
+#include <new>
 
 namespace qel::core {
 

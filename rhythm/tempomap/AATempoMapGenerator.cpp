@@ -1,13 +1,13 @@
 #include "rhythm/tempomap/AATempoMapGenerator.h"
 
+#include "elementary/Functions.h"
+#include "engine/base/KeyFacts.h"
+#include "rhythm/tempomap/FindPeaksInVector.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <limits>
 #include <new>
-
-#include "elementary/Functions.h"
-#include "engine/base/KeyFacts.h"
-#include "rhythm/tempomap/FindPeaksInVector.h"
 
 namespace qel::core {
 

@@ -11,8 +11,9 @@
 #define HWY_TARGET_INCLUDE "rhythm/tempomap/DotProducts.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <cstddef>
 #include <hwy/highway.h>
+
+#include <cstddef>
 #include <utility>
 
 HWY_BEFORE_NAMESPACE();

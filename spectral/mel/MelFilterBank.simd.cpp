@@ -14,10 +14,11 @@
 #define HWY_TARGET_INCLUDE "spectral/mel/MelFilterBank.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
+#include <hwy/highway.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <hwy/highway.h>
 #include <limits>
 #include <utility>
 

@@ -11,10 +11,11 @@
 #define HWY_TARGET_INCLUDE "spectral/phase/UnWrap.simd.cpp"
 #include <hwy/foreach_target.h> // Must stand before the other headers of its kind.
 
-#include <cstddef>
+#include "spectral/phase/Wrap.simd.h"
+
 #include <hwy/highway.h>
 
-#include "spectral/phase/Wrap.simd.h"
+#include <cstddef>
 
 HWY_BEFORE_NAMESPACE();
 namespace qel::core {

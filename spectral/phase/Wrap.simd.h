@@ -16,6 +16,7 @@
 #endif
 
 #include <hwy/highway.h>
+
 #include <numbers>
 
 HWY_BEFORE_NAMESPACE();

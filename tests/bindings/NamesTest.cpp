@@ -2,6 +2,7 @@
 #include "TestSignals.h"
 
 #include <QelAudioAnalysis.hpp>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>

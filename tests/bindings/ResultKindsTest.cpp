@@ -1,5 +1,6 @@
 // Reading payloads of events and counts, from blocks that the test makes.
 #include <QelAudioAnalysis.hpp>
+
 #include <gtest/gtest.h>
 
 #include <array>

@@ -1,6 +1,7 @@
 // What of the generator cannot be reached, or not be seen, through the exported functions.
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
+
 #include "tests/engine/TestAnalyzer.h"
 
 #include <gtest/gtest.h>

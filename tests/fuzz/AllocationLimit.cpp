@@ -1,10 +1,9 @@
 #include "tests/fuzz/AllocationLimit.h"
 
-#include <malloc.h>
-
 #include <atomic>
 #include <cstdlib>
 #include <limits>
+#include <malloc.h>
 #include <new>
 #include <utility>
 

@@ -3,9 +3,8 @@
 #include "tests/fuzz/ByteProgram.h"
 #include "tests/fuzz/ClientScope.h"
 
-#include <QelAudioAnalysis/Keys.hpp>
-
 #include <QelAudioAnalysis.h>
+#include <QelAudioAnalysis/Keys.hpp>
 
 namespace qel::fuzz {
 

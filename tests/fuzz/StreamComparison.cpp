@@ -2,9 +2,8 @@
 
 #include "tests/fuzz/Require.h"
 
-#include <QelAudioAnalysis/Keys.hpp>
-
 #include <QelAudioAnalysis.h>
+#include <QelAudioAnalysis/Keys.hpp>
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,6 @@
 // Audio of other formats than float, through the platform's converter.
 
 #include "loudness/BufferedSoundCheckAnalyzer.h"
-
 #include "tests/loudness/SoundCheckTesting.h"
 
 #include <gtest/gtest.h>

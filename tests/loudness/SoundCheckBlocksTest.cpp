@@ -1,7 +1,6 @@
 // What the generator of "sound check" makes of an analyzer that works, from the inside.
 
 #include "loudness/AABreloSoundCheckGenerator.h"
-
 #include "tests/loudness/SoundCheckTesting.h"
 
 #include <gtest/gtest.h>

@@ -3,7 +3,6 @@
 // place of the platform's in this executable.
 
 #include "loudness/BufferedSoundCheckAnalyzer.h"
-
 #include "tests/loudness/SoundCheckTesting.h"
 
 #include <gtest/gtest.h>

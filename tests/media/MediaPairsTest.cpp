@@ -1,6 +1,7 @@
 // Every container and codec that the ffmpeg command writes: whole and cut.
 
 #include "tests/media/MediaPairs.h"
+
 #include "media/AudioDecoder.h"
 #include "tests/helpers/TempDirectory.h"
 

@@ -1,9 +1,9 @@
 // The constant-Q spectrum of frames, against the dense product in double precision and against
 // tones of known level.
 
-#include "DoubleTransform.h"
-
 #include "pitch/AAConstantQSpectralProcessor.h"
+
+#include "DoubleTransform.h"
 
 #include <gtest/gtest.h>
 

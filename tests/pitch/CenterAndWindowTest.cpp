@@ -2,10 +2,10 @@
 
 #include <Accelerate/Accelerate.h>
 
+#include <gtest/gtest.h>
+
 #include <random>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 namespace qel::core {
 namespace {

@@ -1,13 +1,13 @@
 // The kernels against a dense design in double precision.
 
-#include "DoubleTransform.h"
-
 #include "pitch/ConstantQKernel.h"
-#include "pitch/SpectrumThinning.h"
 
+#include "DoubleTransform.h"
+#include "pitch/SpectrumThinning.h"
 #include "tests/support/Sanitized.h"
 
 #include <Accelerate/Accelerate.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // Weights moved to a coarser spectrum, against the sums over the fine one in double precision.
 
-#include "DoubleTransform.h"
-
 #include "pitch/SpectrumThinning.h"
+
+#include "DoubleTransform.h"
 
 #include <gtest/gtest.h>
 

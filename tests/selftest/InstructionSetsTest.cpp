@@ -1,6 +1,7 @@
 // All keys end to end on every instruction set that this processor has.
 
 #include "tests/platform/vector/InstructionSets.h"
+
 #include "tools/selftest/SelfTest.h"
 
 #include <gtest/gtest.h>

@@ -1,10 +1,10 @@
 #include "spectral/ButterworthDesign.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <complex>
 #include <numbers>
-
-#include <gtest/gtest.h>
 
 namespace qel::core {
 namespace {

@@ -1,12 +1,12 @@
 #include "spectral/Magnitudes.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 namespace qel::core {
 namespace {

@@ -1,6 +1,5 @@
-#include "support/CARingBuffer.h"
-
 #include "RingBufferTesting.h"
+#include "support/CARingBuffer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,8 @@
 // Long random runs of operations beside the model.
 
-#include "support/CARingBuffer.h"
-
 #include "RingBufferModel.h"
 #include "RingBufferTesting.h"
+#include "support/CARingBuffer.h"
 
 #include <gtest/gtest.h>
 

@@ -154,9 +154,8 @@ TEST(CAStreamBasicDescriptionTest, TextNamesTheFormat) {
     EXPECT_EQ(CAStringForOSType(7), "7");
     EXPECT_EQ(Canonical(2, true).GetSimpleName(), "32-bit Float");
     EXPECT_EQ(Int16Stereo().GetSimpleName(true), "I16");
-    EXPECT_EQ(Canonical(2, false).AsString(),
-              "2 ch, 44100 Hz, 'lpcm' 32-bit Float, little-endian, non-interleaved, 4 bytes/frame, "
-              "1 frames/packet");
+    EXPECT_EQ(Canonical(2, false).AsString(), "2 ch, 44100 Hz, 'lpcm' 32-bit Float, little-endian, "
+                                              "non-interleaved, 4 bytes/frame, 1 frames/packet");
 }
 
 } // namespace

@@ -4,11 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <new>
 #include <random>
+#include <sys/resource.h>
 
 namespace qel::core {
 namespace {

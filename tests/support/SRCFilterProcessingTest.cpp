@@ -1,6 +1,5 @@
-#include "support/SRCFilter.h"
-
 #include "FilterReference.h"
+#include "support/SRCFilter.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,7 @@
 // What the designs do to frequencies.
 
-#include "support/SRCFilter.h"
-
 #include "FilterReference.h"
+#include "support/SRCFilter.h"
 
 #include <gtest/gtest.h>
 

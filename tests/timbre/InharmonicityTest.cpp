@@ -2,9 +2,9 @@
 
 #include "timbre/Inharmonicity.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/platform/vector/InstructionSets.h"
+
+#include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>

@@ -2,10 +2,10 @@
 
 #include "timbre/PartialTracker.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/platform/vector/InstructionSets.h"
 #include "timbre/TrackVectors.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>

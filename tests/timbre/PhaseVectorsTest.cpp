@@ -2,6 +2,10 @@
 
 #include "timbre/PhaseVectors.h"
 
+#include "spectral/phase/UnWrap.h"
+#include "tests/platform/vector/InstructionSets.h"
+#include "timbre/PrincArg.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,10 +14,6 @@
 #include <numbers>
 #include <random>
 #include <vector>
-
-#include "spectral/phase/UnWrap.h"
-#include "tests/platform/vector/InstructionSets.h"
-#include "timbre/PrincArg.h"
 
 namespace qel::core {
 namespace {

@@ -2,9 +2,9 @@
 
 #include "timbre/SpectralPeaks.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/platform/vector/InstructionSets.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,7 @@
 // The client finds its world as it left it: behind every exported function, and in every callback.
 
 #include "tests/trust/ClientWorld.h"
+
 #include "tests/trust/Life.h"
 #include "tests/trust/OutputCapture.h"
 

@@ -1,8 +1,9 @@
 // Names of tests that run once for each key.
 #pragma once
 
-#include <algorithm>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 #include <iterator>
 #include <string>
 

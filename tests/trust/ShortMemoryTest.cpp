@@ -4,11 +4,13 @@
 // starts cold.
 
 #include "tests/trust/ShortMemory.h"
+
 #include "tests/trust/KeyLife.h"
 #include "tests/trust/KeyNames.h"
 #include "tests/trust/SharedMemory.h"
 
 #include <Accelerate/Accelerate.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>

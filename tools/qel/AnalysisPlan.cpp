@@ -6,9 +6,10 @@
 
 #include <QelAudioAnalysis/Analyzer.hpp>
 
-#include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+
+#include <algorithm>
 #include <new>
 
 namespace qel::tool {

@@ -10,6 +10,7 @@
 #include "tools/qel/ToolError.h"
 
 #include <fmt/format.h>
+
 #include <memory>
 #include <unistd.h>
 

@@ -12,13 +12,14 @@
 #include "tools/qel/StandardStreams.h"
 #include "tools/qel/ToolError.h"
 
-#include <CLI/CLI.hpp>
 #include <QelMedia.hpp>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <exception>
-#include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <new>
 #include <sstream>
 #include <string>
@@ -80,9 +81,9 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
                              {"csv", OutputFormat::Csv},
                              {"labels", OutputFormat::Labels},
                              {"beats", OutputFormat::Beats}},
-                            "json (default); csv; labels: one label track per key with events or a "
-                            "name per frame, lines \"start end text\"; beats: lines \"time "
-                            "position-in-bar\"");
+                            "json (default); csv; labels: one label track per "
+                            "key with events or a name per frame, lines \"start "
+                            "end text\"; beats: lines \"time position-in-bar\"");
     command
         ->add_option("--output", options.output,
                      "Output, default - (standard output). With json: a file. Otherwise: a "
@@ -92,8 +93,7 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
     AddChoice<media::ChannelMix>(
         command, "--mix", options.mix,
         {{"mono", media::ChannelMix::Mono}, {"keep", media::ChannelMix::Keep}},
-        "mono (default): analyze the mean of all channels; keep: analyze each "
-        "channel");
+        "mono (default): analyze the mean of all channels; keep: analyze each channel");
     command
         ->add_option(
             "--block", options.blockSamples,
@@ -109,9 +109,9 @@ void AddAnalyze(CLI::App& app, CommandLine& line) {
         ->type_name("NAME=VALUE");
     command
         ->add_option("--min-strength", options.minStrength,
-                     "Leave out events (beats, down beats, onsets) with a strength below S, in all "
-                     "formats; bar positions still count all events; a number of 0 or more, "
-                     "default 0")
+                     "Leave out events (beats, down beats, onsets) with a "
+                     "strength below S, in all formats; bar positions still "
+                     "count all events; a number of 0 or more, default 0")
         ->type_name("S");
     command->add_flag("--overwrite", options.overwrite,
                       "Replace existing outputs; without it they are refused");

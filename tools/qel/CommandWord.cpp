@@ -6,10 +6,11 @@
 #include <QelAudioAnalysis/KeyAliases.hpp>
 #include <QelAudioAnalysis/Keys.hpp>
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <filesystem>
-#include <fmt/format.h>
 #include <string_view>
 
 namespace qel::tool {

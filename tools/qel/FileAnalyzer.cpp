@@ -7,9 +7,10 @@
 #include <QelAudioAnalysis/Analyzer.hpp>
 #include <QelMedia.hpp>
 
-#include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+
+#include <algorithm>
 #include <limits>
 #include <set>
 

@@ -5,8 +5,9 @@
 
 #include <QelMedia.hpp>
 
-#include <algorithm>
 #include <fmt/format.h>
+
+#include <algorithm>
 #include <stdexcept>
 
 namespace qel::tool {

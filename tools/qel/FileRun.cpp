@@ -10,6 +10,7 @@
 #include <QelMedia.hpp>
 
 #include <fmt/format.h>
+
 #include <new>
 #include <unistd.h>
 

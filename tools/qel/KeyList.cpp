@@ -6,9 +6,10 @@
 
 #include <QelAudioAnalysis/KeyAliases.hpp>
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cctype>
-#include <fmt/format.h>
 #include <numeric>
 
 namespace qel::tool {

@@ -6,10 +6,11 @@
 #include "tools/qel/StandardStreams.h"
 #include "tools/qel/ToolError.h"
 
-#include <algorithm>
-#include <cmath>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
 #include <string_view>
 
 namespace qel::tool {

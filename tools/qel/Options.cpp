@@ -2,9 +2,10 @@
 
 #include "tools/qel/ToolError.h"
 
+#include <fmt/format.h>
+
 #include <charconv>
 #include <cmath>
-#include <fmt/format.h>
 #include <optional>
 #include <string_view>
 

@@ -2,9 +2,10 @@
 
 #include "output/formats/Texts.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <filesystem>
-#include <fmt/format.h>
 #include <string_view>
 #include <unistd.h>
 

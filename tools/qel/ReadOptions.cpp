@@ -3,9 +3,10 @@
 #include "tools/qel/KeyList.h"
 #include "tools/qel/ToolError.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
-#include <fmt/format.h>
 
 namespace qel::tool {
 namespace {

@@ -2,9 +2,10 @@
 
 #include "output/formats/Texts.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
-#include <fmt/format.h>
 
 namespace qel::tool {
 namespace {

@@ -1,16 +1,16 @@
 // Tempo, beats, down beats and key by libqm-dsp, of samples on the standard input: mono, 44.1 kHz,
 // float. A line per answer on the standard output: its name and its numbers.
 
+#include <dsp/keydetection/GetKeyMode.h>
+#include <dsp/onsets/DetectionFunction.h>
+#include <dsp/tempotracking/DownBeat.h>
+#include <dsp/tempotracking/TempoTrackV2.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <string_view>
 #include <vector>
-
-#include <dsp/keydetection/GetKeyMode.h>
-#include <dsp/onsets/DetectionFunction.h>
-#include <dsp/tempotracking/DownBeat.h>
-#include <dsp/tempotracking/TempoTrackV2.h>
 
 namespace {
 

@@ -44,11 +44,11 @@ inline constexpr ValueInfo kTemporalValues[] = {
      "1 is full scale; a full-scale sine gives 0.707.",
      ""},
     {"amplitude envelope", "full scale", detail::kAny,
-     "The root mean square energy of the pushes so far, smoothed by a third-order Butterworth "
-     "low-pass filter that takes one step per push. Its cutoff is 0.0059 of the push rate, so it "
-     "needs about 58 pushes to reach half of a step. Example: a full-scale sine has brought it to "
-     "0.20 after 43 pushes, on its way to 0.707. The envelope can fall slightly below 0 after a "
-     "loud passage.",
+     "The root mean square energy of the pushes so far, smoothed by a third-order "
+     "Butterworth low-pass filter that takes one step per push. Its cutoff is "
+     "0.0059 of the push rate, so it needs about 58 pushes to reach half of a step. "
+     "Example: a full-scale sine has brought it to 0.20 after 43 pushes, on its way "
+     "to 0.707. The envelope can fall slightly below 0 after a loud passage.",
      "Butterworth, On the theory of filter amplifiers, Experimental Wireless 7, 1930"},
 };
 
@@ -82,13 +82,13 @@ inline constexpr ValueInfo kGenericSpectrumValues[] = {
      "Tzanetakis and Cook, Musical genre classification of audio signals, IEEE Trans. Speech and "
      "Audio Processing 10(5), 2002 (also a bin number)"},
     {"spectrum flatness", "1", detail::kShare,
-     "Geometric mean of the magnitudes divided by their mean: near 1 for noise, near 0 for a "
-     "tone, 0 for silence. The cited measure uses powers; this one uses magnitudes. S: 0.000013. "
-     "N: 0.84.",
-     "Gray and Markel, A spectral-flatness measure for studying the autocorrelation method of "
-     "linear prediction of speech analysis, IEEE Trans. ASSP 22(3), 1974; Johnston, Transform "
-     "coding "
-     "of audio signals using perceptual noise criteria, IEEE J. Sel. Areas Comm. 6(2), 1988"},
+     "Geometric mean of the magnitudes divided by their mean: near 1 "
+     "for noise, near 0 for a tone, 0 for silence. The cited measure "
+     "uses powers; this one uses magnitudes. S: 0.000013. N: 0.84.",
+     "Gray and Markel, A spectral-flatness measure for studying the "
+     "autocorrelation method of linear prediction of speech analysis, IEEE "
+     "Trans. ASSP 22(3), 1974; Johnston, Transform coding of audio signals "
+     "using perceptual noise criteria, IEEE J. Sel. Areas Comm. 6(2), 1988"},
     {"spectrum maximum frequency", "Hz", detail::kUpToHalfRate,
      "f[k] of the bin with the greatest magnitude; the lowest such bin if several are equal. "
      "Steps of rate / 1024. S: 990.5 (bin 23).",
@@ -115,8 +115,8 @@ inline constexpr ValueInfo kGenericSpectrumValues[] = {
      "Masri, Computer modelling of sound for transformation and synthesis of musical signals, PhD "
      "thesis, University of Bristol, 1996"},
     {"spectrum high frequency content definition 2", "bins * magnitude", detail::kNotNegative,
-     "Sum of k * m[k]: definition 1 with magnitudes in place of their squares. S: 12377. N: "
-     "430435.",
+     "Sum of k * m[k]: definition 1 with magnitudes "
+     "in place of their squares. S: 12377. N: 430435.",
      "after Masri 1996"},
     {"spectrum crest factor", "1", detail::kCrestOf512,
      "Greatest magnitude divided by the root mean square of all magnitudes: 1 for a flat "
@@ -127,16 +127,15 @@ inline constexpr ValueInfo kGenericSpectrumValues[] = {
      "Sum of m[k] above 1500 Hz divided by the sum of all m[k]. 0 for silence. It is a share of "
      "magnitudes; the cited measures take a share of energy. S: 0.0004. N: 0.93.",
      "Juslin, Cue utilization in communication of emotion in music performance, J. Exp. "
-     "Psychology: "
-     "Human Perception and Performance 26(6), 2000; Lartillot and Toiviainen, A Matlab toolbox for "
-     "musical feature extraction from audio, DAFx, 2007"},
+     "Psychology: Human Perception and Performance 26(6), 2000; Lartillot and "
+     "Toiviainen, A Matlab toolbox for musical feature extraction from audio, DAFx, 2007"},
 };
 
 inline constexpr ValueInfo kSpectrumHistogramValues[] = {
     {"spectrum kurtosis", "1", detail::kKurtosisOf40,
-     "s4 / s2^2, with s4 and s2 the sums of (h[i] - u)^4 and (h[i] - u)^2 over the 40 counts. "
-     "Multiplied by 40 it is the usual kurtosis of the counts (3 is not subtracted). S: 0.951. N: "
-     "0.052.",
+     "s4 / s2^2, with s4 and s2 the sums of (h[i] - u)^4 and (h[i] - "
+     "u)^2 over the 40 counts. Multiplied by 40 it is the usual "
+     "kurtosis of the counts (3 is not subtracted). S: 0.951. N: 0.052.",
      "Peeters 2004 (of the spectrum; here of the counts)"},
     {"spectrum skewness", "1", detail::kSkewnessOf40,
      "s3 / s2^1.5, with s3 the sum of (h[i] - u)^3. Multiplied by sqrt(40) it is the usual "
@@ -154,15 +153,14 @@ inline constexpr ValueInfo kSpectrumPeakValues[] = {
      "frequency. 0 without peaks. H: 2.4. N: 71.",
      ""},
     {"spectrum peak harmonic deviation", "1", detail::kAny,
-     "D / T. D is the sum of p[i] - (p[b[i-1]] + p[b[i]] + p[b[i+1]]) / 3 over all peaks; the "
-     "first and the last peak lack a neighbour, which counts as 0. T is the sum of p[b[i]]; the "
-     "value is 0 if T is 0. The list of peaks is indexed by bin number, not by peak number, so "
-     "most of these terms are 0 and values are not comparable with the cited measure. Keeps its "
-     "last value without peaks. H: 17.6. A square wave of 220 Hz, with odd harmonics only: 22.5. "
-     "N: 2.8.",
-     "after Krimphoff, McAdams and Winsberg, Caractérisation du timbre des sons complexes II, J. "
-     "de "
-     "Physique IV 4(C5), 1994, which compares the neighbours themselves"},
+     "D / T. D is the sum of p[i] - (p[b[i-1]] + p[b[i]] + p[b[i+1]]) / 3 over all "
+     "peaks; the first and the last peak lack a neighbour, which counts as 0. T is "
+     "the sum of p[b[i]]; the value is 0 if T is 0. The list of peaks is indexed by "
+     "bin number, not by peak number, so most of these terms are 0 and values are "
+     "not comparable with the cited measure. Keeps its last value without peaks. H: "
+     "17.6. A square wave of 220 Hz, with odd harmonics only: 22.5. N: 2.8.",
+     "after Krimphoff, McAdams and Winsberg, Caractérisation du timbre des sons complexes "
+     "II, J. de Physique IV 4(C5), 1994, which compares the neighbours themselves"},
     {"spectrum first tristimulus", "magnitude", detail::kNotNegative,
      "p[0]^2 / S: a squared magnitude over a plain sum, so it grows with the level. 0 without "
      "peaks. H: 53.9. The same tone at a tenth of the level gives a tenth of that.",
@@ -185,10 +183,9 @@ inline constexpr ValueInfo kSpectrumPeakValues[] = {
      "Compare it only between frames of similar material and level. Example, C4 with G4 and C4 "
      "with C#4, six harmonics each of amplitude 0.2 / k: -822 for the fifth and -861 for the "
      "minor second; at a tenth of that level -778 and -960.",
-     "after Sethares, Local consonance and the relationship between timbre and scale, J. Acoust. "
-     "Soc. Am. 94(3), 1993, which models Plomp and Levelt, Tonal consonance and critical "
-     "bandwidth, "
-     "J. Acoust. Soc. Am. 38, 1965, and weights both exponentials"},
+     "after Sethares, Local consonance and the relationship between timbre and scale, J. "
+     "Acoust. Soc. Am. 94(3), 1993, which models Plomp and Levelt, Tonal consonance and "
+     "critical bandwidth, J. Acoust. Soc. Am. 38, 1965, and weights both exponentials"},
     {"spectrum regularity", "magnitude", detail::kNotNegative,
      "Sum of (p[i] - p[i+1])^2 over neighbouring peaks, divided by S. Despite its name it is "
      "greater for an irregular spectrum, and it grows with the level. Keeps its last value "

@@ -24,8 +24,8 @@ inline std::string_view statusText(SInt32 status) noexcept {
     case 0:
         return "success";
     case kStatusNoTempo:
-        return "no tempo found: audio that is silent, shorter than about 2.1 seconds, or not "
-               "finite";
+        return "no tempo found: audio that is silent, "
+               "shorter than about 2.1 seconds, or not finite";
     case kStatusNoMeter:
         return "no number of beats per bar found: nothing in the audio repeats like bars";
     case kStatusStopped:

@@ -27,9 +27,9 @@ inline constexpr KeyText kKeyTexts[] = {
      "values change with the size of the pushes. Push blocks of one size (for example 512) to get "
      "a curve with a fixed step."},
     {RowOf::GenericSpectrumProperties, kGenericSpectrumValues,
-     "General values of the magnitude spectrum of one frame. Examples: Computed with qel at 44100 "
-     "Hz. S is a steady sine of 1000 Hz and amplitude 0.5, N is white noise of root mean square "
-     "0.1."},
+     "General values of the magnitude spectrum of one frame. Examples: "
+     "Computed with qel at 44100 Hz. S is a steady sine of 1000 Hz and "
+     "amplitude 0.5, N is white noise of root mean square 0.1."},
     {RowOf::SpectrumHistogramProperties, kSpectrumHistogramValues,
      "Shape of the distribution of the magnitudes m[k] of one frame. The magnitudes are counted "
      "in 40 classes h[i] of equal width (greatest - least + 1) / 40, from the least magnitude "
@@ -37,19 +37,19 @@ inline constexpr KeyText kKeyTexts[] = {
      "of the magnitudes, and not moments of the spectrum over frequency. u is the mean count, 512 "
      "/ 40. Examples: S and N as in \"generic spectrum properties\"."},
     {RowOf::SpectrumPeakProperties, kSpectrumPeakValues,
-     "Values of the spectral peaks of one frame. A peak is a bin whose magnitude exceeds that of "
-     "both neighbours, so never the first or the last bin. p[0] to p[n-1] are the magnitudes of "
-     "the n peaks in ascending order of frequency, b[i] their bins, and p[j] is 0 for j of n and "
-     "above. S is the sum of all p[i]. Peaks are counted, not matched to harmonics: p[0] is the "
-     "lowest peak, whether it is a fundamental or noise. Rounding noise has peaks too, so a clean "
-     "synthetic tone has more than a hundred. A value that keeps its last value repeats that of "
-     "the previous frame (0 at the start of the stream). Examples: Computed with qel at 44100 Hz. "
-     "H is a 220 Hz tone with ten harmonics of amplitude 0.3 / k, N is white noise of root mean "
-     "square 0.1."},
+     "Values of the spectral peaks of one frame. A peak is a bin whose magnitude exceeds "
+     "that of both neighbours, so never the first or the last bin. p[0] to p[n-1] are the "
+     "magnitudes of the n peaks in ascending order of frequency, b[i] their bins, and p[j] "
+     "is 0 for j of n and above. S is the sum of all p[i]. Peaks are counted, not matched "
+     "to harmonics: p[0] is the lowest peak, whether it is a fundamental or noise. "
+     "Rounding noise has peaks too, so a clean synthetic tone has more than a hundred. A "
+     "value that keeps its last value repeats that of the previous frame (0 at the start "
+     "of the stream). Examples: Computed with qel at 44100 Hz. H is a 220 Hz tone with ten "
+     "harmonics of amplitude 0.3 / k, N is white noise of root mean square 0.1."},
     {RowOf::SpectrumFluxProperties, kSpectrumFluxValues,
-     "Change from the magnitudes q[k] of the previous frame to the magnitudes m[k] of this frame. "
-     "The first frame is compared with silence. Examples: S and N as in \"generic spectrum "
-     "properties\"."},
+     "Change from the magnitudes q[k] of the previous frame to the "
+     "magnitudes m[k] of this frame. The first frame is compared with "
+     "silence. Examples: S and N as in \"generic spectrum properties\"."},
     {RowOf::PhaseProperties, kPhaseValues,
      "How phases and magnitudes change from frame to frame. m[k] is the magnitude of bin k and "
      "p[k] its phase from -pi to pi, both of a frame with a Hann window. d[k] is the phase of the "
@@ -127,19 +127,19 @@ inline constexpr KeyText kKeyTexts[] = {
      "with the sample rate. Bands 0 to 15, about a bin wide or less, have separate values near "
      "the centre. The term at half the sample rate is left out."},
     {RowOf::ConstantQSpectrum, kConstantQValues,
-     "Magnitudes on a logarithmic frequency axis with 36 bins per octave. Bin k, for k from 0 to "
-     "211, has its centre at 90 * 2^(k / 36) Hz, up to 5231 Hz, at any sample rate. Each value is "
-     "the modulus of the inner product of the frame, which is not windowed, with a kernel. The "
-     "kernel is a complex sine of 51.44 periods of the bin frequency with a Hamming window, "
-     "divided by its length; spectral values up to a hundredth of its peak are set to 0. A bin is "
-     "therefore as wide as the distance to the next one. Time resolution: All kernels begin at "
-     "the first sample of the frame. Bin k covers the first 51.44 * rate / f samples, where f is "
-     "its centre. At 44100 Hz these are 434 samples in the highest bin. Above 2215 Hz they are "
-     "fewer than the hop, so short high tones can fall between two frames. Low tones: Below 51.44 "
-     "* rate / 8192 (277 Hz at 44100 Hz) a kernel is longer than the frame and only its first "
-     "8192 samples count. There all bins are about rate / 8192 wide, and neighbouring bins are "
-     "hardly separated. Low rates: At rates below 10463 Hz the bins above rate / 2 show images of "
-     "lower tones."},
+     "Magnitudes on a logarithmic frequency axis with 36 bins per octave. Bin k, for k from "
+     "0 to 211, has its centre at 90 * 2^(k / 36) Hz, up to 5231 Hz, at any sample rate. "
+     "Each value is the modulus of the inner product of the frame, which is not windowed, "
+     "with a kernel. The kernel is a complex sine of 51.44 periods of the bin frequency with "
+     "a Hamming window, divided by its length; spectral values up to a hundredth of its peak "
+     "are set to 0. A bin is therefore as wide as the distance to the next one. Time "
+     "resolution: All kernels begin at the first sample of the frame. Bin k covers the first "
+     "51.44 * rate / f samples, where f is its centre. At 44100 Hz these are 434 samples in "
+     "the highest bin. Above 2215 Hz they are fewer than the hop, so short high tones can "
+     "fall between two frames. Low tones: Below 51.44 * rate / 8192 (277 Hz at 44100 Hz) a "
+     "kernel is longer than the frame and only its first 8192 samples count. There all bins "
+     "are about rate / 8192 wide, and neighbouring bins are hardly separated. Low rates: At "
+     "rates below 10463 Hz the bins above rate / 2 show images of lower tones."},
     {RowOf::PitchClassProfile, kPitchClassProfileValues,
      "The strength of each pitch class in one frame, C first: float p belongs to C plus p "
      "semitones, with A at 440 Hz. The mean of the frame is subtracted, then the frame is "
@@ -208,12 +208,12 @@ inline constexpr KeyText kKeyTexts[] = {
      "and those before it. Memory: The 100 values per second are kept."},
     {RowOf::GlobalKey, kGlobalKeyValues,
      "One key name for the stream, from \"dominant key\" of all its frames. Every "
-     "QelAudioAnalysisProcess delivers it anew, also with flush 0, for all frames since the "
-     "start. Use in C: It works only after another key of its group in the list (\"dominant key\" "
-     "or one of \"pitch class ...\"); before them or alone it ends the list without an error. The "
-     "C++ client adds such a key. Blocks: Only the first one states its size; the blocks of the "
-     "other channels have size 0 but hold a name all the same. Memory: 4 bytes per frame and "
-     "channel."},
+     "QelAudioAnalysisProcess delivers it anew, also with flush 0, for all frames "
+     "since the start. Use in C: It works only after another key of its group in the "
+     "list (\"dominant key\" or one of \"pitch class ...\"); before them or alone it "
+     "ends the list without an error. The C++ client adds such a key. Blocks: Only "
+     "the first one states its size; the blocks of the other channels have size 0 "
+     "but hold a name all the same. Memory: 4 bytes per frame and channel."},
     {RowOf::OnsetData, kOnsetValues,
      "The onsets of the stream in ascending order of time, with a resolution of one sample: the "
      "peaks of a curve D at the full sample rate. The curve: S is the sum of 33 gammatone bands "
@@ -259,19 +259,19 @@ inline constexpr KeyText kKeyTexts[] = {
      "Beyond 200000 frames beats are counted back from the end of each section, so bars need not "
      "continue from one section to the next."},
     {RowOf::AudioRange, kAudioRangeValues,
-     "How far the stream reaches up to full scale, down to its noise, and up in frequency. Levels "
-     "come from the typical spectrum, made of frames with a sine window of mean square 1: for "
-     "each bin the median over all frames of 10 lg(2 |X|^2 / 1024), where X is the discrete "
-     "Fourier transform, then the median over 25 bins and a weighted mean over 35. Frames: A "
-     "frame does not count if a tenth of its samples are 0 or its variance is below 1e-8 (-80 "
-     "dB). Blocks: Every block is the array of the records of all channels: record c belongs to "
-     "channel c. All records have the same three flags, which say whether any channel has the "
-     "value. Pushes: They must be multiples of 512 samples. Any other push is refused with -1, "
-     "unless a later group of keys answers 0, and its samples are left out. The silence of "
-     "maxFrames samples that ends a stream counts if maxFrames is such a multiple. Reset: "
-     "QelAudioAnalysisReset keeps the counts of samples and the last 512 samples, so the headroom "
-     "after a reset covers all streams so far: use one analyzer per stream. There is no "
-     "dictionary representation."},
+     "How far the stream reaches up to full scale, down to its noise, and up in frequency. "
+     "Levels come from the typical spectrum, made of frames with a sine window of mean "
+     "square 1: for each bin the median over all frames of 10 lg(2 |X|^2 / 1024), where X "
+     "is the discrete Fourier transform, then the median over 25 bins and a weighted mean "
+     "over 35. Frames: A frame does not count if a tenth of its samples are 0 or its "
+     "variance is below 1e-8 (-80 dB). Blocks: Every block is the array of the records of "
+     "all channels: record c belongs to channel c. All records have the same three flags, "
+     "which say whether any channel has the value. Pushes: They must be multiples of 512 "
+     "samples. Any other push is refused with -1, unless a later group of keys answers 0, "
+     "and its samples are left out. The silence of maxFrames samples that ends a stream "
+     "counts if maxFrames is such a multiple. Reset: QelAudioAnalysisReset keeps the "
+     "counts of samples and the last 512 samples, so the headroom after a reset covers all "
+     "streams so far: use one analyzer per stream. There is no dictionary representation."},
     {RowOf::ReasignedSpectrum, kReassignedSpectrumValues,
      "(sic) A spectrogram whose values were moved to where their energy lies. For each bin k of "
      "each frame f, a complex value S, the transform of the frame with a Hann window, is added to "

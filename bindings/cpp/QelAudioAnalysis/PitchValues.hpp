@@ -32,8 +32,8 @@ inline constexpr ValueInfo kHarmonicPitchClassProfileValues[] = {
      "Sum of the magnitudes of the bins b, b + 36, b + 72 and so on of \"constant q spectrum\": "
      "six octaves for the places 0 to 31, five for 32 to 35. It is not normalized and grows with "
      "the level. Despite its name, harmonics do not count for their fundamental.",
-     "Harte and Sandler, Automatic chord identification using a quantised chromagram, AES 118th "
-     "Convention, 2005"},
+     "Harte and Sandler, Automatic chord identification using "
+     "a quantised chromagram, AES 118th Convention, 2005"},
 };
 
 inline constexpr ValueInfo kDominantKeyValues[] = {

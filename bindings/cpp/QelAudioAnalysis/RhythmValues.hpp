@@ -76,8 +76,8 @@ inline constexpr ValueInfo kBeatsPerBarValues[] = {
     {"global number of beats per bar",
      "beats",
      {0, 7},
-     "3, 4, 5 or 7, and 0 where none was found. Bars of 2 and of 8 beats count as 4, bars of 6 as "
-     "3.",
+     "3, 4, 5 or 7, and 0 where none was found. Bars "
+     "of 2 and of 8 beats count as 4, bars of 6 as 3.",
      "the autocorrelation by lag and phase after Eck and Casagrande, Finding meter in music using "
      "an autocorrelation phase matrix and Shannon entropy, ISMIR, 2005"},
 };
@@ -86,19 +86,19 @@ inline constexpr ValueInfo kBeatValues[] = {
     {"beat time",
      "s",
      {0, detail::kNoEnd},
-     "Seconds from the start of the stream to the first sample of the frame of F that is the "
-     "beat, in steps of 128 / rate. Beat times are early. For clicks, they are early by 0.05 T + "
-     "864 / rate + 7.6e-8 rate T^2 seconds, where T is the beat period in seconds: 45 ms at 120 "
-     "BPM and 44100 Hz. Add this to move a beat onto a sharp attack. For music the formula is "
-     "about 10 ms too large: the beats of the sample recording, at 112 BPM, are 35 ms early on "
-     "average (standard deviation 2.5 ms), and the formula gives 47 ms. The three terms come from "
-     "(1) the smoothing, which is read after its centre; (2) the frame, whose first sample is 768 "
-     "samples before the attack at which F rises most, and rounding; (3) the removal of the slow "
-     "part of F. Measured on clicks at 60 to 200 BPM, 44100 and 48000 Hz: the mean was 35 to 86 "
-     "ms and within 3 ms of the formula, and no beat was more than 2 ms off the mean (standard "
-     "deviation below 1 ms). The last six beats are less reliable, because they lead to the last "
-     "frame. In the dictionary the time is a float, whose steps exceed a millisecond after 2.3 "
-     "hours.",
+     "Seconds from the start of the stream to the first sample of the frame of F that is "
+     "the beat, in steps of 128 / rate. Beat times are early. For clicks, they are early by "
+     "0.05 T + 864 / rate + 7.6e-8 rate T^2 seconds, where T is the beat period in seconds: "
+     "45 ms at 120 BPM and 44100 Hz. Add this to move a beat onto a sharp attack. For music "
+     "the formula is about 10 ms too large: the beats of the sample recording, at 112 BPM, "
+     "are 35 ms early on average (standard deviation 2.5 ms), and the formula gives 47 ms. "
+     "The three terms come from (1) the smoothing, which is read after its centre; (2) the "
+     "frame, whose first sample is 768 samples before the attack at which F rises most, and "
+     "rounding; (3) the removal of the slow part of F. Measured on clicks at 60 to 200 BPM, "
+     "44100 and 48000 Hz: the mean was 35 to 86 ms and within 3 ms of the formula, and no "
+     "beat was more than 2 ms off the mean (standard deviation below 1 ms). The last six "
+     "beats are less reliable, because they lead to the last frame. In the dictionary the "
+     "time is a float, whose steps exceed a millisecond after 2.3 hours.",
      "Ellis 2007"},
     {"beat confidence",
      "1",
@@ -130,11 +130,11 @@ inline constexpr ValueInfo kOnsetValues[] = {
     {"onset time",
      "s",
      {0, detail::kNoEnd},
-     "Seconds from the start of the stream to the sample at which D peaks, in steps of one "
-     "sample. The smoothing runs backwards in time: it rises before an event and ends at it. The "
-     "peak is therefore where the first energy has arrived, some milliseconds after the start of "
-     "a note. In the dictionary the time is a float, whose steps exceed a millisecond after 2.3 "
-     "hours.",
+     "Seconds from the start of the stream to the sample at which D peaks, in "
+     "steps of one sample. The smoothing runs backwards in time: it rises before "
+     "an event and ends at it. The peak is therefore where the first energy has "
+     "arrived, some milliseconds after the start of a note. In the dictionary "
+     "the time is a float, whose steps exceed a millisecond after 2.3 hours.",
      ""},
     {"onset strength",
      "1",

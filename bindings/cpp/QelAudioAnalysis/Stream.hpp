@@ -195,8 +195,8 @@ private:
     static void requireUsable(const StreamSetup& setup) {
         const bool rateUsable = std::isfinite(setup.sampleRateHz) && setup.sampleRateHz > 0;
         if (!rateUsable || setup.channels == 0 || setup.maxFrames == 0) {
-            throw Error(kAudioAnalysisErr_BadFormat, "sample rate, channels and maxFrames must be "
-                                                     "above 0");
+            throw Error(kAudioAnalysisErr_BadFormat, "sample rate, channels and "
+                                                     "maxFrames must be above 0");
         }
         if (setup.maxFrames > std::numeric_limits<UInt32>::max() / sizeof(float)) {
             throw Error(kAudioAnalysisErr_BadFormat, "maxFrames does not fit a buffer's size");

@@ -78,9 +78,9 @@ inline constexpr ValueInfo kCepstrumValues[] = {
      "max(0.001, m[k]) e^(-2 pi i k q / 256). Float 0 is the square root of the sum of the "
      "squares of the terms q = 0 and q = 128. The mean of the logarithms is not removed, so the "
      "first floats follow the level: 2243 in float 0 for silence.",
-     "Bogert, Healy and Tukey, The quefrency alanysis of time series for echoes, Symposium on "
-     "Time Series Analysis, Wiley, 1963; Noll, Cepstrum pitch determination, J. Acoust. Soc. Am. "
-     "41(2), 1967"},
+     "Bogert, Healy and Tukey, The quefrency alanysis of time series "
+     "for echoes, Symposium on Time Series Analysis, Wiley, 1963; Noll, "
+     "Cepstrum pitch determination, J. Acoust. Soc. Am. 41(2), 1967"},
 };
 
 inline constexpr ValueInfo kInstantaneousFrequencyValues[] = {
@@ -99,8 +99,8 @@ inline constexpr ValueInfo kReassignedSpectrumValues[] = {
     {"reassigned real data",
      "full scale",
      {-detail::kTimbreOpen, detail::kTimbreOpen},
-     "Real part of what was moved to bin k of the frame: the sum of all values that were moved "
-     "there.",
+     "Real part of what was moved to bin k of the frame: "
+     "the sum of all values that were moved there.",
      "Nelson, Cross-spectral methods for processing speech, J. Acoust. Soc. Am. 110(5), 2001; "
      "Fulop and Fitz, Algorithms for computing the time-corrected instantaneous frequency "
      "(reassigned) spectrogram, with applications, J. Acoust. Soc. Am. 119(1), 2006"},

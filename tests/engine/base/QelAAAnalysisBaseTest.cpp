@@ -1,12 +1,12 @@
 #include "engine/base/QelAAAnalysisBase.h"
 
-#include <cstring>
-#include <new>
-#include <vector>
+#include "support/CACFDictionary.h"
 
 #include <gtest/gtest.h>
 
-#include "support/CACFDictionary.h"
+#include <cstring>
+#include <new>
+#include <vector>
 
 namespace qel::core {
 namespace {

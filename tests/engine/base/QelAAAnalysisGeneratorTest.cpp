@@ -1,8 +1,8 @@
 #include "engine/base/QelAAAnalysisGenerator.h"
 
-#include <cstring>
-
 #include <gtest/gtest.h>
+
+#include <cstring>
 
 namespace qel::core {
 namespace {

@@ -1,10 +1,10 @@
 #include "engine/slots/AnalyzerSlots.h"
 
+#include <gtest/gtest.h>
+
 #include <map>
 #include <set>
 #include <string>
-
-#include <gtest/gtest.h>
 
 namespace qel::core {
 namespace {

@@ -2,16 +2,16 @@
 
 #include "engine/base/KeyFacts.h"
 
+#include "engine/slots/AnalyzerSlots.h"
+
+#include <gtest/gtest.h>
+
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <gtest/gtest.h>
-
-#include "engine/slots/AnalyzerSlots.h"
 
 namespace qel::core {
 namespace {

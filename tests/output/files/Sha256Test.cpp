@@ -3,9 +3,9 @@
 #include "tests/helpers/ChildProcess.h"
 #include "tests/helpers/TempDirectory.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include <fmt/format.h>
 #include <string>
 
 namespace qel::output {

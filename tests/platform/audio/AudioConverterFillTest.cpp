@@ -1,13 +1,14 @@
 // How the audio converter asks for input, keeps its place in it, and fills its caller's buffers.
 
+#include "AudioConverterTesting.h"
+
 #include <AudioToolbox/AudioConverter.h>
+
 #include <gtest/gtest.h>
 
 #include <numeric>
 #include <random>
 #include <stdexcept>
-
-#include "AudioConverterTesting.h"
 
 namespace qel::testing {
 namespace {

@@ -1,11 +1,12 @@
 // What happens when memory runs out: this program's operator new fails on demand, for the platform
 // library as well.
 
-#include <AudioToolbox/AudioConverter.h>
-#include <gtest/gtest.h>
-
 #include "AudioConverterTesting.h"
 #include "tests/platform/FailingAllocation.h"
+
+#include <AudioToolbox/AudioConverter.h>
+
+#include <gtest/gtest.h>
 
 namespace qel::testing {
 namespace {

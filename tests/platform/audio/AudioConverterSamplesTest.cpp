@@ -2,15 +2,16 @@
 // every integer of up to 32 bits and its quotient by a power of two are exact there, so that the
 // cast to float is the only rounding.
 
+#include "AudioConverterTesting.h"
+
 #include <AudioToolbox/AudioConverter.h>
+
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <cmath>
 #include <limits>
 #include <string>
-
-#include "AudioConverterTesting.h"
 
 namespace qel::testing {
 namespace {

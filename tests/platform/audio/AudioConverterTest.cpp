@@ -1,12 +1,13 @@
 // Which formats the audio converter takes, and what its functions refuse.
 
+#include "AudioConverterTesting.h"
+
 #include <AudioToolbox/AudioConverter.h>
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-
-#include "AudioConverterTesting.h"
 
 namespace qel::testing {
 namespace {

@@ -1,8 +1,10 @@
 // Layouts and constants of the audio records, by their published figures.
 
 #include <CoreAudio/CoreAudioTypes.h>
-#include <cstddef>
+
 #include <gtest/gtest.h>
+
+#include <cstddef>
 
 extern "C" size_t SizeOfTimeStampInC(void);
 extern "C" float SumInC(const float* values, unsigned long count);

@@ -5,8 +5,9 @@
 #include <CarbonCore/DriverSynchronization.h>
 #include <CoreAudio/CoreAudioTypes.h>
 #include <libkern/OSAtomic.h>
-#include <stddef.h>
 #include <sys/sysctl.h>
+
+#include <stddef.h>
 
 /* What C sees of the records, for the test to compare with what C++ sees. */
 size_t SizeOfTimeStampInC(void);

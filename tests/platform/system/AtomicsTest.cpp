@@ -1,6 +1,8 @@
 #include <CarbonCore/DriverSynchronization.h>
-#include <gtest/gtest.h>
 #include <libkern/OSAtomic.h>
+
+#include <gtest/gtest.h>
+
 #include <limits>
 #include <thread>
 #include <vector>

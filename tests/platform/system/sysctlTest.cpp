@@ -1,6 +1,8 @@
-#include <cerrno>
-#include <gtest/gtest.h>
 #include <sys/sysctl.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
 
 namespace qel::testing {
 namespace {

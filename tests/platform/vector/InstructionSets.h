@@ -2,10 +2,11 @@
 // processor has, not only on its best.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <gtest/gtest.h>
 #include <hwy/highway.h>
+
+#include <cstddef>
+#include <cstdint>
 #include <set>
 #include <vector>
 

@@ -3,6 +3,7 @@
 #include "VectorTesting.h"
 
 #include <Accelerate/vDSP.h>
+
 #include <thread>
 
 namespace qel::testing {

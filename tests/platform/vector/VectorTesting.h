@@ -4,11 +4,12 @@
 
 #include <Accelerate/vDSPTypes.h>
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <initializer_list>
 #include <random>
 #include <string>

@@ -2,6 +2,7 @@
 #include "VectorTesting.h"
 
 #include <Accelerate/vDSP.h>
+
 #include <complex>
 #include <numbers>
 #include <set>

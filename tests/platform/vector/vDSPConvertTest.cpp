@@ -2,6 +2,7 @@
 #include "VectorTesting.h"
 
 #include <Accelerate/vDSP.h>
+
 #include <cfenv>
 #include <limits>
 #include <utility>

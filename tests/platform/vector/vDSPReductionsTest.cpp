@@ -4,6 +4,7 @@
 #include "VectorTesting.h"
 
 #include <Accelerate/vDSP.h>
+
 #include <bit>
 
 namespace qel::testing {

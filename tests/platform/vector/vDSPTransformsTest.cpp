@@ -1,6 +1,7 @@
 #include "VectorTesting.h"
 
 #include <Accelerate/vDSP.h>
+
 #include <complex>
 #include <memory>
 #include <numbers>

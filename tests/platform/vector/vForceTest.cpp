@@ -2,6 +2,7 @@
 #include "VectorTesting.h"
 
 #include <Accelerate/vForce.h>
+
 #include <bit>
 #include <limits>
 

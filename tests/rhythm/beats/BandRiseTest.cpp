@@ -1,14 +1,14 @@
 #include "rhythm/beats/BandRise.h"
 
+#include "tests/platform/vector/InstructionSets.h"
+
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>
 #include <vector>
-
-#include <gtest/gtest.h>
-
-#include "tests/platform/vector/InstructionSets.h"
 
 namespace qel::core {
 namespace {

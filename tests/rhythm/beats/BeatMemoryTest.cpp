@@ -5,11 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <cmath>
 
 namespace qel::test {
 namespace {

@@ -2,6 +2,7 @@
 // clicks at a constant distance, which is told in advance.
 
 #include "tests/rhythm/beats/ClickTrack.h"
+
 #include "tests/rhythm/beats/BeatAssertions.h"
 
 #include <cmath>

@@ -1,13 +1,13 @@
 #include "rhythm/beats/DecimatingFilter.h"
 
-#include <cmath>
-#include <limits>
-#include <vector>
+#include "tests/platform/vector/InstructionSets.h"
+#include "tests/platform/vector/VectorTesting.h"
 
 #include <gtest/gtest.h>
 
-#include "tests/platform/vector/InstructionSets.h"
-#include "tests/platform/vector/VectorTesting.h"
+#include <cmath>
+#include <limits>
+#include <vector>
 
 namespace qel::core {
 namespace {

@@ -1,11 +1,11 @@
 #include "rhythm/beats/LagProducts.h"
 
-#include <vector>
+#include "tests/platform/vector/InstructionSets.h"
+#include "tests/platform/vector/VectorTesting.h"
 
 #include <gtest/gtest.h>
 
-#include "tests/platform/vector/InstructionSets.h"
-#include "tests/platform/vector/VectorTesting.h"
+#include <vector>
 
 namespace qel::core {
 namespace {

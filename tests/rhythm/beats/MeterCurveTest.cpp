@@ -1,6 +1,7 @@
 // The reading of a repetition curve, step by step, against the reference and closed forms.
 
 #include "rhythm/beats/MeterCurve.h"
+
 #include "tests/rhythm/beats/ReferenceBeats.h"
 
 #include <gtest/gtest.h>

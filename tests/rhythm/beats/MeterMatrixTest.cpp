@@ -4,14 +4,14 @@
 
 #include <Accelerate/Accelerate.h>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <ctime>
 #include <random>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 namespace qel::core {
 namespace {

@@ -1,8 +1,8 @@
 // The bank's scale, its grid of bands and the design of its filters, against closed forms.
 
 #include "rhythm/onsets/GammatoneBank.h"
-#include "tests/rhythm/onsets/GammatoneBankOwner.h"
 
+#include "tests/rhythm/onsets/GammatoneBankOwner.h"
 #include "tests/support/Sanitized.h"
 
 #include <gtest/gtest.h>

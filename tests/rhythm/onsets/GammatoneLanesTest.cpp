@@ -2,7 +2,10 @@
 
 #include "rhythm/onsets/GammatoneLanes.h"
 
+#include "tests/platform/vector/InstructionSets.h"
 #include "tests/support/Sanitized.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
@@ -11,10 +14,6 @@
 #include <random>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
-
-#include "tests/platform/vector/InstructionSets.h"
 
 namespace qel::core {
 namespace {

@@ -1,14 +1,14 @@
 #include "rhythm/onsets/LevelCounts.h"
 
+#include "tests/platform/vector/InstructionSets.h"
+
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <random>
 #include <vector>
-
-#include <gtest/gtest.h>
-
-#include "tests/platform/vector/InstructionSets.h"
 
 namespace qel::core {
 namespace {

@@ -2,17 +2,17 @@
 
 #include "rhythm/onsets/OnsetCurve.h"
 
-#include <cmath>
-#include <limits>
-#include <random>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "rhythm/math/RhythmMath.h"
 #include "rhythm/onsets/OnsetPeaks.h"
 #include "spectral/VectorHelpers.h"
 #include "tests/platform/vector/InstructionSets.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
 
 namespace qel::core {
 namespace {

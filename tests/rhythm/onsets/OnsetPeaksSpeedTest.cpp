@@ -1,8 +1,10 @@
 // The quick ways of the onset search: they answer as the slow ones do, and take time in proportion.
 
+#include "rhythm/math/RhythmMath.h"
 #include "rhythm/onsets/OnsetPeaks.h"
-
 #include "tests/support/Sanitized.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
@@ -11,10 +13,6 @@
 #include <random>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
-
-#include "rhythm/math/RhythmMath.h"
 
 namespace qel::core {
 namespace {

@@ -1,6 +1,7 @@
 // The difference, the local maxima and the onsets of a curve.
 
 #include "rhythm/onsets/OnsetPeaks.h"
+
 #include "rhythm/math/RhythmMath.h"
 #include "tests/engine/TestSignals.h"
 #include "tests/rhythm/onsets/ReferenceOnsets.h"

@@ -1,12 +1,12 @@
 #include "rhythm/tempomap/DotProducts.h"
 
+#include "tests/platform/vector/VectorTesting.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 #include <vector>
-
-#include "tests/platform/vector/VectorTesting.h"
 
 namespace qel::core {
 namespace {

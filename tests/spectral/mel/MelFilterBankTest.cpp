@@ -1,5 +1,7 @@
 #include "spectral/mel/MelFilterBank.h"
 
+#include "tests/platform/vector/InstructionSets.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,8 +10,6 @@
 #include <random>
 #include <utility>
 #include <vector>
-
-#include "tests/platform/vector/InstructionSets.h"
 
 namespace qel::core {
 namespace {

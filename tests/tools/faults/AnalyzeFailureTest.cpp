@@ -3,9 +3,10 @@
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstddef>
-#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 

@@ -5,10 +5,11 @@
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
-#include <algorithm>
-#include <filesystem>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
 #include <set>
 #include <string>
 #include <vector>

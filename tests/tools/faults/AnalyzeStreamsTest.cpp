@@ -5,9 +5,10 @@
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <string>
 #include <unistd.h>
 #include <vector>

@@ -5,8 +5,9 @@
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/WavBytes.h"
 
-#include <cstddef>
 #include <gtest/gtest.h>
+
+#include <cstddef>
 #include <sstream>
 
 namespace qel::tool {

@@ -7,10 +7,11 @@
 
 #include <QelAudioAnalysis/Keys.hpp>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <iterator>
 #include <sstream>
 #include <string>

@@ -4,10 +4,11 @@
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <fcntl.h>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -6,8 +6,9 @@
 
 #include <QelAudioAnalysis.hpp>
 
-#include <cmath>
 #include <gtest/gtest.h>
+
+#include <cmath>
 #include <iterator>
 #include <string>
 #include <vector>

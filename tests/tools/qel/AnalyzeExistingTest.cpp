@@ -6,9 +6,10 @@
 #include "tests/helpers/TestAudio.h"
 #include "tests/tools/qel/SineInput.h"
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
 #include <thread>

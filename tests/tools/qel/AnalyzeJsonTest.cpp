@@ -6,8 +6,9 @@
 
 #include <QelAudioAnalysis/Keys.hpp>
 
-#include <cmath>
 #include <gtest/gtest.h>
+
+#include <cmath>
 #include <iterator>
 #include <limits>
 #include <string>

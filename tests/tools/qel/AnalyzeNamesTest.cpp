@@ -5,10 +5,11 @@
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
-#include <cmath>
-#include <cstdlib>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>

@@ -4,13 +4,14 @@
 #include "tests/helpers/TestAudio.h"
 #include "tests/tools/qel/SineInput.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <string>
 #include <thread>
 #include <unistd.h>

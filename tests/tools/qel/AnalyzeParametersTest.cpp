@@ -6,8 +6,9 @@
 
 #include <QelAudioAnalysis.hpp>
 
-#include <algorithm>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>

@@ -4,9 +4,10 @@
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdlib>
-#include <gtest/gtest.h>
 #include <sstream>
 #include <string>
 #include <vector>

@@ -6,8 +6,9 @@
 
 #include <QelAudioAnalysis.hpp>
 
-#include <algorithm>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>

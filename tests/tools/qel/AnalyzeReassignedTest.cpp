@@ -7,6 +7,7 @@
 #include <QelAudioAnalysis.hpp>
 
 #include <gtest/gtest.h>
+
 #include <sstream>
 #include <string>
 #include <vector>

@@ -1,4 +1,5 @@
 #include "tools/qel/CommandWord.h"
+
 #include "tools/qel/ToolError.h"
 
 #include <gtest/gtest.h>

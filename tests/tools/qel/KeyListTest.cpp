@@ -43,9 +43,8 @@ TEST(KeyListTest, KeysComeInTheTablesOrderAndOnce) {
 TEST(KeyListTest, AnUnknownKeyIsToldWithTheNearestOne) {
     EXPECT_EQ(FaultOf({"temporal properties,Spectrm"}),
               "unknown key \"Spectrm\"; did you mean \"spectrum\"?");
-    EXPECT_EQ(FaultOf({"spectrum flow properties"}),
-              "unknown key \"spectrum flow properties\"; did you mean \"spectrum flux "
-              "properties\"?");
+    EXPECT_EQ(FaultOf({"spectrum flow properties"}), "unknown key \"spectrum flow properties\"; "
+                                                     "did you mean \"spectrum flux properties\"?");
 }
 
 TEST(KeyListTest, AKeyLikeNoOtherGetsNoHint) {

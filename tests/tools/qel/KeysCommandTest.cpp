@@ -5,10 +5,11 @@
 #include <QelAudioAnalysis/Keys.hpp>
 #include <QelMedia.hpp>
 
-#include <algorithm>
-#include <cmath>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <string>
 #include <utility>
