@@ -50,6 +50,10 @@ public:
     // Per channel transformLength / 2 times in frames, where the stream's first frame is 1.
     AudioBufferList* GetLGDBufferList() const;
 
+    // Makes the next frame number `frame`, counted from 1, where a stream does not start with the
+    // first one.
+    void SetFrameCounter(double frame) { mFrameCounter = frame; }
+
     // Everything per stream, windows included; the next frame is number 1.
     void AllocateBuffers();
     // Lets go of what is owned without freeing it, for Cleanup and the constructor.

@@ -1,7 +1,7 @@
 #include "refinement/AAReassignedSpectrumGenerator.h"
 
-#include "refinement/AAReassignedFrames.h"
 #include "refinement/AAReassignedMemory.h"
+#include "refinement/AAReassignedReplay.h"
 #include "refinement/AAReassignedSpectralProcessor.h"
 
 #include <Accelerate/Accelerate.h>
@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <limits>
 #include <new>
-#include <vector>
 
 namespace qel::core {
 
@@ -23,37 +22,25 @@ bool IsOurs(CFStringRef key) {
     return key != nullptr && CFEqual(key, kQelAnalysisKey_ReasignedSpectrum);
 }
 
-// Of a block that the stores add when what was trusted is full.
-constexpr std::size_t kBlockBytes = std::size_t{1} << 25;
-
-void PreferLargePagesOfLastBlock(const FrameStore& store) {
-    if (const std::size_t blocks = store.BlockCount(); blocks > 0) {
-        PreferLargePages(store.Block(blocks - 1), store.BytesOfBlock(blocks - 1));
-    }
-}
-
-// Most values go to rows near their own frame's, and in the row to no place that the processor
-// would expect: it is told some frames before.
-constexpr UInt32 kRowsAhead = 4;
-
-void PrefetchRow(const float* row, UInt32 floats) {
-    constexpr UInt32 kFloatsPerLine = 16;
-    for (UInt32 i = 0; i < floats; i += kFloatsPerLine) {
-        __builtin_prefetch(row + i, 1);
-    }
-}
-
-// Integers as places from 1 to `most`.
-void Clamp(int* places, UInt32 count, int most) {
-    for (UInt32 k = 0; k < count; ++k) {
-        places[k] = std::max(std::min(places[k], most), 1);
-    }
-}
+// Of a block that the store of audio adds when what was trusted is full.
+constexpr std::size_t kBlockBytes = std::size_t{1} << 22;
 
 } // namespace
 
+// What the callback of frames that are worked out again needs.
+struct AAReassignedSpectrumGenerator::Again {
+    AAReassignedSpectrumGenerator& generator;
+    AAReassignedReplay& replay;
+    const AAReassignedSpectralProcessor* processor;
+};
+
 void MySpectralFun(SpectralAndAudioBufferList* list, void* refCon) {
     static_cast<AAReassignedSpectrumGenerator*>(refCon)->ComputeAndStoreProperties(*list);
+}
+
+void MyReplayFun(SpectralAndAudioBufferList* list, void* refCon) {
+    const auto& again = *static_cast<AAReassignedSpectrumGenerator::Again*>(refCon);
+    again.replay.Add(again.generator.ValuesOf(*list, *again.processor));
 }
 
 AAReassignedSpectrumGenerator::~AAReassignedSpectrumGenerator() {
@@ -62,60 +49,59 @@ AAReassignedSpectrumGenerator::~AAReassignedSpectrumGenerator() {
 
 void AAReassignedSpectrumGenerator::NullPointers() {
     mSpectrumBuffers.forget();
-    for (auto* store : {&mSpectrumStore, &mCIFStore, &mLGDStore}) {
-        store->forget();
-    }
+    mAudioBuffers.forget();
+    mAudioStore.forget();
+    mScatter.forget();
+    mLastFrame = nullptr;
     QelAAAnalysisGenerator::NullPointers();
 }
 
 void AAReassignedSpectrumGenerator::Cleanup() {
     mSpectralProcessor.free();
     mSpectrumBuffers.free();
-    for (auto* store : {&mSpectrumStore, &mCIFStore, &mLGDStore}) {
-        store->free();
-    }
+    mAudioBuffers.free();
+    mAudioStore.free();
+    mScatter.free();
     mStoredFrames = 0.0; // nothing is read of stores that are not there
     AAReassignedSpectrumGenerator::NullPointers();
 }
 
 void AAReassignedSpectrumGenerator::AllocateBuffers() {
-    mSpectralProcessor.free();
-    mSpectralProcessor = new AAReassignedSpectralProcessor(
-        mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, static_cast<float>(mSampleRate));
-    mSpectralProcessor->SetSpectralFunction(MySpectralFun, this);
-    mSpectralProcessor->HanningWindow();
-    mStoredFrames = 0.0;
+    // A reset gives the old memory back before it takes new memory.
+    AAReassignedSpectrumGenerator::Cleanup();
     mSpectrumBuffers = NewBuffer("spectrum buffer", UInt64{mNumBins} * kComplexBytes);
-    // A reset gives the old stores back before it makes new ones.
-    for (auto* store : {&mSpectrumStore, &mCIFStore, &mLGDStore}) {
-        store->free();
+    mAudioBuffers = NewBuffer("audio buffer", UInt64{mFrameSize} * kFloatBytes);
+    if (mNumAnalysisFrames > 0) {
+        ReserveFrames();
     }
-    mSpectrumStore = NewFrameStore(mNumBins * kComplexBytes);
-    mCIFStore = NewFrameStore(mNumBins * kFloatBytes);
-    mLGDStore = NewFrameStore(mNumBins * kFloatBytes);
+    mSpectralProcessor = NewProcessor(mMaxFrames, MySpectralFun, this);
 }
 
-// As many frames as are trusted of the largest store are reserved in all of them.
-FrameStore* AAReassignedSpectrumGenerator::NewFrameStore(UInt32 bytesPerFrame) const {
-    const UInt64 largestFrame = UInt64{mNumBins} * kComplexBytes * mNumChannels;
-    const UInt64 trusted = mTrustedBytes / std::max(largestFrame, UInt64{1});
-    CAAutoDelete<FrameStore> store(new FrameStore(mNumChannels, bytesPerFrame, kBlockBytes));
-    store->Reserve(std::min<UInt64>(trusted, mNumAnalysisFrames));
-    PreferLargePagesOfLastBlock(*store);
-    return store.release();
+void AAReassignedSpectrumGenerator::ReserveFrames() {
+    const UInt64 row = UInt64{mNumBins} * kComplexBytes * mNumChannels;
+    const UInt64 trusted =
+        std::min<UInt64>(mTrustedBytes / std::max(row, UInt64{1}), mNumAnalysisFrames);
+    mAudioStore = new FrameStore(mNumChannels, KeptSamples() * kFloatBytes, kBlockBytes);
+    mAudioStore->Reserve(trusted);
+    if (mAudioStore->BlockCount() > 0) {
+        PreferSmallPages(mAudioStore->Block(0), mAudioStore->BytesOfBlock(0));
+    }
+    mScatter = new AAReassignedScatter(mNumChannels, mNumBins);
+    mScatter->Reserve(trusted);
 }
 
-// Of a stream that was declared without any frame, nothing is kept but its length.
-void AAReassignedSpectrumGenerator::Keep(FrameStore& store, const AudioBufferList& list) const {
-    if (mNumAnalysisFrames == 0) {
-        return;
-    }
-    const UInt64 place = static_cast<UInt64>(mStoredFrames) % mNumAnalysisFrames;
-    if (place >= store.Room()) {
-        store.MakeRoom(place + 1);
-        PreferLargePagesOfLastBlock(store);
-    }
-    store.Store(list, 1, place);
+UInt32 AAReassignedSpectrumGenerator::KeptSamples() const {
+    return std::max(std::min(mHopSize, mFrameSize), UInt32{1});
+}
+
+AAReassignedSpectralProcessor*
+AAReassignedSpectrumGenerator::NewProcessor(UInt32 maxFrames, SpectralFunction function,
+                                            void* refCon) const {
+    CAAutoDelete<AAReassignedSpectralProcessor> processor(new AAReassignedSpectralProcessor(
+        mFrameSize, mHopSize, mNumChannels, maxFrames, false, static_cast<float>(mSampleRate)));
+    processor->SetSpectralFunction(function, refCon);
+    processor->HanningWindow();
+    return processor.release();
 }
 
 UInt32 AAReassignedSpectrumGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
@@ -128,18 +114,49 @@ CFPropertyListRef AAReassignedSpectrumGenerator::CreateCFRepresentation(
     return FloatRepresentation(allocator, key, IsOurs(key), count, blocks);
 }
 
-void AAReassignedSpectrumGenerator::ComputeAndStoreProperties(
-    const SpectralAndAudioBufferList& list) {
-    const auto* processor =
-        static_cast<const AAReassignedSpectralProcessor*>(mSpectralProcessor.get());
+AAReassignedValues
+AAReassignedSpectrumGenerator::ValuesOf(const SpectralAndAudioBufferList& list,
+                                        const AAReassignedSpectralProcessor& processor) {
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         auto* const interleaved = reinterpret_cast<DSPComplex*>(Channel(mSpectrumBuffers, c));
         vDSP_ztoc(&list.mSpectra[c], 1, interleaved, 2, mNumBins);
     }
-    Keep(*mSpectrumStore, mSpectrumBuffers->GetBufferList());
-    Keep(*mCIFStore, *processor->GetCIFBufferList());
-    Keep(*mLGDStore, *processor->GetLGDBufferList());
+    return {mSpectrumBuffers->GetBufferList(), *processor.GetCIFBufferList(),
+            *processor.GetLGDBufferList()};
+}
+
+void AAReassignedSpectrumGenerator::ComputeAndStoreProperties(
+    const SpectralAndAudioBufferList& list) {
+    KeepAudio(*list.mAudioBuffers);
+    if (mScatter.get() != nullptr && mStoredFrames < mNumAnalysisFrames) {
+        const auto* processor =
+            static_cast<const AAReassignedSpectralProcessor*>(mSpectralProcessor.get());
+        ScatterFrame(ValuesOf(list, *processor));
+    }
     mStoredFrames += 1.0;
+}
+
+// Of a stream that was declared without any frame, nothing is kept but its length.
+void AAReassignedSpectrumGenerator::KeepAudio(const AudioBufferList& frame) {
+    mLastFrame = &frame;
+    if (mNumAnalysisFrames == 0) {
+        return;
+    }
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        std::copy_n(static_cast<const float*>(frame.mBuffers[c].mData), KeptSamples(),
+                    Channel(mAudioBuffers, c));
+    }
+    const UInt64 place = static_cast<UInt64>(mStoredFrames) % mNumAnalysisFrames;
+    mAudioStore->Store(mAudioBuffers->GetBufferList(), 1, place);
+}
+
+// Without memory for the matrix, the audio is there for another attempt at the end.
+void AAReassignedSpectrumGenerator::ScatterFrame(const AAReassignedValues& values) {
+    try {
+        mScatter->Add(values);
+    } catch (const std::bad_alloc&) {
+        mScatter.free();
+    }
 }
 
 SInt32 AAReassignedSpectrumGenerator::ProcessFinal(UInt8 flush) {
@@ -149,51 +166,63 @@ SInt32 AAReassignedSpectrumGenerator::ProcessFinal(UInt8 flush) {
         frames * mNumChannels > std::numeric_limits<UInt32>::max()) {
         throw std::bad_alloc();
     }
-    const std::size_t matrixFloats = std::size_t{2} * mNumBins * frames;
-    const auto count = static_cast<UInt32>(frames * mNumChannels);
-    const CAAutoFree<QelAudioAnalysisBlock> blocks(count, true);
-    const CAAutoFree<float> matrix(mNumChannels * matrixFloats, true);
-    PreferLargePages(matrix, mNumChannels * matrixFloats * kFloatBytes);
-    if (frames > 0) {
-        Scatter(static_cast<UInt32>(frames), matrix);
-        for (UInt32 c = 0; c < mNumChannels; ++c) {
-            blocks[c * frames] = {matrix + c * matrixFloats,
-                                  GetSizeOfAnalysisDataForKey(kQelAnalysisKey_ReasignedSpectrum)};
+    const CAAutoFree<QelAudioAnalysisBlock> blocks(frames * mNumChannels, true);
+    if (frames > 0 && mScatter.get() != nullptr && mScatter->Frames() == frames) {
+        const CAAutoDelete<AAReassignedScatter> scatter(mScatter.release());
+        Deliver(frames, scatter->Finish(), blocks);
+    } else {
+        AAReassignedMatrix matrix(mNumChannels, mNumBins);
+        if (frames > 0) {
+            mScatter.free();
+            ScatterAgain(frames, matrix);
         }
+        Deliver(frames, matrix, blocks);
     }
-    mDataCallback(nullptr, kQelAnalysisKey_ReasignedSpectrum, count, blocks, mDataRefCon);
     return QelAAAnalysisGenerator::ProcessFinal(flush);
 }
 
-// What the stores no longer have, or never had, is silence, which would add zeros to the first
-// place.
-void AAReassignedSpectrumGenerator::Scatter(UInt32 frames, float* matrix) const {
-    AAReassignedFrames spectra(*mSpectrumStore, mNumAnalysisFrames, frames);
-    AAReassignedFrames frequencies(*mCIFStore, mNumAnalysisFrames, frames);
-    AAReassignedFrames times(*mLGDStore, mNumAnalysisFrames, frames);
-    std::vector<int> toBin(mNumBins);
-    std::vector<int> toFrame(mNumBins);
-    for (UInt32 c = 0; c < mNumChannels; ++c) {
-        float* const channel = matrix + std::size_t{2} * mNumBins * frames * c;
-        for (UInt32 f = 0; f < spectra.Count(); ++f) {
-            PrefetchRow(channel + std::size_t{2} * mNumBins * std::min(f + kRowsAhead, frames - 1),
-                        2 * mNumBins);
-            const float* const spectrum = spectra.Frame(c, f);
-            vDSP_vfixr32(frequencies.Frame(c, f), 1, toBin.data(), 1, mNumBins);
-            vDSP_vfixr32(times.Frame(c, f), 1, toFrame.data(), 1, mNumBins);
-            Clamp(toBin.data(), mNumBins, static_cast<int>(mNumBins));
-            Clamp(toFrame.data(), mNumBins, static_cast<int>(frames));
-            for (UInt32 k = 0; k < mNumBins; ++k) {
-                const auto row = static_cast<std::size_t>(toFrame[k] - 1);
-                const auto column = static_cast<std::size_t>(toBin[k] - 1);
-                float* const cell = channel + 2 * (row * mNumBins + column);
-                const float real = cell[0] + spectrum[2 * k];
-                const float imag = cell[1] + spectrum[2 * k + 1];
-                cell[0] = real;
-                cell[1] = imag;
-            }
-        }
+void AAReassignedSpectrumGenerator::Deliver(UInt64 frames, AAReassignedMatrix& matrix,
+                                            QelAudioAnalysisBlock* blocks) {
+    for (UInt32 c = 0; c < mNumChannels && frames > 0; ++c) {
+        blocks[c * frames] = {matrix.Channel(c),
+                              GetSizeOfAnalysisDataForKey(kQelAnalysisKey_ReasignedSpectrum)};
     }
+    const auto count = static_cast<UInt32>(frames * mNumChannels);
+    mDataCallback(nullptr, kQelAnalysisKey_ReasignedSpectrum, count, blocks, mDataRefCon);
+}
+
+// What the rings would no longer have, or never had, is silence, which would add zeros to the first
+// place.
+void AAReassignedSpectrumGenerator::ScatterAgain(UInt64 frames, AAReassignedMatrix& matrix) {
+    matrix.MakeEmptyRows(frames);
+    if (mNumAnalysisFrames == 0) {
+        return;
+    }
+    const UInt64 left = std::min<UInt64>(frames, mNumAnalysisFrames);
+    const UInt64 gone = frames - left;
+    AAReassignedReplay replay(mNumChannels, gone, left, mNumBins, matrix);
+    Again again{*this, replay, nullptr};
+    const CAAutoDelete<AAReassignedSpectralProcessor> processor(
+        NewProcessor(mFrameSize, MyReplayFun, &again));
+    again.processor = processor;
+    processor->SetFrameCounter(static_cast<double>(gone + 1));
+    PushAudioAgain(gone, frames, *processor);
+}
+
+// The first hop of each frame from `first` on, but all of the last frame.
+void AAReassignedSpectrumGenerator::PushAudioAgain(UInt64 first, UInt64 frames,
+                                                   AAReassignedSpectralProcessor& processor) {
+    for (UInt64 f = first; f + 1 < frames; ++f) {
+        for (UInt32 c = 0; c < mNumChannels; ++c) {
+            mAudioStore->Copy(c, f % mNumAnalysisFrames, 1, Channel(mAudioBuffers, c));
+        }
+        processor.ProcessForwards(KeptSamples(), &mAudioBuffers->GetModifiableBufferList());
+    }
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        std::copy_n(static_cast<const float*>(mLastFrame->mBuffers[c].mData), mFrameSize,
+                    Channel(mAudioBuffers, c));
+    }
+    processor.ProcessForwards(mFrameSize, &mAudioBuffers->GetModifiableBufferList());
 }
 
 } // namespace qel::core

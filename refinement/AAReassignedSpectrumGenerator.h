@@ -1,16 +1,29 @@
 #pragma once
 
 #include "engine/base/QelAAAnalysisGenerator.h"
+#include "refinement/AAReassignedMatrix.h"
+#include "refinement/AAReassignedScatter.h"
+#include "refinement/AAReassignedValues.h"
 #include "support/FrameStore.h"
 
 namespace qel::core {
 
+class AAReassignedReplay;
+class AAReassignedSpectralProcessor;
+
 // Slot 14: at the end of the stream, per channel, a spectrogram in which every value stands where
 // its energy lies: at the frequency and the time that AAReassignedSpectralProcessor found.
 //
-// Until then every frame's spectrum, frequencies and times are kept: 16 bytes per bin. The
-// spectrogram adds 8 while it is delivered. The stores hold as many frames as the declared
-// length has; of a longer stream, old frames fall out (see AAReassignedFrames for what is left).
+// Values are scattered while frames come (see AAReassignedScatter): 8 bytes per bin are kept. The
+// stream's audio is kept beside them, a hop per frame, and frames are worked out once more where
+// the scattered ones do not do:
+//
+//   - Of a stream longer than declared, the rings of the declared length lose the first frames, and
+//     that shows in all that are left (see AAReassignedFrames).
+//   - Another Process delivers all frames again, with those that have come since. What was
+//   scattered
+//     belongs to the first delivery: its last row is another one, and the client may have written
+//     to it.
 class AAReassignedSpectrumGenerator : public QelAAAnalysisGenerator {
 public:
     using QelAAAnalysisGenerator::QelAAAnalysisGenerator;
@@ -30,7 +43,7 @@ public:
     // frames.
     SInt32 ProcessFinal(UInt8 flush) override;
 
-    // Stores what the processor found in a frame.
+    // Scatters what the processor found in a frame, and keeps the frame's audio.
     void ComputeAndStoreProperties(const SpectralAndAudioBufferList& list);
 
 protected:
@@ -40,19 +53,36 @@ protected:
 
     // Per channel one frame of interleaved complex values.
     CAAutoDelete<CABufferList> mSpectrumBuffers;
-    // Of the frames that the declared length has. Frame t stands in place t mod that number.
-    CAAutoDelete<FrameStore> mSpectrumStore;
-    CAAutoDelete<FrameStore> mCIFStore;
-    CAAutoDelete<FrameStore> mLGDStore;
+    // Per channel as many samples as a frame has.
+    CAAutoDelete<CABufferList> mAudioBuffers;
+    // Of as many frames as the declared length has, the first hop of each. That of frame t stands
+    // in place t mod that number.
+    CAAutoDelete<FrameStore> mAudioStore;
+    // None without declared frames, and after its delivery.
+    CAAutoDelete<AAReassignedScatter> mScatter;
     double mStoredFrames = 0.0; // the time of the next frame
-    // A declared length may be false: no store takes more than about a gigabyte before frames need
-    // it.
+    // A declared length may be false: the matrix takes no more than about a gigabyte before frames
+    // need it.
     UInt64 mTrustedBytes = (UInt64{1} << 30) - (UInt64{1} << 20);
 
 private:
-    FrameStore* NewFrameStore(UInt32 bytesPerFrame) const;
-    void Keep(FrameStore& store, const AudioBufferList& list) const;
-    void Scatter(UInt32 frames, float* matrix) const;
+    struct Again;
+    friend void MyReplayFun(SpectralAndAudioBufferList* list, void* refCon);
+
+    AAReassignedSpectralProcessor* NewProcessor(UInt32 maxFrames, SpectralFunction function,
+                                                void* refCon) const;
+    void ReserveFrames();
+    UInt32 KeptSamples() const; // of a frame's audio
+    AAReassignedValues ValuesOf(const SpectralAndAudioBufferList& list,
+                                const AAReassignedSpectralProcessor& processor);
+    void KeepAudio(const AudioBufferList& frame);
+    void ScatterFrame(const AAReassignedValues& values);
+    void ScatterAgain(UInt64 frames, AAReassignedMatrix& matrix);
+    void PushAudioAgain(UInt64 first, UInt64 frames, AAReassignedSpectralProcessor& processor);
+    void Deliver(UInt64 frames, AAReassignedMatrix& matrix, QelAudioAnalysisBlock* blocks);
+
+    // The whole audio of the last frame, where the processor holds it until the next one.
+    const AudioBufferList* mLastFrame = nullptr;
 };
 
 // The spectral callback; `refCon` is the generator.

@@ -1,5 +1,5 @@
-// What of the generator cannot be reached through the exported functions: frames of chosen values,
-// and rings that grow.
+// What of the generator cannot be reached through the exported functions: memory that grows, and
+// frames that are worked out again.
 
 #include "refinement/AAReassignedSpectrumGenerator.h"
 
@@ -43,24 +43,11 @@ public:
         : AAReassignedSpectrumGenerator(channels, 44100.0, kFrame, kHop, 4096, streamLength,
                                         &OpenGenerator::Receive, this) {}
 
-    using AAReassignedSpectrumGenerator::mCIFStore;
-    using AAReassignedSpectrumGenerator::mLGDStore;
-    using AAReassignedSpectrumGenerator::mSpectrumStore;
-    using AAReassignedSpectrumGenerator::mStoredFrames;
+    using AAReassignedSpectrumGenerator::mAudioStore;
+    using AAReassignedSpectrumGenerator::mScatter;
     using AAReassignedSpectrumGenerator::mTrustedBytes;
 
     std::vector<Result> results;
-
-    // Keeps a frame of a mono stream as if the processor had found these values in it.
-    void Keep(std::vector<Complex> spectrum, Signal cif, Signal lgd) {
-        const auto append = [](FrameStore& store, void* data, std::size_t bytes) {
-            store.Append({1, {{1, static_cast<UInt32>(bytes), data}}}, 1);
-        };
-        append(*mSpectrumStore, spectrum.data(), kBins * sizeof(Complex));
-        append(*mCIFStore, cif.data(), kBins * sizeof(float));
-        append(*mLGDStore, lgd.data(), kBins * sizeof(float));
-        mStoredFrames += 1.0;
-    }
 
     void Push(std::vector<Signal> channels) {
         ListOf list(channels);
@@ -81,83 +68,21 @@ private:
         Result result{{blocks, blocks + count}, {}};
         const UInt32 frames = count / self.mNumChannels;
         for (UInt32 c = 0; c < self.mNumChannels && frames > 0; ++c) {
-            const auto* const matrix = static_cast<const Complex*>(blocks[c * frames].mData);
-            result.matrices.emplace_back(matrix, matrix + std::size_t{frames} * kBins);
+            auto* const matrix = static_cast<Complex*>(blocks[c * frames].mData);
+            auto* const end = matrix + std::size_t{frames} * kBins;
+            result.matrices.emplace_back(matrix, end);
+            std::fill(matrix, end, Complex(1e9F, -1e9F)); // a client may do that
         }
         self.results.push_back(std::move(result));
     }
 };
-
-// A generator of a mono stream of so many frames, none of them there yet.
-class ChosenFramesTest : public testing::Test {
-protected:
-    void Declare(UInt32 frames) {
-        mGenerator = std::make_unique<OpenGenerator>(1, LengthOf(frames));
-        mGenerator->ReadyAnalysis();
-    }
-    std::unique_ptr<OpenGenerator> mGenerator;
-};
-
-// Places are whole numbers from 1 on; half of one goes to the even neighbour.
-TEST_F(ChosenFramesTest, ValuesGoToTheNearestPlace) {
-    Declare(3);
-    mGenerator->Keep({{1, 2}, {3, 4}, {5, 6}, {7, 8}}, {1.4f, 2.6f, 2.5f, 3.5f},
-                     {1.0f, 1.6f, 2.4f, 2.5f});
-    mGenerator->Keep({}, {}, {});
-    mGenerator->Keep({}, {}, {});
-    std::vector<Complex> expected(3 * kBins);
-    expected[0] = {1, 2};
-    expected[kBins + 2] = {3, 4};
-    expected[kBins + 1] = {5, 6};
-    expected[kBins + 3] = {7, 8};
-    EXPECT_EQ(mGenerator->Matrix(), expected);
-}
-
-TEST_F(ChosenFramesTest, WhatLiesOutsideGoesToTheEdge) {
-    Declare(2);
-    mGenerator->Keep({{1, 0}, {2, 0}, {4, 0}, {8, 0}}, {0.4f, 4.6f, -7.0f, 1e9f},
-                     {1.0f, 1.0f, 2.6f, -3.0f});
-    mGenerator->Keep({{16, 0}, {32, 0}, {64, 0}, {128, 0}}, {2.0f, 3.0f, 2.0f, 3.0f},
-                     {0.4f, 100.0f, -0.6f, 1e9f});
-    const std::vector<Complex> expected = {{1, 0}, {16 + 64, 0}, {0, 0},        {2 + 8, 0},
-                                           {4, 0}, {0, 0},       {32 + 128, 0}, {0, 0}};
-    EXPECT_EQ(mGenerator->Matrix(), expected);
-}
-
-// No number, and more than 32 bits hold on either side: all of them come first.
-TEST_F(ChosenFramesTest, WhatIsNoIntegerGoesToTheFirstPlace) {
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-    Declare(2);
-    mGenerator->Keep({}, {}, {});
-    mGenerator->Keep({{1, 1}, {2, 2}, {4, 4}, {8, 8}}, {kNaN, kInfinity, -kInfinity, 2147483648.0f},
-                     {2.0f, 2.0f, 2.0f, 2.0f});
-    EXPECT_EQ(mGenerator->Matrix()[kBins], Complex(15, 15));
-
-    Declare(2);
-    mGenerator->Keep({}, {}, {});
-    mGenerator->Keep({{1, 1}, {2, 2}, {4, 4}, {8, 8}}, {1.0f, 1.0f, 1.0f, 1.0f},
-                     {kNaN, kInfinity, -kInfinity, 3e9f});
-    EXPECT_EQ(mGenerator->Matrix()[0], Complex(15, 15));
-}
-
-TEST_F(ChosenFramesTest, ValuesOfOnePlaceAddUpAndOppositeOnesCancel) {
-    Declare(2);
-    mGenerator->Keep({{1, 2}, {3, -5}, {0, 0}, {0, 0}}, {2.0f, 3.0f, 1.0f, 1.0f},
-                     {2.0f, 1.0f, 1.0f, 1.0f});
-    mGenerator->Keep({{10, 20}, {-3, 5}, {0, 0}, {0, 0}}, {2.0f, 3.0f, 1.0f, 1.0f},
-                     {2.0f, 1.0f, 1.0f, 1.0f});
-    std::vector<Complex> expected(2 * kBins);
-    expected[kBins + 1] = {11, 22};
-    EXPECT_EQ(mGenerator->Matrix(), expected);
-}
 
 TEST(AAReassignedSpectrumGeneratorTest, WithoutFramesTheCountIsZero) {
     OpenGenerator generator(2, 1000);
     generator.ReadyAnalysis();
     generator.Push(std::vector<Signal>(2, Noise(kFrame - 1, 1)));
     EXPECT_EQ(generator.ProcessFinal(1), 0);
-    ASSERT_EQ(generator.results.size(), 1u);
+    ASSERT_EQ(generator.results.size(), 1U);
     EXPECT_TRUE(generator.results[0].blocks.empty());
 }
 
@@ -167,9 +92,9 @@ TEST(AAReassignedSpectrumGeneratorTest, OneBlockPerChannelIsFilled) {
     generator.Push({Noise(LengthOf(5), 1), Noise(LengthOf(5), 2), Noise(LengthOf(5), 3)});
     EXPECT_EQ(generator.ProcessFinal(0), 0);
     const std::vector<QelAudioAnalysisBlock>& blocks = generator.results.at(0).blocks;
-    ASSERT_EQ(blocks.size(), 15u);
+    ASSERT_EQ(blocks.size(), 15U);
     for (std::size_t b = 0; b < blocks.size(); ++b) {
-        EXPECT_EQ(blocks[b].mDataByteSize, b % 5 == 0 ? kBins * 8 : 0u) << b;
+        EXPECT_EQ(blocks[b].mDataByteSize, b % 5 == 0 ? kBins * 8 : 0U) << b;
         EXPECT_EQ(blocks[b].mData != nullptr, b % 5 == 0) << b;
     }
 }
@@ -198,8 +123,35 @@ TEST(AAReassignedSpectrumGeneratorTest, AStopAtTheEndComesAfterTheDelivery) {
         return 1;
     };
     EXPECT_EQ(generator.Process(1, stop, &percents), -1);
-    EXPECT_EQ(percents, std::vector<float>{100.0f});
-    EXPECT_EQ(generator.results.size(), 1u);
+    EXPECT_EQ(percents, std::vector<float>{100.0F});
+    EXPECT_EQ(generator.results.size(), 1U);
+}
+
+TEST(AAReassignedSpectrumGeneratorTest, FramesThatWereNotScatteredAreWorkedOutAgain) {
+    const std::vector<Signal> noise = {Noise(LengthOf(23), 1), Noise(LengthOf(23), 2)};
+    OpenGenerator scattering(2, LengthOf(23));
+    scattering.ReadyAnalysis();
+    scattering.Push(noise);
+    OpenGenerator storing(2, LengthOf(23));
+    storing.ReadyAnalysis();
+    storing.mScatter.free();
+    storing.Push(noise);
+    EXPECT_EQ(scattering.ProcessFinal(1), 0);
+    EXPECT_EQ(storing.ProcessFinal(1), 0);
+    EXPECT_EQ(storing.results[0].matrices, scattering.results[0].matrices);
+}
+
+TEST(AAReassignedSpectrumGeneratorTest, AProcessWithoutFramesChangesNothing) {
+    const Signal noise = Noise(LengthOf(9), 1);
+    OpenGenerator whole(1, LengthOf(9));
+    whole.ReadyAnalysis();
+    whole.Push({noise});
+    OpenGenerator asked(1, LengthOf(9));
+    asked.ReadyAnalysis();
+    EXPECT_EQ(asked.ProcessFinal(0), 0);
+    asked.Push({noise});
+    EXPECT_NE(asked.mScatter.get(), nullptr);
+    EXPECT_EQ(asked.Matrix(), whole.Matrix());
 }
 
 // The second takes no more than two frames on trust.
@@ -211,35 +163,37 @@ TEST(AAReassignedSpectrumGeneratorTest, ADistrustedLengthIsKeptAllTheSame) {
     OpenGenerator careful(2, LengthOf(23));
     careful.mTrustedBytes = 2 * UInt64{2 * kBins * sizeof(Complex)};
     careful.ReadyAnalysis();
-    EXPECT_EQ(careful.mSpectrumStore->Room(), 2u);
+    EXPECT_EQ(careful.mAudioStore->Room(), 2U);
+    EXPECT_EQ(careful.mScatter->Room(), 2U);
     careful.Push(noise);
-    for (const auto* store : {&careful.mSpectrumStore, &careful.mCIFStore, &careful.mLGDStore}) {
-        EXPECT_EQ((*store)->Frames(), 23u);
-        EXPECT_EQ((*store)->BlockCount(), 2u);
-    }
+    EXPECT_EQ(careful.mAudioStore->Frames(), 23U);
+    EXPECT_EQ(careful.mAudioStore->BlockCount(), 2U);
+    EXPECT_EQ(careful.mScatter->Frames(), 23U);
     EXPECT_EQ(trusting.ProcessFinal(1), 0);
     EXPECT_EQ(careful.ProcessFinal(1), 0);
     EXPECT_EQ(careful.results[0].matrices, trusting.results[0].matrices);
-    EXPECT_EQ(careful.results[0].blocks.size(), 46u);
+    EXPECT_EQ(careful.results[0].blocks.size(), 46U);
 }
 
-TEST(AAReassignedSpectrumGeneratorTest, BeyondTheDeclaredLengthStoresDoNotGrow) {
+TEST(AAReassignedSpectrumGeneratorTest, BeyondTheDeclaredLengthNothingGrows) {
     OpenGenerator generator(1, LengthOf(4));
     generator.mTrustedBytes = 0;
     generator.ReadyAnalysis();
     generator.Push({Noise(LengthOf(30), 1)});
-    EXPECT_EQ(generator.mSpectrumStore->Frames(), 4u);
-    EXPECT_EQ(generator.Matrix().size(), 30u * kBins);
+    EXPECT_EQ(generator.mAudioStore->Frames(), 4U);
+    EXPECT_EQ(generator.mScatter->Room(), 4U);
+    EXPECT_EQ(generator.Matrix().size(), 30U * kBins);
 }
 
 // A declaration of less than the overlap of two frames is one of no frames, and so is one of 2^31
 // samples or more.
-TEST(AAReassignedSpectrumGeneratorTest, StoresWithoutRoomGiveAnEmptyMatrix) {
-    for (const UInt32 declared : {1u, 2147483648u + kFrame, 4294967295u}) {
+TEST(AAReassignedSpectrumGeneratorTest, WithoutDeclaredFramesTheMatrixIsEmpty) {
+    for (const UInt32 declared : {1U, 2147483648U + kFrame, 4294967295U}) {
         OpenGenerator generator(1, declared);
         generator.ReadyAnalysis();
         generator.Push({Noise(LengthOf(6), 1)});
-        EXPECT_EQ(generator.mSpectrumStore->BlockCount(), 0u);
+        EXPECT_EQ(generator.mAudioStore.get(), nullptr);
+        EXPECT_EQ(generator.mScatter.get(), nullptr);
         EXPECT_EQ(generator.Matrix(), std::vector<Complex>(6 * kBins));
     }
 }
@@ -265,8 +219,8 @@ TEST(AAReassignedSpectrumGeneratorTest, AResetWithoutMemoryLeavesAnEmptyStream) 
 TEST(AAReassignedSpectrumGeneratorTest, SizesAreThoseOfOneFrame) {
     OpenGenerator generator(1, 0);
     EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(kQelAnalysisKey_ReasignedSpectrum), kBins * 8);
-    EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(CFSTR("spectrum")), 0u);
-    EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(nullptr), 0u);
+    EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(CFSTR("spectrum")), 0U);
+    EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(nullptr), 0U);
 }
 
 } // namespace

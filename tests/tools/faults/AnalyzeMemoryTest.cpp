@@ -4,9 +4,8 @@
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
@@ -71,10 +70,10 @@ TEST(AnalyzeMemoryTest, AFileThatNeedsMoreThanThereIsFailsAloneInOneLine) {
     const std::string small = directory.File("small.wav");
     WriteRepeatedWav(large, kRateHz, Noise(kRateHz, 0.5f), 300);
     WriteRepeatedWav(small, kRateHz, Noise(kRateHz, 0.5f), 1);
-    // The key keeps 254 MB a minute.
+    // The key keeps 95 MB a minute.
     const ChildResult result = RunTool({"analyze", large, small, "--keys", "reasigned spectrum",
                                         "--output", directory.File("out.json")},
-                                       {.addressSpace = 600uL << 20, .seconds = 120});
+                                       {.addressSpace = 400UL << 20, .seconds = 120});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "qel: " + large + ": out of memory\n");
     const auto files = Json::parse(ReadFile(directory.File("out.json")))["files"];
