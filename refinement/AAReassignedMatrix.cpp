@@ -43,7 +43,7 @@ void AAReassignedMatrix::MakeRoom(UInt64 rows) {
         }
         (void)cells.release();
         cells.reset(moved);
-        PreferSmallPages(moved, bytes);
+        PreferSmallPages(moved);
     }
     mRoom = rows;
 }

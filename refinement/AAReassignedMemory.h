@@ -1,31 +1,32 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 #if defined(__linux__)
+#include <malloc.h>
 #include <sys/mman.h>
 #endif
 
 namespace qel::core {
 
-// Asks the system to bring memory that is filled from its start on in small pages, where it would
-// bring large ones by itself: the push that first touches a large page waits until the system has
-// cleared 2 MB. A wish only: nothing fails, and other systems do nothing.
-inline void PreferSmallPages([[maybe_unused]] const void* memory,
-                             [[maybe_unused]] std::size_t bytes) {
+// Asks the system to bring large memory from the malloc family in small pages, where it would bring
+// large ones by itself: the push that first touches a large page waits until the system has cleared
+// 2 MB. A wish only: nothing fails, and other systems do nothing.
+//
+// Such memory is a mapping of its own. All of it is asked for, since realloc copies a mapping of
+// which only a part has small pages.
+inline void PreferSmallPages([[maybe_unused]] void* memory) {
 #if defined(__linux__) && defined(MADV_NOHUGEPAGE)
     constexpr std::uintptr_t kLargePage = std::uintptr_t{1} << 21;
     constexpr std::uintptr_t kPage = 4096;
-    if (bytes < kLargePage) {
+    const auto begin = reinterpret_cast<std::uintptr_t>(memory);
+    const std::uintptr_t end = begin + malloc_usable_size(memory);
+    if (end - begin < kLargePage) {
         return;
     }
-    // The pages at both ends belong to others, too.
-    const auto begin = reinterpret_cast<std::uintptr_t>(memory);
-    const std::uintptr_t first = (begin + kPage - 1) / kPage * kPage;
-    const std::uintptr_t end = (begin + bytes) / kPage * kPage;
-    auto* const start = const_cast<std::byte*>(static_cast<const std::byte*>(memory));
-    (void)madvise(start + (first - begin), end - first, MADV_NOHUGEPAGE);
+    const std::uintptr_t within = begin % kPage;
+    void* const first = static_cast<char*>(memory) - within;
+    (void)madvise(first, (end - (begin - within) + kPage - 1) / kPage * kPage, MADV_NOHUGEPAGE);
 #endif
 }
 

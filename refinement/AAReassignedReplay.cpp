@@ -12,9 +12,8 @@ constexpr UInt32 kFloatBytes = sizeof(float);
 
 AAReassignedReplay::AAReassignedReplay(UInt32 channels, UInt64 gone, UInt64 left, UInt32 bins,
                                        AAReassignedMatrix& matrix)
-    : mChannels(channels),
-      mPlaces(std::min(AAReassignedFrames::PlacesFor(gone, bins * kFloatBytes),
-                       std::max(left, UInt64{1}))),
+    : mChannels(channels), mPlaces(std::min(AAReassignedFrames::PlacesFor(gone, bins * kFloatBytes),
+                                            std::max(left, UInt64{1}))),
       mSpectra(channels, 2 * bins * kFloatBytes), mFrequencies(channels, bins * kFloatBytes),
       mTimes(channels, bins * kFloatBytes), mSpectrumFrames(mSpectra, mPlaces, gone),
       mFrequencyFrames(mFrequencies, mPlaces, gone), mTimeFrames(mTimes, mPlaces, gone),

@@ -5,7 +5,8 @@
 
 namespace qel::core {
 
-AAReassignedScatter::AAReassignedScatter(UInt32 channels, UInt32 bins) : mMatrix(channels, bins) {
+AAReassignedScatter::AAReassignedScatter(UInt32 channels, UInt32 bins, UInt64 mostFrames)
+    : mMatrix(channels, bins), mMostFrames(mostFrames) {
     mHeld.reserve(channels);
     for (UInt32 c = 0; c < channels; ++c) {
         mHeld.push_back({std::vector<float>(std::size_t{2} * bins), AAReassignedPlaces(bins),
@@ -15,7 +16,7 @@ AAReassignedScatter::AAReassignedScatter(UInt32 channels, UInt32 bins) : mMatrix
 
 void AAReassignedScatter::Add(const AAReassignedValues& values) {
     if (mFrames == mMatrix.Room()) {
-        mMatrix.MakeRoom(std::max(2 * mFrames, UInt64{1}));
+        mMatrix.MakeRoom(std::min(std::max(2 * mFrames, UInt64{1}), mMostFrames));
     }
     if (mFrames > 0) {
         ScatterHeld();

@@ -25,14 +25,15 @@ namespace qel::core {
 // One thread at a time.
 class AAReassignedScatter {
 public:
-    AAReassignedScatter(UInt32 channels, UInt32 bins);
+    // For at most `mostFrames` frames.
+    AAReassignedScatter(UInt32 channels, UInt32 bins, UInt64 mostFrames);
 
     // Makes room for `frames` frames. Raises std::bad_alloc.
     void Reserve(UInt64 frames) { mMatrix.MakeRoom(frames); }
     UInt64 Room() const { return mMatrix.Room(); }
 
-    // Adds the next frame. Allocates when room is exhausted, at least as much again as there is.
-    // When it raises std::bad_alloc, the matrix is of no use any more.
+    // Adds the next frame. When room is exhausted, as much again as there is is allocated. When it
+    // raises std::bad_alloc, the matrix is of no use any more.
     void Add(const AAReassignedValues& values);
     UInt64 Frames() const { return mFrames; }
 
@@ -50,6 +51,7 @@ private:
 
     AAReassignedMatrix mMatrix;
     std::vector<Held> mHeld; // per channel
+    const UInt64 mMostFrames;
     UInt64 mFrames = 0;
 };
 

@@ -84,10 +84,14 @@ void AAReassignedSpectrumGenerator::ReserveFrames() {
     mAudioStore = new FrameStore(mNumChannels, KeptSamples() * kFloatBytes, kBlockBytes);
     mAudioStore->Reserve(trusted);
     if (mAudioStore->BlockCount() > 0) {
-        PreferSmallPages(mAudioStore->Block(0), mAudioStore->BytesOfBlock(0));
+        PreferSmallPages(mAudioStore->Block(0));
     }
-    mScatter = new AAReassignedScatter(mNumChannels, mNumBins);
-    mScatter->Reserve(trusted);
+    mScatter = new AAReassignedScatter(mNumChannels, mNumBins, mNumAnalysisFrames);
+    try {
+        mScatter->Reserve(trusted);
+    } catch (const std::bad_alloc&) {
+        // Addresses are short. The matrix grows with the frames.
+    }
 }
 
 UInt32 AAReassignedSpectrumGenerator::KeptSamples() const {

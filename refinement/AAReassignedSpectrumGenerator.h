@@ -61,9 +61,9 @@ protected:
     // None without declared frames, and after its delivery.
     CAAutoDelete<AAReassignedScatter> mScatter;
     double mStoredFrames = 0.0; // the time of the next frame
-    // A declared length may be false: the matrix takes no more than about a gigabyte before frames
-    // need it.
-    UInt64 mTrustedBytes = (UInt64{1} << 30) - (UInt64{1} << 20);
+    // A declared length may be false: the matrix takes no more than about four gigabytes of
+    // addresses before frames need it.
+    UInt64 mTrustedBytes = (UInt64{1} << 32) - (UInt64{1} << 20);
 
 private:
     struct Again;

@@ -81,7 +81,7 @@ public:
 
     // Blocks in order, each with the frames of one channel after those of the one before.
     std::size_t BlockCount() const { return mBlocks.size(); }
-    const Byte* Block(std::size_t block) const { return mBlocks[block]; }
+    Byte* Block(std::size_t block) const { return mBlocks[block]; }
     std::size_t BytesOfBlock(std::size_t block) const;
 
 private:

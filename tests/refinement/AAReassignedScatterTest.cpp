@@ -22,6 +22,7 @@ using Complex = std::complex<float>;
 using test::Signal;
 
 constexpr UInt32 kBins = 4;
+constexpr UInt64 kMostFrames = 50;
 
 struct ChosenFrame {
     std::vector<Complex> spectrum;
@@ -50,7 +51,7 @@ std::vector<Complex> Finished(AAReassignedScatter& scatter) {
 
 class ChosenFramesTest : public testing::Test {
 protected:
-    void Start() { mScatter.emplace(1, kBins); }
+    void Start() { mScatter.emplace(1, kBins, kMostFrames); }
     void Add(std::vector<Complex> spectrum, Signal frequencies, Signal times) {
         ChosenFrame frame{std::move(spectrum), std::move(frequencies), std::move(times)};
         AddFrame(*mScatter, frame);
@@ -64,8 +65,7 @@ private:
 // Places are whole numbers from 1 on; half of one goes to the even neighbour.
 TEST_F(ChosenFramesTest, ValuesGoToTheNearestPlace) {
     Start();
-    Add({{1, 2}, {3, 4}, {5, 6}, {7, 8}}, {1.4F, 2.6F, 2.5F, 3.5F},
-                     {1.0F, 1.6F, 2.4F, 2.5F});
+    Add({{1, 2}, {3, 4}, {5, 6}, {7, 8}}, {1.4F, 2.6F, 2.5F, 3.5F}, {1.0F, 1.6F, 2.4F, 2.5F});
     Add({}, {}, {});
     Add({}, {}, {});
     std::vector<Complex> expected(3 * kBins);
@@ -78,10 +78,9 @@ TEST_F(ChosenFramesTest, ValuesGoToTheNearestPlace) {
 
 TEST_F(ChosenFramesTest, WhatLiesOutsideGoesToTheEdge) {
     Start();
-    Add({{1, 0}, {2, 0}, {4, 0}, {8, 0}}, {0.4F, 4.6F, -7.0F, 1e9F},
-                     {1.0F, 1.0F, 2.6F, -3.0F});
+    Add({{1, 0}, {2, 0}, {4, 0}, {8, 0}}, {0.4F, 4.6F, -7.0F, 1e9F}, {1.0F, 1.0F, 2.6F, -3.0F});
     Add({{16, 0}, {32, 0}, {64, 0}, {128, 0}}, {2.0F, 3.0F, 2.0F, 3.0F},
-                     {0.4F, 100.0F, -0.6F, 1e9F});
+        {0.4F, 100.0F, -0.6F, 1e9F});
     const std::vector<Complex> expected = {{1, 0}, {16 + 64, 0}, {0, 0},        {2 + 8, 0},
                                            {4, 0}, {0, 0},       {32 + 128, 0}, {0, 0}};
     EXPECT_EQ(Matrix(), expected);
@@ -94,22 +93,20 @@ TEST_F(ChosenFramesTest, WhatIsNoIntegerGoesToTheFirstPlace) {
     Start();
     Add({}, {}, {});
     Add({{1, 1}, {2, 2}, {4, 4}, {8, 8}}, {kNaN, kInfinity, -kInfinity, 2147483648.0F},
-                     {2.0F, 2.0F, 2.0F, 2.0F});
+        {2.0F, 2.0F, 2.0F, 2.0F});
     EXPECT_EQ(Matrix()[kBins], Complex(15, 15));
 
     Start();
     Add({}, {}, {});
     Add({{1, 1}, {2, 2}, {4, 4}, {8, 8}}, {1.0F, 1.0F, 1.0F, 1.0F},
-                     {kNaN, kInfinity, -kInfinity, 3e9F});
+        {kNaN, kInfinity, -kInfinity, 3e9F});
     EXPECT_EQ(Matrix()[0], Complex(15, 15));
 }
 
 TEST_F(ChosenFramesTest, ValuesOfOnePlaceAddUpAndOppositeOnesCancel) {
     Start();
-    Add({{1, 2}, {3, -5}, {0, 0}, {0, 0}}, {2.0F, 3.0F, 1.0F, 1.0F},
-                     {2.0F, 1.0F, 1.0F, 1.0F});
-    Add({{10, 20}, {-3, 5}, {0, 0}, {0, 0}}, {2.0F, 3.0F, 1.0F, 1.0F},
-                     {2.0F, 1.0F, 1.0F, 1.0F});
+    Add({{1, 2}, {3, -5}, {0, 0}, {0, 0}}, {2.0F, 3.0F, 1.0F, 1.0F}, {2.0F, 1.0F, 1.0F, 1.0F});
+    Add({{10, 20}, {-3, 5}, {0, 0}, {0, 0}}, {2.0F, 3.0F, 1.0F, 1.0F}, {2.0F, 1.0F, 1.0F, 1.0F});
     std::vector<Complex> expected(2 * kBins);
     expected[kBins + 1] = {11, 22};
     EXPECT_EQ(Matrix(), expected);
@@ -149,7 +146,7 @@ TEST(AAReassignedScatterTest, EveryLengthOfAStreamGivesTheSumsOfScatteringAtItsE
         }
     }
     for (std::size_t count = 1; count <= kFrames; ++count) {
-        AAReassignedScatter scatter(1, kBins);
+        AAReassignedScatter scatter(1, kBins, kMostFrames);
         for (std::size_t f = 0; f < count; ++f) {
             AddFrame(scatter, frames[f]);
         }
@@ -160,11 +157,12 @@ TEST(AAReassignedScatterTest, EveryLengthOfAStreamGivesTheSumsOfScatteringAtItsE
 // More than there is room for at first.
 TEST(AAReassignedScatterTest, AnyNumberOfValuesMayWaitForALaterRow) {
     constexpr std::size_t kFrames = 50;
-    AAReassignedScatter scatter(1, kBins);
+    AAReassignedScatter scatter(1, kBins, kMostFrames);
     std::vector<ChosenFrame> frames(kFrames);
     for (std::size_t f = 0; f < kFrames; ++f) {
         const auto size = static_cast<float>(f + 1);
-        frames[f] = {std::vector<Complex>(kBins, {1.0F / size, size}), {1, 2, 2, 4},
+        frames[f] = {std::vector<Complex>(kBins, {1.0F / size, size}),
+                     {1, 2, 2, 4},
                      Signal(kBins, f % 2 == 0 ? 49.0F : 1e6F)};
         AddFrame(scatter, frames[f]);
     }
