@@ -37,7 +37,7 @@ std::vector<Byte> BytesOf(const float* frame) {
 // of two. The store has no more places than it must, and frames are read as they come.
 TEST(AAReassignedFramesTest, AreTheBytesThatFetchPutsIntoItsList) {
     constexpr UInt32 kCapacity = 7;
-    for (const UInt32 gone : {0U, 1U, 4U, 5U, 23U, 24U, 25U, 100U, 167U, 168U, 1000U}) {
+    for (const UInt32 gone : {0u, 1u, 4u, 5u, 23u, 24u, 25u, 100u, 167u, 168u, 1000u}) {
         SCOPED_TRACE(gone);
         CARingBuffer ring;
         ring.Allocate(2, kBytesPerFrame, kCapacity);
@@ -64,7 +64,7 @@ TEST(AAReassignedFramesTest, AreTheBytesThatFetchPutsIntoItsList) {
 
 TEST(AAReassignedFramesTest, AreReadInPlaceWhileNothingHasFallenOut) {
     FrameStore store(2, kBytesPerFrame);
-    EXPECT_EQ(AAReassignedFrames::PlacesFor(0, kBytesPerFrame), 1U);
+    EXPECT_EQ(AAReassignedFrames::PlacesFor(0, kBytesPerFrame), 1u);
     AAReassignedFrames frames(store, 1, 0);
     for (UInt32 f = 0; f < 5; ++f) {
         store.Store(*FrameNumber(f).List(), 1, 0);

@@ -65,7 +65,7 @@ private:
 // Places are whole numbers from 1 on; half of one goes to the even neighbour.
 TEST_F(ChosenFramesTest, ValuesGoToTheNearestPlace) {
     Start();
-    Add({{1, 2}, {3, 4}, {5, 6}, {7, 8}}, {1.4F, 2.6F, 2.5F, 3.5F}, {1.0F, 1.6F, 2.4F, 2.5F});
+    Add({{1, 2}, {3, 4}, {5, 6}, {7, 8}}, {1.4f, 2.6f, 2.5f, 3.5f}, {1.0f, 1.6f, 2.4f, 2.5f});
     Add({}, {}, {});
     Add({}, {}, {});
     std::vector<Complex> expected(3 * kBins);
@@ -78,9 +78,9 @@ TEST_F(ChosenFramesTest, ValuesGoToTheNearestPlace) {
 
 TEST_F(ChosenFramesTest, WhatLiesOutsideGoesToTheEdge) {
     Start();
-    Add({{1, 0}, {2, 0}, {4, 0}, {8, 0}}, {0.4F, 4.6F, -7.0F, 1e9F}, {1.0F, 1.0F, 2.6F, -3.0F});
-    Add({{16, 0}, {32, 0}, {64, 0}, {128, 0}}, {2.0F, 3.0F, 2.0F, 3.0F},
-        {0.4F, 100.0F, -0.6F, 1e9F});
+    Add({{1, 0}, {2, 0}, {4, 0}, {8, 0}}, {0.4f, 4.6f, -7.0f, 1e9f}, {1.0f, 1.0f, 2.6f, -3.0f});
+    Add({{16, 0}, {32, 0}, {64, 0}, {128, 0}}, {2.0f, 3.0f, 2.0f, 3.0f},
+        {0.4f, 100.0f, -0.6f, 1e9f});
     const std::vector<Complex> expected = {{1, 0}, {16 + 64, 0}, {0, 0},        {2 + 8, 0},
                                            {4, 0}, {0, 0},       {32 + 128, 0}, {0, 0}};
     EXPECT_EQ(Matrix(), expected);
@@ -92,21 +92,21 @@ TEST_F(ChosenFramesTest, WhatIsNoIntegerGoesToTheFirstPlace) {
     constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
     Start();
     Add({}, {}, {});
-    Add({{1, 1}, {2, 2}, {4, 4}, {8, 8}}, {kNaN, kInfinity, -kInfinity, 2147483648.0F},
-        {2.0F, 2.0F, 2.0F, 2.0F});
+    Add({{1, 1}, {2, 2}, {4, 4}, {8, 8}}, {kNaN, kInfinity, -kInfinity, 2147483648.0f},
+        {2.0f, 2.0f, 2.0f, 2.0f});
     EXPECT_EQ(Matrix()[kBins], Complex(15, 15));
 
     Start();
     Add({}, {}, {});
-    Add({{1, 1}, {2, 2}, {4, 4}, {8, 8}}, {1.0F, 1.0F, 1.0F, 1.0F},
-        {kNaN, kInfinity, -kInfinity, 3e9F});
+    Add({{1, 1}, {2, 2}, {4, 4}, {8, 8}}, {1.0f, 1.0f, 1.0f, 1.0f},
+        {kNaN, kInfinity, -kInfinity, 3e9f});
     EXPECT_EQ(Matrix()[0], Complex(15, 15));
 }
 
 TEST_F(ChosenFramesTest, ValuesOfOnePlaceAddUpAndOppositeOnesCancel) {
     Start();
-    Add({{1, 2}, {3, -5}, {0, 0}, {0, 0}}, {2.0F, 3.0F, 1.0F, 1.0F}, {2.0F, 1.0F, 1.0F, 1.0F});
-    Add({{10, 20}, {-3, 5}, {0, 0}, {0, 0}}, {2.0F, 3.0F, 1.0F, 1.0F}, {2.0F, 1.0F, 1.0F, 1.0F});
+    Add({{1, 2}, {3, -5}, {0, 0}, {0, 0}}, {2.0f, 3.0f, 1.0f, 1.0f}, {2.0f, 1.0f, 1.0f, 1.0f});
+    Add({{10, 20}, {-3, 5}, {0, 0}, {0, 0}}, {2.0f, 3.0f, 1.0f, 1.0f}, {2.0f, 1.0f, 1.0f, 1.0f});
     std::vector<Complex> expected(2 * kBins);
     expected[kBins + 1] = {11, 22};
     EXPECT_EQ(Matrix(), expected);
@@ -141,7 +141,7 @@ TEST(AAReassignedScatterTest, EveryLengthOfAStreamGivesTheSumsOfScatteringAtItsE
         for (UInt32 k = 0; k < kBins; ++k) {
             frame.spectrum.emplace_back(std::exp(uniform(-8, 8)), -std::exp(uniform(-8, 8)));
             frame.frequencies.push_back(uniform(0, kBins + 1));
-            const float distance = uniform(0, 1) < 0.2F ? 50.0F : 3.0F;
+            const float distance = uniform(0, 1) < 0.2f ? 50.0f : 3.0f;
             frame.times.push_back(static_cast<float>(f + 1) + uniform(-distance, distance));
         }
     }
@@ -161,9 +161,9 @@ TEST(AAReassignedScatterTest, AnyNumberOfValuesMayWaitForALaterRow) {
     std::vector<ChosenFrame> frames(kFrames);
     for (std::size_t f = 0; f < kFrames; ++f) {
         const auto size = static_cast<float>(f + 1);
-        frames[f] = {std::vector<Complex>(kBins, {1.0F / size, size}),
+        frames[f] = {std::vector<Complex>(kBins, {1.0f / size, size}),
                      {1, 2, 2, 4},
-                     Signal(kBins, f % 2 == 0 ? 49.0F : 1e6F)};
+                     Signal(kBins, f % 2 == 0 ? 49.0f : 1e6f)};
         AddFrame(scatter, frames[f]);
     }
     EXPECT_EQ(Finished(scatter), ScatteredAtTheEnd(frames, kFrames));

@@ -71,7 +71,7 @@ private:
             auto* const matrix = static_cast<Complex*>(blocks[c * frames].mData);
             auto* const end = matrix + std::size_t{frames} * kBins;
             result.matrices.emplace_back(matrix, end);
-            std::fill(matrix, end, Complex(1e9F, -1e9F)); // a client may do that
+            std::fill(matrix, end, Complex(1e9f, -1e9f)); // a client may do that
         }
         self.results.push_back(std::move(result));
     }
@@ -82,7 +82,7 @@ TEST(AAReassignedSpectrumGeneratorTest, WithoutFramesTheCountIsZero) {
     generator.ReadyAnalysis();
     generator.Push(std::vector<Signal>(2, Noise(kFrame - 1, 1)));
     EXPECT_EQ(generator.ProcessFinal(1), 0);
-    ASSERT_EQ(generator.results.size(), 1U);
+    ASSERT_EQ(generator.results.size(), 1u);
     EXPECT_TRUE(generator.results[0].blocks.empty());
 }
 
@@ -92,9 +92,9 @@ TEST(AAReassignedSpectrumGeneratorTest, OneBlockPerChannelIsFilled) {
     generator.Push({Noise(LengthOf(5), 1), Noise(LengthOf(5), 2), Noise(LengthOf(5), 3)});
     EXPECT_EQ(generator.ProcessFinal(0), 0);
     const std::vector<QelAudioAnalysisBlock>& blocks = generator.results.at(0).blocks;
-    ASSERT_EQ(blocks.size(), 15U);
+    ASSERT_EQ(blocks.size(), 15u);
     for (std::size_t b = 0; b < blocks.size(); ++b) {
-        EXPECT_EQ(blocks[b].mDataByteSize, b % 5 == 0 ? kBins * 8 : 0U) << b;
+        EXPECT_EQ(blocks[b].mDataByteSize, b % 5 == 0 ? kBins * 8 : 0u) << b;
         EXPECT_EQ(blocks[b].mData != nullptr, b % 5 == 0) << b;
     }
 }
@@ -123,8 +123,8 @@ TEST(AAReassignedSpectrumGeneratorTest, AStopAtTheEndComesAfterTheDelivery) {
         return 1;
     };
     EXPECT_EQ(generator.Process(1, stop, &percents), -1);
-    EXPECT_EQ(percents, std::vector<float>{100.0F});
-    EXPECT_EQ(generator.results.size(), 1U);
+    EXPECT_EQ(percents, std::vector<float>{100.0f});
+    EXPECT_EQ(generator.results.size(), 1u);
 }
 
 TEST(AAReassignedSpectrumGeneratorTest, FramesThatWereNotScatteredAreWorkedOutAgain) {
@@ -163,16 +163,16 @@ TEST(AAReassignedSpectrumGeneratorTest, ADistrustedLengthIsKeptAllTheSame) {
     OpenGenerator careful(2, LengthOf(23));
     careful.mTrustedBytes = 2 * UInt64{2 * kBins * sizeof(Complex)};
     careful.ReadyAnalysis();
-    EXPECT_EQ(careful.mAudioStore->Room(), 2U);
-    EXPECT_EQ(careful.mScatter->Room(), 2U);
+    EXPECT_EQ(careful.mAudioStore->Room(), 2u);
+    EXPECT_EQ(careful.mScatter->Room(), 2u);
     careful.Push(noise);
-    EXPECT_EQ(careful.mAudioStore->Frames(), 23U);
-    EXPECT_EQ(careful.mAudioStore->BlockCount(), 2U);
-    EXPECT_EQ(careful.mScatter->Frames(), 23U);
+    EXPECT_EQ(careful.mAudioStore->Frames(), 23u);
+    EXPECT_EQ(careful.mAudioStore->BlockCount(), 2u);
+    EXPECT_EQ(careful.mScatter->Frames(), 23u);
     EXPECT_EQ(trusting.ProcessFinal(1), 0);
     EXPECT_EQ(careful.ProcessFinal(1), 0);
     EXPECT_EQ(careful.results[0].matrices, trusting.results[0].matrices);
-    EXPECT_EQ(careful.results[0].blocks.size(), 46U);
+    EXPECT_EQ(careful.results[0].blocks.size(), 46u);
 }
 
 TEST(AAReassignedSpectrumGeneratorTest, BeyondTheDeclaredLengthNothingGrows) {
@@ -180,15 +180,15 @@ TEST(AAReassignedSpectrumGeneratorTest, BeyondTheDeclaredLengthNothingGrows) {
     generator.mTrustedBytes = 0;
     generator.ReadyAnalysis();
     generator.Push({Noise(LengthOf(30), 1)});
-    EXPECT_EQ(generator.mAudioStore->Frames(), 4U);
-    EXPECT_EQ(generator.mScatter->Room(), 4U);
-    EXPECT_EQ(generator.Matrix().size(), 30U * kBins);
+    EXPECT_EQ(generator.mAudioStore->Frames(), 4u);
+    EXPECT_EQ(generator.mScatter->Room(), 4u);
+    EXPECT_EQ(generator.Matrix().size(), 30u * kBins);
 }
 
 // A declaration of less than the overlap of two frames is one of no frames, and so is one of 2^31
 // samples or more.
 TEST(AAReassignedSpectrumGeneratorTest, WithoutDeclaredFramesTheMatrixIsEmpty) {
-    for (const UInt32 declared : {1U, 2147483648U + kFrame, 4294967295U}) {
+    for (const UInt32 declared : {1u, 2147483648u + kFrame, 4294967295u}) {
         OpenGenerator generator(1, declared);
         generator.ReadyAnalysis();
         generator.Push({Noise(LengthOf(6), 1)});
@@ -219,8 +219,8 @@ TEST(AAReassignedSpectrumGeneratorTest, AResetWithoutMemoryLeavesAnEmptyStream) 
 TEST(AAReassignedSpectrumGeneratorTest, SizesAreThoseOfOneFrame) {
     OpenGenerator generator(1, 0);
     EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(kQelAnalysisKey_ReasignedSpectrum), kBins * 8);
-    EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(CFSTR("spectrum")), 0U);
-    EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(nullptr), 0U);
+    EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(CFSTR("spectrum")), 0u);
+    EXPECT_EQ(generator.GetSizeOfAnalysisDataForKey(nullptr), 0u);
 }
 
 } // namespace

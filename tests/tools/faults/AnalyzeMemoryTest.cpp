@@ -4,8 +4,9 @@
 #include "tests/helpers/TempDirectory.h"
 #include "tests/helpers/TestAudio.h"
 
-#include <filesystem>
 #include <gtest/gtest.h>
+
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -73,7 +74,7 @@ TEST(AnalyzeMemoryTest, AFileThatNeedsMoreThanThereIsFailsAloneInOneLine) {
     // The key keeps 95 MB a minute.
     const ChildResult result = RunTool({"analyze", large, small, "--keys", "reasigned spectrum",
                                         "--output", directory.File("out.json")},
-                                       {.addressSpace = 400UL << 20, .seconds = 120});
+                                       {.addressSpace = 400uL << 20, .seconds = 120});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "qel: " + large + ": out of memory\n");
     const auto files = Json::parse(ReadFile(directory.File("out.json")))["files"];
