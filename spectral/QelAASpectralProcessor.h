@@ -63,6 +63,11 @@ public:
     // it moves all frames of the next stream.
     void Reset();
 
+    // Works on a frame of silence, which is no frame of the stream, so that the first one finds its
+    // code and tables in the caches. For a processor that has had no input, before
+    // SetSpectralFunction.
+    void WarmUp();
+
     // `function` may be null.
     void SetSpectralFunction(SpectralFunction function, void* refCon);
 

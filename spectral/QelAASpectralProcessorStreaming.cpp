@@ -28,6 +28,10 @@ void QelAASpectralProcessor::ProcessFrame() {
     ProcessSpectrum(mFFTSize, mSpectralBufferList);
 }
 
+void QelAASpectralProcessor::WarmUp() {
+    ProcessFrame();
+}
+
 int QelAASpectralProcessor::ProcessBackwards(UInt32 frames, AudioBufferList* out) {
     ProcessSpectrum(mFFTSize, mSpectralBufferList);
     DoInvFFT();

@@ -73,7 +73,6 @@ void AABeatFunctionGenerator::AllocateBuffers() {
     auto* processor = new AAMelFrequencySpectralProcessor(
         mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, false, kNumMelBands, mSampleRate);
     mSpectralProcessor = processor;
-    processor->SetSpectralFunction(BeatSpectralFun, this);
     processor->SetKeepsAudioFrames(false);
     processor->MakeFilterWeights2();
 
@@ -92,6 +91,13 @@ void AABeatFunctionGenerator::AllocateBuffers() {
     }
     mTempoList.assign(mNumChannels, {});
     mMeterList.assign(mNumChannels, 0);
+
+    // At last, as nothing else may drive it out of the caches.
+    if (mMeterAudio != nullptr) {
+        mMeterAudio->WarmUp();
+    }
+    processor->WarmUp();
+    processor->SetSpectralFunction(BeatSpectralFun, this);
 }
 
 SInt32 AABeatFunctionGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {

@@ -34,6 +34,12 @@ void MeterAudio::Reset() {
     }
 }
 
+void MeterAudio::WarmUp() {
+    if (mResampler != nullptr) {
+        mResampler->WarmUp();
+    }
+}
+
 void MeterAudio::RectifyAndSmooth(const float* samples, std::size_t n, State& state, float* out) {
     auto [z0, z1, z2, z3, z4, z5] = state;
     for (std::size_t i = 0; i < n; ++i) {

@@ -44,6 +44,9 @@ public:
     // Begins another stream, and keeps the resampling filter.
     void Reset();
 
+    // Before the first Push: see MeterResampler.
+    void WarmUp();
+
     // The magnitudes of `n` samples behind the low-pass, step by step as `filter` does it.
     static void RectifyAndSmooth(const float* samples, std::size_t n, State& state, float* out);
 

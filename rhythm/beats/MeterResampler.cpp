@@ -76,6 +76,13 @@ void MeterResampler::Reset() {
     }
 }
 
+void MeterResampler::WarmUp() {
+    for (Channel& channel : mChannels) {
+        channel.run.AddSlice(BranchOf(0), channel.samples.From(0));
+        channel.run = NewRun();
+    }
+}
+
 // The first sample that a value is made of, in a stream with mTaps - 1 samples of silence in front.
 std::size_t MeterResampler::PlaceOf(std::size_t value) const {
     return value * mDown / mUp;

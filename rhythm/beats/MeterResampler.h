@@ -52,6 +52,10 @@ public:
 
     void Reset();
 
+    // Works on a slice of silence and forgets it, so that the first one finds its code and taps in
+    // the caches. Before the first Append.
+    void WarmUp();
+
 private:
     struct Channel {
         Channel(std::size_t length, const DecimatingRun& firstRun, UInt32 taps, UInt32 channels)

@@ -28,6 +28,10 @@ constexpr float kBandsPerERB = 1.0f;
 // the store.
 constexpr UInt32 kMostPostponed = 128;
 
+// Of a stream of unknown length, over all channels: six minutes of one at 44100 Hz. Until then, no
+// push allocates.
+constexpr UInt64 kUsualFrames = UInt64{1} << 24;
+
 constexpr double kLeastWindow = 2048.0;
 constexpr UInt32 kStreamShare = 16; // the largest window is this part of the stream
 constexpr int kDistanceShare = 4;   // of the window lies between candidates
@@ -92,10 +96,8 @@ void AAOnsetGenerator::AllocateBuffers() {
     mPostponed = NewBuffer("postponed buffer", kMostPostponed * UInt64{sizeof(float)});
     mPostponedFrames = 0;
     mGammaStore.free();
-    mGammaStore = NewStore(UInt64{mStreamLength} + mMaxFrames); // the silence of a flush as well
-    if (mStreamLength == 0) { // the second block: pushes only add those that come after it
-        mGammaStore->MakeRoom(mGammaStore->Room() + 1);
-    }
+    // The silence of a flush as well.
+    mGammaStore = NewStore(UInt64{mStreamLength} + mMaxFrames, kUsualFrames);
     mGammaStore->TouchTables();
     while (mGammaStore->TouchAhead()) {
     }
