@@ -295,7 +295,7 @@ inline constexpr KeyText kKeyTexts[] = {
      "F) div channels. For 2 channels and F = 10 both are rows of channel 0, frames 0 and 5. Read "
      "the blocks for the other frames. Declared length: Frames beyond it push out the oldest ones "
      "and corrupt those that remain, and a stream of unknown length keeps one frame: declare the "
-     "length. Memory: 24 bytes per bin, frame and channel: 254 MB for a minute at 44100 Hz. The "
+     "length. Memory: 9 bytes per bin, frame and channel: 95 MB for a minute at 44100 Hz. The "
      "C++ client delivers the frames as single results."},
 };
 static_assert(describeAllRows(kKeyTexts),
