@@ -22,6 +22,9 @@ bool IsOurs(CFStringRef key) {
     return key != nullptr && CFEqual(key, kQelAnalysisKey_ReasignedSpectrum);
 }
 
+// Of addresses. Who declares so much and has less cannot analyze it.
+constexpr UInt64 kAlwaysThereBytes = (UInt64{1} << 30) - (UInt64{1} << 20);
+
 // Of a block that the store of audio adds when what was trusted is full.
 constexpr std::size_t kBlockBytes = std::size_t{1} << 22;
 
@@ -87,11 +90,19 @@ void AAReassignedSpectrumGenerator::ReserveFrames() {
         PreferSmallPages(mAudioStore->Block(0));
     }
     mScatter = new AAReassignedScatter(mNumChannels, mNumBins, mNumAnalysisFrames);
-    try {
-        mScatter->Reserve(trusted);
-    } catch (const std::bad_alloc&) {
-        // Addresses are short. The matrix grows with the frames.
+    ReserveMatrix(trusted, std::min(kAlwaysThereBytes / std::max(row, UInt64{1}), trusted));
+}
+
+// Where addresses are short, the matrix begins with fewer frames, and grows.
+void AAReassignedSpectrumGenerator::ReserveMatrix(UInt64 frames, UInt64 leastFrames) {
+    if (frames > leastFrames) {
+        try {
+            mScatter->Reserve(frames);
+            return;
+        } catch (const std::bad_alloc&) {
+        }
     }
+    mScatter->Reserve(leastFrames);
 }
 
 UInt32 AAReassignedSpectrumGenerator::KeptSamples() const {

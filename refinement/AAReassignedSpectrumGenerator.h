@@ -72,6 +72,7 @@ private:
     AAReassignedSpectralProcessor* NewProcessor(UInt32 maxFrames, SpectralFunction function,
                                                 void* refCon) const;
     void ReserveFrames();
+    void ReserveMatrix(UInt64 frames, UInt64 leastFrames);
     UInt32 KeptSamples() const; // of a frame's audio
     AAReassignedValues ValuesOf(const SpectralAndAudioBufferList& list,
                                 const AAReassignedSpectralProcessor& processor);

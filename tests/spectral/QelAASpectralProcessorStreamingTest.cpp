@@ -240,6 +240,18 @@ TEST(SpectralFramesTest, BlockBeyondTheMaximumIsTakenAsFarAsTheRingHasRoom) {
     EXPECT_EQ(processor.mFrames[2].mAudio[0], next[0]);
 }
 
+TEST(SpectralFramesTest, WarmingUpIsNoFrameAndLeavesNoTrace) {
+    std::vector<Signal> input{test::Noise(300, 31)};
+    TestProcessor plain(16, 5, 1, 64);
+    TestProcessor warm(16, 5, 1, 64);
+    warm.WarmUp();
+    ASSERT_EQ(warm.mFrames.size(), 1u) << "of silence, which owners do not get";
+    warm.mFrames.clear();
+    plain.Push(input, 50);
+    warm.Push(input, 50);
+    EXPECT_EQ(warm.mFrames, plain.mFrames);
+}
+
 // Across the end of the ring as well, which has 128 samples.
 TEST(SpectralFramesTest, TransformsAreTheSameWhereTheAudioIsNotKept) {
     std::vector<Signal> input{test::Noise(300, 31)};

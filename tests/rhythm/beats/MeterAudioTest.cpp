@@ -136,6 +136,19 @@ TEST(MeterAudioTest, AResetBeginsAnotherStream) {
     }
 }
 
+TEST(MeterAudioTest, WarmingUpLeavesNoTrace) {
+    for (const double rateHz : {100.0, 11025.0, 44100.0}) {
+        const Audio audio = MusicLike(rateHz, 2, 60000);
+        MeterAudio meterAudio(2, rateHz);
+        meterAudio.WarmUp();
+        for (std::size_t at = 0; at < audio[0].size(); at += 10000) {
+            BufferList list(audio, at, 10000);
+            meterAudio.Push(*list.Get(), 10000);
+        }
+        EXPECT_EQ(Resampled(audio, rateHz, 10000), meterAudio.Signals()) << rateHz;
+    }
+}
+
 TEST(MeterAudioTest, MissingChannelsAreSilent) {
     const Audio audio = MusicLike(44100.0, 1, 44100);
     MeterAudio meterAudio(2, 44100.0);
