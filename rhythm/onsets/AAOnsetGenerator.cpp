@@ -78,6 +78,28 @@ void AAOnsetGenerator::RemoveBank() {
 
 void AAOnsetGenerator::AllocateBuffers() {
     RemoveBank();
+    mGammaStore.free();
+    mGammaList = NewBuffer("gamma filter buffer", mMaxFrames * UInt64{sizeof(float)});
+    mPostponed = NewBuffer("postponed buffer", kMostPostponed * UInt64{sizeof(float)});
+    mPostponedFrames = 0;
+    // The silence of a flush as well.
+    CAAutoDelete<FrameStore> store(NewStore(UInt64{mStreamLength} + mMaxFrames, kUsualFrames));
+    store->TouchTables();
+    while (store->TouchAhead()) {
+    }
+    // At last, so that the first push finds it in the caches: its code by another bank's silence.
+    MakeBank();
+    if (mNumChannels > 0) {
+        gfb_AnalyzeSum(Channel(mGammaList, 0), Channel(mPostponed, 0), &mFilterBank,
+                       static_cast<int>(std::min(mMaxFrames, kMostPostponed)));
+    }
+    RemoveBank();
+    MakeBank();
+    mGammaStore = store.release();
+    ResetStamp(mGammaTime);
+}
+
+void AAOnsetGenerator::MakeBank() {
     constexpr int kMostSamples = std::numeric_limits<int>::max();
     // Bands are summed with their own delays: the low ones come a little later.
     const Gfb_Parameters parameters{static_cast<float>(mSampleRate),
@@ -91,17 +113,6 @@ void AAOnsetGenerator::AllocateBuffers() {
                          static_cast<int>(std::min<UInt32>(mMaxFrames, kMostSamples))) != 0) {
         throw std::bad_alloc();
     }
-
-    mGammaList = NewBuffer("gamma filter buffer", mMaxFrames * UInt64{sizeof(float)});
-    mPostponed = NewBuffer("postponed buffer", kMostPostponed * UInt64{sizeof(float)});
-    mPostponedFrames = 0;
-    mGammaStore.free();
-    // The silence of a flush as well.
-    mGammaStore = NewStore(UInt64{mStreamLength} + mMaxFrames, kUsualFrames);
-    mGammaStore->TouchTables();
-    while (mGammaStore->TouchAhead()) {
-    }
-    ResetStamp(mGammaTime);
 }
 
 SInt32 AAOnsetGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {

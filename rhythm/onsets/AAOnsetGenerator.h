@@ -66,6 +66,7 @@ protected:
 private:
     using Onsets = std::vector<QelAudioAnalysisEvent>;
 
+    void MakeBank();
     void RemoveBank();
     bool Postpone(const AudioBufferList& list, UInt32 channels, UInt32 frames);
     void Filter(const AudioBufferList& list, UInt32 channels, UInt32 frames);
