@@ -24,7 +24,8 @@ foreach(room
     rhythm/onsets
     timbre
     pitch
-    loudness
+    loudness/soundcheck
+    loudness/range
     refinement
     engine/slots
     engine)

@@ -1,8 +1,8 @@
 #include "engine/slots/AnalyzerSlots.h"
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
-#include "loudness/AABreloSoundCheckGenerator.h"
-#include "loudness/AARangeMeter.h"
+#include "loudness/range/AARangeMeter.h"
+#include "loudness/soundcheck/AABreloSoundCheckGenerator.h"
 #include "pitch/AAChromaPropertiesGenerator.h"
 #include "pitch/AAConstantQPropertiesGenerator.h"
 #include "refinement/AAIFFTGenerator.h"
