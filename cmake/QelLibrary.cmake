@@ -12,7 +12,9 @@ target_link_libraries(QelAudioAnalysisObjects
     PUBLIC QelPlatform QelElementary PRIVATE QelHighway Eigen3::Eigen)
 
 foreach(room
-    support
+    support/runtime
+    support/containers
+    support/audio
     spectral
     spectral/mel
     spectral/phase

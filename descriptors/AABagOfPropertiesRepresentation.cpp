@@ -2,8 +2,8 @@
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
 #include "engine/base/KeyFacts.h"
-#include "support/CACFArray.h"
-#include "support/CACFDictionary.h"
+#include "support/containers/CACFArray.h"
+#include "support/containers/CACFDictionary.h"
 
 #include <algorithm>
 

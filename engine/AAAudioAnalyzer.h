@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/slots/AnalyzerSlots.h"
-#include "support/FloatingPointMode.h"
+#include "support/runtime/FloatingPointMode.h"
 
 #include <QelAudioAnalysis.h>
 

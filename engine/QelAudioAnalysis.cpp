@@ -3,8 +3,8 @@
 // effects on these, however little it computes.
 
 #include "engine/AAAudioAnalyzer.h"
-#include "support/CAStreamBasicDescription.h"
-#include "support/FloatingPointMode.h"
+#include "support/audio/CAStreamBasicDescription.h"
+#include "support/runtime/FloatingPointMode.h"
 
 #include <QelAudioAnalysis.h>
 

@@ -4,8 +4,8 @@
 #include "pitch/AAChromaSpectralProcessor.h"
 #include "pitch/KeyProfiles.h"
 #include "spectral/VectorHelpers.h"
-#include "support/CACFArray.h"
-#include "support/CACFDictionary.h"
+#include "support/containers/CACFArray.h"
+#include "support/containers/CACFDictionary.h"
 
 #include <Accelerate/Accelerate.h>
 

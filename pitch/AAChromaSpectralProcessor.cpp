@@ -2,7 +2,7 @@
 
 #include "pitch/CenterAndWindow.h"
 #include "spectral/Magnitudes.h"
-#include "support/CAStreamBasicDescription.h"
+#include "support/audio/CAStreamBasicDescription.h"
 
 #include <Accelerate/Accelerate.h>
 

@@ -2,7 +2,7 @@
 
 #include "pitch/ConstantQKernel.h"
 #include "spectral/QelAASpectralProcessor.h"
-#include "support/CAAutoDisposer.h"
+#include "support/runtime/CAAutoDisposer.h"
 
 #include <memory>
 

@@ -4,7 +4,7 @@
 #include "pitch/SpectrumThinning.h"
 #include "spectral/FFTSetupOwner.h"
 #include "spectral/VectorHelpers.h"
-#include "support/CAAutoDisposer.h"
+#include "support/runtime/CAAutoDisposer.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "support/CAAutoDisposer.h"
-#include "support/FrameStore.h"
+#include "support/audio/FrameStore.h"
+#include "support/runtime/CAAutoDisposer.h"
 
 #include <MacTypes.h>
 

@@ -2,7 +2,7 @@
 
 #include "spectral/FFTSetupOwner.h"
 #include "spectral/VectorHelpers.h"
-#include "support/CAStreamBasicDescription.h"
+#include "support/audio/CAStreamBasicDescription.h"
 
 #include <Accelerate/Accelerate.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "spectral/QelAASpectralProcessor.h"
-#include "support/CAAutoDisposer.h"
-#include "support/CABufferList.h"
+#include "support/audio/CABufferList.h"
+#include "support/runtime/CAAutoDisposer.h"
 
 #include <MacTypes.h>
 

@@ -4,7 +4,7 @@
 #include "refinement/AAReassignedMatrix.h"
 #include "refinement/AAReassignedScatter.h"
 #include "refinement/AAReassignedValues.h"
-#include "support/FrameStore.h"
+#include "support/audio/FrameStore.h"
 
 namespace qel::core {
 

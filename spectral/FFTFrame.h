@@ -1,7 +1,7 @@
 #pragma once
 
 #include "spectral/FFTSetupOwner.h"
-#include "support/CAAutoDisposer.h"
+#include "support/runtime/CAAutoDisposer.h"
 
 #include <Accelerate/Accelerate.h>
 #include <MacTypes.h>

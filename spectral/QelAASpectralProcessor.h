@@ -2,7 +2,7 @@
 
 #include "spectral/FFTSetupOwner.h"
 #include "spectral/SpectralTypes.h"
-#include "support/CAAutoDisposer.h"
+#include "support/runtime/CAAutoDisposer.h"
 
 #include <Accelerate/Accelerate.h>
 #include <CoreAudio/CoreAudioTypes.h>

@@ -3,8 +3,8 @@
 #include "elementary/Functions.h"
 #include "engine/base/KeyFacts.h"
 #include "spectral/phase/AAIFFTSpectralProcessor.h"
-#include "support/CACFArray.h"
-#include "support/CACFDictionary.h"
+#include "support/containers/CACFArray.h"
+#include "support/containers/CACFDictionary.h"
 #include "timbre/Inharmonicity.h"
 #include "timbre/TrackVectors.h"
 

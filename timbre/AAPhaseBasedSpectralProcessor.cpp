@@ -1,6 +1,6 @@
 #include "timbre/AAPhaseBasedSpectralProcessor.h"
 
-#include "support/CAStreamBasicDescription.h"
+#include "support/audio/CAStreamBasicDescription.h"
 #include "timbre/PhaseVectors.h"
 
 #include <Accelerate/Accelerate.h>

@@ -1,7 +1,7 @@
 #include "engine/base/EventList.h"
 
 #include "engine/base/KeyFacts.h"
-#include "support/CACFArray.h"
+#include "support/containers/CACFArray.h"
 
 #include <Accelerate/Accelerate.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/base/AnalysisBlocks.h"
-#include "support/CACFDictionary.h"
+#include "support/containers/CACFDictionary.h"
 
 #include <vector>
 

@@ -1,9 +1,9 @@
 #include "engine/base/QelAAAnalysisBase.h"
 
-#include "support/CACFArray.h"
-#include "support/CACFDictionary.h"
-#include "support/CAStreamBasicDescription.h"
-#include "support/FrameStore.h"
+#include "support/audio/CAStreamBasicDescription.h"
+#include "support/audio/FrameStore.h"
+#include "support/containers/CACFArray.h"
+#include "support/containers/CACFDictionary.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "engine/base/AnalysisBlocks.h"
-#include "support/CAAutoDisposer.h"
-#include "support/CABufferList.h"
+#include "support/audio/CABufferList.h"
+#include "support/runtime/CAAutoDisposer.h"
 
 #include <QelAudioAnalysis.h>
 

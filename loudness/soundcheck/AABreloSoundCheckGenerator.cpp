@@ -2,9 +2,9 @@
 
 #include "engine/base/KeyFacts.h"
 #include "loudness/soundcheck/NormalizationTruncation.h"
-#include "support/CAAudioChannelLayout.h"
-#include "support/CACFArray.h"
-#include "support/CACFDictionary.h"
+#include "support/audio/CAAudioChannelLayout.h"
+#include "support/containers/CACFArray.h"
+#include "support/containers/CACFDictionary.h"
 
 #include <cstddef>
 #include <cstdio>

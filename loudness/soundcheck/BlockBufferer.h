@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/CAAutoDisposer.h"
+#include "support/runtime/CAAutoDisposer.h"
 
 #include <MacTypes.h>
 

@@ -2,8 +2,8 @@
 
 #include "loudness/soundcheck/BlockBufferer.h"
 #include "loudness/soundcheck/SoundCheckAnalyzer.h"
-#include "support/CAAutoDisposer.h"
-#include "support/CAStreamBasicDescription.h"
+#include "support/audio/CAStreamBasicDescription.h"
+#include "support/runtime/CAAutoDisposer.h"
 
 #include <AudioToolbox/AudioConverter.h>
 

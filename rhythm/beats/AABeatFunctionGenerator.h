@@ -3,7 +3,7 @@
 #include "engine/base/EventList.h"
 #include "engine/base/QelAAAnalysisGenerator.h"
 #include "rhythm/beats/MeterAudio.h"
-#include "support/FrameStore.h"
+#include "support/audio/FrameStore.h"
 
 #include <CoreAudio/CoreAudioTypes.h>
 

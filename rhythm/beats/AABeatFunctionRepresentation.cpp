@@ -2,8 +2,8 @@
 
 #include "engine/base/KeyFacts.h"
 #include "rhythm/beats/AABeatFunctionGenerator.h"
-#include "support/CACFArray.h"
-#include "support/CACFDictionary.h"
+#include "support/containers/CACFArray.h"
+#include "support/containers/CACFDictionary.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "rhythm/beats/MeterResampler.h"
-#include "support/FrameStore.h"
+#include "support/audio/FrameStore.h"
 
 #include <CoreAudio/CoreAudioTypes.h>
 

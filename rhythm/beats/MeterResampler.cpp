@@ -1,6 +1,6 @@
 #include "rhythm/beats/MeterResampler.h"
 
-#include "support/FilterDesign.h"
+#include "support/audio/FilterDesign.h"
 
 #include <algorithm>
 #include <limits>

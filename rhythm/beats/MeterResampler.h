@@ -2,8 +2,8 @@
 
 #include "rhythm/beats/DecimatingFilter.h"
 #include "rhythm/beats/RecentSamples.h"
-#include "support/FrameStore.h"
-#include "support/SRCFilter.h"
+#include "support/audio/FrameStore.h"
+#include "support/audio/SRCFilter.h"
 
 #include <MacTypes.h>
 

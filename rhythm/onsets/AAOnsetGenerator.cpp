@@ -6,8 +6,8 @@
 #include "rhythm/onsets/GammatoneLanes.h"
 #include "rhythm/onsets/OnsetCurve.h"
 #include "rhythm/onsets/OnsetPeaks.h"
-#include "support/CACFArray.h"
-#include "support/CACFDictionary.h"
+#include "support/containers/CACFArray.h"
+#include "support/containers/CACFDictionary.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,7 +2,7 @@
 
 #include "engine/base/QelAAAnalysisBase.h"
 #include "rhythm/onsets/GammatoneBank.h"
-#include "support/FrameStore.h"
+#include "support/audio/FrameStore.h"
 
 #include <CoreAudio/CoreAudioTypes.h>
 

@@ -2,7 +2,7 @@
 
 #include "rhythm/tempomap/DotProducts.h"
 #include "rhythm/tempomap/GammaBankTable.h"
-#include "support/CAStreamBasicDescription.h"
+#include "support/audio/CAStreamBasicDescription.h"
 
 #include <Accelerate/Accelerate.h>
 

@@ -2,7 +2,7 @@
 
 #include "rhythm/tempomap/AAAccentBandGenerator.h"
 #include "rhythm/tempomap/CombEnergies.h"
-#include "support/CARingBuffer.h"
+#include "support/audio/CARingBuffer.h"
 
 #include <Accelerate/Accelerate.h>
 #include <CoreAudio/CoreAudioTypes.h>

@@ -2,7 +2,7 @@
 
 #include "elementary/Functions.h"
 #include "spectral/mel/MelScale.h"
-#include "support/CAStreamBasicDescription.h"
+#include "support/audio/CAStreamBasicDescription.h"
 
 #include <Accelerate/Accelerate.h>
 

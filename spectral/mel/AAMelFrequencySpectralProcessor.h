@@ -2,8 +2,8 @@
 
 #include "spectral/QelAASpectralProcessor.h"
 #include "spectral/mel/MelFilterBank.h"
-#include "support/CAAutoDisposer.h"
-#include "support/CABufferList.h"
+#include "support/audio/CABufferList.h"
+#include "support/runtime/CAAutoDisposer.h"
 
 #include <MacTypes.h>
 

@@ -2,7 +2,7 @@
 
 #include "elementary/Functions.h"
 #include "spectral/phase/UnWrap.h"
-#include "support/CAStreamBasicDescription.h"
+#include "support/audio/CAStreamBasicDescription.h"
 
 #include <Accelerate/Accelerate.h>
 

@@ -3,8 +3,8 @@
 
 #include "tests/fuzz/ByteProgram.h"
 #include "tests/fuzz/Require.h"
-#include "tests/support/RingBufferModel.h"
-#include "tests/support/RingTestList.h"
+#include "tests/support/audio/RingBufferModel.h"
+#include "tests/support/audio/RingTestList.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,7 +1,7 @@
 // Any design, ratio and cut of a stream into calls. Two filters of one setup get the same audio,
 // one in a single call and the other in many, and must agree.
 
-#include "support/SRCFilter.h"
+#include "support/audio/SRCFilter.h"
 #include "tests/fuzz/ByteProgram.h"
 #include "tests/fuzz/Require.h"
 

@@ -4,7 +4,7 @@
 
 #include "DoubleTransform.h"
 #include "pitch/SpectrumThinning.h"
-#include "tests/support/Sanitized.h"
+#include "tests/support/runtime/Sanitized.h"
 
 #include <Accelerate/Accelerate.h>
 

@@ -2,8 +2,8 @@
 
 #include "refinement/AAReassignedFrames.h"
 
-#include "support/CARingBuffer.h"
-#include "tests/support/RingBufferTesting.h"
+#include "support/audio/CARingBuffer.h"
+#include "tests/support/audio/RingBufferTesting.h"
 
 #include <gtest/gtest.h>
 

@@ -95,7 +95,7 @@ class Script(unittest.TestCase):
             return done.returncode, done.stdout
 
     def test_passes_on_an_include_that_goes_down(self):
-        code, _ = self.run_on(**{"spectral/A.cpp": '#include "support/B.h"\n'})
+        code, _ = self.run_on(**{"spectral/A.cpp": '#include "support/audio/B.h"\n'})
         self.assertEqual(0, code)
 
     def test_fails_on_one_that_goes_up(self):

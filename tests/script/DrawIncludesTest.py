@@ -45,7 +45,7 @@ class Script(unittest.TestCase):
         self.addCleanup(os.chdir, os.getcwd())
         os.chdir(directory.name)
         subprocess.run(["git", "init", "-q", "."], check=True)
-        self.write("spectral/A.h", '#include "support/B.h"\n')
+        self.write("spectral/A.h", '#include "support/audio/B.h"\n')
         self.write("docs/dev/architecture.md", f"{draw.BEGIN}\n{draw.END}\n")
 
     def write(self, path, text):
@@ -59,7 +59,7 @@ class Script(unittest.TestCase):
 
     def test_the_check_passes_on_what_was_drawn(self):
         self.assertEqual((0, ""), self.run_with())
-        self.assertIn("spectral --> support", draw.PAGE.read_text(encoding="utf-8"))
+        self.assertIn("spectral --> support_audio", draw.PAGE.read_text(encoding="utf-8"))
         self.assertEqual((0, ""), self.run_with("--check"))
 
     def test_the_check_fails_once_there_is_another_arrow(self):
@@ -71,10 +71,10 @@ class Script(unittest.TestCase):
 
     def test_the_check_fails_on_an_arrow_up(self):
         self.run_with()
-        self.write("support/B.h", '#include "spectral/mel/C.h"\n')
+        self.write("support/audio/B.h", '#include "spectral/mel/C.h"\n')
         code, said = self.run_with("--check")
         self.assertEqual(1, code)
-        self.assertIn("support includes headers of spectral/mel", said)
+        self.assertIn("support/audio includes headers of spectral/mel", said)
 
     def test_a_page_without_markers_is_named(self):
         self.write("docs/dev/architecture.md", "text\n")

@@ -1,6 +1,6 @@
 #include "engine/base/QelAAAnalysisBase.h"
 
-#include "support/CACFDictionary.h"
+#include "support/containers/CACFDictionary.h"
 
 #include <gtest/gtest.h>
 

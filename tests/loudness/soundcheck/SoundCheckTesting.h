@@ -2,7 +2,7 @@
 #pragma once
 
 #include "loudness/soundcheck/NormalizationData.h"
-#include "support/CAStreamBasicDescription.h"
+#include "support/audio/CAStreamBasicDescription.h"
 
 #include <gtest/gtest.h>
 

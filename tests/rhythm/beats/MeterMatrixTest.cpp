@@ -1,6 +1,6 @@
 #include "rhythm/beats/MeterMatrix.h"
 
-#include "tests/support/Sanitized.h"
+#include "tests/support/runtime/Sanitized.h"
 
 #include <Accelerate/Accelerate.h>
 

@@ -3,7 +3,7 @@
 #include "rhythm/onsets/GammatoneBank.h"
 
 #include "tests/rhythm/onsets/GammatoneBankOwner.h"
-#include "tests/support/Sanitized.h"
+#include "tests/support/runtime/Sanitized.h"
 
 #include <gtest/gtest.h>
 

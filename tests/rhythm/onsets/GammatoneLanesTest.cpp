@@ -3,7 +3,7 @@
 #include "rhythm/onsets/GammatoneLanes.h"
 
 #include "tests/platform/vector/InstructionSets.h"
-#include "tests/support/Sanitized.h"
+#include "tests/support/runtime/Sanitized.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include "rhythm/math/RhythmMath.h"
 #include "rhythm/onsets/OnsetPeaks.h"
-#include "tests/support/Sanitized.h"
+#include "tests/support/runtime/Sanitized.h"
 
 #include <gtest/gtest.h>
 
