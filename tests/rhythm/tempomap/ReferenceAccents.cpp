@@ -1,6 +1,7 @@
 #include "tests/rhythm/tempomap/ReferenceAccents.h"
 
 #include "tests/rhythm/beats/ReferenceBeats.h"
+#include "tests/rhythm/tempomap/FrozenModuli.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,66 +11,7 @@ namespace qel::test {
 namespace {
 
 // Bands below this one are narrower than a bin, so that their responses are measured ones.
-constexpr std::size_t kFirstRuledBand = 16;
-
-struct Entry {
-    std::size_t bin;
-    double magnitude;
-};
-
-const std::array<std::vector<Entry>, kFirstRuledBand>& MeasuredEntries() {
-    static const std::array<std::vector<Entry>, kFirstRuledBand> entries = {{
-        {{0, 0.3168}, {1, 0.0095}, {511, 0.0124}},
-        {{0, 0.0295}, {1, 0.0673}, {511, 0.0952}},
-        {{1, 0.3025}, {511, 0.4466}},
-        {{1, 0.6976}, {511, 0.7094}},
-        {{1, 0.5614}, {2, 0.0349}, {510, 0.0445}, {511, 0.4105}},
-        {{1, 0.1214}, {2, 0.3490}, {510, 0.4665}, {511, 0.0941}},
-        {{2, 0.8400}, {510, 0.8443}},
-        {{2, 0.5533}, {3, 0.2083}, {509, 0.2612}, {510, 0.4387}},
-        {{2, 0.0567}, {3, 0.8882}, {509, 0.9596}, {510, 0.0475}},
-        {{2, 0.0265}, {3, 0.6751}, {4, 0.3483}, {508, 0.4196}, {509, 0.5642}, {510, 0.0234}},
-        {{3, 0.0731}, {4, 1.0501}, {5, 0.0808}, {507, 0.0940}, {508, 1.0280}, {509, 0.0632}},
-        {{4, 0.3111}, {5, 0.9235}, {6, 0.0603}, {506, 0.0682}, {507, 1.0196}, {508, 0.2684}},
-        {{4, 0.0646},
-         {5, 0.7630},
-         {6, 0.6692},
-         {7, 0.0575},
-         {505, 0.0640},
-         {506, 0.7540},
-         {507, 0.6775},
-         {508, 0.0581}},
-        {{5, 0.1141},
-         {6, 1.0117},
-         {7, 0.5419},
-         {8, 0.0603},
-         {504, 0.0664},
-         {505, 0.6056},
-         {506, 0.9312},
-         {507, 0.1026}},
-        {{6, 0.1600},
-         {7, 1.0731},
-         {8, 0.5982},
-         {9, 0.0817},
-         {503, 0.0895},
-         {504, 0.6583},
-         {505, 1.0054},
-         {506, 0.1450}},
-        {{6, 0.0366},
-         {7, 0.1783},
-         {8, 0.9969},
-         {9, 0.8170},
-         {10, 0.1386},
-         {11, 0.0302},
-         {501, 0.0323},
-         {502, 0.1512},
-         {503, 0.8793},
-         {504, 0.9343},
-         {505, 0.1632},
-         {506, 0.0342}},
-    }};
-    return entries;
-}
+constexpr std::size_t kFirstRuledBand = std::tuple_size_v<decltype(kFrozenModuli)>;
 
 GammaTable MakeResponses() {
     GammaTable table{};
@@ -84,8 +26,8 @@ GammaTable MakeResponses() {
             table[band][k] = 1.30 * (lobe(bin - centre) + lobe(bin - (512.0 - centre)));
         }
         if (band < kFirstRuledBand) {
-            for (const Entry& entry : MeasuredEntries()[band]) {
-                table[band][entry.bin] = entry.magnitude;
+            for (const FrozenModulus& entry : kFrozenModuli[band]) {
+                table[band][entry.column] = entry.modulus;
             }
         }
     }
