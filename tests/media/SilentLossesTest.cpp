@@ -1,4 +1,5 @@
-// The list of losses that nothing tells, which script/damage allows, and the table that users read.
+// The list of losses that are not detected, which script/damage allows, and the table that users
+// read.
 
 #include "tests/helpers/TempDirectory.h"
 #include "tests/media/MediaPairs.h"
@@ -50,7 +51,7 @@ std::set<Loss> DocumentedLosses() {
     std::istringstream lines(ReadFile(QEL_OUTPUT_MANUAL));
     bool isInTable = false;
     for (std::string line; std::getline(lines, line);) {
-        if (line == "| Files | Damage | Why nothing tells |") {
+        if (line == "| Files | Damage | Why it is not detected |") {
             isInTable = true;
             std::getline(lines, line); // the rule below the head
             continue;
@@ -86,7 +87,7 @@ TEST(SilentLossesTest, TheManualHasEveryLossOfTheListAndNoOther) {
 
 TEST(SilentLossesTest, EveryLossIsOfAPairAndAKindOfDamageThatAreTried) {
     const std::set<std::string> kinds{"cut",   "cut end", "bit in audio", "bit in header",
-                                      "zeros", "hole",    "junk behind",  "ID3v1 behind"};
+                                      "zeros", "hole",    "junk after",   "ID3v1 after"};
     std::set<std::string> pairs;
     for (const MediaPair& pair : MediaPairs()) {
         pairs.insert(pair.name);
