@@ -1,5 +1,6 @@
 #include "tools/qel/KeysCommand.h"
 
+#include "bindings/cpp/tools/Paragraphs.h"
 #include "output/KeyFacts.h"
 #include "output/formats/PayloadFormat.h"
 #include "tools/qel/KeyList.h"
@@ -65,6 +66,18 @@ std::string Wrapped(std::string_view text, std::size_t indent) {
     return line.empty() ? lines : lines + std::string(indent, ' ') + line + '\n';
 }
 
+// A definition in lines and paragraphs.
+std::string Definition(std::string_view definition, std::size_t indent) {
+    std::string text;
+    for (const std::string_view paragraph : text::ParagraphsOf(definition)) {
+        if (!text.empty()) {
+            text += '\n';
+        }
+        text += Wrapped(paragraph, indent);
+    }
+    return text;
+}
+
 Json RangeEnd(double end) {
     return std::isfinite(end) ? Json(end) : Json(nullptr);
 }
@@ -98,7 +111,7 @@ Json DescribeKey(const KeyInfo& info) {
 }
 
 std::string DescribeText(const KeyInfo& info) {
-    std::string text = fmt::format("{}\n\n{}\n", info.key, Wrapped(info.definition, 2));
+    std::string text = fmt::format("{}\n\n{}\n", info.key, Definition(info.definition, 2));
     text += fmt::format(
         "  delivered  {}{}\n  framing    {}\n  payload    {}, {} bytes\n",
         output::DeliveryText(info),
@@ -107,7 +120,7 @@ std::string DescribeText(const KeyInfo& info) {
     for (const ValueInfo& value : info.values) {
         text += fmt::format("\n  {}\n", value.name);
         text += fmt::format("    unit   {}\n    range  {}\n", value.unit, RangeText(value.range));
-        text += Wrapped(value.definition, 4);
+        text += Definition(value.definition, 4);
         if (!value.source.empty()) {
             text += Wrapped(fmt::format("Source: {}.", value.source), 4);
         }

@@ -1,9 +1,11 @@
 // Writes docs/keys.md to standard output, from the table of keys in the C++ client. A test compares
 // the two.
+
+#include "bindings/cpp/tools/Paragraphs.h"
+
 #include <QelAudioAnalysis/KeyAliases.hpp>
 #include <QelAudioAnalysis/Keys.hpp>
 
-#include <cctype>
 #include <cmath>
 #include <iostream>
 #include <sstream>
@@ -155,36 +157,14 @@ void printWrapped(std::string_view lead, std::string_view text, std::string_view
     std::cout << line << '\n';
 }
 
-// Whether text begins with a label such as "Memory: ": at most four words and a colon.
-bool beginsWithLabel(std::string_view text) {
-    constexpr std::size_t kMostSpaces = 3;
-    std::size_t spaces = 0;
-    for (std::size_t i = 0; i < text.size() && spaces <= kMostSpaces; ++i) {
-        if (text[i] == ':') {
-            return i > 0 && text.substr(i, 2) == ": ";
-        }
-        spaces += text[i] == ' ' ? 1 : 0;
-        if (text[i] != ' ' && std::isalpha(static_cast<unsigned char>(text[i])) == 0) {
-            return false;
-        }
-    }
-    return false;
-}
-
 // The definition of a key, with a paragraph for each sentence that begins with a label.
 void printParagraphs(std::string_view definition) {
-    constexpr std::string_view kSentenceEnd = ". ";
-    std::size_t begin = 0;
-    for (std::size_t end = definition.find(kSentenceEnd); end != std::string_view::npos;
-         end = definition.find(kSentenceEnd, end + 1)) {
-        const std::size_t next = end + kSentenceEnd.size();
-        if (beginsWithLabel(definition.substr(next))) {
-            printWrapped("", definition.substr(begin, next - begin), "");
-            std::cout << '\n';
-            begin = next;
-        }
+    std::string_view gap;
+    for (const std::string_view paragraph : qel::text::ParagraphsOf(definition)) {
+        std::cout << gap;
+        printWrapped("", paragraph, "");
+        gap = "\n";
     }
-    printWrapped("", definition.substr(begin), "");
 }
 
 std::string text(const qel::Range& range) {

@@ -104,6 +104,17 @@ TEST(KeysCommandTest, DescribeTellsEverythingOfOneKey) {
     }
 }
 
+TEST(KeysCommandTest, ALabelBeginsAParagraphOfADescription) {
+    const std::string beats = RunTool({"describe", "beat data"}).out;
+    EXPECT_NE(beats.find("\n\n  Long streams: Beyond 200000 frames"), std::string::npos) << beats;
+    const std::string waveform = RunTool({"describe", "temporal properties"}).out;
+    EXPECT_NE(waveform.find("\n\n    Example: "), std::string::npos) << waveform;
+    // Names of sounds are no labels.
+    const std::string spectrum = RunTool({"describe", "generic spectrum properties"}).out;
+    EXPECT_NE(spectrum.find(" S: "), std::string::npos) << spectrum;
+    EXPECT_EQ(spectrum.find("\n    S: "), std::string::npos) << spectrum;
+}
+
 TEST(KeysCommandTest, PayloadsOfEveryKindAreToldInAWord) {
     const std::string list = RunTool({"keys"}).out;
     std::size_t longest = 0;
