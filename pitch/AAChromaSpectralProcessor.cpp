@@ -45,17 +45,17 @@ void AAChromaSpectralProcessor::CleanUp() {
     NullPointers();
 }
 
-CABufferList* AAChromaSpectralProcessor::NewBuffer(const char* name,
-                                                   UInt32 valuesPerChannel) const {
+CAAutoDelete<CABufferList> AAChromaSpectralProcessor::NewBuffer(const char* name,
+                                                                UInt32 valuesPerChannel) const {
     if (valuesPerChannel > std::numeric_limits<UInt32>::max() / sizeof(float)) {
         throw std::bad_alloc();
     }
     CAStreamBasicDescription format;
     format.SetCanonical(mNumChannels, false);
     format.mSampleRate = mSampleRate;
-    CAAutoDelete<CABufferList> buffer(CABufferList::New(name, format));
+    CAAutoDelete<CABufferList> buffer = CABufferList::New(name, format);
     buffer->AllocateBuffers(valuesPerChannel * static_cast<UInt32>(sizeof(float)));
-    return buffer.release();
+    return buffer;
 }
 
 void AAChromaSpectralProcessor::AllocateBuffers() {

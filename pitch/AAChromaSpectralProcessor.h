@@ -75,7 +75,7 @@ protected:
     CAAutoDelete<CABufferList> mChromaList;
 
 private:
-    CABufferList* NewBuffer(const char* name, UInt32 valuesPerChannel) const;
+    CAAutoDelete<CABufferList> NewBuffer(const char* name, UInt32 valuesPerChannel) const;
 };
 
 } // namespace qel::core

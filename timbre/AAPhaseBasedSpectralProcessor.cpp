@@ -46,13 +46,13 @@ void AAPhaseBasedSpectralProcessor::AllocateBuffers() {
     mPhasesBuffer = NewBuffer("spectrum phases buffer");
 }
 
-CABufferList* AAPhaseBasedSpectralProcessor::NewBuffer(const char* name) const {
+CAAutoDelete<CABufferList> AAPhaseBasedSpectralProcessor::NewBuffer(const char* name) const {
     CAStreamBasicDescription format;
     format.SetCanonical(mNumChannels, false);
     format.mSampleRate = static_cast<double>(mSampleRate);
-    CAAutoDelete<CABufferList> buffer(CABufferList::New(name, format));
+    CAAutoDelete<CABufferList> buffer = CABufferList::New(name, format);
     buffer->AllocateBuffers(mNumBins * static_cast<UInt32>(sizeof(float)));
-    return buffer.release();
+    return buffer;
 }
 
 AudioBufferList* AAPhaseBasedSpectralProcessor::GetPhaseBufferList() const {

@@ -46,7 +46,7 @@ protected:
     CAAutoDelete<CABufferList> mPhasesBuffer;
 
 private:
-    CABufferList* NewBuffer(const char* name) const;
+    CAAutoDelete<CABufferList> NewBuffer(const char* name) const;
     void ComputeAngles(UInt32 channel);
 };
 

@@ -156,24 +156,25 @@ bool QelAAAnalysisBase::IsWanted(UInt32 flag) const {
     return mComputeFlags.get() != nullptr && mComputeFlags[flag];
 }
 
-CABufferList* QelAAAnalysisBase::NewBuffer(const char* name, UInt64 bytesPerChannel) const {
+CAAutoDelete<CABufferList> QelAAAnalysisBase::NewBuffer(const char* name,
+                                                        UInt64 bytesPerChannel) const {
     if (bytesPerChannel > std::numeric_limits<UInt32>::max()) {
         throw std::bad_alloc();
     }
     CAStreamBasicDescription format;
     format.SetCanonical(mNumChannels, false);
     format.mSampleRate = mSampleRate;
-    CAAutoDelete<CABufferList> buffer;
-    buffer = CABufferList::New(name, format);
+    CAAutoDelete<CABufferList> buffer = CABufferList::New(name, format);
     buffer->AllocateBuffers(static_cast<UInt32>(bytesPerChannel));
-    return buffer.release();
+    return buffer;
 }
 
 float* QelAAAnalysisBase::Channel(CABufferList* buffer, UInt32 channel) {
     return static_cast<float*>(buffer->GetModifiableBufferList().mBuffers[channel].mData);
 }
 
-FrameStore* QelAAAnalysisBase::NewStore(UInt64 declaredFrames, UInt64 usualFrames) const {
+CAAutoDelete<FrameStore> QelAAAnalysisBase::NewStore(UInt64 declaredFrames,
+                                                     UInt64 usualFrames) const {
     const UInt64 most = kTrustedFloats / std::max(mNumChannels, 1u);
     const UInt64 usual = usualFrames / std::max(mNumChannels, 1u);
     CAAutoDelete<FrameStore> store(new FrameStore(mNumChannels, sizeof(float)));
@@ -184,7 +185,7 @@ FrameStore* QelAAAnalysisBase::NewStore(UInt64 declaredFrames, UInt64 usualFrame
     } else {
         store->MakeRoom(1);
     }
-    return store.release();
+    return store;
 }
 
 void QelAAAnalysisBase::ResetStamp(AudioTimeStamp& stamp) {

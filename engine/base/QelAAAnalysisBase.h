@@ -104,14 +104,14 @@ protected:
 
     // A list with a zeroed buffer of that many bytes per channel; the caller owns it. The name is
     // not copied. Raises std::bad_alloc, also for more bytes than 32 bits count.
-    CABufferList* NewBuffer(const char* name, UInt64 bytesPerChannel) const;
+    CAAutoDelete<CABufferList> NewBuffer(const char* name, UInt64 bytesPerChannel) const;
     static float* Channel(CABufferList* buffer, UInt32 channel);
 
     // A store of one float per channel and frame, with room for the frames of a stream of the
     // declared length; the caller owns it. If that is unknown, there is room for `usualFrames`,
     // counted over all channels, or for one block with 0. A declaration may be false, so that no
     // more than a gigabyte is taken on trust: a longer run adds blocks to the store as it comes.
-    FrameStore* NewStore(UInt64 declaredFrames, UInt64 usualFrames = 0) const;
+    CAAutoDelete<FrameStore> NewStore(UInt64 declaredFrames, UInt64 usualFrames = 0) const;
 
     // The count of what is in a ring, back at 0.
     static void ResetStamp(AudioTimeStamp& stamp);

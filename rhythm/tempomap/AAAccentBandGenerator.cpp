@@ -87,7 +87,8 @@ void AAAccentBandGenerator::Cleanup() {
     AAAccentBandGenerator::NullPointers();
 }
 
-CABufferList* AAAccentBandGenerator::NewBandBuffer(const char* name, UInt64 floats) const {
+CAAutoDelete<CABufferList> AAAccentBandGenerator::NewBandBuffer(const char* name,
+                                                                UInt64 floats) const {
     constexpr UInt64 kMost = std::numeric_limits<UInt32>::max();
     if (floats > kMost / kFloat || mNumChannels > kMost / mAccentBandCount) {
         throw std::bad_alloc();
@@ -95,9 +96,9 @@ CABufferList* AAAccentBandGenerator::NewBandBuffer(const char* name, UInt64 floa
     CAStreamBasicDescription format;
     format.SetCanonical(mNumChannels * mAccentBandCount, false);
     format.mSampleRate = mSampleRate;
-    CAAutoDelete<CABufferList> buffer(CABufferList::New(name, format));
+    CAAutoDelete<CABufferList> buffer = CABufferList::New(name, format);
     buffer->AllocateBuffers(static_cast<UInt32>(floats * kFloat));
-    return buffer.release();
+    return buffer;
 }
 
 void AAAccentBandGenerator::AllocateBuffers() {

@@ -52,7 +52,7 @@ protected:
     // A list with a zeroed buffer of that many floats per channel and accent band; the caller owns
     // it. The buffer of a band has the index mAccentBandCount * channel + band. Raises
     // std::bad_alloc.
-    CABufferList* NewBandBuffer(const char* name, UInt64 floats) const;
+    CAAutoDelete<CABufferList> NewBandBuffer(const char* name, UInt64 floats) const;
 
     // Both accents of the frame into mAccentList0 and mAccentList1.
     void MakeAccentBands();

@@ -118,14 +118,14 @@ void AAMelFrequencySpectralProcessor::CleanUp() {
     NullPointers();
 }
 
-CABufferList* AAMelFrequencySpectralProcessor::NewBuffer(const char* name,
-                                                         UInt32 valuesPerChannel) const {
+CAAutoDelete<CABufferList>
+AAMelFrequencySpectralProcessor::NewBuffer(const char* name, UInt32 valuesPerChannel) const {
     CAStreamBasicDescription format;
     format.SetCanonical(mNumChannels, false);
     format.mSampleRate = mSampleRate;
-    CAAutoDelete<CABufferList> buffer(CABufferList::New(name, format));
+    CAAutoDelete<CABufferList> buffer = CABufferList::New(name, format);
     buffer->AllocateBuffers(valuesPerChannel * static_cast<UInt32>(sizeof(float)));
-    return buffer.release();
+    return buffer;
 }
 
 void AAMelFrequencySpectralProcessor::AllocateBuffers() {

@@ -75,7 +75,7 @@ protected:
     CAAutoFree<float> mMaxMagnitudes;
 
 private:
-    CABufferList* NewBuffer(const char* name, UInt32 valuesPerChannel) const;
+    CAAutoDelete<CABufferList> NewBuffer(const char* name, UInt32 valuesPerChannel) const;
 };
 
 } // namespace qel::core

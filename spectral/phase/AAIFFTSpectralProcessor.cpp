@@ -75,13 +75,13 @@ void AAIFFTSpectralProcessor::AllocateBuffers() {
     HanningWindow();
 }
 
-CABufferList* AAIFFTSpectralProcessor::NewBuffer(const char* name) const {
+CAAutoDelete<CABufferList> AAIFFTSpectralProcessor::NewBuffer(const char* name) const {
     CAStreamBasicDescription format;
     format.SetCanonical(mNumChannels, false);
     format.mSampleRate = static_cast<double>(mBinSampleRate);
-    CAAutoDelete<CABufferList> buffer(CABufferList::New(name, format));
+    CAAutoDelete<CABufferList> buffer = CABufferList::New(name, format);
     buffer->AllocateBuffers(mNumBins * static_cast<UInt32>(sizeof(float)));
-    return buffer.release();
+    return buffer;
 }
 
 DSPSplitComplex AAIFFTSpectralProcessor::StoredSpectrum(UInt32 channel) const {

@@ -67,7 +67,7 @@ protected:
 private:
     friend void MyIFFTSpectralFun2(SpectralAndAudioBufferList* list, void* refCon);
 
-    CABufferList* NewBuffer(const char* name) const;
+    CAAutoDelete<CABufferList> NewBuffer(const char* name) const;
     DSPSplitComplex StoredSpectrum(UInt32 channel) const;
     void DifferenceWindow1();
     void DifferenceWindow2();

@@ -11,9 +11,10 @@
 
 namespace qel::core {
 
-CABufferList* CABufferList::New(const char* name, const CAStreamBasicDescription& format) {
-    return new CABufferList(name, format.NumberChannelStreams(),
-                            format.NumberInterleavedChannels());
+CAAutoDelete<CABufferList> CABufferList::New(const char* name,
+                                             const CAStreamBasicDescription& format) {
+    return CAAutoDelete<CABufferList>(
+        new CABufferList(name, format.NumberChannelStreams(), format.NumberInterleavedChannels()));
 }
 
 CABufferList::CABufferList(const char* name, UInt32 buffers, UInt32 channelsPerBuffer)

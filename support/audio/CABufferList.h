@@ -10,13 +10,13 @@
 
 namespace qel::core {
 
-// A named AudioBufferList that owns the memory of its buffers. Made by New and destroyed by delete.
+// A named AudioBufferList that owns the memory of its buffers. Made by New.
 // One thread at a time. Operations that allocate raise std::bad_alloc and leave the list as it was.
 class CABufferList {
 public:
     // A list with as many buffers and channels in each as the format has, without memory yet.
     // `name` is a label for printing; it is not copied and must outlive the list.
-    static CABufferList* New(const char* name, const CAStreamBasicDescription& format);
+    static CAAutoDelete<CABufferList> New(const char* name, const CAStreamBasicDescription& format);
 
     CABufferList(const CABufferList&) = delete;
     CABufferList& operator=(const CABufferList&) = delete;

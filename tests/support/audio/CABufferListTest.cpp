@@ -15,7 +15,7 @@ namespace {
 
 using List = CAAutoDelete<CABufferList>;
 
-CABufferList* NewList(unsigned int channels, bool interleaved = false) {
+List NewList(unsigned int channels, bool interleaved = false) {
     CAStreamBasicDescription format;
     format.SetCanonical(channels, interleaved);
     return CABufferList::New("test list", format);
