@@ -137,6 +137,7 @@ UInt32 AABagOfPropertiesGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) 
 
 // A block of temporal properties has no fixed frame, so its record is the sample rate alone.
 SInt32 AABagOfPropertiesGenerator::GetMetaDataForKey(CFStringRef key, void* outData) {
+    // NOLINTNEXTLINE(bugprone-parent-virtual-call): the record of a generator has a frame.
     return GroupOf(key) == kTemporal ? QelAAAnalysisBase::GetMetaDataForKey(key, outData)
                                      : QelAAAnalysisGenerator::GetMetaDataForKey(key, outData);
 }

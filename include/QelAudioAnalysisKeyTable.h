@@ -122,7 +122,7 @@
 /* clang-format on */
 
 /* How many rows there are. */
-#define QEL_ADD_ROW(...) +1
+#define QEL_ADD_ROW(...) +1 /* NOLINT(bugprone-macro-parentheses): a term of the sums below */
 enum {
     kQelAnalysisSlotCount = 0 QEL_SLOT_TABLE(QEL_ADD_ROW),
     kQelAnalysisKeyCount = 0 QEL_KEY_TABLE(QEL_ADD_ROW)

@@ -30,6 +30,7 @@ std::vector<std::string> BeatTexts(const std::vector<std::size_t>& positions) {
         return Ordinals(positions.size());
     }
     std::vector<std::string> texts;
+    texts.reserve(positions.size());
     for (const std::size_t position : positions) {
         texts.push_back(position == 0 ? std::string() : std::to_string(position));
     }
@@ -47,6 +48,7 @@ std::vector<std::string> Texts(const EventCollector& collected, std::string_view
         return Ordinals(events.size());
     }
     std::vector<std::string> texts;
+    texts.reserve(events.size());
     for (const Event& event : events) {
         texts.push_back(StrengthText(event.strength));
     }

@@ -190,6 +190,7 @@ BeatFinder::Result BeatFinder::find() const {
     const double least = kLeastShare * meanAt(mActivity.onset, path);
     std::erase_if(all, [&](const Beats& beats) { return meanAt(mActivity.onset, beats) < least; });
     std::vector<double> scores;
+    scores.reserve(all.size());
     for (const Beats& beats : all) {
         scores.push_back(scoreOf(beats));
     }

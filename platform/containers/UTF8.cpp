@@ -6,20 +6,20 @@
 namespace qel::platform {
 namespace {
 
-// How a code point of several bytes begins: the bits that mark its first byte, the bits of it that
-// belong to the value, the bytes that follow, and the smallest value that needs so many.
+// How a code point of several bytes begins: the bytes that follow, the smallest value that needs so
+// many, the bits that mark its first byte, and the bits of it that belong to the value.
 struct LeadByte {
-    std::uint8_t mark;
-    std::uint8_t valueBits;
     std::size_t following;
     std::uint32_t smallest;
+    std::uint8_t mark;
+    std::uint8_t valueBits;
 };
 
 constexpr LeadByte kLeadBytes[] = {
-    {0x00, 0x7F, 0, 0x0},
-    {0xC0, 0x1F, 1, 0x80},
-    {0xE0, 0x0F, 2, 0x800},
-    {0xF0, 0x07, 3, 0x10000},
+    {0, 0x0, 0x00, 0x7F},
+    {1, 0x80, 0xC0, 0x1F},
+    {2, 0x800, 0xE0, 0x0F},
+    {3, 0x10000, 0xF0, 0x07},
 };
 
 constexpr bool IsCodePoint(std::uint32_t value) {

@@ -157,6 +157,7 @@ SInt32 AABeatFunctionGenerator::TrackBackLinks(const Section& section,
 
 void AABeatFunctionGenerator::DeliverEvents(CFStringRef key, const std::vector<Events>& events) {
     std::vector<std::vector<QelAudioAnalysisEvent>> sorted;
+    sorted.reserve(events.size());
     for (const Events& source : events) {
         sorted.push_back(SortedEvents(source));
     }

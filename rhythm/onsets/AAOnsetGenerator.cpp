@@ -163,8 +163,8 @@ void AAOnsetGenerator::Filter(const AudioBufferList& list, UInt32 channels, UInt
 
 int AAOnsetGenerator::WindowFor(UInt32 frames, float sensitivity) {
     const float share = (100.0f - sensitivity) / 100.0f;
-    const double window =
-        kLeastWindow + std::rint(double{static_cast<float>(frames / kStreamShare) * share});
+    const UInt32 longest = frames / kStreamShare; // whole frames
+    const double window = kLeastWindow + std::rint(double{static_cast<float>(longest) * share});
     if (std::isnan(window)) {
         return static_cast<int>(kLeastWindow);
     }

@@ -68,7 +68,7 @@ std::string DescribeMissing(const AnalysisPlan& plan, const Keys& delivered, SIn
             missing.push_back(fmt::format("\"{}\"", info->key));
         }
     }
-    const std::string keys =
+    std::string keys =
         missing.empty() ? "" : fmt::format("no values for {}", fmt::join(missing, ", "));
     if (status == 0) {
         return keys;

@@ -165,10 +165,12 @@ public:
     std::vector<std::string> parameterNames() const {
         const detail::CFOwner<CFMutableArrayRef> names = detail::makeArray();
         CFMutableArrayRef array = names.get();
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): the library takes the size of the reference.
+        constexpr UInt32 kArrayBytes = sizeof array;
         UInt32 size = 0;
         detail::check(QelAudioAnalysisGetProperty(stream().handle(),
                                                   kQelAnalysisProperty_ParameterList, nullptr, 0,
-                                                  &array, sizeof array, &size),
+                                                  &array, kArrayBytes, &size),
                       "listing parameters");
         return detail::textsOf(names.get());
     }
@@ -193,7 +195,7 @@ public:
     // Whether an analyzer can be created for this key alone.
     static bool isAvailable(const std::string& key) {
         try {
-            Analyzer(std::vector<std::string>{key}, StreamSetup{.maxFrames = 1});
+            const Analyzer tried(std::vector<std::string>{key}, StreamSetup{.maxFrames = 1});
             return true;
         } catch (const Error& error) {
             if (error.status() != kAudioAnalysisErr_UnknownProperty) {
