@@ -112,7 +112,7 @@ TEST(KeysCommandTest, ALabelBeginsAParagraphOfADescription) {
     // Names of sounds are no labels.
     const std::string spectrum = RunTool({"describe", "generic spectrum properties"}).out;
     EXPECT_NE(spectrum.find(" S: "), std::string::npos) << spectrum;
-    EXPECT_EQ(spectrum.find("\n    S: "), std::string::npos) << spectrum;
+    EXPECT_EQ(spectrum.find("\n\n    S: "), std::string::npos) << spectrum;
 }
 
 TEST(KeysCommandTest, PayloadsOfEveryKindAreToldInAWord) {
