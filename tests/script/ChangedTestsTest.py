@@ -9,14 +9,18 @@ changed_tests = load("changed-tests")
 NINJA = """
 build all.dir/rhythm/Lag.cpp.o: CXX_COMPILER /root/rhythm/Lag.cpp
 build all.dir/rhythm/beats/Beat.cpp.o: CXX_COMPILER /root/rhythm/beats/Beat.cpp
+build all.dir/rhythm/math/Sum.cpp.o: CXX_COMPILER /root/rhythm/math/Sum.cpp
 build all.dir/pitch/Tone.cpp.o: CXX_COMPILER /root/pitch/Tone.cpp
-build lib/libAll.so: CXX_SHARED_LIBRARY_LINKER__All_Release all.dir/rhythm/Lag.cpp.o all.dir/rhythm/beats/Beat.cpp.o all.dir/pitch/Tone.cpp.o
+build lib/libAll.so: CXX_SHARED_LIBRARY_LINKER__All_Release all.dir/rhythm/Lag.cpp.o all.dir/rhythm/beats/Beat.cpp.o all.dir/rhythm/math/Sum.cpp.o all.dir/pitch/Tone.cpp.o
 build tests/engine/CMakeFiles/Support.dir/Signals.cpp.o: CXX_COMPILER /root/tests/engine/Signals.cpp
 build lib/libSupport.a: CXX_STATIC_LIBRARY_LINKER__Support_Release $
   tests/engine/CMakeFiles/Support.dir/Signals.cpp.o
 build tests/rhythm/CMakeFiles/lag_tests.dir/batch0.cpp.o: CXX_COMPILER /root/build/batch0.cpp
 build bin/lag_tests extra | more: CXX_EXECUTABLE_LINKER__lag_tests_Release $
   tests/rhythm/CMakeFiles/lag_tests.dir/batch0.cpp.o | lib/libAll.so || lib/libAll.so
+build tests/rhythm/CMakeFiles/beat_tests.dir/beats/BeatTest.cpp.o: CXX_COMPILER /root/tests/rhythm/beats/BeatTest.cpp
+build bin/beat_tests: CXX_EXECUTABLE_LINKER__beat_tests_Release $
+  tests/rhythm/CMakeFiles/beat_tests.dir/beats/BeatTest.cpp.o | lib/libAll.so
 build tests/pitch/CMakeFiles/tone_tests.dir/ToneTest.cpp.o: CXX_COMPILER /root/tests/pitch/ToneTest.cpp
 build bin/tone_tests: CXX_EXECUTABLE_LINKER__tone_tests_Release $
   tests/pitch/CMakeFiles/tone_tests.dir/ToneTest.cpp.o | lib/libSupport.a lib/libAll.so
@@ -31,6 +35,9 @@ REPORTED = """tests/rhythm/CMakeFiles/lag_tests.dir/batch0.cpp.o: #deps 3, deps 
     /root/build/batch0.cpp
     /root/tests/rhythm/LagTest.cpp
     /root/rhythm/Lag.h
+
+tests/rhythm/CMakeFiles/beat_tests.dir/beats/BeatTest.cpp.o: #deps 1, deps mtime 1 (VALID)
+    /root/tests/rhythm/beats/BeatTest.cpp
 
 all.dir/rhythm/Lag.cpp.o: #deps 1, deps mtime 1 (VALID)
     /root/rhythm/Lag.h
@@ -53,12 +60,16 @@ class ChangedTestsTest(unittest.TestCase):
         self.assertEqual(self.concerned("tests/engine/Signals.cpp"), ["tone_tests"])
 
     def test_a_source_of_the_library_concerns_the_tests_of_its_folder(self):
-        self.assertEqual(self.concerned("rhythm/Lag.cpp"), ["lag_tests"])
-        self.assertEqual(self.concerned("rhythm/Lag.h"), ["lag_tests"])
-        self.assertEqual(self.concerned("rhythm/Lag.cpp", "pitch/Tone.cpp"), ["lag_tests", "tone_tests"])
+        self.assertEqual(self.concerned("rhythm/Lag.cpp"), ["beat_tests", "lag_tests"])
+        self.assertEqual(self.concerned("rhythm/Lag.h"), ["beat_tests", "lag_tests"])
+        self.assertEqual(self.concerned("rhythm/beats/Beat.cpp", "pitch/Tone.cpp"),
+                         ["beat_tests", "tone_tests"])
+
+    def test_programs_of_one_list_are_told_apart_by_the_folders_of_their_tests(self):
+        self.assertEqual(self.concerned("rhythm/beats/Beat.cpp"), ["beat_tests"])
 
     def test_a_source_without_a_mirrored_folder_concerns_the_tests_of_the_folder_above(self):
-        self.assertEqual(self.concerned("rhythm/beats/Beat.cpp"), ["lag_tests"])
+        self.assertEqual(self.concerned("rhythm/math/Sum.cpp"), ["beat_tests", "lag_tests"])
 
     def test_a_source_of_the_tool_concerns_the_tests_that_run_the_tool(self):
         self.assertEqual(self.concerned("tools/main.cpp"), ["tool_tests"])
