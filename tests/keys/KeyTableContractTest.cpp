@@ -3,6 +3,7 @@
 #include "tests/keys/KeyContract.h"
 
 #include <QelAudioAnalysisKeyTable.h>
+
 #include <gtest/gtest.h>
 
 #include <cctype>
