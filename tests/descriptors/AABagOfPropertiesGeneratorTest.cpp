@@ -2,7 +2,7 @@
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
 
-#include "tests/engine/TestAnalyzer.h"
+#include "tests/harness/TestAnalyzer.h"
 
 #include <gtest/gtest.h>
 

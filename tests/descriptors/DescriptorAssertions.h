@@ -2,7 +2,7 @@
 #pragma once
 
 #include "tests/descriptors/ReferenceDescriptors.h"
-#include "tests/engine/TestAnalyzer.h"
+#include "tests/harness/TestAnalyzer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The dictionaries made from the blocks: { key: [ channel: [ frame: { name: number } ] ] }.
 
 #include "tests/descriptors/DescriptorAssertions.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 
 #include <map>
 

@@ -2,7 +2,7 @@
 // threads, and input that is no number.
 
 #include "tests/descriptors/DescriptorAssertions.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 
 #include <limits>
 #include <thread>

@@ -1,7 +1,7 @@
 // "spectrum flux properties": from one frame to the next.
 
 #include "tests/descriptors/DescriptorAssertions.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 
 #include <numeric>
 

@@ -1,7 +1,7 @@
 // "generic spectrum properties" and "spectrum" where the figures are known in closed form.
 
 #include "tests/descriptors/DescriptorAssertions.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 
 namespace qel::test {
 namespace {

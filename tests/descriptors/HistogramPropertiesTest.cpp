@@ -1,7 +1,7 @@
 // "spectrum histogram properties": moments of the 40 counts, not of the magnitudes.
 
 #include "tests/descriptors/DescriptorAssertions.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 
 namespace qel::test {
 namespace {

@@ -5,7 +5,7 @@
 // last bin cannot be peaks, so d = 2 has none, 4 has one, 6 two, 8 three, 10 four, 14 six.
 
 #include "tests/descriptors/DescriptorAssertions.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 
 namespace qel::test {
 namespace {

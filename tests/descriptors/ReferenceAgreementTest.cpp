@@ -2,7 +2,7 @@
 // of sample rate, channel count and push size that is listed at the end.
 
 #include "tests/descriptors/DescriptorAssertions.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 
 #include <algorithm>
 #include <map>

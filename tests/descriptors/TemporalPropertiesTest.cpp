@@ -1,7 +1,7 @@
 // "temporal properties": figures of each pushed block, whatever the frames are.
 
 #include "tests/descriptors/DescriptorAssertions.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 
 #include <numbers>
 

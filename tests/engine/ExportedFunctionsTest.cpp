@@ -1,8 +1,8 @@
 // The guards of the exported functions: null handles, handles before initialization, the list of
 // public keys.
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 
 #include <gtest/gtest.h>
 

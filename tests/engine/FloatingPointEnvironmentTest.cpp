@@ -1,8 +1,8 @@
 // The caller's floating-point mode is the caller's: in every callback and after every call. Inside,
 // denormal numbers are flushed.
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Which formats are canonical, seen through initialization.
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // How the list of keys decides what is computed.
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Arguments that no well-meaning client passes, and that the library answers all the same.
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 
 #include <gtest/gtest.h>
 

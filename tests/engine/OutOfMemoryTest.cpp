@@ -4,8 +4,8 @@
 // This executable replaces the global operator new, in all its forms, by one that can be told to
 // fail once.
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Properties that can be asked for, and parameters, on an analyzer of the descriptor keys.
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 
 #include <gtest/gtest.h>
 

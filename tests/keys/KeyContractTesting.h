@@ -1,7 +1,7 @@
 // What the tests of all keys share: a key as parameter, its sound, and how outcomes are compared.
 #pragma once
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/keys/KeyContract.h"
 #include "tests/keys/KeyRun.h"
 

@@ -2,7 +2,7 @@
 // whole results can be compared to the bit.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
+#include "tests/harness/TestAnalyzer.h"
 
 #include <QelAudioAnalysis/Keys.hpp>
 

@@ -1,7 +1,7 @@
 #include "media/AudioDecoder.h"
 
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Files that were damaged, or made to do harm: what the decoder does with what they state.
 
 #include "media/AudioDecoder.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 #include "tests/media/FaultOf.h"
 
 #include <gtest/gtest.h>

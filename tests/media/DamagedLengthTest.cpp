@@ -2,7 +2,7 @@
 // are those of the whole file.
 
 #include "media/AudioDecoder.h"
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 #include "tests/media/MediaPairs.h"
 
 #include <gtest/gtest.h>

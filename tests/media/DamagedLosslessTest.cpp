@@ -1,9 +1,9 @@
 // Damage to lossless audio: it is a fault, or no sample has changed.
 
 #include "media/AudioDecoder.h"
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 #include "tests/media/MediaPairs.h"
 
 #include <gtest/gtest.h>

@@ -3,8 +3,8 @@
 #include "media/MediaFormats.h"
 
 #include "media/AudioDecoder.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 #include "tests/media/FaultOf.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "tests/media/MediaPairs.h"
 
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/TestAudio.h"
 
 #include <algorithm>
 #include <fstream>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <cstddef>
 #include <string>

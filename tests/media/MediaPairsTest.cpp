@@ -3,7 +3,7 @@
 #include "tests/media/MediaPairs.h"
 
 #include "media/AudioDecoder.h"
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The reader as clients see it. What it decodes is tried in AudioDecoderTest.
 
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <QelMedia.hpp>
 

@@ -1,7 +1,7 @@
 // The list of losses that are not detected, which script/damage allows, and the table that users
 // read.
 
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 #include "tests/media/MediaPairs.h"
 
 #include <gtest/gtest.h>

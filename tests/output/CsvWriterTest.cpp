@@ -1,7 +1,7 @@
 #include "output/CsvWriter.h"
 
-#include "tests/helpers/OutputPaths.h"
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/OutputPaths.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "output/LabelWriter.h"
 
 #include "output/KeyFacts.h"
-#include "tests/helpers/OutputPaths.h"
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/OutputPaths.h"
+#include "tests/harness/TempDirectory.h"
 #include "tests/output/EventResults.h"
 
 #include <QelAudioAnalysis/Keys.hpp>

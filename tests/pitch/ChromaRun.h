@@ -2,8 +2,8 @@
 // delivers, decoded and kept.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/pitch/ReferenceChroma.h"
 
 #include <functional>

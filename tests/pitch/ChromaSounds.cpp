@@ -1,6 +1,6 @@
 #include "tests/pitch/ChromaSounds.h"
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/pitch/ChromaRun.h"
 
 #include <algorithm>

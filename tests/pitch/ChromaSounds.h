@@ -1,7 +1,7 @@
 // Sounds with pitch classes that are known beforehand. All have one channel.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
+#include "tests/harness/TestAnalyzer.h"
 
 #include <cstddef>
 #include <span>

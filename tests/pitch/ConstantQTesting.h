@@ -1,8 +1,8 @@
 // What the tests of "constant q spectrum" and "harmonic pitch class profile" share.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/pitch/ReferenceConstantQ.h"
 
 #include <gtest/gtest.h>

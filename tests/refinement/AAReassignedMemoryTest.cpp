@@ -1,8 +1,8 @@
 // How the memory of "reasigned spectrum" grows with the stream: the greatest resident set of a
 // child process that analyzes a long stream, less that of one that analyzes a shorter one.
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 
 #include <gtest/gtest.h>
 

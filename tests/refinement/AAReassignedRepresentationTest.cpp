@@ -1,8 +1,8 @@
 // The dictionary of "reasigned spectrum": per channel and frame an array of numbers, of which only
 // those that stand in the filled blocks are not empty.
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 
 #include <gtest/gtest.h>
 

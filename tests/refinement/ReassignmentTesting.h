@@ -1,8 +1,8 @@
 // What the tests of "reasigned spectrum" share: one run through the exported functions.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/refinement/ReferenceReassignment.h"
 #include "tests/timbre/TimbreTesting.h"
 

@@ -12,9 +12,9 @@ build all.dir/rhythm/beats/Beat.cpp.o: CXX_COMPILER /root/rhythm/beats/Beat.cpp
 build all.dir/rhythm/math/Sum.cpp.o: CXX_COMPILER /root/rhythm/math/Sum.cpp
 build all.dir/pitch/Tone.cpp.o: CXX_COMPILER /root/pitch/Tone.cpp
 build lib/libAll.so: CXX_SHARED_LIBRARY_LINKER__All_Release all.dir/rhythm/Lag.cpp.o all.dir/rhythm/beats/Beat.cpp.o all.dir/rhythm/math/Sum.cpp.o all.dir/pitch/Tone.cpp.o
-build tests/engine/CMakeFiles/Support.dir/Signals.cpp.o: CXX_COMPILER /root/tests/engine/Signals.cpp
+build tests/harness/CMakeFiles/Support.dir/Signals.cpp.o: CXX_COMPILER /root/tests/harness/Signals.cpp
 build lib/libSupport.a: CXX_STATIC_LIBRARY_LINKER__Support_Release $
-  tests/engine/CMakeFiles/Support.dir/Signals.cpp.o
+  tests/harness/CMakeFiles/Support.dir/Signals.cpp.o
 build tests/rhythm/CMakeFiles/lag_tests.dir/batch0.cpp.o: CXX_COMPILER /root/build/batch0.cpp
 build bin/lag_tests extra | more: CXX_EXECUTABLE_LINKER__lag_tests_Release $
   tests/rhythm/CMakeFiles/lag_tests.dir/batch0.cpp.o | lib/libAll.so || lib/libAll.so
@@ -43,7 +43,7 @@ all.dir/rhythm/Lag.cpp.o: #deps 1, deps mtime 1 (VALID)
     /root/rhythm/Lag.h
 
 tests/pitch/CMakeFiles/tone_tests.dir/ToneTest.cpp.o: #deps 1, deps mtime 1 (VALID)
-    ../../tests/engine/Signals.h
+    ../../tests/harness/Signals.h
 """
 
 
@@ -56,8 +56,8 @@ class ChangedTestsTest(unittest.TestCase):
         self.assertEqual(self.concerned("tests/pitch/ToneTest.cpp"), ["tone_tests"])
 
     def test_what_tests_share_concerns_all_that_include_or_link_it(self):
-        self.assertEqual(self.concerned("tests/engine/Signals.h"), ["tone_tests"])
-        self.assertEqual(self.concerned("tests/engine/Signals.cpp"), ["tone_tests"])
+        self.assertEqual(self.concerned("tests/harness/Signals.h"), ["tone_tests"])
+        self.assertEqual(self.concerned("tests/harness/Signals.cpp"), ["tone_tests"])
 
     def test_a_source_of_the_library_concerns_the_tests_of_its_folder(self):
         self.assertEqual(self.concerned("rhythm/Lag.cpp"), ["beat_tests", "lag_tests"])

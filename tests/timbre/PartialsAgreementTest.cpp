@@ -1,7 +1,7 @@
 // The keys about partials on sound like music against a re-computation in double precision, and
 // what they say of sounds whose partials are known.
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/timbre/ReferencePartials.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // Sizes, metadata and dictionaries of "partials", "fundamental frequency" and "inharmonicity".
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/timbre/PartialsRun.h"
 
 #include <gtest/gtest.h>

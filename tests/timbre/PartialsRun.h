@@ -2,7 +2,7 @@
 // stream delivers, decoded and kept.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
+#include "tests/harness/TestAnalyzer.h"
 
 #include <string>
 #include <vector>

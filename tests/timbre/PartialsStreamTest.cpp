@@ -1,7 +1,7 @@
 // What holds for whole streams: order and number of deliveries, time, channels, cuts, resets, and
 // audio that is no sound.
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/timbre/ReferencePartials.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // How tracks are born, go on and die, on sounds whose spectra are known.
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/timbre/ReferencePartials.h"
 
 #include <gtest/gtest.h>

@@ -2,8 +2,8 @@
 // properties" and "instantaneous frequency" share.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/timbre/ReferenceTimbre.h"
 
 #include <gtest/gtest.h>

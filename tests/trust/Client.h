@@ -2,7 +2,7 @@
 // it calls or is called, so that all requests for memory are the library's.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
+#include "tests/harness/TestAnalyzer.h"
 #include "tests/trust/Digests.h"
 
 #include <QelAudioAnalysis.h>

@@ -1,6 +1,6 @@
 #include "tests/trust/TrustAudio.h"
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
 // Audio in which every key finds something.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
+#include "tests/harness/TestAnalyzer.h"
 
 #include <cstddef>
 

@@ -1,7 +1,7 @@
 // "audio range" against the tests' own computation, over rates, channels, pushes and kinds of
 // sound.
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/loudness/range/RangeFiguresSignals.h"
 #include "tests/loudness/range/RangeStreamRun.h"
 

@@ -1,7 +1,7 @@
 // Audio whose range can be told by hand.
 #pragma once
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,6 +1,6 @@
 // How "audio range" takes a stream and hands out its records.
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/loudness/range/RangeFiguresSignals.h"
 #include "tests/loudness/range/RangeStreamRun.h"
 

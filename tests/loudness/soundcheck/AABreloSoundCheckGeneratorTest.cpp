@@ -1,7 +1,7 @@
 // "sound check" through the exported functions: an analyzer that refuses what it is handed.
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 
 #include <gtest/gtest.h>
 

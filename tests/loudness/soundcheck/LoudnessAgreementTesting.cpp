@@ -1,6 +1,6 @@
 #include "tests/loudness/soundcheck/LoudnessAgreementTesting.h"
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/loudness/soundcheck/LoudnessFiguresTesting.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "media/checks/OggPages.h"
 
-#include "tests/helpers/WavBytes.h"
+#include "tests/harness/WavBytes.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include "output/files/OutputError.h"
 #include "output/files/SpillFile.h"
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <gtest/gtest.h>
 

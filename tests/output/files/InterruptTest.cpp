@@ -3,7 +3,7 @@
 
 #include "output/files/OutputDirectory.h"
 #include "output/files/TemporaryFile.h"
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <gtest/gtest.h>
 

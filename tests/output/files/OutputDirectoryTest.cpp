@@ -1,7 +1,7 @@
 #include "output/files/OutputDirectory.h"
 
 #include "output/files/OutputError.h"
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <gtest/gtest.h>
 

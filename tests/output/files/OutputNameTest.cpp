@@ -1,7 +1,7 @@
 #include "output/files/OutputName.h"
 
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 
 #include "output/files/Interrupt.h"
 #include "output/files/OutputError.h"
-#include "tests/helpers/OutputPaths.h"
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/OutputPaths.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "output/files/TemporaryFile.h"
 
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <gtest/gtest.h>
 

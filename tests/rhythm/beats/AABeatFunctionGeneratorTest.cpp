@@ -1,7 +1,7 @@
 // What of the beat generator cannot be reached, or not be seen, through the exported functions: the
 // stored signals, windows, and runs of down beats.
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/beats/BeatAssertions.h"
 #include "tests/rhythm/beats/BeatGeneratorFixture.h"
 

@@ -1,7 +1,7 @@
 // Calls in an order, and streams of a kind, that the beat keys must stand all the same.
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/beats/BeatRun.h"
 
 #include <gtest/gtest.h>

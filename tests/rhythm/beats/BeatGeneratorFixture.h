@@ -3,7 +3,7 @@
 #pragma once
 
 #include "rhythm/beats/AABeatFunctionGenerator.h"
-#include "tests/engine/TestAnalyzer.h"
+#include "tests/harness/TestAnalyzer.h"
 #include "tests/rhythm/beats/BeatRun.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // "global number of beats per bar" and "down beat data".
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/beats/BeatAssertions.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // The beat keys through the exported functions: what a stream delivers, decoded and kept.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
+#include "tests/harness/TestAnalyzer.h"
 
 #include <array>
 #include <string>

@@ -1,6 +1,6 @@
 // How the beat keys take a stream: pushes, lengths, segments, statuses, odd audio.
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/beats/BeatAssertions.h"
 
 #include <cmath>

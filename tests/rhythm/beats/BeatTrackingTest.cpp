@@ -1,6 +1,6 @@
 // "beat data" against closed forms and the reference.
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/beats/BeatAssertions.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "rhythm/beats/MeterAudio.h"
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/beats/ReferenceBeats.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // The bank with its bands delayed to the slowest.
 
 #include "rhythm/onsets/GammatoneBank.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/onsets/GammatoneBankOwner.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // What the filters of the bank put out, sample by sample.
 
 #include "rhythm/onsets/GammatoneBank.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/onsets/GammatoneBankOwner.h"
 #include "tests/rhythm/onsets/ReferenceOnsets.h"
 

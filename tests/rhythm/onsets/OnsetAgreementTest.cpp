@@ -1,6 +1,6 @@
 // The onsets of ten seconds of music-like sound, against a reference of the tests' own.
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/onsets/OnsetAssertions.h"
 
 #include <gtest/gtest.h>

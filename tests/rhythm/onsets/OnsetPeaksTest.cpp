@@ -3,7 +3,7 @@
 #include "rhythm/onsets/OnsetPeaks.h"
 
 #include "rhythm/math/RhythmMath.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/onsets/ReferenceOnsets.h"
 
 #include <gtest/gtest.h>

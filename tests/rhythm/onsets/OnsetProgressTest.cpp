@@ -1,6 +1,6 @@
 // The progress reports of "onset data", and what a stop at each of them leaves.
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/onsets/OnsetAssertions.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // Parameter, metadata, payload and dictionary of "onset data".
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/onsets/OnsetRun.h"
 
 #include <gtest/gtest.h>

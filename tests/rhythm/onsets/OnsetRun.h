@@ -1,7 +1,7 @@
 // Onsets through the exported functions: what a stream delivers, decoded and kept.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
+#include "tests/harness/TestAnalyzer.h"
 #include "tests/rhythm/beats/BeatRun.h"
 
 #include <string>

@@ -1,6 +1,6 @@
 // How "onset data" takes a stream: pushes, channels, lengths, flushes, segments, resets, odd audio.
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/onsets/OnsetAssertions.h"
 
 #include <gtest/gtest.h>

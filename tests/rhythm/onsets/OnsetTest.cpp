@@ -1,6 +1,6 @@
 // What counts as an onset: clicks at known samples, and rendered notes.
 
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/onsets/OnsetAssertions.h"
 
 #include <gtest/gtest.h>

@@ -2,8 +2,8 @@
 // to the reference.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestAnalyzer.h"
+#include "tests/harness/TestSignals.h"
 #include "tests/rhythm/tempomap/ReferenceTempoMap.h"
 
 #include <gtest/gtest.h>

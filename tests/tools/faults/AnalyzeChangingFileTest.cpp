@@ -1,8 +1,8 @@
 // Audio that changes on the disk while it is analyzed. The tool is held up by a pipe that is full,
 // in the middle of a file, until the change is made.
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <gtest/gtest.h>
 

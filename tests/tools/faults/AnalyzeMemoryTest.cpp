@@ -1,8 +1,8 @@
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/Json.h"
-#include "tests/helpers/OutputPaths.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/Json.h"
+#include "tests/harness/OutputPaths.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <gtest/gtest.h>
 

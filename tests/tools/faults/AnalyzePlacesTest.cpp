@@ -1,8 +1,8 @@
 // Places for outputs that are full, closed, gone, or taken by the audio itself.
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/OutputPaths.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/OutputPaths.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 #include "tests/tools/qel/SineInput.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "tests/tools/faults/EndlessFile.h"
 
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/WavBytes.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/WavBytes.h"
 
 #include <cstdint>
 #include <filesystem>

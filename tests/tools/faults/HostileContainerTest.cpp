@@ -1,7 +1,7 @@
 // Headers of compressed formats that lie.
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
-#include "tests/helpers/WavBytes.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
+#include "tests/harness/WavBytes.h"
 #include "tests/tools/faults/HostileFiles.h"
 
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
 #include "tests/tools/faults/HostileFiles.h"
 
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/Json.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/WavBytes.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/Json.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/WavBytes.h"
 
 #include <gtest/gtest.h>
 

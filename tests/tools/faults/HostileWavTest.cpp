@@ -1,5 +1,5 @@
 // WAV files whose headers lie.
-#include "tests/helpers/WavBytes.h"
+#include "tests/harness/WavBytes.h"
 #include "tests/tools/faults/HostileFiles.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // Only "temporal properties" depend on the size of the blocks.
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/Json.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/Json.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <QelAudioAnalysis.hpp>
 

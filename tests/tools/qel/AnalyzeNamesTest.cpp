@@ -1,9 +1,9 @@
 // Keys whose results are names, in every format, from chords whose keys are known.
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/Json.h"
-#include "tests/helpers/OutputPaths.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/Json.h"
+#include "tests/harness/OutputPaths.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

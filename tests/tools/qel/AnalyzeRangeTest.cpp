@@ -1,8 +1,8 @@
 // "audio range", which takes pushes of whole multiples of 512 samples only.
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/Json.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/Json.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <QelAudioAnalysis.hpp>
 

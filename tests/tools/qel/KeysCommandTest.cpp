@@ -1,5 +1,5 @@
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/Json.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/Json.h"
 
 #include <QelAudioAnalysis/Analyzer.hpp>
 #include <QelAudioAnalysis/Keys.hpp>

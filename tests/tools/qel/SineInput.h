@@ -1,9 +1,9 @@
 // For tests that analyze one file and look at what stays behind.
 #pragma once
 
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <gtest/gtest.h>
 

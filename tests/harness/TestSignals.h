@@ -1,7 +1,7 @@
 // Audio that the tests make themselves. The same arguments give the same samples everywhere.
 #pragma once
 
-#include "tests/engine/TestAnalyzer.h"
+#include "tests/harness/TestAnalyzer.h"
 
 #include <cstdint>
 

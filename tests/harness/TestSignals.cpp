@@ -1,4 +1,4 @@
-#include "tests/engine/TestSignals.h"
+#include "tests/harness/TestSignals.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "tests/engine/TestAnalyzer.h"
+#include "tests/harness/TestAnalyzer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tests/helpers/WavBytes.h"
+#include "tests/harness/WavBytes.h"
 
 #include <algorithm>
 

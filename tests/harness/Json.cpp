@@ -1,4 +1,4 @@
-#include "tests/helpers/Json.h"
+#include "tests/harness/Json.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,4 +1,4 @@
-#include "tests/helpers/ChildProcess.h"
+#include "tests/harness/ChildProcess.h"
 
 #include <array>
 #include <csignal>
