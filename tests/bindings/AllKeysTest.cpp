@@ -1,5 +1,5 @@
 // Every key there is, all in one analyzer.
-#include "TestSignals.h"
+#include "tests/harness/Waveforms.h"
 
 #include <QelAudioAnalysis.hpp>
 
@@ -21,10 +21,10 @@ constexpr std::uint32_t kMaxFrames = 4096;
 // Drums over a chord and a whisper of noise, clipped so that the loudest samples are many: what is
 // left of the streams before a reset then changes no headroom.
 std::vector<float> music(double chordHz, unsigned seed) {
-    std::vector<float> samples = test::drums(10, 120, 4);
-    const std::vector<float> hiss = test::noise(samples.size(), seed);
+    std::vector<float> samples = test::Drums(10, 120, 4);
+    const std::vector<float> hiss = test::Noise(samples.size(), 1.0f, seed);
     for (const double ratio : {1.0, 1.25, 1.5}) {
-        const auto tone = test::sine(samples.size(), 0.2, kRateHz / (chordHz * ratio));
+        const auto tone = test::Sine(samples.size(), kRateHz / (chordHz * ratio), 0.2);
         for (std::size_t i = 0; i < samples.size(); ++i) {
             samples[i] += tone[i];
         }

@@ -1,5 +1,5 @@
 // What happens when callbacks throw, stop, or misbehave.
-#include "TestSignals.h"
+#include "tests/harness/Waveforms.h"
 
 #include <QelAudioAnalysis.hpp>
 
@@ -13,7 +13,7 @@ namespace {
 
 // 2048 samples are three frames.
 const StreamSetup kMono{.sampleRateHz = 44100, .maxFrames = 2048};
-const std::vector<float> kSamples = test::noise(2048, 1);
+const std::vector<float> kSamples = test::Noise(2048, 1.0f, 1);
 
 struct ClientFault {
     int number;

@@ -1,5 +1,5 @@
 // Ways to push audio, and the places in time of what comes out.
-#include "TestSignals.h"
+#include "tests/harness/Waveforms.h"
 
 #include <QelAudioAnalysis.hpp>
 
@@ -52,7 +52,7 @@ SInt32 statusOf(Action action) {
 TEST(AnalyzerPushTest, SineHasTheCrossingRateAndRootMeanSquareOfItsFormula) {
     // 16 periods of 64 samples: 31 sign changes inside of the push, amplitude / sqrt(2).
     const auto results = resultsOf({"temporal properties"}, {.sampleRateHz = 44100},
-                                   [](Analyzer& a) { a.push(test::sine(1024, 0.5, 64)); });
+                                   [](Analyzer& a) { a.push(test::Sine(1024, 64, 0.5)); });
     ASSERT_EQ(results.size(), 1u);
     EXPECT_EQ(results[0].value("zero crossing rate"), 31.0f / 1024);
     // The sum of 1024 squares in single precision is good to some units of 2^-24.
@@ -60,8 +60,8 @@ TEST(AnalyzerPushTest, SineHasTheCrossingRateAndRootMeanSquareOfItsFormula) {
 }
 
 TEST(AnalyzerPushTest, InterleavedEqualsPlanarEqualsPointers) {
-    const std::vector<float> left = test::noise(kLength, 1);
-    const std::vector<float> right = test::sine(kLength, 0.5, 50);
+    const std::vector<float> left = test::Noise(kLength, 1.0f, 1);
+    const std::vector<float> right = test::Sine(kLength, 50, 0.5);
     std::vector<float> both;
     for (std::size_t i = 0; i < kLength; ++i) {
         both.push_back(left[i]);
@@ -82,8 +82,8 @@ TEST(AnalyzerPushTest, InterleavedEqualsPlanarEqualsPointers) {
 }
 
 TEST(AnalyzerPushTest, ChannelOfAStereoStreamEqualsTheMonoStream) {
-    const std::vector<float> left = test::noise(kLength, 1);
-    const std::vector<float> right = test::sine(kLength, 0.5, 50);
+    const std::vector<float> left = test::Noise(kLength, 1.0f, 1);
+    const std::vector<float> right = test::Sine(kLength, 50, 0.5);
     const auto stereo = resultsOf(kAllBuilt, kStereo, [&](Analyzer& a) {
         const std::array<std::span<const float>, 2> channels{left, right};
         a.push(channels);
@@ -100,11 +100,12 @@ TEST(AnalyzerPushTest, ChannelOfAStereoStreamEqualsTheMonoStream) {
 TEST(AnalyzerPushTest, LongestPushIsTakenAndOneMoreSampleIsRefusedWhole) {
     const StreamSetup setup{.sampleRateHz = 44100, .maxFrames = 1024};
     const auto results = resultsOf({"spectrum"}, setup, [](Analyzer& a) {
-        EXPECT_EQ(statusOf([&] { a.push(test::noise(1025, 1)); }), kAudioAnalysisErr_TooManyFrames);
-        a.push(test::noise(1024, 2));
+        EXPECT_EQ(statusOf([&] { a.push(test::Noise(1025, 1.0f, 1)); }),
+                  kAudioAnalysisErr_TooManyFrames);
+        a.push(test::Noise(1024, 1.0f, 2));
     });
     const auto expected =
-        resultsOf({"spectrum"}, setup, [](Analyzer& a) { a.push(test::noise(1024, 2)); });
+        resultsOf({"spectrum"}, setup, [](Analyzer& a) { a.push(test::Noise(1024, 1.0f, 2)); });
     expectSame(results, expected);
 }
 
@@ -140,8 +141,8 @@ TEST(AnalyzerPushTest, EmptyPushIsAPushOfNoSamples) {
 
 TEST(AnalyzerPushTest, FramesCountFromZeroAndStartHopByHop) {
     const auto results = resultsOf({"spectrum"}, {.sampleRateHz = 8000}, [](Analyzer& a) {
-        a.push(test::noise(1600, 1));
-        a.push(test::noise(1600, 2));
+        a.push(test::Noise(1600, 1.0f, 1));
+        a.push(test::Noise(1600, 1.0f, 2));
     });
     // Frames of 1024 every 512 samples: those that start at 0 to 2048 end within 3200 samples.
     ASSERT_EQ(results.size(), 5u);
@@ -166,13 +167,13 @@ TEST(AnalyzerPushTest, PerPushResultsStartWhereTheirPushStarts) {
 }
 
 TEST(AnalyzerPushTest, ResetStartsANewStreamAtTimeZero) {
-    const std::vector<float> samples = test::noise(kLength, 4);
+    const std::vector<float> samples = test::Noise(kLength, 1.0f, 4);
     std::vector<StoredResult> results;
     Analyzer analyzer(kAllBuilt, {.sampleRateHz = 44100, .maxFrames = kLength});
     analyzer.onResult([&](const Result& result) { results.push_back(result.store()); });
     analyzer.push(samples);
     const std::vector<StoredResult> first = std::exchange(results, {});
-    analyzer.push(test::noise(700, 5));
+    analyzer.push(test::Noise(700, 1.0f, 5));
     analyzer.reset();
     results.clear();
     analyzer.push(samples);

@@ -1,5 +1,5 @@
 // Construction, ownership, keys and parameters.
-#include "TestSignals.h"
+#include "tests/harness/Waveforms.h"
 
 #include <QelAudioAnalysis.hpp>
 
@@ -75,7 +75,7 @@ TEST(AnalyzerTest, KeyWithHiddenCharactersIsRefused) {
 TEST(AnalyzerTest, NoKeysMeanNoResults) {
     Analyzer analyzer(std::vector<std::string>{}, kMono);
     analyzer.onResult([](const Result&) { FAIL(); });
-    analyzer.push(test::sine(1024, 1, 64));
+    analyzer.push(test::Sine(1024, 64, 1));
     EXPECT_TRUE(analyzer.finish());
 }
 
@@ -127,7 +127,7 @@ TEST(AnalyzerTest, CallbackStaysConnectedWhenTheAnalyzerMoves) {
     first.onResult([&](const Result&) { ++results; });
     Analyzer second({"temporal properties"}, kMono);
     second = std::move(first);
-    second.push(test::noise(1024, 1));
+    second.push(test::Noise(1024, 1.0f, 1));
     EXPECT_EQ(results, 1);
 }
 

@@ -1,5 +1,5 @@
 // Frames that all arrive at the end of a stream, and pushes of sizes that a key does not take.
-#include "TestSignals.h"
+#include "tests/harness/Waveforms.h"
 
 #include <QelAudioAnalysis.hpp>
 
@@ -37,7 +37,7 @@ resultsOf(const std::vector<std::string>& keys, const Channels& audio, std::uint
 }
 
 TEST(FramesAtEndTest, EveryFrameIsAResultWithATime) {
-    auto results = resultsOf({"reasigned spectrum"}, {test::noise(kLength, 1)}, kLength);
+    auto results = resultsOf({"reasigned spectrum"}, {test::Noise(kLength, 1.0f, 1)}, kLength);
     const std::vector<StoredResult>& frames = results["reasigned spectrum"];
     ASSERT_EQ(frames.size(), kFrames);
     for (std::size_t f = 0; f < frames.size(); ++f) {
@@ -51,7 +51,7 @@ TEST(FramesAtEndTest, EveryFrameIsAResultWithATime) {
 }
 
 TEST(FramesAtEndTest, ChannelsHaveTheirOwnFrames) {
-    const Channels audio = {test::noise(kLength, 1), test::sine(kLength, 0.5, 40)};
+    const Channels audio = {test::Noise(kLength, 1.0f, 1), test::Sine(kLength, 40, 0.5)};
     auto both = resultsOf({"reasigned spectrum"}, audio, kLength)["reasigned spectrum"];
     ASSERT_EQ(both.size(), kFrames);
     for (std::size_t c = 0; c < 2; ++c) {
@@ -64,8 +64,9 @@ TEST(FramesAtEndTest, ChannelsHaveTheirOwnFrames) {
 }
 
 TEST(FramesAtEndTest, AStreamShorterThanAFrameHasNone) {
-    EXPECT_TRUE(resultsOf({"reasigned spectrum"}, {test::noise(511, 1)}, 511)["reasigned spectrum"]
-                    .empty());
+    EXPECT_TRUE(
+        resultsOf({"reasigned spectrum"}, {test::Noise(511, 1.0f, 1)}, 511)["reasigned spectrum"]
+            .empty());
 }
 
 // An analyzer for a key that takes multiples of 512, and one that takes anything.
@@ -90,7 +91,7 @@ protected:
         return 0;
     }
 
-    std::vector<float> mNoise = test::noise(kLength, 1);
+    std::vector<float> mNoise = test::Noise(kLength, 1.0f, 1);
     Analyzer mAnalyzer;
     std::map<std::string, int> mCounts;
     AudioRange mRange;
@@ -120,7 +121,7 @@ TEST_F(PushMultipleTest, WhatWasRefusedDoesNotCount) {
     mNoise.assign(kLength, 0.9f);
     mNoise[10] = -0.9f;
     EXPECT_EQ(statusOf(1000), kAudioAnalysisErr_BadFormat);
-    mNoise = test::sine(kLength, 0.25, 64);
+    mNoise = test::Sine(kLength, 64, 0.25);
     EXPECT_EQ(statusOf(1024), 0);
     EXPECT_TRUE(mAnalyzer.finish());
     ASSERT_TRUE(mRange.headroom.has_value());

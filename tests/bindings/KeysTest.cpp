@@ -1,5 +1,5 @@
 // Holds the table of keys and the library together.
-#include "TestSignals.h"
+#include "tests/harness/Waveforms.h"
 
 #include <QelAudioAnalysis.hpp>
 
@@ -209,7 +209,7 @@ private:
 // Audio that the key finds something in: `length` samples of noise, or for results at the end
 // music of some bars.
 std::vector<float> audioFor(const KeyInfo& row, std::size_t length) {
-    return row.delivery == Delivery::AtEnd ? test::drums(12, 120, 3) : test::noise(length, 1);
+    return row.delivery == Delivery::AtEnd ? test::Drums(12, 120, 3) : test::Noise(length, 1.0f, 1);
 }
 
 TEST(KeysTest, RowsAreTheKeysThatTheLibraryBuildsInItsOrder) {
@@ -339,11 +339,12 @@ TEST(KeysTest, ValuesLieInTheirRanges) {
     click[2000] = 1;
     const std::vector<std::vector<float>> unpitched = {std::vector<float>(kLength),
                                                        std::vector<float>(kLength, 1.0f)};
-    const std::vector<std::vector<float>> shortSignals = {
-        click, test::noise(kLength, 3), test::sine(kLength, 1, 64), test::sine(kLength, 1, 2.01)};
+    const std::vector<std::vector<float>> shortSignals = {click, test::Noise(kLength, 1.0f, 3),
+                                                          test::Sine(kLength, 64, 1),
+                                                          test::Sine(kLength, 2.01, 1)};
     const std::vector<std::vector<float>> longSignals = {
-        test::drums(12, 120, 3), test::drums(6, 37, 4), test::drums(6, 230, 4),
-        test::noise(150000, 3), test::sine(150000, 1, 64)};
+        test::Drums(12, 120, 3), test::Drums(6, 37, 4), test::Drums(6, 230, 4),
+        test::Noise(150000, 1.0f, 3), test::Sine(150000, 64, 1)};
     for (const KeyInfo& row : kKeys) {
         const bool isShort = row.delivery != Delivery::AtEnd;
         expectInRange(row, isShort ? shortSignals : longSignals);

@@ -1,5 +1,5 @@
 // Keys whose results are names, and a key that needs a companion.
-#include "TestSignals.h"
+#include "tests/harness/Waveforms.h"
 
 #include <QelAudioAnalysis.hpp>
 

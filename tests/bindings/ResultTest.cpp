@@ -1,5 +1,5 @@
 // Reading a payload, from blocks that the test makes and from a real run.
-#include "TestSignals.h"
+#include "tests/harness/Waveforms.h"
 
 #include <QelAudioAnalysis.hpp>
 
@@ -81,7 +81,7 @@ TEST(SpectrumResultTest, SineHasTheMagnitudeThatTheDocumentationTells) {
         EXPECT_EQ(result.floats()[33], bins[16].imag());
         EXPECT_THROW(result.value("spectrum real data"), Error);
     });
-    analyzer.push(test::sine(1024, 0.5, 64));
+    analyzer.push(test::Sine(1024, 64, 0.5));
     EXPECT_EQ(results, 1);
 }
 

@@ -1,5 +1,5 @@
 // Results that arrive at the end of a stream: tempo, beats, meter and down beats.
-#include "TestSignals.h"
+#include "tests/harness/Waveforms.h"
 
 #include <QelAudioAnalysis.hpp>
 
@@ -74,7 +74,7 @@ Outcome finish(WholeRun& run) {
 
 TEST(WholeStreamTest, NothingArrivesBeforeTheEndAndEveryKeyOnceAtIt) {
     WholeRun run(kRhythm);
-    run.push({test::drums(12, 120, 3)});
+    run.push({test::Drums(12, 120, 3)});
     EXPECT_TRUE(run.order.empty());
     EXPECT_EQ(finish(run).status, 0);
     Keys sorted = run.order;
@@ -90,7 +90,7 @@ TEST(WholeStreamTest, NothingArrivesBeforeTheEndAndEveryKeyOnceAtIt) {
 
 TEST(WholeStreamTest, SteadyDrumsHaveTheTempoAndTheMeterThatTheyArePlayedWith) {
     WholeRun run(kRhythm);
-    run.push({test::drums(12, 120, 3)});
+    run.push({test::Drums(12, 120, 3)});
     EXPECT_EQ(finish(run).status, 0);
     const StoredResult& tempo = run.only("global tempo");
     EXPECT_EQ(tempo.value("global tempo 1"), 120);
@@ -101,7 +101,7 @@ TEST(WholeStreamTest, SteadyDrumsHaveTheTempoAndTheMeterThatTheyArePlayedWith) {
 
 TEST(WholeStreamTest, BeatsStandAtTheStrokesAndTheLastAtTheLastFrame) {
     WholeRun run({"beat data"});
-    const std::vector<float> samples = test::drums(12, 120, 3);
+    const std::vector<float> samples = test::Drums(12, 120, 3);
     run.push({samples});
     EXPECT_EQ(finish(run).status, 0);
     const std::vector<Event> beats = run.only("beat data").events.at(0);
@@ -127,7 +127,7 @@ TEST(WholeStreamTest, BeatsStandAtTheStrokesAndTheLastAtTheLastFrame) {
 
 TEST(WholeStreamTest, DownBeatsAreBeatsThatLieABarApart) {
     WholeRun run(kRhythm);
-    run.push({test::drums(12, 120, 3)});
+    run.push({test::Drums(12, 120, 3)});
     EXPECT_EQ(finish(run).status, 0);
     const std::vector<Event> beats = run.only("beat data").events.at(0);
     const std::vector<Event> downBeats = run.only("down beat data").events.at(0);
@@ -147,8 +147,8 @@ TEST(WholeStreamTest, DownBeatsAreBeatsThatLieABarApart) {
 }
 
 TEST(WholeStreamTest, ChannelsHaveTempiAndBeatsOfTheirOwn) {
-    const std::vector<float> left = test::drums(12, 120, 3);
-    const std::vector<float> right = test::drums(12, 150, 3);
+    const std::vector<float> left = test::Drums(12, 120, 3);
+    const std::vector<float> right = test::Drums(12, 150, 3);
     WholeRun both({"global tempo", "beat data"}, 2);
     both.push({left, right});
     EXPECT_EQ(finish(both).status, 0);
@@ -170,7 +170,7 @@ TEST(WholeStreamTest, CopiesOutliveTheAnalyzer) {
             events = result.events();
             stored = result.store();
         });
-        analyzer.push(test::drums(6, 120, 4));
+        analyzer.push(test::Drums(6, 120, 4));
         analyzer.finish();
     }
     EXPECT_GE(events.size(), 11u);
@@ -178,10 +178,10 @@ TEST(WholeStreamTest, CopiesOutliveTheAnalyzer) {
 }
 
 TEST(WholeStreamTest, AShortStreamSilenceAndNaNHaveNoTempoAndSaySo) {
-    std::vector<float> spoiled = test::drums(6, 120, 4);
+    std::vector<float> spoiled = test::Drums(6, 120, 4);
     spoiled[1000] = std::numeric_limits<float>::quiet_NaN();
     for (const std::vector<float>& samples :
-         {test::drums(2, 120, 4), std::vector<float>(4 * 44100), spoiled, std::vector<float>()}) {
+         {test::Drums(2, 120, 4), std::vector<float>(4 * 44100), spoiled, std::vector<float>()}) {
         WholeRun run(kRhythm);
         if (!samples.empty()) {
             run.push({samples});
@@ -196,7 +196,7 @@ TEST(WholeStreamTest, AShortStreamSilenceAndNaNHaveNoTempoAndSaySo) {
 TEST(WholeStreamTest, TheShortestStreamWithATempoIsThatOfTheDocumentedLength) {
     // round(2.1 * 44100 / 128) frames.
     constexpr std::size_t kLeast = 1024 + 128 * (724 - 1);
-    const std::vector<float> samples = test::drums(3, 220, 4);
+    const std::vector<float> samples = test::Drums(3, 220, 4);
     WholeRun enough(kTempoAlone);
     enough.push({{samples.begin(), samples.begin() + kLeast}});
     EXPECT_EQ(finish(enough).status, 0);
@@ -224,7 +224,7 @@ TEST(WholeStreamTest, ResultsOfOtherGroupsStayWhenThereIsNoTempo) {
 
 TEST(WholeStreamTest, AStopReachesTheLibraryAndNothingIsDelivered) {
     WholeRun run(kTempoAlone);
-    run.push({test::drums(4, 120, 4)});
+    run.push({test::Drums(4, 120, 4)});
     int reports = 0;
     EXPECT_FALSE(run.analyzer.finish([&](float) {
         ++reports;
@@ -239,14 +239,14 @@ TEST(WholeStreamTest, AStopReachesTheLibraryAndNothingIsDelivered) {
 
 TEST(WholeStreamTest, AStopInTheSearchForTheMeterIsNoError) {
     WholeRun run({"global number of beats per bar"});
-    run.push({test::drums(12, 120, 3)});
+    run.push({test::Drums(12, 120, 3)});
     EXPECT_FALSE(run.analyzer.finish([](float percent) { return percent < 20; }));
     EXPECT_TRUE(run.order.empty());
 }
 
 TEST(WholeStreamTest, AnExceptionOfTheProgressCallbackStopsTheLibraryToo) {
     WholeRun run(kTempoAlone);
-    run.push({test::drums(4, 120, 4)});
+    run.push({test::Drums(4, 120, 4)});
     EXPECT_THROW(run.analyzer.finish([](float) -> bool { throw 7; }), int);
     EXPECT_TRUE(run.order.empty());
     // A library that had gone on would have delivered, into the void, and begun anew.
@@ -256,7 +256,7 @@ TEST(WholeStreamTest, AnExceptionOfTheProgressCallbackStopsTheLibraryToo) {
 
 TEST(WholeStreamTest, ProgressStaysWithinItsPercentages) {
     WholeRun run(kRhythm);
-    run.push({test::drums(12, 120, 3)});
+    run.push({test::Drums(12, 120, 3)});
     std::vector<float> reports;
     EXPECT_TRUE(run.analyzer.finish([&](float percent) {
         reports.push_back(percent);
@@ -271,7 +271,7 @@ TEST(WholeStreamTest, ProgressStaysWithinItsPercentages) {
 TEST(WholeStreamTest, TooLittleAudioForAResultBeforeTheEndIsAnError) {
     Analyzer analyzer(kTempoAlone,
                       {.sampleRateHz = 44100, .maxFrames = 4410, .lengthFrames = 44100 * 4});
-    analyzer.push(test::noise(4410, 1));
+    analyzer.push(test::Noise(4410, 1.0f, 1));
     try {
         analyzer.process();
         FAIL() << "no error";
@@ -281,7 +281,7 @@ TEST(WholeStreamTest, TooLittleAudioForAResultBeforeTheEndIsAnError) {
 }
 
 TEST(WholeStreamTest, ASecondStretchCarriesOnFromTheLastFrameOfTheFirst) {
-    const std::vector<float> samples = test::drums(6, 120, 4);
+    const std::vector<float> samples = test::Drums(6, 120, 4);
     std::vector<StoredResult> results;
     Analyzer analyzer({"beat data"}, {.sampleRateHz = 44100,
                                       .maxFrames = 1 << 20,
@@ -312,7 +312,7 @@ TEST(WholeStreamTest, GenreHintOfZeroLooksForSlowTempi) {
     EXPECT_EQ(run.analyzer.parameter("Genre Hint"), 1);
     run.analyzer.setParameter("Genre Hint", 0);
     EXPECT_EQ(run.analyzer.parameter("Genre Hint"), 0);
-    run.push({test::drums(12, 120, 1)});
+    run.push({test::Drums(12, 120, 1)});
     EXPECT_EQ(finish(run).status, 0);
     // 120 lies beyond the 110 BPM of that range: every other stroke is a beat, or every fourth.
     const StoredResult& tempo = run.only("global tempo");
@@ -323,7 +323,7 @@ TEST(WholeStreamTest, GenreHintOfZeroLooksForSlowTempi) {
 TEST(WholeStreamTest, ResetStartsAStreamThatGivesTheSameResult) {
     WholeRun run(kTempoAlone);
     for (int stream = 0; stream < 2; ++stream) {
-        run.push({test::drums(4, 120, 4)});
+        run.push({test::Drums(4, 120, 4)});
         EXPECT_EQ(finish(run).status, 0);
         run.analyzer.reset();
     }

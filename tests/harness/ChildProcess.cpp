@@ -12,7 +12,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace qel {
+namespace qel::test {
 namespace {
 
 // A nameless file: unlike a pipe, it never makes the child wait for the test.
@@ -147,4 +147,4 @@ ChildResult RunTool(std::vector<std::string> arguments, const ChildSetup& setup)
     return RunChild(arguments, setup);
 }
 
-} // namespace qel
+} // namespace qel::test

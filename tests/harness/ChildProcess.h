@@ -4,7 +4,7 @@
 #include <sys/types.h>
 #include <vector>
 
-namespace qel {
+namespace qel::test {
 
 // How a program ended, and what it said.
 struct ChildResult {
@@ -63,4 +63,4 @@ std::string ToolPath();
 // Runs the tool that was built, with these arguments.
 ChildResult RunTool(std::vector<std::string> arguments, const ChildSetup& setup = {});
 
-} // namespace qel
+} // namespace qel::test

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace qel {
+namespace qel::test {
 namespace {
 
 using Value = nlohmann::ordered_json;
@@ -149,4 +149,4 @@ std::ostream& operator<<(std::ostream& out, const Json& json) {
     return out << json.dump();
 }
 
-} // namespace qel
+} // namespace qel::test

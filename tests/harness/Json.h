@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-namespace qel {
+namespace qel::test {
 
 // A value of JSON, to be looked at. Values share their document, so that they are cheap to copy.
 // The order of an object's members counts. The parser is compiled in one file alone, for the sake
@@ -115,4 +115,4 @@ private:
     std::size_t mIndex;
 };
 
-} // namespace qel
+} // namespace qel::test

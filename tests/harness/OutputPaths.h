@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace qel {
+namespace qel::test {
 
 using output::OutputName;
 
@@ -14,4 +14,4 @@ inline std::string OutputPath(const std::string& directory, const std::string& i
     return directory + "/" + OutputName(input) + "/" + name;
 }
 
-} // namespace qel
+} // namespace qel::test

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <stdexcept>
 
-namespace qel {
+namespace qel::test {
 
 TempDirectory::TempDirectory()
     : mPath((std::filesystem::temp_directory_path() / "qel-test.XXXXXX").string()) {
@@ -46,4 +46,4 @@ void WriteFile(const std::string& path, const std::string& content) {
     }
 }
 
-} // namespace qel
+} // namespace qel::test

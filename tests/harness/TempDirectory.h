@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-namespace qel {
+namespace qel::test {
 
 // A directory of its own for one test, removed with all it holds.
 class TempDirectory {
@@ -26,4 +26,4 @@ private:
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);
 
-} // namespace qel
+} // namespace qel::test

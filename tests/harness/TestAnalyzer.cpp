@@ -9,20 +9,6 @@
 
 namespace qel::test {
 
-CFOwner<CFStringRef> MakeString(const std::string& text) {
-    return CFOwner<CFStringRef>(
-        CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingASCII));
-}
-
-std::string ToText(CFStringRef string) {
-    std::array<char, 256> text{};
-    if (!CFStringGetCString(string, text.data(), static_cast<CFIndex>(text.size()),
-                            kCFStringEncodingASCII)) {
-        return "(not an ASCII string)";
-    }
-    return text.data();
-}
-
 AudioStreamBasicDescription CanonicalFormat(double rateHz, UInt32 channels) {
     AudioStreamBasicDescription format{};
     format.mSampleRate = rateHz;

@@ -2,6 +2,8 @@
 // delivers. For tests of the exported functions and of what the keys deliver.
 #pragma once
 
+#include "tests/harness/CFOwner.h"
+
 #include <QelAudioAnalysis.h>
 
 #include <cstddef>
@@ -14,30 +16,6 @@ namespace qel::test {
 
 // One vector of samples per channel, all of one length.
 using Audio = std::vector<std::vector<float>>;
-
-// One reference to a CoreFoundation object, given back when the owner goes.
-template <typename Ref>
-class CFOwner {
-public:
-    explicit CFOwner(Ref object = nullptr) : mObject(object) {}
-    ~CFOwner() {
-        if (mObject != nullptr) {
-            CFRelease(mObject);
-        }
-    }
-    CFOwner(CFOwner&& other) noexcept : mObject(other.mObject) { other.mObject = nullptr; }
-    CFOwner(const CFOwner&) = delete;
-    CFOwner& operator=(const CFOwner&) = delete;
-    CFOwner& operator=(CFOwner&&) = delete;
-    Ref Get() const { return mObject; }
-
-private:
-    Ref mObject;
-};
-
-// A new string object on every call, so that equal keys never share a pointer.
-CFOwner<CFStringRef> MakeString(const std::string& text);
-std::string ToText(CFStringRef string);
 
 // The canonical format: 32-bit float, packed, one buffer per channel.
 AudioStreamBasicDescription CanonicalFormat(double rateHz, UInt32 channels);

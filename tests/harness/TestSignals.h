@@ -11,6 +11,10 @@ namespace qel::test {
 // no spectrum bin is near zero. The channels differ. Samples lie within about -1 to 1.
 Audio MusicLike(double rateHz, UInt32 channels, std::size_t frames, std::uint32_t seed = 1);
 
+// Music with a stroke every half second, every fourth of them loud: a tempo, a meter and onsets in
+// three seconds. The channels differ.
+Audio MusicWithStrokes(double rateHz, UInt32 channels, std::size_t frames);
+
 Audio Sine(double rateHz, double frequencyHz, double amplitude, std::size_t frames);
 Audio Constant(float value, UInt32 channels, std::size_t frames);
 Audio Silence(UInt32 channels, std::size_t frames);

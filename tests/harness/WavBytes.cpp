@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace qel {
+namespace qel::test {
 
 std::string LittleEndian(std::uint64_t value, int bytes) {
     std::string text;
@@ -27,4 +27,4 @@ std::string WavBytes::Bytes() const {
     return form + LittleEndian(formSize == 0 ? content.size() : formSize, 4) + content;
 }
 
-} // namespace qel
+} // namespace qel::test

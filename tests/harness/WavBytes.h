@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-namespace qel {
+namespace qel::test {
 
 // A WAV file put together from its fields, so that each of them can tell a lie. As it stands it is
 // true: 4800 frames of 16 bits in one channel at 48000 Hz.
@@ -29,4 +29,4 @@ struct WavBytes {
 std::string LittleEndian(std::uint64_t value, int bytes);
 std::string BigEndian(std::uint64_t value, int bytes);
 
-} // namespace qel
+} // namespace qel::test

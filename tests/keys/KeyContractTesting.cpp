@@ -1,6 +1,6 @@
 #include "tests/keys/KeyContractTesting.h"
 
-#include "tests/trust/TrustAudio.h"
+#include "tests/harness/TestSignals.h"
 
 #include <algorithm>
 #include <cmath>
@@ -26,7 +26,7 @@ const Audio& StoredSound(bool hasBeats, std::size_t samples) {
     static std::map<std::pair<bool, std::size_t>, Audio> sounds;
     Audio& sound = sounds[{hasBeats, samples}];
     if (sound.empty()) {
-        sound = hasBeats ? trust::MusicWithStrokes(kRateHz, kChannels, samples)
+        sound = hasBeats ? MusicWithStrokes(kRateHz, kChannels, samples)
                          : MusicLike(kRateHz, kChannels, samples, 13);
     }
     return sound;

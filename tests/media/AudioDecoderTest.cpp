@@ -17,6 +17,8 @@
 namespace qel::media {
 namespace {
 
+using namespace test;
+
 struct Decoded {
     Planes planes;
     int rateHz = 0;

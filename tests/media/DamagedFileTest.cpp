@@ -14,6 +14,8 @@
 namespace qel::media {
 namespace {
 
+using namespace test;
+
 std::string LittleEndian(std::uint64_t value, int bytes) {
     std::string text;
     for (int i = 0; i < bytes; ++i) {

@@ -15,6 +15,8 @@
 namespace qel::media {
 namespace {
 
+using namespace test;
+
 constexpr std::size_t kFrames = 22050;
 constexpr const char* kMayBeCut = "its end is not marked as the end, so that it may have been cut";
 

@@ -16,6 +16,8 @@
 namespace qel::media {
 namespace {
 
+using namespace test;
+
 struct Decoded {
     std::string fault; // empty for none
     std::vector<float> samples;

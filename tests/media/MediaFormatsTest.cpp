@@ -17,6 +17,8 @@
 namespace qel::media {
 namespace {
 
+using namespace test;
+
 std::set<std::string> Split(const std::string& names) {
     std::set<std::string> set;
     std::istringstream stream(names);

@@ -10,6 +10,7 @@
 
 namespace qel::media {
 
+using namespace test;
 std::vector<MediaPair> MediaPairs() {
     std::ifstream list(QEL_MEDIA_PAIRS);
     std::vector<MediaPair> pairs;

@@ -25,6 +25,6 @@ std::vector<MediaPair> MediaPairs(const std::vector<std::string>& names);
 // Codes so many samples of noise in every pair, by one run of the ffmpeg command, into files with
 // the names "audio." + name.
 void EncodePairs(const std::vector<MediaPair>& pairs, std::size_t frames,
-                 const TempDirectory& directory);
+                 const test::TempDirectory& directory);
 
 } // namespace qel::media

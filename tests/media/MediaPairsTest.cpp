@@ -15,6 +15,8 @@
 namespace qel::media {
 namespace {
 
+using namespace test;
+
 // What is wrong with a file; a warning counts as well.
 std::string FaultOf(const std::string& path) {
     AudioDecoder::SilenceLibrary();

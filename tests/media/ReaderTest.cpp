@@ -16,6 +16,8 @@
 namespace qel::media {
 namespace {
 
+using namespace test;
+
 constexpr int kRateHz = 8000;
 
 // Samples that 16 bits hold exactly, different in every channel and place.

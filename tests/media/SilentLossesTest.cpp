@@ -15,6 +15,8 @@
 namespace qel::media {
 namespace {
 
+using namespace test;
+
 using Loss = std::tuple<std::string, std::string, std::string>; // pair, damage, reason
 
 std::vector<std::string> Split(const std::string& text, const std::string& separator) {

@@ -13,6 +13,8 @@
 namespace qel::output {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 
 constexpr ValueInfo kOddValues[] = {{"plain", "1", {}, "", ""}, {"a,\"b\"", "1", {}, "", ""}};

@@ -1,6 +1,6 @@
 #include "tests/trust/KeyLife.h"
 
-#include "tests/trust/TrustAudio.h"
+#include "tests/harness/TestSignals.h"
 
 #include <algorithm>
 #include <initializer_list>
@@ -21,7 +21,7 @@ KeyLife::KeyLife(const std::string& key, double rateHz, UInt32 channels, std::si
              .channels = channels,
              .maxFrames = kPush,
              .streamLength = static_cast<SInt64>(frames)},
-      mAudio(MusicWithStrokes(rateHz, channels, frames)) {}
+      mAudio(test::MusicWithStrokes(rateHz, channels, frames)) {}
 
 KeyLife::Outcome KeyLife::Run(Digests& results) {
     Client client(mKeys.Get(), mSetup);

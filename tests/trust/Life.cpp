@@ -1,6 +1,6 @@
 #include "tests/trust/Life.h"
 
-#include "tests/trust/TrustAudio.h"
+#include "tests/harness/TestSignals.h"
 
 #include <algorithm>
 #include <iterator>
@@ -21,7 +21,7 @@ Life::Life()
              .channels = kChannels,
              .maxFrames = 4096,
              .streamLength = kDeclaredFrames},
-      mAudio(MusicWithStrokes(kRateHz, kChannels, kFrames)) {
+      mAudio(test::MusicWithStrokes(kRateHz, kChannels, kFrames)) {
     mSteps.push_back({"New", [](Client& client) { return client.New(); }});
     mSteps.push_back(
         {"Properties before Initialize", [](Client& client) { return client.AskProperties(); }});

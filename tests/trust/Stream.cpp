@@ -1,6 +1,6 @@
 #include "tests/trust/Stream.h"
 
-#include "tests/trust/TrustAudio.h"
+#include "tests/harness/TestSignals.h"
 
 #include <algorithm>
 #include <utility>
@@ -12,7 +12,7 @@ Stream::Stream(double rateHz, UInt32 channels, std::size_t frames, std::vector<U
             .channels = channels,
             .maxFrames = 4096,
             .streamLength = static_cast<SInt64>(frames)},
-      audio(MusicWithStrokes(rateHz, channels, frames)), pushSizes(std::move(sizes)) {}
+      audio(test::MusicWithStrokes(rateHz, channels, frames)), pushSizes(std::move(sizes)) {}
 
 Digests Stream::Run(Client& client) const {
     client.Forget();

@@ -13,6 +13,8 @@
 namespace qel::media {
 namespace {
 
+using namespace test;
+
 std::string Chunk(const std::string& name, std::uint32_t statedSize, std::size_t actualSize) {
     std::string chunk = name;
     for (int i = 0; i < 4; ++i) {

@@ -12,6 +12,8 @@
 namespace qel::media {
 namespace {
 
+using namespace test;
+
 // The checksum as the format defines it: a remainder bit by bit, the highest bit first.
 std::uint32_t Checksum(const std::string& bytes) {
     std::uint32_t sum = 0;

@@ -12,6 +12,8 @@
 namespace qel::media {
 namespace {
 
+using namespace test;
+
 bool IsCut(const std::string& file, const std::string& container) {
     std::istringstream stream(file);
     return StatedSizeIsCut(stream, container);

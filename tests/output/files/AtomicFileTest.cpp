@@ -14,6 +14,8 @@
 namespace qel::output {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 
 TEST(AtomicFileTest, AppearsWhenItIsComplete) {

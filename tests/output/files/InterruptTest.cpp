@@ -15,6 +15,8 @@
 namespace qel::output {
 namespace {
 
+using namespace test;
+
 using testing::KilledBySignal;
 
 // Makes what is to be removed, then lets signals come.

@@ -15,6 +15,8 @@
 namespace qel::output {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 
 TEST(OutputDirectoryTest, WhatWasMadeForNothingIsTakenAway) {

@@ -11,6 +11,8 @@
 namespace qel::output {
 namespace {
 
+using namespace test;
+
 TEST(OutputNameTest, ItIsTheNameAndTheDigestOfThePathThatAShellComputes) {
     const TempDirectory directory;
     const std::string path = std::filesystem::canonical(directory.Path()) / "a song.flac";

@@ -17,6 +17,8 @@
 namespace qel::output {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 
 TEST(ResultFilesTest, NoFileTakesThePlaceOfAnInput) {

@@ -11,6 +11,8 @@
 namespace qel::output {
 namespace {
 
+using namespace test;
+
 std::string Hexadecimal(std::string_view text) {
     std::string digits;
     for (const std::uint8_t byte : Sha256(text)) {

@@ -12,6 +12,8 @@
 namespace qel::output {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 using Kind = TemporaryFile::Kind;
 

@@ -1,5 +1,5 @@
+#include "ContainerObjects.h"
 #include "CountingCallBacks.h"
-#include "Owned.h"
 
 #include <gtest/gtest.h>
 
@@ -13,8 +13,8 @@ CFRange WholeOf(CFArrayRef array) {
 }
 
 // A mutable array without callbacks that holds the tokens 1 to count.
-Owned<CFMutableArrayRef> TokensUpTo(std::uintptr_t count) {
-    Owned array(CFArrayCreateMutable(nullptr, 0, nullptr));
+CFOwner<CFMutableArrayRef> TokensUpTo(std::uintptr_t count) {
+    CFOwner array(CFArrayCreateMutable(nullptr, 0, nullptr));
     for (std::uintptr_t i = 1; i <= count; ++i) {
         CFArrayAppendValue(array, Token(i));
     }
@@ -31,7 +31,7 @@ using Values = std::vector<const void*>;
 
 TEST(CFArrayTest, KeepsTheValuesThatItWasMadeOf) {
     const void* values[] = {CFSTR("a"), CFSTR("b"), CFSTR("c")};
-    const Owned array(CFArrayCreate(nullptr, values, 3, &kCFTypeArrayCallBacks));
+    const CFOwner array(CFArrayCreate(nullptr, values, 3, &kCFTypeArrayCallBacks));
     ASSERT_EQ(CFArrayGetCount(array), 3);
     for (CFIndex i = 0; i < 3; ++i) {
         EXPECT_EQ(CFArrayGetValueAtIndex(array, i), values[i]);
@@ -44,12 +44,12 @@ TEST(CFArrayTest, ImpossibleArgumentsMakeNoArray) {
     EXPECT_EQ(CFArrayCreate(nullptr, nullptr, 1, &kCFTypeArrayCallBacks), nullptr);
     EXPECT_EQ(CFArrayCreateCopy(nullptr, nullptr), nullptr);
     EXPECT_EQ(CFArrayCreateMutableCopy(nullptr, 0, nullptr), nullptr);
-    EXPECT_EQ(CFArrayGetCount(Owned(CFArrayCreate(nullptr, nullptr, 0, nullptr))), 0);
+    EXPECT_EQ(CFArrayGetCount(CFOwner(CFArrayCreate(nullptr, nullptr, 0, nullptr))), 0);
 }
 
 TEST(CFArrayTest, CapacityIsOnlyAHint) {
     for (const CFIndex capacity : {CFIndex{-5}, CFIndex{0}, CFIndex{2}, CFIndex{1} << 60}) {
-        const Owned array(CFArrayCreateMutable(nullptr, capacity, nullptr));
+        const CFOwner array(CFArrayCreateMutable(nullptr, capacity, nullptr));
         ASSERT_NE(static_cast<CFMutableArrayRef>(array), nullptr);
         EXPECT_EQ(CFArrayGetCount(array), 0);
         for (std::uintptr_t i = 0; i < 100; ++i) {
@@ -89,7 +89,7 @@ TEST(CFArrayTest, AnIndexOutOfRangeChangesAndReadsNothing) {
 }
 
 TEST(CFArrayTest, AnImmutableArrayStaysAsItIs) {
-    const Owned copy(CFArrayCreateCopy(nullptr, TokensUpTo(2)));
+    const CFOwner copy(CFArrayCreateCopy(nullptr, TokensUpTo(2)));
     auto* const cast = const_cast<CFMutableArrayRef>(static_cast<CFArrayRef>(copy));
     CFArrayAppendValue(cast, Token(9));
     CFArrayInsertValueAtIndex(cast, 0, Token(9));
@@ -147,8 +147,8 @@ TEST(CFArrayTest, ObjectsAreFoundByContentAndBarePointersByAddress) {
     const auto word = MakeString("word");
     const auto sameWord = MakeString("word");
     const void* values[] = {static_cast<CFStringRef>(word)};
-    const Owned objects(CFArrayCreate(nullptr, values, 1, &kCFTypeArrayCallBacks));
-    const Owned pointers(CFArrayCreate(nullptr, values, 1, nullptr));
+    const CFOwner objects(CFArrayCreate(nullptr, values, 1, &kCFTypeArrayCallBacks));
+    const CFOwner pointers(CFArrayCreate(nullptr, values, 1, nullptr));
     EXPECT_TRUE(CFArrayContainsValue(objects, CFRangeMake(0, 1), sameWord));
     EXPECT_FALSE(CFArrayContainsValue(pointers, CFRangeMake(0, 1), sameWord));
     EXPECT_TRUE(CFArrayContainsValue(pointers, CFRangeMake(0, 1), word));
@@ -158,7 +158,7 @@ TEST(CFArrayTest, EachValueIsRetainedOnceAndReleasedOnce) {
     const Counted first(1);
     const Counted second(2);
     {
-        const Owned array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
+        const CFOwner array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
         CFArrayAppendValue(array, &first);
         CFArrayInsertValueAtIndex(array, 0, &first);
         EXPECT_EQ(first.owners, 2);
@@ -170,7 +170,7 @@ TEST(CFArrayTest, EachValueIsRetainedOnceAndReleasedOnce) {
         EXPECT_EQ(second.owners, 1);
         CFArrayRemoveValueAtIndex(array, 1);
         EXPECT_EQ(first.owners, 0);
-        const Owned copy(CFArrayCreateCopy(nullptr, array));
+        const CFOwner copy(CFArrayCreateCopy(nullptr, array));
         EXPECT_EQ(second.owners, 2);
         CFArrayRemoveAllValues(array);
         EXPECT_EQ(second.owners, 1);
@@ -182,9 +182,9 @@ TEST(CFArrayTest, EachValueIsRetainedOnceAndReleasedOnce) {
 TEST(CFArrayTest, AnArrayWithoutCallbacksRetainsNothingAndNeitherDoItsCopies) {
     const auto number = MakeNumber(1.0);
     const void* values[] = {static_cast<CFNumberRef>(number)};
-    const Owned array(CFArrayCreate(nullptr, values, 1, nullptr));
-    const Owned copy(CFArrayCreateCopy(nullptr, array));
-    const Owned changeable(CFArrayCreateMutableCopy(nullptr, 0, array));
+    const CFOwner array(CFArrayCreate(nullptr, values, 1, nullptr));
+    const CFOwner copy(CFArrayCreateCopy(nullptr, array));
+    const CFOwner changeable(CFArrayCreateMutableCopy(nullptr, 0, array));
     CFArrayAppendValue(changeable, number);
     EXPECT_EQ(CFGetRetainCount(number), 1);
     EXPECT_EQ(CFArrayGetCount(changeable), 2);
@@ -193,7 +193,7 @@ TEST(CFArrayTest, AnArrayWithoutCallbacksRetainsNothingAndNeitherDoItsCopies) {
 
 TEST(CFArrayTest, AMutableCopyGoesItsOwnWay) {
     const auto array = TokensUpTo(2);
-    const Owned copy(CFArrayCreateMutableCopy(nullptr, 0, array));
+    const CFOwner copy(CFArrayCreateMutableCopy(nullptr, 0, array));
     CFArrayAppendValue(copy, Token(3));
     EXPECT_EQ(CFArrayGetCount(array), 2);
     EXPECT_EQ(CFArrayGetCount(copy), 3);
@@ -218,16 +218,16 @@ TEST(CFArrayTest, NestedArraysOfEqualContentAreEqualAndHashAlike) {
     EXPECT_EQ(CFHash(array), CFHash(same));
     EXPECT_FALSE(CFEqual(array, other));
     EXPECT_NE(CFHash(array), CFHash(other));
-    EXPECT_TRUE(CFEqual(array, Owned(CFArrayCreateCopy(nullptr, array))));
+    EXPECT_TRUE(CFEqual(array, CFOwner(CFArrayCreateCopy(nullptr, array))));
 }
 
 TEST(CFArrayTest, OrderLengthAndCallbacksMatterToEquality) {
     const void* forth[] = {CFSTR("a"), CFSTR("b")};
     const void* back[] = {CFSTR("b"), CFSTR("a")};
-    const Owned array(CFArrayCreate(nullptr, forth, 2, &kCFTypeArrayCallBacks));
-    EXPECT_FALSE(CFEqual(array, Owned(CFArrayCreate(nullptr, back, 2, &kCFTypeArrayCallBacks))));
-    EXPECT_FALSE(CFEqual(array, Owned(CFArrayCreate(nullptr, forth, 1, &kCFTypeArrayCallBacks))));
-    EXPECT_FALSE(CFEqual(array, Owned(CFArrayCreate(nullptr, forth, 2, nullptr))));
+    const CFOwner array(CFArrayCreate(nullptr, forth, 2, &kCFTypeArrayCallBacks));
+    EXPECT_FALSE(CFEqual(array, CFOwner(CFArrayCreate(nullptr, back, 2, &kCFTypeArrayCallBacks))));
+    EXPECT_FALSE(CFEqual(array, CFOwner(CFArrayCreate(nullptr, forth, 1, &kCFTypeArrayCallBacks))));
+    EXPECT_FALSE(CFEqual(array, CFOwner(CFArrayCreate(nullptr, forth, 2, nullptr))));
 }
 
 } // namespace

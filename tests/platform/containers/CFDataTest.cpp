@@ -1,4 +1,4 @@
-#include "Owned.h"
+#include "ContainerObjects.h"
 
 #include <gtest/gtest.h>
 
@@ -10,13 +10,13 @@ namespace {
 
 constexpr std::array<UInt8, 4> kBytes = {0, 255, 0, 7};
 
-Owned<CFDataRef> MakeData(CFIndex count) {
-    return Owned(CFDataCreate(kCFAllocatorDefault, kBytes.data(), count));
+CFOwner<CFDataRef> MakeData(CFIndex count) {
+    return CFOwner(CFDataCreate(kCFAllocatorDefault, kBytes.data(), count));
 }
 
 TEST(CFDataTest, KeepsACopyOfTheBytes) {
     auto bytes = kBytes;
-    const Owned data(CFDataCreate(nullptr, bytes.data(), 4));
+    const CFOwner data(CFDataCreate(nullptr, bytes.data(), 4));
     bytes.fill(9);
     ASSERT_EQ(CFDataGetLength(data), 4);
     const UInt8* kept = CFDataGetBytePtr(data);
@@ -45,7 +45,7 @@ TEST(CFDataTest, EqualBytesAreEqualDataAndHashAlike) {
 }
 
 TEST(CFDataTest, EmptyDataHasAnAddress) {
-    const Owned data(CFDataCreate(nullptr, nullptr, 0));
+    const CFOwner data(CFDataCreate(nullptr, nullptr, 0));
     EXPECT_EQ(CFDataGetLength(data), 0);
     EXPECT_NE(CFDataGetBytePtr(data), nullptr);
 }

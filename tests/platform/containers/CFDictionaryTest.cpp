@@ -1,5 +1,5 @@
+#include "ContainerObjects.h"
 #include "CountingCallBacks.h"
-#include "Owned.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ std::string KeysOf(CFDictionaryRef dictionary) {
     CFDictionaryGetKeysAndValues(dictionary, keys.data(), nullptr);
     std::string text;
     for (const void* key : keys) {
-        text += TextOf(static_cast<CFStringRef>(key));
+        text += ToText(static_cast<CFStringRef>(key));
     }
     return text;
 }
@@ -46,7 +46,7 @@ TEST(CFDictionaryTest, AddLeavesAndSetReplaces) {
 }
 
 TEST(CFDictionaryTest, GetValueIfPresentWritesOnlyWhatIsThere) {
-    const Owned dictionary(CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr));
+    const CFOwner dictionary(CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr));
     CFDictionaryAddValue(dictionary, Token(1), nullptr);
     const void* value = Token(9);
     EXPECT_FALSE(CFDictionaryGetValueIfPresent(dictionary, Token(2), &value));
@@ -67,21 +67,21 @@ TEST(CFDictionaryTest, KeysComeInTheOrderInWhichTheyWereAdded) {
     CFDictionaryRemoveValue(dictionary, CFSTR("t"));
     CFDictionarySetValue(dictionary, CFSTR("t"), kCFNull);
     EXPECT_EQ(KeysOf(dictionary), "qwryuiopt");
-    EXPECT_EQ(KeysOf(Owned(CFDictionaryCreateCopy(nullptr, dictionary))), "qwryuiopt");
+    EXPECT_EQ(KeysOf(CFOwner(CFDictionaryCreateCopy(nullptr, dictionary))), "qwryuiopt");
 }
 
 TEST(CFDictionaryTest, ApplyVisitsEveryPairOnceInOrder) {
     const void* keys[] = {CFSTR("a"), CFSTR("b"), CFSTR("c")};
     const void* values[] = {CFSTR("1"), CFSTR("2"), CFSTR("3")};
-    const Owned dictionary(CFDictionaryCreate(nullptr, keys, values, 3,
-                                              &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks));
+    const CFOwner dictionary(CFDictionaryCreate(nullptr, keys, values, 3,
+                                                &kCFTypeDictionaryKeyCallBacks,
+                                                &kCFTypeDictionaryValueCallBacks));
     std::string visited;
     CFDictionaryApplyFunction(
         dictionary,
         [](const void* key, const void* value, void* context) {
             *static_cast<std::string*>(context) +=
-                TextOf(static_cast<CFStringRef>(key)) + TextOf(static_cast<CFStringRef>(value));
+                ToText(static_cast<CFStringRef>(key)) + ToText(static_cast<CFStringRef>(value));
         },
         &visited);
     EXPECT_EQ(visited, "a1b2c3");
@@ -90,9 +90,9 @@ TEST(CFDictionaryTest, ApplyVisitsEveryPairOnceInOrder) {
 TEST(CFDictionaryTest, OfEqualKeysAtCreationTheFirstStays) {
     const void* keys[] = {CFSTR("a"), CFSTR("a")};
     const void* values[] = {CFSTR("1"), CFSTR("2")};
-    const Owned dictionary(CFDictionaryCreate(nullptr, keys, values, 2,
-                                              &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks));
+    const CFOwner dictionary(CFDictionaryCreate(nullptr, keys, values, 2,
+                                                &kCFTypeDictionaryKeyCallBacks,
+                                                &kCFTypeDictionaryValueCallBacks));
     EXPECT_EQ(CFDictionaryGetCount(dictionary), 1);
     EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR("a")), CFSTR("1"));
 }
@@ -108,7 +108,7 @@ TEST(CFDictionaryTest, ImpossibleArgumentsMakeNoDictionary) {
 
 TEST(CFDictionaryTest, CapacityIsOnlyAHint) {
     for (const CFIndex capacity : {CFIndex{-5}, CFIndex{0}, CFIndex{3}, CFIndex{1} << 60}) {
-        const Owned dictionary(CFDictionaryCreateMutable(nullptr, capacity, nullptr, nullptr));
+        const CFOwner dictionary(CFDictionaryCreateMutable(nullptr, capacity, nullptr, nullptr));
         ASSERT_NE(static_cast<CFMutableDictionaryRef>(dictionary), nullptr);
         for (std::uintptr_t i = 0; i < 100; ++i) {
             CFDictionaryAddValue(dictionary, Token(i), Token(i + 1));
@@ -121,12 +121,12 @@ TEST(CFDictionaryTest, CapacityIsOnlyAHint) {
 TEST(CFDictionaryTest, WithoutCallbacksKeysAreTheirAddresses) {
     const auto word = MakeString("word");
     const auto sameWord = MakeString("word");
-    const Owned dictionary(CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr));
+    const CFOwner dictionary(CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr));
     CFDictionaryAddValue(dictionary, word, Token(1));
     EXPECT_TRUE(CFDictionaryContainsKey(dictionary, word));
     EXPECT_FALSE(CFDictionaryContainsKey(dictionary, sameWord));
     EXPECT_EQ(CFGetRetainCount(word), 1);
-    const Owned copy(CFDictionaryCreateMutableCopy(nullptr, 0, dictionary));
+    const CFOwner copy(CFDictionaryCreateMutableCopy(nullptr, 0, dictionary));
     EXPECT_FALSE(CFDictionaryContainsKey(copy, sameWord));
     EXPECT_EQ(CFGetRetainCount(word), 1);
 }
@@ -137,7 +137,7 @@ TEST(CFDictionaryTest, KeysAndValuesAreRetainedOnceAndReleasedOnce) {
     const Counted value(2);
     const Counted otherValue(3);
     {
-        const Owned dictionary(
+        const CFOwner dictionary(
             CFDictionaryCreateMutable(nullptr, 0, &kCountedKeyCallBacks, &kCountedValueCallBacks));
         CFDictionaryAddValue(dictionary, &key, &value);
         CFDictionaryAddValue(dictionary, &sameKey, &otherValue);
@@ -150,7 +150,7 @@ TEST(CFDictionaryTest, KeysAndValuesAreRetainedOnceAndReleasedOnce) {
         EXPECT_EQ(otherValue.owners, 1);
         CFDictionarySetValue(dictionary, &key, &otherValue);
         EXPECT_EQ(otherValue.owners, 1);
-        const Owned copy(CFDictionaryCreateCopy(nullptr, dictionary));
+        const CFOwner copy(CFDictionaryCreateCopy(nullptr, dictionary));
         EXPECT_EQ(key.owners, 2);
         CFDictionaryRemoveValue(dictionary, &sameKey);
         CFDictionaryRemoveValue(dictionary, &sameKey);
@@ -169,9 +169,9 @@ TEST(CFDictionaryTest, KeysAndValuesAreRetainedOnceAndReleasedOnce) {
 TEST(CFDictionaryTest, AnImmutableDictionaryStaysAsItIs) {
     const void* key = CFSTR("a");
     const void* value = CFSTR("1");
-    const Owned dictionary(CFDictionaryCreate(nullptr, &key, &value, 1,
-                                              &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks));
+    const CFOwner dictionary(CFDictionaryCreate(nullptr, &key, &value, 1,
+                                                &kCFTypeDictionaryKeyCallBacks,
+                                                &kCFTypeDictionaryValueCallBacks));
     auto* const cast = const_cast<CFMutableDictionaryRef>(static_cast<CFDictionaryRef>(dictionary));
     CFDictionaryAddValue(cast, CFSTR("b"), value);
     CFDictionarySetValue(cast, CFSTR("a"), CFSTR("2"));
@@ -217,7 +217,7 @@ TEST(CFDictionaryTest, EqualContentInAnyOrderIsEqualAndHashesAlike) {
 }
 
 TEST(CFDictionaryTest, CopiedStringKeysAreFoundByContent) {
-    const Owned dictionary(CFDictionaryCreateMutable(
+    const CFOwner dictionary(CFDictionaryCreateMutable(
         nullptr, 0, &kCFCopyStringDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
     CFDictionarySetValue(dictionary, MakeString("a"), CFSTR("1"));
     CFDictionarySetValue(dictionary, MakeNumber(SInt64{1}), CFSTR("2"));

@@ -1,4 +1,4 @@
-#include "Owned.h"
+#include "ContainerObjects.h"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +12,8 @@ namespace qel::platform {
 namespace {
 
 template <typename T>
-Owned<CFNumberRef> Make(CFNumberType type, T value) {
-    return Owned(CFNumberCreate(kCFAllocatorDefault, type, &value));
+CFOwner<CFNumberRef> Make(CFNumberType type, T value) {
+    return CFOwner(CFNumberCreate(kCFAllocatorDefault, type, &value));
 }
 
 // What CFNumberGetValue answers and writes.
@@ -149,7 +149,7 @@ TEST(CFNumberTest, RoundingToSinglePrecisionIsReportedAsLost) {
 
 // Numbers in strictly rising order; those of one row are equal. Every pair is tried both ways.
 TEST(CFNumberTest, OrderEqualityAndHashGoByTheExactValue) {
-    std::vector<std::vector<Owned<CFNumberRef>>> rows;
+    std::vector<std::vector<CFOwner<CFNumberRef>>> rows;
     const auto addRow = [&rows](auto... numbers) {
         rows.emplace_back();
         (rows.back().push_back(std::move(numbers)), ...);

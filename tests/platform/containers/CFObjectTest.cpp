@@ -1,5 +1,5 @@
+#include "ContainerObjects.h"
 #include "CountingCallBacks.h"
-#include "Owned.h"
 
 #include <gtest/gtest.h>
 
@@ -53,7 +53,7 @@ TEST(CFObjectTest, TypesHaveDistinctIdsAndNames) {
     EXPECT_EQ(std::set<CFTypeID>(std::begin(ids), std::end(ids)).size(), std::size(ids));
     for (std::size_t i = 0; i < std::size(ids); ++i) {
         EXPECT_NE(ids[i], 0u);
-        EXPECT_EQ(TextOf(Owned(CFCopyTypeIDDescription(ids[i]))), names[i]);
+        EXPECT_EQ(ToText(CFOwner(CFCopyTypeIDDescription(ids[i]))), names[i]);
     }
 }
 
@@ -89,11 +89,11 @@ TEST(CFObjectTest, AnyAllocatorMayBeNamed) {
     const UInt8 byte = 1;
     for (const CFAllocatorRef allocator :
          {kCFAllocatorDefault, kCFAllocatorSystemDefault, kCFAllocatorMalloc}) {
-        const Owned number(CFNumberCreate(allocator, kCFNumberFloat32Type, &value));
-        const Owned string(CFStringCreateWithCString(allocator, "a", kCFStringEncodingASCII));
-        const Owned data(CFDataCreate(allocator, &byte, 1));
-        const Owned array(CFArrayCreateMutable(allocator, 1, &kCFTypeArrayCallBacks));
-        const Owned dictionary(CFDictionaryCreateMutable(
+        const CFOwner number(CFNumberCreate(allocator, kCFNumberFloat32Type, &value));
+        const CFOwner string(CFStringCreateWithCString(allocator, "a", kCFStringEncodingASCII));
+        const CFOwner data(CFDataCreate(allocator, &byte, 1));
+        const CFOwner array(CFArrayCreateMutable(allocator, 1, &kCFTypeArrayCallBacks));
+        const CFOwner dictionary(CFDictionaryCreateMutable(
             allocator, 1, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
         CFArrayAppendValue(array, number);
         CFDictionaryAddValue(dictionary, string, data);
@@ -105,7 +105,7 @@ TEST(CFObjectTest, AnyAllocatorMayBeNamed) {
 
 TEST(CFObjectTest, CallbacksReceiveTheAllocatorOfTheirContainer) {
     const Counted value(1);
-    const Owned array(CFArrayCreateMutable(kCFAllocatorMalloc, 0, &kCountedArrayCallBacks));
+    const CFOwner array(CFArrayCreateMutable(kCFAllocatorMalloc, 0, &kCountedArrayCallBacks));
     CFArrayAppendValue(array, &value);
     EXPECT_EQ(value.allocator, kCFAllocatorMalloc);
 }

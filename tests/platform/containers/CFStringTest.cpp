@@ -1,4 +1,4 @@
-#include "Owned.h"
+#include "ContainerObjects.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ TEST(CFStringTest, ALiteralIsOneObjectInTheWholeProcess) {
                                      "same");
     EXPECT_EQ(first, second);
     EXPECT_NE(first, CFSTR("another"));
-    EXPECT_EQ(TextOf(first), "the same");
+    EXPECT_EQ(ToText(first), "the same");
     EXPECT_EQ(CFStringGetLength(CFSTR("")), 0);
     EXPECT_EQ(CFSTR("\xFF"), nullptr);
 }
@@ -36,7 +36,7 @@ TEST(CFStringTest, EqualContentMeansEqualHash) {
 
 TEST(CFStringTest, ASCIITakesOnlySevenBits) {
     EXPECT_EQ(kCFStringEncodingASCII, 1536);
-    EXPECT_EQ(TextOf(Owned(FromC("\x7F", kCFStringEncodingASCII))), "\x7F");
+    EXPECT_EQ(ToText(CFOwner(FromC("\x7F", kCFStringEncodingASCII))), "\x7F");
     EXPECT_EQ(FromC("caf\xC3\xA9", kCFStringEncodingASCII), nullptr);
     EXPECT_EQ(FromC("\x80", kCFStringEncodingASCII), nullptr);
 }
@@ -47,7 +47,7 @@ TEST(CFStringTest, NothingComesOfNothing) {
     const UInt8 byte = 'a';
     EXPECT_EQ(CFStringCreateWithBytes(nullptr, &byte, -1, kCFStringEncodingUTF8, false), nullptr);
     EXPECT_EQ(FromC("a", 0xFFFF), nullptr);
-    const Owned empty(CFStringCreateWithBytes(nullptr, nullptr, 0, kCFStringEncodingUTF8, false));
+    const CFOwner empty(CFStringCreateWithBytes(nullptr, nullptr, 0, kCFStringEncodingUTF8, false));
     EXPECT_TRUE(CFEqual(empty, CFSTR("")));
 }
 
@@ -75,7 +75,7 @@ TEST(CFStringTest, WellFormedUTF8IsTaken) {
         for (std::size_t i = 0; i < item.units.size(); ++i) {
             EXPECT_EQ(CFStringGetCharacterAtIndex(string, static_cast<CFIndex>(i)), item.units[i]);
         }
-        EXPECT_EQ(TextOf(string), item.bytes);
+        EXPECT_EQ(ToText(string), item.bytes);
     }
 }
 
@@ -105,8 +105,8 @@ TEST(CFStringTest, IllFormedUTF8IsRefused) {
 TEST(CFStringTest, AByteOrderMarkIsContentUnlessTheBytesComeFromOutside) {
     const std::string bytes = "\xEF\xBB\xBFq";
     const auto* data = reinterpret_cast<const UInt8*>(bytes.data());
-    const Owned inner(CFStringCreateWithBytes(nullptr, data, 4, kCFStringEncodingUTF8, false));
-    const Owned outer(CFStringCreateWithBytes(nullptr, data, 4, kCFStringEncodingUTF8, true));
+    const CFOwner inner(CFStringCreateWithBytes(nullptr, data, 4, kCFStringEncodingUTF8, false));
+    const CFOwner outer(CFStringCreateWithBytes(nullptr, data, 4, kCFStringEncodingUTF8, true));
     EXPECT_EQ(CFStringGetLength(inner), 2);
     EXPECT_TRUE(CFEqual(outer, CFSTR("q")));
 }
@@ -169,7 +169,7 @@ TEST(CFStringTest, ACharacterOutOfRangeIsZero) {
 
 TEST(CFStringTest, ACopyIsTheSameStringWithOneOwnerMore) {
     const auto string = MakeString("a");
-    const Owned copy(CFStringCreateCopy(nullptr, string));
+    const CFOwner copy(CFStringCreateCopy(nullptr, string));
     EXPECT_TRUE(CFEqual(copy, string));
     EXPECT_EQ(CFGetRetainCount(string), 2);
 }

@@ -1,18 +1,18 @@
-#include "Owned.h"
+#include "ContainerObjects.h"
 
 #include <gtest/gtest.h>
 
 namespace qel::platform {
 namespace {
 
-Owned<CFURLRef> MakeURL(const char* text, CFURLRef base) {
-    return Owned(CFURLCreateWithString(kCFAllocatorDefault, MakeString(text), base));
+CFOwner<CFURLRef> MakeURL(const char* text, CFURLRef base) {
+    return CFOwner(CFURLCreateWithString(kCFAllocatorDefault, MakeString(text), base));
 }
 
 TEST(CFURLTest, GivesBackItsTextAndItsBase) {
     const auto base = MakeURL("file:///music/", nullptr);
     const auto url = MakeURL("song.wav", base);
-    EXPECT_EQ(TextOf(CFURLGetString(url)), "song.wav");
+    EXPECT_EQ(ToText(CFURLGetString(url)), "song.wav");
     EXPECT_EQ(CFURLGetBaseURL(url), static_cast<CFURLRef>(base));
     EXPECT_EQ(CFURLGetBaseURL(base), nullptr);
     EXPECT_EQ(CFGetTypeID(url), CFURLGetTypeID());
@@ -22,7 +22,7 @@ TEST(CFURLTest, KeepsItsPartsAlive) {
     const auto text = MakeString("song.wav");
     const auto base = MakeURL("file:///music/", nullptr);
     {
-        const Owned url(CFURLCreateWithString(nullptr, text, base));
+        const CFOwner url(CFURLCreateWithString(nullptr, text, base));
         EXPECT_EQ(CFGetRetainCount(text), 2);
         EXPECT_EQ(CFGetRetainCount(base), 2);
     }

@@ -1,4 +1,4 @@
-#include "Owned.h"
+#include "ContainerObjects.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@ namespace qel::platform {
 namespace {
 
 std::string DescriptionOf(CFTypeRef object) {
-    return TextOf(Owned(CFCopyDescription(object)));
+    return ToText(CFOwner(CFCopyDescription(object)));
 }
 
 TEST(DescriptionTest, ValuesReadAsInJSON) {
@@ -24,7 +24,7 @@ TEST(DescriptionTest, ValuesReadAsInJSON) {
 
 TEST(DescriptionTest, AFloatReadsWithItsOwnDigits) {
     const float tenth = 0.1f;
-    EXPECT_EQ(DescriptionOf(Owned(CFNumberCreate(nullptr, kCFNumberFloat32Type, &tenth))), "0.1");
+    EXPECT_EQ(DescriptionOf(CFOwner(CFNumberCreate(nullptr, kCFNumberFloat32Type, &tenth))), "0.1");
     EXPECT_EQ(DescriptionOf(MakeNumber(1.0 / 3.0)), "0.3333333333333333");
     EXPECT_EQ(DescriptionOf(MakeNumber(-INFINITY)), "-inf");
     EXPECT_EQ(DescriptionOf(kCFNumberNaN), "nan");
@@ -32,12 +32,12 @@ TEST(DescriptionTest, AFloatReadsWithItsOwnDigits) {
 
 TEST(DescriptionTest, DataLocationsAndIdentifiersAreReadable) {
     const UInt8 bytes[] = {0x00, 0xAB, 0x7F};
-    EXPECT_EQ(DescriptionOf(Owned(CFDataCreate(nullptr, bytes, 3))), "<00ab7f>");
-    const Owned base(CFURLCreateWithString(nullptr, CFSTR("file:///m/"), nullptr));
+    EXPECT_EQ(DescriptionOf(CFOwner(CFDataCreate(nullptr, bytes, 3))), "<00ab7f>");
+    const CFOwner base(CFURLCreateWithString(nullptr, CFSTR("file:///m/"), nullptr));
     EXPECT_EQ(DescriptionOf(base), "<file:///m/>");
-    EXPECT_EQ(DescriptionOf(Owned(CFURLCreateWithString(nullptr, CFSTR("a.wav"), base))),
+    EXPECT_EQ(DescriptionOf(CFOwner(CFURLCreateWithString(nullptr, CFSTR("a.wav"), base))),
               "<a.wav> relative to <file:///m/>");
-    EXPECT_EQ(DescriptionOf(Owned(CFUUIDCreateFromUUIDBytes(nullptr, CFUUIDBytes{}))),
+    EXPECT_EQ(DescriptionOf(CFOwner(CFUUIDCreateFromUUIDBytes(nullptr, CFUUIDBytes{}))),
               "00000000-0000-0000-0000-000000000000");
 }
 
@@ -87,13 +87,13 @@ TEST(DescriptionTest, EmptyDescriptionsKeepTheirSeparators) {
     CFArrayCallBacks callBacks = {};
     callBacks.copyDescription = CopyPlainText;
     const void* firstEmpty[] = {CFSTR(""), CFSTR("a")};
-    EXPECT_EQ(DescriptionOf(Owned(CFArrayCreate(nullptr, firstEmpty, 2, &callBacks))), "[, a]");
+    EXPECT_EQ(DescriptionOf(CFOwner(CFArrayCreate(nullptr, firstEmpty, 2, &callBacks))), "[, a]");
     const void* allEmpty[] = {CFSTR(""), CFSTR(""), CFSTR("")};
-    EXPECT_EQ(DescriptionOf(Owned(CFArrayCreate(nullptr, allEmpty, 3, &callBacks))), "[, , ]");
+    EXPECT_EQ(DescriptionOf(CFOwner(CFArrayCreate(nullptr, allEmpty, 3, &callBacks))), "[, , ]");
     const std::string longText(100, 'a');
     const auto longString = MakeString(longText);
     const void* thenLong[] = {CFSTR(""), longString};
-    EXPECT_EQ(DescriptionOf(Owned(CFArrayCreate(nullptr, thenLong, 2, &callBacks))),
+    EXPECT_EQ(DescriptionOf(CFOwner(CFArrayCreate(nullptr, thenLong, 2, &callBacks))),
               "[\n    ,\n    " + longText + "\n]");
 }
 
@@ -101,12 +101,13 @@ TEST(DescriptionTest, AClientsFunctionMayHaveNothingToSay) {
     CFArrayCallBacks callBacks = {};
     callBacks.copyDescription = CopyNothing;
     const void* values[] = {Token(1), Token(2)};
-    EXPECT_EQ(DescriptionOf(Owned(CFArrayCreate(nullptr, values, 2, &callBacks))), "[null, null]");
+    EXPECT_EQ(DescriptionOf(CFOwner(CFArrayCreate(nullptr, values, 2, &callBacks))),
+              "[null, null]");
 }
 
 TEST(DescriptionTest, BarePointersReadAsAddresses) {
     const void* values[] = {Token(0x2A), nullptr};
-    EXPECT_EQ(DescriptionOf(Owned(CFArrayCreate(nullptr, values, 2, nullptr))), "[0x2a, 0x0]");
+    EXPECT_EQ(DescriptionOf(CFOwner(CFArrayCreate(nullptr, values, 2, nullptr))), "[0x2a, 0x0]");
 }
 
 } // namespace

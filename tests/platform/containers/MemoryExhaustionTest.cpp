@@ -1,8 +1,8 @@
 // What happens when memory runs out: this program's operator new fails on demand, for the platform
 // library as well.
 
+#include "ContainerObjects.h"
 #include "CountingCallBacks.h"
-#include "Owned.h"
 #include "tests/platform/FailingAllocation.h"
 
 #include <gtest/gtest.h>
@@ -61,7 +61,7 @@ std::string FirstDescription(CFTypeRef object) {
         const CFStringRef description = CFCopyDescription(object);
         if (description != nullptr) {
             gAllocationsLeft = -1;
-            text = TextOf(description);
+            text = ToText(description);
         }
         return description;
     });
@@ -94,9 +94,9 @@ TEST(MemoryExhaustionTest, ADescriptionIsWholeOrNull) {
 
 TEST(MemoryExhaustionTest, AFailedCopyRetainsNothing) {
     const Counted value(1);
-    const Owned array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
+    const CFOwner array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
     CFArrayAppendValue(array, &value);
-    const Owned dictionary(
+    const CFOwner dictionary(
         CFDictionaryCreateMutable(nullptr, 0, &kCountedKeyCallBacks, &kCountedValueCallBacks));
     CFDictionaryAddValue(dictionary, &value, &value);
     EXPECT_GE(FailuresBeforeSuccess([&array] { return CFArrayCreateCopy(nullptr, array); }), 2);
@@ -108,8 +108,8 @@ TEST(MemoryExhaustionTest, AFailedCopyRetainsNothing) {
 
 TEST(MemoryExhaustionTest, AFailedChangeLeavesTheContainerAsItWas) {
     const Counted value(1);
-    const Owned array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
-    const Owned dictionary(
+    const CFOwner array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
+    const CFOwner dictionary(
         CFDictionaryCreateMutable(nullptr, 0, &kCountedKeyCallBacks, &kCountedValueCallBacks));
     gAllocationsLeft = 0;
     EXPECT_THROW(CFArrayAppendValue(array, &value), std::bad_alloc);
@@ -129,7 +129,7 @@ TEST(MemoryExhaustionTest, AConstantIsMadeWhenMemoryIsBack) {
         EXPECT_THROW(__CFStringMakeConstantString(kLongText.c_str()), std::bad_alloc);
         gAllocationsLeft = -1;
     }
-    EXPECT_EQ(TextOf(__CFStringMakeConstantString(kLongText.c_str())), kLongText);
+    EXPECT_EQ(ToText(__CFStringMakeConstantString(kLongText.c_str())), kLongText);
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 // Long random runs of operations beside a container of the standard library that says what is
 // right.
 
+#include "ContainerObjects.h"
 #include "CountingCallBacks.h"
-#include "Owned.h"
 
 #include <gtest/gtest.h>
 
@@ -35,7 +35,7 @@ TEST(RandomOperationsTest, AnArrayDoesWhatAVectorDoes) {
         pool.emplace_back(i);
     }
     std::vector<const void*> model;
-    Owned array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
+    CFOwner array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
     for (int step = 0; step < kOperations; ++step) {
         const int count = static_cast<int>(model.size());
         const int index = dice.Below(count + 2) - 1;
@@ -108,7 +108,7 @@ TEST(RandomOperationsTest, ADictionaryDoesWhatAMapDoes) {
     }
     std::map<int, const void*> model;
     {
-        Owned dictionary(
+        CFOwner dictionary(
             CFDictionaryCreateMutable(nullptr, 0, &kCountedKeyCallBacks, &kCountedValueCallBacks));
         for (int step = 0; step < kOperations; ++step) {
             const Counted& key = keys[static_cast<std::size_t>(dice.Below(2 * kNames))];

@@ -1,4 +1,4 @@
-#include "Owned.h"
+#include "ContainerObjects.h"
 
 #include <gtest/gtest.h>
 
@@ -67,7 +67,7 @@ TEST(ThreadsTest, ALiteralIsTheSameInEveryThread) {
     for (const auto& constants : seen) {
         EXPECT_EQ(constants, seen[0]);
     }
-    EXPECT_EQ(TextOf(seen[0][499]), "constant of the thread test 499");
+    EXPECT_EQ(ToText(seen[0][499]), "constant of the thread test 499");
 }
 
 TEST(ThreadsTest, ThreadsMayReadOneDictionaryTogether) {

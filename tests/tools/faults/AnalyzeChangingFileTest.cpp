@@ -21,6 +21,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 constexpr std::size_t kFrames = 60 * 48000;
 constexpr std::size_t kBlock = 128;
 

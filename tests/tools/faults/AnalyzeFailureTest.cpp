@@ -13,6 +13,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 
 class AnalyzeFailureTest : public testing::Test {

@@ -17,6 +17,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 
 // A checker makes each file several times as slow.

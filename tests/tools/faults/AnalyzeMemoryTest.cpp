@@ -13,6 +13,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 constexpr int kRateHz = 44100;
 
 // Peak memory of the tool while it analyzes so many minutes of noise.

@@ -23,6 +23,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 
 constexpr const char* kKey = "temporal properties";

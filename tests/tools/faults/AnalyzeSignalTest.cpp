@@ -22,6 +22,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 
 constexpr unsigned int kSeconds = 120;

@@ -16,6 +16,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 
 class AnalyzeStreamsTest : public testing::Test {

@@ -9,6 +9,7 @@
 
 namespace qel::tool {
 
+using namespace test;
 void WriteEndless(const std::string& path, const std::string& begin) {
     constexpr std::uintmax_t kTerabyte = std::uintmax_t{1} << 40;
     WriteFile(path, begin);

@@ -16,6 +16,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 constexpr std::int64_t kRefused = HostileFile::kRefused;
 constexpr std::size_t kFrames = 4800;
 

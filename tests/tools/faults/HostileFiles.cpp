@@ -13,6 +13,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 // Under a checker everything takes several times as long, and address space without end.
 constexpr unsigned int kSeconds = QEL_SANITIZED ? 200 : 30;
 constexpr unsigned long kAddressSpace = QEL_SANITIZED ? 0 : 2uL << 30;

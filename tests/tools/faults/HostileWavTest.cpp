@@ -14,6 +14,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 constexpr std::int64_t kRefused = HostileFile::kRefused;
 constexpr std::uint32_t kLargest = std::numeric_limits<std::uint32_t>::max();
 

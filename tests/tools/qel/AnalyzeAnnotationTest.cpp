@@ -20,6 +20,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 using Rows = std::vector<Strings>;
 

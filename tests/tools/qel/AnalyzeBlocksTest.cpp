@@ -16,6 +16,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 constexpr int kRateHz = 44100;
 constexpr std::size_t kSamples = 22050 + 300;
 const std::string kPerPush = "temporal properties";

@@ -15,6 +15,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 
 constexpr int kRateHz = 48000;

@@ -20,6 +20,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 using Permissions = std::filesystem::perms;
 

@@ -17,6 +17,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 constexpr int kRateHz = 48000;
 
 // Analyzes files to standard output and reads the document, which must be JSON.

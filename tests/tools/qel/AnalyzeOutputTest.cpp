@@ -21,6 +21,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 
 class AnalyzeOutputTest : public SineInput {};

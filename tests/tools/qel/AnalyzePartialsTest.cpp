@@ -15,6 +15,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 constexpr int kRateHz = 48000;
 constexpr std::size_t kSamples = 9600;
 constexpr std::size_t kFrames = (kSamples - 1024) / 512 + 1;

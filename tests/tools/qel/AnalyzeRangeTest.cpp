@@ -16,6 +16,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 constexpr int kRateHz = 44100;
 constexpr std::size_t kWhole = 512 * 90;
 constexpr std::size_t kSamples = kWhole + 300; // and a rest

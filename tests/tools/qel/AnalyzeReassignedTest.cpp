@@ -15,6 +15,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 constexpr int kRateHz = 44100;
 constexpr std::size_t kSamples = 12000;
 constexpr std::size_t kFrames = (kSamples - 512) / 64 + 1;

@@ -16,6 +16,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 using Strings = std::vector<std::string>;
 
 constexpr int kRateHz = 44100;

@@ -18,6 +18,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 std::string WordOf(Delivery delivery) {
     switch (delivery) {
     case Delivery::PerPush:

@@ -17,6 +17,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 // Both ends of a terminal that nobody looks at.
 class Terminal {
 public:

@@ -10,6 +10,8 @@
 namespace qel::tool {
 namespace {
 
+using namespace test;
+
 TEST(SelfTestCommandTest, ThisMachineGivesTheResultsOfEveryMachine) {
     const ChildResult result = RunTool({"selftest", "--short"});
     EXPECT_EQ(0, result.status) << result.out;

@@ -19,7 +19,7 @@ class SineInput : public testing::Test {
 protected:
     SineInput() {
         std::filesystem::create_directory(mSetup.temporaryDirectory);
-        WriteFloatWav(mInput, 48000, {Sine(480000, 48, 0.5)});
+        test::WriteFloatWav(mInput, 48000, {test::Sine(480000, 48, 0.5)});
     }
 
     // Nothing stays but the input and what a test names.
@@ -29,9 +29,9 @@ protected:
         EXPECT_EQ(mDirectory.Entries(), names);
     }
 
-    TempDirectory mDirectory;
+    test::TempDirectory mDirectory;
     std::string mInput = mDirectory.File("input.wav");
-    ChildSetup mSetup{.temporaryDirectory = mDirectory.File("tmp")};
+    test::ChildSetup mSetup{.temporaryDirectory = mDirectory.File("tmp")};
 };
 
 } // namespace qel::tool
