@@ -36,7 +36,7 @@ resultsOf(const std::vector<std::string>& keys, const Channels& audio, std::uint
     return results;
 }
 
-TEST(FramesAtEndTest, EveryFrameIsAResultWithATime) {
+TEST(AnalyzerFramesAtEndTest, EveryFrameIsAResultWithATime) {
     auto results = resultsOf({"reasigned spectrum"}, {test::Noise(kLength, 1.0f, 1)}, kLength);
     const std::vector<StoredResult>& frames = results["reasigned spectrum"];
     ASSERT_EQ(frames.size(), kFrames);
@@ -50,7 +50,7 @@ TEST(FramesAtEndTest, EveryFrameIsAResultWithATime) {
     EXPECT_TRUE(std::any_of(middle.begin(), middle.end(), [](float x) { return x != 0; }));
 }
 
-TEST(FramesAtEndTest, ChannelsHaveTheirOwnFrames) {
+TEST(AnalyzerFramesAtEndTest, ChannelsHaveTheirOwnFrames) {
     const Channels audio = {test::Noise(kLength, 1.0f, 1), test::Sine(kLength, 40, 0.5)};
     auto both = resultsOf({"reasigned spectrum"}, audio, kLength)["reasigned spectrum"];
     ASSERT_EQ(both.size(), kFrames);
@@ -63,7 +63,7 @@ TEST(FramesAtEndTest, ChannelsHaveTheirOwnFrames) {
     }
 }
 
-TEST(FramesAtEndTest, AStreamShorterThanAFrameHasNone) {
+TEST(AnalyzerFramesAtEndTest, AStreamShorterThanAFrameHasNone) {
     EXPECT_TRUE(
         resultsOf({"reasigned spectrum"}, {test::Noise(511, 1.0f, 1)}, 511)["reasigned spectrum"]
             .empty());

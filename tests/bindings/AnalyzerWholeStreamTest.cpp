@@ -72,7 +72,7 @@ Outcome finish(WholeRun& run) {
     return {};
 }
 
-TEST(WholeStreamTest, NothingArrivesBeforeTheEndAndEveryKeyOnceAtIt) {
+TEST(AnalyzerWholeStreamTest, NothingArrivesBeforeTheEndAndEveryKeyOnceAtIt) {
     WholeRun run(kRhythm);
     run.push({test::Drums(12, 120, 3)});
     EXPECT_TRUE(run.order.empty());
@@ -88,7 +88,7 @@ TEST(WholeStreamTest, NothingArrivesBeforeTheEndAndEveryKeyOnceAtIt) {
     }
 }
 
-TEST(WholeStreamTest, SteadyDrumsHaveTheTempoAndTheMeterThatTheyArePlayedWith) {
+TEST(AnalyzerWholeStreamTest, SteadyDrumsHaveTheTempoAndTheMeterThatTheyArePlayedWith) {
     WholeRun run(kRhythm);
     run.push({test::Drums(12, 120, 3)});
     EXPECT_EQ(finish(run).status, 0);
@@ -99,7 +99,7 @@ TEST(WholeStreamTest, SteadyDrumsHaveTheTempoAndTheMeterThatTheyArePlayedWith) {
     EXPECT_EQ(run.only("global number of beats per bar").counts, std::vector<std::uint32_t>{3});
 }
 
-TEST(WholeStreamTest, BeatsStandAtTheStrokesAndTheLastAtTheLastFrame) {
+TEST(AnalyzerWholeStreamTest, BeatsStandAtTheStrokesAndTheLastAtTheLastFrame) {
     WholeRun run({"beat data"});
     const std::vector<float> samples = test::Drums(12, 120, 3);
     run.push({samples});
@@ -125,7 +125,7 @@ TEST(WholeStreamTest, BeatsStandAtTheStrokesAndTheLastAtTheLastFrame) {
     EXPECT_DOUBLE_EQ(beats.back().timeSeconds, static_cast<double>(lastFrame) * 128 / 44100);
 }
 
-TEST(WholeStreamTest, DownBeatsAreBeatsThatLieABarApart) {
+TEST(AnalyzerWholeStreamTest, DownBeatsAreBeatsThatLieABarApart) {
     WholeRun run(kRhythm);
     run.push({test::Drums(12, 120, 3)});
     EXPECT_EQ(finish(run).status, 0);
@@ -146,7 +146,7 @@ TEST(WholeStreamTest, DownBeatsAreBeatsThatLieABarApart) {
     EXPECT_EQ((strongest - beats.begin()) % 3, places[0] % 3);
 }
 
-TEST(WholeStreamTest, ChannelsHaveTempiAndBeatsOfTheirOwn) {
+TEST(AnalyzerWholeStreamTest, ChannelsHaveTempiAndBeatsOfTheirOwn) {
     const std::vector<float> left = test::Drums(12, 120, 3);
     const std::vector<float> right = test::Drums(12, 150, 3);
     WholeRun both({"global tempo", "beat data"}, 2);
@@ -161,7 +161,7 @@ TEST(WholeStreamTest, ChannelsHaveTempiAndBeatsOfTheirOwn) {
     EXPECT_NE(both.only("beat data").events.at(0), both.only("beat data").events.at(1));
 }
 
-TEST(WholeStreamTest, CopiesOutliveTheAnalyzer) {
+TEST(AnalyzerWholeStreamTest, CopiesOutliveTheAnalyzer) {
     std::vector<Event> events;
     StoredResult stored;
     {
@@ -177,7 +177,7 @@ TEST(WholeStreamTest, CopiesOutliveTheAnalyzer) {
     EXPECT_EQ(stored.events.at(0), events);
 }
 
-TEST(WholeStreamTest, AShortStreamSilenceAndNaNHaveNoTempoAndSaySo) {
+TEST(AnalyzerWholeStreamTest, AShortStreamSilenceAndNaNHaveNoTempoAndSaySo) {
     std::vector<float> spoiled = test::Drums(6, 120, 4);
     spoiled[1000] = std::numeric_limits<float>::quiet_NaN();
     for (const std::vector<float>& samples :
@@ -193,7 +193,7 @@ TEST(WholeStreamTest, AShortStreamSilenceAndNaNHaveNoTempoAndSaySo) {
     }
 }
 
-TEST(WholeStreamTest, TheShortestStreamWithATempoIsThatOfTheDocumentedLength) {
+TEST(AnalyzerWholeStreamTest, TheShortestStreamWithATempoIsThatOfTheDocumentedLength) {
     // round(2.1 * 44100 / 128) frames.
     constexpr std::size_t kLeast = 1024 + 128 * (724 - 1);
     const std::vector<float> samples = test::Drums(3, 220, 4);
@@ -206,7 +206,7 @@ TEST(WholeStreamTest, TheShortestStreamWithATempoIsThatOfTheDocumentedLength) {
     EXPECT_EQ(finish(tooShort).status, kStatusNoTempo);
 }
 
-TEST(WholeStreamTest, WithoutAMeterTheMeterIsZeroAndTheErrorSaysSo) {
+TEST(AnalyzerWholeStreamTest, WithoutAMeterTheMeterIsZeroAndTheErrorSaysSo) {
     WholeRun run({"global number of beats per bar"});
     run.push({std::vector<float>(4 * 44100)});
     const Outcome outcome = finish(run);
@@ -215,14 +215,14 @@ TEST(WholeStreamTest, WithoutAMeterTheMeterIsZeroAndTheErrorSaysSo) {
     EXPECT_EQ(run.only("global number of beats per bar").counts, std::vector<std::uint32_t>{0});
 }
 
-TEST(WholeStreamTest, ResultsOfOtherGroupsStayWhenThereIsNoTempo) {
+TEST(AnalyzerWholeStreamTest, ResultsOfOtherGroupsStayWhenThereIsNoTempo) {
     WholeRun run({"global tempo", "spectrum flux properties"});
     run.push({std::vector<float>(4096)});
     EXPECT_EQ(finish(run).status, kStatusNoTempo);
     EXPECT_EQ(run.results["spectrum flux properties"].size(), 7u); // (4096 - 1024) / 512 + 1
 }
 
-TEST(WholeStreamTest, AStopReachesTheLibraryAndNothingIsDelivered) {
+TEST(AnalyzerWholeStreamTest, AStopReachesTheLibraryAndNothingIsDelivered) {
     WholeRun run(kTempoAlone);
     run.push({test::Drums(4, 120, 4)});
     int reports = 0;
@@ -237,14 +237,14 @@ TEST(WholeStreamTest, AStopReachesTheLibraryAndNothingIsDelivered) {
     EXPECT_EQ(run.order, kTempoAlone);
 }
 
-TEST(WholeStreamTest, AStopInTheSearchForTheMeterIsNoError) {
+TEST(AnalyzerWholeStreamTest, AStopInTheSearchForTheMeterIsNoError) {
     WholeRun run({"global number of beats per bar"});
     run.push({test::Drums(12, 120, 3)});
     EXPECT_FALSE(run.analyzer.finish([](float percent) { return percent < 20; }));
     EXPECT_TRUE(run.order.empty());
 }
 
-TEST(WholeStreamTest, AnExceptionOfTheProgressCallbackStopsTheLibraryToo) {
+TEST(AnalyzerWholeStreamTest, AnExceptionOfTheProgressCallbackStopsTheLibraryToo) {
     WholeRun run(kTempoAlone);
     run.push({test::Drums(4, 120, 4)});
     EXPECT_THROW(run.analyzer.finish([](float) -> bool { throw 7; }), int);
@@ -254,7 +254,7 @@ TEST(WholeStreamTest, AnExceptionOfTheProgressCallbackStopsTheLibraryToo) {
     EXPECT_EQ(run.order, kTempoAlone);
 }
 
-TEST(WholeStreamTest, ProgressStaysWithinItsPercentages) {
+TEST(AnalyzerWholeStreamTest, ProgressStaysWithinItsPercentages) {
     WholeRun run(kRhythm);
     run.push({test::Drums(12, 120, 3)});
     std::vector<float> reports;
@@ -268,7 +268,7 @@ TEST(WholeStreamTest, ProgressStaysWithinItsPercentages) {
     EXPECT_EQ(reports.back(), 100);
 }
 
-TEST(WholeStreamTest, TooLittleAudioForAResultBeforeTheEndIsAnError) {
+TEST(AnalyzerWholeStreamTest, TooLittleAudioForAResultBeforeTheEndIsAnError) {
     Analyzer analyzer(kTempoAlone,
                       {.sampleRateHz = 44100, .maxFrames = 4410, .lengthFrames = 44100 * 4});
     analyzer.push(test::Noise(4410, 1.0f, 1));
@@ -280,7 +280,7 @@ TEST(WholeStreamTest, TooLittleAudioForAResultBeforeTheEndIsAnError) {
     }
 }
 
-TEST(WholeStreamTest, ASecondStretchCarriesOnFromTheLastFrameOfTheFirst) {
+TEST(AnalyzerWholeStreamTest, ASecondStretchCarriesOnFromTheLastFrameOfTheFirst) {
     const std::vector<float> samples = test::Drums(6, 120, 4);
     std::vector<StoredResult> results;
     Analyzer analyzer({"beat data"}, {.sampleRateHz = 44100,
@@ -306,7 +306,7 @@ TEST(WholeStreamTest, ASecondStretchCarriesOnFromTheLastFrameOfTheFirst) {
     }
 }
 
-TEST(WholeStreamTest, GenreHintOfZeroLooksForSlowTempi) {
+TEST(AnalyzerWholeStreamTest, GenreHintOfZeroLooksForSlowTempi) {
     WholeRun run(kTempoAlone);
     EXPECT_EQ(run.analyzer.parameterNames(), Keys{"Genre Hint"});
     EXPECT_EQ(run.analyzer.parameter("Genre Hint"), 1);
@@ -320,7 +320,7 @@ TEST(WholeStreamTest, GenreHintOfZeroLooksForSlowTempi) {
     EXPECT_EQ(tempo.value("global tempo 2"), 30);
 }
 
-TEST(WholeStreamTest, ResetStartsAStreamThatGivesTheSameResult) {
+TEST(AnalyzerWholeStreamTest, ResetStartsAStreamThatGivesTheSameResult) {
     WholeRun run(kTempoAlone);
     for (int stream = 0; stream < 2; ++stream) {
         run.push({test::Drums(4, 120, 4)});

@@ -47,14 +47,14 @@ Names namesOf(const std::vector<std::string>& keys, const std::vector<float>& sa
     return names;
 }
 
-TEST(NamesTest, EveryFrameHasTheNameOfItsKey) {
+TEST(KeysNamesTest, EveryFrameHasTheNameOfItsKey) {
     EXPECT_EQ(namesOf({"dominant key"}, kCMajor),
               (Names{{"dominant key", std::vector<std::string>(4, "C Major")}}));
     EXPECT_EQ(namesOf({"dominant key"}, kAMinor),
               (Names{{"dominant key", std::vector<std::string>(4, "A Minor")}}));
 }
 
-TEST(NamesTest, EveryChannelHasItsName) {
+TEST(KeysNamesTest, EveryChannelHasItsName) {
     std::vector<StoredResult> results;
     Analyzer analyzer({"dominant key", "global key"}, kStereo);
     analyzer.onResult([&](const Result& result) {
@@ -75,19 +75,19 @@ TEST(NamesTest, EveryChannelHasItsName) {
     EXPECT_EQ(results[4].names, (std::vector<std::string>{"C Major", "C Major"}));
 }
 
-TEST(NamesTest, GlobalKeyWorksByItselfAndBringsNothingElse) {
+TEST(KeysNamesTest, GlobalKeyWorksByItselfAndBringsNothingElse) {
     EXPECT_TRUE(Analyzer::isAvailable("global key"));
     EXPECT_EQ(namesOf({"global key"}, kAMinor), (Names{{"global key", {"C Major"}}}));
 }
 
-TEST(NamesTest, GlobalKeyMayStandAnywhereInTheList) {
+TEST(KeysNamesTest, GlobalKeyMayStandAnywhereInTheList) {
     const Names expected{{"dominant key", std::vector<std::string>(4, "A Minor")},
                          {"global key", {"C Major"}}};
     EXPECT_EQ(namesOf({"dominant key", "global key"}, kAMinor), expected);
     EXPECT_EQ(namesOf({"global key", "dominant key"}, kAMinor), expected);
 }
 
-TEST(NamesTest, ACompanionThatIsWantedIsDelivered) {
+TEST(KeysNamesTest, ACompanionThatIsWantedIsDelivered) {
     std::map<std::string, int> calls;
     Analyzer analyzer({"global key", "pitch class profile"}, kMono);
     analyzer.onResult([&](const Result& result) { ++calls[std::string(result.key())]; });
@@ -96,11 +96,11 @@ TEST(NamesTest, ACompanionThatIsWantedIsDelivered) {
     EXPECT_EQ(calls, (std::map<std::string, int>{{"global key", 1}, {"pitch class profile", 4}}));
 }
 
-TEST(NamesTest, UnknownKeyBesideGlobalKeyIsRefused) {
+TEST(KeysNamesTest, UnknownKeyBesideGlobalKeyIsRefused) {
     EXPECT_THROW(Analyzer({"global key", "no such key"}, kMono), Error);
 }
 
-TEST(NamesTest, CompanionsAreKeysThatNeedNone) {
+TEST(KeysNamesTest, CompanionsAreKeysThatNeedNone) {
     bool hasOne = false;
     for (const KeyInfo& row : kKeys) {
         if (!row.companion.empty()) {
@@ -113,7 +113,7 @@ TEST(NamesTest, CompanionsAreKeysThatNeedNone) {
     EXPECT_TRUE(hasOne);
 }
 
-TEST(NamesTest, NamesAreGivenBackOnceForEachThatCame) {
+TEST(KeysNamesTest, NamesAreGivenBackOnceForEachThatCame) {
     const detail::CFOwner<CFStringRef> name = detail::makeString("A Minor");
     constexpr ValueInfo kValues[] = {{"name", "name", {0, 1}, "", ""}};
     const KeyInfo info{"name", PayloadKind::Name, 8, Delivery::AtEnd, 0, 0, kValues, ""};
@@ -135,7 +135,7 @@ TEST(NamesTest, NamesAreGivenBackOnceForEachThatCame) {
     EXPECT_EQ(CFGetRetainCount(name.get()), 1);
 }
 
-TEST(NamesTest, ANameIsNeitherFloatsNorEventsNorACount) {
+TEST(KeysNamesTest, ANameIsNeitherFloatsNorEventsNorACount) {
     Analyzer analyzer({"dominant key"}, kMono);
     int calls = 0;
     analyzer.onResult([&](const Result& result) {
@@ -150,7 +150,7 @@ TEST(NamesTest, ANameIsNeitherFloatsNorEventsNorACount) {
     EXPECT_EQ(calls, 4);
 }
 
-TEST(NamesTest, FloatsAreNoName) {
+TEST(KeysNamesTest, FloatsAreNoName) {
     Analyzer analyzer({"pitch class profile"}, kMono);
     int calls = 0;
     analyzer.onResult([&](const Result& result) {
@@ -162,7 +162,7 @@ TEST(NamesTest, FloatsAreNoName) {
     EXPECT_EQ(calls, 4);
 }
 
-TEST(NamesTest, AnExceptionOfTheCallbackDoesNotStopTheStream) {
+TEST(KeysNamesTest, AnExceptionOfTheCallbackDoesNotStopTheStream) {
     Analyzer analyzer({"dominant key"}, kMono);
     analyzer.onResult([](const Result&) { throw std::runtime_error("fault"); });
     EXPECT_THROW(analyzer.push(kCMajor), std::runtime_error);

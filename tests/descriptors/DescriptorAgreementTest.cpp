@@ -56,7 +56,7 @@ struct AnalyzedStream {
     TestAnalyzer analyzer;
 };
 
-class ReferenceAgreementTest : public testing::TestWithParam<std::tuple<double, UInt32, UInt32>> {
+class DescriptorAgreementTest : public testing::TestWithParam<std::tuple<double, UInt32, UInt32>> {
 protected:
     // Each stream is analyzed once per process: the tests look at different keys of it.
     static const AnalyzedStream& StreamOf(const ParamType& parameters, const StreamCut& cut) {
@@ -72,7 +72,7 @@ protected:
     const TestAnalyzer& mAnalyzer = mStream.analyzer;
 };
 
-TEST_P(ReferenceAgreementTest, TemporalPropertiesOfEveryPush) {
+TEST_P(DescriptorAgreementTest, TemporalPropertiesOfEveryPush) {
     for (UInt32 c = 0; c < mCut.channels; ++c) {
         const std::vector<std::vector<float>> rows = mAnalyzer.Rows(kTemporal, c);
         const std::size_t total = mAudio[c].size();
@@ -94,7 +94,7 @@ TEST_P(ReferenceAgreementTest, TemporalPropertiesOfEveryPush) {
     }
 }
 
-TEST_P(ReferenceAgreementTest, SpectrumOfEveryFrame) {
+TEST_P(DescriptorAgreementTest, SpectrumOfEveryFrame) {
     for (UInt32 c = 0; c < mCut.channels; ++c) {
         const std::vector<std::vector<float>> rows = mAnalyzer.Rows(kSpectrum, c);
         ASSERT_EQ(Frames(), rows.size());
@@ -118,7 +118,7 @@ TEST_P(ReferenceAgreementTest, SpectrumOfEveryFrame) {
     }
 }
 
-TEST_P(ReferenceAgreementTest, GenericPropertiesOfEveryFrame) {
+TEST_P(DescriptorAgreementTest, GenericPropertiesOfEveryFrame) {
     for (UInt32 c = 0; c < mCut.channels; ++c) {
         const std::vector<std::vector<float>> rows = mAnalyzer.Rows(kGeneric, c);
         ASSERT_EQ(Frames(), rows.size());
@@ -130,7 +130,7 @@ TEST_P(ReferenceAgreementTest, GenericPropertiesOfEveryFrame) {
     }
 }
 
-TEST_P(ReferenceAgreementTest, FluxPropertiesOfEveryFrame) {
+TEST_P(DescriptorAgreementTest, FluxPropertiesOfEveryFrame) {
     for (UInt32 c = 0; c < mCut.channels; ++c) {
         const std::vector<std::vector<float>> rows = mAnalyzer.Rows(kFlux, c);
         ASSERT_EQ(Frames(), rows.size());
@@ -150,7 +150,7 @@ TEST_P(ReferenceAgreementTest, FluxPropertiesOfEveryFrame) {
 // The next two start from the magnitudes of the delivered spectrum, because which bin is a peak and
 // which count a value raises is decided in single precision.
 
-TEST_P(ReferenceAgreementTest, HistogramPropertiesOfEveryFrame) {
+TEST_P(DescriptorAgreementTest, HistogramPropertiesOfEveryFrame) {
     std::size_t leftOut = 0;
     for (UInt32 c = 0; c < mCut.channels; ++c) {
         const std::vector<std::vector<float>> rows = mAnalyzer.Rows(kHistogram, c);
@@ -171,7 +171,7 @@ TEST_P(ReferenceAgreementTest, HistogramPropertiesOfEveryFrame) {
               1.0 + kAmbiguousShare * static_cast<double>(Frames() * mCut.channels));
 }
 
-TEST_P(ReferenceAgreementTest, PeakPropertiesOfEveryFrame) {
+TEST_P(DescriptorAgreementTest, PeakPropertiesOfEveryFrame) {
     std::size_t leftOut = 0;
     for (UInt32 c = 0; c < mCut.channels; ++c) {
         const std::vector<std::vector<float>> rows = mAnalyzer.Rows(kPeak, c);
@@ -198,7 +198,7 @@ TEST_P(ReferenceAgreementTest, PeakPropertiesOfEveryFrame) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    RatesChannelsAndPushSizes, ReferenceAgreementTest,
+    RatesChannelsAndPushSizes, DescriptorAgreementTest,
     testing::Combine(testing::Values(8000.0, 22050.0, 44100.0, 48000.0, 96000.0),
                      testing::Values(1u, 2u), testing::Values(1u, 63u, 512u, 1000u, 4096u)));
 

@@ -23,7 +23,7 @@ Audio Ripple(std::size_t distance, double height = 1.0) {
                      {kAt + distance, static_cast<float>(0.5 * height / Window()[kAt])}});
 }
 
-class PeakPropertiesTest : public testing::Test {
+class PeakFiguresTest : public testing::Test {
 protected:
     // One frame of each stretch of 1024 samples that is given: the hop is half of it, so the frame
     // in between is pushed as well, and its row is dropped from what this returns.
@@ -45,18 +45,7 @@ protected:
     double mRateHz = kRate;
 };
 
-TEST_F(PeakPropertiesTest, OneDeliveryPerFrameWithOneBlockOf32BytesPerChannel) {
-    TestAnalyzer analyzer({kPeak}, StreamSetup{kRate, 2, 4096, 0});
-    ASSERT_EQ(0, analyzer.Push(Noise(0.5f, 2, 1536, 1)));
-    ASSERT_EQ(2u, analyzer.Deliveries().size());
-    for (const Delivery& delivery : analyzer.Deliveries()) {
-        EXPECT_EQ(kPeak, delivery.key);
-        ASSERT_EQ(2u, delivery.blocks.size());
-        EXPECT_EQ(32u, delivery.blocks[1].size());
-    }
-}
-
-TEST_F(PeakPropertiesTest, RipplesHaveTheNumberOfPeaksThatTheTestsRelyOn) {
+TEST_F(PeakFiguresTest, RipplesHaveTheNumberOfPeaksThatTheTestsRelyOn) {
     const std::pair<std::size_t, std::size_t> expected[] = {{2, 0}, {4, 1},  {6, 2},
                                                             {8, 3}, {10, 4}, {14, 6}};
     for (const auto& [distance, peaks] : expected) {
@@ -64,7 +53,7 @@ TEST_F(PeakPropertiesTest, RipplesHaveTheNumberOfPeaksThatTheTestsRelyOn) {
     }
 }
 
-TEST_F(PeakPropertiesTest, OnePeakGivesFiguresInClosedForm) {
+TEST_F(PeakFiguresTest, OnePeakGivesFiguresInClosedForm) {
     const std::vector<float> row = RowsOf({Ripple(4)})[0];
     // At the peak both impulses add up: 2 (a + b).
     const double second = 0.5 * Window()[404] / Window()[400];
@@ -80,14 +69,14 @@ TEST_F(PeakPropertiesTest, OnePeakGivesFiguresInClosedForm) {
     EXPECT_EQ(0.0f, row[peak::ThirdTristimulus]);
 }
 
-TEST_F(PeakPropertiesTest, FramesOfTwoToSixPeaksAgreeWithTheReference) {
+TEST_F(PeakFiguresTest, FramesOfTwoToSixPeaksAgreeWithTheReference) {
     for (const std::size_t distance : {6u, 8u, 10u, 14u}) {
         SCOPED_TRACE(distance);
         ExpectRow(Expected(Ripple(distance)).figures, RowsOf({Ripple(distance)})[0], kTolerance);
     }
 }
 
-TEST_F(PeakPropertiesTest, WithoutPeaksFourFiguresPersistAndTheOthersAreZero) {
+TEST_F(PeakFiguresTest, WithoutPeaksFourFiguresPersistAndTheOthersAreZero) {
     const Audio rich = MusicLike(kRate, 1, kFrameSize);
     for (const Audio& without : {Silence(1, kFrameSize), Ripple(2)}) {
         const std::vector<std::vector<float>> rows =
@@ -109,7 +98,7 @@ TEST_F(PeakPropertiesTest, WithoutPeaksFourFiguresPersistAndTheOthersAreZero) {
     }
 }
 
-TEST_F(PeakPropertiesTest, WithOneToFourPeaksTheUpperTristimuliPersistAndTheFirstIsFresh) {
+TEST_F(PeakFiguresTest, WithOneToFourPeaksTheUpperTristimuliPersistAndTheFirstIsFresh) {
     const Audio rich = MusicLike(kRate, 1, kFrameSize);
     const std::vector<std::vector<float>> rows =
         RowsOf({rich, Silence(1, kFrameSize), Ripple(4), Silence(1, kFrameSize), Ripple(6),
@@ -133,7 +122,7 @@ TEST_F(PeakPropertiesTest, WithOneToFourPeaksTheUpperTristimuliPersistAndTheFirs
     }
 }
 
-TEST_F(PeakPropertiesTest, FivePeaksOrMoreRefreshTheUpperTristimuli) {
+TEST_F(PeakFiguresTest, FivePeaksOrMoreRefreshTheUpperTristimuli) {
     const std::vector<std::vector<float>> rows =
         RowsOf({MusicLike(kRate, 1, kFrameSize), Silence(1, kFrameSize), Ripple(14)});
     const PeakFigures expected = Expected(Ripple(14));
@@ -141,7 +130,7 @@ TEST_F(PeakPropertiesTest, FivePeaksOrMoreRefreshTheUpperTristimuli) {
     ExpectRow(expected.figures, rows[2], kTolerance);
 }
 
-TEST_F(PeakPropertiesTest, AResetForgetsThePersistingFigures) {
+TEST_F(PeakFiguresTest, AResetForgetsThePersistingFigures) {
     TestAnalyzer analyzer({kPeak}, StreamSetup{kRate, 1, kFrameSize, 0});
     ASSERT_EQ(0, analyzer.Push(MusicLike(kRate, 1, kFrameSize)));
     ASSERT_EQ(0, analyzer.Reset());
@@ -153,7 +142,7 @@ TEST_F(PeakPropertiesTest, AResetForgetsThePersistingFigures) {
     }
 }
 
-TEST_F(PeakPropertiesTest, TheMeanOfNoPeaksIsZero) {
+TEST_F(PeakFiguresTest, TheMeanOfNoPeaksIsZero) {
     const std::vector<std::vector<float>> rows =
         RowsOf({Silence(1, kFrameSize), MusicLike(kRate, 1, kFrameSize), Silence(1, kFrameSize)});
     EXPECT_EQ(0.0f, rows[0][peak::PeakMean]);
@@ -162,7 +151,7 @@ TEST_F(PeakPropertiesTest, TheMeanOfNoPeaksIsZero) {
 
 // Two peaks of one height have their bins far behind the packed array, so the amplitude in the
 // rough sum is 0 and only the bare -5 of the second exponential is left.
-TEST_F(PeakPropertiesTest, DissonanceOfTwoPeaksOfEqualHeightCloseTogetherIsNegative) {
+TEST_F(PeakFiguresTest, DissonanceOfTwoPeaksOfEqualHeightCloseTogetherIsNegative) {
     mRateHz = 100.0; // the peaks at bins 171 and 341 lie 16.6 Hz apart
     const std::vector<float> row = RowsOf({Ripple(6)})[0];
     const double first = 171.0 * 100.0 / 1024.0;
@@ -174,7 +163,7 @@ TEST_F(PeakPropertiesTest, DissonanceOfTwoPeaksOfEqualHeightCloseTogetherIsNegat
 }
 
 // Peaks in the lowest bins index the packed array where it holds peaks, so the amplitude counts.
-TEST_F(PeakPropertiesTest, DissonanceOfManyLowPeaksIsPositive) {
+TEST_F(PeakFiguresTest, DissonanceOfManyLowPeaksIsPositive) {
     const Audio noise = Noise(0.5f, 1, kFrameSize, 9);
     const std::vector<float> row = RowsOf({noise})[0];
     const PeakFigures expected = Expected(noise);

@@ -15,7 +15,7 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kLargest = std::numeric_limits<double>::max();
 constexpr double kSmallest = std::numeric_limits<double>::denorm_min();
 
-TEST(SpecialValuesTest, AnglesOfNoTurn) {
+TEST(FunctionsSpecialValuesTest, AnglesOfNoTurn) {
     EXPECT_EQ(0.0, Sin(0.0));
     EXPECT_TRUE(std::signbit(Sin(-0.0)));
     EXPECT_EQ(1.0, Cos(0.0));
@@ -23,14 +23,14 @@ TEST(SpecialValuesTest, AnglesOfNoTurn) {
     EXPECT_EQ(kSmallest, Sin(kSmallest));
 }
 
-TEST(SpecialValuesTest, AnglesThatAreTooLargeOrNoNumberHaveNoSine) {
+TEST(FunctionsSpecialValuesTest, AnglesThatAreTooLargeOrNoNumberHaveNoSine) {
     for (const double angle : {kInfinity, -kInfinity, kNaN, kLargest, 0x1p51, -0x1p51}) {
         EXPECT_TRUE(std::isnan(Sin(angle))) << angle;
         EXPECT_TRUE(std::isnan(Cos(angle))) << angle;
     }
 }
 
-TEST(SpecialValuesTest, EndsOfTheExponential) {
+TEST(FunctionsSpecialValuesTest, EndsOfTheExponential) {
     EXPECT_EQ(1.0, Exp(0.0));
     EXPECT_EQ(0.0, Exp(-kInfinity));
     EXPECT_EQ(0.0, Exp(-746.0));
@@ -41,7 +41,7 @@ TEST(SpecialValuesTest, EndsOfTheExponential) {
     EXPECT_EQ(std::numeric_limits<float>::infinity(), Exp(89.0f));
 }
 
-TEST(SpecialValuesTest, EndsOfTheLogarithm) {
+TEST(FunctionsSpecialValuesTest, EndsOfTheLogarithm) {
     EXPECT_EQ(0.0, Log(1.0));
     EXPECT_EQ(-kInfinity, Log(0.0));
     EXPECT_EQ(-kInfinity, Log(-0.0));
@@ -50,7 +50,7 @@ TEST(SpecialValuesTest, EndsOfTheLogarithm) {
     EXPECT_TRUE(std::isnan(Log(kNaN)));
 }
 
-TEST(SpecialValuesTest, LogarithmsOfPowersAreWhole) {
+TEST(FunctionsSpecialValuesTest, LogarithmsOfPowersAreWhole) {
     float power = 1.0f;
     for (int exponent = 0; exponent <= 10; ++exponent, power *= 10.0f) {
         EXPECT_EQ(static_cast<float>(exponent), Log10(power));
@@ -60,7 +60,7 @@ TEST(SpecialValuesTest, LogarithmsOfPowersAreWhole) {
     }
 }
 
-TEST(SpecialValuesTest, PowersThatAreNumbersAreExact) {
+TEST(FunctionsSpecialValuesTest, PowersThatAreNumbersAreExact) {
     for (int exponent = -1022; exponent <= 1023; ++exponent) {
         EXPECT_EQ(std::ldexp(1.0, exponent), Pow(2.0, exponent));
     }
@@ -71,7 +71,7 @@ TEST(SpecialValuesTest, PowersThatAreNumbersAreExact) {
     EXPECT_EQ(1.0 / 1024, Pow(2.0, -10.0));
 }
 
-TEST(SpecialValuesTest, PowersOfNumbersBelowZero) {
+TEST(FunctionsSpecialValuesTest, PowersOfNumbersBelowZero) {
     EXPECT_EQ(-8.0, Pow(-2.0, 3.0));
     EXPECT_EQ(16.0, Pow(-2.0, 4.0));
     EXPECT_EQ(-0.5, Pow(-2.0, -1.0));
@@ -79,7 +79,7 @@ TEST(SpecialValuesTest, PowersOfNumbersBelowZero) {
     EXPECT_TRUE(std::isnan(Pow(-1e-9f, 1.5f)));
 }
 
-TEST(SpecialValuesTest, PowersOfZeroOneAndInfinity) {
+TEST(FunctionsSpecialValuesTest, PowersOfZeroOneAndInfinity) {
     EXPECT_EQ(1.0, Pow(kNaN, 0.0));
     EXPECT_EQ(1.0, Pow(1.0, kNaN));
     EXPECT_EQ(0.0, Pow(0.0, 0.4));

@@ -35,10 +35,10 @@ void SetFlushing(bool flush) {
 #endif
 }
 
-class FloatingPointEnvironmentTest : public testing::TestWithParam<std::tuple<int, bool>> {
+class FloatingPointContractTest : public testing::TestWithParam<std::tuple<int, bool>> {
 protected:
-    FloatingPointEnvironmentTest() { std::fegetenv(&mBefore); }
-    ~FloatingPointEnvironmentTest() override { std::fesetenv(&mBefore); }
+    FloatingPointContractTest() { std::fegetenv(&mBefore); }
+    ~FloatingPointContractTest() override { std::fesetenv(&mBefore); }
 
     // Runs the call in the mode of the parameter, and looks at the mode after it.
     void Expect(const char* name, const std::function<void()>& call) {
@@ -55,7 +55,7 @@ private:
     std::fenv_t mBefore{};
 };
 
-TEST_P(FloatingPointEnvironmentTest, IsRestoredInCallbacksAndAfterEveryCall) {
+TEST_P(FloatingPointContractTest, IsRestoredInCallbacksAndAfterEveryCall) {
     const Audio audio = Noise(0.5f, 1, 2048, 1);
     const auto rounding = std::get<0>(GetParam());
     TestAnalyzer analyzer({"temporal properties", "spectrum peak properties"});
@@ -83,7 +83,7 @@ TEST_P(FloatingPointEnvironmentTest, IsRestoredInCallbacksAndAfterEveryCall) {
     Expect("New and Dispose", [&] { TestAnalyzer other({"spectrum"}); });
 }
 
-TEST_P(FloatingPointEnvironmentTest, IsRestoredInTheProgressCallbackAndAfterProcess) {
+TEST_P(FloatingPointContractTest, IsRestoredInTheProgressCallbackAndAfterProcess) {
     TestAnalyzer analyzer({"spectrum"}, StreamSetup{});
     struct Seen {
         int rounding = -1;
@@ -114,7 +114,7 @@ TEST(FloatingPointFlagsTest, AreNotRaisedByAskingForAParameter) {
     EXPECT_EQ(0x1p32f, value);
 }
 
-INSTANTIATE_TEST_SUITE_P(RoundingsWithAndWithoutFlushing, FloatingPointEnvironmentTest,
+INSTANTIATE_TEST_SUITE_P(RoundingsWithAndWithoutFlushing, FloatingPointContractTest,
                          testing::Combine(testing::Values(FE_TONEAREST, FE_DOWNWARD, FE_UPWARD,
                                                           FE_TOWARDZERO),
                                           testing::Bool()));

@@ -28,33 +28,33 @@ AudioStreamBasicDescription Interleaved(UInt32 channels) {
     return format;
 }
 
-TEST(InitializeFormatTest, CanonicalFormatsOfAnyChannelCountPass) {
+TEST(InitializeContractTest, CanonicalFormatsOfAnyChannelCountPass) {
     for (const UInt32 channels : {1u, 2u, 3u, 6u, 64u}) {
         EXPECT_EQ(0, StatusFor(CanonicalFormat(44100.0, channels))) << channels;
         EXPECT_EQ(0, StatusFor(Interleaved(channels))) << channels;
     }
 }
 
-TEST(InitializeFormatTest, RateAndChannelCountAreNotTested) {
+TEST(InitializeContractTest, RateAndChannelCountAreNotTested) {
     for (const double rateHz : {0.0, 1.0, 44100.5, 1e9}) {
         EXPECT_EQ(0, StatusFor(CanonicalFormat(rateHz, 1))) << rateHz;
     }
     EXPECT_EQ(0, StatusFor(CanonicalFormat(44100.0, 0)));
 }
 
-TEST(InitializeFormatTest, OtherFlagBitsAreIgnored) {
+TEST(InitializeContractTest, OtherFlagBitsAreIgnored) {
     AudioStreamBasicDescription format = CanonicalFormat(44100.0, 2);
     format.mFormatFlags |= 0xFFFFFFC0u;
     EXPECT_EQ(0, StatusFor(format));
 }
 
-TEST(InitializeFormatTest, TheFormatMustBeLinearPcm) {
+TEST(InitializeContractTest, TheFormatMustBeLinearPcm) {
     AudioStreamBasicDescription format = CanonicalFormat(44100.0, 2);
     format.mFormatID = kAudioFormatMPEGLayer3;
     EXPECT_EQ(-3865, StatusFor(format));
 }
 
-TEST(InitializeFormatTest, TheFlagsMustSayFloatAndPackedAndNothingElseOfTheirFive) {
+TEST(InitializeContractTest, TheFlagsMustSayFloatAndPackedAndNothingElseOfTheirFive) {
     for (UInt32 flags = 0; flags < 32; ++flags) {
         AudioStreamBasicDescription format = CanonicalFormat(44100.0, 2);
         format.mFormatFlags = flags | kNonInterleaved;
@@ -62,14 +62,14 @@ TEST(InitializeFormatTest, TheFlagsMustSayFloatAndPackedAndNothingElseOfTheirFiv
     }
 }
 
-TEST(InitializeFormatTest, IntegersOf32BitsAreNotCanonical) {
+TEST(InitializeContractTest, IntegersOf32BitsAreNotCanonical) {
     AudioStreamBasicDescription format = CanonicalFormat(44100.0, 2);
     format.mFormatFlags = static_cast<UInt32>(kAudioFormatFlagIsSignedInteger) |
                           static_cast<UInt32>(kAudioFormatFlagIsPacked) | kNonInterleaved;
     EXPECT_EQ(-3865, StatusFor(format));
 }
 
-TEST(InitializeFormatTest, SamplesMustHave32Bits) {
+TEST(InitializeContractTest, SamplesMustHave32Bits) {
     for (const UInt32 bits : {0u, 16u, 24u, 31u, 64u}) {
         AudioStreamBasicDescription format = CanonicalFormat(44100.0, 2);
         format.mBitsPerChannel = bits;
@@ -77,7 +77,7 @@ TEST(InitializeFormatTest, SamplesMustHave32Bits) {
     }
 }
 
-TEST(InitializeFormatTest, APacketMustBeOneFrame) {
+TEST(InitializeContractTest, APacketMustBeOneFrame) {
     for (const UInt32 frames : {0u, 2u}) {
         AudioStreamBasicDescription format = CanonicalFormat(44100.0, 2);
         format.mFramesPerPacket = frames;
@@ -85,7 +85,7 @@ TEST(InitializeFormatTest, APacketMustBeOneFrame) {
     }
 }
 
-TEST(InitializeFormatTest, NonInterleavedFramesAndPacketsHave4BytesEach) {
+TEST(InitializeContractTest, NonInterleavedFramesAndPacketsHave4BytesEach) {
     AudioStreamBasicDescription wideFrame = CanonicalFormat(44100.0, 2);
     wideFrame.mBytesPerFrame = 8;
     EXPECT_EQ(-3865, StatusFor(wideFrame));
@@ -98,7 +98,7 @@ TEST(InitializeFormatTest, NonInterleavedFramesAndPacketsHave4BytesEach) {
     EXPECT_EQ(-3865, StatusFor(both));
 }
 
-TEST(InitializeFormatTest, InterleavedFramesAndPacketsHave4BytesPerChannel) {
+TEST(InitializeContractTest, InterleavedFramesAndPacketsHave4BytesPerChannel) {
     AudioStreamBasicDescription format = Interleaved(2);
     format.mBytesPerFrame = 4;
     EXPECT_EQ(-3865, StatusFor(format));
@@ -107,7 +107,7 @@ TEST(InitializeFormatTest, InterleavedFramesAndPacketsHave4BytesPerChannel) {
     EXPECT_EQ(-3865, StatusFor(format));
 }
 
-TEST(InitializeFormatTest, MonoMayBeCalledInterleavedOrNot) {
+TEST(InitializeContractTest, MonoMayBeCalledInterleavedOrNot) {
     for (const AudioStreamBasicDescription& format :
          {CanonicalFormat(44100.0, 1), Interleaved(1)}) {
         TestAnalyzer analyzer({"spectrum"});
@@ -118,7 +118,7 @@ TEST(InitializeFormatTest, MonoMayBeCalledInterleavedOrNot) {
     }
 }
 
-TEST(InitializeFormatTest, InterleavedStereoPassesAndThenEveryPushFails) {
+TEST(InitializeContractTest, InterleavedStereoPassesAndThenEveryPushFails) {
     TestAnalyzer analyzer({"spectrum", "temporal properties"});
     const AudioStreamBasicDescription format = Interleaved(2);
     const AudioChannelLayout layout = PlainLayout();
@@ -132,7 +132,7 @@ TEST(InitializeFormatTest, InterleavedStereoPassesAndThenEveryPushFails) {
     EXPECT_TRUE(analyzer.Deliveries().empty());
 }
 
-TEST(InitializeFormatTest, AStreamWithoutChannelsRunsAndDeliversEmptyResults) {
+TEST(InitializeContractTest, AStreamWithoutChannelsRunsAndDeliversEmptyResults) {
     TestAnalyzer analyzer({"temporal properties", "spectrum peak properties"});
     ASSERT_EQ(0, analyzer.Initialize({44100.0, 0, 4096, 0}));
     BufferList list(0);
@@ -143,7 +143,7 @@ TEST(InitializeFormatTest, AStreamWithoutChannelsRunsAndDeliversEmptyResults) {
     EXPECT_EQ(0, analyzer.Process());
 }
 
-TEST(InitializeFormatTest, OnlyTheFirst32BytesOfTheLayoutAreRead) {
+TEST(InitializeContractTest, OnlyTheFirst32BytesOfTheLayoutAreRead) {
     static_assert(sizeof(AudioChannelLayout) == 32);
     // Exactly that much memory, so that a memory checker sees any byte read behind it.
     const auto layout = std::make_unique<AudioChannelLayout>(PlainLayout());
@@ -152,7 +152,7 @@ TEST(InitializeFormatTest, OnlyTheFirst32BytesOfTheLayoutAreRead) {
     EXPECT_EQ(0, QelAudioAnalysisInitialize(analyzer.Handle(), 512, &format, layout.get(), 0));
 }
 
-TEST(InitializeFormatTest, FormatAndLayoutAreCopied) {
+TEST(InitializeContractTest, FormatAndLayoutAreCopied) {
     TestAnalyzer analyzer({"spectrum"});
     AudioStreamBasicDescription format = CanonicalFormat(44100.0, 1);
     AudioChannelLayout layout = PlainLayout();
@@ -163,7 +163,7 @@ TEST(InitializeFormatTest, FormatAndLayoutAreCopied) {
     EXPECT_EQ(1u, analyzer.Deliveries().size());
 }
 
-TEST(InitializeFormatTest, ARefusedFormatLeavesARunningStreamAsItWas) {
+TEST(InitializeContractTest, ARefusedFormatLeavesARunningStreamAsItWas) {
     const Audio audio = Noise(0.5f, 1, 1024, 1);
     TestAnalyzer analyzer({"spectrum flux properties"}, StreamSetup{});
     ASSERT_EQ(0, analyzer.Push(audio, 0, 1000));

@@ -24,7 +24,7 @@ std::set<std::string> DeliveredBy(const std::vector<std::string>& keys) {
 
 using Keys = std::set<std::string>;
 
-TEST(KeyListTest, AnEmptyListSucceedsInEverythingAndDeliversNothing) {
+TEST(KeyListContractTest, AnEmptyListSucceedsInEverythingAndDeliversNothing) {
     TestAnalyzer analyzer({}, StreamSetup{});
     EXPECT_EQ(0, analyzer.Push(Noise(0.5f, 1, 4096, 1)));
     EXPECT_EQ(0, analyzer.Process());
@@ -32,7 +32,7 @@ TEST(KeyListTest, AnEmptyListSucceedsInEverythingAndDeliversNothing) {
     EXPECT_TRUE(analyzer.Deliveries().empty());
 }
 
-TEST(KeyListTest, AKeyDeliversItselfAndNoOtherOfItsGroup) {
+TEST(KeyListContractTest, AKeyDeliversItselfAndNoOtherOfItsGroup) {
     for (const std::string key :
          {"temporal properties", "generic spectrum properties", "spectrum histogram properties",
           "spectrum peak properties", "spectrum flux properties", "spectrum"}) {
@@ -40,13 +40,13 @@ TEST(KeyListTest, AKeyDeliversItselfAndNoOtherOfItsGroup) {
     }
 }
 
-TEST(KeyListTest, AKeyThatStandsTwiceIsDeliveredOnce) {
+TEST(KeyListContractTest, AKeyThatStandsTwiceIsDeliveredOnce) {
     TestAnalyzer analyzer({"spectrum", "spectrum"}, StreamSetup{});
     ASSERT_EQ(0, analyzer.Push(Noise(0.5f, 1, 1024, 1)));
     EXPECT_EQ(1u, analyzer.Deliveries().size());
 }
 
-TEST(KeyListTest, AnUnknownKeyEndsTheListWithoutAReport) {
+TEST(KeyListContractTest, AnUnknownKeyEndsTheListWithoutAReport) {
     EXPECT_EQ(Keys{}, DeliveredBy({"no such key", "spectrum"}));
     EXPECT_EQ(Keys{}, DeliveredBy({"Spectrum"}));
     EXPECT_EQ(Keys{}, DeliveredBy({"spectrum "}));
@@ -55,20 +55,20 @@ TEST(KeyListTest, AnUnknownKeyEndsTheListWithoutAReport) {
 
 // What is computed is looked up in the whole list, by each part of the library that a key before
 // the unknown one has made.
-TEST(KeyListTest, KeysBehindAnUnknownOneStillCountForAPartThatExists) {
+TEST(KeyListContractTest, KeysBehindAnUnknownOneStillCountForAPartThatExists) {
     EXPECT_EQ((Keys{"spectrum", "temporal properties"}),
               DeliveredBy({"spectrum", "no such key", "temporal properties"}));
 }
 
-TEST(KeyListTest, GlobalKeyAheadOfTheOthersEndsTheList) {
+TEST(KeyListContractTest, GlobalKeyAheadOfTheOthersEndsTheList) {
     EXPECT_EQ(Keys{}, DeliveredBy({"global key", "spectrum"}));
 }
 
-TEST(KeyListTest, GlobalKeyBehindAnotherKeyDoesNotDisturbIt) {
+TEST(KeyListContractTest, GlobalKeyBehindAnotherKeyDoesNotDisturbIt) {
     EXPECT_EQ(Keys{"spectrum"}, DeliveredBy({"spectrum", "global key"}));
 }
 
-TEST(KeyListTest, TheArrayIsCopiedSoThatTheCallerMayChangeItsOwn) {
+TEST(KeyListContractTest, TheArrayIsCopiedSoThatTheCallerMayChangeItsOwn) {
     const CFOwner<CFStringRef> spectrum = MakeString("spectrum");
     const CFOwner<CFStringRef> flux = MakeString("spectrum flux properties");
     CFOwner<CFMutableArrayRef> keys(
@@ -94,7 +94,7 @@ TEST(KeyListTest, TheArrayIsCopiedSoThatTheCallerMayChangeItsOwn) {
 
 // TestAnalyzer makes its arrays with null callbacks, which compare pointers, and fresh strings.
 // A retaining array must give the same; the analyzer then keeps the strings alive itself.
-TEST(KeyListTest, AnArrayThatRetainsItsKeysMayGoBeforeInitialization) {
+TEST(KeyListContractTest, AnArrayThatRetainsItsKeysMayGoBeforeInitialization) {
     int deliveries = 0;
     const auto count = [](QelAudioAnalysisRef, CFStringRef, UInt32, QelAudioAnalysisBlock*,
                           void* refCon) { ++*static_cast<int*>(refCon); };
@@ -116,7 +116,7 @@ TEST(KeyListTest, AnArrayThatRetainsItsKeysMayGoBeforeInitialization) {
     EXPECT_EQ(0, QelAudioAnalysisDispose(handle));
 }
 
-TEST(KeyListTest, InitializingAgainReplacesChannelsRateAndLargestPush) {
+TEST(KeyListContractTest, InitializingAgainReplacesChannelsRateAndLargestPush) {
     TestAnalyzer analyzer({"spectrum"}, StreamSetup{44100.0, 1, 1024, 0});
     ASSERT_EQ(0, analyzer.Initialize({8000.0, 2, 4096, 0}));
     EXPECT_EQ(-3865, analyzer.Push(Noise(0.5f, 1, 1024, 1)));

@@ -14,8 +14,9 @@ class CFOwner {
 public:
     explicit CFOwner(Ref object = nullptr) : mObject(object) {}
     ~CFOwner() {
-        if (mObject != nullptr)
+        if (mObject != nullptr) {
             CFRelease(mObject);
+}
     }
     CFOwner(CFOwner&& other) noexcept : mObject(std::exchange(other.mObject, nullptr)) {}
     CFOwner(const CFOwner&) = delete;

@@ -32,9 +32,9 @@ const Audio& StoredSound(bool hasBeats, std::size_t samples) {
     return sound;
 }
 
-// A value that has no end of its range in the table, or is no number where that is documented,
-// has an infinite end there.
+// A value without an end of its range has an infinite one in the table.
 void ExpectWithin(const ValueInfo& value, double rateHz, float actual) {
+    ASSERT_TRUE(std::isfinite(actual)) << value.name;
     const double unit = value.range.inHalfRates ? rateHz / 2.0 : 1.0;
     // The ends are written in double precision and reached in single precision.
     const double slack = 1e-6 * std::max(1.0, std::abs(static_cast<double>(actual)));

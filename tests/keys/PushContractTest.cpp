@@ -107,9 +107,10 @@ TEST_P(PushContractTest, TheDeclaredLengthMakesNoDifference) {
     for (const SInt64 declared :
          {SInt64{0}, SInt64{1}, SInt64{100}, SInt64{Key().frameSamples},
           SInt64{Key().frameSamples} + 1, length / 2, length - 1, length, length + 1, length + 4096,
-          3 * length, SInt64{1} << 24, SInt64{1} << 32}) {
-        if (!Contract().keepsAllFrames && (declared & 0xFFFFFFFF) < length) {
-            continue; // frames of before fall out
+          3 * length, SInt64{1} << 24, SInt64{-1}, SInt64{1} << 32}) {
+        const SInt64 counted = declared & 0xFFFFFFFF;
+        if (!Contract().keepsAllFrames && (counted < length || counted > 3 * length)) {
+            continue; // frames of before fall out, or take all memory
         }
         StreamSetup setup = Setup(audio);
         setup.streamLength = declared;

@@ -29,7 +29,7 @@ std::string BigEndian(std::uint32_t value) {
     return {text.rbegin(), text.rend()};
 }
 
-TEST(DamagedFileTest, AScriptOrPlaylistOpensNoOtherFile) {
+TEST(FileDamageTest, AScriptOrPlaylistOpensNoOtherFile) {
     const TempDirectory directory;
     WriteWav(directory.File("other.wav"), 44100, {Noise(5000, 0.5f)});
     Encode(directory.File("other.wav"), directory.File("other.aac"), {"-c:a", "aac"});
@@ -44,7 +44,7 @@ TEST(DamagedFileTest, AScriptOrPlaylistOpensNoOtherFile) {
     }
 }
 
-TEST(DamagedFileTest, AHeaderThatIsCutIsNoLackOfMemory) {
+TEST(FileDamageTest, AHeaderThatIsCutIsNoLackOfMemory) {
     const TempDirectory directory;
     const std::string path = directory.File("cut.wav");
     // The format's chunk states 25856 bytes more than its fields, and there are none.
@@ -57,7 +57,7 @@ TEST(DamagedFileTest, AHeaderThatIsCutIsNoLackOfMemory) {
 
 // MP3 packets in the large kind of WAV file, whose header counts samples in 64 bits on a clock of
 // 1 Hz. At the packets' own rate that length has no number.
-TEST(DamagedFileTest, ALengthThatIsTooLargeForANumberIsNone) {
+TEST(FileDamageTest, ALengthThatIsTooLargeForANumberIsNone) {
     const TempDirectory directory;
     WriteWav(directory.File("tone.wav"), 44100, {Sine(8820, 100, 0.5)});
     Encode(directory.File("tone.wav"), directory.File("tone.mp3"),
@@ -80,7 +80,7 @@ TEST(DamagedFileTest, ALengthThatIsTooLargeForANumberIsNone) {
 
 // An index of 2^26 packets of one byte each, which a box of 20 bytes states: FFmpeg would lay it
 // out in 1.5 GiB.
-TEST(DamagedFileTest, ATableThatIsOnlyStatedTakesNoMemory) {
+TEST(FileDamageTest, ATableThatIsOnlyStatedTakesNoMemory) {
     const TempDirectory directory;
     WriteWav(directory.File("tone.wav"), 44100, {Sine(4410, 100, 0.5)});
     Encode(directory.File("tone.wav"), directory.File("tone.m4a"), {"-c:a", "aac"});

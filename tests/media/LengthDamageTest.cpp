@@ -49,7 +49,7 @@ Answer Decode(const std::string& path) {
     return answer;
 }
 
-TEST(DamagedLengthTest, AnOggThatIsCutBetweenTwoPagesIsWarnedOf) {
+TEST(LengthDamageTest, AnOggThatIsCutBetweenTwoPagesIsWarnedOf) {
     const TempDirectory directory;
     const std::vector<MediaPair> pairs = MediaPairs({"vorbis.ogg", "flac.ogg", "opus"});
     EncodePairs(pairs, 100000, directory);
@@ -62,7 +62,7 @@ TEST(DamagedLengthTest, AnOggThatIsCutBetweenTwoPagesIsWarnedOf) {
     }
 }
 
-TEST(DamagedLengthTest, AFrameThatIsCutIsWarnedOf) {
+TEST(LengthDamageTest, AFrameThatIsCutIsWarnedOf) {
     const TempDirectory directory;
     const std::vector<MediaPair> pairs =
         MediaPairs({"bare.mp3", "mp2", "ac3", "eac3", "aac", "mp2.mpg", "ac3.vob", "mp2.ts",
@@ -78,7 +78,7 @@ TEST(DamagedLengthTest, AFrameThatIsCutIsWarnedOf) {
     }
 }
 
-TEST(DamagedLengthTest, BytesAfterSamplesOfAStatedLengthAreNoAudio) {
+TEST(LengthDamageTest, BytesAfterSamplesOfAStatedLengthAreNoAudio) {
     const TempDirectory directory;
     const std::vector<MediaPair> pairs = MediaPairs({"s16.au", "mulaw.au", "apm", "sox"});
     const std::string tag = "TAG" + std::string(125, ' ');

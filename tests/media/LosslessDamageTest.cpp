@@ -81,7 +81,7 @@ void ExpectNoSilentChange(const std::string& whole, const std::string& path) {
     EXPECT_GT(faults, kFlips / 2) << path;
 }
 
-TEST(DamagedLosslessTest, ABitFlippedInAudioWithChecksumsIsSeen) {
+TEST(LosslessDamageTest, ABitFlippedInAudioWithChecksumsIsSeen) {
     const TempDirectory directory;
     const std::vector<MediaPair> pairs =
         MediaPairs({"flac", "s24.flac", "flac.ogg", "flac.mka", "flac.mp4", "flac.nut", "wv",
@@ -94,7 +94,7 @@ TEST(DamagedLosslessTest, ABitFlippedInAudioWithChecksumsIsSeen) {
     ExpectNoSilentChange(StreamedFlac(directory, 30000), directory.File("damaged.flac"));
 }
 
-TEST(DamagedLosslessTest, OnePacketIsToldAsOne) {
+TEST(LosslessDamageTest, OnePacketIsToldAsOne) {
     const TempDirectory directory;
     const std::string whole = StreamedFlac(directory, 30000);
     WriteFile(directory.File("damaged.flac"), WithBit(whole, whole.size() / 2, 2));
@@ -116,7 +116,7 @@ std::vector<std::size_t> FlacFrames(const std::string& flac) {
     return positions;
 }
 
-TEST(DamagedLosslessTest, AFlacFrameThatIsMissingIsMissed) {
+TEST(LosslessDamageTest, AFlacFrameThatIsMissingIsMissed) {
     const TempDirectory directory;
     const std::string whole = StreamedFlac(directory, 60000);
     const std::vector<std::size_t> frames = FlacFrames(whole);
@@ -128,7 +128,7 @@ TEST(DamagedLosslessTest, AFlacFrameThatIsMissingIsMissed) {
     EXPECT_EQ(Decode(path).fault, "") << "a recording may begin in the middle";
 }
 
-TEST(DamagedLosslessTest, AFlacIsHeldAgainstItsSum) {
+TEST(LosslessDamageTest, AFlacIsHeldAgainstItsSum) {
     const TempDirectory directory;
     constexpr std::size_t kSumPosition = 26; // behind the magic, a block's header and 18 bytes
     const std::vector<MediaPair> pairs = MediaPairs({"flac", "s24.flac"});
@@ -147,7 +147,7 @@ TEST(DamagedLosslessTest, AFlacIsHeldAgainstItsSum) {
     }
 }
 
-TEST(DamagedLosslessTest, ATagBehindALosslessFileIsNoDamage) {
+TEST(LosslessDamageTest, ATagBehindALosslessFileIsNoDamage) {
     const TempDirectory directory;
     const std::vector<MediaPair> pairs =
         MediaPairs({"flac", "wv", "tta", "s16.wav", "s16.aiff", "s16.caf", "alac.m4a", "flac.mka"});

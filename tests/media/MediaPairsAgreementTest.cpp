@@ -1,9 +1,8 @@
 // Every container and codec that the ffmpeg command writes: whole and cut.
 
-#include "tests/media/MediaPairs.h"
-
 #include "media/AudioDecoder.h"
 #include "tests/harness/TempDirectory.h"
+#include "tests/media/MediaPairs.h"
 
 #include <gtest/gtest.h>
 
@@ -41,13 +40,13 @@ void ExpectNoFault(const std::vector<MediaPair>& pairs, std::size_t frames) {
     }
 }
 
-TEST(MediaPairsTest, WholeFilesPassWithoutAWord) {
+TEST(MediaPairsAgreementTest, WholeFilesPassWithoutAWord) {
     ExpectNoFault(MediaPairs(), 44100);
 }
 
 // One packet of several codecs, part of one, and hardly anything. Other pairs, as raw streams, are
 // not recognized by a single packet.
-TEST(MediaPairsTest, ShortFilesPassWithoutAWord) {
+TEST(MediaPairsAgreementTest, ShortFilesPassWithoutAWord) {
     const std::vector<MediaPair> pairs = MediaPairs(
         {"s16.wav",  "s24.wav",    "ima.wav",    "rf64.wav",    "s16.w64",  "s16.aiff", "s16.caf",
          "f32.caf",  "alac.caf",   "s16.au",     "flac",        "flac.ogg", "mp3",      "alac.m4a",
@@ -66,7 +65,7 @@ const std::set<std::string> kStateNothing{"bare.mp3", "mp2",     "aac",     "lat
                                           "opus.ts",  "mp2.mpg", "ac3.vob", "mp3.swf", "vorbis.nut",
                                           "s16.nut",  "ircam",   "c2"};
 
-TEST(MediaPairsTest, CutFilesAreRefusedWhereTheyStateALength) {
+TEST(MediaPairsAgreementTest, CutFilesAreRefusedWhereTheyStateALength) {
     const TempDirectory directory;
     EncodePairs(MediaPairs(), 44100, directory);
     for (const MediaPair& pair : MediaPairs()) {

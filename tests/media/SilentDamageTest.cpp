@@ -73,7 +73,7 @@ std::set<Loss> DocumentedLosses() {
     return losses;
 }
 
-TEST(SilentLossesTest, TheManualHasEveryLossOfTheListAndNoOther) {
+TEST(SilentDamageTest, TheManualHasEveryLossOfTheListAndNoOther) {
     const std::set<Loss> listed = ListedLosses();
     const std::set<Loss> documented = DocumentedLosses();
     EXPECT_GT(listed.size(), 20u);
@@ -87,7 +87,7 @@ TEST(SilentLossesTest, TheManualHasEveryLossOfTheListAndNoOther) {
     }
 }
 
-TEST(SilentLossesTest, EveryLossIsOfAPairAndAKindOfDamageThatAreTried) {
+TEST(SilentDamageTest, EveryLossIsOfAPairAndAKindOfDamageThatAreTried) {
     const std::set<std::string> kinds{"cut",   "cut end", "bit in audio", "bit in header",
                                       "zeros", "hole",    "junk after",   "ID3v1 after"};
     std::set<std::string> pairs;

@@ -1,8 +1,9 @@
 // The classes behind the keys, which the shared library hides: sums of pitch classes before they
 // are normalized, other frame sizes, sizes of payloads, and a key of another object.
 
-#include "pitch/AAChromaPropertiesGenerator.h"
 #include "pitch/AAChromaSpectralProcessor.h"
+
+#include "pitch/AAChromaPropertiesGenerator.h"
 #include "tests/pitch/ChromaRun.h"
 
 #include <gtest/gtest.h>
@@ -52,7 +53,7 @@ private:
 };
 
 // Magnitudes are those of twice the transform, and nothing divides them.
-TEST(ChromaProcessorTest, SumsAreThoseOfTheReferenceAtEveryFrameSize) {
+TEST(AAChromaSpectralProcessorTest, SumsAreThoseOfTheReferenceAtEveryFrameSize) {
     constexpr UInt32 kPush = 3000;
     for (const auto& [frameSize, hop, rateHz] : std::vector<std::tuple<UInt32, UInt32, double>>{
              {256, 64, 44100.0}, {1024, 1024, 48000.0}, {4096, 1000, 22050.0}}) {
@@ -80,7 +81,7 @@ TEST(ChromaProcessorTest, SumsAreThoseOfTheReferenceAtEveryFrameSize) {
     }
 }
 
-TEST(ChromaProcessorTest, TellsWhetherAFrameWasProduced) {
+TEST(AAChromaSpectralProcessorTest, TellsWhetherAFrameWasProduced) {
     const Audio audio = MusicLike(kRate, 1, 4096);
     ProcessorRun run(1024, 512, 1, 4096, kRate);
     EXPECT_FALSE(run.Push(audio, 0, 1023));
@@ -92,7 +93,7 @@ TEST(ChromaProcessorTest, TellsWhetherAFrameWasProduced) {
 }
 
 // A silent frame is a frame, and its sums are 0, not what the frame before had.
-TEST(ChromaProcessorTest, SilenceGivesZerosAndReachesTheCallback) {
+TEST(AAChromaSpectralProcessorTest, SilenceGivesZerosAndReachesTheCallback) {
     ProcessorRun run(1024, 1024, 1, 4096, kRate);
     run.Push(Joined(MusicLike(kRate, 1, 1024), Silence(1, 2048)), 0, 3072);
     ASSERT_EQ(3u, run.Rows().size());
@@ -101,7 +102,7 @@ TEST(ChromaProcessorTest, SilenceGivesZerosAndReachesTheCallback) {
     EXPECT_EQ(std::vector<float>(12, 0.0f), run.Rows()[2]);
 }
 
-TEST(ChromaProcessorTest, MorePlacesThanPitchClassesStayEmpty) {
+TEST(AAChromaSpectralProcessorTest, MorePlacesThanPitchClassesStayEmpty) {
     const Audio audio = MusicLike(kRate, 1, 4096);
     ProcessorRun twelve(4096, 512, 1, 4096, kRate, 12);
     ProcessorRun sixteen(4096, 512, 1, 4096, kRate, 16);

@@ -81,25 +81,25 @@ void ExpectAgreement(const ConstantQSettings& settings, double rateHz, const Fra
     }
 }
 
-TEST(ConstantQSettingsTest, TheSettingsOfTheKeys) {
+TEST(AAConstantQSpectralProcessorSettingsTest, TheSettingsOfTheKeys) {
     ExpectAgreement({}, 16000.0, {});
 }
 
-TEST(ConstantQSettingsTest, SemitonesOverFourWholeOctaves) {
+TEST(AAConstantQSpectralProcessorSettingsTest, SemitonesOverFourWholeOctaves) {
     const ConstantQSettings settings{220.0f, 3520.0f, 12, 0.01f};
     ExpectAgreement(settings, 44100.0, {4096, 512});
     // Four octaves are no fraction of a bin more: nothing to round up.
     EXPECT_EQ(48u, ProcessorRun(settings, 44100.0, {4096, 512}, 1).BinCount());
 }
 
-TEST(ConstantQSettingsTest, AFrameLongerThanTheKernelsTransform) {
+TEST(AAConstantQSpectralProcessorSettingsTest, AFrameLongerThanTheKernelsTransform) {
     const ConstantQSettings settings{2000.0f, 8000.0f, 12, 0.0054f};
     ASSERT_EQ(512u, ReferenceConstantQ(44100.0, settings).TransformSize());
     ExpectAgreement(settings, 44100.0, {1024, 256});
     ExpectAgreement(settings, 44100.0, {512, 256});
 }
 
-TEST(ConstantQSettingsTest, WithoutAThresholdKernelsAreWhole) {
+TEST(AAConstantQSpectralProcessorSettingsTest, WithoutAThresholdKernelsAreWhole) {
     const ConstantQSettings settings{500.0f, 4000.0f, 24, 0.0f};
     ExpectAgreement(settings, 22050.0, {4096, 1024});
     // In the time domain: nothing is left out, so an impulse reads the window itself, sample by
@@ -123,7 +123,7 @@ TEST(ConstantQSettingsTest, WithoutAThresholdKernelsAreWhole) {
 }
 
 // No value of a kernel's spectrum is above the sum of its window.
-TEST(ConstantQSettingsTest, AboveAllKernelsTheThresholdLeavesNothing) {
+TEST(AAConstantQSpectralProcessorSettingsTest, AboveAllKernelsTheThresholdLeavesNothing) {
     ProcessorRun run({500.0f, 4000.0f, 24, 0.55f}, 22050.0, {4096, 1024}, 1);
     const std::vector<Result> results = run.Push(Noise(0.9f, 1, 4096, 22));
     ASSERT_EQ(1u, results.size());
@@ -132,7 +132,7 @@ TEST(ConstantQSettingsTest, AboveAllKernelsTheThresholdLeavesNothing) {
     EXPECT_EQ(0.0f, results[0].greatest[0]);
 }
 
-TEST(ConstantQSettingsTest, ASilentFrameHasMinimumAndMaximumZero) {
+TEST(AAConstantQSpectralProcessorSettingsTest, ASilentFrameHasMinimumAndMaximumZero) {
     ProcessorRun run({}, 8000.0, {}, 2);
     const std::vector<Result> results = run.Push(Silence(2, 8192));
     ASSERT_EQ(1u, results.size());
@@ -143,7 +143,7 @@ TEST(ConstantQSettingsTest, ASilentFrameHasMinimumAndMaximumZero) {
     }
 }
 
-TEST(ConstantQSettingsTest, APushTellsWhetherItHadAFrame) {
+TEST(AAConstantQSpectralProcessorSettingsTest, APushTellsWhetherItHadAFrame) {
     ProcessorRun run({}, 8000.0, {}, 1);
     EXPECT_TRUE(run.Push(Noise(0.5f, 1, 8191, 1)).empty());
     EXPECT_FALSE(run.AnyFrame());

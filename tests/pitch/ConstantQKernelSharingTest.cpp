@@ -22,7 +22,7 @@ std::unique_ptr<TestAnalyzer> Analyzer(double rateHz, UInt32 channels = 1) {
     return std::make_unique<TestAnalyzer>(kConstantQKeys, StreamSetup{rateHz, channels, 4096, 0});
 }
 
-TEST(ConstantQDesignTest, AnalyzersOfOneRateDoNotMeet) {
+TEST(ConstantQKernelSharingTest, AnalyzersOfOneRateDoNotMeet) {
     const Audio audio = TestAudio();
     const Audio stereo = Noise(0.9f, 2, SamplesFor(4), 12);
     const auto one = Analyzer(kLowRate);
@@ -36,7 +36,7 @@ TEST(ConstantQDesignTest, AnalyzersOfOneRateDoNotMeet) {
 }
 
 // Even where both have as long kernels and transforms.
-TEST(ConstantQDesignTest, AnalyzersOfTwoRatesEachHaveTheirOwnKernels) {
+TEST(ConstantQKernelSharingTest, AnalyzersOfTwoRatesEachHaveTheirOwnKernels) {
     const Audio audio = TestAudio();
     for (const double otherHz : {kOtherRate, kLowRate + 1.0, kLowRate + 0.25}) {
         SCOPED_TRACE(otherHz);
@@ -57,7 +57,7 @@ TEST(ConstantQDesignTest, AnalyzersOfTwoRatesEachHaveTheirOwnKernels) {
     }
 }
 
-TEST(ConstantQDesignTest, AnAnalyzerOutlivesTheOneThatMadeTheKernels) {
+TEST(ConstantQKernelSharingTest, AnAnalyzerOutlivesTheOneThatMadeTheKernels) {
     const Audio audio = TestAudio();
     const std::vector<Delivery> expected = RunConstantQ(audio, kLowRate);
     auto first = Analyzer(kLowRate);
@@ -77,7 +77,7 @@ TEST(ConstantQDesignTest, AnAnalyzerOutlivesTheOneThatMadeTheKernels) {
     EXPECT_EQ(expected, RunConstantQ(audio, kLowRate));
 }
 
-TEST(ConstantQDesignTest, AResetBesideOthersChangesNothingForThem) {
+TEST(ConstantQKernelSharingTest, AResetBesideOthersChangesNothingForThem) {
     const Audio audio = TestAudio();
     const std::vector<Delivery> expected = RunConstantQ(audio, kLowRate);
     const auto one = Analyzer(kLowRate);
@@ -94,7 +94,7 @@ TEST(ConstantQDesignTest, AResetBesideOthersChangesNothingForThem) {
 }
 
 // More rates than any small table holds, all alive together.
-TEST(ConstantQDesignTest, ManyRatesAtOnceEachHaveTheirOwnKernels) {
+TEST(ConstantQKernelSharingTest, ManyRatesAtOnceEachHaveTheirOwnKernels) {
     const Audio audio = TestAudio();
     std::vector<std::vector<Delivery>> first;
     std::vector<std::unique_ptr<TestAnalyzer>> alive;
@@ -111,7 +111,7 @@ TEST(ConstantQDesignTest, ManyRatesAtOnceEachHaveTheirOwnKernels) {
     }
 }
 
-TEST(ConstantQDesignTest, ThreadsThatBeginAndEndTogetherDoNotMeet) {
+TEST(ConstantQKernelSharingTest, ThreadsThatBeginAndEndTogetherDoNotMeet) {
     const Audio audio = TestAudio();
     const std::vector<Delivery> expected = RunConstantQ(audio, kLowRate);
     const std::vector<Delivery> otherExpected = RunConstantQ(audio, kOtherRate);
@@ -138,7 +138,7 @@ TEST(ConstantQDesignTest, ThreadsThatBeginAndEndTogetherDoNotMeet) {
 // The design is 212 transforms and more; a reset has the kernels already. Times of this thread's
 // processor, the best of several, and a generous bound, for a machine that does other things
 // besides.
-TEST(ConstantQDesignTest, AResetTakesAFractionOfTheFirstDesign) {
+TEST(ConstantQKernelSharingTest, AResetTakesAFractionOfTheFirstDesign) {
     if (QEL_SANITIZED) {
         GTEST_SKIP() << "a checker slows the design and the reset by different factors";
     }

@@ -32,13 +32,13 @@ void ExpectProfilesOfTheirSpectra(const std::vector<Delivery>& deliveries, std::
     }
 }
 
-TEST(ConstantQProfileTest, TheProfileIsTheSumOfTheSpectrumsOctaves) {
+TEST(ConstantQProfileAgreementTest, TheProfileIsTheSumOfTheSpectrumsOctaves) {
     ExpectProfilesOfTheirSpectra(RunConstantQ(MusicLike(kConstantQRate, 2, SamplesFor(20))), 2);
     ExpectProfilesOfTheirSpectra(RunConstantQ(Noise(0.7f, 3, SamplesFor(3), 2), 8000.0), 3);
 }
 
 // 212 bins are five octaves of 36 and 32 bins more.
-TEST(ConstantQProfileTest, TheFirst32PlacesAddSixOctavesAndTheRestFive) {
+TEST(ConstantQProfileAgreementTest, TheFirst32PlacesAddSixOctavesAndTheRestFive) {
     // A tone in one octave after the other, for the last place with six and the first with five.
     for (const std::size_t place : {31u, 32u}) {
         const std::size_t octaves = place == 31 ? 6 : 5;
@@ -65,7 +65,7 @@ TEST(ConstantQProfileTest, TheFirst32PlacesAddSixOctavesAndTheRestFive) {
 }
 
 // Neither is scaled to a fixed length or sum.
-TEST(ConstantQProfileTest, TheProfileGrowsWithTheLevel) {
+TEST(ConstantQProfileAgreementTest, TheProfileGrowsWithTheLevel) {
     const auto place0 = [](double amplitude) {
         return RunConstantQ(Sine(kLowRate, 1440.0, amplitude, kConstantQFrame), kLowRate)
             .at(1)
@@ -76,7 +76,7 @@ TEST(ConstantQProfileTest, TheProfileGrowsWithTheLevel) {
 }
 
 // Place 0 is 90 Hz and its octaves, whatever the tuning.
-TEST(ConstantQProfileTest, OctavesOf90HzStandInPlaceZero) {
+TEST(ConstantQProfileAgreementTest, OctavesOf90HzStandInPlaceZero) {
     for (const double frequencyHz : {90.0, 180.0, 360.0, 720.0, 1440.0, 2880.0}) {
         const Audio audio = Sine(kLowRate, frequencyHz, 0.5, kConstantQFrame);
         EXPECT_EQ(0u, Loudest(RunConstantQ(audio, kLowRate).at(1).Floats(0))) << frequencyHz;
@@ -84,7 +84,7 @@ TEST(ConstantQProfileTest, OctavesOf90HzStandInPlaceZero) {
 }
 
 // A payload is gone when its callback returns, and until then it is the client's to spoil.
-TEST(ConstantQProfileTest, WhatAClientWritesIntoAPayloadIsInNoOther) {
+TEST(ConstantQProfileAgreementTest, WhatAClientWritesIntoAPayloadIsInNoOther) {
     const Audio audio = Noise(0.5f, 2, SamplesFor(3), 1);
     const std::vector<Delivery> expected = RunConstantQ(audio);
     TestAnalyzer analyzer(kConstantQKeys, {kConstantQRate, 2, 4096, 0});

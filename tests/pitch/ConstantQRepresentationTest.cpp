@@ -93,40 +93,6 @@ TEST_P(ConstantQKeyTest, SeveralFramesStandBehindEachOther) {
     EXPECT_EQ((std::vector<float>{7.0f, 8.0f}), FloatsOf(right[1]));
 }
 
-TEST_P(ConstantQKeyTest, MetaDataTellsRateFrameAndHop) {
-    QelAudioAnalysisKeyMetaData data{};
-    UInt32 size = 0;
-    const CFOwner<CFStringRef> name = MakeString(GetParam());
-    EXPECT_EQ(0,
-              QelAudioAnalysisGetProperty(mAnalyzer.Handle(), kQelAnalysisProperty_MetaDataForKey,
-                                          name.Get(), 8, &data, 24, &size));
-    EXPECT_EQ(22050.0, data.mSampleRate);
-    EXPECT_EQ(8192u, data.mFrameSize);
-    EXPECT_EQ(1024u, data.mHopSize);
-}
-
-// The query answers and writes nothing: that is meant.
-TEST_P(ConstantQKeyTest, TheDataSizeIsAskedForInVain) {
-    UInt32 bytes = 77;
-    UInt32 size = 0;
-    const CFOwner<CFStringRef> name = MakeString(GetParam());
-    EXPECT_EQ(0,
-              QelAudioAnalysisGetProperty(mAnalyzer.Handle(), kQelAnalysisProperty_DataSizeForKey,
-                                          name.Get(), 8, &bytes, 4, &size));
-    EXPECT_EQ(8u, size);
-    EXPECT_EQ(77u, bytes);
-}
-
-// 36 bins per octave from 90 to 5250 Hz are 212 at any rate.
-TEST_P(ConstantQKeyTest, TheSizeDoesNotDependOnTheRate) {
-    for (const double rateHz : {8000.0, 11025.0, 22050.0, 48000.0, 96000.0, 192000.0}) {
-        const std::vector<Delivery> deliveries =
-            RunConstantQ(Noise(0.5f, 1, kConstantQFrame, 1), rateHz, 4096, {GetParam()});
-        ASSERT_EQ(1u, deliveries.size());
-        EXPECT_EQ(Size(), deliveries[0].Floats(0).size()) << rateHz;
-    }
-}
-
 INSTANTIATE_TEST_SUITE_P(Keys, ConstantQKeyTest, testing::Values(kSpectrumKey, kProfileKey),
                          [](const auto& testInfo) {
                              return testInfo.param == kSpectrumKey ? "Spectrum" : "Profile";

@@ -8,42 +8,13 @@
 namespace qel::test {
 namespace {
 
-class ConstantQTest : public testing::Test {
+class ConstantQStreamTest : public testing::Test {
 private:
     // Has the kernels, so that each test makes them once.
     TestAnalyzer mKernels{{kSpectrumKey}, StreamSetup{}};
 };
 
-TEST_F(ConstantQTest, AFrameIsDeliveredWhenAllItsSamplesAreThere) {
-    const struct {
-        std::size_t samples;
-        std::size_t frames;
-    } kCases[] = {{0, 0},    {1, 0},    {8191, 0},  {8192, 1},
-                  {9215, 1}, {9216, 2}, {10240, 3}, {44100, 36}};
-    for (const auto& [samples, frames] : kCases) {
-        for (const UInt32 channels : {1u, 2u}) {
-            // With the flush that ends the run.
-            EXPECT_EQ(2 * frames, RunConstantQ(Noise(0.5f, channels, samples, 1), 8000.0).size())
-                << samples;
-        }
-    }
-}
-
-TEST_F(ConstantQTest, EveryFrameIsDeliveredInThePushThatCompletesIt) {
-    const Audio audio = Noise(0.5f, 1, 9216, 1);
-    TestAnalyzer analyzer({kSpectrumKey}, StreamSetup{});
-    EXPECT_EQ(0, analyzer.Push(audio, 0, 4096));
-    EXPECT_EQ(0, analyzer.Push(audio, 4096, 4095));
-    EXPECT_EQ(0u, analyzer.Deliveries().size());
-    EXPECT_EQ(0, analyzer.Push(audio, 8191, 1));
-    EXPECT_EQ(1u, analyzer.Deliveries().size());
-    EXPECT_EQ(0, analyzer.Push(audio, 8192, 1023));
-    EXPECT_EQ(1u, analyzer.Deliveries().size());
-    EXPECT_EQ(0, analyzer.Push(audio, 9215, 1));
-    EXPECT_EQ(2u, analyzer.Deliveries().size());
-}
-
-TEST_F(ConstantQTest, TheProfileOfAFrameFollowsItsSpectrum) {
+TEST_F(ConstantQStreamTest, TheProfileOfAFrameFollowsItsSpectrum) {
     const Audio audio = Noise(0.5f, 2, SamplesFor(4), 1);
     for (const bool profileFirst : {false, true}) {
         const std::vector<std::string> keys = {profileFirst ? kProfileKey : kSpectrumKey,
@@ -61,35 +32,7 @@ TEST_F(ConstantQTest, TheProfileOfAFrameFollowsItsSpectrum) {
     }
 }
 
-TEST_F(ConstantQTest, EachKeyAloneDeliversWhatItDeliversBesideTheOther) {
-    const Audio audio = MusicLike(kConstantQRate, 2, SamplesFor(4));
-    TestAnalyzer both(kConstantQKeys, {kConstantQRate, 2, 4096, 0});
-    both.PushInBlocks(audio, 4096);
-    for (const std::string& key : kConstantQKeys) {
-        EXPECT_EQ(both.DeliveriesOf(key), RunConstantQ(audio, kConstantQRate, 4096, {key}));
-        EXPECT_EQ(4u, both.DeliveriesOf(key).size());
-    }
-}
-
-TEST_F(ConstantQTest, PushSizesMakeNoDifference) {
-    const Audio audio = MusicLike(kConstantQRate, 2, SamplesFor(12) + 77);
-    const std::vector<Delivery> expected = RunConstantQ(audio, kConstantQRate, 4096);
-    EXPECT_EQ(24u, expected.size());
-    for (const UInt32 block : {1u, 63u, 1000u, 1024u}) {
-        EXPECT_EQ(expected, RunConstantQ(audio, kConstantQRate, block)) << block;
-    }
-}
-
-// One push can hold several frames.
-TEST_F(ConstantQTest, ALongPushDeliversItsFramesOneByOne) {
-    const Audio audio = MusicLike(kConstantQRate, 1, 65536);
-    TestAnalyzer analyzer(kConstantQKeys, {kConstantQRate, 1, 65536, 0});
-    EXPECT_EQ(0, analyzer.Push(audio));
-    EXPECT_EQ(2 * FramesIn(65536), analyzer.Deliveries().size());
-    EXPECT_EQ(RunConstantQ(audio), analyzer.Deliveries());
-}
-
-TEST_F(ConstantQTest, FramesDoNotKnowOfEachOther) {
+TEST_F(ConstantQStreamTest, FramesDoNotKnowOfEachOther) {
     const Audio audio = MusicLike(kConstantQRate, 1, SamplesFor(6));
     const std::vector<std::vector<float>> rows = SpectraOf(audio);
     for (const std::size_t frame : {1u, 3u, 5u}) {
@@ -99,29 +42,7 @@ TEST_F(ConstantQTest, FramesDoNotKnowOfEachOther) {
     }
 }
 
-TEST_F(ConstantQTest, ChannelsAreIndependent) {
-    const Audio audio = MusicLike(kConstantQRate, 3, SamplesFor(4));
-    const std::vector<Delivery> together = RunConstantQ(audio);
-    for (std::size_t channel = 0; channel < 3; ++channel) {
-        const std::vector<Delivery> alone = RunConstantQ({audio[channel]});
-        ASSERT_EQ(alone.size(), together.size());
-        for (std::size_t n = 0; n < alone.size(); ++n) {
-            EXPECT_EQ(alone[n].Floats(0), together[n].Floats(channel)) << channel;
-        }
-    }
-}
-
-TEST_F(ConstantQTest, ASilentFrameGivesZeros) {
-    for (const Delivery& delivery : RunConstantQ(Silence(2, SamplesFor(2)))) {
-        for (const std::size_t channel : {0u, 1u}) {
-            for (const float value : delivery.Floats(channel)) {
-                ASSERT_EQ(0.0f, value) << delivery.key;
-            }
-        }
-    }
-}
-
-TEST_F(ConstantQTest, SilenceBesideOrBehindSoundGivesZeros) {
+TEST_F(ConstantQStreamTest, SilenceBesideOrBehindSoundGivesZeros) {
     const Audio sound = Noise(0.5f, 1, SamplesFor(2), 2);
     const Audio behind = Joined(sound, Silence(1, kConstantQFrame));
     const std::vector<std::vector<float>> rows = SpectraOf(behind);
@@ -135,7 +56,7 @@ TEST_F(ConstantQTest, SilenceBesideOrBehindSoundGivesZeros) {
 }
 
 // No magnitude of a number is negative or no number.
-TEST_F(ConstantQTest, MagnitudesAreNumbersFromZeroUp) {
+TEST_F(ConstantQStreamTest, MagnitudesAreNumbersFromZeroUp) {
     for (const float amplitude : {1e-30f, 1e-15f, 1.0f, 1e15f}) {
         for (const Delivery& delivery : RunConstantQ(Noise(amplitude, 1, SamplesFor(2), 3))) {
             for (const float value : delivery.Floats(0)) {
@@ -148,7 +69,7 @@ TEST_F(ConstantQTest, MagnitudesAreNumbersFromZeroUp) {
 
 // Each sample is in every value of the frame's transform, and a product of it with a zero is still
 // no number.
-TEST_F(ConstantQTest, ASampleThatIsNoNumberSpoilsTheFramesItIsIn) {
+TEST_F(ConstantQStreamTest, ASampleThatIsNoNumberSpoilsTheFramesItIsIn) {
     const Audio good = Noise(0.5f, 2, SamplesFor(20), 4);
     const std::vector<std::vector<float>> expected = SpectraOf(good);
     for (const float odd : {std::nanf(""), std::numeric_limits<float>::infinity(),
@@ -175,7 +96,7 @@ TEST_F(ConstantQTest, ASampleThatIsNoNumberSpoilsTheFramesItIsIn) {
 
 // The sum of this frame is 8e39, beyond single precision, though every sample is a number. In the
 // product it meets the zeros of every kernel.
-TEST_F(ConstantQTest, ATransformThatOverflowsSpoilsTheFrame) {
+TEST_F(ConstantQStreamTest, ATransformThatOverflowsSpoilsTheFrame) {
     const Audio audio = Joined(Constant(1e36f, 1, kConstantQFrame), Noise(0.5f, 1, 8192, 4));
     const std::vector<std::vector<float>> rows = SpectraOf(audio);
     ASSERT_EQ(9u, rows.size());
@@ -183,49 +104,6 @@ TEST_F(ConstantQTest, ATransformThatOverflowsSpoilsTheFrame) {
         EXPECT_TRUE(std::isnan(rows.front()[bin])) << bin;
         EXPECT_TRUE(std::isfinite(rows.back()[bin])) << bin;
     }
-}
-
-TEST_F(ConstantQTest, TheDeclaredLengthMakesNoDifference) {
-    const Audio audio = MusicLike(kConstantQRate, 1, SamplesFor(3));
-    const std::vector<Delivery> expected = RunConstantQ(audio);
-    for (const SInt64 length : {1LL, 10240LL, 44100LL, 4000000000LL}) {
-        TestAnalyzer analyzer(kConstantQKeys, {kConstantQRate, 1, 4096, length});
-        analyzer.PushInBlocks(audio, 4096);
-        EXPECT_EQ(expected, analyzer.Deliveries()) << length;
-    }
-}
-
-TEST_F(ConstantQTest, AProcessInTheMiddleMakesNoDifference) {
-    const Audio audio = MusicLike(kConstantQRate, 1, SamplesFor(6));
-    TestAnalyzer analyzer(kConstantQKeys, StreamSetup{});
-    for (std::size_t at = 0; at < audio[0].size(); at += 1500) {
-        const std::size_t frames = std::min<std::size_t>(1500, audio[0].size() - at);
-        EXPECT_EQ(0, analyzer.Push(audio, at, static_cast<UInt32>(frames)));
-        EXPECT_EQ(0, analyzer.Process(1));
-        EXPECT_EQ(0, analyzer.Process(0));
-    }
-    EXPECT_EQ(RunConstantQ(audio), analyzer.Deliveries());
-}
-
-TEST_F(ConstantQTest, AResetBeginsAnew) {
-    const Audio audio = MusicLike(kConstantQRate, 2, SamplesFor(5));
-    TestAnalyzer analyzer(kConstantQKeys, {kConstantQRate, 2, 4096, 0});
-    analyzer.PushInBlocks(audio, 4096);
-    const std::vector<Delivery> first = analyzer.Deliveries();
-    analyzer.PushInBlocks(Noise(0.9f, 2, 5777, 5), 4096);
-    analyzer.Forget();
-    EXPECT_EQ(0, analyzer.Reset());
-    analyzer.PushInBlocks(audio, 4096);
-    EXPECT_EQ(first, analyzer.Deliveries());
-    EXPECT_EQ(RunConstantQ(audio), first);
-}
-
-TEST_F(ConstantQTest, AResetForgetsThePartOfAFrame) {
-    TestAnalyzer analyzer(kConstantQKeys, StreamSetup{});
-    analyzer.PushInBlocks(Noise(0.9f, 1, 8191, 5), 4096);
-    EXPECT_EQ(0, analyzer.Reset());
-    analyzer.PushInBlocks(Noise(0.9f, 1, 8191, 6), 4096);
-    EXPECT_TRUE(analyzer.Deliveries().empty());
 }
 
 } // namespace

@@ -49,7 +49,7 @@ std::vector<std::vector<float>> SpectraOfCentres(double rateHz) {
     return spectra;
 }
 
-class ConstantQToneTest : public testing::TestWithParam<double> {
+class ConstantQToneFiguresTest : public testing::TestWithParam<double> {
 protected:
     const double mRateHz = GetParam();
     const std::vector<std::vector<float>> mSpectra = SpectraOfCentres(mRateHz);
@@ -59,7 +59,7 @@ protected:
 // the frame prefers what is higher, since the frame meets more of the next ones: 4 % more per bin
 // at 90 Hz and 44100 Hz, but the 1.75 Hz between the two cost 11 %. So the own bin stays the
 // loudest; only from about twice that rate on does the next one overtake it.
-TEST_P(ConstantQToneTest, TheSineAtEveryCentreIsLoudestInItsOwnBin) {
+TEST_P(ConstantQToneFiguresTest, TheSineAtEveryCentreIsLoudestInItsOwnBin) {
     ASSERT_EQ(kConstantQBins, mSpectra.size());
     for (std::size_t bin = 0; bin < kConstantQBins; ++bin) {
         EXPECT_EQ(bin, Loudest(mSpectra[bin]));
@@ -70,7 +70,7 @@ TEST_P(ConstantQToneTest, TheSineAtEveryCentreIsLoudestInItsOwnBin) {
 // samples, which detunes it by up to Q / N bins, 0.24 at N = 217: 4 % of the magnitude. Of the
 // shorter stretch that the frame has of a long kernel, the sine's negative frequency adds or takes
 // another 2 %.
-TEST_P(ConstantQToneTest, TheOwnBinHasTheMagnitudeOfItsWindow) {
+TEST_P(ConstantQToneFiguresTest, TheOwnBinHasTheMagnitudeOfItsWindow) {
     ASSERT_EQ(kConstantQBins, mSpectra.size());
     for (std::size_t bin = 0; bin < kConstantQBins; ++bin) {
         const double expected = OwnMagnitude(bin, mRateHz);
@@ -82,7 +82,7 @@ TEST_P(ConstantQToneTest, TheOwnBinHasTheMagnitudeOfItsWindow) {
 
 // Four bins away and more, only the window's side lobes are left, 43 dB down, and below the
 // threshold they are zero.
-TEST_P(ConstantQToneTest, BinsThatFitIntoTheFrameHearNothingOfDistantSines) {
+TEST_P(ConstantQToneFiguresTest, BinsThatFitIntoTheFrameHearNothingOfDistantSines) {
     ASSERT_EQ(kConstantQBins, mSpectra.size());
     std::size_t compared = 0;
     for (std::size_t sine = 0; sine < kConstantQBins; ++sine) {
@@ -97,7 +97,8 @@ TEST_P(ConstantQToneTest, BinsThatFitIntoTheFrameHearNothingOfDistantSines) {
     EXPECT_GT(compared, kConstantQBins * 100);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rates, ConstantQToneTest, testing::Values(22050.0, 44100.0, 48000.0));
+INSTANTIATE_TEST_SUITE_P(Rates, ConstantQToneFiguresTest,
+                         testing::Values(22050.0, 44100.0, 48000.0));
 
 class ConstantQPlacementTest : public testing::Test {
 private:

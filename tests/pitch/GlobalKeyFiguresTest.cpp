@@ -26,7 +26,7 @@ std::string GlobalKeyOf(const Audio& audio, std::vector<std::size_t>* keys = nul
     return run.GlobalKeys().at(0);
 }
 
-TEST(GlobalKeyTest, WithoutAFrameIsCMajor) {
+TEST(GlobalKeyFiguresTest, WithoutAFrameIsCMajor) {
     for (const std::size_t samples : {0u, 1u, 8191u}) {
         ChromaRun run(kTwoKeys, {kRate, 2, 4096, 0});
         run.Push(MusicLike(kRate, 2, samples));
@@ -37,7 +37,7 @@ TEST(GlobalKeyTest, WithoutAFrameIsCMajor) {
 }
 
 // All frames lie in the first of 24 classes, whichever key they have.
-TEST(GlobalKeyTest, OneKeyThroughoutIsCMajor) {
+TEST(GlobalKeyFiguresTest, OneKeyThroughoutIsCMajor) {
     for (const std::size_t key : {0u, 5u, 7u, 12u, 23u}) {
         std::vector<std::size_t> keys;
         EXPECT_EQ("C Major", GlobalKeyOf(KeySound(key, kRate, SamplesForChroma(20)), &keys));
@@ -46,7 +46,7 @@ TEST(GlobalKeyTest, OneKeyThroughoutIsCMajor) {
 }
 
 // The keys 5, 6, 7, 8, 9 are the classes 0, 4, 9, 14, 19 of a histogram from 5 to 9.
-TEST(GlobalKeyTest, FiveKeysAreStretchedOverAllClasses) {
+TEST(GlobalKeyFiguresTest, FiveKeysAreStretchedOverAllClasses) {
     const std::array<std::string, 5> expected = {"C Major", "E Major", "A Major", "D Minor",
                                                  "G Minor"};
     for (std::size_t most = 5; most <= 9; ++most) {
@@ -60,7 +60,7 @@ TEST(GlobalKeyTest, FiveKeysAreStretchedOverAllClasses) {
 }
 
 // Two neighbours are the classes 0 and 12, the two ends of the list 0 and 23.
-TEST(GlobalKeyTest, TwoKeysAreTheirOwnHalves) {
+TEST(GlobalKeyFiguresTest, TwoKeysAreTheirOwnHalves) {
     const auto keyOf = [](std::size_t few, std::size_t many) {
         const std::array<KeyStretch, 2> stretches = {{{few, 10}, {many, 20}}};
         return GlobalKeyOf(KeyStretches(stretches, kRate));
@@ -71,7 +71,7 @@ TEST(GlobalKeyTest, TwoKeysAreTheirOwnHalves) {
     EXPECT_EQ("C Major", keyOf(23, 0));
 }
 
-TEST(GlobalKeyTest, IsThePlainCountWhereBothEndsOccur) {
+TEST(GlobalKeyFiguresTest, IsThePlainCountWhereBothEndsOccur) {
     for (std::size_t most = 0; most < kKeys; ++most) {
         const std::array<KeyStretch, 3> stretches = {{{0, 10}, {23, 10}, {most, 25}}};
         EXPECT_EQ(KeyName(most), GlobalKeyOf(KeyStretches(stretches, kRate)));
@@ -80,7 +80,7 @@ TEST(GlobalKeyTest, IsThePlainCountWhereBothEndsOccur) {
 
 // Every frame counts, silent ones too, and of two classes alike the lower one is taken. Each
 // Process decides from all frames so far, without an end to the stream.
-TEST(GlobalKeyTest, EveryProcessDecidesFromAllFramesSoFar) {
+TEST(GlobalKeyFiguresTest, EveryProcessDecidesFromAllFramesSoFar) {
     const Audio audio =
         Joined(Joined(Silence(1, SamplesForChroma(12)), KeySound(7, kRate, 40 * kChromaHop)),
                MusicLike(kRate, 1, 40000, 8));
@@ -103,7 +103,7 @@ TEST(GlobalKeyTest, EveryProcessDecidesFromAllFramesSoFar) {
     EXPECT_GT(frames, 100u);
 }
 
-TEST(GlobalKeyTest, ChannelsHaveTheirOwnRange) {
+TEST(GlobalKeyFiguresTest, ChannelsHaveTheirOwnRange) {
     const std::array<KeyStretch, 2> low = {{{5, 10}, {9, 30}}};
     const std::array<KeyStretch, 2> all = {{{0, 10}, {23, 30}}};
     Audio audio = KeyStretches(low, kRate);
@@ -116,7 +116,7 @@ TEST(GlobalKeyTest, ChannelsHaveTheirOwnRange) {
 }
 
 // The order of the two reports of a Process, and a wish to stop, which comes too late.
-TEST(GlobalKeyTest, ComesBeforeTheProgressOfAllDone) {
+TEST(GlobalKeyFiguresTest, ComesBeforeTheProgressOfAllDone) {
     struct Progress {
         const ChromaRun* run;
         std::vector<float> percents;

@@ -15,7 +15,7 @@ namespace {
 constexpr double kRate = 44100.0;
 constexpr UInt32 kMetaDataForKey = 6;
 
-TEST(KeyTest, ASoundShapedLikeAProfileHasItsKey) {
+TEST(KeyFiguresTest, ASoundShapedLikeAProfileHasItsKey) {
     for (std::size_t key = 0; key < kKeys; ++key) {
         ChromaRun run(kAllChromaKeys, {kRate, 1, 4096, 0});
         run.Push(KeySound(key, kRate, SamplesForChroma(4)));
@@ -39,7 +39,7 @@ TEST(KeyTest, ASoundShapedLikeAProfileHasItsKey) {
     }
 }
 
-TEST(KeyTest, TwoNamesAreInLowerCase) {
+TEST(KeyFiguresTest, TwoNamesAreInLowerCase) {
     const auto nameOf = [](std::size_t key) {
         const auto deliveries =
             DeliverChroma(KeySound(key, kRate, kChromaFrame), kRate, 4096, {kDominantKey});
@@ -53,7 +53,7 @@ TEST(KeyTest, TwoNamesAreInLowerCase) {
     EXPECT_EQ("F# Minor", nameOf(18));
 }
 
-TEST(KeyTest, IsTheFirstOfTheLargestCorrelations) {
+TEST(KeyFiguresTest, IsTheFirstOfTheLargestCorrelations) {
     ChromaRun run({kDominantKey, kCorrelationKey}, {kRate, 1, 4096, 0});
     run.Push(Joined(Silence(1, 20000), MusicLike(kRate, 1, 88200, 21)));
     const auto correlations = run.Rows(kCorrelationKey);

@@ -70,7 +70,7 @@ TEST_P(InstantaneousFrequencyRateTest, ASineHasItsFrequencyInTheBinsAroundItsPea
 INSTANTIATE_TEST_SUITE_P(Rates, InstantaneousFrequencyRateTest, testing::ValuesIn(kRatesAndBlocks));
 
 // Each tone rules the bins around its own peak.
-TEST(InstantaneousFrequencyTest, TwoTonesAreToldApart) {
+TEST(InstantaneousFrequencyFiguresTest, TwoTonesAreToldApart) {
     Audio audio = Sine(44100.0, 1013.0, 0.4, 4096);
     const Audio other = Sine(44100.0, 3007.0, 0.2, 4096);
     std::transform(audio[0].begin(), audio[0].end(), other[0].begin(), audio[0].begin(),
@@ -83,7 +83,7 @@ TEST(InstantaneousFrequencyTest, TwoTonesAreToldApart) {
 
 // Of a sample at n, both spectra have one phase, and the derivative of the window is a real number,
 // so that every bin keeps its centre.
-TEST(InstantaneousFrequencyTest, AnImpulseLeavesTheCentres) {
+TEST(InstantaneousFrequencyFiguresTest, AnImpulseLeavesTheCentres) {
     const auto rows = RowsOf(kInstantaneousFrequency, Impulses(kFrame, {{333, 0.5f}}));
     ASSERT_EQ(1u, rows.size());
     for (std::size_t bin = 1; bin < kFrame / 2; ++bin) {
@@ -93,7 +93,7 @@ TEST(InstantaneousFrequencyTest, AnImpulseLeavesTheCentres) {
 }
 
 // Nothing divided by nothing: that is meant.
-TEST(InstantaneousFrequencyTest, SilenceHasNoFrequencies) {
+TEST(InstantaneousFrequencyFiguresTest, SilenceHasNoFrequencies) {
     const Audio audio = Joined(Noise(0.5f, 1, 2 * kHop, 20), Silence(1, 3 * kHop));
     const auto rows = RowsOf(kInstantaneousFrequency, audio);
     ASSERT_EQ(4u, rows.size());
@@ -104,7 +104,7 @@ TEST(InstantaneousFrequencyTest, SilenceHasNoFrequencies) {
     }
 }
 
-TEST(InstantaneousFrequencyTest, SilenceInOneChannelLeavesTheOther) {
+TEST(InstantaneousFrequencyFiguresTest, SilenceInOneChannelLeavesTheOther) {
     const Audio audio = {Silence(1, 2048)[0], Noise(0.5f, 1, 2048, 21)[0]};
     for (const Delivery& delivery : RunKeys({kInstantaneousFrequency.key}, audio)) {
         for (std::size_t bin = 0; bin < kFrame / 2; ++bin) {
@@ -115,7 +115,7 @@ TEST(InstantaneousFrequencyTest, SilenceInOneChannelLeavesTheOther) {
 }
 
 // A factor of a power of two falls out of the quotients, to the bit.
-TEST(InstantaneousFrequencyTest, LevelMakesNoDifference) {
+TEST(InstantaneousFrequencyFiguresTest, LevelMakesNoDifference) {
     const Audio audio = MusicLike(44100.0, 1, 8 * kHop, 22);
     Audio loud = audio;
     for (float& sample : loud[0]) {
@@ -125,7 +125,7 @@ TEST(InstantaneousFrequencyTest, LevelMakesNoDifference) {
 }
 
 // Without a rate, the window's derivative is 0 per second and every bin lies at 0 Hz.
-TEST(InstantaneousFrequencyTest, WithoutARateAllFrequenciesAreZero) {
+TEST(InstantaneousFrequencyFiguresTest, WithoutARateAllFrequenciesAreZero) {
     const Audio audio = Noise(0.5f, 1, 3 * kHop, 23);
     const auto rows = RowsOf(kInstantaneousFrequency, audio, {0.0, 4096});
     ASSERT_EQ(2u, rows.size());

@@ -44,7 +44,7 @@ double EnergyOf(const std::vector<Complex>& bins) {
 // (p - 255.5) / 512 of a frame, less than half, so that no row moves either: delays are parts of a
 // frame's length where rows are an eighth of it apart. So a click stays in the eight rows whose
 // frames hold it, as a w[p] e^(-2 pi i k p / 512).
-TEST(ReassignmentTest, AClickStaysInTheEightRowsThatHoldIt) {
+TEST(ReassignmentFiguresTest, AClickStaysInTheEightRowsThatHoldIt) {
     constexpr std::size_t kAt = 1333;
     constexpr double kHeight = 0.5;
     const ReassignedResult result =
@@ -72,7 +72,7 @@ TEST(ReassignmentTest, AClickStaysInTheEightRowsThatHoldIt) {
     EXPECT_EQ(8u, rowsWithClick);
 }
 
-TEST(ReassignmentTest, TheFirstFrameIsInRowZero) {
+TEST(ReassignmentFiguresTest, TheFirstFrameIsInRowZero) {
     const ReassignedResult result =
         Reassign(Impulses(ReferenceReassignment::SamplesFor(5), {{kHop - 1, 1.0f}}));
     ASSERT_EQ(5u, result.frames);
@@ -128,7 +128,7 @@ void ExpectColumnZero(const std::vector<double>& expected, const ReassignedResul
 // 0.2334 that makes 0.6162, so that its 0.02 is one row down. Mirrored about the frame's middle, it
 // is one row up. The frames next to this one have d1 less and more by an eighth, so that of all
 // frames with both clicks each one's bin 0 either moves or not.
-TEST(ReassignmentTest, AValueWhoseCentreLiesOutsideItsFrameGoesToAnotherRow) {
+TEST(ReassignmentFiguresTest, AValueWhoseCentreLiesOutsideItsFrameGoesToAnotherRow) {
     constexpr std::size_t kRow = 10;
     for (const bool toLater : {true, false}) {
         const std::size_t p = toLater ? 375 : 136; // one mirrors the other about 255.5
@@ -143,7 +143,7 @@ TEST(ReassignmentTest, AValueWhoseCentreLiesOutsideItsFrameGoesToAnotherRow) {
 
 // From frame 4096 on, times are multiples of 2^-11, so that a delay within 2^-12 of a half is a
 // half. From the even frame it goes down, to that frame; from the odd frame up, to the next.
-TEST(ReassignmentTest, AValueBetweenTwoRowsGoesToTheEvenFrame) {
+TEST(ReassignmentFiguresTest, AValueBetweenTwoRowsGoesToTheEvenFrame) {
     constexpr std::size_t kFrames = 5100;
     constexpr std::size_t kEven = 5000;
     constexpr std::size_t kOdd = 5031;
@@ -163,7 +163,7 @@ TEST(ReassignmentTest, AValueBetweenTwoRowsGoesToTheEvenFrame) {
 // window's line stays: 1 and one neighbour of -1/2. The line sums to x[0] w[0], nearly 0, so that
 // this is half of bin 0. Columns 1 and up have what lies too far from the line to be moved all the
 // way: each less than a thousandth of bin 1's former value.
-TEST(ReassignmentTest, AConstantGathersInColumnZero) {
+TEST(ReassignmentFiguresTest, AConstantGathersInColumnZero) {
     constexpr double kLevel = 0.5;
     const ReassignedResult result =
         Reassign(Constant(float{kLevel}, 1, ReferenceReassignment::SamplesFor(20)));
@@ -182,7 +182,7 @@ TEST(ReassignmentTest, AConstantGathersInColumnZero) {
 }
 
 // At half the rate likewise: its own bin is lost, and the topmost one holds its neighbour, real.
-TEST(ReassignmentTest, HalfTheRateIsInTheLastColumn) {
+TEST(ReassignmentFiguresTest, HalfTheRateIsInTheLastColumn) {
     Audio audio = Silence(1, ReferenceReassignment::SamplesFor(4));
     for (std::size_t i = 0; i < audio[0].size(); ++i) {
         audio[0][i] = i % 2 == 0 ? 0.5f : -0.5f;
@@ -221,7 +221,7 @@ INSTANTIATE_TEST_SUITE_P(Bins, ReassignedToneTest,
                          testing::Values(20.0, 100.0, 100.3, 151.8, 200.25));
 
 // Products of two spectra keep their sign, so that every value goes where its opposite goes.
-TEST(ReassignmentTest, TheOppositeSoundGivesTheOppositeMatrix) {
+TEST(ReassignmentFiguresTest, TheOppositeSoundGivesTheOppositeMatrix) {
     Audio audio = MusicLike(44100.0, 2, 20000, 41);
     std::transform(audio[0].begin(), audio[0].end(), audio[1].begin(),
                    [](float sample) { return -sample; });
@@ -249,7 +249,7 @@ struct Ridge {
     }
 };
 
-TEST(ReassignmentTest, TheRidgeOfAChirpIsNarrowerThanInASpectrogram) {
+TEST(ReassignmentFiguresTest, TheRidgeOfAChirpIsNarrowerThanInASpectrogram) {
     constexpr double kFirstBin = 30.0;
     constexpr double kBinsPerFrame = 0.5;
     constexpr double kAmplitude = 0.5;

@@ -71,7 +71,7 @@ INSTANTIATE_TEST_SUITE_P(Lengths, ReassignmentLossTest,
                                          Lengths{1, 9}, Lengths{200, 296}));
 
 // An unknown length counts as one frame.
-TEST(ReassignmentLengthTest, WithoutADeclaredLengthOneFrameIsKept) {
+TEST(ReassignmentLengthStreamTest, WithoutADeclaredLengthOneFrameIsKept) {
     const Audio audio = MusicLike(44100.0, 1, ReferenceReassignment::SamplesFor(17), 62);
     ReassignmentRun unknown(audio, {44100.0, 1000}, 0);
     ReassignmentRun one(audio, {44100.0, 1000}, 512);
@@ -82,7 +82,7 @@ TEST(ReassignmentLengthTest, WithoutADeclaredLengthOneFrameIsKept) {
 
 // However many frames are lost, rows before those that are kept stay empty but for the first column
 // and the first row, and nothing is read that was not written.
-TEST(ReassignmentLengthTest, AnyNumberOfLostFramesIsSafe) {
+TEST(ReassignmentLengthStreamTest, AnyNumberOfLostFramesIsSafe) {
     for (const UInt32 channels : {1u, 2u}) {
         for (std::size_t lost = 1; lost < 20; ++lost) {
             const Audio audio =
@@ -98,7 +98,7 @@ TEST(ReassignmentLengthTest, AnyNumberOfLostFramesIsSafe) {
 }
 
 // A declared length that has no frame keeps none: the matrix has its rows, and nothing in them.
-TEST(ReassignmentLengthTest, WhereNoFrameIsDeclaredTheMatrixIsEmpty) {
+TEST(ReassignmentLengthStreamTest, WhereNoFrameIsDeclaredTheMatrixIsEmpty) {
     const Audio audio = Noise(0.5f, 2, 1024, 64);
     ReassignmentRun run(audio, {44100.0, 1000}, 448);
     run.PushAll();
@@ -112,7 +112,7 @@ TEST(ReassignmentLengthTest, WhereNoFrameIsDeclaredTheMatrixIsEmpty) {
 }
 
 // 449 samples are declared as one frame, although it takes 512 to fill it.
-TEST(ReassignmentLengthTest, AStreamShorterThanDeclaredGivesTheSame) {
+TEST(ReassignmentLengthStreamTest, AStreamShorterThanDeclaredGivesTheSame) {
     const Audio audio = MusicLike(44100.0, 2, 5000, 65);
     const ReassignedResult exact = Reassign(audio);
     for (const SInt64 declared : {5001, 5064, 20000}) {

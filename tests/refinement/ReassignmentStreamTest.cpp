@@ -21,24 +21,6 @@ bool IsAllZero(const ReassignedResult& result, std::size_t channel) {
     return true;
 }
 
-TEST(ReassignmentStreamTest, AStreamWithoutAFrameGivesACountOfZero) {
-    for (const std::size_t samples : {0u, 1u, 448u, 511u}) {
-        EXPECT_EQ(0u, Reassign(Noise(0.5f, 1, samples, 51)).frames) << samples;
-        EXPECT_EQ(0u, Reassign(Noise(0.5f, 2, samples, 51)).frames) << samples;
-    }
-    EXPECT_EQ(1u, Reassign(Noise(0.5f, 1, 512, 51)).frames);
-    EXPECT_EQ(1u, Reassign(Noise(0.5f, 1, 575, 51)).frames);
-    EXPECT_EQ(2u, Reassign(Noise(0.5f, 1, 576, 51)).frames);
-}
-
-// Nothing divided by nothing sends every bin to the first cell, where it adds a zero.
-TEST(ReassignmentStreamTest, SilenceGivesZeros) {
-    const ReassignedResult result = Reassign(Silence(2, ReferenceReassignment::SamplesFor(30)));
-    ASSERT_EQ(30u, result.frames);
-    EXPECT_TRUE(IsAllZero(result, 0));
-    EXPECT_TRUE(IsAllZero(result, 1));
-}
-
 // Frames with a sample that is no number, or infinite, have no number in any bin: all of them go to
 // the first cell, and no other cell has anything of them.
 TEST(ReassignmentStreamTest, ASampleThatIsNoNumberSpoilsTheFirstCellOnly) {
@@ -56,14 +38,6 @@ TEST(ReassignmentStreamTest, ASampleThatIsNoNumberSpoilsTheFirstCellOnly) {
         EXPECT_TRUE(std::isnan(result.Cell(0, 0).real()));
         result.channels[0][0] = std::complex<float>(expected.certain[0]);
         EXPECT_EQ(0u, Compare(expected, result.channels[0]).wrongCells);
-    }
-}
-
-TEST(ReassignmentStreamTest, CutsIntoPushesMakeNoDifference) {
-    const Audio audio = MusicLike(44100.0, 2, 12345, 53);
-    const ReassignedResult whole = Reassign(audio, {44100.0, 4096});
-    for (const UInt32 blockFrames : {1u, 63u, 512u, 1000u}) {
-        EXPECT_EQ(whole, Reassign(audio, {44100.0, blockFrames})) << blockFrames;
     }
 }
 
@@ -87,15 +61,6 @@ TEST(ReassignmentStreamTest, ResetGivesTheSameOnceMore) {
     EXPECT_EQ(first, run.Finish());
 }
 
-TEST(ReassignmentStreamTest, AResetInTheMiddleForgetsTheBeginning) {
-    const Audio audio = MusicLike(44100.0, 1, 9000, 56);
-    ReassignmentRun run(audio);
-    ASSERT_EQ(0, run.Analyzer().Push(audio, 0, 3001));
-    ASSERT_EQ(0, run.Analyzer().Reset());
-    run.PushAll();
-    EXPECT_EQ(Reassign(audio), run.Finish());
-}
-
 // With the flush flag or without, nothing is consumed, and no silence is added.
 TEST(ReassignmentStreamTest, ResultsInTheMiddleTakeNothingFromTheEnd) {
     const Audio audio = MusicLike(44100.0, 1, 8000, 57);
@@ -107,17 +72,6 @@ TEST(ReassignmentStreamTest, ResultsInTheMiddleTakeNothingFromTheEnd) {
     ASSERT_EQ(0, run.Analyzer().Push(audio, 3000, 4096));
     ASSERT_EQ(0, run.Analyzer().Push(audio, 7096, 904));
     EXPECT_EQ(Reassign(audio), run.Finish());
-}
-
-TEST(ReassignmentStreamTest, ChannelsKnowNothingOfOneAnother) {
-    const Audio audio = MusicLike(44100.0, 2, 7000, 58);
-    const ReassignedResult both = Reassign(audio);
-    EXPECT_NE(both.channels[0], both.channels[1]);
-    EXPECT_EQ(both.channels[0], Reassign({audio[0]}).channels[0]);
-    EXPECT_EQ(both.channels[1], Reassign({audio[1]}).channels[0]);
-    const ReassignedResult half = Reassign({Silence(1, 7000)[0], audio[1]});
-    EXPECT_TRUE(IsAllZero(half, 0));
-    EXPECT_EQ(both.channels[1], half.channels[1]);
 }
 
 // The one block of a channel is that at its number times the number of frames; it tells the size of

@@ -21,13 +21,13 @@ Values ValuesOf(CFStringRef name) {
     return {info.mMinimum, info.mMaximum, info.mDefault};
 }
 
-TEST(ParameterValueInfoTest, IsARecordOfFourFieldsOf32Bits) {
+TEST(ParameterRepresentationTest, IsARecordOfFourFieldsOf32Bits) {
     EXPECT_EQ(16u, sizeof(QelAudioAnalysisParameterValueInfo));
     EXPECT_EQ(8u, offsetof(QelAudioAnalysisParameterValueInfo, mDefault));
     EXPECT_EQ(12u, offsetof(QelAudioAnalysisParameterValueInfo, mFlags));
 }
 
-TEST(ParameterValueInfoTest, EveryGeneratorKeepsTheValuesOfItsParameters) {
+TEST(ParameterRepresentationTest, EveryGeneratorKeepsTheValuesOfItsParameters) {
     EXPECT_EQ((Values{0, 2, 0}), ValuesOf<AATempoMapGenerator>(kQelAnalysisParameter_Complexity));
     EXPECT_EQ((Values{110, 20, 0}), ValuesOf<AATempoMapGenerator>(kQelAnalysisParameter_MinBPM));
     EXPECT_EQ((Values{120, 210, 0}), ValuesOf<AATempoMapGenerator>(kQelAnalysisParameter_MaxBPM));
@@ -37,7 +37,7 @@ TEST(ParameterValueInfoTest, EveryGeneratorKeepsTheValuesOfItsParameters) {
               ValuesOf<AABeatFunctionGenerator>(kQelAnalysisParameter_GenreHint));
 }
 
-TEST(ParameterValueInfoTest, ANameOfAnotherGeneratorHasZeros) {
+TEST(ParameterRepresentationTest, ANameOfAnotherGeneratorHasZeros) {
     EXPECT_EQ(Values{}, ValuesOf<AATempoMapGenerator>(kQelAnalysisParameter_GenreHint));
     EXPECT_EQ(Values{}, ValuesOf<AAOnsetGenerator>(kQelAnalysisParameter_MinBPM));
     EXPECT_EQ(Values{}, ValuesOf<AABeatFunctionGenerator>(kQelAnalysisParameter_OnsetSensitivity));

@@ -1,7 +1,6 @@
 // All keys end to end on every instruction set that this processor has.
 
 #include "tests/platform/vector/InstructionSets.h"
-
 #include "tools/selftest/SelfTest.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +10,7 @@
 namespace qel::selftest {
 namespace {
 
-TEST(InstructionSetsTest, AllGiveTheSameResultsForEveryKey) {
+TEST(InstructionSetsAgreementTest, AllGiveTheSameResultsForEveryKey) {
     int sets = 0;
     testing::ForEachInstructionSet([&sets] {
         const Report report = CompareWithFrozen(Analyze(kShortSignal), kShortSignal);

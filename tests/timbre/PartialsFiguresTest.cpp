@@ -52,15 +52,7 @@ std::vector<int> Bins(const PartialRow& row) {
     return bins;
 }
 
-TEST(PartialsTest, SilenceGivesEmptyListsAndZeros) {
-    const PartialResults results = Analyzed(Silence(1, SamplesForPartials(4)));
-    ASSERT_EQ(4u, results.partials.size());
-    EXPECT_EQ(0u, results.Greatest());
-    EXPECT_EQ(std::vector<float>(4), results.fundamentalsHz);
-    EXPECT_EQ(std::vector<float>(4), results.inharmonicities);
-}
-
-TEST(PartialsTest, ASineIsOneTrackWithItsFrequencyAndMagnitude) {
+TEST(PartialsFiguresTest, ASineIsOneTrackWithItsFrequencyAndMagnitude) {
     Audio audio = Silence(1, SamplesForPartials(6));
     AddTone(audio, 40, Steady(0.5));
     const PartialResults results = Analyzed(audio, kRate);
@@ -78,7 +70,7 @@ TEST(PartialsTest, ASineIsOneTrackWithItsFrequencyAndMagnitude) {
     }
 }
 
-TEST(PartialsTest, AStreamOfOneFrameReportsAllItsPeaksInRisingOrder) {
+TEST(PartialsFiguresTest, AStreamOfOneFrameReportsAllItsPeaksInRisingOrder) {
     const PartialResults results = Analyzed(Noise(0.5f, 1, kPartialsFrame, 21));
     ASSERT_EQ(1u, results.partials.size());
     const PartialRow& row = results.partials[0];
@@ -90,7 +82,7 @@ TEST(PartialsTest, AStreamOfOneFrameReportsAllItsPeaksInRisingOrder) {
     }
 }
 
-TEST(PartialsTest, TheOutermostBinsAreNeverPeaks) {
+TEST(PartialsFiguresTest, TheOutermostBinsAreNeverPeaks) {
     EXPECT_EQ(0u, Analyzed(Constant(0.5f, 1, SamplesForPartials(3))).Greatest());
     const std::vector<std::pair<int, std::vector<int>>> cases = {
         {511, {}}, {510, {510}}, {2, {2}}, {509, {509}}};
@@ -104,7 +96,7 @@ TEST(PartialsTest, TheOutermostBinsAreNeverPeaks) {
 // The threshold is the logarithm of a 500th of the greatest magnitude. New tracks have their height
 // set against that logarithm, which is lower than the 500th itself at any level: so nothing that
 // is a peak is kept from being born.
-TEST(PartialsTest, PeaksWithinAFactorOf500AreBornAtAnyLevel) {
+TEST(PartialsFiguresTest, PeaksWithinAFactorOf500AreBornAtAnyLevel) {
     for (const double level : {0.02, 0.5, 30.0, 1e4, 1e6}) {
         for (const double ratio : {450.0, 550.0}) {
             Audio audio = Silence(1, SamplesForPartials(1));
@@ -118,7 +110,7 @@ TEST(PartialsTest, PeaksWithinAFactorOf500AreBornAtAnyLevel) {
     }
 }
 
-TEST(PartialsTest, WhatStaysBelowTheFloorIsNoPeak) {
+TEST(PartialsFiguresTest, WhatStaysBelowTheFloorIsNoPeak) {
     Audio audio = Silence(1, SamplesForPartials(2));
     AddTone(audio, 40, Steady(0.0009 / 512.5));
     EXPECT_EQ(0u, Analyzed(audio).Greatest());
@@ -127,7 +119,7 @@ TEST(PartialsTest, WhatStaysBelowTheFloorIsNoPeak) {
 }
 
 // In silence the magnitude at the track's place is 0.001: a fifth of 0.005.
-TEST(PartialsTest, AQuietTrackLivesThroughFourFramesOfSilence) {
+TEST(PartialsFiguresTest, AQuietTrackLivesThroughFourFramesOfSilence) {
     const std::size_t silent = 6; // the first silent frame; the one before is half silent
     for (const double magnitude : {0.0085, 0.0115}) {
         Audio audio = Silence(1, SamplesForPartials(16));
@@ -147,7 +139,7 @@ TEST(PartialsTest, AQuietTrackLivesThroughFourFramesOfSilence) {
     }
 }
 
-TEST(PartialsTest, ALoudTrackDiesWithTheFirstSilentFrame) {
+TEST(PartialsFiguresTest, ALoudTrackDiesWithTheFirstSilentFrame) {
     Audio audio = Silence(1, SamplesForPartials(10));
     AddTone(audio, 40, Between(0, 6 * kPartialsHop, 0.5));
     const PartialResults results = Analyzed(audio);
@@ -159,7 +151,7 @@ TEST(PartialsTest, ALoudTrackDiesWithTheFirstSilentFrame) {
 // The tone comes back more quietly, as the limit of growth of a quiet track wants it. The other
 // one, younger and of lower frequency, stands behind it as long as its track lasts, and before a
 // new one.
-TEST(PartialsTest, ATrackIsFoundAgainAfterFourMissedFramesAndNotAfterFive) {
+TEST(PartialsFiguresTest, ATrackIsFoundAgainAfterFourMissedFramesAndNotAfterFive) {
     for (const std::size_t missed : {1u, 4u, 5u}) {
         SCOPED_TRACE(missed);
         const std::size_t silent = 6;
@@ -183,7 +175,7 @@ TEST(PartialsTest, ATrackIsFoundAgainAfterFourMissedFramesAndNotAfterFive) {
 }
 
 // With both neighbours at the floor, a peak stands exactly in its bin.
-TEST(PartialsTest, APeakOneWholeBinAwayIsTooFar) {
+TEST(PartialsFiguresTest, APeakOneWholeBinAwayIsTooFar) {
     Audio audio = Silence(1, SamplesForPartials(7));
     AddTone(audio, 40, Between(0, 3 * kPartialsHop, 0.0018 / 512.5));
     AddTone(audio, 41, Between(5 * kPartialsHop, audio[0].size(), 0.0018 / 512.5));
@@ -196,7 +188,7 @@ TEST(PartialsTest, APeakOneWholeBinAwayIsTooFar) {
     EXPECT_EQ(41.0f, results.partials[5][1].mFrequency);
 }
 
-TEST(PartialsTest, TheFundamentalIsTheOldestTrackAndThenTheNextOldest) {
+TEST(PartialsFiguresTest, TheFundamentalIsTheOldestTrackAndThenTheNextOldest) {
     Audio audio = Silence(1, SamplesForPartials(30));
     AddTone(audio, 200, Between(0, 20 * kPartialsHop, 0.5));
     AddTone(audio, 100, Between(5 * kPartialsHop, audio[0].size(), 0.5));
@@ -218,7 +210,7 @@ PartialResults Growing(double gain, std::size_t first, std::size_t frames) {
     return Analyzed(audio);
 }
 
-TEST(PartialsTest, ANewTrackMayGrowByTheNumberE) {
+TEST(PartialsFiguresTest, ANewTrackMayGrowByTheNumberE) {
     // 20 times the natural logarithm of the factor is set against 20.
     const PartialResults kept = Growing(19.8, 0, 3);
     const PartialResults lost = Growing(20.2, 0, 3);
@@ -232,7 +224,7 @@ TEST(PartialsTest, ANewTrackMayGrowByTheNumberE) {
 }
 
 // One and a half times the last growth is always allowed.
-TEST(PartialsTest, SteadyGrowthKeepsATrack) {
+TEST(PartialsFiguresTest, SteadyGrowthKeepsATrack) {
     const PartialResults results = Growing(15.0, 0, 6);
     for (const PartialRow& row : results.partials) {
         EXPECT_EQ((std::vector<int>{40, 200}), Bins(row));
@@ -243,7 +235,7 @@ TEST(PartialsTest, SteadyGrowthKeepsATrack) {
 // from it comes a limit of 4.85 - (1 - exp(-0.05)) (4.85 - 1.5) = 4.69. From the peak itself would
 // come 5.35, from the limit at birth 19.1. The growth sets in at the middle of frame 8, which moves
 // that frame by less than 1 and leaves a gain of 4.3 or 5 to the next one.
-TEST(PartialsTest, TheNextLimitComesFromTheLevelBelowThePeak) {
+TEST(PartialsFiguresTest, TheNextLimitComesFromTheLevelBelowThePeak) {
     const std::size_t first = 8 * kPartialsHop + kPartialsHop;
     const PartialResults kept = Growing(5.0, first, 12);
     const PartialResults lost = Growing(5.9, first, 12);
@@ -263,7 +255,7 @@ TEST(PartialsTest, TheNextLimitComesFromTheLevelBelowThePeak) {
 // Frames of real envelopes around bin 256 have spectra that are symmetric about it. The second half
 // of the stream has the other sign, which splits the peak into two, less than a bin from the track
 // on either side; many of them are just as far, to the last bit.
-TEST(PartialsTest, OfTwoPeaksEquallyNearATrackTakesTheLower) {
+TEST(PartialsFiguresTest, OfTwoPeaksEquallyNearATrackTakesTheLower) {
     int ties = 0;
     for (int step = 0; step < 400; ++step) {
         const double second = -0.4 - 0.001 * step;

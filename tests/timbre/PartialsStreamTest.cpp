@@ -45,20 +45,6 @@ TEST(PartialsStreamTest, OnlyWhatWasAskedForIsDeliveredInAFixedOrder) {
     }
 }
 
-TEST(PartialsStreamTest, AFrameIsDeliveredWithItsLastSampleAndTheEndBringsNone) {
-    const Audio audio = MusicLike(kRate, 1, SamplesForPartials(3) - 1);
-    PartialsRun run({kRate, 1}, {kPartialsKey});
-    ASSERT_EQ(0, run.Analyzer().Push(audio, 0, 1023));
-    EXPECT_EQ(0u, run.Order().size());
-    ASSERT_EQ(0, run.Analyzer().Push(audio, 1023, 1));
-    EXPECT_EQ(1u, run.Order().size());
-    ASSERT_EQ(0, run.Analyzer().Push(audio, 1024, 1023));
-    EXPECT_EQ(2u, run.Order().size());
-    EXPECT_EQ(0, run.Analyzer().Process(0));
-    EXPECT_EQ(0, run.Analyzer().Process(1));
-    EXPECT_EQ(2u, run.Order().size());
-}
-
 TEST(PartialsStreamTest, TimeIsTheNumberOfTheFrameForEveryTrack) {
     const std::size_t frames = 300;
     for (const PartialResults& channel :
@@ -70,61 +56,6 @@ TEST(PartialsStreamTest, TimeIsTheNumberOfTheFrameForEveryTrack) {
                 EXPECT_EQ(static_cast<double>(n), record.mTime);
             }
         }
-    }
-}
-
-TEST(PartialsStreamTest, CutsIntoPushesDoNotMatter) {
-    const Audio audio = MusicLike(kRate, 2, SamplesForPartials(40) + 77);
-    const std::vector<PartialResults> expected = AnalyzePartials(audio, kRate, 4096);
-    EXPECT_GT(expected[0].Greatest(), 20u);
-    for (const UInt32 blockFrames : {1u, 7u, 511u, 512u, 1025u}) {
-        EXPECT_TRUE(SameResults(expected, AnalyzePartials(audio, kRate, blockFrames)))
-            << blockFrames;
-    }
-}
-
-TEST(PartialsStreamTest, ChannelsDoNotKnowOfEachOther) {
-    const Audio audio = MusicLike(kRate, 3, SamplesForPartials(40));
-    Audio mixed = {audio[0], Noise(0.7f, 1, audio[0].size(), 31)[0], audio[2],
-                   Silence(1, audio[0].size())[0]};
-    const std::vector<PartialResults> together = AnalyzePartials(mixed, kRate);
-    ASSERT_EQ(4u, together.size());
-    for (std::size_t c = 0; c < 4; ++c) {
-        EXPECT_TRUE(SameResults(AnalyzePartials({mixed[c]}, kRate), {together[c]})) << c;
-    }
-    EXPECT_FALSE(SameResults({together[0]}, {together[2]}));
-    EXPECT_EQ(0u, together[3].Greatest());
-}
-
-TEST(PartialsStreamTest, AResetStreamIsLikeAFreshOne) {
-    const Audio audio = MusicLike(kRate, 2, SamplesForPartials(30));
-    PartialsRun run({kRate, 2});
-    run.Analyzer().PushInBlocks(MusicLike(kRate, 2, 7000, 5), 999);
-    ASSERT_EQ(0, run.Analyzer().Reset());
-    run.Forget();
-    run.Analyzer().PushInBlocks(audio, 4096);
-    EXPECT_TRUE(SameResults(AnalyzePartials(audio, kRate), run.Channels()));
-    EXPECT_EQ(0.0, run.Channel().partials.at(0).at(0).mTime);
-}
-
-TEST(PartialsStreamTest, ValuesThatAreNoSoundDoNoHarm) {
-    const float infinity = std::numeric_limits<float>::infinity();
-    const Audio clean = MusicLike(kRate, 1, SamplesForPartials(10));
-    for (const float value : {std::numeric_limits<float>::quiet_NaN(), infinity, -infinity,
-                              std::numeric_limits<float>::max(), 1e-42f}) {
-        SCOPED_TRACE(value);
-        Audio audio = MusicLike(kRate, 1, SamplesForPartials(12));
-        // One sample, then a whole frame of them.
-        audio[0][2000] = value;
-        std::fill_n(audio[0].begin() + 4096, 1024, value);
-        PartialsRun run({kRate, 1});
-        run.Analyzer().PushInBlocks(audio, 1000);
-        EXPECT_EQ(0, run.Analyzer().Process());
-        EXPECT_EQ(36u, run.Order().size());
-        ASSERT_EQ(0, run.Analyzer().Reset());
-        run.Forget();
-        run.Analyzer().PushInBlocks(clean, 4096);
-        EXPECT_TRUE(SameResults(AnalyzePartials(clean, kRate), run.Channels()));
     }
 }
 

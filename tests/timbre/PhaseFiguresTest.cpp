@@ -87,7 +87,7 @@ TEST_P(PhaseRateTest, NoiseAgreesWithADoublePrecisionRecomputation) {
 INSTANTIATE_TEST_SUITE_P(Rates, PhaseRateTest, testing::ValuesIn(kRatesAndBlocks));
 
 // There is nothing before the first frame, so that it differs by its magnitudes.
-TEST(PhasePropertiesTest, TheFirstFrameDiffersByItsMagnitudes) {
+TEST(PhaseFiguresTest, TheFirstFrameDiffersByItsMagnitudes) {
     for (const std::uint32_t seed : {1u, 2u, 3u}) {
         const Audio audio = MusicLike(44100.0, 1, kFrame, seed);
         const auto rows = RowsOf(kPhaseProperties, audio);
@@ -98,19 +98,8 @@ TEST(PhasePropertiesTest, TheFirstFrameDiffersByItsMagnitudes) {
     }
 }
 
-TEST(PhasePropertiesTest, SilenceGivesZeros) {
-    const auto rows = RowsOf(kPhaseProperties, Silence(1, kPhaseProperties.SamplesFor(6)));
-    for (const std::vector<float>& row : rows) {
-        EXPECT_NEAR(0.0, row[kDeviation], 1e-6); // wrapping takes 0 to 8.7e-8
-        EXPECT_EQ(0.0f, row[kWeighted]);
-        EXPECT_EQ(0.0f, row[kNormalized]);
-        EXPECT_EQ(0.0f, row[kComplex]);
-        EXPECT_EQ(0.0f, row[kRectified]);
-    }
-}
-
 // Without magnitudes there is no division, whatever the phases before were.
-TEST(PhasePropertiesTest, SilenceBehindSoundHasNoWeights) {
+TEST(PhaseFiguresTest, SilenceBehindSoundHasNoWeights) {
     const Audio audio = Joined(Noise(0.5f, 1, 4 * kHop, 10), Silence(1, 4 * kHop));
     const auto rows = RowsOf(kPhaseProperties, audio);
     ASSERT_EQ(7u, rows.size());
@@ -129,7 +118,7 @@ TEST(PhasePropertiesTest, SilenceBehindSoundHasNoWeights) {
 // A click in the first half of a frame has magnitudes of twice its windowed value and phases p that
 // fall evenly; bin 0 joins both ends of the spectrum, and so has the square root of two as much.
 // The frame behind is silent. Its prediction is exp(p - p) = 1 times those magnitudes.
-TEST(PhasePropertiesTest, BehindAClickTheDifferenceIsItsMagnitudes) {
+TEST(PhaseFiguresTest, BehindAClickTheDifferenceIsItsMagnitudes) {
     constexpr std::size_t kAt = 301; // odd, so that no phase is half a turn
     const auto rows = RowsOf(kPhaseProperties, Impulses(kFrame + kHop, {{kAt, 0.8f}}));
     ASSERT_EQ(2u, rows.size());
@@ -142,7 +131,7 @@ TEST(PhasePropertiesTest, BehindAClickTheDifferenceIsItsMagnitudes) {
 // The prediction takes exp of an angle as a real number: that is meant. A sine goes on as it was,
 // so that a prediction by turning would come out near its magnitudes, and the difference near 0.
 // This one lies beyond them, since exp of an angle between -2 pi and 2 pi is seldom near 1.
-TEST(PhasePropertiesTest, TheComplexDifferenceTakesTheExponentAsAReal) {
+TEST(PhaseFiguresTest, TheComplexDifferenceTakesTheExponentAsAReal) {
     const Audio audio = Sine(44100.0, 1000.3, 0.5, kPhaseProperties.SamplesFor(40));
     const auto rows = RowsOf(kPhaseProperties, audio);
     std::size_t beyond = 0;
@@ -154,7 +143,7 @@ TEST(PhasePropertiesTest, TheComplexDifferenceTakesTheExponentAsAReal) {
 
 // The phases of a steady sine advance evenly, so that weighted by magnitude they hardly deviate,
 // while those of noise do by a quarter of a turn.
-TEST(PhasePropertiesTest, WeightedDeviationTellsATone) {
+TEST(PhaseFiguresTest, WeightedDeviationTellsATone) {
     const std::size_t samples = kPhaseProperties.SamplesFor(20);
     const auto tone = RowsOf(kPhaseProperties, Sine(44100.0, 1000.3, 0.5, samples));
     const auto noise = RowsOf(kPhaseProperties, Noise(0.5f, 1, samples, 11));
@@ -166,7 +155,7 @@ TEST(PhasePropertiesTest, WeightedDeviationTellsATone) {
 }
 
 // A factor of a power of two leaves the angles as they are, to the bit.
-TEST(PhasePropertiesTest, LevelChangesTheWeightedValuesAlone) {
+TEST(PhaseFiguresTest, LevelChangesTheWeightedValuesAlone) {
     const Audio audio = MusicLike(44100.0, 1, kPhaseProperties.SamplesFor(10), 12);
     Audio loud = audio;
     for (float& sample : loud[0]) {

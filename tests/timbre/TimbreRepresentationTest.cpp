@@ -127,36 +127,6 @@ TEST_P(TimbreKeyTest, SeveralFramesStandBehindEachOther) {
     }
 }
 
-TEST_P(TimbreKeyTest, MetaDataTellsRateFrameAndHop) {
-    QelAudioAnalysisKeyMetaData data{};
-    UInt32 size = 0;
-    const CFOwner<CFStringRef> name = MakeString(Key().key);
-    EXPECT_EQ(0,
-              QelAudioAnalysisGetProperty(mAnalyzer.Handle(), kQelAnalysisProperty_MetaDataForKey,
-                                          name.Get(), 8, &data, 24, &size));
-    EXPECT_EQ(22050.0, data.mSampleRate);
-    EXPECT_EQ(Key().frameSamples, data.mFrameSize);
-    EXPECT_EQ(Key().hopSamples, data.mHopSize);
-}
-
-// Blocks are as long at every rate, and each has its own place.
-TEST_P(TimbreKeyTest, TheSizeDoesNotDependOnTheRate) {
-    for (const double rateHz : {8000.0, 44100.0, 96000.0, 192000.0}) {
-        TestAnalyzer analyzer({Key().key}, {rateHz, 2, 4096, 0});
-        std::size_t calls = 0;
-        analyzer.onDelivery = [&](QelAudioAnalysisRef, CFStringRef, UInt32 count,
-                                  QelAudioAnalysisBlock* blocks) {
-            ++calls;
-            ASSERT_EQ(2u, count);
-            EXPECT_NE(blocks[0].mData, blocks[1].mData);
-            EXPECT_EQ(Key().numbers * sizeof(float), blocks[0].mDataByteSize);
-            EXPECT_EQ(Key().numbers * sizeof(float), blocks[1].mDataByteSize);
-        };
-        analyzer.PushInBlocks(Noise(0.5f, 2, Key().SamplesFor(2), 17), 4096);
-        EXPECT_EQ(2u, calls) << rateHz;
-    }
-}
-
 INSTANTIATE_TEST_SUITE_P(Keys, TimbreKeyTest, testing::ValuesIn(kFrameKeys),
                          [](const auto& testInfo) {
                              std::string name = testInfo.param.key;

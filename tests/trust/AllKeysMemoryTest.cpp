@@ -34,9 +34,9 @@ bool ThrowsWithout(long granted, bool& refused, const Call& call) {
     return thrown;
 }
 
-class OutOfMemoryAllKeysTest : public testing::Test {
+class AllKeysMemoryTest : public testing::Test {
 protected:
-    OutOfMemoryAllKeysTest() {
+    AllKeysMemoryTest() {
         EXPECT_EQ(0, mHolder.New());
         mExpected = RunAll(mHolder);
     }
@@ -82,12 +82,12 @@ protected:
     Outcome mExpected;
 };
 
-TEST_F(OutOfMemoryAllKeysTest, InitializeIsToldAndCanBeRepeated) {
+TEST_F(AllKeysMemoryTest, InitializeIsToldAndCanBeRepeated) {
     RefuseEveryRequest([](Client& client) { EXPECT_EQ(0, client.New()); },
                        [](Client& client) { client.Initialize(); });
 }
 
-TEST_F(OutOfMemoryAllKeysTest, ResetIsToldAndInitializeCanBeRepeated) {
+TEST_F(AllKeysMemoryTest, ResetIsToldAndInitializeCanBeRepeated) {
     RefuseEveryRequest(
         [](Client& client) {
             EXPECT_EQ(0, client.New());
@@ -138,7 +138,7 @@ void RepresentWithoutMemory(Client& client, CFStringRef key, UInt32 count,
     EXPECT_FALSE(refused);
 }
 
-TEST_F(OutOfMemoryAllKeysTest, RepresentationsAreToldAndDisturbNothing) {
+TEST_F(AllKeysMemoryTest, RepresentationsAreToldAndDisturbNothing) {
     Representations seen;
     Client client(mKeys.Get(), mLife.Setup());
     EXPECT_EQ(0, client.New());

@@ -1,7 +1,6 @@
 // The client finds its world as it left it: behind every exported function, and in every callback.
 
 #include "tests/trust/ClientWorld.h"
-
 #include "tests/trust/Life.h"
 #include "tests/trust/OutputCapture.h"
 
@@ -99,9 +98,9 @@ protected:
     std::fenv_t mBefore{};
 };
 
-class ClientWorldTest : public WorldTest, public testing::WithParamInterface<Mode> {};
+class ClientWorldContractTest : public WorldTest, public testing::WithParamInterface<Mode> {};
 
-TEST_P(ClientWorldTest, IsAsItWasBehindEveryFunctionAndInEveryCallback) {
+TEST_P(ClientWorldContractTest, IsAsItWasBehindEveryFunctionAndInEveryCallback) {
     const auto keys = MakeKeyList(AllKeys());
     Client undisturbed(keys.Get(), mLife.Setup());
     const Digests expected = mLife.Run(undisturbed, 0, mLife.Steps().size()).results;
@@ -117,7 +116,7 @@ TEST_P(ClientWorldTest, IsAsItWasBehindEveryFunctionAndInEveryCallback) {
     EXPECT_EQ("", expected.Difference(results)) << "results depend on the client's mode";
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, ClientWorldTest,
+INSTANTIATE_TEST_SUITE_P(Modes, ClientWorldContractTest,
                          testing::Combine(testing::Values(FE_TONEAREST, FE_DOWNWARD, FE_UPWARD,
                                                           FE_TOWARDZERO),
                                           testing::Bool(), testing::Bool()));

@@ -31,7 +31,7 @@ std::string Difference(const Digests& first, const Digests& second,
     return text;
 }
 
-class DeterminismTest : public testing::Test {
+class DeterminismContractTest : public testing::Test {
 protected:
     Digests RunAnew(const Stream& stream) const {
         Client client(mKeys.Get(), stream.setup);
@@ -45,13 +45,13 @@ protected:
     const Digests mExpected = RunAnew(mStream);
 };
 
-TEST_F(DeterminismTest, EveryKeyDelivers) {
+TEST_F(DeterminismContractTest, EveryKeyDelivers) {
     for (std::size_t i = 0; i < std::size(kKeys); ++i) {
         EXPECT_LT(0u, mExpected[i].Calls()) << kKeys[i].key;
     }
 }
 
-TEST_F(DeterminismTest, OtherAudioGivesOtherBytesForEveryKeyOfValuesThatFollowIt) {
+TEST_F(DeterminismContractTest, OtherAudioGivesOtherBytesForEveryKeyOfValuesThatFollowIt) {
     // That the digests see what they should: names, counts of beats and tempi may well stay.
     Stream other = mStream;
     for (float& sample : other.audio[0]) {
@@ -68,7 +68,7 @@ TEST_F(DeterminismTest, OtherAudioGivesOtherBytesForEveryKeyOfValuesThatFollowIt
     }
 }
 
-TEST_F(DeterminismTest, PushesThatAreMultiplesOf512AreAllTheSameToAllKeysButThoseOfPushes) {
+TEST_F(DeterminismContractTest, PushesThatAreMultiplesOf512AreAllTheSameToAllKeysButThoseOfPushes) {
     for (const std::vector<UInt32>& sizes : std::vector<std::vector<UInt32>>{
              {512}, {1024, 512}, {4096}, {2560, 3584, 512}, {512, 0, 4096}}) {
         Stream stream = mStream;
@@ -77,7 +77,8 @@ TEST_F(DeterminismTest, PushesThatAreMultiplesOf512AreAllTheSameToAllKeysButThos
     }
 }
 
-TEST_F(DeterminismTest, PushesOfAnySizeAreTheSameToAllKeysButThoseOfPushesAndOfWholeBlocks) {
+TEST_F(DeterminismContractTest,
+       PushesOfAnySizeAreTheSameToAllKeysButThoseOfPushesAndOfWholeBlocks) {
     for (const std::vector<UInt32>& sizes :
          std::vector<std::vector<UInt32>>{{7, 1}, {63}, {1000, 4095}, {441}, {0, 4096, 1}}) {
         Stream stream = mStream;
@@ -86,7 +87,7 @@ TEST_F(DeterminismTest, PushesOfAnySizeAreTheSameToAllKeysButThoseOfPushesAndOfW
     }
 }
 
-TEST_F(DeterminismTest, SamplesMayStandAtAnyAddressOfFloats) {
+TEST_F(DeterminismContractTest, SamplesMayStandAtAnyAddressOfFloats) {
     const std::size_t length = mStream.audio[0].size();
     for (std::size_t offset = 0; offset <= 15; ++offset) {
         std::vector<float> memory(length + 32);
@@ -108,7 +109,7 @@ TEST_F(DeterminismTest, SamplesMayStandAtAnyAddressOfFloats) {
     }
 }
 
-TEST_F(DeterminismTest, AResetOrAnotherInitializationForgetsEverything) {
+TEST_F(DeterminismContractTest, AResetOrAnotherInitializationForgetsEverything) {
     Client client(mKeys.Get(), mStream.setup);
     EXPECT_EQ(0, client.New());
     EXPECT_EQ(0, client.Initialize());
@@ -124,7 +125,7 @@ TEST_F(DeterminismTest, AResetOrAnotherInitializationForgetsEverything) {
     EXPECT_EQ("", Difference(mExpected, mStream.Run(client)));
 }
 
-TEST_F(DeterminismTest, SixteenHandlesInTurnDoNotMeet) {
+TEST_F(DeterminismContractTest, SixteenHandlesInTurnDoNotMeet) {
     const std::size_t length = mStream.audio[0].size();
     std::vector<std::unique_ptr<Client>> clients;
     for (int i = 0; i < 16; ++i) {
@@ -159,7 +160,7 @@ std::string DigestsOfAnotherProcess(const std::string& environment) {
     return text;
 }
 
-TEST_F(DeterminismTest, OtherProcessesGiveTheSameAlsoWithOtherBytesInFreshMemory) {
+TEST_F(DeterminismContractTest, OtherProcessesGiveTheSameAlsoWithOtherBytesInFreshMemory) {
     const std::string expected = DigestText(mExpected);
     EXPECT_EQ(expected, DigestsOfAnotherProcess(""));
     // The C library fills memory with such bytes when it hands it out and takes it back.

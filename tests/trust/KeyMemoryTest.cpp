@@ -23,9 +23,9 @@ namespace {
 constexpr long kMostRequests = 20000;
 constexpr std::size_t kFramesAfterwards = 3000;
 
-class OutOfMemoryKeyTest : public testing::TestWithParam<std::string> {
+class KeyMemoryTest : public testing::TestWithParam<std::string> {
 protected:
-    OutOfMemoryKeyTest() {
+    KeyMemoryTest() {
         EXPECT_EQ(0, mHolder.New());
         EXPECT_EQ(0, mHolder.Initialize());
         mExpected = mStream.Run(mHolder);
@@ -89,11 +89,11 @@ protected:
     Digests mExpected;
 };
 
-TEST_P(OutOfMemoryKeyTest, WhatFollowsARefusedInitializeEnds) {
+TEST_P(KeyMemoryTest, WhatFollowsARefusedInitializeEnds) {
     RefuseEveryRequest([](Client&) {}, [](Client& client) { client.Initialize(); });
 }
 
-TEST_P(OutOfMemoryKeyTest, WhatFollowsARefusedResetEnds) {
+TEST_P(KeyMemoryTest, WhatFollowsARefusedResetEnds) {
     RefuseEveryRequest(
         [this](Client& client) {
             EXPECT_EQ(0, client.Initialize());
@@ -103,14 +103,14 @@ TEST_P(OutOfMemoryKeyTest, WhatFollowsARefusedResetEnds) {
 }
 
 // What is delivered while audio streams has its room since Initialize.
-TEST_P(OutOfMemoryKeyTest, WhatFollowsARefusedStreamEnds) {
+TEST_P(KeyMemoryTest, WhatFollowsARefusedStreamEnds) {
     const Delivery delivery = findKey(GetParam())->delivery;
     const bool asks = delivery == Delivery::AtEnd || delivery == Delivery::FramesAtEnd;
     RefuseEveryRequest([](Client& client) { EXPECT_EQ(0, client.Initialize()); },
                        [this](Client& client) { mStream.Run(client); }, asks);
 }
 
-INSTANTIATE_TEST_SUITE_P(Keys, OutOfMemoryKeyTest, testing::ValuesIn(AllKeys()), KeyTestName);
+INSTANTIATE_TEST_SUITE_P(Keys, KeyMemoryTest, testing::ValuesIn(AllKeys()), KeyTestName);
 
 } // namespace
 } // namespace qel::trust

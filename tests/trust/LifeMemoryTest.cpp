@@ -49,7 +49,7 @@ struct Report {
     bool failed;      // an expectation was
 };
 
-class OutOfMemoryLifeTest : public testing::TestWithParam<std::tuple<KeyGroup, Refuse>> {
+class LifeMemoryTest : public testing::TestWithParam<std::tuple<KeyGroup, Refuse>> {
 protected:
     // The undisturbed life twice, so that two of its outcomes can be compared.
     static void LiveUndisturbed(const Life& life, CFArrayRef keys, Report& report) {
@@ -191,7 +191,7 @@ protected:
     int mUntold = 0;
 };
 
-TEST_P(OutOfMemoryLifeTest, EveryRefusalIsToldAndSurvivedAndNothingIsLost) {
+TEST_P(LifeMemoryTest, EveryRefusalIsToldAndSurvivedAndNothingIsLost) {
     ASSERT_TRUE(
         InChild(*mUndisturbed, [&] { LiveUndisturbed(mLife, mKeys.Get(), *mUndisturbed); }));
     const auto& [group, refuse] = GetParam();
@@ -215,7 +215,7 @@ std::string Name(const testing::TestParamInfo<std::tuple<KeyGroup, Refuse>>& inf
     return group.name + testing::PrintToString(refuse);
 }
 
-INSTANTIATE_TEST_SUITE_P(Groups, OutOfMemoryLifeTest,
+INSTANTIATE_TEST_SUITE_P(Groups, LifeMemoryTest,
                          testing::Combine(testing::ValuesIn(KeyGroups()),
                                           testing::Values(Refuse::kOnce, Refuse::kFromThenOn)),
                          Name);

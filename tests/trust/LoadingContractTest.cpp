@@ -31,7 +31,7 @@ std::ptrdiff_t Threads() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
 }
 
-TEST(LoadingTest, LibrariesBringNoOthersThanThoseOfTheTableOfLicences) {
+TEST(LoadingContractTest, LibrariesBringNoOthersThanThoseOfTheTableOfLicences) {
     const std::vector<std::string> libraries{"libQelAudioAnalysis", "libQelPlatform", "libhwy"};
     const std::vector<std::string> system{"libstdc++", "libgcc_s",        "libm",
                                           "libc",      "linux-vdso",      "libpthread",
@@ -49,7 +49,7 @@ TEST(LoadingTest, LibrariesBringNoOthersThanThoseOfTheTableOfLicences) {
     EXPECT_EQ(ours, 3); // transforms are within one of them
 }
 
-TEST(LoadingTest, NoThreadStandsBesideTheClientsOwn) {
+TEST(LoadingContractTest, NoThreadStandsBesideTheClientsOwn) {
     if (QEL_THREAD_CHECKER) {
         GTEST_SKIP() << "the checker has a thread of its own";
     }

@@ -78,7 +78,7 @@ TEST_P(PushAllocationKeyTest, NothingIsRequestedAtFirstWithAnUnknownLength) {
 }
 
 // Room for that is there from the start.
-TEST(PushAllocationTest, RhythmKeysRequestNothingInSixMinutesOfUnknownLength) {
+TEST(PushMemoryTest, RhythmKeysRequestNothingInSixMinutesOfUnknownLength) {
     constexpr UInt32 kPush = 4096;
     constexpr int kPushes = 6 * 60 * 44100 / static_cast<int>(kPush);
     const auto keys = MakeKeyList({"global tempo", "global number of beats per bar", "onset data"});
@@ -99,7 +99,7 @@ TEST(PushAllocationTest, RhythmKeysRequestNothingInSixMinutesOfUnknownLength) {
 
 // Eight channels fill four blocks behind the room of the start. Each of them adds the next one when
 // it is half full.
-TEST(PushAllocationTest, NothingIsGivenBackWhereAnUnknownLengthTakesMoreBlocks) {
+TEST(PushMemoryTest, NothingIsGivenBackWhereAnUnknownLengthTakesMoreBlocks) {
     constexpr std::size_t kChannels = 8;
     constexpr std::size_t kPushes = 4 * kBlockBytes / (kChannels * sizeof(float) * kPushFrames);
     const auto keys = MakeKeyList({"onset data"});

@@ -65,9 +65,9 @@ private:
     unsigned char* mFirst = nullptr;
 };
 
-class SmallStackTest : public testing::TestWithParam<std::string> {};
+class StackMemoryTest : public testing::TestWithParam<std::string> {};
 
-TEST_P(SmallStackTest, AWholeLifeTakesAtMostTwentyFourKilobytes) {
+TEST_P(StackMemoryTest, AWholeLifeTakesAtMostTwentyFourKilobytes) {
     if (QEL_SANITIZED) {
         GTEST_SKIP() << "checkers make frames larger";
     }
@@ -88,7 +88,7 @@ TEST_P(SmallStackTest, AWholeLifeTakesAtMostTwentyFourKilobytes) {
     std::printf("%zu bytes\n", *used);
 }
 
-INSTANTIATE_TEST_SUITE_P(Keys, SmallStackTest, testing::ValuesIn(AllKeys()), KeyTestName);
+INSTANTIATE_TEST_SUITE_P(Keys, StackMemoryTest, testing::ValuesIn(AllKeys()), KeyTestName);
 
 } // namespace
 } // namespace qel::trust

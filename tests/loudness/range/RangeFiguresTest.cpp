@@ -108,29 +108,6 @@ TEST(RangeFiguresTest, AFewPeaksDoNotCount) {
     EXPECT_NEAR(quiet, HeadroomOf(WithPeaks(0, 102)), kTolerance);
 }
 
-// A sample of 0 begins step 511, in the middle.
-TEST(RangeFiguresTest, SilenceHasHeadroomAndNothingElse) {
-    const RangeResults results = AnalyzeRange(Silence(2, kFrames), kRate);
-    ASSERT_EQ(2u, results.channels.size());
-    for (const QelAudioAnalysisRange& range : results.channels) {
-        EXPECT_NEAR(HeadroomAtStep(511), range.mHeadroom, kTolerance);
-        EXPECT_EQ(kNoNoiseFloor, range.mNoiseFloor);
-        EXPECT_EQ(kNoCutoff, range.mCutoff);
-        EXPECT_EQ(1, range.mHeadroomValid);
-        EXPECT_EQ(0, range.mNoiseFloorValid);
-        EXPECT_EQ(0, range.mCutoffValid);
-    }
-}
-
-// 0.5 is in step 766 (1.5 * 511 = 766.5), which is taken with step 257.
-TEST(RangeFiguresTest, AConstantHasHeadroomAndNothingElse) {
-    const RangeResults results = AnalyzeRange(Constant(0.5f, 1, kFrames), kRate);
-    EXPECT_NEAR(HeadroomAtStep(257), results.channels.at(0).mHeadroom, kTolerance);
-    EXPECT_EQ(kNoNoiseFloor, results.channels[0].mNoiseFloor);
-    EXPECT_EQ(kNoCutoff, results.channels[0].mCutoff);
-    EXPECT_EQ(0, results.channels[0].mNoiseFloorValid);
-}
-
 // Of no samples nothing needs to be taken in.
 TEST(RangeFiguresTest, NoAudioHasNoHeadroomThoughOneIsReported) {
     RangeStreamRun run({kRate, 1, 4096, 0});

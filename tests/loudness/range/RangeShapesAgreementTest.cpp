@@ -38,7 +38,7 @@ Compared Compare(const std::vector<NoiseBand>& bands, std::uint32_t seed) {
 
 // Only what lies below bin 5 may be far under the floor. A hole of no more than 12 bins is none,
 // since the run of 25 bins whose median is taken keeps its length at the bottom.
-TEST(RangeAgreementShapesTest, AHoleAtTheBottomOfTheSpectrum) {
+TEST(RangeShapesAgreementTest, AHoleAtTheBottomOfTheSpectrum) {
     int found = 0;
     int missed = 0;
     for (const double edge : {9.5, 11.5, 12.5, 13.5, 14.5, 16.5}) {
@@ -53,7 +53,7 @@ TEST(RangeAgreementShapesTest, AHoleAtTheBottomOfTheSpectrum) {
 }
 
 // A fall about the first bins that are searched, and about the last.
-TEST(RangeAgreementShapesTest, AFallAtTheEndsOfTheSearch) {
+TEST(RangeShapesAgreementTest, AFallAtTheEndsOfTheSearch) {
     int found = 0;
     int missed = 0;
     for (const double first : {240.0, 494.0}) {
@@ -71,7 +71,7 @@ TEST(RangeAgreementShapesTest, AFallAtTheEndsOfTheSearch) {
 }
 
 // Steps up and down, close to each other and far apart.
-TEST(RangeAgreementShapesTest, ManyStepsAnywhere) {
+TEST(RangeShapesAgreementTest, ManyStepsAnywhere) {
     std::mt19937 generator(53);
     const auto between = [&](double low, double high) {
         return low + (high - low) * static_cast<double>(generator()) / 4294967296.0;

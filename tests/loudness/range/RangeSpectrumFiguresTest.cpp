@@ -38,7 +38,7 @@ QelAudioAnalysisRange RangeOf(const std::vector<float>& samples, double rateHz =
 // silence before the stream. An impulse at its sample n has a flat spectrum of the window's value
 // there, w^2 = 2 sin^2((n + 0.5) pi / 1024). The noise beside it keeps the frame from being taken
 // for empty; it is 50 dB below.
-TEST(RangeFiguresSpectrumTest, AnImpulseShowsTheWindowAndTheScale) {
+TEST(RangeSpectrumFiguresTest, AnImpulseShowsTheWindowAndTheScale) {
     for (const std::size_t n : {30u, 100u, 256u, 511u, 600u, 900u, 1000u}) {
         const double sine = std::sin((static_cast<double>(n) + 0.5) * std::numbers::pi / 1024.0);
         // So that the level lies in the middle of a step.
@@ -52,7 +52,7 @@ TEST(RangeFiguresSpectrumTest, AnImpulseShowsTheWindowAndTheScale) {
     }
 }
 
-TEST(RangeFiguresSpectrumTest, WhiteNoiseIsItsOwnFloor) {
+TEST(RangeSpectrumFiguresTest, WhiteNoiseIsItsOwnFloor) {
     for (const double level : {-20.5, -40.5, -60.5, -75.5}) {
         const QelAudioAnalysisRange range = RangeOf(NoiseOfLevel(level, kFrames, 8));
         EXPECT_NEAR(FloorOf(level), range.mNoiseFloor, kTolerance) << level;
@@ -63,13 +63,13 @@ TEST(RangeFiguresSpectrumTest, WhiteNoiseIsItsOwnFloor) {
 // The power of a bin is p E with p = 10^0.3 / log(2) = 2.879 and E of the exponential distribution.
 // Below 0 dB lie those with E < 0.3474, which are 1 - exp(-0.3474) = 29.35 % of all. Half of these
 // lie below E = -log(1 - 0.1467) = 0.1587: p E = 0.4569, which is -3.40 dB.
-TEST(RangeFiguresSpectrumTest, LevelsOfZeroAndMoreAreOutOfTheMeasurement) {
+TEST(RangeSpectrumFiguresTest, LevelsOfZeroAndMoreAreOutOfTheMeasurement) {
     EXPECT_NEAR(FloorOf(-3.40), RangeOf(NoiseOfLevel(3.0, 2 * kFrames, 9)).mNoiseFloor, kTolerance);
 }
 
 // Loud for 3 parts of 10 and quiet for 7: the median of all is what 5 / 7 of the quiet levels lie
 // below. E = -log(2 / 7) = 1.2528, which is 2.57 dB above log(2).
-TEST(RangeFiguresSpectrumTest, TheMedianIsOverTime) {
+TEST(RangeSpectrumFiguresTest, TheMedianIsOverTime) {
     const double level = -60.0;
     std::vector<float> samples = NoiseOfLevel(-20.0, 3 * 512 * 100, 10);
     const std::vector<float> quiet = NoiseOfLevel(level, 7 * 512 * 100, 11);
@@ -81,7 +81,7 @@ TEST(RangeFiguresSpectrumTest, TheMedianIsOverTime) {
 // 1e-8, that is for 20 seconds: their mean levels 10 log10(2 variance) are evenly spread from
 // -16.99 to -76.99 dB. About its mean a level is 10 log10(E), of which the mean is -10 log10(e)
 // times Euler's constant = -2.51 dB. The median over the spread is the middle and that: -49.50 dB.
-TEST(RangeFiguresSpectrumTest, WhatDecaysCountsUntilItIsTooQuiet) {
+TEST(RangeSpectrumFiguresTest, WhatDecaysCountsUntilItIsTooQuiet) {
     constexpr double kFallPerSecond = 3.0;
     std::vector<float> samples = Noise(1.0f, 1, 33 * 44100, 12)[0];
     for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -94,7 +94,7 @@ TEST(RangeFiguresSpectrumTest, WhatDecaysCountsUntilItIsTooQuiet) {
 
 // The least variance is 1e-8, about the mean: whatever is added to all of it does not matter. The
 // variance of a frame of 1024 samples of uniform noise strays by 3 % from that of the noise.
-TEST(RangeFiguresSpectrumTest, AFrameOfTooLittleVarianceDoesNotCount) {
+TEST(RangeSpectrumFiguresTest, AFrameOfTooLittleVarianceDoesNotCount) {
     for (const float offset : {0.0f, 0.25f}) {
         const auto noise = [offset](double level) {
             std::vector<float> samples = NoiseOfLevel(level, kFrames, 13);
@@ -122,7 +122,7 @@ std::vector<float> NoiseWithZeros(std::size_t evenHalf, std::size_t oddHalf) {
     return samples;
 }
 
-TEST(RangeFiguresSpectrumTest, AFrameWithATenthOfZerosDoesNotCount) {
+TEST(RangeSpectrumFiguresTest, AFrameWithATenthOfZerosDoesNotCount) {
     EXPECT_EQ(1, RangeOf(NoiseWithZeros(51, 51)).mNoiseFloorValid);
     EXPECT_EQ(0, RangeOf(NoiseWithZeros(51, 52)).mNoiseFloorValid);
     EXPECT_EQ(0, RangeOf(NoiseWithZeros(52, 51)).mNoiseFloorValid);
@@ -130,7 +130,7 @@ TEST(RangeFiguresSpectrumTest, AFrameWithATenthOfZerosDoesNotCount) {
 }
 
 // The floor is the top of the spectrum, unless more than 6 dB below it anything lies.
-TEST(RangeFiguresSpectrumTest, AFloorIsRefusedOnlyIfSomethingLiesFarBelow) {
+TEST(RangeSpectrumFiguresTest, AFloorIsRefusedOnlyIfSomethingLiesFarBelow) {
     const auto noise = [](double middleDecibels) {
         return BandedNoise(kRate, kLongFrames,
                            {{5000.0, -40.5}, {9000.0, middleDecibels}, {kRate, -40.5}}, 15);
@@ -145,7 +145,7 @@ TEST(RangeFiguresSpectrumTest, AFloorIsRefusedOnlyIfSomethingLiesFarBelow) {
 // last bin before the fall to the first one behind. The window lets the upper side leak into the
 // lower one: by its main lobe of 3 bins, and from its side lobes by less than 30 dB behind 6 bins.
 // So half the fall is passed within 4 bins behind the edge.
-TEST(RangeFiguresSpectrumTest, ACutoffIsFoundWhereTheSpectrumFalls) {
+TEST(RangeSpectrumFiguresTest, ACutoffIsFoundWhereTheSpectrumFalls) {
     for (const double rateHz : {44100.0, 48000.0}) {
         const double binHz = rateHz / 1024.0;
         for (const double edgeHz : {14000.0, 16000.0, 18000.0}) {
@@ -168,7 +168,7 @@ TEST(RangeFiguresSpectrumTest, ACutoffIsFoundWhereTheSpectrumFalls) {
 // The steepest slope of a fall of D dB is D / 22.3 dB a bin: the weights of the smoothing add up to
 // 1 / sin(pi / 70) = 22.29 and the greatest is 1. Of 43.07 Hz a bin 5 dB make 0.0052 dB per Hz, and
 // 4 dB make 0.0042, of which at least 0.005 are wanted.
-TEST(RangeFiguresSpectrumTest, AGentleFallIsNoCutoff) {
+TEST(RangeSpectrumFiguresTest, AGentleFallIsNoCutoff) {
     const auto cutoff = [](double fallDecibels) {
         const std::vector<float> noise =
             BandedNoise(kRate, kLongFrames, {{16000.0, -40.5}, {kRate, -40.5 - fallDecibels}}, 18);
@@ -182,7 +182,7 @@ TEST(RangeFiguresSpectrumTest, AGentleFallIsNoCutoff) {
 
 // Of 8 dB the steepest slope is 8 / 22.3 = 0.36 dB a bin. A bin is 21.5 Hz at 22050, 43.1 at 44100
 // and 93.8 Hz at 96000, which make 0.017, 0.0083 and 0.0038 dB per Hz.
-TEST(RangeFiguresSpectrumTest, AFallIsMeasuredPerHertz) {
+TEST(RangeSpectrumFiguresTest, AFallIsMeasuredPerHertz) {
     const std::vector<float> noise =
         BandedNoise(1.0, kLongFrames, {{0.35, -40.5}, {0.5, -48.5}}, 23);
     for (const double rateHz : {22050.0, 44100.0}) {
@@ -192,13 +192,13 @@ TEST(RangeFiguresSpectrumTest, AFallIsMeasuredPerHertz) {
 }
 
 // Of two falls the upper one is found.
-TEST(RangeFiguresSpectrumTest, TheHighestFallIsTheCutoff) {
+TEST(RangeSpectrumFiguresTest, TheHighestFallIsTheCutoff) {
     const QelAudioAnalysisRange range = RangeOf(
         BandedNoise(kRate, kLongFrames, {{14000.0, -20.5}, {18000.0, -45.5}, {kRate, -57.5}}, 19));
     EXPECT_NEAR(18000.0, range.mCutoff, 3.0 * kRate / 1024.0);
 }
 
-TEST(RangeFiguresSpectrumTest, OnlyTheUpperHalfOfTheSpectrumIsSearched) {
+TEST(RangeSpectrumFiguresTest, OnlyTheUpperHalfOfTheSpectrumIsSearched) {
     const auto cutoff = [](double edgeHz) {
         return RangeOf(BandedNoise(kRate, kLongFrames, {{edgeHz, -30.5}, {kRate, -65.5}}, 20))
             .mCutoff;
@@ -210,7 +210,7 @@ TEST(RangeFiguresSpectrumTest, OnlyTheUpperHalfOfTheSpectrumIsSearched) {
     EXPECT_NEAR(257.0 * kRate / 1024.0, cutoff(10800.0), 0.01);
 }
 
-TEST(RangeFiguresSpectrumTest, OfASilentChannelOnlyItsOwnFiguresAreMissing) {
+TEST(RangeSpectrumFiguresTest, OfASilentChannelOnlyItsOwnFiguresAreMissing) {
     const std::vector<float> noise =
         BandedNoise(kRate, kLongFrames, {{16000.0, -30.5}, {kRate, -65.5}}, 21);
     const std::vector<float> silence(noise.size());
@@ -233,7 +233,7 @@ TEST(RangeFiguresSpectrumTest, OfASilentChannelOnlyItsOwnFiguresAreMissing) {
 }
 
 // A reset forgets the spectra, but not the half frame that the push before it ended with.
-TEST(RangeFiguresSpectrumTest, TheHalfFrameBeforeAResetStays) {
+TEST(RangeSpectrumFiguresTest, TheHalfFrameBeforeAResetStays) {
     const double level = -24.5;
     const double amplitude = std::sqrt(std::pow(10.0, level / 10.0) * 2048.0 / 4.0 / 2.0);
     const std::vector<float> noise = NoiseOfLevel(-75.5, 1024, 22);

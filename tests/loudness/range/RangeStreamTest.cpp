@@ -87,28 +87,6 @@ TEST(RangeStreamTest, AValidFieldIsOneForAllChannels) {
     EXPECT_EQ(kNoNoiseFloor, results.channels[0].mNoiseFloor);
 }
 
-TEST(RangeStreamTest, NothingIsDeliveredWhileAudioIsPushed) {
-    TestAnalyzer analyzer({kRangeKey}, {kRate, 3, 4096, 0});
-    analyzer.PushInBlocks(Channels(), 4096);
-    EXPECT_TRUE(analyzer.Deliveries().empty());
-    EXPECT_EQ(0, analyzer.Reset());
-    EXPECT_TRUE(analyzer.Deliveries().empty());
-}
-
-TEST(RangeStreamTest, APushMustBeWholeHalfFrames) {
-    const RangeResults expected = AnalyzeRange(Channels(), kRate, 512);
-    RangeStreamRun run({kRate, 3, 4096, 0});
-    const Audio loud = Noise(1.0f, 3, 4096, 45);
-    // What is refused is not counted, nor is it the first half of the next frame.
-    for (std::size_t at = 0; at < kFrames; at += 2048) {
-        for (const UInt32 frames : {0u, 1u, 500u, 511u, 513u, 1023u, 4095u}) {
-            EXPECT_EQ(-1, run.PushOnce(loud, 0, frames)) << frames;
-        }
-        EXPECT_EQ(0, run.PushOnce(Channels(), at, 2048));
-    }
-    EXPECT_EQ(expected.bytes, run.Process().bytes);
-}
-
 TEST(RangeStreamTest, OfSeveralKeysTheLastSlotAnswers) {
     const Audio audio = Noise(0.5f, 1, 1000, 46);
     TestAnalyzer last({"spectrum", kRangeKey}, {kRate, 1, 4096, 0});
@@ -184,43 +162,6 @@ TEST(RangeStreamTest, ThereIsNoRepresentation) {
     };
     EXPECT_EQ(0, analyzer.Process());
     EXPECT_EQ(1, deliveries);
-}
-
-TEST(RangeStreamTest, TheMetaDataIsTheRateAlone) {
-    TestAnalyzer analyzer({kRangeKey}, {32000.0, 2, 4096, 0});
-    const CFOwner<CFStringRef> key = MakeString(kRangeKey);
-    QelAudioAnalysisKeyMetaData data{};
-    data.mFrameSize = 77;
-    data.mHopSize = 78;
-    UInt32 size = 0;
-    EXPECT_EQ(0, QelAudioAnalysisGetProperty(analyzer.Handle(), kQelAnalysisProperty_MetaDataForKey,
-                                             key.Get(), 0, &data, sizeof data, &size));
-    EXPECT_EQ(32000.0, data.mSampleRate);
-    EXPECT_EQ(77u, data.mFrameSize);
-    EXPECT_EQ(78u, data.mHopSize);
-}
-
-TEST(RangeStreamTest, TwoHandlesDoNotMeet) {
-    const Audio first = {Channels()[0]};
-    const Audio second = {Channels()[1]};
-    RangeStreamRun one({kRate, 1, 4096, 0});
-    RangeStreamRun two({kRate, 1, 4096, 0});
-    for (std::size_t at = 0; at < kFrames; at += 512) {
-        EXPECT_EQ(0, one.PushOnce(first, at, 512));
-        EXPECT_EQ(0, two.PushOnce(second, at, 512));
-    }
-    EXPECT_EQ(AnalyzeRange(first, kRate).bytes, one.Process().bytes);
-    EXPECT_EQ(AnalyzeRange(second, kRate).bytes, two.Process().bytes);
-}
-
-// Nothing of an earlier stream is left by a new initialization, as there is by a reset.
-TEST(RangeStreamTest, InitializedAgainEqualsFresh) {
-    const Audio audio = {Channels()[0]};
-    RangeStreamRun run({kRate, 1, 4096, 0});
-    run.Push(Noise(1.0f, 1, 8192, 48));
-    EXPECT_EQ(0, run.Analyzer().Initialize({kRate, 1, 4096, 0}));
-    run.Push(audio);
-    EXPECT_EQ(AnalyzeRange(audio, kRate).bytes, run.Process().bytes);
 }
 
 TEST(RangeStreamTest, OddAudioEndsInRecords) {

@@ -42,9 +42,9 @@ struct Call {
     }
 };
 
-class SoundCheckBlocksTest : public testing::Test {
+class AABreloSoundCheckGeneratorBlocksTest : public testing::Test {
 protected:
-    SoundCheckBlocksTest() : mSamples(test::RoughNoise(2 * 3 * kStep, 1)) {}
+    AABreloSoundCheckGeneratorBlocksTest() : mSamples(test::RoughNoise(2 * 3 * kStep, 1)) {}
 
     void Make(UInt32 streamChannels, UInt32 analyzedChannels) {
         mGenerator = std::make_unique<WorkingGenerator>(streamChannels, kRateHz, 4 * kStep, 0,
@@ -97,7 +97,7 @@ protected:
     std::unique_ptr<WorkingGenerator> mGenerator;
 };
 
-TEST_F(SoundCheckBlocksTest, EveryPushBringsTheRunningFiguresAndTheEndTheLoudness) {
+TEST_F(AABreloSoundCheckGeneratorBlocksTest, EveryPushBringsTheRunningFiguresAndTheEndTheLoudness) {
     for (const UInt32 channels : {1u, 2u}) {
         mCalls.clear();
         Make(channels, channels);
@@ -118,7 +118,7 @@ TEST_F(SoundCheckBlocksTest, EveryPushBringsTheRunningFiguresAndTheEndTheLoudnes
     }
 }
 
-TEST_F(SoundCheckBlocksTest, PushesThatFillNoStepBringFiguresToo) {
+TEST_F(AABreloSoundCheckGeneratorBlocksTest, PushesThatFillNoStepBringFiguresToo) {
     Make(1, 1);
     EXPECT_EQ(0, Push(100));
     EXPECT_EQ(0, Push(0));
@@ -128,7 +128,7 @@ TEST_F(SoundCheckBlocksTest, PushesThatFillNoStepBringFiguresToo) {
     }
 }
 
-TEST_F(SoundCheckBlocksTest, ChannelsThatAreNotMeasuredHaveNoFigures) {
+TEST_F(AABreloSoundCheckGeneratorBlocksTest, ChannelsThatAreNotMeasuredHaveNoFigures) {
     Make(4, 1);
     EXPECT_EQ(0, Push(2 * kStep));
     EXPECT_EQ(0, mGenerator->ProcessFinal(1));
@@ -140,7 +140,7 @@ TEST_F(SoundCheckBlocksTest, ChannelsThatAreNotMeasuredHaveNoFigures) {
     }
 }
 
-TEST_F(SoundCheckBlocksTest, AFlushPushesSilenceThatTheFiguresCount) {
+TEST_F(AABreloSoundCheckGeneratorBlocksTest, AFlushPushesSilenceThatTheFiguresCount) {
     Make(1, 1);
     EXPECT_EQ(0, Push(kStep));
     EXPECT_EQ(0, mGenerator->Process(1, nullptr, nullptr));
@@ -149,7 +149,7 @@ TEST_F(SoundCheckBlocksTest, AFlushPushesSilenceThatTheFiguresCount) {
     ExpectBlock(mCalls[2], 0, Expected(kStep, true)[0]);
 }
 
-TEST_F(SoundCheckBlocksTest, AStatusOfTheAnalyzerIsReturnedAndNothingIsDelivered) {
+TEST_F(AABreloSoundCheckGeneratorBlocksTest, AStatusOfTheAnalyzerIsReturnedAndNothingIsDelivered) {
     Make(1, 1);
     AudioBufferList list = test::ListOf(nullptr, 0, 1);
     EXPECT_EQ(-50, mGenerator->PushAudio(&list, 100));
@@ -157,14 +157,14 @@ TEST_F(SoundCheckBlocksTest, AStatusOfTheAnalyzerIsReturnedAndNothingIsDelivered
     EXPECT_TRUE(mCalls.empty());
 }
 
-TEST_F(SoundCheckBlocksTest, AStopAtTheEndIsReturned) {
+TEST_F(AABreloSoundCheckGeneratorBlocksTest, AStopAtTheEndIsReturned) {
     Make(1, 1);
     EXPECT_EQ(-1, mGenerator->Process(
                       0, [](void*, float, void*) { return 1; }, nullptr));
     EXPECT_EQ(1u, mCalls.size());
 }
 
-TEST_F(SoundCheckBlocksTest, OnlyItsOwnKeyHasASize) {
+TEST_F(AABreloSoundCheckGeneratorBlocksTest, OnlyItsOwnKeyHasASize) {
     Make(1, 1);
     EXPECT_EQ(40u, mGenerator->GetSizeOfAnalysisDataForKey(CFSTR("sound check")));
     EXPECT_EQ(0u, mGenerator->GetSizeOfAnalysisDataForKey(CFSTR("audio range")));

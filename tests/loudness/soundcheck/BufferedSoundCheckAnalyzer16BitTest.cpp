@@ -39,7 +39,8 @@ void PushInPieces(BufferedSoundCheckAnalyzer& analyzer, const void* samples, std
     EXPECT_EQ(0, analyzer.Finish());
 }
 
-TEST(SoundCheck16BitTest, SamplesOf16BitsGiveTheFiguresOfTheSameFloatsInPiecesOfEverySize) {
+TEST(BufferedSoundCheckAnalyzer16BitTest,
+     SamplesOf16BitsGiveTheFiguresOfTheSameFloatsInPiecesOfEverySize) {
     for (const UInt32 channels : {1u, 2u}) {
         const std::size_t frames = 3 * kStep + 555;
         const std::vector<float> floats = test::RoughNoise(frames * channels, channels);
@@ -58,7 +59,7 @@ TEST(SoundCheck16BitTest, SamplesOf16BitsGiveTheFiguresOfTheSameFloatsInPiecesOf
     }
 }
 
-TEST(SoundCheck16BitTest, ATrackBelowOneStepHasNoFigures) {
+TEST(BufferedSoundCheckAnalyzer16BitTest, ATrackBelowOneStepHasNoFigures) {
     const std::vector<SInt16> loud(kStep - 1, 32767);
     BufferedSoundCheckAnalyzer analyzer("integers");
     ASSERT_EQ(0, analyzer.Start(Interleaved16Bit(kRateHz, 1), nullptr, nullptr, 0));
@@ -66,7 +67,7 @@ TEST(SoundCheck16BitTest, ATrackBelowOneStepHasNoFigures) {
     EXPECT_EQ((std::array<test::Figures, 2>{}), FiguresOf(*analyzer.GetData()));
 }
 
-TEST(SoundCheck16BitTest, TheLowest16BitSampleHasThePeak32768) {
+TEST(BufferedSoundCheckAnalyzer16BitTest, TheLowest16BitSampleHasThePeak32768) {
     std::vector<SInt16> samples(kStep, 0);
     samples[100] = -32768;
     BufferedSoundCheckAnalyzer analyzer("integers");
@@ -75,13 +76,14 @@ TEST(SoundCheck16BitTest, TheLowest16BitSampleHasThePeak32768) {
     EXPECT_EQ(32768, analyzer.GetData()->peakLevel[0]);
 }
 
-TEST(SoundCheck16BitTest, MoreThanTwoChannelsAreRefused) {
+TEST(BufferedSoundCheckAnalyzer16BitTest, MoreThanTwoChannelsAreRefused) {
     BufferedSoundCheckAnalyzer analyzer("integers");
     EXPECT_NE(0, analyzer.Start(Interleaved16Bit(kRateHz, 3), nullptr, nullptr, 0));
     EXPECT_EQ(nullptr, analyzer.GetData());
 }
 
-TEST(SoundCheck16BitTest, AFormatThatTheConverterDoesNotKnowIsRefusedWithItsStatus) {
+TEST(BufferedSoundCheckAnalyzer16BitTest,
+     AFormatThatTheConverterDoesNotKnowIsRefusedWithItsStatus) {
     CAStreamBasicDescription format;
     format.mSampleRate = kRateHz;
     format.mFormatID = kAudioFormatMPEG4AAC;
@@ -101,7 +103,7 @@ CAStreamBasicDescription Planar16Bit(UInt32 channels) {
     return format;
 }
 
-TEST(SoundCheck16BitTest, OneChannelInABufferOfItsOwnIsTakenAsInterleavedOneIs) {
+TEST(BufferedSoundCheckAnalyzer16BitTest, OneChannelInABufferOfItsOwnIsTakenAsInterleavedOneIs) {
     const std::vector<SInt16> samples = Integers(test::RoughNoise(2 * kStep, 1));
     BufferedSoundCheckAnalyzer planar("planar"), interleaved("interleaved");
     ASSERT_EQ(0, planar.Start(Planar16Bit(1), nullptr, nullptr, 0));
@@ -113,7 +115,7 @@ TEST(SoundCheck16BitTest, OneChannelInABufferOfItsOwnIsTakenAsInterleavedOneIs) 
 }
 
 // The analyzer hands on the first buffer of a list, and the converter misses the second.
-TEST(SoundCheck16BitTest, TwoChannelsInBuffersOfTheirOwnAreRefusedByTheConverter) {
+TEST(BufferedSoundCheckAnalyzer16BitTest, TwoChannelsInBuffersOfTheirOwnAreRefusedByTheConverter) {
     const std::vector<SInt16> samples(kStep, 10000);
     BufferedSoundCheckAnalyzer analyzer("planar");
     ASSERT_EQ(0, analyzer.Start(Planar16Bit(2), nullptr, nullptr, 0));
@@ -122,7 +124,7 @@ TEST(SoundCheck16BitTest, TwoChannelsInBuffersOfTheirOwnAreRefusedByTheConverter
     EXPECT_EQ((std::array<test::Figures, 2>{}), FiguresOf(*analyzer.GetData()));
 }
 
-TEST(SoundCheck16BitTest, FramesThatTheBufferDoesNotHoldAreNotThere) {
+TEST(BufferedSoundCheckAnalyzer16BitTest, FramesThatTheBufferDoesNotHoldAreNotThere) {
     const std::vector<SInt16> loud(kStep - 1, 32767);
     BufferedSoundCheckAnalyzer analyzer("integers");
     ASSERT_EQ(0, analyzer.Start(Interleaved16Bit(kRateHz, 1), nullptr, nullptr, 0));

@@ -128,10 +128,10 @@ public:
     }
 };
 
-class SoundCheckConverterTest : public testing::Test {
+class BufferedSoundCheckAnalyzerConverterTest : public testing::Test {
 protected:
-    SoundCheckConverterTest() { gScript = Script(); }
-    ~SoundCheckConverterTest() override {
+    BufferedSoundCheckAnalyzerConverterTest() { gScript = Script(); }
+    ~BufferedSoundCheckAnalyzerConverterTest() override {
         mAnalyzer.reset();
         EXPECT_EQ(gScript.made, gScript.disposed);
     }
@@ -176,12 +176,13 @@ std::array<test::Figures, 2> Walked(const std::vector<SInt16>& samples, UInt32 c
     return FiguresOf(*analyzer.GetData());
 }
 
-TEST_F(SoundCheckConverterTest, CanonicalAudioNeedsNone) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest, CanonicalAudioNeedsNone) {
     EXPECT_EQ(0, mAnalyzer->Start(InterleavedFloat(kRateHz, 2), nullptr, nullptr, 0));
     EXPECT_EQ(0, gScript.made);
 }
 
-TEST_F(SoundCheckConverterTest, AnyOtherFormatIsConvertedToInterleavedFloatAtItsOwnRate) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest,
+       AnyOtherFormatIsConvertedToInterleavedFloatAtItsOwnRate) {
     for (const UInt32 channels : {1u, 2u}) {
         EXPECT_EQ(0, Start(channels));
         EXPECT_TRUE(Interleaved16Bit(kRateHz, channels).IsEqual(gScript.from));
@@ -192,7 +193,7 @@ TEST_F(SoundCheckConverterTest, AnyOtherFormatIsConvertedToInterleavedFloatAtIts
     EXPECT_TRUE(gScript.properties.empty());
 }
 
-TEST_F(SoundCheckConverterTest, EverySizeOfPiecesGivesSingleSteps) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest, EverySizeOfPiecesGivesSingleSteps) {
     for (const UInt32 channels : {1u, 2u}) {
         const std::vector<SInt16> samples = RoughIntegers((4 * kStep + 999) * channels, channels);
         const std::size_t frames = samples.size() / channels;
@@ -209,7 +210,7 @@ TEST_F(SoundCheckConverterTest, EverySizeOfPiecesGivesSingleSteps) {
     }
 }
 
-TEST_F(SoundCheckConverterTest, APushIsConvertedInRoundsOfAStep) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest, APushIsConvertedInRoundsOfAStep) {
     const std::vector<SInt16> samples = RoughIntegers(100000, 3);
     ASSERT_EQ(0, Start(1));
     EXPECT_EQ(0, Push(samples, 0, 100000));
@@ -217,13 +218,13 @@ TEST_F(SoundCheckConverterTest, APushIsConvertedInRoundsOfAStep) {
     EXPECT_EQ(1u, gScript.descriptions.size()); // the input was taken once
 }
 
-TEST_F(SoundCheckConverterTest, AnEmptyPushAsksTheConverterAndGivesIt) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest, AnEmptyPushAsksTheConverterAndGivesIt) {
     ASSERT_EQ(0, Start(1));
     EXPECT_EQ(0, mAnalyzer->ProcessBuffer(0, test::ListOf(nullptr, 0, 1), nullptr));
     EXPECT_EQ(std::vector<UInt32>{0}, gScript.produced);
 }
 
-TEST_F(SoundCheckConverterTest, PacketDescriptionsReachAConverterThatAsksForThem) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest, PacketDescriptionsReachAConverterThatAsksForThem) {
     const std::vector<SInt16> samples = RoughIntegers(100, 4);
     AudioStreamPacketDescription description{};
     ASSERT_EQ(0, Start(1));
@@ -235,7 +236,7 @@ TEST_F(SoundCheckConverterTest, PacketDescriptionsReachAConverterThatAsksForThem
               gScript.descriptions);
 }
 
-TEST_F(SoundCheckConverterTest, WithoutPendingInputTheInputsStatusIs5) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest, WithoutPendingInputTheInputsStatusIs5) {
     ASSERT_EQ(0, Start(1));
     UInt32 packets = 17;
     AudioBufferList list = test::ListOf(nullptr, 0, 9);
@@ -245,7 +246,7 @@ TEST_F(SoundCheckConverterTest, WithoutPendingInputTheInputsStatusIs5) {
     EXPECT_EQ(9u, list.mBuffers[0].mNumberChannels);
 }
 
-TEST_F(SoundCheckConverterTest, ARefusedFormatStopsTheAnalyzer) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest, ARefusedFormatStopsTheAnalyzer) {
     gScript.newStatus = kAudioConverterErr_FormatNotSupported;
     EXPECT_EQ(kAudioConverterErr_FormatNotSupported, Start(1));
     EXPECT_EQ(kAudioConverterErr_FormatNotSupported, mAnalyzer->StartStatus());
@@ -255,7 +256,7 @@ TEST_F(SoundCheckConverterTest, ARefusedFormatStopsTheAnalyzer) {
     EXPECT_EQ(0, mAnalyzer->Finish());
 }
 
-TEST_F(SoundCheckConverterTest, ACookieIsHandedToTheConverter) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest, ACookieIsHandedToTheConverter) {
     const unsigned char cookie[] = {3, 1, 4, 1, 5};
     EXPECT_EQ(0, mAnalyzer->Start(Interleaved16Bit(kRateHz, 1), nullptr, cookie, sizeof cookie));
     EXPECT_EQ(std::vector<AudioConverterPropertyID>{0x646D6763}, gScript.properties);
@@ -265,7 +266,7 @@ TEST_F(SoundCheckConverterTest, ACookieIsHandedToTheConverter) {
     EXPECT_EQ(1u, gScript.properties.size());
 }
 
-TEST_F(SoundCheckConverterTest, ACookieThatIsRefusedStopsTheAnalyzer) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest, ACookieThatIsRefusedStopsTheAnalyzer) {
     const unsigned char cookie[] = {3, 1, 4};
     gScript.propertyStatus = kAudioConverterErr_BadPropertySizeError;
     EXPECT_EQ(kAudioConverterErr_BadPropertySizeError,
@@ -276,7 +277,7 @@ TEST_F(SoundCheckConverterTest, ACookieThatIsRefusedStopsTheAnalyzer) {
     EXPECT_TRUE(gScript.produced.empty());
 }
 
-TEST_F(SoundCheckConverterTest, MoreThanTwoChannelsAreRefusedBehindTheConverter) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest, MoreThanTwoChannelsAreRefusedBehindTheConverter) {
     EXPECT_EQ(-50, Start(3));
     EXPECT_EQ(1, gScript.made);
     EXPECT_EQ(-50, Push(RoughIntegers(30, 7), 0, 10));
@@ -285,7 +286,8 @@ TEST_F(SoundCheckConverterTest, MoreThanTwoChannelsAreRefusedBehindTheConverter)
     EXPECT_EQ(nullptr, mAnalyzer->GetData());
 }
 
-TEST_F(SoundCheckConverterTest, AStatusOfTheConverterIsPassedUpBehindWhatItProduced) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest,
+       AStatusOfTheConverterIsPassedUpBehindWhatItProduced) {
     const std::vector<SInt16> samples = RoughIntegers(kStep + 2000, 8);
     ASSERT_EQ(0, Start(1));
     gScript.endStatus = kAudioConverterErr_InvalidInputSize;
@@ -298,7 +300,8 @@ TEST_F(SoundCheckConverterTest, AStatusOfTheConverterIsPassedUpBehindWhatItProdu
     EXPECT_EQ(2u, mAnalyzer->GetData()->energyCount[0]);
 }
 
-TEST_F(SoundCheckConverterTest, WhereTheAnalysisFailsTheConvertersStatusIsReturned) {
+TEST_F(BufferedSoundCheckAnalyzerConverterTest,
+       WhereTheAnalysisFailsTheConvertersStatusIsReturned) {
     const std::vector<SInt16> samples = RoughIntegers(2 * kStep, 9);
     ASSERT_EQ(0, Start(1));
     mAnalyzer->LoseEngine();

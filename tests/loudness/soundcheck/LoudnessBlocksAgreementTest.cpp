@@ -35,7 +35,7 @@ void KeepLast(void*, CFStringRef, UInt32 count, QelAudioAnalysisBlock* blocks, v
 
 // Of three steps, each 743.04 ms long, the second has a sine of the energy 5e12 and the third a
 // click, which has a higher peak and less energy.
-TEST(LoudnessAgreementBlocksTest, TheLoudestPlaceAndTheHighestSampleHaveTimesOfTheirOwn) {
+TEST(LoudnessBlocksAgreementTest, TheLoudestPlaceAndTheHighestSampleHaveTimesOfTheirOwn) {
     Stream stream(3 * kStepFrames);
     const Excerpt sine = SineExcerpt(70, AmplitudeForEnergy(5.0005e12, 70, kRate));
     std::ranges::copy(sine, stream.begin() + kStepFrames);

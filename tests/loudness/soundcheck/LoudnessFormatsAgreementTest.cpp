@@ -108,7 +108,7 @@ void ExpectFormatAgreement(const SampleFormat& format, unsigned channels,
     ExpectAgreement(reference, analyzer, channels);
 }
 
-TEST(LoudnessAgreementFormatsTest, EveryFormatAgrees) {
+TEST(LoudnessFormatsAgreementTest, EveryFormatAgrees) {
     const std::vector<std::size_t> pushes{1, 40000, 0, 300000, 32768, kFrames - 372769};
     for (const SampleFormat& format : kFormats) {
         for (const unsigned channels : {1u, 2u}) {
@@ -120,7 +120,7 @@ TEST(LoudnessAgreementFormatsTest, EveryFormatAgrees) {
 
 // Unlike floats, which are handed on where they lie, a long push of stereo is looked at step by
 // step: the cut makes no difference.
-TEST(LoudnessAgreementFormatsTest, SixteenAndTwentyFourBitsAgreeHoweverTheyAreCut) {
+TEST(LoudnessFormatsAgreementTest, SixteenAndTwentyFourBitsAgreeHoweverTheyAreCut) {
     for (const Cut& cut : Cuts(kFrames)) {
         SCOPED_TRACE(cut.name);
         ExpectFormatAgreement(kFormats[2], 2, cut.pushes);

@@ -28,7 +28,7 @@ private:
     std::mt19937 mEngine;
 };
 
-TEST(RandomOperationsTest, AnArrayDoesWhatAVectorDoes) {
+TEST(ContainersAgreementTest, AnArrayDoesWhatAVectorDoes) {
     Dice dice(1);
     std::deque<Counted> pool;
     for (int i = 0; i < 20; ++i) {
@@ -96,7 +96,7 @@ void ExpectSameContent(CFDictionaryRef dictionary, const std::map<int, const voi
     ASSERT_EQ(content, model);
 }
 
-TEST(RandomOperationsTest, ADictionaryDoesWhatAMapDoes) {
+TEST(ContainersAgreementTest, ADictionaryDoesWhatAMapDoes) {
     Dice dice(2);
     constexpr int kNames = 200;
     // Two keys of every name, as equal keys need not be the same.
@@ -152,7 +152,7 @@ TEST(RandomOperationsTest, ADictionaryDoesWhatAMapDoes) {
     }
 }
 
-TEST(RandomOperationsTest, ManyStringKeysAreAllFound) {
+TEST(ContainersAgreementTest, ManyStringKeysAreAllFound) {
     constexpr SInt64 kKeys = 5000;
     const auto dictionary = MakeDictionary();
     for (SInt64 i = 0; i < kKeys; ++i) {

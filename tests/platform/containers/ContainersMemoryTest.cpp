@@ -32,7 +32,7 @@ int FailuresBeforeSuccess(const std::function<CFTypeRef()>& make) {
 
 const std::string kLongText(1000, 'x');
 
-TEST(MemoryExhaustionTest, MakingAnObjectAnswersNull) {
+TEST(ContainersMemoryTest, MakingAnObjectAnswersNull) {
     const double value = 1.0;
     EXPECT_GE(FailuresBeforeSuccess(
                   [&value] { return CFNumberCreate(nullptr, kCFNumberFloat64Type, &value); }),
@@ -71,7 +71,7 @@ std::string FirstDescription(CFTypeRef object) {
     return text;
 }
 
-TEST(MemoryExhaustionTest, ADescriptionIsWholeOrNull) {
+TEST(ContainersMemoryTest, ADescriptionIsWholeOrNull) {
     // Texts too long for a string's own room, so that each takes memory.
     const auto array = MakeArray();
     const auto inner = MakeArray();
@@ -92,7 +92,7 @@ TEST(MemoryExhaustionTest, ADescriptionIsWholeOrNull) {
               "}");
 }
 
-TEST(MemoryExhaustionTest, AFailedCopyRetainsNothing) {
+TEST(ContainersMemoryTest, AFailedCopyRetainsNothing) {
     const Counted value(1);
     const CFOwner array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
     CFArrayAppendValue(array, &value);
@@ -106,7 +106,7 @@ TEST(MemoryExhaustionTest, AFailedCopyRetainsNothing) {
     EXPECT_EQ(value.owners, 3);
 }
 
-TEST(MemoryExhaustionTest, AFailedChangeLeavesTheContainerAsItWas) {
+TEST(ContainersMemoryTest, AFailedChangeLeavesTheContainerAsItWas) {
     const Counted value(1);
     const CFOwner array(CFArrayCreateMutable(nullptr, 0, &kCountedArrayCallBacks));
     const CFOwner dictionary(
@@ -123,7 +123,7 @@ TEST(MemoryExhaustionTest, AFailedChangeLeavesTheContainerAsItWas) {
     EXPECT_EQ(value.owners, 3);
 }
 
-TEST(MemoryExhaustionTest, AConstantIsMadeWhenMemoryIsBack) {
+TEST(ContainersMemoryTest, AConstantIsMadeWhenMemoryIsBack) {
     for (int allocations = 0; allocations < 3; ++allocations) {
         gAllocationsLeft = allocations;
         EXPECT_THROW(__CFStringMakeConstantString(kLongText.c_str()), std::bad_alloc);

@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(PlainCTest, ContainersWorkFromPlainC) {
+TEST(PlainCContractTest, ContainersWorkFromPlainC) {
     EXPECT_EQ(UseContainersFromC(), 0);
 }
 

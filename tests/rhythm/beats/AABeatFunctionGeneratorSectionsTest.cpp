@@ -44,7 +44,7 @@ std::vector<double> Widened(std::span<const float> values) {
     return {values.begin(), values.end()};
 }
 
-class BeatSectionsTest : public BeatGeneratorTest {
+class AABeatFunctionGeneratorSectionsTest : public BeatGeneratorTest {
 protected:
     // The delivered beats from one function frame to another.
     std::vector<Event> BeatsBetween(double first, double end) const {
@@ -59,7 +59,7 @@ protected:
     }
 };
 
-TEST_F(BeatSectionsTest, TheFirstSectionsTempoLeadsThroughAll) {
+TEST_F(AABeatFunctionGeneratorSectionsTest, TheFirstSectionsTempoLeadsThroughAll) {
     std::vector<float> function = PulseFunction(kSectionFrames, 172.265625, 12);
     const std::vector<float> faster = PulseFunction(50000, 140.0, 13);
     function.insert(function.end(), faster.begin(), faster.end());
@@ -83,7 +83,7 @@ TEST_F(BeatSectionsTest, TheFirstSectionsTempoLeadsThroughAll) {
 }
 
 // All scores are 0, so each link leads back by two periods; nothing can be normalised.
-TEST_F(BeatSectionsTest, AnEmptyLaterSectionStepsByTwoPeriods) {
+TEST_F(AABeatFunctionGeneratorSectionsTest, AnEmptyLaterSectionStepsByTwoPeriods) {
     std::vector<float> function = PulseFunction(kSectionFrames, 172.265625, 1);
     function.resize(kSectionFrames + 1000);
     Make(1, kTempoAndBeats, kLongStream);
@@ -101,7 +101,7 @@ TEST_F(BeatSectionsTest, AnEmptyLaterSectionStepsByTwoPeriods) {
     }
 }
 
-TEST_F(BeatSectionsTest, ALaterSectionMayBeOneFrame) {
+TEST_F(AABeatFunctionGeneratorSectionsTest, ALaterSectionMayBeOneFrame) {
     std::vector<float> function = PulseFunction(kSectionFrames + 1, 172.265625, 1);
     Make(1, kTempoAndBeats, kLongStream);
     Access::AppendFunction(*mGenerator, {function});
@@ -111,7 +111,7 @@ TEST_F(BeatSectionsTest, ALaterSectionMayBeOneFrame) {
     EXPECT_EQ(1.0f, beats[0].strength);
 }
 
-TEST_F(BeatSectionsTest, TwoSectionsShareTheProgress) {
+TEST_F(AABeatFunctionGeneratorSectionsTest, TwoSectionsShareTheProgress) {
     const std::vector<float> function = PulseFunction(kSectionFrames + 5000, 172.265625, 1);
     Make(1, kTempoAndBeats, kLongStream);
     Access::AppendFunction(*mGenerator, {function});
@@ -141,7 +141,7 @@ TEST_F(BeatSectionsTest, TwoSectionsShareTheProgress) {
     }
 }
 
-TEST_F(BeatSectionsTest, WithoutFlushAWholeSectionIsEnough) {
+TEST_F(AABeatFunctionGeneratorSectionsTest, WithoutFlushAWholeSectionIsEnough) {
     const std::vector<float> function = PulseFunction(kSectionFrames, 172.265625, 1);
     Make(1, {kTempoKey}, kLongStream);
     Access::AppendFunction(*mGenerator, {{function.begin(), function.end() - 1}});
@@ -154,7 +154,7 @@ TEST_F(BeatSectionsTest, WithoutFlushAWholeSectionIsEnough) {
 
 // What comes behind a section that was taken without a flush is a stretch of its own, whose times
 // go on behind it.
-TEST_F(BeatSectionsTest, AfterASectionWithoutFlushTheStreamGoesOn) {
+TEST_F(AABeatFunctionGeneratorSectionsTest, AfterASectionWithoutFlushTheStreamGoesOn) {
     Make(1, {kBeatKey}, kLongStream);
     Access::AppendFunction(*mGenerator, {PulseFunction(kSectionFrames, 172.265625, 12)});
     ASSERT_EQ(0, mGenerator->Process(0, nullptr, nullptr));
@@ -170,7 +170,8 @@ TEST_F(BeatSectionsTest, AfterASectionWithoutFlushTheStreamGoesOn) {
 
 // The order that counts for the down beats. Without audio there is no meter, and what was found
 // stays where it is.
-TEST_F(BeatSectionsTest, StoredBeatsDescendWithinASectionAndAscendFromOneToTheNext) {
+TEST_F(AABeatFunctionGeneratorSectionsTest,
+       StoredBeatsDescendWithinASectionAndAscendFromOneToTheNext) {
     constexpr std::size_t kRest = 3000;
     Make(1, {kBeatKey, kMeterKey}, kLongStream);
     Access::AppendFunction(*mGenerator, {PulseFunction(kSectionFrames + kRest, 172.265625, 12)});
@@ -189,7 +190,7 @@ TEST_F(BeatSectionsTest, StoredBeatsDescendWithinASectionAndAscendFromOneToTheNe
 }
 
 // The later segment's times start behind all frames of the one before.
-TEST_F(BeatSectionsTest, AnotherSegmentGoesOnInTime) {
+TEST_F(AABeatFunctionGeneratorSectionsTest, AnotherSegmentGoesOnInTime) {
     const std::vector<float> function = PulseFunction(3000, 172.265625, 1);
     Make(1, {kBeatKey}, kLongStream);
     for (int segment = 0; segment < 3; ++segment) {
@@ -206,7 +207,7 @@ TEST_F(BeatSectionsTest, AnotherSegmentGoesOnInTime) {
 
 // The smoothed function peaks at frame 0, a period before the next beat; yet the chain leads to
 // frame 1, as meant.
-TEST_F(BeatSectionsTest, FrameZeroIsNeverAPredecessor) {
+TEST_F(AABeatFunctionGeneratorSectionsTest, FrameZeroIsNeverAPredecessor) {
     constexpr double kPeriod = 172.265625;
     const double start = -SmoothingShift(static_cast<float>(kPeriod));
     const std::vector<float> function = PulseFunction(3000, kPeriod, 5, start);
@@ -219,7 +220,7 @@ TEST_F(BeatSectionsTest, FrameZeroIsNeverAPredecessor) {
 }
 
 // At 2^k values the autocorrelation wraps at its own length.
-TEST_F(BeatSectionsTest, ALengthOfAPowerOfTwoWraps) {
+TEST_F(AABeatFunctionGeneratorSectionsTest, ALengthOfAPowerOfTwoWraps) {
     const std::vector<float> function = PulseFunction(1024, 172.265625, 7);
     Make(1, kTempoAndBeats, kLongStream);
     Access::AppendFunction(*mGenerator, {function});
@@ -232,7 +233,7 @@ TEST_F(BeatSectionsTest, ALengthOfAPowerOfTwoWraps) {
 
 // Where the second score is the higher one, the second tempo leads, though it is reported second.
 // It takes a function without clear peaks: noise that changes slowly.
-TEST_F(BeatSectionsTest, ALowConfidenceLetsTheSecondTempoLead) {
+TEST_F(AABeatFunctionGeneratorSectionsTest, ALowConfidenceLetsTheSecondTempoLead) {
     for (std::uint32_t seed = 1; seed < 300; ++seed) {
         std::mt19937 generator(seed);
         std::vector<float> function(3000);

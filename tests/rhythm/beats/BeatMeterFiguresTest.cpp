@@ -38,13 +38,13 @@ INSTANTIATE_TEST_SUITE_P(TempiMetersRates, MeterOfDrums,
                                           testing::Values(90.0, 120.0, 150.0),
                                           testing::Values(3, 4, 5, 7)));
 
-TEST(BeatMeterTest, AccentsOnEverySixthBeatCountAsThree) {
+TEST(BeatMeterFiguresTest, AccentsOnEverySixthBeatCountAsThree) {
     const Audio audio = {DrumTrack(kRate, {.meter = 6, .seconds = 14.0, .loudest = -1})};
     EXPECT_EQ(std::vector<UInt32>{3}, ReferenceMeters(audio, kRate).meters);
     EXPECT_EQ(std::vector<UInt32>{3}, Analyze(audio, kRate, {kMeterKey}).meters);
 }
 
-TEST(BeatMeterTest, TheReferenceAgreesOnMusic) {
+TEST(BeatMeterFiguresTest, TheReferenceAgreesOnMusic) {
     const Audio audio = MusicLike(48000.0, 1, 48000 * 10);
     const Meters expected = ReferenceMeters(audio, 48000.0);
     const BeatResults results = Analyze(audio, 48000.0, {kMeterKey});
@@ -53,7 +53,7 @@ TEST(BeatMeterTest, TheReferenceAgreesOnMusic) {
 }
 
 // The matrices and the scores of a channel stand on those of the channels before: that is meant.
-TEST(BeatMeterTest, ChannelsAddUp) {
+TEST(BeatMeterFiguresTest, ChannelsAddUp) {
     const std::vector<float> three = DrumTrack(kRate, {.meter = 3, .seconds = 14.0});
     const std::vector<float> four = DrumTrack(kRate, {.bpm = 100.0, .meter = 4, .seconds = 14.0});
     std::vector<float> quietFour = four;
@@ -73,7 +73,7 @@ TEST(BeatMeterTest, ChannelsAddUp) {
 }
 
 // The failed channel reports 0, the others what they have; the status tells of the failure.
-TEST(BeatMeterTest, AChannelWithoutMeterDoesNotStopTheOthers) {
+TEST(BeatMeterFiguresTest, AChannelWithoutMeterDoesNotStopTheOthers) {
     const std::vector<float> three = DrumTrack(kRate, {.meter = 3, .seconds = 14.0});
     const std::vector<float> silence(three.size());
     const BeatResults results = Analyze({silence, three}, kRate, {kMeterKey});
@@ -81,14 +81,14 @@ TEST(BeatMeterTest, AChannelWithoutMeterDoesNotStopTheOthers) {
     EXPECT_EQ((std::vector<UInt32>{0, 3}), results.meters);
 }
 
-TEST(BeatMeterTest, SilenceHasNoMeter) {
+TEST(BeatMeterFiguresTest, SilenceHasNoMeter) {
     const BeatResults results = Analyze(Silence(1, 44100 * 4), kRate, {kMeterKey});
     EXPECT_EQ(kNoMeter, results.status);
     EXPECT_EQ(std::vector<std::string>{kMeterKey}, results.order);
     EXPECT_EQ(std::vector<UInt32>{0}, results.meters);
 }
 
-TEST(BeatMeterTest, AudioShorterThanTheResamplerHasNoMeter) {
+TEST(BeatMeterFiguresTest, AudioShorterThanTheResamplerHasNoMeter) {
     for (const std::size_t frames : {std::size_t{0}, std::size_t{1}, std::size_t{20000}}) {
         const BeatResults results = Analyze(Noise(0.5f, 1, frames, 1), kRate, {kMeterKey});
         EXPECT_EQ(kNoMeter, results.status) << frames;
@@ -96,7 +96,7 @@ TEST(BeatMeterTest, AudioShorterThanTheResamplerHasNoMeter) {
     }
 }
 
-TEST(BeatMeterTest, ValuesThatAreNoNumbersHaveNoMeter) {
+TEST(BeatMeterFiguresTest, ValuesThatAreNoNumbersHaveNoMeter) {
     for (const float value :
          {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
         Audio audio = {DrumTrack(kRate, {.meter = 3})};
@@ -108,7 +108,7 @@ TEST(BeatMeterTest, ValuesThatAreNoNumbersHaveNoMeter) {
 }
 
 // After a failure there is no new segment: what was stored stays, and more audio adds to it.
-TEST(BeatMeterTest, AFailureKeepsTheStoredAudio) {
+TEST(BeatMeterFiguresTest, AFailureKeepsTheStoredAudio) {
     const Audio audio = {DrumTrack(kRate, {.meter = 5, .seconds = 14.0})};
     BeatRun run({kMeterKey}, {kRate, 1, 4096, 0});
     EXPECT_EQ(kNoMeter, run.Process().status);

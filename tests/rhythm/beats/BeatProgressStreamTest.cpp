@@ -56,7 +56,7 @@ void ExpectReports(const std::vector<double>& expected, const std::vector<float>
     }
 }
 
-class BeatProgressTest : public testing::Test {
+class BeatProgressStreamTest : public testing::Test {
 protected:
     // A fresh run that has the whole stream.
     std::unique_ptr<BeatRun> Ready(const std::vector<std::string>& keys) const {
@@ -70,7 +70,7 @@ protected:
     const std::size_t mFrames = NumFunctionFrames(mSamples.size());
 };
 
-TEST_F(BeatProgressTest, EachStepReportsInOrder) {
+TEST_F(BeatProgressStreamTest, EachStepReportsInOrder) {
     ASSERT_GT(mFrames, 4000u); // several reports within the smoothing and the tracking
     std::vector<double> expected = kEstimate;
     Append(expected, TrackingReports(mFrames));
@@ -83,7 +83,7 @@ TEST_F(BeatProgressTest, EachStepReportsInOrder) {
     EXPECT_EQ(Analyze({mSamples}, kRate).Bytes(), results.Bytes());
 }
 
-TEST_F(BeatProgressTest, OnlyWhatIsWantedReports) {
+TEST_F(BeatProgressStreamTest, OnlyWhatIsWantedReports) {
     std::vector<double> expected = kEstimate;
     expected.push_back(100.0);
     ExpectReports(expected, Ready({kTempoKey})->ProcessWithProgress().progress);
@@ -98,7 +98,7 @@ TEST_F(BeatProgressTest, OnlyWhatIsWantedReports) {
     ExpectReports(expected, Ready({kBeatKey})->ProcessWithProgress().progress);
 }
 
-TEST_F(BeatProgressTest, EachChannelReportsAnew) {
+TEST_F(BeatProgressStreamTest, EachChannelReportsAnew) {
     BeatRun run(kTempoAndBeats, {kRate, 2, 4096, 0});
     run.Push({mSamples, mSamples});
     std::vector<double> expected;
@@ -111,7 +111,7 @@ TEST_F(BeatProgressTest, EachChannelReportsAnew) {
 }
 
 // A second estimate in the toggled range reports its end alone.
-TEST_F(BeatProgressTest, ARetryReportsItsEnd) {
+TEST_F(BeatProgressStreamTest, ARetryReportsItsEnd) {
     BeatRun run({kTempoKey}, {kRate, 1, 4096, 0});
     run.Push({DrumTrack(kRate, {.bpm = 90.0})});
     const BeatResults results = run.ProcessWithProgress();
@@ -120,7 +120,7 @@ TEST_F(BeatProgressTest, ARetryReportsItsEnd) {
 }
 
 // Its result is dropped, also when it was asked to stop: the tempi stand all the same.
-TEST_F(BeatProgressTest, AStopInTheRetryIsDropped) {
+TEST_F(BeatProgressStreamTest, AStopInTheRetryIsDropped) {
     const std::vector<float> slow = DrumTrack(kRate, {.bpm = 90.0});
     BeatRun run({kTempoKey}, {kRate, 1, 4096, 0});
     run.Push({slow});
@@ -130,7 +130,7 @@ TEST_F(BeatProgressTest, AStopInTheRetryIsDropped) {
     EXPECT_EQ(Analyze({slow}, kRate, {kTempoKey}).Bytes(), results.Bytes());
 }
 
-TEST_F(BeatProgressTest, AnEstimateThatFindsNothingDoesNotReportItsEnd) {
+TEST_F(BeatProgressStreamTest, AnEstimateThatFindsNothingDoesNotReportItsEnd) {
     BeatRun run({kTempoKey}, {kRate, 1, 4096, 0});
     run.Push({std::vector<float>(44100 * 4)});
     const BeatResults results = run.ProcessWithProgress();
@@ -138,7 +138,7 @@ TEST_F(BeatProgressTest, AnEstimateThatFindsNothingDoesNotReportItsEnd) {
     ExpectReports({15.0, 35.0, 40.0, 45.0}, results.progress);
 }
 
-TEST_F(BeatProgressTest, AShortStreamReportsOnce) {
+TEST_F(BeatProgressStreamTest, AShortStreamReportsOnce) {
     BeatRun run({kTempoKey}, {kRate, 1, 4096, 0});
     run.Push({std::vector<float>(44100)});
     const BeatResults results = run.ProcessWithProgress();
@@ -147,7 +147,7 @@ TEST_F(BeatProgressTest, AShortStreamReportsOnce) {
 }
 
 // Nothing leaves, and the stored function stays for another call.
-TEST_F(BeatProgressTest, AStopInTheEstimateEndsEverything) {
+TEST_F(BeatProgressStreamTest, AStopInTheEstimateEndsEverything) {
     const BeatResults whole = Analyze({mSamples}, kRate);
     const auto run = Ready(kAllBeatKeys);
     for (int stopAt = 0; stopAt < static_cast<int>(kEstimate.size()); ++stopAt) {
@@ -160,7 +160,7 @@ TEST_F(BeatProgressTest, AStopInTheEstimateEndsEverything) {
 }
 
 // The rest of the smoothed function is 0 then, and the tracking goes on.
-TEST_F(BeatProgressTest, AStopInTheSmoothingLeavesZeros) {
+TEST_F(BeatProgressStreamTest, AStopInTheSmoothingLeavesZeros) {
     const std::vector<double> function = DetectionFunction(mSamples, kRate);
     const Tempi tempi = EstimateTempi(function, kRate);
     const std::size_t reports = SmoothingReports(mFrames).size();
@@ -196,7 +196,7 @@ TEST_F(BeatProgressTest, AStopInTheSmoothingLeavesZeros) {
 }
 
 // With nothing smoothed all scores are 0, and the chain steps back by two periods from the end.
-TEST_F(BeatProgressTest, AStopAtTheFirstSmoothedValueLeavesStepsOfTwoPeriods) {
+TEST_F(BeatProgressStreamTest, AStopAtTheFirstSmoothedValueLeavesStepsOfTwoPeriods) {
     const BeatResults stopped =
         Ready(kTempoAndBeats)->ProcessWithProgress(static_cast<int>(kEstimate.size()));
     ASSERT_EQ(120.0f, stopped.tempi.at(0)[0]);
@@ -217,7 +217,7 @@ TEST_F(BeatProgressTest, AStopAtTheFirstSmoothedValueLeavesStepsOfTwoPeriods) {
 }
 
 // Such a stop does not stop the delivery; only at the last report are there beats.
-TEST_F(BeatProgressTest, AStopInTheTrackingLeavesNoBeats) {
+TEST_F(BeatProgressStreamTest, AStopInTheTrackingLeavesNoBeats) {
     const BeatResults whole = Analyze({mSamples}, kRate, kTempoAndBeats);
     const std::size_t first = kEstimate.size() + SmoothingReports(mFrames).size();
     const std::size_t end = kEstimate.size() + TrackingReports(mFrames).size();
@@ -237,7 +237,7 @@ TEST_F(BeatProgressTest, AStopInTheTrackingLeavesNoBeats) {
     }
 }
 
-TEST_F(BeatProgressTest, WithoutBeatsThereAreNoDownBeats) {
+TEST_F(BeatProgressStreamTest, WithoutBeatsThereAreNoDownBeats) {
     const std::size_t at = kEstimate.size() + SmoothingReports(mFrames).size();
     const BeatResults stopped = Ready(kAllBeatKeys)->ProcessWithProgress(static_cast<int>(at));
     EXPECT_EQ(0, stopped.status);
@@ -247,7 +247,7 @@ TEST_F(BeatProgressTest, WithoutBeatsThereAreNoDownBeats) {
 }
 
 // Nothing of the meter leaves, and the stored audio stays for another call.
-TEST_F(BeatProgressTest, AStopInTheMeterStageKeepsTheAudio) {
+TEST_F(BeatProgressStreamTest, AStopInTheMeterStageKeepsTheAudio) {
     const auto run = Ready({kMeterKey});
     for (int stopAt = 0; stopAt < static_cast<int>(MeterReports().size()); ++stopAt) {
         const BeatResults stopped = run->ProcessWithProgress(stopAt);
@@ -260,7 +260,7 @@ TEST_F(BeatProgressTest, AStopInTheMeterStageKeepsTheAudio) {
     EXPECT_EQ(std::vector<UInt32>{3}, whole.meters);
 }
 
-TEST_F(BeatProgressTest, AStopInTheMeterStageComesBehindTempoAndBeats) {
+TEST_F(BeatProgressStreamTest, AStopInTheMeterStageComesBehindTempoAndBeats) {
     const std::size_t at = kEstimate.size() + TrackingReports(mFrames).size() + 5;
     const BeatResults stopped = Ready(kAllBeatKeys)->ProcessWithProgress(static_cast<int>(at));
     BeatResults expected = Analyze({mSamples}, kRate, kTempoAndBeats);
@@ -270,7 +270,7 @@ TEST_F(BeatProgressTest, AStopInTheMeterStageComesBehindTempoAndBeats) {
 }
 
 // All is delivered by then, and the segment is over.
-TEST_F(BeatProgressTest, AStopAtTheEndIsMinusOneAndNoMore) {
+TEST_F(BeatProgressStreamTest, AStopAtTheEndIsMinusOneAndNoMore) {
     const auto run = Ready(kTempoAndBeats);
     const std::size_t last = kEstimate.size() + TrackingReports(mFrames).size();
     const BeatResults stopped = run->ProcessWithProgress(static_cast<int>(last));

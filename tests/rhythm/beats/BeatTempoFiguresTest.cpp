@@ -47,7 +47,7 @@ INSTANTIATE_TEST_SUITE_P(TempiMetersRates, TempoOfClicks,
 
 // At 44.1 kHz and 120 BPM the function repeats every 172.3 frames; a third and a half of that lag
 // mean 360 and 240 BPM, beyond the range, so the second tempo can only be the half.
-TEST(BeatTempoTest, AHundredAndTwentyBPMHasItsHalfAsSecondTempo) {
+TEST(BeatTempoFiguresTest, AHundredAndTwentyBPMHasItsHalfAsSecondTempo) {
     const BeatResults results = Analyze({DrumTrack(44100.0, {})}, 44100.0, {kTempoKey});
     ASSERT_EQ(0, results.status);
     EXPECT_EQ(120.0f, results.tempi.at(0)[0]);
@@ -56,7 +56,7 @@ TEST(BeatTempoTest, AHundredAndTwentyBPMHasItsHalfAsSecondTempo) {
     EXPECT_LT(results.tempi.at(0)[2], 1.0f);
 }
 
-TEST(BeatTempoTest, TheReferenceAgrees) {
+TEST(BeatTempoFiguresTest, TheReferenceAgrees) {
     const struct {
         double rateHz;
         Drums drums;
@@ -76,7 +76,7 @@ TEST(BeatTempoTest, TheReferenceAgrees) {
     }
 }
 
-TEST(BeatTempoTest, TheReferenceAgreesOnMusic) {
+TEST(BeatTempoFiguresTest, TheReferenceAgreesOnMusic) {
     const Audio audio = MusicLike(44100.0, 2, 44100 * 8);
     const BeatResults results = Analyze(audio, 44100.0, {kTempoKey});
     ASSERT_EQ(0, results.status);
@@ -89,7 +89,7 @@ TEST(BeatTempoTest, TheReferenceAgreesOnMusic) {
     }
 }
 
-TEST(BeatTempoTest, ASlowHintGivesSlowTempi) {
+TEST(BeatTempoFiguresTest, ASlowHintGivesSlowTempi) {
     const std::vector<float> samples = DrumTrack(44100.0, {});
     const BeatResults results = Analyze({samples}, 44100.0, {kTempoKey}, 0.0f);
     ASSERT_EQ(0, results.status);
@@ -102,7 +102,7 @@ TEST(BeatTempoTest, ASlowHintGivesSlowTempi) {
 
 // At 90 BPM half the tempo is below the range and twice the tempo has no peak: the second tempo is
 // missing, the range is toggled for a second estimate, and stays so.
-TEST(BeatTempoTest, AMissingTempoTogglesTheHintForGood) {
+TEST(BeatTempoFiguresTest, AMissingTempoTogglesTheHintForGood) {
     const std::vector<float> samples = DrumTrack(44100.0, {.bpm = 90.0});
     const Tempi expected = EstimateTempi(DetectionFunction(samples, 44100.0), 44100.0);
     ASSERT_EQ(0u, expected.hint);
@@ -128,7 +128,7 @@ TEST(BeatTempoTest, AMissingTempoTogglesTheHintForGood) {
     EXPECT_EQ(120.0f, run.Process().tempi.at(0)[0]);
 }
 
-TEST(BeatTempoTest, AToggledHintGovernsTheNextChannel) {
+TEST(BeatTempoFiguresTest, AToggledHintGovernsTheNextChannel) {
     const std::vector<float> slow = DrumTrack(44100.0, {.bpm = 90.0});
     const std::vector<float> fast = DrumTrack(44100.0, {.bpm = 120.0});
     const auto estimate = [](const std::vector<float>& samples, std::uint32_t hint) {
@@ -146,7 +146,7 @@ TEST(BeatTempoTest, AToggledHintGovernsTheNextChannel) {
 
 // 2.1 seconds of function frames: round(2.1 x 344.53125) = 724 at 44.1 kHz; at 48 kHz the product
 // of 2.1 and 375 in single precision lies below 787.5, so 787.
-TEST(BeatTempoTest, TwoPointOneSecondsAreTheLeast) {
+TEST(BeatTempoFiguresTest, TwoPointOneSecondsAreTheLeast) {
     const struct {
         double rateHz;
         std::size_t leastFrames;

@@ -53,7 +53,7 @@ INSTANTIATE_TEST_SUITE_P(TempiRates, BeatsOfClicks,
                          testing::Combine(testing::Values(44100.0, 48000.0),
                                           testing::Values(90.0, 120.0, 128.0, 150.0)));
 
-TEST(BeatTrackingTest, TheReferenceAgrees) {
+TEST(BeatTrackingFiguresTest, TheReferenceAgrees) {
     const struct {
         double rateHz;
         Drums drums;
@@ -74,7 +74,7 @@ TEST(BeatTrackingTest, TheReferenceAgrees) {
     }
 }
 
-TEST(BeatTrackingTest, TheReferenceAgreesOnMusic) {
+TEST(BeatTrackingFiguresTest, TheReferenceAgreesOnMusic) {
     const Audio audio = MusicLike(44100.0, 1, 44100 * 8, 3);
     const BeatResults results = Analyze(audio, 44100.0, {kTempoKey, kBeatKey});
     ASSERT_EQ(0, results.status);
@@ -84,7 +84,7 @@ TEST(BeatTrackingTest, TheReferenceAgreesOnMusic) {
     ExpectBeats(TrackBeats(function, 44100.0, tempi), 44100.0, 0.0, results.beats.at(0));
 }
 
-TEST(BeatTrackingTest, TheLastBeatIsTheLastFrame) {
+TEST(BeatTrackingFiguresTest, TheLastBeatIsTheLastFrame) {
     const std::vector<float> samples = DrumTrack(44100.0, {.seconds = 5.3});
     const BeatResults results = Analyze({samples}, 44100.0, {kBeatKey});
     ASSERT_EQ(0, results.status);
@@ -92,7 +92,7 @@ TEST(BeatTrackingTest, TheLastBeatIsTheLastFrame) {
     EXPECT_EQ(last / FunctionRate(44100.0), results.beats.at(0).back().timeSeconds);
 }
 
-TEST(BeatTrackingTest, BeatsAscendAndStrengthsReachNoMoreThanOne) {
+TEST(BeatTrackingFiguresTest, BeatsAscendAndStrengthsReachNoMoreThanOne) {
     const BeatResults results =
         Analyze(MusicLike(44100.0, 2, 44100 * 6), 44100.0, {kTempoKey, kBeatKey});
     ASSERT_EQ(0, results.status);
@@ -115,7 +115,7 @@ TEST(BeatTrackingTest, BeatsAscendAndStrengthsReachNoMoreThanOne) {
     }
 }
 
-TEST(BeatTrackingTest, ChannelsAreTrackedApart) {
+TEST(BeatTrackingFiguresTest, ChannelsAreTrackedApart) {
     const std::vector<float> fast = DrumTrack(44100.0, {.bpm = 150.0});
     const std::vector<float> slow = DrumTrack(44100.0, {.bpm = 120.0});
     const std::vector<std::string> keys = {kTempoKey, kBeatKey};

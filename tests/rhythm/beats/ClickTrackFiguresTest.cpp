@@ -1,9 +1,8 @@
 // Click tracks over the whole range of tempi: the tempo to the whole BPM, and beats that follow the
 // clicks at a constant distance, which is told in advance.
 
-#include "tests/rhythm/beats/ClickTrack.h"
-
 #include "tests/rhythm/beats/BeatAssertions.h"
+#include "tests/rhythm/beats/ClickTrack.h"
 
 #include <cmath>
 
@@ -115,7 +114,7 @@ INSTANTIATE_TEST_SUITE_P(TempiRates, ClickSweep,
 // 230 BPM lie above the range, and so does the lag of its period, so that twice that lag is the
 // best: 115 BPM. Of its related lags the half means 230 BPM again, and only the double one is
 // within the range.
-TEST(ClickTrackTest, ATempoAboveTheRangeIsReadAsItsHalf) {
+TEST(ClickTrackFiguresTest, ATempoAboveTheRangeIsReadAsItsHalf) {
     for (const double rateHz : {44100.0, 48000.0}) {
         ASSERT_FALSE(RulesAllow(230.0, rateHz));
         const BeatResults results =
@@ -128,7 +127,7 @@ TEST(ClickTrackTest, ATempoAboveTheRangeIsReadAsItsHalf) {
 
 // With the slow hint the shortest lag is that of 110 BPM. Below it clicks are found, as the second
 // tempo, since half of it is nearer to the hint's 60 BPM; above it even their lag is out of sight.
-TEST(ClickTrackTest, TheSlowRangeEndsAtAHundredAndTenBPM) {
+TEST(ClickTrackFiguresTest, TheSlowRangeEndsAtAHundredAndTenBPM) {
     for (const double rateHz : {44100.0, 48000.0}) {
         const BeatResults below =
             Analyze({ClickTrack(rateHz, 108.0, kTrackSeconds)}, rateHz, {kTempoKey}, 0.0f);

@@ -45,7 +45,7 @@ std::size_t EnvelopePeak(const std::vector<float>& real, const std::vector<float
     return peak;
 }
 
-TEST(GammatoneDelayTest, AFilterFindsTheDelayOfItsEnvelopeAndComesToRest) {
+TEST(GammatoneBankDelayTest, AFilterFindsTheDelayOfItsEnvelopeAndComesToRest) {
     int last = 1024;
     for (const float centre : {235.0f, 500.0f, 1000.0f, 4000.0f, 14439.0f}) {
         Gfb_Filter filter;
@@ -64,7 +64,7 @@ TEST(GammatoneDelayTest, AFilterFindsTheDelayOfItsEnvelopeAndComesToRest) {
 }
 
 // Only 1024 samples are looked at: at 192 kHz the envelope of the lowest band still rises there.
-TEST(GammatoneDelayTest, ADelayIsLessThan1024) {
+TEST(GammatoneBankDelayTest, ADelayIsLessThan1024) {
     Gfb_Filter filter;
     Gfb_Filter_new_3arg(&filter, 192000.0f, 235.0f, 4, 1);
     ASSERT_GT(PeakOf(filter), 1100.0);
@@ -73,7 +73,7 @@ TEST(GammatoneDelayTest, ADelayIsLessThan1024) {
 }
 
 // With the pole 1 / 2 the envelope C(n, 3) / 2^(n-3) is 2.5 at 5 and at 6, exactly.
-TEST(GammatoneDelayTest, OfEqualPeaksTheFirstIsTheDelay) {
+TEST(GammatoneBankDelayTest, OfEqualPeaksTheFirstIsTheDelay) {
     Gfb_Filter filter;
     Gfb_Filter_new_3arg(&filter, 44100.0f, 1000.0f, 4, 1);
     filter.realPole = 0.5f;
@@ -82,7 +82,7 @@ TEST(GammatoneDelayTest, OfEqualPeaksTheFirstIsTheDelay) {
     EXPECT_EQ("delay = 5\n", Captured([&] { getFilterDelay(&filter); }));
 }
 
-TEST(GammatoneDelayTest, AFilterIsDelayedByWhatItLacks) {
+TEST(GammatoneBankDelayTest, AFilterIsDelayedByWhatItLacks) {
     Gfb_Filter filter;
     Gfb_Filter_new_3arg(&filter, 44100.0f, 1000.0f, 4, 1);
     Captured([&] { getFilterDelay(&filter); });

@@ -47,7 +47,7 @@ double RoundingOf(const Gfb_Filter& filter) {
 
 // z^-3 / (1 - p z^-1)^4 has the impulse response C(n, 3) p^(n-3): nothing in the first three
 // samples.
-TEST(GammatoneFilterTest, TheImpulseResponseIsThatOfFourStagesThreeSamplesLate) {
+TEST(GammatoneBankFilterTest, TheImpulseResponseIsThatOfFourStagesThreeSamplesLate) {
     const BankOwner bank(kOnsetBank);
     const std::vector<float> impulse = test::Impulses(4000, {{0, 1.0f}})[0];
     for (const int band : {0, 5, 16, 32}) {
@@ -78,7 +78,7 @@ TEST(GammatoneFilterTest, TheImpulseResponseIsThatOfFourStagesThreeSamplesLate) 
 // At its centre a filter has the gain 2 for a turning phasor, so the real output of a cosine is the
 // cosine itself, three samples late, and the imaginary one its quarter-turn pair; what the filter
 // leaves of the phasor that turns the other way is small.
-TEST(GammatoneFilterTest, ACosineAtTheCentreComesOutWithItsHilbertPair) {
+TEST(GammatoneBankFilterTest, ACosineAtTheCentreComesOutWithItsHilbertPair) {
     const BankOwner bank(kOnsetBank);
     for (const int band : {0, 10, 20, 32}) {
         Gfb_Filter& filter = *bank->filters[band];
@@ -108,7 +108,7 @@ TEST(GammatoneFilterTest, ACosineAtTheCentreComesOutWithItsHilbertPair) {
     }
 }
 
-TEST(GammatoneFilterTest, NoiseComesOutAsInDoublePrecision) {
+TEST(GammatoneBankFilterTest, NoiseComesOutAsInDoublePrecision) {
     const BankOwner bank(kOnsetBank);
     const std::vector<float> noise = test::Noise(0.8f, 1, 30000, 5)[0];
     for (int band = 0; band < 33; band += 4) {
@@ -139,7 +139,7 @@ TEST(GammatoneFilterTest, NoiseComesOutAsInDoublePrecision) {
     }
 }
 
-TEST(GammatoneFilterTest, TheCutIntoBlocksDoesNotMatter) {
+TEST(GammatoneBankFilterTest, TheCutIntoBlocksDoesNotMatter) {
     const std::vector<float> noise = test::Noise(0.8f, 1, 5000, 6)[0];
     const BankOwner whole(kOnsetBank);
     for (const std::size_t blockFrames : {1u, 2u, 3u, 7u, 63u, 512u}) {
@@ -153,7 +153,7 @@ TEST(GammatoneFilterTest, TheCutIntoBlocksDoesNotMatter) {
     }
 }
 
-TEST(GammatoneFilterTest, AnEmptyBlockChangesNothing) {
+TEST(GammatoneBankFilterTest, AnEmptyBlockChangesNothing) {
     Gfb_Filter filter;
     Gfb_Filter_new_3arg(&filter, 44100.0f, 1000.0f, 4, 1);
     Filtered(filter, test::Noise(0.8f, 1, 500, 6)[0], 500);

@@ -49,7 +49,7 @@ void ExpectAtClicks(const std::vector<int>& clicks, const std::vector<int>& onse
     }
 }
 
-TEST(OnsetTest, AClickIsOneOnsetOfStrengthOne) {
+TEST(OnsetFiguresTest, AClickIsOneOnsetOfStrengthOne) {
     for (const double rateHz : {44100.0, 48000.0, 96000.0}) {
         const Audio audio = Impulses(static_cast<std::size_t>(rateHz), {{20000, 0.5f}});
         const OnsetResults results = AnalyzeOnsets(audio, rateHz);
@@ -64,12 +64,12 @@ TEST(OnsetTest, AClickIsOneOnsetOfStrengthOne) {
 }
 
 // However weak it is: the median alone can refuse it.
-TEST(OnsetTest, TheFirstOnsetNeedsOnlyTheMedian) {
+TEST(OnsetFiguresTest, TheFirstOnsetNeedsOnlyTheMedian) {
     ExpectAtClicks({10000, 50000},
                    OnsetsOfClicks(66150, {{10000, 0.003f}, {50000, 0.9f}}, 80.0f, 1e-3));
 }
 
-TEST(OnsetTest, TimesAreExactToTheSample) {
+TEST(OnsetFiguresTest, TimesAreExactToTheSample) {
     const std::vector<int> first = OnsetsOfClicks(40000, {{10000, 0.5f}}, 80.0f);
     ASSERT_EQ(1u, first.size());
     for (const int shift : {1, 2, 3, 1000, 4095, 4097}) {
@@ -79,7 +79,7 @@ TEST(OnsetTest, TimesAreExactToTheSample) {
 }
 
 // At a sensitivity of 100 the window is 2048 samples for any stream.
-TEST(OnsetTest, StrongDoubleHitsStandWithin1024Samples) {
+TEST(OnsetFiguresTest, StrongDoubleHitsStandWithin1024Samples) {
     for (const std::size_t frames : {30000u, 200000u}) {
         const auto onsets = [&](std::size_t distance, float height) {
             return OnsetsOfClicks(frames, {{10000, 0.4f}, {10000 + distance, height}}, 100.0f);
@@ -98,7 +98,7 @@ TEST(OnsetTest, StrongDoubleHitsStandWithin1024Samples) {
 
 // Of two clicks a good deal more than 1024 samples apart the second needs a whole window. The
 // flush counts as part of the stream.
-TEST(OnsetTest, TheWindowFollowsFromStreamAndSensitivity) {
+TEST(OnsetFiguresTest, TheWindowFollowsFromStreamAndSensitivity) {
     constexpr int kStream = 160000;
     const int sixteenth = (kStream + static_cast<int>(kFlushFrames)) / 16;
     const struct {
@@ -123,7 +123,7 @@ TEST(OnsetTest, TheWindowFollowsFromStreamAndSensitivity) {
     }
 }
 
-TEST(OnsetTest, TheDefaultSensitivityIs80) {
+TEST(OnsetFiguresTest, TheDefaultSensitivityIs80) {
     constexpr std::size_t kStream = 160000;
     const int window = 2048 + static_cast<int>(kStream + kFlushFrames) / 80;
     for (const int margin : {-40, 40}) {
@@ -136,7 +136,7 @@ TEST(OnsetTest, TheDefaultSensitivityIs80) {
 
 // Above 100 the window shrinks with the length of the stream, to nothing and below. Then every
 // local maximum of the curve is an onset.
-TEST(OnsetTest, FarAbove100EveryLocalMaximumIsAnOnset) {
+TEST(OnsetFiguresTest, FarAbove100EveryLocalMaximumIsAnOnset) {
     constexpr std::size_t kStream = 32768 - kFlushFrames;
     const Audio audio = Noise(0.5f, 1, kStream, 21);
     const auto curve = OnsetCurve(BandSum(audio, kRate, 4096, kFlushFrames)[0]);
@@ -199,7 +199,7 @@ RenderedNotes RenderNotes(double seconds, double decaySeconds, std::uint32_t see
     return notes;
 }
 
-TEST(OnsetTest, NearlyAllNotesHaveAnOnsetWithin15MillisecondsOfTheirStart) {
+TEST(OnsetFiguresTest, NearlyAllNotesHaveAnOnsetWithin15MillisecondsOfTheirStart) {
     // Up to 36 seconds, a window is shorter than the distance of the notes.
     const struct {
         double seconds;

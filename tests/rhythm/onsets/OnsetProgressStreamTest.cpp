@@ -14,7 +14,7 @@ constexpr double kRate = 44100.0;
 constexpr SInt32 kStopped = -128;
 constexpr SInt32 kStoppedAtTheEnd = -1;
 
-class OnsetProgressTest : public testing::Test {
+class OnsetProgressStreamTest : public testing::Test {
 protected:
     // The middle of the reports of one channel: candidates 0, 100, 200, ... of how many there are.
     static std::vector<double> CandidateReports(std::size_t candidates) {
@@ -65,7 +65,7 @@ protected:
     }
 };
 
-TEST_F(OnsetProgressTest, EachChannelReportsAnew) {
+TEST_F(OnsetProgressStreamTest, EachChannelReportsAnew) {
     for (const UInt32 channels : {1u, 2u, 3u}) {
         for (const std::size_t count : {1u, 100u, 101u, 250u}) {
             OnsetRun run({kRate, channels, 4096, 0});
@@ -79,7 +79,7 @@ TEST_F(OnsetProgressTest, EachChannelReportsAnew) {
     }
 }
 
-TEST_F(OnsetProgressTest, WithoutCandidatesTheyReportNothing) {
+TEST_F(OnsetProgressStreamTest, WithoutCandidatesTheyReportNothing) {
     OnsetRun silent({kRate, 2, 4096, 0});
     silent.Push(Silence(2, 20000));
     ExpectReports(AllReports({0, 0}), silent.ProcessWithProgress().progress);
@@ -91,7 +91,7 @@ TEST_F(OnsetProgressTest, WithoutCandidatesTheyReportNothing) {
 }
 
 // Nothing leaves, also of the channels that were done, and the stored audio stays.
-TEST_F(OnsetProgressTest, AStopIsMinus128AndDeliversNothing) {
+TEST_F(OnsetProgressStreamTest, AStopIsMinus128AndDeliversNothing) {
     for (const UInt32 channels : {1u, 2u}) {
         const Audio audio = MusicLike(kRate, channels, 8 * 44100, 3);
         const OnsetResults whole = AnalyzeOnsets(audio, kRate, 4096, 100.0f);
@@ -118,7 +118,7 @@ TEST_F(OnsetProgressTest, AStopIsMinus128AndDeliversNothing) {
 }
 
 // The last two reports come behind the delivery; the second of them is that of every group of keys.
-TEST_F(OnsetProgressTest, AStopAtTheEndComesBehindTheDelivery) {
+TEST_F(OnsetProgressStreamTest, AStopAtTheEndComesBehindTheDelivery) {
     const Audio audio = MusicLike(kRate, 2, 44100, 3);
     const OnsetResults whole = AnalyzeOnsets(audio, kRate);
     OnsetRun run({kRate, 2, 4096, 0});

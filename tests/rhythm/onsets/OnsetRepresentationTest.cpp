@@ -115,19 +115,6 @@ TEST(OnsetParameterTest, AbsurdValuesAreWindowsBeyondAllLengths) {
     }
 }
 
-TEST(OnsetMetaDataTest, TellsTheRateAlone) {
-    OnsetRun run({48000.0, 1, 4096, 0});
-    QelAudioAnalysisKeyMetaData data{1.0, 2, 3, {}};
-    UInt32 size = 0;
-    const CFOwner<CFStringRef> name = MakeString(kOnsetKey);
-    EXPECT_EQ(0, QelAudioAnalysisGetProperty(run.Analyzer().Handle(), kMetaDataForKey, name.Get(),
-                                             8, &data, 24, &size));
-    EXPECT_EQ(8u, size);
-    EXPECT_EQ(48000.0, data.mSampleRate);
-    EXPECT_EQ(2u, data.mFrameSize);
-    EXPECT_EQ(3u, data.mHopSize);
-}
-
 // The record of the beats: a count and a pointer to entries of a double and a float.
 TEST(OnsetPayloadTest, IsACountAndAPointerToEvents) {
     static_assert(sizeof(QelAudioAnalysisEventList) == 16);

@@ -34,17 +34,6 @@ OnsetResults Unflushed(const Audio& audio, UInt32 blockFrames = 4096) {
     return run.Process(0);
 }
 
-TEST(OnsetStreamTest, OfOneChannelTheCutIntoPushesDoesNotMatter) {
-    const Audio audio = MusicLike(kRate, 1, 3 * 44100 + 11, 5);
-    const OnsetResults expected = AnalyzeOnsets(audio, kRate);
-    ASSERT_EQ(0, expected.status);
-    ASSERT_GT(expected.onsets.at(0).size(), 5u);
-    for (const UInt32 blockFrames : {1u, 2u, 63u, 512u, 1000u}) {
-        EXPECT_EQ(expected.Bytes(), AnalyzeOnsets(audio, kRate, blockFrames).Bytes())
-            << blockFrames;
-    }
-}
-
 // The filters run straight on from one channel's block into the next, which is meant: so channels
 // leak into each other, and the cut into pushes matters.
 TEST(OnsetStreamTest, ChannelsShareTheFilters) {
@@ -104,19 +93,6 @@ TEST(OnsetStreamTest, AnEmptyPushAddsNothing) {
     EXPECT_EQ(AnalyzeOnsets(audio, kRate).Bytes(), run.Process().Bytes());
 }
 
-TEST(OnsetStreamTest, TheDeclaredLengthDoesNotMatter) {
-    const Audio audio = MusicLike(kRate, 2, 2 * 44100, 7);
-    const OnsetResults expected = AnalyzeOnsets(audio, kRate);
-    ASSERT_GT(expected.onsets.at(0).size(), 3u);
-    for (const SInt64 declared :
-         {SInt64{0}, SInt64{1}, SInt64{5000}, LengthOf(audio) - 1, LengthOf(audio) + 1,
-          LengthOf(audio) + 4096, 3 * LengthOf(audio), (SInt64{1} << 32) - 1}) {
-        OnsetRun run({kRate, 2, 4096, declared});
-        run.Push(audio);
-        EXPECT_EQ(expected.Bytes(), run.Process().Bytes()) << declared;
-    }
-}
-
 // And so the times stay those of the stream.
 TEST(OnsetStreamTest, AFlushIsOnePushOfSilence) {
     for (const UInt32 channels : {1u, 2u}) {
@@ -156,19 +132,6 @@ TEST(OnsetStreamTest, ProcessDoesNotEndTheStream) {
     EXPECT_EQ(whole.Process().Bytes(), run.Process().Bytes());
 }
 
-TEST(OnsetStreamTest, ResetEqualsFresh) {
-    const Audio audio = MusicLike(kRate, 2, 2 * 44100, 10);
-    const OnsetResults expected = AnalyzeOnsets(audio, kRate);
-    OnsetRun run({kRate, 2, 4096, LengthOf(audio)});
-    run.Push(Noise(0.9f, 2, 30001, 3));
-    EXPECT_EQ(0, run.Analyzer().Reset());
-    run.Push(audio);
-    EXPECT_EQ(expected.Bytes(), run.Process().Bytes());
-    EXPECT_EQ(0, run.Analyzer().Reset());
-    run.Push(audio);
-    EXPECT_EQ(expected.Bytes(), run.Process().Bytes());
-}
-
 // Of silence alone the rests of what was in the filters would be onsets.
 TEST(OnsetStreamTest, ResetClearsTheFilters) {
     OnsetRun run({kRate, 1, 4096, 0});
@@ -178,19 +141,6 @@ TEST(OnsetStreamTest, ResetClearsTheFilters) {
     EXPECT_EQ(0, run.Analyzer().Reset());
     run.Push(Silence(1, 10000));
     EXPECT_TRUE(run.Process().onsets.at(0).empty());
-}
-
-TEST(OnsetStreamTest, TwoHandlesDoNotMeet) {
-    const Audio audio = MusicLike(kRate, 1, 44100, 11);
-    const Audio other = Noise(0.5f, 1, 44100, 12);
-    OnsetRun first({kRate, 1, 4096, 0});
-    OnsetRun second({kRate, 1, 4096, 0});
-    for (std::size_t at = 0; at < 44100; at += 900) {
-        EXPECT_EQ(0, first.Analyzer().Push(audio, at, 900));
-        EXPECT_EQ(0, second.Analyzer().Push(other, at, 900));
-    }
-    EXPECT_EQ(AnalyzeOnsets(audio, kRate).Bytes(), first.Process().Bytes());
-    EXPECT_EQ(AnalyzeOnsets(other, kRate).Bytes(), second.Process().Bytes());
 }
 
 TEST(OnsetStreamTest, FewerThanThreeFramesHaveNoOnsets) {
@@ -212,18 +162,6 @@ TEST(OnsetStreamTest, FewerThanThreeFramesHaveNoOnsets) {
     OnsetRun run({kRate, 1, 1, 0}); // one frame, and one of the flush
     run.Push(Constant(1.0f, 1, 1), 1);
     EXPECT_TRUE(run.Process().onsets.at(0).empty());
-}
-
-TEST(OnsetStreamTest, SilenceHasNoOnsets) {
-    for (const UInt32 channels : {1u, 2u}) {
-        const OnsetResults results = AnalyzeOnsets(Silence(channels, 100000), kRate);
-        EXPECT_EQ(0, results.status);
-        EXPECT_EQ(1, results.deliveries);
-        EXPECT_EQ(std::vector<std::vector<Event>>(channels).size(), results.onsets.size());
-        for (const std::vector<Event>& list : results.onsets) {
-            EXPECT_TRUE(list.empty());
-        }
-    }
 }
 
 TEST(OnsetStreamTest, OddAudioEndsInAListWithinTheStream) {
@@ -248,26 +186,6 @@ TEST(OnsetStreamTest, OddAudioEndsInAListWithinTheStream) {
         run.Push(music);
         EXPECT_EQ(AnalyzeOnsets(music, kRate).Bytes(), run.Process().Bytes()) << odd;
     }
-}
-
-TEST(OnsetStreamTest, AnySampleRateEndsInAStatus) {
-    const double infinity = std::numeric_limits<double>::infinity();
-    const Audio audio = MusicLike(kRate, 1, 8192);
-    for (const double rate : {0.0, -44100.0, std::nan(""), infinity, -infinity, 1e300, 1e-300, 1.0,
-                              1000.0, 8000.0, 192000.0, 1e9}) {
-        OnsetRun run({rate, 1, 4096, 0});
-        run.Push(audio);
-        const OnsetResults results = run.Process();
-        EXPECT_EQ(0, results.status) << rate;
-        EXPECT_EQ(1, results.deliveries) << rate;
-    }
-}
-
-TEST(OnsetStreamTest, AFlatLineHasItsOnsetAtTheStart) {
-    const OnsetResults results = AnalyzeOnsets(Constant(0.5f, 1, 40000), kRate);
-    EXPECT_EQ(0, results.status);
-    ASSERT_FALSE(results.onsets.at(0).empty());
-    EXPECT_LT(results.onsets[0][0].timeSeconds, 0.001);
 }
 
 } // namespace

@@ -58,7 +58,7 @@ TEST_P(GammaRateTest, EnergiesAgreeWithADoublePrecisionRecomputation) {
 
 INSTANTIATE_TEST_SUITE_P(Rates, GammaRateTest, testing::Values(22050.0, 44100.0, 48000.0));
 
-TEST(GammaBankTest, AToneNearTheTopCentreIsLargestInTheTopBandAndSoIsItsMirrorImage) {
+TEST(GammaBankFiguresTest, AToneNearTheTopCentreIsLargestInTheTopBandAndSoIsItsMirrorImage) {
     const std::vector<float> tone = EnergiesOf(ToneAtBin(106.0)).at(0);
     const std::vector<float> mirror = EnergiesOf(ToneAtBin(406.0)).at(0);
     EXPECT_EQ(35u, LargestBand(tone));
@@ -72,13 +72,13 @@ TEST(GammaBankTest, AToneNearTheTopCentreIsLargestInTheTopBandAndSoIsItsMirrorIm
 }
 
 // From band 16 on the response is wider than a bin.
-TEST(GammaBankTest, AToneAtABandsCentreIsLargestInThatBand) {
+TEST(GammaBankFiguresTest, AToneAtABandsCentreIsLargestInThatBand) {
     for (std::size_t band = 16; band < kNumGammaBands; ++band) {
         EXPECT_EQ(band, LargestBand(EnergiesOf(ToneAtBin(GammaCentre(band))).at(0)));
     }
 }
 
-TEST(GammaBankTest, ToneAndMirrorImageGiveNearlyTheSameEnergies) {
+TEST(GammaBankFiguresTest, ToneAndMirrorImageGiveNearlyTheSameEnergies) {
     for (std::size_t band = 20; band < kNumGammaBands; ++band) {
         const std::vector<float> tone = EnergiesOf(ToneAtBin(GammaCentre(band))).at(0);
         const std::vector<float> mirror = EnergiesOf(ToneAtBin(512.0 - GammaCentre(band))).at(0);
@@ -87,7 +87,7 @@ TEST(GammaBankTest, ToneAndMirrorImageGiveNearlyTheSameEnergies) {
 }
 
 // The bands that no rule gives, bin by bin: a tone in the middle of a low bin.
-TEST(GammaBankTest, LowBinsAgreeWithTheMeasuredResponses) {
+TEST(GammaBankFiguresTest, LowBinsAgreeWithTheMeasuredResponses) {
     for (std::size_t bin = 0; bin <= 12; ++bin) {
         for (const double at : {static_cast<double>(bin), 511.0 - static_cast<double>(bin)}) {
             Audio tone(1, std::vector<float>(1024));
@@ -102,31 +102,16 @@ TEST(GammaBankTest, LowBinsAgreeWithTheMeasuredResponses) {
 }
 
 // The response follows the bins, not the frequencies.
-TEST(GammaBankTest, EverySampleRateGivesTheSameEnergies) {
+TEST(GammaBankFiguresTest, EverySampleRateGivesTheSameEnergies) {
     const Audio audio = MusicLike(kAccentTestRate, 1, 16384);
     const std::vector<Delivery> expected = Deliver({kGammaKey}, audio);
     EXPECT_EQ(expected, Deliver({kGammaKey}, audio, 8000.0));
     EXPECT_EQ(expected, Deliver({kGammaKey}, audio, 192000.0));
 }
 
-TEST(GammaBankTest, SilenceHasNoEnergy) {
-    for (const std::vector<float>& row : EnergiesOf(Silence(1, 8192))) {
-        EXPECT_EQ(std::vector<float>(kNumGammaBands, 0.0f), row);
-    }
-}
-
-TEST(GammaBankTest, TheLowestBandSeesTheMeanOfTheFrame) {
-    constexpr float kLevel = 0.5f;
-    const std::vector<float> row = EnergiesOf(Constant(kLevel, 1, 1024)).at(0);
-    // Bin 0 is the mean, 1025 / 2048 of the level behind the window; bin 1 is half of that.
-    const double mean = kLevel * 1025.0 / 2048.0;
-    const double expected = mean * mean * (0.3168 * 0.3168 + 0.25 * 0.0095 * 0.0095);
-    EXPECT_NEAR(expected, row[0], 1e-3 * expected);
-}
-
 // Bin 0 of the packed spectrum holds it as its second number. Were it counted, band 0 would see it
 // at 0.3168; what is left comes by bin 511, at 0.0124.
-TEST(GammaBankTest, TheNyquistTermCountsNowhere) {
+TEST(GammaBankFiguresTest, TheNyquistTermCountsNowhere) {
     Audio audio(1, std::vector<float>(1024));
     for (std::size_t i = 0; i < audio[0].size(); ++i) {
         audio[0][i] = i % 2 == 0 ? 1.0f : -1.0f;
@@ -136,7 +121,7 @@ TEST(GammaBankTest, TheNyquistTermCountsNowhere) {
     EXPECT_NEAR(expected, EnergiesOf(audio).at(0)[0], 0.01 * expected);
 }
 
-TEST(GammaBankTest, TwiceTheAmplitudeIsFourTimesTheEnergy) {
+TEST(GammaBankFiguresTest, TwiceTheAmplitudeIsFourTimesTheEnergy) {
     const Audio audio = MusicLike(kAccentTestRate, 1, 8192);
     Audio twice = audio;
     for (float& sample : twice[0]) {
@@ -151,49 +136,7 @@ TEST(GammaBankTest, TwiceTheAmplitudeIsFourTimesTheEnergy) {
     EXPECT_EQ(expected, EnergiesOf(twice));
 }
 
-TEST(GammaBankTest, OneDeliveryPerWholeFrame) {
-    const struct {
-        std::size_t samples;
-        std::size_t frames;
-    } kCases[] = {{0, 0}, {1, 0}, {1023, 0}, {1024, 1}, {1535, 1}, {1536, 2}, {4096, 7}};
-    for (const auto& [samples, frames] : kCases) {
-        const std::vector<Delivery> deliveries = Deliver({kGammaKey}, Noise(0.5f, 2, samples, 1));
-        ASSERT_EQ(frames, deliveries.size()) << samples;
-        for (const Delivery& delivery : deliveries) {
-            EXPECT_EQ(kGammaKey, delivery.key);
-            ASSERT_EQ(2u, delivery.blocks.size());
-            EXPECT_EQ(144u, delivery.blocks[0].size());
-            EXPECT_EQ(144u, delivery.blocks[1].size());
-        }
-    }
-}
-
-TEST(GammaBankTest, PushSizesMakeNoDifference) {
-    const Audio audio = MusicLike(kAccentTestRate, 2, 20000);
-    const std::vector<Delivery> expected = Deliver({kGammaKey}, audio, kAccentTestRate, 4096);
-    for (const UInt32 block : {1u, 63u, 512u, 1000u}) {
-        EXPECT_EQ(expected, Deliver({kGammaKey}, audio, kAccentTestRate, block)) << block;
-    }
-}
-
-TEST(GammaBankTest, ChannelsAreIndependent) {
-    const Audio audio = MusicLike(kAccentTestRate, 3, 8192);
-    for (std::size_t c = 0; c < 3; ++c) {
-        EXPECT_EQ(EnergiesOf({audio[c]}), EnergiesOf(audio, kAccentTestRate, c));
-    }
-}
-
-TEST(GammaBankTest, AResetForgetsThePendingSamples) {
-    const Audio audio = MusicLike(kAccentTestRate, 1, 10000);
-    TestAnalyzer analyzer({kGammaKey}, StreamSetup{});
-    analyzer.PushInBlocks(Noise(0.5f, 1, 5555, 3), 4096);
-    analyzer.Forget();
-    EXPECT_EQ(0, analyzer.Reset());
-    analyzer.PushInBlocks(audio, 4096);
-    EXPECT_EQ(Deliver({kGammaKey}, audio), analyzer.Deliveries());
-}
-
-TEST(GammaBankTest, WhatIsNoNumberStaysInItsChannelAndItsFrames) {
+TEST(GammaBankFiguresTest, WhatIsNoNumberStaysInItsChannelAndItsFrames) {
     Audio audio = MusicLike(kAccentTestRate, 2, 8192);
     const Rows clean = EnergiesOf(audio);
     const Rows other = EnergiesOf(audio, kAccentTestRate, 1);

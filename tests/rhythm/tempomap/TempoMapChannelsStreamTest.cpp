@@ -40,7 +40,7 @@ Audio Together(const std::vector<Audio>& channels) {
 }
 
 // As long as every channel's curve has a peak, no channel repeats what another one found.
-TEST(TempoMapChannelsTest, ChannelsWithPeaksAreIndependent) {
+TEST(TempoMapChannelsStreamTest, ChannelsWithPeaksAreIndependent) {
     const Audio audio =
         Together({Clicks(86 * kAccentSamples, kLength), MusicLike(kAccentTestRate, 1, kLength, 8),
                   Clicks(104 * kAccentSamples, kLength)});
@@ -63,21 +63,15 @@ TEST(TempoMapChannelsTest, ChannelsWithPeaksAreIndependent) {
     EXPECT_EQ(10320.0f / 104.0f, together[2].back());
 }
 
-TEST(TempoMapChannelsTest, EqualChannelsHaveEqualTempi) {
-    const Audio mono = MusicLike(kAccentTestRate, 1, kLength, 3);
-    const std::vector<std::vector<float>> tempi = ChannelTempi(Together({mono, mono}));
-    EXPECT_EQ(tempi[0], tempi[1]);
-}
-
 // One list of peaks serves all channels: a channel without peaks repeats whatever won last.
-TEST(TempoMapChannelsTest, ASilentChannelRepeatsTheWinnerOfTheChannelBeforeIt) {
+TEST(TempoMapChannelsStreamTest, ASilentChannelRepeatsTheWinnerOfTheChannelBeforeIt) {
     const std::vector<std::vector<float>> tempi =
         ChannelTempi(Together({Clicks(86 * kAccentSamples, kLength), Silence(1, kLength)}));
     EXPECT_EQ(120.0f, tempi[0].back());
     EXPECT_EQ(tempi[0], tempi[1]);
 }
 
-TEST(TempoMapChannelsTest, ASilentFirstChannelRepeatsTheWinnerOfTheAccentBefore) {
+TEST(TempoMapChannelsStreamTest, ASilentFirstChannelRepeatsTheWinnerOfTheAccentBefore) {
     const std::vector<std::vector<float>> tempi =
         ChannelTempi(Together({Silence(1, kLength), MusicLike(kAccentTestRate, 1, kLength, 2)}));
     EXPECT_EQ(kLowestBPM, tempi[0][0]);
@@ -87,24 +81,15 @@ TEST(TempoMapChannelsTest, ASilentFirstChannelRepeatsTheWinnerOfTheAccentBefore)
     EXPECT_GT(std::set<float>(tempi[0].begin(), tempi[0].end()).size(), 3u);
 }
 
-TEST(TempoMapChannelsTest, ChannelsThatFallSilentInTurnAgreeWithTheRecomputation) {
+TEST(TempoMapChannelsStreamTest, ChannelsThatFallSilentInTurnAgreeWithTheRecomputation) {
     const Audio music = MusicLike(kAccentTestRate, 2, Seconds(5.0), 6);
     const Audio silence = Silence(1, Seconds(5.0));
     ExpectAgreement({Joined({music[0]}, silence)[0], Joined(silence, {music[1]})[0]});
 }
 
-TEST(TempoMapChannelsTest, BeforeAnyPeakTheTempoIsTheLowest) {
-    for (const Audio& audio : {Silence(2, Seconds(2.0)), Constant(0.0f, 1, 1024)}) {
-        for (const std::vector<float>& channel : ChannelTempi(audio)) {
-            EXPECT_EQ(std::vector<float>(channel.size(), kLowestBPM), channel);
-            EXPECT_FALSE(channel.empty());
-        }
-    }
-}
-
 // Not until an index has a whole window of others below it, is it a peak: the first one is at lag
 // 21, so nothing can be found in less than as many accents.
-TEST(TempoMapChannelsTest, TheFirstAccentsHaveTheLowestTempo) {
+TEST(TempoMapChannelsStreamTest, TheFirstAccentsHaveTheLowestTempo) {
     const std::vector<float> tempi = TempiOf(MusicLike(kAccentTestRate, 1, Seconds(4.0)));
     for (std::size_t n = 0; n < 20; ++n) {
         EXPECT_EQ(kLowestBPM, tempi[n]) << n;
@@ -113,7 +98,7 @@ TEST(TempoMapChannelsTest, TheFirstAccentsHaveTheLowestTempo) {
 }
 
 // Silence keeps all accents, combs and energies at zero.
-TEST(TempoMapChannelsTest, SilenceInFrontOnlyDelaysTheTempi) {
+TEST(TempoMapChannelsStreamTest, SilenceInFrontOnlyDelaysTheTempi) {
     constexpr std::size_t kFrames = 301;
     const Audio music = MusicLike(kAccentTestRate, 1, Seconds(6.0));
     // The frames that reach over into the music begin with the first hop of it.
@@ -127,7 +112,7 @@ TEST(TempoMapChannelsTest, SilenceInFrontOnlyDelaysTheTempi) {
     }
 }
 
-TEST(TempoMapChannelsTest, SilenceBehindSoundKeepsATempo) {
+TEST(TempoMapChannelsStreamTest, SilenceBehindSoundKeepsATempo) {
     const Audio audio =
         Joined(Clicks(86 * kAccentSamples, Seconds(10.0)), Silence(1, Seconds(60.0)));
     const std::vector<float> tempi = TempiOf(audio);
@@ -149,7 +134,7 @@ TEST(TempoMapChannelsTest, SilenceBehindSoundKeepsATempo) {
 }
 
 // The leaky energy halves every 516 accents, and leaves the normal numbers after six minutes.
-TEST(TempoMapChannelsTest, MinutesOfSilenceKeepTheTempo) {
+TEST(TempoMapChannelsStreamTest, MinutesOfSilenceKeepTheTempo) {
     TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
     analyzer.PushInBlocks(Clicks(86 * kAccentSamples, Seconds(10.0)), 4096);
     const Audio silence = Silence(1, Seconds(60.0));

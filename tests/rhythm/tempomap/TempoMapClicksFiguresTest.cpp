@@ -14,7 +14,7 @@ constexpr float kTempoOfLag1 = 10320.0f; // BPM
 // quarters.
 constexpr std::size_t kFilled = 2 * 516; // accent values
 
-TEST(TempoMapClicksTest, APeriodOf86AccentsIs120BPM) {
+TEST(TempoMapClicksFiguresTest, APeriodOf86AccentsIs120BPM) {
     const std::vector<float> tempi = TempiOf(Clicks(86 * kAccentSamples, Seconds(15.0)));
     ASSERT_LT(kFilled, tempi.size());
     for (std::size_t n = kFilled; n < tempi.size(); ++n) {
@@ -25,7 +25,7 @@ TEST(TempoMapClicksTest, APeriodOf86AccentsIs120BPM) {
 // Above half of the longest lag the period has no multiple among the lags. An even one is a whole
 // number of hops, so that each click meets the frames alike. (One comb is as sharp as the other, so
 // that an odd period is found as well.)
-TEST(TempoMapClicksTest, EveryPeriodAboveHalfTheLongestLagIsFound) {
+TEST(TempoMapClicksFiguresTest, EveryPeriodAboveHalfTheLongestLagIsFound) {
     for (std::size_t period = 66; period <= 126; period += 5) {
         const std::vector<float> tempi = TempiOf(Clicks(period * kAccentSamples, Seconds(10.0)));
         for (std::size_t n = kFilled; n < tempi.size(); ++n) {
@@ -36,7 +36,7 @@ TEST(TempoMapClicksTest, EveryPeriodAboveHalfTheLongestLagIsFound) {
 }
 
 // Shorter ones repeat at their multiples too; which of them wins is up to the curve.
-TEST(TempoMapClicksTest, ShorterPeriodsAreFoundAtOneOfTheirMultiples) {
+TEST(TempoMapClicksFiguresTest, ShorterPeriodsAreFoundAtOneOfTheirMultiples) {
     for (const std::size_t period : {38u, 44u, 50u, 60u}) {
         const Audio audio = Clicks(period * kAccentSamples, Seconds(10.0));
         const std::vector<float> tempi = TempiOf(audio);
@@ -47,7 +47,7 @@ TEST(TempoMapClicksTest, ShorterPeriodsAreFoundAtOneOfTheirMultiples) {
 }
 
 // The last lag is never a peak, whatever is there: no tempo of the curve is below 10320 / 127.
-TEST(TempoMapClicksTest, ThePeriodOfTheLastLagIsOutOfReach) {
+TEST(TempoMapClicksFiguresTest, ThePeriodOfTheLastLagIsOutOfReach) {
     for (const std::size_t period : {128u, 130u, 150u, 172u}) {
         const Audio audio = Clicks(period * kAccentSamples, Seconds(10.0));
         const std::vector<float> tempi = TempiOf(audio);
@@ -59,7 +59,7 @@ TEST(TempoMapClicksTest, ThePeriodOfTheLastLagIsOutOfReach) {
     }
 }
 
-TEST(TempoMapClicksTest, LongerLagsReachSlowerTempi) {
+TEST(TempoMapClicksFiguresTest, LongerLagsReachSlowerTempi) {
     const struct {
         float complexity;
         std::size_t period;
@@ -76,7 +76,7 @@ TEST(TempoMapClicksTest, LongerLagsReachSlowerTempi) {
     }
 }
 
-TEST(TempoMapClicksTest, TheLevelOfTheClicksMattersLittle) {
+TEST(TempoMapClicksFiguresTest, TheLevelOfTheClicksMattersLittle) {
     Audio audio = Clicks(86 * kAccentSamples, Seconds(10.0));
     for (float& sample : audio[0]) {
         sample *= 0.1f;
@@ -88,7 +88,7 @@ TEST(TempoMapClicksTest, TheLevelOfTheClicksMattersLittle) {
 }
 
 // From 100 to 140 BPM within 40 seconds, then steady.
-TEST(TempoMapClicksTest, ARisingTempoIsFollowed) {
+TEST(TempoMapClicksFiguresTest, ARisingTempoIsFollowed) {
     constexpr double kRampSeconds = 40.0;
     constexpr double kLength = 55.0;
     const auto tempoAt = [](double seconds) {
@@ -115,7 +115,7 @@ TEST(TempoMapClicksTest, ARisingTempoIsFollowed) {
     EXPECT_NEAR(140.0, tempi.back(), 140.0 * kOneLag);
 }
 
-TEST(TempoMapClicksTest, AStepOfTempoIsFollowed) {
+TEST(TempoMapClicksFiguresTest, AStepOfTempoIsFollowed) {
     const Audio audio = Joined(Clicks(86 * kAccentSamples, 24 * 43 * kAccentHopSize),
                                Clicks(104 * kAccentSamples, Seconds(20.0)));
     const std::vector<float> tempi = TempiOf(audio);
@@ -174,7 +174,7 @@ INSTANTIATE_TEST_SUITE_P(Ranges, TempoRangeTest,
                                          RangeCase{250.0f, 280.0f, 250.0f}));
 
 // Lag 172 is in range as well, and lower while the combs fill.
-TEST(TempoMapClicksTest, TheUpperEndBelongsToTheRange) {
+TEST(TempoMapClicksFiguresTest, TheUpperEndBelongsToTheRange) {
     const Audio audio = Clicks(86 * kAccentSamples, Seconds(10.0));
     TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
     ASSERT_EQ(0, SetTempoParameter(analyzer, "complexity", 1.0f));

@@ -24,7 +24,7 @@ std::vector<Delivery> DeliverAtComplexity(const Audio& audio, float complexity) 
     return analyzer.Deliveries();
 }
 
-TEST(TempoMapParameterTest, ThereAreThree) {
+TEST(TempoMapParameterRepresentationTest, ThereAreThree) {
     TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
     CFOwner<CFMutableArrayRef> names(CFArrayCreateMutable(nullptr, 0, nullptr));
     CFMutableArrayRef array = names.Get();
@@ -38,7 +38,7 @@ TEST(TempoMapParameterTest, ThereAreThree) {
     }
 }
 
-TEST(TempoMapParameterTest, TheGammaBankHasNone) {
+TEST(TempoMapParameterRepresentationTest, TheGammaBankHasNone) {
     TestAnalyzer analyzer({kGammaKey}, StreamSetup{});
     CFOwner<CFMutableArrayRef> names(CFArrayCreateMutable(nullptr, 0, nullptr));
     CFMutableArrayRef array = names.Get();
@@ -48,14 +48,14 @@ TEST(TempoMapParameterTest, TheGammaBankHasNone) {
     EXPECT_EQ(0, CFArrayGetCount(array));
 }
 
-TEST(TempoMapParameterTest, Defaults) {
+TEST(TempoMapParameterRepresentationTest, Defaults) {
     TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
     EXPECT_EQ(0.0f, TempoParameter(analyzer, "complexity"));
     EXPECT_EQ(20.0f, TempoParameter(analyzer, "Min BPM"));
     EXPECT_EQ(280.0f, TempoParameter(analyzer, "Max BPM"));
 }
 
-TEST(TempoMapParameterTest, ValuesAreKeptAndTheComplexityIsCutToAWholeNumber) {
+TEST(TempoMapParameterRepresentationTest, ValuesAreKeptAndTheComplexityIsCutToAWholeNumber) {
     TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
     EXPECT_EQ(0, SetTempoParameter(analyzer, "complexity", 1.9f));
     EXPECT_EQ(0, SetTempoParameter(analyzer, "Min BPM", 33.25f));
@@ -65,7 +65,7 @@ TEST(TempoMapParameterTest, ValuesAreKeptAndTheComplexityIsCutToAWholeNumber) {
     EXPECT_EQ(44.75f, TempoParameter(analyzer, "Max BPM"));
 }
 
-TEST(TempoMapParameterTest, AResetKeepsThemAndAnInitializationDoesNot) {
+TEST(TempoMapParameterRepresentationTest, AResetKeepsThemAndAnInitializationDoesNot) {
     TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
     EXPECT_EQ(0, SetTempoParameter(analyzer, "complexity", 2.0f));
     EXPECT_EQ(0, SetTempoParameter(analyzer, "Min BPM", 50.0f));
@@ -80,7 +80,7 @@ TEST(TempoMapParameterTest, AResetKeepsThemAndAnInitializationDoesNot) {
     EXPECT_EQ(280.0f, TempoParameter(analyzer, "Max BPM"));
 }
 
-TEST(TempoMapParameterTest, OtherNamesDoNotReachIt) {
+TEST(TempoMapParameterRepresentationTest, OtherNamesDoNotReachIt) {
     TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
     for (const char* name : {"Genre Hint", "Onset Sensitivity", "Complexity", "min BPM", ""}) {
         float value = -5.0f;
@@ -93,7 +93,7 @@ TEST(TempoMapParameterTest, OtherNamesDoNotReachIt) {
     EXPECT_EQ(280.0f, TempoParameter(analyzer, "Max BPM"));
 }
 
-TEST(TempoMapParameterTest, NothingOfTheValueInfoReachesTheCaller) {
+TEST(TempoMapParameterRepresentationTest, NothingOfTheValueInfoReachesTheCaller) {
     TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
     for (const std::string& name : kNames) {
         std::array<std::uint32_t, 4> info = {11, 12, 13, 14};
@@ -107,7 +107,7 @@ TEST(TempoMapParameterTest, NothingOfTheValueInfoReachesTheCaller) {
     }
 }
 
-TEST(TempoMapParameterTest, TheComplexityWaitsForTheNextReset) {
+TEST(TempoMapParameterRepresentationTest, TheComplexityWaitsForTheNextReset) {
     const Audio audio = Music();
     const std::vector<Delivery> plain = Deliver({kRunningTempoKey}, audio);
     const std::vector<Delivery> longer = DeliverAtComplexity(audio, 1.0f);
@@ -130,7 +130,7 @@ TEST(TempoMapParameterTest, TheComplexityWaitsForTheNextReset) {
     EXPECT_EQ(longer, analyzer.Deliveries());
 }
 
-TEST(TempoMapParameterTest, FractionsOfTheComplexityDoNotCount) {
+TEST(TempoMapParameterRepresentationTest, FractionsOfTheComplexityDoNotCount) {
     const Audio audio = Music();
     EXPECT_EQ(Deliver({kRunningTempoKey}, audio), DeliverAtComplexity(audio, 0.99f));
     EXPECT_EQ(DeliverAtComplexity(audio, 1.0f), DeliverAtComplexity(audio, 1.99f));
@@ -138,7 +138,7 @@ TEST(TempoMapParameterTest, FractionsOfTheComplexityDoNotCount) {
 }
 
 // Clicks at 120 BPM, whose lag 43 is no peak: at every accent the range that holds just then.
-TEST(TempoMapParameterTest, TheRangeHoldsAtOnce) {
+TEST(TempoMapParameterRepresentationTest, TheRangeHoldsAtOnce) {
     const Audio audio = Clicks(86 * kAccentSamples, Seconds(20.0));
     TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
     std::size_t at = Seconds(10.0);
@@ -162,7 +162,7 @@ TEST(TempoMapParameterTest, TheRangeHoldsAtOnce) {
 }
 
 // What is repeated is a peak's tempo, and it is moved into the range anew.
-TEST(TempoMapParameterTest, TheRangeHoldsForARepeatedTempo) {
+TEST(TempoMapParameterRepresentationTest, TheRangeHoldsForARepeatedTempo) {
     TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
     const auto ofSilence = [&] {
         analyzer.Forget();
@@ -184,7 +184,7 @@ TEST(TempoMapParameterTest, TheRangeHoldsForARepeatedTempo) {
     EXPECT_EQ(kept, ofSilence());
 }
 
-TEST(TempoMapParameterTest, ARangeTurnedAroundGivesOneOfItsEnds) {
+TEST(TempoMapParameterRepresentationTest, ARangeTurnedAroundGivesOneOfItsEnds) {
     TestAnalyzer analyzer({kRunningTempoKey}, StreamSetup{});
     EXPECT_EQ(0, SetTempoParameter(analyzer, "Min BPM", 200.0f));
     EXPECT_EQ(0, SetTempoParameter(analyzer, "Max BPM", 100.0f));
@@ -196,7 +196,7 @@ TEST(TempoMapParameterTest, ARangeTurnedAroundGivesOneOfItsEnds) {
 
 // Nothing limits the complexity. What cannot be built may end in a status or in std::bad_alloc,
 // after which pushes are without effect until a reset with a sensible value.
-TEST(TempoMapParameterTest, AnAbsurdComplexityIsSurvived) {
+TEST(TempoMapParameterRepresentationTest, AnAbsurdComplexityIsSurvived) {
     const float inf = std::numeric_limits<float>::infinity();
     const Audio audio = Music();
     const std::vector<Delivery> plain = Deliver({kRunningTempoKey}, audio);
@@ -222,7 +222,7 @@ TEST(TempoMapParameterTest, AnAbsurdComplexityIsSurvived) {
     }
 }
 
-TEST(TempoMapParameterTest, AnAbsurdRangeIsSurvived) {
+TEST(TempoMapParameterRepresentationTest, AnAbsurdRangeIsSurvived) {
     const float inf = std::numeric_limits<float>::infinity();
     for (const float value : {-inf, -1.0f, 0.0f, 1e30f, inf, std::nanf("")}) {
         SCOPED_TRACE(value);

@@ -104,30 +104,6 @@ TEST_P(TempoRepresentationTest, NoBlocksAreChannelsWithoutFrames) {
     EXPECT_TRUE(Elements(channels[1]).empty());
 }
 
-TEST_P(TempoRepresentationTest, MetaDataTellsRateFrameAndHop) {
-    QelAudioAnalysisKeyMetaData data{};
-    UInt32 size = 0;
-    const CFOwner<CFStringRef> name = MakeString(GetParam());
-    EXPECT_EQ(0,
-              QelAudioAnalysisGetProperty(mAnalyzer.Handle(), kQelAnalysisProperty_MetaDataForKey,
-                                          name.Get(), 8, &data, 24, &size));
-    EXPECT_EQ(48000.0, data.mSampleRate);
-    EXPECT_EQ(1024u, data.mFrameSize);
-    EXPECT_EQ(512u, data.mHopSize);
-}
-
-// The query answers and writes nothing: that is meant.
-TEST_P(TempoRepresentationTest, TheDataSizeIsAskedForInVain) {
-    UInt32 bytes = 77;
-    UInt32 size = 0;
-    const CFOwner<CFStringRef> name = MakeString(GetParam());
-    EXPECT_EQ(0,
-              QelAudioAnalysisGetProperty(mAnalyzer.Handle(), kQelAnalysisProperty_DataSizeForKey,
-                                          name.Get(), 8, &bytes, 4, &size));
-    EXPECT_EQ(8u, size);
-    EXPECT_EQ(77u, bytes);
-}
-
 INSTANTIATE_TEST_SUITE_P(Keys, TempoRepresentationTest,
                          testing::Values(kGammaKey, kRunningTempoKey), [](const auto& testInfo) {
                              return testInfo.param == kGammaKey ? "Gamma" : "Tempo";

@@ -98,7 +98,7 @@ void ExpectWeights(const OpenMelProcessor& processor, double rateHz, const Doubl
     }
 }
 
-TEST(MelFilterDesignTest, SecondDesignHasTheWeightsOfItsFormula) {
+TEST(MelFilterBankDesignTest, SecondDesignHasTheWeightsOfItsFormula) {
     for (const double rateHz : kRatesHz) {
         for (const UInt32 filters : {1u, 13u, 40u}) {
             const OpenMelProcessor processor(1024, filters, rateHz);
@@ -107,7 +107,7 @@ TEST(MelFilterDesignTest, SecondDesignHasTheWeightsOfItsFormula) {
     }
 }
 
-TEST(MelFilterDesignTest, FirstDesignHasTheWeightsOfItsFormula) {
+TEST(MelFilterBankDesignTest, FirstDesignHasTheWeightsOfItsFormula) {
     for (const double rateHz : kRatesHz) {
         for (const UInt32 filters : {1u, 13u}) {
             OpenMelProcessor processor(4096, filters, rateHz);
@@ -118,7 +118,7 @@ TEST(MelFilterDesignTest, FirstDesignHasTheWeightsOfItsFormula) {
     }
 }
 
-TEST(MelFilterDesignTest, FirstDesignReadsTheNumberInForce) {
+TEST(MelFilterBankDesignTest, FirstDesignReadsTheNumberInForce) {
     // Before the other design has set it, that is the room for filters.
     OpenMelProcessor processor(4096, 13, 44100);
     processor.AllocateBuffers();
@@ -128,7 +128,7 @@ TEST(MelFilterDesignTest, FirstDesignReadsTheNumberInForce) {
     ExpectWeights(processor, 44100, FirstDesignEdges(13, 40));
 }
 
-TEST(MelFilterDesignTest, FirstDesignEndsBelow1071HertzWhateverTheRate) {
+TEST(MelFilterBankDesignTest, FirstDesignEndsBelow1071HertzWhateverTheRate) {
     for (const double rateHz : kRatesHz) {
         OpenMelProcessor processor(8192, 13, rateHz);
         processor.MakeFilterWeights1();
@@ -150,7 +150,7 @@ TEST(MelFilterDesignTest, FirstDesignEndsBelow1071HertzWhateverTheRate) {
     }
 }
 
-TEST(MelFilterDesignTest, BinAtTheCentreHasTheFullHeightAndBinsAtTheEdgesNone) {
+TEST(MelFilterBankDesignTest, BinAtTheCentreHasTheFullHeightAndBinsAtTheEdgesNone) {
     // Bins every 66.67 Hz stand on the edges, but for rounding: 2 * 16 * 200 / 3 = 2133.33 Hz.
     const double rateHz = 2 * 16 * double{66.66666412353516f};
     OpenMelProcessor processor(32, 5, rateHz);
@@ -166,7 +166,7 @@ TEST(MelFilterDesignTest, BinAtTheCentreHasTheFullHeightAndBinsAtTheEdgesNone) {
     }
 }
 
-TEST(MelFilterDesignTest, TrianglesHaveUnitArea) {
+TEST(MelFilterBankDesignTest, TrianglesHaveUnitArea) {
     // Bins fine enough that their sum is the area, but for the three corners: the trapezoidal rule
     // errs by at most an eighth of the square of the step times the change of slope at each, which
     // is what the tolerance adds up, beside 1e-4 for the single-precision edges.
@@ -191,7 +191,7 @@ TEST(MelFilterDesignTest, TrianglesHaveUnitArea) {
     }
 }
 
-TEST(MelFilterDesignTest, FirstBinHasNoWeight) {
+TEST(MelFilterBankDesignTest, FirstBinHasNoWeight) {
     OpenMelProcessor processor(1024, 13, 44100);
     for (int design = 2; design >= 1; --design) {
         if (design == 1) {
@@ -203,7 +203,7 @@ TEST(MelFilterDesignTest, FirstBinHasNoWeight) {
     }
 }
 
-TEST(MelFilterDesignTest, SecondDesignComesFromTheConstructorAndAgainTheSame) {
+TEST(MelFilterBankDesignTest, SecondDesignComesFromTheConstructorAndAgainTheSame) {
     OpenMelProcessor processor(1024, 40, 44100);
     const std::vector<float> first = processor.DenseWeights();
     processor.MakeFilterWeights1();

@@ -65,7 +65,7 @@ float Uniform(std::mt19937& generator, float greatest) {
     return greatest * (static_cast<float>(generator() >> 8) / 8388608.0f - 1.0f);
 }
 
-TEST(AngleEdgesTest, WrappingAroundMultiplesOfPiIsExactToTheBit) {
+TEST(UnWrapAngleEdgesTest, WrappingAroundMultiplesOfPiIsExactToTheBit) {
     for (int halfTurns = -40; halfTurns <= 40; ++halfTurns) {
         for (float angle : Neighbourhood(static_cast<float>(halfTurns * kPi), 50)) {
             const float expected = WrapStepByStep(angle);
@@ -75,7 +75,7 @@ TEST(AngleEdgesTest, WrappingAroundMultiplesOfPiIsExactToTheBit) {
     }
 }
 
-TEST(AngleEdgesTest, WrappingIsExactToTheBit) {
+TEST(UnWrapAngleEdgesTest, WrappingIsExactToTheBit) {
     std::mt19937 generator(24);
     for (const float greatest : {0.001f, 3.2f, 10.0f, 2000.0f, 1e6f}) {
         std::vector<float> angles(1001);
@@ -91,14 +91,14 @@ TEST(AngleEdgesTest, WrappingIsExactToTheBit) {
     }
 }
 
-TEST(AngleEdgesTest, PiWrapsToMinusPi) {
+TEST(UnWrapAngleEdgesTest, PiWrapsToMinusPi) {
     std::vector<float> angles = {kPiFloat};
     PrincArg(angles.data(), 1);
     EXPECT_EQ(-kPiFloat, angles[0]);
     EXPECT_EQ(-kPiFloat, WrapStepByStep(kPiFloat)); // that both are meant
 }
 
-TEST(AngleEdgesTest, UnwrappingIsExactToTheBit) {
+TEST(UnWrapAngleEdgesTest, UnwrappingIsExactToTheBit) {
     std::mt19937 generator(25);
     // Angles of a spectrum; angles whose steps are large; and angles of two values, pi apart.
     for (const float greatest : {kPiFloat, 50.0f}) {
@@ -115,7 +115,7 @@ TEST(AngleEdgesTest, UnwrappingIsExactToTheBit) {
     EXPECT_EQ(UnWrapStepByStep(flips), UnWrapped(flips));
 }
 
-TEST(AngleEdgesTest, UnwrappingStepsAroundPiIsExactToTheBit) {
+TEST(UnWrapAngleEdgesTest, UnwrappingStepsAroundPiIsExactToTheBit) {
     for (const float pi : {kPiFloat, -kPiFloat}) {
         for (const float step : Neighbourhood(pi, 50)) {
             const std::vector<float> angles = {0.0f, step, 0.0f, -step, step, 2.0f * step};
@@ -125,13 +125,13 @@ TEST(AngleEdgesTest, UnwrappingStepsAroundPiIsExactToTheBit) {
 }
 
 // From pi on a step is taken for one the other way, one unit below it is not.
-TEST(AngleEdgesTest, AStepOfPiLosesATurnAndOneBelowItDoesNot) {
+TEST(UnWrapAngleEdgesTest, AStepOfPiLosesATurnAndOneBelowItDoesNot) {
     EXPECT_EQ(kPiFloat - kTwoPiFloat, UnWrapped({0.0f, kPiFloat})[1]);
     const float below = std::nextafter(kPiFloat, 0.0f);
     EXPECT_EQ(below, UnWrapped({0.0f, below})[1]);
 }
 
-TEST(AngleEdgesTest, ARampOfThreeStaysAndOneOfFourLosesATurnAStep) {
+TEST(UnWrapAngleEdgesTest, ARampOfThreeStaysAndOneOfFourLosesATurnAStep) {
     std::vector<float> three;
     std::vector<float> four;
     for (int i = 0; i < 64; ++i) {
@@ -146,7 +146,7 @@ TEST(AngleEdgesTest, ARampOfThreeStaysAndOneOfFourLosesATurnAStep) {
     }
 }
 
-TEST(AngleEdgesTest, OfOneAngleOnlyTheFirstIsWritten) {
+TEST(UnWrapAngleEdgesTest, OfOneAngleOnlyTheFirstIsWritten) {
     const std::vector<float> in = {1.5f, 2.5f};
     std::vector<float> out = {7.0f, 8.0f};
     UnWrap(in.data(), out.data(), 1);

@@ -52,7 +52,7 @@ std::string StreamInfo(const std::string& flac, std::uint64_t rateHz, std::uint6
 
 constexpr std::uint64_t kMostFlacFrames = (std::uint64_t{1} << 36) - 1;
 
-TEST(HostileContainerTest, FlacMayLieAboutItself) {
+TEST(AnalyzeHostileContainerTest, FlacMayLieAboutItself) {
     const std::string flac = Coded("flac");
     const std::string magic = "fLaC";
     ExpectAnswers({{"true.flac", StreamInfo(flac, 44100, 1, 16, kFrames), kFrames},
@@ -70,7 +70,7 @@ TEST(HostileContainerTest, FlacMayLieAboutItself) {
 }
 
 // Keys of the end keep all of a file, and take room for it on the word of its header.
-TEST(HostileContainerTest, AHugeStatedLengthTakesNoMemory) {
+TEST(AnalyzeHostileContainerTest, AHugeStatedLengthTakesNoMemory) {
     const std::string flac = Coded("flac");
     ExpectAnswers({{"4g.flac", StreamInfo(flac, 44100, 1, 16, 0xFFFFFFFE), kRefused},
                    {"2g.flac", StreamInfo(flac, 44100, 1, 16, 0x7FFFFFFF), kRefused}},
@@ -96,7 +96,7 @@ std::string Sealed(std::string ogg, std::size_t page) {
     return ogg.replace(page + 22, 4, LittleEndian(sum, 4));
 }
 
-TEST(HostileContainerTest, TheLastPageOfAnOggMayLie) {
+TEST(AnalyzeHostileContainerTest, TheLastPageOfAnOggMayLie) {
     const std::string ogg = Coded("ogg", {"-c:a", "libvorbis"});
     const std::size_t last = ogg.rfind("OggS");
     ASSERT_EQ(Sealed(ogg, last), ogg) << "the checksum is worked out rightly";
@@ -115,7 +115,7 @@ TEST(HostileContainerTest, TheLastPageOfAnOggMayLie) {
     ExpectAnswers(files);
 }
 
-TEST(HostileContainerTest, TheHeaderOfVorbisMayLie) {
+TEST(AnalyzeHostileContainerTest, TheHeaderOfVorbisMayLie) {
     const std::string ogg = Coded("ogg", {"-c:a", "libvorbis"});
     const std::size_t header = Find(ogg, std::string("\x01vorbis"));
     const auto with = [&](std::size_t position, std::uint64_t value, int bytes) {
@@ -129,7 +129,7 @@ TEST(HostileContainerTest, TheHeaderOfVorbisMayLie) {
 }
 
 // The answers below are about a box "moov" at the end, as it is written by default.
-TEST(HostileContainerTest, EveryCutBeforeTheTableOfSamplesOfAnM4AIsRefused) {
+TEST(AnalyzeHostileContainerTest, EveryCutBeforeTheTableOfSamplesOfAnM4AIsRefused) {
     const std::string m4a = Coded("m4a", {"-c:a", "aac"});
     const std::size_t movie = Find(m4a, "moov") - 4;
     const std::size_t sizes = Find(m4a, "stsz");
@@ -140,7 +140,7 @@ TEST(HostileContainerTest, EveryCutBeforeTheTableOfSamplesOfAnM4AIsRefused) {
     ExpectAnswers(files);
 }
 
-TEST(HostileContainerTest, TablesOfAnM4AMayHaveAnyCount) {
+TEST(AnalyzeHostileContainerTest, TablesOfAnM4AMayHaveAnyCount) {
     const std::string m4a = Coded("m4a", {"-c:a", "aac"});
     std::vector<HostileFile> files{{"true.m4a", m4a, kFrames}};
     for (const std::string table : {"stsz", "stco", "stts"}) {

@@ -23,7 +23,7 @@ HostileFile Named(const std::string& name, const WavBytes& wav, std::int64_t fra
     return {name + ".wav", wav.Bytes(), frames};
 }
 
-TEST(HostileWavTest, StatedSizesOfTheDataAreNotTrusted) {
+TEST(AnalyzeHostileWavTest, StatedSizesOfTheDataAreNotTrusted) {
     std::vector<HostileFile> files;
     // Programs that stream leave 0 or a huge number for the size: what follows is the audio.
     for (const std::uint32_t size : {0u, 0x7FFFF000u, 0x7FFFFFFFu, 0x80000000u, kLargest}) {
@@ -38,7 +38,7 @@ TEST(HostileWavTest, StatedSizesOfTheDataAreNotTrusted) {
     ExpectAnswers(files);
 }
 
-TEST(HostileWavTest, StatedSizesOfTheFormAndTheFormatAreNotTrusted) {
+TEST(AnalyzeHostileWavTest, StatedSizesOfTheFormAndTheFormatAreNotTrusted) {
     std::vector<HostileFile> files{Named("form-1", {.formSize = 1}, 4800),
                                    Named("form-most", {.formSize = kLargest}, 4800)};
     for (const std::uint32_t size : {0u, 1u, 14u, 17u, 18u, 0x7FFFFFFFu, kLargest}) {
@@ -47,7 +47,7 @@ TEST(HostileWavTest, StatedSizesOfTheFormAndTheFormatAreNotTrusted) {
     ExpectAnswers(files);
 }
 
-TEST(HostileWavTest, ChunksOfAnySizeMayStandInFront) {
+TEST(AnalyzeHostileWavTest, ChunksOfAnySizeMayStandInFront) {
     const std::string junk = "junk" + LittleEndian(3, 4) + "abc";
     ExpectAnswers({Named("odd", {.before = junk + '\0'}, 4800),
                    Named("odd-without-padding", {.before = junk}, kRefused),
@@ -56,13 +56,13 @@ TEST(HostileWavTest, ChunksOfAnySizeMayStandInFront) {
                    Named("id3", {.before = "id3 " + LittleEndian(0x7FFFFFFF, 4)}, kRefused)});
 }
 
-TEST(HostileWavTest, AnyBlockAlignmentIsAnsweredInPlainBytes) {
+TEST(AnalyzeHostileWavTest, AnyBlockAlignmentIsAnsweredInPlainBytes) {
     // Audio of 16 bits needs none: but with one of 3, the last bytes are no frame.
     ExpectAnswers({Named("0", {.align = 0}, 4800), Named("1", {.align = 1}, 4800),
                    Named("3", {.align = 3}, kRefused), Named("65535", {.align = 65535}, 4800)});
 }
 
-TEST(HostileWavTest, ChannelsBeyondAnyMeasureAreRefused) {
+TEST(AnalyzeHostileWavTest, ChannelsBeyondAnyMeasureAreRefused) {
     // 4800 samples are 75 frames of 64 channels, which is as many as can be converted.
     std::vector<HostileFile> files{Named("64", {.channels = 64, .align = 128}, 75)};
     for (const std::uint16_t channels :
@@ -74,7 +74,7 @@ TEST(HostileWavTest, ChannelsBeyondAnyMeasureAreRefused) {
     ExpectAnswers(files);
 }
 
-TEST(HostileWavTest, RatesFromOneUpToThoseOfConvertersAreAnalyzed) {
+TEST(AnalyzeHostileWavTest, RatesFromOneUpToThoseOfConvertersAreAnalyzed) {
     std::vector<HostileFile> files;
     for (const std::uint32_t rateHz : {1u, 2u, 100u, 768000u}) {
         files.push_back(Named(std::to_string(rateHz), {.rateHz = rateHz}, 4800));
@@ -86,7 +86,7 @@ TEST(HostileWavTest, RatesFromOneUpToThoseOfConvertersAreAnalyzed) {
     ExpectAnswers(files);
 }
 
-TEST(HostileWavTest, OddNumbersOfBitsAreRoundedUpToBytesOrRefused) {
+TEST(AnalyzeHostileWavTest, OddNumbersOfBitsAreRoundedUpToBytesOrRefused) {
     ExpectAnswers({Named("0", {.bits = 0}, kRefused), Named("1", {.bits = 1}, 9600),
                    Named("7", {.bits = 7}, 9600), Named("12", {.bits = 12}, 4800),
                    Named("24", {.align = 3, .bits = 24}, 3200),
@@ -97,7 +97,7 @@ TEST(HostileWavTest, OddNumbersOfBitsAreRoundedUpToBytesOrRefused) {
                    Named("float-64", {.code = 3, .align = 8, .bits = 64}, 1200)});
 }
 
-TEST(HostileWavTest, EveryCutOfTheHeaderIsRefused) {
+TEST(AnalyzeHostileWavTest, EveryCutOfTheHeaderIsRefused) {
     const std::string whole = WavBytes().Bytes();
     std::vector<HostileFile> files;
     for (std::size_t size = 0; size < whole.size() - WavBytes().data.size() + 2; ++size) {
@@ -116,7 +116,7 @@ WavBytes Wide(std::uint64_t dataSize) {
             .dataSize = kLargest};
 }
 
-TEST(HostileWavTest, SizesOf64BitsAreNotTrustedEither) {
+TEST(AnalyzeHostileWavTest, SizesOf64BitsAreNotTrustedEither) {
     WavBytes bare = Wide(9600);
     bare.before.clear();
     ExpectAnswers({Named("true", Wide(9600), 4800), Named("none", Wide(0), kRefused),
@@ -134,7 +134,7 @@ WavBytes Extensible(std::uint16_t size, std::uint16_t validBits, const std::stri
                          LittleEndian(kLargest, 4) + guid};
 }
 
-TEST(HostileWavTest, ExtensibleFormatsAreTakenOrRefusedByWhatTheyName) {
+TEST(AnalyzeHostileWavTest, ExtensibleFormatsAreTakenOrRefusedByWhatTheyName) {
     const std::string integers("\x01\0\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 16);
     ExpectAnswers({Named("true", Extensible(22, 16, integers), 4800),
                    Named("no-bits", Extensible(22, 0, integers), 4800),
@@ -144,7 +144,7 @@ TEST(HostileWavTest, ExtensibleFormatsAreTakenOrRefusedByWhatTheyName) {
                    Named("no-extension", {.code = 0xFFFE}, kRefused)});
 }
 
-TEST(HostileWavTest, CodesWithoutADecoderOrWithoutItsDataAreRefused) {
+TEST(AnalyzeHostileWavTest, CodesWithoutADecoderOrWithoutItsDataAreRefused) {
     std::vector<HostileFile> files;
     for (const std::uint16_t code :
          std::initializer_list<std::uint16_t>{0, 2, 0x11, 0x55, 0xFFFF}) {
