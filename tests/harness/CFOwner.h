@@ -16,7 +16,7 @@ public:
     ~CFOwner() {
         if (mObject != nullptr) {
             CFRelease(mObject);
-}
+        }
     }
     CFOwner(CFOwner&& other) noexcept : mObject(std::exchange(other.mObject, nullptr)) {}
     CFOwner(const CFOwner&) = delete;

@@ -44,7 +44,7 @@ std::vector<float> Drums(double seconds, double bpm, int meter) {
         const auto start = static_cast<std::size_t>((0.2 + stroke * 60 / bpm) * kRateHz);
         if (start >= samples.size()) {
             return samples;
-}
+        }
         const double loudness = stroke % meter == 0 ? 0.6 : 0.3;
         for (std::size_t i = 0; i < std::min(kStrokeSamples, samples.size() - start); ++i) {
             const double n = static_cast<double>(i);

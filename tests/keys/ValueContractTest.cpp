@@ -150,7 +150,7 @@ TEST_P(ValueContractTest, ASampleThatIsNoNumberSpoilsTheResultsThatKnowOfIt) {
 TEST_P(ValueContractTest, AChannelOfNoNumbersLeavesTheOthersAsTheyAre) {
     if (!Contract().channelsApart || !Contract().withoutNumbers.delivers) {
         return; // of what needs a tempo, no channel has one then
-}
+    }
     const Audio good = Sound(2);
     const KeyOutcome expected = Run(good);
     for (const float odd : {kNotANumber, kInfinity}) {
@@ -158,7 +158,7 @@ TEST_P(ValueContractTest, AChannelOfNoNumbersLeavesTheOthersAsTheyAre) {
         ASSERT_EQ(expected.results.size(), actual.results.size());
         for (std::size_t n = 0; n < actual.results.size(); ++n) {
             ASSERT_EQ(expected.results[n].channels[1], actual.results[n].channels[1]) << n;
-}
+        }
     }
 }
 

@@ -1,11 +1,6 @@
 // The wrapper of strings.
 
-<<<<<<<< HEAD:tests/support/containers/CACFValuesTest.cpp
-#include "support/containers/CACFNumber.h"
 #include "support/containers/CACFString.h"
-========
-#include "support/containers/CACFString.h"
->>>>>>>> 5c5f63b (Drop the copies of what the contract of all keys holds):tests/support/CACFStringTest.cpp
 
 #include <gtest/gtest.h>
 
