@@ -12,15 +12,6 @@ namespace {
 constexpr std::size_t kHop = ReferenceReassignment::kHop;
 constexpr std::size_t kBins = ReferenceReassignment::kBins;
 
-bool IsAllZero(const ReassignedResult& result, std::size_t channel) {
-    for (const std::complex<float> cell : result.channels.at(channel)) {
-        if (cell != std::complex<float>()) { // not a number is not zero either
-            return false;
-        }
-    }
-    return true;
-}
-
 // Frames with a sample that is no number, or infinite, have no number in any bin: all of them go to
 // the first cell, and no other cell has anything of them.
 TEST(ReassignmentStreamTest, ASampleThatIsNoNumberSpoilsTheFirstCellOnly) {

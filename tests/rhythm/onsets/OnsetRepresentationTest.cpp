@@ -16,7 +16,6 @@ namespace qel::test {
 namespace {
 
 constexpr double kRate = 44100.0;
-constexpr UInt32 kMetaDataForKey = 6;
 constexpr UInt32 kParameterList = 7;
 constexpr UInt32 kParameterValueInfo = 8;
 
