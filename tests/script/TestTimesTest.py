@@ -32,7 +32,7 @@ class Times(unittest.TestCase):
     def write(self, status="run", result="completed", inside="", hasSuite=True):
         self.results.write_text(CTEST.format(status=status))
         if hasSuite:
-            path = Path(self.folder.name, "suites", "timbre_tests", "Signals-CepstrumFiguresTest.xml")
+            path = Path(self.folder.name, "suites", "timbre_tests", "Signals-CepstrumTest.xml")
             path.parent.mkdir(parents=True)
             path.write_text(SUITE.format(result=result, inside=inside))
 
@@ -46,7 +46,7 @@ class Times(unittest.TestCase):
         self.write()
         _, text = self.said(self.results)
         self.assertIn("3 tests in 2 suites took 5 s", text)
-        self.assertIn("2.0 s     2 tests  CepstrumFiguresTest", text)
+        self.assertIn("2.0 s     2 tests  CepstrumTest", text)
 
     def test_a_failed_test_is_named(self):
         self.write(status="fail", inside="<failure/>")
