@@ -147,6 +147,9 @@ void JsonWriter::FailFile(const std::string& path, const std::string& message) {
 }
 
 void JsonWriter::Finish() {
+    if (!mBegun) {
+        BeginEntry(); // a document without files is one, too
+    }
     mOutput.Sink().Append("\n]}\n");
     mOutput.Commit();
 }

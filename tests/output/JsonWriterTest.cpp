@@ -46,9 +46,8 @@ TEST_F(JsonWriterTest, AFileHasItsResultsByKeyResultAndChannel) {
     const Json key = file["keys"][std::string(StrokeKey().key)];
     EXPECT_EQ(key["count"], 2);
     EXPECT_EQ(key["layout"], "arrays");
-    // Times, then strengths.
-    EXPECT_EQ(key["values"].dump(),
-              "[[[[0.5,1.25],[1.0,1.0]],[[],[]]],[[[],[]],[[3.0],[1.0]]]]");
+    // Times, then strengths; every number is the shortest text that reads back.
+    EXPECT_EQ(key["values"].dump(), "[[[[0.5,1.25],[1,1]],[[],[]]],[[[],[]],[[3],[1]]]]");
 }
 
 TEST_F(JsonWriterTest, AFailedFileHasItsErrorAndNothingOfItsResults) {
