@@ -2,11 +2,7 @@
 
 #include "output/files/Sha256.h"
 
-#include <fmt/format.h>
-
-#include <array>
 #include <cstddef>
-#include <cstdint>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -16,27 +12,6 @@ namespace {
 
 constexpr std::size_t kLongestName = 255; // bytes, on all file systems in common use
 constexpr std::size_t kDigestBytes = 6;   // 12 digits
-
-std::string DigestOf(std::string_view text) {
-    const std::array<std::uint8_t, 32> digest = Sha256(text);
-    std::string digits;
-    for (std::size_t i = 0; i < kDigestBytes; ++i) {
-        digits += fmt::format("{:02x}", digest[i]);
-    }
-    return digits;
-}
-
-// Links of the last component are not followed: a link is an input under a name of its own.
-std::filesystem::path AbsolutePath(const std::filesystem::path& input) {
-    std::error_code error;
-    const std::filesystem::path absolute = std::filesystem::absolute(input, error);
-    if (error) { // no current directory: the path as it was given tells more than nothing
-        return input;
-    }
-    const std::filesystem::path directory =
-        std::filesystem::weakly_canonical(absolute.parent_path(), error);
-    return error ? absolute : directory / absolute.filename();
-}
 
 // The bytes in front of a length, without a character of UTF-8 that it would cut apart.
 std::string_view Cut(std::string_view text, std::size_t length) {
@@ -52,9 +27,20 @@ std::string_view Cut(std::string_view text, std::size_t length) {
 
 } // namespace
 
+std::filesystem::path AbsolutePath(const std::filesystem::path& input) {
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(input, error);
+    if (error) { // no current directory: the path as it was given tells more than nothing
+        return input;
+    }
+    const std::filesystem::path directory =
+        std::filesystem::weakly_canonical(absolute.parent_path(), error);
+    return error ? absolute : directory / absolute.filename();
+}
+
 std::string OutputName(const std::string& input) {
     const std::filesystem::path path = AbsolutePath(input);
-    const std::string end = '-' + DigestOf(path.string());
+    const std::string end = '-' + Hexadecimal(Sha256(path.string()), kDigestBytes);
     const std::string name = path.filename().string();
     return std::string(Cut(name, kLongestName - end.size())) + end;
 }

@@ -1,8 +1,13 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 namespace qel::output {
+
+// The absolute path of an input, in which links to directories are followed. Links of the last
+// component are not: a link is an input under a name of its own.
+std::filesystem::path AbsolutePath(const std::filesystem::path& input);
 
 // The directory that the outputs of an input stand in, below the directory of --output:
 // "song.flac-b5bb9d8014a0". It depends on the path of the input alone, never on what else is

@@ -2,6 +2,8 @@
 
 #include "output/files/Sha256.h"
 
+#include <fmt/format.h>
+
 #include <bit>
 #include <cstddef>
 #include <string>
@@ -102,33 +104,58 @@ void AddBlock(State& state, const char* block) {
     }
 }
 
-// The text, one bit, zeros up to the end of a block, and the length in bits.
-std::string Padded(std::string_view text) {
-    std::string padded(text);
-    padded += '\x80';
-    while (padded.size() % kBlockBytes != kBlockBytes - kLengthBytes) {
-        padded += '\0';
-    }
-    const std::uint64_t bits = std::uint64_t{text.size()} * 8;
-    for (std::size_t i = 0; i < kLengthBytes; ++i) {
-        padded += static_cast<char>(bits >> (8 * (kLengthBytes - 1 - i)) & 0xFF);
-    }
-    return padded;
-}
-
 } // namespace
 
-std::array<std::uint8_t, 32> Sha256(std::string_view text) {
-    const std::string padded = Padded(text);
-    State state = kInitial;
-    for (std::size_t at = 0; at < padded.size(); at += kBlockBytes) {
-        AddBlock(state, padded.data() + at);
+Sha256Sum::Sha256Sum() : mState(kInitial) {}
+
+void Sha256Sum::Add(std::string_view bytes) {
+    mBytes += bytes.size();
+    if (!mRest.empty()) {
+        const std::string_view filling = bytes.substr(0, kBlockBytes - mRest.size());
+        mRest += filling;
+        bytes.remove_prefix(filling.size());
+        if (mRest.size() < kBlockBytes) {
+            return;
+        }
+        AddBlock(mState, mRest.data());
+        mRest.clear();
     }
+    for (; bytes.size() >= kBlockBytes; bytes.remove_prefix(kBlockBytes)) {
+        AddBlock(mState, bytes.data());
+    }
+    mRest = bytes;
+}
+
+// The text ends with one bit, zeros up to the end of a block, and its length in bits.
+std::array<std::uint8_t, 32> Sha256Sum::Digest() {
+    const std::uint64_t bits = mBytes * 8;
+    std::string end(1, '\x80');
+    while ((mRest.size() + end.size()) % kBlockBytes != kBlockBytes - kLengthBytes) {
+        end += '\0';
+    }
+    for (std::size_t i = 0; i < kLengthBytes; ++i) {
+        end += static_cast<char>(bits >> (8 * (kLengthBytes - 1 - i)) & 0xFF);
+    }
+    Add(end);
     std::array<std::uint8_t, 32> digest{};
     for (std::size_t i = 0; i < digest.size(); ++i) {
-        digest[i] = static_cast<std::uint8_t>(state[i / 4] >> (24 - 8 * (i % 4)));
+        digest[i] = static_cast<std::uint8_t>(mState[i / 4] >> (24 - 8 * (i % 4)));
     }
     return digest;
+}
+
+std::array<std::uint8_t, 32> Sha256(std::string_view text) {
+    Sha256Sum sum;
+    sum.Add(text);
+    return sum.Digest();
+}
+
+std::string Hexadecimal(const std::array<std::uint8_t, 32>& digest, std::size_t bytes) {
+    std::string digits;
+    for (std::size_t i = 0; i < bytes; ++i) {
+        digits += fmt::format("{:02x}", digest[i]);
+    }
+    return digits;
 }
 
 } // namespace qel::output

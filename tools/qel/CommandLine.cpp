@@ -2,6 +2,8 @@
 
 #include "output/files/Interrupt.h"
 #include "output/files/OutputError.h"
+#include "tools/batch/BatchArguments.h"
+#include "tools/batch/BatchCommand.h"
 #include "tools/qel/AnalyzeCommand.h"
 #include "tools/qel/Arguments.h"
 #include "tools/qel/CommandWord.h"
@@ -40,8 +42,12 @@ struct CommandLine {
     bool jsonKeys = false;
     SelfTestOptions selfTest;
     ReadOptions read;
+    BatchOptions batch;
+    MergeOptions merge;
     CLI::App* readCommand = nullptr;
     CLI::App* analyzeCommand = nullptr;
+    CLI::App* batchCommand = nullptr;
+    CLI::App* mergeCommand = nullptr;
     CLI::App* keysCommand = nullptr;
     CLI::App* describeCommand = nullptr;
     CLI::App* selfTestCommand = nullptr;
@@ -140,6 +146,10 @@ void AddCommands(CLI::App& app, CommandLine& line) {
     line.readCommand = AddRead(app, line.read);
     line.readCommand->footer(kFooter);
     AddAnalyze(app, line);
+    line.batchCommand = AddBatch(app, line.batch);
+    line.batchCommand->footer(kFooter);
+    line.mergeCommand = AddMerge(app, line.merge);
+    line.mergeCommand->footer(kFooter);
     line.keysCommand = app.add_subcommand("keys", "List the keys");
     line.keysCommand->add_flag("--json", line.jsonKeys, "Describe all keys completely, in JSON");
     line.describeCommand = app.add_subcommand("describe", "Describe one key completely");
@@ -159,6 +169,12 @@ int Run(const CommandLine& line) {
     }
     if (line.readCommand->parsed()) {
         return RunRead(line.read);
+    }
+    if (line.batchCommand->parsed()) {
+        return RunBatchCommand(line.batch);
+    }
+    if (line.mergeCommand->parsed()) {
+        return RunMergeCommand(line.merge);
     }
     return RunAnalyze(line.analyze);
 }
@@ -186,12 +202,16 @@ void Unguard(std::string& text) {
 
 void UnguardBrackets(CommandLine& line) {
     AnalyzeOptions& options = line.analyze;
-    for (auto* texts : {&options.files, &options.keyLists, &options.parameters, &line.read.files,
-                        &line.read.only}) {
+    for (auto* texts :
+         {&options.files, &options.keyLists, &options.parameters, &line.read.files, &line.read.only,
+          &line.batch.sources, &line.batch.lists, &line.batch.matches, &line.batch.keyLists,
+          &line.batch.readings, &line.batch.parameters, &line.merge.datasets}) {
         std::for_each(texts->begin(), texts->end(), Unguard);
     }
     Unguard(options.output);
     Unguard(line.read.output);
+    Unguard(line.batch.out);
+    Unguard(line.merge.out);
     Unguard(options.minStrength);
     Unguard(line.describedKey);
 }

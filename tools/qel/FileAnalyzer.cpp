@@ -102,16 +102,6 @@ void RefuseRate(int rateHz) {
     }
 }
 
-output::DecoderFacts FactsOf(const media::Report& report) {
-    return {.container = report.container,
-            .codec = report.codec,
-            .decoder = report.decoder,
-            .library = report.library,
-            .leadingFramesTrimmed = report.leadingFramesTrimmed,
-            .trailingFramesTrimmed = report.trailingFramesTrimmed,
-            .damagedPackets = report.damagedPackets};
-}
-
 std::vector<std::string> WarningsOf(const media::Report& report, const std::string& missing) {
     std::vector<std::string> warnings;
     for (const media::Warning& warning : report.warnings) {
@@ -124,6 +114,16 @@ std::vector<std::string> WarningsOf(const media::Report& report, const std::stri
 }
 
 } // namespace
+
+output::DecoderFacts FactsOf(const media::Report& report) {
+    return {.container = report.container,
+            .codec = report.codec,
+            .decoder = report.decoder,
+            .library = report.library,
+            .leadingFramesTrimmed = report.leadingFramesTrimmed,
+            .trailingFramesTrimmed = report.trailingFramesTrimmed,
+            .damagedPackets = report.damagedPackets};
+}
 
 std::vector<std::string> AnalyzeFile(const AnalysisPlan& plan, const std::string& path,
                                      output::ResultWriter& writer, ProgressBar& progress) {

@@ -1,6 +1,7 @@
 #include "tools/qel/FileReadings.h"
 
 #include "output/files/Interrupt.h"
+#include "tools/qel/FileAnalyzer.h"
 #include "tools/qel/ToolError.h"
 
 #include <QelMedia.hpp>
@@ -48,7 +49,9 @@ FileReadings ReadOneFile(const std::string& path, std::span<const readings::Read
         const output::Interrupt::AtOnce atOnce; // what follows cannot be asked to stop
         found.answers = reader.finish();
     }
-    for (const media::Warning& warning : file.report().warnings) {
+    const media::Report report = file.report();
+    found.decoder = FactsOf(report);
+    for (const media::Warning& warning : report.warnings) {
         found.warnings.push_back(warning.text);
     }
     progress.Clear();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "output/ResultWriter.h"
 #include "tools/qel/ProgressBar.h"
 
 #include <QelReadings.hpp>
@@ -16,6 +17,7 @@ struct FileReadings {
     std::string error; // empty: it was read
     int sampleRateHz = 0;
     std::size_t channels = 0;
+    output::DecoderFacts decoder;
     readings::Answers answers;
     std::vector<std::string> warnings; // lines without the file's name
 };

@@ -1,0 +1,138 @@
+#include "batch/Batch.h"
+
+#include "batch/Refusal.h"
+#include "batch/Sources.h"
+#include "batch/dataset/Dataset.h"
+#include "batch/work/Driver.h"
+#include "output/files/OutputError.h"
+
+#include <fmt/format.h>
+
+#include <optional>
+
+namespace qel::batch {
+namespace {
+
+void FillList(const BatchSetup& setup, Catalog& catalog) {
+    Sources sources(setup.matches,
+                    [&](const std::string& path, const std::string& identity,
+                        const std::string& fault) { catalog.Find(path, identity, fault); });
+    for (const std::string& source : setup.sources) {
+        sources.AddSource(source);
+    }
+    for (const std::string& list : setup.lists) {
+        sources.AddList(list, setup.isNullSeparated);
+    }
+    catalog.CloseList();
+}
+
+// One run, in the order of its members.
+class Run {
+public:
+    explicit Run(const BatchSetup& setup)
+        : mSetup(setup), mDataset(setup.dataset, setup.settings), mAttempt(Dataset::NewAttempt()),
+          mParts(mDataset.PartNames()), mCatalog({.dataset = setup.dataset,
+                                                  .shard = setup.shard,
+                                                  .comparesContent = setup.hashes,
+                                                  .retriesErrors = setup.retriesErrors}) {}
+
+    BatchReport Do() {
+        FillList(mSetup, mCatalog);
+        OfferEarlierRows();
+        mCatalog.ForEachFault([this](const Row& row) { mCatalog.Put(row); });
+        BatchReport report;
+        report.begunOnly = mCatalog.BegunOnly();
+        const std::int64_t known = mSetup.hashes ? 0 : mCatalog.Known();
+        BatchProgress progress(mSetup.progressDescriptor, mCatalog.Files(), known);
+        if (known < mCatalog.Files()) {
+            Analyze(progress);
+        }
+        progress.Clear();
+        Publish();
+        report.state = progress.State();
+        report.statuses = Tables(mSetup.dataset, Dataset::TablesOf(mSetup.dataset)).Statuses();
+        return report;
+    }
+
+private:
+    void OfferEarlierRows() {
+        const auto offer = [this](const Row& row) { mCatalog.Offer(row); };
+        if (mDataset.HasTables()) {
+            Tables(mSetup.dataset, Dataset::TablesOf(mSetup.dataset)).ForEachRow(offer);
+        }
+        for (const std::string& name : mParts) {
+            Part::Read(mDataset.Parts() + '/' + name, [&](const Row& row) {
+                if (row.contains("begun")) {
+                    mCatalog.OfferBegun(TextOf(row, "begun"));
+                } else {
+                    offer(row);
+                }
+            });
+        }
+    }
+
+    void Analyze(BatchProgress& progress) {
+        Part part(mSetup.dataset, mDataset.Parts(), mAttempt);
+        const WorkerSetup workers{.dataset = mSetup.dataset,
+                                  .work = mSetup.work,
+                                  .limits = mSetup.limits,
+                                  .hashes = mSetup.hashes};
+        Driver(workers, mSetup.jobs, mCatalog, part, progress).Run();
+        part.Close();
+        Part::Read(part.Path(), [this](const Row& row) {
+            if (!row.contains("begun")) {
+                mCatalog.Put(row);
+            }
+        });
+        mParts.push_back(mAttempt + Part::kWhole);
+        mIsChanged = true;
+    }
+
+    ListFacts Facts() const {
+        return {mCatalog.ListedFiles(), mCatalog.ListDigest(), mSetup.shard, mCatalog.Files()};
+    }
+
+    // Tables that have it all stay as they are.
+    void Publish() {
+        const bool isNew =
+            !mDataset.HasTables() || mIsChanged || !mParts.empty() ||
+            !(Tables(mSetup.dataset, Dataset::TablesOf(mSetup.dataset)).List() == Facts());
+        if (!isNew) {
+            return;
+        }
+        if (mCatalog.Known() !=
+            mCatalog.Files()) { // another attempt has taken this one's part away
+            throw output::OutputError(fmt::format("{}: another run has completed it meanwhile; run "
+                                                  "the command again",
+                                                  mSetup.dataset));
+        }
+        const Tables::Content content{
+            .dataset = mSetup.dataset,
+            .settings = mSetup.settings,
+            .list = Facts(),
+            .readings = mSetup.readingColumns,
+            .rows = [this](const auto& take) { mCatalog.ForEachRow(take); }};
+        mDataset.Publish(mAttempt, content);
+        mDataset.RemoveParts(mParts);
+    }
+
+    const BatchSetup& mSetup;
+    Dataset mDataset;
+    std::string mAttempt;
+    std::vector<std::string> mParts; // names of what earlier attempts left
+    Catalog mCatalog;
+    bool mIsChanged = false;
+};
+
+} // namespace
+
+BatchReport RunBatch(const BatchSetup& setup) {
+    for (const std::string& source : setup.sources) {
+        if (!Sources::IsAnything(source)) {
+            throw Refusal(fmt::format("{}: no such file or directory", source));
+        }
+    }
+    return Run(setup).Do();
+}
+
+} // namespace qel::batch

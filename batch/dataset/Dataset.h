@@ -1,0 +1,58 @@
+#pragma once
+
+#include "batch/dataset/Settings.h"
+#include "batch/dataset/Tables.h"
+#include "output/files/OutputDirectory.h"
+
+#include <string>
+#include <vector>
+
+namespace qel::batch {
+
+// The directory of a dataset:
+//
+//     settings         what decides the rows, written once
+//     dataset.sqlite   the tables of all files, there once a run has come to its end
+//     arrays/          NPZ files, which the rows name
+//     parts/           what attempts have added since
+//
+// Files get their names when they are whole, and several processes may use one dataset at once:
+// each writes files of its own.
+class Dataset {
+public:
+    // Makes the dataset or opens it. Throws Refusal if it has other settings, or if the directory
+    // has something else; output::OutputError if it cannot be made.
+    Dataset(const std::string& directory, const Settings& settings);
+
+    // What is in the directory of a dataset that is there. Throws Refusal if it is none.
+    static Settings SettingsOf(const std::string& directory);
+    static std::string TablesOf(const std::string& directory) {
+        return directory + "/dataset.sqlite";
+    }
+
+    const std::string& Directory() const { return mDirectory; }
+    std::string Parts() const { return mDirectory + "/parts"; }
+    bool HasTables() const;
+
+    // The names in parts/ at this moment.
+    std::vector<std::string> PartNames() const;
+
+    // Makes the tables and puts them in the place of earlier ones, in one step, when all is on the
+    // disk. attempt is a name that no other process has.
+    void Publish(const std::string& attempt, const Tables::Content& content) const;
+
+    // Removes files of parts/ whose rows the tables have.
+    void RemoveParts(const std::vector<std::string>& names) const;
+
+    // A name that no other attempt has.
+    static std::string NewAttempt();
+
+private:
+    void RequireRoomFor(const Settings& settings) const;
+    void MakeFolder(const std::string& name) const;
+
+    std::string mDirectory;
+    output::OutputDirectory mMade;
+};
+
+} // namespace qel::batch

@@ -1,0 +1,146 @@
+#include "batch/dataset/Merge.h"
+
+#include "batch/Refusal.h"
+#include "batch/dataset/Dataset.h"
+#include "output/files/Interrupt.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <system_error>
+
+namespace qel::batch {
+namespace {
+
+struct Part {
+    std::string directory;
+    Settings settings;
+    ListFacts list;
+    std::vector<std::string> readings;
+};
+
+Part OpenPart(const std::string& directory) {
+    const Settings settings = Dataset::SettingsOf(directory);
+    const std::string file = Dataset::TablesOf(directory);
+    if (!std::filesystem::exists(file)) {
+        throw Refusal(fmt::format("{}: is not complete; run its command again", directory));
+    }
+    Tables tables(directory, file);
+    return {directory, settings, tables.List(), tables.ReadingColumns()};
+}
+
+// How many files of a list are a shard's.
+std::int64_t ShareOf(const ListFacts& list) {
+    return (list.listed - list.shard.index + list.shard.count) / list.shard.count;
+}
+
+void RequireSame(const Part& first, const Part& other) {
+    Settings expected = first.settings;
+    expected.Replace(Settings::kShard, other.settings.Value(Settings::kShard));
+    const std::string difference = expected.Difference(other.settings);
+    if (!difference.empty()) {
+        throw Refusal(fmt::format("{} and {}: have different settings: {}", first.directory,
+                                  other.directory, difference));
+    }
+    if (first.list.shard.count != other.list.shard.count) {
+        throw Refusal(fmt::format("{} is one of {} shards, and {} one of {}", first.directory,
+                                  first.list.shard.count, other.directory, other.list.shard.count));
+    }
+    if (first.list.listed != other.list.listed || first.list.digest != other.list.digest) {
+        throw Refusal(fmt::format("{} and {}: were made from different lists, of {} and {} files; "
+                                  "run both again",
+                                  first.directory, other.directory, first.list.listed,
+                                  other.list.listed));
+    }
+}
+
+// The shards by their numbers, each of them once.
+std::map<std::int64_t, Part> Ordered(const std::vector<std::string>& datasets) {
+    std::map<std::int64_t, Part> parts;
+    std::optional<Part> first;
+    for (const std::string& directory : datasets) {
+        Part part = OpenPart(directory);
+        if (first) {
+            RequireSame(*first, part);
+        } else {
+            first = part;
+        }
+        const std::int64_t index = part.list.shard.index;
+        if (part.list.files != ShareOf(part.list)) {
+            throw Refusal(fmt::format("{}: has {} of the {} files of shard {}/{}", directory,
+                                      part.list.files, ShareOf(part.list), index,
+                                      part.list.shard.count));
+        }
+        const auto [at, isNew] = parts.emplace(index, std::move(part));
+        if (!isNew) {
+            throw Refusal(fmt::format("shard {}/{} is both {} and {}", index,
+                                      at->second.list.shard.count, at->second.directory,
+                                      directory));
+        }
+    }
+    for (std::int64_t index = 1; index <= first->list.shard.count; ++index) {
+        if (!parts.contains(index)) {
+            throw Refusal(fmt::format("shard {}/{} is missing", index, first->list.shard.count));
+        }
+    }
+    return parts;
+}
+
+// A second name where the file system allows one, else a copy.
+void TakeArrays(const std::string& from, const std::string& to, const std::string& name) {
+    const std::filesystem::path target = to + '/' + name;
+    const std::filesystem::path source = from + '/' + name;
+    std::error_code error;
+    std::filesystem::create_directories(target.parent_path(), error);
+    std::filesystem::create_hard_link(source, target, error);
+    if (error && !std::filesystem::exists(target)) {
+        std::filesystem::copy_file(source, target, error);
+        if (error) {
+            throw Refusal(fmt::format("{}: cannot copy {}: {}", from, name, error.message()));
+        }
+    }
+}
+
+void TakeRows(const std::map<std::int64_t, Part>& parts, const Dataset& out,
+              const std::function<void(const Row&)>& take) {
+    for (const auto& [index, part] : parts) {
+        Tables(part.directory, Dataset::TablesOf(part.directory)).ForEachRow([&](const Row& row) {
+            output::Interrupt::Check();
+            const std::string arrays = TextOf(row, "arrays");
+            if (!arrays.empty()) {
+                TakeArrays(part.directory, out.Directory(), arrays);
+            }
+            take(row);
+        });
+    }
+}
+
+} // namespace
+
+std::vector<StatusCount> Merge(const std::vector<std::string>& datasets, const std::string& out) {
+    const std::map<std::int64_t, Part> parts = Ordered(datasets);
+    const Part& first = parts.begin()->second;
+    Settings settings = first.settings;
+    settings.Replace(Settings::kShard, "1/1");
+    const Dataset dataset(out, settings);
+    if (dataset.HasTables()) {
+        throw Refusal(fmt::format("{}: exists already; name another dataset", out));
+    }
+    const std::vector<std::string> remains = dataset.PartNames();
+    ListFacts whole = first.list;
+    whole.shard = {1, 1};
+    whole.files = whole.listed;
+    const Tables::Content content{
+        .dataset = out,
+        .settings = settings,
+        .list = whole,
+        .readings = first.readings,
+        .rows = [&](const auto& take) { TakeRows(parts, dataset, take); }};
+    dataset.Publish(Dataset::NewAttempt(), content);
+    dataset.RemoveParts(remains);
+    return Tables(out, Dataset::TablesOf(out)).Statuses();
+}
+
+} // namespace qel::batch

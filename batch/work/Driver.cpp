@@ -1,0 +1,191 @@
+#include "batch/work/Driver.h"
+
+#include "output/files/Interrupt.h"
+#include "output/files/OutputError.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <poll.h>
+#include <thread>
+
+namespace qel::batch {
+namespace {
+
+constexpr int kProgressMilliseconds = 100;
+constexpr int kLongestWait = 60'000;             // milliseconds
+constexpr std::chrono::milliseconds kGrace{300}; // for workers that are asked to end
+constexpr std::chrono::milliseconds kLook{10};
+
+} // namespace
+
+void Driver::Run() {
+    try {
+        RunAll();
+        RunPostponed();
+    } catch (const output::Interrupt::Requested&) {
+        StopWorkers();
+        throw;
+    }
+}
+
+void Driver::RunAll() {
+    bool isMore = true;
+    while (isMore || IsAnyBusy()) {
+        for (Slot& slot : mWorkers) {
+            if (!isMore || (slot && !slot->IsIdle())) {
+                continue;
+            }
+            const std::optional<Task> task = mCatalog.Next();
+            isMore = task.has_value();
+            if (isMore) {
+                Give(slot, *task);
+            }
+        }
+        Serve();
+    }
+    for (Slot& slot : mWorkers) {
+        slot.reset();
+    }
+}
+
+void Driver::RunPostponed() {
+    Slot& slot = mWorkers.front();
+    while (const std::optional<Task> task = mCatalog.NextPostponed()) {
+        Give(slot, *task);
+        while (IsAnyBusy()) {
+            Serve();
+        }
+        slot.reset();
+    }
+}
+
+void Driver::Give(Slot& slot, const Task& task) {
+    mPart.Begin(task.path);
+    if (!slot) {
+        slot = std::make_unique<WorkerProcess>(mSetup);
+    }
+    slot->Send(task);
+}
+
+bool Driver::IsAnyBusy() const {
+    return std::ranges::any_of(mWorkers, [](const Slot& slot) { return slot && !slot->IsIdle(); });
+}
+
+void Driver::Serve() {
+    Wait();
+    output::Interrupt::Check();
+    for (Slot& slot : mWorkers) {
+        if (slot) {
+            ServeOne(slot);
+        }
+    }
+    mProgress.Draw();
+}
+
+// Until a worker says something, a file has had its time, or the line is to be drawn anew.
+void Driver::Wait() {
+    std::vector<pollfd> polled;
+    for (const Slot& slot : mWorkers) {
+        if (slot) {
+            polled.push_back({.fd = slot->Descriptor(), .events = POLLIN, .revents = 0});
+        }
+    }
+    output::Interrupt::Check();
+    poll(polled.data(), polled.size(), MillisecondsToWait());
+}
+
+int Driver::MillisecondsToWait() const {
+    double wait = mProgress.IsShown() ? kProgressMilliseconds : kLongestWait;
+    for (const Slot& slot : mWorkers) {
+        if (slot && !slot->IsIdle()) {
+            wait = std::min(wait, 1000 * (mSetup.limits.seconds - slot->Seconds()));
+        }
+    }
+    return static_cast<int>(std::ceil(std::max(wait, 0.0)));
+}
+
+void Driver::ServeOne(Slot& slot) {
+    const bool isAlive = slot->Receive();
+    while (slot) {
+        const std::optional<Row> answer = slot->Answer();
+        if (!answer) {
+            break;
+        }
+        TakeAnswer(slot, *answer);
+    }
+    if (!slot) {
+        return;
+    }
+    if (!isAlive) {
+        Lose(slot, status::kCrash, slot->Reason());
+    } else if (!slot->IsIdle() && slot->Seconds() >= mSetup.limits.seconds) {
+        Lose(slot, status::kTime, fmt::format("took longer than {} s", mSetup.limits.seconds));
+    }
+}
+
+void Driver::TakeAnswer(Slot& slot, const Row& answer) {
+    if (answer.contains("failure")) {
+        throw output::OutputError(TextOf(answer, "failure"));
+    }
+    if (answer.contains("same")) {
+        slot->Release();
+        mProgress.Count(true, 0);
+        return;
+    }
+    const Row& row = answer.at("row");
+    if (TextOf(row, "status") == status::kMemory) {
+        Lose(slot, status::kMemory, TextOf(row, "error"));
+        return;
+    }
+    Finish(row);
+    slot->Release();
+}
+
+// Ends a worker, whose file is put aside or gets a row with the reason.
+void Driver::Lose(Slot& slot, const char* status, const std::string& reason) {
+    const Slot lost = std::move(slot);
+    if (lost->IsIdle()) {
+        return;
+    }
+    const Task& task = lost->Current();
+    if (task.tries == 1) {
+        mCatalog.Postpone(task.path);
+        return;
+    }
+    Row row = mCatalog.Stamp(task.path);
+    if (mSetup.hashes && !lost->Hash().empty()) {
+        row["hash"] = lost->Hash();
+    }
+    row["status"] = status;
+    row["error"] = reason;
+    row["tries"] = task.tries;
+    row["seconds"] = lost->Seconds();
+    Finish(row);
+}
+
+void Driver::Finish(const Row& row) {
+    mPart.Add(row);
+    const Row duration = row.value("duration_seconds", Row());
+    mProgress.Count(IsOk(row), duration.is_number() ? duration.get<double>() : 0);
+}
+
+// Workers remove what they have not finished, where it has a name.
+void Driver::StopWorkers() {
+    for (const Slot& slot : mWorkers) {
+        if (slot) {
+            slot->AskToEnd();
+        }
+    }
+    const auto end = std::chrono::steady_clock::now() + kGrace;
+    for (Slot& slot : mWorkers) {
+        while (slot && slot->Receive() && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(kLook);
+        }
+        slot.reset();
+    }
+}
+
+} // namespace qel::batch

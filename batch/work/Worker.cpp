@@ -1,0 +1,169 @@
+#include "batch/work/Worker.h"
+
+#include "batch/dataset/FileStamp.h"
+#include "output/arrays/NpzFile.h"
+#include "output/files/AtomicFile.h"
+#include "output/files/Interrupt.h"
+#include "output/files/OutputError.h"
+#include "output/files/Sha256.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace qel::batch {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kReadBytes = 64 * 1024;
+constexpr mode_t kModeOfNewDirectories = 0777; // less the umask
+constexpr std::size_t kFolderDigits = 2;       // of a digest: 256 folders of arrays
+
+void SetError(Row& row, const char* status, const std::string& reason) {
+    row["status"] = status;
+    row["error"] = reason;
+}
+
+// The SHA-256 of a file in hexadecimal digits; empty if it cannot be read.
+std::string HashOf(const std::string& path) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"),
+                                                               std::fclose);
+    if (!file) {
+        return "";
+    }
+    output::Sha256Sum sum;
+    std::vector<char> buffer(kReadBytes);
+    for (std::size_t count = 1; count > 0;) {
+        output::Interrupt::Check();
+        count = std::fread(buffer.data(), 1, buffer.size(), file.get());
+        sum.Add({buffer.data(), count});
+    }
+    return std::ferror(file.get()) != 0 ? "" : output::Hexadecimal(sum.Digest());
+}
+
+std::string Pack(const Row& row) {
+    const std::vector<std::uint8_t> packed = Row::to_msgpack(row);
+    return Records::Framed({reinterpret_cast<const char*>(packed.data()), packed.size()});
+}
+
+} // namespace
+
+std::string Worker::Packed(const Task& task) {
+    return Pack({{"path", task.path}, {"hash", task.hash}, {"tries", task.tries}});
+}
+
+std::optional<Task> Worker::Receive() {
+    std::array<char, 4096> buffer{};
+    for (;;) {
+        if (const auto record = mRecords.Next()) {
+            const Row task = Row::from_msgpack(record->begin(), record->end());
+            return Task{TextOf(task, "path"), TextOf(task, "hash"), task.at("tries").get<int>()};
+        }
+        output::Interrupt::Check();
+        const ssize_t count = read(mTasks, buffer.data(), buffer.size());
+        if (count == 0 || (count < 0 && errno != EINTR)) {
+            return std::nullopt;
+        }
+        mRecords.Feed({buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0});
+    }
+}
+
+void Worker::Send(const Row& answer) const {
+    const std::string framed = Pack(answer);
+    for (std::size_t done = 0; done < framed.size();) {
+        const ssize_t written = write(mAnswers, framed.data() + done, framed.size() - done);
+        if (written < 0 && errno != EINTR) {
+            _exit(0); // nobody listens any more
+        }
+        output::Interrupt::Check();
+        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+    }
+}
+
+void Worker::Run() {
+    while (const std::optional<Task> task = Receive()) {
+        WorkOn(*task);
+    }
+}
+
+void Worker::WorkOn(const Task& task) {
+    const Clock::time_point begin = Clock::now();
+    const FileStamp stamp = FileStamp::Of(task.path);
+    Row row{{"path", task.path}, {"size", stamp.Size()}, {"modified_ns", stamp.ModifiedNs()}};
+    if (mSetup.hashes && Hash(task, row)) {
+        Send({{"same", true}});
+        return;
+    }
+    try {
+        Analyze(task, row);
+    } catch (const output::OutputError& error) {
+        Send({{"failure", error.what()}});
+        return;
+    }
+    if (IsOk(row) && FileStamp::Of(task.path) != stamp) {
+        SetError(row, status::kChanged, "was changed while it was read");
+    }
+    row["tries"] = task.tries;
+    row["seconds"] = std::chrono::duration<double>(Clock::now() - begin).count();
+    Send({{"row", std::move(row)}});
+}
+
+// Whether the content is the one that is known already.
+bool Worker::Hash(const Task& task, Row& row) {
+    const std::string hash = HashOf(task.path);
+    if (hash.empty()) {
+        return false;
+    }
+    row["hash"] = hash;
+    Send({{"hash", hash}}); // for the row of a worker that does not come back
+    return hash == task.hash;
+}
+
+void Worker::Analyze(const Task& task, Row& row) {
+    try {
+        std::vector<output::Array> arrays;
+        mSetup.work(task.path, row, arrays);
+        row["status"] = status::kOk;
+        if (!arrays.empty()) {
+            WriteArrays(arrays, row);
+        }
+    } catch (const FileFault& fault) {
+        SetError(row, fault.Status().c_str(), fault.what());
+    } catch (const std::length_error& error) {
+        SetError(row, status::kRefused, error.what());
+    } catch (const std::bad_alloc&) {
+        SetError(row, status::kMemory,
+                 fmt::format("needs more than {} MiB of memory", mSetup.limits.memoryBytes >> 20));
+    }
+}
+
+// The name depends on what is in the file and on the path it is about. Whoever else writes that
+// file, an earlier run that was given up for instance, writes the same bytes.
+void Worker::WriteArrays(const std::vector<output::Array>& arrays, Row& row) const {
+    const output::NpzFile file(arrays);
+    const std::string digest = file.Digest(TextOf(row, "path"));
+    const std::string folder = "arrays/" + digest.substr(0, kFolderDigits);
+    const std::string directory = mSetup.dataset + '/' + folder;
+    if (mkdir(directory.c_str(), kModeOfNewDirectories) != 0 && errno != EEXIST) {
+        throw output::OutputError(
+            fmt::format("{}: cannot make this directory: {}", directory, std::strerror(errno)));
+    }
+    const std::string name = folder + '/' + digest + ".npz";
+    output::AtomicFile target(mSetup.dataset + '/' + name);
+    target.Sink().Append(file.Bytes());
+    target.Commit();
+    row["arrays"] = name;
+    row["arrays_bytes"] = file.Bytes().size();
+}
+
+} // namespace qel::batch
