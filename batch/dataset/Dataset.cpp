@@ -38,10 +38,10 @@ bool IsThere(const std::string& path) {
     return stat(path.c_str(), &status) == 0;
 }
 
-// Waits until what was written to a file, or to its whole file system, is on the disk.
-void Sync(const std::string& path, int (*sync)(int)) {
+// Waits until what was written to a file or a directory is on the disk.
+void Sync(const std::string& path) {
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    const bool isDone = descriptor >= 0 && sync(descriptor) == 0;
+    const bool isDone = descriptor >= 0 && fsync(descriptor) == 0;
     const int error = errno;
     if (descriptor >= 0) {
         close(descriptor);
@@ -128,14 +128,13 @@ std::vector<std::string> Dataset::PartNames() const {
 }
 
 void Dataset::Publish(const std::string& attempt, const Tables::Content& content) const {
-    Sync(mDirectory, syncfs);
     const std::string file = Parts() + '/' + attempt + ".sqlite";
     Tables::Write(file, content);
-    Sync(file, fsync);
+    Sync(file);
     if (std::rename(file.c_str(), TablesOf(mDirectory).c_str()) != 0) {
         Fail(TablesOf(mDirectory), "write");
     }
-    Sync(mDirectory, fsync);
+    Sync(mDirectory);
 }
 
 void Dataset::RemoveParts(const std::vector<std::string>& names) const {

@@ -44,7 +44,9 @@ void Driver::RunAll() {
                 Give(slot, *task);
             }
         }
-        Serve();
+        if (IsAnyBusy()) { // nobody else has anything to say
+            Serve();
+        }
     }
     for (Slot& slot : mWorkers) {
         slot.reset();

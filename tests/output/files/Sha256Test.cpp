@@ -46,5 +46,19 @@ TEST(Sha256Test, EveryLengthAroundABlockHasTheDigestThatAShellComputes) {
     }
 }
 
+TEST(Sha256Test, PiecesOfAnySizeGiveTheDigestOfTheWhole) {
+    std::string text;
+    for (int i = 0; i < 300; ++i) {
+        text += static_cast<char>(i * 31);
+    }
+    for (std::size_t piece = 1; piece <= text.size(); ++piece) {
+        Sha256Sum sum;
+        for (std::size_t at = 0; at < text.size(); at += piece) {
+            sum.Add(std::string_view(text).substr(at, piece));
+        }
+        EXPECT_EQ(sum.Digest(), Sha256(text)) << piece;
+    }
+}
+
 } // namespace
 } // namespace qel::output

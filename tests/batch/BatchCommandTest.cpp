@@ -1,0 +1,214 @@
+// "qel batch" and "qel merge" as they were built.
+
+#include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/TempDirectory.h"
+#include "tests/helpers/TestAudio.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+namespace qel {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kRateHz = 22050;
+
+class BatchCommandTest : public testing::Test {
+protected:
+    BatchCommandTest() {
+        fs::create_directory(mPlace.File("music"));
+        for (int i = 0; i < 3; ++i) {
+            WriteWav(mPlace.File("music/song" + std::to_string(i) + ".wav"), kRateHz,
+                     {Sine(kRateHz / 2, 40 + 10 * i, 0.5)});
+        }
+    }
+
+    ChildResult Run(std::vector<std::string> arguments, ChildSetup setup = {}) {
+        setup.workingDirectory = mPlace.Path();
+        return RunTool(std::move(arguments), setup);
+    }
+
+    bool IsThere(const std::string& name) const { return fs::exists(mPlace.File(name)); }
+
+    TempDirectory mPlace;
+};
+
+TEST_F(BatchCommandTest, AGoodRunEndsWithZeroAndASummary) {
+    const ChildResult run = Run({"batch", "music", "--out", "ds", "--jobs", "1"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    EXPECT_NE(run.out.find("ds: 3 files, 0 with errors\n"), std::string::npos) << run.out;
+    EXPECT_TRUE(IsThere("ds/dataset.sqlite"));
+}
+
+TEST_F(BatchCommandTest, AnErrorIsToldInTheSummaryAndByTheStatusEveryTime) {
+    WriteFile(mPlace.File("music/bad.wav"), "no audio");
+    for (int i = 0; i < 2; ++i) {
+        const ChildResult run = Run({"batch", "music", "--out", "ds"});
+        EXPECT_EQ(run.status, 1);
+        EXPECT_NE(
+            run.out.find("ds: 4 files, 1 with errors\n  1 not audio, such as music/bad.wav: "),
+            std::string::npos)
+            << run.out;
+    }
+}
+
+TEST_F(BatchCommandTest, SensesOfTheCommandLineThatAreNoneAreRefused) {
+    using Arguments = std::vector<std::string>;
+    for (const auto& [arguments, reason] : std::vector<std::pair<Arguments, std::string>>{
+             {{}, "no files"},
+             {{"nowhere"}, "nowhere: no such file or directory"},
+             {{"music", "--shard", "0/2"}, "--shard"},
+             {{"music", "--shard", "3/2"}, "--shard"},
+             {{"music", "--shard", "1/2x"}, "--shard"},
+             {{"music", "--readings", "tune"}, "--readings: unknown reading \"tune\""},
+             {{"music", "--readings", "none"}, "nothing to do"},
+             {{"music", "--keys", "tun"}, "unknown key"},
+             {{"music", "--param", "complexity=1"}, "--param is for keys"},
+             {{"music", "--jobs", "0"}, "--jobs"},
+         }) {
+        Arguments all{"batch", "--out", "ds"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        const ChildResult run = Run(all);
+        EXPECT_EQ(run.status, 2) << reason;
+        EXPECT_NE(run.err.find(reason), std::string::npos) << run.err;
+        EXPECT_EQ(std::ranges::count(run.err, '\n'), 1) << run.err;
+        EXPECT_FALSE(IsThere("ds")) << reason;
+    }
+}
+
+TEST_F(BatchCommandTest, OtherSettingsAreRefusedByTheirNames) {
+    Run({"batch", "music", "--out", "ds"});
+    const ChildResult keys = Run({"batch", "music", "--out", "ds", "--readings", "key"});
+    EXPECT_EQ(keys.status, 2);
+    EXPECT_EQ(
+        keys.err,
+        "qel: ds: was made with --readings \"tempo, bars, key, loudness, bandwidth\", not \"key\"; "
+        "repeat its options, or name another dataset\n");
+    const ChildResult sources = Run({"batch", "music/song1.wav", "--out", "ds"});
+    EXPECT_EQ(
+        sources.err,
+        "qel: ds: was made with sources \"music\", not \"music/song1.wav\"; repeat its options, "
+        "or name another dataset\n");
+}
+
+TEST_F(BatchCommandTest, AnEmptyListGivesAnEmptyDataset) {
+    WriteFile(mPlace.File("list"), "");
+    const ChildResult run = Run({"batch", "--files-from", "list", "--out", "ds"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out, "ds: 0 files, 0 with errors\n");
+}
+
+TEST_F(BatchCommandTest, FilesThatAListNamesAndNobodyHasAreRows) {
+    WriteFile(mPlace.File("list"), std::string("music/song0.wav\0gone.wav\0", 25));
+    const ChildResult run = Run({"batch", "--files-from", "-", "--null", "--out", "ds"},
+                                {.inPath = mPlace.File("list")});
+    EXPECT_EQ(run.status, 1) << run.err;
+    EXPECT_NE(
+        run.out.find(
+            "ds: 2 files, 1 with errors\n  1 unreadable, such as gone.wav: No such file or directory"),
+        std::string::npos)
+        << run.out;
+}
+
+TEST_F(BatchCommandTest, ADirectoryWithoutPermissionIsARow) {
+    fs::create_directory(mPlace.File("music/closed"));
+    fs::permissions(mPlace.File("music/closed"), fs::perms::none);
+    const ChildResult run = Run({"batch", "music", "--out", "ds"}, {.heedsPermissions = true});
+    fs::permissions(mPlace.File("music/closed"), fs::perms::owner_all);
+    EXPECT_EQ(run.status, 1) << run.err;
+    EXPECT_NE(
+        run.out.find(
+            "ds: 4 files, 1 with errors\n  1 unreadable, such as music/closed: cannot list this "
+            "directory: Permission denied\n"),
+        std::string::npos)
+        << run.out;
+}
+
+TEST_F(BatchCommandTest, ADatasetThatCannotBeWrittenCostsOneLine) {
+    fs::permissions(mPlace.Path(), fs::perms::owner_read | fs::perms::owner_exec);
+    const ChildResult run = Run({"batch", "music", "--out", "ds"}, {.heedsPermissions = true});
+    fs::permissions(mPlace.Path(), fs::perms::owner_all);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "qel: ds: cannot make this directory: Permission denied\n");
+}
+
+// A limit on the size of files shows as a full disk does: a write fails in the middle.
+TEST_F(BatchCommandTest, ADatasetThatCouldNotBeWrittenCanGoOn) {
+    const std::vector<std::string> command{
+        "batch", "music", "--out", "ds", "--keys", "spectrum flux properties", "--jobs", "1"};
+    for (const unsigned long largest : {1uL, 1000uL, 2500uL, 10000uL}) {
+        const ChildResult run = Run(command, {.largestFile = largest});
+        EXPECT_EQ(run.status, 1) << largest;
+        EXPECT_EQ(run.err.substr(0, 7), "qel: ds") << run.err;
+        EXPECT_EQ(std::ranges::count(run.err, '\n'), 1) << run.err;
+    }
+    const ChildResult run = Run(command);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("ds: 3 files, 0 with errors"), std::string::npos) << run.out;
+    EXPECT_TRUE(mPlace.Entries("ds/parts").empty());
+}
+
+TEST_F(BatchCommandTest, SignalsEndARunWithinASecondAndItGoesOn) {
+    for (int i = 0; i < 3; ++i) { // minutes of audio, seconds of work
+        WriteRepeatedWav(mPlace.File("music/long" + std::to_string(i) + ".wav"), 44100,
+                         Noise(44100, 0.3f), 240);
+    }
+    for (const int signal : {SIGINT, SIGTERM}) {
+        ChildProcess run({ToolPath(), "batch", "music", "--out", "ds", "--jobs", "2"},
+                         {.workingDirectory = mPlace.Path()});
+        while (!IsThere("ds/parts") || fs::is_empty(mPlace.File("ds/parts"))) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        const auto begin = std::chrono::steady_clock::now();
+        run.Send(signal);
+        const ChildResult result = run.Wait();
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+        EXPECT_EQ(result.signal, signal);
+        EXPECT_EQ(result.err, "qel: stopped; the same command continues\n");
+        EXPECT_LT(took.count(), 1.0);
+    }
+    for (int i = 0; i < 3; ++i) {
+        fs::remove(mPlace.File("music/long" + std::to_string(i) + ".wav"));
+    }
+    EXPECT_EQ(Run({"batch", "music", "--out", "ds"}).status, 0);
+}
+
+TEST_F(BatchCommandTest, LimitsOfTheCommandLineAreHeld) {
+    const ChildResult time = Run({"batch", "music", "--out", "time", "--time-limit", "0.001"});
+    EXPECT_EQ(time.status, 1);
+    EXPECT_NE(time.out.find("3 time, such as music/song0.wav: took longer than 0.001 s"),
+              std::string::npos)
+        << time.out;
+    if (!QEL_SANITIZED) {
+        const ChildResult memory =
+            Run({"batch", "music", "--out", "memory", "--memory-limit", "1"});
+        EXPECT_EQ(memory.status, 1);
+        EXPECT_NE(memory.out.find("memory: 3 files, 3 with errors"), std::string::npos)
+            << memory.out;
+    }
+}
+
+TEST_F(BatchCommandTest, ShardsAreMergedByTheTool) {
+    for (const char* index : {"1", "2"}) {
+        const std::string name = std::string("s") + index;
+        EXPECT_EQ(
+            Run({"batch", "music", "--out", name, "--shard", std::string(index) + "/2"}).status, 0);
+    }
+    const ChildResult gap = Run({"merge", "s1", "--out", "all"});
+    EXPECT_EQ(gap.status, 2);
+    EXPECT_EQ(gap.err, "qel: shard 2/2 is missing\n");
+    const ChildResult merge = Run({"merge", "s1", "s2", "--out", "all"});
+    EXPECT_EQ(merge.status, 0) << merge.err;
+    EXPECT_EQ(merge.out, "all: 3 files, 0 with errors\n");
+}
+
+} // namespace
+} // namespace qel

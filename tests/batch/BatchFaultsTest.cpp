@@ -1,0 +1,114 @@
+// Files that cost their worker, and what a run makes of them.
+
+#include "tests/batch/FakeRun.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace qel {
+namespace {
+
+void AddGoodFiles(const FakeRun& run) {
+    for (const char* name : {"a", "b", "y", "z"}) {
+        run.Add(name, "ok " + std::string(name));
+    }
+}
+
+// One file of this kind among four good ones has its row, in the second try, and they have theirs.
+void RequireAlone(FakeRun& run, const batch::BatchSetup& setup, const std::string& status,
+                  const std::string& error) {
+    AddGoodFiles(run);
+    batch::RunBatch(setup);
+    const batch::Row row = run.WholeRow("m");
+    EXPECT_EQ(batch::TextOf(row, "status"), status);
+    EXPECT_NE(batch::TextOf(row, "error").find(error), std::string::npos) << row.at("error");
+    EXPECT_EQ(row.at("tries"), 2);
+    for (const char* name : {"a", "b", "y", "z"}) {
+        EXPECT_EQ(batch::TextOf(run.WholeRow(name), "status"), "ok") << name;
+    }
+    const std::vector<std::string> begun = run.Begun();
+    EXPECT_EQ(std::ranges::count(begun, "m"), 2);
+    ASSERT_FALSE(begun.empty());
+    EXPECT_EQ(begun.back(), "m") << "the second try comes when all others are done";
+}
+
+TEST(BatchFaultsTest, AFileThatCrashesItsWorkerCostsItselfAlone) {
+    FakeRun run;
+    run.Add("m", "crash");
+    RequireAlone(run, run.Setup(), "crash", "signal 11");
+}
+
+TEST(BatchFaultsTest, AFileThatHangsCostsItselfAlone) {
+    FakeRun run;
+    run.Add("m", "hang");
+    batch::BatchSetup setup = run.Setup();
+    setup.limits.seconds = 0.3;
+    RequireAlone(run, setup, "time", "took longer than 0.3 s");
+}
+
+TEST(BatchFaultsTest, AFileThatTakesTooMuchMemoryCostsItselfAlone) {
+    if (QEL_SANITIZED) {
+        GTEST_SKIP() << "a checker's own memory is above any limit";
+    }
+    FakeRun run;
+    run.Add("m", "memory");
+    batch::BatchSetup setup = run.Setup();
+    setup.limits.memoryBytes = std::uint64_t{200} << 20;
+    RequireAlone(run, setup, "memory", "needs more than 200 MiB");
+}
+
+TEST(BatchFaultsTest, AFileThatCrashesOnceIsAnalyzedInTheSecondTry) {
+    FakeRun run;
+    run.Add("m", "crash-once");
+    run.Add("n", "ok");
+    batch::RunBatch(run.Setup());
+    EXPECT_EQ(batch::TextOf(run.WholeRow("m"), "status"), "ok");
+    EXPECT_EQ(run.WholeRow("m").at("tries"), 2);
+    EXPECT_EQ(run.WholeRow("n").at("tries"), 1);
+}
+
+TEST(BatchFaultsTest, AFileWithAnErrorHasARowAndIsNotTriedAgain) {
+    FakeRun run;
+    AddGoodFiles(run);
+    run.Add("m", "error");
+    const batch::BatchReport report = batch::RunBatch(run.Setup());
+    const batch::Row row = run.WholeRow("m");
+    EXPECT_EQ(batch::TextOf(row, "status"), "not audio");
+    EXPECT_EQ(batch::TextOf(row, "error"), "is no audio file");
+    EXPECT_TRUE(row.at("duration_seconds").is_null());
+    EXPECT_TRUE(row.at("readings").at("content").is_null());
+    ASSERT_EQ(report.statuses.size(), 2u);
+    EXPECT_EQ(report.statuses[0].files, 4);
+    EXPECT_EQ(report.statuses[1].status, "not audio");
+    EXPECT_EQ(report.statuses[1].path, run.Path("m"));
+    run.Begun();
+    batch::RunBatch(run.Setup());
+    EXPECT_TRUE(run.Begun().empty());
+}
+
+TEST(BatchFaultsTest, ErrorsAreTriedAgainWhereThisIsAskedFor) {
+    FakeRun run;
+    AddGoodFiles(run);
+    run.Add("m", "crash-once");
+    batch::BatchSetup setup = run.Setup();
+    run.Add("e", "error");
+    batch::RunBatch(setup);
+    run.Begun();
+    setup.retriesErrors = true;
+    batch::RunBatch(setup);
+    EXPECT_EQ(run.Begun(), std::vector<std::string>{"e"});
+}
+
+TEST(BatchFaultsTest, EveryFileMayCrashItsWorker) {
+    FakeRun run;
+    for (int i = 0; i < 6; ++i) {
+        run.Add("c" + std::to_string(i), "crash");
+    }
+    batch::RunBatch(run.Setup());
+    EXPECT_EQ(run.Rows().size(), 6u);
+    EXPECT_EQ(run.Begun().size(), 12u);
+}
+
+} // namespace
+} // namespace qel

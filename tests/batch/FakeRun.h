@@ -1,0 +1,50 @@
+#pragma once
+
+#include "batch/Batch.h"
+#include "tests/helpers/TempDirectory.h"
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace qel {
+
+// Runs of a batch whose work is told by the files themselves, in a directory of its own. The first
+// word of a file says what happens to its worker:
+//
+//     ok         a row with a reading and an array, both of the rest of the file
+//     error      a fault of the file
+//     crash      a signal ends the worker
+//     crash-once the same, in the first try alone
+//     hang       nothing, for ever
+//     memory     takes memory until there is no more
+//     slow       as ok, after 20 ms
+class FakeRun {
+public:
+    FakeRun();
+
+    // Makes a file below the directory of sources, and the directories it is in.
+    void Add(const std::string& name, const std::string& content) const;
+    std::string Path(const std::string& name) const { return mPlace.File("music/" + name); }
+    std::string Dataset(const std::string& name = "dataset") const { return mPlace.File(name); }
+
+    // A run over all sources, to be changed before it is run.
+    batch::BatchSetup Setup(const std::string& dataset = "dataset") const;
+
+    // Paths of the files that workers have begun since this was asked for last, in their order.
+    std::vector<std::string> Begun() const;
+
+    // The rows of a dataset by their paths, without what differs from run to run.
+    std::map<std::string, batch::Row> Rows(const std::string& dataset = "dataset") const;
+    batch::Row WholeRow(const std::string& name, const std::string& dataset = "dataset") const;
+
+private:
+    TempDirectory mPlace;
+};
+
+// Runs something in a child process, which ends with 0 if it comes to its end.
+pid_t InChild(const std::function<void()>& work);
+int WaitFor(pid_t child);
+
+} // namespace qel
