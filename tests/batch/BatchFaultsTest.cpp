@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 
 namespace qel {
 namespace {
@@ -98,6 +99,17 @@ TEST(BatchFaultsTest, ErrorsAreTriedAgainWhereThisIsAskedFor) {
     setup.retriesErrors = true;
     batch::RunBatch(setup);
     EXPECT_EQ(run.Begun(), std::vector<std::string>{"e"});
+}
+
+TEST(BatchFaultsTest, ARunEndsWithItsLastFileThoughMoreWorkersWait) {
+    FakeRun run;
+    AddGoodFiles(run);
+    batch::BatchSetup setup = run.Setup();
+    setup.jobs = 6;
+    const auto begin = std::chrono::steady_clock::now();
+    batch::RunBatch(setup);
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+    EXPECT_LT(took.count(), 15.0) << "a driver that waits for idle workers waits for a minute";
 }
 
 TEST(BatchFaultsTest, EveryFileMayCrashItsWorker) {
