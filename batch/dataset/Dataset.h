@@ -37,10 +37,10 @@ public:
     // The names in parts/ at this moment.
     std::vector<std::string> PartNames() const;
 
-    // Makes the tables and puts them in the place of earlier ones, in one step, when they are on the
-    // disk. attempt is a name that no other process has. Arrays may still be on their way to the
-    // disk: to wait for each of them would cost more than to make those again that a failing machine
-    // loses, which the next run finds by their sizes.
+    // Makes the tables and puts them in the place of earlier ones, in one step, when they are on
+    // the disk. attempt is a name that no other process has. Arrays may still be on their way to
+    // the disk: to wait for each of them would cost more than to make those again that a failing
+    // machine loses, which the next run finds by their sizes.
     void Publish(const std::string& attempt, const Tables::Content& content) const;
 
     // Removes files of parts/ whose rows the tables have.

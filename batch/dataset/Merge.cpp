@@ -14,14 +14,15 @@
 namespace qel::batch {
 namespace {
 
-struct Part {
+// The dataset of one shard.
+struct Source {
     std::string directory;
     Settings settings;
     ListFacts list;
     std::vector<std::string> readings;
 };
 
-Part OpenPart(const std::string& directory) {
+Source OpenSource(const std::string& directory) {
     const Settings settings = Dataset::SettingsOf(directory);
     const std::string file = Dataset::TablesOf(directory);
     if (!std::filesystem::exists(file)) {
@@ -36,7 +37,7 @@ std::int64_t ShareOf(const ListFacts& list) {
     return (list.listed - list.shard.index + list.shard.count) / list.shard.count;
 }
 
-void RequireSame(const Part& first, const Part& other) {
+void RequireSame(const Source& first, const Source& other) {
     Settings expected = first.settings;
     expected.Replace(Settings::kShard, other.settings.Value(Settings::kShard));
     const std::string difference = expected.Difference(other.settings);
@@ -57,23 +58,23 @@ void RequireSame(const Part& first, const Part& other) {
 }
 
 // The shards by their numbers, each of them once.
-std::map<std::int64_t, Part> Ordered(const std::vector<std::string>& datasets) {
-    std::map<std::int64_t, Part> parts;
-    std::optional<Part> first;
+std::map<std::int64_t, Source> Ordered(const std::vector<std::string>& datasets) {
+    std::map<std::int64_t, Source> sources;
+    std::optional<Source> first;
     for (const std::string& directory : datasets) {
-        Part part = OpenPart(directory);
+        Source source = OpenSource(directory);
         if (first) {
-            RequireSame(*first, part);
+            RequireSame(*first, source);
         } else {
-            first = part;
+            first = source;
         }
-        const std::int64_t index = part.list.shard.index;
-        if (part.list.files != ShareOf(part.list)) {
+        const std::int64_t index = source.list.shard.index;
+        if (source.list.files != ShareOf(source.list)) {
             throw Refusal(fmt::format("{}: has {} of the {} files of shard {}/{}", directory,
-                                      part.list.files, ShareOf(part.list), index,
-                                      part.list.shard.count));
+                                      source.list.files, ShareOf(source.list), index,
+                                      source.list.shard.count));
         }
-        const auto [at, isNew] = parts.emplace(index, std::move(part));
+        const auto [at, isNew] = sources.emplace(index, std::move(source));
         if (!isNew) {
             throw Refusal(fmt::format("shard {}/{} is both {} and {}", index,
                                       at->second.list.shard.count, at->second.directory,
@@ -81,11 +82,11 @@ std::map<std::int64_t, Part> Ordered(const std::vector<std::string>& datasets) {
         }
     }
     for (std::int64_t index = 1; index <= first->list.shard.count; ++index) {
-        if (!parts.contains(index)) {
+        if (!sources.contains(index)) {
             throw Refusal(fmt::format("shard {}/{} is missing", index, first->list.shard.count));
         }
     }
-    return parts;
+    return sources;
 }
 
 // A second name where the file system allows one, else a copy.
@@ -103,14 +104,15 @@ void TakeArrays(const std::string& from, const std::string& to, const std::strin
     }
 }
 
-void TakeRows(const std::map<std::int64_t, Part>& parts, const Dataset& out,
+void TakeRows(const std::map<std::int64_t, Source>& sources, const Dataset& out,
               const std::function<void(const Row&)>& take) {
-    for (const auto& [index, part] : parts) {
-        Tables(part.directory, Dataset::TablesOf(part.directory)).ForEachRow([&](const Row& row) {
+    for (const auto& entry : sources) {
+        const std::string& directory = entry.second.directory;
+        Tables(directory, Dataset::TablesOf(directory)).ForEachRow([&](const Row& row) {
             output::Interrupt::Check();
             const std::string arrays = TextOf(row, "arrays");
             if (!arrays.empty()) {
-                TakeArrays(part.directory, out.Directory(), arrays);
+                TakeArrays(directory, out.Directory(), arrays);
             }
             take(row);
         });
@@ -120,8 +122,8 @@ void TakeRows(const std::map<std::int64_t, Part>& parts, const Dataset& out,
 } // namespace
 
 std::vector<StatusCount> Merge(const std::vector<std::string>& datasets, const std::string& out) {
-    const std::map<std::int64_t, Part> parts = Ordered(datasets);
-    const Part& first = parts.begin()->second;
+    const std::map<std::int64_t, Source> sources = Ordered(datasets);
+    const Source& first = sources.begin()->second;
     Settings settings = first.settings;
     settings.Replace(Settings::kShard, "1/1");
     const Dataset dataset(out, settings);
@@ -137,7 +139,7 @@ std::vector<StatusCount> Merge(const std::vector<std::string>& datasets, const s
         .settings = settings,
         .list = whole,
         .readings = first.readings,
-        .rows = [&](const auto& take) { TakeRows(parts, dataset, take); }};
+        .rows = [&](const auto& take) { TakeRows(sources, dataset, take); }};
     dataset.Publish(Dataset::NewAttempt(), content);
     dataset.RemoveParts(remains);
     return Tables(out, Dataset::TablesOf(out)).Statuses();
