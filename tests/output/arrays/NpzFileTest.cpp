@@ -21,8 +21,7 @@ TEST(NpzFileTest, TheHeaderOfAnArrayIsThatOfTheFormat) {
     EXPECT_EQ(header.substr(0, 8), std::string("\x93NUMPY\x01\x00", 8));
     EXPECT_EQ(static_cast<unsigned char>(header[8]) + 256 * header[9] + 10,
               static_cast<int>(header.size()));
-    EXPECT_EQ(header.substr(10, 60),
-              "{'descr': '<f4', 'fortran_order': False, 'shape': (3, 2), }  ");
+    EXPECT_EQ(header.substr(10, 59), "{'descr': '<f4', 'fortran_order': False, 'shape': (3, 2), }");
     EXPECT_EQ(header.back(), '\n');
 }
 
