@@ -1,8 +1,8 @@
 // "qel batch" and "qel merge" as they were built.
 
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +13,9 @@
 #include <thread>
 
 namespace qel {
+
+using namespace test;
+
 namespace {
 
 namespace fs = std::filesystem;

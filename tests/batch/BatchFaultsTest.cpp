@@ -8,6 +8,9 @@
 #include <chrono>
 
 namespace qel {
+
+using namespace test;
+
 namespace {
 
 void AddGoodFiles(const FakeRun& run) {

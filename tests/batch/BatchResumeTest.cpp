@@ -16,6 +16,9 @@
 #include <thread>
 
 namespace qel {
+
+using namespace test;
+
 namespace {
 
 namespace fs = std::filesystem;

@@ -10,6 +10,9 @@
 #include <filesystem>
 
 namespace qel {
+
+using namespace test;
+
 namespace {
 
 class BatchShardsTest : public testing::Test {

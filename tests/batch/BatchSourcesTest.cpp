@@ -2,7 +2,7 @@
 
 #include "batch/Sources.h"
 #include "output/files/OutputError.h"
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +11,9 @@
 #include <map>
 
 namespace qel {
+
+using namespace test;
+
 namespace {
 
 namespace fs = std::filesystem;

@@ -12,6 +12,9 @@
 #include <unistd.h>
 
 namespace qel {
+
+using namespace test;
+
 namespace {
 
 namespace fs = std::filesystem;

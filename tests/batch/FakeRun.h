@@ -1,7 +1,7 @@
 #pragma once
 
 #include "batch/Batch.h"
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <functional>
 #include <map>
@@ -40,7 +40,7 @@ public:
     batch::Row WholeRow(const std::string& name, const std::string& dataset = "dataset") const;
 
 private:
-    TempDirectory mPlace;
+    test::TempDirectory mPlace;
 };
 
 // Runs something in a child process, which ends with 0 if it comes to its end.

@@ -1,4 +1,4 @@
-// What other programs read of these files is compared by tests/batch/ArraysTest.py.
+// What other programs read of these files is compared by tests/batch/KeyArraysAgreementTest.py.
 
 #include "output/arrays/NpzFile.h"
 

@@ -1,6 +1,6 @@
 """The NPZ files of `qel batch` have the numbers that `qel analyze` writes as JSON.
 
-    ArraysTest.py QEL
+    KeyArraysAgreementTest.py QEL
 
 Archives are read by Python's own zipfile, which checks their checksums; arrays by the format's description.
 """
