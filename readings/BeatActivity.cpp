@@ -1,5 +1,7 @@
 #include "readings/BeatActivity.h"
 
+#include "readings/Curve.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -12,17 +14,9 @@ constexpr double kOnsetQuantile = 0.97;
 constexpr double kQuantile = 0.98;
 constexpr float kLeastShare = 0.25f;
 constexpr float kOnsetShare = 0.6f;
+constexpr float kNeighbourShare = 0.35f; // of an onset, one frame before and after it
 constexpr float kLowShare = 0.15f;
 constexpr float kHarmonyShare = 0.25f;
-
-float quantile(std::vector<float> values, double share) {
-    if (values.empty()) {
-        return 0;
-    }
-    const auto place = static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), values.begin() + place, values.end());
-    return values[static_cast<std::size_t>(place)];
-}
 
 // What a curve has above its mean over `length` frames around, divided by a high quantile; where
 // little ever rises, that quantile is low, and a share of the greatest value takes its place.
@@ -71,10 +65,14 @@ BeatActivity::BeatActivity(const OnsetStrength& strength, const Harmony& chroma,
                   length, kQuantile);
 }
 
+// Dry strokes take one frame, a beat of the path several: so onsets reach into the next frames.
 std::vector<float> BeatActivity::together() const {
     std::vector<float> sum(onset.size());
     for (std::size_t t = 0; t < sum.size(); ++t) {
-        sum[t] = kOnsetShare * onset[t] + kLowShare * low[t] + kHarmonyShare * harmony[t];
+        const float before = t > 0 ? onset[t - 1] : 0;
+        const float after = t + 1 < onset.size() ? onset[t + 1] : 0;
+        const float wide = std::max(onset[t], kNeighbourShare * std::max(before, after));
+        sum[t] = kOnsetShare * wide + kLowShare * low[t] + kHarmonyShare * harmony[t];
     }
     return sum;
 }

@@ -12,7 +12,9 @@ constexpr double kHighestBpm = 215;
 constexpr std::size_t kMostTempi = 255;
 constexpr double kSteadiness = 80;     // of the tempo: exp(-80 |ratio - 1|)
 constexpr std::size_t kBeatShare = 12; // a beat takes a twelfth of its interval
-constexpr float kLeast = 1e-3f;
+// What a frame without activity counts as: a stroke that is over before the twelfth of the beat is
+// must still count for more than what rises slowly.
+constexpr float kLeast = 0.02f;
 constexpr float kMost = 0.97f;
 
 // The scores of the states of one tempo. The state p frames after its beat stands at the place of

@@ -57,18 +57,14 @@ int positionOf(std::size_t i, const BarFinder::Result& bars) {
     return static_cast<int>((i + length - bars.phase) % length) + 1;
 }
 
-Bars barsOf(const BarFinder::Result& found, std::span<const double> beatSeconds) {
-    // Logistic function from the lead to the share of right answers, fitted over the developing
-    // half of the material of docs/accuracy.md.
-    constexpr double kOffset = -0.992;
-    constexpr double kSlope = 10.2;
+Bars barsOf(const BarFinder::Result& found, const BeatFinder::Result& beats) {
     Bars bars;
     bars.beatsPerBar = found.beatsPerBar;
     if (found.beatsPerBar > 0) {
-        bars.strength = static_cast<float>(1 / (1 + std::exp(-kOffset - kSlope * found.lead)));
-        for (std::size_t i = found.phase; i < beatSeconds.size();
+        bars.strength = barStrength(found, beats);
+        for (std::size_t i = found.phase; i < beats.seconds.size();
              i += static_cast<std::size_t>(found.beatsPerBar)) {
-            bars.downBeatSeconds.push_back(beatSeconds[i]);
+            bars.downBeatSeconds.push_back(beats.seconds[i]);
         }
     }
     return bars;
@@ -276,7 +272,7 @@ void Reader::State::answerRhythm(Answers& answers) const {
     BarFinder::Result bars; // none, unless they are wanted
     if (wants(Reading::Bars)) {
         bars = BarFinder(*mOnsetStrength, *mHarmony, framesPerSecond).find(found.seconds);
-        answers.bars = barsOf(bars, found.seconds);
+        answers.bars = barsOf(bars, found);
     }
     if (wants(Reading::Tempo)) {
         answers.tempo = tempo;

@@ -1,7 +1,6 @@
 #include "readings/TempoFit.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <vector>
 
@@ -12,11 +11,20 @@ constexpr std::size_t kFewestBeats = 4;
 constexpr int kRounds = 8;
 constexpr double kHuber = 0.05;          // of a beat
 constexpr double kMostDeviation = 0.125; // of a beat, of half of the beats
-constexpr double kLeastProminence = 0.1; // of onsets on the beat, for a tempo to be steady
-constexpr double kMostSpread = 0.15;     // of the intervals
-// Logistic function from the lead, the prominence and the spread to the share of right answers,
-// fitted over the developing half of the material of docs/accuracy.md.
-constexpr std::array<double, 4> kStrength{-0.198, 0.527, 1.317, -5.27};
+// Logistic function from the log odds of the level and of a steady tempo to the share of right
+// answers, over the same music and sounds as those.
+constexpr double kLevel = 0.2481;
+constexpr double kSteady = 0.4437;
+constexpr double kNeither = -1.161;
+constexpr double kLowest = -4; // beyond these, the log odds of a steady tempo tell no more
+constexpr double kHighest = 6;
+
+// The same for the number of beats per bar, which is wrong where the level is.
+constexpr double kBars = 0.3693;
+constexpr double kLevelOfBars = 0.1557;
+constexpr double kSteadyOfBars = 0.0599;
+constexpr double kNoBars = -0.341;
+constexpr double kLikeOthers = 0.08; // of the median interval
 
 // Which beat of the grid each one is: the step from one to the next, to the nearest beat.
 std::vector<double> numbersOf(std::span<const double> seconds, double interval) {
@@ -26,6 +34,29 @@ std::vector<double> numbersOf(std::span<const double> seconds, double interval) 
         numbers.push_back(numbers.back() + std::max(step, 1.0));
     }
     return numbers;
+}
+
+float logistic(double logOdds) {
+    return static_cast<float>(1 / (1 + std::exp(-logOdds)));
+}
+
+double steadyOf(const BeatFinder::Result& beats) {
+    return std::clamp(beats.steadyLogOdds, kLowest, kHighest);
+}
+
+// 60 over the mean of the intervals that are like their median: finer than a hop.
+double bpmWithoutGrid(const BeatFinder::Result& beats) {
+    const std::vector<double> intervals = intervalsOf(beats.seconds);
+    const double median = medianOf(intervals);
+    double sum = 0;
+    double count = 0;
+    for (const double interval : intervals) {
+        if (std::abs(interval / median - 1) <= kLikeOthers) {
+            sum += interval;
+            ++count;
+        }
+    }
+    return 60 * count / sum;
 }
 
 struct Line {
@@ -86,13 +117,18 @@ Tempo tempoOf(const BeatFinder::Result& beats, const std::optional<Grid>& grid) 
     if (beats.bpm <= 0) {
         return tempo;
     }
-    tempo.bpm = grid ? grid->bpm : beats.bpm;
+    tempo.bpm = grid ? grid->bpm : bpmWithoutGrid(beats);
     tempo.alternativeBpm = beats.alternativeBpm * tempo.bpm / beats.bpm;
-    tempo.isSteady = grid && beats.prominence > kLeastProminence && beats.spread < kMostSpread;
-    const double logOdds = kStrength[0] + kStrength[1] * beats.lead +
-                           kStrength[2] * beats.prominence + kStrength[3] * beats.spread;
-    tempo.strength = static_cast<float>(1 / (1 + std::exp(-logOdds)));
+    tempo.isSteady = beats.steadyLogOdds > 0;
+    tempo.strength = logistic(kNeither + kLevel * beats.levelLogOdds + kSteady * steadyOf(beats));
     return tempo;
+}
+
+// Clear beats do not make bars clearer than the bars' own odds.
+float barStrength(const BarFinder::Result& bars, const BeatFinder::Result& beats) {
+    const double logOdds = kNoBars + kBars * bars.logOdds + kLevelOfBars * beats.levelLogOdds +
+                           kSteadyOfBars * steadyOf(beats);
+    return logistic(std::min(logOdds, bars.logOdds));
 }
 
 } // namespace qel::readings

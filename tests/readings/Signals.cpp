@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <numeric>
 #include <random>
 
 namespace qel::readings::test {
@@ -13,6 +14,14 @@ std::size_t samplesOf(double seconds, double rateHz) {
 }
 
 } // namespace
+
+Samples decaying(Samples sound, double decaySeconds, double rateHz) {
+    for (std::size_t i = 0; i < sound.size(); ++i) {
+        const double age = static_cast<double>(i) / rateHz;
+        sound[i] *= static_cast<float>(std::exp(-age / decaySeconds));
+    }
+    return sound;
+}
 
 Samples silence(double seconds, double rateHz) {
     return Samples(samplesOf(seconds, rateHz));
@@ -44,18 +53,36 @@ Samples tone(double hz, double seconds, float amplitude, double rateHz) {
     return samples;
 }
 
-Samples strokes(const std::vector<double>& times, double seconds, double rateHz) {
-    constexpr double kDecaySeconds = 0.02;
-    const Samples stroke = noise(5 * kDecaySeconds, 0.7f, rateHz);
+Samples struck(const Samples& sound, const std::vector<double>& times, double seconds,
+               double rateHz) {
     Samples samples = silence(seconds, rateHz);
     for (const double time : times) {
         const std::size_t first = samplesOf(time, rateHz);
-        for (std::size_t i = 0; i < stroke.size() && first + i < samples.size(); ++i) {
-            const double age = static_cast<double>(i) / rateHz;
-            samples[first + i] += stroke[i] * static_cast<float>(std::exp(-age / kDecaySeconds));
+        for (std::size_t i = 0; i < sound.size() && first + i < samples.size(); ++i) {
+            samples[first + i] += sound[i];
         }
     }
     return samples;
+}
+
+Samples strokes(const std::vector<double>& times, double seconds, double rateHz) {
+    constexpr double kDecaySeconds = 0.02;
+    return struck(decaying(noise(5 * kDecaySeconds, 0.7f, rateHz), kDecaySeconds, rateHz), times,
+                  seconds, rateHz);
+}
+
+Samples kicks(const std::vector<double>& times, double seconds) {
+    return struck(decaying(sine(55, 0.3, 0.8f), 0.08), times, seconds);
+}
+
+Samples snares(const std::vector<double>& times, double seconds) {
+    return struck(decaying(sum(noise(0.2, 0.4f), sine(200, 0.2, 0.3f)), 0.05), times, seconds);
+}
+
+Samples hats(const std::vector<double>& times, double seconds) {
+    Samples hiss = noise(0.12, 0.2f);
+    std::adjacent_difference(hiss.begin(), hiss.end(), hiss.begin()); // without bass
+    return struck(decaying(hiss, 0.03), times, seconds);
 }
 
 std::vector<double> times(double first, double distance, double end) {

@@ -19,8 +19,17 @@ Samples sine(double hz, double seconds, float amplitude = 0.5f, double rateHz = 
 Samples noise(double seconds, float amplitude = 0.3f, double rateHz = kRateHz);
 // Sums of the first eight harmonics, each weaker than the one before.
 Samples tone(double hz, double seconds, float amplitude = 0.3f, double rateHz = kRateHz);
+// A sound that falls to 1/e in this time.
+Samples decaying(Samples sound, double decaySeconds, double rateHz = kRateHz);
+// A sound that begins at each of these times.
+Samples struck(const Samples& sound, const std::vector<double>& times, double seconds,
+               double rateHz = kRateHz);
 // Strokes of decaying noise at these times.
 Samples strokes(const std::vector<double>& times, double seconds, double rateHz = kRateHz);
+// Drums: decaying bass, noise with a tone, noise without bass.
+Samples kicks(const std::vector<double>& times, double seconds);
+Samples snares(const std::vector<double>& times, double seconds);
+Samples hats(const std::vector<double>& times, double seconds);
 // Times at a distance, from `first` on and before `end`.
 std::vector<double> times(double first, double distance, double end);
 Samples joined(const std::vector<Samples>& parts);

@@ -1,0 +1,167 @@
+// Tempo and bars of drum patterns, and of strokes without a tempo.
+
+#include "tests/readings/Signals.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+
+namespace qel::readings::test {
+namespace {
+
+constexpr double kSeconds = 24;
+constexpr double kFirst = 0.3;
+
+// Times on the beats first, first + every, ... after a share of the interval.
+std::vector<double> on(double bpm, double first = 0, double every = 1) {
+    return times(kFirst + first * 60 / bpm, every * 60 / bpm, kSeconds);
+}
+
+Samples mixed(const std::vector<Samples>& parts) {
+    Samples all = silence(kSeconds);
+    for (const Samples& part : parts) {
+        all = sum(all, part);
+    }
+    return all;
+}
+
+Samples kicksAndHatsOffTheBeat(double bpm) {
+    return mixed({kicks(on(bpm), kSeconds), hats(on(bpm, 0.5), kSeconds)});
+}
+
+Samples backbeat(double bpm) {
+    return mixed({kicks(on(bpm, 0, 2), kSeconds), snares(on(bpm, 1, 2), kSeconds)});
+}
+
+Samples straightEighths(double bpm) {
+    return mixed({backbeat(bpm), hats(on(bpm, 0, 0.5), kSeconds)});
+}
+
+Samples shuffle(double bpm) {
+    return mixed({backbeat(bpm), hats(on(bpm), kSeconds), hats(on(bpm, 2.0 / 3), kSeconds)});
+}
+
+Samples dottedKicks(double bpm) {
+    return mixed({backbeat(bpm), kicks(on(bpm, 1.5, 2), kSeconds), hats(on(bpm), kSeconds)});
+}
+
+Samples threeOverTwo(double bpm) {
+    const Samples note = decaying(tone(440, 0.3, 0.2f), 0.1);
+    return mixed({kicks(on(bpm), kSeconds), struck(note, on(bpm, 0, 2.0 / 3), kSeconds)});
+}
+
+// The ratio of the tempo that is read to the true one.
+double ratioOf(const Samples& samples, double bpm) {
+    const Tempo tempo = *read({Reading::Tempo}, samples).tempo;
+    EXPECT_TRUE(tempo.isSteady) << bpm;
+    return tempo.bpm / bpm;
+}
+
+bool isOctave(double ratio) {
+    const double octaves = std::log2(ratio);
+    return std::abs(octaves - std::round(octaves)) < 0.01;
+}
+
+TEST(RhythmTest, HatsOffTheBeatDoNotChangeTheTempoOfTheKick) {
+    for (const double bpm : {90.0, 110.0, 126.0, 140.0, 160.0, 180.0}) {
+        EXPECT_PRED1(isOctave, ratioOf(kicksAndHatsOffTheBeat(bpm), bpm)) << bpm;
+    }
+}
+
+TEST(RhythmTest, StraightEighthsHaveTheTempoOfKickAndSnare) {
+    for (const double bpm : {80.0, 100.0, 120.0, 140.0, 170.0}) {
+        EXPECT_PRED1(isOctave, ratioOf(straightEighths(bpm), bpm)) << bpm;
+    }
+}
+
+TEST(RhythmTest, AShuffleHasTheTempoOfKickAndSnare) {
+    for (const double bpm : {80.0, 100.0, 120.0, 140.0, 170.0}) {
+        EXPECT_PRED1(isOctave, ratioOf(shuffle(bpm), bpm)) << bpm;
+    }
+}
+
+TEST(RhythmTest, DottedKicksDoNotChangeTheTempo) {
+    for (const double bpm : {80.0, 100.0, 120.0, 140.0, 170.0}) {
+        EXPECT_PRED1(isOctave, ratioOf(dottedKicks(bpm), bpm)) << bpm;
+    }
+}
+
+TEST(RhythmTest, ThreeNotesOverTwoBeatsHaveTheTempoOfOneOfTheLayers) {
+    for (const double bpm : {90.0, 120.0, 150.0}) {
+        const double ratio = ratioOf(threeOverTwo(bpm), bpm);
+        EXPECT_TRUE(isOctave(ratio) || isOctave(ratio / 1.5)) << bpm << ": " << ratio;
+    }
+}
+
+std::vector<double> strokesWithoutTempo(unsigned seed, double shape) {
+    std::mt19937 random(seed);
+    std::vector<double> all;
+    for (double time = kFirst; time < kSeconds;) {
+        all.push_back(time);
+        double distance = 0; // the sum of exponential distances: no square root of noise is needed
+        for (int i = 0; i < static_cast<int>(shape); ++i) {
+            distance -= std::log((static_cast<double>(random()) + 1) / 4294967297.0);
+        }
+        time += std::max(0.45 * distance / shape, 0.05);
+    }
+    return all;
+}
+
+TEST(RhythmTest, StrokesAtRandomTimesAreNotSteady) {
+    for (const double shape : {1.0, 2.0, 3.0}) {
+        for (unsigned seed = 1; seed <= 4; ++seed) {
+            const Samples samples = strokes(strokesWithoutTempo(seed, shape), kSeconds);
+            EXPECT_FALSE(read({Reading::Tempo}, samples).tempo->isSteady) << shape << ' ' << seed;
+        }
+    }
+}
+
+TEST(RhythmTest, ATempoThatDriftsIsSteadyButHasNoGrid) {
+    std::vector<double> when;
+    for (double time = kFirst; time < 30;) { // 120 BPM, 3 % slower and faster
+        when.push_back(time);
+        time += 0.5 * (1 + 0.03 * std::sin(2 * 3.14159265 * time / 24));
+    }
+    const Answers answers = read({Reading::Tempo, Reading::Beats}, strokes(when, 30));
+    EXPECT_TRUE(answers.tempo->isSteady);
+    EXPECT_PRED1(isOctave, answers.tempo->bpm / 120);
+    EXPECT_FALSE(answers.beats->grid);
+}
+
+TEST(RhythmTest, BeatsThatAreAllTheSameCountFourToTheBarWithoutMuchTrust) {
+    for (const double bpm : {90.0, 120.0}) {
+        const Bars bars = *read({Reading::Bars}, strokes(on(bpm), kSeconds)).bars;
+        EXPECT_EQ(bars.beatsPerBar, 4) << bpm;
+        EXPECT_LT(bars.strength, 0.6f) << bpm;
+    }
+}
+
+// A stroke on every beat; on every first of a bar a bass drum and a new chord.
+Samples barsOf(int beats, double bpm) {
+    const double seconds = beats * 60 / bpm;
+    const auto chord = [&](double hz) {
+        return sum(tone(hz, seconds, 0.1f), tone(hz * 1.25, seconds, 0.1f));
+    };
+    return mixed({strokes(on(bpm), kSeconds), kicks(on(bpm, 0, beats), kSeconds),
+                  struck(chord(220), on(bpm, 0, 2 * beats), kSeconds),
+                  struck(chord(293.66), on(bpm, beats, 2 * beats), kSeconds)});
+}
+
+TEST(RhythmTest, BarsBeginWhereBassAndHarmonyChange) {
+    for (const int beats : {2, 3, 4, 5, 7}) {
+        const double bpm = 132;
+        const Bars bars = *read({Reading::Bars}, barsOf(beats, bpm)).bars;
+        ASSERT_EQ(bars.beatsPerBar, beats);
+        EXPECT_GT(bars.strength, 0.5f) << beats;
+        for (const double seconds : bars.downBeatSeconds) {
+            const double bar = (seconds - kFirst) * bpm / 60 / beats;
+            EXPECT_NEAR(bar, std::round(bar), 0.05) << beats;
+        }
+    }
+}
+
+} // namespace
+} // namespace qel::readings::test
