@@ -6,6 +6,7 @@
     script/truth --measures "beat F,tempo exact"    these alone
     script/truth --variants base                    without noise, coding and the second font
     script/truth --limit 10                         the first pieces alone
+    script/truth --reliability --output PICTURE.svg whether strengths of readings are shares of right answers
     script/truth --plot NAME --output PICTURE.png   a recording with its truth, to be looked at
 """
 
@@ -35,6 +36,7 @@ def arguments():
     parser.add_argument("--limit", type=int, help="so many pieces of every kind")
     parser.add_argument("--output", type=Path, help="where the table goes; the JSON beside it (default: the cache)")
     parser.add_argument("--only-make", action="store_true", help="make the recordings and measure nothing")
+    parser.add_argument("--reliability", action="store_true", help="draw the strengths of the readings instead")
     parser.add_argument("--plot", metavar="NAME", help="draw one recording, such as score003-base, instead")
     parser.add_argument("--at", type=float, default=0.0, help="the second that the drawing begins at")
     parser.add_argument("--seconds", type=float, default=6.0, help="the length of the drawing")
@@ -90,6 +92,15 @@ def draw(options, items):
     plot(chosen[0], options.output or Path(f"{options.plot}.png"), options.at, options.seconds)
 
 
+def measure_reliability(options, items):
+    from bench.truth.reliability import report as reliability_report
+    items = [item for item in items if item.plan.kind == "score"]
+    _, results = run_system("readings-strengths", items, stderr_line)
+    path = options.output or Path("reliability.svg")
+    print(reliability_report(items, results, path, options.half))
+    stderr_line(f"drawn to {path}")
+
+
 def main():
     options = arguments()
     variants = tuple(options.variants.split(","))
@@ -102,6 +113,8 @@ def main():
     items = material(plans, variants, stderr_line)
     if options.plot:
         draw(options, items)
+    elif options.reliability:
+        measure_reliability(options, items)
     elif not options.only_make:
         chosen = tuple(each for each in options.measures.split(",") if each)
         systems, about = measure_systems(options.systems.split(","), items)

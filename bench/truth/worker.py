@@ -14,12 +14,13 @@ import sys
 import time
 import traceback
 
-from bench.truth.systems import SYSTEMS
+from bench.truth.systems import OTHERS, SYSTEMS
 
 
 def system_class(name):
-    if name in SYSTEMS:
-        module, kind, _ = SYSTEMS[name]
+    named = {**SYSTEMS, **OTHERS}
+    if name in named:
+        module, kind, _ = named[name]
         return getattr(importlib.import_module(module), kind)
     path, kind = name.rsplit(":", 1)
     spec = importlib.util.spec_from_file_location("truth_system", path)

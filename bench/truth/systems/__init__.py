@@ -25,6 +25,9 @@ SYSTEMS = {
     "qm-dsp": ("bench.truth.systems.qm_dsp_system", "QmDsp", sys.executable),
 }
 
+# Not among the compared systems.
+OTHERS = {"readings-strengths": ("bench.truth.systems.readings", "SureReadings", sys.executable)}
+
 
 def interpreter_of(name):
     return SYSTEMS[name][2] if name in SYSTEMS else sys.executable

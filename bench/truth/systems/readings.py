@@ -28,12 +28,15 @@ class Readings:
             lists += [word for word in words if word not in lists]
         return ["--only", ",".join(sorted(only or {"tempo"}))] + lists
 
-    def analyze(self, path, wants):
+    def read(self, path, wants):
         command = [str(self._qel), "read", "--quiet", "--format", "json", *self.options(wants), str(path)]
         done = subprocess.run(command, capture_output=True, text=True)
         if done.returncode != 0:
             raise RuntimeError(done.stderr.strip())
-        read = json.loads(done.stdout)["files"][0]
+        return json.loads(done.stdout)["files"][0]
+
+    def analyze(self, path, wants):
+        read = self.read(path, wants)
         beats = read.get("beats", [])
         answers = {
             "tempo": self.tempo(read),
@@ -61,3 +64,16 @@ class GuessingReadings(Readings):
     @staticmethod
     def tempo(read):
         return read.get("tempo_bpm")
+
+
+class SureReadings(GuessingReadings):
+    """The guesses with their strengths, for the reliability of these."""
+
+    name = "readings-strengths"
+
+    def analyze(self, path, wants):
+        read = self.read(path, wants)
+        return {"tempo": self.tempo(read), "tempo_strength": read.get("tempo_strength"),
+                "beats_per_bar": read.get("beats_per_bar"),
+                "beats_per_bar_strength": read.get("beats_per_bar_strength"),
+                "key": read.get("key"), "key_strength": read.get("key_strength")}
