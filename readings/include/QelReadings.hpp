@@ -31,7 +31,7 @@ namespace qel::readings {
 // What can be asked for. Each costs only the keys it needs.
 enum class Reading {
     Tempo,        // beats per minute of the whole stream
-    Beats,        // times of the beats, and a grid where the tempo is steady
+    Beats,        // times of the beats, and a grid where a steady tempo does not drift
     Bars,         // beats per bar, and each beat's position in its bar
     Key,          // the musical key, and segments of constant key
     Onsets,       // times at which notes and strokes begin
@@ -75,7 +75,7 @@ struct Grid {
 
 struct Beats {
     std::vector<Beat> beats;
-    std::optional<Grid> grid; // where the tempo is steady
+    std::optional<Grid> grid; // where a steady tempo does not drift
 };
 
 struct Bars {
