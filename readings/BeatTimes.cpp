@@ -7,6 +7,7 @@ namespace qel::readings {
 
 std::vector<double> intervalsOf(const BeatTimes& beats) {
     std::vector<double> intervals;
+    intervals.reserve(beats.size());
     for (std::size_t i = 1; i < beats.size(); ++i) {
         intervals.push_back(beats[i] - beats[i - 1]);
     }
@@ -36,6 +37,7 @@ double spreadOf(const BeatTimes& beats) {
 
 BeatTimes divided(const BeatTimes& beats, std::size_t count) {
     BeatTimes all;
+    all.reserve(beats.size() * count);
     for (std::size_t i = 0; i + 1 < beats.size(); ++i) {
         for (std::size_t j = 0; j < count; ++j) {
             const double share = static_cast<double>(j) / static_cast<double>(count);
@@ -56,6 +58,7 @@ BeatTimes thinned(const BeatTimes& beats, std::size_t first, std::size_t step) {
 
 BeatTimes between(const BeatTimes& beats, double share) {
     BeatTimes times;
+    times.reserve(beats.size());
     for (std::size_t i = 0; i + 1 < beats.size(); ++i) {
         times.push_back(beats[i] + (beats[i + 1] - beats[i]) * share);
     }
