@@ -65,31 +65,31 @@ bool isOctave(double ratio) {
     return std::abs(octaves - std::round(octaves)) < 0.01;
 }
 
-TEST(RhythmTest, HatsOffTheBeatDoNotChangeTheTempoOfTheKick) {
+TEST(RhythmTruthTest, HatsOffTheBeatDoNotChangeTheTempoOfTheKick) {
     for (const double bpm : {90.0, 110.0, 126.0, 140.0, 160.0, 180.0}) {
         EXPECT_PRED1(isOctave, ratioOf(kicksAndHatsOffTheBeat(bpm), bpm)) << bpm;
     }
 }
 
-TEST(RhythmTest, StraightEighthsHaveTheTempoOfKickAndSnare) {
+TEST(RhythmTruthTest, StraightEighthsHaveTheTempoOfKickAndSnare) {
     for (const double bpm : {80.0, 100.0, 120.0, 140.0, 170.0}) {
         EXPECT_PRED1(isOctave, ratioOf(straightEighths(bpm), bpm)) << bpm;
     }
 }
 
-TEST(RhythmTest, AShuffleHasTheTempoOfKickAndSnare) {
+TEST(RhythmTruthTest, AShuffleHasTheTempoOfKickAndSnare) {
     for (const double bpm : {80.0, 100.0, 120.0, 140.0, 170.0}) {
         EXPECT_PRED1(isOctave, ratioOf(shuffle(bpm), bpm)) << bpm;
     }
 }
 
-TEST(RhythmTest, DottedKicksDoNotChangeTheTempo) {
+TEST(RhythmTruthTest, DottedKicksDoNotChangeTheTempo) {
     for (const double bpm : {80.0, 100.0, 120.0, 140.0, 170.0}) {
         EXPECT_PRED1(isOctave, ratioOf(dottedKicks(bpm), bpm)) << bpm;
     }
 }
 
-TEST(RhythmTest, ThreeNotesOverTwoBeatsHaveTheTempoOfOneOfTheLayers) {
+TEST(RhythmTruthTest, ThreeNotesOverTwoBeatsHaveTheTempoOfOneOfTheLayers) {
     for (const double bpm : {90.0, 120.0, 150.0}) {
         const double ratio = ratioOf(threeOverTwo(bpm), bpm);
         EXPECT_TRUE(isOctave(ratio) || isOctave(ratio / 1.5)) << bpm << ": " << ratio;
@@ -110,7 +110,7 @@ std::vector<double> strokesWithoutTempo(unsigned seed, double shape) {
     return all;
 }
 
-TEST(RhythmTest, StrokesAtRandomTimesAreNotSteady) {
+TEST(RhythmTruthTest, StrokesAtRandomTimesAreNotSteady) {
     for (const double shape : {1.0, 2.0, 3.0}) {
         for (unsigned seed = 1; seed <= 4; ++seed) {
             const Samples samples = strokes(strokesWithoutTempo(seed, shape), kSeconds);
@@ -119,7 +119,7 @@ TEST(RhythmTest, StrokesAtRandomTimesAreNotSteady) {
     }
 }
 
-TEST(RhythmTest, ATempoThatDriftsIsSteadyButHasNoGrid) {
+TEST(RhythmTruthTest, ATempoThatDriftsIsSteadyButHasNoGrid) {
     std::vector<double> when;
     for (double time = kFirst; time < 30;) { // 120 BPM, 3 % slower and faster
         when.push_back(time);
@@ -131,7 +131,7 @@ TEST(RhythmTest, ATempoThatDriftsIsSteadyButHasNoGrid) {
     EXPECT_FALSE(answers.beats->grid);
 }
 
-TEST(RhythmTest, BeatsThatAreAllTheSameCountFourToTheBarWithoutMuchTrust) {
+TEST(RhythmTruthTest, BeatsThatAreAllTheSameCountFourToTheBarWithoutMuchTrust) {
     for (const double bpm : {90.0, 120.0}) {
         const Bars bars = *read({Reading::Bars}, strokes(on(bpm), kSeconds)).bars;
         EXPECT_EQ(bars.beatsPerBar, 4) << bpm;
@@ -150,7 +150,7 @@ Samples barsOf(int beats, double bpm) {
                   struck(chord(293.66), on(bpm, beats, 2 * beats), kSeconds)});
 }
 
-TEST(RhythmTest, BarsBeginWhereBassAndHarmonyChange) {
+TEST(RhythmTruthTest, BarsBeginWhereBassAndHarmonyChange) {
     for (const int beats : {2, 3, 4, 5, 7}) {
         const double bpm = 132;
         const Bars bars = *read({Reading::Bars}, barsOf(beats, bpm)).bars;
