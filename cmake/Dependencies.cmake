@@ -49,9 +49,10 @@ if(QEL_BUILD_TOOLS OR QEL_BUILD_MEDIA)
         libavformat libavcodec>=59.37.100 libswresample libavutil)
     find_package(fmt REQUIRED)
 endif()
-# Loudness.
+# Loudness, and sample rates.
 if(QEL_BUILD_TOOLS OR QEL_BUILD_READINGS)
     pkg_check_modules(EBUR128 REQUIRED IMPORTED_TARGET libebur128)
+    pkg_check_modules(SPEEXDSP REQUIRED IMPORTED_TARGET speexdsp)
 endif()
 if(QEL_BUILD_TOOLS)
     find_package(CLI11 REQUIRED)

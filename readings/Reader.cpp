@@ -2,22 +2,23 @@
 #include "readings/BeatFinder.h"
 #include "readings/Harmony.h"
 #include "readings/KeyFinder.h"
+#include "readings/KeyStream.h"
 #include "readings/LoudnessMeter.h"
 #include "readings/MelCepstrum.h"
 #include "readings/MonoBlocks.h"
 #include "readings/OnsetFinder.h"
 #include "readings/OnsetStrength.h"
 #include "readings/PitchTracker.h"
+#include "readings/RateChange.h"
 #include "readings/RunningMedian.h"
 #include "readings/TempoFit.h"
+#include <QelReadings.hpp>
 
 #include <QelAudioAnalysis.hpp>
-#include <QelReadings.hpp>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -46,6 +47,16 @@ const Setup& requireUsable(const Setup& setup) {
             "readings: a sample rate from 8000 to 768000 Hz and 1 to 64 channels are needed");
     }
     return setup;
+}
+
+std::vector<Reading> requireKnown(std::span<const Reading> readings) {
+    for (const Reading reading : readings) {
+        if (std::ranges::find(kAll, reading) == kAll.end()) {
+            throw std::invalid_argument("readings: " + std::to_string(static_cast<int>(reading)) +
+                                        " is none of allReadings()");
+        }
+    }
+    return {readings.begin(), readings.end()};
 }
 
 // The position of beat `i` in its bar, from 1 on.
@@ -79,11 +90,18 @@ std::span<const Reading> allReadings() noexcept {
 class Reader::State {
 public:
     State(std::span<const Reading> readings, const Setup& setup, const TimbreSettings& timbre)
-        : mSetup(requireUsable(setup)), mReadings(readings.begin(), readings.end()),
-          mBlocks(setup.channels) {
+        : mSetup(requireUsable(setup)), mReadings(requireKnown(readings)), mBlocks(setup.channels),
+          mRatio(ratioToCommonRate(setup.sampleRateHz)),
+          mOwnRate(ownRateKeys(), setup.sampleRateHz, setup.lengthFrames,
+                   [this](const Result& result) { takeAtOwnRate(result); }),
+          mCommonRate(commonRateKeys(), setup.sampleRateHz * mRatio.value(),
+                      commonLength(setup.lengthFrames),
+                      [this](const Result& result) { takeAtCommonRate(result); }) {
+        if (!mRatio.isOne()) {
+            mRateChange.emplace(mRatio);
+        }
         if (wants(Reading::Key)) {
-            mKeyFinder.emplace(hopSeconds(kKeyCorrelation));
-            mKeys.push_back(kKeyCorrelation);
+            mKeyFinder.emplace(mCommonRate.hopSeconds(kKeyCorrelation));
         }
         if (wants(Reading::Timbre)) {
             const KeyInfo& info = *findKey(kMelSpectrum);
@@ -93,26 +111,15 @@ public:
         if (wants(Reading::Loudness)) {
             mLoudnessMeter.emplace(mSetup);
         }
-        if (wants(Reading::Bandwidth)) {
-            mKeys.push_back(kAudioRange);
-        }
         if (wantsRhythm()) {
-            mHarmony.emplace(mSetup.sampleRateHz);
+            mHarmony.emplace(mCommonRate.sampleRateHz());
         }
         if (wantsRhythm() || wants(Reading::Onsets)) {
-            mOnsetStrength.emplace(mSetup.sampleRateHz);
-            mKeys.push_back(kSpectrum);
+            mOnsetStrength.emplace(mCommonRate.sampleRateHz());
         }
         if (wants(Reading::Pitch)) {
-            mPitchTracker.emplace(mSetup.sampleRateHz);
+            mPitchTracker.emplace(mCommonRate.sampleRateHz());
         }
-        if (mHarmony || mPitchTracker || mMelCepstrum) {
-            mKeys.push_back(kMelSpectrum);
-        }
-        if (wants(Reading::RunningTempo)) {
-            mKeys.push_back(kTempo);
-        }
-        makeAnalyzer();
     }
 
     void push(std::span<const float* const> channels, std::size_t frames) {
@@ -125,10 +132,7 @@ public:
         if (mLoudnessMeter) {
             mLoudnessMeter->add(channels, frames);
         }
-        if (mAnalyzer) {
-            mBlocks.add(channels, frames,
-                        [this](std::span<const float> block) { mAnalyzer->push(block); });
-        }
+        mBlocks.add(channels, frames, [this](std::span<const float> block) { analyze(block); });
         mFrames += frames;
     }
 
@@ -136,9 +140,13 @@ public:
 
     void reset() {
         mFrames = 0;
-        mEnds = false;
         mIsFinished = false;
         mBlocks.clear();
+        mOwnRate.reset();
+        mCommonRate.reset();
+        if (mRateChange) {
+            mRateChange->reset();
+        }
         mBandwidth = {};
         if (mKeyFinder) {
             mKeyFinder->reset();
@@ -159,7 +167,6 @@ public:
             mPitchTracker->reset();
         }
         mTempi.clear();
-        makeAnalyzer();
     }
 
 private:
@@ -177,35 +184,59 @@ private:
         return wants(Reading::Tempo) || wants(Reading::Beats) || wants(Reading::Bars);
     }
 
-    double hopSeconds(std::string_view key) const {
-        return findKey(key)->hopSamples / mSetup.sampleRateHz;
-    }
-
-    void makeAnalyzer() {
-        if (mKeys.empty()) {
-            return;
+    // Keys of the readings that hold at any rate, or say what rate they hold at.
+    std::vector<std::string_view> ownRateKeys() const {
+        std::vector<std::string_view> keys;
+        if (wants(Reading::Timbre)) {
+            keys.push_back(kMelSpectrum);
         }
-        const std::uint64_t length =
-            std::min<std::uint64_t>(mSetup.lengthFrames, std::numeric_limits<std::uint32_t>::max());
-        mAnalyzer.emplace(mKeys, StreamSetup{.sampleRateHz = mSetup.sampleRateHz,
-                                             .channels = 1,
-                                             .maxFrames = MonoBlocks::kFrames,
-                                             .lengthFrames = static_cast<std::uint32_t>(length)});
-        mAnalyzer->onResult([this](const Result& result) { take(result); });
+        if (wants(Reading::Bandwidth)) {
+            keys.push_back(kAudioRange);
+        }
+        if (wants(Reading::RunningTempo)) {
+            keys.push_back(kTempo);
+        }
+        return keys;
     }
 
-    void take(const Result& result);
-    void takeMelSpectrum(std::span<const float> magnitudes);
+    // Keys whose frames must last as long as the readings expect.
+    std::vector<std::string_view> commonRateKeys() const {
+        std::vector<std::string_view> keys;
+        if (wants(Reading::Key)) {
+            keys.push_back(kKeyCorrelation);
+        }
+        if (wantsRhythm() || wants(Reading::Onsets)) {
+            keys.push_back(kSpectrum);
+        }
+        if (wantsRhythm() || wants(Reading::Pitch)) {
+            keys.push_back(kMelSpectrum);
+        }
+        return keys;
+    }
+
+    std::uint64_t commonLength(std::uint64_t frames) const {
+        return static_cast<std::uint64_t>(std::ceil(static_cast<double>(frames) * mRatio.value()));
+    }
+
+    void analyze(std::span<const float> samples) {
+        mOwnRate.add(samples);
+        mCommonRate.add(mRateChange ? mRateChange->add(samples) : samples);
+    }
+
+    void takeAtOwnRate(const Result& result);
+    void takeAtCommonRate(const Result& result);
     void endAnalysis();
     void answerRhythm(Answers& answers) const;
     RunningTempo runningTempo() const;
 
     const Setup mSetup;
     const std::vector<Reading> mReadings;
-    std::vector<std::string_view> mKeys;
     MonoBlocks mBlocks;
+    const RateRatio mRatio; // of the common rate to that of the stream
+    std::optional<RateChange> mRateChange;
+    KeyStream mOwnRate;
+    KeyStream mCommonRate;
     std::uint64_t mFrames = 0;
-    std::optional<Analyzer> mAnalyzer;
     std::optional<KeyFinder> mKeyFinder;
     std::optional<MelCepstrum> mMelCepstrum;
     std::optional<LoudnessMeter> mLoudnessMeter;
@@ -214,20 +245,12 @@ private:
     std::optional<PitchTracker> mPitchTracker;
     std::vector<float> mTempi;
     Bandwidth mBandwidth;
-    bool mEnds = false; // what comes now is silence after the stream
     bool mIsFinished = false;
 };
 
-void Reader::State::take(const Result& result) {
-    if (mEnds && result.info()->delivery != Delivery::AtEnd) {
-        return;
-    }
-    if (result.key() == kKeyCorrelation) {
-        mKeyFinder->add(result.floats());
-    } else if (result.key() == kMelSpectrum) {
-        takeMelSpectrum(result.floats());
-    } else if (result.key() == kSpectrum) {
-        mOnsetStrength->add(result.floats());
+void Reader::State::takeAtOwnRate(const Result& result) {
+    if (result.key() == kMelSpectrum) {
+        mMelCepstrum->add(result.floats(), 0.5F); // twice the transform's magnitudes
     } else if (result.key() == kTempo) {
         mTempi.push_back(result.floats()[0]);
     } else if (result.key() == kAudioRange) {
@@ -237,35 +260,32 @@ void Reader::State::take(const Result& result) {
     }
 }
 
-void Reader::State::takeMelSpectrum(std::span<const float> magnitudes) {
-    if (mMelCepstrum) {
-        mMelCepstrum->add(magnitudes, 0.5f); // the key has twice the transform's magnitudes
-    }
-    if (mHarmony) {
-        mHarmony->add(magnitudes);
-    }
-    if (mPitchTracker) {
-        mPitchTracker->add(magnitudes);
+void Reader::State::takeAtCommonRate(const Result& result) {
+    if (result.key() == kKeyCorrelation) {
+        mKeyFinder->add(result.floats());
+    } else if (result.key() == kSpectrum) {
+        mOnsetStrength->add(result.floats());
+    } else if (result.key() == kMelSpectrum) {
+        if (mHarmony) {
+            mHarmony->add(result.floats());
+        }
+        if (mPitchTracker) {
+            mPitchTracker->add(result.floats());
+        }
     }
 }
 
-// The samples of an incomplete block are followed by silence, as "audio range" takes no shorter
-// push. Frames that this completes do not count: the silence would be heard as an end.
 void Reader::State::endAnalysis() {
-    if (!mAnalyzer) {
-        return;
+    analyze(mBlocks.rest());
+    if (mRateChange) {
+        mCommonRate.add(mRateChange->end());
     }
-    if (!mBlocks.rest().empty()) {
-        std::array<float, MonoBlocks::kFrames> last{};
-        std::ranges::copy(mBlocks.rest(), last.begin());
-        mEnds = true;
-        mAnalyzer->push(std::span<const float>(last));
-    }
-    mAnalyzer->finish();
+    mOwnRate.end();
+    mCommonRate.end();
 }
 
 void Reader::State::answerRhythm(Answers& answers) const {
-    const double framesPerSecond = 1 / hopSeconds(kSpectrum);
+    const double framesPerSecond = 1 / mCommonRate.hopSeconds(kSpectrum);
     const BeatFinder::Result found = BeatFinder(*mOnsetStrength, *mHarmony, framesPerSecond).find();
     const std::optional<Grid> grid = fitGrid(found.seconds, found.bpm);
     const Tempo tempo = tempoOf(found, grid);
@@ -293,7 +313,7 @@ RunningTempo Reader::State::runningTempo() const {
     constexpr double kRateOfTheKey = 44032; // 172 hops of 256 samples
     constexpr double kMedianSeconds = 3;
     RunningTempo tempo;
-    tempo.hopSeconds = hopSeconds(kTempo) / findKey(kTempo)->resultsPerFrame;
+    tempo.hopSeconds = mOwnRate.hopSeconds(kTempo) / findKey(kTempo)->resultsPerFrame;
     const double length = std::round(kMedianSeconds / tempo.hopSeconds);
     tempo.bpm = runningMedian(mTempi, static_cast<std::size_t>(length));
     for (float& bpm : tempo.bpm) {
@@ -326,7 +346,7 @@ Answers Reader::State::finish() {
         answerRhythm(answers);
     }
     if (wants(Reading::Onsets)) {
-        answers.onsets = findOnsets(*mOnsetStrength, 1 / hopSeconds(kSpectrum));
+        answers.onsets = findOnsets(*mOnsetStrength, 1 / mCommonRate.hopSeconds(kSpectrum));
     }
     if (mPitchTracker) {
         answers.pitch = mPitchTracker->finish();
