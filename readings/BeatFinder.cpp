@@ -3,7 +3,7 @@
 #include "readings/BeatLevel.h"
 #include "readings/BeatPath.h"
 #include "readings/Curve.h"
-#include "readings/OnsetFinder.h"
+#include "readings/OnsetPlace.h"
 #include "readings/Steadiness.h"
 
 #include <algorithm>

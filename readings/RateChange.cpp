@@ -1,9 +1,10 @@
 #include "readings/RateChange.h"
 
+#include <speex/speex_resampler.h>
+
 #include <algorithm>
 #include <new>
 #include <numeric>
-#include <speex/speex_resampler.h>
 
 namespace qel::readings {
 namespace {

@@ -6,18 +6,18 @@
 #include "readings/LoudnessMeter.h"
 #include "readings/MelCepstrum.h"
 #include "readings/MonoBlocks.h"
-#include "readings/OnsetFinder.h"
+#include "readings/OnsetDetector.h"
 #include "readings/OnsetStrength.h"
 #include "readings/PitchTracker.h"
 #include "readings/RateChange.h"
+#include "readings/Requests.h"
 #include "readings/RunningMedian.h"
 #include "readings/TempoFit.h"
-#include <QelReadings.hpp>
 
 #include <QelAudioAnalysis.hpp>
+#include <QelReadings.hpp>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <stdexcept>
 #include <string>
@@ -26,38 +26,11 @@
 namespace qel::readings {
 namespace {
 
-constexpr std::array kAll{
-    Reading::Tempo, Reading::Beats,  Reading::Bars,     Reading::Key,       Reading::Onsets,
-    Reading::Pitch, Reading::Timbre, Reading::Loudness, Reading::Bandwidth, Reading::RunningTempo};
-
-constexpr double kLowestRateHz = 8000;
-constexpr double kHighestRateHz = 768000;
-constexpr std::uint32_t kMostChannels = 64; // of libebur128
-
 constexpr std::string_view kKeyCorrelation = "pitch class porofile key correlation";
 constexpr std::string_view kSpectrum = "spectrum";
 constexpr std::string_view kTempo = "tempo";
 constexpr std::string_view kMelSpectrum = "mel spectrum";
 constexpr std::string_view kAudioRange = "audio range";
-
-const Setup& requireUsable(const Setup& setup) {
-    const bool rate = setup.sampleRateHz >= kLowestRateHz && setup.sampleRateHz <= kHighestRateHz;
-    if (!rate || setup.channels == 0 || setup.channels > kMostChannels) {
-        throw std::invalid_argument(
-            "readings: a sample rate from 8000 to 768000 Hz and 1 to 64 channels are needed");
-    }
-    return setup;
-}
-
-std::vector<Reading> requireKnown(std::span<const Reading> readings) {
-    for (const Reading reading : readings) {
-        if (std::ranges::find(kAll, reading) == kAll.end()) {
-            throw std::invalid_argument("readings: " + std::to_string(static_cast<int>(reading)) +
-                                        " is none of allReadings()");
-        }
-    }
-    return {readings.begin(), readings.end()};
-}
 
 // The position of beat `i` in its bar, from 1 on.
 int positionOf(std::size_t i, const BarFinder::Result& bars) {
@@ -82,10 +55,6 @@ Bars barsOf(const BarFinder::Result& found, const BeatFinder::Result& beats) {
 }
 
 } // namespace
-
-std::span<const Reading> allReadings() noexcept {
-    return kAll;
-}
 
 class Reader::State {
 public:
@@ -113,9 +82,10 @@ public:
         }
         if (wantsRhythm()) {
             mHarmony.emplace(mCommonRate.sampleRateHz());
-        }
-        if (wantsRhythm() || wants(Reading::Onsets)) {
             mOnsetStrength.emplace(mCommonRate.sampleRateHz());
+        }
+        if (wants(Reading::Onsets)) {
+            mOnsetDetector.emplace(mCommonRate.sampleRateHz());
         }
         if (wants(Reading::Pitch)) {
             mPitchTracker.emplace(mCommonRate.sampleRateHz());
@@ -133,10 +103,16 @@ public:
             mLoudnessMeter->add(channels, frames);
         }
         mBlocks.add(channels, frames, [this](std::span<const float> block) { analyze(block); });
+        analyze(mBlocks.rest()); // at once, so that onsets are not late
+        mBlocks.clear();
         mFrames += frames;
     }
 
     Answers finish();
+
+    std::span<const Onset> onsets() const {
+        return mOnsetDetector ? std::span(mOnsetDetector->onsets()) : std::span<const Onset>();
+    }
 
     void reset() {
         mFrames = 0;
@@ -162,6 +138,9 @@ public:
         }
         if (mOnsetStrength) {
             mOnsetStrength->reset();
+        }
+        if (mOnsetDetector) {
+            mOnsetDetector->reset();
         }
         if (mPitchTracker) {
             mPitchTracker->reset();
@@ -205,7 +184,7 @@ private:
         if (wants(Reading::Key)) {
             keys.push_back(kKeyCorrelation);
         }
-        if (wantsRhythm() || wants(Reading::Onsets)) {
+        if (wantsRhythm()) {
             keys.push_back(kSpectrum);
         }
         if (wantsRhythm() || wants(Reading::Pitch)) {
@@ -220,7 +199,14 @@ private:
 
     void analyze(std::span<const float> samples) {
         mOwnRate.add(samples);
-        mCommonRate.add(mRateChange ? mRateChange->add(samples) : samples);
+        analyzeAtCommonRate(mRateChange ? mRateChange->add(samples) : samples);
+    }
+
+    void analyzeAtCommonRate(std::span<const float> samples) {
+        mCommonRate.add(samples);
+        if (mOnsetDetector) {
+            mOnsetDetector->add(samples);
+        }
     }
 
     void takeAtOwnRate(const Result& result);
@@ -241,6 +227,7 @@ private:
     std::optional<MelCepstrum> mMelCepstrum;
     std::optional<LoudnessMeter> mLoudnessMeter;
     std::optional<OnsetStrength> mOnsetStrength;
+    std::optional<OnsetDetector> mOnsetDetector;
     std::optional<Harmony> mHarmony;
     std::optional<PitchTracker> mPitchTracker;
     std::vector<float> mTempi;
@@ -250,7 +237,7 @@ private:
 
 void Reader::State::takeAtOwnRate(const Result& result) {
     if (result.key() == kMelSpectrum) {
-        mMelCepstrum->add(result.floats(), 0.5F); // twice the transform's magnitudes
+        mMelCepstrum->add(result.floats(), 0.5f); // twice the transform's magnitudes
     } else if (result.key() == kTempo) {
         mTempi.push_back(result.floats()[0]);
     } else if (result.key() == kAudioRange) {
@@ -276,12 +263,14 @@ void Reader::State::takeAtCommonRate(const Result& result) {
 }
 
 void Reader::State::endAnalysis() {
-    analyze(mBlocks.rest());
     if (mRateChange) {
-        mCommonRate.add(mRateChange->end());
+        analyzeAtCommonRate(mRateChange->end());
     }
     mOwnRate.end();
     mCommonRate.end();
+    if (mOnsetDetector) {
+        mOnsetDetector->end();
+    }
 }
 
 void Reader::State::answerRhythm(Answers& answers) const {
@@ -345,8 +334,8 @@ Answers Reader::State::finish() {
     if (wantsRhythm()) {
         answerRhythm(answers);
     }
-    if (wants(Reading::Onsets)) {
-        answers.onsets = findOnsets(*mOnsetStrength, 1 / mCommonRate.hopSeconds(kSpectrum));
+    if (mOnsetDetector) {
+        answers.onsets = mOnsetDetector->onsets();
     }
     if (mPitchTracker) {
         answers.pitch = mPitchTracker->finish();
@@ -381,6 +370,10 @@ void Reader::push(std::span<const float> samples) {
 
 Answers Reader::finish() {
     return state().finish();
+}
+
+std::span<const Onset> Reader::onsets() const {
+    return state().onsets();
 }
 
 void Reader::reset() {

@@ -111,8 +111,8 @@ struct KeyAnswer {
 };
 
 struct Onset {
-    double seconds = 0;
-    float strength = 0; // 0 to 1 within the stream
+    double seconds = 0; // of the attack
+    float strength = 0; // 0 to 1: how certain it is that something begins
 };
 
 // The fundamental frequency in one frame.
@@ -207,6 +207,12 @@ public:
 
     // The same for a stream of one channel.
     void push(std::span<const float> samples);
+
+    // The onsets that are certain so far, in order of time, with Reading::Onsets: those up to 0.11
+    // s before the end of what was pushed. More follow with more pushes, and none of them changes:
+    // the answer of finish begins with these. Valid until the next call of push, finish or
+    // reset.
+    std::span<const Onset> onsets() const;
 
     // Ends the stream and tells the answers. Once per stream.
     Answers finish();

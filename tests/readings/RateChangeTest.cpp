@@ -95,7 +95,7 @@ TEST_P(RateChangeRateTest, CutsAndAResetChangeNothing) {
     RateChange change(ratioToCommonRate(GetParam()));
     const Samples samples = toneAt(GetParam(), 5000);
     const Samples whole = changed(change, samples, samples.size());
-    for (const std::size_t step : {1U, 77U, 512U}) {
+    for (const std::size_t step : {1u, 77u, 512u}) {
         change.reset();
         EXPECT_EQ(changed(change, samples, step), whole);
     }
@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(Rates, RateChangeRateTest,
 TEST(RateChangeTest, WhatTheLowerRateDoesNotHoldIsGone) {
     RateChange change({1, 2});
     const Samples found = changed(change, toneAt(96000, 48000, 30000), 512);
-    EXPECT_LE(greatest(std::span(found).subspan(1000, 20000)), 1e-4F); // -80 dB
+    EXPECT_LE(greatest(std::span(found).subspan(1000, 20000)), 1e-4f); // -80 dB
 }
 
 TEST(RateChangeTest, AnEmptyStreamStaysEmpty) {

@@ -212,6 +212,8 @@ TEST(ReaderTest, SetupsAndPushesOutOfRangeAreRefused) {
     EXPECT_THROW(Reader({Reading::Key}, {.sampleRateHz = std::nan("")}), std::invalid_argument);
     EXPECT_THROW(Reader({Reading::Key}, {.channels = 0}), std::invalid_argument);
     EXPECT_THROW(Reader({Reading::Key}, {.channels = 65}), std::invalid_argument);
+    EXPECT_THROW(Reader({static_cast<Reading>(99)}, {}), std::invalid_argument);
+    EXPECT_THROW(Reader({static_cast<Reading>(-1)}, {}), std::invalid_argument);
     Reader reader({Reading::Key}, {.channels = 2});
     EXPECT_THROW(reader.push(std::span<const float>(silence(1))), std::invalid_argument);
 }
