@@ -33,13 +33,20 @@ void OnsetDetector::reset() {
     mAnswers = 0;
     mRecent = {};
     mNextFrame = 0;
+    mAttackPlace.reset();
     mOnsets.clear();
     constexpr std::array<float, kSilentHops * kHopSamples> kSilence{};
     mStream.add(kSilence);
 }
 
+// In parts, as not all of a long push is remembered.
 void OnsetDetector::add(std::span<const float> samples) {
-    mStream.add(samples);
+    while (!samples.empty()) {
+        const auto part = samples.first(std::min(samples.size(), kHopSamples));
+        mAttackPlace.add(part);
+        mStream.add(part);
+        samples = samples.subspan(part.size());
+    }
 }
 
 void OnsetDetector::takeSpectrum(std::span<const float> pairs) {
@@ -80,7 +87,17 @@ void OnsetDetector::findPeak() {
     mNextFrame = frame + kPeakReach + 1;
     const double hops = static_cast<double>(frame) - kSilentHops +
                         std::clamp(middle.place, kEarliestPlace, kLatestPlace);
-    mOnsets.push_back({std::max(hops * kHopSamples / mStream.sampleRateHz(), 0.0), middle.chance});
+    addOnset(hops * kHopSamples, middle.chance);
+}
+
+void OnsetDetector::addOnset(double sample, float chance) {
+    const double least = mOnsets.empty() ? 0 : mOnsets.back().seconds * mStream.sampleRateHz();
+    for (const double place : {mAttackPlace.near(sample), sample}) {
+        if (mOnsets.empty() || place > least) { // else it is the same attack
+            mOnsets.push_back({std::max(place, 0.0) / mStream.sampleRateHz(), chance});
+            return;
+        }
+    }
 }
 
 // The last frame stands for those after it.

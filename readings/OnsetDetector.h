@@ -1,5 +1,6 @@
 #pragma once
 
+#include "readings/AttackPlace.h"
 #include "readings/KeyStream.h"
 #include "readings/OnsetFeatures.h"
 #include "readings/OnsetNetwork.h"
@@ -17,7 +18,7 @@ namespace qel::readings {
 // Finds onsets while the stream comes in: peaks of the chance that a network gives each frame of
 // "spectrum".
 //
-// An onset is certain once the stream has gone on for 0.11 s after it. It depends on nothing later,
+// An onset is certain once the stream has gone on for 0.12 s after it. It depends on nothing later,
 // so that a longer stream has the same ones. Keeps 16 bytes per onset.
 class OnsetDetector {
 public:
@@ -38,8 +39,10 @@ private:
     void takeFeatures(const OnsetFeatures::Values& values);
     void takeAnswer(const OnsetNetwork::Answer& answer);
     void findPeak();
+    void addOnset(double sample, float chance);
 
     KeyStream mStream;
+    AttackPlace mAttackPlace;
     OnsetFeatures mFeatures;
     const OnsetNetwork mNetwork;
     std::uint64_t mSpectra = 0;

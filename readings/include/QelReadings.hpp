@@ -208,10 +208,10 @@ public:
     // The same for a stream of one channel.
     void push(std::span<const float> samples);
 
-    // The onsets that are certain so far, in order of time, with Reading::Onsets: those up to 0.11
-    // s before the end of what was pushed. More follow with more pushes, and none of them changes:
-    // the answer of finish begins with these. Valid until the next call of push, finish or
-    // reset.
+    // The onsets that are certain so far, in order of time: all those up to 0.12 s before the end
+    // of what was pushed. Later pushes add to them and change none, so that the answer of finish
+    // begins with them. Valid until the next call of push, finish or reset. Empty if
+    // Reading::Onsets was not asked for.
     std::span<const Onset> onsets() const;
 
     // Ends the stream and tells the answers. Once per stream.
