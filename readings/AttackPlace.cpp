@@ -7,13 +7,13 @@ namespace qel::readings {
 namespace {
 
 constexpr std::size_t kBlockSamples = 32;
-constexpr std::int64_t kReach = 14;   // blocks to either side: 10 ms
+constexpr std::int64_t kReach = 14; // blocks to either side: 10 ms
 constexpr std::int64_t kBlocksBefore = 12;
 constexpr std::int64_t kBlocksAfter = 4;
-constexpr double kQuietest = 1e-9; // energy per sample: -90 dB
+constexpr double kQuietest = 1e-9;  // energy per sample: -90 dB
 constexpr double kSteepRise = 31.6; // 15 dB
-// A click of one sample rises as steeply in all blocks that have it among those after them: the last
-// of them is its own.
+// A click of one sample rises as steeply in all blocks that have it among those after them: the
+// last of them is its own.
 constexpr double kAsSteep = 0.9;
 
 } // namespace

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "readings/PitchClasses.h"
+
 #include <QelReadings.hpp>
 
 #include <array>
@@ -9,34 +11,34 @@
 
 namespace qel::readings {
 
-// Finds the key of a stream from the 24 correlations of each frame with the keys' profiles: the key
-// with the greatest mean over the frames. A frame hardly holds more than a chord; the mean over
-// many frames weighs the chords of a key as Krumhansl's profiles expect them.
+// Finds the key of a stream from frames of "mel spectrum": the key whose profile correlates best
+// with the pitch classes of the whole stream. After Krumhansl, Cognitive foundations of musical
+// pitch, Oxford University Press, 1990, with the profiles of Temperley, Music and probability, MIT
+// Press, 2007, which are shares of the pitch classes in pieces of known key.
 //
-// Keeps 96 bytes per second of audio.
+// Keeps 480 bytes per second of audio.
 class KeyFinder {
 public:
     static constexpr std::size_t kKeys = 24; // 12 major, then 12 minor, from C upwards
 
-    // The time between two frames.
-    explicit KeyFinder(double hopSeconds);
+    explicit KeyFinder(double sampleRateHz);
 
-    void add(std::span<const float> correlations);
+    // The magnitudes of a frame.
+    void add(std::span<const float> magnitudes);
     KeyAnswer finish(double streamSeconds) const;
     void reset();
 
 private:
-    using Sums = std::array<double, kKeys>;
+    using Correlations = std::array<double, kKeys>;
 
-    std::vector<std::size_t> keyOfEachSlice() const;
-    std::vector<KeySegment> segments(double streamSeconds) const;
+    std::vector<std::size_t> keyOfEachSlice(double tuning) const;
+    std::vector<KeySegment> segments(double streamSeconds, double tuning, std::size_t main) const;
 
-    const double mHopSeconds;
+    const double mSampleRateHz;
     const std::size_t mSliceFrames; // about a second
     std::size_t mFrames = 0;
-    Sums mTotal{};
-    Sums mSlice{};
-    std::vector<std::array<float, kKeys>> mSlices; // means
+    PitchClasses mSlice; // that is not yet complete
+    std::vector<PitchClasses> mSlices;
 };
 
 } // namespace qel::readings

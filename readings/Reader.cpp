@@ -26,7 +26,6 @@
 namespace qel::readings {
 namespace {
 
-constexpr std::string_view kKeyCorrelation = "pitch class porofile key correlation";
 constexpr std::string_view kSpectrum = "spectrum";
 constexpr std::string_view kTempo = "tempo";
 constexpr std::string_view kMelSpectrum = "mel spectrum";
@@ -70,7 +69,7 @@ public:
             mRateChange.emplace(mRatio);
         }
         if (wants(Reading::Key)) {
-            mKeyFinder.emplace(mCommonRate.hopSeconds(kKeyCorrelation));
+            mKeyFinder.emplace(mCommonRate.sampleRateHz());
         }
         if (wants(Reading::Timbre)) {
             const KeyInfo& info = *findKey(kMelSpectrum);
@@ -181,13 +180,10 @@ private:
     // Keys whose frames must last as long as the readings expect.
     std::vector<std::string_view> commonRateKeys() const {
         std::vector<std::string_view> keys;
-        if (wants(Reading::Key)) {
-            keys.push_back(kKeyCorrelation);
-        }
         if (wantsRhythm()) {
             keys.push_back(kSpectrum);
         }
-        if (wantsRhythm() || wants(Reading::Pitch)) {
+        if (wantsRhythm() || wants(Reading::Key) || wants(Reading::Pitch)) {
             keys.push_back(kMelSpectrum);
         }
         return keys;
@@ -248,13 +244,14 @@ void Reader::State::takeAtOwnRate(const Result& result) {
 }
 
 void Reader::State::takeAtCommonRate(const Result& result) {
-    if (result.key() == kKeyCorrelation) {
-        mKeyFinder->add(result.floats());
-    } else if (result.key() == kSpectrum) {
+    if (result.key() == kSpectrum) {
         mOnsetStrength->add(result.floats());
     } else if (result.key() == kMelSpectrum) {
         if (mHarmony) {
             mHarmony->add(result.floats());
+        }
+        if (mKeyFinder) {
+            mKeyFinder->add(result.floats());
         }
         if (mPitchTracker) {
             mPitchTracker->add(result.floats());
