@@ -7,11 +7,20 @@ extern "C" {
 }
 
 namespace qel::media {
+namespace {
+
+constexpr int kMostChannels = 64; // of libswresample
+
+} // namespace
 
 void SampleConverter::Prepare(const AVFrame& frame) {
     const int channels = frame.ch_layout.nb_channels;
     if (mContext && frame.format == mFormat && channels == mChannels) {
         return;
+    }
+    if (channels > kMostChannels) {
+        throw Error(Fault::NotAudio, "has " + std::to_string(channels) + " channels; at most " +
+                                         std::to_string(kMostChannels) + " can be read");
     }
     // The same layout stands on both sides, so that the channels pass through in their order. The
     // file's own layout is not used: a file may state none, or one that makes no sense.

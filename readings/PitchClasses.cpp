@@ -22,8 +22,8 @@ double wrapped(double value, double length) {
 
 void PitchClasses::add(std::span<const float> magnitudes, double binHz) {
     const auto first = static_cast<std::size_t>(std::ceil(kLowestHz / binHz));
-    const auto end = std::min(static_cast<std::size_t>(kHighestHz / binHz) + 1,
-                              magnitudes.size() - 1);
+    const auto end =
+        std::min(static_cast<std::size_t>(kHighestHz / binHz) + 1, magnitudes.size() - 1);
     for (std::size_t k = std::max<std::size_t>(first, 1); k < end; ++k) {
         const float here = magnitudes[k];
         if (here < kQuietest || here <= magnitudes[k - 1] || here < magnitudes[k + 1]) {

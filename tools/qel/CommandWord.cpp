@@ -34,7 +34,7 @@ constexpr ReadingWord kReadingWords[] = {
     {"lufs", "qel read"},
     {"bandwidth", "qel read"},
     {"beats", "qel read --beats"},
-    {"downbeats", "qel read --beats"},
+    {"downbeats", "qel read --down-beats"},
     {"onsets", "qel read --onsets"},
     {"pitch", "qel read --pitch"},
 };
@@ -70,6 +70,19 @@ std::string HintFor(const std::string& word) {
     return "see qel --help";
 }
 
+// Options in front of a file, without a command: "qel --format json song.flac".
+void RefuseOptionsWithoutCommand(const std::vector<std::string>& arguments) {
+    const auto isCommand = [](const std::string& word) {
+        return std::ranges::find(kCommands, word) != kCommands.end();
+    };
+    const bool isOption = !arguments.empty() && arguments[0].starts_with('-');
+    if (isOption && std::ranges::none_of(arguments, isCommand) &&
+        std::ranges::any_of(arguments, IsFile)) {
+        throw UsageError(fmt::format("{} needs a command or a file before it; try \"qel read {}\"",
+                                     arguments[0], fmt::join(arguments, " ")));
+    }
+}
+
 } // namespace
 
 void CompleteCommandWord(std::vector<std::string>& arguments) {
@@ -78,6 +91,7 @@ void CompleteCommandWord(std::vector<std::string>& arguments) {
         arguments.insert(arguments.begin(), "read");
         return;
     }
+    RefuseOptionsWithoutCommand(arguments);
     if (arguments.empty() || arguments[0].starts_with('-') ||
         std::ranges::find(kCommands, arguments[0]) != kCommands.end()) {
         return;

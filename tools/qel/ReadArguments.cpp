@@ -13,14 +13,16 @@ CLI::App* AddRead(CLI::App& app, ReadOptions& options) {
                           {{"text", ReadFormat::Text},
                            {"json", ReadFormat::Json},
                            {"csv", ReadFormat::Csv},
-                           {"tsv", ReadFormat::Tsv}},
+                           {"tsv", ReadFormat::Tsv},
+                           {"labels", ReadFormat::Labels}},
                           "text (default): a block per file; json: an object per file; csv, tsv: a "
-                          "row per file");
+                          "row per file; labels: a label track of one list of one file");
     AddRepeatable(command, "--only", options.only,
                   "Readings to print, separated by commas: tempo, bars, key, loudness, bandwidth. "
                   "Default: all of them")
         ->type_name("LIST");
     command->add_flag("--beats", options.beats, "List the beats");
+    command->add_flag("--down-beats", options.downBeats, "List the beats at which bars begin");
     command->add_flag("--onsets", options.onsets, "List the onsets");
     command->add_flag("--key-segments", options.keySegments, "List the stretches of one key");
     command->add_flag("--pitch", options.pitch, "List the pitch of one voice, frame by frame");

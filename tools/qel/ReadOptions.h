@@ -9,7 +9,7 @@
 
 namespace qel::tool {
 
-enum class ReadFormat { Text, Json, Csv, Tsv };
+enum class ReadFormat { Text, Json, Csv, Tsv, Labels };
 
 // The command line of "qel read", before it is checked.
 struct ReadOptions {
@@ -18,6 +18,7 @@ struct ReadOptions {
     std::string output = "-";
     ReadFormat format = ReadFormat::Text;
     bool beats = false;
+    bool downBeats = false;
     bool onsets = false;
     bool keySegments = false;
     bool pitch = false;
@@ -39,7 +40,8 @@ std::vector<readings::Reading> ShownReadings(const ReadOptions& options);
 // What the library has to be asked for: those to be shown, and those of the lists.
 std::vector<readings::Reading> AskedReadings(const ReadOptions& options);
 
-// A list has no place in a row. Throws UsageError where one is asked for with CSV or TSV.
+// A list has no place in a row, and labels are one list of times of one file. Throws UsageError for
+// other requests.
 void RequireListsFit(const ReadOptions& options);
 
 } // namespace qel::tool

@@ -83,6 +83,14 @@ Json BeatsOf(const Answers& answers) {
     return list;
 }
 
+Json DownBeatsOf(const Answers& answers) {
+    Json list = Json::array();
+    for (const double seconds : answers.bars->downBeatSeconds) {
+        list.push_back({{"seconds", Rounded(seconds, kTimeDigits)}});
+    }
+    return list;
+}
+
 Json OnsetsOf(const Answers& answers) {
     Json list = Json::array();
     for (const readings::Onset& onset : *answers.onsets) {
@@ -140,6 +148,7 @@ Json ListsOf(const FileReadings& file, const ReadOptions& options) {
         }
     };
     add(options.beats, "beats", BeatsOf);
+    add(options.downBeats, "down_beats", DownBeatsOf);
     add(options.onsets, "onsets", OnsetsOf);
     add(options.keySegments, "key_segments", KeySegmentsOf);
     add(options.pitch, "pitch", PitchOf);

@@ -1,5 +1,6 @@
 #include "tools/qel/ReadingFormat.h"
 
+#include "tools/qel/ReadingLabels.h"
 #include "tools/qel/ReadingRows.h"
 #include "tools/qel/ReadingText.h"
 
@@ -12,6 +13,8 @@ std::unique_ptr<ReadingFormat> MakeReadingFormat(const ReadOptions& options) {
     case ReadFormat::Csv:
     case ReadFormat::Tsv:
         return std::make_unique<ReadingRows>(options);
+    case ReadFormat::Labels:
+        return std::make_unique<ReadingLabels>(options);
     default:
         return std::make_unique<ReadingText>(options);
     }

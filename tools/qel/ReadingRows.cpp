@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include <string_view>
+
 namespace qel::tool {
 namespace {
 
@@ -16,6 +18,16 @@ std::string FieldText(const Json& value) {
         return "";
     }
     return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+// A field of a row with tabs: with backslashes doubled, so that "\\t" is a backslash and a t, and
+// "\t" a tab.
+std::string TsvText(std::string_view field) {
+    std::string doubled;
+    for (const char c : field) {
+        doubled.append(c == '\\' ? 2 : 1, c);
+    }
+    return output::PrintableText(doubled);
 }
 
 } // namespace
@@ -40,7 +52,7 @@ std::string ReadingRows::Row(const std::vector<std::string>& fields) const {
     const char* separator = "";
     for (const std::string& field : fields) {
         row += separator;
-        row += mIsCsv ? output::CsvText(field) : output::PrintableText(field);
+        row += mIsCsv ? output::CsvText(field) : TsvText(field);
         separator = mIsCsv ? "," : "\t";
     }
     return row + '\n';

@@ -118,6 +118,14 @@ std::string BeatLines(const Answers& answers) {
     return text;
 }
 
+std::string DownBeatLines(const Answers& answers) {
+    std::string text = "  down beats: seconds\n";
+    for (const double seconds : answers.bars->downBeatSeconds) {
+        text += fmt::format("    {:.6f}\n", seconds);
+    }
+    return text;
+}
+
 std::string OnsetLines(const Answers& answers) {
     std::string text = "  onsets: seconds, strength\n";
     for (const readings::Onset& onset : *answers.onsets) {
@@ -160,6 +168,7 @@ std::string ReadingText::Entry(const FileReadings& file, bool isFirst) const {
         text += SummaryLine(reading, file.answers);
     }
     text += mOptions.beats ? BeatLines(file.answers) : "";
+    text += mOptions.downBeats ? DownBeatLines(file.answers) : "";
     text += mOptions.onsets ? OnsetLines(file.answers) : "";
     text += mOptions.keySegments ? KeySegmentLines(file.answers) : "";
     text += mOptions.pitch ? PitchLines(file.answers) : "";

@@ -39,6 +39,17 @@ TEST(CommandWordTest, AWordWithADotOrASlashIsAFileToRead) {
     EXPECT_EQ(Completed({"music/song"}), (Strings{"read", "music/song"}));
 }
 
+TEST(CommandWordTest, OptionsBeforeAFileNeedACommand) {
+    Strings arguments{"--format", "json", "song.flac"};
+    try {
+        CompleteCommandWord(arguments);
+        FAIL();
+    } catch (const UsageError& error) {
+        EXPECT_STREQ(error.what(), "--format needs a command or a file before it; try "
+                                   "\"qel read --format json song.flac\"");
+    }
+}
+
 TEST(CommandWordTest, UnknownWordsGetTheNearestCommandReadingOrKey) {
     EXPECT_EQ(FaultOf("analyse"), "unknown command \"analyse\"; did you mean \"qel analyze\"?");
     EXPECT_EQ(FaultOf("bpm"), "unknown command \"bpm\"; try \"qel read FILE\"");

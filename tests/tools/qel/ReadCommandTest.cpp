@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <numbers>
 #include <string>
@@ -199,6 +200,75 @@ TEST_F(ReadCommandTest, TsvKeepsATabOfANameInItsField) {
     EXPECT_EQ(std::count(lines[0].begin(), lines[0].end(), '\t'), 5);
     EXPECT_EQ(std::count(lines[1].begin(), lines[1].end(), '\t'), 5);
     EXPECT_EQ(lines[1].find("a\\tb.wav\t\t1.0\t"), 0u) << lines[1];
+}
+
+TEST_F(ReadCommandTest, TsvTellsABackslashOfANameFromATab) {
+    Write("a\\tb.wav", {Sine(kRateHz, 100, 0.5)});
+    const ChildResult result = Run({"read", "a\\tb.wav", "--format", "tsv", "--only", "bandwidth"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(Lines(result.out).at(1).find("a\\\\tb.wav\t\t1.0\t"), 0u) << result.out;
+}
+
+TEST_F(ReadCommandTest, LabelsHaveOneLinePerOnset) {
+    Write("clicks.wav", {Clicks()});
+    const ChildResult result = Run({"read", "clicks.wav", "--format", "labels", "--onsets"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const Strings lines = Lines(result.out);
+    ASSERT_EQ(lines.size(), 40u);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        double begin = 0;
+        double end = 0;
+        double strength = 0;
+        ASSERT_EQ(std::sscanf(lines[i].c_str(), "%lf\t%lf\t%lf", &begin, &end, &strength), 3);
+        EXPECT_NEAR(begin, 0.25 + 0.5 * static_cast<double>(i), 0.005);
+        EXPECT_EQ(begin, end);
+    }
+}
+
+TEST_F(ReadCommandTest, DownBeatsAreThoseOfTheBeatsWithPosition1) {
+    Write("clicks.wav", {Clicks()});
+    const ChildResult result = Run(
+        {"read", "clicks.wav", "--format", "json", "--only", "tempo", "--beats", "--down-beats"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const auto file = Json::parse(result.out)["files"][0];
+    std::vector<double> wanted;
+    for (const auto& beat : file["beats"]) {
+        if (beat["position"] == 1) {
+            wanted.push_back(beat["seconds"]);
+        }
+    }
+    std::vector<double> found;
+    for (const auto& beat : file["down_beats"]) {
+        found.push_back(beat["seconds"]);
+    }
+    EXPECT_EQ(found, wanted);
+    EXPECT_FALSE(found.empty());
+}
+
+TEST_F(ReadCommandTest, LabelsAreOneListOfOneFile) {
+    constexpr auto kFault = "qel: --format labels is for one list of one file; add one of --beats, "
+                            "--down-beats, --onsets, --key-segments\n";
+    for (const Strings& more :
+         {Strings{}, {"--beats", "--onsets"}, {"--pitch"}, {"--beats", "b.wav"}}) {
+        Strings arguments{"read", "a.wav", "--format", "labels"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const ChildResult result = Run(arguments);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(result.err, kFault);
+    }
+}
+
+TEST_F(ReadCommandTest, AListNamedAsAReadingGetsItsOption) {
+    const ChildResult result = Run({"read", "a.wav", "--only", "onsets"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err, "qel: --only: \"onsets\" is a list; ask for it by --onsets\n");
+}
+
+TEST_F(ReadCommandTest, AFileOfTooManyChannelsSaysHowManyAreRead) {
+    Write("a.wav", Planes(65, std::vector<float>(1000)));
+    const ChildResult result = Run({"read", "a.wav"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "qel: a.wav: has 65 channels; at most 64 can be read\n");
 }
 
 TEST_F(ReadCommandTest, ListsAreRefusedInTablesAndUnknownReadingsAreNamed) {
