@@ -6,8 +6,8 @@
 namespace qel::readings {
 namespace {
 
-// Made by bench/onsets: kInputWeights in units of kInputUnit, kInputMeans and kInputSpreads of the
-// features, kHiddenBias, kOutputWeights and kOutputBias.
+// Made by bench/truth/fit_onsets.py: kInputWeights in units of kInputUnit, kInputMeans and
+// kInputSpreads of the features, kHiddenBias, kOutputWeights and kOutputBias.
 #include "readings/OnsetWeights.inc"
 
 } // namespace

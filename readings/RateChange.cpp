@@ -14,8 +14,8 @@ constexpr double kLowestCommonHz = 44000;
 constexpr double kHighestCommonHz = 48500;
 constexpr std::uint32_t kMostParts = 64; // enough for all rates from 700 Hz to 2.8 MHz
 
-// A filter of 160 samples for a halved rate: it is flat to 0.86 of half the lower rate, and quiet
-// below -75 dB from there on.
+// A filter of 160 samples where the rate is halved. RateChangeTest measures what it keeps and
+// stops.
 constexpr int kQuality = 5;
 
 } // namespace

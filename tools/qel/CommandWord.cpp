@@ -75,7 +75,9 @@ void RefuseOptionsWithoutCommand(const std::vector<std::string>& arguments) {
     const auto isCommand = [](const std::string& word) {
         return std::ranges::find(kCommands, word) != kCommands.end();
     };
-    const bool isOption = !arguments.empty() && arguments[0].starts_with('-');
+    constexpr std::array<std::string_view, 3> kOwnOptions{"-h", "--help", "--version"};
+    const bool isOption = !arguments.empty() && arguments[0].starts_with('-') &&
+                          std::ranges::find(kOwnOptions, arguments[0]) == kOwnOptions.end();
     if (isOption && std::ranges::none_of(arguments, isCommand) &&
         std::ranges::any_of(arguments, IsFile)) {
         throw UsageError(fmt::format("{} needs a command or a file before it; try \"qel read {}\"",

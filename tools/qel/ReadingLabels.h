@@ -6,8 +6,8 @@
 
 namespace qel::tool {
 
-// A list as a label track: a line per entry, with begin, end and text between tabs, as those of "qel
-// analyze --format labels".
+// A list as a label track: a line per entry, with begin, end and text between tabs, as those of
+// "qel analyze --format labels".
 class ReadingLabels : public ReadingFormat {
 public:
     explicit ReadingLabels(const ReadOptions& options) : mOptions(options) {}

@@ -234,12 +234,12 @@ TEST_F(ReadCommandTest, DownBeatsAreThoseOfTheBeatsWithPosition1) {
     std::vector<double> wanted;
     for (const auto& beat : file["beats"]) {
         if (beat["position"] == 1) {
-            wanted.push_back(beat["seconds"]);
+            wanted.push_back(beat["seconds"].get<double>());
         }
     }
     std::vector<double> found;
     for (const auto& beat : file["down_beats"]) {
-        found.push_back(beat["seconds"]);
+        found.push_back(beat["seconds"].get<double>());
     }
     EXPECT_EQ(found, wanted);
     EXPECT_FALSE(found.empty());
