@@ -63,14 +63,14 @@ double centsBetween(double hz, double other) {
     return std::abs(1200 * std::log2(hz / other));
 }
 
-class SampleRateTest : public testing::TestWithParam<double> {};
+class SampleRateAgreementTest : public testing::TestWithParam<double> {};
 
 Answers readPiece(double rateHz) {
     return read({Reading::Tempo, Reading::Beats, Reading::Key, Reading::Onsets}, piece(rateHz),
                 rateHz);
 }
 
-TEST_P(SampleRateTest, MusicHasItsTempoBeatsOnsetsAndKey) {
+TEST_P(SampleRateAgreementTest, MusicHasItsTempoBeatsOnsetsAndKey) {
     static const Answers wanted = readPiece(kRateHz);
     const Answers answers = readPiece(GetParam());
     EXPECT_TRUE(answers.tempo->isSteady);
@@ -89,7 +89,7 @@ TEST_P(SampleRateTest, MusicHasItsTempoBeatsOnsetsAndKey) {
     }
 }
 
-TEST_P(SampleRateTest, AToneHasItsPitch) {
+TEST_P(SampleRateAgreementTest, AToneHasItsPitch) {
     for (const double hz : {82.4, 440.0, 1100.0}) {
         const Answers answers = read({Reading::Pitch}, tone(hz, 1, 0.3f, GetParam()), GetParam());
         ASSERT_GE(answers.pitch->size(), 18u);
@@ -100,7 +100,7 @@ TEST_P(SampleRateTest, AToneHasItsPitch) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rates, SampleRateTest,
+INSTANTIATE_TEST_SUITE_P(Rates, SampleRateAgreementTest,
                          testing::Values(8000.0, 11025.0, 16000.0, 22050.0, 44100.0, 48000.0,
                                          88200.0, 96000.0, 192000.0));
 
