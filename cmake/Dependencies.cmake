@@ -58,6 +58,7 @@ if(QEL_BUILD_TOOLS)
     find_package(CLI11 REQUIRED)
     find_package(nlohmann_json REQUIRED)
     pkg_check_modules(SQLITE REQUIRED IMPORTED_TARGET sqlite3)
+    find_package(ZLIB REQUIRED)
 endif()
 
 if(qelOwnTests)

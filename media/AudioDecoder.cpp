@@ -343,6 +343,9 @@ Report AudioDecoder::Report() const {
     report.leadingFramesTrimmed = mTrimmer.LeadingFrames();
     report.trailingFramesTrimmed = mTrimmer.TrailingFrames();
     report.damagedPackets = mDamagedPackets;
+    report.title = mFile.Tag("title");
+    report.artist = mFile.Tag("artist");
+    report.album = mFile.Tag("album");
     if (mDamagedPackets > 0) {
         report.warnings.push_back(
             {fmt::format("{} {} left out", Packets("damaged packet", mDamagedPackets),

@@ -199,6 +199,16 @@ std::optional<std::int64_t> MediaFile::DeclaredFrames(int rateHz) const {
     return Positive(av_rescale_q(mStream->duration, mStream->time_base, AVRational{1, rateHz}));
 }
 
+std::string MediaFile::Tag(const char* name) const {
+    for (const AVDictionary* tags : {mContext->metadata, mStream->metadata}) {
+        const AVDictionaryEntry* entry = av_dict_get(tags, name, nullptr, 0);
+        if (entry != nullptr) {
+            return entry->value;
+        }
+    }
+    return "";
+}
+
 std::int64_t MediaFile::DeclaredSlack(int rateHz) const {
     const bool countsPackets = ContainerName() == "caf" && mPackets > 0;
     const std::int64_t ticks = countsPackets ? mStream->duration / mPackets : 1;

@@ -37,6 +37,9 @@ public:
     // Short name of the container, as FFmpeg has it ("wav", "ogg", "mov").
     std::string ContainerName() const;
 
+    // What the file says under that name, or its audio stream; empty where it says nothing.
+    std::string Tag(const char* name) const;
+
     // Length that the container states, in frames at rateHz and before trimming; empty when it
     // states none, or when FFmpeg had to estimate it from the bit rate.
     std::optional<std::int64_t> DeclaredFrames(int rateHz) const;

@@ -11,6 +11,7 @@ namespace qel::readings {
 namespace {
 
 constexpr std::size_t kMostFrames = 4096; // that are interleaved at a time
+constexpr double kMomentsPerSecond = 10;
 constexpr int kMode = EBUR128_MODE_I | EBUR128_MODE_LRA | EBUR128_MODE_TRUE_PEAK;
 
 // A level in decibels; none for 0.
@@ -52,13 +53,16 @@ void LoudnessMeter::Destroy::operator()(ebur128_state* state) const {
 }
 
 LoudnessMeter::LoudnessMeter(const Setup& setup)
-    : mSetup(setup), mInterleaved(kMostFrames * setup.channels) {
+    : mSetup(setup), mInterleaved(kMostFrames * setup.channels),
+      mHopFrames(static_cast<std::size_t>(std::lround(setup.sampleRateHz / kMomentsPerSecond))) {
     reset();
 }
 
 LoudnessMeter::~LoudnessMeter() = default;
 
 void LoudnessMeter::reset() {
+    mHopPlace = 0;
+    mMomentary.clear();
     const auto rate = static_cast<unsigned long>(std::lround(mSetup.sampleRateHz));
     mState.reset(ebur128_init(mSetup.channels, rate, kMode));
     if (mState == nullptr) {
@@ -71,22 +75,43 @@ void LoudnessMeter::reset() {
     }
 }
 
+// Cut where a momentary loudness is to be taken.
 void LoudnessMeter::add(std::span<const float* const> channels, std::size_t frames) {
-    for (std::size_t first = 0; first < frames; first += kMostFrames) {
-        const std::size_t count = std::min(kMostFrames, frames - first);
-        for (std::size_t c = 0; c < channels.size(); ++c) {
-            for (std::size_t i = 0; i < count; ++i) {
-                mInterleaved[i * channels.size() + c] = usable(channels[c][first + i]);
-            }
-        }
-        if (ebur128_add_frames_float(mState.get(), mInterleaved.data(), count) != 0) {
-            throw std::bad_alloc();
+    for (std::size_t first = 0; first < frames;) {
+        const std::size_t count =
+            std::min({kMostFrames, frames - first, mHopFrames - mHopPlace});
+        addPiece(channels, first, count);
+        first += count;
+        mHopPlace += count;
+        if (mHopPlace == mHopFrames) {
+            mHopPlace = 0;
+            takeMomentary();
         }
     }
 }
 
+void LoudnessMeter::addPiece(std::span<const float* const> channels, std::size_t first,
+                             std::size_t count) {
+    for (std::size_t c = 0; c < channels.size(); ++c) {
+        for (std::size_t i = 0; i < count; ++i) {
+            mInterleaved[i * channels.size() + c] = usable(channels[c][first + i]);
+        }
+    }
+    if (ebur128_add_frames_float(mState.get(), mInterleaved.data(), count) != 0) {
+        throw std::bad_alloc();
+    }
+}
+
+void LoudnessMeter::takeMomentary() {
+    double value = 0;
+    ebur128_loudness_momentary(mState.get(), &value);
+    mMomentary.push_back(static_cast<float>(value));
+}
+
 Loudness LoudnessMeter::finish() const {
     Loudness loudness;
+    loudness.momentaryHopSeconds = static_cast<double>(mHopFrames) / mSetup.sampleRateHz;
+    loudness.momentaryLufs = mMomentary;
     loudness.truePeakDbtp = decibels(greatestPeak(mState.get(), ebur128_true_peak));
     loudness.samplePeakDbfs = decibels(greatestPeak(mState.get(), ebur128_sample_peak));
     double value = 0;

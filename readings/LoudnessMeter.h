@@ -28,9 +28,15 @@ private:
         void operator()(ebur128_state* state) const;
     };
 
+    void addPiece(std::span<const float* const> channels, std::size_t first, std::size_t count);
+    void takeMomentary();
+
     const Setup mSetup;
     std::unique_ptr<ebur128_state, Destroy> mState;
     std::vector<float> mInterleaved;
+    const std::size_t mHopFrames; // from a momentary loudness to the next one
+    std::size_t mHopPlace = 0;    // frames since the last one
+    std::vector<float> mMomentary;
 };
 
 } // namespace qel::readings

@@ -90,6 +90,10 @@ struct Report {
     std::int64_t leadingFramesTrimmed = 0;  // frames dropped at the start: the encoder's delay
     std::int64_t trailingFramesTrimmed = 0; // frames dropped at the end: the encoder's padding
     std::int64_t damagedPackets = 0;        // packets that are missing or could not be decoded
+    // Tags of the file, as they stand there: any bytes, of any length. Empty: none.
+    std::string title;
+    std::string artist;
+    std::string album;
     std::vector<Warning> warnings;
 };
 
@@ -141,6 +145,40 @@ public:
 
     // What is known of the file. Counts and warnings are final once read() has met the end.
     Report report() const;
+
+private:
+    struct Inside;
+    std::unique_ptr<Inside> mInside;
+};
+
+// Codes samples as Opus in Ogg, in memory: a small copy to be listened to. Move only; a moved-from
+// encoder can be assigned to and destroyed, and nothing else.
+//
+// Life: construct, write any number of times, finish.
+//
+// Threads: one thread at a time per encoder.
+class QEL_MEDIA_API OpusEncoder {
+public:
+    // Whether the installed FFmpeg can code Opus. Any thread.
+    static bool isAvailable() noexcept;
+
+    //   sampleRateHz   of what will be written, above 0; the copy has 48000 Hz
+    //   channels       1 or 2
+    //   bitsPerSecond  of the copy, about
+    //
+    // Error with Unreadable if the encoder cannot be set up. std::invalid_argument for other
+    // numbers of channels and rates. std::bad_alloc.
+    OpusEncoder(int sampleRateHz, std::size_t channels, int bitsPerSecond = 96000);
+    ~OpusEncoder();
+    OpusEncoder(OpusEncoder&& other) noexcept;
+    OpusEncoder& operator=(OpusEncoder&& other) noexcept;
+
+    // Codes the next samples, one pointer per channel. Error with Unreadable, std::bad_alloc.
+    void write(std::span<const float* const> channels, std::size_t frames);
+
+    // Ends the stream: the bytes of the file, whose first sample is the first that was written.
+    // Once per encoder.
+    std::string finish();
 
 private:
     struct Inside;

@@ -6,10 +6,12 @@
 #include "tools/batch/BatchCommand.h"
 #include "tools/qel/AnalyzeCommand.h"
 #include "tools/qel/Arguments.h"
+#include "tools/qel/ClicksCommand.h"
 #include "tools/qel/CommandWord.h"
 #include "tools/qel/KeysCommand.h"
 #include "tools/qel/ReadArguments.h"
 #include "tools/qel/ReadCommand.h"
+#include "tools/qel/ReportCommand.h"
 #include "tools/qel/SelfTestCommand.h"
 #include "tools/qel/StandardStreams.h"
 #include "tools/qel/ToolError.h"
@@ -44,6 +46,10 @@ struct CommandLine {
     ReadOptions read;
     BatchOptions batch;
     MergeOptions merge;
+    ReportOptions report;
+    ClicksOptions clicks;
+    CLI::App* reportCommand = nullptr;
+    CLI::App* clicksCommand = nullptr;
     CLI::App* readCommand = nullptr;
     CLI::App* analyzeCommand = nullptr;
     CLI::App* batchCommand = nullptr;
@@ -150,6 +156,10 @@ void AddCommands(CLI::App& app, CommandLine& line) {
     line.batchCommand->footer(kFooter);
     line.mergeCommand = AddMerge(app, line.merge);
     line.mergeCommand->footer(kFooter);
+    line.reportCommand = AddReport(app, line.report);
+    line.reportCommand->footer(kFooter);
+    line.clicksCommand = AddClicks(app, line.clicks);
+    line.clicksCommand->footer(kFooter);
     line.keysCommand = app.add_subcommand("keys", "List the keys");
     line.keysCommand->add_flag("--json", line.jsonKeys, "Describe all keys completely, in JSON");
     line.describeCommand = app.add_subcommand("describe", "Describe one key completely");
@@ -175,6 +185,12 @@ int Run(const CommandLine& line) {
     }
     if (line.mergeCommand->parsed()) {
         return RunMergeCommand(line.merge);
+    }
+    if (line.reportCommand->parsed()) {
+        return RunReport(line.report);
+    }
+    if (line.clicksCommand->parsed()) {
+        return RunClicks(line.clicks);
     }
     return RunAnalyze(line.analyze);
 }
@@ -205,13 +221,16 @@ void UnguardBrackets(CommandLine& line) {
     for (auto* texts :
          {&options.files, &options.keyLists, &options.parameters, &line.read.files, &line.read.only,
           &line.batch.sources, &line.batch.lists, &line.batch.matches, &line.batch.keyLists,
-          &line.batch.readings, &line.batch.parameters, &line.merge.datasets}) {
+          &line.batch.readings, &line.batch.parameters, &line.merge.datasets, &line.report.files,
+          &line.clicks.marks}) {
         std::for_each(texts->begin(), texts->end(), Unguard);
     }
     Unguard(options.output);
-    Unguard(line.read.output);
-    Unguard(line.batch.out);
-    Unguard(line.merge.out);
+    for (std::string* text :
+         {&line.read.output, &line.batch.out, &line.merge.out, &line.report.output,
+          &line.report.pageTemplate, &line.clicks.file, &line.clicks.output}) {
+        Unguard(*text);
+    }
     Unguard(options.minStrength);
     Unguard(line.describedKey);
 }

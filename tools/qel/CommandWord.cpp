@@ -16,8 +16,8 @@
 namespace qel::tool {
 namespace {
 
-constexpr std::array<std::string_view, 7> kCommands{"read", "analyze",  "batch",   "merge",
-                                                    "keys", "describe", "selftest"};
+constexpr std::array<std::string_view, 9> kCommands{
+    "read", "analyze", "batch", "merge", "report", "clicks", "keys", "describe", "selftest"};
 
 // Words for what "qel read" tells, and the command that does.
 struct ReadingWord {

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "page/Picture.h"
+#include "page/WaveformBuilder.h"
+
+#include <QelMedia.hpp>
+#include <QelReadings.hpp>
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace qel::page {
+
+// Everything that the page of a song shows, but its sound.
+struct Song {
+    std::string path;
+    double sampleRateHz = 0;
+    std::size_t channels = 0; // of the file
+    std::int64_t frames = 0;
+    std::uint64_t bytes = 0; // size of the file
+    media::Report report;
+    readings::Answers answers;
+    Waveform waveform;
+    std::map<std::string, Picture> pictures; // by the id of the lane
+};
+
+} // namespace qel::page

@@ -1,0 +1,77 @@
+#include "page/SpectrumCollector.h"
+
+#include <QelAudioAnalysis/Keys.hpp>
+
+#include <cmath>
+
+namespace qel::page {
+namespace {
+
+constexpr std::size_t kBins = 512;
+constexpr double kLowestPitchHz = 90; // of "constant q spectrum"
+constexpr double kRowsPerOctave = 36;
+
+// Where the first column of a key begins, so that each lies around the middle of its frame.
+double FirstSeconds(const KeyMetaData& key) {
+    return (key.frameSamples - key.hopSamples) / (2 * key.sampleRateHz);
+}
+
+PictureBuilder BuilderFor(const Lane& lane, const Analyzer& analyzer, bool beginsWithFrame) {
+    const KeyMetaData key = analyzer.metaData(lane.source);
+    return {lane, beginsWithFrame ? 0 : FirstSeconds(key), key.hopSamples / key.sampleRateHz};
+}
+
+} // namespace
+
+SpectrumCollector::SpectrumCollector(const LaneList& lanes, double sampleRateHz,
+                                     std::uint32_t mostFrames)
+    : mSampleRateHz(sampleRateHz),
+      mAnalyzer(std::vector<std::string>{lanes.LaneOf("spectrogram").source,
+                                         lanes.LaneOf("constantq").source,
+                                         lanes.LaneOf("chroma").source},
+                {.sampleRateHz = sampleRateHz, .maxFrames = mostFrames}),
+      mRows(sampleRateHz, kBins, static_cast<std::size_t>(lanes.LaneOf("spectrogram").rows)),
+      mSpectrum(BuilderFor(lanes.LaneOf("spectrogram"), mAnalyzer, false)),
+      // All its kernels begin with the frame.
+      mConstantQ(BuilderFor(lanes.LaneOf("constantq"), mAnalyzer, true)),
+      mChroma(BuilderFor(lanes.LaneOf("chroma"), mAnalyzer, false)), mMagnitudes(kBins),
+      mColumn(mRows.Rows()) {
+    mAnalyzer.onResult([this, &lanes](const Result& result) {
+        if (result.key() == lanes.LaneOf("spectrogram").source) {
+            TakeSpectrum(result.complexes());
+        } else if (result.key() == lanes.LaneOf("constantq").source) {
+            TakeConstantQ(result.floats());
+        } else if (result.key() == lanes.LaneOf("chroma").source) {
+            mChroma.Add(result.floats());
+        }
+    });
+}
+
+// Its first pair is no complex number: the term at 0 Hz, and that at half the rate.
+void SpectrumCollector::TakeSpectrum(std::span<const std::complex<float>> bins) {
+    mMagnitudes[0] = std::abs(bins[0].real());
+    for (std::size_t k = 1; k < bins.size(); ++k) {
+        mMagnitudes[k] = std::abs(bins[k]);
+    }
+    mRows.Fill(mMagnitudes, mColumn);
+    mSpectrum.Add(mColumn);
+}
+
+// Bins above half the rate show images of lower tones, and are left out.
+void SpectrumCollector::TakeConstantQ(std::span<const float> values) {
+    std::vector<float> column(values.begin(), values.end());
+    for (std::size_t k = 0; k < column.size(); ++k) {
+        const double hz = kLowestPitchHz * std::exp2(static_cast<double>(k) / kRowsPerOctave);
+        column[k] = hz < mSampleRateHz / 2 ? column[k] : 0;
+    }
+    mConstantQ.Add(column);
+}
+
+std::map<std::string, Picture> SpectrumCollector::Finish(double seconds) {
+    mAnalyzer.finish();
+    return {{"spectrogram", mSpectrum.Finish(seconds)},
+            {"constantq", mConstantQ.Finish(seconds)},
+            {"chroma", mChroma.Finish(seconds)}};
+}
+
+} // namespace qel::page

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "page/LaneList.h"
+#include "page/PictureBuilder.h"
+#include "page/RowMap.h"
+
+#include <QelAudioAnalysis/Analyzer.hpp>
+
+#include <cstddef>
+#include <map>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace qel::page {
+
+// The pictures whose columns are frames of keys that are delivered while audio is pushed: spectrum,
+// constant Q, chroma.
+class SpectrumCollector {
+public:
+    SpectrumCollector(const LaneList& lanes, double sampleRateHz, std::uint32_t mostFrames);
+
+    // The next samples, at most `mostFrames`.
+    void Push(std::span<const float> samples) { mAnalyzer.push(samples); }
+
+    // Ends the stream of that many seconds and hands out the pictures by the ids of their lanes.
+    std::map<std::string, Picture> Finish(double seconds);
+
+private:
+    void TakeSpectrum(std::span<const std::complex<float>> bins);
+    void TakeConstantQ(std::span<const float> values);
+
+    const double mSampleRateHz;
+    Analyzer mAnalyzer;
+    RowMap mRows;
+    PictureBuilder mSpectrum;
+    PictureBuilder mConstantQ;
+    PictureBuilder mChroma;
+    std::vector<float> mMagnitudes;
+    std::vector<float> mColumn;
+};
+
+} // namespace qel::page

@@ -1,0 +1,145 @@
+#include "tools/qel/ReportCommand.h"
+
+#include "output/files/AtomicFile.h"
+#include "output/files/OutputDirectory.h"
+#include "output/files/OutputName.h"
+#include "page/AudioCopy.h"
+#include "page/IndexPage.h"
+#include "page/SongCollector.h"
+#include "page/SongDescription.h"
+#include "page/SongPage.h"
+#include "tools/qel/FileRun.h"
+#include "tools/qel/ToolError.h"
+
+#include <filesystem>
+#include <fmt/format.h>
+#include <optional>
+#include <unistd.h>
+
+namespace qel::tool {
+namespace {
+
+// Writes the pages of a run: of one song, or of several and the table of them.
+class Reporter {
+public:
+    explicit Reporter(const ReportOptions& options)
+        : mOptions(options), mTemplate(options.pageTemplate),
+          mProgress(STDERR_FILENO, isatty(STDERR_FILENO) != 0 && !options.quiet) {}
+
+    int Run() {
+        const bool isOne = mOptions.files.size() == 1;
+        bool good = true;
+        for (const std::string& path : mOptions.files) {
+            good = Report(path, isOne ? std::filesystem::path(mOptions.output) : PageOf(path)) && good;
+        }
+        if (!isOne) {
+            Write(mOptions.output, [&](page::PageWriter& page) { WriteIndexPage(page, mEntries); });
+        }
+        return good ? kExitSuccess : kExitFailure;
+    }
+
+private:
+    // "songs.html" has the pages of its songs in "songs-pages".
+    std::filesystem::path Folder() const {
+        const std::filesystem::path index(mOptions.output);
+        return index.parent_path() / (index.stem().string() + "-pages");
+    }
+
+    std::filesystem::path PageOf(const std::string& path) const {
+        constexpr std::size_t kMostBytes = 250; // of a name, before ".html"
+        const std::string name = output::OutputName(path);
+        return Folder() /
+               (name.substr(name.size() - std::min(name.size(), kMostBytes)) + ".html");
+    }
+
+    bool Report(const std::string& path, const std::filesystem::path& target) {
+        const auto work = [&] { return WriteSong(path, target); };
+        const auto fail = [&](const std::string& reason) {
+            const std::string name = std::filesystem::path(path).filename().string();
+            mEntries.push_back({"", reason, {{"name", page::ShownText(name)}}});
+        };
+        return TryFile(path, mProgress, work, fail);
+    }
+
+    std::vector<std::string> WriteSong(const std::string& path,
+                                       const std::filesystem::path& target) try {
+        const page::Song song = page::CollectSong(
+            path, {.begin = [&](std::int64_t frames,
+                                int rateHz) { mProgress.Begin(path, frames, rateHz); },
+                   .advance = [&](std::int64_t frames) { mProgress.Advance(frames); }});
+        std::optional<page::AudioCopy> audio;
+        if (!mOptions.noAudio) {
+            audio.emplace(path, song.report);
+        }
+        Write(target.string(), [&](page::PageWriter& page) {
+            WriteSongPage(page, song, audio ? &*audio : nullptr);
+        });
+        const std::string link = (Folder().filename() / target.filename()).string();
+        mEntries.push_back({link, "", DescribeSong(song)});
+        std::vector<std::string> warnings;
+        for (const media::Warning& warning : song.report.warnings) {
+            warnings.push_back(warning.text);
+        }
+        mProgress.Clear();
+        return warnings;
+    } catch (const page::SongError& error) {
+        throw ToolError(error.what());
+    }
+
+    template <typename Fill>
+    void Write(const std::string& path, Fill fill) {
+        std::optional<output::OutputDirectory> directory; // outlives the file
+        if (path != "-") {
+            directory.emplace(std::filesystem::path(path).parent_path());
+        }
+        output::AtomicFile file(path, mOptions.overwrite ? output::Existing::Replace
+                                                         : output::Existing::Refuse);
+        page::PageWriter page(file.Sink(), mTemplate);
+        fill(page);
+        file.Commit();
+    }
+
+    const ReportOptions& mOptions;
+    const page::PageTemplate mTemplate;
+    ProgressBar mProgress;
+    std::vector<page::IndexEntry> mEntries;
+};
+
+} // namespace
+
+CLI::App* AddReport(CLI::App& app, ReportOptions& options) {
+    CLI::App* command = app.add_subcommand(
+        "report", "Write a page of HTML that shows a song; of several songs, a page each and a "
+                  "table of them");
+    command->add_option("FILE", options.files, "Audio files")->required();
+    command
+        ->add_option("--output", options.output,
+                     "The page. With several files: the table, beside which a directory \"NAME-pages\" "
+                     "gets the pages of the songs. Missing directories are created")
+        ->required()
+        ->type_name("PAGE.html");
+    command->add_flag("--no-audio", options.noAudio, "Leave the sound out");
+    command
+        ->add_option("--template", options.pageTemplate,
+                     "The template to fill. Default: the one that was built with the tool")
+        ->type_name("PATH");
+    command->add_flag("--overwrite", options.overwrite,
+                      "Replace existing pages; without this option they are refused");
+    command->add_flag("--quiet", options.quiet, "Draw no progress bar");
+    return command;
+}
+
+int RunReport(const ReportOptions& options) try {
+    if (options.output.empty()) {
+        throw UsageError("--output is empty");
+    }
+    if (options.output == "-" && options.files.size() > 1) {
+        throw UsageError("--output - takes the page of one file; name a file for several");
+    }
+    RefuseToOverwriteInput(options.files, options.output);
+    return Reporter(options).Run();
+} catch (const page::TemplateError& error) {
+    throw ToolError(error.what());
+}
+
+} // namespace qel::tool
