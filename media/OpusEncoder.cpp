@@ -1,5 +1,5 @@
-// The encoder that clients see, over FFmpeg's: samples to 48000 Hz, in frames of 20 ms, into a file in
-// memory.
+// The encoder that clients see, over FFmpeg's: samples to 48000 Hz, in frames of 20 ms, into a file
+// in memory.
 
 #include "media/ffmpeg/AvHandles.h"
 
@@ -112,10 +112,10 @@ struct OpusEncoder::Inside {
         const std::size_t before = waiting.size();
         waiting.resize(before + static_cast<std::size_t>(std::max(most, 0)) * width);
         auto* out = reinterpret_cast<std::uint8_t*>(waiting.data() + before);
-        const int got = swr_convert(
-            converter.get(), &out, most,
-            const_cast<const std::uint8_t**>(reinterpret_cast<const std::uint8_t* const*>(channels)),
-            in);
+        const int got = swr_convert(converter.get(), &out, most,
+                                    const_cast<const std::uint8_t**>(
+                                        reinterpret_cast<const std::uint8_t* const*>(channels)),
+                                    in);
         Require(got >= 0, "its rate cannot be converted");
         waiting.resize(before + static_cast<std::size_t>(got) * width);
         const std::size_t whole = static_cast<std::size_t>(encoder->frame_size) * width;

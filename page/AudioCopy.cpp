@@ -71,9 +71,8 @@ std::string CodedAsOpus(media::Reader& file) {
 
 std::string CodedAsWav(media::Reader& file) {
     std::string samples;
-    Decode(file, [&](const media::Block& block) {
-        samples += WavSamples(block.channels, block.frames);
-    });
+    Decode(file,
+           [&](const media::Block& block) { samples += WavSamples(block.channels, block.frames); });
     return WavHeader(file.sampleRateHz(), file.channels(), samples.size()) + samples;
 }
 

@@ -11,9 +11,9 @@ std::vector<float> ClickSound(const Click& click, double sampleRateHz) {
     std::vector<float> samples(static_cast<std::size_t>(std::lround(click.seconds * sampleRateHz)));
     for (std::size_t i = 0; i < samples.size(); ++i) {
         const double t = static_cast<double>(i) / sampleRateHz;
-        samples[i] = static_cast<float>(click.gain *
-                                        std::cos(2 * std::numbers::pi * click.frequencyHz * t) *
-                                        std::exp(-kDecay * t / click.seconds));
+        samples[i] =
+            static_cast<float>(click.gain * std::cos(2 * std::numbers::pi * click.frequencyHz * t) *
+                               std::exp(-kDecay * t / click.seconds));
     }
     return samples;
 }
@@ -40,7 +40,8 @@ void ClickMixer::Mix(std::span<float* const> channels, std::size_t frames) {
         const std::int64_t last = std::min(end, click.firstFrame + length);
         for (std::int64_t frame = first; frame < last; ++frame) {
             for (float* channel : channels) {
-                channel[frame - mFrame] += sound[static_cast<std::size_t>(frame - click.firstFrame)];
+                channel[frame - mFrame] +=
+                    sound[static_cast<std::size_t>(frame - click.firstFrame)];
             }
         }
     }

@@ -50,8 +50,7 @@ Triple OnSpiral(double place) {
 // The transfer function of sRGB (IEC 61966-2-1).
 std::uint8_t Coded(double linear) {
     const double part = std::clamp(linear, 0.0, 1.0);
-    const double coded =
-        part <= 0.0031308 ? 12.92 * part : 1.055 * std::pow(part, 1 / 2.4) - 0.055;
+    const double coded = part <= 0.0031308 ? 12.92 * part : 1.055 * std::pow(part, 1 / 2.4) - 0.055;
     return static_cast<std::uint8_t>(std::lround(255 * coded));
 }
 

@@ -3,6 +3,7 @@
 #include "page/PageWriter.h"
 
 #include <nlohmann/json.hpp>
+
 #include <string>
 #include <vector>
 
@@ -10,9 +11,9 @@ namespace qel::page {
 
 // A song in the table of songs.
 struct IndexEntry {
-    std::string page;                // relative to the index; empty: it has none
-    std::string error;               // why it has none
-    nlohmann::ordered_json song;     // DescribeSong, or the name alone
+    std::string page;            // relative to the index; empty: it has none
+    std::string error;           // why it has none
+    nlohmann::ordered_json song; // DescribeSong, or the name alone
 };
 
 // Writes the page that compares songs in a table.

@@ -1,7 +1,8 @@
 #include "page/LaneList.h"
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
+
+#include <algorithm>
 #include <stdexcept>
 
 namespace qel::page {

@@ -1,6 +1,7 @@
 #include "page/PageTemplate.h"
 
 #include <fmt/format.h>
+
 #include <fstream>
 #include <iterator>
 #include <string_view>
@@ -23,7 +24,8 @@ PageTemplate::PageTemplate(std::filesystem::path path) {
     const bool isOwn = path.empty();
     path = isOwn ? BesideProgram() : path;
     std::ifstream file(path, std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::string text((std::istreambuf_iterator<char>(file)),
+                           std::istreambuf_iterator<char>());
     if (text.empty()) {
         throw TemplateError(fmt::format(
             "no template of the page at {}: {}", path.string(),
@@ -32,8 +34,8 @@ PageTemplate::PageTemplate(std::filesystem::path path) {
     }
     const std::size_t place = text.find(kPlace);
     if (place == std::string::npos) {
-        throw TemplateError(fmt::format("{} is no template of the page: it has no line {}",
-                                        path.string(), kPlace));
+        throw TemplateError(
+            fmt::format("{} is no template of the page: it has no line {}", path.string(), kPlace));
     }
     mHead = text.substr(0, place);
     mTail = text.substr(place + kPlace.size());

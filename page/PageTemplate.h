@@ -11,8 +11,8 @@ struct TemplateError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// The page without a song, which the folder report/ is built into: one file of HTML with a place for
-// the data.
+// The page without a song, which the folder report/ is built into: one file of HTML with a place
+// for the data.
 class PageTemplate {
 public:
     // An empty path is the template that was installed or built beside this program. Throws

@@ -2,9 +2,10 @@
 
 #include "page/Base64.h"
 
-#include <bit>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+
+#include <bit>
 
 static_assert(std::endian::native == std::endian::little, "browsers read little-endian numbers");
 
@@ -59,7 +60,7 @@ std::string ShownText(const std::string& text) {
         return text;
     }
     std::size_t end = kLongestText;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0u) == 0x80u) {
         --end; // not within a character of UTF-8
     }
     return text.substr(0, end) + "...";

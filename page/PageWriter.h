@@ -3,8 +3,9 @@
 #include "output/files/TextSink.h"
 #include "page/PageTemplate.h"
 
-#include <cstddef>
 #include <nlohmann/json_fwd.hpp>
+
+#include <cstddef>
 #include <span>
 #include <string>
 #include <string_view>

@@ -25,15 +25,15 @@ std::uint8_t IndexOf(double place) {
 
 PictureBuilder::PictureBuilder(const Lane& lane, double firstSeconds, double hopSeconds,
                                std::size_t mostColumns)
-    : mLane(lane), mFirstSeconds(firstSeconds), mHopSeconds(hopSeconds),
-      mMostColumns(mostColumns) {}
+    : mLane(lane), mFirstSeconds(firstSeconds), mHopSeconds(hopSeconds), mMostColumns(mostColumns) {
+}
 
 std::uint8_t PictureBuilder::Stored(float value) const {
     if (!(value > 0)) {
         return 0;
     }
     if (mLane.spanDecibels == 0) {
-        return static_cast<std::uint8_t>(std::lround(std::min(value, 1.0F) * 255));
+        return static_cast<std::uint8_t>(std::lround(std::min(value, 1.0f) * 255));
     }
     const double decibels = 20 * std::log10(value / mLane.fullScale);
     return static_cast<std::uint8_t>(

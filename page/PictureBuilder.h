@@ -13,8 +13,8 @@ namespace qel::page {
 // Makes a picture from its columns, as long a stream as may come: beyond a number of columns two
 // become one, of which the greater value stays, so that memory and page stay small.
 //
-// Levels are kept in half decibels until the loudest one is known, which decides what is shown: from
-// it, rounded up to 5 dB, as many decibels down as the lane spans.
+// Levels are kept in half decibels until the loudest one is known, which decides what is shown:
+// from it, rounded up to 5 dB, as many decibels down as the lane spans.
 class PictureBuilder {
 public:
     // Pictures become half as long when they would have more columns than this: 6 minutes of

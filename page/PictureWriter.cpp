@@ -2,8 +2,9 @@
 
 #include "page/PngImage.h"
 
-#include <algorithm>
 #include <fmt/format.h>
+
+#include <algorithm>
 #include <vector>
 
 namespace qel::page {

@@ -4,6 +4,7 @@
 #include "page/Picture.h"
 
 #include <nlohmann/json.hpp>
+
 #include <string>
 
 namespace qel::page {

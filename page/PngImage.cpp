@@ -16,15 +16,15 @@ constexpr int kEffort = 6; // of zlib: more takes twice as long for two per cent
 std::string BigEndian(std::uint32_t number) {
     std::string bytes;
     for (int shift = 24; shift >= 0; shift -= 8) {
-        bytes += static_cast<char>(number >> shift & 0xFFU);
+        bytes += static_cast<char>(number >> shift & 0xFFu);
     }
     return bytes;
 }
 
 std::string Chunk(std::string_view type, std::string_view content) {
     const std::string body = std::string(type) + std::string(content);
-    const auto sum = crc32(0, reinterpret_cast<const Bytef*>(body.data()),
-                           static_cast<uInt>(body.size()));
+    const auto sum =
+        crc32(0, reinterpret_cast<const Bytef*>(body.data()), static_cast<uInt>(body.size()));
     return BigEndian(static_cast<std::uint32_t>(content.size())) + body +
            BigEndian(static_cast<std::uint32_t>(sum));
 }

@@ -58,7 +58,7 @@ void ReassignedCollector::Take(std::span<const std::complex<float>> bins) {
         mGreatest[0] = 0; // holds what has no frequency
         mRows.Fill(mGreatest, mColumn);
         mBuilder.Add(mColumn);
-        std::ranges::fill(mGreatest, 0.0F);
+        std::ranges::fill(mGreatest, 0.0f);
     }
 }
 

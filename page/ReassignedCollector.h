@@ -13,9 +13,10 @@
 
 namespace qel::page {
 
-// The picture of the reassigned spectrum. Its key keeps all frames of a stream until the end, 120 MB
-// a minute: the stream is analyzed in pieces of a few seconds. Pieces overlap by a frame, so that
-// all frames are there; what would move over the border of a piece, by less than a frame, stays.
+// The picture of the reassigned spectrum. Its key keeps all frames of a stream until the end, 120
+// MB a minute: the stream is analyzed in pieces of a few seconds. Pieces overlap by a frame, so
+// that all frames are there; what would move over the border of a piece, by less than a frame,
+// stays.
 class ReassignedCollector {
 public:
     ReassignedCollector(const LaneList& lanes, double sampleRateHz);

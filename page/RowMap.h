@@ -11,8 +11,8 @@ namespace qel::page {
 // scale: mel = 2595 log10(1 + f / 700) (O'Shaughnessy, Speech communication, 1987). Row r of n
 // covers the mels from r / n to (r + 1) / n of those of half the sample rate.
 //
-// A row has the greatest value of the bins whose middle lies in it; where there is none, that of the
-// bin around the middle of the row.
+// A row has the greatest value of the bins whose middle lies in it; where there is none, that of
+// the bin around the middle of the row.
 class RowMap {
 public:
     // Bin k lies at k * rate / (2 * bins).

@@ -6,11 +6,12 @@
 #include "page/SpectrumCollector.h"
 #include "page/WaveformBuilder.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <filesystem>
-#include <fmt/format.h>
 
 namespace qel::page {
 namespace {
@@ -18,8 +19,8 @@ namespace {
 using readings::Reading;
 
 constexpr std::size_t kBlockFrames = 4096;
-constexpr std::array kAsked{Reading::Tempo,    Reading::Beats,     Reading::Bars,
-                            Reading::Key,      Reading::Onsets,    Reading::Loudness,
+constexpr std::array kAsked{Reading::Tempo,     Reading::Beats,       Reading::Bars,
+                            Reading::Key,       Reading::Onsets,      Reading::Loudness,
                             Reading::Bandwidth, Reading::RunningTempo};
 
 readings::Reader MakeReader(const media::Reader& file) {
@@ -40,7 +41,7 @@ readings::Reader MakeReader(const media::Reader& file) {
 class Mixer {
 public:
     std::span<const float> Mix(const media::Block& block) {
-        mMixed.assign(block.frames, 0.0F);
+        mMixed.assign(block.frames, 0.0f);
         const auto count = static_cast<double>(block.channels.size());
         for (std::size_t i = 0; i < block.frames; ++i) {
             double sum = 0;
@@ -90,8 +91,8 @@ private:
 } // namespace
 
 Song CollectSong(const std::string& path, const SongProgress& progress) {
-    media::Reader file(path, {.blockFrames = kBlockFrames,
-                              .isCancelled = output::Interrupt::IsRequested});
+    media::Reader file(
+        path, {.blockFrames = kBlockFrames, .isCancelled = output::Interrupt::IsRequested});
     Song song;
     song.path = path;
     song.sampleRateHz = file.sampleRateHz();

@@ -20,8 +20,8 @@ struct SongProgress {
     std::function<void(std::int64_t frames)> advance;
 };
 
-// Decodes a file once and collects what its page shows. Throws SongError, media::Error or qel::Error
-// for a file that cannot be shown, and Interrupt::Requested.
+// Decodes a file once and collects what its page shows. Throws SongError, media::Error or
+// qel::Error for a file that cannot be shown, and Interrupt::Requested.
 Song CollectSong(const std::string& path, const SongProgress& progress);
 
 } // namespace qel::page

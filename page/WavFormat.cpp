@@ -11,7 +11,7 @@ constexpr std::uint32_t kSampleBytes = 2;
 std::string LittleEndian(std::uint64_t number, int bytes) {
     std::string text;
     for (int i = 0; i < bytes; ++i) {
-        text += static_cast<char>(number >> (8 * i) & 0xFFU);
+        text += static_cast<char>(number >> (8 * i) & 0xFFu);
     }
     return text;
 }
@@ -34,11 +34,11 @@ std::string WavSamples(std::span<const float* const> channels, std::size_t frame
     bytes.reserve(frames * channels.size() * kSampleBytes);
     for (std::size_t i = 0; i < frames; ++i) {
         for (const float* channel : channels) {
-            const float usable = std::isnan(channel[i]) ? 0 : std::clamp(channel[i], -1.0F, 1.0F);
+            const float usable = std::isnan(channel[i]) ? 0 : std::clamp(channel[i], -1.0f, 1.0f);
             const auto coded = static_cast<std::int16_t>(std::lround(usable * 32767));
             const auto bits = static_cast<std::uint16_t>(coded);
-            bytes += static_cast<char>(bits & 0xFFU);
-            bytes += static_cast<char>(bits >> 8U);
+            bytes += static_cast<char>(bits & 0xFFu);
+            bytes += static_cast<char>(bits >> 8u);
         }
     }
     return bytes;

@@ -8,7 +8,7 @@
 namespace qel::page {
 
 // The longest file of WAVE, in bytes of samples: its sizes have 32 bits.
-inline constexpr std::uint64_t kMostWavBytes = 0xFFFFFFFFU - 64;
+inline constexpr std::uint64_t kMostWavBytes = 0xFFFFFFFFu - 64;
 
 // The 44 bytes before 16-bit samples (Multimedia Programming Interface and Data Specifications 1.0,
 // IBM and Microsoft, 1991). sampleBytes is at most kMostWavBytes.

@@ -78,8 +78,7 @@ void LoudnessMeter::reset() {
 // Cut where a momentary loudness is to be taken.
 void LoudnessMeter::add(std::span<const float* const> channels, std::size_t frames) {
     for (std::size_t first = 0; first < frames;) {
-        const std::size_t count =
-            std::min({kMostFrames, frames - first, mHopFrames - mHopPlace});
+        const std::size_t count = std::min({kMostFrames, frames - first, mHopFrames - mHopPlace});
         addPiece(channels, first, count);
         first += count;
         mHopPlace += count;

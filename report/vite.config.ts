@@ -58,5 +58,5 @@ export default defineConfig({
         },
     },
     plugins: [oneFile()],
-    test: { include: ["test/unit/**/*.test.ts"] },
+    test: { include: ["**/*.test.ts"], fileParallelism: false, testTimeout: 60000 },
 });

@@ -152,9 +152,9 @@ struct Loudness {
     std::optional<double> rangeLu;
     std::optional<double> truePeakDbtp;
     std::optional<double> samplePeakDbfs;
-    /* Value i is the loudness of the 0.4 s that end (i + 1) * momentaryHopSeconds after the start of
-       the stream, with silence before it; -infinity for silence. */
-    double momentaryHopSeconds = 0; /* 0.1, to the nearest sample */
+    // Value i is the loudness of the 0.4 s that end (i + 1) * momentaryHopSeconds after the start
+    // of the stream, with silence before it; -infinity for silence.
+    double momentaryHopSeconds = 0; // 0.1, to the nearest sample
     std::vector<float> momentaryLufs;
 };
 

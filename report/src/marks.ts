@@ -12,6 +12,8 @@ export interface Mark extends MarkInfo {
 
 export const takeMarks = (): Mark[] => list.map((mark) => ({ ...mark, times: takeDoubles(`marks:${mark.id}`) }));
 
+const weight = (mark: Mark): number => ["onsets", "beats", "downBeats"].indexOf(mark.id);
+
 const leastPixels = 4; // between two lines
 
 /** Draws the lines of the marks that are shown; those that would be too dense are left out. */
@@ -20,7 +22,8 @@ export function drawMarks(plot: uPlot, marks: Mark[]): void {
     const end = plot.scales.x?.max ?? 0;
     const ratio = window.devicePixelRatio || 1;
     inside(plot, (context) => {
-        for (const mark of marks) {
+        // The heaviest come last, over the others.
+        for (const mark of [...marks].sort((one, other) => weight(one) - weight(other))) {
             const first = firstFrom(mark.times, begin);
             const last = firstFrom(mark.times, end);
             if (!mark.shown || (last - first) * leastPixels * ratio > plot.bbox.width) {

@@ -39,7 +39,7 @@ export function makePlot(target: HTMLElement, settings: PlotSettings, isRuler = 
     const options: uPlot.Options = {
         width: Math.max(target.clientWidth, 100),
         height: settings.height,
-        padding: [isRuler ? 0 : 4, 12, isRuler ? 0 : 4, 0],
+        padding: [isRuler ? 0 : 8, 24, isRuler ? 0 : 8, 0],
         cursor: { show: false },
         legend: { show: false },
         scales: {

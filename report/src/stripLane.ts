@@ -43,6 +43,7 @@ export class StripLane implements Lane {
         inside(plot, (context) => {
             context.font = `${14 * ratio}px system-ui, sans-serif`;
             context.textBaseline = "middle";
+            context.textAlign = "left";
             for (const segment of this.segments) {
                 const from = Math.max(plot.valToPos(segment.begin, "x", true), left);
                 const to = Math.min(plot.valToPos(segment.end, "x", true), left + width);

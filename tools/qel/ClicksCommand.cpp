@@ -14,9 +14,10 @@
 
 #include <QelMedia.hpp>
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <filesystem>
-#include <fmt/format.h>
 #include <optional>
 #include <set>
 #include <unistd.h>
@@ -34,8 +35,8 @@ std::set<std::string> MarksOf(const ClicksOptions& options) {
     std::set<std::string> marks;
     for (const std::string& word : SplitList(options.marks)) {
         if (word != kBeats && word != kDownBeats && word != kOnsets) {
-            throw UsageError(fmt::format("--on: unknown word \"{}\"; the words are {}, {}, {}", word,
-                                         kBeats, kDownBeats, kOnsets));
+            throw UsageError(fmt::format("--on: unknown word \"{}\"; the words are {}, {}, {}",
+                                         word, kBeats, kDownBeats, kOnsets));
         }
         marks.insert(word);
     }
@@ -147,7 +148,7 @@ int RunClicks(const ClicksOptions& options) {
         return file.warnings;
     };
     return TryFile(options.file, progress, work, [](const std::string&) {}) ? kExitSuccess
-                                                                             : kExitFailure;
+                                                                            : kExitFailure;
 }
 
 } // namespace qel::tool

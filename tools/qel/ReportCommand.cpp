@@ -11,8 +11,9 @@
 #include "tools/qel/FileRun.h"
 #include "tools/qel/ToolError.h"
 
-#include <filesystem>
 #include <fmt/format.h>
+
+#include <filesystem>
 #include <optional>
 #include <unistd.h>
 
@@ -30,7 +31,8 @@ public:
         const bool isOne = mOptions.files.size() == 1;
         bool good = true;
         for (const std::string& path : mOptions.files) {
-            good = Report(path, isOne ? std::filesystem::path(mOptions.output) : PageOf(path)) && good;
+            good =
+                Report(path, isOne ? std::filesystem::path(mOptions.output) : PageOf(path)) && good;
         }
         if (!isOne) {
             Write(mOptions.output, [&](page::PageWriter& page) { WriteIndexPage(page, mEntries); });
@@ -48,8 +50,7 @@ private:
     std::filesystem::path PageOf(const std::string& path) const {
         constexpr std::size_t kMostBytes = 250; // of a name, before ".html"
         const std::string name = output::OutputName(path);
-        return Folder() /
-               (name.substr(name.size() - std::min(name.size(), kMostBytes)) + ".html");
+        return Folder() / (name.substr(name.size() - std::min(name.size(), kMostBytes)) + ".html");
     }
 
     bool Report(const std::string& path, const std::filesystem::path& target) {
@@ -113,9 +114,10 @@ CLI::App* AddReport(CLI::App& app, ReportOptions& options) {
                   "table of them");
     command->add_option("FILE", options.files, "Audio files")->required();
     command
-        ->add_option("--output", options.output,
-                     "The page. With several files: the table, beside which a directory \"NAME-pages\" "
-                     "gets the pages of the songs. Missing directories are created")
+        ->add_option(
+            "--output", options.output,
+            "The page. With several files: the table, beside which a directory \"NAME-pages\" "
+            "gets the pages of the songs. Missing directories are created")
         ->required()
         ->type_name("PAGE.html");
     command->add_flag("--no-audio", options.noAudio, "Leave the sound out");
