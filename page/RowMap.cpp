@@ -28,7 +28,8 @@ RowMap::RowMap(double sampleRateHz, std::size_t bins, std::size_t rows) {
     for (std::size_t row = 0; row < rows; ++row) {
         const auto number = static_cast<double>(row);
         const std::size_t first = place(std::ceil(binOf(number)));
-        const std::size_t end = place(std::ceil(binOf(number + 1)));
+        const bool isLast = row + 1 == rows;
+        const std::size_t end = isLast ? bins : place(std::ceil(binOf(number + 1)));
         const bool isEmpty = end <= first;
         const std::size_t nearest = place(std::round(binOf(number + 0.5)));
         mFirst.push_back(isEmpty ? nearest : first);

@@ -7,6 +7,7 @@
 #include <QelAudioAnalysis/Analyzer.hpp>
 
 #include <cstddef>
+#include <deque>
 #include <map>
 #include <span>
 #include <string>
@@ -29,6 +30,7 @@ public:
 private:
     void TakeSpectrum(std::span<const std::complex<float>> bins);
     void TakeConstantQ(std::span<const float> values);
+    void AddConstantQ();
 
     const double mSampleRateHz;
     Analyzer mAnalyzer;
@@ -38,6 +40,7 @@ private:
     PictureBuilder mChroma;
     std::vector<float> mMagnitudes;
     std::vector<float> mColumn;
+    std::deque<std::vector<float>> mFrames; // of "constant q spectrum", the last one first
 };
 
 } // namespace qel::page

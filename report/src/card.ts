@@ -81,7 +81,7 @@ function formatEntries(song: SongInfo): CardEntry[] {
         { label: "Length", value: timeText(song.seconds, 1), more: "", meaning: "Minutes and seconds.", sure: "Exact to the sample." },
         {
             label: "Format",
-            value: `${song.codec}, ${numberText(song.sampleRateHz / 1000, song.sampleRateHz % 1000 === 0 ? 0 : 2)} kHz, ${channels}`,
+            value: `${song.codec}, ${song.sampleRateHz / 1000} kHz, ${channels}`,
             more: `${song.container}, ${bytesText(song.bytes)}`,
             meaning: "Codec, sample rate and channels of the file.",
             sure: "As the file states.",

@@ -20,13 +20,13 @@ interface Curve {
 const usable = (value: number | undefined): value is number => value !== undefined && Number.isFinite(value) && value !== 0;
 
 /** The range that holds nearly all values, with a little room. */
-export function rangeOf(lists: Float32Array[]): [number, number] {
+export function rangeOf(lists: Float32Array[], lowest = Number.NEGATIVE_INFINITY): [number, number] {
     const all = lists.flatMap((list) => Array.from(list).filter(usable)).sort((a, b) => a - b);
     if (all.length === 0) {
         return [0, 1];
     }
-    const low = all[Math.floor(all.length * 0.02)] as number;
-    const high = all[Math.ceil((all.length - 1) * 0.995)] as number;
+    const high = Math.max(all[Math.ceil((all.length - 1) * 0.995)] as number, lowest + 1);
+    const low = Math.max(all[Math.floor(all.length * 0.02)] as number, lowest);
     const room = Math.max((high - low) * 0.1, 1);
     return [Math.floor(low - room), Math.ceil(high + room)];
 }
@@ -45,7 +45,7 @@ export class CurvesLane implements Lane {
         const colours = ["curve", "curve2"];
         this.plot = makePlot(target, {
             height: info.height ?? 120,
-            range: rangeOf(this.curves.map((curve) => curve.values)),
+            range: rangeOf(this.curves.map((curve) => curve.values), info.lowest),
             tickText: (value) => numberText(value, 0),
             series: this.curves.map((_, i) => ({
                 stroke: () => themeColour(colours[i] ?? "curve"),
@@ -121,7 +121,7 @@ export class CurvesLane implements Lane {
     }
 
     summary(): string {
-        const [least, greatest] = rangeOf(this.curves.map((curve) => curve.values));
+        const [least, greatest] = rangeOf(this.curves.map((curve) => curve.values), this.info.lowest);
         return `The axis runs from ${numberText(least, 0)} to ${numberText(greatest, 0)} ${this.info.unit}.`;
     }
 }

@@ -17,6 +17,7 @@ export interface LaneInfo {
     lowestHz?: number;
     rowsPerOctave?: number;
     spanDecibels?: number;
+    lowest?: number;
     curves?: { id: string; label: string }[];
 }
 

@@ -31,6 +31,27 @@ TEST(LoudnessMeterTest, AStereoSineHasItsLevelAsLoudness) {
     }
 }
 
+// A level that changes is seen in the momentary loudness 0.4 s later, whatever the pushes.
+TEST(LoudnessMeterTest, TheMomentaryLoudnessFollowsTheLevel) {
+    const Samples channel =
+        joined({sine(1000, 2, amplitudeOf(-20), 48000), sine(1000, 2, amplitudeOf(-30), 48000)});
+    const Loudness loudness = loudnessOf({channel, channel});
+    EXPECT_DOUBLE_EQ(loudness.momentaryHopSeconds, 0.1);
+    ASSERT_EQ(loudness.momentaryLufs.size(), 40u);
+    for (std::size_t i = 3; i < 20; ++i) {
+        EXPECT_NEAR(loudness.momentaryLufs[i], -20, 0.1) << i;
+    }
+    for (std::size_t i = 24; i < 40; ++i) {
+        EXPECT_NEAR(loudness.momentaryLufs[i], -30, 0.1) << i;
+    }
+}
+
+TEST(LoudnessMeterTest, TheMomentaryLoudnessOfSilenceIsMinusInfinity) {
+    for (const float value : loudnessOf({silence(1, 48000)}).momentaryLufs) {
+        EXPECT_EQ(value, -std::numeric_limits<float>::infinity());
+    }
+}
+
 // Case 1 of EBU Tech 3342: 20 s at -20 dBFS, 20 s at -30 dBFS have a range of 10 LU.
 TEST(LoudnessMeterTest, TwoLevelsHaveTheirDistanceAsRange) {
     const Samples channel =

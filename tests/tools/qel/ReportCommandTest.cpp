@@ -1,0 +1,94 @@
+#include "tests/helpers/ChildProcess.h"
+#include "tests/helpers/TempDirectory.h"
+#include "tests/helpers/TestAudio.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace qel::tool {
+namespace {
+
+// A folder with drums and a template of no more than its place for data.
+class ReportCommandTest : public testing::Test {
+protected:
+    ReportCommandTest() {
+        WriteFile(File("t.html"), "<html><!-- qel: data --></html>");
+        WriteWav(File("drums.wav"), 44100, {Drums(6, 120, 4)});
+    }
+
+    std::string File(const std::string& name) const { return mDirectory.File(name); }
+
+    ChildResult Report(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), "report");
+        arguments.insert(arguments.end(), {"--template", File("t.html")});
+        return RunTool(arguments);
+    }
+
+    const TempDirectory mDirectory;
+};
+
+TEST_F(ReportCommandTest, WritesAPageWithSound) {
+    const ChildResult run = Report({File("drums.wav"), "--output", File("a/page.html")});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    const std::string page = ReadFile(File("a/page.html"));
+    for (const char* id :
+         {"page", "marks:beats", "waveform:rms", "picture:chroma:0:0", "audio:0"}) {
+        EXPECT_NE(page.find(std::string("id=\"qel:") + id + "\""), std::string::npos) << id;
+    }
+}
+
+TEST_F(ReportCommandTest, LeavesTheSoundOutWhenAsked) {
+    EXPECT_EQ(Report({File("drums.wav"), "--no-audio", "--output", File("page.html")}).status, 0);
+    EXPECT_EQ(ReadFile(File("page.html")).find("qel:audio"), std::string::npos);
+}
+
+TEST_F(ReportCommandTest, TheSamePageIsWrittenAgain) {
+    Report({File("drums.wav"), "--output", File("one.html")});
+    Report({File("drums.wav"), "--output", File("two.html")});
+    EXPECT_EQ(ReadFile(File("one.html")), ReadFile(File("two.html")));
+}
+
+TEST_F(ReportCommandTest, AnExistingPageStaysWithoutOverwrite) {
+    WriteFile(File("page.html"), "mine");
+    const ChildResult run = Report({File("drums.wav"), "--output", File("page.html")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(ReadFile(File("page.html")), "mine");
+    EXPECT_EQ(Report({File("drums.wav"), "--overwrite", "--output", File("page.html")}).status, 0);
+    EXPECT_NE(ReadFile(File("page.html")), "mine");
+}
+
+TEST_F(ReportCommandTest, SeveralFilesGetPagesAndATable) {
+    WriteFile(File("no.wav"), "no audio");
+    const ChildResult run =
+        Report({File("drums.wav"), File("no.wav"), "--output", File("songs.html")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(ReadFile(File("songs.html")).find("\"kind\":\"index\""), std::string::npos);
+    EXPECT_EQ(mDirectory.Entries("songs-pages").size(), 1u);
+}
+
+TEST_F(ReportCommandTest, AnInputIsNotReplaced) {
+    const std::string before = ReadFile(File("drums.wav"));
+    const ChildResult run =
+        Report({File("drums.wav"), "--overwrite", "--output", File("drums.wav")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(ReadFile(File("drums.wav")), before);
+}
+
+TEST_F(ReportCommandTest, SeveralPagesDoNotFitStandardOutput) {
+    EXPECT_EQ(Report({File("drums.wav"), File("drums.wav"), "--output", "-"}).status, 2);
+}
+
+TEST_F(ReportCommandTest, AMissingTemplateIsOneLineThatSaysHowToGetIt) {
+    const ChildResult run = RunTool(
+        {"report", File("drums.wav"), "--output", File("p.html"), "--template", File("none")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("no template of the page at"), std::string::npos);
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
+}
+
+} // namespace
+} // namespace qel::tool
