@@ -26,6 +26,17 @@ export function makeTable(data: TableData): HTMLTableElement {
     return make("table", {}, make("caption", {}, data.caption), make("thead", {}, head), make("tbody", {}, ...rows));
 }
 
-/** A colour of the style sheet, which follows the scheme. */
-export const themeColour = (name: string): string =>
-    getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
+const colours = new Map<string, string>();
+
+/** A colour of the style sheet, which follows the scheme. It is asked for in every picture: hence kept. */
+export function themeColour(name: string): string {
+    let colour = colours.get(name);
+    if (colour === undefined) {
+        colour = getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
+        colours.set(name, colour);
+    }
+    return colour;
+}
+
+/** Call it when the scheme changes. */
+export const forgetColours = (): void => colours.clear();

@@ -16,6 +16,7 @@ export class Player {
     private scheduler: ClickScheduler | null = null;
     private readonly offset = new ClockOffset();
     private scheduledTo = 0;
+    private readonly times = new Map<string, number[]>(); // of the clicks of a mark, until a change
     private loop: [number, number] | null = null;
 
     constructor(
@@ -66,6 +67,7 @@ export class Player {
     /** Begins the schedule anew, after a change of what clicks or when. */
     restart(): void {
         this.scheduler?.stop();
+        this.times.clear();
         this.offset.reset();
         this.scheduledTo = this.audio.currentTime;
     }
@@ -116,7 +118,8 @@ export class Player {
             return;
         }
         for (const mark of this.marks.filter((shown) => shown.shown)) {
-            const times = clickTimes(mark, this.marks).map((time) => time + this.shiftSeconds);
+            const times = this.times.get(mark.id) ?? clickTimes(mark, this.marks).map((time) => time + this.shiftSeconds);
+            this.times.set(mark.id, times);
             const due = times.slice(firstFrom(times, begin), firstFrom(times, end));
             this.scheduler.schedule(mark, due.map((time) => time + offset));
         }

@@ -3,7 +3,7 @@ import { cardEntries } from "./card";
 import { Controls } from "./controls";
 import { CurvesLane } from "./curvesLane";
 import type { SongPage } from "./data";
-import { make } from "./dom";
+import { forgetColours, make } from "./dom";
 import { connectKeys, connectPointer } from "./gestures";
 import type { Lane, LaneContext } from "./lane";
 import { lanes, type LaneInfo } from "./lanes";
@@ -119,12 +119,16 @@ export function showSong(page: SongPage, app: HTMLElement): SongHandle {
 
 /** Draws anew where the colours of the style sheet change: by the scheme, and for paper. */
 function followScheme(board: Board): void {
-    matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => board.drawAll());
+    const drawAnew = (): void => {
+        forgetColours();
+        board.drawAll();
+    };
+    matchMedia("(prefers-color-scheme: dark)").addEventListener("change", drawAnew);
     for (const name of ["beforeprint", "afterprint"]) {
         window.addEventListener(name, () => {
             document.documentElement.classList.toggle("paper", name === "beforeprint");
             board.resize();
-            board.drawAll();
+            drawAnew();
         });
     }
 }
