@@ -74,8 +74,8 @@ TEST(SongCollectorTest, ThePiecesOfTheReassignedSpectrumFitTogether) {
     const Picture& picture = song.pictures.at("reassigned");
     const Picture& plain = song.pictures.at("spectrogram");
     EXPECT_NEAR(static_cast<double>(picture.Columns()), static_cast<double>(plain.Columns()), 2);
-    // It remains where it passes from bin to bin: 30 times in each piece of 5.94 s, 13 times in what is
-    // looked at of the last one.
+    // It remains where it passes from bin to bin: 30 times in each piece of 5.94 s, 13 times in
+    // what is looked at of the last one.
     std::array<int, 3> lit{};
     for (double seconds = 0.5; seconds < 14.5; seconds += picture.columnSeconds) {
         if (StrongestRow(picture, seconds) == 0) {
