@@ -33,7 +33,11 @@ export class Player {
             this.audio.addEventListener(name, () => this.restart());
         }
         this.audio.addEventListener("play", () => this.tick());
-        this.audio.addEventListener("seeked", () => this.timeline.moveCursor(this.audio.currentTime, true));
+        this.audio.addEventListener("seeked", () => {
+            // A jump of this page's own has moved the cursor already; what is shown may have moved on since.
+            const isOwn = Math.abs(this.audio.currentTime - this.timeline.cursor) < 0.01;
+            this.timeline.moveCursor(this.audio.currentTime, !isOwn);
+        });
     }
 
     get isPlaying(): boolean {
