@@ -1,5 +1,5 @@
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <QelMedia.hpp>
 
@@ -11,6 +11,8 @@
 
 namespace qel::media {
 namespace {
+
+using namespace test;
 
 std::string Coded(const Planes& planes, int rateHz, std::size_t piece) {
     OpusEncoder encoder(rateHz, planes.size());

@@ -1,7 +1,7 @@
 #include "page/AudioCopy.h"
 
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +10,8 @@
 
 namespace qel::page {
 namespace {
+
+using namespace test;
 
 AudioCopy CopyOf(const std::string& path) {
     media::Reader file(path);

@@ -1,7 +1,7 @@
 #include "page/PageWriter.h"
 
 #include "output/files/AtomicFile.h"
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -10,6 +10,8 @@
 
 namespace qel::page {
 namespace {
+
+using namespace test;
 
 // What is between head and tail of a page.
 std::string Written(const std::function<void(PageWriter&)>& write) {

@@ -1,7 +1,7 @@
 #include "page/SongCollector.h"
 
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +11,8 @@
 
 namespace qel::page {
 namespace {
+
+using namespace test;
 
 constexpr int kRateHz = 44100;
 

@@ -1,6 +1,6 @@
 #include "page/WavFormat.h"
 
-#include "tests/helpers/TempDirectory.h"
+#include "tests/harness/TempDirectory.h"
 
 #include <QelMedia.hpp>
 
@@ -11,6 +11,8 @@
 
 namespace qel::page {
 namespace {
+
+using namespace test;
 
 TEST(WavFormatTest, AFileIsReadBackAsItWasWritten) {
     const std::vector<float> left{0, 0.5f, -0.5f, 1, -1};

@@ -1,7 +1,7 @@
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/Json.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/Json.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <QelMedia.hpp>
 
@@ -14,6 +14,8 @@
 
 namespace qel::tool {
 namespace {
+
+using namespace test;
 
 std::vector<float> Samples(const std::string& path) {
     media::Reader file(path);

@@ -1,6 +1,6 @@
-#include "tests/helpers/ChildProcess.h"
-#include "tests/helpers/TempDirectory.h"
-#include "tests/helpers/TestAudio.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +10,8 @@
 
 namespace qel::tool {
 namespace {
+
+using namespace test;
 
 // A folder with drums and a template of no more than its place for data.
 class ReportCommandTest : public testing::Test {
