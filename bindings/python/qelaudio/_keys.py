@@ -1,0 +1,246 @@
+"""The table of keys and the table of parameters, from the library's own declaration."""
+
+from __future__ import annotations
+
+import difflib
+import functools
+from collections.abc import Iterable, Mapping
+from dataclasses import dataclass
+from types import MappingProxyType
+from typing import Any, cast
+
+from qelaudio import _core
+from qelaudio._errors import STATUS_UNKNOWN, Error
+
+
+@dataclass(frozen=True)
+class Value:
+    """One value of a key.
+
+    Attributes
+    ----------
+    name : str
+        The name by which a `Feature` is indexed.
+    unit : str
+        ``"1"`` for a pure number.
+    minimum, maximum : float
+        The range, both ends included. An infinite end promises nothing.
+    in_half_rates : bool
+        True: the range is in multiples of half the sample rate.
+    definition : str
+        How the value is computed.
+    source : str
+        Literature; may be empty.
+    """
+
+    name: str
+    unit: str
+    minimum: float
+    maximum: float
+    in_half_rates: bool
+    definition: str
+    source: str
+
+    def range_at(self, sample_rate: float) -> tuple[float, float]:
+        """The range in the value's unit.
+
+        Parameters
+        ----------
+        sample_rate : float
+            In Hz.
+
+        Returns
+        -------
+        tuple of float
+            Minimum and maximum.
+        """
+        scale = sample_rate / 2 if self.in_half_rates else 1.0
+        return self.minimum * scale, self.maximum * scale
+
+
+@dataclass(frozen=True)
+class Key:
+    """One key: what it computes, when it is delivered, and its values.
+
+    Attributes
+    ----------
+    name : str
+        The name of the key.
+    aliases : tuple of str
+        Other names that are accepted for it.
+    payload : str
+        ``"values"``, ``"vector"``, ``"complex"``, ``"count"`` and ``"range"`` come as `Feature`,
+        ``"events"`` as `Events`, ``"names"`` as `Names`, ``"partials"`` as `Partials`.
+    delivery : str
+        ``"per block"``, ``"per frame"``, ``"at end"`` or ``"frames at end"``.
+    frame, hop : int
+        Samples of a frame, and from one result to the next. 0: the key has no frames. For keys that
+        are delivered at the end, those of the frames that the result is made from.
+    size : int
+        Numbers of one result and channel: the last axis of `Feature.values`. 0 for events, names
+        and partials.
+    values : tuple of Value
+        One for each number, or one for all numbers of a vector.
+    definition : str
+        What the key is and how it is computed.
+    """
+
+    name: str
+    aliases: tuple[str, ...]
+    payload: str
+    delivery: str
+    frame: int
+    hop: int
+    push_multiple: int
+    size: int
+    values: tuple[Value, ...]
+    definition: str
+
+    @property
+    def unit(self) -> str:
+        """The unit of the first value; ``"1"`` for a pure number."""
+        return self.values[0].unit
+
+    @property
+    def minimum(self) -> float:
+        """The least number that any value can be. See `Value.in_half_rates`."""
+        return min(value.minimum for value in self.values)
+
+    @property
+    def maximum(self) -> float:
+        """The greatest number that any value can be. See `Value.in_half_rates`."""
+        return max(value.maximum for value in self.values)
+
+    @property
+    def range(self) -> tuple[float, float]:
+        """Minimum and maximum."""
+        return self.minimum, self.maximum
+
+    @property
+    def source(self) -> str:
+        """Literature of all values; may be empty."""
+        return "; ".join(dict.fromkeys(value.source for value in self.values if value.source))
+
+    def __str__(self) -> str:
+        return self.name
+
+
+@dataclass(frozen=True)
+class Parameter:
+    """One parameter of the analysis.
+
+    Attributes
+    ----------
+    name : str
+        The library's name: ``"Genre Hint"``.
+    attribute : str
+        The name of the attribute of `Analyzer`: ``"genre_hint"``.
+    unit : str
+        ``"1"`` for a pure number.
+    minimum, maximum : float
+        The range, both ends included.
+    default : float
+        The value of a new analyzer.
+    is_whole : bool
+        True: whole numbers only.
+    keys : tuple of str
+        The keys that it acts on.
+    definition : str
+        What it does.
+    """
+
+    name: str
+    unit: str
+    minimum: float
+    maximum: float
+    default: float
+    is_whole: bool
+    keys: tuple[str, ...]
+    definition: str
+
+    @property
+    def attribute(self) -> str:
+        return self.name.lower().replace(" ", "_")
+
+
+def _key(row: Mapping[str, Any]) -> Key:
+    values = tuple(Value(**value) for value in row["values"])
+    return Key(**{**row, "aliases": tuple(row["aliases"]), "values": values})
+
+
+@functools.cache
+def keys() -> Mapping[str, Key]:
+    """All keys of the library.
+
+    Returns
+    -------
+    Mapping of str to Key
+        By name, in the order of the library's table.
+
+    Examples
+    --------
+    >>> keys()["tempo"].unit
+    'BPM'
+    """
+    table = (_key(row) for row in _core.key_table())
+    return MappingProxyType({key.name: key for key in table})
+
+
+@functools.cache
+def parameters() -> Mapping[str, Parameter]:
+    """All parameters of the library.
+
+    Returns
+    -------
+    Mapping of str to Parameter
+        By name, in the order of the library's table.
+    """
+    rows = cast("list[dict[str, Any]]", _core.parameter_table())
+    table = (Parameter(**{**row, "keys": tuple(row["keys"])}) for row in rows)
+    return MappingProxyType({parameter.name: parameter for parameter in table})
+
+
+@functools.cache
+def _names() -> Mapping[str, str]:
+    """The key of each name and alias."""
+    names = {alias: key.name for key in keys().values() for alias in key.aliases}
+    return names | {name: name for name in keys()}
+
+
+def canonical(name: str) -> str:
+    """The name of a key, from the name or an alias.
+
+    Raises
+    ------
+    Error
+        With `STATUS_UNKNOWN` for any other text.
+    """
+    found = _names().get(name) if isinstance(name, str) else None
+    if found is not None:
+        return found
+    near = difflib.get_close_matches(str(name), _names(), n=1)
+    hint = f'did you mean "{near[0]}"?' if near else "qelaudio.keys() lists the keys"
+    raise Error(f'unknown key "{name}"; {hint}', STATUS_UNKNOWN)
+
+
+def canonical_list(names: str | Iterable[str]) -> list[str]:
+    """The names of keys, each once, in the given order. One name may stand by itself."""
+    chosen = [names] if isinstance(names, str) else list(names)
+    if not chosen:
+        raise Error("no keys; qelaudio.keys() lists them", STATUS_UNKNOWN)
+    return list(dict.fromkeys(canonical(name) for name in chosen))
+
+
+def parameter_named(name: str) -> Parameter:
+    """The parameter of a name of the library or of an attribute.
+
+    Raises
+    ------
+    Error
+        With `STATUS_UNKNOWN` for any other text.
+    """
+    for parameter in parameters().values():
+        if name in (parameter.name, parameter.attribute):
+            return parameter
+    known = ", ".join(f'"{known}"' for known in parameters())
+    raise Error(f'unknown parameter "{name}"; there are {known}', STATUS_UNKNOWN)

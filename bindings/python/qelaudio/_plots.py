@@ -1,0 +1,77 @@
+"""Drawings of results by matplotlib, where it is installed."""
+
+from __future__ import annotations
+
+from typing import TYPE_CHECKING, Any
+
+import numpy as np
+
+from qelaudio._errors import STATUS_BAD_FORMAT, Error
+
+if TYPE_CHECKING:
+    from matplotlib.axes import Axes
+
+    from qelaudio._features import Result
+
+MOST_LINES = 32
+
+
+def _draw_events(result: Any, ax: Any, channel: int, style: dict[str, Any]) -> None:
+    times, strengths = result.channel(channel)
+    ax.vlines(times, 0, strengths, **style)
+    ax.set_ylabel(result.names[-1])
+
+
+def _draw_names(result: Any, ax: Any, channel: int, style: dict[str, Any]) -> None:
+    names = result.values[channel]
+    shown = sorted(set(names))
+    ax.plot(result.start_times, [shown.index(name) for name in names], **{"drawstyle": "steps-post", **style})
+    ax.set_yticks(range(len(shown)), shown)
+
+
+def _draw_partials(result: Any, ax: Any, channel: int, style: dict[str, Any]) -> None:
+    counts = np.diff(result.offsets[channel])
+    begin, end = result.offsets[channel, 0], result.offsets[channel, -1]
+    times = np.repeat(result.centre_times, counts)
+    ax.scatter(times, result.frequency[begin:end], **{"s": 1, **style})
+    ax.set_ylabel("Hz")
+
+
+def _draw_lines(result: Any, ax: Any, channel: int, style: dict[str, Any]) -> None:
+    for k, name in enumerate(result.names):
+        ax.plot(result.centre_times, result.values[channel, :, k], **{"label": name, **style})
+    if len(result.names) > 1:
+        ax.legend(fontsize="small")
+    ax.set_ylabel(result.unit)
+
+
+def _draw_image(result: Any, ax: Any, channel: int, style: dict[str, Any]) -> None:
+    is_complex = result.key.payload == "complex"
+    numbers = np.abs(result.complex[channel]) if is_complex else result.values[channel]
+    end = result.start_times[-1] + result.hop / result.sample_rate if len(result) else 1
+    start = result.start_times[0] if len(result) else 0
+    extent = (start, end, -0.5, numbers.shape[1] - 0.5)
+    ax.imshow(numbers.T, **{"aspect": "auto", "origin": "lower", "extent": extent, **style})
+    ax.set_ylabel("number of the value")
+
+
+def _drawer(result: Any) -> Any:
+    if result.key.payload in ("events", "names", "partials"):
+        return {"events": _draw_events, "names": _draw_names, "partials": _draw_partials}[
+            result.key.payload
+        ]
+    is_lines = len(result.names) == result.values.shape[2] <= MOST_LINES
+    return _draw_lines if is_lines else _draw_image
+
+
+def plot(result: Result, ax: Axes | None, channel: int, style: dict[str, Any]) -> Axes:
+    if not 0 <= channel < result.channels:
+        raise Error(f"no channel {channel}; there are {result.channels}", STATUS_BAD_FORMAT)
+    if ax is None:
+        from matplotlib import pyplot
+
+        ax = pyplot.subplots()[1]
+    _drawer(result)(result, ax, channel, style)
+    ax.set_xlabel("s")
+    ax.set_title(result.name)
+    return ax

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <nanobind/nanobind.h>
+#include <QelReadings.hpp>
+
+namespace qel::python {
+
+// The answers as plain numbers, arrays and dicts, those that were asked for by their names. The
+// classes of the Python layer are made from it.
+nanobind::dict DictOf(const readings::Answers& answers);
+
+} // namespace qel::python
