@@ -34,7 +34,8 @@ def music(rate: int, seconds: float, channels: int = 1) -> Samples:
         pitch = 220 * 2 ** (np.array([0, 4, 7, 12, 5, 9, 2, 7])[beat.astype(int) % 8] / 12)
         phase = 2 * np.pi * np.cumsum(pitch * (1 + 0.01 * channel)) / rate
         tone = sum(np.sin(k * phase) / k for k in range(1, 6)) * np.exp(-6 * (time % 0.5))
-        rows.append(0.3 * tone + 0.003 * random.standard_normal(len(time)))
+        bar = np.where(beat % 4 == 0, 1.0, 0.4)
+        rows.append(0.3 * bar * tone + 0.003 * random.standard_normal(len(time)))
     return np.asarray(rows, np.float32)
 
 
@@ -61,17 +62,6 @@ def tool_json(path: Path, *options: str) -> dict[str, Any]:
     ).stdout
     entry: dict[str, Any] = json.loads(text)["files"][0]
     return entry
-
-
-def tool_arrays(entry: dict[str, Any], name: str) -> dict[str, Any]:
-    """The values of a key in the tool's JSON, in the shapes of the package."""
-    key = entry["keys"][name]
-    kind = qelaudio.keys()[name].payload
-    channels = entry["channels"]
-    if kind == "events":
-        frames = [np.array(key["values"], object)] if key["values"] else []
-        return {"events": [key["values"][0][c] for c in range(channels)] if frames else None}
-    return {"values": key["values"], "kind": kind}
 
 
 @pytest.fixture(scope="session")

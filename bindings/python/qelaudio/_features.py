@@ -184,8 +184,9 @@ class Feature(Result):
         Returns
         -------
         array of float32
-            A view of the shape (channels, frames); for a vector, whose places share one name, of the
-            shape (channels, frames, values).
+            A view of the shape (channels, frames); of the shape (channels, frames, places) for a
+            vector, whose places share one name, and for the real or imaginary parts of complex
+            numbers.
 
         Raises
         ------
@@ -195,9 +196,12 @@ class Feature(Result):
         if name not in self.names:
             known = ", ".join(f'"{known}"' for known in self.names)
             raise Error(f'"{self.name}" has no value "{name}"; it has {known}', STATUS_UNKNOWN)
-        if len(self.names) != self.values.shape[2]:
+        index = self.names.index(name)
+        if self.key.payload == "complex":
+            return self.values[:, :, index::2]
+        if self.key.payload == "vector" and self.key.size > 1:
             return self.values
-        return self.values[:, :, self.names.index(name)]
+        return self.values[:, :, index]
 
     def __array__(self, dtype: Any = None, copy: bool | None = None) -> NDArray[Any]:
         return np.array(self.values, dtype=dtype, copy=copy)
