@@ -11,8 +11,8 @@ namespace qel::tool {
 // The analysis of one stream, pushed block by block, which a signal can end.
 class StreamAnalysis {
 public:
-    // As BlockAnalyzer. Throws Error, or Interrupt::Requested. A signal that comes meanwhile ends the
-    // program, as tables for high sample rates can take seconds to make.
+    // As BlockAnalyzer. Throws Error, or Interrupt::Requested. A signal that comes meanwhile ends
+    // the program, as tables for high sample rates can take seconds to make.
     StreamAnalysis(const std::vector<const KeyInfo*>& keys,
                    const BlockAnalyzer::Parameters& parameters, const StreamSetup& setup);
 

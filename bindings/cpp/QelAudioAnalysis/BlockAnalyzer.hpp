@@ -1,6 +1,4 @@
-/*
- * A stream that is analyzed in blocks of any size, as the tool `qel` does it.
- */
+// A stream that is analyzed in blocks of any size, as the tool `qel` does it.
 #pragma once
 
 #include <QelAudioAnalysis/Analyzer.hpp>
@@ -21,34 +19,30 @@
 
 namespace qel {
 
-/* Called before every push to the library. May throw, which ends the call. */
+// Called before every push to the library. May throw, which ends the call.
 using BeforePush = std::function<void()>;
 
-/*
- * Analyzes a stream block by block. The size of the blocks changes the results of the keys that are
- * delivered per push, and of no other key.
- *
- * A flush is as much silence as the largest push, which moves the results at the end of some keys.
- * The largest push is the same for all sizes of blocks, therefore, and longer blocks are pushed
- * piece by piece. Keys that are delivered per push need such a block as a whole: they get an
- * analyzer of their own then.
- *
- * Life, threads and errors are those of Analyzer.
- */
+// Analyzes a stream block by block. The size of the blocks changes the results of the keys that are
+// delivered per push, and of no other key.
+//
+// A flush is as much silence as the largest push, which moves the results at the end of some keys.
+// The largest push is the same for all sizes of blocks, therefore, and longer blocks are pushed
+// piece by piece. Keys that are delivered per push need such a block as a whole: they get an
+// analyzer of their own then.
+//
+// Life, threads and errors are those of Analyzer.
 class BlockAnalyzer {
 public:
-    /* The largest push for all keys but those that are delivered per push. */
+    // The largest push for all keys but those that are delivered per push.
     static constexpr std::uint32_t kMostPushSamples = 4096;
 
     using Parameters = std::vector<std::pair<std::string, float>>;
 
-    /*
-     *   keys        names of the table in Keys.hpp or aliases of KeyAliases.hpp
-     *   parameters  have their values from the first sample on
-     *   setup       maxFrames is the size of the blocks
-     *
-     * Throws Error as the constructor of Analyzer and Analyzer::setParameter do.
-     */
+    //   keys        names of the table in Keys.hpp or aliases of KeyAliases.hpp
+    //   parameters  have their values from the first sample on
+    //   setup       maxFrames is the size of the blocks
+    //
+    // Throws Error as the constructor of Analyzer and Analyzer::setParameter do.
     BlockAnalyzer(const std::vector<std::string>& keys, const Parameters& parameters,
                   const StreamSetup& setup) {
         std::vector<std::string> perPush;
@@ -76,16 +70,16 @@ public:
         }
     }
 
-    /* As Analyzer::onResult. */
+    // As Analyzer::onResult.
     void onResult(const ResultCallback& callback) {
         for (Analyzer& analyzer : mAnalyzers) {
             analyzer.onResult(callback);
         }
     }
 
-    /* Analyzes the next block: `count` samples behind each of one pointer per channel. A rest that
-       some keys do not take (KeyInfo::pushMultiple) is pushed by itself, and is analyzed for the
-       other keys. Throws Error as Analyzer::push does. */
+    // Analyzes the next block: `count` samples behind each of one pointer per channel. A rest that
+    // some keys do not take (KeyInfo::pushMultiple) is pushed by itself, and is analyzed for the
+    // other keys. Throws Error as Analyzer::push does.
     void push(std::span<const float* const> channels, std::size_t count,
               const BeforePush& before = {}) {
         const std::size_t whole = count - count % mMultiple;
@@ -101,8 +95,8 @@ public:
         }
     }
 
-    /* Ends the stream. Returns 0, or kStatusNoTempo or kStatusNoMeter for audio without a tempo or
-       a meter, which does not make other results invalid. Throws Error for any other status. */
+    // Ends the stream. Returns 0, or kStatusNoTempo or kStatusNoMeter for audio without a tempo or
+    // a meter, which does not make other results invalid. Throws Error for any other status.
     SInt32 finish(const Progress& progress = {}) {
         SInt32 status = 0;
         for (Analyzer& analyzer : mAnalyzers) {
@@ -118,21 +112,21 @@ public:
         return status;
     }
 
-    /* As Analyzer::reset. */
+    // As Analyzer::reset.
     void reset() {
         for (Analyzer& analyzer : mAnalyzers) {
             analyzer.reset();
         }
     }
 
-    /* As those of Analyzer. Keys that are delivered per push have no parameters. */
+    // As those of Analyzer. Keys that are delivered per push have no parameters.
     void setParameter(const std::string& name, float value) {
         mAnalyzers.back().setParameter(name, value);
     }
     float parameter(const std::string& name) const { return mAnalyzers.back().parameter(name); }
     std::vector<std::string> parameterNames() const { return mAnalyzers.back().parameterNames(); }
 
-    /* As Analyzer::metaData. */
+    // As Analyzer::metaData.
     KeyMetaData metaData(const std::string& key) const {
         return (isPerPush(key) ? mAnalyzers.front() : mAnalyzers.back()).metaData(key);
     }

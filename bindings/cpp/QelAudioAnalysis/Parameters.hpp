@@ -1,9 +1,7 @@
-/*
- * All parameters of this version of the library.
- *
- * The library accepts any float. Outside of the ranges of this table a parameter has no use, and no
- * promise is made.
- */
+// All parameters of this version of the library.
+//
+// The library accepts any float. Outside of the ranges of this table a parameter has no use, and no
+// promise is made.
 #pragma once
 
 #include <span>
@@ -11,14 +9,14 @@
 
 namespace qel {
 
-/* One parameter. */
+// One parameter.
 struct ParameterInfo {
-    std::string_view name; /* exactly as in QelAudioAnalysisSetParameter */
-    std::string_view unit; /* "1" for a pure number */
-    float minimum;         /* the range includes both ends */
+    std::string_view name; // exactly as in QelAudioAnalysisSetParameter
+    std::string_view unit; // "1" for a pure number
+    float minimum;         // the range includes both ends
     float maximum;
-    float standard; /* the value of a new analyzer */
-    bool isWhole;   /* a whole number: the library drops a fraction */
+    float standard; // the value of a new analyzer
+    bool isWhole;   // a whole number: the library drops a fraction
     std::span<const std::string_view> keys;
     std::string_view definition;
 };
@@ -43,7 +41,7 @@ inline constexpr ParameterInfo kParameters[] = {
      "More gives a shorter window and more onsets."},
 };
 
-/* The row of a parameter; null if there is none. */
+// The row of a parameter; null if there is none.
 constexpr const ParameterInfo* findParameter(std::string_view name) noexcept {
     for (const ParameterInfo& row : kParameters) {
         if (row.name == name) {

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <array>
-#include <cstddef>
 #include <nanobind/nanobind.h>
 #include <nanobind/ndarray.h>
 #include <nanobind/stl/string.h>
 #include <nanobind/stl/vector.h>
+
+#include <array>
+#include <cstddef>
 #include <utility>
 #include <vector>
 

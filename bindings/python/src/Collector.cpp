@@ -13,9 +13,9 @@ using Channels = std::vector<std::vector<float>>;
 
 void AddRange(std::vector<float>& numbers, const AudioRange& range) {
     constexpr float kNone = std::numeric_limits<float>::quiet_NaN();
-    numbers.insert(numbers.end(), {range.headroom.value_or(kNone),
-                                   range.noiseFloorDb.value_or(kNone),
-                                   range.cutoffHz.value_or(kNone)});
+    numbers.insert(numbers.end(),
+                   {range.headroom.value_or(kNone), range.noiseFloorDb.value_or(kNone),
+                    range.cutoffHz.value_or(kNone)});
 }
 
 void AddPartials(Collected& key, const Result& result, std::size_t channel) {
@@ -69,7 +69,7 @@ std::vector<float> Joined(Channels& channels) {
 // One member of all records of all channels.
 template <class Record, class Value>
 std::vector<Value> MembersOf(const std::vector<std::vector<Record>>& channels,
-                             Value Record::* member) {
+                             Value Record::*member) {
     std::vector<Value> values;
     for (const std::vector<Record>& channel : channels) {
         std::transform(channel.begin(), channel.end(), std::back_inserter(values),
@@ -215,7 +215,8 @@ std::vector<double> Collector::CentresOf(const Collected& key, std::uint64_t sam
     const double end = static_cast<double>(samples) / mSetup.sampleRateHz;
     if (key.info->delivery == Delivery::PerPush || key.info->delivery == Delivery::AtEnd) {
         for (std::size_t i = 0; i < centres.size(); ++i) {
-            centres[i] = (key.starts[i] + (i + 1 < key.starts.size() ? key.starts[i + 1] : end)) / 2;
+            centres[i] =
+                (key.starts[i] + (i + 1 < key.starts.size() ? key.starts[i + 1] : end)) / 2;
         }
         return centres;
     }

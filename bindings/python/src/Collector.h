@@ -3,8 +3,10 @@
 #include <QelAudioAnalysis/KeyInfo.hpp>
 #include <QelAudioAnalysis/Result.hpp>
 #include <QelAudioAnalysis/StreamSetup.hpp>
-#include <cstdint>
+
 #include <nanobind/nanobind.h>
+
+#include <cstdint>
 #include <string>
 #include <vector>
 

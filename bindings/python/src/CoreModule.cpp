@@ -1,5 +1,5 @@
-// The module qelaudio._core: the analysis and the readings, in the plain types from which the Python
-// layer makes its classes.
+// The module qelaudio._core: the analysis and the readings, in the plain types from which the
+// Python layer makes its classes.
 
 #include "bindings/python/src/Errand.h"
 #include "bindings/python/src/Faults.h"
@@ -7,11 +7,12 @@
 #include "bindings/python/src/ReadingSession.h"
 #include "bindings/python/src/Session.h"
 
+#include <QelAudioAnalysis/Error.hpp>
+
 #include <nanobind/nanobind.h>
 #include <nanobind/stl/map.h>
 #include <nanobind/stl/string.h>
 #include <nanobind/stl/vector.h>
-#include <QelAudioAnalysis/Error.hpp>
 
 namespace {
 
@@ -24,7 +25,8 @@ void DefineSession(nb::module_& module) {
     nb::class_<Session>(module, "Session", "One stream, its analysis and its results.")
         .def(nb::init<std::vector<std::string>, const std::map<std::string, float>&, double,
                       std::uint32_t, bool, std::uint32_t, std::uint32_t>(),
-             "keys"_a, "parameters"_a, "sample_rate"_a, "channels"_a, "mix"_a, "block"_a, "length"_a)
+             "keys"_a, "parameters"_a, "sample_rate"_a, "channels"_a, "mix"_a, "block"_a,
+             "length"_a)
         .def("push", &Session::Push, "samples"_a, "tick"_a.none() = nb::none(),
              "Analyzes float32 samples of the shape (channels, n).")
         .def("finish", &Session::Finish, "tick"_a.none() = nb::none(),
@@ -62,8 +64,8 @@ NB_MODULE(_core, module) {
                "The rows of the table of parameters.",
                nb::sig("def parameter_table() -> list[dict[str, object]]"));
     module.def("reading_names", &qel::python::ReadingNames);
-    module.def("status_text", [](int status) { return std::string(qel::statusText(status)); },
-               "status"_a);
+    module.def(
+        "status_text", [](int status) { return std::string(qel::statusText(status)); }, "status"_a);
     module.def("settle", &qel::python::SettleErrands, "Waits for work that was interrupted.");
     module.attr("backend") = QEL_FFT_BACKEND;
     module.attr("version") = QEL_VERSION;

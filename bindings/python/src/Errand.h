@@ -1,8 +1,9 @@
 #pragma once
 
+#include <nanobind/nanobind.h>
+
 #include <atomic>
 #include <functional>
-#include <nanobind/nanobind.h>
 
 namespace qel::python {
 

@@ -1,8 +1,10 @@
 #include "bindings/python/src/Faults.h"
 
 #include <QelAudioAnalysis/Error.hpp>
-#include <exception>
+
 #include <nanobind/nanobind.h>
+
+#include <exception>
 
 namespace qel::python {
 

@@ -5,6 +5,7 @@
 #include <QelAudioAnalysis/KeyAliases.hpp>
 #include <QelAudioAnalysis/Keys.hpp>
 #include <QelAudioAnalysis/Parameters.hpp>
+
 #include <string_view>
 
 namespace qel::python {

@@ -4,12 +4,14 @@
 #include "bindings/python/src/Arrays.h"
 #include "bindings/python/src/SignalWatch.h"
 
-#include <algorithm>
+#include <QelMedia.hpp>
+
 #include <nanobind/nanobind.h>
 #include <nanobind/stl/string.h>
 #include <nanobind/stl/vector.h>
+
+#include <algorithm>
 #include <optional>
-#include <QelMedia.hpp>
 
 namespace qel::python {
 namespace {
@@ -55,7 +57,8 @@ public:
     FileReader(const FileReader&) = delete;
     FileReader& operator=(const FileReader&) = delete;
 
-    // The next `blocks` blocks; fewer at the end of the file, of which an array of no samples tells.
+    // The next `blocks` blocks; fewer at the end of the file, of which an array of no samples
+    // tells.
     nb::object Read(std::size_t blocks) {
         const std::size_t count = mReader->channels();
         std::vector<std::vector<float>> channels(count);

@@ -2,10 +2,11 @@
 
 #include "bindings/python/src/Arrays.h"
 
+#include <nanobind/stl/optional.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
-#include <nanobind/stl/optional.h>
 
 namespace qel::python {
 namespace {
@@ -15,10 +16,9 @@ template <class Value, class Record, class Number>
 nb::object Column(const std::vector<Record>& records, Number number) {
     std::vector<Value> values;
     values.reserve(records.size());
-    std::transform(records.begin(), records.end(), std::back_inserter(values),
-                   [&](const Record& record) {
-                       return static_cast<Value>(std::invoke(number, record));
-                   });
+    std::transform(
+        records.begin(), records.end(), std::back_inserter(values),
+        [&](const Record& record) { return static_cast<Value>(std::invoke(number, record)); });
     return ArrayOf(std::move(values));
 }
 

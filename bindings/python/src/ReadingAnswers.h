@@ -1,7 +1,8 @@
 #pragma once
 
-#include <nanobind/nanobind.h>
 #include <QelReadings.hpp>
+
+#include <nanobind/nanobind.h>
 
 namespace qel::python {
 

@@ -88,11 +88,9 @@ ReadingSession::ReadingSession(const std::vector<std::string>& readings, double 
         .sampleRateHz = sampleRateHz, .channels = channels, .lengthFrames = lengthFrames};
     const auto made = std::make_shared<std::shared_ptr<readings::Reader>>();
     std::exception_ptr raised;
-    RunErrand(
-        [made, asked = ReadingsNamed(readings), setup, settings = SettingsOf(mfcc)](Orders&) {
-            *made = std::make_shared<readings::Reader>(asked, setup, settings);
-        },
-        nb::none(), raised);
+    RunErrand([made, asked = ReadingsNamed(readings), setup, settings = SettingsOf(mfcc)](
+                  Orders&) { *made = std::make_shared<readings::Reader>(asked, setup, settings); },
+              nb::none(), raised);
     if (raised) {
         std::rethrow_exception(raised);
     }

@@ -2,11 +2,12 @@
 
 #include "bindings/python/src/Arrays.h"
 
+#include <QelReadings.hpp>
+
 #include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <QelReadings.hpp>
 #include <string>
 #include <vector>
 

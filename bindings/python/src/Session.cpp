@@ -41,9 +41,8 @@ Session::Session(std::vector<std::string> keys, const std::map<std::string, floa
 void Session::MakeEngine() {
     const auto made = std::make_shared<std::shared_ptr<StreamEngine>>();
     std::exception_ptr raised;
-    RunErrand(
-        [made, plan = mPlan](Orders&) { *made = std::make_shared<StreamEngine>(plan); }, nb::none(),
-        raised);
+    RunErrand([made, plan = mPlan](Orders&) { *made = std::make_shared<StreamEngine>(plan); },
+              nb::none(), raised);
     if (raised) {
         std::rethrow_exception(raised);
     }
@@ -68,9 +67,9 @@ void Session::Push(const Samples& samples, nb::handle tick) {
     }
     const std::vector<const float*> channels = ChannelsOf(samples);
     if (channels.size() != mPlan.setup.channels) {
-        throw Error(kAudioAnalysisErr_BadFormat,
-                    "block of " + std::to_string(channels.size()) + " channels for a stream of " +
-                        std::to_string(mPlan.setup.channels));
+        throw Error(kAudioAnalysisErr_BadFormat, "block of " + std::to_string(channels.size()) +
+                                                     " channels for a stream of " +
+                                                     std::to_string(mPlan.setup.channels));
     }
     SignalWatch watch(tick);
     const nb::gil_scoped_release unlocked;

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <nanobind/nanobind.h>
+
 #include <chrono>
 #include <cstdint>
-#include <nanobind/nanobind.h>
 #include <optional>
 
 namespace qel::python {

@@ -1,7 +1,8 @@
 #include "bindings/python/src/StreamEngine.h"
 
-#include <algorithm>
 #include <QelAudioAnalysis/Keys.hpp>
+
+#include <algorithm>
 
 namespace qel::python {
 namespace {

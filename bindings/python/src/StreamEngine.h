@@ -4,6 +4,7 @@
 #include "bindings/python/src/SignalWatch.h"
 
 #include <QelAudioAnalysis/BlockAnalyzer.hpp>
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -16,7 +17,7 @@ namespace qel::python {
 struct StreamPlan {
     std::vector<std::string> keys; // of the table
     BlockAnalyzer::Parameters parameters;
-    StreamSetup setup; // maxFrames is the size of the blocks
+    StreamSetup setup;    // maxFrames is the size of the blocks
     bool isMixed = false; // the analyzed stream is the mean of its channels
 };
 
