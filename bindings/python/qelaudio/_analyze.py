@@ -137,7 +137,7 @@ def analyze(
     >>> tone = 0.5 * np.sin(2 * np.pi * 440 * np.arange(44100) / 44100)
     >>> flux = qelaudio.analyze(tone, "spectrum flux properties", sample_rate=44100)
     >>> flux["spectrum flux properties"]["spectrum flux"].shape
-    (1, 93)
+    (1, 85)
     """
     names = canonical_list(keys)
     is_mono = checked_mix(mix)

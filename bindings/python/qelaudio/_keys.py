@@ -160,6 +160,7 @@ class Parameter:
 
     @property
     def attribute(self) -> str:
+        """The name of the attribute of `Analyzer`."""
         return self.name.lower().replace(" ", "_")
 
 

@@ -105,14 +105,26 @@ def as_samples(audio: Any) -> Samples:
 class Stream(Protocol):
     """Samples that come one chunk after the other."""
 
-    sample_rate: float
-    channels: int
-    #: Samples per channel; 0: not known.
-    length: int
-    #: The exact length, where it takes work to know it.
-    def exact_length(self) -> int: ...
-    def chunks(self) -> Iterator[Samples]: ...
-    def warnings(self) -> tuple[str, ...]: ...
+    @property
+    def sample_rate(self) -> float:
+        """In Hz."""
+
+    @property
+    def channels(self) -> int:
+        """Of every chunk."""
+
+    @property
+    def length(self) -> int:
+        """Samples per channel, as far as is known without work; 0: not known."""
+
+    def exact_length(self) -> int:
+        """The length, whatever it takes to know it."""
+
+    def chunks(self) -> Iterator[Samples]:
+        """The samples, once."""
+
+    def warnings(self) -> tuple[str, ...]:
+        """What was wrong and did not end the stream, one line each."""
 
 
 @dataclass
@@ -225,13 +237,13 @@ def open_stream(source: Any, sample_rate: float | None, *, mix: bool, block: int
         For a source, a rate or a shape that is not accepted; `FileError` for files.
     """
     if isinstance(source, (str, os.PathLike)):
-        stream = FileStream(source, mix=mix, block=block)
-        if sample_rate is not None and checked_rate(sample_rate) != stream.sample_rate:
+        file = FileStream(source, mix=mix, block=block)
+        if sample_rate is not None and checked_rate(sample_rate) != file.sample_rate:
             raise bad(
-                f"{os.fspath(source)} has {stream.sample_rate:g} Hz, not {sample_rate:g}; leave "
+                f"{os.fspath(source)} has {file.sample_rate:g} Hz, not {sample_rate:g}; leave "
                 "sample_rate out, or resample elsewhere"
             )
-        return stream
+        return file
     rate = checked_rate(sample_rate)
     if _is_block_iterable(source):
         return BlockStream(source, rate)

@@ -1,0 +1,170 @@
+"""Results: shapes, names, times, tables, drawings."""
+
+from __future__ import annotations
+
+import matplotlib
+
+matplotlib.use("Agg")
+
+import numpy as np
+import pytest
+from conftest import music
+
+import qelaudio
+
+RATE = 44100
+KEYS = list(qelaudio.keys())
+
+
+@pytest.fixture(scope="module")
+def analysis() -> qelaudio.Analysis:
+    return qelaudio.analyze(music(RATE, 6, 2), KEYS, sample_rate=RATE, mix="keep")
+
+
+@pytest.mark.parametrize("key", KEYS)
+def test_shapes_are_those_of_the_table(analysis: qelaudio.Analysis, key: str) -> None:
+    result, row = analysis[key], qelaudio.keys()[key]
+    assert (result.channels, result.sample_rate) == (2, RATE)
+    if isinstance(result, qelaudio.Feature):
+        assert result.values.dtype == np.float32
+        assert result.values.shape == (2, len(result.start_times), row.size)
+        assert result.values.flags.c_contiguous
+    elif isinstance(result, qelaudio.Names):
+        assert [len(names) for names in result.values] == [len(result)] * 2
+        assert all(isinstance(name, str) for name in result.values[1])
+    elif isinstance(result, qelaudio.Partials):
+        assert result.offsets.shape == (2, len(result) + 1)
+        assert result.offsets[-1, -1] == len(result.frequency) == len(result.bin)
+        assert result.offsets[1, 0] == result.offsets[0, -1]
+    else:
+        assert result.offsets.shape == (3,)
+        assert result.offsets[-1] == len(result.times) == len(result.strengths)
+
+
+def test_times_are_starts_and_centres_of_frames(analysis: qelaudio.Analysis) -> None:
+    for key in ("spectrum", "mfcc", "cepstrum", "tempo", "chroma", "reassigned spectrum"):
+        result = analysis[key]
+        assert np.allclose(result.start_times, np.arange(len(result)) * result.hop / RATE)
+        assert np.allclose(result.centre_times - result.start_times, result.frame / 2 / RATE)
+        assert result.times is result.start_times
+
+
+def test_times_of_blocks_are_those_of_their_samples() -> None:
+    result = qelaudio.analyze(
+        np.zeros(2500, np.float32), "temporal properties", sample_rate=1000, block=1000
+    )["temporal properties"]
+    assert result.start_times.tolist() == [0, 1, 2]
+    assert result.centre_times.tolist() == [0.5, 1.5, 2.25]
+
+
+def test_the_centre_of_a_whole_stream_is_its_middle(analysis: qelaudio.Analysis) -> None:
+    tempo = analysis["global tempo"]
+    assert (tempo.start_times.tolist(), tempo.centre_times.tolist()) == ([0], [3])
+
+
+def test_values_have_names(analysis: qelaudio.Analysis) -> None:
+    generic = analysis["generic spectrum properties"]
+    for index, name in enumerate(generic.names):
+        assert np.array_equal(generic[name], generic.values[:, :, index], equal_nan=True)
+        assert np.shares_memory(generic[name], generic.values)
+    with pytest.raises(qelaudio.Error, match="spectrum centroid|it has"):
+        generic["loudness"]
+
+
+def test_complex_numbers_are_views(analysis: qelaudio.Analysis) -> None:
+    spectrum = analysis["spectrum"]
+    assert spectrum.complex.shape == (2, len(spectrum), 512)
+    assert np.shares_memory(spectrum.complex, spectrum.values)
+    assert np.array_equal(spectrum["spectrum real data"], spectrum.complex.real)
+    assert np.array_equal(spectrum["spectrum imaginary data"], spectrum.complex.imag)
+    with pytest.raises(qelaudio.Error, match="no complex"):
+        analysis["mfcc"].complex
+
+
+def test_a_vector_has_one_name_for_all_places(analysis: qelaudio.Analysis) -> None:
+    chroma = analysis["chroma"]
+    assert chroma["pitch class profile"] is chroma.values
+    assert analysis["tempo"]["tempo"].shape == (2, len(analysis["tempo"]))
+
+
+def test_partials_of_a_frame_are_views(analysis: qelaudio.Analysis) -> None:
+    partials = analysis["partials"]
+    tracks = partials.at(100, 1)
+    assert tracks["frequency"].size > 0
+    assert set(tracks["frame_number"]) == {100}
+    assert np.shares_memory(tracks["frequency"], partials.frequency)
+    for frame, channel in ((-1, 0), (len(partials), 0), (0, 2)):
+        with pytest.raises(qelaudio.Error, match="no "):
+            partials.at(frame, channel)
+
+
+def test_events_ascend_in_each_channel(analysis: qelaudio.Analysis) -> None:
+    onsets = analysis["onsets"]
+    for channel in range(2):
+        times, strengths = onsets.channel(channel)
+        assert len(times) == len(strengths) > 5
+        assert np.all(np.diff(times) > 0)
+    with pytest.raises(qelaudio.Error):
+        onsets.channel(2)
+
+
+def test_an_unknown_or_absent_key_is_a_key_error(analysis: qelaudio.Analysis) -> None:
+    with pytest.raises(KeyError, match="did you mean"):
+        analysis["chromas"]
+    with pytest.raises(KeyError, match="no results of"):
+        qelaudio.analyze(np.zeros(5000), "mfcc", sample_rate=RATE)["chroma"]
+    assert "chroma" in analysis and "nothing" not in analysis
+
+
+@pytest.mark.parametrize("key", KEYS)
+def test_a_key_becomes_a_table(analysis: qelaudio.Analysis, key: str) -> None:
+    result = analysis[key]
+    table = result.to_pandas()
+    assert set(table["channel"]) <= {0, 1}
+    if isinstance(result, qelaudio.Feature):
+        assert len(table) == 2 * len(result)
+        flat = result.values.reshape(-1, result.key.size)
+        assert np.array_equal(table.iloc[:, 3:].to_numpy(), flat, equal_nan=True)
+        assert table["time"].tolist() == 2 * result.start_times.tolist()
+    elif isinstance(result, qelaudio.Names):
+        assert table[result.names[0]].tolist() == result.values[0] + result.values[1]
+    elif isinstance(result, qelaudio.Partials):
+        assert np.array_equal(table["frequency"], result.frequency)
+        frame = result.frame_number * result.hop / RATE
+        assert np.allclose(table["time"], frame)
+    else:
+        assert np.array_equal(table["time"], result.times)
+
+
+@pytest.mark.parametrize("key", KEYS)
+def test_a_key_becomes_a_labelled_array(analysis: qelaudio.Analysis, key: str) -> None:
+    result = analysis[key]
+    labelled = result.to_xarray()
+    assert labelled.attrs["sample_rate"] == RATE
+    if isinstance(result, qelaudio.Feature):
+        assert labelled[key].dims == ("channel", "time", "value")
+        assert np.array_equal(labelled[key].to_numpy(), result.values, equal_nan=True)
+        assert labelled["time"].attrs["unit"] == "s"
+
+
+@pytest.mark.parametrize("key", KEYS)
+def test_a_key_is_drawn(analysis: qelaudio.Analysis, key: str) -> None:
+    from matplotlib import pyplot
+
+    axes = analysis[key].plot(channel=1)
+    assert axes.get_title() == qelaudio.keys()[key].name
+    assert axes.has_data()
+    pyplot.close(axes.figure)
+
+
+@pytest.mark.parametrize("key", KEYS)
+def test_a_notebook_shows_a_small_table(analysis: qelaudio.Analysis, key: str) -> None:
+    shown = analysis[key]._repr_html_()
+    assert shown.startswith("<table>") and key in shown and len(shown) < 1500
+    assert len(repr(analysis[key])) < 200
+
+
+def test_a_notebook_shows_all_keys(analysis: qelaudio.Analysis) -> None:
+    shown = analysis._repr_html_()
+    assert all(key in shown for key in KEYS)
+    assert "6.000 s" in shown

@@ -1,0 +1,98 @@
+"""The table of keys, unknown names, and the package's documentation."""
+
+from __future__ import annotations
+
+import doctest
+import importlib
+import inspect
+import json
+import os
+import pkgutil
+import subprocess
+
+import pytest
+
+import qelaudio
+
+
+def tool_keys() -> list[dict[str, object]]:
+    text = subprocess.run([os.environ["QEL_TOOL"], "keys", "--json"], capture_output=True).stdout
+    table = json.loads(text)
+    rows: list[dict[str, object]] = table["keys"] if isinstance(table, dict) else table
+    return rows
+
+
+def test_the_table_is_that_of_the_tool() -> None:
+    rows = tool_keys()
+    assert list(qelaudio.keys()) == [row.get("key", row.get("name")) for row in rows]
+
+
+def test_every_key_and_value_is_described() -> None:
+    for key in qelaudio.keys().values():
+        assert key.definition and key.values
+        assert key.minimum <= key.maximum
+        for value in key.values:
+            assert value.name and value.unit and value.definition
+
+
+def test_units_ranges_and_sources_can_be_asked_for() -> None:
+    chroma = qelaudio.keys()["pitch class profile"]
+    assert (chroma.unit, chroma.range, chroma.size) == ("1", (0, 1), 12)
+    assert "Fujishima" in chroma.source
+    frequency = qelaudio.keys()["fundamental frequency"].values[0]
+    assert frequency.range_at(44100) == (0, 22050)
+
+
+def test_aliases_are_those_of_the_tool() -> None:
+    keys = qelaudio.keys()
+    assert keys["mel frequency cepstral coefficients"].aliases == ("mfcc",)
+    assert keys["gamma tome spectrum"].aliases == ("gammatone spectrum", "gammatone")
+
+
+@pytest.mark.parametrize(
+    ("name", "hint"),
+    [("mfccs", 'did you mean "mfcc"'), ("xyzzy", "qelaudio.keys"), ("", "qelaudio.keys")],
+)
+def test_an_unknown_key_gets_a_hint(name: str, hint: str) -> None:
+    with pytest.raises(qelaudio.Error, match=hint) as raised:
+        qelaudio.analyze([0.0], name, sample_rate=44100)
+    assert raised.value.status == qelaudio.STATUS_UNKNOWN
+
+
+def test_no_keys_are_refused() -> None:
+    with pytest.raises(qelaudio.Error, match="no keys"):
+        qelaudio.analyze([0.0], [], sample_rate=44100)
+
+
+def test_a_key_with_two_names_comes_once() -> None:
+    analysis = qelaudio.analyze([0.0] * 5000, ["chroma", "pitch class profile"], sample_rate=8000)
+    assert list(analysis) == ["pitch class profile"]
+
+
+def test_an_unknown_parameter_names_those_that_there_are() -> None:
+    with pytest.raises(qelaudio.Error, match="Genre Hint"):
+        qelaudio.analyze([0.0], "tempo", sample_rate=8000, parameters={"volume": 1})
+
+
+def modules() -> list[str]:
+    return ["qelaudio"] + [
+        f"qelaudio.{found.name}"
+        for found in pkgutil.iter_modules(qelaudio.__path__)
+        if found.name not in ("_core", "_media")
+    ]
+
+
+@pytest.mark.parametrize("name", modules())
+def test_examples_in_docstrings_hold(name: str) -> None:
+    assert doctest.testmod(importlib.import_module(name)).failed == 0
+
+
+@pytest.mark.parametrize("name", [name for name in qelaudio.__all__ if name[0].isalpha()])
+def test_everything_public_has_a_docstring(name: str) -> None:
+    thing = getattr(qelaudio, name)
+    if not (inspect.isclass(thing) or inspect.isfunction(thing)):
+        return
+    assert inspect.getdoc(thing)
+    for member, value in vars(thing).items() if inspect.isclass(thing) else ():
+        if not member.startswith("_") and (inspect.isfunction(value) or isinstance(value, property)):
+            assert inspect.getdoc(value), f"{name}.{member}"
