@@ -112,7 +112,7 @@ def test_all_ways_give_the_same_bits(readings: qelaudio.Readings, path: Path) ->
 def test_only_what_is_asked_for_is_read(path: Path) -> None:
     readings = qelaudio.read(path, "loudness")
     assert readings.loudness is not None
-    assert readings.tempo is readings.beats is readings.mfcc is None
+    assert (readings.tempo, readings.beats, readings.mfcc) == (None, None, None)
 
 
 def test_the_settings_of_mfcc_act(path: Path) -> None:
