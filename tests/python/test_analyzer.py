@@ -6,6 +6,7 @@ import gc
 import os
 import threading
 import tracemalloc
+from collections.abc import Callable
 from typing import Any
 
 import numpy as np
@@ -83,7 +84,8 @@ def test_the_input_may_change_after_a_push() -> None:
 def test_an_ended_stream_takes_nothing_until_reset() -> None:
     analyzer = qelaudio.Analyzer("spectrum", RATE)
     analyzer.finish()
-    for call in (lambda: analyzer.push(AUDIO), lambda: analyzer.finish()):
+    calls: list[Callable[[], object]] = [lambda: analyzer.push(AUDIO), analyzer.finish]
+    for call in calls:
         with pytest.raises(qelaudio.Error, match="ended") as raised:
             call()
         assert raised.value.status == qelaudio.STATUS_NOT_READY
