@@ -24,6 +24,8 @@ assert loudness and loudness.sample_peak_dbfs and abs(loudness.sample_peak_dbfs 
 assert qelaudio.fft_backend == ("fftw" if "-DQEL_FFT_BACKEND=fftw" in definitions else "kissfft")
 package = Path(qelaudio.__file__).parent
 assert (package / "py.typed").exists() and (package / "_core.pyi").exists()
+licences = {path.name for path in (package / "licences").iterdir()}
+assert {"nanobind.txt", "libebur128-1.txt", "libhwy1.txt"} <= licences, licences
 if "-DQEL_PYTHON_MEDIA=OFF" in definitions:
     try:
         qelaudio.read("song.flac")
