@@ -50,7 +50,8 @@ TEST(BlockAnalyzerTest, TheSizeOfBlocksChangesOnlyTheKeysPerPush) {
         const Values values = Analyzed(keys, block);
         ASSERT_EQ(values.size(), 3u);
         EXPECT_EQ(values.at("temporal properties").size(), (kSamples + block - 1) / block * 3);
-        for (const char* key : {"spectrum flux properties", "mel frequency cepstral coefficients"}) {
+        for (const char* key :
+             {"spectrum flux properties", "mel frequency cepstral coefficients"}) {
             EXPECT_EQ(values.at(key), expected.at(key)) << key << " at " << block;
         }
     }
@@ -90,8 +91,9 @@ TEST(BlockAnalyzerTest, WhatIsThrownBeforeAPushEndsTheCall) {
     BlockAnalyzer analyzer({"mfcc"}, {}, {.maxFrames = 4096});
     const std::vector<float> samples = Sweep();
     const float* start = samples.data();
-    EXPECT_THROW(analyzer.push(std::span(&start, 1), 4096, [] { throw std::runtime_error("stop"); }),
-                 std::runtime_error);
+    EXPECT_THROW(
+        analyzer.push(std::span(&start, 1), 4096, [] { throw std::runtime_error("stop"); }),
+        std::runtime_error);
     EXPECT_NO_THROW(analyzer.push(std::span(&start, 1), 4096));
 }
 

@@ -43,6 +43,16 @@ def test_units_ranges_and_sources_can_be_asked_for() -> None:
     assert frequency.range_at(44100) == (0, 22050)
 
 
+def test_the_documentation_comes_from_the_table() -> None:
+    text = inspect.getdoc(qelaudio.keys)
+    assert text is not None
+    for key in qelaudio.keys().values():
+        assert f"- {', '.join((key.name, *key.aliases))}: " in text
+        described = key.describe()
+        assert key.definition in described
+        assert all(value.definition in described for value in key.values)
+
+
 def test_aliases_are_those_of_the_tool() -> None:
     keys = qelaudio.keys()
     assert keys["mel frequency cepstral coefficients"].aliases == ("mfcc",)

@@ -99,7 +99,8 @@ def analyze(
         Files are decoded as the tool ``qel`` decodes them, at their own rate. Of arrays, float32 is
         taken as it is; rows whose samples are neighbours are not copied. float64 and float16 are
         rounded to float32. Integers are fractions of full scale: int16 is divided by 32768, int8
-        and int32 likewise; uint8 has its zero at 128. Blocks of an iterable may have any lengths.
+        and int32 likewise; uint8 has its zero at 128. Blocks of an iterable may have any lengths;
+        a list of arrays is such an iterable, and no array of channels.
     keys : str or iterable of str
         Names or aliases of `keys`, in any order.
     sample_rate : float, optional

@@ -124,6 +124,27 @@ class Key:
     def __str__(self) -> str:
         return self.name
 
+    def describe(self) -> str:
+        """All that the table says about the key, as a text of several lines.
+
+        Returns
+        -------
+        str
+        """
+        size = f"{self.size} numbers" if self.size else self.payload
+        lines = [f"{self.name}: {size}, {self.delivery}"]
+        if self.aliases:
+            lines.append("also " + ", ".join(self.aliases))
+        if self.frame:
+            lines.append(f"frames of {self.frame} samples, a result every {self.hop}")
+        lines += ["", self.definition]
+        for value in self.values:
+            scale = " half rates" if value.in_half_rates else ""
+            ends = f"{value.minimum:g} to {value.maximum:g}{scale}"
+            lines += ["", f"{value.name} [{value.unit}], {ends}", f"    {value.definition}"]
+            lines += [f"    Source: {value.source}"] if value.source else []
+        return "\n".join(lines)
+
 
 @dataclass(frozen=True)
 class Parameter:
@@ -176,12 +197,16 @@ def keys() -> Mapping[str, Key]:
     Returns
     -------
     Mapping of str to Key
-        By name, in the order of the library's table.
+        By name, in the order of the library's table. `Key.describe` tells all about one.
 
     Examples
     --------
     >>> keys()["tempo"].unit
     'BPM'
+
+    Notes
+    -----
+    The keys are:
     """
     table = (_key(row) for row in _core.key_table())
     return MappingProxyType({key.name: key for key in table})
@@ -245,3 +270,12 @@ def parameter_named(name: str) -> Parameter:
             return parameter
     known = ", ".join(f'"{known}"' for known in parameters())
     raise Error(f'unknown parameter "{name}"; there are {known}', STATUS_UNKNOWN)
+
+
+def _line(key: Key) -> str:
+    names = ", ".join((key.name, *key.aliases))
+    size = f"{key.size} x {key.unit}" if key.size else key.payload
+    return f"    - {names}: {size}, {key.delivery}"
+
+
+keys.__doc__ = f"{keys.__doc__}\n" + "\n".join(_line(key) for key in keys().values()) + "\n"

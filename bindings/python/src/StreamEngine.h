@@ -5,6 +5,7 @@
 
 #include <QelAudioAnalysis/BlockAnalyzer.hpp>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -59,8 +60,9 @@ private:
     BlockAnalyzer mAnalyzer;
     Collector mCollector;
     std::vector<std::vector<float>> mBlock; // one that is not yet full
-    std::size_t mPending = 0;               // samples in it
-    std::uint64_t mAnalyzed = 0;
+    // Other threads may ask for them.
+    std::atomic<std::size_t> mPending = 0; // samples in it
+    std::atomic<std::uint64_t> mAnalyzed = 0;
     bool mIsCut = false; // the analysis of a block was ended amid it
 };
 
