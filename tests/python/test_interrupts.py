@@ -72,14 +72,14 @@ def test_a_push_is_interrupted_and_the_stream_goes_on() -> None:
 
 
 def test_the_end_of_a_stream_is_interrupted_and_another_one_begins() -> None:
-    audio = long_audio(120)
-    analyzer = qelaudio.Analyzer("reasigned spectrum", RATE, length=len(audio))
+    audio = long_audio(600)
+    analyzer = qelaudio.Analyzer(["beats", "onsets", "beats-per-bar"], RATE)
 
     def finish() -> None:
         analyzer.reset()
         analyzer.push(audio)
         before = time.monotonic()
-        with interrupt_after(0.05) as passed:
+        with interrupt_after(0.02) as passed:
             try:
                 analyzer.finish()
             finally:
@@ -93,7 +93,7 @@ def test_the_end_of_a_stream_is_interrupted_and_another_one_begins() -> None:
         analyzer.push(audio)
     analyzer.reset()
     analyzer.push(audio[:44100])
-    assert len(analyzer.finish()["reasigned spectrum"]) > 600
+    assert analyzer.finish()["onsets"].is_found
 
 
 def _again(finish: Callable[[], None], delays: list[tuple[float, float]]) -> bool:
@@ -141,12 +141,10 @@ def test_what_progress_raises_ends_the_call() -> None:
 
 def test_python_ends_after_an_interrupted_call() -> None:
     program = (
-        "import os, signal, threading, numpy as np, qelaudio\n"
-        "audio = np.random.default_rng(1).standard_normal(44100 * 60).astype(np.float32)\n"
-        "a = qelaudio.Analyzer('reasigned spectrum', 44100, length=len(audio))\n"
-        "a.push(audio)\n"
+        "import os, signal, threading, qelaudio\n"
         "threading.Timer(0.05, os.kill, (os.getpid(), signal.SIGINT)).start()\n"
-        "try:\n    a.finish()\nexcept KeyboardInterrupt:\n    print('interrupted')\n"
+        "try:\n    qelaudio.Analyzer('harmonic pitch class profile', 384000)\n"
+        "except KeyboardInterrupt:\n    print('interrupted')\n"
     )
     done = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True)
     assert (done.returncode, done.stdout, done.stderr) == (0, "interrupted\n", "")
