@@ -6,9 +6,9 @@
 //         use(block.channels[0], block.frames, reader.sampleRateHz());
 //     }
 //
-// The library, libQelMedia, stands by itself: it needs FFmpeg's libraries and nothing of the
+// The library, libQelMedia, is independent: it needs FFmpeg's libraries and nothing of the
 // analysis. Programs that read files by it get the samples that the tool `qel` analyzes.
-// Containers, codecs, alignment and the treatment of damage are told in docs/output.md.
+// docs/output.md describes containers, codecs, alignment and the treatment of damage.
 //
 // A "frame" is one sample of every channel.
 //
@@ -59,7 +59,7 @@ private:
 };
 
 // Asks whether to give up; true ends the work. It is called on the reading thread, often, and from
-// within FFmpeg: it must be quick and must not throw. Empty: nobody asks.
+// within FFmpeg: it must be quick and must not throw. Empty: the work is never cancelled.
 using CancelQuestion = std::function<bool()>;
 
 // How a file is read.
@@ -72,16 +72,16 @@ struct ReaderSettings {
 // Samples of one stretch of the file. The memory is the reader's.
 struct Block {
     std::span<const float* const> channels; // one pointer per delivered channel
-    std::size_t frames = 0;                 // samples behind each pointer; 0: the end
+    std::size_t frames = 0;                 // samples at each pointer; 0: the end
 };
 
 // A fault that did not end the reading.
 struct Warning {
     std::string text;       // one line, without the file's name
-    std::int64_t count = 0; // how many packets, or other things that text tells of
+    std::int64_t count = 0; // how many packets, or other things that text names
 };
 
-// What a file is, and what of it was no music.
+// What a file is, and what was removed from it or damaged.
 struct Report {
     std::string container;                  // short name: "wav", "ogg", "mov"
     std::string codec;                      // short name: "vorbis", "aac"
@@ -90,7 +90,7 @@ struct Report {
     std::int64_t leadingFramesTrimmed = 0;  // frames dropped at the start: the encoder's delay
     std::int64_t trailingFramesTrimmed = 0; // frames dropped at the end: the encoder's padding
     std::int64_t damagedPackets = 0;        // packets that are missing or could not be decoded
-    // Tags of the file, as they stand there: any bytes, of any length. Empty: none.
+    // Tags of the file, unchanged: any bytes, of any length. Empty: none.
     std::string title;
     std::string artist;
     std::string album;
@@ -129,8 +129,9 @@ public:
     std::size_t fileChannels() const noexcept;
     std::size_t channels() const noexcept;
 
-    // The length that the file states, in frames; 0 if it states none. It is a hint: an encoder's
-    // delay and padding may be in it, and the file may be wrong. countFrames() knows.
+    // The length that the file states, in frames; 0 if it states none. It is a hint: it may
+    // include an encoder's delay and padding, and may be wrong. countFrames() returns the true
+    // length.
     std::int64_t expectedFrames() const noexcept;
 
     // Delivers the next samples: blockFrames of them, fewer only in the last block; 0 at the end
@@ -143,7 +144,7 @@ public:
     // Error with Cancelled. After an Error the reader can be destroyed, and nothing else.
     Block read();
 
-    // What is known of the file. Counts and warnings are final once read() has met the end.
+    // What is known of the file. Counts and warnings are final once read() has reached the end.
     Report report() const;
 
 private:

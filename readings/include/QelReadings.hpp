@@ -6,7 +6,7 @@
 //     const qel::readings::Answers answers = reader.finish();
 //     std::cout << answers.tempo->bpm << " BPM, " << answers.key->main.name() << '\n';
 //
-// docs/readings.md tells how each reading is computed, and how far to trust it.
+// docs/readings.md describes how each reading is computed, and its limits.
 //
 // A program links libQelReadings (CMake target QelAudioAnalysis::Readings).
 #pragma once
@@ -212,13 +212,13 @@ public:
     // The same for a stream of one channel.
     void push(std::span<const float> samples);
 
-    // The onsets that are certain so far, in order of time: all those up to 0.12 s before the end
-    // of what was pushed. Later pushes add to them and change none, so that the answer of finish
-    // begins with them. Valid until the next call of push, finish or reset. Empty if
+    // The onsets found so far, in order of time: all those up to 0.12 s before the end of the
+    // pushed audio. Later pushes add onsets and change none, so the answer of finish begins with
+    // these. Valid until the next call of push, finish or reset. Empty if
     // Reading::Onsets was not asked for.
     std::span<const Onset> onsets() const;
 
-    // Ends the stream and tells the answers. Once per stream.
+    // Ends the stream and returns the answers. Once per stream.
     Answers finish();
 
     // Begins another stream with the same setup.

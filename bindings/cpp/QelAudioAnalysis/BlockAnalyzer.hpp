@@ -25,10 +25,10 @@ using BeforePush = std::function<void()>;
 // Analyzes a stream block by block. The size of the blocks changes the results of the keys that are
 // delivered per push, and of no other key.
 //
-// A flush is as much silence as the largest push, which moves the results at the end of some keys.
-// The largest push is the same for all sizes of blocks, therefore, and longer blocks are pushed
-// piece by piece. Keys that are delivered per push need such a block as a whole: they get an
-// analyzer of their own then.
+// A flush adds as much silence as the largest push, and the results of some keys at the end depend
+// on it. Therefore the largest push is the same for all sizes of blocks, and longer blocks are
+// pushed in pieces. Keys that are delivered per push need a block as a whole, so for longer blocks
+// they get an analyzer of their own.
 //
 // Life, threads and errors are those of Analyzer.
 class BlockAnalyzer {
@@ -77,9 +77,10 @@ public:
         }
     }
 
-    // Analyzes the next block: `count` samples behind each of one pointer per channel. A rest that
-    // some keys do not take (KeyInfo::pushMultiple) is pushed by itself, and is analyzed for the
-    // other keys. Throws Error as Analyzer::push does.
+    // Analyzes the next block: `count` samples of each channel, with one pointer per channel. If
+    // some keys accept only multiples of a number of samples (KeyInfo::pushMultiple), the rest of
+    // the block is pushed separately, and only the other keys analyze it. Throws Error as
+    // Analyzer::push does.
     void push(std::span<const float* const> channels, std::size_t count,
               const BeforePush& before = {}) {
         const std::size_t whole = count - count % mMultiple;

@@ -17,8 +17,7 @@ inline constexpr SInt32 kStatusStopped = -128;
 // The meaning of a status, in words: one line without a full stop. Any thread.
 //
 // -1 from QelAudioAnalysisProcess can also mean that the progress callback asked to stop. This text
-// leaves that meaning out: the callback knows of it, and the C++ client returns false instead of
-// throwing an Error.
+// omits that meaning, because the C++ client then returns false instead of throwing an Error.
 inline std::string_view statusText(SInt32 status) noexcept {
     switch (status) {
     case 0:

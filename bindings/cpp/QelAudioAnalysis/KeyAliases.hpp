@@ -31,7 +31,7 @@ inline constexpr KeyAlias kKeyAliases[] = {
     {"reassigned spectrum", "reasigned spectrum"},
 };
 
-// The key that a name stands for: that of an alias, otherwise the name itself.
+// The key of a name: that of an alias, otherwise the name itself.
 constexpr std::string_view keyNamed(std::string_view name) noexcept {
     for (const KeyAlias& row : kKeyAliases) {
         if (row.alias == name) {

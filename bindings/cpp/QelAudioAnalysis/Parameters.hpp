@@ -1,7 +1,7 @@
 // All parameters of this version of the library.
 //
-// The library accepts any float. Outside of the ranges of this table a parameter has no use, and no
-// promise is made.
+// The library accepts any float. Values outside the ranges of this table are not useful, and their
+// effects are not promised.
 #pragma once
 
 #include <span>

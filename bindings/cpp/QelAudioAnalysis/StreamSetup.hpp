@@ -18,7 +18,7 @@ struct StreamSetup {
     std::uint32_t lengthFrames = 0;
 };
 
-// The library's answer about a key of an analyzer.
+// What the library states about a key of an analyzer.
 struct KeyMetaData {
     double sampleRateHz = 0;
     std::uint32_t frameSamples = 0; // 0: the key has no frames
