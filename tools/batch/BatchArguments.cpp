@@ -14,10 +14,10 @@ void AddFiles(CLI::App* command, BatchOptions& options) {
                         "Audio files, directories with audio files at any depth, or patterns of "
                         "paths in quotes");
     AddRepeatable(command, "--files-from", options.lists,
-                  "Take the names in a list, one a line; - is standard input")
+                  "Read names of files from a list, one per line; - is standard input")
         ->type_name("LIST");
     command->add_flag("--null", options.isNullSeparated,
-                      "The names in lists end with a byte of 0, as \"find -print0\" writes them");
+                      "The names in lists end with a byte of 0, as from \"find -print0\"");
     AddRepeatable(command, "--match", options.matches,
                   "In directories, take the files whose names match, for example '*.flac'; "
                   "repeatable. Default: the usual extensions of audio files")
@@ -31,7 +31,7 @@ void AddFiles(CLI::App* command, BatchOptions& options) {
                       "Store the SHA-256 of every file, and find changed files by it; without this "
                       "option, by size and time");
     command->add_flag("--retry-errors", options.retriesErrors,
-                      "Analyze files again that have an error in the dataset");
+                      "Analyze again the files that have an error in the dataset");
 }
 
 void AddWork(CLI::App* command, BatchOptions& options) {
@@ -64,7 +64,7 @@ void AddRun(CLI::App* command, BatchOptions& options) {
         ->type_name("DATASET");
     command
         ->add_option("--jobs", options.jobs,
-                     "Worker processes; default: as many as there are processors for this process")
+                     "Worker processes; default: one per available processor")
         ->check(CLI::Range(1u, kMostJobs))
         ->type_name("N");
     command

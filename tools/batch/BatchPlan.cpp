@@ -123,7 +123,7 @@ batch::BatchSetup MakeBatch(const BatchOptions& options) {
     }
     const BatchWork work{PlanOf(options), ReadingsOf(options)};
     if (work.plan.keys.empty() && work.shown.empty()) {
-        throw UsageError("nothing to do: neither keys nor readings are wanted");
+        throw UsageError("nothing to do: name keys with --keys, or readings other than none");
     }
     batch::BatchSetup setup;
     setup.shard = ParseShard(options.shard);

@@ -116,7 +116,7 @@ CLI::App* AddClicks(CLI::App& app, ClicksOptions& options) {
         ->type_name("LIST");
     command
         ->add_option("--shift", options.shiftMilliseconds,
-                     "Let clicks come so many milliseconds later; -1000 to 1000, default 0")
+                     "Delay the clicks by MS milliseconds; -1000 to 1000, default 0")
         ->check(CLI::Range(-1000.0, 1000.0))
         ->type_name("MS");
     command->add_flag("--overwrite", options.overwrite,

@@ -114,13 +114,12 @@ CLI::App* AddReport(CLI::App& app, ReportOptions& options) {
                   "table of them");
     command->add_option("FILE", options.files, "Audio files")->required();
     command
-        ->add_option(
-            "--output", options.output,
-            "The page. With several files: the table, beside which a directory \"NAME-pages\" "
-            "gets the pages of the songs. Missing directories are created")
+        ->add_option("--output", options.output,
+                     "The page. With several files: the table of the songs; their pages are in the "
+                     "directory \"NAME-pages\" beside it. Missing directories are created")
         ->required()
         ->type_name("PAGE.html");
-    command->add_flag("--no-audio", options.noAudio, "Leave the sound out");
+    command->add_flag("--no-audio", options.noAudio, "Write the page without its sound");
     command
         ->add_option("--template", options.pageTemplate,
                      "The template to fill. Default: the one that was built with the tool")
@@ -136,7 +135,7 @@ int RunReport(const ReportOptions& options) try {
         throw UsageError("--output is empty");
     }
     if (options.output == "-" && options.files.size() > 1) {
-        throw UsageError("--output - takes the page of one file; name a file for several");
+        throw UsageError("--output - is for the page of one file; for several files, name a file");
     }
     RefuseToOverwriteInput(options.files, options.output);
     return Reporter(options).Run();
