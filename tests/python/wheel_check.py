@@ -25,7 +25,7 @@ assert qelaudio.fft_backend == ("fftw" if "-DQEL_FFT_BACKEND=fftw" in definition
 package = Path(qelaudio.__file__).parent
 assert (package / "py.typed").exists() and (package / "_core.pyi").exists()
 licences = {path.name for path in (package / "licences").iterdir()}
-assert {"nanobind.txt", "libebur128-1.txt", "libhwy1.txt"} <= licences, licences
+assert {"nanobind.txt", "libebur128-1.txt", "libhwy1.txt", "libspeexdsp1.txt"} <= licences, licences
 if "-DQEL_PYTHON_MEDIA=OFF" in definitions:
     try:
         qelaudio.read("song.flac")
