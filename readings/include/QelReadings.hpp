@@ -63,7 +63,7 @@ struct Tempo {
 // One beat.
 struct Beat {
     double seconds = 0; // on the attack
-    float strength = 0; // onset strength there, 0 to 1 within the stream
+    float strength = 0; // onset strength there, 0 to 1; 1 is a stroke out of silence
     int position = 0;   // within its bar, from 1 on; 0: not asked for, or not known
 };
 

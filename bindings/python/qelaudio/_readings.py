@@ -67,7 +67,7 @@ class Beats:
     times : array of float64, shape (beats,)
         Seconds, on the attack.
     strengths : array of float32, shape (beats,)
-        Onset strength there, 0 to 1 within the stream.
+        Onset strength there, 0 to 1; 1 is a stroke out of silence.
     positions : array of int32, shape (beats,)
         Position within the bar, from 1; 0: bars were not asked for, or are not known.
     grid : Grid or None
@@ -161,7 +161,7 @@ class Onsets:
     times : array of float64, shape (onsets,)
         Seconds.
     strengths : array of float32, shape (onsets,)
-        0 to 1 within the stream.
+        0 to 1: an estimate of the chance that the onset is right.
     """
 
     times: Times = field(repr=False)
