@@ -1,0 +1,42 @@
+"""Figures of matplotlib as small pictures."""
+
+from __future__ import annotations
+
+import io
+from typing import Any
+
+import matplotlib
+from matplotlib import pyplot
+from PIL import Image
+
+RESOLUTION = 96
+COLOURS = 128
+
+
+def prepare() -> None:
+    """Figures are kept until `taken` takes them, and no window opens."""
+    matplotlib.use("agg")
+    pyplot.close("all")
+    pyplot.rcParams.update({"figure.figsize": (8, 3), "figure.constrained_layout.use": True, "font.size": 9})
+    # Without a window there is nothing to show, and matplotlib warns of that.
+    pyplot.show = _show
+
+
+def _show(*_: Any, **__: Any) -> None:
+    """The figures stay open."""
+
+
+def taken() -> list[bytes]:
+    """The open figures as files in PNG, with few colours. Closes them."""
+    pictures = [_drawn(pyplot.figure(number)) for number in pyplot.get_fignums()]
+    pyplot.close("all")
+    return pictures
+
+
+def _drawn(figure: Any) -> bytes:
+    drawn = io.BytesIO()
+    figure.savefig(drawn, format="png", dpi=RESOLUTION)
+    small = io.BytesIO()
+    with Image.open(drawn) as image:
+        image.convert("RGB").quantize(COLOURS, dither=Image.Dither.NONE).save(small, "png", optimize=True)
+    return small.getvalue()
