@@ -10,7 +10,7 @@ from matplotlib import pyplot
 from PIL import Image
 
 RESOLUTION = 96
-COLOURS = 128
+COLOURS = 64
 
 
 def prepare() -> None:

@@ -4,23 +4,19 @@ from __future__ import annotations
 
 import os
 import re
-import sys
 from pathlib import Path
 from typing import Any
 
+import notebooks
 from mkdocs.exceptions import PluginError
 from mkdocs.structure.files import File, Files
 
 ROOT = Path(__file__).resolve().parents[3]
-sys.path.insert(0, str(Path(__file__).parent))
-
 _LINK = re.compile(r"(?<!!)\[(?P<text>[^]]+)\]\((?P<target>(?:\.\./)+[^)#\s]+)(?:#[^)]*)?\)")
 
 
 def _page(name: str, path: Path) -> tuple[str, dict[str, bytes]]:
     """A notebook as a page with its pictures, by running it."""
-    import notebooks
-
     parts, pictures = [], {}
     for shown in notebooks.run(path, {}):
         cell = shown.cell
@@ -39,8 +35,6 @@ def _page(name: str, path: Path) -> tuple[str, dict[str, bytes]]:
 
 def on_files(files: Files, config: Any) -> Files:
     """Adds the pages of the notebooks. They are run in the project's folder, as their readers do."""
-    import notebooks
-
     os.chdir(ROOT)
     for path in sorted((Path(config.docs_dir) / "notebooks").glob("*.py")):
         page, pictures = _page(path.stem, path)
