@@ -75,7 +75,7 @@ print(f"median {np.median(spent):.2f} ms, 99 % below {np.percentile(spent, 99):.
 # ## Levels and attacks
 #
 # A note begins where the flux rises above its recent median by a factor. The rule looks only backwards, so
-# that it could have decided while the sound came.
+# that it could have decided while the sound came. The first note begins with the stream: nothing rises there.
 
 # %%
 recent = 43  # frames, half a second

@@ -54,8 +54,9 @@ plt.show()
 # %% [markdown]
 # ## Bars
 #
-# The score has four beats per bar. The answer is two, and its strength is low: of the answers with a
-# strength below 0.5, more than half are wrong. Look at the strength before you use an answer.
+# The score has four beats per bar, and the answer is two: this song accents the second half of a bar like
+# the first. Its strength is high all the same. A strength is a share of right answers, so one in ten of such
+# answers is wrong, and this is one of them.
 
 # %%
 print(f"{answers.bars.beats_per_bar} beats per bar, strength {answers.bars.strength:.2f}")

@@ -95,7 +95,7 @@ def to_ipynb(path: Path) -> str:
     for cell in cells_of(path):
         source = cell.source.splitlines(keepends=True)
         kind = "markdown" if cell.is_text else "code"
-        of_code = {} if cell.is_text else {"execution_count": None, "outputs": []}
+        of_code: dict[str, Any] = {} if cell.is_text else {"execution_count": None, "outputs": []}
         cells.append({"cell_type": kind, "metadata": {}, "source": source, **of_code})
     kernel = {"display_name": "Python 3", "language": "python", "name": "python3"}
     notebook = {
