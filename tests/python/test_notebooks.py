@@ -14,13 +14,14 @@ import pytest
 ROOT = Path(__file__).resolve().parents[2]
 NOTEBOOKS = {path.stem: path for path in (ROOT / "docs/notebooks").glob("*.py")}
 PICTURES = {"key": 4, "stream": 2, "tempo": 3, "timbre": 2}
+COARSE = 12  # dots per inch: figures are drawn, and quickly
 
 
 @cache
 def run(name: str) -> tuple[dict[str, Any], list[notebooks.Shown]]:
     """The variables of a notebook at its end, and what its cells show. Each is run once."""
     names: dict[str, Any] = {}
-    return names, list(notebooks.run(NOTEBOOKS[name], names))
+    return names, list(notebooks.run(NOTEBOOKS[name], names, COARSE))
 
 
 @pytest.fixture(autouse=True)

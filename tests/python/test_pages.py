@@ -17,6 +17,7 @@ ROOT = Path(__file__).resolve().parents[2]
 PAGES = sorted((ROOT / "docs/python").glob("*.md"))
 README = ROOT / "README.md"
 GALLERY = ROOT / "docs/python/gallery.md"
+COARSE = 12  # dots per inch: figures are drawn, and quickly
 
 
 @pytest.fixture(autouse=True)
@@ -26,7 +27,7 @@ def reader(monkeypatch: pytest.MonkeyPatch, tmp_path: Path) -> Iterator[Path]:
     monkeypatch.chdir(tmp_path)
     figures.prepare()
     yield tmp_path
-    figures.taken()
+    figures.taken(COARSE)
 
 
 def fences(text: str) -> list[str]:
@@ -40,7 +41,7 @@ def test_pages_print_what_they_say_and_draw_what_they_show(path: Path) -> None:
     shown = set()
     for block, printed in pages.run_page(path):
         assert printed == (block.printed or ""), f"{path.name}:{block.line}"
-        drawn = figures.taken()
+        drawn = figures.taken(COARSE)
         count += 1
         if path == GALLERY:
             assert len(drawn) == (block.picture is not None), f"{path.name}:{block.line}"

@@ -206,7 +206,7 @@ def keys() -> Mapping[str, Key]:
 
     Notes
     -----
-    The keys are:
+    In ``help(qelaudio.keys)`` a list of all keys follows.
     """
     table = (_key(row) for row in _core.key_table())
     return MappingProxyType({key.name: key for key in table})

@@ -9,6 +9,7 @@ import matplotlib
 from matplotlib import pyplot
 from PIL import Image
 
+#: Dots per inch.
 RESOLUTION = 96
 COLOURS = 64
 
@@ -26,16 +27,16 @@ def _show(*_: Any, **__: Any) -> None:
     """The figures stay open."""
 
 
-def taken() -> list[bytes]:
+def taken(resolution: float = RESOLUTION) -> list[bytes]:
     """The open figures as files in PNG, with few colours. Closes them."""
-    pictures = [_drawn(pyplot.figure(number)) for number in pyplot.get_fignums()]
+    pictures = [_drawn(pyplot.figure(number), resolution) for number in pyplot.get_fignums()]
     pyplot.close("all")
     return pictures
 
 
-def _drawn(figure: Any) -> bytes:
+def _drawn(figure: Any, resolution: float) -> bytes:
     drawn = io.BytesIO()
-    figure.savefig(drawn, format="png", dpi=RESOLUTION)
+    figure.savefig(drawn, format="png", dpi=resolution)
     small = io.BytesIO()
     with Image.open(drawn) as image:
         image.convert("RGB").quantize(COLOURS, dither=Image.Dither.NONE).save(small, "png", optimize=True)

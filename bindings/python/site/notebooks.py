@@ -74,7 +74,9 @@ def _table(cell: Cell, names: dict[str, Any]) -> str:
     return str(value._repr_html_()) if hasattr(value, "_repr_html_") else ""
 
 
-def run(path: Path, names: dict[str, Any]) -> Iterator[Shown]:
+def run(
+    path: Path, names: dict[str, Any], resolution: float = figures.RESOLUTION
+) -> Iterator[Shown]:
     """Runs a notebook cell by cell in the namespace `names`.
 
     Tables are shown of values at the end of a cell that have one, as in Jupyter.
@@ -86,7 +88,7 @@ def run(path: Path, names: dict[str, Any]) -> Iterator[Shown]:
             yield Shown(cell, "", "", [])
             continue
         printed = pages.run(cell.source, path, cell.line, names)
-        yield Shown(cell, printed, _table(cell, names), figures.taken())
+        yield Shown(cell, printed, _table(cell, names), figures.taken(resolution))
 
 
 def to_ipynb(path: Path) -> str:
