@@ -102,7 +102,8 @@ def analyze(
         and int32 likewise; uint8 has its zero at 128. Blocks of an iterable may have any lengths;
         a list of arrays is such an iterable, and no array of channels.
     keys : str or iterable of str
-        Names or aliases of `keys`, in any order.
+        Names or aliases of `keys`, in any order. Readings, as ``"loudness"`` or ``"pitch"``, are no
+        keys: `read` has them.
     sample_rate : float, optional
         In Hz, 1 to 768000. Needed for arrays and blocks. A file has its own: there it is only
         compared.
@@ -121,7 +122,8 @@ def analyze(
     Returns
     -------
     Analysis
-        Maps each key to its `Feature`, `Events`, `Names` or `Partials`. Keys of the whole stream
+        Maps each key to its `Feature`, `Events`, `Names` or `Partials`. Audio shorter than a frame
+        has no frames: the axis is then 0 long. Keys of the whole stream
         for which the audio has no result are in `Analysis.missing`.
 
     Raises

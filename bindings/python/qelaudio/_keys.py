@@ -197,7 +197,8 @@ def keys() -> Mapping[str, Key]:
     Returns
     -------
     Mapping of str to Key
-        By name, in the order of the library's table. `Key.describe` tells all about one.
+        By name, in the order of the library's table. An alias is no name here: see `Key.aliases`.
+        `Key.describe` tells all about one.
 
     Examples
     --------
