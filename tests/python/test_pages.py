@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-import importlib
+import dataclasses
 import os
 import re
 from collections.abc import Iterator
@@ -13,10 +13,13 @@ import pages
 import pytest
 from PIL import Image
 
+import qelaudio
+
 ROOT = Path(__file__).resolve().parents[2]
 PAGES = sorted((ROOT / "docs/python").glob("*.md"))
 README = ROOT / "README.md"
 GALLERY = ROOT / "docs/python/gallery.md"
+QUOTED = re.compile(r'"([^"]+)"')
 COARSE = 12  # dots per inch: figures are drawn, and quickly
 
 
@@ -84,7 +87,22 @@ def test_the_site_names_every_page() -> None:
 
 def test_the_interface_is_on_its_page() -> None:
     named = set(re.findall(r"^::: qelaudio\.(\w+)$", (ROOT / "docs/python/api.md").read_text(), re.MULTILINE))
-    assert named == set(importlib.import_module("qelaudio").__all__)
+    assert named == set(qelaudio.__all__)
+
+
+@pytest.mark.parametrize("name", ["which", "librosa"])
+def test_the_names_in_tables_exist(name: str) -> None:
+    keys = qelaudio.keys().values()
+    known = {alias for key in keys for alias in (key.name, *key.aliases)}
+    known |= {value.name for key in keys for value in key.values}
+    known |= {field.name for field in dataclasses.fields(qelaudio.Readings)}
+    rows = [
+        row for row in (ROOT / f"docs/python/{name}.md").read_text().splitlines() if row.startswith("|")
+    ]
+    named = [text for row in rows for code in re.findall(r"`([^`]+)`", row) for text in QUOTED.findall(code)]
+    assert len(named) > 15
+    # An argument of librosa.
+    assert set(named) - {"time"} <= known
 
 
 def test_a_page_that_says_something_else_is_found(tmp_path: Path) -> None:

@@ -45,8 +45,8 @@ from qelaudio._readings import (
 )
 
 __version__ = _core.version
-#: The transforms that this build computes with: ``"kissfft"`` or ``"fftw"``.
 fft_backend: str = _core.backend
+"""The transforms that this build computes with: ``"kissfft"`` or ``"fftw"``."""
 
 __all__ = [
     "STATUS_BAD_FORMAT",

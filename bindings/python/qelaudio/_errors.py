@@ -39,13 +39,13 @@ class FileError(Error):
         super().__init__(f"{self.path}: {message}")
 
 
-#: No tempo was found: audio that is silent, shorter than about 2.1 seconds, or not finite.
 STATUS_NO_TEMPO = -1
-#: No number of beats per bar was found.
+"""No tempo was found: audio that is silent, shorter than about 2.1 seconds, or not finite."""
 STATUS_NO_METER = -3
-#: Unknown key, parameter or name of a value.
+"""No number of beats per bar was found."""
 STATUS_UNKNOWN = -3860
-#: Audio, an argument or a parameter that does not fit.
+"""Unknown key, parameter or name of a value."""
 STATUS_BAD_FORMAT = -3865
-#: An analyzer that is in use, has ended its stream, or was interrupted.
+"""Audio, an argument or a parameter that does not fit."""
 STATUS_NOT_READY = -3866
+"""An analyzer that is in use, has ended its stream, or was interrupted."""
