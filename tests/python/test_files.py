@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import copy
 import os
+import pickle
 import subprocess
 import sys
 from pathlib import Path
@@ -50,6 +52,13 @@ def test_a_file_that_is_not_there_is_unreadable(folder: Path) -> None:
     assert fault_of(folder / "none.wav").fault == "unreadable"
     with pytest.raises(qelaudio.FileError):
         qelaudio.read(folder / "none.wav")
+
+
+def test_the_error_of_a_file_comes_back_from_another_process(folder: Path) -> None:
+    fault = fault_of(folder / "none.wav")
+    for other in (pickle.loads(pickle.dumps(fault)), copy.copy(fault)):
+        assert type(other) is qelaudio.FileError
+        assert (str(other), other.path, other.fault) == (str(fault), fault.path, fault.fault)
 
 
 def test_a_directory_is_unreadable(folder: Path) -> None:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+from typing import Any
 
 
 class Error(Exception):
@@ -36,7 +37,12 @@ class FileError(Error):
     def __init__(self, path: str | os.PathLike[str], message: str, fault: str) -> None:
         self.path = os.fspath(path)
         self.fault = fault
+        self._message = message
         super().__init__(f"{self.path}: {message}")
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        """Pools of processes send exceptions back as copies."""
+        return type(self), (self.path, self._message, self.fault)
 
 
 STATUS_NO_TEMPO = -1
