@@ -61,12 +61,32 @@ def test_aliases_are_those_of_the_tool() -> None:
 
 @pytest.mark.parametrize(
     ("name", "hint"),
-    [("mfccs", 'did you mean "mfcc"'), ("xyzzy", "qelaudio.keys"), ("", "qelaudio.keys")],
+    [
+        ("mfccs", 'did you mean "mfcc"'),
+        ("MFCC", 'did you mean "mfcc"'),
+        ("xyzzy", "qelaudio.keys"),
+        ("", "qelaudio.keys"),
+    ],
 )
 def test_an_unknown_key_gets_a_hint(name: str, hint: str) -> None:
     with pytest.raises(qelaudio.Error, match=hint) as raised:
         qelaudio.analyze([0.0], name, sample_rate=44100)
     assert raised.value.status == qelaudio.STATUS_UNKNOWN
+
+
+def test_the_table_takes_aliases_and_does_not_list_them() -> None:
+    keys = qelaudio.keys()
+    assert keys["mfcc"] is keys["mel frequency cepstral coefficients"]
+    assert "mfcc" in keys and "mfcc" not in list(keys)
+    assert len(keys) == len(list(keys))
+    with pytest.raises(KeyError, match="did you mean"):
+        keys["mfccs"]
+
+
+def test_a_long_unknown_name_is_not_repeated_in_full() -> None:
+    with pytest.raises(qelaudio.Error) as raised:
+        qelaudio.analyze([0.0], "x" * 10**6, sample_rate=44100)
+    assert len(str(raised.value)) < 200
 
 
 def test_no_keys_are_refused() -> None:

@@ -4,13 +4,16 @@ from __future__ import annotations
 
 import difflib
 import functools
-from collections.abc import Iterable, Mapping
+from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import dataclass
 from types import MappingProxyType
 from typing import Any, cast
 
 from qelaudio import _core
 from qelaudio._errors import STATUS_UNKNOWN, Error
+
+#: Letters of a name that a message repeats.
+MOST_SHOWN = 60
 
 
 @dataclass(frozen=True)
@@ -185,6 +188,29 @@ class Parameter:
         return self.name.lower().replace(" ", "_")
 
 
+class _KeyTable(Mapping[str, Key]):
+    """Lists the names, and takes aliases, too."""
+
+    def __init__(self, table: Iterable[Key]) -> None:
+        self._keys = {key.name: key for key in table}
+        self._names = {alias: key.name for key in self._keys.values() for alias in key.aliases}
+
+    def __getitem__(self, name: str) -> Key:
+        found = self._keys.get(self._names.get(name, name))
+        if found is None:
+            raise KeyError(_unknown(name))
+        return found
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._keys)
+
+    def __len__(self) -> int:
+        return len(self._keys)
+
+    def __repr__(self) -> str:
+        return f"<{len(self)} keys: {', '.join(self)}>"
+
+
 def _key(row: Mapping[str, Any]) -> Key:
     values = tuple(Value(**value) for value in row["values"])
     return Key(**{**row, "aliases": tuple(row["aliases"]), "values": values})
@@ -197,8 +223,8 @@ def keys() -> Mapping[str, Key]:
     Returns
     -------
     Mapping of str to Key
-        By name, in the order of the library's table. An alias is no name here: see `Key.aliases`.
-        `Key.describe` tells all about one.
+        By name, in the order of the library's table. Aliases are found, too. `Key.describe` tells
+        all about one.
 
     Examples
     --------
@@ -209,8 +235,7 @@ def keys() -> Mapping[str, Key]:
     -----
     In ``help(qelaudio.keys)`` a list of all keys follows.
     """
-    table = (_key(row) for row in _core.key_table())
-    return MappingProxyType({key.name: key for key in table})
+    return _KeyTable(_key(row) for row in _core.key_table())
 
 
 @functools.cache
@@ -234,6 +259,16 @@ def _names() -> Mapping[str, str]:
     return names | {name: name for name in keys()}
 
 
+def _unknown(name: object) -> str:
+    """One line for what is no key. Of a long text, its beginning."""
+    text = str(name)
+    shown = text if len(text) <= MOST_SHOWN else f"{text[:MOST_SHOWN]}..."
+    near = difflib.get_close_matches(text[:MOST_SHOWN].lower(), _names(), n=1)
+    is_text = isinstance(name, str)
+    hint = f'did you mean "{near[0]}"?' if near and is_text else "qelaudio.keys() lists the keys"
+    return f'unknown key "{shown}"; {hint}'
+
+
 def canonical(name: str) -> str:
     """The name of a key, from the name or an alias.
 
@@ -245,9 +280,7 @@ def canonical(name: str) -> str:
     found = _names().get(name) if isinstance(name, str) else None
     if found is not None:
         return found
-    near = difflib.get_close_matches(str(name), _names(), n=1)
-    hint = f'did you mean "{near[0]}"?' if near else "qelaudio.keys() lists the keys"
-    raise Error(f'unknown key "{name}"; {hint}', STATUS_UNKNOWN)
+    raise Error(_unknown(name), STATUS_UNKNOWN)
 
 
 def canonical_list(names: str | Iterable[str]) -> list[str]:
