@@ -136,6 +136,7 @@ def test_a_key_has_the_parameters_of_the_table(key: str) -> None:
         ("complexity", 3),
         ("genre_hint", 2),
         ("min_bpm", "slow"),
+        ("min_bpm", 10**400),
     ],
 )
 def test_a_parameter_out_of_range_is_refused(name: str, value: Any) -> None:
@@ -158,6 +159,17 @@ def test_a_parameter_without_its_key_is_refused() -> None:
 def test_channels_out_of_range_are_refused(count: Any) -> None:
     with pytest.raises(qelaudio.Error, match="channels"):
         qelaudio.Analyzer("spectrum", RATE, count)
+
+
+def test_counts_may_be_those_of_numpy() -> None:
+    analyzer = qelaudio.Analyzer("spectrum", RATE, np.int64(2), length=np.int64(1000))
+    assert analyzer.channels == 2
+
+
+@pytest.mark.parametrize("length", [None, "1000", 1000.5, float("nan"), -1, 1 << 32, True])
+def test_a_length_that_is_no_count_is_refused(length: Any) -> None:
+    with pytest.raises(qelaudio.Error, match="length must be"):
+        qelaudio.Analyzer("spectrum", RATE, length=length)
 
 
 def test_the_length_of_the_stream_must_be_known_where_frames_come_at_its_end() -> None:

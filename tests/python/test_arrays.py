@@ -103,15 +103,36 @@ def test_float32_is_not_copied(audio: NDArray[np.float32]) -> None:
         [[0.0, 0.1], [0.2]],
         None,
         b"1234",
+        {"samples": 1},
+        (AUDIO[0], RATE),
+        np.ma.masked_array(AUDIO[0], AUDIO[0] > 0),
     ],
     ids=["complex", "int64", "uint16", "bool", "3-d", "0-d", "transposed", "no-channels", "text",
-         "ragged", "none", "bytes"],
+         "ragged", "none", "bytes", "dict", "pair", "masked"],
 )  # fmt: skip
 def test_what_is_no_audio_gets_one_sentence(audio: Any) -> None:
     with pytest.raises(qelaudio.Error) as raised:
         qelaudio.analyze(audio, KEY, sample_rate=RATE)
     assert raised.value.status == qelaudio.STATUS_BAD_FORMAT
     assert "\n" not in str(raised.value) and len(str(raised.value)) > 10
+
+
+@pytest.mark.parametrize(
+    ("audio", "hint"),
+    [
+        (b"song.wav", "a path is passed as str"),
+        (None, "type NoneType"),
+        ((AUDIO[0], RATE), "pass both by themselves"),
+        (np.ma.masked_array(AUDIO[0], AUDIO[0] > 0), "filled"),
+    ],
+)
+def test_what_is_no_audio_gets_a_hint(audio: Any, hint: str) -> None:
+    with pytest.raises(qelaudio.Error, match=hint):
+        qelaudio.analyze(audio, KEY, sample_rate=RATE)
+
+
+def test_a_list_of_numbers_of_numpy_is_a_list_of_numbers() -> None:
+    assert np.array_equal(values_of(list(AUDIO[0])), values_of(AUDIO[0]))
 
 
 def test_a_transposed_array_gets_a_hint() -> None:
@@ -126,7 +147,9 @@ def test_audio_without_samples_is_refused(empty: Any) -> None:
             call()
 
 
-@pytest.mark.parametrize("rate", [None, 0, -1, float("nan"), float("inf"), 1e9, "fast"])
+@pytest.mark.parametrize(
+    "rate", [None, 0, -1, float("nan"), float("inf"), 1e9, 10**400, True, "fast"]
+)
 def test_a_rate_out_of_range_is_refused(rate: Any) -> None:
     with pytest.raises(qelaudio.Error, match="sample_rate") as raised:
         qelaudio.analyze(AUDIO, KEY, sample_rate=rate)

@@ -46,12 +46,18 @@ def test_the_rate_of_a_file_is_its_own(path: Path) -> None:
     assert qelaudio.analyze(path, KEY, sample_rate=RATE).sample_rate == RATE
     with pytest.raises(qelaudio.Error, match="has 22050 Hz, not 44100"):
         qelaudio.analyze(path, KEY, sample_rate=44100)
+    with pytest.raises(qelaudio.Error, match="has 22050 Hz, not 44100"):
+        qelaudio.analyze(path, KEY, sample_rate="44100")  # type: ignore[arg-type]
 
 
 def test_a_file_that_is_not_there_is_unreadable(folder: Path) -> None:
     assert fault_of(folder / "none.wav").fault == "unreadable"
     with pytest.raises(qelaudio.FileError):
         qelaudio.read(folder / "none.wav")
+
+
+def test_a_zero_byte_does_not_end_a_name(path: Path) -> None:
+    assert fault_of(f"{path}\0.txt").fault == "unreadable"
 
 
 def test_the_error_of_a_file_comes_back_from_another_process(folder: Path) -> None:

@@ -15,7 +15,7 @@ from qelaudio._errors import Error
 from qelaudio._keys import canonical_list, parameter_named
 from qelaudio._keys import keys as key_table
 from qelaudio._parameters import checked_parameters, checked_value, parameters_of, require_owner
-from qelaudio._sources import MOST_CHANNELS, as_samples, bad, checked_rate
+from qelaudio._sources import MOST_CHANNELS, as_samples, bad, checked_count, checked_rate
 
 
 class _ParameterAttribute:
@@ -110,12 +110,8 @@ class Analyzer:
         self._session: _core.Session | None = None
         self._keys = tuple(canonical_list(keys))
         self._sample_rate = checked_rate(sample_rate)
-        if isinstance(channels, bool) or not isinstance(channels, int):
-            raise bad(f"channels must be a whole number, not {channels!r}")
-        if not 1 <= channels <= MOST_CHANNELS:
-            raise bad(f"channels must be 1 to {MOST_CHANNELS}, not {channels}")
-        if not 0 <= length <= MOST_LENGTH:
-            raise bad(f"length must be 0 to {MOST_LENGTH} samples, not {length}")
+        channels = checked_count(channels, "channels", 1, MOST_CHANNELS)
+        length = checked_count(length, "length", 0, MOST_LENGTH)
         self._require_length(length)
         is_mono = checked_mix(mix)
         self._input_channels = channels

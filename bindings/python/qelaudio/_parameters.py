@@ -19,7 +19,7 @@ def checked_value(parameter: Parameter, value: float) -> float:
     """
     try:
         number = float(value)
-    except (TypeError, ValueError):
+    except (TypeError, ValueError, OverflowError):
         number = math.nan
     is_in_range = parameter.minimum <= number <= parameter.maximum
     if not is_in_range or (parameter.is_whole and number != int(number)):

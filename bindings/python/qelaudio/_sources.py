@@ -44,8 +44,8 @@ def checked_rate(sample_rate: float | None, what: str = "sample_rate") -> float:
     if sample_rate is None:
         raise bad(f"{what} is missing: an array does not tell its own")
     try:
-        rate = float(sample_rate)
-    except (TypeError, ValueError):
+        rate = math.nan if isinstance(sample_rate, bool) else float(sample_rate)
+    except (TypeError, ValueError, OverflowError):
         raise bad(f"{what} must be a number of Hz, not {sample_rate!r}") from None
     if not (math.isfinite(rate) and LOWEST_RATE <= rate <= HIGHEST_RATE):
         raise bad(f"{what} must be {LOWEST_RATE:g} to {HIGHEST_RATE:g} Hz, not {sample_rate!r}")
@@ -74,6 +74,31 @@ def _is_ready(array: NDArray[Any]) -> bool:
     return bool(is_float and is_dense and has_whole_rows)
 
 
+def checked_count(count: Any, what: str, least: int, most: int) -> int:
+    """A whole number from least to most.
+
+    Raises
+    ------
+    Error
+        With `STATUS_BAD_FORMAT` for anything else.
+    """
+    if isinstance(count, bool) or not hasattr(count, "__index__"):
+        raise bad(f"{what} must be a whole number, not {count!r}")
+    number: int = count.__index__()
+    if not least <= number <= most:
+        raise bad(f"{what} must be {least} to {most}, not {number}")
+    return number
+
+
+def _about(audio: Any) -> str:
+    """What came instead of samples, and what may help."""
+    if isinstance(audio, bytes):
+        return "bytes; a path is passed as str or pathlib.Path: os.fsdecode(path)"
+    if isinstance(audio, (int, float, np.number)):
+        return "a single number; of a pair (samples, sample rate) pass both by themselves"
+    return f"an object of type {type(audio).__name__}"
+
+
 def as_samples(audio: Any) -> Samples:
     """Samples as the modules take them: float32, shape (channels, n), rows without gaps.
 
@@ -84,10 +109,14 @@ def as_samples(audio: Any) -> Samples:
     Error
         With `STATUS_BAD_FORMAT` for a type or shape that is no audio.
     """
+    if np.ma.isMaskedArray(audio):
+        raise bad("a masked array; pass array.filled(0), or whatever stands for its gaps")
     try:
         array = np.asarray(audio)
     except (ValueError, TypeError) as error:
         raise bad(f"no array of samples: {error}") from None
+    if array.ndim == 0:
+        raise bad(f"no array of samples, but {_about(audio)}")
     if array.ndim not in (1, 2):
         raise bad(f"samples of the shape {array.shape}; (n,) and (channels, n) are accepted")
     rows = array[np.newaxis, :] if array.ndim == 1 else array
@@ -200,6 +229,8 @@ class FileStream:
             raise FileError(path, NO_DECODER + missing, "no decoder") from None
         self._media = _media
         self._path = os.fsencode(path)
+        if b"\0" in self._path:
+            raise FileError(path, "no file has a zero byte in its name", "unreadable")
         self._reader = _media.Reader(self._path, mix, block)
         self._blocks = max(1, CHUNK_SAMPLES // block)
         self.sample_rate = checked_rate(self._reader.sample_rate, f"{os.fspath(path)}: sample rate")
@@ -223,7 +254,7 @@ def _is_block_iterable(source: Any) -> bool:
     if hasattr(source, "__array__") or isinstance(source, (list, tuple)):
         # A list of numbers is an array; a list of arrays of any length each is one of blocks.
         return isinstance(source, (list, tuple)) and any(
-            hasattr(part, "__array__") for part in source
+            hasattr(part, "__array__") and np.ndim(part) > 0 for part in source
         )
     return isinstance(source, Iterable) and not isinstance(source, (bytes, bytearray, memoryview))
 
@@ -240,8 +271,8 @@ def open_stream(source: Any, sample_rate: float | None, *, mix: bool, block: int
         file = FileStream(source, mix=mix, block=block)
         if sample_rate is not None and checked_rate(sample_rate) != file.sample_rate:
             raise bad(
-                f"{os.fspath(source)} has {file.sample_rate:g} Hz, not {sample_rate:g}; leave "
-                "sample_rate out, or resample elsewhere"
+                f"{os.fspath(source)} has {file.sample_rate:g} Hz, not {float(sample_rate):g}; "
+                "leave sample_rate out, or resample elsewhere"
             )
         return file
     rate = checked_rate(sample_rate)
