@@ -71,6 +71,14 @@ def test_values_have_names(analysis: qelaudio.Analysis) -> None:
         generic["loudness"]
 
 
+def test_an_index_gets_a_hint(analysis: qelaudio.Analysis) -> None:
+    for index in (0, (0, 3), slice(None)):
+        with pytest.raises(TypeError, match=r"use \.values\["):
+            analysis["chroma"][index]
+    with pytest.raises(TypeError, match="not iterable"):
+        iter(analysis["chroma"])
+
+
 def test_complex_numbers_are_views(analysis: qelaudio.Analysis) -> None:
     spectrum = analysis["spectrum"]
     assert spectrum.complex.shape == (2, len(spectrum), 512)
@@ -154,6 +162,30 @@ def test_a_key_is_drawn(analysis: qelaudio.Analysis, key: str) -> None:
     axes = analysis[key].plot(channel=1)
     assert axes.get_title() == qelaudio.keys()[key].name
     assert axes.has_data()
+    pyplot.close(axes.figure)
+
+
+def test_a_single_point_is_drawn_as_a_dot(analysis: qelaudio.Analysis) -> None:
+    from matplotlib import pyplot
+
+    for key in ("global tempo", "global key"):
+        axes = analysis[key].plot()
+        assert all(line.get_marker() == "o" for line in axes.get_lines())
+        pyplot.close(axes.figure)
+
+
+def test_spectra_are_drawn_in_decibels(analysis: qelaudio.Analysis) -> None:
+    from matplotlib import pyplot
+
+    axes = analysis["spectrum"].plot()
+    drawn = axes.get_images()[0].get_array()
+    magnitudes = np.abs(analysis["spectrum"].complex[0])
+    assert (drawn.max(), drawn.min()) == (0, pytest.approx(-80))
+    frame, place = np.unravel_index(magnitudes.argmax(), magnitudes.shape)
+    assert drawn[place, frame] == 0
+    half = np.argmin(np.abs(magnitudes[frame] - magnitudes.max() / 2))
+    expected = 20 * np.log10(magnitudes[frame, half] / magnitudes.max())
+    assert drawn[half, frame] == pytest.approx(expected, abs=1e-3)
     pyplot.close(axes.figure)
 
 

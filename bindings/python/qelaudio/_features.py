@@ -192,7 +192,11 @@ class Feature(Result):
         ------
         Error
             With `STATUS_UNKNOWN` if the key has no such value.
+        TypeError
+            For an index: `values` has the array.
         """
+        if not isinstance(name, str):
+            raise TypeError(f"a value is chosen by its name; use .values[{name!r}] for an index")
         if name not in self.names:
             known = ", ".join(f'"{known}"' for known in self.names)
             raise Error(f'"{self.name}" has no value "{name}"; it has {known}', STATUS_UNKNOWN)
@@ -202,6 +206,9 @@ class Feature(Result):
         if self.key.payload == "vector" and self.key.size > 1:
             return self.values
         return self.values[:, :, index]
+
+    #: Neither the values nor the frames are meant: iterate over `names` or `values`.
+    __iter__ = None
 
     def __array__(self, dtype: Any = None, copy: bool | None = None) -> NDArray[Any]:
         return np.array(self.values, dtype=dtype, copy=copy)

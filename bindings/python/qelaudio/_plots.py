@@ -14,6 +14,21 @@ if TYPE_CHECKING:
     from qelaudio._features import Result
 
 MOST_LINES = 32
+#: Decibels per decade of what is drawn as levels: on a linear scale all but the peaks is black.
+LEVELS = {"magnitude": 20.0, "full scale": 20.0, "full scale^2": 10.0}
+LOWEST_LEVEL = -80.0
+
+
+def _line_style(result: Any, style: dict[str, Any]) -> dict[str, Any]:
+    """A line needs two points: a single one is a dot."""
+    return style if len(result) > 1 else {"marker": "o", **style}
+
+
+def _levels(numbers: Any, per_decade: float) -> Any:
+    """Decibels below the largest number."""
+    largest = np.fmax.reduce(numbers, axis=None, initial=np.finfo(np.float32).tiny)
+    ratios = np.maximum(numbers / largest, 10 ** (LOWEST_LEVEL / per_decade))
+    return per_decade * np.log10(ratios)
 
 
 def _draw_events(result: Any, ax: Any, channel: int, style: dict[str, Any]) -> None:
@@ -25,7 +40,8 @@ def _draw_events(result: Any, ax: Any, channel: int, style: dict[str, Any]) -> N
 def _draw_names(result: Any, ax: Any, channel: int, style: dict[str, Any]) -> None:
     names = result.values[channel]
     shown = sorted(set(names))
-    ax.plot(result.start_times, [shown.index(name) for name in names], **{"drawstyle": "steps-post", **style})
+    style = _line_style(result, {"drawstyle": "steps-post", **style})
+    ax.plot(result.start_times, [shown.index(name) for name in names], **style)
     ax.set_yticks(range(len(shown)), shown)
 
 
@@ -38,6 +54,7 @@ def _draw_partials(result: Any, ax: Any, channel: int, style: dict[str, Any]) ->
 
 
 def _draw_lines(result: Any, ax: Any, channel: int, style: dict[str, Any]) -> None:
+    style = _line_style(result, style)
     for k, name in enumerate(result.names):
         ax.plot(result.centre_times, result.values[channel, :, k], **{"label": name, **style})
     if len(result.names) > 1:
@@ -48,11 +65,14 @@ def _draw_lines(result: Any, ax: Any, channel: int, style: dict[str, Any]) -> No
 def _draw_image(result: Any, ax: Any, channel: int, style: dict[str, Any]) -> None:
     is_complex = result.key.payload == "complex"
     numbers = np.abs(result.complex[channel]) if is_complex else result.values[channel]
+    per_decade = LEVELS.get(result.unit)
+    if per_decade:
+        numbers = _levels(numbers, per_decade)
     end = result.start_times[-1] + result.hop / result.sample_rate if len(result) else 1
     start = result.start_times[0] if len(result) else 0
     extent = (start, end, -0.5, numbers.shape[1] - 0.5)
     ax.imshow(numbers.T, **{"aspect": "auto", "origin": "lower", "extent": extent, **style})
-    ax.set_ylabel("number of the value")
+    ax.set_ylabel("number of the value" + (" (colour: dB)" if per_decade else ""))
 
 
 def _drawer(result: Any) -> Any:
