@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+import copy
 import gc
 import os
+import pickle
 import threading
 import tracemalloc
 from collections.abc import Callable
@@ -161,8 +163,16 @@ def test_channels_out_of_range_are_refused(count: Any) -> None:
         qelaudio.Analyzer("spectrum", RATE, count)
 
 
+def test_an_analyzer_is_not_copied() -> None:
+    analyzer = qelaudio.Analyzer("spectrum", RATE)
+    for call in (copy.copy, copy.deepcopy, pickle.dumps):
+        with pytest.raises(TypeError):
+            call(analyzer)
+
+
 def test_counts_may_be_those_of_numpy() -> None:
-    analyzer = qelaudio.Analyzer("spectrum", RATE, np.int64(2), length=np.int64(1000))
+    channels: Any = np.int64(2)
+    analyzer = qelaudio.Analyzer("spectrum", RATE, channels, length=500 * channels)
     assert analyzer.channels == 2
 
 

@@ -220,6 +220,9 @@ class Analyzer:
     ) -> None:
         self.close()
 
+    def __copy__(self) -> Analyzer:
+        raise TypeError("an Analyzer is not copied: both would go on with the same stream")
+
     def __repr__(self) -> str:
         state = f"{self.samples} samples" if self._session is not None else "closed"
         return f"<Analyzer: {self._sample_rate:g} Hz, {', '.join(self._keys)}: {state}>"
