@@ -152,3 +152,13 @@ def test_unknown_readings_are_refused(readings: Any) -> None:
 def test_a_rate_below_the_readings_is_refused() -> None:
     with pytest.raises(qelaudio.Error, match="8000 Hz or more"):
         qelaudio.read(np.zeros(RATE), sample_rate=7999)
+
+
+def test_readings_are_shown_with_the_lengths_of_their_lists(readings: qelaudio.Readings) -> None:
+    assert readings.beats and readings.onsets and readings.running_tempo
+    assert repr(readings.beats).startswith(f"Beats({len(readings.beats)} entries, grid=")
+    assert repr(readings.onsets) == f"Onsets({len(readings.onsets)} entries)"
+    assert len(readings.running_tempo) == len(readings.running_tempo.bpm)
+    shown = readings._repr_html_()
+    assert shown.startswith("<table>") and repr(readings.onsets) in shown
+    assert "warnings" not in shown and len(shown) < 3000

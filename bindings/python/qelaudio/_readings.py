@@ -2,8 +2,9 @@
 
 from __future__ import annotations
 
+import html
 from collections.abc import Iterable
-from dataclasses import asdict, dataclass, field
+from dataclasses import asdict, dataclass, field, fields
 from typing import Any
 
 import numpy as np
@@ -18,6 +19,17 @@ Floats = NDArray[np.float32]
 Times = NDArray[np.float64]
 
 LOWEST_RATE = 8000.0
+
+
+class _Listed:
+    """A list: its text tells how long it is."""
+
+    def __repr__(self) -> str:
+        shown = [f"{len(self)} entries"]  # type: ignore[arg-type]
+        for row in fields(self):  # type: ignore[arg-type]
+            if row.repr:
+                shown.append(f"{row.name}={getattr(self, row.name)!r}")
+        return f"{type(self).__name__}({', '.join(shown)})"
 
 
 @dataclass(frozen=True)
@@ -58,8 +70,8 @@ class Grid:
     bpm: float
 
 
-@dataclass(frozen=True, eq=False)
-class Beats:
+@dataclass(frozen=True, eq=False, repr=False)
+class Beats(_Listed):
     """The beats of the stream.
 
     Attributes
@@ -152,8 +164,8 @@ class KeyAnswer:
     segments: tuple[KeySegment, ...] = field(repr=False)
 
 
-@dataclass(frozen=True, eq=False)
-class Onsets:
+@dataclass(frozen=True, eq=False, repr=False)
+class Onsets(_Listed):
     """Moments at which notes and strokes begin.
 
     Attributes
@@ -171,8 +183,8 @@ class Onsets:
         return len(self.times)
 
 
-@dataclass(frozen=True, eq=False)
-class Pitch:
+@dataclass(frozen=True, eq=False, repr=False)
+class Pitch(_Listed):
     """The fundamental frequency of one voice, per frame.
 
     Attributes
@@ -231,8 +243,8 @@ class MfccSettings:
     top_db: float = 80.0
 
 
-@dataclass(frozen=True, eq=False)
-class Mfcc:
+@dataclass(frozen=True, eq=False, repr=False)
+class Mfcc(_Listed):
     """Mel-frequency cepstral coefficients, per frame.
 
     Attributes
@@ -278,8 +290,8 @@ class Bandwidth:
     cutoff_hz: float | None
 
 
-@dataclass(frozen=True, eq=False)
-class RunningTempo:
+@dataclass(frozen=True, eq=False, repr=False)
+class RunningTempo(_Listed):
     """The tempo from what was heard so far.
 
     Attributes
@@ -291,6 +303,9 @@ class RunningTempo:
 
     bpm: Floats = field(repr=False)
     hop_seconds: float
+
+    def __len__(self) -> int:
+        return len(self.bpm)
 
 
 @dataclass(frozen=True, eq=False)
@@ -323,6 +338,16 @@ class Readings:
     bandwidth: Bandwidth | None = None
     running_tempo: RunningTempo | None = None
     warnings: tuple[str, ...] = ()
+
+    def _repr_html_(self) -> str:
+        """What a notebook shows."""
+        texts = {row.name: getattr(self, row.name) for row in fields(self)}
+        rows = "".join(
+            f"<tr><th>{name}</th><td>{html.escape(str(value))}</td></tr>"
+            for name, value in texts.items()
+            if value is not None and value != ()
+        )
+        return f"<table>{rows}</table>"
 
 
 def _beats(plain: dict[str, Any]) -> Beats:
