@@ -1,5 +1,6 @@
 #include "media/checks/PacketClock.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -16,13 +17,14 @@ std::int64_t PacketClock::Advance(const AVPacket& packet, std::int64_t previousF
             time = frames;
         }
     }
+    mLongestFrames = std::max(mLongestFrames, previousFrames);
     const std::optional<std::int64_t> before = std::exchange(mTime, time);
     if (!time || !before || previousFrames <= 0) {
         return 0;
     }
     const std::int64_t tick = av_rescale_q_rnd(1, mTimeBase, frame, AV_ROUND_UP);
     const std::int64_t offset = *time - *before - previousFrames;
-    return std::abs(offset) > previousFrames / 2 + 2 * tick ? offset : 0;
+    return std::abs(offset) > mLongestFrames / 2 + 2 * tick ? offset : 0;
 }
 
 } // namespace qel::media
