@@ -143,7 +143,12 @@ void Sources::AddList(const std::string& list, bool isNullSeparated) {
         if (path.back() == end) {
             path.pop_back();
         }
-        if (!path.empty() && path.find('\0') == std::string::npos) {
+        if (path.find('\0') != std::string::npos) {
+            throw output::OutputError(fmt::format(
+                "{}: cannot read this list: a line has a byte of 0; --null reads such lists",
+                list));
+        }
+        if (!path.empty()) {
             AddPath(path);
         }
     }

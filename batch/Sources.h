@@ -32,7 +32,7 @@ public:
     void AddSource(const std::string& source);
 
     // Adds the names in a list, "-" for standard input: lines, or texts that end with a byte of 0.
-    // Throws output::OutputError if the list cannot be read.
+    // Throws output::OutputError if the list cannot be read, or a line has a byte of 0.
     void AddList(const std::string& list, bool isNullSeparated);
 
 private:

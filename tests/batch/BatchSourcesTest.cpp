@@ -147,6 +147,19 @@ TEST_F(BatchSourcesTest, ListsHaveANameALineOrOneBeforeEveryZero) {
     EXPECT_THROW(All().AddList(mPlace.File("none"), false), output::OutputError);
 }
 
+TEST_F(BatchSourcesTest, AListOfLinesWithAZeroIsRefused) {
+    Make("a.wav");
+    WriteFile(mPlace.File("zeros"), mPlace.File("a.wav") + '\0' + mPlace.File("b.wav") + '\0');
+    try {
+        All().AddList(mPlace.File("zeros"), false);
+        ADD_FAILURE() << "names would be lost";
+    } catch (const output::OutputError& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  mPlace.File("zeros") + ": cannot read this list: a line has a byte of 0; --null "
+                                         "reads such lists");
+    }
+}
+
 TEST_F(BatchSourcesTest, ADirectoryThatCannotBeListedIsFoundWithItsError) {
     Make("m/a.wav");
     // A path that is longer than the system takes, made from inside.
