@@ -201,6 +201,16 @@ TEST_F(BatchCommandTest, LimitsOfTheCommandLineAreHeld) {
     }
 }
 
+TEST_F(BatchCommandTest, ATimeLimitIsANumberInItsRange) {
+    for (const std::string text : {"nan", "inf", "0", "-1", "x"}) {
+        const ChildResult run = Run({"batch", "music", "--out", "ds", "--time-limit", text});
+        EXPECT_EQ(run.status, 2) << text;
+        EXPECT_EQ(run.err, "qel: --time-limit: Value " + text +
+                               " not in range 0.001 to 1000000; see qel --help\n");
+    }
+    EXPECT_FALSE(fs::exists(mPlace.File("ds")));
+}
+
 TEST_F(BatchCommandTest, ShardsAreMergedByTheTool) {
     for (const char* index : {"1", "2"}) {
         const std::string name = std::string("s") + index;

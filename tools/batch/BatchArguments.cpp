@@ -70,7 +70,7 @@ void AddRun(CLI::App* command, BatchOptions& options) {
     command
         ->add_option("--time-limit", options.timeLimitSeconds,
                      "Seconds that one file may take, default 900")
-        ->check(CLI::Range(0.001, 1e6))
+        ->check(NumberFrom(0.001, 1e6))
         ->type_name("S");
     command
         ->add_option("--memory-limit", options.memoryLimitMiB,

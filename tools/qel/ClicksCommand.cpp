@@ -117,7 +117,7 @@ CLI::App* AddClicks(CLI::App& app, ClicksOptions& options) {
     command
         ->add_option("--shift", options.shiftMilliseconds,
                      "Delay the clicks by MS milliseconds; -1000 to 1000, default 0")
-        ->check(CLI::Range(-1000.0, 1000.0))
+        ->check(NumberFrom(-1000, 1000))
         ->type_name("MS");
     command->add_flag("--overwrite", options.overwrite,
                       "Replace an existing output; without this option it is refused");

@@ -88,6 +88,12 @@ TEST_F(ClicksCommandTest, AShiftMovesThem) {
     EXPECT_NEAR(clicks.front(), beats.front() + 0.05, 1.5 / 44100);
 }
 
+TEST_F(ClicksCommandTest, AShiftIsANumberInItsRange) {
+    for (const char* shift : {"nan", "inf", "1001", "x"}) {
+        EXPECT_EQ(Clicks({"--shift", shift}).status, 2) << shift;
+    }
+}
+
 TEST_F(ClicksCommandTest, OnlyWhatIsNamedClicks) {
     ASSERT_EQ(Clicks({"--on", "downbeats"}).status, 0);
     const std::size_t downBeats = ClickTimes(Samples(mSong), Samples(mMix)).size();
