@@ -102,9 +102,9 @@ private:
         }
         if (mCatalog.Known() !=
             mCatalog.Files()) { // another attempt has taken this one's part away
-            throw output::OutputError(fmt::format("{}: another run has completed it meanwhile; run "
-                                                  "the command again",
-                                                  mSetup.dataset));
+            throw output::OutputError(fmt::format(
+                "{}: {} meanwhile; run the command again", mSetup.dataset,
+                mDataset.IsThere() ? "another run has completed it" : "somebody has removed it"));
         }
         const Tables::Content content{
             .dataset = mSetup.dataset,

@@ -33,7 +33,7 @@ std::string SettingsPath(const std::string& directory) {
     throw output::OutputError(fmt::format("{}: cannot {}: {}", path, what, std::strerror(errno)));
 }
 
-bool IsThere(const std::string& path) {
+bool Exists(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0;
 }
@@ -64,7 +64,7 @@ Dataset::Dataset(const std::string& directory, const Settings& settings)
     : mDirectory(directory), mMade((RequireRoomFor(settings), directory)) {
     MakeFolder("parts");
     MakeFolder("arrays");
-    if (IsThere(SettingsPath(mDirectory))) {
+    if (Exists(SettingsPath(mDirectory))) {
         return;
     }
     try {
@@ -79,14 +79,14 @@ Dataset::Dataset(const std::string& directory, const Settings& settings)
 // Settings are written last, and to a new directory alone: what has parts and no settings was left
 // by a run that was killed just there.
 void Dataset::RequireRoomFor(const Settings& settings) const {
-    if (IsThere(SettingsPath(mDirectory))) {
+    if (Exists(SettingsPath(mDirectory))) {
         const std::string difference = SettingsOf(mDirectory).Difference(settings);
         if (!difference.empty()) {
             throw Refusal(fmt::format("{}: was made with {}; repeat its options, or name another "
                                       "dataset",
                                       mDirectory, difference));
         }
-    } else if (!IsEmptyOrMissing(mDirectory) && !IsThere(mDirectory + "/parts")) {
+    } else if (!IsEmptyOrMissing(mDirectory) && !Exists(mDirectory + "/parts")) {
         throw Refusal(
             fmt::format("{}: is not empty, and no dataset; name another directory", mDirectory));
     }
@@ -108,8 +108,12 @@ Settings Dataset::SettingsOf(const std::string& directory) {
     return Settings::Parse({std::istreambuf_iterator<char>(file), {}});
 }
 
+bool Dataset::IsThere() const {
+    return Exists(SettingsPath(mDirectory));
+}
+
 bool Dataset::HasTables() const {
-    return IsThere(TablesOf(mDirectory));
+    return Exists(TablesOf(mDirectory));
 }
 
 std::vector<std::string> Dataset::PartNames() const {

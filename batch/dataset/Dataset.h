@@ -34,6 +34,9 @@ public:
     std::string Parts() const { return mDirectory + "/parts"; }
     bool HasTables() const;
 
+    // Whether nobody has removed the dataset.
+    bool IsThere() const;
+
     // The names in parts/ at this moment.
     std::vector<std::string> PartNames() const;
 

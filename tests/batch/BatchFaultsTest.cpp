@@ -1,11 +1,13 @@
 // Files that cost their worker, and what a run makes of them.
 
+#include "output/files/OutputError.h"
 #include "tests/batch/FakeRun.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 
 namespace qel {
 
@@ -41,6 +43,23 @@ TEST(BatchFaultsTest, AFileThatCrashesItsWorkerCostsItselfAlone) {
     FakeRun run;
     run.Add("m", "crash");
     RequireAlone(run, run.Setup(), "crash", "signal 11");
+}
+
+TEST(BatchFaultsTest, ADatasetThatIsRemovedDuringTheRunIsSaid) {
+    FakeRun run;
+    run.Add("a", "ok");
+    batch::BatchSetup setup = run.Setup();
+    setup.work = [&](const std::string&, batch::Row&, std::vector<output::Array>&) {
+        std::filesystem::remove_all(run.Dataset());
+    };
+    try {
+        batch::RunBatch(setup);
+        ADD_FAILURE() << "there are no tables";
+    } catch (const output::OutputError& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  run.Dataset() + ": somebody has removed it meanwhile; run the command again");
+    }
+    EXPECT_FALSE(std::filesystem::exists(run.Dataset()));
 }
 
 TEST(BatchFaultsTest, AFileThatHangsCostsItselfAlone) {
