@@ -19,19 +19,22 @@ interface Curve {
 
 const usable = (value: number | undefined): value is number => value !== undefined && Number.isFinite(value) && value !== 0;
 
-/** The range that holds nearly all values, with a little room. */
-export function rangeOf(lists: Float32Array[], lowest = Number.NEGATIVE_INFINITY): [number, number] {
+/** The range that holds nearly all values of each list, with a little room; null without values. */
+export function rangeOf(lists: Float32Array[], lowest = Number.NEGATIVE_INFINITY): [number, number] | null {
     const most = 10000; // values of a list are enough to tell
     const some = (list: Float32Array): number[] => {
         const step = Math.max(Math.ceil(list.length / most), 1);
         return Array.from({ length: Math.ceil(list.length / step) }, (_, i) => list[i * step] as number);
     };
-    const all = lists.flatMap((list) => some(list).filter(usable)).sort((a, b) => a - b);
+    // A list of a few values counts as much as one of many.
+    const all = lists.map((list) => some(list).filter(usable).sort((a, b) => a - b)).filter((list) => list.length > 0);
     if (all.length === 0) {
-        return [0, 1];
+        return null;
     }
-    const high = Math.max(all[Math.ceil((all.length - 1) * 0.995)] as number, lowest + 1);
-    const low = Math.max(all[Math.floor(all.length * 0.02)] as number, lowest);
+    const ends = all.map((list) => list[Math.ceil((list.length - 1) * 0.995)] as number);
+    const begins = all.map((list) => list[Math.floor(list.length * 0.02)] as number);
+    const high = Math.max(...ends, lowest + 1);
+    const low = Math.max(Math.min(...begins), lowest);
     const room = Math.max((high - low) * 0.1, 1);
     return [Math.floor(low - room), Math.ceil(high + room)];
 }
@@ -48,10 +51,11 @@ export class CurvesLane implements Lane {
     ) {
         this.curves = (info.curves ?? []).map(({ id, label }) => this.take(id, label, page, context.marks));
         const colours = ["curve", "curve2"];
+        const range = rangeOf(this.curves.map((curve) => curve.values), info.lowest);
         this.plot = makePlot(target, {
             height: info.height ?? 120,
-            range: rangeOf(this.curves.map((curve) => curve.values), info.lowest),
-            tickText: (value) => numberText(value, 0),
+            range: range ?? [0, 1],
+            tickText: (value) => (range ? numberText(value, 0) : ""),
             series: this.curves.map((_, i) => ({
                 stroke: () => themeColour(colours[i] ?? "curve"),
                 width: 1.5,
@@ -126,7 +130,11 @@ export class CurvesLane implements Lane {
     }
 
     summary(): string {
-        const [least, greatest] = rangeOf(this.curves.map((curve) => curve.values), this.info.lowest);
+        const range = rangeOf(this.curves.map((curve) => curve.values), this.info.lowest);
+        if (!range) {
+            return "There are no values.";
+        }
+        const [least, greatest] = range;
         return `The axis runs from ${numberText(least, 0)} to ${numberText(greatest, 0)} ${this.info.unit}.`;
     }
 }
