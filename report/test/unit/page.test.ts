@@ -82,6 +82,16 @@ describe("the table of songs", () => {
         expect(sorted(rows, length, false).map((one) => one.name)).toEqual(["a", "b", "none"]);
         expect(sorted(rows, length, true).map((one) => one.name)).toEqual(["b", "a", "none"]);
     });
+    it("gives no chance where nothing was found", () => {
+        const nothing = structuredClone(song).readings;
+        nothing.tempo = { ...nothing.tempo, bpm: null, strength: 0 };
+        nothing.key = { ...nothing.key, main: null, strength: 0 };
+        const textOf = (label: string, one: IndexRow) => columns.find((column) => column.label === label)?.text(one);
+        for (const label of ["Tempo, sure", "Key, sure"]) {
+            expect(textOf(label, { ...row("silence"), readings: nothing })).toBe("–");
+            expect(textOf(label, { ...row("song"), readings: song.readings })).toMatch(/%$/);
+        }
+    });
     it("links to names with any characters", () => {
         expect(linkTo("my pages/a#b?c%.html")).toBe("my%20pages/a%23b%3Fc%25.html");
     });
@@ -89,10 +99,15 @@ describe("the table of songs", () => {
 
 describe("curves and keys", () => {
     it("leave silence out of the range", () => {
-        const [low, high] = rangeOf([Float32Array.from([Number.NEGATIVE_INFINITY, -20, -10, Number.NaN, 0])]);
+        const [low, high] = rangeOf([Float32Array.from([Number.NEGATIVE_INFINITY, -20, -10, Number.NaN, 0])]) ?? [0, 0];
         expect(low).toBeGreaterThan(-30);
         expect(high).toBeLessThan(0);
-        expect(rangeOf([new Float32Array(3)])).toEqual([0, 1]);
+        expect(rangeOf([new Float32Array(3)])).toBeNull();
+    });
+    it("are all in the range, however few values one has", () => {
+        const [low, high] = rangeOf([new Float32Array(4000).fill(515), new Float32Array(16).fill(130)]) ?? [0, 0];
+        expect(low).toBeLessThan(130);
+        expect(high).toBeGreaterThan(515);
     });
     it("give relative keys the same hue, and fifths a near one", () => {
         expect(hueOf("A minor")).toBe(hueOf("C major"));
