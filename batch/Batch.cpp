@@ -132,6 +132,9 @@ BatchReport RunBatch(const BatchSetup& setup) {
             throw Refusal(fmt::format("{}: no such file or directory", source));
         }
     }
+    for (const std::string& list : setup.lists) {
+        Sources::RequireList(list);
+    }
     return Run(setup).Do();
 }
 

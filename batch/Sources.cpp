@@ -19,6 +19,7 @@
 #include <memory>
 #include <string_view>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace qel::batch {
 namespace {
@@ -42,6 +43,10 @@ struct FileCloser {
         }
     }
 };
+
+[[noreturn]] void FailToRead(const std::string& list, const std::string& reason) {
+    throw output::OutputError(fmt::format("{}: cannot read this list: {}", list, reason));
+}
 
 bool IsDirectory(const std::string& path) {
     struct stat status {};
@@ -116,6 +121,18 @@ bool Sources::IsAnything(const std::string& source) {
     return !PathsOf(source).empty();
 }
 
+void Sources::RequireList(const std::string& list) {
+    if (list == "-") {
+        return;
+    }
+    if (access(list.c_str(), R_OK) != 0) {
+        FailToRead(list, std::strerror(errno));
+    }
+    if (IsDirectory(list)) {
+        FailToRead(list, std::strerror(EISDIR));
+    }
+}
+
 void Sources::AddSource(const std::string& source) {
     for (const std::string& path : PathsOf(source)) {
         AddPath(path);
@@ -127,8 +144,7 @@ void Sources::AddList(const std::string& list, bool isNullSeparated) {
                                                                   : std::fopen(list.c_str(), "re"));
     const auto fail = [&] {
         output::Interrupt::Check();
-        throw output::OutputError(
-            fmt::format("{}: cannot read this list: {}", list, std::strerror(errno)));
+        FailToRead(list, std::strerror(errno));
     };
     if (!file) {
         fail();
@@ -144,9 +160,7 @@ void Sources::AddList(const std::string& list, bool isNullSeparated) {
             path.pop_back();
         }
         if (path.find('\0') != std::string::npos) {
-            throw output::OutputError(fmt::format(
-                "{}: cannot read this list: a line has a byte of 0; --null reads such lists",
-                list));
+            FailToRead(list, "a line has a byte of 0; --null reads such lists");
         }
         if (!path.empty()) {
             AddPath(path);

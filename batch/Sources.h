@@ -27,6 +27,10 @@ public:
     // Whether there is something that a source of the command line stands for.
     static bool IsAnything(const std::string& source);
 
+    // Throws output::OutputError if there is no list of that name that can be read. Reads nothing:
+    // what a pipe holds can be read only once.
+    static void RequireList(const std::string& list);
+
     // Adds what a source of the command line stands for. Throws output::Interrupt::Requested, as
     // AddList does.
     void AddSource(const std::string& source);

@@ -108,6 +108,17 @@ TEST_F(BatchCommandTest, AnEmptyListGivesAnEmptyDataset) {
     EXPECT_EQ(run.out, "ds: 0 files, 0 with errors\n");
 }
 
+TEST_F(BatchCommandTest, AListThatCannotBeReadMakesNoDataset) {
+    for (const auto& [list, reason] :
+         {std::pair{"none", "No such file or directory"}, std::pair{"music", "Is a directory"}}) {
+        const ChildResult run = Run({"batch", "--files-from", list, "--out", "ds"});
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.err,
+                  std::string("qel: ") + list + ": cannot read this list: " + reason + "\n");
+        EXPECT_FALSE(fs::exists(mPlace.File("ds")));
+    }
+}
+
 TEST_F(BatchCommandTest, FilesThatAListNamesAndNobodyHasAreRows) {
     WriteFile(mPlace.File("list"), std::string("music/song0.wav\0gone.wav\0", 25));
     const ChildResult run = Run({"batch", "--files-from", "-", "--null", "--out", "ds"},
