@@ -50,7 +50,7 @@ TEST_P(DeliveryContractTest, WhatComesAtTheEndComesInTheFirstCallOfIt) {
         return;
     }
     const Audio audio = Sound(2);
-    KeyRun run(Key(), Setup(audio));
+    KeyRun run(Key(), SetupOf(audio));
     run.Push(audio, BlockFrames());
     EXPECT_TRUE(run.Results().empty());
     EXPECT_EQ(0, run.Process());
@@ -131,7 +131,7 @@ TEST_P(DeliveryContractTest, AProcessInTheMiddleTakesNothing) {
         return; // what it delivers then is told by each of them
     }
     const Audio audio = Sound(2);
-    KeyRun run(Key(), Setup(audio));
+    KeyRun run(Key(), SetupOf(audio));
     KeyResults results;
     for (std::size_t at = 0; at < audio[0].size(); at += 1500) {
         const std::size_t frames = std::min<std::size_t>(1500, audio[0].size() - at);

@@ -91,7 +91,7 @@ Audio KeyContractTest::OtherSound(UInt32 channels) const {
     return audio;
 }
 
-StreamSetup KeyContractTest::Setup(const Audio& audio) const {
+StreamSetup KeyContractTest::SetupOf(const Audio& audio) const {
     return {kRateHz, static_cast<UInt32>(audio.size()), kMaxFrames,
             static_cast<SInt64>(audio.at(0).size())};
 }

@@ -43,7 +43,7 @@ protected:
     // As long, and otherwise different in everything.
     Audio OtherSound(UInt32 channels) const;
 
-    StreamSetup Setup(const Audio& audio) const;
+    StreamSetup SetupOf(const Audio& audio) const;
     KeyOutcome Run(const Audio& audio, double rateHz = kRateHz) const {
         return AnalyzeKey(Key(), audio, rateHz, BlockFrames());
     }

@@ -28,7 +28,7 @@ TEST_P(LifeContractTest, AResetEqualsAFreshAnalyzer) {
     }
     const Audio audio = Sound(2);
     const KeyOutcome expected = Run(audio);
-    KeyRun run(Key(), Setup(audio));
+    KeyRun run(Key(), SetupOf(audio));
     PushSomethingElse(run, 2); // and no end
     run.Reset();
     run.Forget();
@@ -61,7 +61,7 @@ TEST_P(LifeContractTest, AnotherInitializationEqualsAFreshAnalyzer) {
     const Audio audio = Sound(1);
     KeyRun run(Key(), {48000.0, 2, kMaxFrames, 0});
     PushSomethingElse(run, 2);
-    run.Initialize(Setup(audio));
+    run.Initialize(SetupOf(audio));
     run.Forget();
     PushAll(run, audio);
     EXPECT_EQ("", Difference(Run(audio), run.Finish()));
@@ -105,8 +105,8 @@ TEST_P(LifeContractTest, EqualChannelsAreMonoTwice) {
 TEST_P(LifeContractTest, TwoAnalyzersInTurnDoNotMeet) {
     const Audio audio = Sound(1);
     const Audio other = OtherSound(1);
-    KeyRun one(Key(), Setup(audio));
-    KeyRun two(Key(), {48000.0, 1, kMaxFrames, Setup(other).streamLength});
+    KeyRun one(Key(), SetupOf(audio));
+    KeyRun two(Key(), {48000.0, 1, kMaxFrames, SetupOf(other).streamLength});
     const std::size_t length = audio[0].size();
     for (std::size_t at = 0; at < length; at += BlockFrames()) {
         const auto frames = static_cast<UInt32>(std::min<std::size_t>(BlockFrames(), length - at));
@@ -139,10 +139,10 @@ TEST_P(LifeContractTest, TheOtherKeysBesideItMakeNoDifference) {
     }
     Audio audio = Sound(1);
     audio[0].resize(audio[0].size() / 512 * 512); // which "audio range" beside it takes
-    KeyRun run(Key(), Setup(audio), all);
+    KeyRun run(Key(), SetupOf(audio), all);
     run.Push(audio, 1024);
     EXPECT_EQ(0, run.Process());
-    KeyRun alone(Key(), Setup(audio));
+    KeyRun alone(Key(), SetupOf(audio));
     alone.Push(audio, 1024);
     EXPECT_EQ("", Difference(alone.Finish().results, run.Results()));
 }

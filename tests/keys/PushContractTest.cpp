@@ -32,7 +32,7 @@ TEST_P(PushContractTest, CutsMakeNoDifference) {
     const std::initializer_list<UInt32> any = {1, 2, 7, 63, 511, 512, 513, 1024, 1025, 4096};
     const std::initializer_list<UInt32> halfFrames = {512, 1536, 2048, 4096};
     for (const UInt32 blockFrames : TakesHalfFramesAlone() ? halfFrames : any) {
-        EXPECT_EQ("", Difference(expected, RunWith(audio, Setup(audio), blockFrames)))
+        EXPECT_EQ("", Difference(expected, RunWith(audio, SetupOf(audio), blockFrames)))
             << blockFrames;
     }
 }
@@ -42,7 +42,7 @@ TEST_P(PushContractTest, EmptyPushesAddNothing) {
         return;
     }
     const Audio audio = CutSound();
-    KeyRun run(Key(), Setup(audio));
+    KeyRun run(Key(), SetupOf(audio));
     const SInt32 answer = TakesHalfFramesAlone() ? -1 : 0;
     EXPECT_EQ(answer, run.PushPart(audio, 0, 0));
     const std::vector<UInt32> any = {1000, 1, 4096, 512, 511, 2072};
@@ -65,7 +65,7 @@ TEST_P(PushContractTest, OnlyMultiplesAreTakenAndWhatIsRefusedIsNotHeard) {
     if (Key().pushMultiple == 1) {
         return;
     }
-    KeyRun run(Key(), Setup(audio));
+    KeyRun run(Key(), SetupOf(audio));
     for (std::size_t at = 0; at < audio[0].size(); at += Key().pushMultiple) {
         for (const UInt32 frames : {1u, Key().pushMultiple - 1, Key().pushMultiple + 1, 4095u}) {
             EXPECT_EQ(-1, run.PushPart(loud, 0, frames)) << frames;
@@ -112,7 +112,7 @@ TEST_P(PushContractTest, TheDeclaredLengthMakesNoDifference) {
         if (!Contract().keepsAllFrames && (counted < length || counted > 3 * length)) {
             continue; // frames of before fall out, or take all memory
         }
-        StreamSetup setup = Setup(audio);
+        StreamSetup setup = SetupOf(audio);
         setup.streamLength = declared;
         EXPECT_EQ("", Difference(expected, RunWith(audio, setup, BlockFrames()))) << declared;
     }

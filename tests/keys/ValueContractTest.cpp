@@ -28,7 +28,7 @@ protected:
         if (Contract().resetForgets && Contract().resetForgetsFailures) {
             run.Reset();
         } else {
-            run.Initialize(Setup(Sound(1)));
+            run.Initialize(SetupOf(Sound(1)));
         }
         run.Forget();
         run.Push(Sound(1), BlockFrames());
@@ -94,7 +94,7 @@ TEST_P(ValueContractTest, FullScaleStaysWithinTheDocumentedRanges) {
 TEST_P(ValueContractTest, HugeAndTinySamplesDoNoHarm) {
     for (const float size : {std::numeric_limits<float>::max(), 1e20f, 1e-20f, 1e-40f}) {
         SCOPED_TRACE(size);
-        KeyRun run(Key(), Setup(Sound(1)));
+        KeyRun run(Key(), SetupOf(Sound(1)));
         run.Push(Noise(size, 1, Length(), 1), BlockFrames());
         const KeyOutcome outcome = run.Finish();
         EXPECT_TRUE(HasAnEnding(outcome)) << outcome.status;
@@ -168,7 +168,7 @@ TEST_P(ValueContractTest, AResetLeavesNothingOfSamplesThatAreNoNumbers) {
         Audio audio = Sound(1);
         audio[0][audio[0].size() / 2] = odd;
         std::fill_n(audio[0].begin() + 2048, 1024, odd); // a whole frame of some keys
-        KeyRun run(Key(), Setup(audio));
+        KeyRun run(Key(), SetupOf(audio));
         run.Push(audio, BlockFrames());
         EXPECT_TRUE(HasAnEnding(run.Finish()));
         ExpectAsFresh(run);
