@@ -155,8 +155,8 @@ protected:
         return handle;
     }
 
-    SInt32 Initialize(QelAudioAnalysisRef handle) {
-        return QelAudioAnalysisInitialize(handle, 4096, &mFormat, &mLayout, 0);
+    SInt32 Initialize(QelAudioAnalysisRef handle, SInt64 streamLength = 0) {
+        return QelAudioAnalysisInitialize(handle, 4096, &mFormat, &mLayout, streamLength);
     }
 
     SInt32 Push(QelAudioAnalysisRef handle) {
@@ -230,9 +230,10 @@ TEST_F(OutOfMemoryTest, ResetLeavesAHandleThatCanBeInitializedAgainOrDisposedOf)
 TEST_F(OutOfMemoryTest, PushLeavesAHandleThatCanBeInitializedAgainOrDisposedOf) {
     const CFOwner<CFStringRef> onsets = MakeString("onset data");
     CFArrayAppendValue(mKeys.Get(), onsets.Get());
+    // A stream that is longer than declared takes memory while it is pushed.
     const auto prepare = [&] {
         QelAudioAnalysisRef handle = New();
-        EXPECT_EQ(0, Initialize(handle));
+        EXPECT_EQ(0, Initialize(handle, 1536));
         return handle;
     };
     FailEveryAllocation(prepare, [&](QelAudioAnalysisRef handle) {
