@@ -24,7 +24,7 @@ public:
     // The magnitudes of a frame.
     void add(std::span<const float> magnitudes);
     std::vector<Pitch> finish() const;
-    void reset() { mFrames.clear(); }
+    void reset();
 
 private:
     static constexpr std::size_t kCandidates = 8;
@@ -40,15 +40,20 @@ private:
     struct Frame {
         std::array<Candidate, kCandidates> candidates;
         std::uint32_t count;
+        float level; // the magnitude of the greatest peak
     };
 
-    std::vector<Peak> peaksOf(std::span<const float> magnitudes) const;
+    std::size_t endOf(std::span<const float> magnitudes) const;
+    float levelOf(std::span<const float> magnitudes) const;
+    std::vector<Peak> peaksOf(std::span<const float> magnitudes, float greatest) const;
+    std::span<const Candidate> candidatesOf(const Frame& frame) const;
     static std::vector<float> fundamentalsOf(const std::vector<Peak>& peaks);
     static float scoreOf(const std::vector<Peak>& peaks, float hz);
 
     const double mSampleRateHz;
     const double mBinHz;
     std::vector<Frame> mFrames;
+    float mLoudest = 0; // the greatest level
 };
 
 } // namespace qel::readings

@@ -2,13 +2,43 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <functional>
+#include <numbers>
+#include <vector>
 
 namespace qel::readings::test {
 namespace {
 
 double centsBetween(double a, double b) {
     return 1200 * std::abs(std::log2(a / b));
+}
+
+// A sine of any frequency curve.
+Samples gliding(const std::function<double(double seconds)>& hz, double seconds, float amplitude) {
+    Samples samples = silence(seconds);
+    double phase = 0;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        samples[i] = amplitude * static_cast<float>(std::sin(2 * std::numbers::pi * phase));
+        phase = std::fmod(phase + hz(static_cast<double>(i) / kRateHz) / kRateHz, 1.0);
+    }
+    return samples;
+}
+
+// Odd harmonics below 10 kHz that fall with their number.
+Samples square(double hz, double seconds, float amplitude) {
+    Samples voice = silence(seconds);
+    for (int harmonic = 1; harmonic * hz < 10000; harmonic += 2) {
+        const float level = amplitude / static_cast<float>(harmonic);
+        voice = sum(voice, sine(harmonic * hz, seconds, level));
+    }
+    return voice;
+}
+
+double shareVoiced(const std::vector<Pitch>& pitches) {
+    const auto voiced = std::ranges::count_if(pitches, &Pitch::isVoiced);
+    return static_cast<double>(voiced) / static_cast<double>(pitches.size());
 }
 
 TEST(PitchTrackerTest, FindsToneAndSineFromLowToHigh) {
@@ -38,6 +68,90 @@ TEST(PitchTrackerTest, SilenceIsNotVoiced) {
         EXPECT_FALSE(pitch.isVoiced());
         EXPECT_EQ(pitch.strength, 0);
     }
+}
+
+// The partials of a stiff string are at n f sqrt(1 + B n^2): the tenth is 49 cents sharp here.
+TEST(PitchTrackerTest, FindsAStringWhosePartialsAreSharp) {
+    constexpr double kStiffness = 0.00058;
+    for (const double hz : {233.1, 415.3}) {
+        Samples voice = sine(hz, 2, 0.3f);
+        for (int partial = 2; partial <= 16; ++partial) {
+            const double stretch = std::sqrt(1 + kStiffness * partial * partial);
+            voice = sum(voice, sine(partial * hz * stretch, 2, 0.03f));
+        }
+        for (const Pitch& pitch : pitchesOf(voice)) {
+            ASSERT_TRUE(pitch.isVoiced()) << hz;
+            EXPECT_LT(centsBetween(pitch.frequencyHz, hz), 30) << hz;
+        }
+    }
+}
+
+// A vibrato of 35 cents moves the 15th harmonic by a third of the fundamental to either side.
+TEST(PitchTrackerTest, FindsOddHarmonicsWithVibrato) {
+    const auto curve = [](double seconds) {
+        return 233 * std::exp2(35.0 / 1200 * std::sin(2 * std::numbers::pi * 5.5 * seconds));
+    };
+    Samples voice = silence(3);
+    for (int harmonic = 1; harmonic < 40; harmonic += 2) {
+        const auto hz = [&](double seconds) { return harmonic * curve(seconds); };
+        voice = sum(voice, gliding(hz, 3, 0.4f / static_cast<float>(harmonic)));
+    }
+    for (const Pitch& pitch : pitchesOf(voice)) {
+        ASSERT_TRUE(pitch.isVoiced()) << pitch.seconds;
+        EXPECT_LT(centsBetween(pitch.frequencyHz, curve(pitch.seconds)), 30) << pitch.seconds;
+    }
+}
+
+// Two voices 16 cents apart split the upper harmonics. Where they cancel each other, the frequency
+// of a harmonic leaves the range between them.
+TEST(PitchTrackerTest, FindsOddHarmonicsOfTwoVoicesOutOfTune) {
+    for (const double hz : {174.6, 246.9}) {
+        const Samples voices = sum(square(hz * std::exp2(-8.0 / 1200), 2, 0.2f),
+                                   square(hz * std::exp2(8.0 / 1200), 2, 0.2f));
+        for (const Pitch& pitch : pitchesOf(voices)) {
+            ASSERT_TRUE(pitch.isVoiced()) << hz;
+            EXPECT_LT(centsBetween(pitch.frequencyHz, hz), 30) << hz;
+        }
+    }
+}
+
+// White noise whose power is 10 dB below that of the tone.
+TEST(PitchTrackerTest, FindsAToneInNoise) {
+    constexpr float kTone = 0.3f;
+    double power = 0;
+    for (int harmonic = 1; harmonic <= 8; ++harmonic) {
+        power += kTone * kTone / (2.0 * harmonic * harmonic);
+    }
+    const auto amplitude = static_cast<float>(std::sqrt(3 * power / 10)); // its power: a third
+    for (const double hz : {110.0, 440.0}) {
+        for (const Pitch& pitch : pitchesOf(sum(tone(hz, 2, kTone), noise(2, amplitude)))) {
+            ASSERT_TRUE(pitch.isVoiced()) << hz;
+            EXPECT_LT(centsBetween(pitch.frequencyHz, hz), 20) << hz;
+        }
+    }
+}
+
+TEST(PitchTrackerTest, NoiseIsNotVoiced) {
+    EXPECT_LT(shareVoiced(pitchesOf(noise(5))), 0.01);
+}
+
+TEST(PitchTrackerTest, WhatIsFiftyDecibelsBelowTheLoudestIsNotVoiced) {
+    const auto endsAt = [](double decibels) {
+        const auto amplitude = static_cast<float>(0.5 * std::pow(10, decibels / 20));
+        const auto pitches = pitchesOf(joined({sine(440, 1), sine(440, 1, amplitude)}));
+        return std::vector<Pitch>(pitches.end() - 15, pitches.end());
+    };
+    EXPECT_EQ(shareVoiced(endsAt(-45)), 1);
+    EXPECT_EQ(shareVoiced(endsAt(-55)), 0);
+}
+
+TEST(PitchTrackerTest, ResetForgetsTheLoudestFrame) {
+    Reader reader({Reading::Pitch}, {.sampleRateHz = kRateHz});
+    reader.push(sine(440, 1, 0.9f));
+    reader.finish();
+    reader.reset();
+    reader.push(sine(440, 1, 0.001f));
+    EXPECT_EQ(shareVoiced(*reader.finish().pitch), 1);
 }
 
 TEST(PitchTrackerTest, TimesAreTheMiddlesOfFrames) {
