@@ -14,7 +14,7 @@ constexpr std::size_t kFirstBin = 2;
 constexpr double kHighestPeakHz = 16000;
 constexpr float kFullScale = 2048;    // the magnitude of a sine of amplitude 1
 constexpr float kQuietest = 3e-4f;    // the amplitude below which a frame is silent
-constexpr float kQuietShare = 0.003f; // of the loudest frame: 50 dB below it, what rings is silent
+constexpr float kQuietShare = 0.003f; // of the loudest frame: what is 50 dB below it is silent
 // Of the strongest peak. Weaker ones are noise and sidelobes as often as harmonics, and the roots
 // of their magnitudes together weigh more than the harmonics.
 constexpr float kWeakestPeak = 0.05f;
@@ -160,7 +160,7 @@ void PitchTracker::add(std::span<const float> magnitudes) {
     frame.count = static_cast<std::uint32_t>(count);
 }
 
-// What is far below the loudest frame has no pitch.
+// Of all frames only the end of the stream knows which is the loudest.
 std::span<const PitchTracker::Candidate> PitchTracker::candidatesOf(const Frame& frame) const {
     static constexpr Candidate kNoPitch{0, kVoicedScore};
     if (frame.level < kQuietShare * mLoudest) {
