@@ -26,6 +26,9 @@ std::vector<Value> ValuesOf(const Bytes& bytes) {
 
 // Field by field, as the bytes behind the last field have no content.
 Bytes EventBytes(const QelAudioAnalysisEventList& list) {
+    if (list.mCount == 0) {
+        return {};
+    }
     std::vector<QelAudioAnalysisEvent> events(list.mCount);
     std::memset(static_cast<void*>(events.data()), 0, events.size() * sizeof events[0]);
     for (UInt32 i = 0; i < list.mCount; ++i) {
