@@ -3,7 +3,7 @@
 #include "batch/Refusal.h"
 #include "batch/Sources.h"
 #include "batch/dataset/Dataset.h"
-#include "batch/work/Driver.h"
+#include "batch/workers/Driver.h"
 #include "output/files/OutputError.h"
 
 #include <fmt/format.h>

@@ -4,8 +4,8 @@
 #include "batch/dataset/Catalog.h"
 #include "batch/dataset/Settings.h"
 #include "batch/dataset/Tables.h"
-#include "batch/work/BatchProgress.h"
-#include "batch/work/Limits.h"
+#include "batch/workers/BatchProgress.h"
+#include "batch/workers/Limits.h"
 
 #include <cstddef>
 #include <string>

@@ -1,4 +1,4 @@
-#include "batch/work/BatchProgress.h"
+#include "batch/workers/BatchProgress.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include "batch/dataset/Catalog.h"
 #include "batch/dataset/Records.h"
-#include "batch/work/Worker.h"
+#include "batch/workers/Worker.h"
 
 #include <chrono>
 #include <optional>

@@ -2,8 +2,8 @@
 
 #include "batch/dataset/Catalog.h"
 #include "batch/dataset/Part.h"
-#include "batch/work/BatchProgress.h"
-#include "batch/work/WorkerProcess.h"
+#include "batch/workers/BatchProgress.h"
+#include "batch/workers/WorkerProcess.h"
 
 #include <memory>
 #include <string>

@@ -1,4 +1,4 @@
-#include "batch/work/Driver.h"
+#include "batch/workers/Driver.h"
 
 #include "output/files/Interrupt.h"
 #include "output/files/OutputError.h"

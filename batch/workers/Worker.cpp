@@ -1,4 +1,4 @@
-#include "batch/work/Worker.h"
+#include "batch/workers/Worker.h"
 
 #include "batch/dataset/FileStamp.h"
 #include "output/arrays/NpzFile.h"

@@ -3,7 +3,7 @@
 #include "batch/FileWork.h"
 #include "batch/dataset/Catalog.h"
 #include "batch/dataset/Records.h"
-#include "batch/work/Limits.h"
+#include "batch/workers/Limits.h"
 
 #include <optional>
 #include <string>

@@ -1,4 +1,4 @@
-#include "batch/work/WorkerProcess.h"
+#include "batch/workers/WorkerProcess.h"
 
 #include "output/files/Interrupt.h"
 #include "output/files/OutputError.h"
