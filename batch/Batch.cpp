@@ -31,13 +31,15 @@ class Run {
 public:
     explicit Run(const BatchSetup& setup)
         : mSetup(setup), mDataset(setup.dataset, setup.settings), mAttempt(Dataset::NewAttempt()),
-          mParts(mDataset.PartNames()), mCatalog({.dataset = setup.dataset,
-                                                  .shard = setup.shard,
-                                                  .comparesContent = setup.hashes,
-                                                  .retriesErrors = setup.retriesErrors}) {}
+          mCatalog({.dataset = setup.dataset,
+                    .shard = setup.shard,
+                    .comparesContent = setup.hashes,
+                    .retriesErrors = setup.retriesErrors}) {}
 
     BatchReport Do() {
         FillList(mSetup, mCatalog);
+        mDataset.Begin();
+        mParts = mDataset.PartNames();
         OfferEarlierRows();
         mCatalog.ForEachFault([this](const Row& row) { mCatalog.Put(row); });
         BatchReport report;
@@ -102,9 +104,7 @@ private:
         }
         if (mCatalog.Known() !=
             mCatalog.Files()) { // another attempt has taken this one's part away
-            throw output::OutputError(fmt::format(
-                "{}: {} meanwhile; run the command again", mSetup.dataset,
-                mDataset.IsThere() ? "another run has completed it" : "somebody has removed it"));
+            mDataset.FailByOther();
         }
         const Tables::Content content{
             .dataset = mSetup.dataset,

@@ -19,6 +19,7 @@
 #include <random>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace qel::batch {
 namespace {
@@ -60,8 +61,10 @@ bool IsEmptyOrMissing(const std::string& directory) {
 
 } // namespace
 
-Dataset::Dataset(const std::string& directory, const Settings& settings)
-    : mDirectory(directory), mMade((RequireRoomFor(settings), directory)) {
+Dataset::Dataset(std::string directory, const Settings& settings)
+    : mDirectory(std::move(directory)), mSettings(settings), mMade((RequireRoom(), mDirectory)) {}
+
+void Dataset::Begin() const {
     MakeFolder("parts");
     MakeFolder("arrays");
     if (Exists(SettingsPath(mDirectory))) {
@@ -69,18 +72,18 @@ Dataset::Dataset(const std::string& directory, const Settings& settings)
     }
     try {
         output::AtomicFile file(SettingsPath(mDirectory), output::Existing::Refuse);
-        file.Sink().Append(settings.Text());
+        file.Sink().Append(mSettings.Text());
         file.Commit();
     } catch (const output::OutputExists&) { // another process has just made it
-        RequireRoomFor(settings);
+        RequireRoom();
     }
 }
 
 // Settings are written last, and to a new directory alone: what has parts and no settings was left
 // by a run that was killed just there.
-void Dataset::RequireRoomFor(const Settings& settings) const {
+void Dataset::RequireRoom() const {
     if (Exists(SettingsPath(mDirectory))) {
-        const std::string difference = SettingsOf(mDirectory).Difference(settings);
+        const std::string difference = SettingsOf(mDirectory).Difference(mSettings);
         if (!difference.empty()) {
             throw Refusal(fmt::format("{}: was made with {}; repeat its options, or name another "
                                       "dataset",
@@ -134,11 +137,25 @@ std::vector<std::string> Dataset::PartNames() const {
 void Dataset::Publish(const std::string& attempt, const Tables::Content& content) const {
     const std::string file = Parts() + '/' + attempt + ".sqlite";
     Tables::Write(file, content);
+    if (!Exists(file)) {
+        FailByOther();
+    }
     Sync(file);
     if (std::rename(file.c_str(), TablesOf(mDirectory).c_str()) != 0) {
+        if (errno == ENOENT) {
+            FailByOther();
+        }
         Fail(TablesOf(mDirectory), "write");
     }
     Sync(mDirectory);
+}
+
+void Dataset::FailByOther() const {
+    throw output::OutputError(fmt::format(
+        "{}: {}", mDirectory,
+        IsThere() ? "another run is writing to this dataset; run the command again after that run "
+                    "has ended"
+                  : "somebody has removed it meanwhile; run the command again"));
 }
 
 void Dataset::RemoveParts(const std::vector<std::string>& names) const {

@@ -20,9 +20,12 @@ namespace qel::batch {
 // each writes files of its own.
 class Dataset {
 public:
-    // Makes the dataset or opens it. Throws Refusal if it has other settings, or if the directory
-    // has something else; output::OutputError if it cannot be made.
-    Dataset(const std::string& directory, const Settings& settings);
+    // Makes the directory, which goes again if Begin is not called. Throws Refusal if a dataset
+    // with other settings is there, or something else; output::OutputError if it cannot be made.
+    Dataset(std::string directory, const Settings& settings);
+
+    // Makes the dataset, if it is not there. Throws as above.
+    void Begin() const;
 
     // What is in the directory of a dataset that is there. Throws Refusal if it is none.
     static Settings SettingsOf(const std::string& directory);
@@ -43,20 +46,25 @@ public:
     // Makes the tables and puts them in the place of earlier ones, in one step, when they are on
     // the disk. attempt is a name that no other process has. Arrays may still be on their way to
     // the disk: to wait for each of them would cost more than to make those again that a failing
-    // machine loses, which the next run finds by their sizes.
+    // machine loses, which the next run finds by their sizes. Throws output::OutputError;
+    // FailByOther if another run has taken the new tables away.
     void Publish(const std::string& attempt, const Tables::Content& content) const;
 
     // Removes files of parts/ whose rows the tables have.
     void RemoveParts(const std::vector<std::string>& names) const;
 
+    // Throws output::OutputError: another run has taken away what this one has written.
+    [[noreturn]] void FailByOther() const;
+
     // A name that no other attempt has.
     static std::string NewAttempt();
 
 private:
-    void RequireRoomFor(const Settings& settings) const;
+    void RequireRoom() const;
     void MakeFolder(const std::string& name) const;
 
     std::string mDirectory;
+    const Settings& mSettings;
     output::OutputDirectory mMade;
 };
 

@@ -130,6 +130,7 @@ std::vector<StatusCount> Merge(const std::vector<std::string>& datasets, const s
     if (dataset.HasTables()) {
         throw Refusal(fmt::format("{}: exists already; name another dataset", out));
     }
+    dataset.Begin();
     const std::vector<std::string> remains = dataset.PartNames();
     ListFacts whole = first.list;
     whole.shard = {1, 1};

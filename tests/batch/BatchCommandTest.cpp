@@ -119,6 +119,49 @@ TEST_F(BatchCommandTest, AListThatCannotBeReadMakesNoDataset) {
     }
 }
 
+TEST_F(BatchCommandTest, AListOnStandardInputThatCannotBeReadMakesNoDataset) {
+    WriteFile(mPlace.File("list"), std::string("music/song0.wav\0gone.wav\0", 25));
+    const ChildResult run =
+        Run({"batch", "--files-from", "-", "--out", "new/ds"}, {.inPath = mPlace.File("list")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err,
+              "qel: -: cannot read this list: a line has a byte of 0; --null reads such lists\n");
+    EXPECT_FALSE(IsThere("new"));
+    // A dataset that was there before stays.
+    EXPECT_EQ(Run({"batch", "music", "--files-from", "-", "--out", "ds"}).status, 0);
+    EXPECT_EQ(
+        Run({"batch", "music", "--files-from", "-", "--out", "ds"}, {.inPath = mPlace.File("list")})
+            .status,
+        1);
+    EXPECT_TRUE(IsThere("ds/dataset.sqlite"));
+    EXPECT_TRUE(IsThere("ds/settings"));
+}
+
+TEST_F(BatchCommandTest, ARunWhoseRowsAnotherRunHasTakenOverSaysSo) {
+    WriteRepeatedWav(mPlace.File("music/long.wav"), 44100, Noise(44100, 0.3f), 60);
+    const std::vector<std::string> command{"batch",  "music", "--out",      "ds",
+                                           "--jobs", "1",     "--readings", "loudness"};
+    std::vector<std::string> line{ToolPath()};
+    line.insert(line.end(), command.begin(), command.end());
+    ChildProcess first(line, {.workingDirectory = mPlace.Path()});
+    while (!IsThere("ds/parts") || mPlace.Entries("ds/parts").empty()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    first.Send(SIGSTOP);
+    const ChildResult second = Run(command);
+    EXPECT_EQ(second.status, 0) << second.err;
+    const std::string tables = ReadFile(mPlace.File("ds/dataset.sqlite"));
+    first.Send(SIGCONT);
+    const ChildResult result = first.Wait();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "qel: ds: another run is writing to this dataset; run the command again "
+                          "after that run has ended\n");
+    EXPECT_EQ(ReadFile(mPlace.File("ds/dataset.sqlite")), tables);
+    const ChildResult third = Run(command);
+    EXPECT_EQ(third.status, 0) << third.err;
+    EXPECT_NE(third.out.find("4 files were done before"), std::string::npos) << third.out;
+}
+
 TEST_F(BatchCommandTest, FilesThatAListNamesAndNobodyHasAreRows) {
     WriteFile(mPlace.File("list"), std::string("music/song0.wav\0gone.wav\0", 25));
     const ChildResult run = Run({"batch", "--files-from", "-", "--null", "--out", "ds"},
