@@ -1,6 +1,6 @@
 #pragma once
 
-#include "page/LaneList.h"
+#include "page/pictures/LaneList.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "page/PictureWriter.h"
 
-#include "page/PngImage.h"
+#include "page/pictures/PngImage.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "page/PageWriter.h"
-#include "page/Picture.h"
+#include "page/pictures/Picture.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "page/Picture.h"
-#include "page/WaveformBuilder.h"
+#include "page/pictures/Picture.h"
+#include "page/pictures/WaveformBuilder.h"
 
 #include <QelMedia.hpp>
 #include <QelReadings.hpp>

@@ -1,10 +1,10 @@
 #include "page/SongCollector.h"
 
 #include "output/files/Interrupt.h"
-#include "page/LaneList.h"
-#include "page/ReassignedCollector.h"
-#include "page/SpectrumCollector.h"
-#include "page/WaveformBuilder.h"
+#include "page/pictures/LaneList.h"
+#include "page/pictures/ReassignedCollector.h"
+#include "page/pictures/SpectrumCollector.h"
+#include "page/pictures/WaveformBuilder.h"
 
 #include <fmt/format.h>
 

@@ -1,10 +1,10 @@
 #include "page/SongPage.h"
 
-#include "page/ColourMap.h"
-#include "page/LaneList.h"
 #include "page/PictureWriter.h"
 #include "page/SongDescription.h"
 #include "page/TempoCurve.h"
+#include "page/pictures/ColourMap.h"
+#include "page/pictures/LaneList.h"
 
 #include <fmt/format.h>
 

@@ -1,6 +1,6 @@
 #include "readings/LoudnessMeter.h"
 
-#include "readings/MonoBlocks.h"
+#include "readings/stream/MonoBlocks.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
-"""Fits the network of readings/OnsetNetwork.h on the developing half and writes readings/OnsetWeights.inc.
+"""Fits the network of readings/onsets/OnsetNetwork.h on the developing half and writes its weights.
 
-    PYTHONPATH=. ~/.cache/qel-truth/venv/bin/python -m bench.truth.fit_onsets readings/OnsetWeights.inc
+    PYTHONPATH=. ~/.cache/qel-truth/venv/bin/python -m bench.truth.fit_onsets readings/onsets/OnsetWeights.inc
 
-The features are those of readings/OnsetFeatures.cpp, computed once more with numpy. Besides the recordings
+The features are those of readings/onsets/OnsetFeatures.cpp, computed once more with numpy. Besides the recordings
 there are copies without high frequencies and quiet ones, and noises, tones and strokes with known onsets.
 """
 

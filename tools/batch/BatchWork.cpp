@@ -3,9 +3,9 @@
 #include "output/arrays/ArrayWriter.h"
 #include "output/files/Interrupt.h"
 #include "tools/qel/FileAnalyzer.h"
-#include "tools/qel/FileReadings.h"
-#include "tools/qel/ReadingFields.h"
 #include "tools/qel/ToolError.h"
+#include "tools/read/FileReadings.h"
+#include "tools/read/ReadingFields.h"
 
 #include <QelAudioAnalysis/Error.hpp>
 #include <QelMedia.hpp>

@@ -2,7 +2,7 @@
 
 #include "batch/FileWork.h"
 #include "tools/qel/AnalysisPlan.h"
-#include "tools/qel/ReadOptions.h"
+#include "tools/read/ReadOptions.h"
 
 #include <string>
 #include <vector>

@@ -4,13 +4,13 @@
 #include "output/files/Interrupt.h"
 #include "output/files/OutputDirectory.h"
 #include "page/ClickMixer.h"
-#include "page/LaneList.h"
 #include "page/WavFormat.h"
+#include "page/pictures/LaneList.h"
 #include "tools/qel/Arguments.h"
-#include "tools/qel/FileReadings.h"
 #include "tools/qel/FileRun.h"
 #include "tools/qel/KeyList.h"
 #include "tools/qel/ToolError.h"
+#include "tools/read/FileReadings.h"
 
 #include <QelMedia.hpp>
 

@@ -9,12 +9,12 @@
 #include "tools/qel/ClicksCommand.h"
 #include "tools/qel/CommandWord.h"
 #include "tools/qel/KeysCommand.h"
-#include "tools/qel/ReadArguments.h"
-#include "tools/qel/ReadCommand.h"
 #include "tools/qel/ReportCommand.h"
 #include "tools/qel/SelfTestCommand.h"
 #include "tools/qel/StandardStreams.h"
 #include "tools/qel/ToolError.h"
+#include "tools/read/ReadArguments.h"
+#include "tools/read/ReadCommand.h"
 
 #include <QelMedia.hpp>
 

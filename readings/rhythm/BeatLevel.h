@@ -1,0 +1,46 @@
+#pragma once
+
+#include "readings/rhythm/BarFinder.h"
+#include "readings/rhythm/BeatActivity.h"
+#include "readings/rhythm/BeatTimes.h"
+
+#include <vector>
+
+namespace qel::readings {
+
+// Which reading of the path of the beats is the beat. The path (BeatPath) often follows half,
+// double, three times, 2/3 or 3/2 of the beat, or stands off it. So several readings of it are
+// compared by a few figures of each: the tempo, how much begins and how the harmony changes on the
+// beats and between them, how periodic both are, and how well bars fit.
+class BeatLevel {
+public:
+    struct Choice {
+        BeatTimes beats; // empty: no reading is long enough
+        double alternativeBpm = 0;
+        double logOdds = 0; // of its tempo against all others, by the figures alone
+    };
+
+    BeatLevel(const BeatActivity& activity, const BarFinder& bars, double framesPerSecond)
+        : mActivity(activity), mBars(bars), mFramesPerSecond(framesPerSecond) {}
+
+    Choice choose(const BeatTimes& path) const;
+
+    // The mean of the greatest values of a curve around these times.
+    double meanAt(const std::vector<float>& curve, const BeatTimes& times) const;
+
+private:
+    struct Candidate {
+        std::size_t ratio; // of its tempo to that of the path, as a row of the table of ratios
+        BeatTimes beats;
+        double score = 0;
+    };
+
+    static std::vector<Candidate> candidatesOf(const BeatTimes& path);
+    double scoreOf(const Candidate& candidate) const;
+
+    const BeatActivity& mActivity;
+    const BarFinder& mBars;
+    const double mFramesPerSecond;
+};
+
+} // namespace qel::readings

@@ -1,0 +1,71 @@
+#include "readings/rhythm/TempoFit.h"
+
+#include "tests/readings/Signals.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace qel::readings::test {
+namespace {
+
+TEST(FitGridTest, IsExactForBeatsOnAGrid) {
+    const auto grid = fitGrid(times(0.31, 60 / 130.01, 60), 130);
+    ASSERT_TRUE(grid);
+    EXPECT_NEAR(grid->bpm, 130.01, 1e-6);
+    EXPECT_NEAR(grid->firstBeatSeconds, 0.31, 1e-6);
+}
+
+TEST(FitGridTest, IsHardlyMovedByBeatsFarOff) {
+    std::vector<double> beats = times(0.5, 0.5, 30);
+    beats[7] += 0.2;
+    beats[30] -= 0.2;
+    EXPECT_NEAR(fitGrid(beats, 120)->bpm, 120, 0.05);
+}
+
+TEST(FitGridTest, StepsOverBeatsThatAreMissing) {
+    std::vector<double> beats = times(0, 0.5, 30);
+    beats.erase(beats.begin() + 10, beats.begin() + 13);
+    EXPECT_NEAR(fitGrid(beats, 120)->bpm, 120, 1e-6);
+}
+
+TEST(FitGridTest, ThereIsNoneForFewBeatsOrNoTempo) {
+    EXPECT_FALSE(fitGrid(times(0, 0.5, 1.4), 120));
+    EXPECT_FALSE(fitGrid(times(0, 0.5, 10), 0));
+    EXPECT_FALSE(fitGrid({}, 120));
+}
+
+TEST(TempoTest, ClicksHaveTheirTempoAsARealNumber) {
+    for (const double bpm : {70.0, 97.3, 120.0, 130.01, 161.7}) {
+        const Answers answers =
+            read({Reading::Tempo, Reading::Beats}, strokes(times(0.4, 60 / bpm, 30), 30));
+        const double ratio = answers.tempo->bpm / bpm;
+        const double octaves = std::round(std::log2(ratio));
+        EXPECT_NEAR(answers.tempo->bpm / std::exp2(octaves), bpm, 0.02) << bpm;
+        EXPECT_TRUE(answers.tempo->isSteady);
+        ASSERT_TRUE(answers.beats->grid);
+        EXPECT_EQ(answers.beats->grid->bpm, answers.tempo->bpm);
+    }
+}
+
+TEST(TempoTest, BeatsStandOnTheAttacks) {
+    const std::vector<double> when = times(0.4, 0.5, 29);
+    const Beats beats = *read({Reading::Beats}, strokes(when, 30)).beats;
+    ASSERT_GE(beats.beats.size(), 20u);
+    for (const Beat& beat : beats.beats) {
+        if (beat.seconds > 29) { // after the last stroke
+            continue;
+        }
+        const double place = (beat.seconds - 0.4) / 0.5;
+        EXPECT_NEAR(place, std::round(place), 0.02) << beat.seconds;
+    }
+}
+
+TEST(TempoTest, SilenceAndNoiseHaveNoSteadyTempo) {
+    for (const Samples& sound : {silence(20), noise(20), sine(440, 20)}) {
+        EXPECT_FALSE(read({Reading::Tempo}, sound).tempo->isSteady);
+    }
+}
+
+} // namespace
+} // namespace qel::readings::test
