@@ -148,3 +148,40 @@ def test_python_ends_after_an_interrupted_call() -> None:
     )
     done = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True)
     assert (done.returncode, done.stdout, done.stderr) == (0, "interrupted\n", "")
+
+
+def ends(program: str) -> None:
+    """Nothing but "ended" comes from the program, and no fault."""
+    done = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True)
+    assert (done.returncode, done.stdout, done.stderr) == (0, "ended\n", ""), program
+
+
+def test_python_ends_while_a_daemon_thread_analyzes(folder: Path) -> None:
+    path = write_wav(folder / "daemon.wav", long_audio(40)[np.newaxis], RATE)
+    audio = "numpy.ones(1 << 22, numpy.float32)"
+    for work in (
+        f"qelaudio.analyze({audio}, ['spectrum', 'mfcc'], sample_rate=44100)",
+        f"qelaudio.analyze({audio}, 'spectrum', sample_rate=44100, progress=lambda *_: None)",
+        f"qelaudio.read({audio}, 'loudness', sample_rate=44100)",
+        f"qelaudio.analyze({os.fspath(path)!r}, 'spectrum')",
+    ):
+        ends(
+            "import numpy, threading, time, qelaudio\n"
+            f"def work():\n    while True:\n        {work}\n"
+            "threading.Thread(target=work, daemon=True).start()\n"
+            "time.sleep(0.1)\nprint('ended')\n"
+        )
+
+
+@pytest.mark.skipif(sys.version_info >= (3, 13), reason="the module has another name")
+def test_a_sub_interpreter_gets_an_import_error() -> None:
+    ends(
+        "import _xxsubinterpreters as interpreters\n"
+        "inner = interpreters.create()\n"
+        "program = '''\nimport warnings\nwarnings.simplefilter('ignore')  # NumPy's own\n"
+        "try:\n    import qelaudio\n"
+        "except ImportError as error:\n    assert 'interpreter' in str(error), error\n"
+        "else:\n    raise AssertionError('it was imported')\n'''\n"
+        "interpreters.run_string(inner, program)\n"
+        "print('ended')\n"
+    )

@@ -4,6 +4,7 @@
 #include "bindings/python/src/Errand.h"
 #include "bindings/python/src/Faults.h"
 #include "bindings/python/src/KeyTable.h"
+#include "bindings/python/src/PythonLock.h"
 #include "bindings/python/src/ReadingSession.h"
 #include "bindings/python/src/Session.h"
 
@@ -55,6 +56,9 @@ void DefineReadingSession(nb::module_& module) {
 } // namespace
 
 NB_MODULE(_core, module) {
+    qel::python::RequireMainInterpreter();
+    // A daemon thread that is at work when the interpreter ends keeps its session.
+    nb::set_leak_warnings(false);
     qel::python::RegisterFaults();
     DefineSession(module);
     DefineReadingSession(module);

@@ -1,5 +1,6 @@
 #include "bindings/python/src/Errand.h"
 
+#include "bindings/python/src/PythonLock.h"
 #include "bindings/python/src/SignalWatch.h"
 
 #include <chrono>
@@ -54,8 +55,9 @@ struct Abandoned {
     std::thread thread;
 };
 
-std::mutex gAbandonedMutex;
-std::list<Abandoned> gAbandoned;
+// Never destroyed: a daemon thread may add to them while the process ends.
+std::mutex& gAbandonedMutex = *new std::mutex;
+std::list<Abandoned>& gAbandoned = *new std::list<Abandoned>;
 
 void Abandon(std::shared_ptr<Job> job, std::thread thread) {
     const std::lock_guard lock(gAbandonedMutex);
@@ -75,7 +77,7 @@ void ForgetEnded() {
 }
 
 bool WaitWithoutLock(Job& job, std::chrono::milliseconds time) {
-    const nb::gil_scoped_release unlocked;
+    const WithoutPythonLock unlocked;
     return job.WaitFor(time);
 }
 
@@ -93,7 +95,7 @@ void LookAround(const Job& job, nb::handle tick) {
 bool RunErrand(const Work& work, nb::handle tick, std::exception_ptr& raised) {
     const auto job = std::make_shared<Job>();
     if (!IsMainThread() && tick.is_none()) {
-        const nb::gil_scoped_release unlocked;
+        const WithoutPythonLock unlocked;
         job->Do(work);
         raised = job->Fault();
         return true;
@@ -124,7 +126,7 @@ bool RunErrand(const Work& work, nb::handle tick, std::exception_ptr& raised) {
 }
 
 void SettleErrands() {
-    const nb::gil_scoped_release unlocked;
+    const WithoutPythonLock unlocked;
     const std::lock_guard lock(gAbandonedMutex);
     for (Abandoned& left : gAbandoned) {
         left.thread.join();

@@ -2,6 +2,7 @@
 // FFmpeg's libraries, which take longer to load than all the rest.
 
 #include "bindings/python/src/Arrays.h"
+#include "bindings/python/src/PythonLock.h"
 #include "bindings/python/src/SignalWatch.h"
 
 #include <QelMedia.hpp>
@@ -106,7 +107,7 @@ private:
     void Watched(Call call) {
         mWatch.emplace();
         try {
-            const nb::gil_scoped_release unlocked;
+            const WithoutPythonLock unlocked;
             call();
         } catch (const media::Error& error) {
             mWatch->Rethrow();
@@ -123,7 +124,7 @@ std::int64_t CountFrames(const nb::bytes& name) {
     const std::string path(name.c_str(), name.size());
     SignalWatch watch;
     try {
-        const nb::gil_scoped_release unlocked;
+        const WithoutPythonLock unlocked;
         return media::countFrames(path, [&watch] { return watch.IsInterrupted(0); });
     } catch (const media::Error& error) {
         watch.Rethrow();
@@ -137,6 +138,8 @@ std::int64_t CountFrames(const nb::bytes& name) {
 NB_MODULE(_media, module) {
     using namespace qel::python;
     using namespace nb::literals;
+    RequireMainInterpreter();
+    nb::set_leak_warnings(false); // see _core
     qel::media::silenceLibraries();
     nb::class_<FileReader>(module, "Reader", "One file.")
         .def(nb::init<const nb::bytes&, bool, std::size_t>(), "path"_a, "mix"_a, "block"_a)

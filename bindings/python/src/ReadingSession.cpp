@@ -1,6 +1,7 @@
 #include "bindings/python/src/ReadingSession.h"
 
 #include "bindings/python/src/Errand.h"
+#include "bindings/python/src/PythonLock.h"
 #include "bindings/python/src/ReadingAnswers.h"
 #include "bindings/python/src/SignalWatch.h"
 
@@ -102,7 +103,7 @@ void ReadingSession::Push(const Samples& samples, nb::handle tick) {
     std::vector<const float*> channels = ChannelsOf(samples);
     const std::size_t count = samples.shape(1);
     SignalWatch watch(tick);
-    const nb::gil_scoped_release unlocked;
+    const WithoutPythonLock unlocked;
     for (std::size_t at = 0; at < count; at += kPiece) {
         watch.Check(at);
         const std::size_t size = std::min(kPiece, count - at);

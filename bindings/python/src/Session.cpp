@@ -1,6 +1,7 @@
 #include "bindings/python/src/Session.h"
 
 #include "bindings/python/src/Errand.h"
+#include "bindings/python/src/PythonLock.h"
 
 #include <algorithm>
 #include <exception>
@@ -72,7 +73,7 @@ void Session::Push(const Samples& samples, nb::handle tick) {
                                                      std::to_string(mPlan.setup.channels));
     }
     SignalWatch watch(tick);
-    const nb::gil_scoped_release unlocked;
+    const WithoutPythonLock unlocked;
     engine.Push(channels, samples.shape(1), watch);
 }
 

@@ -1,5 +1,7 @@
 #include "bindings/python/src/SignalWatch.h"
 
+#include "bindings/python/src/PythonLock.h"
+
 #include <unistd.h>
 #include <utility>
 
@@ -18,7 +20,7 @@ void SignalWatch::Check(std::uint64_t done) {
     if (!mIsNeeded || Clock::now() < mNext) {
         return;
     }
-    const nb::gil_scoped_acquire lock;
+    const WithPythonLock lock;
     if (PyErr_CheckSignals() != 0) {
         throw nb::python_error();
     }
