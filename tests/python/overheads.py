@@ -1,5 +1,6 @@
 """Measures what the Python package adds, and prints it. Run it on a quiet machine:
 
+    script/build release --target qel_kept_probe -DQEL_BUILD_BENCH=ON
     PYTHONPATH=build/release/python .venv/bin/python tests/python/overheads.py
 
 Times are of the processor where nothing else is said.
@@ -7,6 +8,8 @@ Times are of the processor where nothing else is said.
 
 from __future__ import annotations
 
+import json
+import math
 import subprocess
 import sys
 import tempfile
@@ -34,10 +37,23 @@ def best(call: Callable[[], object], clock: Callable[[], float], count: int = 5)
     return min(times)
 
 
-def minute() -> None:
+def minute(folder: Path, probe: Path) -> None:
+    """The package and the C++ client take turns."""
     audio = np.tile(music(RATE, 4)[0], 15)
-    taken = best(lambda: qelaudio.analyze(audio, PER_FRAME, sample_rate=RATE), time.process_time)
-    print(f"all keys per frame of one minute: {taken:.3f} s")
+    path = folder / "minute.f32"
+    audio.tofile(path)
+    python, dropped, kept = math.inf, math.inf, math.inf
+    for _ in range(5):
+        taken = best(lambda: qelaudio.analyze(audio, PER_FRAME, sample_rate=RATE), time.process_time, 3)
+        printed = subprocess.run([probe, "3", path, *PER_FRAME], capture_output=True, check=True)
+        client = json.loads(printed.stdout)
+        python = min(python, taken)
+        dropped, kept = min(dropped, client["dropped"]), min(kept, client["kept"])
+    print(
+        f"all keys per frame of one minute: {python:.3f} s; by the C++ client {dropped:.3f} s if it "
+        f"drops the results ({python / dropped - 1:+.0%}), {kept:.3f} s if it keeps them "
+        f"({python / kept - 1:+.0%})"
+    )
 
 
 def tenth() -> None:
@@ -76,6 +92,6 @@ def two_threads(path: Path) -> None:
 if __name__ == "__main__":
     imports()
     tenth()
-    minute()
     with tempfile.TemporaryDirectory() as folder:
+        minute(Path(folder), Path(qelaudio.__file__).parents[2] / "bin/qel_kept_probe")
         two_threads(write_wav(Path(folder) / "minute.wav", np.tile(music(RATE, 4), 15), RATE))

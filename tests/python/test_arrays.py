@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import resource
+from pathlib import Path
 from typing import Any
 
 import numpy as np
@@ -189,3 +191,34 @@ def test_channels_must_not_change_between_blocks() -> None:
 def test_integers_of_16_bits_equal_their_floats() -> None:
     integers = as_int16(AUDIO)
     assert np.array_equal(values_of(integers), values_of(integers / np.float32(32768)))
+
+
+def test_large_results_equal_those_of_small_pushes() -> None:
+    # The partials of 40 s have arrays of megabytes, those of a push have kilobytes.
+    audio = np.tile(music(44100, 4), 10)
+    whole = qelaudio.analyze(audio, ["partials", "spectrum"], sample_rate=44100)
+    assert whole["partials"].bin.nbytes > 2 << 20 and whole["spectrum"].values.nbytes > 8 << 20
+    analyzer = qelaudio.Analyzer(["partials", "spectrum"], 44100)
+    came = [analyzer.push(audio[:, i : i + 44100]) for i in range(0, audio.shape[1], 44100)]
+    came.append(analyzer.finish())
+    for name in ("bin", "frequency", "magnitude", "phase", "frame_number"):
+        parts = [getattr(part["partials"], name) for part in came if "partials" in part]
+        assert np.array_equal(np.concatenate(parts), getattr(whole["partials"], name)), name
+    parts = [part["spectrum"].values for part in came if "spectrum" in part]
+    assert np.array_equal(np.concatenate(parts, axis=1), whole["spectrum"].values)
+
+
+def huge_pages_are_given() -> bool:
+    path = Path("/sys/kernel/mm/transparent_hugepage/enabled")
+    return path.exists() and "[never]" not in path.read_text()
+
+
+@pytest.mark.skipif(not huge_pages_are_given(), reason="the system gives no huge pages")
+def test_large_results_come_in_huge_pages() -> None:
+    audio = np.tile(music(44100, 4), 15)
+    qelaudio.analyze(audio, "spectrum", sample_rate=44100)
+    before = resource.getrusage(resource.RUSAGE_SELF).ru_minflt
+    result = qelaudio.analyze(audio, "spectrum", sample_rate=44100)["spectrum"]
+    faults = resource.getrusage(resource.RUSAGE_SELF).ru_minflt - before
+    # Half of what pages of 4096 bytes would take.
+    assert faults < result.values.nbytes / 4096 / 2

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "bindings/python/src/NumberArray.h"
+
 #include <nanobind/nanobind.h>
 #include <nanobind/ndarray.h>
 #include <nanobind/stl/string.h>
@@ -17,15 +19,26 @@ namespace nb = nanobind;
 // A NumPy array that owns the values, without a copy of them.
 template <class Value, std::size_t dimensions>
 nb::object ArrayOf(std::vector<Value>&& values, const std::array<std::size_t, dimensions>& shape) {
-    constexpr std::size_t kWorthACopy = 4096; // a reserve of fewer values is kept
-    if (values.capacity() > values.size() + values.size() / 4 + kWorthACopy) {
-        values.shrink_to_fit();
-    }
     auto* kept = new std::vector<Value>(std::move(values));
     kept->reserve(1); // NumPy needs an address, also of nothing
     const nb::capsule owner(
         kept, [](void* owned) noexcept { delete static_cast<std::vector<Value>*>(owned); });
     return nb::cast(nb::ndarray<nb::numpy, Value>(kept->data(), dimensions, shape.data(), owner));
+}
+
+template <class Value, std::size_t dimensions>
+nb::object ArrayOf(NumberArray<Value>&& values, const std::array<std::size_t, dimensions>& shape) {
+    auto* kept = new NumberArray<Value>(std::move(values));
+    const nb::capsule owner(
+        kept, [](void* owned) noexcept { delete static_cast<NumberArray<Value>*>(owned); });
+    kept->Fit();
+    return nb::cast(nb::ndarray<nb::numpy, Value>(kept->Data(), dimensions, shape.data(), owner));
+}
+
+template <class Value>
+nb::object ArrayOf(NumberArray<Value>&& values) {
+    const std::array<std::size_t, 1> shape{values.Size()};
+    return ArrayOf(std::move(values), shape);
 }
 
 template <class Value>

@@ -3,25 +3,36 @@
 #include "bindings/python/src/Arrays.h"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <limits>
 
 namespace qel::python {
 namespace {
 
-using Channels = std::vector<std::vector<float>>;
-
-void AddRange(std::vector<float>& numbers, const AudioRange& range) {
+void AddRange(NumberArray<float>& numbers, const AudioRange& range) {
     constexpr float kNone = std::numeric_limits<float>::quiet_NaN();
-    numbers.insert(numbers.end(),
-                   {range.headroom.value_or(kNone), range.noiseFloorDb.value_or(kNone),
-                    range.cutoffHz.value_or(kNone)});
+    numbers.Append(range.headroom.value_or(kNone));
+    numbers.Append(range.noiseFloorDb.value_or(kNone));
+    numbers.Append(range.cutoffHz.value_or(kNone));
 }
 
-void AddPartials(Collected& key, const Result& result, std::size_t channel) {
-    const std::vector<Partial> partials = result.partials(channel);
-    key.partials[channel].insert(key.partials[channel].end(), partials.begin(), partials.end());
-    key.partialCounts[channel].push_back(static_cast<std::int64_t>(partials.size()));
+template <class Value>
+void AddColumn(NumberArray<Value>& column, const std::vector<Partial>& partials,
+               Value Partial::*member) {
+    const std::span<Value> end = column.Extend(partials.size());
+    for (std::size_t i = 0; i < end.size(); ++i) {
+        end[i] = partials[i].*member;
+    }
+}
+
+void AddPartials(PartialColumns& columns, const std::vector<Partial>& partials) {
+    AddColumn(columns.bin, partials, &Partial::bin);
+    AddColumn(columns.frequency, partials, &Partial::frequencyHz);
+    AddColumn(columns.magnitude, partials, &Partial::magnitude);
+    AddColumn(columns.phase, partials, &Partial::phaseRadians);
+    AddColumn(columns.frameNumber, partials, &Partial::timeFrames);
+    columns.counts.push_back(static_cast<std::int64_t>(partials.size()));
 }
 
 void AddChannel(Collected& key, const Result& result, std::size_t channel) {
@@ -35,33 +46,32 @@ void AddChannel(Collected& key, const Result& result, std::size_t channel) {
         key.names[channel].push_back(result.name(channel));
         break;
     case PayloadKind::Partials:
-        AddPartials(key, result, channel);
+        AddPartials(key.partials[channel], result.partials(channel));
         break;
     case PayloadKind::Count:
-        key.numbers[channel].push_back(static_cast<float>(result.count(channel)));
+        key.numbers[channel].Append(static_cast<float>(result.count(channel)));
         break;
     case PayloadKind::Range:
         AddRange(key.numbers[channel], result.range(channel));
         break;
-    default: {
-        const std::span<const float> numbers = result.floats(channel);
-        key.numbers[channel].insert(key.numbers[channel].end(), numbers.begin(), numbers.end());
-    }
+    default:
+        key.numbers[channel].Append(result.floats(channel));
     }
 }
 
-// The numbers of the only channel move; those of several come one after the other.
-std::vector<float> Joined(Channels& channels) {
-    std::vector<float> joined = std::move(channels.front());
-    channels.front().clear();
-    std::size_t size = joined.size();
-    for (const std::vector<float>& channel : channels) {
-        size += channel.size();
+// The arrays of all channels as one: the memory of the first channel moves, and the numbers of the
+// others follow its own. `array`: takes the array of a channel.
+template <class Channel, class Array = std::identity>
+auto Joined(std::vector<Channel>& channels, Array array = {}) {
+    std::size_t size = 0;
+    for (Channel& channel : channels) {
+        size += std::invoke(array, channel).Size();
     }
-    joined.reserve(size);
+    auto joined = std::move(std::invoke(array, channels.front()));
+    joined.Reserve(size);
     for (std::size_t c = 1; c < channels.size(); ++c) {
-        joined.insert(joined.end(), channels[c].begin(), channels[c].end());
-        channels[c].clear();
+        joined.Append(std::invoke(array, channels[c]).All());
+        std::invoke(array, channels[c]).Clear();
     }
     return joined;
 }
@@ -100,30 +110,31 @@ nb::dict TakeEvents(Collected& key) {
 }
 
 // The same for each result: those of channel c have row c.
-nb::object OffsetsOf(const std::vector<std::vector<std::int64_t>>& counts) {
+nb::object OffsetsOf(const std::vector<PartialColumns>& channels) {
     std::vector<std::int64_t> offsets;
     std::int64_t end = 0;
-    for (const std::vector<std::int64_t>& channel : counts) {
+    for (const PartialColumns& channel : channels) {
         offsets.push_back(end);
-        for (const std::int64_t count : channel) {
+        for (const std::int64_t count : channel.counts) {
             end += count;
             offsets.push_back(end);
         }
     }
-    const std::array<std::size_t, 2> shape{counts.size(), counts.front().size() + 1};
+    const std::array<std::size_t, 2> shape{channels.size(), channels.front().counts.size() + 1};
     return ArrayOf(std::move(offsets), shape);
 }
 
 nb::dict TakePartials(Collected& key) {
     nb::dict taken;
-    taken["offsets"] = OffsetsOf(key.partialCounts);
-    taken["bin"] = ArrayOf(MembersOf(key.partials, &Partial::bin));
-    taken["frequency"] = ArrayOf(MembersOf(key.partials, &Partial::frequencyHz));
-    taken["magnitude"] = ArrayOf(MembersOf(key.partials, &Partial::magnitude));
-    taken["phase"] = ArrayOf(MembersOf(key.partials, &Partial::phaseRadians));
-    taken["frame_number"] = ArrayOf(MembersOf(key.partials, &Partial::timeFrames));
-    ClearAll(key.partials);
-    ClearAll(key.partialCounts);
+    taken["offsets"] = OffsetsOf(key.partials);
+    taken["bin"] = ArrayOf(Joined(key.partials, &PartialColumns::bin));
+    taken["frequency"] = ArrayOf(Joined(key.partials, &PartialColumns::frequency));
+    taken["magnitude"] = ArrayOf(Joined(key.partials, &PartialColumns::magnitude));
+    taken["phase"] = ArrayOf(Joined(key.partials, &PartialColumns::phase));
+    taken["frame_number"] = ArrayOf(Joined(key.partials, &PartialColumns::frameNumber));
+    for (PartialColumns& channel : key.partials) {
+        channel.counts.clear();
+    }
     return taken;
 }
 
@@ -136,7 +147,7 @@ nb::dict TakeNames(Collected& key) {
 
 nb::dict TakeNumbers(Collected& key) {
     nb::dict taken;
-    const std::array<std::size_t, 3> shape{key.numbers.size(), key.starts.size(),
+    const std::array<std::size_t, 3> shape{key.numbers.size(), key.starts.Size(),
                                            NumbersOf(*key.info)};
     taken["values"] = ArrayOf(Joined(key.numbers), shape);
     return taken;
@@ -187,10 +198,9 @@ Collector::Collector(std::vector<Collected> keys, const StreamSetup& setup)
         key.events.resize(setup.channels);
         key.names.resize(setup.channels);
         key.partials.resize(setup.channels);
-        key.partialCounts.resize(setup.channels);
-        key.starts.reserve(ResultsExpected(key, setup));
-        for (std::vector<float>& numbers : key.numbers) {
-            numbers.reserve(ResultsExpected(key, setup) * NumbersOf(*key.info));
+        key.starts.Reserve(ResultsExpected(key, setup));
+        for (NumberArray<float>& numbers : key.numbers) {
+            numbers.Reserve(ResultsExpected(key, setup) * NumbersOf(*key.info));
         }
     }
 }
@@ -205,43 +215,41 @@ void Collector::Add(const Result& result) {
     for (std::size_t c = 0; c < result.channels(); ++c) {
         AddChannel(*key, result, c);
     }
-    key->starts.push_back(result.timeSeconds());
+    key->starts.Append(result.timeSeconds());
     ++key->results;
 }
 
 // The middle of the frame; of the push; of the stream.
-std::vector<double> Collector::CentresOf(const Collected& key, std::uint64_t samples) const {
-    std::vector<double> centres = key.starts;
+NumberArray<double> Collector::CentresOf(const Collected& key, std::uint64_t samples) const {
+    const std::span<const double> starts = key.starts.All();
+    NumberArray<double> centres;
+    centres.Reserve(starts.size());
+    const bool hasFrames =
+        key.info->delivery != Delivery::PerPush && key.info->delivery != Delivery::AtEnd;
+    const double half = key.metaData.frameSamples / (2 * mSetup.sampleRateHz);
     const double end = static_cast<double>(samples) / mSetup.sampleRateHz;
-    if (key.info->delivery == Delivery::PerPush || key.info->delivery == Delivery::AtEnd) {
-        for (std::size_t i = 0; i < centres.size(); ++i) {
-            centres[i] =
-                (key.starts[i] + (i + 1 < key.starts.size() ? key.starts[i + 1] : end)) / 2;
-        }
-        return centres;
-    }
-    for (double& centre : centres) {
-        centre += key.metaData.frameSamples / (2 * mSetup.sampleRateHz);
+    for (std::size_t i = 0; i < starts.size(); ++i) {
+        const double next = i + 1 < starts.size() ? starts[i + 1] : end;
+        centres.Append(hasFrames ? starts[i] + half : (starts[i] + next) / 2);
     }
     return centres;
 }
 
 nb::dict Collector::TakeKey(Collected& key, std::uint64_t samples) const {
-    std::vector<double> centres = CentresOf(key, samples);
+    NumberArray<double> centres = CentresOf(key, samples);
     nb::dict taken = TakePayload(key);
     taken["starts"] = ArrayOf(std::move(key.starts));
     taken["centres"] = ArrayOf(std::move(centres));
     taken["frame"] = key.metaData.frameSamples;
     taken["hop"] = key.metaData.hopSamples / key.info->resultsPerFrame;
     taken["delivered"] = key.results != 0;
-    key.starts.clear();
     return taken;
 }
 
 nb::dict Collector::Take(std::uint64_t samples, bool all) {
     nb::dict taken;
     for (Collected& key : mKeys) {
-        if (all || !key.starts.empty()) {
+        if (all || key.starts.Size() != 0) {
             taken[nb::str(key.info->key.data(), key.info->key.size())] = TakeKey(key, samples);
         }
     }
@@ -251,12 +259,13 @@ nb::dict Collector::Take(std::uint64_t samples, bool all) {
 void Collector::Reset() {
     for (Collected& key : mKeys) {
         key.results = 0;
-        key.starts.clear();
-        ClearAll(key.numbers);
+        key.starts.Clear();
         ClearAll(key.events);
         ClearAll(key.names);
-        ClearAll(key.partials);
-        ClearAll(key.partialCounts);
+        for (NumberArray<float>& numbers : key.numbers) {
+            numbers.Clear();
+        }
+        key.partials = std::vector<PartialColumns>(key.partials.size());
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "bindings/python/src/NumberArray.h"
+
 #include <QelAudioAnalysis/KeyInfo.hpp>
 #include <QelAudioAnalysis/Result.hpp>
 #include <QelAudioAnalysis/StreamSetup.hpp>
@@ -12,17 +14,26 @@
 
 namespace qel::python {
 
+// The partials of one channel, a column for each number, and how many each result has.
+struct PartialColumns {
+    NumberArray<std::int32_t> bin;
+    NumberArray<float> frequency;
+    NumberArray<float> magnitude;
+    NumberArray<float> phase;
+    NumberArray<double> frameNumber;
+    std::vector<std::int64_t> counts;
+};
+
 // The results of one key, channel by channel. The members that are in use depend on its payload.
 struct Collected {
     const KeyInfo* info = nullptr;
     KeyMetaData metaData;
     std::uint64_t results = 0; // since the start of the stream
-    std::vector<double> starts;
-    std::vector<std::vector<float>> numbers; // a count and a range count as numbers, too
+    NumberArray<double> starts;
+    std::vector<NumberArray<float>> numbers; // a count and a range count as numbers, too
     std::vector<std::vector<Event>> events;
     std::vector<std::vector<std::string>> names;
-    std::vector<std::vector<Partial>> partials;
-    std::vector<std::vector<std::int64_t>> partialCounts; // of each result
+    std::vector<PartialColumns> partials;
 };
 
 // Keeps the results of a stream until they are taken.
@@ -42,7 +53,7 @@ public:
 
 private:
     nanobind::dict TakeKey(Collected& key, std::uint64_t samples) const;
-    std::vector<double> CentresOf(const Collected& key, std::uint64_t samples) const;
+    NumberArray<double> CentresOf(const Collected& key, std::uint64_t samples) const;
 
     std::vector<Collected> mKeys;
     StreamSetup mSetup;
