@@ -129,21 +129,21 @@ void AAReassignedSpectralProcessor::AllocateBuffers() {
     mFrameCounter = 1.0;
 }
 
-CABufferList* AAReassignedSpectralProcessor::NewBuffer(const char* name) const {
+CAAutoDelete<CABufferList> AAReassignedSpectralProcessor::NewBuffer(const char* name) const {
     CAStreamBasicDescription format;
     format.SetCanonical(mNumChannels, false);
     format.mSampleRate = static_cast<double>(mBinSampleRate);
     CAAutoDelete<CABufferList> buffer(CABufferList::New(name, format));
     buffer->AllocateBuffers(mNumBins * static_cast<UInt32>(sizeof(float)));
-    return buffer.release();
+    return buffer;
 }
 
-QelAASpectralProcessor*
+CAAutoDelete<QelAASpectralProcessor>
 AAReassignedSpectralProcessor::NewInnerProcessor(const float* window, SpectralFunction function) {
     CAAutoDelete<QelAASpectralProcessor> inner(new FrameTransform(mFFTSize, mNumChannels));
     inner->SetSpectralFunction(function, this);
     inner->SetWindow(window);
-    return inner.release();
+    return inner;
 }
 
 void AAReassignedSpectralProcessor::MakeDifferenceWindows() {

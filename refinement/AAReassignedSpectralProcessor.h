@@ -76,8 +76,9 @@ private:
     friend void MySpectralFun1(SpectralAndAudioBufferList* list, void* refCon);
     friend void MySpectralFun2(SpectralAndAudioBufferList* list, void* refCon);
 
-    CABufferList* NewBuffer(const char* name) const;
-    QelAASpectralProcessor* NewInnerProcessor(const float* window, SpectralFunction function);
+    CAAutoDelete<CABufferList> NewBuffer(const char* name) const;
+    CAAutoDelete<QelAASpectralProcessor> NewInnerProcessor(const float* window,
+                                                           SpectralFunction function);
     void MakeDifferenceWindows();
     void MakeDerivativeWindow();
     void StoreAndSendToNext(SpectralAndAudioBufferList* list);

@@ -109,14 +109,14 @@ UInt32 AAReassignedSpectrumGenerator::KeptSamples() const {
     return std::max(std::min(mHopSize, mFrameSize), UInt32{1});
 }
 
-AAReassignedSpectralProcessor*
+CAAutoDelete<AAReassignedSpectralProcessor>
 AAReassignedSpectrumGenerator::NewProcessor(UInt32 maxFrames, SpectralFunction function,
                                             void* refCon) const {
     CAAutoDelete<AAReassignedSpectralProcessor> processor(new AAReassignedSpectralProcessor(
         mFrameSize, mHopSize, mNumChannels, maxFrames, false, static_cast<float>(mSampleRate)));
     processor->SetSpectralFunction(function, refCon);
     processor->HanningWindow();
-    return processor.release();
+    return processor;
 }
 
 UInt32 AAReassignedSpectrumGenerator::GetSizeOfAnalysisDataForKey(CFStringRef key) {
@@ -217,8 +217,8 @@ void AAReassignedSpectrumGenerator::ScatterAgain(UInt64 frames, AAReassignedMatr
     const UInt64 gone = frames - left;
     AAReassignedReplay replay(mNumChannels, gone, left, mNumBins, matrix);
     Again again{*this, replay, nullptr};
-    const CAAutoDelete<AAReassignedSpectralProcessor> processor(
-        NewProcessor(mFrameSize, MyReplayFun, &again));
+    const CAAutoDelete<AAReassignedSpectralProcessor> processor =
+        NewProcessor(mFrameSize, MyReplayFun, &again);
     again.processor = processor;
     processor->SetFrameCounter(static_cast<double>(gone + 1));
     PushAudioAgain(gone, frames, *processor);

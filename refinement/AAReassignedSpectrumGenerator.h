@@ -69,8 +69,8 @@ private:
     struct Again;
     friend void MyReplayFun(SpectralAndAudioBufferList* list, void* refCon);
 
-    AAReassignedSpectralProcessor* NewProcessor(UInt32 maxFrames, SpectralFunction function,
-                                                void* refCon) const;
+    CAAutoDelete<AAReassignedSpectralProcessor>
+    NewProcessor(UInt32 maxFrames, SpectralFunction function, void* refCon) const;
     void ReserveFrames();
     void ReserveMatrix(UInt64 frames, UInt64 leastFrames);
     UInt32 KeptSamples() const; // of a frame's audio

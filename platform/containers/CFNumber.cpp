@@ -102,21 +102,21 @@ CFNumberType FixedNumberType(CFNumberType type) noexcept {
     }
 }
 
-const CFNumber* CFNumber::Create(CFNumberType type, const void* value) {
+std::unique_ptr<const CFNumber> CFNumber::Create(CFNumberType type, const void* value) {
     const CFNumberType fixed = FixedNumberType(type);
     switch (fixed) {
     case kCFNumberSInt8Type:
-        return new CFNumber(fixed, std::int64_t{Load<std::int8_t>(value)});
+        return std::make_unique<const CFNumber>(fixed, std::int64_t{Load<std::int8_t>(value)});
     case kCFNumberSInt16Type:
-        return new CFNumber(fixed, std::int64_t{Load<std::int16_t>(value)});
+        return std::make_unique<const CFNumber>(fixed, std::int64_t{Load<std::int16_t>(value)});
     case kCFNumberSInt32Type:
-        return new CFNumber(fixed, std::int64_t{Load<std::int32_t>(value)});
+        return std::make_unique<const CFNumber>(fixed, std::int64_t{Load<std::int32_t>(value)});
     case kCFNumberSInt64Type:
-        return new CFNumber(fixed, Load<std::int64_t>(value));
+        return std::make_unique<const CFNumber>(fixed, Load<std::int64_t>(value));
     case kCFNumberFloat32Type:
-        return new CFNumber(fixed, double{Load<float>(value)});
+        return std::make_unique<const CFNumber>(fixed, double{Load<float>(value)});
     case kCFNumberFloat64Type:
-        return new CFNumber(fixed, Load<double>(value));
+        return std::make_unique<const CFNumber>(fixed, Load<double>(value));
     default:
         return nullptr;
     }

@@ -5,6 +5,7 @@
 #include <CoreFoundation/CFNumber.h>
 
 #include <cstdint>
+#include <memory>
 
 namespace qel::platform {
 
@@ -22,8 +23,8 @@ public:
                        Lifetime lifetime = Lifetime::kCounted) noexcept
         : CFObject(kType, lifetime), mFloat(value), mNumberType(static_cast<std::uint8_t>(type)) {}
 
-    // The number that `value` points at; null for an unknown type.
-    static const CFNumber* Create(CFNumberType type, const void* value);
+    // The number that `value` points at, with its one reference; null for an unknown type.
+    static std::unique_ptr<const CFNumber> Create(CFNumberType type, const void* value);
 
     CFNumberType NumberType() const noexcept { return mNumberType; }
     bool IsFloat() const noexcept { return mNumberType >= kCFNumberFloat32Type; }

@@ -15,7 +15,7 @@ CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value)
         return nullptr;
     }
     return qel::platform::NullWithoutMemory(
-        [type, value] { return Reference<CFNumberRef>(CFNumber::Create(type, value)); });
+        [type, value] { return Reference<CFNumberRef>(CFNumber::Create(type, value).release()); });
 }
 
 CFNumberType CFNumberGetType(CFNumberRef number) {

@@ -8,8 +8,8 @@ namespace qel::platform {
 CFString::CFString(std::string_view utf8, std::u16string units, Lifetime lifetime)
     : CFObject(kType, lifetime), mUTF8(utf8), mUnits(std::move(units)), mHash(HashBytes(utf8)) {}
 
-const CFString* CFString::Create(std::string_view bytes, CFStringEncoding encoding,
-                                 Lifetime lifetime) {
+std::unique_ptr<const CFString> CFString::Create(std::string_view bytes, CFStringEncoding encoding,
+                                                 Lifetime lifetime) {
     if (encoding != kCFStringEncodingASCII && encoding != kCFStringEncodingUTF8) {
         return nullptr;
     }
@@ -17,11 +17,11 @@ const CFString* CFString::Create(std::string_view bytes, CFStringEncoding encodi
     if (!IsASCII(bytes) && (encoding == kCFStringEncodingASCII || !DecodeUTF8(bytes, units))) {
         return nullptr;
     }
-    return new CFString(bytes, std::move(units), lifetime);
+    return std::unique_ptr<const CFString>(new CFString(bytes, std::move(units), lifetime));
 }
 
 CFStringRef CFString::CopyText(std::string_view text) {
-    return Reference<CFStringRef>(Create(text, kCFStringEncodingUTF8));
+    return Reference<CFStringRef>(Create(text, kCFStringEncodingUTF8).release());
 }
 
 bool CFString::FitsInto(CFStringEncoding encoding) const noexcept {

@@ -4,6 +4,7 @@
 
 #include <CoreFoundation/CFString.h>
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -14,9 +15,10 @@ class CFString final : public CFObject {
 public:
     static constexpr TypeCode kType = TypeCode::kString;
 
-    // A string with these bytes as its content; null if they are not valid in the encoding.
-    static const CFString* Create(std::string_view bytes, CFStringEncoding encoding,
-                                  Lifetime lifetime = Lifetime::kCounted);
+    // A string with these bytes as its content and one reference; null if they are not valid in the
+    // encoding.
+    static std::unique_ptr<const CFString> Create(std::string_view bytes, CFStringEncoding encoding,
+                                                  Lifetime lifetime = Lifetime::kCounted);
     // A reference to a new string with this text, which is valid UTF-8.
     static CFStringRef CopyText(std::string_view text);
 

@@ -13,8 +13,9 @@ using qel::platform::Reference;
 namespace {
 
 CFStringRef NewString(std::string_view bytes, CFStringEncoding encoding) {
-    return qel::platform::NullWithoutMemory(
-        [bytes, encoding] { return Reference<CFStringRef>(CFString::Create(bytes, encoding)); });
+    return qel::platform::NullWithoutMemory([bytes, encoding] {
+        return Reference<CFStringRef>(CFString::Create(bytes, encoding).release());
+    });
 }
 
 char16_t LowerCase(char16_t unit) {

@@ -18,8 +18,8 @@ const CFString* ConstantStrings::Find(std::string_view content) {
             return found->second;
         }
     }
-    std::unique_ptr<const CFString> made(
-        CFString::Create(content, kCFStringEncodingUTF8, Lifetime::kImmortal));
+    std::unique_ptr<const CFString> made =
+        CFString::Create(content, kCFStringEncodingUTF8, Lifetime::kImmortal);
     if (made == nullptr) {
         return nullptr;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -69,7 +70,10 @@ public:
     T* get() const { return mPointer; }
     T* operator->() const { return mPointer; }
     // NOLINTNEXTLINE(google-explicit-constructor): used wherever the bare pointer is expected.
-    operator T*() const { return mPointer; }
+    operator T*() const& { return mPointer; }
+    // A temporary owner destroys the object at the end of the statement: nobody may keep its
+    // pointer.
+    operator T*() const&& = delete;
 
 private:
     T* mPointer = nullptr;
@@ -143,6 +147,13 @@ public:
 
     CAAutoDelete& operator=(T* pointer) {
         this->set(pointer);
+        return *this;
+    }
+
+    // Takes an object of a derived class over.
+    template <std::derived_from<T> Derived>
+    CAAutoDelete& operator=(CAAutoDelete<Derived>&& other) {
+        this->set(other.release());
         return *this;
     }
 };

@@ -25,6 +25,9 @@ static_assert(!std::is_copy_constructible_v<CAAutoFree<float>>);
 static_assert(!std::is_copy_assignable_v<CAAutoFree<float>>);
 static_assert(!std::is_copy_constructible_v<CAAutoDelete<Counted>>);
 static_assert(!std::is_copy_constructible_v<CAAutoArrayDelete<Counted>>);
+static_assert(std::is_convertible_v<CAAutoDelete<Counted>&, Counted*>);
+// The pointer of a temporary owner would be left without its object.
+static_assert(!std::is_convertible_v<CAAutoDelete<Counted>, Counted*>);
 
 TEST(CAAutoFreeTest, StartsWithoutMemory) {
     const CAAutoFree<float> empty;
@@ -138,6 +141,26 @@ TEST(CAAutoDeleteTest, EveryObjectIsDestroyedOnce) {
         second.free();
         EXPECT_EQ(Counted::sAlive, 0);
         second = new Counted;
+    }
+    EXPECT_EQ(Counted::sAlive, 0);
+}
+
+TEST(CAAutoDeleteTest, AnOwnerOfADerivedObjectHandsItOver) {
+    struct Base {
+        Base() = default;
+        Base(const Base&) = delete;
+        Base& operator=(const Base&) = delete;
+        virtual ~Base() = default;
+    };
+    struct Derived final : Base {
+        Counted counted;
+    };
+    const auto make = [] { return CAAutoDelete<Derived>(new Derived); };
+    {
+        CAAutoDelete<Base> owner(new Base);
+        owner = make();
+        EXPECT_NE(owner.get(), nullptr);
+        EXPECT_EQ(Counted::sAlive, 1);
     }
     EXPECT_EQ(Counted::sAlive, 0);
 }
