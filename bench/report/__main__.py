@@ -29,6 +29,9 @@ def arguments(words):
                         help="streams of 20 and 60 minutes too; about half an hour")
     parser.add_argument("--pushes", action="store_true",
                         help="every push of a stream, and nothing else; about five minutes")
+    parser.add_argument("--python", action="store_true",
+                        help="the Python package beside librosa and essentia, and nothing else; "
+                             "two minutes; with --page, into docs/performance.md")
     parser.add_argument("--runs", type=int, default=pushes.RUNS, metavar="N",
                         help="with --pushes: streams of which the least time of each push is taken")
     parser.add_argument("--only", metavar="REGEX", type=re.compile,

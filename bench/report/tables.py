@@ -4,7 +4,7 @@ from bench.report import targets
 
 
 # Columns that hold no numbers.
-NAMES = ("keys", "ours", "peer", "target")
+NAMES = ("keys", "ours", "peer", "target", "feature", "the same for all", "what differs")
 
 
 class Table:
