@@ -1,0 +1,299 @@
+"""A run over a corpus: shards by Dask, one dataset of them, and Parquet tables."""
+
+from __future__ import annotations
+
+import contextlib
+import fcntl
+import os
+import re
+import shutil
+import sys
+from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
+from dataclasses import dataclass
+from functools import partial
+from typing import Any
+
+from qelaudio._core import version
+from qelaudio._errors import Error
+from qelaudio.corpus._partitions import (
+    Partition,
+    prefixes,
+    table_names,
+    tables_of,
+    write_index,
+    write_partition,
+)
+from qelaudio.corpus._keytables import keys_named
+from qelaudio.corpus._shards import Command, RunError, Shard, analyze, arguments_of, call
+from qelaudio.corpus._storage import HIDDEN, Place
+from qelaudio.corpus._tables import open_tables
+
+#: Times that Dask tries a shard again.
+RETRIES = 3
+SHARDS_PER_THREAD = 4
+SETTINGS = "_settings"
+#: There while all tables are complete.
+SUCCESS = "_SUCCESS"
+WORK = "_work"
+_SHARD = re.compile(r"shard-(\d+)-of-(\d+)")
+
+Paths = str | os.PathLike[str] | Iterable[str | os.PathLike[str]]
+Progress = Callable[[str, int, int], None]
+
+
+@dataclass(frozen=True)
+class Corpus:
+    """What a run has left.
+
+    Attributes
+    ----------
+    address : str
+        Directory of the Parquet dataset.
+    tables : dict of str to str
+        Directory of each table, by its name: ``"files"``, ``"readings"``, ``"runs"``, and the names of
+        the keys.
+    statuses : dict of str to int
+        Files by their status.
+    dataset : str
+        The dataset of ``qel merge`` with the same rows and with the arrays.
+    """
+
+    address: str
+    tables: dict[str, str]
+    statuses: dict[str, int]
+    dataset: str
+
+    @property
+    def files(self) -> int:
+        """All files."""
+        return sum(self.statuses.values())
+
+    @property
+    def errors(self) -> int:
+        """Files with an error."""
+        return self.files - self.statuses.get("ok", 0)
+
+
+def _listed(value: Paths) -> list[str]:
+    several = [value] if isinstance(value, (str, bytes, os.PathLike)) else value
+    return [os.fsdecode(each) for each in several]
+
+
+@contextlib.contextmanager
+def _client_of(client: Any) -> Iterator[Any]:
+    """The given client, one of a scheduler at an address, or one of a cluster of this machine."""
+    from distributed import Client, LocalCluster
+
+    if client is not None and not isinstance(client, str):
+        yield client
+    elif client is not None:
+        with Client(client) as opened:
+            yield opened
+    else:
+        processors = len(os.sched_getaffinity(0))
+        with (
+            LocalCluster(n_workers=processors, threads_per_worker=1, dashboard_address=":0") as cluster,
+            Client(cluster) as opened,
+        ):
+            yield opened
+
+
+@contextlib.contextmanager
+def _alone(work: str) -> Iterator[None]:
+    """Refuses a second run in the same directory."""
+    with open(os.path.join(work, "lock"), "ab") as lock:
+        try:
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            raise RunError(f"{work}: another run is writing; try again after it has ended") from None
+        yield
+
+
+def _map(client: Any, task: Callable[[Any], Any], items: Sequence[Any], told: Callable[[int], None]) -> list[Any]:
+    """Results of all tasks in their order. A failure ends those that have not begun."""
+    from distributed import KilledWorker, as_completed
+
+    futures = [client.submit(task, item, retries=RETRIES, pure=False) for item in items]
+    try:
+        results = {}  # taken at once: a worker that is lost later takes its results along
+        for done, future in enumerate(as_completed(futures), start=1):
+            results[future.key] = future.result()
+            told(done)
+        return [results[future.key] for future in futures]
+    except KilledWorker as error:
+        raise RunError(f"Dask has lost {error.allowed_failures + 1} workers at one task") from error
+    finally:
+        client.cancel(futures)
+
+
+def _count_of(work: str, shards: int | None, client: Any) -> int:
+    """How many shards there are: as many as an earlier run has begun with."""
+    found = (_SHARD.fullmatch(name) for name in os.listdir(work))
+    begun = {int(match[2]) for match in found if match}
+    if shards is not None and begun - {shards}:
+        raise Error(f"{work}: was begun with {max(begun)} shards, not {shards}; name another directory for work")
+    if begun:
+        return max(begun)
+    return shards or SHARDS_PER_THREAD * max(1, sum(client.nthreads().values()))
+
+
+def _analyze_all(client: Any, command: Command, work: str, count: int, told: Progress) -> list[Shard]:
+    shards = [
+        Shard(index, count, os.path.join(work, f"shard-{index:06}-of-{count:06}"))
+        for index in range(1, count + 1)
+    ]
+    os.makedirs(shards[0].dataset, exist_ok=True)  # the number of shards is decided now
+    for refusal in _map(client, partial(analyze, command), shards, lambda n: told("shards", n, count)):
+        if refusal:
+            raise Error(refusal)
+    return shards
+
+
+def _merge(command: Command, shards: Sequence[Shard], merged: str) -> None:
+    if os.path.exists(merged):
+        shutil.rmtree(merged)
+    datasets = [shard.dataset for shard in shards]
+    status, complaint = call(command.qel, ["merge", *datasets, "--out", merged], command.directory)
+    if status not in (0, 1) or complaint:
+        raise RunError(complaint or f"qel merge ended with status {status}")
+
+
+def _settings_of(merged: str) -> dict[str, str]:
+    with contextlib.closing(open_tables(tables_of(merged))) as tables:
+        return dict(tables.execute("SELECT name, value FROM settings ORDER BY name"))
+
+
+def _text_of(settings: Mapping[str, str]) -> str:
+    return "".join(f"{name}\t{value}\n" for name, value in settings.items())
+
+
+def _require_place(out: Place) -> None:
+    """Nothing but an earlier run's tables may be there."""
+    others = [name for name in out.names() if not name.startswith(HIDDEN)]
+    if others and out.read(SETTINGS) is None:
+        raise Error(f"{out.address}: is not empty, and no corpus; name another directory")
+
+
+def _begin_tables(out: Place, settings: Mapping[str, str]) -> None:
+    text, there = _text_of(settings), out.read(SETTINGS)
+    if there is not None and there != text:
+        lines = zip(there.splitlines(), text.splitlines(), strict=False)
+        old, new = next(((a, b) for a, b in lines if a != b), (there, text))
+        told = [" ".join(line.split("\t")) for line in (old, new)]
+        raise Error(f'{out.address}: was made with "{told[0]}", not "{told[1]}"; name another directory')
+    out.remove([SUCCESS])
+    out.write(SETTINGS, text)
+
+
+def _write_tables(client: Any, merged: str, out: Place, told: Progress) -> dict[str, str]:
+    settings = _settings_of(merged)
+    _begin_tables(out, settings)
+    index = f"{merged}.ids"
+    write_index(merged, index, {})
+    metadata = {"qel": settings["qel"], "qelaudio": version, "settings": _text_of(settings)}
+    parts = [
+        Partition(merged, index, out, prefix, settings["--keys"], metadata)
+        for prefix in prefixes(merged, index)
+    ]
+    written = _map(client, write_partition, parts, lambda n: told("partitions", n, len(parts)))
+    expected = {name for names in written for name in names}
+    out.remove(name for name in out.names() if not name.startswith(HIDDEN) and name not in expected)
+    out.write(SUCCESS, "")
+    os.remove(index)
+    names = [*("files", "readings", "runs"), *(key.name for key in keys_named(settings["--keys"]))]
+    folders = table_names(keys_named(settings["--keys"]))
+    return {name: f"{out.address}/{folder}" for name, folder in zip(names, folders, strict=True)}
+
+
+def _statuses_of(merged: str) -> dict[str, int]:
+    with contextlib.closing(open_tables(tables_of(merged))) as tables:
+        return dict(tables.execute("SELECT status, count(*) FROM files GROUP BY status ORDER BY status"))
+
+
+def _work_of(out: Place, work: str | os.PathLike[str] | None) -> str:
+    if work is None and not out.is_local:
+        raise Error(f"{out.address}: is not local; name a directory for the datasets of shards with work")
+    path = os.path.abspath(os.fsdecode(work) if work is not None else out.full(WORK))
+    os.makedirs(path, exist_ok=True)
+    return path
+
+
+def show(what: str, done: int, count: int) -> None:
+    """Progress as one line of a terminal."""
+    if sys.stderr.isatty():
+        print(f"\r{done} of {count} {what} ", end="\n" if done == count else "", file=sys.stderr, flush=True)
+
+
+def run(
+    sources: Paths,
+    out: str | os.PathLike[str],
+    *,
+    keys: str | Iterable[str] = (),
+    readings: str | Iterable[str] | None = None,
+    client: Any = None,
+    work: str | os.PathLike[str] | None = None,
+    shards: int | None = None,
+    jobs: int = 1,
+    qel: str | os.PathLike[str] = "qel",
+    storage_options: Mapping[str, Any] | None = None,
+    progress: Progress = show,
+    **options: Any,
+) -> Corpus:
+    """Analyzes a corpus with Dask into a Parquet dataset.
+
+    The same call continues a run that was stopped anywhere, and brings a dataset up to date.
+
+    Parameters
+    ----------
+    sources : path or iterable of paths
+        Files, directories and patterns, as for ``qel batch``. Every worker must see them.
+    out : path
+        Directory of the Parquet dataset, or its fsspec address, such as ``s3://bucket/features``.
+    keys : str or iterable of str
+        Keys, each of which becomes a table.
+    readings : str, iterable of str or None
+        Readings; None for all five, an empty iterable for none.
+    client : distributed.Client, str or None
+        A client of Dask or the address of a scheduler. None: a cluster of this machine, which is
+        closed at the end.
+    work : path or None
+        Directory of the datasets of shards, which every worker must see. None: ``_work`` in `out`.
+    shards : int or None
+        Into how many parts the files are divided. None: as in an earlier run, otherwise four for
+        each thread of the workers.
+    jobs : int
+        Processes that ``qel batch`` takes for a shard.
+    qel : path
+        The tool, where the workers find it.
+    storage_options : Mapping or None
+        What the file system of `out` is opened with.
+    progress : callable
+        Is called with ``"shards"`` or ``"partitions"``, the number of those done, and of all.
+    **options
+        Other options of ``qel batch``: `files_from`, `null`, `match`, `param`, `mix`, `block`,
+        `hash`, `retry_errors`, `time_limit`, `memory_limit`.
+
+    Returns
+    -------
+    Corpus
+
+    Raises
+    ------
+    Error
+        If the tool refuses the command, if `out` has something else, if another run writes to it,
+        or if a shard has failed four times. The same call continues.
+    """
+    place = Place(os.fsdecode(out), dict(storage_options or {}))
+    _require_place(place)
+    listed = _listed(sources)
+    arguments = arguments_of(_listed(keys), None if readings is None else _listed(readings), options)
+    command = Command(
+        os.fsdecode(qel), os.getcwd(), ("--jobs", str(jobs), *arguments, "--", *listed)
+    )
+    folder = _work_of(place, work)
+    merged = os.path.join(folder, "merged")
+    with _alone(folder), _client_of(client) as opened:
+        count = _count_of(folder, shards, opened)
+        _merge(command, _analyze_all(opened, command, folder, count, progress), merged)
+        tables = _write_tables(opened, merged, place, progress)
+    return Corpus(place.address, tables, _statuses_of(merged), merged)
