@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -74,6 +75,57 @@ TEST(LengthDamageTest, AFrameThatIsCutIsWarnedOf) {
         const std::string path = directory.File("cut." + pair.name);
         // Not on the border of a frame, of a transport packet or of a pack of 2048 bytes.
         WriteFile(path, whole.substr(0, whole.size() / 2 / 2048 * 2048 + 1000));
+        EXPECT_FALSE(Decode(path).isSilent) << pair.name;
+    }
+}
+
+// Makes one block in the middle of a Matroska file an element that readers skip, so that every size
+// in the file stays right.
+std::string WithoutOneBlock(std::string matroska) {
+    constexpr char kSimpleBlock = '\xA3';
+    constexpr char kVoid = '\xEC';
+    constexpr unsigned char kKeyFrame = 0x80;
+    constexpr std::size_t kLongestSize = 3;
+    // The element's size, the number of the track, a time of two bytes, flags.
+    for (std::size_t at = matroska.size() / 3; at + 5 + kLongestSize < matroska.size(); ++at) {
+        const auto byte = [&](std::size_t i) {
+            return static_cast<unsigned char>(matroska[at + i]);
+        };
+        const auto sizeBytes = static_cast<std::size_t>(std::countl_zero(byte(1))) + 1;
+        if (matroska[at] == kSimpleBlock && sizeBytes <= kLongestSize &&
+            byte(1 + sizeBytes) == 0x81 && byte(4 + sizeBytes) == kKeyFrame) {
+            matroska[at] = kVoid;
+            return matroska;
+        }
+    }
+    ADD_FAILURE() << "no block was found";
+    return matroska;
+}
+
+// The file is as long as it says and ends where it says: only the times of its packets tell.
+TEST(LengthDamageTest, APacketThatIsMissingFromTheMiddleIsMissed) {
+    const TempDirectory directory;
+    const std::vector<MediaPair> pairs =
+        MediaPairs({"s16.mka", "alac.mka", "mp3.mka", "aac.mka", "opus.webm"});
+    EncodePairs(pairs, 2 * kFrames, directory);
+    for (const MediaPair& pair : pairs) {
+        const std::string whole = ReadFile(directory.File("audio." + pair.name));
+        EXPECT_TRUE(Decode(directory.File("audio." + pair.name)).isSilent) << pair.name;
+        const std::string path = directory.File("hole." + pair.name);
+        WriteFile(path, WithoutOneBlock(whole));
+        EXPECT_FALSE(Decode(path).isSilent) << pair.name;
+    }
+}
+
+TEST(LengthDamageTest, BytesThatAreMissingFromAFlashVideoTagAreMissed) {
+    const TempDirectory directory;
+    const std::vector<MediaPair> pairs = MediaPairs({"adpcm.flv", "nelly.flv"});
+    EncodePairs(pairs, 2 * kFrames, directory);
+    for (const MediaPair& pair : pairs) {
+        const std::string whole = ReadFile(directory.File("audio." + pair.name));
+        EXPECT_TRUE(Decode(directory.File("audio." + pair.name)).isSilent) << pair.name;
+        const std::string path = directory.File("hole." + pair.name);
+        WriteFile(path, whole.substr(0, whole.size() / 2) + whole.substr(whole.size() / 2 + 50));
         EXPECT_FALSE(Decode(path).isSilent) << pair.name;
     }
 }
