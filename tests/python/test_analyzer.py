@@ -261,3 +261,45 @@ def test_analyzers_leave_no_memory_behind() -> None:
     assert grown < 4096
     # A page for every second analyzer would be 800 kB.
     assert resident_bytes() - resident < 400_000
+
+
+def test_refusals_have_no_number_in_their_text() -> None:
+    analyzer = qelaudio.Analyzer("spectrum", RATE)
+    analyzer.finish()
+    with pytest.raises(qelaudio.Error) as raised:
+        analyzer.push(AUDIO)
+    assert str(raised.value) == "the stream has ended; call reset() to begin another one"
+    analyzer.close()
+    with pytest.raises(qelaudio.Error, match="closed; make another") as raised:
+        analyzer.finish()
+    assert raised.value.status == qelaudio.STATUS_NOT_READY
+
+
+def test_a_misspelt_parameter_is_refused() -> None:
+    analyzer = qelaudio.Analyzer("tempo", RATE)
+    with pytest.raises(AttributeError, match="minbpm"):
+        setattr(analyzer, "minbpm", 5)
+
+
+def test_the_range_of_tempi_keeps_its_order() -> None:
+    analyzer = qelaudio.Analyzer("tempo", RATE)
+    analyzer.max_bpm = 120
+    analyzer.min_bpm = 150
+    for _ in range(2):
+        with pytest.raises(qelaudio.Error, match='"Min BPM" 150 is above "Max BPM" 120'):
+            analyzer.push(AUDIO)
+    analyzer.max_bpm = 200
+    analyzer.push(AUDIO)
+
+
+def test_a_turned_block_gets_a_hint() -> None:
+    analyzer = qelaudio.Analyzer("spectrum", RATE, 2)
+    with pytest.raises(qelaudio.Error, match=r"\(50, 2\) are 50 channels.* the transpose, array\.T"):
+        analyzer.push(np.zeros((50, 2), np.float32))
+    assert analyzer.push(np.zeros((2, 1), np.float32)) is not None
+
+
+def test_the_text_of_an_analyzer_is_short() -> None:
+    keys = list(qelaudio.keys())
+    assert len(repr(qelaudio.Analyzer(keys, RATE, length=RATE))) < 140
+    assert len(repr(qelaudio.analyze(AUDIO, keys, sample_rate=RATE))) < 140

@@ -222,3 +222,12 @@ def test_large_results_come_in_huge_pages() -> None:
     faults = resource.getrusage(resource.RUSAGE_SELF).ru_minflt - before
     # Half of what pages of 4096 bytes would take.
     assert faults < result.values.nbytes / 4096 / 2
+
+
+@pytest.mark.parametrize("call", [qelaudio.read, lambda x, **k: qelaudio.analyze(x, KEY, **k)])
+def test_frames_by_channels_are_refused(call: Any) -> None:
+    turned = np.zeros((50, 2), np.float32)
+    for audio in (turned, [turned, turned]):
+        with pytest.raises(qelaudio.Error, match="pass the transpose, array.T") as raised:
+            call(audio, sample_rate=RATE)
+        assert raised.value.status == qelaudio.STATUS_BAD_FORMAT

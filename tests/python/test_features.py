@@ -200,3 +200,33 @@ def test_a_notebook_shows_all_keys(analysis: qelaudio.Analysis) -> None:
     shown = analysis._repr_html_()
     assert all(key in shown for key in KEYS)
     assert "6.000 s" in shown
+
+
+def test_events_are_arrays_of_times(analysis: qelaudio.Analysis) -> None:
+    onsets = analysis["onsets"]
+    assert np.array_equal(np.asarray(onsets), onsets.times)
+    assert np.asarray(onsets, np.float32).dtype == np.float32
+    assert np.array_equal(np.diff(onsets), np.diff(onsets.times))
+
+
+def test_numbers_of_bins_have_frequencies(analysis: qelaudio.Analysis) -> None:
+    spectrum = analysis["spectrum"].frequencies
+    assert (len(spectrum), spectrum[0], spectrum[1]) == (512, 0, RATE / 1024)
+    constant_q = analysis["constant q spectrum"].frequencies
+    assert np.allclose(constant_q[[0, 36, 211]], [90, 180, 90 * 2 ** (211 / 36)])
+    # The definition names the centre of the last band: 4580 Hz at 44100 Hz.
+    assert analysis["gammatone"].frequencies[35] == pytest.approx(4580, abs=5)
+    assert analysis["mel spectrum"].frequencies[-1] == 2047 * RATE / 4096
+    assert analysis["chroma"].frequencies is None
+
+
+def test_pictures_of_spectra_have_axes_in_hertz(analysis: qelaudio.Analysis) -> None:
+    spectrum = analysis["spectrum"].plot()
+    assert spectrum.get_ylabel().startswith("Hz")
+    low, high = spectrum.get_ylim()
+    assert (low, high) == pytest.approx((-0.5 * RATE / 1024, 511.5 * RATE / 1024))
+    bands = analysis["constant q spectrum"].plot()
+    labels = [label.get_text() for label in bands.get_yticklabels()]
+    rows = bands.get_yticks()
+    assert labels == [f"{90 * 2 ** (row / 36):.0f}" for row in rows] and len(rows) > 4
+    assert bands.get_ylabel().startswith("Hz")

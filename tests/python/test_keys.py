@@ -9,6 +9,7 @@ import json
 import os
 import pkgutil
 import subprocess
+from typing import Any
 
 import pytest
 
@@ -65,6 +66,10 @@ def test_aliases_are_those_of_the_tool() -> None:
         ("mfccs", 'did you mean "mfcc"'),
         ("MFCC", 'did you mean "mfcc"'),
         ("xyzzy", "qelaudio.keys"),
+        ("loudness", r'reading: qelaudio.read\(source, "loudness"\)'),
+        ("key", "reading"),
+        ("spectrum centroid", 'a value of the key "generic spectrum properties"'),
+        ("spectral centroid", 'did you mean "spectrum centroid", a value of the key "generic'),
         ("", "qelaudio.keys"),
     ],
 )
@@ -92,6 +97,40 @@ def test_a_long_unknown_name_is_not_repeated_in_full() -> None:
 def test_no_keys_are_refused() -> None:
     with pytest.raises(qelaudio.Error, match="no keys"):
         qelaudio.analyze([0.0], [], sample_rate=44100)
+
+
+@pytest.mark.parametrize("keys", [None, 5, [None], [5]])
+def test_what_is_no_name_is_refused(keys: Any) -> None:
+    with pytest.raises(qelaudio.Error, match=r"not (None|5); qelaudio\.keys\(\)") as raised:
+        qelaudio.analyze([0.0], keys, sample_rate=44100)
+    assert raised.value.status == qelaudio.STATUS_UNKNOWN
+
+
+def test_reprs_are_short() -> None:
+    for thing in [*qelaudio.keys().values(), *qelaudio.parameters().values(), qelaudio.keys()]:
+        assert len(repr(thing)) <= 100, repr(thing)
+    assert repr(qelaudio.keys()["chroma"]) == "<Key 'pitch class profile': 12 numbers, per frame>"
+
+
+def test_parameters_have_two_names() -> None:
+    table = qelaudio.parameters()
+    assert table["min_bpm"] is table["Min BPM"]
+    assert "min_bpm" in table and "min_bpm" not in list(table)
+    with pytest.raises(KeyError, match="Genre Hint"):
+        table["volume"]
+
+
+def test_a_parameter_has_one_value() -> None:
+    for given in ({"Min BPM": 60, "min_bpm": 70}, {"min_bpm": 60, "Min BPM": 60}):
+        with pytest.raises(qelaudio.Error, match='"Min BPM" has two values') as raised:
+            qelaudio.analyze([0.0], "tempo", sample_rate=8000, parameters=given)
+        assert raised.value.status == qelaudio.STATUS_BAD_FORMAT
+
+
+def test_the_least_tempo_is_not_above_the_greatest() -> None:
+    for given in ({"min_bpm": 150, "max_bpm": 100}, {"min_bpm": 300}, {"max_bpm": 10}):
+        with pytest.raises(qelaudio.Error, match="is above"):
+            qelaudio.analyze([0.0], "tempo", sample_rate=8000, parameters=given)
 
 
 def test_a_key_with_two_names_comes_once() -> None:

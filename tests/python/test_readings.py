@@ -162,3 +162,58 @@ def test_readings_are_shown_with_the_lengths_of_their_lists(readings: qelaudio.R
     shown = readings._repr_html_()
     assert shown.startswith("<table>") and repr(readings.onsets) in shown
     assert "warnings" not in shown and len(shown) < 3000
+
+
+def test_momentary_loudness_is_that_of_the_last_400_ms() -> None:
+    # ITU-R BS.1770: a sine of 997 Hz in one channel has its level less 3.01 LU, here 20 lg 0.5.
+    tone = 0.5 * np.sin(2 * np.pi * 997 * np.arange(2 * RATE) / RATE)
+    audio = np.concatenate([tone, np.zeros(RATE)])
+    loudness = qelaudio.read(audio, "loudness", sample_rate=RATE).loudness
+    assert loudness is not None
+    momentary = loudness.momentary_lufs
+    assert (loudness.momentary_hop_seconds, len(momentary)) == (0.1, 30)
+    assert momentary[4:20] == pytest.approx(20 * np.log10(0.5) - 3.01, abs=0.05)
+    assert momentary[25] < -60 and momentary.dtype == np.float32
+
+
+def test_answers_become_json(readings: qelaudio.Readings) -> None:
+    plain = json.loads(json.dumps(readings.to_dict(), allow_nan=False))
+    assert readings.beats and readings.tempo and readings.key and readings.mfcc
+    assert plain["tempo"]["bpm"] == readings.tempo.bpm
+    assert plain["beats"]["times"] == readings.beats.times.tolist()
+    assert plain["key"]["main"]["name"] == readings.key.main.name
+    assert np.array_equal(np.array(plain["mfcc"]["values"], np.float32), readings.mfcc.values)
+    assert readings.tempo.to_dict() == plain["tempo"]
+
+
+def test_what_is_not_finite_or_not_asked_for_is_null() -> None:
+    silence = qelaudio.read(np.zeros(RATE), "loudness", sample_rate=RATE)
+    plain = json.loads(json.dumps(silence.to_dict(), allow_nan=False))
+    assert plain["loudness"]["integrated_lufs"] is None
+    assert plain["loudness"]["momentary_lufs"] == [None] * 10
+    assert plain["tempo"] is None
+
+
+def test_answers_become_tables(readings: qelaudio.Readings) -> None:
+    assert readings.beats and readings.pitch and readings.mfcc and readings.tempo and readings.key
+    table = readings.beats.to_pandas()
+    assert list(table) == ["times", "strengths", "positions"]
+    assert np.array_equal(table["times"], readings.beats.times)
+    assert len(readings.pitch.to_pandas()) == len(readings.pitch)
+    assert np.array_equal(readings.mfcc.to_pandas()["mfcc_12"], readings.mfcc.values[:, 12])
+    row = readings.to_pandas()
+    assert len(row) == 1
+    assert row["tempo_bpm"][0] == readings.tempo.bpm
+    assert row["key_main"][0] == readings.key.main.name
+    assert "beats_times" not in row
+
+
+def test_lists_are_arrays(readings: qelaudio.Readings) -> None:
+    assert readings.beats and readings.mfcc and readings.onsets
+    assert np.array_equal(np.asarray(readings.beats), readings.beats.times)
+    assert np.array_equal(np.asarray(readings.onsets), readings.onsets.times)
+    assert np.asarray(readings.mfcc).shape == readings.mfcc.values.shape
+
+
+def test_the_text_of_readings_is_short(readings: qelaudio.Readings) -> None:
+    assert len(repr(readings)) < 160 and "running_tempo" in repr(readings)

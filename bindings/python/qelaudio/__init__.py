@@ -14,18 +14,7 @@ from qelaudio import _core
 from qelaudio._analysis import Analysis
 from qelaudio._analyze import analyze
 from qelaudio._analyzer import Analyzer
-from qelaudio._errors import (
-    STATUS_BAD_FORMAT,
-    STATUS_NO_METER,
-    STATUS_NO_TEMPO,
-    STATUS_NOT_READY,
-    STATUS_UNKNOWN,
-    Error,
-    FileError,
-)
-from qelaudio._features import Events, Feature, Names, Partials, Result
-from qelaudio._keys import Key, Parameter, Value, keys, parameters
-from qelaudio._readings import (
+from qelaudio._answers import (
     Bandwidth,
     Bars,
     Beats,
@@ -41,8 +30,19 @@ from qelaudio._readings import (
     Readings,
     RunningTempo,
     Tempo,
-    read,
 )
+from qelaudio._errors import (
+    STATUS_BAD_FORMAT,
+    STATUS_NO_METER,
+    STATUS_NO_TEMPO,
+    STATUS_NOT_READY,
+    STATUS_UNKNOWN,
+    Error,
+    FileError,
+)
+from qelaudio._features import Events, Feature, Names, Partials, Result
+from qelaudio._keys import Key, Parameter, Value, keys, parameters
+from qelaudio._readings import read
 
 __version__ = _core.version
 fft_backend: str = _core.backend

@@ -9,7 +9,7 @@ from typing import Any
 from qelaudio import _core
 from qelaudio._errors import Error
 from qelaudio._features import Result, make_result
-from qelaudio._keys import canonical, keys
+from qelaudio._keys import canonical, keys, shortened
 
 
 class Analysis(Mapping[str, Any]):
@@ -92,7 +92,7 @@ class Analysis(Mapping[str, Any]):
         return len(self._results)
 
     def __repr__(self) -> str:
-        return f"<Analysis: {self.seconds:.3f} s, {self.channels} channels, {', '.join(self)}>"
+        return f"<Analysis: {self.seconds:.3f} s, {self.channels} channels, {shortened(', '.join(self))}>"
 
     def _repr_html_(self) -> str:
         rows = "".join(

@@ -100,7 +100,8 @@ def analyze(
         taken as it is; rows whose samples are neighbours are not copied. float64 and float16 are
         rounded to float32. Integers are fractions of full scale: int16 is divided by 32768, int8
         and int32 likewise; uint8 has its zero at 128. Blocks of an iterable may have any lengths;
-        a list of arrays is such an iterable, and no array of channels.
+        a list of arrays is such an iterable, and no array of channels. An array, or a first block,
+        with more channels than samples is refused: it is likely the transpose.
     keys : str or iterable of str
         Names or aliases of `keys`, in any order. Readings, as ``"loudness"`` or ``"pitch"``, are no
         keys: `read` has them.

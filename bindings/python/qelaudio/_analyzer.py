@@ -11,10 +11,17 @@ from numpy.typing import ArrayLike
 from qelaudio import _core
 from qelaudio._analysis import Analysis
 from qelaudio._analyze import MOST_LENGTH, checked_block, checked_mix
-from qelaudio._errors import Error
-from qelaudio._keys import canonical_list, parameter_named
+from qelaudio._errors import STATUS_NOT_READY, Error
+from qelaudio._keys import canonical_list, parameter_named, shortened
 from qelaudio._keys import keys as key_table
-from qelaudio._parameters import checked_parameters, checked_value, parameters_of, require_owner
+from qelaudio._parameters import (
+    RANGE,
+    checked_parameters,
+    checked_value,
+    parameters_of,
+    require_order,
+    require_owner,
+)
 from qelaudio._sources import MOST_CHANNELS, as_samples, bad, checked_count, checked_rate
 
 
@@ -90,6 +97,17 @@ class Analyzer:
     0
     """
 
+    # A misspelt parameter is an AttributeError.
+    __slots__ = (
+        "__weakref__",
+        "_channels",
+        "_input_channels",
+        "_is_range_new",
+        "_keys",
+        "_sample_rate",
+        "_session",
+    )
+
     min_bpm = _ParameterAttribute("Min BPM")
     max_bpm = _ParameterAttribute("Max BPM")
     complexity = _ParameterAttribute("complexity")
@@ -108,6 +126,7 @@ class Analyzer:
         parameters: Mapping[str, float] = {},
     ) -> None:
         self._session: _core.Session | None = None
+        self._is_range_new = False
         self._keys = tuple(canonical_list(keys))
         self._sample_rate = checked_rate(sample_rate)
         channels = checked_count(channels, "channels", 1, MOST_CHANNELS)
@@ -168,16 +187,21 @@ class Analyzer:
         Raises
         ------
         Error
-            With `STATUS_BAD_FORMAT` for a wrong type or shape; with `STATUS_NOT_READY` after
-            `finish`, and if another thread is using the analyzer.
+            With `STATUS_BAD_FORMAT` for a wrong type or shape, and for a `min_bpm` above
+            `max_bpm`; with `STATUS_NOT_READY` after `finish`, and if another thread is using the analyzer.
         KeyboardInterrupt
             Within 100 ms. The rest of the samples is then not analyzed; the stream may go on with
             others. If ``block`` is above 4096, `reset` may be needed first.
         """
         session = self._open()
+        self._require_range()
         array = as_samples(samples)
         if array.shape[0] != self._input_channels:
-            raise bad(f"{array.shape[0]} channels for a stream of {self._input_channels}")
+            is_turned = array.shape[1] == self._input_channels
+            raise bad(
+                f"samples of the shape {array.shape} are {array.shape[0]} channels, and the stream has "
+                f"{self._input_channels}" + ("; pass the transpose, array.T" if is_turned else "")
+            )
         session.push(array)
         return self._taken(session)
 
@@ -225,11 +249,18 @@ class Analyzer:
 
     def __repr__(self) -> str:
         state = f"{self.samples} samples" if self._session is not None else "closed"
-        return f"<Analyzer: {self._sample_rate:g} Hz, {', '.join(self._keys)}: {state}>"
+        keys = shortened(", ".join(self._keys))
+        return f"<Analyzer: {self._sample_rate:g} Hz, {keys}: {state}>"
+
+    def _require_range(self) -> None:
+        """Both ends may be set in any order: they are compared when samples come."""
+        if self._is_range_new:
+            require_order({name: self._open().parameter(name) for name in RANGE})
+            self._is_range_new = False
 
     def _open(self) -> _core.Session:
         if self._session is None:
-            raise Error("the analyzer is closed", -3866)
+            raise Error("the analyzer is closed; make another one", STATUS_NOT_READY)
         return self._session
 
     def _taken(
@@ -252,3 +283,4 @@ class Analyzer:
         parameter = parameter_named(name)
         require_owner(parameter, self._keys)
         self._open().set_parameter(name, checked_value(parameter, value))
+        self._is_range_new = self._is_range_new or name in RANGE

@@ -23,6 +23,13 @@ Floats = NDArray[np.float32]
 Times = NDArray[np.float64]
 
 
+def as_array(array: NDArray[Any], dtype: Any, copy: bool | None) -> NDArray[Any]:
+    """What NumPy asks an object for. Versions before 2 know no copy=None."""
+    if copy is None:
+        return array if dtype is None else array.astype(dtype, copy=False)
+    return np.array(array, dtype=dtype, copy=copy)
+
+
 @dataclass(frozen=True, eq=False, repr=False)
 class Result:
     """What all results have.
@@ -166,6 +173,14 @@ class Feature(Result):
         return self.start_times
 
     @property
+    def frequencies(self) -> Times | None:
+        """The frequency of each number of a frame in Hz, shape (values,); None without frequencies.
+
+        Complex numbers have one for each pair: shape (values / 2,).
+        """
+        return _frames.frequencies(self)
+
+    @property
     def complex(self) -> NDArray[np.complex64]:
         """A view of `values` as complex numbers, shape (channels, frames, values / 2).
 
@@ -211,7 +226,7 @@ class Feature(Result):
     __iter__ = None
 
     def __array__(self, dtype: Any = None, copy: bool | None = None) -> NDArray[Any]:
-        return np.array(self.values, dtype=dtype, copy=copy)
+        return as_array(self.values, dtype, copy)
 
     def _size(self) -> str:
         channels, frames, values = self.values.shape
@@ -260,6 +275,10 @@ class Events(Result):
 
     def __len__(self) -> int:
         return len(self.times)
+
+    def __array__(self, dtype: Any = None, copy: bool | None = None) -> NDArray[Any]:
+        """The times."""
+        return as_array(self.times, dtype, copy)
 
     def _size(self) -> str:
         return f"{self.channels} channels, {len(self)} events" + (

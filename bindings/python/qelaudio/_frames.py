@@ -5,12 +5,16 @@ from __future__ import annotations
 from typing import TYPE_CHECKING, Any
 
 import numpy as np
+from numpy.typing import NDArray
 
 if TYPE_CHECKING:
     import pandas
     import xarray
 
     from qelaudio._features import Result
+
+#: Keys with a number, or a pair, for each bin of their transform.
+IN_BINS = ("spectrum", "mel spectrum", "instantaneous frequency", "reasigned spectrum")
 
 
 def columns(result: Any) -> list[str]:
@@ -21,6 +25,20 @@ def columns(result: Any) -> list[str]:
     if result.key.payload == "complex":
         return [f"{part}_{k}" for k in range(size // 2) for part in ("real", "imag")]
     return [f"{result.names[0]}_{k}" for k in range(size)]
+
+
+def frequencies(result: Any) -> NDArray[np.float64] | None:
+    """Of the numbers of a frame, in Hz, as the definitions of the keys have them; None without."""
+    is_complex = result.key.payload == "complex"
+    places = np.arange(result.values.shape[2] // (2 if is_complex else 1), dtype=np.float64)
+    hertz: NDArray[np.float64] | None = None
+    if result.name == "constant q spectrum":
+        hertz = 90 * 2 ** (places / 36)
+    elif result.name == "gamma tome spectrum":
+        hertz = (1.6146 * 1.1275**places - 1.3356) * result.sample_rate / result.frame
+    elif result.name in IN_BINS:
+        hertz = places * (result.sample_rate / result.frame)
+    return hertz
 
 
 def _channel_column(counts: list[int]) -> Any:

@@ -6,7 +6,6 @@ import difflib
 import functools
 from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import dataclass
-from types import MappingProxyType
 from typing import Any, cast
 
 from qelaudio import _core
@@ -16,7 +15,7 @@ from qelaudio._errors import STATUS_UNKNOWN, Error
 MOST_SHOWN = 60
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, repr=False)
 class Value:
     """One value of a key.
 
@@ -44,6 +43,10 @@ class Value:
     definition: str
     source: str
 
+    def __repr__(self) -> str:
+        scale = " half rates" if self.in_half_rates else ""
+        return f"<Value {self.name!r} [{self.unit}]: {self.minimum:g} to {self.maximum:g}{scale}>"
+
     def range_at(self, sample_rate: float) -> tuple[float, float]:
         """The range in the value's unit.
 
@@ -61,7 +64,7 @@ class Value:
         return self.minimum * scale, self.maximum * scale
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, repr=False)
 class Key:
     """One key: what it computes, when it is delivered, and its values.
 
@@ -127,6 +130,10 @@ class Key:
     def __str__(self) -> str:
         return self.name
 
+    def __repr__(self) -> str:
+        size = f"{self.size} numbers" if self.size else self.payload
+        return f"<Key {self.name!r}: {size}, {self.delivery}>"
+
     def describe(self) -> str:
         """All that the table says about the key, as a text of several lines.
 
@@ -149,7 +156,7 @@ class Key:
         return "\n".join(lines)
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, repr=False)
 class Parameter:
     """One parameter of the analysis.
 
@@ -187,6 +194,11 @@ class Parameter:
         """The name of the attribute of `Analyzer`."""
         return self.name.lower().replace(" ", "_")
 
+    def __repr__(self) -> str:
+        unit = "" if self.unit == "1" else f" {self.unit}"
+        ends = f"{self.minimum:g} to {self.maximum:g}{unit}"
+        return f"<Parameter {self.name!r}: {ends}, {self.default:g} by default>"
+
 
 class _KeyTable(Mapping[str, Key]):
     """Lists the names, and takes aliases, too."""
@@ -208,7 +220,35 @@ class _KeyTable(Mapping[str, Key]):
         return len(self._keys)
 
     def __repr__(self) -> str:
-        return f"<{len(self)} keys: {', '.join(self)}>"
+        return f"<{len(self)} keys: {shortened(', '.join(self))}>"
+
+
+class _ParameterTable(Mapping[str, Parameter]):
+    """Lists the names, and takes those of attributes, too."""
+
+    def __init__(self, table: Iterable[Parameter]) -> None:
+        self._parameters = {parameter.name: parameter for parameter in table}
+        self._names = {row.attribute: row.name for row in self._parameters.values()}
+
+    def __getitem__(self, name: str) -> Parameter:
+        found = self._parameters.get(self._names.get(name, name))
+        if found is None:
+            raise KeyError(_unknown_parameter(name, self))
+        return found
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._parameters)
+
+    def __len__(self) -> int:
+        return len(self._parameters)
+
+    def __repr__(self) -> str:
+        return f"<{len(self)} parameters: {', '.join(self)}>"
+
+
+def _unknown_parameter(name: object, table: Iterable[str]) -> str:
+    known = ", ".join(f'"{known}"' for known in table)
+    return f'unknown parameter "{shortened(str(name))}"; there are {known}'
 
 
 def _key(row: Mapping[str, Any]) -> Key:
@@ -245,11 +285,17 @@ def parameters() -> Mapping[str, Parameter]:
     Returns
     -------
     Mapping of str to Parameter
-        By name, in the order of the library's table.
+        By name, in the order of the library's table. The names of the attributes of `Analyzer` are
+        found, too.
+
+    Examples
+    --------
+    >>> parameters()["max_bpm"]
+    <Parameter 'Max BPM': 1 to 1000 BPM, 280 by default>
     """
     rows = cast("list[dict[str, Any]]", _core.parameter_table())
     table = (Parameter(**{**row, "keys": tuple(row["keys"])}) for row in rows)
-    return MappingProxyType({parameter.name: parameter for parameter in table})
+    return _ParameterTable(table)
 
 
 @functools.cache
@@ -259,14 +305,36 @@ def _names() -> Mapping[str, str]:
     return names | {name: name for name in keys()}
 
 
+@functools.cache
+def _owners() -> Mapping[str, str]:
+    """The key of each value that has a name of its own."""
+    values = {value.name: key.name for key in keys().values() for value in key.values}
+    return {name: key for name, key in values.items() if name not in _names()}
+
+
+def shortened(text: str) -> str:
+    """The beginning of a long text."""
+    return text if len(text) <= MOST_SHOWN else f"{text[:MOST_SHOWN]}..."
+
+
+def _hint(text: str) -> str:
+    """What may have been meant by a name that is no key."""
+    if text in _core.reading_names():
+        return f'it is a reading: qelaudio.read(source, "{text}")'
+    if text in _owners():
+        return f'it is a value of the key "{_owners()[text]}": analysis["{_owners()[text]}"]["{text}"]'
+    near = difflib.get_close_matches(text[:MOST_SHOWN].lower(), [*_names(), *_owners()], n=1)
+    if not near:
+        return "qelaudio.keys() lists the keys"
+    owner = _owners().get(near[0])
+    return f'did you mean "{near[0]}"' + (f', a value of the key "{owner}"?' if owner else "?")
+
+
 def _unknown(name: object) -> str:
     """One line for what is no key. Of a long text, its beginning."""
-    text = str(name)
-    shown = text if len(text) <= MOST_SHOWN else f"{text[:MOST_SHOWN]}..."
-    near = difflib.get_close_matches(text[:MOST_SHOWN].lower(), _names(), n=1)
-    is_text = isinstance(name, str)
-    hint = f'did you mean "{near[0]}"?' if near and is_text else "qelaudio.keys() lists the keys"
-    return f'unknown key "{shown}"; {hint}'
+    if not isinstance(name, str):
+        return f"a key is a str, not {shortened(repr(name))}; qelaudio.keys() lists the keys"
+    return f'unknown key "{shortened(name)}"; {_hint(name)}'
 
 
 def canonical(name: str) -> str:
@@ -285,6 +353,12 @@ def canonical(name: str) -> str:
 
 def canonical_list(names: str | Iterable[str]) -> list[str]:
     """The names of keys, each once, in the given order. One name may stand by itself."""
+    if not isinstance(names, Iterable):
+        raise Error(
+            f"keys must be a name or an iterable of names, not {shortened(repr(names))}; "
+            "qelaudio.keys() lists them",
+            STATUS_UNKNOWN,
+        )
     chosen = [names] if isinstance(names, str) else list(names)
     if not chosen:
         raise Error("no keys; qelaudio.keys() lists them", STATUS_UNKNOWN)
@@ -299,11 +373,10 @@ def parameter_named(name: str) -> Parameter:
     Error
         With `STATUS_UNKNOWN` for any other text.
     """
-    for parameter in parameters().values():
-        if name in (parameter.name, parameter.attribute):
-            return parameter
-    known = ", ".join(f'"{known}"' for known in parameters())
-    raise Error(f'unknown parameter "{name}"; there are {known}', STATUS_UNKNOWN)
+    try:
+        return parameters()[name]
+    except KeyError:
+        raise Error(_unknown_parameter(name, parameters()), STATUS_UNKNOWN) from None
 
 
 def _line(key: Key) -> str:

@@ -8,6 +8,9 @@ from collections.abc import Iterable, Mapping
 from qelaudio._errors import STATUS_BAD_FORMAT, STATUS_UNKNOWN, Error
 from qelaudio._keys import Parameter, parameter_named, parameters
 
+#: The ends of the range of tempi.
+RANGE = ("Min BPM", "Max BPM")
+
 
 def checked_value(parameter: Parameter, value: float) -> float:
     """A number in the parameter's range.
@@ -55,12 +58,34 @@ def parameters_of(keys: Iterable[str]) -> list[Parameter]:
     return [row for row in parameters().values() if not analyzed.isdisjoint(row.keys)]
 
 
+def require_order(values: Mapping[str, float]) -> None:
+    """Refuses a least tempo above the greatest one. `values`: by the library's names.
+
+    Raises
+    ------
+    Error
+        With `STATUS_BAD_FORMAT`.
+    """
+    least, most = (values.get(name, parameters()[name].default) for name in RANGE)
+    if least > most:
+        raise Error(
+            f'"{RANGE[0]}" {least:g} is above "{RANGE[1]}" {most:g}; set both',
+            STATUS_BAD_FORMAT,
+        )
+
+
 def checked_parameters(given: Mapping[str, float], keys: Iterable[str]) -> dict[str, float]:
     """Values by the library's names of the parameters."""
     analyzed = list(keys)
-    checked = {}
+    checked: dict[str, float] = {}
     for name, value in given.items():
         parameter = parameter_named(name)
         require_owner(parameter, analyzed)
+        if parameter.name in checked:
+            raise Error(
+                f'"{parameter.name}" has two values: it is also named "{parameter.attribute}"',
+                STATUS_BAD_FORMAT,
+            )
         checked[parameter.name] = checked_value(parameter, value)
+    require_order(checked)
     return checked

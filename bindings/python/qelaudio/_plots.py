@@ -14,6 +14,7 @@ if TYPE_CHECKING:
     from qelaudio._features import Result
 
 MOST_LINES = 32
+MOST_TICKS = 6
 #: Decibels per decade of what is drawn as levels: on a linear scale all but the peaks is black.
 LEVELS = {"magnitude": 20.0, "full scale": 20.0, "full scale^2": 10.0}
 LOWEST_LEVEL = -80.0
@@ -70,9 +71,16 @@ def _draw_image(result: Any, ax: Any, channel: int, style: dict[str, Any]) -> No
         numbers = _levels(numbers, per_decade)
     end = result.start_times[-1] + result.hop / result.sample_rate if len(result) else 1
     start = result.start_times[0] if len(result) else 0
-    extent = (start, end, -0.5, numbers.shape[1] - 0.5)
+    hertz = result.frequencies
+    is_even = hertz is not None and np.allclose(np.diff(hertz, 2), 0)
+    scale = hertz[1] if is_even else 1
+    extent = (start, end, -0.5 * scale, (numbers.shape[1] - 0.5) * scale)
     ax.imshow(numbers.T, **{"aspect": "auto", "origin": "lower", "extent": extent, **style})
-    ax.set_ylabel("number of the value" + (" (colour: dB)" if per_decade else ""))
+    if hertz is not None and not is_even:
+        rows = np.arange(0, len(hertz), max(1, len(hertz) // MOST_TICKS))
+        ax.set_yticks(rows, [f"{hertz[row]:.0f}" for row in rows])
+    what = "number of the value" if hertz is None else "Hz"
+    ax.set_ylabel(what + (" (colour: dB)" if per_decade else ""))
 
 
 def _drawer(result: Any) -> Any:

@@ -131,6 +131,24 @@ def as_samples(audio: Any) -> Samples:
     return np.ascontiguousarray(_scaled(rows))
 
 
+def as_channels(audio: Any) -> Samples:
+    """Samples of which nobody has told the number of channels, as `as_samples` gives them.
+
+    Raises
+    ------
+    Error
+        Also for more channels than samples: frames by channels, as some packages have it.
+    """
+    samples = as_samples(audio)
+    channels, count = samples.shape
+    if 0 < count < channels:
+        raise bad(
+            f"samples of the shape {samples.shape} would be {channels} channels of {count} samples; "
+            "the shape is (channels, n): pass the transpose, array.T"
+        )
+    return samples
+
+
 class Stream(Protocol):
     """Samples that come one chunk after the other."""
 
@@ -189,7 +207,7 @@ class BlockStream:
     def __init__(self, blocks: Iterable[Any], sample_rate: float) -> None:
         self.sample_rate = sample_rate
         self._blocks = iter(blocks)
-        self._first = [as_samples(block) for block in self._taken(1)]
+        self._first = [as_channels(block) for block in self._taken(1)]
         if not self._first:
             raise bad("no blocks of samples in the iterable")
         self.channels = int(self._first[0].shape[0])
@@ -278,4 +296,4 @@ def open_stream(source: Any, sample_rate: float | None, *, mix: bool, block: int
     rate = checked_rate(sample_rate)
     if _is_block_iterable(source):
         return BlockStream(source, rate)
-    return ArrayStream(as_samples(source), rate)
+    return ArrayStream(as_channels(source), rate)

@@ -104,6 +104,8 @@ nb::dict Plain(const readings::Loudness& loudness) {
     plain["range_lu"] = nb::cast(loudness.rangeLu);
     plain["true_peak_dbtp"] = nb::cast(loudness.truePeakDbtp);
     plain["sample_peak_dbfs"] = nb::cast(loudness.samplePeakDbfs);
+    plain["momentary_lufs"] = ArrayOf(std::vector<float>(loudness.momentaryLufs));
+    plain["momentary_hop_seconds"] = loudness.momentaryHopSeconds;
     return plain;
 }
 

@@ -1,6 +1,7 @@
 #include "bindings/python/src/Session.h"
 
 #include "bindings/python/src/Errand.h"
+#include "bindings/python/src/Faults.h"
 #include "bindings/python/src/PythonLock.h"
 
 #include <algorithm>
@@ -13,8 +14,8 @@ class Session::Use {
 public:
     explicit Use(Session& session) : mSession(session) {
         if (session.mIsInUse.test_and_set()) {
-            throw Error(kAudioAnalysisErr_NotInitialized,
-                        "the analyzer is in use by another thread or by its own callback");
+            throw Refusal(kAudioAnalysisErr_NotInitialized,
+                          "the analyzer is in use by another thread or by its own callback");
         }
     }
     ~Use() { mSession.mIsInUse.clear(); }
@@ -53,8 +54,8 @@ void Session::MakeEngine() {
 
 StreamEngine& Session::Engine() {
     if (!mEngine) {
-        throw Error(kAudioAnalysisErr_NotInitialized,
-                    "the end of the stream was interrupted; call reset() first");
+        throw Refusal(kAudioAnalysisErr_NotInitialized,
+                      "the end of the stream was interrupted; call reset() first");
     }
     return *mEngine;
 }
@@ -63,14 +64,14 @@ void Session::Push(const Samples& samples, nb::handle tick) {
     const Use use(*this);
     StreamEngine& engine = Engine();
     if (mHasEnded) {
-        throw Error(kAudioAnalysisErr_NotInitialized,
-                    "the stream has ended; call reset() to begin another one");
+        throw Refusal(kAudioAnalysisErr_NotInitialized,
+                      "the stream has ended; call reset() to begin another one");
     }
     const std::vector<const float*> channels = ChannelsOf(samples);
     if (channels.size() != mPlan.setup.channels) {
-        throw Error(kAudioAnalysisErr_BadFormat, "block of " + std::to_string(channels.size()) +
-                                                     " channels for a stream of " +
-                                                     std::to_string(mPlan.setup.channels));
+        throw Refusal(kAudioAnalysisErr_BadFormat, "block of " + std::to_string(channels.size()) +
+                                                       " channels for a stream of " +
+                                                       std::to_string(mPlan.setup.channels));
     }
     SignalWatch watch(tick);
     const WithoutPythonLock unlocked;
@@ -81,8 +82,8 @@ int Session::Finish(nb::handle tick) {
     const Use use(*this);
     Engine();
     if (mHasEnded) {
-        throw Error(kAudioAnalysisErr_NotInitialized,
-                    "the stream has ended already; call reset() to begin another one");
+        throw Refusal(kAudioAnalysisErr_NotInitialized,
+                      "the stream has ended already; call reset() to begin another one");
     }
     mHasEnded = true;
     const auto status = std::make_shared<SInt32>(0);

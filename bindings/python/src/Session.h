@@ -14,7 +14,7 @@ namespace qel::python {
 // What the classes of the Python layer drive: one stream after the other. Its methods are called
 // with Python's lock and work without it.
 //
-// One thread at a time: any other one gets qel::Error.
+// One thread at a time: any other one gets Refusal.
 class Session {
 public:
     Session(std::vector<std::string> keys, const std::map<std::string, float>& parameters,

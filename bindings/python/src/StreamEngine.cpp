@@ -1,5 +1,7 @@
 #include "bindings/python/src/StreamEngine.h"
 
+#include "bindings/python/src/Faults.h"
+
 #include <QelAudioAnalysis/Keys.hpp>
 
 #include <algorithm>
@@ -83,8 +85,8 @@ std::size_t StreamEngine::Fill(std::span<const float* const> channels, std::size
 
 void StreamEngine::RequireWhole() const {
     if (mIsCut) {
-        throw Error(kAudioAnalysisErr_NotInitialized,
-                    "the analysis of a block was interrupted; call reset() first");
+        throw Refusal(kAudioAnalysisErr_NotInitialized,
+                      "the analysis of a block was interrupted; call reset() first");
     }
 }
 

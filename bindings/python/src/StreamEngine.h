@@ -25,7 +25,7 @@ struct StreamPlan {
 // The analysis of one stream: cuts what comes into blocks of one size, mixes it if that is asked
 // for, and keeps the results. Knows nothing of Python but its signals.
 //
-// Throws qel::Error, and what a signal's handler has raised.
+// Throws qel::Error and Refusal, and what a signal's handler has raised.
 class StreamEngine {
 public:
     explicit StreamEngine(const StreamPlan& plan);
