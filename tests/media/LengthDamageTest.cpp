@@ -117,6 +117,22 @@ TEST(LengthDamageTest, APacketThatIsMissingFromTheMiddleIsMissed) {
     }
 }
 
+// Nothing is missing from the container, and Opus takes zeros for a packet of fewer samples.
+TEST(LengthDamageTest, AnErasedPacketThatGivesTooFewSamplesIsWarnedOf) {
+    constexpr std::size_t kErased = 1000; // more than two packets
+    const TempDirectory directory;
+    const std::vector<MediaPair> pairs = MediaPairs({"opus.mp4"});
+    EncodePairs(pairs, 2 * kFrames, directory);
+    for (const MediaPair& pair : pairs) {
+        std::string erased = ReadFile(directory.File("audio." + pair.name));
+        EXPECT_TRUE(Decode(directory.File("audio." + pair.name)).isSilent) << pair.name;
+        erased.replace(erased.size() / 2, kErased, kErased, '\0');
+        const std::string path = directory.File("erased." + pair.name);
+        WriteFile(path, erased);
+        EXPECT_FALSE(Decode(path).isSilent) << pair.name;
+    }
+}
+
 TEST(LengthDamageTest, BytesThatAreMissingFromAFlashVideoTagAreMissed) {
     const TempDirectory directory;
     const std::vector<MediaPair> pairs = MediaPairs({"adpcm.flv", "nelly.flv"});

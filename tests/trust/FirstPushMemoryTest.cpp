@@ -1,6 +1,6 @@
-// What the first pushes of a stream of unknown length touch for the first time. Each page of memory or of
-// code costs a fault then, so set-up runs what pushes run. Faults are counted, as times depend on the
-// machine. Each life is one of a copy of this process, so that every key starts cold.
+// What the first pushes of a stream of unknown length touch for the first time. Each page of memory
+// or of code costs a fault then, so set-up runs what pushes run. Faults are counted, as times
+// depend on the machine. Each life is one of a copy of this process, so that every key starts cold.
 
 #include "tests/trust/Client.h"
 #include "tests/trust/KeyNames.h"
@@ -60,8 +60,8 @@ Faults CountFaults(const std::string& key) {
 
 class FirstPushMemoryTest : public testing::TestWithParam<std::string> {};
 
-// Onset data keep their curve in a store that touches one page ahead now and then. Without the work at
-// set-up, the push with the first frame takes four faults or more.
+// Onset data keep their curve in a store that touches one page ahead now and then. Without the work
+// at set-up, the push with the first frame takes four faults or more.
 TEST_P(FirstPushMemoryTest, APushTouchesAtMostOnePageForTheFirstTime) {
     if (QEL_SANITIZED) {
         GTEST_SKIP() << "checkers touch pages of their own";
