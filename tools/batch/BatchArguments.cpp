@@ -7,6 +7,7 @@ namespace {
 
 constexpr std::uint32_t kLargestBlock = 1048576; // as of "qel analyze"
 constexpr unsigned int kMostJobs = 1024;
+constexpr unsigned int kMostTasks = 4'000'000;             // that Slurm can be configured for
 constexpr std::uint64_t kMostMiB = std::uint64_t{1} << 24; // 16 TiB
 
 void AddFiles(CLI::App* command, BatchOptions& options) {
@@ -77,6 +78,13 @@ void AddRun(CLI::App* command, BatchOptions& options) {
                      "MiB that the worker of one file may take, default 4096")
         ->check(CLI::Range(std::uint64_t{1}, kMostMiB))
         ->type_name("MIB");
+    command
+        ->add_option(
+            "--slurm", options.slurmTasks,
+            "Analyze nothing; print a script that runs the command as a Slurm job array of "
+            "N tasks")
+        ->check(CLI::Range(1u, kMostTasks))
+        ->type_name("N");
     command->add_flag("--quiet", options.quiet, "Draw no progress line, print no summary");
 }
 

@@ -5,6 +5,7 @@
 #include "output/files/Interrupt.h"
 #include "output/formats/Texts.h"
 #include "tools/batch/BatchPlan.h"
+#include "tools/batch/BatchSlurm.h"
 #include "tools/qel/StandardStreams.h"
 #include "tools/qel/ToolError.h"
 
@@ -66,6 +67,10 @@ int StatusOf(const Statuses& statuses) {
 
 int RunBatchCommand(const BatchOptions& options) {
     const batch::BatchSetup setup = MakeBatch(options);
+    if (options.slurmTasks > 0) {
+        StandardStreams::Print(SlurmScript(options));
+        return kExitSuccess;
+    }
     try {
         const batch::BatchReport report = batch::RunBatch(setup);
         if (!options.quiet) {

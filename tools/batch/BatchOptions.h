@@ -20,7 +20,8 @@ struct BatchOptions {
     std::string shard = "1/1";
     media::ChannelMix mix = media::ChannelMix::Mono;
     std::uint32_t blockSamples = 4096;
-    unsigned int jobs = 0; // 0: one for each processor
+    unsigned int jobs = 0;       // 0: one for each processor
+    unsigned int slurmTasks = 0; // 0: run here; otherwise write a script for so many
     double timeLimitSeconds = 900;
     std::uint64_t memoryLimitMiB = 4096;
     bool isNullSeparated = false;

@@ -1,0 +1,153 @@
+// The script of "qel batch --slurm", run by programs that stand for Slurm's. script/slurm-check runs it
+// under Slurm itself.
+
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/TempDirectory.h"
+#include "tests/harness/TestAudio.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+namespace qel {
+
+using namespace test;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kRateHz = 22050;
+
+class BatchSlurmTest : public testing::Test {
+protected:
+    BatchSlurmTest() {
+        fs::create_directories(mPlace.File("it's music"));
+        fs::create_directory(mPlace.File("bin"));
+        AddProgram("sbatch", "echo \"$@\" >>calls; echo '41;cluster'");
+        AddProgram("scontrol", "echo \"scontrol $@\" >>calls");
+        AddProgram("qel", "exec '" + ToolPath() + "' \"$@\"");
+    }
+
+    void AddProgram(const std::string& name, const std::string& text) const {
+        const std::string path = mPlace.File("bin/" + name);
+        WriteFile(path, "#!/bin/sh\n" + text + "\n");
+        fs::permissions(path, fs::perms::owner_all);
+    }
+
+    ChildResult Tool(std::vector<std::string> arguments) const {
+        return RunTool(std::move(arguments), {.workingDirectory = mPlace.Path()});
+    }
+
+    void WriteScript(std::vector<std::string> options = {}) const {
+        options.insert(options.begin(), {"batch", "it's music", "--out", "an $out", "--readings",
+                                         "loudness", "--slurm", "3"});
+        const ChildResult run = Tool(options);
+        ASSERT_EQ(run.status, 0) << run.err;
+        EXPECT_FALSE(fs::exists(mPlace.File("an $out")));
+        WriteFile(mPlace.File("job"), run.out);
+    }
+
+    std::vector<std::string> Command(const std::string& words,
+                                     const std::string& variables = "") const {
+        return {"sh", "-c", "PATH=$PWD/bin:$PATH " + variables + " exec sh job " + words};
+    }
+    ChildResult Job(const std::string& words, const std::string& variables = "") const {
+        return RunChild(Command(words, variables), {.workingDirectory = mPlace.Path()});
+    }
+    static std::string Task(int index) {
+        return "SLURM_JOB_ID=" + std::to_string(40 + index) +
+               " SLURM_ARRAY_TASK_ID=" + std::to_string(index);
+    }
+    std::string Calls() const {
+        return fs::exists(mPlace.File("calls")) ? ReadFile(mPlace.File("calls")) : "";
+    }
+
+    TempDirectory mPlace;
+};
+
+TEST_F(BatchSlurmTest, OutsideOfSlurmTheScriptSubmitsAnArrayAndAMerge) {
+    WriteScript();
+    const ChildResult run = Job("--partition=p");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(Calls(), "--parsable --array=1-3 --partition=p job shard\n"
+                       "--job-name=qel-merge --dependency=afterok:41 --kill-on-invalid-dep=yes "
+                       "--partition=p job merge\n");
+}
+
+TEST_F(BatchSlurmTest, TasksAndMergeMakeTheDatasetOfOneRun) {
+    for (int i = 0; i < 4; ++i) {
+        WriteWav(mPlace.File("it's music/song" + std::to_string(i) + ".wav"), kRateHz,
+                 {Sine(kRateHz, 40 + 10 * i, 0.5)});
+    }
+    WriteFile(mPlace.File("it's music/bad.wav"), "no audio");
+    WriteScript({"--match", "*.wav"});
+    for (int index = 1; index <= 3; ++index) {
+        const ChildResult task = Job("shard", Task(index));
+        EXPECT_EQ(task.status, 0) << task.err; // also where a file has an error
+    }
+    const ChildResult merge = Job("merge", "SLURM_JOB_ID=44");
+    EXPECT_EQ(merge.status, 1);
+    EXPECT_NE(merge.out.find("an $out: 5 files, 1 with errors\n"), std::string::npos) << merge.out;
+    EXPECT_EQ(Calls(), "");
+    // The settings are those of the command without Slurm, which continues the dataset.
+    const ChildResult again = Tool({"batch", "it's music", "--out", "an $out", "--readings",
+                                    "loudness", "--match", "*.wav"});
+    EXPECT_NE(again.out.find("5 files were done before"), std::string::npos)
+        << again.out << again.err;
+}
+
+TEST_F(BatchSlurmTest, ATaskThatHasFailedIsBegunAgainThreeTimes) {
+    WriteScript();
+    AddProgram("qel", "echo 'qel: ds: No space left on device' >&2; exit 1");
+    EXPECT_EQ(Job("shard", Task(1)).status, 1);
+    EXPECT_EQ(Calls(), "scontrol requeue 41\n");
+    const ChildResult last = Job("shard", Task(1) + " SLURM_RESTART_COUNT=3");
+    EXPECT_EQ(last.status, 1);
+    EXPECT_EQ(last.err, "qel: ds: No space left on device\n");
+    EXPECT_EQ(Calls(), "scontrol requeue 41\n");
+    AddProgram("qel", "kill -KILL $$");
+    EXPECT_EQ(Job("shard", Task(2)).status, 1);
+    EXPECT_EQ(Calls(), "scontrol requeue 41\nscontrol requeue 42\n");
+}
+
+TEST_F(BatchSlurmTest, ARefusedCommandIsNotTriedAgain) {
+    WriteScript();
+    AddProgram("qel", "echo 'qel: ds: was made with other settings' >&2; exit 2");
+    EXPECT_EQ(Job("shard", Task(1)).status, 2);
+    EXPECT_EQ(Calls(), "");
+}
+
+TEST_F(BatchSlurmTest, ATaskAtItsTimeLimitEndsTheToolAndIsBegunAgain) {
+    WriteScript();
+    AddProgram("qel", "trap 'echo ended >ended; exit 143' TERM; echo >begun; "
+                      "while :; do sleep 0.01; done");
+    ChildProcess task(Command("shard", Task(1)), {.workingDirectory = mPlace.Path()});
+    while (!fs::exists(mPlace.File("begun"))) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    task.Send(SIGUSR1);
+    EXPECT_EQ(task.Wait().status, 1);
+    EXPECT_EQ(ReadFile(mPlace.File("ended")), "ended\n");
+    EXPECT_EQ(Calls(), "scontrol requeue 41\n");
+}
+
+TEST_F(BatchSlurmTest, OptionsWithoutSenseInAScriptAreRefused) {
+    for (const std::vector<std::string>& options : {std::vector<std::string>{"--shard", "1/2"},
+                                                    {"--files-from", "-"},
+                                                    {"--keys", "tunes"}}) {
+        std::vector<std::string> all{"batch", "it's music", "--out", "ds", "--slurm", "2"};
+        all.insert(all.end(), options.begin(), options.end());
+        const ChildResult run = Tool(all);
+        EXPECT_EQ(run.status, 2) << options[0];
+        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(std::ranges::count(run.err, '\n'), 1) << run.err;
+    }
+}
+
+} // namespace
+} // namespace qel

@@ -1,0 +1,158 @@
+#include "tools/batch/BatchSlurm.h"
+
+#include "tools/qel/ToolError.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+namespace qel::tool {
+namespace {
+
+// Slurm sends USR1 to the shell alone, a minute before the time limit of a task.
+constexpr const char* kHead = R"(#!/bin/sh
+# "qel batch" as a Slurm job array. To submit it: sh SCRIPT [OPTIONS OF SBATCH]
+#SBATCH --job-name=qel-batch
+#SBATCH --requeue
+#SBATCH --open-mode=append
+#SBATCH --signal=B:USR1@60
+#SBATCH --cpus-per-task={jobs}
+
+shards={shards}
+out={out}
+failures=3 # so often a task is begun again after it has failed
+
+batch() {{
+    exec qel batch --quiet --jobs {jobs}{options} "$@" --{sources}
+}}
+)";
+
+constexpr const char* kBody = R"(
+# Each attempt writes files of its own into the dataset of its shard and takes what others have done.
+# A process that a killed attempt has left behind does no harm.
+again() {
+    scontrol requeue "$SLURM_JOB_ID"
+    exit 1
+}
+
+shard() {
+    errors=$(mktemp) || exit 1
+    limit=
+    mkdir -p "$out.shards"
+    batch --out "$out.shards/$SLURM_ARRAY_TASK_ID" --shard "$SLURM_ARRAY_TASK_ID/$shards" 2>"$errors" &
+    child=$!
+    trap 'limit=yes; kill -TERM "$child"' USR1
+    wait "$child"
+    status=$?
+    if [ -n "$limit" ]; then
+        wait "$child"
+        rm -f "$errors"
+        again
+    fi
+    message=$(cat "$errors")
+    rm -f "$errors"
+    [ -z "$message" ] || printf '%s\n' "$message" >&2
+    case $status in
+        0) exit 0 ;;
+        1) [ -n "$message" ] || exit 0 ;; # errors of files are rows
+        2) exit 2 ;;                      # the command is refused
+    esac
+    [ "${SLURM_RESTART_COUNT:-0}" -ge "$failures" ] || again
+    exit 1
+}
+
+merge() {
+    set --
+    shard=1
+    while [ "$shard" -le "$shards" ]; do
+        set -- "$@" "$out.shards/$shard"
+        shard=$((shard + 1))
+    done
+    exec qel merge --out "$out" -- "$@"
+}
+
+if [ -n "${SLURM_JOB_ID:-}" ] && [ "${1:-}" = shard ]; then
+    shard
+elif [ -n "${SLURM_JOB_ID:-}" ] && [ "${1:-}" = merge ]; then
+    merge
+fi
+array=$(sbatch --parsable --array="1-$shards" "$@" "$0" shard) || exit
+array=${array%%;*}
+exec sbatch --job-name=qel-merge --dependency="afterok:$array" --kill-on-invalid-dep=yes "$@" "$0" merge
+)";
+
+std::string Quoted(std::string_view text) {
+    std::string quoted = "'";
+    for (const char c : text) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return quoted + '\'';
+}
+
+// The options of a command line, quoted for the shell.
+class OptionText {
+public:
+    void Add(const char* name, const std::string& value) {
+        mText += fmt::format(" {} {}", name, Quoted(value));
+    }
+    void Add(const char* name, const std::vector<std::string>& values) {
+        for (const std::string& value : values) {
+            Add(name, value);
+        }
+    }
+    void AddFlag(const char* name, bool isSet) {
+        if (isSet) {
+            mText += fmt::format(" {}", name);
+        }
+    }
+    const std::string& Text() const { return mText; }
+
+private:
+    std::string mText;
+};
+
+std::string OptionsOf(const BatchOptions& options) {
+    OptionText text;
+    text.Add("--files-from", options.lists);
+    text.AddFlag("--null", options.isNullSeparated);
+    text.Add("--match", options.matches);
+    text.Add("--keys", options.keyLists);
+    text.AddFlag("--all", options.allKeys);
+    text.Add("--readings", options.readings);
+    text.Add("--param", options.parameters);
+    text.Add("--mix", options.mix == media::ChannelMix::Mono ? "mono" : "keep");
+    text.Add("--block", fmt::format("{}", options.blockSamples));
+    text.AddFlag("--hash", options.hashes);
+    text.AddFlag("--retry-errors", options.retriesErrors);
+    text.Add("--time-limit", fmt::format("{}", options.timeLimitSeconds));
+    text.Add("--memory-limit", fmt::format("{}", options.memoryLimitMiB));
+    return text.Text();
+}
+
+std::string SourcesOf(const BatchOptions& options) {
+    std::string text;
+    for (const std::string& source : options.sources) {
+        text += ' ' + Quoted(source);
+    }
+    return text;
+}
+
+} // namespace
+
+std::string SlurmScript(const BatchOptions& options) {
+    if (options.shard != "1/1") {
+        throw UsageError("--slurm: makes the shards itself; leave --shard out");
+    }
+    if (std::ranges::find(options.lists, "-") != options.lists.end()) {
+        throw UsageError("--slurm: every task reads the list, so that --files-from needs a file");
+    }
+    return fmt::format(kHead, fmt::arg("jobs", std::max(options.jobs, 1u)),
+                       fmt::arg("shards", options.slurmTasks), fmt::arg("out", Quoted(options.out)),
+                       fmt::arg("options", OptionsOf(options)),
+                       fmt::arg("sources", SourcesOf(options))) +
+           kBody;
+}
+
+} // namespace qel::tool
