@@ -15,6 +15,9 @@ struct TemplateError : std::runtime_error {
 // for the data.
 class PageTemplate {
 public:
+    // No template: the page is its data alone, for programs that read it.
+    PageTemplate() = default;
+
     // An empty path is the template that was installed or built beside this program. Throws
     // TemplateError.
     explicit PageTemplate(std::filesystem::path path);

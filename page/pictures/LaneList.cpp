@@ -47,6 +47,10 @@ const LaneList& LaneList::Get() {
     return list;
 }
 
+std::string LaneList::Text() {
+    return kLanes;
+}
+
 LaneList::LaneList(const std::string& json) {
     const Json list = Json::parse(json);
     std::ranges::transform(list.at("lanes"), std::back_inserter(mLanes), LaneFrom);

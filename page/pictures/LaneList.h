@@ -34,6 +34,9 @@ public:
     // The list that was built in.
     static const LaneList& Get();
 
+    // Its text.
+    static std::string Text();
+
     // From the text of such a file. Throws std::exception for one that is none.
     explicit LaneList(const std::string& json);
 

@@ -9,6 +9,7 @@
 #include "tools/qel/ClicksCommand.h"
 #include "tools/qel/CommandWord.h"
 #include "tools/qel/KeysCommand.h"
+#include "tools/qel/PlotCommand.h"
 #include "tools/qel/ReportCommand.h"
 #include "tools/qel/SelfTestCommand.h"
 #include "tools/qel/StandardStreams.h"
@@ -48,8 +49,10 @@ struct CommandLine {
     MergeOptions merge;
     ReportOptions report;
     ClicksOptions clicks;
+    PlotOptions plot;
     CLI::App* reportCommand = nullptr;
     CLI::App* clicksCommand = nullptr;
+    CLI::App* plotCommand = nullptr;
     CLI::App* readCommand = nullptr;
     CLI::App* analyzeCommand = nullptr;
     CLI::App* batchCommand = nullptr;
@@ -160,6 +163,8 @@ void AddCommands(CLI::App& app, CommandLine& line) {
     line.reportCommand->footer(kFooter);
     line.clicksCommand = AddClicks(app, line.clicks);
     line.clicksCommand->footer(kFooter);
+    line.plotCommand = AddPlot(app, line.plot);
+    line.plotCommand->footer(kFooter);
     line.keysCommand = app.add_subcommand("keys", "List the keys");
     line.keysCommand->add_flag("--json", line.jsonKeys, "Describe all keys completely, in JSON");
     line.describeCommand = app.add_subcommand("describe", "Describe one key completely");
@@ -192,6 +197,9 @@ int Run(const CommandLine& line) {
     if (line.clicksCommand->parsed()) {
         return RunClicks(line.clicks);
     }
+    if (line.plotCommand->parsed()) {
+        return RunPlot(line.plot);
+    }
     return RunAnalyze(line.analyze);
 }
 
@@ -222,13 +230,14 @@ void UnguardBrackets(CommandLine& line) {
          {&options.files, &options.keyLists, &options.parameters, &line.read.files, &line.read.only,
           &line.batch.sources, &line.batch.lists, &line.batch.matches, &line.batch.keyLists,
           &line.batch.readings, &line.batch.parameters, &line.merge.datasets, &line.report.files,
-          &line.clicks.marks}) {
+          &line.clicks.marks, &line.plot.values}) {
         std::for_each(texts->begin(), texts->end(), Unguard);
     }
     Unguard(options.output);
     for (std::string* text :
          {&line.read.output, &line.batch.out, &line.merge.out, &line.report.output,
-          &line.report.pageTemplate, &line.clicks.file, &line.clicks.output}) {
+          &line.report.pageTemplate, &line.clicks.file, &line.clicks.output, &line.plot.file,
+          &line.plot.output, &line.plot.python}) {
         Unguard(*text);
     }
     Unguard(options.minStrength);

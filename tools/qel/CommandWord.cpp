@@ -16,8 +16,9 @@
 namespace qel::tool {
 namespace {
 
-constexpr std::array<std::string_view, 9> kCommands{
-    "read", "analyze", "batch", "merge", "report", "clicks", "keys", "describe", "selftest"};
+constexpr std::array<std::string_view, 10> kCommands{"read",     "analyze", "batch", "merge",
+                                                     "report",   "clicks",  "plot",  "keys",
+                                                     "describe", "selftest"};
 
 // Words for what "qel read" tells, and the command that does.
 struct ReadingWord {

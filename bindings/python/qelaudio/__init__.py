@@ -5,7 +5,8 @@
 ['audio range', 'beat data']
 
 `analyze` computes keys of a file, an array or a stream of blocks. `Analyzer` does it while a stream
-comes in. `read` gives musical answers. `keys` and `parameters` list what there is.
+comes in. `read` gives musical answers. `report` and `plot_song`
+show a song. `keys` and `parameters` list what there is.
 """
 
 import atexit as _atexit
@@ -43,6 +44,8 @@ from qelaudio._errors import (
 from qelaudio._features import Events, Feature, Names, Partials, Result
 from qelaudio._keys import Key, Parameter, Value, keys, parameters
 from qelaudio._readings import read
+from qelaudio._report import Report, report
+from qelaudio._song_plot import plot_song
 
 __version__ = _core.version
 fft_backend: str = _core.backend
@@ -77,6 +80,7 @@ __all__ = [
     "Partials",
     "Pitch",
     "Readings",
+    "Report",
     "Result",
     "RunningTempo",
     "Tempo",
@@ -85,7 +89,9 @@ __all__ = [
     "fft_backend",
     "keys",
     "parameters",
+    "plot_song",
     "read",
+    "report",
 ]
 
 # Work that an interrupt has left to itself must not outlive the interpreter.

@@ -2,6 +2,7 @@
 // FFmpeg's libraries, which take longer to load than all the rest.
 
 #include "bindings/python/src/Arrays.h"
+#include "bindings/python/src/MediaFaults.h"
 #include "bindings/python/src/PythonLock.h"
 #include "bindings/python/src/SignalWatch.h"
 
@@ -18,29 +19,6 @@ namespace qel::python {
 namespace {
 
 using namespace nb::literals;
-
-const char* NameOf(media::Fault fault) {
-    switch (fault) {
-    case media::Fault::Unreadable:
-        return "unreadable";
-    case media::Fault::NotAudio:
-        return "not audio";
-    case media::Fault::Damaged:
-        return "damaged";
-    case media::Fault::Cancelled:
-        return "cancelled";
-    }
-    return "";
-}
-
-[[noreturn]] void Raise(const media::Error& error, const std::string& path) {
-    const nb::object type = nb::module_::import_("qelaudio._errors").attr("FileError");
-    const nb::object name = nb::steal(
-        PyUnicode_DecodeFSDefaultAndSize(path.data(), static_cast<Py_ssize_t>(path.size())));
-    const nb::object raised = type(name, error.what(), NameOf(error.fault()));
-    PyErr_SetObject(type.ptr(), raised.ptr());
-    throw nb::python_error();
-}
 
 // One file, read by calls that signals end.
 class FileReader {
@@ -111,7 +89,7 @@ private:
             call();
         } catch (const media::Error& error) {
             mWatch->Rethrow();
-            Raise(error, mPath);
+            RaiseFileError(error, mPath);
         }
     }
 
@@ -128,7 +106,7 @@ std::int64_t CountFrames(const nb::bytes& name) {
         return media::countFrames(path, [&watch] { return watch.IsInterrupted(0); });
     } catch (const media::Error& error) {
         watch.Rethrow();
-        Raise(error, path);
+        RaiseFileError(error, path);
     }
 }
 
