@@ -47,9 +47,15 @@ nlohmann::ordered_json PictureWriter::Describe() const {
         columns = Coarser(columns);
         columnSeconds *= kLevelFactor;
     }
-    return {{"rows", mPicture.rows},       {"firstSeconds", mPicture.firstSeconds},
-            {"lowest", mPicture.lowest},   {"highest", mPicture.highest},
-            {"tileColumns", kTileColumns}, {"levels", levels}};
+    const bool isEmpty =
+        std::ranges::all_of(mPicture.values, [](std::uint8_t value) { return value == 0; });
+    return {{"rows", mPicture.rows},
+            {"firstSeconds", mPicture.firstSeconds},
+            {"lowest", mPicture.lowest},
+            {"highest", mPicture.highest},
+            {"tileColumns", kTileColumns},
+            {"isEmpty", isEmpty},
+            {"levels", levels}};
 }
 
 void PictureWriter::Write(PageWriter& page) const {

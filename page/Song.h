@@ -1,5 +1,6 @@
 #pragma once
 
+#include "page/ComparedRun.h"
 #include "page/pictures/Picture.h"
 #include "page/pictures/WaveformBuilder.h"
 
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace qel::page {
 
@@ -23,6 +25,7 @@ struct Song {
     readings::Answers answers;
     Waveform waveform;
     std::map<std::string, Picture> pictures; // by the id of the lane
+    std::vector<ComparedRun> runs;           // to compare with, beside this one
 };
 
 } // namespace qel::page

@@ -58,6 +58,16 @@ void WriteWaveform(PageWriter& page, const Waveform& waveform) {
     page.AddArray<std::int16_t>("waveform:rms", waveform.rootMeanSquare);
 }
 
+// The lanes of run n have ids that end with -n.
+void WriteRuns(PageWriter& page, const std::vector<ComparedRun>& runs) {
+    for (std::size_t n = 0; n < runs.size(); ++n) {
+        page.AddArray<double>(fmt::format("marks:beats-{}", n), runs[n].beatSeconds);
+        page.AddArray<double>(fmt::format("marks:downBeats-{}", n), runs[n].downBeatSeconds);
+        page.AddArray<float>(fmt::format("curve:tempo-{}:beats", n),
+                             TempoOfBeats(runs[n].beatSeconds));
+    }
+}
+
 Json DescribeCurves(const readings::Answers& answers) {
     return {{"tempo:running", {{"hopSeconds", answers.runningTempo->hopSeconds}}},
             {"tempo:beats", {{"at", "marks:beats"}}},
@@ -84,6 +94,9 @@ void WriteSongPage(PageWriter& page, const Song& song, const AudioCopy* audio) {
     description["song"] = DescribeSong(song);
     description["waveform"] = {{"stepSeconds", song.waveform.stepSeconds}};
     description["curves"] = DescribeCurves(song.answers);
+    if (!song.runs.empty()) {
+        description["runs"] = DescribeRuns(song.runs);
+    }
     description["colours"] = Colours();
     for (const auto& [id, picture] : song.pictures) {
         description["pictures"][id] = PictureWriter(id, picture, IsOverlay(id)).Describe();
@@ -96,6 +109,7 @@ void WriteSongPage(PageWriter& page, const Song& song, const AudioCopy* audio) {
     page.Describe(description);
     WriteEvents(page, song.answers);
     WriteCurves(page, song.answers);
+    WriteRuns(page, song.runs);
     WriteWaveform(page, song.waveform);
     for (const auto& [id, picture] : song.pictures) {
         PictureWriter(id, picture, IsOverlay(id)).Write(page);

@@ -49,13 +49,15 @@ export class Board {
         const id = `lane-${lane.info.id}`;
         const fold = make("button", { class: "fold", type: "button", "aria-expanded": "true", "aria-controls": id }, lane.info.label);
         const readout = make("output", { class: "readout", "aria-live": "off" });
-        const header = make("header", {}, make("h2", {}, fold), ...extra(lane), readout);
+        const keys = (lane.legend ?? []).map(({ label, colour }) => make("span", { class: `legend ${colour}` }, label));
+        const header = make("header", {}, make("h2", {}, fold), ...keys, ...extra(lane), readout);
         const body = make("div", { id, class: "body" });
         const details = make("details", {}, make("summary", {}, `${lane.info.label}: values as a table`));
-        body.append(picture, details);
+        const empty = lane.empty();
+        body.append(...(empty === "" ? [] : [make("p", { class: "empty" }, empty)]), picture, details);
         section.prepend(header, body);
         section.setAttribute("aria-label", lane.info.label);
-        picture.setAttribute("aria-label", `${lane.info.label} over time. ${lane.info.description} ${lane.summary()}`);
+        picture.setAttribute("aria-label", `${lane.info.label} over time. ${lane.info.description} ${empty === "" ? lane.summary() : empty}`);
         const place = { lane, section, picture, readout, fold, details };
         this.places.push(place);
         fold.addEventListener("click", () => this.setOpen(place, body.hidden));
@@ -67,6 +69,9 @@ export class Board {
         const body = place.picture.parentElement as HTMLElement;
         body.hidden = !isOpen;
         place.fold.setAttribute("aria-expanded", String(isOpen));
+        for (const element of place.section.querySelectorAll<HTMLElement>("header .toggle, header .legend")) {
+            element.hidden = !isOpen; // they change what is not there
+        }
         this.resize();
     }
 

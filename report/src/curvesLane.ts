@@ -1,5 +1,5 @@
 import type uPlot from "uplot";
-import { takeFloats, type SongPage } from "./data";
+import { peekFloats, takeFloats, type SongPage } from "./data";
 import { themeColour, type TableData } from "./dom";
 import { digitsFor, numberText, timeText } from "./format";
 import { tableTimes, type Lane, type LaneContext } from "./lane";
@@ -39,25 +39,31 @@ export function rangeOf(lists: Float32Array[], lowest = Number.NEGATIVE_INFINITY
     return [Math.floor(low - room), Math.ceil(high + room)];
 }
 
+const colourOf = (curve: number): string => (curve === 0 ? "curve" : "curve2");
+
+/** The values of all curves of a lane. */
+export const curveLists = (info: LaneInfo): Float32Array[] => (info.curves ?? []).map(({ id }) => peekFloats(`curve:${info.id}:${id}`));
+
 export class CurvesLane implements Lane {
     readonly plot: uPlot;
     private readonly curves: Curve[];
+    private readonly range: [number, number] | null;
 
     constructor(
         readonly info: LaneInfo,
         page: SongPage,
         context: LaneContext,
         target: HTMLElement,
+        range: [number, number] | null = rangeOf(curveLists(info), info.lowest),
     ) {
+        this.range = range;
         this.curves = (info.curves ?? []).map(({ id, label }) => this.take(id, label, page, context.marks));
-        const colours = ["curve", "curve2"];
-        const range = rangeOf(this.curves.map((curve) => curve.values), info.lowest);
         this.plot = makePlot(target, {
             height: info.height ?? 120,
             range: range ?? [0, 1],
             tickText: (value) => (range ? numberText(value, 0) : ""),
             series: this.curves.map((_, i) => ({
-                stroke: () => themeColour(colours[i] ?? "curve"),
+                stroke: () => themeColour(colourOf(i)),
                 width: 1.5,
                 spanGaps: false,
                 points: { show: false },
@@ -129,12 +135,22 @@ export class CurvesLane implements Lane {
         return { caption: this.info.label, head: ["Time", ...this.curves.map((curve) => curve.label)], rows };
     }
 
+    empty(): string {
+        // Without beats the curves beside theirs mean nothing.
+        const has = (curve: Curve): boolean => curve.values.some(usable);
+        const isEmpty = !this.curves.some(has) || this.curves.some((curve) => curve.times && !has(curve));
+        return isEmpty ? (this.info.ifEmpty ?? "") : "";
+    }
+
+    get legend(): { label: string; colour: string }[] {
+        return this.curves.length > 1 ? this.curves.map(({ label }, i) => ({ label, colour: colourOf(i) })) : [];
+    }
+
     summary(): string {
-        const range = rangeOf(this.curves.map((curve) => curve.values), this.info.lowest);
-        if (!range) {
+        if (!this.range) {
             return "There are no values.";
         }
-        const [least, greatest] = range;
+        const [least, greatest] = this.range;
         return `The axis runs from ${numberText(least, 0)} to ${numberText(greatest, 0)} ${this.info.unit}.`;
     }
 }

@@ -45,13 +45,24 @@ export interface PictureInfo {
     lowest: number;
     highest: number;
     tileColumns: number;
+    isEmpty: boolean;
     levels: Level[];
+}
+
+/** Another run over the song; its lanes have ids that end with -n, its place in the list. */
+export interface RunInfo {
+    label: string;
+    tempoBpm: number | null;
+    beatsPerBar: number | null;
+    key: string | null;
+    segments: Segment[];
 }
 
 export interface SongPage {
     kind: "song";
     generator: string;
     song: SongInfo;
+    runs?: RunInfo[];
     waveform: { stepSeconds: number };
     curves: Record<string, { hopSeconds?: number; at?: string }>;
     colours: string[];
@@ -92,4 +103,6 @@ export function takeBytes(id: string): Uint8Array {
 
 export const takeDoubles = (id: string): Float64Array => new Float64Array(takeBytes(id).buffer);
 export const takeFloats = (id: string): Float32Array => new Float32Array(takeBytes(id).buffer);
+/** The same without taking it from the page. */
+export const peekFloats = (id: string): Float32Array => new Float32Array(bytesOf(block(id)).buffer);
 export const takeShorts = (id: string): Int16Array => new Int16Array(takeBytes(id).buffer);

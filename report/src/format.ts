@@ -30,5 +30,5 @@ export function bytesText(bytes: number): string {
     return bytes < 1e6 ? `${(bytes / 1e3).toFixed(0)} kB` : `${(bytes / 1e6).toFixed(1)} MB`;
 }
 
-/** "C# minor" with the true sign. */
-export const keyText = (name: string): string => name.replace("#", "♯");
+/** "C# minor" and "Bb major" with the true signs. */
+export const keyText = (name: string): string => name.replace(/^([A-G])#/, "$1♯").replace(/^([A-G])b/, "$1♭");

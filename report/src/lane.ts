@@ -22,6 +22,10 @@ export interface Lane {
     valueAt(seconds: number, place: number | null): string;
     /** Values of a stretch for those who do not see the picture. */
     table(begin: number, end: number): Promise<TableData>;
+    /** Why there is nothing to see; empty where there is something. */
+    empty(): string;
+    /** Names and colours of the style sheet of its curves, where there are several. */
+    legend?: { label: string; colour: string }[];
     /** One sentence about the whole lane. */
     summary(): string;
 }

@@ -18,6 +18,8 @@ export interface LaneInfo {
     rowsPerOctave?: number;
     spanDecibels?: number;
     lowest?: number;
+    /** What is said where there is nothing to see. */
+    ifEmpty?: string;
     curves?: { id: string; label: string }[];
 }
 

@@ -94,6 +94,10 @@ export class PictureLane implements Lane {
         return { caption: `The strongest of each moment: ${this.info.label}`, head: ["Time", "Where", "Value"], rows };
     }
 
+    empty(): string {
+        return this.picture.info.isEmpty ? (this.info.ifEmpty ?? "") : "";
+    }
+
     summary(): string {
         const { lowest, highest } = this.picture.info;
         return this.info.spanDecibels === undefined ? "" : `Colours run from ${numberText(lowest, 0)} to ${numberText(highest, 0)} ${this.info.unit}.`;

@@ -11,6 +11,7 @@ import { type Mark, takeMarks } from "./marks";
 import { PictureLane } from "./pictureLane";
 import { PictureSource } from "./picture";
 import { Player } from "./player";
+import { Runs } from "./runs";
 import { StripLane } from "./stripLane";
 import { Timeline } from "./timeline";
 import { WaveformLane } from "./waveformLane";
@@ -43,6 +44,7 @@ class LaneFactory {
     constructor(
         private readonly page: SongPage,
         private readonly context: LaneContext,
+        private readonly runs: Runs,
     ) {}
 
     build(info: LaneInfo, target: HTMLElement): Lane {
@@ -52,7 +54,7 @@ class LaneFactory {
             case "strip":
                 return new StripLane(info, this.page.song.readings.key.segments, this.context, target);
             case "curves":
-                return new CurvesLane(info, this.page, this.context, target);
+                return new CurvesLane(info, this.page, this.context, target, info.id === "tempo" ? this.runs.sharedRange : undefined);
             default:
                 return new PictureLane(info, this.source(info), this.overlayOf(info), this.page.song.sampleRateHz, this.context, target);
         }
@@ -100,15 +102,20 @@ export function showSong(page: SongPage, app: HTMLElement): SongHandle {
     const marks = takeMarks();
     const player = page.audio ? new Player(page.audio, marks, timeline) : null;
     const controls = new Controls(timeline, player, marks, board);
-    app.append(header(page), make("main", {}, card(page), controls.element, board.element), make("footer", {}, page.generator));
-    board.begin();
     const context: LaneContext = { timeline, marks, redraw: () => board.drawAll() };
-    const factory = new LaneFactory(page, context);
+    const runs = new Runs(page, context);
+    const table = runs.table();
+    app.append(header(page), make("main", {}, card(page), ...(table ? [table] : []), controls.element, board.element), make("footer", {}, page.generator));
+    board.begin();
+    const factory = new LaneFactory(page, context, runs);
     for (const info of lanes.filter((lane) => lane.kind !== "overlay")) {
         board.add(
             (target) => factory.build(info, target),
             (lane) => overlaySwitch(lane, () => board.drawAll()),
         );
+        for (const build of runs.beneath(info.id)) {
+            board.add(build);
+        }
     }
     connectPointer(board, timeline, controls);
     connectKeys(board, timeline, controls);

@@ -7,13 +7,14 @@ import type { LaneInfo } from "./lanes";
 import { drawMarks } from "./marks";
 import { inside, makePlot } from "./plot";
 
-const tonics = ["C", "C#", "D", "D#", "E", "F", "F#", "G", "G#", "A", "A#", "B"];
+const letters = "FCGDAEB"; // by fifths
 
 /** A hue for a key: neighbours on the circle of fifths have neighbouring hues. */
 export function hueOf(name: string): number {
     const [tonic = "C", mode] = name.split(" ");
-    const fifths = (Math.max(tonics.indexOf(tonic), 0) * 7) % 12;
-    return ((mode === "minor" ? (fifths + 9) % 12 : fifths) * 30 + 200) % 360;
+    const signs = [...tonic.slice(1)].reduce((sum, sign) => sum + (sign === "#" ? 7 : sign === "b" ? -7 : 0), 0);
+    const fifths = letters.indexOf(tonic.charAt(0)) - 1 + signs + (mode === "minor" ? 9 : 0);
+    return ((((fifths % 12) + 12) % 12) * 30 + 200) % 360;
 }
 
 /** Stretches with names. */
@@ -60,7 +61,7 @@ export class StripLane implements Lane {
     /** Names that do not fit are left out: hovering and the table have them. */
     private label(context: CanvasRenderingContext2D, text: string, x: number, end: number, y: number): void {
         context.fillStyle = themeColour("text");
-        const short = text.replace(" major", "").replace(" minor", "m");
+        const short = text.replace(" major", "").replace(" minor", "m").replace("bar ", "");
         const shown = [text, short].find((label) => x + context.measureText(label).width < end - 4);
         if (shown) {
             context.fillText(shown, x, y);
@@ -81,6 +82,10 @@ export class StripLane implements Lane {
             head: ["From", "To", "Key"],
             rows: shown.map((segment) => [timeText(segment.begin, 1), timeText(segment.end, 1), keyText(segment.name)]),
         };
+    }
+
+    empty(): string {
+        return this.segments.length === 0 ? (this.info.ifEmpty ?? "") : "";
     }
 
     summary(): string {

@@ -67,6 +67,11 @@ export class WaveformLane implements Lane {
         return { caption: "Peak and level", head: ["Time", "Peak", "Root mean square"], rows };
     }
 
+    empty(): string {
+        const isSilent = [this.least, this.greatest].every((list) => list.floor(0).every((value) => value === 0));
+        return isSilent ? (this.info.ifEmpty ?? "") : "";
+    }
+
     summary(): string {
         const greatest = this.greatest.floor(0).reduce((a, b) => Math.max(a, b), 0);
         const least = this.least.floor(0).reduce((a, b) => Math.min(a, b), 0);

@@ -230,7 +230,7 @@ void UnguardBrackets(CommandLine& line) {
          {&options.files, &options.keyLists, &options.parameters, &line.read.files, &line.read.only,
           &line.batch.sources, &line.batch.lists, &line.batch.matches, &line.batch.keyLists,
           &line.batch.readings, &line.batch.parameters, &line.merge.datasets, &line.report.files,
-          &line.clicks.marks, &line.plot.values}) {
+          &line.report.compared, &line.clicks.marks, &line.plot.values}) {
         std::for_each(texts->begin(), texts->end(), Unguard);
     }
     Unguard(options.output);

@@ -4,10 +4,12 @@
 #include "output/files/OutputDirectory.h"
 #include "output/files/OutputName.h"
 #include "page/AudioCopy.h"
+#include "page/ComparedRun.h"
 #include "page/IndexPage.h"
 #include "page/SongCollector.h"
 #include "page/SongDescription.h"
 #include "page/SongPage.h"
+#include "tools/qel/Arguments.h"
 #include "tools/qel/FileRun.h"
 #include "tools/qel/ToolError.h"
 
@@ -20,6 +22,8 @@
 namespace qel::tool {
 namespace {
 
+constexpr std::size_t kMostRuns = 4; // to compare with: as many as a screen has lanes for
+
 // Writes the pages of a run: of one song, or of several and the table of them.
 class Reporter {
 public:
@@ -28,6 +32,9 @@ public:
           mProgress(STDERR_FILENO, isatty(STDERR_FILENO) != 0 && !options.quiet) {}
 
     int Run() {
+        for (const std::string& path : mOptions.compared) {
+            mRuns.push_back(page::ReadComparedRun(path, mOptions.files.front()));
+        }
         const bool isOne = mOptions.files.size() == 1;
         bool good = true;
         for (const std::string& path : mOptions.files) {
@@ -64,10 +71,11 @@ private:
 
     std::vector<std::string> WriteSong(const std::string& path,
                                        const std::filesystem::path& target) try {
-        const page::Song song = page::CollectSong(
+        page::Song song = page::CollectSong(
             path, {.begin = [&](std::int64_t frames,
                                 int rateHz) { mProgress.Begin(path, frames, rateHz); },
                    .advance = [&](std::int64_t frames) { mProgress.Advance(frames); }});
+        song.runs = mRuns;
         std::optional<page::AudioCopy> audio;
         if (!mOptions.noAudio) {
             audio.emplace(path, song.report);
@@ -104,6 +112,7 @@ private:
     const page::PageTemplate mTemplate;
     ProgressBar mProgress;
     std::vector<page::IndexEntry> mEntries;
+    std::vector<page::ComparedRun> mRuns;
 };
 
 } // namespace
@@ -119,6 +128,10 @@ CLI::App* AddReport(CLI::App& app, ReportOptions& options) {
                      "directory \"NAME-pages\" beside it. Missing directories are created")
         ->required()
         ->type_name("PAGE.html");
+    AddRepeatable(command, "--compare", options.compared,
+                  "Another run over the song, to show beneath this one: the output of qel read "
+                  "--format json --beats --key-segments, by another version; repeatable, up to 4")
+        ->type_name("RUN.json");
     command->add_flag("--no-audio", options.noAudio, "Write the page without its sound");
     command
         ->add_option("--template", options.pageTemplate,
@@ -137,9 +150,18 @@ int RunReport(const ReportOptions& options) try {
     if (options.output == "-" && options.files.size() > 1) {
         throw UsageError("--output - is for the page of one file; for several files, name a file");
     }
+    if (!options.compared.empty() && options.files.size() > 1) {
+        throw UsageError("--compare is for one file");
+    }
+    if (options.compared.size() > kMostRuns) {
+        throw UsageError(fmt::format("--compare takes up to {} runs", kMostRuns));
+    }
     RefuseToOverwriteInput(options.files, options.output);
+    RefuseToOverwriteInput(options.compared, options.output);
     return Reporter(options).Run();
 } catch (const page::TemplateError& error) {
+    throw ToolError(error.what());
+} catch (const page::RunError& error) {
     throw ToolError(error.what());
 }
 

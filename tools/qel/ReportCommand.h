@@ -11,7 +11,8 @@ namespace qel::tool {
 struct ReportOptions {
     std::vector<std::string> files;
     std::string output;
-    std::string pageTemplate; // empty: the one beside the program
+    std::string pageTemplate;          // empty: the one beside the program
+    std::vector<std::string> compared; // documents of qel read
     bool noAudio = false;
     bool overwrite = false;
     bool quiet = false;

@@ -23,7 +23,12 @@ export class Bench {
     report(name: string, content: Buffer, ...options: string[]): string {
         const file = join(this.folder, name);
         writeFileSync(file, content);
-        const page = join(this.folder, `${basename(name)}.html`);
+        return this.reportFile(file, ...options);
+    }
+
+    /** Writes the page of a file that is there; returns its path. */
+    reportFile(file: string, ...options: string[]): string {
+        const page = join(this.folder, `${basename(file)}.html`);
         this.qel("report", file, "--output", page, ...options);
         return page;
     }
@@ -114,4 +119,22 @@ export async function readPixels(page: Page): Promise<void> {
             return Array.from({ length: height }, (_, y) => Array.from(data.slice(4 * y, 4 * y + 3)));
         };
     });
+}
+
+/** How many colours the inside of each lane has. */
+export function colourCounts(page: Page): Promise<[string, number][]> {
+    return page.evaluate(
+        () =>
+            window.qelReport?.board.lanes.map(({ info, plot }): [string, number] => {
+                const { left, top, width, height } = plot.bbox;
+                const copy = new OffscreenCanvas(width, height).getContext("2d", { willReadFrequently: true });
+                copy?.drawImage(plot.ctx.canvas, left, top, width, height, 0, 0, width, height);
+                const data = copy?.getImageData(0, 0, width, height).data ?? [];
+                const colours = new Set<number>();
+                for (let i = 0; i < data.length; i += 4) {
+                    colours.add(((data[i] ?? 0) << 16) | ((data[i + 1] ?? 0) << 8) | (data[i + 2] ?? 0));
+                }
+                return [info.id, colours.size];
+            }) ?? [],
+    );
 }

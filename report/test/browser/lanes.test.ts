@@ -1,7 +1,7 @@
 import type {} from "../../src/main";
 import type { Page } from "puppeteer-core";
 import { afterAll, beforeAll, describe, expect, it } from "vitest";
-import { Bench, readPixels } from "./chromium";
+import { Bench, colourCounts, readPixels } from "./chromium";
 import { strokes, tones, wav } from "./sounds";
 
 const bench = new Bench();
@@ -35,19 +35,7 @@ describe("the lanes of known sounds", () => {
 
     it("are all drawn", async () => {
         await bench.front(beats);
-        const kinds = await beats.evaluate(() =>
-            window.qelReport?.board.lanes.map(({ info, plot }) => {
-                const { left, top, width, height } = plot.bbox;
-                const copy = new OffscreenCanvas(width, height).getContext("2d", { willReadFrequently: true });
-                copy?.drawImage(plot.ctx.canvas, left, top, width, height, 0, 0, width, height);
-                const data = copy?.getImageData(0, 0, width, height).data ?? [];
-                const colours = new Set<number>();
-                for (let i = 0; i < data.length; i += 4) {
-                    colours.add(((data[i] ?? 0) << 16) | ((data[i + 1] ?? 0) << 8) | (data[i + 2] ?? 0));
-                }
-                return [info.id, colours.size > 2];
-            }),
-        );
+        const kinds = (await colourCounts(beats)).map(([id, colours]) => [id, colours > 2]);
         expect(kinds).toEqual(["waveform", "spectrogram", "constantq", "chroma", "keys", "tempo", "loudness"].map((id) => [id, true]));
         await bench.shot(beats, "beats");
     });
@@ -103,7 +91,80 @@ describe("the lanes of known sounds", () => {
         }
     });
 
+    /** Where a colour is in a column of a lane, as values of its axis. */
+    const valuesOf = (page: Page, lane: string, seconds: number, colour: string): Promise<number[]> =>
+        page.evaluate((id, at, name) => {
+            const found = window.qelReport?.board.lanes.find((other) => other.info.id === id);
+            const probe = new OffscreenCanvas(1, 1).getContext("2d");
+            if (!found || !probe) {
+                throw new Error(id);
+            }
+            probe.fillStyle = getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
+            probe.fillRect(0, 0, 1, 1);
+            const wanted = probe.getImageData(0, 0, 1, 1).data;
+            const { top } = found.plot.bbox;
+            return window.laneColumn(id, at).flatMap((pixel, y) => {
+                const isIt = pixel.every((part, i) => Math.abs(part - (wanted[i] ?? 0)) < 40);
+                return isIt ? [found.plot.posToVal(top + y + 0.5, "y", true)] : [];
+            });
+        }, lane, seconds, colour);
+
+    it("draw the tempo of the strokes at 120 BPM", async () => {
+        await bench.front(beats);
+        const values = await valuesOf(beats, "tempo", 6.25, "curve2");
+        expect(values.length).toBeGreaterThan(0);
+        values.forEach((value) => expect(Math.abs(value - 120)).toBeLessThan(3));
+    });
+
+    it("draw the loudness of a sine at its height", async () => {
+        await bench.front(sine);
+        // Half of full scale in one channel: -0.691 + 10 lg(0.5² / 2) + the filter's 0.1 dB at 509 Hz.
+        const values = await valuesOf(sine, "loudness", 2, "curve");
+        expect(values.length).toBeGreaterThan(0);
+        values.forEach((value) => expect(Math.abs(value - -9.7)).toBeLessThan(1));
+    });
+
+    it("fill the lane of keys with the hue of the key", async () => {
+        await bench.front(triad);
+        const name = await triad.evaluate(() => window.qelReport?.board.lanes.find((lane) => lane.info.id === "keys")?.valueAt(2, null));
+        expect(name).toBe("C major");
+        // Blue, 200 degrees, and light: its blue is above its green, and that above its red.
+        const column = await triad.evaluate(() => window.laneColumn("keys", 3));
+        const filled = column.filter(([red = 0, green = 0, blue = 0]) => blue - red > 40 && blue > green && green > red);
+        expect(filled.length).toBeGreaterThan(column.length * 0.9);
+    });
+
+    it("have a legend where there are two curves, and only while they are open", async () => {
+        await bench.front(beats);
+        const shown = (): Promise<(string | null)[]> => beats.$$eval(".legend:not([hidden])", (found) => found.map((key) => key.textContent));
+        expect(await shown()).toEqual(["from what was heard so far", "from four beats"]);
+        await beats.click("[aria-controls=lane-tempo]");
+        expect(await shown()).toEqual([]);
+        await beats.click("[aria-controls=lane-tempo]");
+    });
+
+    it("hide the switch of an overlay while its lane is folded", async () => {
+        const isHidden = (): Promise<boolean> => beats.$eval(".lane .toggle", (button) => (button as HTMLElement).hidden);
+        expect(await isHidden()).toBe(false);
+        await beats.click("[aria-controls=lane-spectrogram]");
+        expect(await isHidden()).toBe(true);
+        await beats.click("[aria-controls=lane-spectrogram]");
+        expect(await isHidden()).toBe(false);
+    });
+
+    it("say why they are empty", async () => {
+        const says = async (page: Page): Promise<string[]> => page.$$eval(".empty", (found) => found.map((text) => text.closest(".body")?.id ?? ""));
+        const silence = await bench.open(bench.report("silence.wav", wav(new Float32Array(3 * 44100))));
+        expect(await says(silence)).toEqual(["waveform", "spectrogram", "constantq", "chroma", "keys", "tempo", "loudness"].map((id) => `lane-${id}`));
+        await bench.shot(silence, "silence");
+        const fast = await bench.open(bench.report("fast.wav", wav(tones([1000], 3, 0.5), "", 192000)));
+        expect(await says(fast)).toEqual(["lane-keys", "lane-tempo"]);
+        await bench.shot(fast, "fast");
+        expect(await says(beats)).toEqual([]);
+    }, 60000);
+
     it("show the strokes of the waveform under the lines", async () => {
+        await bench.front(beats);
         await beats.evaluate(() => {
             window.qelReport?.marks.forEach((mark) => {
                 mark.shown = false;

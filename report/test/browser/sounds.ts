@@ -11,14 +11,14 @@ function chunk(id: string, content: Buffer): Buffer {
 }
 
 /** One channel, 16 bits. A title stands in the file as its tag. */
-export function wav(samples: Float32Array, title = ""): Buffer {
+export function wav(samples: Float32Array, title = "", rateHz = rate): Buffer {
     const data = Buffer.alloc(samples.length * 2);
     samples.forEach((sample, i) => data.writeInt16LE(Math.round(Math.min(Math.max(sample, -1), 1) * 32767), i * 2));
     const format = Buffer.alloc(16);
     format.writeUInt16LE(1, 0);
     format.writeUInt16LE(1, 2);
-    format.writeUInt32LE(rate, 4);
-    format.writeUInt32LE(rate * 2, 8);
+    format.writeUInt32LE(rateHz, 4);
+    format.writeUInt32LE(rateHz * 2, 8);
     format.writeUInt16LE(2, 12);
     format.writeUInt16LE(16, 14);
     const tags = title === "" ? Buffer.alloc(0) : chunk("LIST", Buffer.concat([bytes("INFO"), chunk("INAM", bytes(`${title}\0`))]));

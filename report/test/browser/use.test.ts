@@ -3,22 +3,11 @@ import { join } from "node:path";
 import type { Page } from "puppeteer-core";
 import { afterAll, beforeAll, describe, expect, it } from "vitest";
 import type {} from "../../src/main";
+import { violations } from "./axe";
 import { Bench } from "./chromium";
 import { strokes, wav } from "./sounds";
 
 const bench = new Bench();
-const axe = readFileSync(join(__dirname, "../../node_modules/axe-core/axe.min.js"), "utf8");
-
-/** What axe-core finds against a page. It is run past the page's policy, as extensions are. */
-async function violations(page: Page): Promise<string[]> {
-    await page.evaluate(axe);
-    return page.evaluate(async () => {
-        const axeCore = (window as unknown as { axe: { run(): Promise<{ violations: { id: string; nodes: { html: string }[] }[] }> } }).axe;
-        const found = await axeCore.run();
-        return found.violations.map((violation) => `${violation.id}: ${violation.nodes[0]?.html}`);
-    });
-}
-
 const view = (page: Page): Promise<number[]> =>
     page.evaluate(() => {
         const timeline = window.qelReport?.timeline;
@@ -206,6 +195,43 @@ describe("pages of hostile files", () => {
         expect(await page.evaluate(() => (window as unknown as { ran?: boolean }).ran)).toBeUndefined();
         expect(hostile.messages.length).toBeGreaterThan(0); // Chromium tells of the violation
     });
+});
+
+describe("two runs of a song", () => {
+    const both = new Bench();
+    afterAll(() => both.close());
+
+    it("stand beneath each other on one axis", async () => {
+        const file = join(both.folder, "song.wav");
+        writeFileSync(file, wav(strokes(120, 16)));
+        const run = JSON.parse(both.qel("read", file, "--format", "json", "--beats", "--key-segments", "--quiet"));
+        const beats: { seconds: number; position: number }[] = run.files[0].beats;
+        // Another run: every second beat, all of them 30 ms late, and another key.
+        run.files[0].beats = beats.filter((_, i) => i % 2 === 0).map((beat, i) => ({ ...beat, seconds: beat.seconds + 0.03, position: (i % 2) + 1 }));
+        run.files[0].tempo_bpm = 60;
+        run.files[0].key_segments = [{ begin_seconds: 0, end_seconds: 16, key: "Bb major" }];
+        run.files[0].key = "Bb major";
+        const other = join(both.folder, "old <b>.json");
+        writeFileSync(other, JSON.stringify(run));
+        const page = await both.open(both.reportFile(file, "--compare", other), 1280, 2200);
+        const ids = await page.evaluate(() => window.qelReport?.board.lanes.map((lane) => lane.info.id));
+        expect(ids).toEqual(["waveform", "bars", "bars-0", "spectrogram", "constantq", "chroma", "keys", "keys-0", "tempo", "tempo-0", "loudness"]);
+        const cells = await page.$$eval(".runs tr", (rows) => rows.map((row) => Array.from(row.children, (cell) => cell.textContent)));
+        expect(cells[0]).toEqual(["Reading", "This run", "old <b>.json (qel 0.1.0)"]);
+        expect(cells[1]?.[2]).toBe("60.00 BPM");
+        expect(cells[2]?.[2]).toBe("B♭ major");
+        expect(cells[4]).toEqual(["Beats", String(beats.length), String(run.files[0].beats.length)]);
+        expect(cells[5]?.[2]).toBe("100 %");
+        const says = await page.evaluate(() => window.qelReport?.board.lanes.filter((lane) => /^(keys|tempo)-0$/.test(lane.info.id)).map((lane) => lane.valueAt(8, null)));
+        expect(says?.[0]).toBe("B♭ major");
+        expect(Number(/^[\d.]+/.exec(says?.[1] ?? "")?.[0])).toBeCloseTo(60, 0);
+        // One axis for both tempi.
+        const ranges = await page.evaluate(() => window.qelReport?.board.lanes.filter((lane) => lane.info.id.startsWith("tempo")).map(({ plot }) => [plot.scales.y?.min, plot.scales.y?.max]));
+        expect(ranges?.[0]).toEqual(ranges?.[1]);
+        expect(await violations(page)).toEqual([]);
+        await both.shot(page, "compare");
+        expect(both.messages).toEqual([]);
+    }, 120000);
 });
 
 describe("the table of songs", () => {

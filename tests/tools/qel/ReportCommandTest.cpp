@@ -72,6 +72,27 @@ TEST_F(ReportCommandTest, SeveralFilesGetPagesAndATable) {
     EXPECT_EQ(mDirectory.Entries("songs-pages").size(), 1u);
 }
 
+TEST_F(ReportCommandTest, ARunToCompareWithIsInThePage) {
+    RunTool({"read", File("drums.wav"), "--format", "json", "--beats", "--output", File("r.json")});
+    const ChildResult run =
+        Report({File("drums.wav"), "--compare", File("r.json"), "--output", File("page.html")});
+    EXPECT_EQ(run.status, 0) << run.err;
+    const std::string page = ReadFile(File("page.html"));
+    EXPECT_NE(page.find(R"("runs":[{"label":"r.json (qel )"), std::string::npos);
+    EXPECT_NE(page.find("id=\"qel:marks:beats-0\""), std::string::npos);
+}
+
+TEST_F(ReportCommandTest, ARunThatCannotBeComparedIsNamed) {
+    const std::string page = File("page.html");
+    const ChildResult run =
+        Report({File("drums.wav"), "--compare", File("drums.wav"), "--output", page});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "qel: " + File("drums.wav") + ": is no output of qel read --format json\n");
+    const std::vector<std::string> two{File("drums.wav"), File("drums.wav"), "--compare",
+                                       File("t.html"),    "--output",        page};
+    EXPECT_EQ(Report(two).status, 2);
+}
+
 TEST_F(ReportCommandTest, AnInputIsNotReplaced) {
     const std::string before = ReadFile(File("drums.wav"));
     const ChildResult run =
