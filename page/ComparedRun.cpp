@@ -40,8 +40,8 @@ const Json& EntryOf(const Json& document, const std::string& path, const std::st
             return entry;
         }
     }
-    throw RunError(fmt::format("{}: has {} songs and none is named {}", path, files.size(),
-                               NameOf(song)));
+    throw RunError(
+        fmt::format("{}: has {} songs and none is named {}", path, files.size(), NameOf(song)));
 }
 
 double NumberOr0(const Json& entry, const char* name) {
@@ -112,11 +112,12 @@ Json DescribeRuns(const std::vector<ComparedRun>& runs) {
                                 {"end", stretch.endSeconds},
                                 {"name", stretch.key}});
         }
-        list.push_back({{"label", run.label},
-                        {"tempoBpm", run.tempoBpm > 0 ? Json(run.tempoBpm) : Json(nullptr)},
-                        {"beatsPerBar", run.beatsPerBar > 0 ? Json(run.beatsPerBar) : Json(nullptr)},
-                        {"key", run.key.empty() ? Json(nullptr) : Json(run.key)},
-                        {"segments", segments}});
+        list.push_back(
+            {{"label", run.label},
+             {"tempoBpm", run.tempoBpm > 0 ? Json(run.tempoBpm) : Json(nullptr)},
+             {"beatsPerBar", run.beatsPerBar > 0 ? Json(run.beatsPerBar) : Json(nullptr)},
+             {"key", run.key.empty() ? Json(nullptr) : Json(run.key)},
+             {"segments", segments}});
     }
     return list;
 }

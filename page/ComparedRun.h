@@ -8,7 +8,8 @@
 
 namespace qel::page {
 
-// A file that has no run to compare with. what() is one line that names the file and says what to do.
+// A file that has no run to compare with. what() is one line that names the file and says what to
+// do.
 struct RunError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -21,10 +22,10 @@ struct ComparedRun {
         std::string key;
     };
 
-    std::string label; // shown; the name of its file and what wrote it
-    double tempoBpm = 0;   // 0: none
+    std::string label;      // shown; the name of its file and what wrote it
+    double tempoBpm = 0;    // 0: none
     double beatsPerBar = 0; // 0: none
-    std::string key;       // empty: none
+    std::string key;        // empty: none
     std::vector<double> beatSeconds;
     std::vector<double> downBeatSeconds;
     std::vector<Stretch> keySegments;
