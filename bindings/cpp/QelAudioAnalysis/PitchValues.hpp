@@ -83,11 +83,11 @@ inline constexpr ValueInfo kTonalCentroidValues[] = {
      "1",
      {-1, 1},
      "The sum over the pitch classes p of P[p] r t(a p), divided by the sum of all P[p]. P is "
-     "\"pitch class profile\"; t is the sine in the places 0, 2, 4 and the cosine in the places "
-     "1, 3, 5; a and r depend on the circle: 7 pi / 6 and 1 in the places 0 and 1 (fifths), 3 pi "
-     "/ 2 and 1 in 2 and 3 (minor thirds), 2 pi / 3 and 0.5 in 4 and 5 (major thirds, which "
-     "therefore lie within -0.5 and 0.5). Not a number, in all places, where the profile is not. "
-     "Example: the triad C4 E4 G4 gives 0.43, 0.23, 0.33, 0.46, 0.13, -0.06.",
+     "\"pitch class profile\"; t is the sine in the places 0, 2, 4 and the cosine in the places 1, "
+     "3, 5; a and r depend on the circle: 7 pi / 6 and 1 in the places 0 and 1 (fifths), 3 pi / 2 "
+     "and 1 in 2 and 3 (minor thirds), 2 pi / 3 and 0.5 in 4 and 5 (major thirds, which therefore "
+     "lie within -0.5 and 0.5). All six are not a number if the profile is not a number, as in "
+     "silence. Example: the triad C4 E4 G4 gives 0.43, 0.23, 0.33, 0.46, 0.13, -0.06.",
      "Harte, Sandler and Gasser, Detecting harmonic change in musical audio, ACM Workshop on Audio "
      "and Music Computing Multimedia, 2006"},
 };
@@ -96,13 +96,13 @@ inline constexpr ValueInfo kGlobalKeyValues[] = {
     {"global key", "name", detail::kText,
      "One of the names of \"dominant key\". It is not the most frequent key. It is found in four "
      "steps: (1) the keys are numbered from 0 (\"C Major\") to 23 (\"B Minor\"); (2) m and n are "
-     "the lowest and the highest number of all frames; (3) the range is divided into 24 classes "
-     "of width (n - m + 1) / 24; (4) the result is the name with the number of the fullest class, "
-     "the lowest one of several. This equals the most frequent key if both \"C Major\" (silence "
-     "is enough) and \"B Minor\" occur, and usually another key if not. If all frames are \"G "
-     "Major\" the result is \"C Major\"; so it is without any frame. To find the key of a piece, "
-     "take the mean of \"pitch class porofile key correlation\" (sic) over all frames and choose "
-     "the greatest of the 24 means.",
+     "the lowest and the highest number of all frames; (3) the range is divided into 24 classes of "
+     "width (n - m + 1) / 24; (4) the result is the name with the number of the fullest class, the "
+     "lowest one of several. This equals the most frequent key if both \"C Major\" (silence is "
+     "enough) and \"B Minor\" occur, and usually another key if not. If all frames are \"G Major\" "
+     "the result is \"C Major\". A stream shorter than one frame gives \"C Major\" too. To find "
+     "the key of a piece, take the mean of \"pitch class porofile key correlation\" (sic) over all "
+     "frames and choose the greatest of the 24 means.",
      ""},
 };
 

@@ -67,8 +67,9 @@ inline constexpr ValueInfo kGlobalTempoValues[] = {
      {0, 1},
      "The share of tempo 1 in the sum of the weighted autocorrelations of both tempi. It compares "
      "the two tempi and is not a probability of being right. 1.00 says only that tempo 2 has "
-     "weight 0. 0.5 where one tempo has replaced the other. Below 0.5 the beats follow tempo 2. "
-     "Example: clicks at 60 BPM give 30, 60 and 1.00, although 60 is right.",
+     "weight 0. It is 0.5 if one tempo has replaced the other, so that both are equal. Below 0.5 "
+     "the beats follow tempo 2. Example: clicks at 60 BPM give 30, 60 and 1.00, although 60 is "
+     "right.",
      "after McKinney, Moelants, Davies and Klapuri 2007"},
 };
 

@@ -56,9 +56,10 @@ inline constexpr ValueInfo kMelCepstralValues[] = {
      "Coefficient j of 0 to 12: the sum over p from 0 to 12 of a[40 j + p] L[p], divided by the "
      "square root of the sum of the squares of all 13. a[13 i + n], for i from 0 to 39, is cos(pi "
      "/ 40 n (i + 0.5)) / sqrt(20), multiplied by sqrt(1/2) for n = 0. This is a table of cosines "
-     "for 40 bands, and it is read across its layout. No coefficient is therefore a cosine "
-     "transform of L; coefficient 0 is not a level and coefficient 1 not a tilt. In silence all "
-     "L[p] are -10, and the vector is always the same; its first coefficient is -0.985.",
+     "for 40 bands with 13 numbers per band, and it is read as if it had 40 per row. No "
+     "coefficient is therefore a term of a cosine transform of L; coefficient 0 is not a level and "
+     "coefficient 1 not a tilt. In silence all L[p] are -10, and the vector is always the same; "
+     "its first coefficient is -0.985.",
      "after Davis and Mermelstein, Comparison of parametric representations for monosyllabic word "
      "recognition in continuously spoken sentences, IEEE Trans. ASSP 28(4), 1980; filters after "
      "Slaney, Technical Report 1998-010, Interval Research Corporation, 1998"},

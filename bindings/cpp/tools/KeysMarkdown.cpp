@@ -35,7 +35,7 @@ The data callback gets `count` blocks. Each is a pointer and a size in bytes.
 - **Order.** Frame-major: the block of frame f and channel c is `blocks[f * channels + c]`, and
   `count` is frames times channels. All keys except "reasigned spectrum" (sic) deliver one frame per
   call: `count` is then the number of channels, and `blocks[c]` is channel c.
-- **Byte order.** That of the machine.
+- **Byte order.** The byte order of the machine.
 - **Life.** Blocks and payloads belong to the library and are valid until the callback returns. Copy
   what you keep, including the list that a block of events or partials points to. In C++, `qel::Result`
   is a view with the same life. `Result::store()` makes a copy, and `Result::events()` and
