@@ -184,7 +184,7 @@ def test_mono_is_the_mean_in_double_precision() -> None:
 
 
 def test_channels_must_not_change_between_blocks() -> None:
-    with pytest.raises(qelaudio.Error, match="1 channels after blocks of 2"):
+    with pytest.raises(qelaudio.Error, match="a block of 1 channel after blocks of 2"):
         values_of(iter([AUDIO, AUDIO[0]]))
 
 

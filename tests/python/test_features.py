@@ -196,6 +196,18 @@ def test_a_notebook_shows_a_small_table(analysis: qelaudio.Analysis, key: str) -
     assert len(repr(analysis[key])) < 200
 
 
+def test_one_channel_is_not_several() -> None:
+    mono = np.zeros(1024, np.float32)
+    keys = ["spectrum flux properties", "dominant key"]
+    one = qelaudio.analyze(mono, keys, sample_rate=RATE)
+    two = qelaudio.analyze(np.stack([mono, mono]), keys, sample_rate=RATE, mix="keep")
+    assert repr(one) == f"<Analysis: {1024 / RATE:.3f} s, 1 channel, {', '.join(keys)}>"
+    assert repr(one[keys[0]]).endswith(": 1 channel, 1 frame, 2 values>")
+    assert repr(two[keys[0]]).endswith(": 2 channels, 1 frame, 2 values>")
+    assert repr(two[keys[1]]).endswith(": 2 channels, 0 names>")
+    assert " 1 channel, " in one._repr_html_() and " 2 channels, " in two._repr_html_()
+
+
 def test_a_notebook_shows_all_keys(analysis: qelaudio.Analysis) -> None:
     shown = analysis._repr_html_()
     assert all(key in shown for key in KEYS)

@@ -10,6 +10,7 @@ from qelaudio import _core
 from qelaudio._errors import Error
 from qelaudio._features import Result, make_result
 from qelaudio._keys import canonical, keys, shortened
+from qelaudio._texts import counted
 
 
 class Analysis(Mapping[str, Any]):
@@ -92,7 +93,8 @@ class Analysis(Mapping[str, Any]):
         return len(self._results)
 
     def __repr__(self) -> str:
-        return f"<Analysis: {self.seconds:.3f} s, {self.channels} channels, {shortened(', '.join(self))}>"
+        channels = counted(self.channels, "channel")
+        return f"<Analysis: {self.seconds:.3f} s, {channels}, {shortened(', '.join(self))}>"
 
     def _repr_html_(self) -> str:
         rows = "".join(
@@ -100,6 +102,7 @@ class Analysis(Mapping[str, Any]):
             f"<td>{html.escape(', '.join(dict.fromkeys(result.units)))}</td></tr>"
             for name, result in self._results.items()
         )
-        caption = f"{self.seconds:.3f} s, {self.channels} channels, {self.sample_rate:g} Hz"
+        channels = counted(self.channels, "channel")
+        caption = f"{self.seconds:.3f} s, {channels}, {self.sample_rate:g} Hz"
         head = "<tr><th>key</th><th>results</th><th>unit</th></tr>"
         return f"<table><caption>{caption}</caption>{head}{rows}</table>"

@@ -23,6 +23,7 @@ from qelaudio._parameters import (
     require_owner,
 )
 from qelaudio._sources import MOST_CHANNELS, as_samples, bad, checked_count, checked_rate
+from qelaudio._texts import counted
 
 
 class _ParameterAttribute:
@@ -198,8 +199,9 @@ class Analyzer:
         array = as_samples(samples)
         if array.shape[0] != self._input_channels:
             is_turned = array.shape[1] == self._input_channels
+            channels = counted(array.shape[0], "channel")
             raise bad(
-                f"samples of the shape {array.shape} are {array.shape[0]} channels, and the stream has "
+                f"samples of the shape {array.shape} are {channels}, and the stream has "
                 f"{self._input_channels}" + ("; pass the transpose, array.T" if is_turned else "")
             )
         session.push(array)
@@ -248,7 +250,7 @@ class Analyzer:
         raise TypeError("an Analyzer is not copied: both would go on with the same stream")
 
     def __repr__(self) -> str:
-        state = f"{self.samples} samples" if self._session is not None else "closed"
+        state = counted(self.samples, "sample") if self._session is not None else "closed"
         keys = shortened(", ".join(self._keys))
         return f"<Analyzer: {self._sample_rate:g} Hz, {keys}: {state}>"
 

@@ -10,6 +10,7 @@ import numpy as np
 from numpy.typing import NDArray
 
 from qelaudio._answer import Answer, Listed
+from qelaudio._texts import counted
 
 if TYPE_CHECKING:
     import pandas
@@ -31,7 +32,7 @@ class Tempo(Answer):
     is_steady : bool
         False: there is no steady tempo, and `bpm` is the best guess.
     strength : float
-        0 to 1: the share of such answers that are right.
+        0 to 1: the estimated chance that the answer is right.
     """
 
     bpm: float
@@ -89,7 +90,7 @@ class Bars(Answer):
     beats_per_bar : int
         2 to 7; 0: not known.
     strength : float
-        0 to 1: the share of such answers that are right.
+        0 to 1: the estimated chance that the answer is right.
     downbeats : array of float64, shape (bars,)
         Seconds to the first beat of each bar.
     """
@@ -137,7 +138,7 @@ class KeyAnswer(Answer):
     ----------
     main, runner_up : MusicalKey
     strength : float
-        0 to 1: the share of such answers that are right. 0: no key was found, and `main` and
+        0 to 1: the estimated chance that the answer is right. 0: no key was found, and `main` and
         `runner_up` mean nothing.
     segments : tuple of KeySegment
         They follow each other without gaps.
@@ -351,7 +352,7 @@ class Readings(Answer):
     def __repr__(self) -> str:
         answers = {name: getattr(self, name) for name in ANSWERS}
         there = ", ".join(name for name, answer in answers.items() if answer is not None)
-        return f"<Readings: {self.seconds:.3f} s, {self.channels} channels, {there}>"
+        return f"<Readings: {self.seconds:.3f} s, {counted(self.channels, 'channel')}, {there}>"
 
     def to_pandas(self) -> pandas.DataFrame:
         """A table of one row: the single numbers and names of all answers.

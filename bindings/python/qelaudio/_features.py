@@ -13,6 +13,7 @@ from numpy.typing import NDArray
 from qelaudio import _frames, _plots
 from qelaudio._errors import STATUS_BAD_FORMAT, STATUS_UNKNOWN, Error
 from qelaudio._keys import Key
+from qelaudio._texts import counted
 
 if TYPE_CHECKING:
     import pandas
@@ -230,7 +231,8 @@ class Feature(Result):
 
     def _size(self) -> str:
         channels, frames, values = self.values.shape
-        return f"{channels} channels, {frames} frames, {values} values"
+        sizes = ((channels, "channel"), (frames, "frame"), (values, "value"))
+        return ", ".join(counted(*size) for size in sizes)
 
 
 @dataclass(frozen=True, eq=False, repr=False)
@@ -281,9 +283,8 @@ class Events(Result):
         return as_array(self.times, dtype, copy)
 
     def _size(self) -> str:
-        return f"{self.channels} channels, {len(self)} events" + (
-            "" if self.is_found else ", no result"
-        )
+        size = f"{counted(self.channels, 'channel')}, {counted(len(self), 'event')}"
+        return size + ("" if self.is_found else ", no result")
 
 
 @dataclass(frozen=True, eq=False, repr=False)
@@ -310,7 +311,7 @@ class Names(Result):
         return iter(self.values)
 
     def _size(self) -> str:
-        return f"{self.channels} channels, {len(self)} names"
+        return f"{counted(self.channels, 'channel')}, {counted(len(self), 'name')}"
 
 
 @dataclass(frozen=True, eq=False, repr=False)
@@ -362,7 +363,8 @@ class Partials(Result):
         return {name: getattr(self, name)[begin:end] for name in fields}
 
     def _size(self) -> str:
-        return f"{self.channels} channels, {len(self)} frames, {len(self.bin)} partials"
+        sizes = ((self.channels, "channel"), (len(self), "frame"), (len(self.bin), "partial"))
+        return ", ".join(counted(*size) for size in sizes)
 
 
 def _part(offsets: NDArray[np.int64], index: int, count: int) -> tuple[int, int]:

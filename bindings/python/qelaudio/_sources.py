@@ -12,6 +12,7 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from qelaudio._errors import STATUS_BAD_FORMAT, Error, FileError
+from qelaudio._texts import counted
 
 Source = str | os.PathLike[str] | ArrayLike | Iterable[ArrayLike]
 Samples = NDArray[np.float32]
@@ -227,9 +228,8 @@ class BlockStream:
         for block in self._blocks:
             samples = as_samples(block)
             if samples.shape[0] != self.channels:
-                raise bad(
-                    f"a block of {samples.shape[0]} channels after blocks of {self.channels}"
-                )
+                channels = counted(samples.shape[0], "channel")
+                raise bad(f"a block of {channels} after blocks of {self.channels}")
             yield samples
 
     def warnings(self) -> tuple[str, ...]:
