@@ -7,7 +7,7 @@
  *
  *   1. QelAudioAnalysisNew          give the list of keys and the data callback
  *   2. QelAudioAnalysisInitialize   give the stream format, the largest push, the length if known
- *   3. QelAudioAnalysisSetParameter (optional; parameters belong to what initialization builds)
+ *   3. QelAudioAnalysisSetParameter (optional; initialization sets the defaults)
  *   4. QelAudioAnalysisPushAudio    any number of times; per-frame results arrive during the call
  *   5. QelAudioAnalysisProcess      with flush 1 at the end; results of the whole stream arrive
  *   6. QelAudioAnalysisDispose

@@ -3,7 +3,7 @@
  * hops and texts from these rows. Clients in C rarely need this file: QelAudioAnalysisNames.h has
  * the strings, docs/keys.md has the rest in readable form.
  *
- * A reader defines a macro with the columns as parameters and passes its name:
+ * To read a table, define a macro with its columns as parameters and pass the name of the macro:
  *
  *     #define ROW(symbol, text, slot, payload, bytes, delivery, results, companion) text,
  *     const char* const texts[] = {QEL_KEY_TABLE(ROW)};
@@ -52,7 +52,7 @@
  *   slot       the slot that computes it; its frame and hop are those of the key, but a key that is
  *              delivered per push has none
  *   payload    the content of a block, a member of qel::PayloadKind
- *   bytes      of one block; of Range: of the record of one channel
+ *   bytes      of one block; for Range, of the record of one channel
  *   delivery   when results arrive, a member of qel::Delivery
  *   results    per frame
  *   companion  not empty if the key creates no slot: a key of the same slot that must come before it

@@ -22,15 +22,15 @@ namespace qel::media {
 // Decodes an audio file as a stream, block by block, at the file's own sample rate, aligned to the
 // sample: sample 0 is the first sample of the audio that was encoded.
 //
-// The first frame that comes out of the decoder sets the sample rate and the channels. A file whose
-// rate or channel count changes on the way is refused there; a new sample format is followed.
+// The first frame that comes out of the decoder sets the sample rate and the channels. A later
+// change of the rate or of the number of channels is an error; the sample format may change.
 //
-// A lossless codec promises every sample: there, damage is a fault of the file, as is a file's end
-// before the length that it states. In lossy ones a damaged packet is left out and counted.
+// In lossless audio, damage is an error, and so is an end before the stated length. In lossy audio,
+// a damaged packet is skipped and counted.
 class AudioDecoder {
 public:
     // Opens a file and decodes its first frame. Throws Error, with the reason but without the
-    // file's name, if there is no audio to be had.
+    // file's name, if there is no audio.
     explicit AudioDecoder(const std::string& path, Cancellation cancellation = Cancellation());
 
     AudioDecoder(const AudioDecoder&) = delete;
@@ -39,8 +39,8 @@ public:
     int SampleRateHz() const { return mRateHz; }
     std::size_t Channels() const { return mChannels; }
 
-    // Length that the file states, in frames; 0 if it states none. An encoder's delay and padding
-    // may be in it: it serves a progress bar and a hint, not as a length.
+    // Length that the file states, in frames; 0 if it states none. It may include the encoder's
+    // delay and padding: use it for a progress bar or as a hint, not as the length.
     std::int64_t ExpectedFrames() const { return mFile.DeclaredFrames(mRateHz).value_or(0); }
 
     // Fills one buffer per channel with up to capacity samples and returns how many. Fewer than

@@ -6,12 +6,12 @@
 
 namespace qel::media {
 
-// Whether the work on a file is to be given up: the client's question, which may be empty.
+// The client's question whether to stop the work on a file; it may be empty.
 class Cancellation {
 public:
     explicit Cancellation(CancelQuestion question = {}) : mQuestion(std::move(question)) {}
 
-    // FFmpeg's functions of C stand between some of the callers and the client.
+    // Must not throw: FFmpeg's C functions lie between some callers and the client.
     bool IsRequested() const noexcept { return mQuestion && mQuestion(); }
 
     // Throws Error with Fault::Cancelled.

@@ -8,7 +8,7 @@
 
 namespace qel::media {
 
-// Holds one block of decoded audio, and makes of its channels those that are analyzed.
+// Holds one block of decoded audio and derives the analyzed channels from it.
 class ChannelMixer {
 public:
     ChannelMixer(std::size_t channels, std::size_t blockSamples, ChannelMix mix);
@@ -18,7 +18,7 @@ public:
 
     std::size_t OutputChannels() const { return mOutput.size(); }
 
-    // The first so many samples of the block, one pointer per analyzed channel, valid until the
+    // The first `samples` samples of the block, one pointer per analyzed channel, valid until the
     // input changes. The mono mix is the mean of all channels, in double precision, so that equal
     // channels give exactly one of them.
     std::span<const float* const> Mix(std::size_t samples);

@@ -6,7 +6,7 @@
 namespace qel::media {
 
 // Decides which samples of each decoded frame belong to the audio, and counts those that do not:
-// the encoder's delay in front and its padding at the end.
+// the encoder's delay at the start and its padding at the end.
 class FrameTrimmer {
 public:
     // The samples [first, first + count) of a frame are kept.
@@ -15,13 +15,13 @@ public:
         std::int64_t count = 0;
     };
 
-    // frames more samples are to be dropped in front of what comes next.
+    // Drops `frames` more samples before the next ones.
     void AddLeading(std::int64_t frames) { mPendingLeading += frames; }
 
-    // Nothing is kept beyond this many samples in all.
+    // Keeps at most this many samples in total.
     void SetEnd(std::int64_t frames) { mEnd = frames; }
 
-    // Judges a frame of so many samples, of which the last tailFrames are padding.
+    // Returns what is kept of a frame whose last tailFrames samples are padding.
     Kept Trim(std::int64_t frames, std::int64_t tailFrames);
 
     std::int64_t LeadingFrames() const { return mLeading; }

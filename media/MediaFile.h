@@ -17,15 +17,15 @@ namespace qel::media {
 // be read at all is listed in MediaFormats.
 class MediaFile {
 public:
-    // Opens the file and chooses the stream that FFmpeg holds for the best audio (the default
+    // Opens the file and chooses the stream that FFmpeg considers the best audio (the default
     // stream first, then the highest bit rate). Throws Error for a path that cannot be read, is
     // no regular file, is empty, or holds no audio; and if it is cancelled.
     MediaFile(const std::string& path, Cancellation cancellation);
     MediaFile(const MediaFile&) = delete;
     MediaFile& operator=(const MediaFile&) = delete;
 
-    // Reads the next packet of the stream. False at the end; also false after a read error, which
-    // a look at the declared length then reveals as a truncated file. Throws Error if it is
+    // Reads the next packet of the stream. False at the end; also false after a read error; the
+    // declared length then shows that the file is truncated. Throws Error if it is
     // cancelled.
     bool ReadPacket(AVPacket& packet);
 
@@ -37,7 +37,7 @@ public:
     // Short name of the container, as FFmpeg has it ("wav", "ogg", "mov").
     std::string ContainerName() const;
 
-    // What the file says under that name, or its audio stream; empty where it says nothing.
+    // The tag of that name, of the file or of its audio stream; empty if there is none.
     std::string Tag(const char* name) const;
 
     // Length that the container states, in frames at rateHz and before trimming; empty when it
@@ -49,13 +49,13 @@ public:
     // which the last one may be shorter than the others.
     std::int64_t DeclaredSlack(int rateHz) const;
 
-    // Length after trimming where the container tells it apart: from the gapless comment of an M4A
-    // file, or from the clock of its track. Empty elsewhere.
+    // Length after trimming where the container states it separately: from the gapless comment of
+    // an M4A file, or from the clock of its track. Empty elsewhere.
     std::optional<std::int64_t> PresentedFrames(int rateHz) const;
 
     // The duration in seconds that the container states for its one stream, if the packets did not
     // reach it: neither by their times nor by the frames that came out of them, with slackFrames to
-    // spare. Empty where nothing misses, and where DeclaredFrames tells already.
+    // spare. Empty if nothing is missing, and if DeclaredFrames shows it already.
     std::optional<double> MissedDuration(std::int64_t decodedFrames, int rateHz,
                                          std::int64_t slackFrames) const;
 
@@ -64,7 +64,7 @@ public:
     bool HasPacketTimes() const;
 
     // Whether the time between two packets is what the decoder yields for the first one, so that
-    // the samples themselves can be held against it. Elsewhere a decoder may be ahead or behind.
+    // samples can be compared with it. Other decoders may be ahead or late.
     bool TimesCountSamples() const;
 
     // How many frames must come out of this packet at once: what the container states where that
@@ -78,22 +78,22 @@ public:
     // be that of a longer stream which this one was cut from.
     std::span<const std::uint8_t> OwnFlacHeader() const;
 
-    // How many packets of the container were lost, where FFmpeg passes over damage without a word.
+    // How many packets of the container were lost, where FFmpeg skips damage silently.
     std::int64_t LostPackets() const;
 
-    // Whether the container tells that the file was cut, where FFmpeg does not see it.
+    // Whether the container shows that the file was cut and FFmpeg does not detect it.
     bool EndsEarly() const;
 
-    // Whether the end of the stream is not marked, as it is in files that were closed: the file was
-    // cut, or it is the recording of a broadcast.
+    // Whether the mark at the end of the stream is missing, which every closed file has: the file
+    // was cut, or it is the recording of a broadcast.
     bool LacksEndMark() const;
 
-    // Where samples end that are stated in the header of a file without packets, in frames; what
-    // stands after them FFmpeg takes for samples too. Empty where it does not.
+    // The end of the samples that the header of a file without packets states, in frames. FFmpeg
+    // takes the bytes after it for samples too. Empty for other files.
     std::optional<std::int64_t> StatedEnd(int rateHz) const;
 
     // Whether a packet may last shorter than the frame decoded from it, which is how the MP4 family
-    // tells where the last frame's audio ends.
+    // states where the last frame's audio ends.
     bool PacketDurationsTrim() const { return ContainerName() == "mov"; }
 
 private:

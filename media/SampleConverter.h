@@ -12,8 +12,8 @@ namespace qel::media {
 // nor the channels change: full scale of an integer format becomes 1, floats stay as they are.
 class SampleConverter {
 public:
-    // Converts the samples [first, first + count) of a frame, in place of what was held before. A
-    // new sample format is followed. Throws Error if the conversion cannot be set up.
+    // Converts the samples [first, first + count) of a frame, which replace those held before. The
+    // sample format may change. Throws Error if the conversion cannot be set up.
     void Convert(const AVFrame& frame, std::size_t first, std::size_t count);
 
     // Samples per channel that are held.

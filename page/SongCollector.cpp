@@ -1,6 +1,7 @@
 #include "page/SongCollector.h"
 
 #include "output/files/Interrupt.h"
+#include "output/formats/Texts.h"
 #include "page/pictures/LaneList.h"
 #include "page/pictures/ReassignedCollector.h"
 #include "page/pictures/SpectrumCollector.h"
@@ -31,9 +32,11 @@ readings::Reader MakeReader(const media::Reader& file) {
                  .channels = static_cast<std::uint32_t>(file.channels()),
                  .lengthFrames = static_cast<std::uint64_t>(length)}};
     } catch (const std::invalid_argument&) {
-        throw SongError(fmt::format("has {} channels at {} Hz; 1 to 64 channels at 8000 to 768000 "
-                                    "Hz can be shown",
-                                    file.channels(), file.sampleRateHz()));
+        throw SongError(
+            fmt::format("has {} at {} Hz; 1 to 64 channels at 8000 to 768000 "
+                        "Hz can be shown",
+                        output::CountText(static_cast<std::int64_t>(file.channels()), "channel"),
+                        file.sampleRateHz()));
     }
 }
 

@@ -95,8 +95,8 @@ public:
         requireRunning();
         if (channels.size() != mSetup.channels) {
             throw std::invalid_argument("readings: push of " + std::to_string(channels.size()) +
-                                        " channels to a stream of " +
-                                        std::to_string(mSetup.channels));
+                                        (channels.size() == 1 ? " channel" : " channels") +
+                                        " to a stream of " + std::to_string(mSetup.channels));
         }
         if (mLoudnessMeter) {
             mLoudnessMeter->add(channels, frames);

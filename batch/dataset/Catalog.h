@@ -28,7 +28,7 @@ struct Task {
 class Catalog {
 public:
     struct Setup {
-        std::string dataset; // stands in messages, and temporary files are there
+        std::string dataset; // named in messages; has the temporary files
         Shard shard;
         bool comparesContent = false; // rows are compared by hash, later, not by size and time
         bool retriesErrors = false;   // rows with errors count for nothing

@@ -20,7 +20,7 @@ public:
         Scratch // nameless, gone with the object
     };
 
-    // dataset stands in messages; file is not used for Scratch.
+    // dataset is named in messages; file is not used for Scratch.
     Database(std::string dataset, const std::string& file, Use use);
 
     void Run(const std::string& sql);

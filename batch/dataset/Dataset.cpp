@@ -155,7 +155,7 @@ void Dataset::FailByOther() const {
         "{}: {}", mDirectory,
         IsThere() ? "another run is writing to this dataset; run the command again after that run "
                     "has ended"
-                  : "somebody has removed it meanwhile; run the command again"));
+                  : "it was removed meanwhile; run the command again"));
 }
 
 void Dataset::RemoveParts(const std::vector<std::string>& names) const {

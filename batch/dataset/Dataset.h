@@ -37,7 +37,7 @@ public:
     std::string Parts() const { return mDirectory + "/parts"; }
     bool HasTables() const;
 
-    // Whether nobody has removed the dataset.
+    // Whether the dataset still exists.
     bool IsThere() const;
 
     // The names in parts/ at this moment.

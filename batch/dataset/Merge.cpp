@@ -3,6 +3,7 @@
 #include "batch/Refusal.h"
 #include "batch/dataset/Dataset.h"
 #include "output/files/Interrupt.h"
+#include "output/formats/Texts.h"
 
 #include <fmt/format.h>
 
@@ -50,10 +51,10 @@ void RequireSame(const Source& first, const Source& other) {
                                   first.list.shard.count, other.directory, other.list.shard.count));
     }
     if (first.list.listed != other.list.listed || first.list.digest != other.list.digest) {
-        throw Refusal(fmt::format("{} and {}: were made from different lists, of {} and {} files; "
+        throw Refusal(fmt::format("{} and {}: were made from different lists, of {} and {}; "
                                   "run both again",
                                   first.directory, other.directory, first.list.listed,
-                                  other.list.listed));
+                                  output::CountText(other.list.listed, "file")));
     }
 }
 
@@ -70,9 +71,9 @@ std::map<std::int64_t, Source> Ordered(const std::vector<std::string>& datasets)
         }
         const std::int64_t index = source.list.shard.index;
         if (source.list.files != ShareOf(source.list)) {
-            throw Refusal(fmt::format("{}: has {} of the {} files of shard {}/{}", directory,
-                                      source.list.files, ShareOf(source.list), index,
-                                      source.list.shard.count));
+            throw Refusal(fmt::format(
+                "{}: has {} of the {} of shard {}/{}", directory, source.list.files,
+                output::CountText(ShareOf(source.list), "file"), index, source.list.shard.count));
         }
         const auto [at, isNew] = sources.emplace(index, std::move(source));
         if (!isNew) {

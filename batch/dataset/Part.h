@@ -25,7 +25,7 @@ public:
     void Begin(const std::string& path);
     void Add(const Row& row);
 
-    // Ends the part and gives it its final name. Nothing happens if somebody has taken it away.
+    // Ends the part and gives it its final name. Nothing happens if it was removed.
     void Close();
 
     std::string Path() const { return mPath; }

@@ -40,7 +40,7 @@ public:
     // Writes them to a new file. rows delivers all rows, in the order of their paths; no path comes
     // twice.
     struct Content {
-        std::string dataset; // stands in messages
+        std::string dataset; // named in messages
         const Settings& settings;
         ListFacts list;
         std::vector<std::string> readings; // columns of the table of readings

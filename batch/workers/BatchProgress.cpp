@@ -1,5 +1,7 @@
 #include "batch/workers/BatchProgress.h"
 
+#include "output/formats/Texts.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -29,14 +31,14 @@ void Send(int descriptor, const std::string& text) {
 
 std::string ProgressText(const BatchState& state) {
     const std::int64_t all = state.known + state.done;
-    std::string text = fmt::format("{} of {} files", all, state.files);
+    std::string text = fmt::format("{} of {}", all, output::CountText(state.files, "file"));
     if (state.done > 0 && state.seconds > 0) {
         const double rate = static_cast<double>(state.done) / state.seconds;
         text += fmt::format(", {:.1f} files/s, {:.0f} times real time, {} left", rate,
                             state.audioSeconds / state.seconds,
                             Duration(static_cast<double>(state.files - all) / rate));
     }
-    return text + fmt::format(", {} error{}", state.errors, state.errors == 1 ? "" : "s");
+    return text + ", " + output::CountText(state.errors, "error");
 }
 
 BatchProgress::BatchProgress(int descriptor, std::int64_t files, std::int64_t known)

@@ -28,17 +28,17 @@
 
 namespace qel::media {
 
-// What becomes of several channels.
+// How several channels are delivered.
 enum class ChannelMix {
     Keep, // each is delivered, in the file's order
     Mono  // their mean is delivered, computed in double precision and rounded once
 };
 
-// Why a file has no samples, or no more.
+// Why a file gives no samples, or no further ones.
 enum class Fault {
-    Unreadable, // it is not there, may not be read, is no regular file, or is empty
+    Unreadable, // it is missing, may not be read, is not a regular file, or is empty
     NotAudio,   // nothing in it can be decoded to audio
-    Damaged,    // its audio is cut or damaged, or changes its rate or channels on the way
+    Damaged,    // its audio is cut or damaged, or changes its rate or channels
     Cancelled   // ReaderSettings::isCancelled answered true
 };
 
@@ -152,7 +152,7 @@ private:
     std::unique_ptr<Inside> mInside;
 };
 
-// Codes samples as Opus in Ogg, in memory: a small copy to be listened to. Move only; a moved-from
+// Encodes samples as Opus in Ogg, in memory: a small copy for listening. Move only; a moved-from
 // encoder can be assigned to and destroyed, and nothing else.
 //
 // Life: construct, write any number of times, finish.
@@ -165,7 +165,7 @@ public:
 
     //   sampleRateHz   of what will be written, above 0; the copy has 48000 Hz
     //   channels       1 or 2
-    //   bitsPerSecond  of the copy, about
+    //   bitsPerSecond  approximate bit rate of the copy
     //
     // Error with Unreadable if the encoder cannot be set up. std::invalid_argument for other
     // numbers of channels and rates. std::bad_alloc.

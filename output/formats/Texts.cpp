@@ -39,4 +39,8 @@ std::string PrintableText(std::string_view text) {
     return printable;
 }
 
+std::string CountText(std::int64_t count, std::string_view noun) {
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
 } // namespace qel::output

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -16,5 +17,8 @@ std::string CsvText(const std::string& text);
 // A text that stays in its line and leaves a terminal as it is: control characters become "\n",
 // "\t", "\r" or "\x1b". Other bytes pass as they are, UTF-8 or not.
 std::string PrintableText(std::string_view text);
+
+// A number with its noun: "1 file", "0 files", "2 files".
+std::string CountText(std::int64_t count, std::string_view noun);
 
 } // namespace qel::output

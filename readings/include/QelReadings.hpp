@@ -57,7 +57,7 @@ struct Tempo {
     bool isSteady = false;     // false: there is no steady tempo, and bpm is the best guess
     double bpm = 0;            // beats per minute, a real number; 0: nothing was found
     double alternativeBpm = 0; // at half, double, a third or three times that; 0: none
-    float strength = 0;        // 0 to 1: the share of such answers that are right
+    float strength = 0;        // 0 to 1: the estimated chance that it is right
 };
 
 // One beat.
@@ -80,7 +80,7 @@ struct Beats {
 
 struct Bars {
     int beatsPerBar = 0; // 2 to 7; 0: not known
-    float strength = 0;  // 0 to 1: the share of such answers that are right
+    float strength = 0;  // 0 to 1: the estimated chance that it is right
     std::vector<double> downBeatSeconds;
 };
 
@@ -104,7 +104,7 @@ struct KeySegment {
 struct KeyAnswer {
     MusicalKey main;
     MusicalKey runnerUp;
-    // 0 to 1: the share of such answers that are right; 0: no key was found, and main and runnerUp
+    // 0 to 1: the estimated chance that main is right; 0: no key was found, and main and runnerUp
     // mean nothing
     float strength = 0;
     std::vector<KeySegment> segments;
@@ -146,7 +146,7 @@ struct Timbre {
     std::vector<float> values; // `coefficients` per frame, frame after frame
 };
 
-// What does not exist is empty: all of them for a stream of silence.
+// Values that do not exist are empty. A silent stream has none of the first four.
 struct Loudness {
     std::optional<double> integratedLufs;
     std::optional<double> rangeLu;

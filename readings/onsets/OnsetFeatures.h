@@ -31,8 +31,8 @@ public:
 
     OnsetFeatures();
 
-    // Takes the pairs of a frame of "spectrum" and tells the values of the frame before it, as the
-    // long frame reaches one further. Silence comes before the first frame.
+    // Takes the pairs of a frame of "spectrum" and returns the values of the frame before it, as
+    // the long frame reaches one frame further. Silence comes before the first frame.
     const Values& add(std::span<const float> pairs);
     void reset();
 
@@ -52,7 +52,7 @@ private:
         std::size_t firstBin;
         std::vector<float> weights;
     };
-    // The order of the values; the share of the level stands behind Power.
+    // The order of the values; the share of the level follows Power.
     enum Group : std::size_t {
         kRises = 0,
         kSteadyRises = kRises + kRanges,

@@ -9,9 +9,9 @@
 
 namespace qel::readings {
 
-// A network with one hidden layer that tells from the features of some frames whether an onset lies
-// in the middle one, and where. Its weights were fitted on the developing half of the material of
-// docs/accuracy.md, as Schlueter and Boeck, Improved musical onset detection with convolutional
+// A network with one hidden layer that estimates from the features of some frames whether an onset
+// lies in the middle one, and where. Its weights were fitted to the half "develop" of the material
+// of docs/accuracy.md, as Schlueter and Boeck, Improved musical onset detection with convolutional
 // neural networks, ICASSP, 2014, fitted theirs on recordings.
 class OnsetNetwork {
 public:

@@ -10,9 +10,9 @@
 namespace qel::readings {
 
 // Bars over given beats: how many beats they have, and which beat is their first. A logistic
-// function of what changes at a beat (harmony, bass, the strength of what begins) tells how likely
-// it is a down beat; of 2, 3, 4, 5 and 7 beats and all their phases, the likeliest is taken. Where
-// nothing tells, that is 4.
+// function of what changes at a beat (harmony, bass, the strength of what begins) gives the
+// evidence that it is a down beat; of 2, 3, 4, 5 and 7 beats and all their phases, the likeliest is
+// taken. Without evidence, that is 4.
 // Harmony changes on down beats: Goto, An audio-based real-time beat tracking system for music with
 // or without drum-sounds, J. New Music Research 30(2), 2001; Davies and Plumbley, A spectral
 // difference approach to downbeat extraction in musical audio, EUSIPCO, 2006.

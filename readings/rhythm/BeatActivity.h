@@ -7,9 +7,9 @@
 
 namespace qel::readings {
 
-// Curves over the frames of "spectrum" that rise where a beat is likely: how strongly something
-// begins, over all and in the bass, and how the harmony changes. About 0 to 1, above the mean of
-// the second around.
+// Curves over the frames of "spectrum" that rise where a beat is likely: onset strength, overall
+// and in the bass, and change of harmony. About 0 to 1, counted from the mean of the second around
+// each frame.
 struct BeatActivity {
     std::vector<float> onset;
     std::vector<float> low;

@@ -8,8 +8,8 @@
 
 namespace qel::readings {
 
-// Which reading of the path of the beats is the beat. The path (BeatPath) often follows half,
-// double, three times, 2/3 or 3/2 of the beat, or stands off it. So several readings of it are
+// Chooses the level of the beat. The path (BeatPath) often runs at half, double, three times, 2/3
+// or 3/2 of the tempo of the beat, or between the beats. So several readings of it are
 // compared by a few figures of each: the tempo, how much begins and how the harmony changes on the
 // beats and between them, how periodic both are, and how well bars fit.
 class BeatLevel {

@@ -7,7 +7,7 @@
 
 namespace qel::readings {
 
-// The onset that a peak of the onset strength tells of: the attack lies between frames, at the
+// The onset at a peak of the onset strength: the attack lies between frames, at the
 // vertex of the parabola through the peak and its neighbours.
 Onset onsetAtPeak(const std::vector<float>& curve, std::size_t peak, double framesPerSecond);
 

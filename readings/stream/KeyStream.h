@@ -13,7 +13,7 @@
 
 namespace qel::readings {
 
-// The results of some keys for a stream of one channel, that of a place with its own sample rate.
+// The results of some keys for a stream of one channel at a sample rate of its own.
 class KeyStream {
 public:
     using Take = std::function<void(const Result&)>;

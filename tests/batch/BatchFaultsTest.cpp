@@ -57,7 +57,7 @@ TEST(BatchFaultsTest, ADatasetThatIsRemovedDuringTheRunIsSaid) {
         ADD_FAILURE() << "there are no tables";
     } catch (const output::OutputError& error) {
         EXPECT_EQ(std::string(error.what()),
-                  run.Dataset() + ": somebody has removed it meanwhile; run the command again");
+                  run.Dataset() + ": it was removed meanwhile; run the command again");
     }
     EXPECT_FALSE(std::filesystem::exists(run.Dataset()));
 }

@@ -17,6 +17,10 @@ TEST(BatchProgressTest, BeforeTheFirstFileThereAreNoRates) {
     EXPECT_EQ(ProgressText({.files = 7}), "0 of 7 files, 0 errors");
 }
 
+TEST(BatchProgressTest, OneFileIsNotSeveral) {
+    EXPECT_EQ(ProgressText({.files = 1}), "0 of 1 file, 0 errors");
+}
+
 TEST(BatchProgressTest, LongTimesHaveHours) {
     const BatchState state{.files = 8001, .done = 1, .errors = 1, .audioSeconds = 1, .seconds = 1};
     EXPECT_EQ(ProgressText(state),

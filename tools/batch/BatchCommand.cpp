@@ -31,8 +31,8 @@ std::string Contents(const std::string& dataset, const Statuses& statuses) {
         files += count.files;
     }
     const std::int64_t errors = CountErrors(statuses);
-    std::string text = fmt::format("{}: {} files, {} with errors\n", output::PrintableText(dataset),
-                                   files, errors);
+    std::string text = fmt::format("{}: {}, {} with errors\n", output::PrintableText(dataset),
+                                   output::CountText(files, "file"), errors);
     for (const batch::StatusCount& count : statuses) {
         if (count.status != batch::status::kOk) {
             text +=
@@ -47,14 +47,15 @@ std::string Summary(const std::string& dataset, const batch::BatchReport& report
     const batch::BatchState& state = report.state;
     std::string text;
     if (state.known > 0 || report.begunOnly > 0) {
-        text = fmt::format("{} files were done before; {} had been begun and not finished\n",
-                           state.known, report.begunOnly);
+        text = fmt::format("{} {} done before; {} had been begun and not finished\n",
+                           output::CountText(state.known, "file"),
+                           state.known == 1 ? "was" : "were", report.begunOnly);
     }
     if (state.done > 0 && state.seconds > 0) {
-        text +=
-            fmt::format("{} files in {:.1f} s: {:.1f} files/s, {:.0f} times real time\n",
-                        state.done, state.seconds, static_cast<double>(state.done) / state.seconds,
-                        state.audioSeconds / state.seconds);
+        text += fmt::format("{} in {:.1f} s: {:.1f} files/s, {:.0f} times real time\n",
+                            output::CountText(state.done, "file"), state.seconds,
+                            static_cast<double>(state.done) / state.seconds,
+                            state.audioSeconds / state.seconds);
     }
     return text + Contents(dataset, report.statuses);
 }

@@ -1,6 +1,7 @@
 #include "tools/read/FileReadings.h"
 
 #include "output/files/Interrupt.h"
+#include "output/formats/Texts.h"
 #include "tools/qel/FileAnalyzer.h"
 #include "tools/qel/ToolError.h"
 
@@ -22,9 +23,11 @@ readings::Reader MakeReader(std::span<const readings::Reading> asked, const medi
                  .channels = static_cast<std::uint32_t>(file.channels()),
                  .lengthFrames = static_cast<std::uint64_t>(length)}};
     } catch (const std::invalid_argument&) {
-        throw ToolError(fmt::format("has {} channels at {} Hz; 1 to 64 channels at 8000 to 768000 "
-                                    "Hz can be read",
-                                    file.channels(), file.sampleRateHz()));
+        throw ToolError(
+            fmt::format("has {} at {} Hz; 1 to 64 channels at 8000 to 768000 "
+                        "Hz can be read",
+                        output::CountText(static_cast<std::int64_t>(file.channels()), "channel"),
+                        file.sampleRateHz()));
     }
 }
 

@@ -10,6 +10,7 @@ import numpy as np
 from numpy.typing import NDArray
 
 from qelaudio._features import as_array
+from qelaudio._texts import counted
 
 if TYPE_CHECKING:
     import pandas
@@ -39,7 +40,7 @@ class Listed(Answer):
         return len(getattr(self, self._columns[0]))
 
     def __repr__(self) -> str:
-        shown = [f"{len(self)} entries"]
+        shown = [counted(len(self), "entry", "entries")]
         for row in fields(self):  # type: ignore[arg-type]
             if row.repr:
                 shown.append(f"{row.name}={getattr(self, row.name)!r}")

@@ -69,9 +69,10 @@ void Session::Push(const Samples& samples, nb::handle tick) {
     }
     const std::vector<const float*> channels = ChannelsOf(samples);
     if (channels.size() != mPlan.setup.channels) {
-        throw Refusal(kAudioAnalysisErr_BadFormat, "block of " + std::to_string(channels.size()) +
-                                                       " channels for a stream of " +
-                                                       std::to_string(mPlan.setup.channels));
+        throw Refusal(kAudioAnalysisErr_BadFormat,
+                      "block of " + std::to_string(channels.size()) +
+                          (channels.size() == 1 ? " channel" : " channels") + " for a stream of " +
+                          std::to_string(mPlan.setup.channels));
     }
     SignalWatch watch(tick);
     const WithoutPythonLock unlocked;

@@ -26,5 +26,11 @@ TEST(TextsTest, PrintableTextStaysInItsLine) {
     EXPECT_EQ(PrintableText(std::string_view("\0\x1B[2J\x7F", 6)), "\\x00\\x1b[2J\\x7f");
 }
 
+TEST(TextsTest, OneThingIsNotSeveral) {
+    EXPECT_EQ(CountText(0, "file"), "0 files");
+    EXPECT_EQ(CountText(1, "file"), "1 file");
+    EXPECT_EQ(CountText(2, "file"), "2 files");
+}
+
 } // namespace
 } // namespace qel::output
