@@ -9,9 +9,9 @@ namespace qel::batch {
 
 // Finds the files of a run.
 //
-//   - A directory stands for the files below it whose names match one of the patterns. Links to
+//   - A directory means the files below it whose names match one of the patterns. Links to
 //     directories are not followed there, so that no way leads in a circle.
-//   - Any other name stands for itself, whether a file is there or not.
+//   - Any other name means itself, whether the file exists or not.
 //   - A source that does not exist and has *, ? or [ is a pattern of paths (glob(3)).
 class Sources {
 public:
@@ -24,14 +24,14 @@ public:
     Sources(const std::vector<std::string>& matches, Take take)
         : mMatches(matches), mTake(std::move(take)) {}
 
-    // Whether there is something that a source of the command line stands for.
+    // Whether a source of the command line matches anything.
     static bool IsAnything(const std::string& source);
 
     // Throws output::OutputError if there is no list of that name that can be read. Reads nothing:
     // what a pipe holds can be read only once.
     static void RequireList(const std::string& list);
 
-    // Adds what a source of the command line stands for. Throws output::Interrupt::Requested, as
+    // Adds the files of a source of the command line. Throws output::Interrupt::Requested, as
     // AddList does.
     void AddSource(const std::string& source);
 

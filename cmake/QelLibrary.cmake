@@ -1,4 +1,4 @@
-# The library: one object library that every room of the inside adds its sources to, which the unit
+# The library: one object library that every internal folder adds its sources to, which the unit
 # tests link, and the shared library made from it, whose only visible names are the exported ones.
 
 add_library(QelAudioAnalysisObjects OBJECT)

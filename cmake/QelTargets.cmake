@@ -1,4 +1,4 @@
-# What every target of the house is compiled with, and how targets are named: libraries QelLikeThis,
+# What every target is compiled with, and how targets are named: libraries QelLikeThis,
 # programs qel_like_this, programs of tests like_this_tests and fuzz_like_this, examples like_this. What
 # is installed for other builds has names in the namespace QelAudioAnalysis::.
 
@@ -28,7 +28,7 @@ option(QEL_FUZZ_COVERAGE "Let libFuzzer see the ways through library and tool; w
 
 include(${CMAKE_CURRENT_LIST_DIR}/QelHardening.cmake)
 
-# The house's one list of warnings, and the flags that keep single-precision results the same in
+# The one list of warnings, and the flags that keep single-precision results the same in
 # every build: no contraction of a multiply and an add into one rounding.
 function(qel_target_defaults target)
     target_compile_options(${target} PRIVATE

@@ -137,9 +137,9 @@ private:
     CAAutoDelete<CABufferList> mGenericBuffer;
     CAAutoDelete<CABufferList> mHistogramBuffer;
     CAAutoFree<unsigned int> mPeakBins; // peaks of the channel at hand, packed from 0
-    CAAutoFree<float> mPeakMagnitudes;  // zero behind the last peak
+    CAAutoFree<float> mPeakMagnitudes;  // zero after the last peak
     UInt32 mNumPeaks = 0;
-    CAAutoFree<float> mPeakIndicators; // by bin: 1 where a peak stands, else 0
+    CAAutoFree<float> mPeakIndicators; // by bin: 1 for a peak, else 0
     CAAutoFree<float> mPeakAmplitudes; // by bin: what the dissonance takes for a peak's magnitude
     // The same for every stream; null until a figure of peaks is wanted.
     std::unique_ptr<const RoughnessCurves> mRoughnessCurves;

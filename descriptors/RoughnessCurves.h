@@ -30,7 +30,7 @@ public:
     std::span<const float> FastFrom(UInt32 bin, UInt32 nearest) const;
 
 private:
-    // One curve per bin, one behind the other.
+    // One curve per bin, one after the other.
     struct Curves {
         std::vector<float> values;
         std::vector<std::size_t> ends;

@@ -44,7 +44,8 @@ AvHandle<AVCodecContext> OpenCodec(const AVStream& stream) {
     context->pkt_timebase = stream.time_base;
     // One thread: frames come out in the same steps in every run, and little memory is held.
     context->thread_count = 1;
-    // The decoder tells what is to be skipped and leaves the cutting to FrameTrimmer, which counts.
+    // The decoder reports what is to be skipped and leaves the cutting to FrameTrimmer, which
+    // counts.
     context->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
     // A lossless frame has a checksum, and is either right or damaged.
     if (IsLossless(stream.codecpar->codec_id)) {
@@ -316,7 +317,7 @@ void AudioDecoder::CheckLength() const {
 }
 
 void AudioDecoder::CheckLossless() {
-    // Where all came that is stated, what cannot be decoded is no audio: a tag behind the end.
+    // Where all came that is stated, what cannot be decoded is no audio: a tag after the end.
     const auto declared = mFile.DeclaredFrames(mRateHz);
     if (mDamagedPackets > 0 && !(declared && mFramesBeforeDamage >= *declared)) {
         throw Error(Fault::Damaged, fmt::format("is damaged: {} of its lossless audio "

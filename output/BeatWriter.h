@@ -10,8 +10,9 @@
 namespace qel::output {
 
 // Writes a beat annotation per file of audio and channel: one line per beat, with its time in
-// seconds and, where it is known, its position in the bar; docs/output.md tells more. It works from
-// "beat data", and from "down beat data" and the number of beats per bar where they are delivered.
+// seconds and, where it is known, its position in the bar; docs/output.md describes the form. It
+// works from "beat data", and from "down beat data" and the number of beats per bar where they are
+// delivered.
 class BeatWriter : public ResultWriter {
 public:
     // output is a directory, made when it is needed, or "-" for standard output, which only one

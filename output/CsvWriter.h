@@ -9,7 +9,7 @@
 namespace qel::output {
 
 // Writes one CSV file per key, one row per result or event with its time in seconds first and the
-// path of its audio last; docs/output.md tells the names. A file of audio gets its CSV files under
+// path of its audio last; docs/output.md has the names. A file of audio gets its CSV files under
 // their names together, when all of it was analyzed.
 class CsvWriter : public ResultWriter {
 public:

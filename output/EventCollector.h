@@ -13,18 +13,18 @@
 namespace qel::output {
 
 // The events of a file of audio by key and channel, and its beats per bar, kept until all of them
-// have come: what stands beside one event may be known from another key only.
+// have come: values next to an event may come from another key.
 class EventCollector {
 public:
     void Clear();
 
-    // Takes a result in; one that tells neither events nor the beats per bar is passed over.
+    // Takes a result in; one without events or beats per bar is ignored.
     void Add(const Result& result);
 
     // Empty if there are none.
     const std::vector<Event>& Events(std::string_view key, std::size_t channel) const;
 
-    // The position of every beat in its bar, as BarPositions tells it.
+    // The position of every beat in its bar, from BarPositions.
     std::vector<std::size_t> BeatPositions(std::size_t channel) const;
 
 private:

@@ -18,7 +18,7 @@ std::string Dump(const Json& value) {
     return value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-// The members of an object without its braces, to go on behind them.
+// The members of an object without its braces, to be continued.
 std::string DumpMembers(const Json& object) {
     const std::string text = Dump(object);
     return text.substr(1, text.size() - 2);
@@ -44,7 +44,7 @@ Json ResultsPerFrame(const KeyInfo& info) {
     return HasFrames(info) ? Json(info.resultsPerFrame) : Json(nullptr);
 }
 
-// By way of its text: a float as it stands would show the digits of the nearest double.
+// By way of its text: a float itself would show the digits of the nearest double.
 Json ShortNumber(float value) {
     return Json::parse(fmt::format("{}", value));
 }
@@ -94,7 +94,7 @@ void JsonWriter::Write(std::size_t key, const Result& result) {
     ++results.count;
 }
 
-// What stands before an entry of the list of files.
+// The text before an entry of the list of files.
 void JsonWriter::BeginEntry() {
     mOutput.Sink().Append(mBegun ? ",\n"
                                  : fmt::format("{{\"qel\":\"{}\",\"files\":[\n", QEL_VERSION));

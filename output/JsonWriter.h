@@ -12,13 +12,13 @@
 
 namespace qel::output {
 
-// Writes one JSON document about all files; docs/output.md tells its shape. The numbers of each key
-// wait in a temporary file until their file is complete, so that memory does not grow with the
+// Writes one JSON document about all files; docs/output.md describes its form. The numbers of each
+// key wait in a temporary file until their file is complete, so that memory does not grow with the
 // length of the audio.
 class JsonWriter : public ResultWriter {
 public:
     // path is a file's, whose directory is made if it is not there, or "-" for standard output.
-    // Throws OutputError, or OutputExists if a file stands there that is to stay.
+    // Throws OutputError, or OutputExists if a file exists that must be kept.
     explicit JsonWriter(const std::string& path, Existing existing = Existing::Refuse)
         : mDirectory(DirectoryOf(path)), mOutput(path, existing) {}
 

@@ -11,7 +11,7 @@
 namespace qel::output {
 
 // Writes a label track per key and channel: one line per event or region, with its start and end in
-// seconds (the same for an event, which is a moment) and a text; docs/output.md tells which. A file
+// seconds (the same for an event, which is a moment) and a text; docs/output.md says which. A file
 // of audio gets its label tracks under their names together, when all of it was analyzed.
 class LabelWriter : public ResultWriter {
 public:

@@ -22,7 +22,7 @@ public:
     // TemplateError.
     explicit PageTemplate(std::filesystem::path path);
 
-    // What stands before and after the data.
+    // The text before and after the data.
     const std::string& Head() const { return mHead; }
     const std::string& Tail() const { return mTail; }
 

@@ -64,7 +64,7 @@ UInt32 GlobalKeyOf(const float* frameKeys, UInt32 frames) {
     return IndexOfLargest(histogram.data(), kMusicalKeys);
 }
 
-// What stands at element `frame` of an array of names in a block; null if there is none. A block as
+// Element `frame` of an array of names in a block; null if there is none. A block as
 // it was delivered is itself a name.
 CFStringRef NameOfFrame(const QelAudioAnalysisBlock& block, UInt32 frame) {
     if (IsKeyName(block.mData)) {
@@ -210,7 +210,7 @@ void AAChromaPropertiesGenerator::CopyDominantKeys(UInt32 frames) {
 }
 
 void AAChromaPropertiesGenerator::DeliverGlobalKeys(UInt32 frames) {
-    // Required by the contract: only the first block tells its size, and those of the other
+    // Required by the contract: only the first block states its size, and those of the other
     // channels are 0. Clients that go by sizes would see other results.
     mBlocks.Prepare(mNumChannels, 0);
     if (mNumChannels != 0) {

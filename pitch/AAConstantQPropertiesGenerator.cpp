@@ -48,7 +48,8 @@ void AAConstantQPropertiesGenerator::Cleanup() {
 }
 
 void AAConstantQPropertiesGenerator::AllocateBuffers() {
-    // The processor before goes when the new one stands, so that a reset finds the kernels held.
+    // The earlier processor is freed after the new one exists, so that a reset finds the kernels
+    // held.
     auto* processor = new AAConstantQSpectralProcessor(
         mFrameSize, mHopSize, mNumChannels, mMaxFrames, false, false, kMinFrequencyHz,
         kMaxFrequencyHz, mBinsPerOctave, mSampleRate, kSpectralThreshold);

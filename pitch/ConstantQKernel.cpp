@@ -160,7 +160,7 @@ private:
     CAAutoFree<float> mReal;
     CAAutoFree<float> mImag;
     CAAutoFree<float> mMagnitudes; // what the threshold is held to, and before that the window
-    float mThreshold = 0.0f;       // of the row as it stands
+    float mThreshold = 0.0f;       // of the current row
     std::vector<std::complex<double>> mThinned;
 };
 
@@ -210,7 +210,7 @@ void ConstantQKernel::Apply(const DSPSplitComplex& spectrum, const DSPSplitCompl
     if (mFFTSize == 0) {
         return;
     }
-    // One pass tells the usual case: a finite sum has finite terms.
+    // One pass decides the usual case: a finite sum has finite terms.
     const vDSP_Length places = mFFTSize / 2 + 1;
     float sums[2];
     vDSP_sve(spectrum.realp, 1, &sums[0], places);
@@ -259,7 +259,7 @@ std::size_t ConstantQKernel::Bytes() const {
 
 namespace {
 
-// The kernels that somebody holds. It is not destroyed at the end of the process, when other
+// The kernels that are in use. It is not destroyed at the end of the process, when other
 // threads and destructors may still use analyzers.
 struct SharedKernels {
     std::mutex lock;
@@ -292,7 +292,7 @@ std::shared_ptr<const ConstantQKernel> ConstantQKernel::Shared(const ConstantQDe
             return kernel;
         }
     }
-    // Nobody waits for somebody else's design. Of two at the same time one is thrown away.
+    // Designed outside of the lock. If two threads design the same one, one is discarded.
     std::shared_ptr<const ConstantQKernel> made(new ConstantQKernel(design));
     const std::lock_guard guard(kernels.lock);
     if (auto kernel = kernels.Find(design)) {

@@ -57,7 +57,7 @@ public:
     ConstantQKernel(const ConstantQKernel&) = delete;
     ConstantQKernel& operator=(const ConstantQKernel&) = delete;
 
-    // The kernel of a design: the one that somebody in the process holds, else a new one. Any
+    // The kernel of a design: the one that is in use in the process, else a new one. Any
     // thread. Raises std::bad_alloc.
     static std::shared_ptr<const ConstantQKernel> Shared(const ConstantQDesign& design);
 

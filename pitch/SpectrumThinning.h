@@ -25,9 +25,9 @@ public:
     // The coarse places that one fine place is interpolated from.
     static constexpr UInt32 kReach = 20;
 
-    // The least transform that tells the spectrum of `frameSamples` samples everywhere, in points:
-    // a power of two, and never above `fineSize`, which it is where the frame is too long to leave
-    // anything out.
+    // The least transform that determines the spectrum of `frameSamples` samples everywhere, in
+    // points: a power of two, and never above `fineSize`, which it is where the frame is too long
+    // to leave anything out.
     static UInt32 CoarseSize(UInt32 fineSize, UInt32 frameSamples);
 
     // fineSize      points of the transform that the weights are for, a power of two

@@ -30,7 +30,7 @@ double greatestPeak(ebur128_state* state, int (*peakOf)(ebur128_state*, unsigned
     return greatest;
 }
 
-// Where a channel of 6.1 and 7.1 stands, in the order of WAVE; none for what the library knows
+// The position of a channel of 6.1 and 7.1, in the order of WAVE; none for what the library knows
 // itself. Of more channels all count alike.
 std::optional<int> placeOf(unsigned int channel, unsigned int channels) {
     constexpr std::array k6Point1{EBUR128_LEFT,  EBUR128_RIGHT, EBUR128_CENTER, EBUR128_UNUSED,

@@ -14,9 +14,9 @@ namespace qel::core {
 // Scatters the values of frames as they come, with the sums that scattering all of them at the end
 // would give, bit by bit: a cell gets its values frame by frame, and within a frame bin by bin.
 //
-// Values beyond the last row go to the last row, and until the stream ends nobody knows which row
-// that is. Therefore a frame is scattered when the next one comes, and what it sends to a row for
-// which no frame has come waits (see AAReassignedAhead).
+// Values beyond the last row go to the last row, and until the stream ends it is not known which
+// row that is. Therefore a frame is scattered when the next one comes, and what it sends to a row
+// for which no frame has come waits (see AAReassignedAhead).
 //
 //   1. Construct, and Reserve.
 //   2. Add, frame by frame.

@@ -8,7 +8,7 @@
 
 namespace qel::core {
 
-// A spectral processor that tells for every bin where the energy in it really lies: at which
+// A spectral processor that finds for every bin where its energy really lies: at which
 // frequency, and at which time.
 //
 // Each frame is transformed three times: with a Hann window, and, by two inner processors, with

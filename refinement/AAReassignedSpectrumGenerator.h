@@ -11,8 +11,8 @@ namespace qel::core {
 class AAReassignedReplay;
 class AAReassignedSpectralProcessor;
 
-// Slot 14: at the end of the stream, per channel, a spectrogram in which every value stands where
-// its energy lies: at the frequency and the time that AAReassignedSpectralProcessor found.
+// Slot 14: at the end of the stream, per channel, a spectrogram in which every value is placed
+// where its energy lies: at the frequency and the time that AAReassignedSpectralProcessor found.
 //
 // Values are scattered while frames come (see AAReassignedScatter): 8 bytes per bin are kept. The
 // stream's audio is kept beside them, a hop per frame, and frames are worked out once more where

@@ -7,7 +7,7 @@ namespace qel::core {
 
 constexpr std::size_t kTableLanes = 8;
 
-// By the bits of a mask: how many are set, and which, the lowest first; zeros behind them.
+// By the bits of a mask: how many are set, and which, the lowest first; then zeros.
 struct LaneTable {
     constexpr LaneTable() {
         for (std::size_t bits = 0; bits < 256; ++bits) {

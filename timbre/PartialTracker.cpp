@@ -60,7 +60,7 @@ void PartialTracker::Track(const float* magnitudes, float threshold) {
     BeginTracks(mPartials, mPeaks, threshold, kLimitAtBirth);
 }
 
-// The element behind the peaks stands for none: always taken, and of a magnitude that divides.
+// The element after the peaks represents none: always taken, with a magnitude other than 0.
 void PartialTracker::MapPeaks() {
     const UInt32 count = mPeaks.mCount;
     mPeaks.mMatched[count] = 1;

@@ -93,7 +93,7 @@ public:
     // Tracks choose among the peaks in their order, the oldest first, each the nearest one within a
     // bin. A track without a peak lives through 4 frames, unless the magnitude at its place falls
     // below a fifth of its own; one that would rise by more than its limit ends, and leaves the
-    // peak free. Peaks that are left begin new tracks behind the others.
+    // peak free. Remaining peaks begin new tracks after the others.
     void Track(const float* magnitudes, float threshold);
 
     // The tracks that live, oldest first; MostPartials at most.

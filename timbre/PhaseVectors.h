@@ -4,7 +4,7 @@
 
 namespace qel::core {
 
-// The loops over bins behind the phase properties. They are many and short: of a long loop, the
+// The loops over bins of the phase properties. They are many and short: of a long loop, the
 // processor has too few steps in work at a time. None allocates; all may run in any thread.
 
 // What one frame leaves to the next, by bin.

@@ -47,7 +47,7 @@ HWY_INLINE hn::Vec<D> Row(D d, const float* from, const std::int32_t* indices) {
     }
 }
 
-// All four elements of a row must be there, also those that nobody looks at. There is an index for
+// All four elements of a row must exist, also those that are not used. There is an index for
 // each lane.
 template <class D>
 HWY_INLINE Columns<hn::Vec<D>> LookUp(D d, const float* from, const std::int32_t* indices) {

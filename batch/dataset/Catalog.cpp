@@ -17,7 +17,7 @@ constexpr const char* kTables = //
     "CREATE TABLE rows(path BLOB PRIMARY KEY, packed BLOB, hash BLOB, ok INTEGER) WITHOUT ROWID;"
     "CREATE TABLE begun(path BLOB PRIMARY KEY) WITHOUT ROWID;"
     "CREATE TABLE postponed(path BLOB PRIMARY KEY) WITHOUT ROWID;"
-    "BEGIN;"; // one transaction, which nobody ends: the database is gone with the process
+    "BEGIN;"; // one transaction that is never ended: the database is gone with the process
 
 // SQLite's temporary files have no names. They are on the disk that has room for results.
 Database OpenIn(const std::string& dataset) {

@@ -16,7 +16,7 @@ class Database {
 public:
     enum class Use {
         Read,   // a file that is there
-        Write,  // a new file, which nobody reads before it is complete
+        Write,  // a new file, which is not read before it is complete
         Scratch // nameless, gone with the object
     };
 

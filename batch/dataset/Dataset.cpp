@@ -164,7 +164,7 @@ void Dataset::RemoveParts(const std::vector<std::string>& names) const {
     }
 }
 
-// The time comes first, so that names sort by it; the random number tells machines apart.
+// The time comes first, so that names sort by it; the random number distinguishes machines.
 std::string Dataset::NewAttempt() {
     std::random_device random;
     const std::time_t now = std::time(nullptr);

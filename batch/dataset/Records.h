@@ -11,7 +11,7 @@ namespace qel::batch {
 // anywhere has all records that are whole.
 class Records {
 public:
-    // A record as it stands in a stream.
+    // A record as it is written to a stream.
     static std::string Framed(std::string_view record);
 
     // More of the stream.

@@ -44,7 +44,7 @@ void Driver::RunAll() {
                 Give(slot, *task);
             }
         }
-        if (IsAnyBusy()) { // nobody else has anything to say
+        if (IsAnyBusy()) { // no other source of events is open
             Serve();
         }
     }

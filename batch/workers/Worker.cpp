@@ -83,7 +83,7 @@ void Worker::Send(const Row& answer) const {
     for (std::size_t done = 0; done < framed.size();) {
         const ssize_t written = write(mAnswers, framed.data() + done, framed.size() - done);
         if (written < 0 && errno != EINTR) {
-            _exit(0); // nobody listens any more
+            _exit(0); // the driver is gone
         }
         output::Interrupt::Check();
         done += written > 0 ? static_cast<std::size_t>(written) : 0;

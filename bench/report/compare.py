@@ -1,6 +1,6 @@
 """What moved from one run to another beyond the noise of their repetitions."""
 
-# Smaller differences are nobody's concern: as a share, and of memory in MB per minute, as a few pages
+# Smaller differences are not reported: as a share, and of memory in MB per minute, as a few pages
 # come and go from run to run.
 LEAST_CHANGE = 0.01
 LEAST_MEMORY_CHANGE = 0.1

@@ -25,7 +25,7 @@ def with_noise(audio, level_db, seed):
 
 
 def delay_samples(original, other):
-    """How much later the same sound stands in the other, by the greatest correlation."""
+    """How much later the same sound comes in the other, by the greatest correlation."""
     length = min(original.size, other.size)
     size = 1 << (length + WIDEST_DELAY_SAMPLES).bit_length()
     product = np.fft.irfft(np.conj(np.fft.rfft(original[:length], size)) * np.fft.rfft(other[:length], size), size)

@@ -90,7 +90,7 @@ def without_overlaps(notes):
 
 
 def beat_places(meter, bars):
-    """Up to the last down beat, on which the last chord stands."""
+    """Up to the last down beat, which has the last chord."""
     return [index * meter.beat for index in range((bars - 1) * meter.beats_per_bar + 1)]
 
 

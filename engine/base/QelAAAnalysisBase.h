@@ -85,7 +85,7 @@ protected:
     // The place of `key`, which may be null, among `keys`; their number if it is not among them.
     static UInt32 IndexOf(CFStringRef key, std::span<const CFStringRef> keys);
     // Makes mComputeFlags anew, with `flags` entries, and raises the entry of each of `keys` that
-    // stands in the client's list. Always 0.
+    // is in the client's list. Always 0.
     SInt32 RaiseFlags(CFArrayRef wanted, std::span<const CFStringRef> keys, UInt32 flags);
     bool IsWanted(UInt32 flag) const;
 

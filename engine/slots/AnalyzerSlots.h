@@ -11,7 +11,7 @@
 
 namespace qel::core {
 
-// What the analyzer tells every generator that it makes.
+// What the analyzer passes to every generator that it makes.
 struct GeneratorSetup {
     UInt32 channels;
     Float64 sampleRate; // Hz

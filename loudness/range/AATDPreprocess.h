@@ -19,7 +19,7 @@ public:
     // frameSize floats that overlap neither. `channel` and `channels` are ignored: all channels
     // have one window.
     //
-    // `usable` becomes 0 for a frame that tells nothing of a recording, else 1: one with more than
+    // `usable` becomes 0 for a frame that shows nothing of a recording, else 1: one with more than
     // a tenth of its samples exactly 0 (silence, or audio that begins or ends within it), or with a
     // variance below 1e-8 (a constant). A frame with samples that are infinite or not a number has
     // a variance that is not a number, which is not below anything.

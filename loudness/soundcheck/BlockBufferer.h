@@ -13,7 +13,7 @@ namespace qel::core {
 // of the run is never handed on.
 class BlockBufferer {
 public:
-    // Takes one block, or several behind each other, and returns 0 or a status.
+    // Takes one block, or several in a row, and returns 0 or a status.
     using Callback = SInt32 (*)(void* clientData, const unsigned char* bytes,
                                 unsigned int byteCount);
 

@@ -12,7 +12,7 @@ namespace qel::core {
 // A sound-check analyzer for audio of any format in pieces of any size: a converter where the
 // format is not canonical, and a BlockBufferer that collects steps of 32768 frames.
 //
-// The stream is not flushed at its end: frames behind the last whole step are never looked at, so
+// The stream is not flushed at its end: frames after the last whole step are not analyzed, so
 // that a track below 32768 frames has all figures 0.
 class BufferedSoundCheckAnalyzer : public SoundCheckAnalyzer {
 public:

@@ -11,7 +11,7 @@ namespace qel::core {
 // energy in them counts.
 struct CriticalBand {
     UInt16 startBin;
-    UInt16 endBin; // the bin behind the last
+    UInt16 endBin; // the bin after the last
     float weight;  // the inverse of the threshold of hearing, as a ratio of powers
 };
 

@@ -21,7 +21,7 @@ constexpr std::int64_t kPlaceholder = 0x7FFFF000; // 2 GiB less a page
 // How a kind of file is put together from chunks: a name and a size each, and content.
 struct Layout {
     std::string_view magic{}; // the file's first bytes
-    std::string_view form{};  // what stands at formPosition
+    std::string_view form{};  // the bytes at formPosition
     std::int64_t formPosition = 8;
     std::int64_t firstChunk = 12;
     int nameBytes = 4;

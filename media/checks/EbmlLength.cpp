@@ -13,7 +13,7 @@ constexpr std::uint64_t kCluster = 0x1F43B675;
 constexpr std::uint64_t kBlockGroup = 0xA0;
 constexpr std::uint64_t kSimpleBlock = 0xA3;
 
-// A number whose first byte tells its length by the zeros in front: none for one byte, up to seven
+// A number whose first byte gives its length by its leading zeros: none for one byte, up to seven
 // for eight.
 struct VariableNumber {
     std::uint64_t whole = 0;   // with the mark behind the zeros, as names are written

@@ -11,7 +11,7 @@ constexpr std::size_t kBitsPosition =
     12; // the last bit there and the four next are the bits less 1
 constexpr std::size_t kSumPosition = 18;
 
-// The number in a frame's header stands at byte 4, coded like a character of UTF-8 with up to seven
+// The number in a frame's header is at byte 4, coded like a character of UTF-8 with up to seven
 // bytes. Empty for anything else.
 std::optional<std::uint64_t> FrameNumber(std::span<const std::uint8_t> packet) {
     constexpr std::size_t kPosition = 4;

@@ -17,7 +17,7 @@ constexpr int kMostReads = 1 << 17;
 struct Box {
     std::array<char, 4> name{};
     std::int64_t content = 0; // position of the first byte
-    std::int64_t end = 0;     // position behind the last byte
+    std::int64_t end = 0;     // position after the last byte
 
     bool Is(std::string_view other) const {
         return std::string_view(name.data(), name.size()) == other;
@@ -112,7 +112,7 @@ Clock ReadClock(BoxReader& reader, const Box& box) {
             reader.Time(box, clock + 4, wide)};
 }
 
-// "tkhd" holds the track's number behind version and flags and two dates.
+// "tkhd" holds the track's number after version, flags and two dates.
 bool IsTrack(BoxReader& reader, const Box& track, std::int64_t trackID) {
     const auto header = reader.Find(track, "tkhd");
     if (!header) {

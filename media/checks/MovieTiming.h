@@ -8,7 +8,7 @@ namespace qel::media {
 
 // How long a track of an MP4 file lasts, to the sample.
 //
-// Such a file tells its length twice. The edit list says what is to be played, on the movie's
+// Such a file states its length twice. The edit list says what is to be played, on the movie's
 // clock, which often ticks a thousand times a second only; the track says how much there is, on a
 // clock that ticks once per sample. Where both mean the same end, the finer one is right, and
 // following the coarse one would cut off up to half a tick of audio.

@@ -111,7 +111,7 @@ public:
         if (mNext.size() > kMostStreams) {
             mNext.clear(); // a serial number per page makes no stream
         }
-        // A number that goes back is a stream that was put behind another one, with its serial.
+        // A number that goes back is a stream that was appended to another one, with its serial.
         return isStart || missing > UINT32_MAX / 2 ? 0 : missing;
     }
 
@@ -146,7 +146,7 @@ std::int64_t CountDamagedOggPages(std::istream& file) {
         }
         window.Skip(isLastIntact ? length : kPageMark.size());
     }
-    // Those before the last one are told by the number of an intact page behind them.
+    // Those before the last one show in the number of an intact page after them.
     return damaged + (isLastIntact ? 0 : 1);
 }
 

@@ -13,7 +13,7 @@ namespace qel::media {
 
 // Holds packets of MPEG audio (layers I to III), AC-3, E-AC-3 and AAC in ADTS against the length
 // that the header of each frame states. Their decoders make up for what a frame lacks, and parsers
-// put what stands between two frames into a packet without a word.
+// silently put the bytes between two frames into a packet.
 class PacketFrames {
 public:
     explicit PacketFrames(AVCodecID codec) : mCodec(codec) {}

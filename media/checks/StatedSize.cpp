@@ -120,7 +120,7 @@ End RealMediaEnd(HeaderReader& reader) {
     return std::nullopt;
 }
 
-// The mark is looked for in the last bytes, as a tag may stand behind it.
+// The mark is looked for in the last bytes, as a tag may follow it.
 bool MotionJpegIsCut(HeaderReader& reader) {
     constexpr std::int64_t kTailBytes = 64 * 1024;
     const std::int64_t tail = std::min(reader.FileEnd(), kTailBytes);

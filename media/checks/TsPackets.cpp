@@ -88,7 +88,7 @@ public:
         const int pid = (byteAt(1) & 0x1F) << 8 | byteAt(2);
         const bool hasContent = (byteAt(3) & 0x10) != 0;
         const bool hasField = (byteAt(3) & 0x20) != 0;
-        if (pid != mPID || !hasContent) { // without content the counter stands still
+        if (pid != mPID || !hasContent) { // without content the counter does not advance
             return false;
         }
         const int counter = byteAt(3) & 0xF;

@@ -76,7 +76,7 @@ AtomicFile::AtomicFile(const std::string& path, Existing existing)
     }
 }
 
-// In place of a file that others may not read, nobody else reads what is not complete either.
+// In place of a file that others may not read, others cannot read the incomplete file either.
 void AtomicFile::Open(const std::filesystem::path& path) {
     if (!path.has_filename()) {
         Refuse(mPath, EISDIR);

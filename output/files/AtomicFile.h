@@ -9,7 +9,7 @@
 
 namespace qel::output {
 
-// What becomes of a file that stands in the place of an output.
+// What happens to a file that already has the name of an output.
 enum class Existing { Refuse, Replace };
 
 // A file that appears under its name only when it is complete: until then it has no name, or a

@@ -31,7 +31,7 @@ OutputDirectory::OutputDirectory(const std::filesystem::path& path)
             return;
         }
     }
-    Refuse(ENOENT); // it is taken away every time, or a link to nothing stands there
+    Refuse(ENOENT); // it is removed every time, or is a link to nothing
 }
 
 void OutputDirectory::Refuse(int error) const {

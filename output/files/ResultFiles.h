@@ -31,7 +31,7 @@ public:
     void Begin(const std::string& input);
 
     // Opens one more file in the directory of the input; with "-", standard output whatever the
-    // name. Throws OutputError, or OutputExists if a file stands there that is to stay.
+    // name. Throws OutputError, or OutputExists if a file exists that must be kept.
     void Add(const std::string& name);
 
     // The file that was opened as number index, counting from 0.
@@ -48,7 +48,7 @@ public:
     // "generic spectrum properties" becomes "generic-spectrum-properties".
     static std::string KeyName(std::string_view key);
 
-    // What stands behind the name of a file about one channel: "-ch1", or nothing where there is
+    // The suffix of the name of a file about one channel: "-ch1", or nothing where there is
     // but one.
     static std::string ChannelSuffix(std::size_t channel, std::size_t channels);
 

@@ -62,7 +62,7 @@ int TemporaryFile::Open(const std::filesystem::path& directory, mode_t mode, int
     if (kind == Kind::NamelessIfPossible && OpenNameless(mode, descriptor) == 0) {
         return 0;
     }
-    // Whatever is wrong with the place, this tells it as well.
+    // Reports whatever is wrong with the place.
     return MakeName([&](const char* name) {
         descriptor = open(name, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, mode);
         return ErrorOf(descriptor);

@@ -31,10 +31,10 @@ public:
     // Keeps a file without a name, which would be gone when the caller closes the descriptor.
     int KeepOpen(int descriptor);
 
-    // Gives the file its name, unless something stands there: EEXIST.
+    // Gives the file its name, unless something of that name exists: EEXIST.
     int Publish(const std::filesystem::path& target);
 
-    // Gives the file its name, in place of a file that stands there.
+    // Gives the file its name, and replaces a file of that name.
     int Replace(const std::filesystem::path& target);
 
 private:

@@ -11,7 +11,7 @@ namespace qel::output {
 class TextSink {
 public:
     // Takes the descriptor over: it is closed at the end, unless it is one of the standard ones.
-    // name stands in messages.
+    // name is used in messages.
     TextSink(int descriptor, std::string name);
     ~TextSink();
     TextSink(const TextSink&) = delete;

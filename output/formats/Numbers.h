@@ -9,7 +9,7 @@
 namespace qel::output {
 
 // Numbers as text: the shortest digits that read back as the same number, with a point whatever the
-// locale. JSON has no word for what is not finite, so that null stands for it.
+// locale. JSON has no word for numbers that are not finite: they become null.
 template <typename Number>
 void AppendJsonNumber(fmt::memory_buffer& buffer, Number value) {
     if (std::isfinite(value)) {

@@ -42,14 +42,14 @@ public:
     // What a result has for a channel, in a few words: "512 pairs".
     std::string Summary(const KeyInfo& info) const { return mRow.summary(info); }
 
-    // What stands for a channel in JSON: "numbers" or "names", one for each of KeyInfo::values, or
+    // How a channel is written in JSON: "numbers" or "names", one for each of KeyInfo::values, or
     // "arrays", likewise.
     std::string_view Layout(const KeyInfo& info) const { return mRow.layout(info); }
 
     // Numbers that a result has for a channel, or kAnyNumber.
     std::size_t Numbers(const KeyInfo& info) const { return mRow.numbers(info); }
 
-    // What stands for a channel of a result in JSON. Weak events are left out.
+    // A channel of a result as JSON. Weak events are left out.
     void AppendJson(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
                     float minStrength) const {
         mRow.appendJson(buffer, result, channel, minStrength);

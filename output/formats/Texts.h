@@ -10,7 +10,7 @@ namespace qel::output {
 // while JSON must be.
 std::string JsonText(const std::string& text);
 
-// A text as a field of CSV: one with a comma, a quote or a line break stands in quotes, with its
+// A text as a field of CSV: one with a comma, a quote or a line break is quoted, with its
 // quotes doubled.
 std::string CsvText(const std::string& text);
 

@@ -4,7 +4,7 @@
 
 namespace qel::platform {
 
-// The object that stands for "nothing". There is one.
+// The object that represents "nothing". There is one.
 class CFNull final : public CFObject {
 public:
     static constexpr TypeCode kType = TypeCode::kNull;

@@ -29,7 +29,7 @@ enum class TypeCode : std::uint32_t {
 // Whether an object counts its owners, or is a constant that lives as long as the process.
 enum class Lifetime : bool { kCounted, kImmortal };
 
-// What stands behind every reference: a type and an atomic count.
+// The common part of all objects: a type and an atomic count.
 //
 // A reference is the address of the CFObject part of an object; Reference and CastTo are the two
 // ways across. The class has no virtual destructor, so that constants need no code at start or
@@ -87,7 +87,7 @@ Ref Reference(const CFObject* object) noexcept {
     }
 }
 
-// The type id that stands for a type at the interface.
+// The type id that represents a type at the interface.
 constexpr CFTypeID TypeID(TypeCode type) noexcept {
     return static_cast<CFTypeID>(type);
 }

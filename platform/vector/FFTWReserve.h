@@ -22,7 +22,7 @@ public:
     // False if memory is exhausted. FFTW must not be called then.
     bool IsThere() const { return mStore != nullptr; }
 
-    // What stands behind FFTW's own functions.
+    // The implementation of FFTW's own functions.
     static void* Take(std::size_t bytes);
     static void GiveBack(void* memory);
 

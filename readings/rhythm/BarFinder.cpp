@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::size_t kFewestBeats = 6;
 constexpr std::size_t kFeatures = 8;
-// Of the features in the order of downBeatEvidence. From a logistic regression that tells down
-// beats from others; docs/accuracy.md tells over what music. Its constant is left out: it only says
+// Of the features in the order of downBeatEvidence. From a logistic regression that separates down
+// beats from others; docs/accuracy.md describes the music. Its constant is left out: it only says
 // how many beats are down beats, which the meter says already.
 constexpr std::array<double, kFeatures> kWeights{0.8972, 0.269,  0.8614, -0.1199,
                                                  0.7428, 0.4788, 0.4606, 0.3503};

@@ -22,7 +22,7 @@ constexpr double kMostLogOdds = 9.2;
 enum Ratio : std::size_t { kSame, kDouble, kTriple, kHalf, kThird, kTwoThirds, kThreeHalves, kOff };
 
 // The weights of the figures of a reading in the order of scoreOf, and what each ratio adds. From a
-// conditional logistic regression; docs/accuracy.md tells what music it was made from.
+// conditional logistic regression; docs/accuracy.md describes the music it was made from.
 #include "readings/rhythm/BeatWeights.inc"
 
 } // namespace

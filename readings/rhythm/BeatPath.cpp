@@ -17,7 +17,7 @@ constexpr std::size_t kBeatShare = 12; // a beat takes a twelfth of its interval
 constexpr float kLeast = 0.02f;
 constexpr float kMost = 0.97f;
 
-// The scores of the states of one tempo. The state p frames after its beat stands at the place of
+// The scores of the states of one tempo. The state p frames after its beat is at the place of
 // the frame of that beat, modulo the interval: nothing moves when time goes on.
 class Ring {
 public:

@@ -19,7 +19,7 @@ constexpr double kTiny = 1e-9;
 
 // Weights of the figures in the order of steadyLogOdds, and the log odds where all are 0. From a
 // logistic regression over music with a tempo and sounds without, of which 1 in 200 passes;
-// docs/accuracy.md tells which they are.
+// docs/accuracy.md describes both.
 constexpr std::size_t kFigures = 8;
 constexpr std::array<double, kFigures> kWeights{-20.94, 8.499,  -34.83, 0.8913,
                                                 1.432,  -3.912, 2.478,  -1.288};
@@ -40,7 +40,7 @@ double shareNearMedian(const std::vector<double>& intervals) {
     return static_cast<double>(near) / static_cast<double>(intervals.size());
 }
 
-// How much of a curve stands in few frames: the logarithm of its kurtosis.
+// How much of a curve lies in few frames: the logarithm of its kurtosis.
 struct Shape {
     double mean;
     double logKurtosis;

@@ -30,7 +30,7 @@ export class Board {
         new ResizeObserver(() => this.resize()).observe(this.element);
     }
 
-    /** Call it when the element stands in the page: plots need their width. */
+    /** Call it when the element is in the page: plots need their width. */
     begin(): void {
         this.rulerPlot = makePlot(
             this.ruler,

@@ -36,7 +36,7 @@ export const columns: Column[] = [
     number("Bandwidth", (row) => row.readings?.bandwidth.cutoffHz, hertzText),
 ];
 
-/** Rows in the order of a column; what has no value stands last either way. */
+/** Rows in the order of a column; rows without a value come last in both orders. */
 export function sorted(rows: IndexRow[], column: Column, isDescending: boolean): IndexRow[] {
     const sign = isDescending ? -1 : 1;
     return [...rows].sort((one, other) => {

@@ -12,7 +12,7 @@ export interface LaneContext {
     redraw: () => void;
 }
 
-/** A lane of the board, whose plot stands in an element of its own. */
+/** A lane of the board, whose plot has an element of its own. */
 export interface Lane {
     readonly info: LaneInfo;
     readonly plot: uPlot;

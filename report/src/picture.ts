@@ -21,7 +21,7 @@ export class PictureSource {
         this.probe = canvas.getContext("2d", { willReadFrequently: true });
     }
 
-    /** Draws what lies between two moments; `x` tells the pixel of a moment. */
+    /** Draws what lies between two moments; `x` gives the pixel of a moment. */
     draw(context: CanvasRenderingContext2D, begin: number, end: number, x: (seconds: number) => number, top: number, height: number): void {
         const number = levelFor(this.info.levels, (end - begin) / Math.max(x(end) - x(begin), 1));
         const level = this.info.levels[number] as Level;

@@ -84,7 +84,7 @@ private:
     friend class AABeatFunctionGeneratorTestAccess;
     friend void BeatSpectralFun(SpectralAndAudioBufferList* list, void* refCon);
 
-    // One section of one channel's function, and where its progress stands.
+    // One section of one channel's function, and its progress.
     struct Section {
         float* data;
         UInt32 length;

@@ -46,7 +46,7 @@ public:
     // Does the work that is due after `frames` frames more. Raises std::bad_alloc.
     void Advance(std::size_t frames);
 
-    // The values of all that came, by channel, as many as the filter tells for so many frames.
+    // The values of all that came, by channel, as many as the filter gives for so many frames.
     // Raises std::bad_alloc.
     std::vector<std::vector<float>> Signals();
 

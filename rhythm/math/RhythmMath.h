@@ -16,7 +16,7 @@ inline constexpr float kSecondsPerMinute = 60.0f;
 // two that stand above the lower middle): 4 for 1 to 5, 4.5 for 1 to 6. Of one or two elements it
 // is the largest, of none it is 0. NaN counts as larger than every number. `x` is not changed.
 //
-// Required by the contract: the textbook's median stands one place lower. With that one, other
+// Required by the contract: the textbook's median is one place lower. With that one, other
 // values pass for onsets.
 void ComputeMedianOfFloatVector(const float* x, unsigned int n, float& median);
 

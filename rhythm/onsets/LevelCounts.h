@@ -4,7 +4,7 @@
 
 namespace qel::core {
 
-// How the values of a vector stand to a level. What is no number stands nowhere.
+// How many values of a vector are above a level, and how many are not. NaNs count as neither.
 struct LevelCounts {
     std::size_t notAbove = 0;
     std::size_t above = 0;

@@ -159,7 +159,7 @@ void AAAccentBandGenerator::WeightedRectifiedDifference(const float* current, fl
     }
 }
 
-// One gamma band stands for its group: the accent is that of the highest one, and no sum.
+// One gamma band represents its group: the accent is that of the highest one, not a sum.
 void AAAccentBandGenerator::Reduce(const float* bands, UInt32 channel,
                                    CABufferList* accents) const {
     const UInt32 group = kGammaBands / mAccentBandCount;

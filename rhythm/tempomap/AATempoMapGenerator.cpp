@@ -175,7 +175,7 @@ SInt32 AATempoMapGenerator::MakeTempoMap(CABufferList* accents) {
     return 0;
 }
 
-// Each comb's output, from its own output one lag ago, read where it stands in the ring.
+// Each comb's output, from its own output one lag ago, read in place from the ring.
 void AATempoMapGenerator::MakeResponses(UInt32 buffer, float accent) {
     float* const outputs = Channel(mResponseList, buffer);
     const auto* const rows =
@@ -210,7 +210,7 @@ void AATempoMapGenerator::FindDominantTempo(float* salience, float& estimate) {
     vDSP_maxv(salience, 1, &largest, mLagCount);
     vDSP_vsdiv(salience, 1, &largest, salience, 1, mLagCount);
 
-    // What stands in the lists behind `count` stays, and so does everything without a peak.
+    // Elements of the lists from `count` on are kept, and so is everything without a peak.
     unsigned int count = 0;
     FindPeaksInVector(salience, mLagCount, mPeakIndices, mPeakValues, count, mPeakThreshold,
                       mPeakMargin, mPeakWindow);

@@ -171,7 +171,7 @@ TEST_F(BatchCommandTest, ARunWhoseRowsAnotherRunHasTakenOverSaysSo) {
     EXPECT_NE(third.out.find("4 files were done before"), std::string::npos) << third.out;
 }
 
-TEST_F(BatchCommandTest, FilesThatAListNamesAndNobodyHasAreRows) {
+TEST_F(BatchCommandTest, FilesThatAListNamesAndThatDoNotExistAreRows) {
     WriteFile(mPlace.File("list"), std::string("music/song0.wav\0gone.wav\0", 25));
     const ChildResult run = Run({"batch", "--files-from", "-", "--null", "--out", "ds"},
                                 {.inPath = mPlace.File("list")});

@@ -77,7 +77,7 @@ void expectSame(const StoredResult& first, const StoredResult& second) {
     }
 }
 
-TEST(AllKeysContractTest, ThirtyKeysAtOnceDeliverAllOfTheirResultsAndTheSameAgainBehindAReset) {
+TEST(AllKeysContractTest, ThirtyKeysAtOnceDeliverAllOfTheirResultsAndTheSameAgainAfterAReset) {
     const std::vector<std::string> keys = Analyzer::allKeys();
     ASSERT_EQ(keys.size(), 30u);
     const std::vector<std::vector<float>> audio = {music(220, 1), music(261.6, 2)};

@@ -30,7 +30,7 @@ TEST(AnalyzerCallbackTest, ExceptionOfTheResultCallbackComesOutOfPush) {
     }
 }
 
-TEST(AnalyzerCallbackTest, NothingIsHandedOutBehindAnExceptionInTheSameCall) {
+TEST(AnalyzerCallbackTest, NothingIsHandedOutAfterAnExceptionInTheSameCall) {
     int calls = 0;
     Analyzer analyzer({"temporal properties", "spectrum"}, kMono);
     analyzer.onResult([&](const Result&) {
@@ -42,7 +42,7 @@ TEST(AnalyzerCallbackTest, NothingIsHandedOutBehindAnExceptionInTheSameCall) {
     EXPECT_EQ(calls, 2);
 }
 
-TEST(AnalyzerCallbackTest, StreamGoesOnBehindTheAudioOfTheFailedPush) {
+TEST(AnalyzerCallbackTest, StreamGoesOnAfterTheAudioOfTheFailedPush) {
     std::vector<std::uint64_t> frames;
     bool faulty = true;
     Analyzer analyzer({"spectrum"}, kMono);

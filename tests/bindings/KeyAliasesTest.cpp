@@ -17,7 +17,7 @@ TEST(KeyAliasesTest, EveryAliasNamesAKeyAndIsNoKeyItself) {
     for (const KeyAlias& row : kKeyAliases) {
         EXPECT_NE(findKey(row.key), nullptr) << row.alias;
         EXPECT_EQ(findKey(row.alias), nullptr) << row.alias;
-        EXPECT_TRUE(aliases.insert(row.alias).second) << row.alias << " stands twice";
+        EXPECT_TRUE(aliases.insert(row.alias).second) << row.alias << " is listed twice";
     }
 }
 

@@ -65,7 +65,7 @@ TEST_F(ResultTest, KeyWithoutARowGivesItsBytesAlone) {
 // A sine in the middle of bin 16 has there twice the plain transform of its windowed frame: the
 // sum over the window, 1025 / 2, times the amplitude. Neighbours get half of it, with opposite
 // sign, and the bins beyond almost nothing.
-TEST(SpectrumResultTest, SineHasTheMagnitudeThatTheDocumentationTells) {
+TEST(SpectrumResultTest, SineHasTheMagnitudeThatTheDocumentationStates) {
     Analyzer analyzer({"spectrum"}, {.sampleRateHz = 44100});
     int results = 0;
     analyzer.onResult([&](const Result& result) {

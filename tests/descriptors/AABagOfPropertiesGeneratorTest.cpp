@@ -29,7 +29,7 @@ protected:
                                           4096, 0,       CountDelivery, &mDeliveries};
 };
 
-TEST_F(AABagOfPropertiesGeneratorTest, TellsTheSizeOfABlockOfEveryKey) {
+TEST_F(AABagOfPropertiesGeneratorTest, ReportsTheSizeOfABlockOfEveryKey) {
     EXPECT_EQ(12u, SizeFor("temporal properties"));
     EXPECT_EQ(64u, SizeFor("generic spectrum properties"));
     EXPECT_EQ(8u, SizeFor("spectrum histogram properties"));

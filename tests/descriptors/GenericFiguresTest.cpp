@@ -83,7 +83,7 @@ TEST(GenericFiguresTest, SineOnABinGivesThatBinsFrequencyAndTheWindowsHeight) {
     EXPECT_NEAR(0.25 * kWindowSum, magnitudes[99], 0.002 * kWindowSum);
 }
 
-TEST(GenericFiguresTest, NyquistStandsInTheImaginaryPartOfBin0AndCountsIntoItsMagnitude) {
+TEST(GenericFiguresTest, NyquistIsTheImaginaryPartOfBin0AndCountsIntoItsMagnitude) {
     Audio audio = Constant(0.5f, 1, kFrameSize);
     for (std::size_t i = 1; i < kFrameSize; i += 2) {
         audio[0][i] = -0.5f;

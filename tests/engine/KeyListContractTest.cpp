@@ -40,7 +40,7 @@ TEST(KeyListContractTest, AKeyDeliversItselfAndNoOtherOfItsGroup) {
     }
 }
 
-TEST(KeyListContractTest, AKeyThatStandsTwiceIsDeliveredOnce) {
+TEST(KeyListContractTest, AKeyThatIsListedTwiceIsDeliveredOnce) {
     TestAnalyzer analyzer({"spectrum", "spectrum"}, StreamSetup{});
     ASSERT_EQ(0, analyzer.Push(Noise(0.5f, 1, 1024, 1)));
     EXPECT_EQ(1u, analyzer.Deliveries().size());
@@ -55,7 +55,7 @@ TEST(KeyListContractTest, AnUnknownKeyEndsTheListWithoutAReport) {
 
 // What is computed is looked up in the whole list, by each part of the library that a key before
 // the unknown one has made.
-TEST(KeyListContractTest, KeysBehindAnUnknownOneStillCountForAPartThatExists) {
+TEST(KeyListContractTest, KeysAfterAnUnknownOneStillCountForAPartThatExists) {
     EXPECT_EQ((Keys{"spectrum", "temporal properties"}),
               DeliveredBy({"spectrum", "no such key", "temporal properties"}));
 }
@@ -64,7 +64,7 @@ TEST(KeyListContractTest, GlobalKeyAheadOfTheOthersEndsTheList) {
     EXPECT_EQ(Keys{}, DeliveredBy({"global key", "spectrum"}));
 }
 
-TEST(KeyListContractTest, GlobalKeyBehindAnotherKeyDoesNotDisturbIt) {
+TEST(KeyListContractTest, GlobalKeyAfterAnotherKeyDoesNotDisturbIt) {
     EXPECT_EQ(Keys{"spectrum"}, DeliveredBy({"spectrum", "global key"}));
 }
 

@@ -247,7 +247,7 @@ TEST(AudioDecoderTest, RefusesChannelsThatChangeOnTheWay) {
     EXPECT_NE(fault.find("its channels change from 1 to 2"), std::string::npos) << fault;
 }
 
-TEST(AudioDecoderTest, TellsATruncatedFileByTheLengthItStates) {
+TEST(AudioDecoderTest, DetectsATruncatedFileByTheLengthItStates) {
     const TempDirectory directory;
     const std::string wav = directory.File("noise.wav");
     WriteWav(wav, 44100, {Noise(88200, 0.5f)});

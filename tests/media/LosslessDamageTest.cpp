@@ -147,7 +147,7 @@ TEST(LosslessDamageTest, AFlacIsHeldAgainstItsSum) {
     }
 }
 
-TEST(LosslessDamageTest, ATagBehindALosslessFileIsNoDamage) {
+TEST(LosslessDamageTest, ATagAfterALosslessFileIsNoDamage) {
     const TempDirectory directory;
     const std::vector<MediaPair> pairs =
         MediaPairs({"flac", "wv", "tta", "s16.wav", "s16.aiff", "s16.caf", "alac.m4a", "flac.mka"});

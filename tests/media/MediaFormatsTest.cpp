@@ -23,7 +23,7 @@ std::set<std::string> Split(const std::string& names) {
     std::set<std::string> set;
     std::istringstream stream(names);
     for (std::string name; std::getline(stream, name, ',');) {
-        EXPECT_TRUE(set.insert(name).second) << name << " stands twice";
+        EXPECT_TRUE(set.insert(name).second) << name << " is listed twice";
     }
     return set;
 }

@@ -29,7 +29,7 @@ TEST(BarPositionsTest, APickupCountsBackFromTheFirstDownBeat) {
     EXPECT_EQ(Of(5, {4}, 5), (Positions{2, 3, 4, 5, 1}));
 }
 
-TEST(BarPositionsTest, WithoutAMeterTheFirstBarsLengthStandsForIt) {
+TEST(BarPositionsTest, WithoutAMeterTheFirstBarsLengthIsUsed) {
     EXPECT_EQ(Of(7, {1, 4}, 0), (Positions{3, 1, 2, 3, 1, 2, 3}));
 }
 
@@ -49,7 +49,7 @@ TEST(BarPositionsTest, ADownBeatStartsABarThatCameTooSoonOrLate) {
     EXPECT_EQ(Of(13, {0, 4, 6, 12}, 4), (Positions{1, 2, 3, 4, 1, 2, 1, 2, 3, 4, 5, 6, 1}));
 }
 
-TEST(BarPositionsTest, BehindTheLastDownBeatTheCountGoesOn) {
+TEST(BarPositionsTest, AfterTheLastDownBeatTheCountGoesOn) {
     EXPECT_EQ(Of(6, {0}, 3), (Positions{1, 2, 3, 4, 5, 6}));
 }
 

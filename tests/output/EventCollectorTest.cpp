@@ -34,7 +34,7 @@ TEST(EventCollectorTest, WhatNeverCameIsEmpty) {
     EXPECT_TRUE(collector.BeatPositions(0).empty());
 }
 
-TEST(EventCollectorTest, EventsThatComeInPiecesStandOneBehindTheOther) {
+TEST(EventCollectorTest, EventsThatComeInPiecesAreAppended) {
     EventCollector collector;
     AddEvents(collector, kBeatKey, {1, 2});
     AddEvents(collector, kBeatKey, {3});

@@ -86,7 +86,7 @@ TEST_F(JsonWriterTest, WithoutItsFinishNothingStays) {
     EXPECT_EQ(mDirectory.Entries(), std::vector<std::string>());
 }
 
-TEST_F(JsonWriterTest, WhatStandsThereStaysUnlessItIsToBeReplaced) {
+TEST_F(JsonWriterTest, AnExistingFileIsKeptUnlessItIsToBeReplaced) {
     WriteFile(mPath, "before");
     EXPECT_ANY_THROW(JsonWriter{mPath});
     EXPECT_EQ(ReadFile(mPath), "before");

@@ -81,7 +81,7 @@ TEST(AAChromaSpectralProcessorTest, SumsAreThoseOfTheReferenceAtEveryFrameSize) 
     }
 }
 
-TEST(AAChromaSpectralProcessorTest, TellsWhetherAFrameWasProduced) {
+TEST(AAChromaSpectralProcessorTest, ReportsWhetherAFrameWasProduced) {
     const Audio audio = MusicLike(kRate, 1, 4096);
     ProcessorRun run(1024, 512, 1, 4096, kRate);
     EXPECT_FALSE(run.Push(audio, 0, 1023));
@@ -115,7 +115,7 @@ TEST(AAChromaSpectralProcessorTest, MorePlacesThanPitchClassesStayEmpty) {
 
 void Ignore(void*, CFStringRef, UInt32, QelAudioAnalysisBlock*, void*) {}
 
-TEST(ChromaGeneratorTest, TellsTheSizesOfItsPayloads) {
+TEST(ChromaGeneratorTest, ReportsTheSizesOfItsPayloads) {
     core::AAChromaPropertiesGenerator generator(1, kRate, 8192, 512, 4096, 0, Ignore, nullptr);
     const auto sizeOf = [&](const char* key) {
         return generator.GetSizeOfAnalysisDataForKey(MakeString(key).Get());

@@ -143,7 +143,7 @@ TEST(AAConstantQSpectralProcessorSettingsTest, ASilentFrameHasMinimumAndMaximumZ
     }
 }
 
-TEST(AAConstantQSpectralProcessorSettingsTest, APushTellsWhetherItHadAFrame) {
+TEST(AAConstantQSpectralProcessorSettingsTest, APushReportsWhetherItHadAFrame) {
     ProcessorRun run({}, 8000.0, {}, 1);
     EXPECT_TRUE(run.Push(Noise(0.5f, 1, 8191, 1)).empty());
     EXPECT_FALSE(run.AnyFrame());

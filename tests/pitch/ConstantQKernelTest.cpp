@@ -254,7 +254,7 @@ TEST(ConstantQKernelTest, AMagnitudeEqualToTheThresholdIsCleared) {
     EXPECT_GT(ConstantQKernel(design).Bytes(), sizeof(ConstantQKernel));
 }
 
-TEST(ConstantQKernelTest, EqualDesignsShareOneKernelWhileSomebodyHoldsIt) {
+TEST(ConstantQKernelTest, EqualDesignsShareOneKernelWhileItIsInUse) {
     auto first = ConstantQKernel::Shared(DesignAt(8000));
     auto second = ConstantQKernel::Shared(DesignAt(8000));
     EXPECT_EQ(first, second);

@@ -72,7 +72,7 @@ TEST_P(ConstantQKeyTest, EveryDeliveryIsAnArrayByChannelFrameAndBin) {
     }
 }
 
-TEST_P(ConstantQKeyTest, SeveralFramesStandBehindEachOther) {
+TEST_P(ConstantQKeyTest, SeveralFramesFollowEachOther) {
     std::vector<float> values = {1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f};
     std::vector<QelAudioAnalysisBlock> blocks;
     for (std::size_t i = 0; i < 4; ++i) {

@@ -42,7 +42,7 @@ TEST_F(ConstantQStreamTest, FramesDoNotKnowOfEachOther) {
     }
 }
 
-TEST_F(ConstantQStreamTest, SilenceBesideOrBehindSoundGivesZeros) {
+TEST_F(ConstantQStreamTest, SilenceBesideOrAfterSoundGivesZeros) {
     const Audio sound = Noise(0.5f, 1, SamplesFor(2), 2);
     const Audio behind = Joined(sound, Silence(1, kConstantQFrame));
     const std::vector<std::vector<float>> rows = SpectraOf(behind);

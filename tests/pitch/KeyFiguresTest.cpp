@@ -119,14 +119,14 @@ TEST(KeyListTest, GlobalKeyAloneCreatesNothing) {
 }
 
 // The key after an unknown one creates nothing, yet what exists already sees the whole list.
-TEST(KeyListTest, GlobalKeyBehindAnUnknownKeyIsDelivered) {
+TEST(KeyListTest, GlobalKeyAfterAnUnknownKeyIsDelivered) {
     const auto deliveries = DeliverChroma(MusicLike(kRate, 1, 5000), kRate, 4096,
                                           {kCentroidKey, "no such key", kGlobalKey});
     ASSERT_EQ(1u, deliveries.size());
     EXPECT_EQ(kGlobalKey, deliveries[0].key);
 }
 
-TEST(KeyListTest, MetaDataTellsRateFrameAndHop) {
+TEST(KeyListTest, MetaDataHasRateFrameAndHop) {
     ChromaRun run(kAllChromaKeys, {48000.0, 1, 4096, 0});
     for (const std::string& name : kAllChromaKeys) {
         QelAudioAnalysisKeyMetaData data{};

@@ -231,7 +231,7 @@ TEST(KeyRepresentationTest, StringsOutliveTheirBlocks) {
               NamesByChannel(Channels(dictionary, kDominantKey)));
 }
 
-TEST(KeyRepresentationTest, AKeyOfNobodyHasNone) {
+TEST(KeyRepresentationTest, AKeyWithoutAnOwnerHasNone) {
     ChromaRun run(kAllChromaKeys, {kRate, 1, 4096, 0});
     std::array<float, 12> values{};
     for (const char* key : {"no such key", "tempo", "harmonic pitch class profile"}) {

@@ -27,7 +27,7 @@ class Includes(unittest.TestCase):
             ("tests/high/ATest.cpp", "mid/right/E.h")))
 
     def test_an_upward_one_fails_with_file_and_line(self):
-        self.assertEqual(["low/C.h:1: mid/left/B.h: mid/left stands above low"],
+        self.assertEqual(["low/C.h:1: mid/left/B.h: mid/left is above low"],
                          faults(("low/C.h", "mid/left/B.h")))
 
     def test_one_to_a_room_that_the_row_does_not_name_fails(self):
@@ -100,7 +100,7 @@ class Script(unittest.TestCase):
 
     def test_fails_on_one_that_goes_up(self):
         code, said = self.run_on(**{"spectral/A.cpp": '\n#  include "rhythm/beats/B.h"\n'})
-        self.assertEqual((1, "spectral/A.cpp:2: rhythm/beats/B.h: rhythm/beats stands above spectral\n"),
+        self.assertEqual((1, "spectral/A.cpp:2: rhythm/beats/B.h: rhythm/beats is above spectral\n"),
                          (code, said))
 
     def test_fails_on_two_rooms_that_include_each_other(self):

@@ -16,7 +16,7 @@ GRAPH = {"low": [], "left": ["low"], "right": ["low"], "high": ["low", "left", "
 
 
 class Drawing(unittest.TestCase):
-    def test_an_arrow_that_a_longer_way_stands_for_is_left_out(self):
+    def test_an_arrow_that_a_longer_path_implies_is_left_out(self):
         self.assertEqual({"low": [], "left": ["low"], "right": ["low"], "high": ["left", "right"]},
                          draw.without_detours(GRAPH))
 

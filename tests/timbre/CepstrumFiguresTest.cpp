@@ -78,7 +78,7 @@ TEST(CepstrumFiguresTest, AnImpulseGivesTheTransformOfTheWindowToo) {
 
 // Two impulses give a spectrum that rises and falls once every 512 / distance bins, and its
 // transform, over 256 bins, a peak at half the distance.
-TEST(CepstrumFiguresTest, AnEchoStandsAtHalfItsDelay) {
+TEST(CepstrumFiguresTest, AnEchoIsAtHalfItsDelay) {
     for (const std::size_t delay : {40u, 60u, 100u}) {
         const auto rows = RowsOf(kCepstrum, Impulses(512, {{200, 0.9f}, {200 + delay, 0.4f}}));
         ASSERT_EQ(1u, rows.size());

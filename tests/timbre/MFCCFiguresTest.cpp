@@ -194,7 +194,7 @@ TEST(MFCCFiguresTest, AFactorTurnsTheVectorAndLeavesItsLength) {
 
 // A constant c has, under a Hann window whose values sum up to S, 2 c S at 0 Hz. Half the rate adds
 // next to nothing there. S is (N + 1) / 2, the cosines of all N + 1 steps summing up to 0.
-TEST(MFCCFiguresTest, AConstantStandsInBinZeroAtTwiceTheTransform) {
+TEST(MFCCFiguresTest, AConstantIsInBinZeroAtTwiceTheTransform) {
     const auto rows = RowsOf(kMelSpectrum, Constant(0.25f, 1, 4096));
     ASSERT_EQ(1u, rows.size());
     EXPECT_NEAR(2.0 * 0.25 * 4097.0 / 2.0, rows[0][0], 0.01); // 1e-5 of it

@@ -165,7 +165,7 @@ TEST(PartialsRepresentationTest, TheOtherTwoKeysAreNumbersByChannelAndFrame) {
     }
 }
 
-TEST(PartialsRepresentationTest, MetaDataTellsRateFrameAndHop) {
+TEST(PartialsRepresentationTest, MetaDataHasRateFrameAndHop) {
     for (const std::string& key : kPartialKeys) {
         const TestAnalyzer analyzer({kInharmonicityKey}, {22050.0, 1});
         const CFOwner<CFStringRef> name = MakeString(key);

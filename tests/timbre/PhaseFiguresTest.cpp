@@ -99,7 +99,7 @@ TEST(PhaseFiguresTest, TheFirstFrameDiffersByItsMagnitudes) {
 }
 
 // Without magnitudes there is no division, whatever the phases before were.
-TEST(PhaseFiguresTest, SilenceBehindSoundHasNoWeights) {
+TEST(PhaseFiguresTest, SilenceAfterSoundHasNoWeights) {
     const Audio audio = Joined(Noise(0.5f, 1, 4 * kHop, 10), Silence(1, 4 * kHop));
     const auto rows = RowsOf(kPhaseProperties, audio);
     ASSERT_EQ(7u, rows.size());
@@ -118,7 +118,7 @@ TEST(PhaseFiguresTest, SilenceBehindSoundHasNoWeights) {
 // A click in the first half of a frame has magnitudes of twice its windowed value and phases p that
 // fall evenly; bin 0 joins both ends of the spectrum, and so has the square root of two as much.
 // The frame behind is silent. Its prediction is exp(p - p) = 1 times those magnitudes.
-TEST(PhaseFiguresTest, BehindAClickTheDifferenceIsItsMagnitudes) {
+TEST(PhaseFiguresTest, AfterAClickTheDifferenceIsItsMagnitudes) {
     constexpr std::size_t kAt = 301; // odd, so that no phase is half a turn
     const auto rows = RowsOf(kPhaseProperties, Impulses(kFrame + kHop, {{kAt, 0.8f}}));
     ASSERT_EQ(2u, rows.size());

@@ -100,7 +100,7 @@ TEST_P(TimbreKeyTest, EveryDeliveryIsAnArrayByChannelAndFrame) {
 }
 
 // Blocks lie frame by frame and, within a frame, channel by channel.
-TEST_P(TimbreKeyTest, SeveralFramesStandBehindEachOther) {
+TEST_P(TimbreKeyTest, SeveralFramesFollowEachOther) {
     constexpr std::size_t kNumbers = 5;
     std::vector<float> values(4 * kNumbers);
     std::vector<QelAudioAnalysisBlock> blocks;

@@ -100,7 +100,7 @@ protected:
 
 class ClientWorldContractTest : public WorldTest, public testing::WithParamInterface<Mode> {};
 
-TEST_P(ClientWorldContractTest, IsAsItWasBehindEveryFunctionAndInEveryCallback) {
+TEST_P(ClientWorldContractTest, IsAsItWasAfterEveryFunctionAndInEveryCallback) {
     const auto keys = MakeKeyList(AllKeys());
     Client undisturbed(keys.Get(), mLife.Setup());
     const Digests expected = mLife.Run(undisturbed, 0, mLife.Steps().size()).results;

@@ -49,7 +49,7 @@ TEST(LoadingContractTest, LibrariesBringNoOthersThanThoseOfTheTableOfLicences) {
     EXPECT_EQ(ours, 3); // transforms are within one of them
 }
 
-TEST(LoadingContractTest, NoThreadStandsBesideTheClientsOwn) {
+TEST(LoadingContractTest, NoThreadRunsBesideTheClientsOwn) {
     if (QEL_THREAD_CHECKER) {
         GTEST_SKIP() << "the checker has a thread of its own";
     }

@@ -62,10 +62,10 @@ TEST_P(PushAllocationKeyTest, NothingIsRequestedWithinTheDeclaredLength) {
     ASSERT_EQ(0, client.Initialize());
     EXPECT_EQ(0, RequestsOfPushes(client, stream));
     ASSERT_EQ(0, client.Reset());
-    EXPECT_EQ(0, RequestsOfPushes(client, stream)) << "behind a reset";
+    EXPECT_EQ(0, RequestsOfPushes(client, stream)) << "after a reset";
     client.Process(1);
     ASSERT_EQ(0, client.Reset());
-    EXPECT_EQ(0, RequestsOfPushes(client, stream)) << "behind a stream that has ended";
+    EXPECT_EQ(0, RequestsOfPushes(client, stream)) << "after a stream that has ended";
 }
 
 // The first block is there from the start.
@@ -94,7 +94,7 @@ TEST(PushMemoryTest, RhythmKeysRequestNothingInSixMinutesOfUnknownLength) {
     };
     EXPECT_EQ(0, CountRequests(push).made);
     ASSERT_EQ(0, client.Reset());
-    EXPECT_EQ(0, CountRequests(push).made) << "behind a reset";
+    EXPECT_EQ(0, CountRequests(push).made) << "after a reset";
 }
 
 // Eight channels fill four blocks behind the room of the start. Each of them adds the next one when

@@ -36,7 +36,7 @@ void RequirePlaces(const KeyRows& keys, const KeyRows& places, const char* forma
     }
 }
 
-// The keys that were asked for, of those that a format has a place for; all of these if nobody
+// The keys that were asked for, of those that a format has a place for; all of these if no key was
 // says, or says all.
 KeyRows ChooseAmong(const AnalyzeOptions& options, const KeyRows& places, const char* format) {
     if (options.keyLists.empty()) {

@@ -11,7 +11,7 @@ namespace qel::tool {
 
 // Options of several subcommands, in the words of the parser.
 
-// An option that may be given more than once must not take the files behind it for its values.
+// An option that may be given more than once must not take the files after it for its values.
 inline CLI::Option* AddRepeatable(CLI::App* command, const std::string& name,
                                   std::vector<std::string>& values, const std::string& help) {
     return command->add_option(name, values, help)->allow_extra_args(false);

@@ -20,7 +20,7 @@ constexpr std::array<std::string_view, 10> kCommands{"read",     "analyze", "bat
                                                      "report",   "clicks",  "plot",  "keys",
                                                      "describe", "selftest"};
 
-// Words for what "qel read" tells, and the command that does.
+// Words for what "qel read" answers, and the command that does.
 struct ReadingWord {
     std::string_view word;
     std::string_view command;

@@ -38,7 +38,7 @@ std::uint32_t LengthFor(const AnalysisPlan& plan, const std::string& path,
 
 using Keys = std::set<const KeyInfo*>;
 
-// The analyzer may also deliver keys of the same group that nobody asked for: those are dropped.
+// The analyzer may also deliver keys of the same group that were not requested: those are dropped.
 // Whatever key has a result is added to delivered.
 void ConnectWriter(StreamAnalysis& analysis, const AnalysisPlan& plan, output::ResultWriter& writer,
                    Keys& delivered) {

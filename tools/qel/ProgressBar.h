@@ -6,7 +6,7 @@
 
 namespace qel::tool {
 
-// One line that tells how far the analysis of a file is. It is drawn over itself a few times a
+// One line that shows the progress of the analysis of a file. It is drawn over itself a few times a
 // second, and taken away when the file is done.
 class ProgressBar {
 public:

@@ -14,7 +14,7 @@ public:
     // Writes a text to standard output. Throws OutputError, ClosedPipe or Interrupt::Requested.
     static void Print(std::string_view text);
 
-    // Says one line on standard error, behind the program's name. Control characters in it, as
+    // Writes one line to standard error, after the program's name. Control characters in it, as
     // names may have, are written as escapes, so that one line stays one. Where nobody can take
     // the line it is lost: that is no reason to stop working.
     static void Complain(std::string_view line);

@@ -27,7 +27,7 @@ Json Rounded(std::optional<double> value, int digits) {
     return value ? Rounded(*value, digits) : Json(nullptr);
 }
 
-// 0 stands for what was not found.
+// 0 means that nothing was found.
 Json RoundedOrNull(double value, int digits) {
     return value > 0 ? Rounded(value, digits) : Json(nullptr);
 }

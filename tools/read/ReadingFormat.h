@@ -13,7 +13,7 @@ class ReadingFormat {
 public:
     virtual ~ReadingFormat() = default;
     virtual std::string Begin() const = 0;
-    // Of a file that failed, too; isFirst: no entry stands before it.
+    // Of a file that failed, too; isFirst: it is the first entry.
     virtual std::string Entry(const FileReadings& file, bool isFirst) const = 0;
     virtual std::string End() const = 0;
 };

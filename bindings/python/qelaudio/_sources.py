@@ -201,7 +201,7 @@ class ArrayStream:
 
 
 class BlockStream:
-    """An iterable of arrays, of which the first one tells the channels."""
+    """An iterable of arrays; the first one sets the number of channels."""
 
     length = 0
 

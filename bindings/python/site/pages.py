@@ -54,7 +54,7 @@ def blocks_of(page: str) -> list[Block]:
 
 
 def run(code: str, path: Path, line: int, names: dict[str, Any]) -> str:
-    """Runs code that stands in a file after so many lines.
+    """Runs code that begins after so many lines of a file.
 
     Returns
     -------

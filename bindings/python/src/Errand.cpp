@@ -103,7 +103,7 @@ bool RunErrand(const Work& work, nb::handle tick, std::exception_ptr& raised) {
     ForgetEnded();
     std::thread thread([job, work = Work(work)]() mutable {
         job->Do(work);
-        work = {}; // what it owns ends here, not where somebody joins
+        work = {}; // what it owns ends here, not where the thread is joined
     });
     try {
         while (!WaitWithoutLock(*job, SignalWatch::kInterval)) {

@@ -17,7 +17,7 @@ struct Orders {
 using Work = std::function<void(Orders&)>;
 
 // Does work that cannot be interrupted, and throws what it throws. Where signals can come, or
-// somebody wants to hear of the progress, it runs in a thread of its own while the caller waits.
+// there is a progress callback, it runs in a thread of its own while the caller waits.
 //
 // A signal whose handler raises ends the wait at once. The work is asked to stop. If it goes on all
 // the same, it is left to itself, and its results are dropped.

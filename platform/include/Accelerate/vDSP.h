@@ -4,7 +4,7 @@
  *
  * What holds for all of them:
  *  - A vector is a pointer, a stride in elements, and a count N. Strides may be any number, also
- *    a negative one: element n stands at pointer[n * stride].
+ *    a negative one: element n is at pointer[n * stride].
  *  - Pointers need the alignment of their element only.
  *  - An output may be the same vector as an input, with the same stride. Partial overlap is not
  *    allowed.

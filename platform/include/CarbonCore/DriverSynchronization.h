@@ -10,7 +10,7 @@ extern "C" {
 #pragma GCC visibility push(default)
 
 /*
- * Stores newValue at address if oldValue stands there, as one atomic step with a full barrier,
+ * Stores newValue at address if it holds oldValue, as one atomic step with a full barrier,
  * whether it stores or not. Any thread. Returns whether it stored.
  */
 extern Boolean CompareAndSwap(UInt32 oldValue, UInt32 newValue, volatile UInt32* address);

@@ -67,7 +67,7 @@ CF_EXPORT CFTypeID CFAllocatorGetTypeID(void);
 CF_EXPORT CFAllocatorRef CFAllocatorGetDefault(void);
 CF_EXPORT CFAllocatorRef CFGetAllocator(CFTypeRef object);
 
-/* The one object that stands for "nothing" where a container needs an object. Immortal. */
+/* The one object that represents "nothing" where a container needs an object. Immortal. */
 CF_EXPORT const CFNullRef kCFNull;
 
 CF_EXPORT CFTypeID CFNullGetTypeID(void);

@@ -9,8 +9,9 @@
  * by any number of threads at once. A mutable object is for one thread at a time.
  *
  * Misuse: a null object, an object of another type than the function is for, or an index out of
- * range gets the answer 0, NULL, false or no action, as the header of each type tells. A pointer
- * that is not an object at all, or an object released too often, cannot be told from a good one.
+ * range gets the answer 0, NULL, false or no action, as the header of each type describes. A
+ * pointer that is not an object at all, or an object released too often, cannot be told from a good
+ * one.
  *
  * Memory: always from the C++ heap, whichever allocator is named. When it runs out, a Create or
  * Copy function returns NULL; a function that changes a container lets std::bad_alloc pass, with

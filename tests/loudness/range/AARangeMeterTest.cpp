@@ -242,7 +242,7 @@ TEST(AARangeMeterTest, AStopComesAfterTheDelivery) {
     EXPECT_EQ(meter.Last().calls, 1);
 }
 
-TEST(AARangeMeterTest, ThereMayBeNobodyToTellAndNothingToTell) {
+TEST(AARangeMeterTest, ThereMayBeNoCallbackAndNoResult) {
     AARangeMeter mute(1, kRateHz, kMaxFrames, 0, nullptr, nullptr);
     EXPECT_EQ(mute.ProcessFinal(0), 0);
 

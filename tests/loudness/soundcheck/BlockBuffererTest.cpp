@@ -156,7 +156,7 @@ TEST(BlockBuffererTest, AStatusForWholeBlocksIsReturnedAtOnceAndTheRestOfThePiec
     EXPECT_EQ("ghij", receiver.Text(1));
 }
 
-TEST(BlockBuffererTest, AKeptBlockComesAgainIfTheWholeBlocksBehindItGaveAStatus) {
+TEST(BlockBuffererTest, AKeptBlockComesAgainIfTheWholeBlocksAfterItGaveAStatus) {
     Receiver receiver;
     BlockBufferer bufferer(Receiver::Receive, &receiver, 4);
     receiver.statuses = {0, -7};

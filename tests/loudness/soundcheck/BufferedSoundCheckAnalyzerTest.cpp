@@ -106,7 +106,7 @@ TEST_F(BufferedSoundCheckAnalyzerTest, ATrackBelowOneStepHasNoFigures) {
     }
 }
 
-TEST_F(BufferedSoundCheckAnalyzerTest, WhatIsBehindTheLastWholeStepIsDropped) {
+TEST_F(BufferedSoundCheckAnalyzerTest, WhatIsAfterTheLastWholeStepIsDropped) {
     std::vector<float> samples = test::RoughNoise(2 * kStep, 4);
     const BothChannels expected = Walked(samples, 1, 1);
     samples.resize(3 * kStep - 1, 1.0f);

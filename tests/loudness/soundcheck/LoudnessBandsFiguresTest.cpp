@@ -73,7 +73,7 @@ TEST(LoudnessBandsTest, BandsBeyondHalfTheRateAreDropped) {
 }
 
 // Half of an odd rate is rounded down.
-TEST(LoudnessBandsTest, ABandStandsIfItsEdgeIsHalfTheRate) {
+TEST(LoudnessBandsTest, ABandExistsIfItsEdgeIsHalfTheRate) {
     EXPECT_EQ(512, BandsAt(44101)[24].endBin);
     ExpectDropped(BandsAt(44099), 24);
     EXPECT_EQ(512, BandsAt(31000)[23].endBin);

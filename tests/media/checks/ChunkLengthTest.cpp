@@ -115,7 +115,7 @@ std::vector<Whole> WholeFiles() {
     };
 }
 
-TEST(ChunkLengthTest, EveryKindOfFileTellsThatAByteIsMissing) {
+TEST(ChunkLengthTest, EveryKindOfFileShowsThatAByteIsMissing) {
     for (const Whole& whole : WholeFiles()) {
         const std::string file = whole.header + std::string(whole.audio, '\0');
         const std::string tag = "TAG" + std::string(125, ' ');

@@ -46,7 +46,7 @@ TEST(OggEndingTest, ACutBetweenPagesTakesTheFlagOfTheLastOne) {
     EXPECT_FALSE(LacksEnd(Page() + Page(kIsLast) + std::string(500, 'x'))) << "a tag";
     EXPECT_TRUE(LacksEnd(Page() + Page()));
     EXPECT_TRUE(LacksEnd(Page(kIsLast) + Page())) << "another stream follows, and is cut";
-    EXPECT_FALSE(LacksEnd((Page() + Page()).substr(0, 400))) << "OggIsTruncated tells";
+    EXPECT_FALSE(LacksEnd((Page() + Page()).substr(0, 400))) << "left to OggIsTruncated";
     EXPECT_FALSE(LacksEnd(""));
     EXPECT_FALSE(LacksEnd(std::string(1000, 'x')));
 }

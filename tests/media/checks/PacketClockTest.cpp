@@ -68,7 +68,7 @@ TEST(PacketClockTest, ATimeThatGoesBackIsBelowZero) {
     EXPECT_EQ(packets.At(4096, 4096), -8192);
 }
 
-TEST(PacketClockTest, APacketWithoutATimeTellsNothing) {
+TEST(PacketClockTest, APacketWithoutATimeShowsNothing) {
     Packets packets(kSample);
     packets.At(0, 0);
     EXPECT_EQ(packets.At(AV_NOPTS_VALUE, 1024), 0);

@@ -61,7 +61,7 @@ std::vector<Whole> WholeFiles() {
     };
 }
 
-TEST(StatedSizeTest, EveryKindOfFileTellsThatAByteIsMissing) {
+TEST(StatedSizeTest, EveryKindOfFileShowsThatAByteIsMissing) {
     for (const Whole& whole : WholeFiles()) {
         const std::string& file = whole.file;
         EXPECT_FALSE(IsCut(file, whole.container)) << whole.container;

@@ -49,7 +49,8 @@ TEST(TsPacketsTest, ACutPacketIsAGap) {
     for (std::size_t missing = 1; missing < 188; ++missing) {
         EXPECT_EQ(Gaps(file.substr(0, file.size() - missing)), 1) << missing;
     }
-    EXPECT_EQ(Gaps(file.substr(0, 9 * 188)), 0) << "nothing tells of a packet that is all gone";
+    EXPECT_EQ(Gaps(file.substr(0, 9 * 188)), 0)
+        << "a packet that is missing as a whole leaves no trace";
 }
 
 TEST(TsPacketsTest, MissingAndForeignBytesAreAGap) {

@@ -37,7 +37,7 @@ TEST(NpzFileTest, TheSameArraysGiveTheSameBytesAndDigest) {
     EXPECT_EQ(one.Digest("path").size(), 32u);
 }
 
-TEST(NpzFileTest, TheDigestTellsPathsNamesAndNumbersApart) {
+TEST(NpzFileTest, TheDigestDistinguishesPathsNamesAndNumbers) {
     const std::string digest = NpzFile({Numbers("a", {1, 2})}).Digest("path");
     EXPECT_NE(NpzFile({Numbers("a", {1, 2})}).Digest("other"), digest);
     EXPECT_NE(NpzFile({Numbers("b", {1, 2})}).Digest("path"), digest);

@@ -75,7 +75,7 @@ std::string FaultOf(const std::string& path) {
     return "no fault";
 }
 
-TEST(OutputDirectoryTest, TellsWhyADirectoryCannotBeMade) {
+TEST(OutputDirectoryTest, ReportsWhyADirectoryCannotBeMade) {
     const TempDirectory directory;
     WriteFile(directory.File("file"), "");
     std::filesystem::create_symlink("nowhere", directory.File("link"));

@@ -14,7 +14,7 @@ namespace {
 
 constexpr double kRate = 44100.0;
 
-TEST_F(BeatGeneratorTest, TellsTheSizeOfABlockOfEveryKey) {
+TEST_F(BeatGeneratorTest, ReportsTheSizeOfABlockOfEveryKey) {
     Make(2, {kBeatKey});
     const auto sizeFor = [this](const std::string& key) {
         return mGenerator->GetSizeOfAnalysisDataForKey(MakeString(key).Get());

@@ -260,7 +260,7 @@ TEST_F(BeatProgressStreamTest, AStopInTheMeterStageKeepsTheAudio) {
     EXPECT_EQ(std::vector<UInt32>{3}, whole.meters);
 }
 
-TEST_F(BeatProgressStreamTest, AStopInTheMeterStageComesBehindTempoAndBeats) {
+TEST_F(BeatProgressStreamTest, AStopInTheMeterStageComesAfterTempoAndBeats) {
     const std::size_t at = kEstimate.size() + TrackingReports(mFrames).size() + 5;
     const BeatResults stopped = Ready(kAllBeatKeys)->ProcessWithProgress(static_cast<int>(at));
     BeatResults expected = Analyze({mSamples}, kRate, kTempoAndBeats);

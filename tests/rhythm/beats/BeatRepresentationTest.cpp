@@ -88,7 +88,7 @@ TEST(BeatParameterTest, AResetKeepsTheHint) {
     EXPECT_EQ(Analyze({samples}, kRate, {kTempoKey}, 0.0f).Bytes(), run.Process().Bytes());
 }
 
-TEST(BeatMetaDataTest, TellsRateFrameAndHop) {
+TEST(BeatMetaDataTest, ReportsRateFrameAndHop) {
     BeatRun run(kAllBeatKeys, {48000.0, 1, 4096, 0});
     for (const std::string& key : kAllBeatKeys) {
         QelAudioAnalysisKeyMetaData data{};

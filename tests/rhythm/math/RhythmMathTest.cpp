@@ -32,7 +32,7 @@ float MedianOf(const Vector& x) {
     return median;
 }
 
-TEST(MedianTest, StandsOnePlaceAboveTheMiddle) {
+TEST(MedianTest, IsOnePlaceAboveTheMiddle) {
     EXPECT_EQ(MedianOf({1, 2, 3, 4, 5}), 4.0f);
     EXPECT_EQ(MedianOf({1, 2, 3, 4, 5, 6}), 4.5f);
     EXPECT_EQ(MedianOf({1, 2, 3}), 3.0f);

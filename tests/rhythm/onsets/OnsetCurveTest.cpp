@@ -90,7 +90,7 @@ TEST(OnsetCurveTest, AFallRingsBackward) {
     }
 }
 
-TEST(OnsetCurveTest, WhatIsNotFiniteLeavesWhatStandsBehindAsItIs) {
+TEST(OnsetCurveTest, WhatIsNotFiniteDoesNotChangeWhatFollows) {
     for (const float fault :
          {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()}) {
         Vector sum = Noise(500, 2);

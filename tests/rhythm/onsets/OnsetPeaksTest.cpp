@@ -199,7 +199,7 @@ TEST(OnsetPeaksTest, AtTheStartTheMedianHasFewerValues) {
 // The window's end is inclusive also at the end of the curve, where the value behind it counts as
 // 0: of 12 values and that 0, the 8th. Of the 12 alone it would be the mean of the 7th and the 8th,
 // and 5 above would do.
-TEST(OnsetPeaksTest, TheLastMedianReadsAZeroBehindTheCurve) {
+TEST(OnsetPeaksTest, TheLastMedianReadsAZeroAfterTheCurve) {
     const auto onsets = [](std::size_t above, std::size_t n) {
         std::vector<float> x(n);
         std::fill(x.begin() + 10, x.begin() + 12 + static_cast<std::ptrdiff_t>(above), 1.0f);
@@ -245,7 +245,7 @@ TEST(OnsetPeaksTest, EveryAcceptedOnsetMustBeClear) {
               OnsetsOfSpikes(16000, {{3000, 1.0f}, {3512, 0.9f}, {4024, 0.9f}}, 2048));
 }
 
-TEST(OnsetPeaksTest, ARefusedPeakRefusesNobody) {
+TEST(OnsetPeaksTest, ARefusedPeakRefusesNoOther) {
     EXPECT_EQ((Indices{3000, 5048}),
               OnsetsOfSpikes(16000, {{3000, 1.0f}, {4500, 0.5f}, {5048, 0.1f}}, 2048));
 }

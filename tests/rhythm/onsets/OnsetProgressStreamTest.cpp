@@ -118,7 +118,7 @@ TEST_F(OnsetProgressStreamTest, AStopIsMinus128AndDeliversNothing) {
 }
 
 // The last two reports come behind the delivery; the second of them is that of every group of keys.
-TEST_F(OnsetProgressStreamTest, AStopAtTheEndComesBehindTheDelivery) {
+TEST_F(OnsetProgressStreamTest, AStopAtTheEndComesAfterTheDelivery) {
     const Audio audio = MusicLike(kRate, 2, 44100, 3);
     const OnsetResults whole = AnalyzeOnsets(audio, kRate);
     OnsetRun run({kRate, 2, 4096, 0});

@@ -231,7 +231,7 @@ TEST(OnsetRepresentationTest, BlocksOfTheClientsOwnAreReadAsTheyStand) {
 }
 
 // A key that stands twice builds the group twice; the first object is given back.
-TEST(OnsetRepresentationTest, AKeyThatStandsTwiceDeliversOnce) {
+TEST(OnsetRepresentationTest, AKeyThatIsListedTwiceDeliversOnce) {
     const Audio audio = MusicLike(kRate, 1, 44100, 2);
     TestAnalyzer once({kOnsetKey}, {kRate, 1, 4096, 0});
     TestAnalyzer twice({kOnsetKey, kOnsetKey}, {kRate, 1, 4096, 0});

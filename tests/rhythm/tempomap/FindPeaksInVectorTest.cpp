@@ -64,10 +64,10 @@ TEST(FindPeaksInVectorTest, AWindowReachesOneElementFartherBackThanForth) {
     EXPECT_EQ(PeaksOf(Spikes(20, {{7, 2}, {10, 1}}), {}).indices, Indices{7});
     EXPECT_EQ(PeaksOf(Spikes(20, {{7, 1}, {9, 2}}), {}).indices, Indices{9});
     EXPECT_EQ(PeaksOf(Spikes(20, {{7, 1}, {10, 2}}), {}).indices, Indices{7})
-        << "10 is no higher one within the window, and then stands too near behind a peak";
+        << "10 is not higher within the window, and is then too close after a peak";
 }
 
-TEST(FindPeaksInVectorTest, TheEarlierOfTwoNearPeaksStandsWhateverTheHeights) {
+TEST(FindPeaksInVectorTest, TheEarlierOfTwoNearPeaksIsKeptWhateverTheHeights) {
     EXPECT_EQ(PeaksOf(Spikes(30, {{10, 1}, {13, 9}}), {}).indices, Indices{10});
     EXPECT_EQ(PeaksOf(Spikes(30, {{10, 1}, {14, 9}}), {}).indices, (Indices{10, 14}));
 }

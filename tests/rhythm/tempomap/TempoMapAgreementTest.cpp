@@ -92,7 +92,7 @@ TEST(TempoMapAgreementTest, WhatIsNoNumberLeavesTheTempoWhereItWas) {
 }
 
 // Values that fade away below the smallest normal number must not cost more than others do.
-TEST(TempoMapAgreementTest, SilenceBehindSoundCostsNoMoreThanSound) {
+TEST(TempoMapAgreementTest, SilenceAfterSoundCostsNoMoreThanSound) {
     const auto secondsOf = [](TestAnalyzer& analyzer, const Audio& audio) {
         double best = 1e9;
         for (int i = 0; i < 3; ++i) {

@@ -112,7 +112,7 @@ TEST(TempoMapChannelsStreamTest, SilenceInFrontOnlyDelaysTheTempi) {
     }
 }
 
-TEST(TempoMapChannelsStreamTest, SilenceBehindSoundKeepsATempo) {
+TEST(TempoMapChannelsStreamTest, SilenceAfterSoundKeepsATempo) {
     const Audio audio =
         Joined(Clicks(86 * kAccentSamples, Seconds(10.0)), Silence(1, Seconds(60.0)));
     const std::vector<float> tempi = TempiOf(audio);

@@ -66,7 +66,7 @@ TEST(AAMelFrequencySpectralProcessorTest, WindowIsHannings) {
     EXPECT_NE(Signal(processor.mWindow.get(), processor.mWindow + 64), first);
 }
 
-TEST(AAMelFrequencySpectralProcessorTest, SilenceStandsAtTheFloor) {
+TEST(AAMelFrequencySpectralProcessorTest, SilenceIsAtTheFloor) {
     OpenMelProcessor processor(1024, 40, kRateHz);
     EXPECT_EQ(Push(processor, {Signal(1024, 0)}), 1);
     Signal ear(67, 0);
@@ -240,7 +240,7 @@ TEST(AAMelFrequencySpectralProcessorTest, LoopGoesThroughTheVirtualOperationsInT
     EXPECT_EQ(recorder.mCalls, "TFPTFP");
 }
 
-TEST(AAMelFrequencySpectralProcessorTest, FrameThatIsNoNumberStandsAtTheFloor) {
+TEST(AAMelFrequencySpectralProcessorTest, FrameThatIsNotANumberIsAtTheFloor) {
     OpenMelProcessor processor(256, 10, kRateHz);
     Signal broken = Noise(256, 6);
     broken[100] = std::numeric_limits<float>::quiet_NaN();

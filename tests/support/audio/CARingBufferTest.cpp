@@ -213,7 +213,7 @@ TEST(CARingBufferTest, SlotOfAFrameShowsWhatAFetchWouldCopy) {
     }
 }
 
-TEST(CARingBufferTest, SlotOfAFrameThatNobodyStoredIsZero) {
+TEST(CARingBufferTest, SlotOfAFrameThatWasNotStoredIsZero) {
     CARingBuffer ring;
     ring.Allocate(1, 4, 3);
     ASSERT_EQ(RingTestStore(ring, 1, 0), kRingBufferOK);

@@ -99,7 +99,7 @@ TEST_F(AnalyzeExistingTest, AFileThatIsNamedTwiceIsRefusedTheSecondTime) {
     EXPECT_EQ(mDirectory.Entries("out").size(), 2u);
 }
 
-TEST_F(AnalyzeExistingTest, FilesBehindARefusedOneAreAnalyzed) {
+TEST_F(AnalyzeExistingTest, FilesAfterARefusedOneAreAnalyzed) {
     const Strings csv{"--format", "csv", "--keys", "temporal properties"};
     EXPECT_EQ(Analyze({mInput}, csv).status, 0);
     const std::string other = mDirectory.File("tmp/other.wav");

@@ -90,7 +90,7 @@ TEST_F(AnalyzeParametersTest, MinAndMaxBpmBoundEveryTempo) {
 }
 
 // At 100 an onset needs 2048 samples to the one before; at 0 a sixteenth of the stream more.
-TEST_F(AnalyzeParametersTest, OnsetSensitivityTellsHowFarOnsetsStandApart) {
+TEST_F(AnalyzeParametersTest, OnsetSensitivitySetsHowFarApartOnsetsAre) {
     WriteFloatWav(mPath, kRateHz, {Drums(8, 240, 1)}); // a stroke each 11025 samples
     const auto onsets = [this](const std::string& sensitivity) {
         return Values("onset data", {"Onset Sensitivity=" + sensitivity})[0][0][0].size();

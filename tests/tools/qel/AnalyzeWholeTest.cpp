@@ -159,7 +159,7 @@ TEST_F(AnalyzeWholeTest, AFileTooShortForATempoKeepsItsOtherResultsAndIsToldInOn
     EXPECT_EQ(keys["beat data"]["values"], Json::array());
 }
 
-TEST_F(AnalyzeWholeTest, SilenceHasNoTempoAndTheFilesBehindItAreAnalyzed) {
+TEST_F(AnalyzeWholeTest, SilenceHasNoTempoAndTheFilesAfterItAreAnalyzed) {
     Write({std::vector<float>(4 * kRateHz)});
     const std::string music = mDirectory.File("drums.wav");
     WriteFloatWav(music, kRateHz, {Drums(4, 120, 3)});

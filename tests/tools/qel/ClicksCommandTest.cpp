@@ -65,7 +65,7 @@ protected:
     const std::string mMix = mDirectory.File("mix.wav");
 };
 
-TEST_F(ClicksCommandTest, AClickStandsOnEveryBeatToTheSample) {
+TEST_F(ClicksCommandTest, AClickIsOnEveryBeatToTheSample) {
     const ChildResult run = Clicks();
     ASSERT_EQ(run.status, 0) << run.err;
     const std::vector<float> song = Samples(mSong);

@@ -58,7 +58,7 @@ TEST(KeysCommandTest, ListsEveryKeyOnALineOfItsOwn) {
     }
 }
 
-TEST(KeysCommandTest, JsonTellsEverythingOfTheTable) {
+TEST(KeysCommandTest, JsonHasEverythingOfTheTable) {
     const ChildResult result = RunTool({"keys", "--json"});
     EXPECT_EQ(result.status, 0);
     const Json list = Json::parse(result.out);
@@ -90,7 +90,7 @@ TEST(KeysCommandTest, JsonTellsEverythingOfTheTable) {
     }
 }
 
-TEST(KeysCommandTest, DescribeTellsEverythingOfOneKey) {
+TEST(KeysCommandTest, DescribeHasEverythingOfOneKey) {
     for (const KeyInfo& info : kKeys) {
         const ChildResult result = RunTool({"describe", std::string(info.key)});
         EXPECT_EQ(result.status, 0);

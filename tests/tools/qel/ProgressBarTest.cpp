@@ -64,7 +64,7 @@ TEST(ProgressBarTest, TellsTheFileAndHowFarItIs) {
     EXPECT_EQ(terminal.Read(), "\r\x1b[K");
 }
 
-TEST(ProgressBarTest, TellsSecondsWhereTheLengthIsNotKnown) {
+TEST(ProgressBarTest, ShowsSecondsWhereTheLengthIsNotKnown) {
     const Terminal terminal;
     ProgressBar bar(terminal.Inner(), true);
     bar.Begin("song.wav", 0, 100);

@@ -202,7 +202,7 @@ TEST_F(ReadCommandTest, TsvKeepsATabOfANameInItsField) {
     EXPECT_EQ(lines[1].find("a\\tb.wav\t\t1.0\t"), 0u) << lines[1];
 }
 
-TEST_F(ReadCommandTest, TsvTellsABackslashOfANameFromATab) {
+TEST_F(ReadCommandTest, TsvDistinguishesABackslashOfANameFromATab) {
     Write("a\\tb.wav", {Sine(kRateHz, 100, 0.5)});
     const ChildResult result = Run({"read", "a\\tb.wav", "--format", "tsv", "--only", "bandwidth"});
     ASSERT_EQ(result.status, 0) << result.err;
