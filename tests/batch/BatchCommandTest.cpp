@@ -52,7 +52,7 @@ TEST_F(BatchCommandTest, AGoodRunEndsWithZeroAndASummary) {
 
 TEST_F(BatchCommandTest, TheSummaryOfOneFileSaysFile) {
     const ChildResult first = Run({"batch", "music/song0.wav", "--out", "ds"});
-    EXPECT_EQ(first.out.find("1 file in "), 0U) << first.out;
+    EXPECT_TRUE(first.out.starts_with("1 file in ")) << first.out;
     EXPECT_NE(first.out.find("ds: 1 file, 0 with errors\n"), std::string::npos) << first.out;
     const ChildResult second = Run({"batch", "music/song0.wav", "--out", "ds"});
     EXPECT_EQ(second.out, "1 file was done before; 0 had been begun and not finished\n"
