@@ -208,6 +208,19 @@ def test_large_results_equal_those_of_small_pushes() -> None:
     assert np.array_equal(np.concatenate(parts, axis=1), whole["spectrum"].values)
 
 
+def test_large_results_of_each_channel_equal_those_of_the_channel_alone() -> None:
+    audio = np.tile(music(44100, 4, 2), 10)
+    keys = ["partials", "spectrum"]
+    both = qelaudio.analyze(audio, keys, sample_rate=44100, mix="keep")
+    for channel in range(2):
+        alone = qelaudio.analyze(audio[channel], keys, sample_rate=44100)
+        assert np.array_equal(both["spectrum"].values[channel], alone["spectrum"].values[0])
+        begin, end = both["partials"].offsets[channel, [0, -1]]
+        for name in ("bin", "frequency", "magnitude", "phase", "frame_number"):
+            ours = getattr(both["partials"], name)[begin:end]
+            assert np.array_equal(ours, getattr(alone["partials"], name)), name
+
+
 def huge_pages_are_given() -> bool:
     path = Path("/sys/kernel/mm/transparent_hugepage/enabled")
     return path.exists() and "[never]" not in path.read_text()
