@@ -89,7 +89,8 @@ struct MusicalKey {
     int tonic = 0; // semitones above C: 0 to 11
     bool isMinor = false;
 
-    // "C major", "F# minor".
+    // "C major", "F# minor", "Bb major": the spelling with at most six sharps or flats. A flat is
+    // a small b.
     QEL_READINGS_EXPORT std::string name() const;
     bool operator==(const MusicalKey&) const = default;
 };

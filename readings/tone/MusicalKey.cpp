@@ -16,11 +16,13 @@ double notesOf(double hz) {
 
 } // namespace
 
+// The spelling of the circle of fifths: no key has more than six sharps or flats.
 std::string MusicalKey::name() const {
-    constexpr std::array<std::string_view, 12> kTonics{"C",  "C#", "D",  "D#", "E",  "F",
-                                                       "F#", "G",  "G#", "A",  "A#", "B"};
-    return std::string(kTonics.at(static_cast<std::size_t>(tonic))) +
-           (isMinor ? " minor" : " major");
+    using Names = std::array<std::string_view, 12>;
+    constexpr Names kMajors{"C", "Db", "D", "Eb", "E", "F", "F#", "G", "Ab", "A", "Bb", "B"};
+    constexpr Names kMinors{"C", "C#", "D", "Eb", "E", "F", "F#", "G", "G#", "A", "Bb", "B"};
+    const auto index = static_cast<std::size_t>(tonic);
+    return std::string((isMinor ? kMinors : kMajors).at(index)) + (isMinor ? " minor" : " major");
 }
 
 int Pitch::note() const {

@@ -31,3 +31,10 @@ OTHERS = {"readings-strengths": ("bench.truth.systems.readings", "SureReadings",
 
 def interpreter_of(name):
     return SYSTEMS[name][2] if name in SYSTEMS else sys.executable
+
+
+def with_sharps(key):
+    """The name of a key as the truth has it; None for none."""
+    flats = {"Db": "C#", "Eb": "D#", "Gb": "F#", "Ab": "G#", "Bb": "A#"}
+    tonic, _, mode = (key or "").partition(" ")
+    return f"{flats.get(tonic, tonic)} {mode}" if key else None

@@ -1,5 +1,7 @@
 """Essentia's standard extractors with the settings that they come with."""
 
+from bench.truth.systems import with_sharps
+
 
 class Essentia:
     name = "essentia"
@@ -20,16 +22,12 @@ class Essentia:
             answers.update(tempo=float(tempo) or None, beats=beats.tolist())
         if "key" in wants:
             tonic, mode, _ = self._standard.KeyExtractor()(audio)
-            answers["key"] = f"{self.sharp(tonic)} {mode}"
+            answers["key"] = with_sharps(f"{tonic} {mode}")
         if "onsets" in wants:
             answers["onsets"] = self._standard.OnsetRate()(audio)[0].tolist()
         if "f0" in wants:
             answers["f0"] = self.pitch(audio)
         return {want: answers[want] for want in wants if want in answers}
-
-    @staticmethod
-    def sharp(tonic):
-        return {"Db": "C#", "Eb": "D#", "Gb": "F#", "Ab": "G#", "Bb": "A#"}.get(tonic, tonic)
 
     def pitch(self, audio):
         """PitchMelodia: PitchYinProbabilistic had 34 % of the frames right here, the rest at subharmonics.

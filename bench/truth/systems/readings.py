@@ -3,6 +3,7 @@
 import json
 import subprocess
 
+from bench.truth.systems import with_sharps
 from bench.truth.systems.raw_keys import digest_of, tool
 
 # What is wanted, and what `qel read` has to be told for it.
@@ -43,7 +44,7 @@ class Readings:
             "beats": [beat["seconds"] for beat in beats],
             "downbeats": [beat["seconds"] for beat in beats if beat["position"] == 1],
             "beats_per_bar": read.get("beats_per_bar"),
-            "key": read.get("key"),
+            "key": with_sharps(read.get("key")),
             "onsets": [onset["seconds"] for onset in read.get("onsets", [])],
             "f0": {"times": [pitch["seconds"] for pitch in read.get("pitch", [])],
                    "hz": [pitch["frequency_hz"] or 0 for pitch in read.get("pitch", [])]},
@@ -76,4 +77,4 @@ class SureReadings(GuessingReadings):
         return {"tempo": self.tempo(read), "tempo_strength": read.get("tempo_strength"),
                 "beats_per_bar": read.get("beats_per_bar"),
                 "beats_per_bar_strength": read.get("beats_per_bar_strength"),
-                "key": read.get("key"), "key_strength": read.get("key_strength")}
+                "key": with_sharps(read.get("key")), "key_strength": read.get("key_strength")}

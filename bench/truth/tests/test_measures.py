@@ -9,12 +9,20 @@ from bench.truth.intervals import mean_interval, median_interval
 from bench.truth.measures import OCTAVES, ascending, measured, pitch_measures, tempo_right
 from bench.truth.midi import Note
 from bench.truth.synth import RATE, click, coloured_noise, tone
+from bench.truth.systems import with_sharps
 from bench.truth.tables import shown
 from bench.truth.truth import merged_onsets, pitch_frames
 
 BEATS = [0.5 * index for index in range(1, 61)]
 SCORE = {"kind": "score", "tempo": 120.0, "beats": BEATS, "downbeats": BEATS[::4], "beats_per_bar": 4,
          "key": "C major", "onsets": BEATS}
+
+
+class KeyNames(unittest.TestCase):
+    def test_flats_are_spelled_as_the_truth_has_them(self):
+        names = ("Bb major", "Eb minor", "F# major", "B minor", None)
+        self.assertEqual([with_sharps(name) for name in names],
+                         ["A# major", "D# minor", "F# major", "B minor", None])
 
 
 class Tempo(unittest.TestCase):

@@ -4,6 +4,7 @@ import { bytesOf } from "../../src/base64";
 import { cardEntries } from "../../src/card";
 import { rangeOf } from "../../src/curvesLane";
 import type { IndexRow, SongInfo } from "../../src/data";
+import { keyText } from "../../src/format";
 import { columns, linkTo, sorted } from "../../src/indexPage";
 import { lanes } from "../../src/lanes";
 import { hueOf } from "../../src/stripLane";
@@ -112,5 +113,15 @@ describe("curves and keys", () => {
     it("give relative keys the same hue, and fifths a near one", () => {
         expect(hueOf("A minor")).toBe(hueOf("C major"));
         expect(Math.abs(hueOf("G major") - hueOf("C major"))).toBe(30);
+    });
+    it("give keys with flats the hue of their place on the circle of fifths", () => {
+        expect(Math.abs(hueOf("F major") - hueOf("Bb major"))).toBe(30);
+        expect(hueOf("Bb major")).toBe(hueOf("G minor"));
+        expect(hueOf("Db major")).toBe(hueOf("Bb minor"));
+        expect(hueOf("E major")).toBe(hueOf("C# minor"));
+        expect(hueOf("F# major")).toBe(hueOf("Eb minor"));
+    });
+    it("write sharps and flats with their true signs", () => {
+        expect(["Bb major", "F# minor", "B minor", "Eb minor"].map(keyText)).toEqual(["B♭ major", "F♯ minor", "B minor", "E♭ minor"]);
     });
 });

@@ -92,7 +92,7 @@ TEST(KeyFinderTest, AChangeOfKeyMakesTwoSegmentsWithoutAGap) {
     const KeyAnswer answer = finder.finish(64);
     ASSERT_EQ(answer.segments.size(), 2u);
     EXPECT_EQ(answer.segments[0].key.name(), "C major");
-    EXPECT_EQ(answer.segments[1].key.name(), "D# major");
+    EXPECT_EQ(answer.segments[1].key.name(), "Eb major");
     EXPECT_EQ(answer.segments[0].beginSeconds, 0);
     EXPECT_NEAR(answer.segments[0].endSeconds, 32, 2);
     EXPECT_EQ(answer.segments[1].beginSeconds, answer.segments[0].endSeconds);
