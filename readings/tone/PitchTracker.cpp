@@ -25,7 +25,9 @@ constexpr int kMostHarmonics = 10;  // that are missed
 constexpr float kHighestHarmonicHz = 5000;
 constexpr float kMissingShare = 0.35f; // of the strongest peak, for a harmonic to be there
 constexpr float kMissingCost = 0.5f;
-constexpr float kVoicedScore = 0.35f; // below it, a frame has no pitch
+// Besides: the tones of a chord are harmonics of a fundamental that does not sound.
+constexpr float kMissingFundamentalCost = 0.25f;
+constexpr float kVoicedScore = 0.45f; // below it, a frame has no pitch
 // What a step of an octave or more costs on the path.
 constexpr float kOctaveCost = 0.25f;
 constexpr float kVoicingCost = 0.2f;
@@ -103,12 +105,14 @@ std::vector<PitchTracker::Peak> PitchTracker::peaksOf(std::span<const float> mag
     return peaks;
 }
 
+// A peak above the range is a fundamental too. Without it, a tone there would be taken for the
+// second harmonic of one an octave below.
 std::vector<float> PitchTracker::fundamentalsOf(const std::vector<Peak>& peaks) {
     std::vector<float> found;
     for (std::size_t i = 0; i < std::min(peaks.size(), kVoters); ++i) {
         for (int harmonic = 1; harmonic <= kVotes; ++harmonic) {
             const float hz = peaks[i].hz / static_cast<float>(harmonic);
-            if (hz >= kLowestHz && hz <= kHighestHz) {
+            if (hz >= kLowestHz && (hz <= kHighestHz || harmonic == 1)) {
                 found.push_back(hz);
             }
         }
@@ -128,6 +132,7 @@ float PitchTracker::scoreOf(const std::vector<Peak>& peaks, float hz) {
     }
     const float highest = std::min(peaks.back().hz, kHighestHarmonicHz);
     const int harmonics = std::clamp(static_cast<int>(highest / hz + 0.5f), 1, kMostHarmonics);
+    float missingFundamental = 0;
     float missing = 0;
     float expected = 0;
     for (int number = 1; number <= harmonics; ++number) {
@@ -138,10 +143,13 @@ float PitchTracker::scoreOf(const std::vector<Peak>& peaks, float hz) {
             there = std::max(there, peak.salience * agreement(deviation, harmonic, hz));
         }
         const float weight = 1 / std::sqrt(harmonic);
-        missing += weight * (1 - std::min(there / kMissingShare, 1.0f));
+        const float lack = 1 - std::min(there / kMissingShare, 1.0f);
+        missing += weight * lack;
         expected += weight;
+        missingFundamental = number == 1 ? lack : missingFundamental;
     }
-    return explained / all - kMissingCost * missing / expected;
+    return explained / all - kMissingCost * missing / expected -
+           kMissingFundamentalCost * missingFundamental;
 }
 
 void PitchTracker::add(std::span<const float> magnitudes) {
@@ -197,8 +205,10 @@ std::vector<Pitch> PitchTracker::finish() const {
         const Candidate& candidate = candidatesOf(mFrames[t])[at];
         pitches[t].seconds =
             (static_cast<double>(t) * kHopSamples + kFrameSamples / 2) / mSampleRateHz;
-        pitches[t].frequencyHz = candidate.hz;
-        pitches[t].strength = candidate.hz > 0 ? std::clamp(candidate.score, 0.0f, 1.0f) : 0;
+        if (candidate.hz <= kHighestHz) {
+            pitches[t].frequencyHz = candidate.hz;
+            pitches[t].strength = candidate.hz > 0 ? std::clamp(candidate.score, 0.0f, 1.0f) : 0;
+        }
         at = from[t][at];
     }
     return pitches;

@@ -131,6 +131,28 @@ TEST(PitchTrackerTest, FindsAToneInNoise) {
     }
 }
 
+TEST(PitchTrackerTest, WhatIsAboveTheRangeIsNotVoiced) {
+    for (const double hz : {1350.0, 1400.0, 1600.0, 2000.0, 3000.0, 4000.0, 6000.0, 9000.0}) {
+        EXPECT_EQ(shareVoiced(pitchesOf(sine(hz, 2))), 0) << hz;
+        EXPECT_EQ(shareVoiced(pitchesOf(tone(hz, 2))), 0) << hz;
+    }
+}
+
+// Their tones are harmonics of a fundamental that is far below and has few of its harmonics. Those
+// of a major triad are its harmonics 4, 5 and 6, which is too near to one voice.
+TEST(PitchTrackerTest, ChordsAreNotVoiced) {
+    const std::vector<std::vector<int>> chords{
+        {60, 63, 67}, {60, 63, 66}, {60, 64, 68}, {55, 59, 62, 65}, {60, 61, 62, 63}};
+    for (const std::vector<int>& chord : chords) {
+        Samples voices = silence(2);
+        for (const int note : chord) {
+            voices = sum(voices, tone(440 * std::exp2((note - 69) / 12.0), 2, 0.1f));
+        }
+        EXPECT_LT(shareVoiced(pitchesOf(voices)), 0.1)
+            << chord[0] << " " << chord[1] << " " << chord[2];
+    }
+}
+
 TEST(PitchTrackerTest, NoiseIsNotVoiced) {
     EXPECT_LT(shareVoiced(pitchesOf(noise(5))), 0.01);
 }
