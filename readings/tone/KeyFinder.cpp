@@ -1,5 +1,7 @@
 #include "readings/tone/KeyFinder.h"
 
+#include "readings/tone/KeyStrength.h"
+
 #include <algorithm>
 #include <cmath>
 #include <numeric>
@@ -13,10 +15,6 @@ constexpr double kSliceSeconds = 1;
 // What a change of key costs in the path through the slices, in the same unit as the sum of the
 // slices' correlations: a new key has to be better by 0.3 for 10 seconds.
 constexpr double kChangeCost = 3;
-// Logistic function from the lead over the runner-up to the share of right answers, fitted over the
-// developing half of the material of docs/accuracy.md.
-constexpr double kOffset = 1.29;
-constexpr double kSlope = 21.3;
 
 constexpr PitchClasses::Chroma kMajor{0.748, 0.060, 0.488, 0.082, 0.670, 0.460,
                                       0.096, 0.715, 0.104, 0.366, 0.057, 0.400};
@@ -24,7 +22,7 @@ constexpr PitchClasses::Chroma kMinor{0.712, 0.084, 0.474, 0.618, 0.049, 0.460,
                                       0.105, 0.747, 0.404, 0.067, 0.133, 0.330};
 
 // The correlation of the classes, taken from `tonic` upwards, with a profile; 0 where all classes
-// are alike.
+// of either are alike.
 double correlation(const PitchClasses::Chroma& chroma, const PitchClasses::Chroma& profile,
                    std::size_t tonic) {
     const auto mean = [](const PitchClasses::Chroma& values) {
@@ -42,7 +40,8 @@ double correlation(const PitchClasses::Chroma& chroma, const PitchClasses::Chrom
         squares += here * here;
         profileSquares += wanted * wanted;
     }
-    return squares > 0 ? product / std::sqrt(squares * profileSquares) : 0;
+    const double power = squares * profileSquares;
+    return power > 0 ? product / std::sqrt(power) : 0;
 }
 
 std::array<double, KeyFinder::kKeys> correlationsOf(const PitchClasses::Chroma& chroma) {
@@ -73,16 +72,23 @@ std::size_t greatest(std::span<const double> values, std::size_t except) {
 KeyFinder::KeyFinder(double sampleRateHz)
     : mSampleRateHz(sampleRateHz),
       mSliceFrames(static_cast<std::size_t>(
-          std::max(std::lround(kSliceSeconds * sampleRateHz / kHopSamples), 1L))) {}
+          std::max(std::lround(kSliceSeconds * sampleRateHz / kHopSamples), 1L))),
+      mPeaks(sampleRateHz / kFrameSamples) {}
 
 void KeyFinder::reset() {
     mFrames = 0;
+    mSoundingFrames = 0;
+    mPeaks.reset();
     mSlice = {};
     mSlices.clear();
 }
 
 void KeyFinder::add(std::span<const float> magnitudes) {
-    mSlice.add(magnitudes, mSampleRateHz / kFrameSamples);
+    const std::span<const SteadyPeaks::Peak> peaks = mPeaks.find(magnitudes);
+    for (const SteadyPeaks::Peak& peak : peaks) {
+        mSlice.add(peak.hz, peak.weight);
+    }
+    mSoundingFrames += peaks.empty() ? 0 : 1;
     if (++mFrames % mSliceFrames == 0) {
         mSlices.push_back(mSlice);
         mSlice = {};
@@ -95,19 +101,60 @@ KeyAnswer KeyFinder::finish(double streamSeconds) const {
         all.add(slice);
     }
     const double tuning = all.tuning();
-    const Correlations correlations = correlationsOf(all.chroma(tuning));
-    KeyAnswer answer;
-    const std::size_t main = greatest(correlations, kKeys);
+    const std::vector<std::size_t> keys = keyOfEachSlice(tuning);
+    if (!keys.empty()) {
+        all = classesOf(longest(keys), keys);
+    }
+    const PitchClasses::Chroma chroma = all.chroma(tuning);
+    const Correlations correlations = correlationsOf(chroma);
+    const std::size_t main = keys.empty() ? greatest(correlations, kKeys) : longest(keys);
     const std::size_t runnerUp = greatest(correlations, main);
+    KeyAnswer answer;
     answer.main = keyOf(main);
     answer.runnerUp = keyOf(runnerUp);
-    if (correlations[main] <= 0) {
-        return answer; // silence
+    answer.strength =
+        keyStrength({.correlation = correlations[main],
+                     .lead = correlations[main] - correlations[runnerUp],
+                     .seconds = static_cast<double>(mSoundingFrames) * kHopSamples / mSampleRateHz,
+                     .agreement = agreement(tuning),
+                     .chroma = chroma});
+    if (answer.strength > 0) {
+        answer.segments = segments(streamSeconds, keys, main);
     }
-    const double lead = correlations[main] - correlations[runnerUp];
-    answer.strength = static_cast<float>(1 / (1 + std::exp(-kOffset - kSlope * lead)));
-    answer.segments = segments(streamSeconds, tuning, main);
     return answer;
+}
+
+// The key whose slices last longest.
+std::size_t KeyFinder::longest(const std::vector<std::size_t>& keys) {
+    std::array<std::size_t, kKeys> counts{};
+    for (const std::size_t key : keys) {
+        ++counts[key];
+    }
+    return static_cast<std::size_t>(std::ranges::max_element(counts) - counts.begin());
+}
+
+// What sounds in the slices of a key. The slice that is not complete goes with the one before.
+PitchClasses KeyFinder::classesOf(std::size_t key, const std::vector<std::size_t>& keys) const {
+    PitchClasses classes;
+    for (std::size_t s = 0; s < keys.size(); ++s) {
+        if (keys[s] == key) {
+            classes.add(mSlices[s]);
+        }
+    }
+    if (keys.back() == key) {
+        classes.add(mSlice);
+    }
+    return classes;
+}
+
+// What sounds in the even seconds of music sounds in the odd ones too. Noise, speech and atonal
+// music have other classes in every second.
+double KeyFinder::agreement(double tuning) const {
+    std::array<PitchClasses, 2> halves;
+    for (std::size_t s = 0; s < mSlices.size(); ++s) {
+        halves[s % 2].add(mSlices[s]);
+    }
+    return correlation(halves[0].chroma(tuning), halves[1].chroma(tuning), 0);
 }
 
 // The path through the slices with the greatest sum of correlations, less the cost of changes.
@@ -134,10 +181,10 @@ std::vector<std::size_t> KeyFinder::keyOfEachSlice(double tuning) const {
     return keys;
 }
 
-std::vector<KeySegment> KeyFinder::segments(double streamSeconds, double tuning,
+std::vector<KeySegment> KeyFinder::segments(double streamSeconds,
+                                            const std::vector<std::size_t>& keys,
                                             std::size_t main) const {
     std::vector<KeySegment> found;
-    const std::vector<std::size_t> keys = keyOfEachSlice(tuning);
     const double sliceSeconds = static_cast<double>(mSliceFrames) * kHopSamples / mSampleRateHz;
     for (std::size_t s = 0; s < keys.size(); ++s) {
         if (s == 0 || keys[s] != keys[s - 1]) {

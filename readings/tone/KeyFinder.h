@@ -1,6 +1,7 @@
 #pragma once
 
 #include "readings/tone/PitchClasses.h"
+#include "readings/tone/SteadyPeaks.h"
 
 #include <QelReadings.hpp>
 
@@ -32,11 +33,17 @@ private:
     using Correlations = std::array<double, kKeys>;
 
     std::vector<std::size_t> keyOfEachSlice(double tuning) const;
-    std::vector<KeySegment> segments(double streamSeconds, double tuning, std::size_t main) const;
+    std::vector<KeySegment> segments(double streamSeconds, const std::vector<std::size_t>& keys,
+                                     std::size_t main) const;
+    double agreement(double tuning) const;
+    static std::size_t longest(const std::vector<std::size_t>& keys);
+    PitchClasses classesOf(std::size_t key, const std::vector<std::size_t>& keys) const;
 
     const double mSampleRateHz;
     const std::size_t mSliceFrames; // about a second
     std::size_t mFrames = 0;
+    std::size_t mSoundingFrames = 0;
+    SteadyPeaks mPeaks;
     PitchClasses mSlice; // that is not yet complete
     std::vector<PitchClasses> mSlices;
 };

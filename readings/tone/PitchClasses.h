@@ -2,22 +2,18 @@
 
 #include <array>
 #include <cstddef>
-#include <span>
 
 namespace qel::readings {
 
-// How strong each pitch sounds, octaves apart together, in steps of 10 cents: peaks of a magnitude
-// spectrum, with their places between bins, count with the root of their magnitude. Noise and drums
-// have few peaks that stay. After Gomez, Tonal description of polyphonic audio for music content
-// processing, INFORMS J. Computing 18(3), 2006.
+// How strong each pitch sounds, octaves apart together, in steps of 10 cents. After Gomez, Tonal
+// description of polyphonic audio for music content processing, INFORMS J. Computing 18(3), 2006.
 class PitchClasses {
 public:
     static constexpr std::size_t kClasses = 12;
     static constexpr std::size_t kStepsPerClass = 10;
     using Chroma = std::array<double, kClasses>;
 
-    // Bin k lies at k * binHz.
-    void add(std::span<const float> magnitudes, double binHz);
+    void add(double hz, float weight);
     void add(const PitchClasses& other);
 
     // How far the tuning is from A = 440 Hz, in classes: from -0.5 to 0.5.

@@ -59,9 +59,12 @@ std::string BarsText(const readings::Bars& bars) {
 }
 
 std::string KeyText(const readings::KeyAnswer& key) {
-    return key.strength > 0 ? fmt::format("{} ({} %), then {}", key.main.name(),
-                                          Percent(key.strength), key.runnerUp.name())
-                            : "none found";
+    if (key.strength <= 0) {
+        return "none found";
+    }
+    const char* const doubt = key.strength < 0.5f ? "not clear: perhaps " : "";
+    return fmt::format("{}{} ({} %), then {}", doubt, key.main.name(), Percent(key.strength),
+                       key.runnerUp.name());
 }
 
 std::string LoudnessText(const readings::Loudness& loudness) {

@@ -1,10 +1,14 @@
 #include "readings/tone/KeyFinder.h"
 
+#include "tests/readings/Signals.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <initializer_list>
+#include <numeric>
 #include <vector>
 
 namespace qel::readings {
@@ -105,6 +109,92 @@ TEST(KeyFinderTest, AChordOfTwoSecondsIsNoSegment) {
     add(finder, frameOf({61, 65, 68}), 2);
     addCadence(finder, 60, 20);
     EXPECT_EQ(finder.finish(42).segments.size(), 1u);
+}
+
+// The pitch classes of both keys together fit other keys better than each of the two.
+TEST(KeyFinderTest, TheMainKeyHasASegment) {
+    for (int interval = 1; interval < 12; ++interval) {
+        KeyFinder finder(kRateHz);
+        addCadence(finder, 60, 32);
+        addCadence(finder, 60 + interval, 32);
+        const KeyAnswer answer = finder.finish(64);
+        EXPECT_GT(answer.strength, 0.5f) << interval;
+        const auto hasMain = [&](const KeySegment& segment) { return segment.key == answer.main; };
+        EXPECT_TRUE(std::ranges::any_of(answer.segments, hasMain))
+            << interval << " " << answer.main.name();
+    }
+}
+
+// Six majors and six minors fit a whole-tone scale equally well, and all keys a chromatic one.
+TEST(KeyFinderTest, ScalesOfEqualStepsHaveNoKey) {
+    for (const int step : {1, 2, 3, 4}) {
+        KeyFinder finder(kRateHz);
+        for (int i = 0; i < 36; ++i) {
+            add(finder, frameOf({60 + step * i % 12}), 0.5);
+        }
+        EXPECT_LT(finder.finish(18).strength, 0.15f) << step;
+    }
+}
+
+TEST(KeyFinderTest, AToneAloneHasNoKey) {
+    KeyFinder finder(kRateHz);
+    add(finder, frameOf({69}), 10);
+    EXPECT_LT(finder.finish(10).strength, 0.3f);
+}
+
+TEST(KeyFinderTest, NoKeyHasNoSegments) {
+    KeyFinder finder(kRateHz);
+    for (int i = 0; i < 48; ++i) {
+        add(finder, frameOf({60 + i % 12}), 0.5);
+    }
+    const KeyAnswer answer = finder.finish(24);
+    EXPECT_EQ(answer.strength, 0);
+    EXPECT_TRUE(answer.segments.empty());
+}
+
+float strengthOf(const test::Samples& samples) {
+    return test::read({Reading::Key}, samples).key->strength;
+}
+
+TEST(KeyFinderTest, NoiseHasNoKey) {
+    for (const double seconds : {0.5, 2.0, 10.0, 30.0}) {
+        EXPECT_LT(strengthOf(test::noise(seconds)), 0.15f) << seconds;
+    }
+    test::Samples dark = test::noise(20); // falls by 6 dB per octave
+    std::partial_sum(dark.begin(), dark.end(), dark.begin(),
+                     [](float sum, float x) { return 0.99f * sum + x; });
+    EXPECT_LT(strengthOf(dark), 0.15f);
+}
+
+TEST(KeyFinderTest, StrokesHaveNoKey) {
+    EXPECT_LT(strengthOf(test::strokes({1}, 3)), 0.3f);
+    EXPECT_LT(strengthOf(test::strokes(test::times(0.3, 0.5, 20), 20)), 0.3f);
+}
+
+TEST(KeyFinderTest, DrumsAloneHaveNoKey) {
+    const test::Samples drums = test::sum(test::kicks(test::times(0.5, 1, 20), 20),
+                                          test::sum(test::snares(test::times(1, 1, 20), 20),
+                                                    test::hats(test::times(0.5, 0.25, 20), 20)));
+    EXPECT_LT(strengthOf(drums), 0.3f);
+}
+
+// White noise 4 dB above the chords.
+TEST(KeyFinderTest, ACadenceInNoiseKeepsItsKey) {
+    test::Samples music;
+    for (int bar = 0; bar < 4; ++bar) {
+        for (const int root : {60, 65, 67, 60}) {
+            test::Samples chord = test::silence(1);
+            for (const int above : {0, 4, 7}) {
+                const double hz = 440 * std::exp2((root + above - 69) / 12.0);
+                chord = test::sum(chord, test::tone(hz, 1, 0.1f));
+            }
+            music.insert(music.end(), chord.begin(), chord.end());
+        }
+    }
+    const KeyAnswer answer =
+        *test::read({Reading::Key}, test::sum(music, test::noise(16, 0.35f))).key;
+    EXPECT_EQ(answer.main.name(), "C major");
+    EXPECT_GT(answer.strength, 0.5f);
 }
 
 TEST(KeyFinderTest, SilenceHasNoStrengthAndNoSegments) {
