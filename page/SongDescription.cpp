@@ -59,10 +59,13 @@ Json DescribeReadings(const readings::Answers& answers) {
             {"bandwidth", {{"cutoffHz", OrNull(answers.bandwidth->cutoffHz)}}}};
 }
 
-Json Warnings(const media::Report& report) {
+Json Warnings(const Song& song) {
     Json texts = Json::array();
-    for (const media::Warning& warning : report.warnings) {
+    for (const media::Warning& warning : song.report.warnings) {
         texts.push_back(ShownText(warning.text));
+    }
+    for (const std::string& warning : song.answers.warnings()) {
+        texts.push_back(ShownText(warning));
     }
     return texts;
 }
@@ -80,7 +83,7 @@ Json DescribeSong(const Song& song) {
             {"container", song.report.container},
             {"codec", song.report.codec},
             {"bytes", song.bytes},
-            {"warnings", Warnings(song.report)},
+            {"warnings", Warnings(song)},
             {"readings", DescribeReadings(song.answers)}};
 }
 

@@ -1,3 +1,4 @@
+#include "readings/BandwidthMeter.h"
 #include "readings/LoudnessMeter.h"
 #include "readings/onsets/OnsetDetector.h"
 #include "readings/rhythm/BarFinder.h"
@@ -29,7 +30,6 @@ namespace {
 constexpr std::string_view kSpectrum = "spectrum";
 constexpr std::string_view kTempo = "tempo";
 constexpr std::string_view kMelSpectrum = "mel spectrum";
-constexpr std::string_view kAudioRange = "audio range";
 
 // The position of beat `i` in its bar, from 1 on.
 int positionOf(std::size_t i, const BarFinder::Result& bars) {
@@ -76,6 +76,9 @@ public:
             mMelCepstrum.emplace(timbre, info.payloadBytes / sizeof(float),
                                  mSetup.sampleRateHz / info.frameSamples);
         }
+        if (wants(Reading::Bandwidth)) {
+            mBandwidthMeter.emplace(mSetup.sampleRateHz, mSetup.lengthFrames);
+        }
         if (wants(Reading::Loudness)) {
             mLoudnessMeter.emplace(mSetup);
         }
@@ -116,13 +119,15 @@ public:
     void reset() {
         mFrames = 0;
         mIsFinished = false;
-        mBlocks.clear();
+        mBlocks.reset();
         mOwnRate.reset();
         mCommonRate.reset();
         if (mRateChange) {
             mRateChange->reset();
         }
-        mBandwidth = {};
+        if (mBandwidthMeter) {
+            mBandwidthMeter->reset();
+        }
         if (mKeyFinder) {
             mKeyFinder->reset();
         }
@@ -168,9 +173,6 @@ private:
         if (wants(Reading::Timbre)) {
             keys.push_back(kMelSpectrum);
         }
-        if (wants(Reading::Bandwidth)) {
-            keys.push_back(kAudioRange);
-        }
         if (wants(Reading::RunningTempo)) {
             keys.push_back(kTempo);
         }
@@ -195,6 +197,9 @@ private:
 
     void analyze(std::span<const float> samples) {
         mOwnRate.add(samples);
+        if (mBandwidthMeter) {
+            mBandwidthMeter->add(samples);
+        }
         analyzeAtCommonRate(mRateChange ? mRateChange->add(samples) : samples);
     }
 
@@ -218,6 +223,7 @@ private:
     std::optional<RateChange> mRateChange;
     KeyStream mOwnRate;
     KeyStream mCommonRate;
+    std::optional<BandwidthMeter> mBandwidthMeter;
     std::uint64_t mFrames = 0;
     std::optional<KeyFinder> mKeyFinder;
     std::optional<MelCepstrum> mMelCepstrum;
@@ -227,7 +233,6 @@ private:
     std::optional<Harmony> mHarmony;
     std::optional<PitchTracker> mPitchTracker;
     std::vector<float> mTempi;
-    Bandwidth mBandwidth;
     bool mIsFinished = false;
 };
 
@@ -236,10 +241,6 @@ void Reader::State::takeAtOwnRate(const Result& result) {
         mMelCepstrum->add(result.floats(), 0.5f); // twice the transform's magnitudes
     } else if (result.key() == kTempo) {
         mTempi.push_back(result.floats()[0]);
-    } else if (result.key() == kAudioRange) {
-        if (const auto cutoff = result.range().cutoffHz) {
-            mBandwidth.cutoffHz = *cutoff;
-        }
     }
 }
 
@@ -314,6 +315,7 @@ Answers Reader::State::finish() {
     endAnalysis();
     Answers answers;
     answers.seconds = static_cast<double>(mFrames) / mSetup.sampleRateHz;
+    answers.channelsCancel = mBlocks.channelsCancel();
     if (mKeyFinder) {
         answers.key = mKeyFinder->finish(answers.seconds);
     }
@@ -325,8 +327,8 @@ Answers Reader::State::finish() {
     if (mLoudnessMeter) {
         answers.loudness = mLoudnessMeter->finish();
     }
-    if (wants(Reading::Bandwidth)) {
-        answers.bandwidth = mBandwidth;
+    if (mBandwidthMeter) {
+        answers.bandwidth = mBandwidthMeter->finish();
     }
     if (wantsRhythm()) {
         answerRhythm(answers);

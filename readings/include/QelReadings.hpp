@@ -171,6 +171,9 @@ struct RunningTempo {
 // The readings that were asked for; the others are empty.
 struct Answers {
     double seconds = 0; // length of the stream
+    // Of two channels, the difference has more than 10 times the energy of the sum: their mean
+    // would be nearly silent, and all readings but Loudness are of the first channel.
+    bool channelsCancel = false;
     std::optional<Tempo> tempo;
     std::optional<Beats> beats;
     std::optional<Bars> bars;
@@ -181,6 +184,9 @@ struct Answers {
     std::optional<Loudness> loudness;
     std::optional<Bandwidth> bandwidth;
     std::optional<RunningTempo> runningTempo;
+
+    // What a person should know about the stream, a line each; usually none.
+    QEL_READINGS_EXPORT std::vector<std::string> warnings() const;
 };
 
 // Reads a stream. Life: construct, push any number of times, finish; reset begins another stream.
@@ -207,7 +213,7 @@ public:
 
     // Reads the next `frames` samples of every channel, any number of them. One pointer per
     // channel; a stream of several channels is mixed to their mean for all readings but
-    // Loudness.
+    // Loudness. Of two channels that cancel in the mean, the first is read.
     void push(std::span<const float* const> channels, std::size_t frames);
 
     // The same for a stream of one channel.

@@ -57,6 +57,9 @@ FileReadings ReadOneFile(const std::string& path, std::span<const readings::Read
     for (const media::Warning& warning : report.warnings) {
         found.warnings.push_back(warning.text);
     }
+    for (const std::string& warning : found.answers.warnings()) {
+        found.warnings.push_back(warning);
+    }
     progress.Clear();
     return found;
 }

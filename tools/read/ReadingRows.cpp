@@ -38,6 +38,8 @@ std::string ReadingJson::Begin() const {
 
 std::string ReadingJson::Entry(const FileReadings& file, bool isFirst) const {
     Json entry = FieldsOf(file, mShown);
+    entry["channels_cancel"] =
+        file.error.empty() ? Json(file.answers.channelsCancel) : Json(nullptr);
     entry.update(ListsOf(file, mOptions));
     // A path need not be UTF-8, while JSON must be.
     return (isFirst ? "\n" : ",\n") + entry.dump(-1, ' ', false, Json::error_handler_t::replace);

@@ -134,6 +134,12 @@ void Add(nb::dict& dict, const char* name, const std::optional<Answer>& answer) 
 nb::dict DictOf(const readings::Answers& answers) {
     nb::dict dict;
     dict["seconds"] = answers.seconds;
+    dict["channels_cancel"] = answers.channelsCancel;
+    nb::list warnings;
+    for (const std::string& warning : answers.warnings()) {
+        warnings.append(warning);
+    }
+    dict["warnings"] = warnings;
     Add(dict, "tempo", answers.tempo);
     Add(dict, "beats", answers.beats);
     Add(dict, "bars", answers.bars);
