@@ -169,6 +169,33 @@ TEST_F(ReadCommandTest, SilenceHasNoTempoNoKeyAndNoLoudness) {
     EXPECT_NE(text.find("  loudness   not measurable\n"), std::string::npos) << text;
 }
 
+TEST_F(ReadCommandTest, ChannelsThatCancelAreSaidAndTheFirstIsRead) {
+    const std::vector<float> scale = ScaleOfCMajor();
+    std::vector<float> opposite = scale;
+    std::transform(scale.begin(), scale.end(), opposite.begin(), [](float x) { return -x; });
+    Write("opposite.wav", {scale, opposite});
+    Write("same.wav", {scale, scale});
+    const ChildResult result =
+        Run({"read", "opposite.wav", "same.wav", "--format", "json", "--only", "key"});
+    ASSERT_EQ(result.status, 0);
+    const Json files = Json::parse(result.out)["files"];
+    EXPECT_TRUE(files[0]["channels_cancel"].get<bool>());
+    EXPECT_EQ(files[0]["key"], "C major");
+    EXPECT_FALSE(files[1]["channels_cancel"].get<bool>());
+    EXPECT_EQ(result.err, "qel: opposite.wav: warning: the two channels are of opposite phase and "
+                          "cancel in their mean; only the first was read, except for the "
+                          "loudness\n");
+}
+
+TEST_F(ReadCommandTest, AScaleHasAKeyAndASineHasNone) {
+    Write("sine.wav", {Sine(4 * kRateHz, 100, 0.2)});
+    Write("scale.wav", {ScaleOfCMajor()});
+    const std::string sure = Run({"read", "scale.wav", "--only", "key"}).out;
+    EXPECT_NE(sure.find("  key        C major ("), std::string::npos) << sure;
+    const std::string none = Run({"read", "sine.wav", "--only", "key"}).out;
+    EXPECT_NE(none.find("  key        none found\n"), std::string::npos) << none;
+}
+
 TEST_F(ReadCommandTest, AFileThatFailsHasARowWithItsErrorAndTheOthersAreRead) {
     Write("a,b.wav", {Sine(kRateHz, 100, 0.5)});
     std::filesystem::create_directory(mDirectory.File("folder"));
