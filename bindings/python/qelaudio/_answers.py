@@ -110,7 +110,8 @@ class MusicalKey(Answer):
         Semitones above C, 0 to 11.
     is_minor : bool
     name : str
-        ``"C major"``, ``"F# minor"``.
+        ``"C major"``, ``"F# minor"``, ``"Bb major"``: the spelling with at most six
+        sharps or flats.
     """
 
     tonic: int
@@ -330,8 +331,10 @@ class Readings(Answer):
         In Hz.
     channels : int
         Of the stream.
+    channels_cancel : bool
+        Two channels are of opposite phase: all readings but loudness are of the first.
     warnings : tuple of str
-        What was wrong with a file and did not end the reading.
+        What was wrong with the audio and did not end the reading.
     """
 
     seconds: float
@@ -347,6 +350,7 @@ class Readings(Answer):
     loudness: Loudness | None = None
     bandwidth: Bandwidth | None = None
     running_tempo: RunningTempo | None = None
+    channels_cancel: bool = False
     warnings: tuple[str, ...] = ()
 
     def __repr__(self) -> str:
@@ -386,7 +390,7 @@ class Readings(Answer):
         rows = "".join(
             f"<tr><th>{name}</th><td>{html.escape(str(value))}</td></tr>"
             for name, value in texts.items()
-            if value is not None and value != ()
+            if value is not None and value is not False and value != ()
         )
         return f"<table>{rows}</table>"
 

@@ -143,6 +143,7 @@ def read(
         seconds=plain.pop("seconds"),
         sample_rate=stream.sample_rate,
         channels=stream.channels,
-        warnings=stream.warnings(),
+        channels_cancel=plain.pop("channels_cancel"),
+        warnings=stream.warnings() + tuple(plain.pop("warnings")),
         **{name: _MAKERS[name](answer) for name, answer in plain.items()},
     )
