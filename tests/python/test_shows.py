@@ -19,7 +19,7 @@ from matplotlib.figure import Figure
 from PIL import Image
 
 import qelaudio
-from qelaudio import _axes, _pages
+from qelaudio import _axes, _pages, plot
 
 matplotlib.use("Agg")
 ROOT = Path(__file__).resolve().parents[2]
@@ -153,25 +153,40 @@ def test_hues_follow_the_circle_of_fifths_whatever_the_spelling() -> None:
     assert _axes.key_text("Bb major") == "B♭ major"
 
 
-def run_plot(*arguments: str, folder: Path) -> subprocess.CompletedProcess[str]:
-    tool = os.environ["QEL_TOOL"]
-    command = [tool, "plot", "--python", sys.executable, *arguments]
-    return subprocess.run(command, cwd=folder, capture_output=True, text=True, check=False)
-
-
-def test_the_tool_writes_pictures_of_every_format(song: Path, tmp_path: Path) -> None:
+def test_the_tool_draws_with_the_package(song: Path, tmp_path: Path) -> None:
     # What lies beside the songs is not run.
     (tmp_path / "numpy.py").write_text("raise SystemExit('was run')")
-    for name, begins in (("a.png", b"\x89PNG"), ("a.svg", b"<?xml"), ("a.pdf", b"%PDF")):
-        once = [str(song), "--lanes", "waveform,keys", "--dpi", "40", "--output", name]
-        run = run_plot(*once, folder=tmp_path)
-        assert (run.returncode, run.stderr) == (0, "")
-        first = (tmp_path / name).read_bytes()
-        assert first.startswith(begins)
-        assert "exists already; --overwrite replaces it" in run_plot(*once, folder=tmp_path).stderr
-        assert run_plot(*once, "--overwrite", folder=tmp_path).returncode == 0
-        assert (tmp_path / name).read_bytes() == first
-    assert Image.open(tmp_path / "a.png").width == 12 * 40
+    command = [os.environ["QEL_TOOL"], "plot", "--python", sys.executable, str(song), "--dpi", "40"]
+    command += ["--lanes", "waveform,keys", "--output", "new/a.png"]
+    done = subprocess.run(command, cwd=tmp_path, capture_output=True, text=True, check=False)
+    assert (done.returncode, done.stderr) == (0, "")
+    assert Image.open(tmp_path / "new/a.png").width == 12 * 40
+
+
+@pytest.mark.parametrize(
+    ("name", "begins"), [("a.png", b"\x89PNG"), ("a.svg", b"<?xml"), ("a.PDF", b"%PDF")]
+)
+def test_the_same_picture_is_written_again(
+    song: Path, tmp_path: Path, name: str, begins: bytes
+) -> None:
+    once = [str(song), "--lanes", "keys", "--dpi", "40", "--output", str(tmp_path / name)]
+    assert plot.main(once) == 0
+    first = (tmp_path / name).read_bytes()
+    assert first.startswith(begins)
+    assert plot.main([*once, "--overwrite"]) == 0
+    assert (tmp_path / name).read_bytes() == first
+    assert [path.name for path in tmp_path.iterdir()] == [name]
+
+
+def test_a_picture_stays_without_overwrite_and_an_input_always(
+    song: Path, tmp_path: Path, capsys: pytest.CaptureFixture[str]
+) -> None:
+    (tmp_path / "a.png").write_text("mine")
+    assert plot.main([str(song), "--output", str(tmp_path / "a.png")]) == 1
+    assert "a.png exists already; --overwrite replaces it\n" in capsys.readouterr().err
+    (tmp_path / "b.png").symlink_to(song)
+    assert plot.main([str(song), "--overwrite", "--output", str(tmp_path / "b.png")]) == 1
+    assert capsys.readouterr().err.endswith("b.png is the input\n")
 
 
 @pytest.mark.parametrize(
@@ -183,20 +198,28 @@ def test_the_tool_writes_pictures_of_every_format(song: Path, tmp_path: Path) ->
         (["--output", "a.png", "--begin", "9"], "qel: no stretch from 9 s to 8 s"),
     ],
 )
-def test_the_tool_refuses_in_one_line(
-    song: Path, tmp_path: Path, arguments: list[str], message: str
+def test_refusals_take_one_line(
+    song: Path,
+    tmp_path: Path,
+    monkeypatch: pytest.MonkeyPatch,
+    capsys: pytest.CaptureFixture[str],
+    arguments: list[str],
+    message: str,
 ) -> None:
-    run = run_plot(str(song), *arguments, folder=tmp_path)
-    assert run.returncode == 1
-    assert run.stderr.startswith(message) and run.stderr.count("\n") == 1
+    monkeypatch.chdir(tmp_path)
+    assert plot.main([str(song), *arguments]) == 1
+    said = capsys.readouterr().err
+    assert said.startswith(message) and said.count("\n") == 1
     assert list(tmp_path.iterdir()) == []
 
 
-def test_the_tool_names_a_file_that_cannot_be_read(tmp_path: Path) -> None:
+def test_a_file_that_cannot_be_read_is_named(
+    tmp_path: Path, capsys: pytest.CaptureFixture[str]
+) -> None:
     (tmp_path / "no.wav").write_text("no audio")
-    run = run_plot("no.wav", "--output", "a.png", folder=tmp_path)
-    assert run.returncode == 1
-    assert run.stderr.startswith("qel: no.wav: ") and run.stderr.count("\n") == 1
+    assert plot.main([str(tmp_path / "no.wav"), "--output", str(tmp_path / "a.png")]) == 1
+    said = capsys.readouterr().err
+    assert said.startswith(f"qel: {tmp_path / 'no.wav'}: ") and said.count("\n") == 1
 
 
 @pytest.fixture(scope="module")
@@ -248,6 +271,9 @@ def test_a_report_of_an_array_has_its_name_and_its_samples(template: Path) -> No
 def test_what_cannot_be_shown_is_told(template: Path, tmp_path: Path) -> None:
     with pytest.raises(qelaudio.Error, match="no template of the page"):
         qelaudio.report(sine(440), sample_rate=RATE, template=tmp_path / "none.html")
+    (tmp_path / "empty.html").write_text("<html></html>")
+    with pytest.raises(qelaudio.Error, match="is no template of the page"):
+        qelaudio.report(sine(440), sample_rate=RATE, template=tmp_path / "empty.html")
     with pytest.raises(qelaudio.FileError) as raised:
         qelaudio.report(tmp_path / "none.wav", template=template)
     assert raised.value.fault == "unreadable"

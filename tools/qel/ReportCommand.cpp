@@ -6,6 +6,7 @@
 #include "page/AudioCopy.h"
 #include "page/ComparedRun.h"
 #include "page/IndexPage.h"
+#include "page/PageReader.h"
 #include "page/SongCollector.h"
 #include "page/SongDescription.h"
 #include "page/SongPage.h"
@@ -60,7 +61,26 @@ private:
         return Folder() / (name.substr(name.size() - std::min(name.size(), kMostBytes)) + ".html");
     }
 
+    std::string LinkTo(const std::filesystem::path& target) const {
+        return (Folder().filename() / target.filename()).string();
+    }
+
+    // Lists the page that is there, if it is still that of the file.
+    bool IsKept(const std::string& path, const std::filesystem::path& target) {
+        if (!mOptions.update) {
+            return false;
+        }
+        const auto song = page::CurrentSongOf(target, path, !mOptions.noAudio);
+        if (song) {
+            mEntries.push_back({LinkTo(target), "", *song});
+        }
+        return song.has_value();
+    }
+
     bool Report(const std::string& path, const std::filesystem::path& target) {
+        if (IsKept(path, target)) {
+            return true;
+        }
         const auto work = [&] { return WriteSong(path, target); };
         const auto fail = [&](const std::string& reason) {
             const std::string name = std::filesystem::path(path).filename().string();
@@ -83,8 +103,7 @@ private:
         Write(target.string(), [&](page::PageWriter& page) {
             WriteSongPage(page, song, audio ? &*audio : nullptr);
         });
-        const std::string link = (Folder().filename() / target.filename()).string();
-        mEntries.push_back({link, "", DescribeSong(song)});
+        mEntries.push_back({LinkTo(target), "", DescribeSong(song)});
         std::vector<std::string> warnings;
         for (const media::Warning& warning : song.report.warnings) {
             warnings.push_back(warning.text);
@@ -101,8 +120,9 @@ private:
         if (path != "-") {
             directory.emplace(std::filesystem::path(path).parent_path());
         }
-        output::AtomicFile file(path, mOptions.overwrite ? output::Existing::Replace
-                                                         : output::Existing::Refuse);
+        output::AtomicFile file(path, mOptions.overwrite || mOptions.update
+                                          ? output::Existing::Replace
+                                          : output::Existing::Refuse);
         page::PageWriter page(file.Sink(), mTemplate);
         fill(page);
         file.Commit();
@@ -139,6 +159,10 @@ CLI::App* AddReport(CLI::App& app, ReportOptions& options) {
         ->type_name("PATH");
     command->add_flag("--overwrite", options.overwrite,
                       "Replace existing pages; without this option they are refused");
+    command->add_flag(
+        "--update", options.update,
+        "Like --overwrite, but keep pages that this version has written from the same "
+        "files: of a table of songs, only new and changed ones are analyzed");
     command->add_flag("--quiet", options.quiet, "Draw no progress bar");
     return command;
 }

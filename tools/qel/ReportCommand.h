@@ -15,6 +15,7 @@ struct ReportOptions {
     std::vector<std::string> compared; // documents of qel read
     bool noAudio = false;
     bool overwrite = false;
+    bool update = false;
     bool quiet = false;
 };
 

@@ -90,7 +90,10 @@ def written(
 
 
 def _write(path: bytes, template: Path | None, audio: bool) -> bytes:
-    page: bytes = module().write(path, None if template is None else os.fspath(template), audio)
+    try:
+        page: bytes = module().write(path, None if template is None else os.fspath(template), audio)
+    except RuntimeError as error:  # a file that is no template
+        raise Error(str(error)) from None
     return page
 
 

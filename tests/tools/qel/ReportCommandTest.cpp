@@ -72,6 +72,27 @@ TEST_F(ReportCommandTest, SeveralFilesGetPagesAndATable) {
     EXPECT_EQ(mDirectory.Entries("songs-pages").size(), 1u);
 }
 
+TEST_F(ReportCommandTest, AnUpdateAnalyzesNewAndChangedSongsOnly) {
+    WriteWav(File("more.wav"), 44100, {Drums(3, 100, 4)});
+    const std::string drums = File("drums.wav");
+    ASSERT_EQ(Report({drums, File("t.html"), "--output", File("s.html")}).status, 1);
+    const auto pages = mDirectory.Entries("s-pages");
+    ASSERT_EQ(pages.size(), 1u);
+    const std::string page = File("s-pages/" + pages.front());
+    const std::string kept = ReadFile(page) + "<!-- kept -->";
+    WriteFile(page, kept);
+    EXPECT_EQ(Report({drums, File("more.wav"), "--update", "--output", File("s.html")}).status, 0);
+    EXPECT_EQ(ReadFile(page), kept);
+    EXPECT_EQ(mDirectory.Entries("s-pages").size(), 2u);
+    const std::string table = ReadFile(File("s.html"));
+    EXPECT_NE(table.find("\"drums.wav\""), std::string::npos);
+    EXPECT_NE(table.find("\"more.wav\""), std::string::npos);
+    EXPECT_NE(table.find("s-pages/" + pages.front()), std::string::npos);
+    WriteWav(drums, 44100, {Drums(4, 120, 4)}); // another length
+    EXPECT_EQ(Report({drums, File("more.wav"), "--update", "--output", File("s.html")}).status, 0);
+    EXPECT_NE(ReadFile(page), kept);
+}
+
 TEST_F(ReportCommandTest, ARunToCompareWithIsInThePage) {
     RunTool({"read", File("drums.wav"), "--format", "json", "--beats", "--output", File("r.json")});
     const ChildResult run =
