@@ -5,7 +5,7 @@ from __future__ import annotations
 import contextlib
 import os
 from collections.abc import Iterable, Iterator, Mapping
-from dataclasses import dataclass, field
+from dataclasses import dataclass
 from typing import Any
 
 import numpy as np
@@ -15,7 +15,7 @@ import pyarrow.parquet as pq
 from qelaudio._keys import Key
 from qelaudio.corpus import _keytables
 from qelaudio.corpus._storage import Place
-from qelaudio.corpus._tables import PARTITION, batches, id_of, open_tables, schema_of, text_of
+from qelaudio.corpus._tables import PARTITION, Rename, batches, id_of, open_tables, schema_of, text_of
 
 TABLES = ("files", "readings", "runs")
 #: Bytes of rows that become a row group. A task holds as much for each key.
@@ -42,8 +42,8 @@ class Partition:
         Names, as in the settings of the dataset.
     metadata : Mapping
         Of all schemas.
-    names : Mapping
-        Paths that stand for addresses.
+    rename : callable
+        From paths of the tool to those of the tables.
     """
 
     merged: str
@@ -52,7 +52,7 @@ class Partition:
     prefix: str
     keys: str
     metadata: Mapping[str, str]
-    names: Mapping[str, str] = field(default_factory=dict)
+    rename: Rename
 
 
 def tables_of(merged: str) -> str:
@@ -60,12 +60,12 @@ def tables_of(merged: str) -> str:
     return os.path.join(merged, "dataset.sqlite")
 
 
-def write_index(merged: str, index: str, names: Mapping[str, str]) -> None:
+def write_index(merged: str, index: str, rename: Rename) -> None:
     """Makes a table of identities, sorted by them, so that each partition reads its files alone."""
     with contextlib.suppress(FileNotFoundError):
         os.remove(index)
     with contextlib.closing(open_tables(index, writes=True)) as database:
-        database.create_function("id_of", 1, lambda path: id_of(names.get(path, path)))
+        database.create_function("id_of", 1, lambda path: id_of(rename(path)))
         database.execute("PRAGMA journal_mode=OFF")
         database.execute("ATTACH ? AS merged", (tables_of(merged),))
         database.execute("CREATE TABLE ids(id TEXT PRIMARY KEY, path) WITHOUT ROWID")
@@ -149,7 +149,7 @@ def _write_keys(partition: Partition, tables: Any) -> None:
         for row in _rows(tables, "files", partition.prefix) if wanted else ():
             if row[at] is None:
                 continue
-            path = partition.names.get(row[0], row[0])
+            path = partition.rename(row[0])
             with np.load(os.path.join(partition.merged, row[at])) as arrays:
                 for key, (schema, writer) in writers.items():
                     writer.add(_keytables.table_of(key, arrays, id_of(path), text_of(path), schema))
@@ -170,7 +170,7 @@ def write_partition(partition: Partition) -> list[str]:
         for table in TABLES:
             schema = schema_of(tables, table, partition.metadata)
             with _writing(partition, table, schema) as writer:
-                for batch in batches(_rows(tables, table, partition.prefix), schema, partition.names):
+                for batch in batches(_rows(tables, table, partition.prefix), schema, partition.rename):
                     writer.add(pa.Table.from_batches([batch]))
         _write_keys(partition, tables)
     wanted = _keytables.keys_named(partition.keys)

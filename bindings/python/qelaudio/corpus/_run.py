@@ -24,9 +24,10 @@ from qelaudio.corpus._partitions import (
     write_partition,
 )
 from qelaudio.corpus._keytables import keys_named
+from qelaudio.corpus._remote import address_of, analyze_copies, divide, list_files
 from qelaudio.corpus._shards import Command, RunError, Shard, analyze, arguments_of, call
-from qelaudio.corpus._storage import HIDDEN, Place
-from qelaudio.corpus._tables import open_tables
+from qelaudio.corpus._storage import HIDDEN, Place, is_remote
+from qelaudio.corpus._tables import Rename, open_tables
 
 #: Times that Dask tries a shard again.
 RETRIES = 3
@@ -137,13 +138,52 @@ def _count_of(work: str, shards: int | None, client: Any) -> int:
     return shards or SHARDS_PER_THREAD * max(1, sum(client.nthreads().values()))
 
 
-def _analyze_all(client: Any, command: Command, work: str, count: int, told: Progress) -> list[Shard]:
+def _as_it_is(path: Any) -> Any:
+    return path
+
+
+@dataclass(frozen=True)
+class _Request:
+    """What is wanted of a run, with everything that its command line needs."""
+
+    qel: str
+    sources: list[str]
+    arguments: list[str]
+    matches: list[str]
+    storage: dict[str, Any]
+
+    @property
+    def is_remote(self) -> bool:
+        return any(map(is_remote, self.sources))
+
+    def command(self, *files: str) -> Command:
+        return Command(self.qel, os.getcwd(), (*self.arguments, *files))
+
+
+def _tasks_of(request: _Request, work: str, shards: Sequence[Shard]) -> tuple[Any, list[Any]]:
+    """What is called for each shard, and with what."""
+    if not request.is_remote:
+        return partial(analyze, request.command("--", *request.sources)), list(shards)
+    if not all(map(is_remote, request.sources)):
+        raise Error("sources: are local and remote ones; pass either")
+    if "--files-from" in request.arguments:
+        raise Error("files_from: a list cannot be joined with remote sources")
+    files = list_files(request.sources, request.matches, request.storage)
+    path = os.path.join(work, "list")
+    with Place(work).writing("list") as file:
+        file.writelines(os.fsencode(each.name) + b"\0" for each in files)
+    command = request.command("--null", "--files-from", path)
+    return analyze_copies, divide(files, command, shards, request.storage)
+
+
+def _analyze_all(client: Any, request: _Request, work: str, count: int, told: Progress) -> list[Shard]:
     shards = [
         Shard(index, count, os.path.join(work, f"shard-{index:06}-of-{count:06}"))
         for index in range(1, count + 1)
     ]
     os.makedirs(shards[0].dataset, exist_ok=True)  # the number of shards is decided now
-    for refusal in _map(client, partial(analyze, command), shards, lambda n: told("shards", n, count)):
+    task, items = _tasks_of(request, work, shards)
+    for refusal in _map(client, task, items, lambda n: told("shards", n, count)):
         if refusal:
             raise Error(refusal)
     return shards
@@ -185,14 +225,14 @@ def _begin_tables(out: Place, settings: Mapping[str, str]) -> None:
     out.write(SETTINGS, text)
 
 
-def _write_tables(client: Any, merged: str, out: Place, told: Progress) -> dict[str, str]:
+def _write_tables(client: Any, merged: str, out: Place, rename: Rename, told: Progress) -> dict[str, str]:
     settings = _settings_of(merged)
     _begin_tables(out, settings)
     index = f"{merged}.ids"
-    write_index(merged, index, {})
+    write_index(merged, index, rename)
     metadata = {"qel": settings["qel"], "qelaudio": version, "settings": _text_of(settings)}
     parts = [
-        Partition(merged, index, out, prefix, settings["--keys"], metadata)
+        Partition(merged, index, out, prefix, settings["--keys"], metadata, rename)
         for prefix in prefixes(merged, index)
     ]
     written = _map(client, write_partition, parts, lambda n: told("partitions", n, len(parts)))
@@ -246,7 +286,8 @@ def run(
     Parameters
     ----------
     sources : path or iterable of paths
-        Files, directories and patterns, as for ``qel batch``. Every worker must see them.
+        Files, directories and patterns, as for ``qel batch``, which every worker must see; or fsspec
+        addresses of them, such as ``s3://bucket/music``.
     out : path
         Directory of the Parquet dataset, or its fsspec address, such as ``s3://bucket/features``.
     keys : str or iterable of str
@@ -266,7 +307,7 @@ def run(
     qel : path
         The tool, where the workers find it.
     storage_options : Mapping or None
-        What the file system of `out` is opened with.
+        What the file systems of addresses are opened with.
     progress : callable
         Is called with ``"shards"`` or ``"partitions"``, the number of those done, and of all.
     **options
@@ -285,15 +326,19 @@ def run(
     """
     place = Place(os.fsdecode(out), dict(storage_options or {}))
     _require_place(place)
-    listed = _listed(sources)
     arguments = arguments_of(_listed(keys), None if readings is None else _listed(readings), options)
-    command = Command(
-        os.fsdecode(qel), os.getcwd(), ("--jobs", str(jobs), *arguments, "--", *listed)
+    request = _Request(
+        os.fsdecode(qel),
+        _listed(sources),
+        ["--jobs", str(jobs), *arguments],
+        _listed(options.get("match") or ()),
+        dict(storage_options or {}),
     )
     folder = _work_of(place, work)
     merged = os.path.join(folder, "merged")
     with _alone(folder), _client_of(client) as opened:
         count = _count_of(folder, shards, opened)
-        _merge(command, _analyze_all(opened, command, folder, count, progress), merged)
-        tables = _write_tables(opened, merged, place, progress)
+        _merge(request.command(), _analyze_all(opened, request, folder, count, progress), merged)
+        rename = address_of if request.is_remote else _as_it_is
+        tables = _write_tables(opened, merged, place, rename, progress)
     return Corpus(place.address, tables, _statuses_of(merged), merged)

@@ -58,6 +58,7 @@ class Place:
     def names(self, below: str = "") -> list[str]:
         """All files at any depth, as paths from this directory."""
         top = self.full(below) if below else self.path
+        self.fs.invalidate_cache()  # other processes write
         found = self.fs.find(top) if self.fs.exists(top) else []
         return sorted(os.path.relpath(name, self.path) for name in found)
 

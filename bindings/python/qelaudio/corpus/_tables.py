@@ -5,13 +5,14 @@ from __future__ import annotations
 import hashlib
 import os
 import sqlite3
-from collections.abc import Iterator, Mapping, Sequence
+from collections.abc import Callable, Iterator, Mapping, Sequence
 from typing import Any
 from urllib.parse import quote
 
 import pyarrow as pa
 
 Row = tuple[Any, ...]
+Rename = Callable[[Any], Any]
 
 #: The column by which the tables are divided: digits of `id_of`.
 PARTITION = "prefix"
@@ -82,19 +83,19 @@ def schema_of(tables: sqlite3.Connection, table: str, metadata: Mapping[str, str
     return pa.schema(fields, metadata=dict(metadata))
 
 
-def batches(rows: Iterator[Row], schema: Any, names: Mapping[str, str]) -> Iterator[Any]:
+def batches(rows: Iterator[Row], schema: Any, rename: Rename) -> Iterator[Any]:
     """Rows of SQLite, of which the first member is the path, as batches of Arrow.
 
     Parameters
     ----------
     rows : iterator of tuple
     schema : pyarrow.Schema
-    names : Mapping of str to str
-        Paths that stand for others.
+    rename : callable
+        From paths of the tool to those of the tables.
     """
     while chunk := [row for _, row in zip(range(BATCH_ROWS), rows, strict=False)]:
         columns: Sequence[Sequence[Any]] = list(zip(*chunk, strict=True))
-        named = [names.get(path, path) for path in columns[0]]
+        named = [rename(path) for path in columns[0]]
         head: list[Any] = [[id_of(path) for path in named], [text_of(path) for path in named]]
         if "path_bytes" in schema.names:
             head.append([path if isinstance(path, bytes) else None for path in named])
