@@ -1,16 +1,12 @@
 #include "readings/BandwidthMeter.h"
 #include "readings/LoudnessMeter.h"
 #include "readings/onsets/OnsetDetector.h"
-#include "readings/rhythm/BarFinder.h"
-#include "readings/rhythm/BeatFinder.h"
-#include "readings/rhythm/Harmony.h"
-#include "readings/rhythm/OnsetStrength.h"
-#include "readings/rhythm/TempoFit.h"
+#include "readings/rhythm/RhythmReader.h"
+#include "readings/rhythm/RunningTempoCurve.h"
 #include "readings/stream/KeyStream.h"
 #include "readings/stream/MonoBlocks.h"
 #include "readings/stream/RateChange.h"
 #include "readings/stream/Requests.h"
-#include "readings/stream/RunningMedian.h"
 #include "readings/tone/KeyFinder.h"
 #include "readings/tone/MelCepstrum.h"
 #include "readings/tone/PitchTracker.h"
@@ -23,6 +19,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace qel::readings {
 namespace {
@@ -30,28 +27,6 @@ namespace {
 constexpr std::string_view kSpectrum = "spectrum";
 constexpr std::string_view kTempo = "tempo";
 constexpr std::string_view kMelSpectrum = "mel spectrum";
-
-// The position of beat `i` in its bar, from 1 on.
-int positionOf(std::size_t i, const BarFinder::Result& bars) {
-    if (bars.beatsPerBar == 0) {
-        return 0;
-    }
-    const auto length = static_cast<std::size_t>(bars.beatsPerBar);
-    return static_cast<int>((i + length - bars.phase) % length) + 1;
-}
-
-Bars barsOf(const BarFinder::Result& found, const BeatFinder::Result& beats) {
-    Bars bars;
-    bars.beatsPerBar = found.beatsPerBar;
-    if (found.beatsPerBar > 0) {
-        bars.strength = barStrength(found, beats);
-        for (std::size_t i = found.phase; i < beats.seconds.size();
-             i += static_cast<std::size_t>(found.beatsPerBar)) {
-            bars.downBeatSeconds.push_back(beats.seconds[i]);
-        }
-    }
-    return bars;
-}
 
 } // namespace
 
@@ -83,8 +58,10 @@ public:
             mLoudnessMeter.emplace(mSetup);
         }
         if (wantsRhythm()) {
-            mHarmony.emplace(mCommonRate.sampleRateHz());
-            mOnsetStrength.emplace(mCommonRate.sampleRateHz());
+            mRhythm.emplace(mCommonRate.sampleRateHz());
+        }
+        if (wants(Reading::RunningTempo)) {
+            mRunningTempo.emplace(mCommonRate.sampleRateHz());
         }
         if (wants(Reading::Onsets)) {
             mOnsetDetector.emplace(mCommonRate.sampleRateHz());
@@ -137,11 +114,11 @@ public:
         if (mLoudnessMeter) {
             mLoudnessMeter->reset();
         }
-        if (mHarmony) {
-            mHarmony->reset();
+        if (mRhythm) {
+            mRhythm->reset();
         }
-        if (mOnsetStrength) {
-            mOnsetStrength->reset();
+        if (mRunningTempo) {
+            mRunningTempo->reset();
         }
         if (mOnsetDetector) {
             mOnsetDetector->reset();
@@ -149,7 +126,6 @@ public:
         if (mPitchTracker) {
             mPitchTracker->reset();
         }
-        mTempi.clear();
     }
 
 private:
@@ -173,9 +149,6 @@ private:
         if (wants(Reading::Timbre)) {
             keys.push_back(kMelSpectrum);
         }
-        if (wants(Reading::RunningTempo)) {
-            keys.push_back(kTempo);
-        }
         return keys;
     }
 
@@ -187,6 +160,9 @@ private:
         }
         if (wantsRhythm() || wants(Reading::Key) || wants(Reading::Pitch)) {
             keys.push_back(kMelSpectrum);
+        }
+        if (wants(Reading::RunningTempo)) {
+            keys.push_back(kTempo);
         }
         return keys;
     }
@@ -205,6 +181,9 @@ private:
 
     void analyzeAtCommonRate(std::span<const float> samples) {
         mCommonRate.add(samples);
+        if (mRunningTempo) {
+            mRunningTempo->addSamples(samples);
+        }
         if (mOnsetDetector) {
             mOnsetDetector->add(samples);
         }
@@ -213,8 +192,7 @@ private:
     void takeAtOwnRate(const Result& result);
     void takeAtCommonRate(const Result& result);
     void endAnalysis();
-    void answerRhythm(Answers& answers) const;
-    RunningTempo runningTempo() const;
+    void answerRhythm(Answers& answers);
 
     const Setup mSetup;
     const std::vector<Reading> mReadings;
@@ -228,28 +206,27 @@ private:
     std::optional<KeyFinder> mKeyFinder;
     std::optional<MelCepstrum> mMelCepstrum;
     std::optional<LoudnessMeter> mLoudnessMeter;
-    std::optional<OnsetStrength> mOnsetStrength;
+    std::optional<RhythmReader> mRhythm;
+    std::optional<RunningTempoCurve> mRunningTempo;
     std::optional<OnsetDetector> mOnsetDetector;
-    std::optional<Harmony> mHarmony;
     std::optional<PitchTracker> mPitchTracker;
-    std::vector<float> mTempi;
     bool mIsFinished = false;
 };
 
 void Reader::State::takeAtOwnRate(const Result& result) {
     if (result.key() == kMelSpectrum) {
         mMelCepstrum->add(result.floats(), 0.5f); // twice the transform's magnitudes
-    } else if (result.key() == kTempo) {
-        mTempi.push_back(result.floats()[0]);
     }
 }
 
 void Reader::State::takeAtCommonRate(const Result& result) {
     if (result.key() == kSpectrum) {
-        mOnsetStrength->add(result.floats());
+        mRhythm->addSpectrum(result.floats());
+    } else if (result.key() == kTempo) {
+        mRunningTempo->addTempo(result.floats()[0]);
     } else if (result.key() == kMelSpectrum) {
-        if (mHarmony) {
-            mHarmony->add(result.floats());
+        if (mRhythm) {
+            mRhythm->addMelSpectrum(result.floats());
         }
         if (mKeyFinder) {
             mKeyFinder->add(result.floats());
@@ -271,42 +248,17 @@ void Reader::State::endAnalysis() {
     }
 }
 
-void Reader::State::answerRhythm(Answers& answers) const {
-    const double framesPerSecond = 1 / mCommonRate.hopSeconds(kSpectrum);
-    const BeatFinder::Result found = BeatFinder(*mOnsetStrength, *mHarmony, framesPerSecond).find();
-    const std::optional<Grid> grid = fitGrid(found.seconds, found.bpm);
-    const Tempo tempo = tempoOf(found, grid);
-    BarFinder::Result bars; // none, unless they are wanted
-    if (wants(Reading::Bars)) {
-        bars = BarFinder(*mOnsetStrength, *mHarmony, framesPerSecond).find(found.seconds);
-        answers.bars = barsOf(bars, found);
-    }
+void Reader::State::answerRhythm(Answers& answers) {
+    RhythmReader::Answer found = mRhythm->finish(wants(Reading::Bars));
     if (wants(Reading::Tempo)) {
-        answers.tempo = tempo;
+        answers.tempo = found.tempo;
     }
     if (wants(Reading::Beats)) {
-        Beats& beats = answers.beats.emplace();
-        for (std::size_t i = 0; i < found.seconds.size(); ++i) {
-            beats.beats.push_back({found.seconds[i], found.strengths[i], positionOf(i, bars)});
-        }
-        if (tempo.isSteady) {
-            beats.grid = grid;
-        }
+        answers.beats = std::move(found.beats);
     }
-}
-
-// The key is made for 172 values per second, and reads low at all other rates.
-RunningTempo Reader::State::runningTempo() const {
-    constexpr double kRateOfTheKey = 44032; // 172 hops of 256 samples
-    constexpr double kMedianSeconds = 3;
-    RunningTempo tempo;
-    tempo.hopSeconds = mOwnRate.hopSeconds(kTempo) / findKey(kTempo)->resultsPerFrame;
-    const double length = std::round(kMedianSeconds / tempo.hopSeconds);
-    tempo.bpm = runningMedian(mTempi, static_cast<std::size_t>(length));
-    for (float& bpm : tempo.bpm) {
-        bpm = static_cast<float>(bpm * mSetup.sampleRateHz / kRateOfTheKey);
+    if (wants(Reading::Bars)) {
+        answers.bars = std::move(found.bars);
     }
-    return tempo;
 }
 
 Answers Reader::State::finish() {
@@ -330,7 +282,7 @@ Answers Reader::State::finish() {
     if (mBandwidthMeter) {
         answers.bandwidth = mBandwidthMeter->finish();
     }
-    if (wantsRhythm()) {
+    if (mRhythm) {
         answerRhythm(answers);
     }
     if (mOnsetDetector) {
@@ -339,8 +291,8 @@ Answers Reader::State::finish() {
     if (mPitchTracker) {
         answers.pitch = mPitchTracker->finish();
     }
-    if (wants(Reading::RunningTempo)) {
-        answers.runningTempo = runningTempo();
+    if (mRunningTempo) {
+        answers.runningTempo = mRunningTempo->finish();
     }
     return answers;
 }

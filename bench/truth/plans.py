@@ -31,13 +31,15 @@ class Plan:
     font: str
     reverb: bool
     settings: dict = field(default_factory=dict)
+    material_seed: str = MATERIAL_SEED
 
     @property
     def seed(self):
-        return f"{MATERIAL_SEED} {self.name}"
+        return f"{self.material_seed} {self.name}"
 
     def digest(self):
-        text = json.dumps({**asdict(self), "seed": self.seed}, sort_keys=True)
+        fields = {name: value for name, value in asdict(self).items() if name != "material_seed"}
+        text = json.dumps({**fields, "seed": self.seed}, sort_keys=True)
         return hashlib.sha256(text.encode()).hexdigest()[:16]
 
 
@@ -68,8 +70,9 @@ def score_settings(draw, tonic, mode, meter, bpm, feel, ensemble):
             "uneven_ms": draw.pick((0.0, 3.0, 6.0))}
 
 
-def score_plans():
-    draw = Draw(f"{MATERIAL_SEED} scores")
+def score_plans(material_seed=MATERIAL_SEED, prefix=""):
+    """168 scores. Another seed writes others, whose names get a prefix."""
+    draw = Draw(f"{material_seed} scores")
     count = len(KEYS) * len(METERS_PER_KEY)
     tempi = [spread_tempi(draw, meter, len(KEYS)) for meter in METERS_PER_KEY]
     ensembles = draw.shuffled([ENSEMBLES[index % len(ENSEMBLES)] for index in range(count)])
@@ -81,7 +84,8 @@ def score_plans():
         meter = METERS_PER_KEY[slot]
         settings = score_settings(draw, tonic, mode, meter, tempi[slot][key], feels[index], ensembles[index])
         stratum = f"score {meter} {mode} {'drums' if ensembles[index].has_drums else 'no drums'}"
-        plans.append(Plan(f"score{index:03d}", "score", stratum, FONTS[draw.integer(0, 1)], draw.chance(0.5), settings))
+        plans.append(Plan(f"{prefix}score{index:03d}", "score", stratum, FONTS[draw.integer(0, 1)], draw.chance(0.5),
+                          settings, material_seed))
     return plans
 
 
@@ -112,12 +116,12 @@ def notes_plans():
     return plans
 
 
-def negative_plans():
+def negative_plans(material_seed=MATERIAL_SEED, prefix=""):
     plans = []
     for index in range(6 * len(NEGATIVES)):
         what = NEGATIVES[index % len(NEGATIVES)]
-        plans.append(Plan(f"negative{index:03d}", "negative", f"negative {what}", FONTS[index // 6 % 2], False,
-                          {"what": what}))
+        plans.append(Plan(f"{prefix}negative{index:03d}", "negative", f"negative {what}", FONTS[index // 6 % 2], False,
+                          {"what": what}, material_seed))
     return plans
 
 

@@ -79,7 +79,7 @@ struct Beats {
 };
 
 struct Bars {
-    int beatsPerBar = 0; // 2 to 7; 0: not known
+    int beatsPerBar = 0; // 2 to 7; 0: not known, as for beats that are all the same
     float strength = 0;  // 0 to 1: the estimated chance that it is right
     std::vector<double> downBeatSeconds;
 };
@@ -165,7 +165,7 @@ struct Bandwidth {
 
 struct RunningTempo {
     double hopSeconds = 0;
-    std::vector<float> bpm; // one per hop
+    std::vector<float> bpm; // one per hop; NaN where no tempo is known, as in silence
 };
 
 // The readings that were asked for; the others are empty.

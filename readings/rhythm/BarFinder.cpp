@@ -11,12 +11,6 @@ namespace qel::readings {
 namespace {
 
 constexpr std::size_t kFewestBeats = 6;
-constexpr std::size_t kFeatures = 8;
-// Of the features in the order of downBeatEvidence. From a logistic regression that separates down
-// beats from others; docs/accuracy.md describes the music. Its constant is left out: it only says
-// how many beats are down beats, which the meter says already.
-constexpr std::array<double, kFeatures> kWeights{0.8972, 0.269,  0.8614, -0.1199,
-                                                 0.7428, 0.4788, 0.4606, 0.3503};
 // A feature that varies less than this is not stretched, as what hardly differs is no evidence: in
 // changes of harmony, in onset strength, and as a share of the mean onset strength.
 constexpr std::size_t kHarmonyFeatures = 4; // the first ones
@@ -28,13 +22,15 @@ struct Meter {
     std::size_t beats;
     double prior;
 };
-// Priors from a regression over the same music, in which each meter but 2 and 4 is as frequent as
-// any other; 0.5 is added for 4, and 0.3 taken off 5 and 7, as in other music 4 prevails.
-constexpr std::array<Meter, 5> kMeters{
-    {{2, -0.228}, {3, -0.241}, {4, 1.149}, {5, -0.508}, {7, -0.272}}};
-// What the mean evidence per beat weighs against the priors. It does not grow with the length of
-// the stream: an accompaniment that repeats misleads in every bar.
-constexpr double kEvidence = 18.23;
+
+// The weights of the features, the meters, and what the mean evidence per beat weighs against their
+// priors. It does not grow with the length of the stream: an accompaniment that repeats misleads in
+// every bar. docs/accuracy.md tells what music they were fitted to.
+#include "readings/rhythm/BarWeights.inc"
+
+// Strokes that are all the same reach evidence of 2, as frames cut them differently; the music that
+// the weights were made from has 4 at least.
+constexpr double kLeastEvidence = 3;
 constexpr double kMostLogOdds = 9.2;
 
 // To mean 0 and deviation 1, or less where the values vary little.
@@ -70,7 +66,7 @@ std::pair<double, std::size_t> bestPhase(std::span<const double> evidence, std::
 
 } // namespace
 
-std::vector<double> BarFinder::downBeatEvidence(std::span<const double> beatSeconds) const {
+BarFinder::Features BarFinder::featuresOf(std::span<const double> beatSeconds) const {
     // Frames whose second half begins at the beat, with one beat more at both ends.
     std::vector<double> places;
     const double last = static_cast<double>(mStrength.all().size()) - 1;
@@ -84,7 +80,7 @@ std::vector<double> BarFinder::downBeatEvidence(std::span<const double> beatSeco
     }
     places.push_back(frameOf(2 * beatSeconds[n - 1] - beatSeconds[n - 2]));
 
-    std::array<std::vector<double>, kFeatures> features;
+    Features features;
     for (std::size_t i = 1; i <= n; ++i) {
         const std::size_t before = i < 2 ? 0 : i - 2;
         const std::size_t after = std::min(i + 2, n + 1);
@@ -104,16 +100,12 @@ std::vector<double> BarFinder::downBeatEvidence(std::span<const double> beatSeco
         features[6].push_back(sumAround(mStrength.middle(), places[i]));
         features[7].push_back(sumAround(mStrength.high(), places[i]));
     }
-    std::vector<double> evidence(n);
     for (std::size_t f = 0; f < kFeatures; ++f) {
         const bool isHarmony = f < kHarmonyFeatures;
         standardize(features[f], isHarmony ? kLeastOfHarmony : kLeastOfStrength,
                     isHarmony ? 0 : kLeastShare);
-        for (std::size_t i = 0; i < n; ++i) {
-            evidence[i] += kWeights[f] * features[f][i];
-        }
     }
-    return evidence;
+    return features;
 }
 
 BarFinder::Result BarFinder::find(std::span<const double> beatSeconds) const {
@@ -121,12 +113,21 @@ BarFinder::Result BarFinder::find(std::span<const double> beatSeconds) const {
     if (beatSeconds.size() < kFewestBeats) {
         return best;
     }
-    const std::vector<double> evidence = downBeatEvidence(beatSeconds);
+    const Features features = featuresOf(beatSeconds);
+    std::vector<double> evidence(beatSeconds.size());
+    for (std::size_t f = 0; f < kFeatures; ++f) {
+        for (std::size_t i = 0; i < evidence.size(); ++i) {
+            evidence[i] += kWeights[f] * features[f][i];
+        }
+    }
     const auto n = static_cast<double>(evidence.size());
     std::array<double, kMeters.size()> scores{};
+    double greatestEvidence = 0;
     for (std::size_t m = 0; m < kMeters.size(); ++m) {
         const auto [sum, phase] = bestPhase(evidence, kMeters[m].beats);
-        scores[m] = kMeters[m].prior + kEvidence * sum / n;
+        const double onDownBeats = kEvidence * sum / n;
+        greatestEvidence = std::max(greatestEvidence, onDownBeats);
+        scores[m] = kMeters[m].prior + onDownBeats;
         if (best.beatsPerBar == 0 || scores[m] > best.score) {
             best.score = scores[m];
             best.beatsPerBar = static_cast<int>(kMeters[m].beats);
@@ -138,6 +139,9 @@ BarFinder::Result BarFinder::find(std::span<const double> beatSeconds) const {
         all += std::exp(score - best.score);
     }
     best.logOdds = all > 1 ? std::min(-std::log(all - 1), kMostLogOdds) : kMostLogOdds;
+    if (greatestEvidence < kLeastEvidence) {
+        best.beatsPerBar = 0;
+    }
     return best;
 }
 

@@ -3,14 +3,20 @@
 #include "readings/rhythm/BarFinder.h"
 #include "readings/rhythm/BeatActivity.h"
 #include "readings/rhythm/BeatTimes.h"
+#include "readings/rhythm/Pauses.h"
+
+#include <QelReadings.hpp>
 
 #include <cstddef>
+#include <optional>
+#include <span>
 #include <vector>
 
 namespace qel::readings {
 
 // The beats of a stream: the path of the beats (BeatPath), read at the level of the beat
-// (BeatLevel), each moved to its attack.
+// (BeatLevel) and followed once more at that level, each moved to its attack. Beats in a pause
+// after which they do not go on are left out.
 class BeatFinder {
 public:
     struct Result {
@@ -24,9 +30,18 @@ public:
 
     BeatFinder(const OnsetStrength& strength, const Harmony& chroma, double framesPerSecond);
 
-    Result find() const;
+    // `parts` are those that sound.
+    Result find(std::span<const TimeRange> parts) const;
+
+    // The first path, from which the level is chosen.
+    BeatTimes path() const;
+    const BeatActivity& activity() const { return mActivity; }
+    const BarFinder& bars() const { return mBars; }
 
 private:
+    BeatTimes timesOf(const std::vector<std::size_t>& frames) const;
+    BeatTimes followed(const BeatTimes& beats) const;
+    std::optional<Onset> onsetNear(double seconds, std::ptrdiff_t framesAfter) const;
     void placeOnAttacks(const BeatTimes& beats, Result& result) const;
 
     const OnsetStrength& mStrength;

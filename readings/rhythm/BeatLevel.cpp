@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 #include <utility>
 
 namespace qel::readings {
@@ -21,14 +22,14 @@ constexpr double kMostLogOdds = 9.2;
 // The readings of a path, by the ratio of their tempo to that of the path.
 enum Ratio : std::size_t { kSame, kDouble, kTriple, kHalf, kThird, kTwoThirds, kThreeHalves, kOff };
 
-// The weights of the figures of a reading in the order of scoreOf, and what each ratio adds. From a
-// conditional logistic regression; docs/accuracy.md describes the music it was made from.
+// The weights of the figures of a reading in the order of figuresOf, and what each ratio adds. From
+// a conditional logistic regression; docs/accuracy.md tells what music it was made from.
 #include "readings/rhythm/BeatWeights.inc"
 
 } // namespace
 
 // In all phases.
-std::vector<BeatLevel::Candidate> BeatLevel::candidatesOf(const BeatTimes& path) {
+std::vector<BeatLevel::Candidate> BeatLevel::readingsOf(const BeatTimes& path) {
     const BeatTimes halves = divided(path, 2);
     const BeatTimes thirds = divided(path, 3);
     std::vector<Candidate> all{
@@ -56,15 +57,14 @@ double BeatLevel::meanAt(const std::vector<float>& curve, const BeatTimes& times
     return sum / static_cast<double>(std::max<std::size_t>(times.size(), 1));
 }
 
-double BeatLevel::scoreOf(const Candidate& candidate) const {
-    const BeatTimes& beats = candidate.beats;
+std::array<double, BeatLevel::kFigures> BeatLevel::figuresOf(const BeatTimes& beats) const {
     const double bpm = bpmOf(beats);
     const double octaves = std::log2(bpm / 105);
     const double lag = 60 * mFramesPerSecond / bpm;
     const BeatTimes halves = between(beats, 0.5);
     const std::vector<float>& onset = mActivity.onset;
     const std::vector<float>& harmony = mActivity.harmony;
-    const std::array<double, kFigures> figures{
+    return {
         octaves,
         octaves * octaves,
         meanAt(onset, beats),
@@ -81,27 +81,29 @@ double BeatLevel::scoreOf(const Candidate& candidate) const {
         autocorrelation(harmony, 2 * lag),
         autocorrelation(harmony, 4 * lag),
     };
-    double score = kRatioWeights[candidate.ratio];
-    for (std::size_t f = 0; f < kFigures; ++f) {
-        score += kBeatWeights[f] * figures[f];
+}
+
+std::vector<BeatLevel::Candidate> BeatLevel::candidatesOf(const BeatTimes& path) const {
+    if (path.size() < kFewestBeats) {
+        return {};
     }
-    return score;
+    std::vector<Candidate> all = readingsOf(path);
+    const double least = kLeastShare * meanAt(mActivity.onset, path);
+    std::erase_if(
+        all, [&](const Candidate& each) { return meanAt(mActivity.onset, each.beats) < least; });
+    for (Candidate& each : all) {
+        each.figures = figuresOf(each.beats);
+        each.score = std::inner_product(each.figures.begin(), each.figures.end(),
+                                        kBeatWeights.begin(), kRatioWeights[each.ratio]);
+    }
+    return all;
 }
 
 BeatLevel::Choice BeatLevel::choose(const BeatTimes& path) const {
     Choice choice;
-    if (path.size() < kFewestBeats) {
-        return choice;
-    }
-    std::vector<Candidate> all = candidatesOf(path);
-    const double least = kLeastShare * meanAt(mActivity.onset, path);
-    std::erase_if(
-        all, [&](const Candidate& each) { return meanAt(mActivity.onset, each.beats) < least; });
+    const std::vector<Candidate> all = candidatesOf(path);
     if (all.empty()) {
         return choice;
-    }
-    for (Candidate& each : all) {
-        each.score = scoreOf(each);
     }
     const Candidate& best = *std::ranges::max_element(all, {}, &Candidate::score);
     const double bpm = bpmOf(best.beats);

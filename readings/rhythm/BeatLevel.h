@@ -4,6 +4,8 @@
 #include "readings/rhythm/BeatActivity.h"
 #include "readings/rhythm/BeatTimes.h"
 
+#include <array>
+#include <cstddef>
 #include <vector>
 
 namespace qel::readings {
@@ -14,6 +16,15 @@ namespace qel::readings {
 // beats and between them, how periodic both are, and how well bars fit.
 class BeatLevel {
 public:
+    static constexpr std::size_t kFigures = 15;
+
+    struct Candidate {
+        std::size_t ratio; // of its tempo to that of the path, as a row of the table of ratios
+        BeatTimes beats;
+        std::array<double, kFigures> figures{};
+        double score = 0;
+    };
+
     struct Choice {
         BeatTimes beats; // empty: no reading is long enough
         double alternativeBpm = 0;
@@ -25,18 +36,15 @@ public:
 
     Choice choose(const BeatTimes& path) const;
 
+    // The readings of a path that are compared, with their figures and scores.
+    std::vector<Candidate> candidatesOf(const BeatTimes& path) const;
+
     // The mean of the greatest values of a curve around these times.
     double meanAt(const std::vector<float>& curve, const BeatTimes& times) const;
 
 private:
-    struct Candidate {
-        std::size_t ratio; // of its tempo to that of the path, as a row of the table of ratios
-        BeatTimes beats;
-        double score = 0;
-    };
-
-    static std::vector<Candidate> candidatesOf(const BeatTimes& path);
-    double scoreOf(const Candidate& candidate) const;
+    static std::vector<Candidate> readingsOf(const BeatTimes& path);
+    std::array<double, kFigures> figuresOf(const BeatTimes& beats) const;
 
     const BeatActivity& mActivity;
     const BarFinder& mBars;

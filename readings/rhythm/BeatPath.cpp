@@ -7,11 +7,9 @@
 namespace qel::readings {
 namespace {
 
-constexpr double kLowestBpm = 50;
-constexpr double kHighestBpm = 215;
 constexpr std::size_t kMostTempi = 255;
 constexpr double kSteadiness = 80;     // of the tempo: exp(-80 |ratio - 1|)
-constexpr std::size_t kBeatShare = 12; // a beat takes a twelfth of its interval
+constexpr double kLeastChance = 1e-12; // of a change of tempo
 // What a frame without activity counts as: a stroke that is over before the twelfth of the beat is
 // must still count for more than what rises slowly.
 constexpr float kLeast = 0.02f;
@@ -21,7 +19,9 @@ constexpr float kMost = 0.97f;
 // the frame of that beat, modulo the interval: nothing moves when time goes on.
 class Ring {
 public:
-    Ring(std::size_t interval, double score) : mScores(interval, score) {}
+    Ring(std::size_t interval, double score)
+        : mScores(interval, score),
+          mBeatFrames(BeatPath::kBeatShare * static_cast<double>(interval)) {}
 
     // Who leaves at frame t, whose place the next beat takes.
     double& at(std::size_t t) { return mScores[t % mScores.size()]; }
@@ -30,7 +30,7 @@ public:
     }
     // Adds to the states that count as a beat at frame t.
     void addToBeat(std::size_t t, double gain) {
-        for (std::size_t p = 0; p * kBeatShare < mScores.size(); ++p) {
+        for (std::size_t p = 0; static_cast<double>(p) < mBeatFrames; ++p) {
             mScores[(t + mScores.size() - p) % mScores.size()] += gain;
         }
     }
@@ -38,6 +38,7 @@ public:
 
 private:
     std::vector<double> mScores;
+    double mBeatFrames;
 };
 
 struct Place {
@@ -61,28 +62,40 @@ Place bestPlace(const std::vector<Ring>& rings, std::size_t t) {
 
 } // namespace
 
-BeatPath::BeatPath(double framesPerSecond) {
-    const auto shortest = static_cast<std::size_t>(60 * framesPerSecond / kHighestBpm);
-    const auto longest = static_cast<std::size_t>(std::ceil(60 * framesPerSecond / kLowestBpm));
+BeatPath::BeatPath(double framesPerSecond, double lowestBpm, double highestBpm) {
+    const auto shortest = static_cast<std::size_t>(60 * framesPerSecond / highestBpm);
+    const auto longest = static_cast<std::size_t>(std::ceil(60 * framesPerSecond / lowestBpm));
     // Of high sample rates, not every interval.
     const std::size_t step = (longest - shortest) / kMostTempi + 1;
     for (std::size_t interval = std::max<std::size_t>(shortest, 2); interval <= longest;
          interval += step) {
         mIntervals.push_back(interval);
     }
+    makeChanges();
+}
+
+// A change that is less likely than the least chance costs as much as any other such change.
+void BeatPath::makeChanges() {
     const std::size_t tempi = mIntervals.size();
+    const auto chance = [&](std::size_t from, std::size_t to) {
+        const double ratio =
+            static_cast<double>(mIntervals[from]) / static_cast<double>(mIntervals[to]);
+        return std::exp(-kSteadiness * std::abs(ratio - 1));
+    };
     mLogChange.resize(tempi * tempi);
+    mSources.assign(tempi, {tempi, 0});
     for (std::size_t from = 0; from < tempi; ++from) {
-        double* const row = &mLogChange[from * tempi];
         double sum = 0;
         for (std::size_t to = 0; to < tempi; ++to) {
-            const double ratio =
-                static_cast<double>(mIntervals[from]) / static_cast<double>(mIntervals[to]);
-            row[to] = std::exp(-kSteadiness * std::abs(ratio - 1));
-            sum += row[to];
+            sum += chance(from, to);
         }
         for (std::size_t to = 0; to < tempi; ++to) {
-            row[to] = std::log(row[to] / sum + 1e-12);
+            const double share = chance(from, to) / sum;
+            mLogChange[to * tempi + from] = std::log(share + kLeastChance);
+            if (share > kLeastChance / 100) {
+                mSources[to].first = std::min(mSources[to].first, from);
+                mSources[to].end = std::max(mSources[to].end, from + 1);
+            }
         }
     }
 }
@@ -100,12 +113,15 @@ std::vector<std::size_t> BeatPath::find(std::span<const float> activity) const {
             leaving[i] = rings[i].at(t);
         }
         const double a = std::clamp(activity[t], kLeast, kMost);
-        const double gain = std::log(a) - std::log((1 - a) / (kBeatShare - 1));
+        const double gain = std::log(a) - std::log((1 - a) / (1 / kBeatShare - 1));
+        const auto anywhere =
+            static_cast<std::size_t>(std::ranges::max_element(leaving) - leaving.begin());
         for (std::size_t to = 0; to < tempi; ++to) {
-            std::size_t best = 0;
-            double score = leaving[0] + mLogChange[to];
-            for (std::size_t i = 1; i < tempi; ++i) {
-                const double other = leaving[i] + mLogChange[i * tempi + to];
+            const double* const change = &mLogChange[to * tempi];
+            std::size_t best = anywhere;
+            double score = leaving[anywhere] + change[anywhere];
+            for (std::size_t i = mSources[to].first; i < mSources[to].end; ++i) {
+                const double other = leaving[i] + change[i];
                 if (other > score) {
                     score = other;
                     best = i;

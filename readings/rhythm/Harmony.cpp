@@ -12,7 +12,7 @@ constexpr double kFrameSamples = 4096;
 constexpr float kGain = 100.0f / 2048;
 // The middle of frame j of "mel spectrum" (4096 by 2048) and that of frame 4 j + 3 of "spectrum"
 // (1024 by 512) are the same sample.
-constexpr double kHops = 4;
+constexpr std::size_t kHopsPerFrame = 4;
 constexpr double kOffset = 3;
 
 } // namespace
@@ -43,15 +43,27 @@ Harmony::Chroma Harmony::fold(const std::vector<Share>& shares, std::span<const 
     for (const Share& share : shares) {
         chroma[share.pitchClass] += share.weight * magnitudes[share.bin];
     }
-    for (float& value : chroma) {
-        value = std::log1p(kGain * value);
-    }
     return chroma;
 }
 
 void Harmony::add(std::span<const float> magnitudes) {
     mAll.push_back(fold(mSharesOfAll, magnitudes));
     mBass.push_back(fold(mSharesOfBass, magnitudes));
+}
+
+void Harmony::makeChroma(std::vector<Chroma>& frames, float gain, std::size_t framesLeftOut) {
+    frames.erase(frames.begin(), frames.begin() + static_cast<std::ptrdiff_t>(
+                                                      std::min(framesLeftOut, frames.size())));
+    for (Chroma& chroma : frames) {
+        for (float& value : chroma) {
+            value = std::log1p(kGain * gain * value);
+        }
+    }
+}
+
+void Harmony::finish(float gain, std::size_t hopsLeftOut) {
+    makeChroma(mAll, gain, hopsLeftOut / kHopsPerFrame);
+    makeChroma(mBass, gain, hopsLeftOut / kHopsPerFrame);
 }
 
 void Harmony::reset() {
@@ -68,7 +80,8 @@ Harmony::Chroma Harmony::mean(const std::vector<Chroma>& frames, double begin, d
     const auto first = static_cast<std::ptrdiff_t>(std::max(begin, 0.0));
     const auto count = std::max<std::ptrdiff_t>(static_cast<std::ptrdiff_t>(end) - first, 1);
     for (std::ptrdiff_t hop = first; hop < first + count; ++hop) {
-        const double place = std::clamp((static_cast<double>(hop) - kOffset) / kHops, 0.0, last);
+        const double place =
+            std::clamp((static_cast<double>(hop) - kOffset) / kHopsPerFrame, 0.0, last);
         const auto left = static_cast<std::size_t>(place);
         const std::size_t right = std::min(left + 1, frames.size() - 1);
         const auto share = static_cast<float>(place - static_cast<double>(left));

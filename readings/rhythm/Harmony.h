@@ -23,10 +23,14 @@ public:
     void add(std::span<const float> magnitudes);
     void reset();
 
+    // Makes chroma of the magnitudes of all frames, once, after the last one: multiplied by `gain`,
+    // and without the first hops of "spectrum", whose number is a multiple of 4.
+    void finish(float gain, std::size_t hopsLeftOut);
+
     std::size_t frames() const { return mAll.size(); }
 
-    // Means over the time from `begin` to `end`, in hops of "spectrum" counted so that hop i is
-    // about the middle of its frame i. Between frames, chroma is interpolated.
+    // After finish, means over the time from `begin` to `end`, in hops of "spectrum" counted so
+    // that hop i is about the middle of its frame i. Between frames, chroma is interpolated.
     Chroma meanOfAll(double begin, double end) const { return mean(mAll, begin, end); }
     Chroma meanOfBass(double begin, double end) const { return mean(mBass, begin, end); }
 
@@ -42,6 +46,7 @@ private:
     };
 
     static std::vector<Share> shares(double lowestHz, double highestHz, double binHz);
+    static void makeChroma(std::vector<Chroma>& frames, float gain, std::size_t framesLeftOut);
     static Chroma fold(const std::vector<Share>& shares, std::span<const float> magnitudes);
     static Chroma mean(const std::vector<Chroma>& frames, double begin, double end);
 

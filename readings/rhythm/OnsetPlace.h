@@ -7,8 +7,7 @@
 
 namespace qel::readings {
 
-// The onset at a peak of the onset strength: the attack lies between frames, at the
-// vertex of the parabola through the peak and its neighbours.
+// The onset that a peak of the onset strength tells of: the attack lies between frames.
 Onset onsetAtPeak(const std::vector<float>& curve, std::size_t peak, double framesPerSecond);
 
 } // namespace qel::readings

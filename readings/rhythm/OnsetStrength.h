@@ -1,5 +1,8 @@
 #pragma once
 
+#include "readings/rhythm/BandLevels.h"
+#include "readings/rhythm/SoundingParts.h"
+
 #include <cstddef>
 #include <span>
 #include <vector>
@@ -12,14 +15,11 @@ namespace qel::readings {
 // with the logarithmic compression of Mueller, Ewert and Kreuzer, Making chroma features more
 // robust to timbre changes, ICASSP, 2009.
 //
-// Keeps 16 bytes per frame.
+// Magnitudes count relative to the level of the stream, so that its gain has no influence.
 class OnsetStrength {
 public:
-    explicit OnsetStrength(double sampleRateHz);
-
-    // The pairs of a frame of "spectrum".
-    void add(std::span<const float> pairs);
-    void reset();
+    // Of these frames of a stream whose level (levelOf) is above 0.
+    OnsetStrength(const BandLevels& levels, float level, FrameRange frames);
 
     // The mean rise of all bands, and of those below 160 Hz, from there to 2500 Hz, and above.
     const std::vector<float>& all() const { return mAll; }
@@ -28,22 +28,18 @@ public:
     const std::vector<float>& high() const { return mHigh; }
 
 private:
-    struct Band {
-        std::size_t firstBin;
-        std::vector<float> weights;
-        double centreHz;
+    struct Rises {
+        float low = 0;
+        float middle = 0;
+        float high = 0;
     };
 
-    void makeBands(double sampleRateHz);
-    void takeMagnitudes(std::span<const float> pairs);
-    float riseOf(std::size_t band) const;
+    Rises risesOf(std::span<const float> now, std::span<const float> before) const;
+    void append(const Rises& rises);
 
-    std::vector<Band> mBands;
+    std::size_t mBands;
     std::size_t mFirstMiddle = 0; // bands in front of it are low
     std::size_t mFirstHigh = 0;
-    std::vector<float> mMagnitudes; // by bin
-    std::vector<float> mLevels;     // by band
-    std::vector<float> mLevelsBefore;
     std::vector<float> mAll;
     std::vector<float> mLow;
     std::vector<float> mMiddle;

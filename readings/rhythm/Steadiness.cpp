@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 #include <vector>
 
 namespace qel::readings {
@@ -17,13 +18,9 @@ constexpr double kSilence = 0.05;    // added to activity before its logarithm
 constexpr double kMostSeconds = 30;  // a longer stream proves no more
 constexpr double kTiny = 1e-9;
 
-// Weights of the figures in the order of steadyLogOdds, and the log odds where all are 0. From a
-// logistic regression over music with a tempo and sounds without, of which 1 in 200 passes;
-// docs/accuracy.md describes both.
-constexpr std::size_t kFigures = 8;
-constexpr std::array<double, kFigures> kWeights{-20.94, 8.499,  -34.83, 0.8913,
-                                                1.432,  -3.912, 2.478,  -1.288};
-constexpr double kBase = -11.39;
+// Weights of the figures in the order of steadinessFigures, and the log odds where all are 0.
+// docs/accuracy.md tells what music and sounds they were fitted to.
+#include "readings/rhythm/SteadyWeights.inc"
 
 double changedShare(const std::vector<double>& intervals) {
     std::size_t changed = 0;
@@ -40,7 +37,7 @@ double shareNearMedian(const std::vector<double>& intervals) {
     return static_cast<double>(near) / static_cast<double>(intervals.size());
 }
 
-// How much of a curve lies in few frames: the logarithm of its kurtosis.
+// How much of a curve stands in few frames: the logarithm of its kurtosis.
 struct Shape {
     double mean;
     double logKurtosis;
@@ -83,13 +80,15 @@ Strokes strokesOn(const BeatTimes& beats, const std::vector<float>& onset, doubl
 
 } // namespace
 
-double steadyLogOdds(const BeatActivity& activity, const BeatTimes& path, const BeatTimes& beats,
-                     double framesPerSecond) {
+std::array<double, kSteadinessFigures> steadinessFigures(const BeatActivity& activity,
+                                                         const BeatTimes& path,
+                                                         const BeatTimes& beats,
+                                                         double framesPerSecond) {
     const std::vector<float>& onset = activity.onset;
     const Shape shape = shapeOf(onset);
     const Strokes strokes = strokesOn(path, onset, framesPerSecond);
     const double seconds = static_cast<double>(onset.size()) / framesPerSecond;
-    const std::array<double, kFigures> figures{
+    return {
         changedShare(intervalsOf(path)),
         shareNearMedian(intervalsOf(beats)),
         shape.mean,
@@ -99,11 +98,12 @@ double steadyLogOdds(const BeatActivity& activity, const BeatTimes& path, const 
         std::log(std::min(seconds, kMostSeconds)),
         std::log2(bpmOf(path) / 105),
     };
-    double logOdds = kBase;
-    for (std::size_t f = 0; f < kFigures; ++f) {
-        logOdds += kWeights[f] * figures[f];
-    }
-    return logOdds;
+}
+
+double steadyLogOdds(const BeatActivity& activity, const BeatTimes& path, const BeatTimes& beats,
+                     double framesPerSecond) {
+    const auto figures = steadinessFigures(activity, path, beats, framesPerSecond);
+    return std::inner_product(figures.begin(), figures.end(), kWeights.begin(), kBase);
 }
 
 } // namespace qel::readings

@@ -11,19 +11,15 @@ constexpr std::size_t kFewestBeats = 4;
 constexpr int kRounds = 8;
 constexpr double kHuber = 0.05;          // of a beat
 constexpr double kMostDeviation = 0.125; // of a beat, of half of the beats
-// Logistic function from the log odds of the level and of a steady tempo to the share of right
-// answers, over the same music and sounds as those.
-constexpr double kLevel = 0.2481;
-constexpr double kSteady = 0.4437;
-constexpr double kNeither = -1.161;
 constexpr double kLowest = -4; // beyond these, the log odds of a steady tempo tell no more
 constexpr double kHighest = 6;
 
-// The same for the number of beats per bar, which is wrong where the level is.
-constexpr double kBars = 0.3693;
-constexpr double kLevelOfBars = 0.1557;
-constexpr double kSteadyOfBars = 0.0599;
-constexpr double kNoBars = -0.341;
+// Weights of the log odds in the logistic functions of the strengths.
+#include "readings/rhythm/StrengthWeights.inc"
+// Taken off the log odds of two beats per bar. The material has half as many pieces in 2/4 as in
+// 4/4; in other music 2/4 is assumed to be four times as rare as that, and half bars are taken for
+// bars.
+constexpr double kTwoIsRare = 1.386;
 constexpr double kLikeOthers = 0.08; // of the median interval
 
 // Which beat of the grid each one is: the step from one to the next, to the nearest beat.
@@ -128,7 +124,8 @@ Tempo tempoOf(const BeatFinder::Result& beats, const std::optional<Grid>& grid) 
 float barStrength(const BarFinder::Result& bars, const BeatFinder::Result& beats) {
     const double logOdds = kNoBars + kBars * bars.logOdds + kLevelOfBars * beats.levelLogOdds +
                            kSteadyOfBars * steadyOf(beats);
-    return logistic(std::min(logOdds, bars.logOdds));
+    const double rarity = bars.beatsPerBar == 2 ? kTwoIsRare : 0;
+    return logistic(std::min(logOdds, bars.logOdds) - rarity);
 }
 
 } // namespace qel::readings

@@ -1,5 +1,5 @@
-// The script of "qel batch --slurm", run by programs that stand for Slurm's. script/slurm-check runs it
-// under Slurm itself.
+// The script of "qel batch --slurm", run by programs that stand for Slurm's. script/slurm-check
+// runs it under Slurm itself.
 
 #include "tests/harness/ChildProcess.h"
 #include "tests/harness/TempDirectory.h"
@@ -95,8 +95,8 @@ TEST_F(BatchSlurmTest, TasksAndMergeMakeTheDatasetOfOneRun) {
     EXPECT_NE(merge.out.find("an $out: 5 files, 1 with errors\n"), std::string::npos) << merge.out;
     EXPECT_EQ(Calls(), "");
     // The settings are those of the command without Slurm, which continues the dataset.
-    const ChildResult again = Tool({"batch", "it's music", "--out", "an $out", "--readings",
-                                    "loudness", "--match", "*.wav"});
+    const ChildResult again = Tool(
+        {"batch", "it's music", "--out", "an $out", "--readings", "loudness", "--match", "*.wav"});
     EXPECT_NE(again.out.find("5 files were done before"), std::string::npos)
         << again.out << again.err;
 }
@@ -137,9 +137,8 @@ TEST_F(BatchSlurmTest, ATaskAtItsTimeLimitEndsTheToolAndIsBegunAgain) {
 }
 
 TEST_F(BatchSlurmTest, OptionsWithoutSenseInAScriptAreRefused) {
-    for (const std::vector<std::string>& options : {std::vector<std::string>{"--shard", "1/2"},
-                                                    {"--files-from", "-"},
-                                                    {"--keys", "tunes"}}) {
+    for (const std::vector<std::string>& options :
+         {std::vector<std::string>{"--shard", "1/2"}, {"--files-from", "-"}, {"--keys", "tunes"}}) {
         std::vector<std::string> all{"batch", "it's music", "--out", "ds", "--slurm", "2"};
         all.insert(all.end(), options.begin(), options.end());
         const ChildResult run = Tool(all);

@@ -131,11 +131,13 @@ TEST(RhythmTruthTest, ATempoThatDriftsIsSteadyButHasNoGrid) {
     EXPECT_FALSE(answers.beats->grid);
 }
 
-TEST(RhythmTruthTest, BeatsThatAreAllTheSameCountFourToTheBarWithoutMuchTrust) {
-    for (const double bpm : {90.0, 120.0}) {
-        const Bars bars = *read({Reading::Bars}, strokes(on(bpm), kSeconds)).bars;
-        EXPECT_EQ(bars.beatsPerBar, 4) << bpm;
-        EXPECT_LT(bars.strength, 0.6f) << bpm;
+TEST(RhythmTruthTest, BeatsThatAreAllTheSameHaveNoBars) {
+    for (const double bpm : {60.0, 73.0, 90.0, 97.3, 104.0, 120.0, 130.01, 144.0, 161.7}) {
+        const Answers answers = read({Reading::Bars, Reading::Beats}, strokes(on(bpm), kSeconds));
+        EXPECT_EQ(answers.bars->beatsPerBar, 0) << bpm;
+        EXPECT_EQ(answers.bars->strength, 0) << bpm;
+        EXPECT_TRUE(answers.bars->downBeatSeconds.empty()) << bpm;
+        EXPECT_EQ(answers.beats->beats.at(3).position, 0) << bpm;
     }
 }
 

@@ -309,7 +309,7 @@ class RunningTempo(Listed):
     Attributes
     ----------
     bpm : array of float32, shape (hops,)
-        One per hop.
+        One per hop. NaN where no tempo is known, as in silence.
     hop_seconds : float
     """
 

@@ -1,0 +1,125 @@
+// Prints the figures that the rhythm of recordings is judged by, for bench/truth/fit_rhythm.py.
+//
+// Standard input has recordings, one after the other: the number of true beats (int32), their times
+// in seconds (double), the number of samples (int32) and the samples (float, one channel, 44.1
+// kHz). Each gives a line of JSON:
+//
+//     {"beats": features at the true beats,
+//      "readings": [{"ratio", "beats": seconds, "figures", "steadiness", "features"}]}
+//
+// Features are those of BarFinder, by feature and beat. Without a path of beats there is no
+// reading.
+
+#include "readings/rhythm/BandLevels.h"
+#include "readings/rhythm/BeatFinder.h"
+#include "readings/rhythm/BeatLevel.h"
+#include "readings/rhythm/Harmony.h"
+#include "readings/rhythm/OnsetStrength.h"
+#include "readings/rhythm/SoundingParts.h"
+#include "readings/rhythm/Steadiness.h"
+#include "readings/stream/KeyStream.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <span>
+#include <vector>
+
+namespace {
+
+using namespace qel::readings;
+
+constexpr double kRateHz = 44100;
+constexpr double kFramesPerSecond = kRateHz / 512;
+
+template <class Number>
+bool readNumbers(std::vector<Number>& numbers) {
+    std::int32_t count = 0;
+    if (std::fread(&count, sizeof count, 1, stdin) != 1) {
+        return false;
+    }
+    numbers.resize(static_cast<std::size_t>(count));
+    return std::fread(numbers.data(), sizeof(Number), numbers.size(), stdin) == numbers.size();
+}
+
+void print(std::span<const double> numbers) {
+    const char* before = "[";
+    for (const double number : numbers) {
+        std::printf("%s%.6g", before, number);
+        before = ",";
+    }
+    std::printf("%s", numbers.empty() ? "[]" : "]");
+}
+
+void print(const BarFinder::Features& features) {
+    const char* before = "[";
+    for (const std::vector<double>& each : features) {
+        std::printf("%s", before);
+        print(each);
+        before = ",";
+    }
+    std::printf("]");
+}
+
+void printReading(const BeatFinder& finder, const BeatTimes& path,
+                  const BeatLevel::Candidate& reading) {
+    std::printf("{\"ratio\":%zu,\"beats\":", reading.ratio);
+    print(reading.beats);
+    std::printf(",\"figures\":");
+    print(reading.figures);
+    std::printf(",\"steadiness\":");
+    print(steadinessFigures(finder.activity(), path, reading.beats, kFramesPerSecond));
+    std::printf(",\"features\":");
+    print(finder.bars().featuresOf(reading.beats));
+    std::printf("}");
+}
+
+void analyze(const std::vector<double>& beats, const std::vector<float>& samples) {
+    BandLevels levels(kRateHz);
+    Harmony harmony(kRateHz);
+    KeyStream keys({"spectrum", "mel spectrum"}, kRateHz, samples.size(),
+                   [&](const qel::Result& result) {
+                       if (result.key() == "spectrum") {
+                           levels.add(result.floats());
+                       } else {
+                           harmony.add(result.floats());
+                       }
+                   });
+    keys.add(samples);
+    keys.end();
+    const float level = levelOf(levels.amplitudes());
+    if (level <= 0) {
+        std::printf("{\"beats\":[],\"readings\":[]}\n");
+        return;
+    }
+    const OnsetStrength strength(levels, level, {0, levels.frames()});
+    harmony.finish(kUsualLevel / level, 0);
+    const BeatFinder finder(strength, harmony, kFramesPerSecond);
+    const BeatTimes path = finder.path();
+    std::printf("{\"beats\":");
+    if (beats.size() < 2) {
+        std::printf("[]");
+    } else {
+        print(finder.bars().featuresOf(beats));
+    }
+    std::printf(",\"readings\":[");
+    const char* before = "";
+    for (const auto& reading :
+         BeatLevel(finder.activity(), finder.bars(), kFramesPerSecond).candidatesOf(path)) {
+        std::printf("%s", before);
+        printReading(finder, path, reading);
+        before = ",";
+    }
+    std::printf("]}\n");
+}
+
+} // namespace
+
+int main() {
+    std::vector<double> beats;
+    std::vector<float> samples;
+    while (readNumbers(beats) && readNumbers(samples)) {
+        analyze(beats, samples);
+        std::fflush(stdout); // the script waits for the line
+    }
+    return 0;
+}
