@@ -52,7 +52,7 @@ void BenchCepstrum(benchmark::State& state) {
     if (cepstrum == nullptr) {
         return state.SkipWithError("refused");
     }
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         Hops(kHop, [&](const fvec_t* input) {
             aubio_pvoc_do(vocoder.get(), input, spectrum.get());
             aubio_mfcc_do(cepstrum.get(), spectrum.get(), out.get());
@@ -71,7 +71,7 @@ void BenchDescriptors(benchmark::State& state, const std::vector<const char*>& n
     for (const char* name : names) {
         descriptors.emplace_back(new_aubio_specdesc(name, kFrame));
     }
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         Hops(kHop, [&](const fvec_t* input) {
             aubio_pvoc_do(vocoder.get(), input, spectrum.get());
             for (const Descriptor& descriptor : descriptors) {
@@ -86,7 +86,7 @@ void BenchOnsets(benchmark::State& state) {
     constexpr uint_t kHop = 256;
     const Onset onsets(new_aubio_onset("default", kFrame, kHop, kRate));
     const Vector out(new_fvec(1));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         Hops(kHop, [&](const fvec_t* input) { aubio_onset_do(onsets.get(), input, out.get()); });
     }
 }
@@ -96,7 +96,7 @@ void BenchTempo(benchmark::State& state) {
     constexpr uint_t kHop = 512;
     const Tempo tempo(new_aubio_tempo("default", kFrame, kHop, kRate));
     const Vector out(new_fvec(2));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         Hops(kHop, [&](const fvec_t* input) { aubio_tempo_do(tempo.get(), input, out.get()); });
     }
 }

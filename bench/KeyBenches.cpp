@@ -41,7 +41,7 @@ void BenchKeys(benchmark::State& state, const Keys& keys, unsigned minutes) {
     const std::vector<float>& audio = Audio(minutes);
     BareAnalyzer analyzer(keys);
     analyzer.Initialize(minutes * audio.size());
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         for (unsigned minute = 0; minute < minutes; ++minute) {
             analyzer.Push(audio);
         }
@@ -57,7 +57,7 @@ void BenchKeys(benchmark::State& state, const Keys& keys, unsigned minutes) {
 
 void BenchFloor(benchmark::State& state, const KeyFloor& floor, unsigned minutes) {
     BareTransforms transforms(floor.frameSamples, floor.hopSamples, floor.transformSamples);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         for (unsigned run = 0; run < minutes * floor.windows; ++run) {
             benchmark::DoNotOptimize(transforms.Run(Audio(minutes)));
         }
@@ -66,7 +66,7 @@ void BenchFloor(benchmark::State& state, const KeyFloor& floor, unsigned minutes
 
 void BenchFilters(benchmark::State& state) {
     ScalarGammatone bank(kSampleRateHz);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(bank.Run(Audio(1)));
     }
 }

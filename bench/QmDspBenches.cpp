@@ -50,7 +50,7 @@ void BenchCepstrum(benchmark::State& state) {
     config.window = HanningWindow;
     MFCC cepstrum(config);
     std::vector<double> out(13);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         Frames(MinuteOfMusic(), 4096, 2048, [&](const double* frame, std::size_t) {
             benchmark::DoNotOptimize(cepstrum.process(frame, out.data()));
         });
@@ -68,7 +68,7 @@ void BenchConstantQ(benchmark::State& state) {
     std::vector<double> imag(frameSamples);
     std::vector<double> outReal(static_cast<std::size_t>(constantQ.getK()));
     std::vector<double> outImag(outReal.size());
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         Frames(MinuteOfMusic(), frameSamples, 1024, [&](const double* frame, std::size_t) {
             transform.forward(frame, real.data(), imag.data());
             constantQ.process(real.data(), imag.data(), outReal.data(), outImag.data());
@@ -80,7 +80,7 @@ void BenchConstantQ(benchmark::State& state) {
 // of the sample rate and is meant for frames that do not overlap; `hop` 0 is that.
 void BenchKey(benchmark::State& state, std::size_t hop) {
     GetKeyMode keys(kRate, 440.0f, 10.0, 10.0);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         Frames(MinuteOfMusic(), keys.getBlockSize(), hop != 0 ? hop : keys.getHopSize(),
                [&](double* frame, std::size_t) { benchmark::DoNotOptimize(keys.process(frame)); });
     }
@@ -91,7 +91,7 @@ void BenchKey(benchmark::State& state, std::size_t hop) {
 void BenchBeats(benchmark::State& state) {
     constexpr unsigned kStep = 512;
     constexpr unsigned kDecimation = 16;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         DetectionFunction function(DFConfig{kStep, 2 * kStep, DF_COMPLEXSD, 3, false, -1, -1});
         DownBeat downBeat(kRate, kDecimation, kStep);
         std::vector<double> curve;

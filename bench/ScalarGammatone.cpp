@@ -1,12 +1,13 @@
 #include "bench/ScalarGammatone.h"
 
+#include "bench/BenchAudio.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <numbers>
 
 namespace qel::bench {
-
 namespace {
 
 // One band per ERB between two frequencies in Hz, with the ERB scale and the bandwidths of Hohmann,
@@ -16,8 +17,6 @@ constexpr double kHighestHz = 14500.0;
 constexpr double kQuality = 9.265;
 constexpr double kLeastBandwidthHz = 24.7;
 constexpr double kBandwidthShare = 0.98175; // of the equivalent rectangular one, for four stages
-
-constexpr std::size_t kBlockSamples = 4096;
 
 double PlaceOf(double hz) {
     return kQuality * std::log(1.0 + hz / (kQuality * kLeastBandwidthHz));

@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <utility>
+
 namespace qel::batch {
 namespace {
 
@@ -9,14 +11,16 @@ constexpr std::int64_t kNanoseconds = 1'000'000'000;
 
 } // namespace
 
+FileStamp::FileStamp(Row size, Row modifiedNs)
+    : mSize(std::move(size)), mModifiedNs(std::move(modifiedNs)) {}
+
 FileStamp FileStamp::Of(const std::string& path) {
-    FileStamp stamp;
     struct stat status {};
-    if (stat(path.c_str(), &status) == 0) {
-        stamp.mSize = static_cast<std::int64_t>(status.st_size);
-        stamp.mModifiedNs = status.st_mtim.tv_sec * kNanoseconds + status.st_mtim.tv_nsec;
+    if (stat(path.c_str(), &status) != 0) {
+        return {nullptr, nullptr};
     }
-    return stamp;
+    return {static_cast<std::int64_t>(status.st_size),
+            status.st_mtim.tv_sec * kNanoseconds + status.st_mtim.tv_nsec};
 }
 
 } // namespace qel::batch

@@ -16,6 +16,8 @@ public:
     bool operator==(const FileStamp&) const = default;
 
 private:
+    FileStamp(Row size, Row modifiedNs);
+
     Row mSize;
     Row mModifiedNs;
 };

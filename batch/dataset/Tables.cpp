@@ -17,6 +17,7 @@ std::string Quoted(const std::string& name) {
 // The columns of a table after its path.
 std::vector<Column> ReadingTypes(const std::vector<std::string>& names) {
     std::vector<Column> columns;
+    columns.reserve(names.size());
     for (const std::string& name : names) {
         columns.push_back({name.c_str(), ""}); // numbers and texts, each as it is
     }
@@ -103,7 +104,7 @@ void Tables::Write(const std::string& file, const Content& content) {
         TableInsert readings(database, "readings", readingColumns);
         TableInsert runs(database, "runs", kRunColumns);
         content.rows([&](const Row& row) {
-            const Row path = row.at("path");
+            const Row& path = row.at("path");
             files.Add(path, row);
             readings.Add(path, row.value("readings", Row()));
             runs.Add(path, row);

@@ -63,7 +63,7 @@ int main(int argc, char** argv) try {
     }
     analyzer.finish();
     return 0;
-} catch (const qel::Error& error) {
+} catch (const std::exception& error) {
     std::cerr << error.what() << '\n';
     return 1;
 }

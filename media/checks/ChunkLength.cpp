@@ -11,7 +11,7 @@
 namespace qel::media {
 namespace {
 
-using std::string_view_literals::operator""sv;
+using namespace std::string_view_literals;
 
 enum class Order { Little, Big };
 

@@ -62,6 +62,7 @@ std::vector<const KeyInfo*> AllKeys() {
 
 std::vector<std::string> NamesOf(const std::vector<const KeyInfo*>& keys) {
     std::vector<std::string> names;
+    names.reserve(keys.size());
     for (const KeyInfo* info : keys) {
         names.emplace_back(info->key);
     }

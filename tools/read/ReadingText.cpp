@@ -84,7 +84,7 @@ std::string BandwidthText(const readings::Bandwidth& bandwidth) {
     if (!bandwidth.cutoffHz) {
         return "no cutoff found";
     }
-    const std::string text = fmt::format("up to {:.1f} kHz", *bandwidth.cutoffHz / 1000);
+    std::string text = fmt::format("up to {:.1f} kHz", *bandwidth.cutoffHz / 1000);
     for (const CoderCutoff& row : kCoderCutoffs) {
         if (std::abs(*bandwidth.cutoffHz - row.cutoffHz) <= kCutoffToleranceHz) {
             return fmt::format("{}, like {}", text, row.coder);
