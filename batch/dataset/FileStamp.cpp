@@ -1,7 +1,6 @@
 #include "batch/dataset/FileStamp.h"
 
 #include <sys/stat.h>
-
 #include <utility>
 
 namespace qel::batch {
