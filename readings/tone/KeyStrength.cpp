@@ -52,9 +52,9 @@ float keyStrength(const KeyEvidence& evidence) {
     }
     const double seconds = std::clamp(evidence.seconds, kShortestSeconds, kLongestSeconds);
     const double missing = std::max(kClassesOfAScale - classesOf(evidence.chroma), 0.0);
-    const double odds = kOffset + kOfCorrelation * evidence.correlation +
-                        kOfLead * evidence.lead + kOfLogSeconds * std::log(seconds) +
-                        kOfMissingClasses * missing + kOfAgreement * evidence.agreement +
+    const double odds = kOffset + kOfCorrelation * evidence.correlation + kOfLead * evidence.lead +
+                        kOfLogSeconds * std::log(seconds) + kOfMissingClasses * missing +
+                        kOfAgreement * evidence.agreement +
                         kOfLogContrast * std::log(contrastOf(evidence.chroma) + 0.05);
     const double chance = 1 / (1 + std::exp(-odds));
     return chance < kLeastStrength ? 0 : static_cast<float>(chance);

@@ -39,8 +39,8 @@ bool SteadyPeaks::isSteady(std::size_t bin, double place) const {
 }
 
 std::span<const SteadyPeaks::Peak> SteadyPeaks::find(std::span<const float> magnitudes) {
-    const auto first = std::max<std::size_t>(
-        static_cast<std::size_t>(std::ceil(kLowestHz / mBinHz)), 1);
+    const auto first =
+        std::max<std::size_t>(static_cast<std::size_t>(std::ceil(kLowestHz / mBinHz)), 1);
     const std::size_t end = std::min(mBefore.size() - 2, magnitudes.size() - 1);
     mPeaks.clear();
     std::ranges::fill(mHere, kNowhere);

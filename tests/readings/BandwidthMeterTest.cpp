@@ -51,8 +51,9 @@ Samples in16Bits(Samples samples) {
 
 // Ends at 16 kHz. What is 100 dB below, less than a step of 16 bits, ends at 20.5 kHz.
 TEST(BandwidthMeterTest, FloatAnd16BitsHaveTheSameCutoff) {
-    const Samples samples =
-        lines(4, [](double hz) { return hz < 16000 ? 5e-3 : hz < 20500 ? 5e-8 : 0; });
+    const Samples samples = lines(4, [](double hz) {
+        return hz < 16000 ? 5e-3 : hz < 20500 ? 5e-8 : 0;
+    });
     EXPECT_NEAR(cutoffOf(in16Bits(samples)), 16000, 300);
     EXPECT_NEAR(cutoffOf(samples), 16000, 300);
 }

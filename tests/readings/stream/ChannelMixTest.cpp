@@ -29,9 +29,9 @@ Samples music() {
 }
 
 Answers readChannels(const std::vector<Samples>& channels, std::size_t pushFrames = 4096) {
-    Reader reader({Reading::Onsets, Reading::Pitch, Reading::Loudness},
-                  {.sampleRateHz = kRateHz,
-                   .channels = static_cast<std::uint32_t>(channels.size())});
+    Reader reader(
+        {Reading::Onsets, Reading::Pitch, Reading::Loudness},
+        {.sampleRateHz = kRateHz, .channels = static_cast<std::uint32_t>(channels.size())});
     for (std::size_t at = 0; at < channels[0].size(); at += pushFrames) {
         std::vector<const float*> starts;
         for (const Samples& channel : channels) {
