@@ -42,7 +42,8 @@ protected:
 TEST_F(PageReaderTest, FindsWhatAPageSaysAboutItself) {
     WriteFile(File("page.html"), Page(R"({"kind":"index"})"));
     EXPECT_EQ(DescriptionOf(File("page.html"))->at("kind"), "index");
-    for (const char* text : {"", "<html></html>", "id=\"qel:page\">{", "id=\"qel:page\">5</script>"}) {
+    for (const char* text :
+         {"", "<html></html>", "id=\"qel:page\">{", "id=\"qel:page\">5</script>"}) {
         WriteFile(File("page.html"), text);
         EXPECT_FALSE(DescriptionOf(File("page.html"))) << text;
     }
