@@ -82,6 +82,7 @@ RhythmReader::Answer RhythmReader::finish(bool withBars) {
     }
     const FrameRange frames = sounding(parts);
     std::vector<TimeRange> times;
+    times.reserve(parts.size());
     for (const FrameRange& part : parts) { // a frame lasts two hops
         times.push_back({static_cast<double>(part.first - frames.first) / mFramesPerSecond,
                          static_cast<double>(part.end + 1 - frames.first) / mFramesPerSecond});

@@ -86,6 +86,7 @@ int RunPlot(const PlotOptions& options) {
     }
     words.insert(words.end(), {"--", options.file});
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
         arguments.push_back(word.data());
     }

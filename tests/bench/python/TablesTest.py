@@ -13,7 +13,7 @@ def measured(ours=1.0, a=2.5, b=4.0, together=2.0):
     return rows | {TOGETHER.name: {"ours": together}}
 
 
-class PythonTest(unittest.TestCase):
+class TablesTest(unittest.TestCase):
     def row(self, figures, name):
         return next(row for row in tables.figures_table(figures, SYSTEMS).rows if row[0] == name)
 
