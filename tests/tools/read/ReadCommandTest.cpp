@@ -22,8 +22,8 @@ using Strings = std::vector<std::string>;
 
 constexpr int kRateHz = 44100;
 
-// Twenty seconds of clicks, two per second from 0.25 s on: 120 BPM. All but the first of every `perBar`
-// are softer by `factor`.
+// Twenty seconds of clicks, two per second from 0.25 s on: 120 BPM. All but the first of every
+// `perBar` are softer by `factor`.
 std::vector<float> Clicks(std::size_t perBar = 1, float factor = 1) {
     std::vector<float> samples(20 * kRateHz, 0.0f);
     std::size_t count = 0;
