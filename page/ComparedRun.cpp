@@ -20,7 +20,7 @@ std::string NameOf(const std::string& path) {
 
 Json Parsed(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    if (!file) {
+    if (!file || std::filesystem::is_directory(path)) {
         throw RunError(fmt::format("{}: cannot be read", path));
     }
     Json document = Json::parse(file, nullptr, false);
@@ -49,6 +49,14 @@ double NumberOr0(const Json& entry, const char* name) {
     return found != entry.end() && found->is_number() ? found->get<double>() : 0;
 }
 
+double SecondsOf(const Json& entry, const char* name) {
+    const auto found = entry.find(name);
+    if (!entry.is_object() || found == entry.end() || !found->is_number()) {
+        throw RunError(fmt::format("\"{}\" is missing or no number", name));
+    }
+    return found->get<double>();
+}
+
 std::string TextOf(const Json& entry, const char* name) {
     const auto found = entry.find(name);
     return found != entry.end() && found->is_string() ? ShownText(found->get<std::string>()) : "";
@@ -57,7 +65,7 @@ std::string TextOf(const Json& entry, const char* name) {
 void TakeBeats(ComparedRun& run, const Json& beats) {
     double last = -1;
     for (const Json& beat : beats) {
-        const double seconds = beat.at("seconds").get<double>();
+        const double seconds = SecondsOf(beat, "seconds");
         if (!std::isfinite(seconds) || seconds <= last) {
             throw RunError("its beats are not in order");
         }
@@ -71,9 +79,8 @@ void TakeBeats(ComparedRun& run, const Json& beats) {
 
 void TakeKeys(ComparedRun& run, const Json& segments) {
     for (const Json& segment : segments) {
-        run.keySegments.push_back({segment.at("begin_seconds").get<double>(),
-                                   segment.at("end_seconds").get<double>(),
-                                   ShownText(segment.at("key").get<std::string>())});
+        run.keySegments.push_back({SecondsOf(segment, "begin_seconds"),
+                                   SecondsOf(segment, "end_seconds"), TextOf(segment, "key")});
     }
 }
 

@@ -136,6 +136,15 @@ TEST_F(BatchSlurmTest, ATaskAtItsTimeLimitEndsTheToolAndIsBegunAgain) {
     EXPECT_EQ(Calls(), "scontrol requeue 41\n");
 }
 
+TEST_F(BatchSlurmTest, ShardsAreBesideADatasetThatEndsWithASlash) {
+    const ChildResult run = Tool({"batch", "it's music", "--out", "sets/one//", "--slurm", "2"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("\nout='sets/one'\n"), std::string::npos) << run.out;
+    for (const char* const out : {".", "..", "sets/.", "/"}) {
+        EXPECT_EQ(Tool({"batch", "it's music", "--out", out, "--slurm", "2"}).status, 2) << out;
+    }
+}
+
 TEST_F(BatchSlurmTest, OptionsWithoutSenseInAScriptAreRefused) {
     for (const std::vector<std::string>& options :
          {std::vector<std::string>{"--shard", "1/2"}, {"--files-from", "-"}, {"--keys", "tunes"}}) {

@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -40,7 +42,7 @@ again() {
 shard() {
     errors=$(mktemp) || exit 1
     limit=
-    mkdir -p "$out.shards"
+    mkdir -p -- "$out.shards"
     batch --out "$out.shards/$SLURM_ARRAY_TASK_ID" --shard "$SLURM_ARRAY_TASK_ID/$shards" 2>"$errors" &
     child=$!
     trap 'limit=yes; kill -TERM "$child"' USR1
@@ -139,6 +141,19 @@ std::string SourcesOf(const BatchOptions& options) {
     return text;
 }
 
+// The shards are in a directory beside the dataset, so that it needs a name.
+std::string DatasetOf(std::string out) {
+    while (out.ends_with('/')) {
+        out.pop_back();
+    }
+    const std::string name = std::filesystem::path(out).filename().string();
+    if (name.empty() || name == "." || name == "..") {
+        throw UsageError(
+            "--slurm: --out needs the name of a directory: the shards are put beside it");
+    }
+    return out;
+}
+
 } // namespace
 
 std::string SlurmScript(const BatchOptions& options) {
@@ -149,7 +164,8 @@ std::string SlurmScript(const BatchOptions& options) {
         throw UsageError("--slurm: every task reads the list, so that --files-from needs a file");
     }
     return fmt::format(kHead, fmt::arg("jobs", std::max(options.jobs, 1u)),
-                       fmt::arg("shards", options.slurmTasks), fmt::arg("out", Quoted(options.out)),
+                       fmt::arg("shards", options.slurmTasks),
+                       fmt::arg("out", Quoted(DatasetOf(options.out))),
                        fmt::arg("options", OptionsOf(options)),
                        fmt::arg("sources", SourcesOf(options))) +
            kBody;

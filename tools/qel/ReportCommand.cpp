@@ -67,7 +67,8 @@ private:
 
     // Lists the page that is there, if it is still that of the file.
     bool IsKept(const std::string& path, const std::filesystem::path& target) {
-        if (!mOptions.update) {
+        // Which runs a page compares is not written in it.
+        if (!mOptions.update || !mRuns.empty()) {
             return false;
         }
         const auto song = page::CurrentSongOf(target, path, !mOptions.noAudio);

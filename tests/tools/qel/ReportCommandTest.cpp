@@ -103,6 +103,16 @@ TEST_F(ReportCommandTest, ARunToCompareWithIsInThePage) {
     EXPECT_NE(page.find("id=\"qel:marks:beats-0\""), std::string::npos);
 }
 
+TEST_F(ReportCommandTest, AnUpdateAddsARunToCompareWith) {
+    const std::string page = File("page.html");
+    RunTool({"read", File("drums.wav"), "--format", "json", "--beats", "--output", File("r.json")});
+    ASSERT_EQ(Report({File("drums.wav"), "--output", page}).status, 0);
+    EXPECT_EQ(Report({File("drums.wav"), "--update", "--compare", File("r.json"), "--output", page})
+                  .status,
+              0);
+    EXPECT_NE(ReadFile(page).find(R"("runs":[{"label":"r.json)"), std::string::npos);
+}
+
 TEST_F(ReportCommandTest, ARunThatCannotBeComparedIsNamed) {
     const std::string page = File("page.html");
     const ChildResult run =
