@@ -178,6 +178,20 @@ def test_the_same_picture_is_written_again(
     assert [path.name for path in tmp_path.iterdir()] == [name]
 
 
+def test_a_picture_goes_where_a_link_leads(
+    song: Path, tmp_path: Path, capsys: pytest.CaptureFixture[str]
+) -> None:
+    (tmp_path / "kept.png").write_bytes(b"old")
+    (tmp_path / "link.png").symlink_to("kept.png")
+    once = [str(song), "--overwrite", "--lanes", "waveform", "--output"]
+    assert plot.main([*once, str(tmp_path / "link.png")]) == 0
+    assert (tmp_path / "link.png").is_symlink()
+    assert (tmp_path / "kept.png").read_bytes().startswith(b"\x89PNG")
+    (tmp_path / "full.png").symlink_to("/dev/full")
+    assert plot.main([*once, str(tmp_path / "full.png")]) == 1
+    assert "No space left on device" in capsys.readouterr().err
+
+
 def test_a_picture_stays_without_overwrite_and_an_input_always(
     song: Path, tmp_path: Path, capsys: pytest.CaptureFixture[str]
 ) -> None:

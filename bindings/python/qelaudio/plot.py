@@ -6,6 +6,7 @@
 from __future__ import annotations
 
 import argparse
+import io
 import os
 import sys
 import tempfile
@@ -81,21 +82,31 @@ def _draw(arguments: argparse.Namespace) -> None:
         dark=arguments.dark,
         figure=Figure(figsize=(arguments.width, 1), layout="constrained"),
     )
-    output = Path(arguments.output)
-    output.parent.mkdir(parents=True, exist_ok=True)
     # The same file gives the same picture: without dates, and with fixed names in SVG.
     metadata = {"png": {"Software": None}, "svg": {"Date": None}, "pdf": {"CreationDate": None}}[
         form
     ]
-    descriptor, name = tempfile.mkstemp(prefix=".qel-", suffix=f".{form}", dir=output.parent)
-    os.close(descriptor)
+    picture = io.BytesIO()
+    with rc_context({"svg.hashsalt": "qel"}):
+        figure.savefig(picture, format=form, dpi=arguments.dpi, metadata=metadata)
+    _write(Path(arguments.output), picture.getbuffer())
+
+
+def _write(output: Path, data: memoryview) -> None:
+    """Writes a whole file or none. A link stays a link; a device is written to."""
+    place = output.resolve()
+    if place.exists() and not place.is_file():
+        place.write_bytes(data)
+        return
+    place.parent.mkdir(parents=True, exist_ok=True)
+    descriptor, name = tempfile.mkstemp(prefix=".qel-", suffix=place.suffix, dir=place.parent)
     try:
-        with rc_context({"svg.hashsalt": "qel"}):
-            figure.savefig(name, format=form, dpi=arguments.dpi, metadata=metadata)
+        with os.fdopen(descriptor, "wb") as file:
+            file.write(data)
         mask = os.umask(0)
         os.umask(mask)
         Path(name).chmod(0o666 & ~mask)
-        Path(name).replace(output)
+        Path(name).replace(place)
     finally:
         Path(name).unlink(missing_ok=True)
 
