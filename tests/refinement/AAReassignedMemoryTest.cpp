@@ -81,8 +81,8 @@ TEST_P(AAReassignedMemoryTest, TakesAtMostNineBytesPerBinAndFrame) {
     const double growth = (longer - shorter) / (frames * GetParam() * kBins);
     RecordProperty("milliBytesPerBin", static_cast<int>(std::lround(1000.0 * growth)));
     // Beside the values, of 8 bytes, there are 64 samples of audio and a block per frame. All of
-    // this is filled, so that less is no measurement. Peaks differ by up to 200 kilobytes from run to
-    // run, a hundredth of a byte per bin.
+    // this is filled, so that less is no measurement. Peaks differ by up to 200 kilobytes from run
+    // to run, a hundredth of a byte per bin.
     constexpr double kAudio = 64.0 * sizeof(float) / kBins;
     constexpr double kBlock = sizeof(QelAudioAnalysisBlock) / kBins;
     EXPECT_GT(growth, 8.0 + kAudio - 0.1);
