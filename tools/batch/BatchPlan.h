@@ -8,7 +8,7 @@ namespace qel::tool {
 // What the options ask for. Throws UsageError.
 batch::BatchSetup MakeBatch(const BatchOptions& options);
 
-// "3/8" is part 3 of 8. Throws UsageError.
+// "3/8" is the third of eight shards. Throws UsageError.
 batch::Shard ParseShard(const std::string& text);
 
 } // namespace qel::tool
