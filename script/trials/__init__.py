@@ -1,0 +1,12 @@
+"""What the trials of `qel batch` share: script/chaos, script/slurm-check.
+
+Only the standard library is needed.
+"""
+
+import sys
+from pathlib import Path
+
+
+def fail(reason):
+    """Ends the program with one line, which begins with its name."""
+    sys.exit(f"{Path(sys.argv[0]).name}: {reason}")
