@@ -1,0 +1,5 @@
+#include "bench/CountedStream.h"
+
+void qel_counted_stream(const std::function<void()>& stream) {
+    stream();
+}
