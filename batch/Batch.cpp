@@ -8,22 +8,23 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <optional>
 
 namespace qel::batch {
 namespace {
 
-void FillList(const BatchSetup& setup, Catalog& catalog) {
+void FindFiles(const BatchSetup& setup, FoundFiles& found) {
     Sources sources(setup.matches,
                     [&](const std::string& path, const std::string& identity,
-                        const std::string& fault) { catalog.Find(path, identity, fault); });
+                        const std::string& fault) { found.Add(path, identity, fault); });
     for (const std::string& source : setup.sources) {
         sources.AddSource(source);
     }
     for (const std::string& list : setup.lists) {
         sources.AddList(list, setup.isNullSeparated);
     }
-    catalog.CloseList();
 }
 
 // One run, in the order of its members.
@@ -37,12 +38,14 @@ public:
                     .retriesErrors = setup.retriesErrors}) {}
 
     BatchReport Do() {
-        FillList(mSetup, mCatalog);
+        TakeFiles();
         mDataset.Begin();
         mParts = mDataset.PartNames();
         OfferEarlierRows();
-        mCatalog.ForEachFault([this](const Row& row) { mCatalog.Put(row); });
         BatchReport report;
+        report.listed = mCatalog.ListedFiles();
+        report.earlier = mSetup.hashes ? 0 : mCatalog.Known();
+        mCatalog.ForEachFault([this](const Row& row) { mCatalog.Put(row); });
         report.begunOnly = mCatalog.BegunOnly();
         const std::int64_t known = mSetup.hashes ? 0 : mCatalog.Known();
         BatchProgress progress(mSetup.progressDescriptor, mCatalog.Files(), known);
@@ -57,6 +60,18 @@ public:
     }
 
 private:
+    void TakeFiles() {
+        if (!mSetup.fileList.empty()) {
+            const FileList list(mSetup.fileList);
+            list.RequireSources(mSetup.settings);
+            mCatalog.Take(list);
+            return;
+        }
+        FoundFiles found(mSetup.dataset);
+        FindFiles(mSetup, found);
+        mCatalog.Take(found);
+    }
+
     void OfferEarlierRows() {
         const auto offer = [this](const Row& row) { mCatalog.Offer(row); };
         if (mDataset.HasTables()) {
@@ -126,16 +141,29 @@ private:
 
 } // namespace
 
-BatchReport RunBatch(const BatchSetup& setup) {
+void RequireSources(const BatchSetup& setup) {
+    const bool isListed = !setup.fileList.empty(); // to expand a pattern would list again
     for (const std::string& source : setup.sources) {
-        if (!Sources::IsAnything(source)) {
+        if (!(isListed && Sources::IsPattern(source)) && !Sources::IsAnything(source)) {
             throw Refusal(fmt::format("{}: no such file or directory", source));
         }
     }
-    for (const std::string& list : setup.lists) {
-        Sources::RequireList(list);
+    if (!isListed) {
+        std::ranges::for_each(setup.lists, Sources::RequireList);
     }
+}
+
+BatchReport RunBatch(const BatchSetup& setup) {
+    RequireSources(setup);
     return Run(setup).Do();
+}
+
+std::int64_t ListFiles(const BatchSetup& setup) {
+    RequireSources(setup);
+    const std::string directory = std::filesystem::path(setup.dataset).parent_path().string();
+    FoundFiles found(directory.empty() ? "." : directory);
+    FindFiles(setup, found);
+    return FileList::Write(setup.dataset, setup.settings, found);
 }
 
 } // namespace qel::batch

@@ -109,8 +109,7 @@ std::vector<std::string> Sources::PathsOf(const std::string& source) {
         return {source};
     }
     glob_t found{};
-    const bool isPattern = source.find_first_of("*?[") != std::string::npos;
-    if (!isPattern || glob(source.c_str(), GLOB_NOSORT, nullptr, &found) != 0) {
+    if (!IsPattern(source) || glob(source.c_str(), GLOB_NOSORT, nullptr, &found) != 0) {
         return {};
     }
     const std::unique_ptr<glob_t, void (*)(glob_t*)> owner(&found, globfree);

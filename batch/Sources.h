@@ -27,6 +27,11 @@ public:
     // Whether a source of the command line matches anything.
     static bool IsAnything(const std::string& source);
 
+    // Whether a source has a character of patterns.
+    static bool IsPattern(const std::string& source) {
+        return source.find_first_of("*?[") != std::string::npos;
+    }
+
     // Throws output::OutputError if there is no list of that name that can be read. Reads nothing:
     // what a pipe holds can be read only once.
     static void RequireList(const std::string& list);

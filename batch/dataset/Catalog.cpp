@@ -11,20 +11,12 @@ namespace qel::batch {
 namespace {
 
 constexpr const char* kTables = //
-    "CREATE TABLE found(identity BLOB PRIMARY KEY, path BLOB, fault TEXT) WITHOUT ROWID;"
     "CREATE TABLE list(position INTEGER PRIMARY KEY, path BLOB UNIQUE, fault TEXT, size INTEGER, "
     "modified INTEGER);"
     "CREATE TABLE rows(path BLOB PRIMARY KEY, packed BLOB, hash BLOB, ok INTEGER) WITHOUT ROWID;"
     "CREATE TABLE begun(path BLOB PRIMARY KEY) WITHOUT ROWID;"
     "CREATE TABLE postponed(path BLOB PRIMARY KEY) WITHOUT ROWID;"
     "BEGIN;"; // one transaction that is never ended: the database is gone with the process
-
-// SQLite's temporary files have no names. They are on the disk that has room for results.
-Database OpenIn(const std::string& dataset) {
-    sqlite3_free(sqlite3_temp_directory);
-    sqlite3_temp_directory = sqlite3_mprintf("%s", dataset.c_str());
-    return {dataset, "", Database::Use::Scratch};
-}
 
 std::int64_t Single(Database& database, const std::string& sql) {
     Statement query(database, sql);
@@ -45,49 +37,46 @@ bool HasArrays(const Row& row, const std::string& dataset) {
 
 } // namespace
 
-Catalog::Catalog(const Setup& setup) : mSetup(setup), mDatabase(OpenIn(setup.dataset)) {
+Catalog::Catalog(const Setup& setup) : mSetup(setup), mDatabase(Database::Scratch(setup.dataset)) {
     mDatabase.Run(kTables);
-    mFind.emplace(mDatabase, "INSERT INTO found VALUES(?1, ?2, ?3) ON CONFLICT(identity) DO UPDATE "
-                             "SET path=excluded.path, fault=excluded.fault "
-                             "WHERE excluded.path < path");
+    mTake.emplace(mDatabase, "INSERT INTO list VALUES(?1, ?2, ?3, ?4, ?5)");
     mBegun.emplace(mDatabase, "INSERT OR IGNORE INTO begun VALUES(?1)");
     mStore.emplace(mDatabase, "INSERT INTO rows VALUES(?1, ?2, ?3, ?4) ON CONFLICT(path) DO UPDATE "
                               "SET packed=excluded.packed, hash=excluded.hash, ok=excluded.ok "
                               "WHERE ?5 OR excluded.ok >= ok");
-}
-
-void Catalog::Find(const std::string& path, const std::string& identity, const std::string& fault) {
-    mFind->BindBytes(1, identity);
-    mFind->BindBytes(2, path);
-    mFind->Bind(3, fault.empty() ? Row() : Row(fault));
-    mFind->Run();
-}
-
-void Catalog::CloseList() {
-    Statement found(mDatabase, "SELECT path, fault FROM found ORDER BY path");
-    Statement insert(mDatabase, "INSERT INTO list VALUES(?1, ?2, ?3, ?4, ?5)");
-    output::Sha256Sum sum;
-    for (; found.Step(); ++mListed) {
-        output::Interrupt::Check();
-        const std::string path = found.Bytes(0);
-        sum.Add(path + '\0');
-        if (mListed % mSetup.shard.count != mSetup.shard.index - 1) {
-            continue;
-        }
-        const FileStamp stamp = FileStamp::Of(path);
-        insert.Bind(1, mListed);
-        insert.BindBytes(2, path);
-        insert.Bind(3, found.Value(1));
-        insert.Bind(4, stamp.Size());
-        insert.Bind(5, stamp.ModifiedNs());
-        insert.Run();
-        ++mFiles;
-    }
-    mDigest = output::Hexadecimal(sum.Digest());
-    mFind.reset();
-    found.Reset();
-    mDatabase.Run("DROP TABLE found");
     mLook.emplace(mDatabase, "SELECT size, modified, fault FROM list WHERE path=?1");
+}
+
+void Catalog::Take(FoundFiles& found) {
+    output::Sha256Sum sum;
+    found.ForEach([&](const ListedFile& file) {
+        sum.Add(file.path + '\0');
+        if (mSetup.shard.Has(mListed)) {
+            TakeFile(mListed, file);
+        }
+        ++mListed;
+    });
+    mDigest = output::Hexadecimal(sum.Digest());
+}
+
+void Catalog::Take(const FileList& list) {
+    mListed = list.Files();
+    mDigest = list.Digest();
+    for (std::int64_t at = mSetup.shard.index - 1; at < mListed; at += mSetup.shard.count) {
+        output::Interrupt::Check();
+        TakeFile(at, list.At(at));
+    }
+}
+
+void Catalog::TakeFile(std::int64_t position, const ListedFile& file) {
+    const FileStamp stamp = FileStamp::Of(file.path);
+    mTake->Bind(1, position);
+    mTake->BindBytes(2, file.path);
+    mTake->Bind(3, file.fault.empty() ? Row() : Row(file.fault));
+    mTake->Bind(4, stamp.Size());
+    mTake->Bind(5, stamp.ModifiedNs());
+    mTake->Run();
+    ++mFiles;
 }
 
 void Catalog::Offer(const Row& row) {

@@ -2,6 +2,9 @@
 
 #include "batch/Row.h"
 #include "batch/dataset/Database.h"
+#include "batch/dataset/FileList.h"
+#include "batch/dataset/FoundFiles.h"
+#include "batch/dataset/Shard.h"
 
 #include <cstdint>
 #include <functional>
@@ -9,12 +12,6 @@
 #include <string>
 
 namespace qel::batch {
-
-// Which part of the sorted list: part `index` of `count`, from 1 on.
-struct Shard {
-    std::int64_t index = 1;
-    std::int64_t count = 1;
-};
 
 // A file that is to be analyzed.
 struct Task {
@@ -36,13 +33,10 @@ public:
 
     explicit Catalog(const Setup& setup);
 
-    // Adds a file to the list. Files of one identity are one file, with the first of their paths in
-    // the order of bytes. fault says why a path is in the list for its error alone; empty: it is a
-    // file.
-    void Find(const std::string& path, const std::string& identity, const std::string& fault);
-
-    // Ends the list: sorts it and looks at the files of this shard.
-    void CloseList();
+    // Takes the files of this shard and looks at their sizes and times. One of both is called,
+    // once.
+    void Take(FoundFiles& found);
+    void Take(const FileList& list);
 
     // A row of an earlier run, if it is still true of the file. Its arrays must be there.
     void Offer(const Row& row);
@@ -77,6 +71,7 @@ public:
     void ForEachRow(const std::function<void(const Row&)>& take);
 
 private:
+    void TakeFile(std::int64_t position, const ListedFile& file);
     void Store(const Row& row, bool isOwn);
 
     Setup mSetup;
@@ -84,7 +79,7 @@ private:
     std::int64_t mListed = 0;
     std::int64_t mFiles = 0;
     std::string mDigest;
-    std::optional<Statement> mFind;
+    std::optional<Statement> mTake;
     std::optional<Statement> mBegun;
     std::optional<Statement> mStore;
     std::optional<Statement> mNext;

@@ -68,8 +68,20 @@ Database::Database(std::string dataset, const std::string& file, Use use)
     }
 }
 
+Database Database::Scratch(const std::string& directory) {
+    sqlite3_free(sqlite3_temp_directory);
+    sqlite3_temp_directory = sqlite3_mprintf("%s", directory.c_str());
+    return {directory, "", Use::Scratch};
+}
+
 void Database::Fail() const {
     const char* const reason = mHandle == nullptr ? "out of memory" : sqlite3_errmsg(mHandle.get());
+    const int code = mHandle == nullptr ? SQLITE_NOMEM : sqlite3_errcode(mHandle.get());
+    if (code == SQLITE_NOTADB || code == SQLITE_CORRUPT) {
+        throw output::OutputError(fmt::format("{}: its tables are damaged: {}; remove this "
+                                              "dataset and run its command again",
+                                              mDataset, reason));
+    }
     throw output::OutputError(fmt::format("{}: cannot use its tables: {}", mDataset, reason));
 }
 

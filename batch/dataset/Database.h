@@ -23,6 +23,9 @@ public:
     // dataset is named in messages; file is not used for Scratch.
     Database(std::string dataset, const std::string& file, Use use);
 
+    // A nameless database whose files are on the disk of a directory, which has room for results.
+    static Database Scratch(const std::string& directory);
+
     void Run(const std::string& sql);
 
     // Closes the file, which must have arrived.

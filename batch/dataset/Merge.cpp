@@ -90,15 +90,27 @@ std::map<std::int64_t, Source> Ordered(const std::vector<std::string>& datasets)
     return sources;
 }
 
+bool HasSizeOf(const std::filesystem::path& source, const std::filesystem::path& target) {
+    std::error_code noSource;
+    std::error_code noTarget;
+    const std::uintmax_t size = std::filesystem::file_size(source, noSource);
+    return size == std::filesystem::file_size(target, noTarget) && !noSource && !noTarget;
+}
+
 // A second name where the file system allows one, else a copy.
 void TakeArrays(const std::string& from, const std::string& to, const std::string& name) {
     const std::filesystem::path target = to + '/' + name;
     const std::filesystem::path source = from + '/' + name;
     std::error_code error;
     std::filesystem::create_directories(target.parent_path(), error);
+    if (HasSizeOf(source, target)) {
+        return; // the name depends on the content
+    }
+    std::filesystem::remove(target, error);
     std::filesystem::create_hard_link(source, target, error);
-    if (error && !std::filesystem::exists(target)) {
-        std::filesystem::copy_file(source, target, error);
+    if (error && !HasSizeOf(source, target)) { // another merge may have been faster
+        std::filesystem::copy_file(source, target,
+                                   std::filesystem::copy_options::overwrite_existing, error);
         if (error) {
             throw Refusal(fmt::format("{}: cannot copy {}: {}", from, name, error.message()));
         }
@@ -122,14 +134,16 @@ void TakeRows(const std::map<std::int64_t, Source>& sources, const Dataset& out,
 
 } // namespace
 
-std::vector<StatusCount> Merge(const std::vector<std::string>& datasets, const std::string& out) {
+std::vector<StatusCount> Merge(const std::vector<std::string>& datasets, const std::string& out,
+                               Earlier earlier) {
     const std::map<std::int64_t, Source> sources = Ordered(datasets);
     const Source& first = sources.begin()->second;
     Settings settings = first.settings;
     settings.Replace(Settings::kShard, "1/1");
     const Dataset dataset(out, settings);
-    if (dataset.HasTables()) {
-        throw Refusal(fmt::format("{}: exists already; name another dataset", out));
+    if (earlier == Earlier::Refuse && dataset.HasTables()) {
+        throw Refusal(
+            fmt::format("{}: exists already; --replace renews it, or name another dataset", out));
     }
     dataset.Begin();
     const std::vector<std::string> remains = dataset.PartNames();

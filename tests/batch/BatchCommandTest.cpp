@@ -197,6 +197,42 @@ TEST_F(BatchCommandTest, ADirectoryWithoutPermissionIsARow) {
         << run.out;
 }
 
+TEST_F(BatchCommandTest, AFirstRunThatCannotListADirectorySaysNothingOfEarlierFiles) {
+    fs::create_directory(mPlace.File("closed"));
+    fs::permissions(mPlace.File("closed"), fs::perms::none);
+    const ChildResult first = Run({"batch", "closed", "--out", "ds"}, {.heedsPermissions = true});
+    const ChildResult second = Run({"batch", "closed", "--out", "ds"}, {.heedsPermissions = true});
+    fs::permissions(mPlace.File("closed"), fs::perms::owner_all);
+    EXPECT_TRUE(first.out.starts_with("ds: 1 file, 1 with errors\n")) << first.out;
+    EXPECT_EQ(second.out, first.out);
+}
+
+TEST_F(BatchCommandTest, DirectoriesWithoutAudioEndWithOneAndTheReason) {
+    fs::create_directory(mPlace.File("texts"));
+    WriteFile(mPlace.File("texts/a.txt"), "a text");
+    const ChildResult run = Run({"batch", "texts", "--out", "ds"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "ds: 0 files, 0 with errors\n");
+    EXPECT_EQ(run.err, "qel: texts: no file there has an extension of audio files; --match '*' "
+                       "takes all files\n");
+    const ChildResult matches =
+        Run({"batch", "texts", "music", "--match", "*.flac", "--out", "ds2", "--quiet"});
+    EXPECT_EQ(matches.status, 1);
+    EXPECT_EQ(matches.err,
+              "qel: texts and the other sources: no file there has a name that --match takes\n");
+}
+
+TEST_F(BatchCommandTest, ADatasetWithDamagedTablesSaysWhatToDo) {
+    Run({"batch", "music", "--out", "ds"});
+    WriteFile(mPlace.File("ds/dataset.sqlite"), std::string(8192, 'x'));
+    const ChildResult run = Run({"batch", "music", "--out", "ds"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "qel: ds: its tables are damaged: file is not a database; remove this "
+                       "dataset and run its command again\n");
+    const ChildResult merge = Run({"merge", "ds", "--out", "all"});
+    EXPECT_EQ(merge.err, run.err);
+}
+
 TEST_F(BatchCommandTest, ADatasetThatCannotBeWrittenCostsOneLine) {
     fs::permissions(mPlace.Path(), fs::perms::owner_read | fs::perms::owner_exec);
     const ChildResult run = Run({"batch", "music", "--out", "ds"}, {.heedsPermissions = true});
@@ -291,6 +327,30 @@ TEST_F(BatchCommandTest, ShardsAreMergedByTheTool) {
     const ChildResult merge = Run({"merge", "s1", "s2", "--out", "all"});
     EXPECT_EQ(merge.status, 0) << merge.err;
     EXPECT_EQ(merge.out, "all: 3 files, 0 with errors\n");
+    const ChildResult again = Run({"merge", "s1", "s2", "--out", "all"});
+    EXPECT_EQ(again.status, 2);
+    EXPECT_EQ(again.err,
+              "qel: all: exists already; --replace renews it, or name another dataset\n");
+    EXPECT_EQ(Run({"merge", "s1", "s2", "--out", "all", "--replace"}).out, merge.out);
+    Run({"batch", "music", "--out", "other", "--readings", "key"});
+    const ChildResult other = Run({"merge", "s1", "s2", "--out", "other", "--replace"});
+    EXPECT_EQ(other.status, 2);
+    EXPECT_NE(other.err.find("qel: other: was made with"), std::string::npos) << other.err;
+}
+
+TEST_F(BatchCommandTest, ListsOfFilesAreMadeAndReadByTheTool) {
+    const ChildResult made = Run({"batch", "music", "--list-only", "--out", "list"});
+    EXPECT_EQ(made.status, 0) << made.err;
+    EXPECT_EQ(made.out, "list: 3 files\n");
+    const ChildResult shard =
+        Run({"batch", "music", "--list", "list", "--shard", "2/2", "--out", "s2"});
+    EXPECT_EQ(shard.status, 0) << shard.err;
+    EXPECT_NE(shard.out.find("s2: 1 file, 0 with errors\n"), std::string::npos) << shard.out;
+    const ChildResult both = Run({"batch", "music", "--list", "list", "--list-only", "--out", "l"});
+    EXPECT_EQ(both.status, 2);
+    const ChildResult part = Run({"batch", "music", "--list-only", "--shard", "1/2", "--out", "l"});
+    EXPECT_EQ(part.status, 2);
+    EXPECT_FALSE(IsThere("l"));
 }
 
 } // namespace

@@ -63,6 +63,15 @@ protected:
         return "SLURM_JOB_ID=" + std::to_string(40 + index) +
                " SLURM_ARRAY_TASK_ID=" + std::to_string(index);
     }
+    // The list, and all shards.
+    void RunTasks() const {
+        const ChildResult list = Job("list", "SLURM_JOB_ID=40");
+        EXPECT_EQ(list.status, 0) << list.err;
+        for (int index = 1; index <= 3; ++index) {
+            const ChildResult task = Job("shard", Task(index));
+            EXPECT_EQ(task.status, 0) << task.err; // also where a file has an error
+        }
+    }
     std::string Calls() const {
         return fs::exists(mPlace.File("calls")) ? ReadFile(mPlace.File("calls")) : "";
     }
@@ -70,11 +79,13 @@ protected:
     TempDirectory mPlace;
 };
 
-TEST_F(BatchSlurmTest, OutsideOfSlurmTheScriptSubmitsAnArrayAndAMerge) {
+TEST_F(BatchSlurmTest, OutsideOfSlurmTheScriptSubmitsAListAnArrayAndAMerge) {
     WriteScript();
     const ChildResult run = Job("--partition=p");
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(Calls(), "--parsable --array=1-3 --partition=p job shard\n"
+    EXPECT_EQ(Calls(), "--parsable --job-name=qel-list --partition=p job list\n"
+                       "--parsable --array=1-3 --dependency=afterok:41 --kill-on-invalid-dep=yes "
+                       "--partition=p job shard\n"
                        "--job-name=qel-merge --dependency=afterok:41 --kill-on-invalid-dep=yes "
                        "--partition=p job merge\n");
 }
@@ -86,10 +97,7 @@ TEST_F(BatchSlurmTest, TasksAndMergeMakeTheDatasetOfOneRun) {
     }
     WriteFile(mPlace.File("it's music/bad.wav"), "no audio");
     WriteScript({"--match", "*.wav"});
-    for (int index = 1; index <= 3; ++index) {
-        const ChildResult task = Job("shard", Task(index));
-        EXPECT_EQ(task.status, 0) << task.err; // also where a file has an error
-    }
+    RunTasks();
     const ChildResult merge = Job("merge", "SLURM_JOB_ID=44");
     EXPECT_EQ(merge.status, 1);
     EXPECT_NE(merge.out.find("an $out: 5 files, 1 with errors\n"), std::string::npos) << merge.out;
@@ -99,6 +107,45 @@ TEST_F(BatchSlurmTest, TasksAndMergeMakeTheDatasetOfOneRun) {
         {"batch", "it's music", "--out", "an $out", "--readings", "loudness", "--match", "*.wav"});
     EXPECT_NE(again.out.find("5 files were done before"), std::string::npos)
         << again.out << again.err;
+}
+
+TEST_F(BatchSlurmTest, ASecondRunOfTheScriptRenewsTheDataset) {
+    WriteWav(mPlace.File("it's music/song0.wav"), kRateHz, {Sine(kRateHz, 40, 0.5)});
+    WriteScript();
+    RunTasks();
+    EXPECT_EQ(Job("merge", "SLURM_JOB_ID=44").out, "an $out: 1 file, 0 with errors\n");
+    WriteWav(mPlace.File("it's music/song1.wav"), kRateHz, {Sine(kRateHz, 50, 0.5)});
+    RunTasks();
+    const ChildResult merge = Job("merge", "SLURM_JOB_ID=44");
+    EXPECT_EQ(merge.out, "an $out: 2 files, 0 with errors\n") << merge.err;
+    EXPECT_EQ(merge.status, 0);
+}
+
+TEST_F(BatchSlurmTest, ShardsReadTheListThatTheFirstJobHasMade) {
+    WriteWav(mPlace.File("it's music/song0.wav"), kRateHz, {Sine(kRateHz, 40, 0.5)});
+    WriteScript();
+    const ChildResult tooEarly = Job("shard", Task(1));
+    EXPECT_EQ(tooEarly.status, 2);
+    EXPECT_EQ(tooEarly.err, "qel: an $out.shards/list: cannot read this list of files: No such "
+                            "file or directory; make it with --list-only\n");
+    EXPECT_EQ(Job("list", "SLURM_JOB_ID=40").status, 0);
+    WriteWav(mPlace.File("it's music/song1.wav"), kRateHz, {Sine(kRateHz, 50, 0.5)});
+    for (int index = 1; index <= 3; ++index) {
+        EXPECT_EQ(Job("shard", Task(index)).status, 0);
+    }
+    EXPECT_EQ(Job("merge", "SLURM_JOB_ID=44").out, "an $out: 1 file, 0 with errors\n");
+}
+
+TEST_F(BatchSlurmTest, SourcesThatDoNotExistAreRefusedBeforeAScriptIsPrinted) {
+    const ChildResult source = Tool({"batch", "it's no music", "--out", "ds", "--slurm", "2"});
+    EXPECT_EQ(source.status, 2);
+    EXPECT_EQ(source.err, "qel: it's no music: no such file or directory\n");
+    EXPECT_EQ(source.out, "");
+    const ChildResult list =
+        Tool({"batch", "--files-from", "no list", "--out", "ds", "--slurm", "2"});
+    EXPECT_EQ(list.status, 1);
+    EXPECT_EQ(list.err, "qel: no list: cannot read this list: No such file or directory\n");
+    EXPECT_EQ(list.out, "");
 }
 
 TEST_F(BatchSlurmTest, ATaskThatHasFailedIsBegunAgainThreeTimes) {
@@ -146,8 +193,11 @@ TEST_F(BatchSlurmTest, ShardsAreBesideADatasetThatEndsWithASlash) {
 }
 
 TEST_F(BatchSlurmTest, OptionsWithoutSenseInAScriptAreRefused) {
-    for (const std::vector<std::string>& options :
-         {std::vector<std::string>{"--shard", "1/2"}, {"--files-from", "-"}, {"--keys", "tunes"}}) {
+    for (const std::vector<std::string>& options : {std::vector<std::string>{"--shard", "1/2"},
+                                                    {"--files-from", "-"},
+                                                    {"--keys", "tunes"},
+                                                    {"--list", "list"},
+                                                    {"--list-only"}}) {
         std::vector<std::string> all{"batch", "it's music", "--out", "ds", "--slurm", "2"};
         all.insert(all.end(), options.begin(), options.end());
         const ChildResult run = Tool(all);

@@ -28,6 +28,15 @@ void AddFiles(CLI::App* command, BatchOptions& options) {
                      "Take part I of N of the sorted list of files, into a dataset of its own; "
                      "\"qel merge\" joins the parts")
         ->type_name("I/N");
+    CLI::Option* only = command->add_flag(
+        "--list-only", options.listsOnly,
+        "Analyze nothing; write the sorted list of the files to --out, a file for --list");
+    command
+        ->add_option("--list", options.fileList,
+                     "Take the files, or those of the shard, from a list of --list-only: the "
+                     "sources are not listed again")
+        ->type_name("FILE")
+        ->excludes(only);
     command->add_flag("--hash", options.hashes,
                       "Store the SHA-256 of every file, and find changed files by it; without this "
                       "option, by size and time");
@@ -108,6 +117,8 @@ CLI::App* AddMerge(CLI::App& app, MergeOptions& options) {
     command->add_option("--out", options.out, "Directory of the new dataset")
         ->required()
         ->type_name("DATASET");
+    command->add_flag("--replace", options.replaces,
+                      "Put the rows in the place of those that a dataset of the same settings has");
     return command;
 }
 

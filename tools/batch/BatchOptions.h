@@ -18,6 +18,7 @@ struct BatchOptions {
     std::vector<std::string> parameters;
     std::string out;
     std::string shard = "1/1";
+    std::string fileList; // a list that --list-only has written
     media::ChannelMix mix = media::ChannelMix::Mono;
     std::uint32_t blockSamples = 4096;
     unsigned int jobs = 0;       // 0: one for each processor
@@ -25,6 +26,7 @@ struct BatchOptions {
     double timeLimitSeconds = 900;
     std::uint64_t memoryLimitMiB = 4096;
     bool isNullSeparated = false;
+    bool listsOnly = false;
     bool allKeys = false;
     bool hashes = false;
     bool retriesErrors = false;
@@ -35,6 +37,7 @@ struct BatchOptions {
 struct MergeOptions {
     std::vector<std::string> datasets;
     std::string out;
+    bool replaces = false;
 };
 
 } // namespace qel::tool

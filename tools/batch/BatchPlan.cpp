@@ -121,6 +121,9 @@ batch::BatchSetup MakeBatch(const BatchOptions& options) {
     if (options.out.empty()) {
         throw UsageError("--out is empty");
     }
+    if (options.listsOnly && options.shard != "1/1") {
+        throw UsageError("--list-only: the list is that of all shards; leave --shard out");
+    }
     const BatchWork work{PlanOf(options), ReadingsOf(options)};
     if (work.plan.keys.empty() && work.shown.empty()) {
         throw UsageError("nothing to do: name keys with --keys, or readings other than none");
@@ -132,6 +135,7 @@ batch::BatchSetup MakeBatch(const BatchOptions& options) {
     setup.sources = options.sources;
     setup.lists = options.lists;
     setup.matches = options.matches;
+    setup.fileList = options.fileList;
     setup.isNullSeparated = options.isNullSeparated;
     setup.jobs = options.jobs == 0 ? Processors() : options.jobs;
     setup.limits = {options.timeLimitSeconds, options.memoryLimitMiB << 20};

@@ -39,11 +39,12 @@ again() {
     exit 1
 }
 
-shard() {
+# One attempt at what the options say.
+attempt() {
     errors=$(mktemp) || exit 1
     limit=
     mkdir -p -- "$out.shards"
-    batch --out "$out.shards/$SLURM_ARRAY_TASK_ID" --shard "$SLURM_ARRAY_TASK_ID/$shards" 2>"$errors" &
+    batch "$@" 2>"$errors" &
     child=$!
     trap 'limit=yes; kill -TERM "$child"' USR1
     wait "$child"
@@ -65,6 +66,11 @@ shard() {
     exit 1
 }
 
+shard() {
+    set -- --list "$out.shards/list" --shard "$SLURM_ARRAY_TASK_ID/$shards"
+    attempt "$@" --out "$out.shards/$SLURM_ARRAY_TASK_ID"
+}
+
 merge() {
     set --
     shard=1
@@ -72,17 +78,20 @@ merge() {
         set -- "$@" "$out.shards/$shard"
         shard=$((shard + 1))
     done
-    exec qel merge --out "$out" -- "$@"
+    exec qel merge --replace --out "$out" -- "$@"
 }
 
-if [ -n "${SLURM_JOB_ID:-}" ] && [ "${1:-}" = shard ]; then
-    shard
-elif [ -n "${SLURM_JOB_ID:-}" ] && [ "${1:-}" = merge ]; then
-    merge
+if [ -n "${SLURM_JOB_ID:-}" ]; then
+    case ${1:-} in
+        list) attempt --list-only --out "$out.shards/list" ;; # once for all shards
+        shard) shard ;;
+        merge) merge ;;
+    esac
 fi
-array=$(sbatch --parsable --array="1-$shards" "$@" "$0" shard) || exit
-array=${array%%;*}
-exec sbatch --job-name=qel-merge --dependency="afterok:$array" --kill-on-invalid-dep=yes "$@" "$0" merge
+list=$(sbatch --parsable --job-name=qel-list "$@" "$0" list) || exit
+array=$(sbatch --parsable --array="1-$shards" --dependency="afterok:${list%%;*}" --kill-on-invalid-dep=yes \
+    "$@" "$0" shard) || exit
+exec sbatch --job-name=qel-merge --dependency="afterok:${array%%;*}" --kill-on-invalid-dep=yes "$@" "$0" merge
 )";
 
 std::string Quoted(std::string_view text) {
@@ -159,6 +168,9 @@ std::string DatasetOf(std::string out) {
 std::string SlurmScript(const BatchOptions& options) {
     if (options.shard != "1/1") {
         throw UsageError("--slurm: makes the shards itself; leave --shard out");
+    }
+    if (options.listsOnly || !options.fileList.empty()) {
+        throw UsageError("--slurm: makes the list itself; leave --list and --list-only out");
     }
     if (std::ranges::find(options.lists, "-") != options.lists.end()) {
         throw UsageError("--slurm: every task reads the list, so that --files-from needs a file");

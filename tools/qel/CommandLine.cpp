@@ -235,9 +235,9 @@ void UnguardBrackets(CommandLine& line) {
     }
     Unguard(options.output);
     for (std::string* text :
-         {&line.read.output, &line.batch.out, &line.merge.out, &line.report.output,
-          &line.report.pageTemplate, &line.clicks.file, &line.clicks.output, &line.plot.file,
-          &line.plot.output, &line.plot.python}) {
+         {&line.read.output, &line.batch.out, &line.batch.fileList, &line.merge.out,
+          &line.report.output, &line.report.pageTemplate, &line.clicks.file, &line.clicks.output,
+          &line.plot.file, &line.plot.output, &line.plot.python}) {
         Unguard(*text);
     }
     Unguard(options.minStrength);
