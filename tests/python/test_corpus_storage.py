@@ -102,6 +102,11 @@ def test_a_store_gives_the_rows_of_its_files(
     assert readings["s3://bucket/music/a.wav"]["loudness_lufs"] == readings["s3://bucket/music/x/100%.wav"]["loudness_lufs"]
     assert store.exists("bucket/features/_SUCCESS")
 
+    # One more at the end of the list leaves the files of the first shard as they are, but not the list.
+    store.pipe_file("bucket/music/z1.wav", store.cat_file("bucket/music/a.wav"))
+    more = corpus.run("s3://bucket/music", "s3://bucket/features", **call)
+    assert more.statuses == {"not audio": 1, "ok": 5}
+
 
 def test_a_table_that_is_not_whole_does_not_appear_in_a_store(options: dict[str, Any], store: Any) -> None:
     place = Place("s3://bucket/out", options)

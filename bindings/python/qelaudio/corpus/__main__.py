@@ -7,7 +7,8 @@ import sys
 
 from qelaudio._errors import Error
 from qelaudio.corpus._run import run
-from qelaudio.corpus._shards import OPTIONS, USAGE, RunError
+from qelaudio.corpus._arguments import OPTIONS
+from qelaudio.corpus._shards import USAGE, RunError
 
 
 def _names(text: str) -> list[str]:
@@ -28,6 +29,7 @@ def _parser() -> argparse.ArgumentParser:
     parser.add_argument("--work", metavar="DIR", help="directory for shards, seen by all workers; default: OUT/_work")
     parser.add_argument("--shards", type=int, metavar="N", help="parts; default: 4 for each thread")
     parser.add_argument("--jobs", type=int, default=1, metavar="N", help="processes of qel for a shard; default 1")
+    parser.add_argument("--verbose", action="store_true", help="show the log of Dask, for a cluster of this machine")
     parser.add_argument("--qel", default="qel", help="the tool, where the workers find it")
     for name, kind in OPTIONS.items():
         option = "--" + name.replace("_", "-")
@@ -39,7 +41,8 @@ def _parser() -> argparse.ArgumentParser:
 
 
 def main() -> int:
-    """The exit status is that of ``qel batch``: 1 if a file has an error or the run has failed."""
+    """The exit status is that of ``qel batch``: 1 if a file has an error, if there are no files, or if
+    the run has failed."""
     parser = _parser()
     chosen = vars(parser.parse_args())
     if not chosen["sources"] and not chosen["files_from"]:
@@ -56,7 +59,7 @@ def main() -> int:
     for status, count in corpus.statuses.items():
         if status != "ok":
             print(f"  {count} {status}")
-    return 1 if corpus.errors else 0
+    return 1 if corpus.errors or not corpus.files else 0
 
 
 if __name__ == "__main__":

@@ -48,6 +48,8 @@ class Copies:
     shard : Shard
     files : tuple of RemoteFile
         Those of the shard.
+    whole : str
+        Digest of the names of all files, which the dataset of the shard has, too.
     options : Mapping
         What their file system is opened with.
     """
@@ -55,6 +57,7 @@ class Copies:
     command: Command
     shard: Shard
     files: tuple[RemoteFile, ...]
+    whole: str
     options: Mapping[str, Any] = field(default_factory=dict)
 
 
@@ -135,13 +138,15 @@ def divide(
     files: Sequence[RemoteFile], command: Command, shards: Sequence[Shard], options: Mapping[str, Any]
 ) -> list[Copies]:
     """The files of each shard."""
+    whole = hashlib.sha256(b"".join(os.fsencode(file.name) + b"\0" for file in files)).hexdigest()
     return [
-        Copies(command, shard, tuple(files[shard.index - 1 :: shard.count]), options) for shard in shards
+        Copies(command, shard, tuple(files[shard.index - 1 :: shard.count]), whole, options)
+        for shard in shards
     ]
 
 
 def _digest(copies: Copies) -> str:
-    told = [repr(copies.command.arguments), *map(repr, copies.files)]
+    told = [repr(copies.command.arguments), copies.whole, *map(repr, copies.files)]
     return hashlib.sha256("\n".join(told).encode("utf-8", "surrogateescape")).hexdigest()
 
 

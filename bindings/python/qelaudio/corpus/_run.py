@@ -4,17 +4,31 @@ from __future__ import annotations
 
 import contextlib
 import fcntl
+import logging
 import os
 import re
 import shutil
 import sys
+import tempfile
 from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from functools import partial
 from typing import Any
 
 from qelaudio._core import version
 from qelaudio._errors import Error
+from qelaudio.corpus._arguments import (
+    arguments_of,
+    path_of,
+    require_client,
+    require_count,
+    require_progress,
+    require_storage_options,
+    sources_of,
+    texts_of,
+    writable,
+)
+from qelaudio.corpus._dask import client_of, map_tasks
 from qelaudio.corpus._partitions import (
     Partition,
     prefixes,
@@ -24,18 +38,20 @@ from qelaudio.corpus._partitions import (
     write_partition,
 )
 from qelaudio.corpus._keytables import keys_named
-from qelaudio.corpus._remote import address_of, analyze_copies, divide, list_files
-from qelaudio.corpus._shards import Command, RunError, Shard, analyze, arguments_of, call
+from qelaudio.corpus._remote import RemoteFile, address_of, analyze_copies, divide, list_files
+from qelaudio.corpus._shards import Command, RunError, Shard, analyze, call, make_list
 from qelaudio.corpus._storage import HIDDEN, Place, is_remote
 from qelaudio.corpus._tables import Rename, open_tables
 
-#: Times that Dask tries a shard again.
-RETRIES = 3
 SHARDS_PER_THREAD = 4
 SETTINGS = "_settings"
 #: There while all tables are complete.
 SUCCESS = "_SUCCESS"
 WORK = "_work"
+#: In the directory of the shards: addresses of remote files, and the list that all shards read.
+NAMES = "list"
+LIST = "files.list"
+LOG = logging.getLogger("qelaudio.corpus")
 _SHARD = re.compile(r"shard-(\d+)-of-(\d+)")
 
 Paths = str | os.PathLike[str] | Iterable[str | os.PathLike[str]]
@@ -75,56 +91,15 @@ class Corpus:
         return self.files - self.statuses.get("ok", 0)
 
 
-def _listed(value: Paths) -> list[str]:
-    several = [value] if isinstance(value, (str, bytes, os.PathLike)) else value
-    return [os.fsdecode(each) for each in several]
-
-
-@contextlib.contextmanager
-def _client_of(client: Any) -> Iterator[Any]:
-    """The given client, one of a scheduler at an address, or one of a cluster of this machine."""
-    from distributed import Client, LocalCluster
-
-    if client is not None and not isinstance(client, str):
-        yield client
-    elif client is not None:
-        with Client(client) as opened:
-            yield opened
-    else:
-        processors = len(os.sched_getaffinity(0))
-        with (
-            LocalCluster(n_workers=processors, threads_per_worker=1, dashboard_address=":0") as cluster,
-            Client(cluster) as opened,
-        ):
-            yield opened
-
-
 @contextlib.contextmanager
 def _alone(work: str) -> Iterator[None]:
     """Refuses a second run in the same directory."""
-    with open(os.path.join(work, "lock"), "ab") as lock:
+    with writable(work, lambda: open(os.path.join(work, "lock"), "ab")) as lock:
         try:
             fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except BlockingIOError:
             raise RunError(f"{work}: another run is writing; try again after it has ended") from None
         yield
-
-
-def _map(client: Any, task: Callable[[Any], Any], items: Sequence[Any], told: Callable[[int], None]) -> list[Any]:
-    """Results of all tasks in their order. A failure ends those that have not begun."""
-    from distributed import KilledWorker, as_completed
-
-    futures = [client.submit(task, item, retries=RETRIES, pure=False) for item in items]
-    try:
-        results = {}  # taken at once: a worker that is lost later takes its results along
-        for done, future in enumerate(as_completed(futures), start=1):
-            results[future.key] = future.result()
-            told(done)
-        return [results[future.key] for future in futures]
-    except KilledWorker as error:
-        raise RunError(f"Dask has lost {error.allowed_failures + 1} workers at one task") from error
-    finally:
-        client.cancel(futures)
 
 
 def _count_of(work: str, shards: int | None, client: Any) -> int:
@@ -160,30 +135,54 @@ class _Request:
         return Command(self.qel, os.getcwd(), (*self.arguments, *files))
 
 
-def _tasks_of(request: _Request, work: str, shards: Sequence[Shard]) -> tuple[Any, list[Any]]:
-    """What is called for each shard, and with what."""
+@dataclass(frozen=True)
+class _Listing:
+    """The files of a run, listed once: what is called for each shard, and with what."""
+
+    request: _Request
+    command: Command
+    work: str
+    files: list[RemoteFile]  # those of an object store
+
+    def tasks(self, shards: Sequence[Shard]) -> tuple[Any, list[Any]]:
+        if not self.request.is_remote:
+            return partial(analyze, self.command), list(shards)
+        return analyze_copies, divide(self.files, self.command, shards, self.request.storage)
+
+
+def _list_all(request: _Request, work: str) -> _Listing:
+    """Makes the list that all shards read. The tool refuses here what it does not take."""
+    path = os.path.join(work, LIST)
     if not request.is_remote:
-        return partial(analyze, request.command("--", *request.sources)), list(shards)
+        command = request.command("--", *request.sources)
+        reason = make_list(command, path)
+        if reason:
+            LOG.warning("%s", reason)
+        return _Listing(request, command, work, [])
     if not all(map(is_remote, request.sources)):
         raise Error("sources: are local and remote ones; pass either")
     if "--files-from" in request.arguments:
         raise Error("files_from: a list cannot be joined with remote sources")
     files = list_files(request.sources, request.matches, request.storage)
-    path = os.path.join(work, "list")
-    with Place(work).writing("list") as file:
+    if not files:
+        LOG.warning("%s: no audio files there", request.sources[0])
+    with Place(work).writing(NAMES) as file:
         file.writelines(os.fsencode(each.name) + b"\0" for each in files)
-    command = request.command("--null", "--files-from", path)
-    return analyze_copies, divide(files, command, shards, request.storage)
+    command = request.command("--null", "--files-from", os.path.join(work, NAMES))
+    with tempfile.TemporaryDirectory(prefix="qelaudio-") as folder:  # where the names are those of no file
+        make_list(replace(command, directory=folder), path)
+    return _Listing(request, command, work, files)
 
 
-def _analyze_all(client: Any, request: _Request, work: str, count: int, told: Progress) -> list[Shard]:
+def _analyze_all(client: Any, listing: _Listing, count: int, told: Progress) -> list[Shard]:
+    work = listing.work
     shards = [
-        Shard(index, count, os.path.join(work, f"shard-{index:06}-of-{count:06}"))
+        Shard(index, count, os.path.join(work, f"shard-{index:06}-of-{count:06}"), os.path.join(work, LIST))
         for index in range(1, count + 1)
     ]
     os.makedirs(shards[0].dataset, exist_ok=True)  # the number of shards is decided now
-    task, items = _tasks_of(request, work, shards)
-    for refusal in _map(client, task, items, lambda n: told("shards", n, count)):
+    task, items = listing.tasks(shards)
+    for refusal in map_tasks(client, task, items, lambda n: told("shards", n, count)):
         if refusal:
             raise Error(refusal)
     return shards
@@ -209,6 +208,8 @@ def _text_of(settings: Mapping[str, str]) -> str:
 
 def _require_place(out: Place) -> None:
     """Nothing but an earlier run's tables may be there."""
+    if out.is_local and os.path.exists(out.path) and not os.path.isdir(out.path):
+        raise Error(f"{out.address}: is a file; name a directory")
     others = [name for name in out.names() if not name.startswith(HIDDEN)]
     if others and out.read(SETTINGS) is None:
         raise Error(f"{out.address}: is not empty, and no corpus; name another directory")
@@ -235,7 +236,7 @@ def _write_tables(client: Any, merged: str, out: Place, rename: Rename, told: Pr
         Partition(merged, index, out, prefix, settings["--keys"], metadata, rename)
         for prefix in prefixes(merged, index)
     ]
-    written = _map(client, write_partition, parts, lambda n: told("partitions", n, len(parts)))
+    written = map_tasks(client, write_partition, parts, lambda n: told("partitions", n, len(parts)))
     expected = {name for names in written for name in names}
     out.remove(name for name in out.names() if not name.startswith(HIDDEN) and name not in expected)
     out.write(SUCCESS, "")
@@ -253,8 +254,8 @@ def _statuses_of(merged: str) -> dict[str, int]:
 def _work_of(out: Place, work: str | os.PathLike[str] | None) -> str:
     if work is None and not out.is_local:
         raise Error(f"{out.address}: is not local; name a directory for the datasets of shards with work")
-    path = os.path.abspath(os.fsdecode(work) if work is not None else out.full(WORK))
-    os.makedirs(path, exist_ok=True)
+    path = os.path.abspath(path_of("work", work) if work is not None else out.full(WORK))
+    writable(path, lambda: os.makedirs(path, exist_ok=True))
     return path
 
 
@@ -277,6 +278,7 @@ def run(
     qel: str | os.PathLike[str] = "qel",
     storage_options: Mapping[str, Any] | None = None,
     progress: Progress = show,
+    verbose: bool = False,
     **options: Any,
 ) -> Corpus:
     """Analyzes a corpus with Dask into a Parquet dataset.
@@ -310,6 +312,8 @@ def run(
         What the file systems of addresses are opened with.
     progress : callable
         Is called with ``"shards"`` or ``"partitions"``, the number of those done, and of all.
+    verbose : bool
+        Shows the log of Dask, with its warnings, for a cluster of this machine.
     **options
         Other options of ``qel batch``: `files_from`, `null`, `match`, `param`, `mix`, `block`,
         `hash`, `retry_errors`, `time_limit`, `memory_limit`.
@@ -321,24 +325,36 @@ def run(
     Raises
     ------
     Error
-        If the tool refuses the command, if `out` has something else, if another run writes to it,
-        or if a shard has failed four times. The same call continues.
+        If an argument is wrong or the tool refuses the command, if `out` has something else, if another
+        run writes to it, or if a shard has failed four times. The same call continues.
     """
-    place = Place(os.fsdecode(out), dict(storage_options or {}))
+    require_count("shards", shards, may_be_none=True)
+    require_count("jobs", jobs)
+    require_client(client)
+    require_storage_options(storage_options)
+    require_progress(progress)
+    listed = sources_of(sources, options)
+    arguments = arguments_of(
+        texts_of("keys", keys, "the name of a key or several names"),
+        None if readings is None else texts_of("readings", readings, "the name of a reading or several names"),
+        options,
+    )
+    place = Place(path_of("out", out), dict(storage_options or {}))
     _require_place(place)
-    arguments = arguments_of(_listed(keys), None if readings is None else _listed(readings), options)
     request = _Request(
-        os.fsdecode(qel),
-        _listed(sources),
+        path_of("qel", qel),
+        listed,
         ["--jobs", str(jobs), *arguments],
-        _listed(options.get("match") or ()),
+        texts_of("match", options.get("match") or (), "a pattern or several patterns"),
         dict(storage_options or {}),
     )
     folder = _work_of(place, work)
     merged = os.path.join(folder, "merged")
-    with _alone(folder), _client_of(client) as opened:
-        count = _count_of(folder, shards, opened)
-        _merge(request.command(), _analyze_all(opened, request, folder, count, progress), merged)
-        rename = address_of if request.is_remote else _as_it_is
-        tables = _write_tables(opened, merged, place, rename, progress)
+    with _alone(folder):
+        listing = _list_all(request, folder)
+        with client_of(client, verbose) as opened:
+            count = _count_of(folder, shards, opened)
+            _merge(request.command(), _analyze_all(opened, listing, count, progress), merged)
+            rename = address_of if request.is_remote else _as_it_is
+            tables = _write_tables(opened, merged, place, rename, progress)
     return Corpus(place.address, tables, _statuses_of(merged), merged)

@@ -2,31 +2,17 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
 import shutil
 import subprocess
-from collections.abc import Iterable, Mapping, Sequence
+from collections.abc import Iterable
 from dataclasses import dataclass
-from typing import Any
 
 from qelaudio._errors import Error
 
 #: Exit status of the tool for a command that it refuses. To try again would not help.
 USAGE = 2
-#: Options of ``qel batch`` that `run` takes by their names, with underscores for hyphens: True for a
-#: list of values, False for one value, None for a flag.
-OPTIONS: Mapping[str, bool | None] = {
-    "files_from": True,
-    "null": None,
-    "match": True,
-    "param": True,
-    "mix": False,
-    "block": False,
-    "hash": None,
-    "retry_errors": None,
-    "time_limit": False,
-    "memory_limit": False,
-}
 
 
 @dataclass(frozen=True)
@@ -50,44 +36,16 @@ class Command:
 
 @dataclass(frozen=True)
 class Shard:
-    """Part ``index`` of ``count`` parts of the list of files, and its dataset."""
+    """Part ``index`` of ``count`` parts of the list of files, its dataset, and the file with that list."""
 
     index: int
     count: int
     dataset: str
+    list: str
 
 
 class RunError(Error):
     """A run has failed, and the same call continues it. Other errors are refusals of a call."""
-
-
-def _text(value: Any) -> str:
-    return os.fsdecode(value) if isinstance(value, (str, bytes, os.PathLike)) else str(value)
-
-
-def arguments_of(keys: Sequence[str], readings: Sequence[str] | None, options: Mapping[str, Any]) -> list[str]:
-    """The options of the command line.
-
-    Raises
-    ------
-    Error
-        For an option that ``qel batch`` does not have.
-    """
-    arguments: list[str] = ["--keys", ",".join(keys)] if keys else []
-    if readings is not None:
-        arguments += ["--readings", ",".join(readings) or "none"]
-    for name, value in options.items():
-        if name not in OPTIONS:
-            raise Error(f'unknown option "{name}"; there are {", ".join(OPTIONS)}')
-        if name == "files_from" and "-" in (value or ()):
-            raise Error("files_from: every shard reads the list, and only a file can be read again")
-        option = "--" + name.replace("_", "-")
-        if OPTIONS[name] is None:
-            arguments += [option] if value else []
-        elif value is not None:
-            values = value if OPTIONS[name] and not isinstance(value, (str, os.PathLike)) else [value]
-            arguments += [text for each in values for text in (option, _text(each))]
-    return arguments
 
 
 def _ends_with_parent() -> list[str]:
@@ -114,7 +72,34 @@ def call(qel: str, arguments: Iterable[str], directory: str) -> tuple[int, str]:
         stdout=subprocess.DEVNULL,
         stderr=subprocess.PIPE,
     )
-    return done.returncode, done.stderr.decode("utf-8", "backslashreplace").strip()
+    complaint = done.stderr.decode("utf-8", "backslashreplace").strip()
+    return done.returncode, complaint.removeprefix("qel: ")
+
+
+def make_list(command: Command, path: str) -> str:
+    """Lists all files, once for all shards.
+
+    Returns
+    -------
+    str
+        Why the list is empty, which may be a mistake; empty if it is not.
+
+    Raises
+    ------
+    Error
+        If the command is refused.
+    RunError
+        If the list cannot be written.
+    """
+    with contextlib.suppress(FileNotFoundError):
+        os.remove(path)
+    arguments = ["batch", "--list-only", "--quiet", "--out", path, *command.arguments]
+    status, complaint = call(command.qel, arguments, command.directory)
+    if status == USAGE:
+        raise Error(complaint or "qel batch refused the command")
+    if not os.path.exists(path):
+        raise RunError(complaint or f"qel batch ended with status {status}")
+    return complaint
 
 
 def analyze(command: Command, shard: Shard) -> str:
@@ -131,7 +116,7 @@ def analyze(command: Command, shard: Shard) -> str:
         If another attempt may succeed: the process was killed, its disk is full, or an earlier
         attempt is still at work.
     """
-    part = ["--shard", f"{shard.index}/{shard.count}", "--out", shard.dataset, "--quiet"]
+    part = ["--shard", f"{shard.index}/{shard.count}", "--list", shard.list, "--out", shard.dataset, "--quiet"]
     status, complaint = call(command.qel, ["batch", *part, *command.arguments], command.directory)
     if status == USAGE:
         return complaint or "qel batch refused the command"

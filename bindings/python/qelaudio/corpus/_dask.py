@@ -1,0 +1,96 @@
+"""What a run asks of Dask: a client, and tasks that are tried again."""
+
+from __future__ import annotations
+
+import contextlib
+import logging
+import os
+import sqlite3
+from collections.abc import Callable, Iterator, Sequence
+from dataclasses import dataclass
+from typing import Any
+
+from qelaudio.corpus._shards import RunError
+
+#: Times that a task which has failed is tried again.
+RETRIES = 3
+
+
+def _connected(address: str) -> Any:
+    from distributed import Client
+
+    try:
+        return Client(address)
+    except (OSError, ValueError) as error:
+        raise RunError(f'client: cannot connect to a scheduler at "{address}": {error}') from None
+
+
+@contextlib.contextmanager
+def client_of(client: Any, verbose: bool) -> Iterator[Any]:
+    """The given client, one of a scheduler at an address, or one of a cluster of this machine."""
+    from distributed import Client, LocalCluster
+
+    if client is not None and not isinstance(client, str):
+        yield client
+    elif client is not None:
+        with _connected(client) as opened:
+            yield opened
+    else:
+        with (
+            LocalCluster(
+                n_workers=len(os.sched_getaffinity(0)),
+                threads_per_worker=1,
+                dashboard_address=":0",
+                silence_logs=logging.INFO if verbose else logging.CRITICAL,
+            ) as cluster,
+            Client(cluster) as opened,
+        ):
+            yield opened
+
+
+@dataclass(frozen=True)
+class _Failure:
+    """Why a task has failed that may succeed in another attempt."""
+
+    reason: str
+
+
+def _attempt(task: Callable[[Any], Any], item: Any) -> Any:
+    """What a task returns, or its failure: Dask would write a traceback of an exception to its log."""
+    try:
+        return task(item)
+    except (RunError, OSError, sqlite3.Error) as error:
+        return _Failure(str(error))
+
+
+def map_tasks(client: Any, task: Callable[[Any], Any], items: Sequence[Any], told: Callable[[int], None]) -> list[Any]:
+    """Results of all tasks in their order. A failure ends those that have not begun."""
+    from distributed import KilledWorker, as_completed
+
+    def submit(at: int) -> Any:
+        return client.submit(_attempt, task, items[at], pure=False)
+
+    numbers = {submit(at): at for at in range(len(items))}
+    left = [RETRIES] * len(items)
+    results: dict[int, Any] = {}  # taken at once: a worker that is lost later takes its results along
+    running = as_completed(list(numbers))
+    try:
+        for future in running:
+            at, result = numbers[future], future.result()
+            if not isinstance(result, _Failure):
+                results[at] = result
+                told(len(results))
+            elif left[at] > 0:
+                left[at] -= 1
+                again = submit(at)
+                numbers[again] = at
+                running.add(again)
+            else:
+                raise RunError(result.reason)
+        return [results[at] for at in range(len(items))]
+    except KilledWorker as error:
+        raise RunError(
+            f"Dask has lost {error.allowed_failures + 1} workers at one task; verbose shows its log"
+        ) from None
+    finally:
+        client.cancel(list(numbers))
