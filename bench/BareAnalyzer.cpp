@@ -17,8 +17,8 @@ BareAnalyzer::~BareAnalyzer() {
     QelAudioAnalysisDispose(mHandle);
 }
 
-void BareAnalyzer::Initialize(std::size_t streamSamples) {
-    const AudioStreamBasicDescription format = {kSampleRateHz,
+void BareAnalyzer::Initialize(std::size_t streamSamples, double sampleRateHz) {
+    const AudioStreamBasicDescription format = {sampleRateHz,
                                                 kAudioFormatLinearPCM,
                                                 kAudioFormatFlagsNativeFloatPacked,
                                                 sizeof(float),

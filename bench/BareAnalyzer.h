@@ -12,7 +12,7 @@
 namespace qel::bench {
 
 // The exported functions and nothing around them: what a call costs here is the library's. The
-// stream is mono at kSampleRateHz, and every push is one block. A status other
+// stream is mono, and every push is one block. A status other
 // than 0 raises qel::Error.
 class BareAnalyzer {
 public:
@@ -25,7 +25,7 @@ public:
     ~BareAnalyzer();
 
     // A length of 0 is unknown.
-    void Initialize(std::size_t streamSamples);
+    void Initialize(std::size_t streamSamples, double sampleRateHz = kSampleRateHz);
     // `audio` is a whole number of blocks.
     void Push(std::span<const float> audio);
     // Delivers what is about the whole stream.

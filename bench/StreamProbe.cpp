@@ -11,12 +11,12 @@
 #include "bench/AllocationCounter.h"
 #include "bench/BareAnalyzer.h"
 #include "bench/BenchAudio.h"
+#include "bench/CPUTime.h"
 #include "bench/ResidentMemory.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <exception>
 #include <malloc.h>
 #include <span>
@@ -33,18 +33,6 @@ namespace {
 constexpr std::size_t kWarmBlocks = 64;
 constexpr int kResets = 5;
 constexpr std::size_t kBlocksBetweenResets = 16;
-
-double CPUSeconds() {
-    timespec now = {};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-double SecondsOf(auto work) {
-    const double start = CPUSeconds();
-    work();
-    return CPUSeconds() - start;
-}
 
 // Returns the allocations per block once the stream runs.
 double RunStream(BareAnalyzer& analyzer, std::span<const float> minute, std::size_t minutes) {

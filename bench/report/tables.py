@@ -4,7 +4,8 @@ from bench.report import targets
 
 
 # Columns that hold no numbers.
-NAMES = ("keys", "ours", "peer", "target", "feature", "the same for all", "what differs")
+NAMES = ("keys", "ours", "peer", "target", "feature", "the same for all", "what differs",
+         "what", "beside", "beyond it")
 
 
 class Table:

@@ -56,7 +56,7 @@ class PushProbeTest(unittest.TestCase):
 
     def test_a_wrong_call_is_refused(self):
         for words in ([], ["64", "1", "declared"], ["0", "1", "declared", KEY],
-                      ["64", "1", "perhaps", KEY]):
+                      ["64", "1", "perhaps", KEY], ["--live", "64", "1"]):
             self.assertEqual(subprocess.run([PROBE, *words], stderr=subprocess.DEVNULL).returncode, 2)
 
     def test_an_unknown_key_is_a_failure(self):

@@ -31,6 +31,8 @@ class TargetsTest(unittest.TestCase):
         benches = measure.list_benches(os.environ["QEL_BENCH"])
         self.assertEqual(len(keys), 30)
         for name in targets.names():
+            if name.startswith("road"): # RoadTest has them
+                continue
             kind, subject = name.split("/", 1)
             if kind == "ratio":
                 self.assertIn(subject, benches)
