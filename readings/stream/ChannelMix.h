@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -10,7 +12,9 @@ namespace qel::readings {
 inline constexpr float kMostAmplitude = 1e6f;
 
 // What a sample counts as: 0 if it is not finite, and at most the largest amplitude.
-float usable(float sample);
+inline float usable(float sample) {
+    return std::isfinite(sample) ? std::clamp(sample, -kMostAmplitude, kMostAmplitude) : 0.0f;
+}
 
 // Mixes the channels of a stream to one: their mean, or the first of two that cancel in the mean.
 // Two channels cancel while the energy of their difference, from the start of the stream on, is
@@ -20,15 +24,17 @@ class ChannelMix {
 public:
     explicit ChannelMix(std::uint32_t channels);
 
-    // The sample `i` of the mix; each sample once, in their order.
-    float next(std::span<const float* const> channels, std::size_t i);
+    // The samples of the mix from `first` on, as many as `mixed` takes; each sample once, in their
+    // order.
+    void mix(std::span<const float* const> channels, std::size_t first, std::span<float> mixed);
     bool channelsCancel() const { return mDifferenceEnergy > kCancelRatio * mSumEnergy; }
     void reset();
 
 private:
     static constexpr double kCancelRatio = 10;
 
-    float nextOfTwo(float first, float second);
+    void mixTwo(const float* left, const float* right, std::span<float> mixed);
+    float nextOfTwo(float left, float right);
 
     const float mScale;
     double mSumEnergy = 0;

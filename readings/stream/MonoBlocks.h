@@ -2,6 +2,7 @@
 
 #include "readings/stream/ChannelMix.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -20,9 +21,12 @@ public:
     // Calls `use(block)` for each block that is full.
     template <class Use>
     void add(std::span<const float* const> channels, std::size_t frames, Use use) {
-        for (std::size_t i = 0; i < frames; ++i) {
-            mBlock[mFilled] = mMix.next(channels, i);
-            if (++mFilled == kFrames) {
+        for (std::size_t first = 0; first < frames;) {
+            const std::size_t count = std::min(kFrames - mFilled, frames - first);
+            mMix.mix(channels, first, std::span(mBlock).subspan(mFilled, count));
+            first += count;
+            mFilled += count;
+            if (mFilled == kFrames) {
                 mFilled = 0;
                 use(std::span<const float>(mBlock));
             }

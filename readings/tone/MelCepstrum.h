@@ -21,23 +21,30 @@ public:
     // range.
     MelCepstrum(const TimbreSettings& settings, std::size_t bins, double binHz);
 
-    // `magnitudes` times `scale` are those of the discrete Fourier transform.
+    // `magnitudes` times `scale` are those of the discrete Fourier transform; `bins` of them.
     void add(std::span<const float> magnitudes, float scale);
     Timbre finish(double frameSeconds, double hopSeconds) const;
     void reset() { mDecibels.clear(); }
 
 private:
+    // Its weights stand in mWeights from `firstWeight` on: `count` of them, a multiple of the
+    // lanes.
     struct Filter {
         std::size_t firstBin;
-        std::vector<float> weights;
+        std::size_t firstWeight;
+        std::size_t count;
     };
 
     void makeFilters(std::size_t bins, double binHz);
+    Filter makeFilter(double left, double top, double right, std::size_t bins, double binHz);
     void makeCosines();
 
     const TimbreSettings mSettings;
     std::vector<Filter> mFilters;
-    std::vector<float> mCosines; // coefficient by band, with the lifter
+    std::vector<float> mWeights;
+    std::vector<double> mPowers; // of the bins, and zeros up to the last weight
+    std::size_t mUsedBins = 0;   // those that a filter reaches
+    std::vector<float> mCosines; // band by coefficient, with the lifter
     std::vector<float> mDecibels;
 };
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <limits>
 #include <vector>
 
 namespace qel::readings::test {
@@ -51,6 +52,48 @@ std::vector<double> numbersOf(const Answers& answers) {
         numbers.push_back(pitch.frequencyHz);
     }
     return numbers;
+}
+
+constexpr float kInf = std::numeric_limits<float>::infinity();
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+// As they are, or as the largest amplitude, or as 0 if not finite.
+const Samples kOdd{0.5f, kNaN, -kInf, kInf, 2e6f, -3e6f, 1e6f, -1e6f, -0.25f};
+const Samples kOddCount{0.5f, 0, 0, 0, 1e6f, -1e6f, 1e6f, -1e6f, -0.25f};
+
+TEST(ChannelMixTest, SamplesThatAreNoAudioCountAsSilenceOrTheLargestAmplitude) {
+    for (const std::size_t place : {0u, 3u, 63u}) {
+        Samples samples(64 + kOdd.size(), 0.125f);
+        Samples expected = samples;
+        std::ranges::copy(kOdd, samples.begin() + static_cast<std::ptrdiff_t>(place));
+        std::ranges::copy(kOddCount, expected.begin() + static_cast<std::ptrdiff_t>(place));
+        Samples mixed(samples.size());
+        const float* const channel = samples.data();
+        ChannelMix(1).mix({&channel, 1}, 0, mixed);
+        EXPECT_EQ(mixed, expected) << place;
+    }
+}
+
+TEST(ChannelMixTest, EachChannelOfSeveralCountsByItself) {
+    const Samples quiet(kOdd.size(), 0.5f);
+    const std::vector<const float*> channels{quiet.data(), kOdd.data(), quiet.data(), quiet.data()};
+    Samples mixed(kOdd.size());
+    ChannelMix(4).mix(channels, 0, mixed);
+    for (std::size_t i = 0; i < mixed.size(); ++i) {
+        EXPECT_EQ(mixed[i], (0.5f + kOddCount[i] + 0.5f + 0.5f) / 4) << i;
+    }
+}
+
+TEST(ChannelMixTest, PartsOfABlockAreMixedFromTheirPlaces) {
+    const Samples first{1, 2, 3, 4, 5};
+    const Samples second{10, 20, 30, 40, 50};
+    const std::vector<const float*> channels{first.data(), second.data()};
+    for (const std::size_t count : {1u, 2u}) {
+        const std::span<const float* const> some = std::span(channels).first(count);
+        Samples mixed(3);
+        ChannelMix(static_cast<std::uint32_t>(count)).mix(some, 2, mixed);
+        EXPECT_EQ(mixed, count == 1 ? (Samples{3, 4, 5}) : (Samples{16.5f, 22, 27.5f}));
+    }
 }
 
 TEST(ChannelMixTest, OfOppositeChannelsTheFirstIsRead) {

@@ -86,6 +86,63 @@ TEST(MelCepstrumTest, IsAsDefined) {
     }
 }
 
+// The decibels of the bands of one spectrum, from as many coefficients as bands: the transform is
+// orthonormal, so that its transpose undoes it.
+std::vector<double> decibelsOf(const Samples& magnitudes, TimbreSettings settings, double binHz) {
+    settings.n_mfcc = settings.n_mels;
+    MelCepstrum cepstrum(settings, magnitudes.size(), binHz);
+    cepstrum.add(magnitudes, 0.5f);
+    const Timbre timbre = cepstrum.finish(1, 1);
+    std::vector<double> decibels(settings.n_mels);
+    for (std::uint32_t band = 0; band < settings.n_mels; ++band) {
+        for (std::uint32_t c = 0; c < settings.n_mels; ++c) {
+            decibels[band] += timbre.values[c] * std::sqrt((c == 0 ? 1.0 : 2.0) / settings.n_mels) *
+                              std::cos(std::numbers::pi * c * (band + 0.5) / settings.n_mels);
+        }
+    }
+    return decibels;
+}
+
+// By the formula of the triangle: at 0 to 1000 Hz the bands are equally spaced in Hz.
+TEST(MelCepstrumTest, EachBinCountsInTheTwoBandsAroundIt) {
+    constexpr double kBinHz = 10;
+    const TimbreSettings settings{.n_mels = 9, .fmax = 1000, .top_db = 1000};
+    for (const std::size_t bin : {1u, 9u, 10u, 11u, 15u, 20u, 47u, 88u, 89u, 90u, 91u, 99u}) {
+        Samples magnitudes(101, 0.0f);
+        magnitudes[bin] = 200; // 100 by the scale
+        const std::vector<double> decibels = decibelsOf(magnitudes, settings, kBinHz);
+        const double hz = static_cast<double>(bin) * kBinHz;
+        for (std::uint32_t band = 0; band < 9; ++band) {
+            const double distance = std::abs(hz - 100.0 * (band + 1));
+            const double power = std::max(0.0, 1 - distance / 100) * 2 / 200 * 100 * 100;
+            // 33 units in the last place of the greatest coefficient, -300.
+            EXPECT_NEAR(decibels[band], 10 * std::log10(std::max(power, 1e-10)), 1e-3)
+                << "bin " << bin << ", band " << band;
+        }
+    }
+}
+
+TEST(MelCepstrumTest, TheLastBinCountsWhereTheHighestBandHasItInside) {
+    Samples magnitudes(64, 0.0f);
+    magnitudes[63] = 200;
+    // One band from 0 to 640 Hz, of which bin 63, at 630 Hz, is on the fall.
+    const TimbreSettings settings{.n_mels = 1, .fmax = 640, .top_db = 1000};
+    const std::vector<double> decibels = decibelsOf(magnitudes, settings, 10);
+    EXPECT_NEAR(decibels[0], 10 * std::log10(10.0 / 320 * 2 / 640 * 1e4), 1e-4);
+}
+
+TEST(MelCepstrumTest, BandsWithoutABinAreAtTheFloor) {
+    const TimbreSettings settings{.n_mels = 512, .fmax = 1000, .top_db = 1000};
+    const std::vector<double> decibels = decibelsOf(Samples(101, 2.0f), settings, 10);
+    // The bands are 1.95 Hz apart and reach as far to each side, the bins are 10 Hz apart.
+    for (std::uint32_t band = 0; band < 512; ++band) {
+        const double hz = 1000.0 / 513 * (band + 1);
+        const double distance = std::abs(hz - 10 * std::round(hz / 10)) * 513 / 1000;
+        const double power = std::max(0.0, 1 - distance) * 513 / 1000;
+        EXPECT_NEAR(decibels[band], 10 * std::log10(std::max(power, 1e-10)), 0.01) << band;
+    }
+}
+
 TEST(MelCepstrumTest, TheLimitCountsFromTheLoudestOfTheStream) {
     const Samples loudThenSilent = joined({noise(1, 0.5f), silence(1)});
     const Timbre limited = timbreOf(loudThenSilent, {.top_db = 80});
