@@ -53,6 +53,7 @@ void AAMFCCPropertiesGenerator::AllocateBuffers() {
                                             false, mNumCoefficients, mSampleRate);
     mSpectralProcessor = processor;
     processor->SetSpectralFunction(MFCCSpectralFun, this);
+    processor->SetKeepsAudioFrames(false);
     processor->MakeFilterWeights1();
     MakeCepstralMatrix();
 }
