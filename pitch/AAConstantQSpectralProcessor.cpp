@@ -1,9 +1,10 @@
 #include "pitch/AAConstantQSpectralProcessor.h"
 
+#include "pitch/SharedConstantQKernels.h"
+
 #include <Accelerate/Accelerate.h>
 
 #include <algorithm>
-#include <new>
 
 namespace qel::core {
 
@@ -23,28 +24,22 @@ AAConstantQSpectralProcessor::~AAConstantQSpectralProcessor() {
 }
 
 void AAConstantQSpectralProcessor::NullPointers() {
-    mKernelFFTInput.forget();
+    mScratch.forget();
     mConstantQOutput.forget();
     mOutputData.forget();
 }
 
 void AAConstantQSpectralProcessor::CleanUp() {
     mKernel.reset();
-    mKernelFFTInput.free();
+    mScratch.free();
     mConstantQOutput.free();
     mOutputData.free();
     NullPointers();
 }
 
-// Half a spectrum has one place more than the packed form, so that each part has room for it.
-DSPSplitComplex AAConstantQSpectralProcessor::HalfSpectrum() const {
-    return {mKernelFFTInput, mKernelFFTInput + mKernelFFTSize / 2 + 1};
-}
-
 void AAConstantQSpectralProcessor::AllocateBuffers() {
-    mKernel = ConstantQKernel::Shared(mDesign);
+    mKernel = SharedConstantQKernels::Find(mDesign);
     mNumConstantQBins = mKernel->NumBins();
-    mKernelFFTSize = mKernel->FFTSize();
     const std::size_t bins = mNumConstantQBins;
     mOutputData.alloc(2 * bins * mNumChannels, true);
     const std::size_t tail = mNumChannels > 1 ? mNumChannels - std::size_t{1} : 0;
@@ -55,17 +50,14 @@ void AAConstantQSpectralProcessor::AllocateBuffers() {
         float* const values = mOutputData + 2 * bins * c;
         mConstantQOutput->mSpectra[c] = {values, values + bins};
     }
-    if (mKernelFFTSize == 0) {
-        return;
-    }
-    mKernelFFTInput.alloc(mKernelFFTSize + std::size_t{2}, true);
-    mFFTSetup.reset(vDSP_create_fftsetup(mKernel->Log2FFTSize(), kFFTRadix2));
-    if (mFFTSetup == nullptr) {
-        throw std::bad_alloc();
+    mScratch.alloc(mKernel->ScratchFloats(), false);
+    std::fill_n(mScratch.get(), mKernel->ScratchFloats(), 0.0f);
+    if (mKernel->FrameWeights() != nullptr) {
+        SetWindow(mKernel->FrameWeights());
+        SetKeepsAudioFrames(false); // the frame is weighted while it is copied
     }
     // Long transforms prepare themselves when they first run, which then is here.
-    const DSPSplitComplex zeros = HalfSpectrum();
-    vDSP_fft_zrip(mFFTSetup.get(), &zeros, 1, mKernel->Log2FFTSize(), kFFTDirection_Forward);
+    DoFwdFFT();
 }
 
 void AAConstantQSpectralProcessor::ProcessFrame() {
@@ -74,26 +66,8 @@ void AAConstantQSpectralProcessor::ProcessFrame() {
 }
 
 void AAConstantQSpectralProcessor::DoFwdFFT() {
-    if (mKernelFFTSize == 0) {
-        return;
-    }
-    // No kernel is longer than the transform, so what a longer frame has beyond it would meet
-    // zeros.
-    const std::size_t half = mKernelFFTSize / 2;
-    const std::size_t pairs = std::min<std::size_t>(mFFTSize / 2, half);
-    const DSPSplitComplex spectrum = HalfSpectrum();
     for (UInt32 c = 0; c < mNumChannels; ++c) {
-        const auto* const frame =
-            reinterpret_cast<const DSPComplex*>(mChannels[c].mFFTBuffer.get());
-        vDSP_ctoz(frame, 2, &spectrum, 1, pairs);
-        std::fill(spectrum.realp + pairs, spectrum.realp + half, 0.0f);
-        std::fill(spectrum.imagp + pairs, spectrum.imagp + half, 0.0f);
-        vDSP_fft_zrip(mFFTSetup.get(), &spectrum, 1, mKernel->Log2FFTSize(), kFFTDirection_Forward);
-        // The term at half the sample rate comes packed as the imaginary part of the first.
-        spectrum.realp[half] = spectrum.imagp[0];
-        spectrum.imagp[half] = 0.0f;
-        spectrum.imagp[0] = 0.0f;
-        mKernel->Apply(spectrum, mConstantQOutput->mSpectra[c]);
+        mKernel->Apply(mChannels[c].mFFTBuffer, mScratch, mConstantQOutput->mSpectra[c]);
     }
 }
 

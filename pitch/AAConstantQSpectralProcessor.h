@@ -25,7 +25,7 @@ namespace qel::core {
 // only. With frames of 8192 samples at 44.1 kHz that holds for the bins below 276.9 Hz, whose
 // bandwidth is so that of the frame. Shortening or centring those kernels changes all their bins.
 //
-// Kernels come from ConstantQKernel::Shared, held for frames of this length: where they are longer
+// Kernels come from SharedConstantQKernels, held for frames of this length: where they are longer
 // than two frames, a transform of the kernels' length would be zeros for the most part. A frame
 // allocates nothing. One thread at a time.
 class AAConstantQSpectralProcessor : public QelAASpectralProcessor {
@@ -59,13 +59,10 @@ protected:
     const ConstantQDesign mDesign;
     std::shared_ptr<const ConstantQKernel> mKernel;
     UInt32 mNumConstantQBins = 0;
-    UInt32 mKernelFFTSize = 0;         // 0: no kernels
-    CAAutoFree<float> mKernelFFTInput; // one frame in split form: samples, then half a spectrum
+    CAAutoFree<float> mScratch; // of the kernels' product with a frame
     CAAutoFree<SpectralAndAudioBufferList> mConstantQOutput;
 
 private:
-    DSPSplitComplex HalfSpectrum() const;
-
     CAAutoFree<float> mOutputData; // what the list points at
 };
 

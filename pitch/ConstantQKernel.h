@@ -1,10 +1,14 @@
 #pragma once
 
+#include "pitch/BandProducts.h"
+#include "pitch/FrameTransform.h"
+#include "support/runtime/CAAutoDisposer.h"
+
 #include <Accelerate/Accelerate.h>
 #include <MacTypes.h>
 
 #include <cstddef>
-#include <memory>
+#include <optional>
 #include <vector>
 
 namespace qel::core {
@@ -16,8 +20,8 @@ struct ConstantQDesign {
     UInt32 binsPerOctave;
     double sampleRateHz;
     float spectralThreshold; // a kernel's spectral values up to this magnitude count as 0
-    // Length of the frames, behind which there are zeros; 0: up to that of the longest kernel. It
-    // changes the transform that the kernels are held for, not what they give.
+    // Length of the frames, behind which there are zeros; 0: that of the transform of the longest
+    // kernel. It changes the transform that the kernels are held for, not what they give.
     UInt32 frameSamples = 0;
 
     bool operator==(const ConstantQDesign&) const = default;
@@ -28,11 +32,9 @@ struct ConstantQDesign {
 // spectrum of a frame gives, for each bin, the inner product of frame and kernel in time.
 //
 // Of the values of a kernel's spectrum the threshold leaves well below a hundredth: those around
-// the bin's frequency. A frame much shorter than the longest kernel has a shorter transform that
-// tells all of its spectrum: the values go there, see SpectrumThinning. They are kept as bands of
-// neighbours. A frame is real, so half of its spectrum suffices: kernel values at negative
-// frequencies, which only sample rates below twice the greatest frequency bring forth, meet the
-// conjugate of the positive one.
+// the bin's frequency. They are found in closed form, see ToneSpectrum. A frame much shorter than
+// the longest kernel has a shorter transform that tells all of its spectrum: the values go there,
+// see SpectrumThinning. They are kept as bands of neighbours.
 //
 // Immutable after construction; any number of threads may use one.
 //
@@ -43,7 +45,7 @@ public:
     // The relative distance, in the norm of all bins, of Apply from the dense product in double
     // precision, and of the kernels from a design whose transforms are in double precision. What
     // the thinning for short frames adds to it is SpectrumThinning::kRelativeError.
-    static constexpr double kRelativeError = 1e-5;
+    static constexpr double kRelativeError = 1e-6;
 
     // The longest kernel is 2^20 samples: with the lowest bin at 90 Hz and 36 bins per octave the
     // sample rate is at most 1.83 MHz.
@@ -57,10 +59,6 @@ public:
     ConstantQKernel(const ConstantQKernel&) = delete;
     ConstantQKernel& operator=(const ConstantQKernel&) = delete;
 
-    // The kernel of a design: the one that is in use in the process, else a new one. Any
-    // thread. Raises std::bad_alloc.
-    static std::shared_ptr<const ConstantQKernel> Shared(const ConstantQDesign& design);
-
     float QFactor() const { return mQFactor; } // centre frequency over bandwidth
     UInt32 NumBins() const { return mNumBins; }
     // Points of the transform that Apply reads: of a power of two that the longest kernel fits in,
@@ -68,13 +66,24 @@ public:
     UInt32 FFTSize() const { return mFFTSize; }
     UInt32 Log2FFTSize() const { return mLog2FFTSize; }
 
-    // The product with a spectrum: out[k] = sum over all m of kernel[k][m] X[m], NumBins() values.
+    // What the samples of frames are to be multiplied by before they are given to Apply: one per
+    // sample, or null for nothing. See SpectrumThinning.
+    const float* FrameWeights() const {
+        return mFrameWeights.empty() ? nullptr : mFrameWeights.data();
+    }
+
+    // Numbers that Apply works on.
+    std::size_t ScratchFloats() const;
+
+    // The products with a weighted frame: out[k] = sum over all m of kernel[k][m] X[m], NumBins()
+    // values, where X is the frame's spectrum.
     //
-    // spectrum  2 X[m] for m from 0 to FFTSize() / 2, both included
+    // frame    frameSamples samples
+    // scratch  64-byte aligned, of numbers: zeros, or what an earlier Apply left
     //
     // What the kernels leave out counts as 0 times X: where X is not finite, no bin is a number.
     // Without kernels nothing happens.
-    void Apply(const DSPSplitComplex& spectrum, const DSPSplitComplex& out) const;
+    void Apply(const float* frame, float* scratch, const DSPSplitComplex& out) const;
 
     // The FFTSize() values of one bin's kernel, zeros included. Without frameSamples they are the
     // kernel's own spectrum, conjugated and divided by FFTSize().
@@ -86,25 +95,17 @@ public:
 private:
     class Design;
 
-    // Neighbouring values of one bin's kernel. For bands at negative frequencies the places are
-    // those of the positive ones, in their order.
-    struct Band {
-        UInt32 mBin;
-        UInt32 mFirst; // place in the half spectrum
-        UInt32 mCount;
-        bool mIsNegative;
-        std::size_t mOffset; // of the first value
-    };
-
-    void Append(UInt32 bin, const Design& row, UInt32 first, UInt32 end);
+    UInt32 SpectrumFloats() const; // numbers in either part of a spectrum
 
     float mQFactor = 0.0f;
     UInt32 mNumBins = 0;
     UInt32 mFFTSize = 0;
     UInt32 mLog2FFTSize = 0;
-    std::vector<Band> mBands; // by bin
-    std::vector<float> mReal; // of the values
-    std::vector<float> mImag;
+    std::size_t mNumValues = 0;
+    std::vector<KernelBand> mBands; // by bin
+    CAAutoFree<float> mValues;
+    std::vector<float> mFrameWeights;
+    std::optional<FrameTransform> mTransform;
 };
 
 } // namespace qel::core

@@ -24,22 +24,23 @@ double BesselI0(double x) {
     return sum;
 }
 
-// The interpolating function, `distance` coarse places away. Seen from the middle of the frame, the
-// samples lie within a quarter of the coarse transform's period and their copies from three
-// quarters on, so that the sinc, whose edge is at the half, may be cut off slowly. Kaiser's window
-// of that transition, 1/2, and kReach places damps the copies by 14.36 / 2 * kReach + 7.95 = 151 dB
-// and has the shape 0.1102 * (151 - 8.7).
-//
-// J. F. Kaiser, Nonrecursive digital filter design using the I0-sinh window function, Proc. IEEE
-// Symp. Circuits and Systems, 1974.
+// Where the interpolating function, whose transform is wanted from 0 to 1/4 of the coarse
+// transform's period, begins to be small: at 3/4, where the copies of the frame begin.
+constexpr double kShape = kPi * SpectrumThinning::kReach * 0.75;
+
+// The interpolating function, `distance` coarse places away: Kaiser's window, but for its scale.
 double Interpolation(double distance) {
-    constexpr double kShape = 15.7;
-    if (distance == std::floor(distance)) {
-        return distance == 0.0 ? 1.0 : 0.0; // what both transforms have is taken as it is
-    }
     const double part = distance / kHalfReach;
-    const double window = BesselI0(kShape * std::sqrt(1.0 - part * part)) / BesselI0(kShape);
-    return window * elementary::Sin(kPi * distance) / (kPi * distance);
+    return BesselI0(kShape * std::sqrt(1.0 - part * part));
+}
+
+// Its transform at `time`, in periods of the coarse transform from the middle of the frame, up to
+// 1/4.
+double InterpolationTransform(double time) {
+    const double angle = kPi * SpectrumThinning::kReach * time;
+    const double root = std::sqrt(kShape * kShape - angle * angle);
+    const double sinh = 0.5 * (elementary::Exp(root) - elementary::Exp(-root));
+    return SpectrumThinning::kReach * sinh / root;
 }
 
 // The language's own product calls a function of the compiler's library for what is no number.
@@ -57,27 +58,45 @@ UInt32 SpectrumThinning::CoarseSize(UInt32 fineSize, UInt32 frameSamples) {
 
 SpectrumThinning::SpectrumThinning(UInt32 fineSize, UInt32 frameSamples)
     : mCoarseSize(CoarseSize(fineSize, frameSamples)), mStep(fineSize / mCoarseSize),
-      mFactors(std::size_t{mStep} * kReach) {
+      mFrameSamples(frameSamples), mFactors(std::size_t{mStep} * kReach) {
     // The phase of a sample in the middle of the frame, per coarse place.
     const double turn = kPi * frameSamples / mCoarseSize;
+    const double scale = 1.0 / BesselI0(kShape);
     for (UInt32 between = 0; between < mStep; ++between) {
         for (UInt32 i = 0; i < kReach; ++i) {
             const double distance =
                 static_cast<double>(between) / mStep + kHalfReach - 1.0 - static_cast<double>(i);
-            const double weight = Interpolation(distance);
+            const double weight = scale * Interpolation(distance);
             mFactors[between * kReach + i] = {weight * elementary::Cos(-turn * distance),
                                               weight * elementary::Sin(-turn * distance)};
         }
     }
 }
 
+std::vector<double> SpectrumThinning::FrameWeights() const {
+    std::vector<double> weights(mFrameSamples, 1.0);
+    const double scale = BesselI0(kShape);
+    for (UInt32 n = 0; mStep > 1 && n < mFrameSamples; ++n) {
+        const double time = (n - 0.5 * mFrameSamples) / mCoarseSize;
+        weights[n] = scale / InterpolationTransform(time);
+    }
+    return weights;
+}
+
+int SpectrumThinning::First(UInt32 finePlace) const {
+    return mStep == 1 ? static_cast<int>(finePlace)
+                      : static_cast<int>(finePlace / mStep) - (kHalfReach - 1);
+}
+
 void SpectrumThinning::Add(UInt32 finePlace, std::complex<double> weight,
                            std::complex<double>* coarse) const {
-    const UInt32 mask = mCoarseSize - 1;
-    const UInt32 first = finePlace / mStep - (kHalfReach - 1); // around 0 it wraps, as spectra do
+    if (mStep == 1) {
+        coarse[0] += weight;
+        return;
+    }
     const std::complex<double>* const factors = &mFactors[(finePlace % mStep) * kReach];
     for (UInt32 i = 0; i < kReach; ++i) {
-        coarse[(first + i) & mask] += Product(weight, factors[i]);
+        coarse[i] += Product(weight, factors[i]);
     }
 }
 

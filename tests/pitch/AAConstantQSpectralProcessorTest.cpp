@@ -40,7 +40,7 @@ public:
         return ProcessForwards(static_cast<UInt32>(samples.size()), &list);
     }
 
-    UInt32 TransformSize() const { return mKernelFFTSize; }
+    UInt32 TransformSize() const { return mKernel->FFTSize(); }
 
     int frames = 0;
     std::vector<Number> values;

@@ -17,7 +17,6 @@
 #include <limits>
 #include <numbers>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -109,11 +108,15 @@ TEST(ConstantQKernelTest, KernelsAreThoseOfTheDenseDesignAtLowSampleRates) {
     }
 }
 
-// The inner products of a frame with all kernels, by the kernels' rows and the frame's spectrum in
-// double precision.
+// The inner products of a frame with all kernels, by the kernels' rows and the weighted frame's
+// spectrum in double precision.
 std::vector<Number> Products(const ConstantQKernel& kernel, const std::vector<float>& frame) {
     std::vector<Number> spectrum(kernel.FFTSize());
-    std::copy(frame.begin(), frame.end(), spectrum.begin());
+    for (std::size_t n = 0; n < frame.size(); ++n) {
+        const float* const weights = kernel.FrameWeights();
+        spectrum[n] = static_cast<double>(frame[n]) *
+                      (weights != nullptr ? static_cast<double>(weights[n]) : 1.0);
+    }
     Transform(spectrum);
     std::vector<DSPComplex> row(kernel.FFTSize());
     std::vector<Number> products(kernel.NumBins());
@@ -209,7 +212,7 @@ TEST(ConstantQKernelTest, SampleRatesWithoutKernelsAllocateNone) {
         EXPECT_EQ(kernel.Bytes(), sizeof kernel);
         float untouched[2] = {3.0f, 4.0f};
         const DSPSplitComplex out = {&untouched[0], &untouched[1]};
-        kernel.Apply({nullptr, nullptr}, out);
+        kernel.Apply(nullptr, nullptr, out);
         EXPECT_EQ(untouched[0], 3.0f);
     }
 }
@@ -254,41 +257,6 @@ TEST(ConstantQKernelTest, AMagnitudeEqualToTheThresholdIsCleared) {
     EXPECT_GT(ConstantQKernel(design).Bytes(), sizeof(ConstantQKernel));
 }
 
-TEST(ConstantQKernelTest, EqualDesignsShareOneKernelWhileItIsInUse) {
-    auto first = ConstantQKernel::Shared(DesignAt(8000));
-    auto second = ConstantQKernel::Shared(DesignAt(8000));
-    EXPECT_EQ(first, second);
-    EXPECT_NE(first, ConstantQKernel::Shared(DesignAt(8001)));
-    ConstantQDesign forFrames = DesignAt(8000);
-    forFrames.frameSamples = 1024;
-    EXPECT_NE(first, ConstantQKernel::Shared(forFrames));
-    const std::weak_ptr<const ConstantQKernel> watched = first;
-    first.reset();
-    EXPECT_FALSE(watched.expired());
-    second.reset();
-    EXPECT_TRUE(watched.expired());
-    EXPECT_NE(ConstantQKernel::Shared(DesignAt(8000)), nullptr);
-}
-
-TEST(ConstantQKernelTest, ThreadsShareAKernel) {
-    std::vector<std::shared_ptr<const ConstantQKernel>> kernels(8);
-    std::vector<std::thread> threads;
-    for (std::size_t t = 0; t < kernels.size(); ++t) {
-        threads.emplace_back([&kernels, t] {
-            for (int i = 0; i < 20; ++i) {
-                kernels[t] = ConstantQKernel::Shared(DesignAt(t % 2 == 0 ? 1000 : 500));
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    for (std::size_t t = 0; t < kernels.size(); ++t) {
-        EXPECT_EQ(kernels[t], kernels[t % 2]);
-    }
-    EXPECT_NE(kernels[0], kernels[1]);
-}
-
 double CPUSecondsOf(const std::function<void()>& work) {
     const std::clock_t start = std::clock();
     work();
@@ -307,8 +275,8 @@ std::pair<double, double> LeastSeconds(const std::function<void()>& one,
     return least;
 }
 
-// Measured here at 1.9 to 2.1 times.
-TEST(ConstantQKernelTest, DesignTakesAtMostThreeTimesItsBareTransforms) {
+// Kernels are designed in closed form. Measured here at 0.23 to 0.26 times.
+TEST(ConstantQKernelTest, DesignTakesAtMostHalfOfTheTransformsOfItsKernels) {
     if (testing_support::kIsSanitized) {
         GTEST_SKIP() << "a checker slows both by different factors";
     }
@@ -325,7 +293,7 @@ TEST(ConstantQKernelTest, DesignTakesAtMostThreeTimesItsBareTransforms) {
     const auto transform = [&] {
         const DSPSplitComplex frame = {re.data(), im.data()};
         for (std::size_t bin = 0; bin < 212; ++bin) {
-            std::fill(re.begin(), re.end(), 0.0f); // the design clears its rows as well
+            std::fill(re.begin(), re.end(), 0.0f);
             std::fill(im.begin(), im.end(), 0.0f);
             re[bin] = 1.0f;
             vDSP_fft_zip(setup, &frame, 1, 15, kFFTDirection_Forward);
@@ -336,7 +304,7 @@ TEST(ConstantQKernelTest, DesignTakesAtMostThreeTimesItsBareTransforms) {
     vDSP_destroy_fftsetup(setup);
     EXPECT_GT(sum, 0.0);
     RecordProperty("ratio", std::to_string(design / transforms));
-    EXPECT_LT(design, 3.0 * transforms);
+    EXPECT_LT(design, 0.5 * transforms);
 }
 
 } // namespace
