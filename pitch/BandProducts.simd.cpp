@@ -22,8 +22,8 @@ using Block = hn::CappedTag<float, kPartials>;
 using Quad = hn::CappedTag<float, kFolded>;
 
 // The partial sums of one band, folded to kFolded.
-HWY_INLINE void SumBand(const KernelBand& band, const float* values, const DSPSplitComplex& spectrum,
-                        float* foldedReal, float* foldedImag) {
+HWY_INLINE void SumBand(const KernelBand& band, const float* values,
+                        const DSPSplitComplex& spectrum, float* foldedReal, float* foldedImag) {
     const Block block;
     using V = hn::Vec<Block>;
     constexpr std::size_t kLanes = hn::MaxLanes(block);
@@ -44,10 +44,10 @@ HWY_INLINE void SumBand(const KernelBand& band, const float* values, const DSPSp
             const V weightImag = hn::Load(block, weights + kPartials + at);
             const V placeReal = hn::LoadU(block, re + at);
             const V placeImag = hn::LoadU(block, im + at);
-            real[v] = hn::Add(real[v], hn::Sub(hn::Mul(placeReal, weightReal),
-                                               hn::Mul(placeImag, weightImag)));
-            imag[v] = hn::Add(imag[v], hn::Add(hn::Mul(placeReal, weightImag),
-                                               hn::Mul(placeImag, weightReal)));
+            real[v] = hn::Add(
+                real[v], hn::Sub(hn::Mul(placeReal, weightReal), hn::Mul(placeImag, weightImag)));
+            imag[v] = hn::Add(
+                imag[v], hn::Add(hn::Mul(placeReal, weightImag), hn::Mul(placeImag, weightReal)));
         }
         weights += 2 * kPartials;
         re += kPartials;

@@ -9,7 +9,6 @@
 #include <cmath>
 #include <complex>
 #include <limits>
-#include <utility>
 
 namespace qel::core {
 

@@ -22,7 +22,8 @@ struct TurnFactors {
 // length, X the spectrum in a transform of 2 C, and w = e^(-pi i / C),
 //
 //   folded     2 * count samples; their transform is X[4 k]
-//   turned[r]  for r + 1 from 1 to 3, the sum over j of frame[n + j count] w^((r + 1)(n + j count)),
+//   turned[r]  for r + 1 from 1 to 3, the sum over j of frame[n + j count] w^((r + 1)(n + j
+//   count)),
 //              doubled; their transform is 2 X[8 k + r + 1]
 void FoldFrame(const float* frame, const TurnFactors (&factors)[kTurns], float* folded,
                const DSPSplitComplex (&turned)[kTurns], std::size_t count);

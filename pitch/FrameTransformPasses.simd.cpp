@@ -116,13 +116,10 @@ void FoldFrame(const float* frame, const TurnFactors (&factors)[kTurns], float* 
 
 void MergePlaces(const DSPSplitComplex& fourth, const DSPSplitComplex (&turned)[kTurns],
                  std::size_t count, const DSPSplitComplex& out, std::size_t groups) {
-    const auto merge = [&](float* DSPSplitComplex::* part, float sign) {
+    const auto merge = [&](float* DSPSplitComplex::*part, float sign) {
         const float* const at[kTurns] = {turned[0].*part, turned[1].*part, turned[2].*part};
         HWY_DYNAMIC_DISPATCH(MergeParts)
-        ({fourth.*part,
-          {at[0], at[1], at[2]},
-          {at[0] + count, at[1] + count, at[2] + count},
-          sign},
+        ({fourth.*part, {at[0], at[1], at[2]}, {at[0] + count, at[1] + count, at[2] + count}, sign},
          out.*part, groups);
     };
     merge(&DSPSplitComplex::realp, 1.0f);

@@ -60,8 +60,7 @@ private:
 
 } // namespace
 
-std::shared_ptr<const ConstantQKernel>
-SharedConstantQKernels::Find(const ConstantQDesign& design) {
+std::shared_ptr<const ConstantQKernel> SharedConstantQKernels::Find(const ConstantQDesign& design) {
     Table& table = Table::Get();
     {
         const std::lock_guard guard(table.Lock());

@@ -98,8 +98,7 @@ std::complex<double> ToneSpectrum::Windowed(double angle) const {
                      s * mHalfWindowCosine + c * windowSine, c * mHalfWindowCosine - s * windowSine,
                      mLength);
     };
-    const double sum =
-        kMean * Ratio(sl, cl, s, c, mLength) + kSide * (ratio(1.0) + ratio(-1.0));
+    const double sum = kMean * Ratio(sl, cl, s, c, mLength) + kSide * (ratio(1.0) + ratio(-1.0));
     // e^(i angle (length - 1) / 2).
     return Product({cl * c + sl * s, sl * c - cl * s}, sum / mLength);
 }

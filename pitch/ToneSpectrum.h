@@ -48,7 +48,7 @@ private:
 
     UInt32 mLength;
     UInt32 mSize;
-    float mStep;           // of the phase, from sample to sample
+    float mStep;            // of the phase, from sample to sample
     double mHalfWindowSine; // of half the angle that the window advances per sample
     double mHalfWindowCosine;
     double mSideSine; // of half the angle that it advances over the length

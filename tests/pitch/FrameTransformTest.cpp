@@ -33,7 +33,8 @@ struct Result {
     std::vector<Number> spectrum;
 };
 
-Result ResultOf(const FrameTransform& transform, const std::vector<float>& frame, std::size_t places) {
+Result ResultOf(const FrameTransform& transform, const std::vector<float>& frame,
+                std::size_t places) {
     std::vector<float> scratch(transform.ScratchFloats());
     std::vector<float> real(transform.SpectrumFloats(), 7.0f);
     std::vector<float> imag(transform.SpectrumFloats(), 7.0f);
@@ -93,8 +94,7 @@ TEST(FrameTransformTest, APlaceThatIsNotFiniteIsTold) {
     constexpr UInt32 kPlaces = 100;
     for (const UInt32 samples : {512u, 1000u}) {
         const FrameTransform transform(10, samples, kPlaces);
-        for (const float odd :
-             {std::nanf(""), std::numeric_limits<float>::infinity(), 1e38f}) {
+        for (const float odd : {std::nanf(""), std::numeric_limits<float>::infinity(), 1e38f}) {
             std::vector<float> frame(samples);
             // Two neighbours of opposite sign are loud at half the rate only, where 4e38 overflows.
             frame[100] = odd;
