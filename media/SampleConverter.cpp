@@ -1,5 +1,7 @@
 #include "media/SampleConverter.h"
 
+#include "media/OutOfMemory.h"
+
 #include <QelMedia.hpp>
 
 extern "C" {
@@ -28,11 +30,13 @@ void SampleConverter::Prepare(const AVFrame& frame) {
     layout.order = AV_CHANNEL_ORDER_UNSPEC;
     layout.nb_channels = channels;
     SwrContext* context = nullptr;
-    const int status = swr_alloc_set_opts2(&context, &layout, AV_SAMPLE_FMT_FLTP, frame.sample_rate,
-                                           &layout, static_cast<AVSampleFormat>(frame.format),
-                                           frame.sample_rate, 0, nullptr);
+    int status = swr_alloc_set_opts2(&context, &layout, AV_SAMPLE_FMT_FLTP, frame.sample_rate,
+                                     &layout, static_cast<AVSampleFormat>(frame.format),
+                                     frame.sample_rate, 0, nullptr);
     mContext.reset(context);
-    if (status < 0 || swr_init(context) < 0) {
+    status = status < 0 ? status : swr_init(context);
+    ThrowIfOutOfMemory(status);
+    if (status < 0) {
         throw Error(Fault::NotAudio, "its sample format cannot be converted");
     }
     mFormat = frame.format;
@@ -61,6 +65,7 @@ void SampleConverter::Convert(const AVFrame& frame, std::size_t first, std::size
     }
     const int made = swr_convert(mContext.get(), mOut.data(), static_cast<int>(count), mIn.data(),
                                  static_cast<int>(count));
+    ThrowIfOutOfMemory(made);
     if (made != static_cast<int>(count)) {
         throw Error(Fault::NotAudio, "its samples cannot be converted");
     }

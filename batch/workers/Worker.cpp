@@ -1,6 +1,7 @@
 #include "batch/workers/Worker.h"
 
 #include "batch/dataset/FileStamp.h"
+#include "batch/workers/MemoryReserve.h"
 #include "output/arrays/NpzFile.h"
 #include "output/files/AtomicFile.h"
 #include "output/files/Interrupt.h"
@@ -91,31 +92,41 @@ void Worker::Send(const Row& answer) const {
 }
 
 void Worker::Run() {
+    MemoryReserve::Take();
     while (const std::optional<Task> task = Receive()) {
         WorkOn(*task);
     }
 }
 
+// Memory can run out anywhere, also while another fault is told.
 void Worker::WorkOn(const Task& task) {
     const Clock::time_point begin = Clock::now();
     const FileStamp stamp = FileStamp::Of(task.path);
     Row row{{"path", task.path}, {"size", stamp.Size()}, {"modified_ns", stamp.ModifiedNs()}};
-    if (mSetup.hashes && Hash(task, row)) {
-        Send({{"same", true}});
-        return;
-    }
+    const auto send = [&](Row& told) {
+        told["tries"] = task.tries;
+        told["seconds"] = std::chrono::duration<double>(Clock::now() - begin).count();
+        Send({{"row", told}});
+    };
     try {
-        Analyze(task, row);
+        if (mSetup.hashes && Hash(task, row)) {
+            Send({{"same", true}});
+            return;
+        }
+        Row result = row;
+        Analyze(task, result);
+        if (IsOk(result) && FileStamp::Of(task.path) != stamp) {
+            SetError(result, status::kChanged, "was changed while it was read");
+        }
+        send(result);
     } catch (const output::OutputError& error) {
         Send({{"failure", error.what()}});
-        return;
+    } catch (const std::bad_alloc&) {
+        MemoryReserve::Release(); // the driver ends this worker
+        SetError(row, status::kMemory,
+                 fmt::format("needs more than {} MiB of memory", mSetup.limits.memoryBytes >> 20));
+        send(row);
     }
-    if (IsOk(row) && FileStamp::Of(task.path) != stamp) {
-        SetError(row, status::kChanged, "was changed while it was read");
-    }
-    row["tries"] = task.tries;
-    row["seconds"] = std::chrono::duration<double>(Clock::now() - begin).count();
-    Send({{"row", std::move(row)}});
 }
 
 // Whether the content is the one that is known already.
@@ -141,9 +152,6 @@ void Worker::Analyze(const Task& task, Row& row) {
         SetError(row, fault.Status().c_str(), fault.what());
     } catch (const std::length_error& error) {
         SetError(row, status::kRefused, error.what());
-    } catch (const std::bad_alloc&) {
-        SetError(row, status::kMemory,
-                 fmt::format("needs more than {} MiB of memory", mSetup.limits.memoryBytes >> 20));
     }
 }
 

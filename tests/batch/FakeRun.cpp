@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <sys/wait.h>
@@ -31,6 +32,14 @@ void TakeAllMemory() {
     std::vector<std::string> taken;
     for (;;) {
         taken.emplace_back(kStep, 'x');
+    }
+}
+
+// To the last byte, which nothing gives back, and not by operator new.
+void ExhaustMemory() {
+    for (std::size_t size = kStep; size >= 16; size /= 2) {
+        while (std::malloc(size) != nullptr) {
+        }
     }
 }
 
@@ -68,6 +77,8 @@ void Work(const std::string& log, const std::string& path, batch::Row& row,
         Hang();
     } else if (what == "memory") {
         TakeAllMemory();
+    } else if (what == "exhaust") {
+        ExhaustMemory();
     } else if (what == "slow") {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }

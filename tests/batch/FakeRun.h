@@ -19,6 +19,7 @@ namespace qel {
 //     crash-once the same, in the first try alone
 //     hang       nothing, for ever
 //     memory     takes memory until there is no more
+//     exhaust    takes all memory to the last byte, then goes on
 //     slow       as ok, after 20 ms
 class FakeRun {
 public:

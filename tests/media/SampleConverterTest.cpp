@@ -5,9 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <limits>
+#include <new>
 #include <vector>
 
 extern "C" {
+#include <libavutil/mem.h>
 #include <libavutil/samplefmt.h>
 }
 
@@ -102,6 +105,14 @@ TEST(SampleConverterTest, AnotherFormatInTheMiddleIsFollowed) {
                       0, 4);
     EXPECT_EQ(Held(converter, 0), kSecond);
     EXPECT_EQ(Held(converter, 1), kFirst);
+}
+
+TEST(SampleConverterTest, MemoryThatIsOutIsNoFaultOfTheFormat) {
+    const AvHandle<AVFrame> frame = FrameOf(AV_SAMPLE_FMT_FLTP, kFirst, kSecond);
+    SampleConverter converter;
+    av_max_alloc(1); // what FFmpeg may take at once
+    EXPECT_THROW(converter.Convert(*frame, 0, 4), std::bad_alloc);
+    av_max_alloc(std::numeric_limits<int>::max());
 }
 
 } // namespace
