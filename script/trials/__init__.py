@@ -1,6 +1,6 @@
-"""What the trials of `qel batch` share: script/chaos, script/slurm-check.
+"""What the trials of `qel batch` share: script/chaos, script/slurm-check, script/corpus-check.
 
-Only the standard library is needed.
+script/corpus-check needs numpy, pyarrow and the Python package, the others the standard library alone.
 """
 
 import sys

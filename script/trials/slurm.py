@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import shutil
 import socket
 import subprocess
 import sys
@@ -37,6 +38,15 @@ NodeName=node2 NodeHostname={host} NodeAddr=127.0.0.1 Port={port2} CPUs=1
 PartitionName=all Nodes=ALL Default=YES MaxTime=10 State=UP
 """
 WAIT_SECONDS = 240
+PROGRAMS = ("slurmctld", "slurmd", "munged")
+
+
+def what_is_missing():
+    """Why there can be no Slurm here; empty if there can."""
+    missing = [name for name in PROGRAMS if not shutil.which(name, path=f"{os.environ['PATH']}:/usr/sbin")]
+    if missing:
+        return f"needs {', '.join(missing)}; script/bootstrap --slurm"
+    return "" if os.geteuid() == 0 else "needs root"
 
 
 def free_ports(count):
@@ -65,9 +75,9 @@ class Slurm:
                             "PATH": f"{base}/bin:{os.environ['PATH']}:/usr/sbin"}
 
     def start(self, name, *command):
-        log = (self.base / f"{name}.out").open("ab")
-        self.processes[name] = subprocess.Popen(command, env=self.environment, stdout=log, stderr=log,
-                                                start_new_session=True)
+        with (self.base / f"{name}.out").open("ab") as log:
+            self.processes[name] = subprocess.Popen(command, env=self.environment, stdout=log, stderr=log,
+                                                    start_new_session=True)
 
     def start_node(self, name):
         (self.base / f"{name}.spool").mkdir(exist_ok=True)
@@ -86,8 +96,16 @@ class Slurm:
     def say(self, *command):
         return subprocess.run(command, env=self.environment, capture_output=True, text=True).stdout
 
-    def wait_for(self, what, is_there):
-        end = time.monotonic() + WAIT_SECONDS
+    def submit(self, script, directory, *options):
+        """Submits what `qel batch --slurm` has printed."""
+        (self.base / "job.sh").write_bytes(script)
+        done = subprocess.run(["sh", str(self.base / "job.sh"), *options], cwd=directory, env=self.environment,
+                              capture_output=True, text=True)
+        if done.returncode:
+            fail(f"not submitted: {done.stderr}")
+
+    def wait_for(self, what, is_there, seconds=WAIT_SECONDS):
+        end = time.monotonic() + seconds
         while not is_there():
             if time.monotonic() > end:
                 self.show_logs()
@@ -106,6 +124,7 @@ class Slurm:
                 process.wait(10)
             except subprocess.TimeoutExpired:
                 process.kill()
+                process.wait()
 
 
 def jobs_left(slurm):
