@@ -9,6 +9,7 @@ namespace qel::batch {
 namespace {
 
 constexpr std::size_t kReserveBytes = std::size_t{1} << 20; // a row has some kilobytes
+constexpr std::size_t kLeastBytes = std::size_t{4} << 20;   // what decoders take at once is less
 
 void* sReserve = nullptr; // NOLINT: operator new knows no object
 
@@ -37,6 +38,12 @@ void MemoryReserve::Take() {
 void MemoryReserve::Release() {
     std::free(sReserve);
     sReserve = nullptr;
+}
+
+bool MemoryReserve::IsMoreThere() {
+    void* volatile piece = std::malloc(kLeastBytes); // volatile: the call must not be left out
+    std::free(piece);
+    return piece != nullptr;
 }
 
 } // namespace qel::batch

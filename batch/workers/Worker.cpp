@@ -149,6 +149,9 @@ void Worker::Analyze(const Task& task, Row& row) {
             WriteArrays(arrays, row);
         }
     } catch (const FileFault& fault) {
+        if (!MemoryReserve::IsMoreThere()) {
+            throw std::bad_alloc();
+        }
         SetError(row, fault.Status().c_str(), fault.what());
     } catch (const std::length_error& error) {
         SetError(row, status::kRefused, error.what());

@@ -16,7 +16,7 @@ DAMAGED_SHARE = 0.02
 ENDS = (".flac", ".mp3", ".ogg", ".wav", ".m4a", ".opus", ".aiff")
 #: Files of these pairs may have a tag at their head, by which copies differ.
 TAGGED = ("mp3", "vbr.mp3", "bare.mp3", "flac", "s24.flac", "aac", "tta")
-#: By what script/trials/faults.c does to a process that opens them.
+#: By what tests/batch/FaultyFiles.c does to a process that opens them.
 FAULTS = ("fault crash.wav", "fault hang.wav", "fault memory.wav")
 
 
@@ -120,7 +120,7 @@ def _content(files, recordings, rng):
 def make_corpus(folder, audio, count, seed, place, has_faults=True):
     """Makes a corpus of so many files, links among them.
 
-    Files that are damaged are 2 %, and at least one of each kind; three have names that script/trials/faults.c
+    Files that are damaged are 2 %, and at least one of each kind; three have names that tests/batch/FaultyFiles.c
     knows, unless there are to be none.
     """
     rng = random.Random(seed)

@@ -70,7 +70,7 @@ def make_tool(base, qel):
     """The tool with the files that cost their process: bin/qel in the directory."""
     (base / "bin").mkdir(exist_ok=True)
     library, wrapper = base / "faults.so", base / "bin/qel"
-    source = Path(__file__).with_name("faults.c")
+    source = Path(__file__).resolve().parents[2] / "tests/batch/FaultyFiles.c"
     subprocess.run(["cc", "-shared", "-fPIC", "-O1", "-o", str(library), str(source)], check=True)
     wrapper.write_text(f"#!/bin/sh\nLD_PRELOAD={shlex.quote(str(library))} exec {shlex.quote(qel)} \"$@\"\n")
     wrapper.chmod(0o755)

@@ -92,6 +92,17 @@ TEST(BatchFaultsTest, AFileThatLeavesNoByteOfMemoryIsSaidToNeedTooMuch) {
     RequireAlone(run, setup, "memory", "needs more than 200 MiB");
 }
 
+TEST(BatchFaultsTest, AFaultThatIsToldWhenMemoryIsOutIsNotBlamedOnTheFile) {
+    if (QEL_SANITIZED) {
+        GTEST_SKIP() << "a checker's own memory is above any limit";
+    }
+    FakeRun run;
+    run.Add("m", "blame");
+    batch::BatchSetup setup = run.Setup();
+    setup.limits.memoryBytes = std::uint64_t{200} << 20;
+    RequireAlone(run, setup, "memory", "needs more than 200 MiB");
+}
+
 TEST(BatchFaultsTest, AFileThatCrashesOnceIsAnalyzedInTheSecondTry) {
     FakeRun run;
     run.Add("m", "crash-once");

@@ -35,9 +35,9 @@ void TakeAllMemory() {
     }
 }
 
-// To the last byte, which nothing gives back, and not by operator new.
-void ExhaustMemory() {
-    for (std::size_t size = kStep; size >= 16; size /= 2) {
+// As far as there are pieces of this size. Nothing gives them back, and operator new does not know.
+void ExhaustMemory(std::size_t smallest) {
+    for (std::size_t size = kStep; size >= smallest; size /= 2) {
         while (std::malloc(size) != nullptr) {
         }
     }
@@ -78,7 +78,10 @@ void Work(const std::string& log, const std::string& path, batch::Row& row,
     } else if (what == "memory") {
         TakeAllMemory();
     } else if (what == "exhaust") {
-        ExhaustMemory();
+        ExhaustMemory(16);
+    } else if (what == "blame") {
+        ExhaustMemory(std::size_t{1} << 20);
+        throw batch::FileFault(batch::status::kNotAudio, "cannot be decoded");
     } else if (what == "slow") {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }

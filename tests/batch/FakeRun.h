@@ -20,6 +20,7 @@ namespace qel {
 //     hang       nothing, for ever
 //     memory     takes memory until there is no more
 //     exhaust    takes all memory to the last byte, then goes on
+//     blame      takes almost all memory, then an error, as of a library that gets no memory
 //     slow       as ok, after 20 ms
 class FakeRun {
 public:

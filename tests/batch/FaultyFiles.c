@@ -18,7 +18,8 @@ static int is_named(const char* path, const char* name) {
 /* Takes memory until there is none: large pieces first, then what is left of the heap. */
 static void take_all_memory(void) {
     for (size_t size = (size_t)16 << 20; size >= 4096; size /= 2) {
-        while (mmap(NULL, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) != MAP_FAILED) {
+        while (mmap(NULL, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) !=
+               MAP_FAILED) {
         }
     }
     for (size_t size = (size_t)1 << 20; size >= 64; size /= 2) {
@@ -40,16 +41,16 @@ static void be_at_fault(const char* path) {
     }
 }
 
-#define DEFINE_OPEN(name)                                                  \
-    int name(const char* path, int flags, ...) {                           \
-        int (*next)(const char*, int, ...);                                \
-        va_list rest;                                                      \
-        va_start(rest, flags);                                             \
+#define DEFINE_OPEN(name)                                                   \
+    int name(const char* path, int flags, ...) {                            \
+        int (*next)(const char*, int, ...);                                 \
+        va_list rest;                                                       \
+        va_start(rest, flags);                                              \
         int mode = flags & (O_CREAT | __O_TMPFILE) ? va_arg(rest, int) : 0; \
-        va_end(rest);                                                      \
-        *(void**)&next = dlsym(RTLD_NEXT, #name);                          \
-        be_at_fault(path);                                                 \
-        return next(path, flags, mode);                                    \
+        va_end(rest);                                                       \
+        *(void**)&next = dlsym(RTLD_NEXT, #name);                           \
+        be_at_fault(path);                                                  \
+        return next(path, flags, mode);                                     \
     }
 
 DEFINE_OPEN(open)
