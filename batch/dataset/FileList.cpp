@@ -48,8 +48,7 @@ void RequireRoom(const std::string& file) {
     try {
         const FileList earlier(file);
     } catch (const Refusal&) {
-        throw Refusal(
-            fmt::format("{}: exists, and is no list of files; name another file", file));
+        throw Refusal(fmt::format("{}: exists, and is no list of files; name another file", file));
     }
 }
 
@@ -166,9 +165,10 @@ void FileList::RequireSources(const Settings& settings) const {
         const std::string mine = mSettings.Value(name);
         const std::string its = settings.Value(name);
         if (mine != its) {
-            throw Refusal(fmt::format("{}: was made with {} \"{}\", not \"{}\"; repeat its sources, "
-                                      "or make the list again with --list-only",
-                                      mName, name, mine, its));
+            throw Refusal(
+                fmt::format("{}: was made with {} \"{}\", not \"{}\"; repeat its sources, "
+                            "or make the list again with --list-only",
+                            mName, name, mine, its));
         }
     }
 }

@@ -128,10 +128,11 @@ TEST_F(BatchListTest, AListOfOtherSourcesIsRefused) {
     MakeList();
     batch::BatchSetup other = ListedShard(1);
     other.settings.Replace("sources", "elsewhere");
-    EXPECT_EQ(Refused(other),
-              fmt::format("{}: was made with sources \"{}\", not \"elsewhere\"; repeat its sources, "
-                          "or make the list again with --list-only",
-                          mRun.Dataset("list"), mRun.Path("")));
+    EXPECT_EQ(
+        Refused(other),
+        fmt::format("{}: was made with sources \"{}\", not \"elsewhere\"; repeat its sources, "
+                    "or make the list again with --list-only",
+                    mRun.Dataset("list"), mRun.Path("")));
 }
 
 TEST_F(BatchListTest, AListThatIsNotWholeIsRefusedWhereverItWasCut) {

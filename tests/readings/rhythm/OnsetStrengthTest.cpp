@@ -11,7 +11,8 @@ namespace {
 
 constexpr double kRateHz = 44100;
 
-// Magnitudes of all bins of a frame of "spectrum" alike, but `factor` times from one bin to another.
+// Magnitudes of all bins of a frame of "spectrum" alike, but `factor` times from one bin to
+// another.
 std::vector<float> flat(float magnitude, std::size_t first = 0, std::size_t end = 512,
                         float factor = 1) {
     std::vector<float> pairs(1024);
@@ -54,15 +55,18 @@ TEST(OnsetStrengthTest, AFallIsNone) {
 TEST(OnsetStrengthTest, TenTimesTheMagnitudeIsAboutARiseOfOneInAllBands) {
     const BandLevels levels = levelsOf({flat(100), flat(1000)});
     const OnsetStrength strength(levels, 0.33f, {0, 2});
-    for (const auto* curve : {&strength.all(), &strength.low(), &strength.middle(), &strength.high()}) {
+    for (const auto* curve :
+         {&strength.all(), &strength.low(), &strength.middle(), &strength.high()}) {
         EXPECT_GT((*curve)[1], 0.8f);
         EXPECT_LE((*curve)[1], 1.0f);
     }
 }
 
-// Bins 2 and 3 lie at 86 and 129 Hz, bins 20 to 30 between 0.8 and 1.3 kHz, bins 200 on above 8.6 kHz.
+// Bins 2 and 3 lie at 86 and 129 Hz, bins 20 to 30 between 0.8 and 1.3 kHz, bins 200 on above 8.6
+// kHz.
 TEST(OnsetStrengthTest, RisesCountInTheirPartOfTheSpectrum) {
-    const BandLevels levels = levelsOf({flat(1), flat(1, 1, 3, 30), flat(1, 20, 30, 30), flat(1, 200, 300, 30)});
+    const BandLevels levels =
+        levelsOf({flat(1), flat(1, 1, 3, 30), flat(1, 20, 30, 30), flat(1, 200, 300, 30)});
     const OnsetStrength strength(levels, 0.1f, {0, 4});
     EXPECT_GT(strength.low()[1], 0.2f);
     EXPECT_EQ(strength.high()[1], 0);

@@ -57,9 +57,8 @@ TEST(KeyStreamTest, TheDeclaredLengthDoesNotMatter) {
 
 TEST(KeyStreamTest, ResultsOfTheWholeStreamComeAtItsEnd) {
     std::vector<std::string> keys;
-    KeyStream stream({"global tempo"}, 44100, 0, [&](const Result& result) {
-        keys.emplace_back(result.key());
-    });
+    KeyStream stream({"global tempo"}, 44100, 0,
+                     [&](const Result& result) { keys.emplace_back(result.key()); });
     stream.add(test::noise(10));
     EXPECT_TRUE(keys.empty());
     stream.end();

@@ -48,11 +48,12 @@ TEST(KeyStrengthTest, StrengthsBelowFifteenHundredthsAreNone) {
 }
 
 TEST(KeyStrengthTest, MoreOfEachKindOfEvidenceIsNeverWeaker) {
-    KeyEvidence weak{.correlation = 0.7, .lead = 0.1, .seconds = 8, .agreement = 0.6, .chroma = kScale};
+    KeyEvidence weak{
+        .correlation = 0.7, .lead = 0.1, .seconds = 8, .agreement = 0.6, .chroma = kScale};
     const float before = keyStrength(weak);
     ASSERT_GT(before, 0.15f);
     ASSERT_LT(before, 0.97f);
-    for (double KeyEvidence::* const kind :
+    for (double KeyEvidence::*const kind :
          {&KeyEvidence::correlation, &KeyEvidence::lead, &KeyEvidence::agreement}) {
         KeyEvidence more = weak;
         more.*kind += 0.1;
