@@ -95,6 +95,7 @@ ComparedRun ReadComparedRun(const std::string& path, const std::string& song) {
                                    path));
     }
     ComparedRun run;
+    run.file = NameOf(entry.value("path", std::string()));
     run.label = ShownText(NameOf(path));
     run.tempoBpm = NumberOr0(entry, "tempo_bpm");
     run.beatsPerBar = NumberOr0(entry, "beats_per_bar");

@@ -22,6 +22,7 @@ struct ComparedRun {
         std::string key;
     };
 
+    std::string file;       // name of the song's file; empty: not known
     std::string label;      // shown; the name of its file and what wrote it
     double tempoBpm = 0;    // 0: none
     double beatsPerBar = 0; // 0: none

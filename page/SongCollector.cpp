@@ -1,15 +1,11 @@
 #include "page/SongCollector.h"
 
 #include "output/files/Interrupt.h"
-#include "output/formats/Texts.h"
 #include "page/pictures/LaneList.h"
 #include "page/pictures/ReassignedCollector.h"
 #include "page/pictures/SpectrumCollector.h"
 #include "page/pictures/WaveformBuilder.h"
 
-#include <fmt/format.h>
-
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <filesystem>
@@ -23,22 +19,6 @@ constexpr std::size_t kBlockFrames = 4096;
 constexpr std::array kAsked{Reading::Tempo,     Reading::Beats,       Reading::Bars,
                             Reading::Key,       Reading::Onsets,      Reading::Loudness,
                             Reading::Bandwidth, Reading::RunningTempo};
-
-readings::Reader MakeReader(const media::Reader& file) {
-    const std::int64_t length = std::max<std::int64_t>(file.expectedFrames(), 0);
-    try {
-        return {kAsked,
-                {.sampleRateHz = static_cast<double>(file.sampleRateHz()),
-                 .channels = static_cast<std::uint32_t>(file.channels()),
-                 .lengthFrames = static_cast<std::uint64_t>(length)}};
-    } catch (const std::invalid_argument&) {
-        throw SongError(
-            fmt::format("has {} at {} Hz; 1 to 64 channels at 8000 to 768000 "
-                        "Hz can be shown",
-                        output::CountText(static_cast<std::int64_t>(file.channels()), "channel"),
-                        file.sampleRateHz()));
-    }
-}
 
 // The mean of all channels. Samples that are infinite or no numbers count as 0.
 class Mixer {
@@ -64,7 +44,8 @@ private:
 class Collectors {
 public:
     explicit Collectors(const media::Reader& file)
-        : mReader(MakeReader(file)), mSpectrum(LaneList::Get(), file.sampleRateHz(), kBlockFrames),
+        : mReader(ReaderOf(kAsked, file)),
+          mSpectrum(LaneList::Get(), file.sampleRateHz(), kBlockFrames),
           mReassigned(LaneList::Get(), file.sampleRateHz()), mWaveform(file.sampleRateHz()) {}
 
     void Push(const media::Block& block) {

@@ -1,18 +1,13 @@
 #pragma once
 
+#include "page/FileReader.h"
 #include "page/Song.h"
 
 #include <cstdint>
 #include <functional>
-#include <stdexcept>
 #include <string>
 
 namespace qel::page {
-
-// A file that cannot be shown. what() is a line without its name.
-struct SongError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 // Asked and told while a file is worked on. Both may be empty.
 struct SongProgress {

@@ -3,7 +3,11 @@
 from __future__ import annotations
 
 import functools
+import importlib
 import os
+import re
+import sqlite3
+import subprocess
 from pathlib import Path
 from typing import Any
 
@@ -66,3 +70,55 @@ def test_a_folder_of_music_becomes_parquet_tables(monkeypatch: pytest.MonkeyPatc
     assert set(names["profile"]["path"]) == {names["fast"]["path"][0]}
     arrays = numpy.stack(names["profile"]["pitch_class_profile"])
     assert arrays.shape == (len(names["profile"]), 12) and len(arrays) > 100
+
+
+def kubernetes_jobs() -> list[dict[str, Any]]:
+    text = re.search(r"```yaml\n(.*?)```", (DOCS / "scale.md").read_text(), re.DOTALL)
+    assert text
+    return list(importlib.import_module("yaml").safe_load_all(text[1]))
+
+
+def run_container(job: dict[str, Any], shards: int, **variables: str) -> subprocess.CompletedProcess[str]:
+    """Runs the command of a job in this directory, with fewer shards."""
+    (container,) = job["spec"]["template"]["spec"]["containers"]
+    environment = {**os.environ, **variables, "SHARDS": str(shards)}
+    command = [*container["command"], *container["args"]]
+    return subprocess.run(command, env=environment, capture_output=True, text=True)
+
+
+def test_the_jobs_of_kubernetes_are_an_indexed_job_between_two_others() -> None:
+    jobs = kubernetes_jobs()
+    assert [(job["apiVersion"], job["kind"], job["metadata"]["name"]) for job in jobs] == [
+        ("batch/v1", "Job", name) for name in ("qel-list", "qel-shards", "qel-merge")
+    ]
+    spec = jobs[1]["spec"]
+    assert spec["completionMode"] == "Indexed"
+    counts = [job["spec"]["template"]["spec"]["containers"][0]["env"][0] for job in jobs[1:]]
+    assert counts == [{"name": "SHARDS", "value": str(spec["completions"])}] * 2
+    for job in jobs:
+        pod = job["spec"]["template"]["spec"]
+        assert pod["restartPolicy"] in ("Never", "OnFailure")
+        assert pod["containers"][0]["volumeMounts"][0]["name"] == pod["volumes"][0]["name"]
+
+
+def test_the_commands_of_kubernetes_make_the_dataset_of_one_run(tmp_path: Path) -> None:
+    (tmp_path / "music/no audio.wav").write_bytes(b"no audio")
+    made, sharded, merged = kubernetes_jobs()
+    assert run_container(made, 2).returncode == 0
+    for index in range(2):
+        pod = run_container(sharded, 2, JOB_COMPLETION_INDEX=str(index))
+        assert (pod.returncode, pod.stderr) == (0, "")  # also where a file has an error
+    refused = run_container(sharded, 2, JOB_COMPLETION_INDEX="2")
+    assert refused.returncode == 2 and "--shard" in refused.stderr
+    (tmp_path / "shards/1/dataset.sqlite").rename(tmp_path / "kept")
+    (tmp_path / "shards/1/dataset.sqlite").write_bytes(b"x" * 8192)
+    damaged = run_container(sharded, 2, JOB_COMPLETION_INDEX="0")
+    assert damaged.returncode == 1 and "its tables are damaged" in damaged.stderr
+    (tmp_path / "kept").rename(tmp_path / "shards/1/dataset.sqlite")
+    assert run_container(merged, 2).stdout.splitlines()[0] == "features: 4 files, 1 with errors"
+    subprocess.run(["qel", "batch", "music", "--out", "one", "--quiet"])
+    rows = [
+        sqlite3.connect(tmp_path / name / "dataset.sqlite").execute("SELECT * FROM readings").fetchall()
+        for name in ("features", "one")
+    ]
+    assert len(rows[0]) == 4 and rows[0] == rows[1]

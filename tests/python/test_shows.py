@@ -146,6 +146,21 @@ def test_silence_and_a_moment_can_be_drawn() -> None:
         assert len(plotted(samples, sample_rate=RATE).axes) == 7
 
 
+def test_an_empty_lane_says_why(song: Path) -> None:
+    figure = plotted(np.zeros(2 * RATE, np.float32), sample_rate=RATE)
+    told = {axis.get_title(loc="left").split(" (")[0]: [t.get_text() for t in axis.texts] for axis in figure.axes}
+    assert told["Keys"] == ["no key was found"]
+    assert told["Tempo"] == ["no tempo was found"]
+    assert told["Loudness"] == ["silence, or shorter than 0.4 s"]
+    assert all("found" not in text.get_text() for axis in plotted(song).axes for text in axis.texts)
+
+
+@pytest.mark.parametrize("width", [1, 101, float("nan")])
+def test_a_width_that_no_picture_has_is_refused(song: Path, width: float) -> None:
+    with pytest.raises(qelaudio.Error, match="width must be 3 to 100 inches, not "):
+        qelaudio.plot_song(song, width=width)
+
+
 def test_hues_follow_the_circle_of_fifths_whatever_the_spelling() -> None:
     assert _axes.key_hue("A# major") == _axes.key_hue("Bb major")
     assert _axes.key_hue("A minor") == _axes.key_hue("C major")

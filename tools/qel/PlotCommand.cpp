@@ -1,12 +1,16 @@
 #include "tools/qel/PlotCommand.h"
 
+#include "output/files/Interrupt.h"
 #include "tools/qel/Arguments.h"
 #include "tools/qel/ToolError.h"
 
 #include <fmt/format.h>
 
-#include <cerrno>
+#include <csignal>
 #include <cstring>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace qel::tool {
@@ -41,6 +45,42 @@ void AddForwarded(CLI::App* command, PlotOptions& options, const std::string& na
             },
             text)
         ->type_name(type);
+}
+
+// A picture that is written is a new file, whatever was there before.
+struct PictureState {
+    ino_t number = 0;          // 0: no file
+    bool mayBeReplaced = true; // a device is written to
+};
+
+PictureState StateOf(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        return {};
+    }
+    return {status.st_ino, S_ISREG(status.st_mode)};
+}
+
+// Runs a program to its end. A signal that asks this one to end is passed on.
+int RunInterpreter(char* const* arguments) {
+    pid_t child = 0;
+    const int error = posix_spawnp(&child, arguments[0], nullptr, nullptr, arguments, environ);
+    if (error != 0) {
+        throw ToolError(fmt::format("cannot start the Python interpreter \"{}\" ({}): install "
+                                    "Python 3.10 or later, or name one with --python",
+                                    arguments[0], std::strerror(error)));
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0) {
+        if (output::Interrupt::IsRequested()) {
+            kill(child, SIGTERM);
+        }
+    }
+    output::Interrupt::Check();
+    if (WIFSIGNALED(status)) {
+        output::Interrupt::Die(WTERMSIG(status));
+    }
+    return WEXITSTATUS(status);
 }
 
 } // namespace
@@ -91,10 +131,14 @@ int RunPlot(const PlotOptions& options) {
         arguments.push_back(word.data());
     }
     arguments.push_back(nullptr);
-    execvp(arguments.front(), arguments.data());
-    throw ToolError(fmt::format("cannot start the Python interpreter \"{}\" ({}): install Python "
-                                "3.10 or later, or name one with --python",
-                                options.python, std::strerror(errno)));
+    const PictureState before = StateOf(options.output);
+    const int status = RunInterpreter(arguments.data());
+    if (status == 0 && before.mayBeReplaced && StateOf(options.output).number == before.number) {
+        throw ToolError(fmt::format("\"{}\" has ended and written no picture: it is no Python "
+                                    "interpreter; name one with --python",
+                                    options.python));
+    }
+    return status;
 }
 
 } // namespace qel::tool

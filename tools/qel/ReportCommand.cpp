@@ -12,11 +12,13 @@
 #include "page/SongPage.h"
 #include "tools/qel/Arguments.h"
 #include "tools/qel/FileRun.h"
+#include "tools/qel/StandardStreams.h"
 #include "tools/qel/ToolError.h"
 
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <unistd.h>
 
@@ -34,9 +36,12 @@ public:
 
     int Run() {
         for (const std::string& path : mOptions.compared) {
-            mRuns.push_back(page::ReadComparedRun(path, mOptions.files.front()));
+            AddRun(path);
         }
         const bool isOne = mOptions.files.size() == 1;
+        if (!isOne) {
+            RequireOnePageEach();
+        }
         bool good = true;
         for (const std::string& path : mOptions.files) {
             good =
@@ -49,6 +54,31 @@ public:
     }
 
 private:
+    // A run may be that of a copy in another format: its name is told, and it is taken.
+    void AddRun(const std::string& path) {
+        const std::string& song = mOptions.files.front();
+        mRuns.push_back(page::ReadComparedRun(path, song));
+        const std::string& its = mRuns.back().file;
+        if (!its.empty() && its != std::filesystem::path(song).filename().string()) {
+            StandardStreams::Complain(
+                fmt::format("{}: warning: is a run over {}, not over {}", path, its, song));
+        }
+    }
+
+    void RequireOnePageEach() const {
+        std::map<std::string, std::string> files; // by their pages
+        for (const std::string& path : mOptions.files) {
+            const auto [at, isNew] = files.emplace(PageOf(path).string(), path);
+            if (!isNew) {
+                throw UsageError(at->second == path
+                                     ? fmt::format("{}: is named twice; name each file once", path)
+                                     : fmt::format("{} and {}: would have the same page; name "
+                                                   "each file once",
+                                                   at->second, path));
+            }
+        }
+    }
+
     // "songs.html" has the pages of its songs in "songs-pages".
     std::filesystem::path Folder() const {
         const std::filesystem::path index(mOptions.output);

@@ -1,42 +1,17 @@
 #include "tools/read/FileReadings.h"
 
 #include "output/files/Interrupt.h"
-#include "output/formats/Texts.h"
+#include "page/FileReader.h"
 #include "tools/qel/FileAnalyzer.h"
 #include "tools/qel/ToolError.h"
 
 #include <QelMedia.hpp>
 
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <stdexcept>
-
 namespace qel::tool {
-namespace {
-
-readings::Reader MakeReader(std::span<const readings::Reading> asked, const media::Reader& file) {
-    const std::int64_t length = std::max<std::int64_t>(file.expectedFrames(), 0);
-    try {
-        return {asked,
-                {.sampleRateHz = static_cast<double>(file.sampleRateHz()),
-                 .channels = static_cast<std::uint32_t>(file.channels()),
-                 .lengthFrames = static_cast<std::uint64_t>(length)}};
-    } catch (const std::invalid_argument&) {
-        throw ToolError(
-            fmt::format("has {} at {} Hz; 1 to 64 channels at 8000 to 768000 "
-                        "Hz can be read",
-                        output::CountText(static_cast<std::int64_t>(file.channels()), "channel"),
-                        file.sampleRateHz()));
-    }
-}
-
-} // namespace
-
 FileReadings ReadOneFile(const std::string& path, std::span<const readings::Reading> asked,
-                         ProgressBar& progress) {
+                         ProgressBar& progress) try {
     media::Reader file(path, {.isCancelled = output::Interrupt::IsRequested});
-    readings::Reader reader = MakeReader(asked, file);
+    readings::Reader reader = page::ReaderOf(asked, file);
     FileReadings found;
     found.path = path;
     found.sampleRateHz = file.sampleRateHz();
@@ -62,6 +37,8 @@ FileReadings ReadOneFile(const std::string& path, std::span<const readings::Read
     }
     progress.Clear();
     return found;
+} catch (const page::SongError& error) {
+    throw ToolError(error.what());
 }
 
 } // namespace qel::tool

@@ -26,6 +26,13 @@ COLUMNS_PER_INCH = 200
 #: Lines that would be closer together than this are left out.
 LEAST_INCHES = 0.04
 FULL_SCALE = 32767.0
+LEAST_WIDTH, MOST_WIDTH = 3, 100
+#: Why a lane can be empty.
+REASONS = {
+    "keys": "no key was found",
+    "tempo": "no tempo was found",
+    "loudness": "silence, or shorter than 0.4 s",
+}
 
 LIGHT = {
     "back": "#ffffff",
@@ -140,9 +147,20 @@ def _overlay(axis: Any, lane: dict[str, Any], drawing: Drawing) -> None:
     )
 
 
-def _draw_strip(axis: Any, _lane: dict[str, Any], drawing: Drawing) -> None:
+def _tell(axis: Any, text: str, drawing: Drawing) -> None:
+    """A reason in the middle of an empty lane."""
+    axis.text(
+        0.5, 0.5, text, transform=axis.transAxes, ha="center", va="center", fontsize=9,
+        color=drawing.colours["quiet"],
+    )  # fmt: skip
+
+
+def _draw_strip(axis: Any, lane: dict[str, Any], drawing: Drawing) -> None:
     per_second = drawing.inches / (drawing.end - drawing.begin)
-    for segment in drawing.page.song["readings"]["key"]["segments"]:
+    segments = drawing.page.song["readings"]["key"]["segments"]
+    if not segments:
+        _tell(axis, REASONS.get(lane["id"], "no values"), drawing)
+    for segment in segments:
         begin = max(segment["begin"], drawing.begin)
         end = min(segment["end"], drawing.end)
         if end <= begin:
@@ -188,6 +206,7 @@ def _draw_curves(axis: Any, lane: dict[str, Any], drawing: Drawing) -> None:
         axis.set_ylim(*limits)
     else:
         axis.set_yticks([])
+        _tell(axis, REASONS.get(lane["id"], "no values"), drawing)
     if len(lists) > 1 and limits:
         # Above the lane, where it covers no curve.
         axis.legend(
@@ -371,7 +390,7 @@ def plot_song(
     dark : bool
         Light colours on dark ground.
     width : float
-        In inches. The height follows from the lanes.
+        In inches, 3 to 100. The height follows from the lanes.
     figure : matplotlib.figure.Figure, optional
         An empty figure to draw into. Default: a new one of pyplot.
 
@@ -383,8 +402,10 @@ def plot_song(
     Raises
     ------
     Error
-        For a lane, mark or stretch that does not exist; `FileError` for files.
+        For a lane, mark or stretch that does not exist, or another width; `FileError` for files.
     """
+    if not LEAST_WIDTH <= width <= MOST_WIDTH:
+        raise bad(f"width must be {LEAST_WIDTH} to {MOST_WIDTH} inches, not {width:g}")
     known = lane_list()
     chosen = _chosen(known["lanes"], lanes, "lane", "open")
     lines = _chosen(known["marks"], marks, "kind of line", "shown")

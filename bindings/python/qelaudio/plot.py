@@ -14,7 +14,7 @@ from collections.abc import Sequence
 from pathlib import Path
 
 from qelaudio._errors import Error
-from qelaudio._song_plot import plot_song
+from qelaudio._song_plot import LEAST_WIDTH, MOST_WIDTH, plot_song
 
 FORMATS = ("png", "svg", "pdf")
 
@@ -60,7 +60,7 @@ def _checked(arguments: argparse.Namespace) -> str:
         if not arguments.overwrite:
             raise Error(f"{output} exists already; --overwrite replaces it")
     for value, name, least, most in (
-        (arguments.width, "width", 3, 100),
+        (arguments.width, "width", LEAST_WIDTH, MOST_WIDTH),
         (arguments.dpi, "dpi", 20, 1200),
     ):
         if not least <= value <= most:

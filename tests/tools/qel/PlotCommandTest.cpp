@@ -50,10 +50,24 @@ TEST_F(PlotCommandTest, AMissingPackageIsNamedWithItsRemedy) {
 TEST_F(PlotCommandTest, OptionsAreForwardedAsTheyAre) {
     const ChildResult run = RunTool(
         {"plot", "--lanes", "keys,tempo", "--end", "3", "--dark", "--output", "a b.png", "--python",
-         Interpreter("shift 2; for w; do echo \"<$w>\"; done"), "--", "-a b.wav"});
+         Interpreter("shift 2; for w; do echo \"<$w>\"; done; touch 'a b.png'"), "--", "-a b.wav"},
+        {.workingDirectory = mDirectory.Path()});
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out, "<--output=a b.png>\n<--lanes=keys,tempo>\n<--end=3>\n<--dark>\n<-->\n"
                        "<-a b.wav>\n");
+}
+
+TEST_F(PlotCommandTest, AnInterpreterThatWritesNoPictureIsNamed) {
+    const ChildResult none =
+        RunTool({"plot", "a.wav", "--output", File("a.png"), "--python", "/bin/true"});
+    EXPECT_EQ(none.status, 1);
+    EXPECT_EQ(none.err, "qel: \"/bin/true\" has ended and written no picture: it is no Python "
+                        "interpreter; name one with --python\n");
+    WriteFile(File("a.png"), "an earlier picture");
+    const ChildResult earlier = RunTool(
+        {"plot", "a.wav", "--overwrite", "--output", File("a.png"), "--python", "/bin/true"});
+    EXPECT_EQ(earlier.status, 1);
+    EXPECT_EQ(earlier.err, none.err);
 }
 
 TEST_F(PlotCommandTest, TheStatusIsThatOfTheInterpreter) {

@@ -124,6 +124,39 @@ TEST_F(ReportCommandTest, ARunThatCannotBeComparedIsNamed) {
     EXPECT_EQ(Report(two).status, 2);
 }
 
+TEST_F(ReportCommandTest, ARunOverAFileOfAnotherNameIsTold) {
+    WriteWav(File("other.wav"), 44100, {Drums(6, 100, 4)});
+    RunTool({"read", File("other.wav"), "--format", "json", "--beats", "--output", File("r.json")});
+    const std::vector<std::string> command{File("drums.wav"), "--update", "--compare",
+                                           File("r.json"),    "--output", File("page.html")};
+    for (int run = 0; run < 2; ++run) {
+        const ChildResult result = Report(command);
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.err, "qel: " + File("r.json") +
+                                  ": warning: is a run over other.wav, not over " +
+                                  File("drums.wav") + "\n");
+    }
+}
+
+TEST_F(ReportCommandTest, AFileThatIsNamedTwiceIsRefusedBeforeAnyPageIsWritten) {
+    const std::string drums = File("drums.wav");
+    const ChildResult run = Report({drums, drums, "--output", File("songs.html")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, "qel: " + drums + ": is named twice; name each file once\n");
+    EXPECT_EQ(mDirectory.Entries().size(), 2u);
+}
+
+TEST_F(ReportCommandTest, ARateThatCannotBeReadIsToldAsByRead) {
+    WriteWav(File("slow.wav"), 4000, {std::vector<float>(4000, 0.5f)});
+    const ChildResult read = RunTool({"read", File("slow.wav")});
+    const ChildResult report = Report({File("slow.wav"), "--output", File("page.html")});
+    EXPECT_EQ(report.status, 1);
+    EXPECT_EQ(report.err, "qel: " + File("slow.wav") +
+                              ": has 1 channel at 4000 Hz; 1 to 64 channels "
+                              "at 8000 to 768000 Hz can be read\n");
+    EXPECT_EQ(read.err, report.err);
+}
+
 TEST_F(ReportCommandTest, AnInputIsNotReplaced) {
     const std::string before = ReadFile(File("drums.wav"));
     const ChildResult run =
