@@ -183,3 +183,14 @@ def test_the_command_line_refuses_no_shards_and_tells_of_no_audio(client: Any, m
     assert empty.stderr == (
         f"{tmp_path}/texts: no file there has an extension of audio files; --match '*' takes all files\n"
     )
+
+
+def test_a_program_of_four_lines_needs_no_guard(music: Path, tmp_path: Path) -> None:
+    program = tmp_path / "program.py"
+    program.write_text(f"""
+from qelaudio import corpus
+found = corpus.run({str(music)!r}, "features", qel={QEL!r}, readings="loudness", shards=1)
+print(found.statuses)
+""")
+    done = subprocess.run([sys.executable, program], cwd=tmp_path, capture_output=True, text=True)
+    assert (done.returncode, done.stdout, done.stderr) == (0, "{'ok': 3}\n", "")

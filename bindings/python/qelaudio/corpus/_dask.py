@@ -36,10 +36,13 @@ def client_of(client: Any, verbose: bool) -> Iterator[Any]:
         with _connected(client) as opened:
             yield opened
     else:
+        # Threads: the tool has processes of its own anyway, and processes of Dask would run a program
+        # that calls this without "if __name__" once more.
         with (
             LocalCluster(
-                n_workers=len(os.sched_getaffinity(0)),
-                threads_per_worker=1,
+                n_workers=1,
+                threads_per_worker=len(os.sched_getaffinity(0)),
+                processes=False,
                 dashboard_address=":0",
                 silence_logs=logging.INFO if verbose else logging.CRITICAL,
             ) as cluster,
