@@ -4,8 +4,10 @@ from __future__ import annotations
 
 import logging
 import os
+import signal
 import subprocess
 import sys
+import time
 from collections.abc import Iterator
 from pathlib import Path
 from typing import Any
@@ -194,3 +196,16 @@ print(found.statuses)
 """)
     done = subprocess.run([sys.executable, program], cwd=tmp_path, capture_output=True, text=True)
     assert (done.returncode, done.stdout, done.stderr) == (0, "{'ok': 3}\n", "")
+
+
+def test_a_run_that_is_interrupted_ends_its_tools(music: Path, tmp_path: Path) -> None:
+    slow = tool(tmp_path, 'case "$*" in *--shard*) exec sleep 30 ;; esac')
+    command = [sys.executable, "-m", "qelaudio.corpus", str(music), "--out", str(tmp_path / "out"), "--qel", str(slow)]
+    run = subprocess.Popen([*command, "--shards", "1"], stderr=subprocess.PIPE, text=True)
+    while not (tmp_path / "calls").exists() or not any("--shard" in call for call in calls_of(tmp_path)):
+        time.sleep(0.05)
+    begin = time.monotonic()
+    run.send_signal(signal.SIGINT)
+    complaint = run.communicate()[1]
+    assert time.monotonic() - begin < 20
+    assert (run.returncode, complaint) == (130, "qelaudio.corpus: stopped; the same command continues\n")

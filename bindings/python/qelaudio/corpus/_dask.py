@@ -10,7 +10,7 @@ from collections.abc import Callable, Iterator, Sequence
 from dataclasses import dataclass
 from typing import Any
 
-from qelaudio.corpus._shards import RunError
+from qelaudio.corpus._shards import RunError, stop_tools
 
 #: Times that a task which has failed is tried again.
 RETRIES = 3
@@ -48,7 +48,11 @@ def client_of(client: Any, verbose: bool) -> Iterator[Any]:
             ) as cluster,
             Client(cluster) as opened,
         ):
-            yield opened
+            try:
+                yield opened
+            except BaseException:
+                stop_tools()  # or the end of the cluster would wait for them
+                raise
 
 
 @dataclass(frozen=True)

@@ -13,6 +13,7 @@ from qelaudio._errors import Error
 
 #: Exit status of the tool for a command that it refuses. To try again would not help.
 USAGE = 2
+_RUNNING: set[subprocess.Popen[bytes]] = set()
 
 
 @dataclass(frozen=True)
@@ -65,15 +66,29 @@ def call(qel: str, arguments: Iterable[str], directory: str) -> tuple[int, str]:
     tool = shutil.which(qel)
     if tool is None:
         return USAGE, f"{qel}: there is no such program; install qel, or pass its path"
-    done = subprocess.run(
+    with subprocess.Popen(
         [*_ends_with_parent(), tool, *arguments],
         cwd=directory,
         stdin=subprocess.DEVNULL,
         stdout=subprocess.DEVNULL,
         stderr=subprocess.PIPE,
-    )
-    complaint = done.stderr.decode("utf-8", "backslashreplace").strip()
-    return done.returncode, complaint.removeprefix("qel: ")
+    ) as process:
+        _RUNNING.add(process)
+        try:
+            told = process.communicate()[1]
+        except BaseException:
+            process.kill()
+            raise
+        finally:
+            _RUNNING.discard(process)
+    complaint = told.decode("utf-8", "backslashreplace").strip()
+    return process.returncode, complaint.removeprefix("qel: ")
+
+
+def stop_tools() -> None:
+    """Ends the tools that threads of this process wait for. Their shards can be continued."""
+    for process in list(_RUNNING):
+        process.terminate()
 
 
 def make_list(command: Command, path: str) -> str:
