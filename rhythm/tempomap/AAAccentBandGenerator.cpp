@@ -107,6 +107,7 @@ void AAAccentBandGenerator::AllocateBuffers() {
                                                   false, false, mSampleRate);
     mSpectralProcessor = mGammaBank;
     mSpectralProcessor->SetSpectralFunction(AccentSpectralFun, this);
+    mSpectralProcessor->SetKeepsAudioFrames(false);
     mSpectralProcessor->HanningWindow();
 
     mCompressedList = NewBuffer("compressed buffer", kGammaBands * kFloat);

@@ -181,11 +181,16 @@ void AATempoMapGenerator::MakeResponses(UInt32 buffer, float accent) {
     const auto* const rows =
         reinterpret_cast<const float*>(mResponseRing->SlotOfFrame(static_cast<SInt32>(buffer), 0));
     const auto time = static_cast<SInt64>(mRingTime.mSampleTime);
-    auto slot = static_cast<UInt32>(time % mLagCount);
-    for (UInt32 i = 0; i < mLagCount; ++i) {
-        slot = slot > 0 ? slot - 1 : mLagCount - 1;
-        const float past = rows[std::size_t{slot} * mLagCount + i];
-        outputs[i] = mFeedback[i] * past + mFeedforward[i] * accent;
+    const auto slot = static_cast<UInt32>(time % mLagCount);
+    const std::size_t step = std::size_t{mLagCount} - 1;
+    // Comb i finds its output i + 1 slots before: a diagonal, which goes on in the last slot.
+    std::size_t past = slot * std::size_t{mLagCount} - mLagCount;
+    for (UInt32 i = 0; i < slot; ++i, past -= step) {
+        outputs[i] = mFeedback[i] * rows[past] + mFeedforward[i] * accent;
+    }
+    past = step * mLagCount + slot;
+    for (UInt32 i = slot; i < mLagCount; ++i, past -= step) {
+        outputs[i] = mFeedback[i] * rows[past] + mFeedforward[i] * accent;
     }
 }
 

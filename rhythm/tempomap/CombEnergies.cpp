@@ -25,6 +25,22 @@ UInt32 CombEnergies::SlotBefore(UInt32 slot, UInt32 samples) const {
     return slot >= samples ? slot - samples : slot + (mLagCount - samples);
 }
 
+// energies[i] = the value of comb i in the slot of i samples ago. The slots go down to the first
+// one, and on from the last one.
+void CombEnergies::CopyDiagonal(float* energies, UInt32 from) const {
+    const UInt32 last = std::max(mNextSlot + 1, from);
+    const float* const values = mRows.get();
+    const std::size_t step = std::size_t{mLagCount} - 1;
+    std::size_t at = mNextSlot * std::size_t{mLagCount} - from * step;
+    for (UInt32 i = from; i < last; ++i, at -= step) {
+        energies[i] = values[at];
+    }
+    at = (mNextSlot + std::size_t{mLagCount}) * mLagCount - last * step;
+    for (UInt32 i = last; i < mLagCount; ++i, at -= step) {
+        energies[i] = values[at];
+    }
+}
+
 void CombEnergies::Sum(float* energies) const {
     const UInt32 inChunk = mNextSlot % kChunk; // samples of the chunk at hand
     const UInt32 chunkStart = mNextSlot - inChunk;
@@ -38,11 +54,7 @@ void CombEnergies::Sum(float* energies) const {
         }
     }
     // The others take the rest of the chunk that their oldest sample lies in,
-    UInt32 slot = SlotBefore(mNextSlot, shortLags);
-    for (UInt32 i = shortLags; i < mLagCount; ++i) {
-        energies[i] = Row(slot)[i];
-        slot = SlotBefore(slot, 1);
-    }
+    CopyDiagonal(energies, shortLags);
     // all chunks in between,
     for (UInt32 back = kChunk; inChunk + back + 1 < mLagCount; back += kChunk) {
         AddTo(energies, Row(SlotBefore(chunkStart, back)), inChunk + back + 1, mLagCount);

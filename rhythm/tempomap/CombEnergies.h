@@ -30,6 +30,7 @@ public:
 private:
     float* Row(UInt32 slot) const { return mRows.get() + std::size_t{slot} * mLagCount; }
     UInt32 SlotBefore(UInt32 slot, UInt32 samples) const; // samples up to mLagCount
+    void CopyDiagonal(float* energies, UInt32 from) const;
     void CloseChunk(UInt32 firstSlot);
 
     UInt32 mLagCount = 0;

@@ -93,6 +93,15 @@ TEST(FindPeaksInVectorTest, APeakStandsOutByMoreThanTheMargin) {
     EXPECT_EQ(PeaksOf(x, {.margin = 0.5f}).indices, Indices{});
 }
 
+TEST(FindPeaksInVectorTest, AWindowOfOneLooksBackAlone) {
+    EXPECT_EQ(PeaksOf({0, 1, 2, 3, 0}, {.window = 1}).indices, (Indices{1, 3}));
+}
+
+TEST(FindPeaksInVectorTest, AWindowOfOneLooksBackAloneAlsoBeforeNotANumber) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_EQ(PeaksOf({0, 1, nan, 0, 0}, {.window = 1}).indices, Indices{1});
+}
+
 TEST(FindPeaksInVectorTest, AWindowOfNothingAndOneBeyondTheEndFindNothing) {
     const std::vector<float> x = Spikes(20, {{8, 1}});
     EXPECT_EQ(PeaksOf(x, {.window = 0}).indices, Indices{});
