@@ -62,6 +62,31 @@ TEST(FindLocalMaximaTest, ShortVectorsHaveNone) {
     EXPECT_EQ(MaximaOf({1, 5, 1}, -1).mIndices.size(), 1u);
 }
 
+TEST(FindLocalMaximaTest, AllMaximaOfALongVectorAreFound) {
+    for (const std::size_t period : {2u, 3u, 127u, 128u, 129u}) {
+        std::vector<float> data(1000, 0.0f);
+        std::vector<unsigned int> expected;
+        for (std::size_t i = 1; i + 1 < data.size(); i += period) {
+            data[i] = static_cast<float>(i);
+            expected.push_back(static_cast<unsigned int>(i));
+        }
+        const Maxima maxima = MaximaOf(data, 0);
+        EXPECT_EQ(maxima.mIndices, expected) << period;
+        EXPECT_EQ(maxima.mValues, std::vector<float>(expected.begin(), expected.end())) << period;
+    }
+}
+
+TEST(FindLocalMaximaTest, NothingIsWrittenAfterTheLastMaximum) {
+    const std::vector<float> data{0, 1, 0, 2, 1, 0};
+    std::vector<unsigned int> indices(3, 77);
+    std::vector<float> values(3, 7);
+    unsigned int count = 0;
+    FindLocalMaxima(data.data(), 6, indices.data(), values.data(), count, 0);
+    EXPECT_EQ(count, 2u);
+    EXPECT_EQ(indices, (std::vector<unsigned int>{1, 3, 77}));
+    EXPECT_EQ(values, (std::vector<float>{1, 2, 7}));
+}
+
 TEST(FindLocalMaximaTest, ResultsAreAppended) {
     const float data[] = {0, 1, 0};
     unsigned int indices[2] = {77, 0};
