@@ -7,6 +7,7 @@
 // frame before. Zeroing it changes the values of all frames with few peaks.
 
 #include "descriptors/AABagOfPropertiesGenerator.h"
+#include "descriptors/PairSums.h"
 #include "descriptors/RoughnessCurves.h"
 #include "spectral/VectorHelpers.h"
 
@@ -29,18 +30,20 @@ constexpr float kRise = 5.0f;
 constexpr float kFall = -5.0f;
 
 // The sum of curve[i] times the lesser of `limit` and amplitudes[i]. Several sums side by side, so
-// that they run in vector lanes.
-float LimitedDotProduct(std::span<const float> curve, const float* amplitudes, float limit) {
+// that they run in vector lanes. The amplitudes are not negative, and 0 from `used` on, where
+// nothing is added.
+float LimitedDotProduct(std::span<const float> curve, const float* amplitudes, std::size_t used,
+                        float limit) {
     constexpr std::size_t kLanes = 8;
     float sums[kLanes] = {};
-    std::size_t i = 0;
-    for (; i + kLanes <= curve.size(); i += kLanes) {
+    const std::size_t inLanes = curve.size() / kLanes * kLanes; // the others all go to one sum
+    for (std::size_t i = 0; i < std::min(used, inLanes); i += kLanes) {
         for (std::size_t lane = 0; lane < kLanes; ++lane) {
-            sums[lane] += curve[i + lane] * std::min(limit, amplitudes[i + lane]);
+            sums[lane] += curve[i + lane] * std::min(amplitudes[i + lane], limit);
         }
     }
-    for (; i < curve.size(); ++i) {
-        sums[0] += curve[i] * std::min(limit, amplitudes[i]);
+    for (std::size_t i = inLanes; i < std::min(used, curve.size()); ++i) {
+        sums[0] += curve[i] * std::min(amplitudes[i], limit);
     }
     return std::accumulate(std::begin(sums), std::end(sums), 0.0f);
 }
@@ -136,17 +139,14 @@ float AABagOfPropertiesGenerator::ComputeDissonance() {
         mPeakIndicators[b[i]] = 1.0f;
         mPeakAmplitudes[b[i]] = p[b[i]];
     }
+    const float fall = SumOfFastPairs(*mRoughnessCurves, {b, mNumPeaks}, mPeakIndicators);
     float rise = 0.0f;
-    float fall = 0.0f;
     for (UInt32 i = 0; i + 1 < mNumPeaks; ++i) {
         const UInt32 above = b[i] + 1;
-        const std::span<const float> fast = mRoughnessCurves->FastFrom(b[i], b[i + 1] - b[i]);
-        float pairs = 0.0f;
-        vDSP_dotpr(fast.data(), 1, mPeakIndicators + above, 1, &pairs, fast.size());
-        fall += pairs;
         if (p[b[i]] != 0.0f) {
-            rise +=
-                LimitedDotProduct(mRoughnessCurves->Slow(b[i]), mPeakAmplitudes + above, p[b[i]]);
+            const UInt32 used = std::max(mNumPeaks, above) - above; // p is zero from mNumPeaks on
+            rise += LimitedDotProduct(mRoughnessCurves->Slow(b[i]), mPeakAmplitudes + above, used,
+                                      p[b[i]]);
         }
     }
     return kRise * rise + kFall * fall;

@@ -3,8 +3,6 @@
 #include "elementary/Functions.h"
 #include "spectral/VectorHelpers.h"
 
-#include <algorithm>
-
 namespace qel::core {
 
 namespace {
@@ -22,11 +20,6 @@ constexpr float kNegligibleExponent = -25.0f;
 RoughnessCurves::RoughnessCurves(UInt32 bins, UInt32 frameSize, float sampleRate)
     : mSlow(Tabled(kSlowDecay, bins, frameSize, sampleRate)),
       mFast(Tabled(kFastDecay, bins, frameSize, sampleRate)) {}
-
-std::span<const float> RoughnessCurves::FastFrom(UInt32 bin, UInt32 nearest) const {
-    const std::span<const float> curve = mFast.Of(bin);
-    return curve.first(std::min(curve.size(), nearest + mFast.reaches[bin]));
-}
 
 RoughnessCurves::Curves RoughnessCurves::Tabled(float decay, UInt32 bins, UInt32 frameSize,
                                                 float sampleRate) {
@@ -49,6 +42,7 @@ RoughnessCurves::Curves RoughnessCurves::Tabled(float decay, UInt32 bins, UInt32
         curves.reaches.push_back(reach + 1);
         curves.ends.push_back(curves.values.size());
     }
+    curves.values.resize(curves.values.size() + kReadable);
     return curves;
 }
 

@@ -2,6 +2,8 @@
 
 #include <QelAudioAnalysis.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <span>
 #include <vector>
 
@@ -27,7 +29,13 @@ public:
 
     // The part of Fast(bin) that counts beside a pair `nearest` bins apart: behind it values are
     // below e^-25 of that one's.
-    std::span<const float> FastFrom(UInt32 bin, UInt32 nearest) const;
+    // Reads of kReadable floats from anywhere in a curve on stay in its memory.
+    std::span<const float> FastFrom(UInt32 bin, UInt32 nearest) const {
+        const std::span<const float> curve = mFast.Of(bin);
+        return curve.first(std::min(curve.size(), nearest + mFast.reaches[bin]));
+    }
+
+    static constexpr std::size_t kReadable = 32;
 
 private:
     // One curve per bin, one after the other.
