@@ -89,18 +89,22 @@ std::complex<double> ToneSpectrum::At(UInt32 place) const {
 // The sum over n of window[n] e^(i angle n): three geometric series about the middle of the kernel,
 // where those of the window's two sines have the opposite sign.
 std::complex<double> ToneSpectrum::Windowed(double angle) const {
-    const auto [s, c] = SinCos(0.5 * angle);
-    const auto [sl, cl] = SinCos(0.5 * angle * mLength);
+    const SineAndCosine half = SinCos(0.5 * angle);
+    const SineAndCosine whole = SinCos(0.5 * angle * mLength);
     const auto ratio = [&](double sign) {
         const double windowSine = sign * mHalfWindowSine;
         const double sideSine = sign * mSideSine;
-        return Ratio(sl * mSideCosine + cl * sideSine, cl * mSideCosine - sl * sideSine,
-                     s * mHalfWindowCosine + c * windowSine, c * mHalfWindowCosine - s * windowSine,
-                     mLength);
+        return Ratio(whole.sine * mSideCosine + whole.cosine * sideSine,
+                     whole.cosine * mSideCosine - whole.sine * sideSine,
+                     half.sine * mHalfWindowCosine + half.cosine * windowSine,
+                     half.cosine * mHalfWindowCosine - half.sine * windowSine, mLength);
     };
-    const double sum = kMean * Ratio(sl, cl, s, c, mLength) + kSide * (ratio(1.0) + ratio(-1.0));
+    const double middle = Ratio(whole.sine, whole.cosine, half.sine, half.cosine, mLength);
+    const double sum = kMean * middle + kSide * (ratio(1.0) + ratio(-1.0));
     // e^(i angle (length - 1) / 2).
-    return Product({cl * c + sl * s, sl * c - cl * s}, sum / mLength);
+    return Product({whole.cosine * half.cosine + whole.sine * half.sine,
+                    whole.sine * half.cosine - whole.cosine * half.sine},
+                   sum / mLength);
 }
 
 // i times the sum over the blocks of their differences, each turned as its middle is: four

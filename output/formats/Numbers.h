@@ -1,19 +1,36 @@
 #pragma once
 
+#include "output/formats/FloatText.h"
+
 #include <fmt/compile.h>
 #include <fmt/format.h>
 
 #include <cmath>
+#include <cstddef>
 #include <iterator>
+#include <string_view>
 
 namespace qel::output {
+
+// A finite number.
+template <typename Number>
+void AppendFinite(fmt::memory_buffer& buffer, Number value) {
+    fmt::format_to(std::back_inserter(buffer), FMT_COMPILE("{}"), value);
+}
+
+inline void AppendFinite(fmt::memory_buffer& buffer, float value) {
+    const std::size_t size = buffer.size();
+    buffer.resize(size + kMostFloatChars);
+    const char* const end = WriteFloat(buffer.data() + size, value);
+    buffer.resize(static_cast<std::size_t>(end - buffer.data()));
+}
 
 // Numbers as text: the shortest digits that read back as the same number, with a point whatever the
 // locale. JSON has no word for numbers that are not finite: they become null.
 template <typename Number>
 void AppendJsonNumber(fmt::memory_buffer& buffer, Number value) {
     if (std::isfinite(value)) {
-        fmt::format_to(std::back_inserter(buffer), FMT_COMPILE("{}"), value);
+        AppendFinite(buffer, value);
     } else {
         buffer.append(std::string_view("null"));
     }
@@ -22,10 +39,12 @@ void AppendJsonNumber(fmt::memory_buffer& buffer, Number value) {
 // In CSV, what is not finite reads nan, inf or -inf.
 template <typename Number>
 void AppendCsvNumber(fmt::memory_buffer& buffer, Number value) {
-    if (std::isnan(value)) {
+    if (std::isfinite(value)) {
+        AppendFinite(buffer, value);
+    } else if (std::isnan(value)) {
         buffer.append(std::string_view("nan")); // whatever its sign
     } else {
-        fmt::format_to(std::back_inserter(buffer), FMT_COMPILE("{}"), value);
+        buffer.append(std::string_view(value < 0 ? "-inf" : "inf"));
     }
 }
 
