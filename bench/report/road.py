@@ -55,7 +55,7 @@ ROWS = {
     READ: ("ffmpeg -i FILE -f null -",
            "half of it is the loudness, most of that the true peak; then tempo and bars, key, bandwidth"),
     CSV: ("all keys alone, first minute of a process",
-          "39 million numbers as text, and writing 390 MB of it"),
+          "40 million numbers as text, and writing 390 MB of it"),
     READ_SAMPLES: ("the readings alone, a new reader for each sample",
                    "opening the file: FFmpeg looks for other codecs in 16-bit WAV files"),
     ANALYZE_SAMPLES: ("the keys alone, one analyzer that is reset",
