@@ -7,9 +7,11 @@ import logging
 import os
 import sqlite3
 from collections.abc import Callable, Iterator, Sequence
+from concurrent.futures import CancelledError
 from dataclasses import dataclass
 from typing import Any
 
+from qelaudio._errors import Error
 from qelaudio.corpus._shards import RunError, stop_tools
 
 #: Times that a task which has failed is tried again.
@@ -26,8 +28,41 @@ def _connected(address: str) -> Any:
 
 
 @contextlib.contextmanager
+def _telling(client: Any) -> Iterator[None]:
+    """Says that the scheduler was lost.
+
+    A client without its scheduler cancels all futures. Its calls then fail with errors of any kind.
+    """
+    from distributed.comm import CommClosedError
+
+    address = getattr(client.scheduler, "address", "Dask")
+    try:
+        yield
+    except Error:
+        raise
+    except Exception as error:
+        if isinstance(error, (CancelledError, CommClosedError)) or client.status != "running":
+            raise RunError(
+                f"{address}: lost the scheduler; start it if it has ended, and run the same command again"
+            ) from None
+        raise
+
+
+@contextlib.contextmanager
 def client_of(client: Any, verbose: bool) -> Iterator[Any]:
-    """The given client, one of a scheduler at an address, or one of a cluster of this machine."""
+    """The given client, one of a scheduler at an address, or one of a cluster of this machine.
+
+    Raises
+    ------
+    RunError
+        If the scheduler does not answer, or is lost before the client is closed.
+    """
+    with _opened(client, verbose) as opened, _telling(opened):
+        yield opened
+
+
+@contextlib.contextmanager
+def _opened(client: Any, verbose: bool) -> Iterator[Any]:
     from distributed import Client, LocalCluster
 
     if client is not None and not isinstance(client, str):
