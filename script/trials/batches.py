@@ -1,5 +1,6 @@
 """Runs of `qel batch`, whole ones and killed ones."""
 
+import contextlib
 import os
 import signal
 import subprocess
@@ -10,10 +11,12 @@ from trials import fail
 
 
 def children(pid):
-    try:
-        return [int(text) for text in Path(f"/proc/{pid}/task/{pid}/children").read_text().split()]
-    except OSError:
-        return []
+    """The processes that any thread of a process has begun."""
+    found = []
+    with contextlib.suppress(OSError):
+        for thread in Path(f"/proc/{pid}/task").iterdir():
+            found += [int(text) for text in (thread / "children").read_text().split()]
+    return found
 
 
 class Runs:

@@ -87,7 +87,7 @@ class Cluster:
 
     def _start(self, name, host, *words):
         folder = self.folder(name)
-        log = (self.base / f"{name}.log").open("ab")
+        log = (self.base / f"{name}.log").open("wb" if name == "driver" else "ab")
         self.processes[name] = subprocess.Popen(
             host.command([sys.executable, "-m", *words]), cwd=self.base, stdin=subprocess.DEVNULL, stdout=log,
             stderr=subprocess.STDOUT, start_new_session=True,
@@ -129,6 +129,7 @@ class Cluster:
         return [pid for nanny in nannies for pid in descendants(nanny) if chosen(pid)]
 
     def driver_says(self):
+        """What the last driver has printed."""
         return (self.base / "driver.log").read_text(errors="replace")
 
     def show_logs(self):
@@ -148,7 +149,7 @@ class Cluster:
             if time.monotonic() > started + seconds:
                 self.complain(f"{out}: the driver has not ended after {seconds} s")
             time.sleep(0.1)
-        if status not in (0, 1) or "Traceback" in self.driver_says():
+        if status not in (0, 1) or not self.driver_says().startswith(f"{out}: "):
             self.complain(f"{out}: the driver ended with {status}")
         return time.monotonic() - started
 

@@ -56,12 +56,13 @@ class Disturbed:
             time.sleep(0.02)
 
     def _is_success(self, status):
-        """Status 1 is that of files with errors, too; a failed run has no _SUCCESS, and tells its reason in one line."""
-        if "Traceback" in self.cluster.driver_says():
-            self.cluster.complain(f"{self.out}: the driver has shown a traceback")
-        if status in (0, 1) and (self.cluster.base / self.out / "_SUCCESS").exists():
+        """A driver succeeds with one line for the dataset, is killed, or fails with one line that says why."""
+        lines = self.cluster.driver_says().splitlines()
+        if status in (0, 1) and lines and lines[0].startswith(f"{self.out}: "):
             return True
-        self.reasons += self.cluster.driver_says().splitlines()[-1:] if status > 0 else []
+        if status >= 0 and (len(lines) != 1 or not lines[0].startswith("qelaudio.corpus: ")):
+            self.cluster.complain(f"{self.out}: the driver has ended with {status} and without a line that says why")
+        self.reasons += lines if status >= 0 else []
         return False
 
 

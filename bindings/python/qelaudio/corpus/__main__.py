@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import argparse
+import logging
 import sys
 
 from qelaudio._errors import Error
@@ -40,6 +41,13 @@ def _parser() -> argparse.ArgumentParser:
     return parser
 
 
+def _quiet_client() -> None:
+    """Dask logs tracebacks of a lost connection. The run ends with a line that says the same."""
+    import distributed  # sets the levels of its loggers  # noqa: F401
+
+    logging.getLogger("distributed.client").setLevel(logging.CRITICAL)
+
+
 def main() -> int:
     """The exit status is that of ``qel batch``: 1 if a file has an error, if there are no files, or if
     the run has failed."""
@@ -47,6 +55,7 @@ def main() -> int:
     chosen = vars(parser.parse_args())
     if not chosen["sources"] and not chosen["files_from"]:
         parser.error("no files; name files or directories, or a list with --files-from")
+    _quiet_client()
     try:
         corpus = run(chosen.pop("sources"), chosen.pop("out"), **chosen)
     except (Error, OSError) as error:
