@@ -136,11 +136,16 @@ std::vector<std::string> Dataset::PartNames() const {
 
 void Dataset::Publish(const std::string& attempt, const Tables::Content& content) const {
     const std::string file = Parts() + '/' + attempt + ".sqlite";
-    Tables::Write(file, content);
-    if (!Exists(file)) {
-        FailByOther();
+    try {
+        Tables::Write(file, content);
+        if (!Exists(file)) {
+            FailByOther();
+        }
+        Sync(file);
+    } catch (...) { // on a full disk, half of the tables would take what the next run needs
+        unlink(file.c_str());
+        throw;
     }
-    Sync(file);
     if (std::rename(file.c_str(), TablesOf(mDirectory).c_str()) != 0) {
         if (errno == ENOENT) {
             FailByOther();

@@ -1,5 +1,6 @@
 // Files that cost their worker, and what a run makes of them.
 
+#include "batch/dataset/Dataset.h"
 #include "output/files/OutputError.h"
 #include "tests/batch/FakeRun.h"
 
@@ -60,6 +61,22 @@ TEST(BatchFaultsTest, ADatasetThatIsRemovedDuringTheRunIsSaid) {
                   run.Dataset() + ": it was removed meanwhile; run the command again");
     }
     EXPECT_FALSE(std::filesystem::exists(run.Dataset()));
+}
+
+TEST(BatchFaultsTest, TablesThatCouldNotBeWrittenLeaveNothing) {
+    const FakeRun run;
+    run.Add("a", "ok");
+    batch::RunBatch(run.Setup());
+    const batch::Settings settings = batch::Dataset::SettingsOf(run.Dataset());
+    const batch::Dataset dataset(run.Dataset(), settings);
+    const batch::Tables::Content content{
+        .dataset = run.Dataset(),
+        .settings = settings,
+        .list = {},
+        .readings = {},
+        .rows = [](const auto&) { throw output::OutputError("the disk is full"); }};
+    EXPECT_THROW(dataset.Publish("attempt", content), output::OutputError);
+    EXPECT_TRUE(dataset.PartNames().empty());
 }
 
 TEST(BatchFaultsTest, AFileThatHangsCostsItselfAlone) {
