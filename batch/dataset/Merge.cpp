@@ -3,6 +3,7 @@
 #include "batch/Refusal.h"
 #include "batch/dataset/Dataset.h"
 #include "output/files/Interrupt.h"
+#include "output/files/OutputError.h"
 #include "output/formats/Texts.h"
 
 #include <fmt/format.h>
@@ -112,7 +113,8 @@ void TakeArrays(const std::string& from, const std::string& to, const std::strin
         std::filesystem::copy_file(source, target,
                                    std::filesystem::copy_options::overwrite_existing, error);
         if (error) {
-            throw Refusal(fmt::format("{}: cannot copy {}: {}", from, name, error.message()));
+            throw output::OutputError(
+                fmt::format("{}: cannot copy {} to {}: {}", from, name, to, error.message()));
         }
     }
 }

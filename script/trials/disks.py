@@ -14,6 +14,9 @@ from trials.tables import require_same_tables
 
 FULL = re.compile("No space left on device|database or disk is full")
 
+#: A disk that has been enlarged so often has three times what the dataset takes.
+MOST_ATTEMPTS = 36
+
 
 class Disk:
     """A small disk at a directory."""
@@ -60,6 +63,8 @@ def until_done(disk, step, attempt, what):
         if str(disk.path.name) not in lines[0]:
             fail(f"{what}, {disk.kib} KiB: the line does not say which disk: {lines}")
         full += 1
+        if full > MOST_ATTEMPTS:
+            fail(f"{what}: is full even with {disk.kib} KiB")
         disk.grow(step)
     return full
 

@@ -2,6 +2,7 @@
 
 #include "batch/Refusal.h"
 #include "batch/dataset/Merge.h"
+#include "output/files/OutputError.h"
 #include "tests/batch/FakeRun.h"
 
 #include <fmt/format.h>
@@ -75,6 +76,21 @@ TEST_F(BatchShardsTest, JoinedShardsAreTheDatasetOfOneRun) {
     mRun.Begun();
     batch::RunBatch(mRun.Setup("merged"));
     EXPECT_TRUE(mRun.Begun().empty()) << "a run without shards goes on with it";
+}
+
+// A full disk, for one, can be mended: this is no wrong command, and its status is not 2.
+TEST_F(BatchShardsTest, ArraysThatCannotBeCopiedAreAFaultOfTheOutput) {
+    AddFiles(2);
+    batch::RunBatch(Shard(1, 1));
+    std::filesystem::create_directories(mRun.Dataset("merged/parts"));
+    WriteFile(mRun.Dataset("merged/arrays"), "no directory");
+    try {
+        batch::Merge({mRun.Dataset("shard1")}, mRun.Dataset("merged"));
+        ADD_FAILURE() << "there is no place for arrays";
+    } catch (const output::OutputError& error) {
+        EXPECT_NE(std::string(error.what()).find(mRun.Dataset("merged") + ": "), std::string::npos)
+            << error.what();
+    }
 }
 
 TEST_F(BatchShardsTest, MoreShardsThanFilesAreFine) {

@@ -55,7 +55,8 @@ def main() -> int:
     chosen = vars(parser.parse_args())
     if not chosen["sources"] and not chosen["files_from"]:
         parser.error("no files; name files or directories, or a list with --files-from")
-    _quiet_client()
+    if not chosen["verbose"]:
+        _quiet_client()
     try:
         corpus = run(chosen.pop("sources"), chosen.pop("out"), **chosen)
     except (Error, OSError) as error:
