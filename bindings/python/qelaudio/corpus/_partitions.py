@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import contextlib
 import os
+import sqlite3
 from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import dataclass
 from typing import Any
@@ -14,6 +15,7 @@ import pyarrow.parquet as pq
 
 from qelaudio._keys import Key
 from qelaudio.corpus import _keytables
+from qelaudio.corpus._shards import RunError
 from qelaudio.corpus._storage import Place
 from qelaudio.corpus._tables import PARTITION, Rename, batches, id_of, open_tables, schema_of, text_of
 
@@ -61,16 +63,27 @@ def tables_of(merged: str) -> str:
 
 
 def write_index(merged: str, index: str, rename: Rename) -> None:
-    """Makes a table of identities, sorted by them, so that each partition reads its files alone."""
+    """Makes a table of identities, sorted by them, so that each partition reads its files alone.
+
+    Raises
+    ------
+    RunError
+        If it cannot be written. Nothing of it is left.
+    """
     with contextlib.suppress(FileNotFoundError):
         os.remove(index)
-    with contextlib.closing(open_tables(index, writes=True)) as database:
-        database.create_function("id_of", 1, lambda path: id_of(rename(path)))
-        database.execute("PRAGMA journal_mode=OFF")
-        database.execute("ATTACH ? AS merged", (tables_of(merged),))
-        database.execute("CREATE TABLE ids(id TEXT PRIMARY KEY, path) WITHOUT ROWID")
-        database.execute("INSERT INTO ids SELECT id_of(path) AS id, path FROM merged.files ORDER BY id")
-        database.commit()
+    try:
+        with contextlib.closing(open_tables(index, writes=True)) as database:
+            database.create_function("id_of", 1, lambda path: id_of(rename(path)))
+            database.execute("PRAGMA journal_mode=OFF")
+            database.execute("ATTACH ? AS merged", (tables_of(merged),))
+            database.execute("CREATE TABLE ids(id TEXT PRIMARY KEY, path) WITHOUT ROWID")
+            database.execute("INSERT INTO ids SELECT id_of(path) AS id, path FROM merged.files ORDER BY id")
+            database.commit()
+    except sqlite3.Error as error:
+        with contextlib.suppress(OSError):
+            os.remove(index)
+        raise RunError(f"{index}: cannot write: {error}") from None
 
 
 def prefixes(merged: str, index: str) -> list[str]:

@@ -16,6 +16,7 @@ import fsspec
 
 from qelaudio._errors import Error
 from qelaudio.corpus._shards import Command, RunError, Shard, analyze
+from qelaudio.corpus._storage import Place
 
 #: Ends of names that files with audio have, as `qel batch` knows them.
 ENDS = frozenset(
@@ -188,10 +189,8 @@ def analyze_copies(copies: Copies) -> str:
         try:
             _fetch(copies, folder)
         except OSError as error:
-            raise RunError(f"shard {copies.shard.index}/{copies.shard.count}: cannot fetch: {error}") from error
+            raise RunError(f"shard {copies.shard.index}/{copies.shard.count}: cannot fetch to {folder}: {error}") from error
         refusal = analyze(replace(copies.command, directory=folder), copies.shard)
     if not refusal:
-        with open(f"{stamp}.{os.getpid()}", "w") as file:
-            file.write(digest)
-        os.replace(file.name, stamp)
+        Place(os.path.dirname(stamp)).write(os.path.basename(stamp), digest)
     return refusal

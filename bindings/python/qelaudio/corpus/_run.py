@@ -351,6 +351,8 @@ def run(
     folder = _work_of(place, work)
     merged = os.path.join(folder, "merged")
     with _alone(folder):
+        for each in (place, Place(folder)):
+            each.sweep()
         listing = _list_all(request, folder)
         with client_of(client, verbose) as opened:
             count = _count_of(folder, shards, opened)

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import contextlib
+import glob
 import os
 import uuid
 from collections.abc import Iterable, Iterator, Mapping
@@ -11,6 +12,8 @@ from functools import cached_property
 from typing import IO, Any
 
 import fsspec
+
+from qelaudio.corpus._shards import RunError
 
 #: Names that begin like this are no data to readers of Parquet datasets.
 HIDDEN = (".", "_")
@@ -85,6 +88,11 @@ class Place:
         """A new file, which gets its name when it is whole and replaces an earlier one.
 
         Object stores show a file when it is closed. A local one has another name until then.
+
+        Raises
+        ------
+        RunError
+            If it cannot be written, such as on a full disk. Nothing of it is left.
         """
         target = self.full(name)
         folder = os.path.dirname(target)
@@ -94,8 +102,10 @@ class Place:
         try:
             yield file
             file.close()
-        except BaseException:
+        except BaseException as error:
             self._drop(file, begun)
+            if isinstance(error, OSError) and error.filename is None:  # of a write: it names no file
+                raise RunError(f"{self.address}: cannot write {name}: {error.strerror or error}") from None
             raise
         if self.is_local:
             os.replace(begun, target)
@@ -106,9 +116,16 @@ class Place:
         if not self.is_local:
             file.discard()
             return
-        file.close()
+        with contextlib.suppress(OSError):  # on a full disk, what is still in its buffer
+            file.close()
         with contextlib.suppress(OSError):
             os.remove(begun)
+
+    def sweep(self) -> None:
+        """Removes the files of this directory that killed processes have begun."""
+        for path in glob.glob(f"{glob.escape(self.path)}/.*.begun") if self.is_local else ():
+            with contextlib.suppress(OSError):
+                os.remove(path)
 
     def write(self, name: str, text: str) -> None:
         """Writes a whole file."""
