@@ -3,27 +3,16 @@
 import contextlib
 import os
 import signal
-import socket
 import subprocess
 import sys
 import time
 from pathlib import Path
 
-from trials import fail
+from trials import fail, free_ports
 from trials.batches import children
 
 #: A run without a fault that takes longer hangs.
 RUN_SECONDS = 180
-
-
-def free_ports(count):
-    sockets = [socket.socket() for _ in range(count)]
-    for each in sockets:
-        each.bind(("127.0.0.1", 0))
-    ports = [each.getsockname()[1] for each in sockets]
-    for each in sockets:
-        each.close()
-    return ports
 
 
 def descendants(pid):

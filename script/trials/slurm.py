@@ -9,7 +9,7 @@ import sys
 import time
 from pathlib import Path
 
-from trials import fail
+from trials import fail, free_ports
 
 CONFIGURATION = """
 ClusterName=check
@@ -49,16 +49,6 @@ def what_is_missing():
     return "" if os.geteuid() == 0 else "needs root"
 
 
-def free_ports(count):
-    sockets = [socket.socket() for _ in range(count)]
-    for each in sockets:
-        each.bind(("127.0.0.1", 0))
-    ports = [each.getsockname()[1] for each in sockets]
-    for each in sockets:
-        each.close()
-    return ports
-
-
 class Slurm:
     """A controller and two nodes."""
 
@@ -79,6 +69,9 @@ class Slurm:
             self.processes[name] = subprocess.Popen(command, env=self.environment, stdout=log, stderr=log,
                                                     start_new_session=True)
 
+    def start_controller(self):
+        self.start("slurmctld", "slurmctld", "-D", "-i")
+
     def start_node(self, name):
         (self.base / f"{name}.spool").mkdir(exist_ok=True)
         self.start(name, "slurmd", "-D", "-N", name)
@@ -88,7 +81,7 @@ class Slurm:
                    f"--key-file={self.base}/munge.key", f"--pid-file={self.base}/munge.pid",
                    f"--seed-file={self.base}/munge.seed", f"--log-file={self.base}/munge.log")
         self.wait_for("munge", lambda: (self.base / "munge.socket").exists())
-        self.start("slurmctld", "slurmctld", "-D", "-i")
+        self.start_controller()
         self.start_node("node1")
         self.start_node("node2")
         self.wait_for("two idle nodes", lambda: self.say("sinfo", "-h", "-N", "-o", "%t").split() == ["idle"] * 2)

@@ -124,6 +124,11 @@ class _Writer:
         self._flush()
         self._writer.close()
 
+    def abandon(self) -> None:
+        """Ends the writer while its file is open: later, it would complain on standard error."""
+        with contextlib.suppress(Exception):
+            self._writer.close()
+
 
 def name_of(table: str, prefix: str) -> str:
     """The file of a partition. The letter keeps readers from taking digits for numbers."""
@@ -139,8 +144,12 @@ def table_names(keys: Iterable[Key]) -> list[str]:
 def _writing(partition: Partition, table: str, schema: Any) -> Iterator[_Writer]:
     with partition.out.writing(name_of(table, partition.prefix)) as file:
         writer = _Writer(file, schema)
-        yield writer
-        writer.close()
+        try:
+            yield writer
+            writer.close()
+        except BaseException:
+            writer.abandon()
+            raise
 
 
 def _rows(tables: Any, table: str, prefix: str) -> Iterator[tuple[Any, ...]]:
