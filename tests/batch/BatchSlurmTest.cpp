@@ -162,6 +162,14 @@ TEST_F(BatchSlurmTest, ATaskThatHasFailedIsBegunAgainThreeTimes) {
     EXPECT_EQ(Calls(), "scontrol requeue 41\nscontrol requeue 42\n");
 }
 
+TEST_F(BatchSlurmTest, ATaskWhoseMessageDoesNotFitOnTheDiskIsNotTakenForComplete) {
+    WriteScript();
+    AddProgram("qel", "echo 'qel: ds: No space left on device' >&2; exit 1");
+    AddProgram("mktemp", "ln -s /dev/full errors; echo errors");
+    EXPECT_EQ(Job("shard", Task(1)).status, 1);
+    EXPECT_EQ(Calls(), "scontrol requeue 41\n");
+}
+
 TEST_F(BatchSlurmTest, ARefusedCommandIsNotTriedAgain) {
     WriteScript();
     AddProgram("qel", "echo 'qel: ds: was made with other settings' >&2; exit 2");

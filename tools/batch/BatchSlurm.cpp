@@ -39,12 +39,17 @@ again() {
     exit 1
 }
 
-# One attempt at what the options say.
+failed() {
+    [ "${SLURM_RESTART_COUNT:-0}" -ge "$failures" ] || again
+    exit 1
+}
+
+# One attempt at what the options say. Its message is written over blanks: a lost one would look like success.
 attempt() {
-    errors=$(mktemp) || exit 1
+    errors=$(mktemp) && printf '%4096s' '' >"$errors" || failed
     limit=
     mkdir -p -- "$out.shards"
-    batch "$@" 2>"$errors" &
+    batch "$@" 2<>"$errors" &
     child=$!
     trap 'limit=yes; kill -TERM "$child"' USR1
     wait "$child"
@@ -54,7 +59,7 @@ attempt() {
         rm -f "$errors"
         again
     fi
-    message=$(cat "$errors")
+    message=$(sed 's/ *$//' "$errors")
     rm -f "$errors"
     [ -z "$message" ] || printf '%s\n' "$message" >&2
     case $status in
@@ -62,8 +67,7 @@ attempt() {
         1) [ -n "$message" ] || exit 0 ;; # errors of files are rows
         2) exit 2 ;;                      # the command is refused
     esac
-    [ "${SLURM_RESTART_COUNT:-0}" -ge "$failures" ] || again
-    exit 1
+    failed
 }
 
 shard() {
