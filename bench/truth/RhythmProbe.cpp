@@ -4,11 +4,11 @@
 // in seconds (double), the number of samples (int32) and the samples (float, one channel, 44.1
 // kHz). Each gives a line of JSON:
 //
-//     {"beats": features at the true beats,
-//      "readings": [{"ratio", "beats": seconds, "figures", "steadiness", "features"}]}
+//     {EVIDENCE, "readings": [{"ratio", "beats": seconds, "figures", "steadiness", EVIDENCE}]}
 //
-// Features are those of BarFinder, by feature and beat. Without a path of beats there is no
-// reading.
+// EVIDENCE is that of BarFinder: "features", by feature and beat, "repetition", by layer and lag,
+// and "thirds". The first one is for the true beats, where there are two or more. Without a path of
+// beats there is no reading.
 
 #include "readings/rhythm/BandLevels.h"
 #include "readings/rhythm/BeatFinder.h"
@@ -19,6 +19,7 @@
 #include "readings/rhythm/Steadiness.h"
 #include "readings/stream/KeyStream.h"
 
+#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <span>
@@ -50,14 +51,23 @@ void print(std::span<const double> numbers) {
     std::printf("%s", numbers.empty() ? "[]" : "]");
 }
 
-void print(const BarFinder::Features& features) {
+template <std::size_t kCount, class Numbers>
+void printTable(const std::array<Numbers, kCount>& table) {
     const char* before = "[";
-    for (const std::vector<double>& each : features) {
+    for (const Numbers& each : table) {
         std::printf("%s", before);
         print(each);
         before = ",";
     }
     std::printf("]");
+}
+
+void print(const BarFinder::Evidence& evidence) {
+    std::printf("\"features\":");
+    printTable(evidence.features);
+    std::printf(",\"repetition\":");
+    printTable(evidence.repetition);
+    std::printf(",\"thirds\":%.6g,\"variety\":%.6g", evidence.thirds, evidence.variety);
 }
 
 void printReading(const BeatFinder& finder, const BeatTimes& path,
@@ -68,8 +78,8 @@ void printReading(const BeatFinder& finder, const BeatTimes& path,
     print(reading.figures);
     std::printf(",\"steadiness\":");
     print(steadinessFigures(finder.activity(), path, reading.beats, kFramesPerSecond));
-    std::printf(",\"features\":");
-    print(finder.bars().featuresOf(reading.beats));
+    std::printf(",");
+    print(finder.bars().evidenceOf(reading.beats));
     std::printf("}");
 }
 
@@ -88,20 +98,19 @@ void analyze(const std::vector<double>& beats, const std::vector<float>& samples
     keys.end();
     const float level = levelOf(levels.amplitudes());
     if (level <= 0) {
-        std::printf("{\"beats\":[],\"readings\":[]}\n");
+        std::printf("{\"readings\":[]}\n");
         return;
     }
     const OnsetStrength strength(levels, level, {0, levels.frames()});
     harmony.finish(kUsualLevel / level, 0);
     const BeatFinder finder(strength, harmony, kFramesPerSecond);
     const BeatTimes path = finder.path();
-    std::printf("{\"beats\":");
-    if (beats.size() < 2) {
-        std::printf("[]");
-    } else {
-        print(finder.bars().featuresOf(beats));
+    std::printf("{");
+    if (beats.size() >= 2) {
+        print(finder.bars().evidenceOf(beats));
+        std::printf(",");
     }
-    std::printf(",\"readings\":[");
+    std::printf("\"readings\":[");
     const char* before = "";
     for (const auto& reading :
          BeatLevel(finder.activity(), finder.bars(), kFramesPerSecond).candidatesOf(path)) {

@@ -8,17 +8,19 @@ The material is that of bench/truth/training.py, which is in neither half. It is
 not depend on the weights but for one, how well bars fit, which is computed anew here. So one run is enough, and the
 same material gives the same weights. With --every 4, one recording in four is taken: to try the script.
 
-Five fits, each a regularized logistic regression:
+Four fits, each a regularized logistic regression:
 
-1. BarWeights.inc: down beats among the true beats, from what changes at them.
-2. Meters and what the evidence weighs: the number of beats per bar of the true beats, of 2, 3, 4, 5 and 7.
-3. BeatWeights.inc: of the readings of a path, those whose beats are right (McFadden's conditional form).
-4. SteadyWeights.inc: streams with a tempo among all. The constant is such that 1 in 200 of the others passes.
-5. StrengthWeights.inc: right tempi, and right numbers of beats per bar, among the answers.
+1. BarWeights.inc: the number of beats per bar and the phase of the true beats, of 2, 3, 4, 5 and 7 beats and all
+   phases (McFadden's conditional form). The prior of two beats per bar is not fitted but assumed.
+2. BeatWeights.inc: of the readings of a path, those whose beats are right (the same form).
+3. SteadyWeights.inc: streams with a tempo among all. The constant is such that 1 in 200 of the others passes.
+   --keep-steadiness leaves it as it is.
+4. StrengthWeights.inc: right tempi, and right numbers of beats per bar, among the answers.
 """
 
 import argparse
 import json
+import re
 import struct
 import subprocess
 from pathlib import Path
@@ -32,7 +34,13 @@ from bench.truth.runner import PROJECT, stderr_line
 from bench.truth.training import training_recordings
 
 METERS = (2, 3, 4, 5, 7)
-ADDED_PRIORS = (0.0, 0.0, 0.5, -0.3, -0.3)      # the material has 5 and 7 more often than other music
+ADDED_PRIORS = (0.0, 0.0, 0.0, -0.3, -0.3)      # the material has 5 and 7 more often than other music
+# Log odds of 4 against 2 that are added for other music where the beats are clearly divided into halves, and what
+# "clearly" is: docs/readings.md tells why.
+TWO_IS_RARE, CLEAR_HALVES = 4.6, 0.4
+FEATURES, LAYERS = 8, 3                         # of a beat; of repetition
+PHASES = tuple((meter, phase) for meter in METERS for phase in range(meter))
+BAR_RIDGE = 0.1
 BAR_FIGURE = 7                                  # among the figures of a reading
 RATIOS = 8
 RIGHT_F, SAME_TEMPO = 0.9, 0.08
@@ -64,11 +72,10 @@ def probed(recordings):
                           struct.pack("=i", len(samples)) + samples.tobytes())
         probe.stdin.flush()
         figures = json.loads(probe.stdout.readline())
-        figures["beats"] = np.array(figures["beats"]).T
-        for reading in figures["readings"]:
-            for name in ("beats", "figures", "steadiness"):
-                reading[name] = np.array(reading[name])
-            reading["features"] = np.array(reading["features"]).T
+        for reading in [figures, *figures["readings"]]:
+            for name in ("beats", "figures", "steadiness", "repetition"):
+                reading[name] = np.array(reading.get(name, ()))
+            reading["features"] = np.array(reading.get("features", ())).T
         read.append((truth, figures))
         if len(read) % 100 == 0:
             stderr_line(f"fit_rhythm: {len(read)} recordings")
@@ -115,28 +122,51 @@ def conditional(groups, rights, ridge=0.002):
     return least(loss, rows.shape[1]) / spread
 
 
-def best_phases(evidence):
-    """For each meter, the greatest sum of the evidence on down beats, per beat."""
-    return np.array([max(evidence[phase::meter].sum() for phase in range(meter)) for meter in METERS]) / len(evidence)
+def bar_rows(evidence):
+    """A row for each meter and phase: the meter; its thirds; repetition; means of the features at each beat of it."""
+    places = np.cumsum([0, *METERS]) * FEATURES
+    rows = []
+    for index, meter in enumerate(METERS):
+        means = np.array([beats.sum(0) / (len(beats) + 1)
+                          for beats in (evidence["features"][first::meter] for first in range(meter))])
+        for phase in range(meter):
+            at_beats = np.zeros(places[-1])
+            at_beats[places[index]:places[index + 1]] = np.roll(means, -phase, axis=0).ravel()
+            is_meter = np.eye(len(METERS))[index]
+            rows.append(np.concatenate([is_meter, is_meter * evidence["thirds"],
+                                        evidence["repetition"][:, meter - 1], at_beats]))
+    return np.array(rows)
+
+
+def right_phase(truth):
+    """1 for the true meter and phase among PHASES."""
+    meter = truth["beats_per_bar"]
+    phase = int(np.argmin(np.abs(np.array(truth["beats"]) - truth["downbeats"][0]))) % meter
+    return np.array([each == (meter, phase) for each in PHASES], dtype=float)
 
 
 def fit_bars(read):
-    """(weights, priors, weight of the evidence)"""
-    scores = [(truth, figures["beats"]) for truth, figures in read if "downbeats" in truth]
-    is_down = [np.array([np.min(np.abs(np.array(truth["downbeats"]) - beat)) < 0.01 for beat in truth["beats"]])
-               for truth, _ in scores]
-    weights, _ = logistic(np.concatenate([rows for _, rows in scores]), np.concatenate(is_down).astype(float))
-    groups = [np.column_stack([np.eye(len(METERS)), best_phases(rows @ weights)]) for _, rows in scores]
-    rights = [np.array([meter == truth["beats_per_bar"] for meter in METERS], dtype=float) for truth, _ in scores]
-    fitted = conditional(groups, rights)
-    return weights, fitted[:-1] - fitted[:-1].mean() + ADDED_PRIORS, fitted[-1]
+    """Weights of the rows of bar_rows, with the priors of other music."""
+    scores = [(truth, figures) for truth, figures in read if "downbeats" in truth]
+    weights = conditional([bar_rows(figures) for _, figures in scores], [right_phase(truth) for truth, _ in scores],
+                          BAR_RIDGE)
+    weights[:len(METERS)] += ADDED_PRIORS - weights[:len(METERS)].mean()
+    return weights
 
 
-def put_bars(read, weights, priors, evidence_weight):
+def meter_scores(reading, weights):
+    """The score of each meter at its best phase."""
+    scores = bar_rows(reading) @ weights
+    best = np.array([max(score for score, (other, _) in zip(scores, PHASES) if other == meter) for meter in METERS])
+    best[METERS.index(2)] -= TWO_IS_RARE * np.clip(-reading["thirds"] / CLEAR_HALVES, 0.0, 1.0)
+    return best
+
+
+def put_bars(read, weights):
     """Scores of the meters of each reading, and with them its figure of how well bars fit."""
     for _, figures in read:
         for reading in figures["readings"]:
-            reading["meters"] = priors + evidence_weight * best_phases(reading["features"] @ weights)
+            reading["meters"] = meter_scores(reading, weights)
             reading["figures"][BAR_FIGURE] = reading["meters"].max()
 
 
@@ -214,9 +244,26 @@ def table(declaration, values, names):
                                                        zip(texts, names)), "};"]) + "\n"
 
 
+def bars_text(weights):
+    count = len(METERS)
+    priors, thirds, repetition = weights[:count], weights[count:2 * count], weights[2 * count:2 * count + LAYERS]
+    beats = iter(weights[2 * count + LAYERS:].reshape(-1, FEATURES))
+    meters = []
+    for meter, prior, third in zip(METERS, priors, thirds):
+        rows = ["            {" + ", ".join(f"{value:.3f}" for value in next(beats)) + "}," for _ in range(meter)]
+        meters += [f"    {{{meter}, {prior:.3f}, {third:.3f},", "        {{", *rows, "        }}},"]
+    return "\n".join([
+        "// Taken from the score of two beats per bar where this much less begins at thirds of beats than at halves.",
+        f"constexpr double kTwoIsRare = {TWO_IS_RARE};", f"constexpr double kClearHalves = {CLEAR_HALVES};",
+        "// What is repeated after a bar: onsets, harmony, bass.",
+        "constexpr std::array<double, Repetition::kLayers> kRepetition{" +
+        ", ".join(f"{value:.3f}" for value in repetition) + "};",
+        "// Beats, prior, thirds, and for each beat of a bar: " + ", ".join(BAR_NAMES) + ".",
+        "constexpr std::array<Meter, 5> kMeters{{", *meters, "}};"]) + "\n"
+
+
 def written(bars, level, steady, strengths):
     """{file: text}"""
-    meters = ", ".join(f"{{{meter}, {prior:.3f}}}" for meter, prior in zip(METERS, bars[1]))
     constants = dict(zip(("kLevel", "kSteady"), strengths[0]), kNeither=strengths[1])
     bar_constants = dict(zip(("kBars", "kLevelOfBars", "kSteadyOfBars"), strengths[2]), kNoBars=strengths[3])
 
@@ -224,8 +271,7 @@ def written(bars, level, steady, strengths):
         return "".join(f"constexpr double {name} = {value:.4g};\n" for name, value in named.items())
     figures = len(BEAT_NAMES)
     return {
-        "BarWeights.inc": table("std::array<double, BarFinder::kFeatures> kWeights", bars[0], BAR_NAMES) +
-        f"constexpr std::array<Meter, 5> kMeters{{\n    {{{meters}}}}};\n" + lines({"kEvidence": bars[2]}),
+        "BarWeights.inc": bars_text(bars),
         "BeatWeights.inc":
         table("std::array<double, BeatLevel::kFigures> kBeatWeights", level[:figures], BEAT_NAMES) +
         table("std::array<double, 8> kRatioWeights", level[figures:], RATIO_NAMES),
@@ -236,20 +282,32 @@ def written(bars, level, steady, strengths):
         lines(bar_constants)}
 
 
+def steadiness_in_use():
+    """(weights, constant) of SteadyWeights.inc."""
+    text = (PROJECT / "readings/rhythm/SteadyWeights.inc").read_text()
+    weights = [float(value) for value in re.findall(r"^ +(-?[0-9.e-]+),", text, re.MULTILINE)]
+    return np.array(weights), float(re.search(r"kBase = (-?[0-9.e-]+);", text)[1])
+
+
+def fitted(read, keep_steadiness=False):
+    """The texts of the files, from what the probe read."""
+    bars = fit_bars(read)
+    put_bars(read, bars)
+    level = fit_level(read)
+    choices = [(truth, *chosen(figures["readings"], level)) for truth, figures in read if figures["readings"]]
+    steady = steadiness_in_use() if keep_steadiness else fit_steadiness(choices)
+    return written(bars, level, steady, fit_strengths(choices, *steady))
+
+
 def main():
     parser = argparse.ArgumentParser(prog="fit_rhythm", description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--every", type=int, default=1, help="one recording in so many")
+    parser.add_argument("--keep-steadiness", action="store_true", help="leave SteadyWeights.inc as it is")
     parser.add_argument("--output", type=Path, default=PROJECT / "readings/rhythm")
     options = parser.parse_args()
     read = probed(training_recordings(stderr_line, options.every))
-    bars = fit_bars(read)
-    put_bars(read, *bars)
-    level = fit_level(read)
-    choices = [(truth, *chosen(figures["readings"], level)) for truth, figures in read if figures["readings"]]
-    steady = fit_steadiness(choices)
-    strengths = fit_strengths(choices, *steady)
-    for name, text in written(bars, level, steady, strengths).items():
+    for name, text in fitted(read, options.keep_steadiness).items():
         (options.output / name).write_text(text)
 
 

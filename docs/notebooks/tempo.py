@@ -54,9 +54,9 @@ plt.show()
 # %% [markdown]
 # ## Bars
 #
-# The score has four beats per bar, and the answer is two: this song accents the second half of a bar like
-# the first. Its strength is high all the same. A strength is a share of right answers, so one in ten of such
-# answers is wrong, and this is one of them.
+# The score has four beats per bar. This song accents the second half of a bar nearly like the first, so it would
+# also fit bars of two, and the strength is low. A strength is a share of right answers: of answers with 0.6, four in
+# ten are wrong.
 
 # %%
 print(f"{answers.bars.beats_per_bar} beats per bar, strength {answers.bars.strength:.2f}")

@@ -79,7 +79,7 @@ struct Beats {
 };
 
 struct Bars {
-    int beatsPerBar = 0; // 2 to 7; 0: not known, as for beats that are all the same
+    int beatsPerBar = 0; // 2 to 7; 0: no steady tempo, or beats that sound all the same
     float strength = 0;  // 0 to 1: the estimated chance that it is right
     std::vector<double> downBeatSeconds;
 };

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
+#include <tuple>
 #include <utility>
 
 namespace qel::readings {
@@ -18,48 +20,118 @@ constexpr double kLeastOfHarmony = 0.02;
 constexpr double kLeastOfStrength = 0.01;
 constexpr double kLeastShare = 0.1;
 
+constexpr std::size_t kMostBeats = 7;
+
+using Weights = std::array<double, BarFinder::kFeatures>;
 struct Meter {
     std::size_t beats;
     double prior;
+    double thirds;                           // what beats divided into thirds add
+    std::array<Weights, kMostBeats> weights; // of the features at each beat of a bar
 };
 
-// The weights of the features, the meters, and what the mean evidence per beat weighs against their
-// priors. It does not grow with the length of the stream: an accompaniment that repeats misleads in
-// every bar. docs/accuracy.md tells what music they were fitted to.
+// The meters, and what it adds to one that beats a bar apart are alike. Evidence does not grow with
+// the length of the stream: an accompaniment that repeats misleads in every bar. docs/accuracy.md
+// tells what music they were fitted to.
 #include "readings/rhythm/BarWeights.inc"
 
-// Strokes that are all the same reach evidence of 2, as frames cut them differently; the music that
-// the weights were made from has 4 at least.
-constexpr double kLeastEvidence = 3;
+// Of strokes that are all the same: variety of their levels, and deviation of the changes of
+// harmony. They reach 0.05 and 0.04; of the music that the weights were made from, none is below
+// both.
+constexpr double kLeastVariety = 0.06;
+constexpr double kLeastHarmony = 0.08;
 constexpr double kMostLogOdds = 9.2;
+constexpr double kFramesOfAttack = 3; // before a beat
+constexpr double kHeardShare = 0.03;  // of the loudest band, for a softer one to be heard
+constexpr double kTiny = 1e-9;
 
-// To mean 0 and deviation 1, or less where the values vary little.
-void standardize(std::vector<double>& values, double least, double leastShare) {
+double sumFrom(const std::vector<float>& curve, std::size_t first, std::size_t end) {
+    double sum = 0;
+    for (std::size_t t = first; t < std::min(end, curve.size()); ++t) {
+        sum += curve[t];
+    }
+    return sum;
+}
+
+std::pair<double, double> meanAndDeviation(const std::vector<double>& values) {
     double sum = 0;
     double squares = 0;
     for (const double value : values) {
         sum += value;
         squares += value * value;
     }
-    const auto n = static_cast<double>(values.size());
+    const auto n = static_cast<double>(std::max<std::size_t>(values.size(), 1));
     const double mean = sum / n;
-    const double deviation = std::sqrt(std::max(squares / n - mean * mean, 0.0));
+    return {mean, std::sqrt(std::max(squares / n - mean * mean, 0.0))};
+}
+
+// To mean 0 and deviation 1, or less where the values vary little.
+void standardize(std::vector<double>& values, double least, double leastShare) {
+    const auto [mean, deviation] = meanAndDeviation(values);
     for (double& value : values) {
         value = (value - mean) / (deviation + least + leastShare * mean);
     }
 }
 
-// The greatest sum of evidence on every so many beats, and which beat is the first of them.
-std::pair<double, std::size_t> bestPhase(std::span<const double> evidence, std::size_t beats) {
-    std::pair<double, std::size_t> best{-1e300, 0};
-    for (std::size_t phase = 0; phase < beats; ++phase) {
-        double sum = 0;
-        for (std::size_t i = phase; i < evidence.size(); i += beats) {
-            sum += evidence[i];
+// Whether beats sound all the same.
+bool areSame(const BarFinder::Evidence& evidence) {
+    double harmony = 0;
+    for (std::size_t f = 0; f < kHarmonyFeatures; ++f) {
+        harmony += meanAndDeviation(evidence.features[f]).second / kHarmonyFeatures;
+    }
+    return evidence.variety < kLeastVariety && harmony < kLeastHarmony;
+}
+
+// What the features of the beats of a bar, one bar after the other from `phase` on, say for a
+// meter. `means` are those of the features of every so many beats.
+double templateScore(const Meter& meter, std::span<const Weights> means, std::size_t phase) {
+    double score = 0;
+    for (std::size_t position = 0; position < meter.beats; ++position) {
+        const Weights& mean = means[(phase + position) % meter.beats];
+        score =
+            std::inner_product(mean.begin(), mean.end(), meter.weights[position].begin(), score);
+    }
+    return score;
+}
+
+// The means of the features of every so many beats, from the first, second ... beat on.
+std::vector<Weights> meansOf(const BarFinder::Features& features, std::size_t beats) {
+    std::vector<Weights> means(beats);
+    for (std::size_t f = 0; f < means[0].size(); ++f) {
+        for (std::size_t first = 0; first < beats; ++first) {
+            double sum = 0;
+            double count = 1; // few bars say less
+            for (std::size_t i = first; i < features[f].size(); i += beats) {
+                sum += features[f][i];
+                ++count;
+            }
+            means[first][f] = sum / count;
         }
-        if (sum > best.first) {
-            best = {sum, phase};
+    }
+    return means;
+}
+
+struct Fit {
+    double score;
+    std::size_t phase;
+};
+
+// The likeliest phase of a meter.
+Fit fitOf(const Meter& meter, const BarFinder::Evidence& evidence) {
+    const std::vector<Weights> means = meansOf(evidence.features, meter.beats);
+    Fit best{templateScore(meter, means, 0), 0};
+    for (std::size_t phase = 1; phase < meter.beats; ++phase) {
+        const double score = templateScore(meter, means, phase);
+        if (score > best.score) {
+            best = {score, phase};
         }
+    }
+    best.score += meter.prior + meter.thirds * evidence.thirds;
+    if (meter.beats == 2) { // as 6/8 has them, too, beats in halves alone make them rare
+        best.score -= kTwoIsRare * std::clamp(-evidence.thirds / kClearHalves, 0.0, 1.0);
+    }
+    for (std::size_t layer = 0; layer < kRepetition.size(); ++layer) {
+        best.score += kRepetition[layer] * evidence.repetition[layer][meter.beats - 1];
     }
     return best;
 }
@@ -108,30 +180,68 @@ BarFinder::Features BarFinder::featuresOf(std::span<const double> beatSeconds) c
     return features;
 }
 
+// The greatest deviation of the levels of beats in the bands that are heard, as a share of their
+// mean.
+double BarFinder::varietyOf(std::span<const double> beatSeconds) const {
+    std::array<double, 3> means{};
+    std::array<double, 3> deviations{};
+    for (std::size_t band = 0; band < means.size(); ++band) {
+        std::vector<double> levels;
+        // Without the outer beats, which may be before the first stroke and after the last one.
+        for (std::size_t i = 1; i + 2 < beatSeconds.size(); ++i) {
+            const auto at = [&](double seconds) {
+                const double frame = std::round(seconds * mFramesPerSecond) - kFramesOfAttack;
+                return static_cast<std::size_t>(std::max(frame, 0.0));
+            };
+            levels.push_back(
+                sumFrom(mStrength.magnitudes()[band], at(beatSeconds[i]), at(beatSeconds[i + 1])));
+        }
+        std::tie(means[band], deviations[band]) = meanAndDeviation(levels);
+    }
+    const double loudest = *std::ranges::max_element(means);
+    double variety = 0;
+    for (std::size_t band = 0; band < means.size(); ++band) {
+        variety =
+            std::max(variety, deviations[band] / (means[band] + kHeardShare * loudest + kTiny));
+    }
+    return variety;
+}
+
+// How beats are divided: what begins at their thirds against what begins at their halves.
+double BarFinder::thirdsOf(std::span<const double> beatSeconds) const {
+    double halves = 0;
+    double thirds = 0;
+    const auto at = [&](std::size_t i, double share) {
+        const double seconds = beatSeconds[i] + (beatSeconds[i + 1] - beatSeconds[i]) * share;
+        return greatestAround(mStrength.all(), seconds * mFramesPerSecond - 1);
+    };
+    for (std::size_t i = 0; i + 1 < beatSeconds.size(); ++i) {
+        halves += at(i, 0.5);
+        thirds += (at(i, 1.0 / 3) + at(i, 2.0 / 3)) / 2;
+    }
+    const auto n = static_cast<double>(beatSeconds.size());
+    return (thirds - halves) / (thirds + halves + n * kLeastOfStrength);
+}
+
+BarFinder::Evidence BarFinder::evidenceOf(std::span<const double> beatSeconds) const {
+    return {featuresOf(beatSeconds), mRepetition.of(beatSeconds), varietyOf(beatSeconds),
+            thirdsOf(beatSeconds)};
+}
+
 BarFinder::Result BarFinder::find(std::span<const double> beatSeconds) const {
     Result best;
     if (beatSeconds.size() < kFewestBeats) {
         return best;
     }
-    const Features features = featuresOf(beatSeconds);
-    std::vector<double> evidence(beatSeconds.size());
-    for (std::size_t f = 0; f < kFeatures; ++f) {
-        for (std::size_t i = 0; i < evidence.size(); ++i) {
-            evidence[i] += kWeights[f] * features[f][i];
-        }
-    }
-    const auto n = static_cast<double>(evidence.size());
+    const Evidence evidence = evidenceOf(beatSeconds);
     std::array<double, kMeters.size()> scores{};
-    double greatestEvidence = 0;
     for (std::size_t m = 0; m < kMeters.size(); ++m) {
-        const auto [sum, phase] = bestPhase(evidence, kMeters[m].beats);
-        const double onDownBeats = kEvidence * sum / n;
-        greatestEvidence = std::max(greatestEvidence, onDownBeats);
-        scores[m] = kMeters[m].prior + onDownBeats;
-        if (best.beatsPerBar == 0 || scores[m] > best.score) {
-            best.score = scores[m];
+        const Fit fit = fitOf(kMeters[m], evidence);
+        scores[m] = fit.score;
+        if (best.beatsPerBar == 0 || fit.score > best.score) {
+            best.score = fit.score;
             best.beatsPerBar = static_cast<int>(kMeters[m].beats);
-            best.phase = phase;
+            best.phase = fit.phase;
         }
     }
     double all = 0;
@@ -139,7 +249,7 @@ BarFinder::Result BarFinder::find(std::span<const double> beatSeconds) const {
         all += std::exp(score - best.score);
     }
     best.logOdds = all > 1 ? std::min(-std::log(all - 1), kMostLogOdds) : kMostLogOdds;
-    if (greatestEvidence < kLeastEvidence) {
+    if (areSame(evidence)) {
         best.beatsPerBar = 0;
     }
     return best;

@@ -2,6 +2,7 @@
 
 #include "readings/rhythm/Harmony.h"
 #include "readings/rhythm/OnsetStrength.h"
+#include "readings/rhythm/Repetition.h"
 
 #include <array>
 #include <cstddef>
@@ -10,10 +11,10 @@
 
 namespace qel::readings {
 
-// Bars over given beats: how many beats they have, and which beat is their first. A logistic
-// function of what changes at a beat (harmony, bass, the strength of what begins) tells how likely
-// it is a down beat; of 2, 3, 4, 5 and 7 beats and all their phases, the likeliest is taken. Where
-// hardly anything tells, there are no bars.
+// Bars over given beats: how many beats they have, and which beat is their first. Each meter of 2,
+// 3, 4, 5 or 7 beats has weights for what changes at each beat of its bar (harmony, bass, the
+// strength of what begins), for how alike beats a bar apart are, and for how beats are divided. The
+// likeliest meter and phase are taken. Beats that sound all the same have no bars.
 // Harmony changes on down beats: Goto, An audio-based real-time beat tracking system for music with
 // or without drum-sounds, J. New Music Research 30(2), 2001; Davies and Plumbley, A spectral
 // difference approach to downbeat extraction in musical audio, EUSIPCO, 2006.
@@ -27,7 +28,8 @@ public:
     };
 
     BarFinder(const OnsetStrength& strength, const Harmony& chroma, double framesPerSecond)
-        : mStrength(strength), mChroma(chroma), mFramesPerSecond(framesPerSecond) {}
+        : mStrength(strength), mChroma(chroma), mFramesPerSecond(framesPerSecond),
+          mRepetition(strength, chroma, framesPerSecond) {}
 
     // What changes at each of two beats or more: in all and in the bass, from the beat before to
     // this one and over two beats; and the strength of what begins, in the bass, over all, in the
@@ -35,15 +37,26 @@ public:
     static constexpr std::size_t kFeatures = 8;
     using Features = std::array<std::vector<double>, kFeatures>;
 
-    Result find(std::span<const double> beatSeconds) const;
+    struct Evidence {
+        Features features; // all of mean 0, and of deviation 1 or less
+        Repetition::Layers repetition;
+        double variety = 0; // how much beats differ in level, 0 where they are the same
+        double thirds = 0;  // -1 where beats are divided into halves, 1 where into thirds
+    };
 
-    // All of mean 0, and of deviation 1 or less.
-    Features featuresOf(std::span<const double> beatSeconds) const;
+    Result find(std::span<const double> beatSeconds) const;
+    // Of two beats or more; of fewer than four, the variety is 0.
+    Evidence evidenceOf(std::span<const double> beatSeconds) const;
 
 private:
+    Features featuresOf(std::span<const double> beatSeconds) const;
+    double varietyOf(std::span<const double> beatSeconds) const;
+    double thirdsOf(std::span<const double> beatSeconds) const;
+
     const OnsetStrength& mStrength;
     const Harmony& mChroma;
     const double mFramesPerSecond;
+    const Repetition mRepetition;
 };
 
 } // namespace qel::readings

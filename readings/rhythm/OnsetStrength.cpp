@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <utility>
 
 namespace qel::readings {
@@ -28,6 +29,7 @@ OnsetStrength::OnsetStrength(const BandLevels& levels, float level, FrameRange f
         std::swap(now, before);
         std::ranges::transform(levels.frame(t), now.begin(),
                                [&](float magnitude) { return std::log10(1 + gain * magnitude); });
+        appendMagnitudes(levels.frame(t));
         append(t > frames.first ? risesOf(now, before) : Rises{}); // nothing comes before the first
     }
 }
@@ -54,6 +56,14 @@ void OnsetStrength::append(const Rises& rises) {
     mLow.push_back(mean(rises.low, mFirstMiddle));
     mMiddle.push_back(mean(rises.middle, mFirstHigh - mFirstMiddle));
     mHigh.push_back(mean(rises.high, mBands - mFirstHigh));
+}
+
+void OnsetStrength::appendMagnitudes(std::span<const float> frame) {
+    const auto middle = frame.begin() + static_cast<std::ptrdiff_t>(mFirstMiddle);
+    const auto high = frame.begin() + static_cast<std::ptrdiff_t>(mFirstHigh);
+    mMagnitudes[0].push_back(std::accumulate(frame.begin(), middle, 0.0f));
+    mMagnitudes[1].push_back(std::accumulate(middle, high, 0.0f));
+    mMagnitudes[2].push_back(std::accumulate(high, frame.end(), 0.0f));
 }
 
 } // namespace qel::readings

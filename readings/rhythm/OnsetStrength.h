@@ -3,6 +3,7 @@
 #include "readings/rhythm/BandLevels.h"
 #include "readings/rhythm/SoundingParts.h"
 
+#include <array>
 #include <cstddef>
 #include <span>
 #include <vector>
@@ -27,6 +28,11 @@ public:
     const std::vector<float>& middle() const { return mMiddle; }
     const std::vector<float>& high() const { return mHigh; }
 
+    // The sums of the magnitudes of the same bands, low, middle and high. Added over the frames of
+    // a stroke, they hardly depend on where frames cut it, as rises do: half-overlapping windows
+    // add to 1.
+    const std::array<std::vector<float>, 3>& magnitudes() const { return mMagnitudes; }
+
 private:
     struct Rises {
         float low = 0;
@@ -36,6 +42,7 @@ private:
 
     Rises risesOf(std::span<const float> now, std::span<const float> before) const;
     void append(const Rises& rises);
+    void appendMagnitudes(std::span<const float> frame);
 
     std::size_t mBands;
     std::size_t mFirstMiddle = 0; // bands in front of it are low
@@ -44,6 +51,7 @@ private:
     std::vector<float> mLow;
     std::vector<float> mMiddle;
     std::vector<float> mHigh;
+    std::array<std::vector<float>, 3> mMagnitudes;
 };
 
 } // namespace qel::readings

@@ -96,7 +96,7 @@ RhythmReader::Answer RhythmReader::finish(bool withBars) {
     Answer answer;
     answer.tempo = tempoOf(found, grid);
     BarFinder::Result bars;
-    if (withBars) {
+    if (withBars && answer.tempo.isSteady) {
         bars = BarFinder(strength, mHarmony, mFramesPerSecond).find(found.seconds);
         answer.bars = barsOf(bars, found);
     }

@@ -16,10 +16,6 @@ constexpr double kHighest = 6;
 
 // Weights of the log odds in the logistic functions of the strengths.
 #include "readings/rhythm/StrengthWeights.inc"
-// Taken off the log odds of two beats per bar. The material has half as many pieces in 2/4 as in
-// 4/4; in other music 2/4 is assumed to be four times as rare as that, and half bars are taken for
-// bars.
-constexpr double kTwoIsRare = 1.386;
 constexpr double kLikeOthers = 0.08; // of the median interval
 
 // Which beat of the grid each one is: the step from one to the next, to the nearest beat.
@@ -124,8 +120,7 @@ Tempo tempoOf(const BeatFinder::Result& beats, const std::optional<Grid>& grid) 
 float barStrength(const BarFinder::Result& bars, const BeatFinder::Result& beats) {
     const double logOdds = kNoBars + kBars * bars.logOdds + kLevelOfBars * beats.levelLogOdds +
                            kSteadyOfBars * steadyOf(beats);
-    const double rarity = bars.beatsPerBar == 2 ? kTwoIsRare : 0;
-    return logistic(std::min(logOdds, bars.logOdds) - rarity);
+    return logistic(std::min(logOdds, bars.logOdds));
 }
 
 } // namespace qel::readings

@@ -141,6 +141,101 @@ TEST(RhythmTruthTest, BeatsThatAreAllTheSameHaveNoBars) {
     }
 }
 
+// A beep that begins and ends abruptly is framed differently at each beat.
+TEST(RhythmTruthTest, ShortBeepsThatAreAllTheSameHaveNoBars) {
+    for (const double beepSeconds : {0.005, 0.02}) {
+        for (const double hz : {440.0, 1000.0, 2000.0}) {
+            for (const double bpm : {73.0, 97.3, 129.2, 130.01, 161.7}) {
+                const Samples beeps = struck(sine(hz, beepSeconds, 0.7f), on(bpm), kSeconds);
+                const Answers answers = read({Reading::Bars, Reading::Beats}, beeps);
+                EXPECT_GT(answers.beats->beats.size(), 20u) << bpm;
+                EXPECT_EQ(answers.bars->beatsPerBar, 0) << beepSeconds << ' ' << hz << ' ' << bpm;
+            }
+        }
+    }
+}
+
+// White noise, and noise that is smoothed over so many samples.
+Samples steadyNoise(unsigned seed, std::size_t smoothed, double seconds) {
+    std::mt19937 random(seed);
+    Samples samples(static_cast<std::size_t>(seconds * kRateHz));
+    double level = 0;
+    for (float& sample : samples) {
+        level += (static_cast<double>(random()) / 2147483648.0 - 1 - level) /
+                 static_cast<double>(smoothed);
+        sample = static_cast<float>(0.3 * level);
+    }
+    return samples;
+}
+
+TEST(RhythmTruthTest, SteadyNoiseHasNeitherTempoNorBars) {
+    for (unsigned seed = 1; seed <= 4; ++seed) {
+        for (const std::size_t smoothed : {1u, 10u, 100u}) {
+            for (const double seconds : {6.0, 8.0}) {
+                const Answers answers =
+                    read({Reading::Tempo, Reading::Bars}, steadyNoise(seed, smoothed, seconds));
+                EXPECT_FALSE(answers.tempo->isSteady) << seed << ' ' << smoothed;
+                EXPECT_EQ(answers.bars->beatsPerBar, 0) << seed << ' ' << smoothed;
+                EXPECT_TRUE(answers.bars->downBeatSeconds.empty()) << seed << ' ' << smoothed;
+            }
+        }
+    }
+}
+
+// Bars of four whose halves are accented alike, as in popular music: bass drum and snare drum in
+// turn, hats at the halves of beats, and a chord with its bass for each half of a bar. A melody has
+// a new tone for each bar.
+Samples halvesAccentedAlike(double bpm) {
+    const double beat = 60 / bpm;
+    const auto chord = [&](double hz) {
+        return sum(tone(hz, 2 * beat, 0.05f), tone(hz * 1.25, 2 * beat, 0.05f));
+    };
+    std::vector<Samples> parts{straightEighths(bpm)};
+    const auto play = [&](const Samples& sound, std::size_t half) {
+        parts.push_back(struck(sound, on(bpm, 2 * static_cast<double>(half), 16), kSeconds));
+    };
+    const std::vector<double> roots{261.63, 349.23, 261.63, 392.0, 349.23, 293.66, 392.0, 261.63};
+    for (std::size_t half = 0; half < roots.size(); ++half) {
+        play(chord(roots[half]), half);
+        play(decaying(tone(roots[half] / 4, 2 * beat, 0.3f), 0.5), half);
+    }
+    const std::vector<double> melody{659.26, 783.99, 698.46, 587.33};
+    for (std::size_t bar = 0; bar < melody.size(); ++bar) {
+        play(tone(melody[bar], 4 * beat, 0.1f), 2 * bar);
+    }
+    return mixed(parts);
+}
+
+TEST(RhythmTruthTest, ABarOfFourWhoseHalvesAreAccentedAlikeIsNotTwoBars) {
+    for (const double bpm : {96.0, 112.0}) {
+        const Answers answers = read({Reading::Tempo, Reading::Bars}, halvesAccentedAlike(bpm));
+        EXPECT_NEAR(answers.tempo->bpm, bpm, 0.5);
+        EXPECT_EQ(answers.bars->beatsPerBar, 4) << bpm;
+        for (const double seconds : answers.bars->downBeatSeconds) {
+            const double bar = (seconds - kFirst) * bpm / 60 / 4;
+            EXPECT_NEAR(bar, std::round(bar), 0.05) << bpm;
+        }
+    }
+}
+
+// As in 6/8: a chord for each two beats, which hats divide into thirds.
+TEST(RhythmTruthTest, TwoBeatsDividedIntoThirdsStayABarOfTwo) {
+    for (const double bpm : {60.0, 66.0, 84.0, 96.0, 108.0}) {
+        const double bar = 2 * 60 / bpm;
+        const auto chord = [&](double hz) {
+            return sum(tone(hz, bar, 0.1f), tone(hz * 1.25, bar, 0.1f));
+        };
+        const Answers answers =
+            read({Reading::Tempo, Reading::Bars},
+                 mixed({kicks(on(bpm, 0, 2), kSeconds), snares(on(bpm, 1, 2), kSeconds),
+                        hats(on(bpm, 1.0 / 3), kSeconds), hats(on(bpm, 2.0 / 3), kSeconds),
+                        struck(chord(220), on(bpm, 0, 4), kSeconds),
+                        struck(chord(293.66), on(bpm, 2, 4), kSeconds)}));
+        EXPECT_NEAR(answers.tempo->bpm, bpm, 0.5);
+        EXPECT_EQ(answers.bars->beatsPerBar, 2) << bpm;
+    }
+}
+
 // A stroke on every beat; on every first of a bar a bass drum and a new chord.
 Samples barsOf(int beats, double bpm) {
     const double seconds = beats * 60 / bpm;

@@ -105,5 +105,26 @@ TEST(OnsetStrengthTest, TheGainDoesNotMatter) {
     EXPECT_NEAR(one, other, 1e-5);
 }
 
+TEST(OnsetStrengthTest, MagnitudesAreAsLinearAsTheSpectrum) {
+    const BandLevels levels = levelsOf({flat(0), flat(1), flat(3)});
+    const OnsetStrength strength(levels, 0.1f, {0, 3});
+    for (const std::vector<float>& part : strength.magnitudes()) {
+        EXPECT_EQ(part[0], 0);
+        EXPECT_GT(part[1], 0);
+        EXPECT_NEAR(part[2], 3 * part[1], 1e-3f);
+    }
+}
+
+TEST(OnsetStrengthTest, MagnitudesCountInTheirPartOfTheSpectrum) {
+    std::vector<float> above(1024);
+    above[2 * 250] = 7;
+    const BandLevels levels = levelsOf({above});
+    const OnsetStrength strength(levels, 0.1f, {0, 1});
+    const auto& parts = strength.magnitudes();
+    EXPECT_EQ(parts[0][0], 0);
+    EXPECT_EQ(parts[1][0], 0);
+    EXPECT_GT(parts[2][0], 0);
+}
+
 } // namespace
 } // namespace qel::readings
