@@ -2,6 +2,7 @@
 
 import collections
 import hashlib
+import math
 import os
 import sqlite3
 
@@ -200,7 +201,7 @@ def _compare_frames(name, table, columns, files, told):
         frames, count = each.shape[:2]
         times.append(np.repeat(moments, count))
         channels.append(np.tile(np.arange(count, dtype=np.uint32), frames))
-        values.append(each.reshape(frames * count, -1))
+        values.append(each.reshape(frames * count, math.prod(each.shape[2:])))
     _require_column(name, "time", np.concatenate(times), table, told)
     _require_column(name, "channel", np.concatenate(channels), table, told)
     rows = np.concatenate(values)

@@ -15,7 +15,7 @@ from typing import Any
 import numpy as np
 import pyarrow.dataset as parquet
 import pytest
-from conftest import IS_WHOLE
+from conftest import IS_WHOLE, write_wav
 from corpus_files import add_faults, make_music
 from distributed import Client, LocalCluster
 
@@ -135,6 +135,22 @@ def test_each_key_is_a_table_with_the_numbers_of_its_arrays(client: Any, tmp_pat
             assert {row["path"] for row in mine} == {file["path"]}
             cells = [[row[c] for c in row if c not in ("id", "path", "prefix")] for row in mine]
             assert repr(cells) == repr(key_rows(arrays, qelaudio.keys()[name])), name
+
+
+def test_files_too_short_for_a_result_have_no_rows_in_the_table_of_the_key(
+    client: Any, music: Path, tmp_path: Path, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    monkeypatch.chdir(tmp_path)
+    (tmp_path / "short").mkdir()
+    samples = np.full((1, 10), 0.5, np.float32)
+    write_wav(tmp_path / "short/a.wav", samples, 44100)
+    found = corpus.run("short", tmp_path / "out", keys=KEYS, client=client, qel=QEL, shards=1)
+    assert found.statuses == {"ok": 1}
+    one = batch(tmp_path / "one", "--keys", ",".join(KEYS), source="short")
+    with np.load(one / sqlite_rows(one, "files").popitem()[1]["arrays"]) as arrays:
+        counts = {name: len(arrays[f"{name.replace(' ', '-')}.time"]) for name in KEYS}
+    assert 0 in counts.values()
+    assert {name: len(parquet_rows(found.tables[name])) for name in KEYS} == counts
 
 
 def test_schemas_tell_settings_versions_and_units(client: Any, tmp_path: Path) -> None:

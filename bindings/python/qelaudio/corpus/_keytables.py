@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import math
 from collections.abc import Callable, Mapping
 from typing import Any
 
@@ -73,7 +74,8 @@ def _numbers(key: Key, values: NDArray[Any]) -> Columns:
     """Columns of an array with a row for each frame and channel."""
     if key.payload == "names":
         return {_names(key)[0]: pa.array([text.decode() for text in values.reshape(-1)], pa.string())}
-    rows = values.reshape(values.shape[0] * values.shape[1], -1)
+    frames, channels, *shape = values.shape
+    rows = values.reshape(frames * channels, math.prod(shape))  # no frames leave -1 undecided
     if key.payload == "complex":
         return dict(zip(_names(key), (_lists(rows.real), _lists(rows.imag)), strict=True))
     if _is_wide(key):
