@@ -7,7 +7,7 @@ from tests.script.Loading import load
 check_tests = load("check-tests")
 
 SOURCES = ["support/Ring.cpp", "support/Ring.h", "rhythm/beats/Beat.h", "rhythm/beats/Lanes.simd.cpp",
-           "tools/qel/AnalyzeCommand.cpp", "script/check-tests", "cmake/test_batches.py"]
+           "tools/qel/AnalyzeCommand.cpp", "script/check-tests", "cmake/batches.py"]
 
 
 def faulty(*tests):
@@ -29,7 +29,7 @@ class CheckTestsTest(unittest.TestCase):
         self.assertEqual(faulty("tests/pitch/RingTest.cpp"), ["tests/pitch/RingTest.cpp"])
 
     def test_scripts_may_have_dashes_and_underscores(self):
-        self.assertEqual(faulty("tests/script/CheckTestsTest.py", "tests/script/TestBatchesTest.py"), [])
+        self.assertEqual(faulty("tests/script/CheckTestsTest.py", "tests/script/BatchesTest.py"), [])
 
     def test_a_command_may_stand_without_its_last_word(self):
         self.assertEqual(faulty("tests/tools/qel/AnalyzeJsonTest.cpp"), [])

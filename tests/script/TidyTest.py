@@ -36,7 +36,7 @@ class Sources(unittest.TestCase):
         paths = [self.folder / f"{name}.cpp" for name, _ in zip("abc", texts)]
         for path, text in zip(paths, texts):
             path.write_text(text, encoding="utf-8")
-        sources = [tidy.Source(path, set()) for path in paths]
+        sources = [tidy.batches.Source(path, set()) for path in paths]
         return self.tidy.faults((("-std=c++20",), sources), again=False)
 
     def test_a_fault_is_said(self):
@@ -55,6 +55,12 @@ class Sources(unittest.TestCase):
 
     def test_sources_that_disturb_each_other_are_read_one_by_one(self):
         self.assertEqual("", self.faults(CLEAN, CLEAN))
+
+    def test_sources_that_are_compiled_as_one_file_are_found(self):
+        (self.folder / "batches").mkdir()
+        batch = self.folder / "batches" / "Library0.simd.cpp"
+        batch.write_text('#include <hwy/foreach_target.h>\n#include "x/A.simd.cpp"\n', encoding="utf-8")
+        self.assertEqual([self.folder / "x/A.simd.cpp"], tidy.sources_in(batch))
 
     def test_what_does_not_compile_is_a_fault(self):
         self.assertNotEqual("", self.faults("int Nothing() { return Missing; }\n"))

@@ -1,29 +1,31 @@
-"""Which sources of tests are compiled as one file, and what such a file says."""
+"""Which sources are compiled as one file, and what such a file says."""
 
 import importlib.util
 import tempfile
 import unittest
 from pathlib import Path
 
-SCRIPT = Path(__file__).resolve().parents[2] / "cmake" / "test_batches.py"
-spec = importlib.util.spec_from_file_location("test_batches", SCRIPT)
-test_batches = importlib.util.module_from_spec(spec)
-spec.loader.exec_module(test_batches)
+SCRIPT = Path(__file__).resolve().parents[2] / "cmake" / "batches.py"
+spec = importlib.util.spec_from_file_location("batches", SCRIPT)
+batches_script = importlib.util.module_from_spec(spec)
+spec.loader.exec_module(batches_script)
 
 
-class TestBatchesTest(unittest.TestCase):
+class BatchesTest(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.root = Path(folder.name)
         self.batches = self.root / "batches"
 
-    def compiled(self, sources, size=10):
+    def compiled(self, sources, size=10, by_folder=False):
         """Writes sources, {name: text}, and tells what is compiled: file names, and texts of batches."""
         for name, text in sources.items():
+            (self.root / name).parent.mkdir(exist_ok=True)
             (self.root / name).write_text(text, encoding="utf-8")
         paths = [str(self.root / name) for name in sources if name.endswith(".cpp")]
-        test_batches.join(self.root, self.batches, size, [";".join(["program", *paths]) + "\n"])
+        batches_script.join(self.root, self.batches, size, [";".join(["program", *paths]) + "\n"],
+                            by_folder)
         lines = (self.batches / "program.txt").read_text(encoding="utf-8").splitlines()
         return [line if not line.startswith(str(self.batches)) else Path(line).read_text(encoding="utf-8")
                 for line in lines]
@@ -78,6 +80,61 @@ class TestBatchesTest(unittest.TestCase):
                    "A.cpp": '#include "Outer.h"\nconstexpr int kSize = 1;\n',
                    "B.cpp": "constexpr int kSize = 2;\n"}
         self.assertEqual(self.compiled(sources), self.alone("A.cpp", "B.cpp"))
+
+    def test_an_alias_that_depends_on_a_constant_is_kept_apart(self):
+        alias = "using Wide = Tag<kLanes>;\n"
+        self.assertEqual(self.compiled({"A.cpp": alias, "B.cpp": alias}), self.alone("A.cpp", "B.cpp"))
+
+    def test_a_constant_of_a_computed_value_is_renamed(self):
+        sources = {name: f"constexpr int kLanes = ns::Max({name}());\n" for name in ("A.cpp", "B.cpp")}
+        self.assertIn("#define kLanes kLanes_B\n", self.compiled(sources)[0])
+
+    def test_member_functions_of_one_name_disturb_nobody(self):
+        sources = {"A.cpp": "void First::Run() {\n", "B.cpp": "void Second::Run() {\n"}
+        self.assertEqual(len(self.compiled(sources)), 1)
+
+    def test_functions_that_a_header_declares_disturb_nobody(self):
+        sources = {"A.h": "int Shared();\n", "A.cpp": '#include "A.h"\nint Shared() {\n',
+                   "B.cpp": '#include "A.h"\nint B() {\n    return Shared();\n'}
+        self.assertEqual(len(self.compiled(sources)), 1)
+
+    def test_a_hidden_function_of_such_a_name_disturbs(self):
+        for hidden in ("namespace {\nint Shared(int) {\n}\n} // namespace\n", "static int Shared(int) {\n}\n"):
+            sources = {"A.h": "int Shared();\n", "A.cpp": f'#include "A.h"\n{hidden}',
+                       "B.cpp": '#include "A.h"\nint B() {\n    return Shared();\n'}
+            self.assertEqual(len(self.compiled(sources)), 2)
+
+    def test_words_of_a_long_text_disturb_nobody(self):
+        sources = {"A.cpp": 'const char* a = R"(\nint B() {\n// )";\n', "B.cpp": "int B() {\n"}
+        self.assertEqual(len(self.compiled(sources)), 1)
+
+    def test_a_source_with_macros_for_its_headers_stands_alone(self):
+        for line in ("#define PLAIN 1\n", "#undef PLAIN\n"):
+            sources = {"A.cpp": f"{line}#include <a>\n", "B.cpp": "int B() {}\n", "C.cpp": "int C() {}\n"}
+            self.assertEqual(self.compiled(sources),
+                             [*self.alone("A.cpp"), '#include "B.cpp"\n#include "C.cpp"\n'])
+
+    def test_batches_by_folder_stay_below_the_topmost_folders_and_have_about_one_size(self):
+        names = ["x/A.cpp", "y/B.cpp", "x/C.cpp", "y/D.cpp", "y/E.cpp", "y/F.cpp"]
+        texts = self.compiled({name: f"int {name[2]}() {{}}\n" for name in names}, 3, by_folder=True)
+        self.assertEqual(texts, ['#include "x/A.cpp"\n#include "x/C.cpp"\n', '#include "y/B.cpp"\n#include "y/D.cpp"\n',
+                                 '#include "y/E.cpp"\n#include "y/F.cpp"\n'])
+
+    def test_batches_by_folder_join_those_that_read_a_large_header(self):
+        sources = {"x/Wide.h": "#include <CLI/CLI.hpp>\n", "x/A.cpp": "int A() {}\n",
+                   "x/B.cpp": '#include "x/Wide.h"\nint B() {}\n', "x/C.cpp": "int C() {}\n",
+                   "x/D.cpp": "#include <CLI/CLI.hpp>\nint D() {}\n"}
+        self.assertEqual(self.compiled(sources, 2, by_folder=True),
+                         ['#include "x/B.cpp"\n#include "x/D.cpp"\n', '#include "x/A.cpp"\n#include "x/C.cpp"\n'])
+
+    def test_vector_loops_are_joined_with_each_other_for_every_instruction_set(self):
+        loop = ('#undef HWY_TARGET_INCLUDE\n#define HWY_TARGET_INCLUDE "{0}.simd.cpp"\n#include <hwy/foreach_target.h>\n'
+                "HWY_EXPORT({0});\nvoid {0}() {{\n")
+        sources = {"A.simd.cpp": loop.format("A"), "B.cpp": "int B() {}\n", "C.simd.cpp": loop.format("C")}
+        itself = '#undef HWY_TARGET_INCLUDE\n#define HWY_TARGET_INCLUDE "program0.simd.cpp"\n'
+        self.assertEqual(self.compiled(sources),
+                         [f'{itself}#include <hwy/foreach_target.h>\n#include "A.simd.cpp"\n#include "C.simd.cpp"\n{itself}',
+                          *self.alone("B.cpp")])
 
     def test_what_stays_the_same_is_not_written_again(self):
         sources = {"A.cpp": "int First() {}\n", "B.cpp": "int Second() {}\n"}

@@ -1,0 +1,209 @@
+#!/usr/bin/env python3
+"""Joins sources into batches, each of which is compiled as one file.
+
+    batches.py [--by-folder] ROOT FOLDER SIZE < LISTS
+
+Most of the time of compiling a source goes into headers, which a batch reads once. A line of LISTS is a name,
+and paths of sources of one target and with the same flags, separated by semicolons. FOLDER gets the files
+that include up to SIZE sources each, and NAME.txt, which lists what is to be compiled instead. With
+--by-folder the sources of a batch are below one of the topmost folders, so that a new source changes only
+the batches of its own folder. Files that say what they said before are not written
+again.
+
+Sources name their helpers as they like, so two may be in one batch only if no helper of the one is
+named in the other. Constants are the exception: many tests have a kRate. A batch gives such a constant
+another name by a macro while the source is read that declares it, unless a header has the name too.
+
+Vector loops (*.simd.cpp) have batches of their own, which read Highway once for every instruction set. A
+source that defines macros for the headers that it includes stands alone.
+"""
+
+import re
+import sys
+from pathlib import Path
+
+# The contents of namespaces are not indented: what starts a line is not inside of a function or class.
+NO_DECLARATION = re.compile(
+    r"[\s}#)]|$|namespace\b|using namespace\b|template\b|extern \"|(?:public|protected|private):|"
+    r"(?:TEST|TEST_F|TEST_P|TYPED_TEST\w*|INSTANTIATE_\w+|REGISTER_\w+|static_assert)\b")
+COMMENT_OR_TEXT = re.compile(
+    r"//[^\n]*|/\*.*?\*/|\bR\"(?P<mark>\w*)\(.*?\)(?P=mark)\"|\"(?:\\.|[^\"\\\n])*\"", re.DOTALL)
+USING = re.compile(r"using ([\w:]+);|using (\w+) = ")
+TYPE = re.compile(r"(?:class|struct|union|enum class|enum) (\w+)")
+MEMBER = re.compile(r"[^(=\n]*\w::~?\w+\(")
+CONSTANT = re.compile(r"\bk[A-Z]\w*")
+INCLUDE = re.compile(r'^#include ["<]([^">]+)[">]', re.MULTILINE)
+WORD = re.compile(r"[A-Za-z_]\w*")
+# Of libraries that take seconds: sources with the same ones are compiled together.
+LARGE_HEADERS = ("CLI/CLI.hpp", "nlohmann/json.hpp")
+MACRO_FOR_HEADERS = re.compile(r"^#(?:define|undef) (?!HWY_TARGET_INCLUDE).*^#include", re.MULTILINE | re.DOTALL)
+
+
+class Headers:
+    """What files include, and the words of the project's own headers among it."""
+
+    FOLDERS = (".", "include", "platform/include", "bindings/cpp")
+
+    def __init__(self, root):
+        self.folders = [root / folder for folder in self.FOLDERS]
+        self.known = {}
+
+    def read_by(self, path):
+        """The headers that a file includes, and the words and the headers of libraries of the file itself."""
+        if path not in self.known:
+            text = path.read_text(encoding="utf-8")
+            included, foreign = set(), set()
+            for name in INCLUDE.findall(text):
+                found = [folder / name for folder in [path.parent, *self.folders] if (folder / name).is_file()]
+                if found:
+                    included.add(found[0].resolve())
+                else:
+                    foreign.add(name)
+            self.known[path] = (included, set(WORD.findall(COMMENT_OR_TEXT.sub(" ", text))), foreign)
+        return self.known[path]
+
+    def all_for(self, path):
+        """The project's headers that a file includes, directly or through others."""
+        seen, waiting = set(), list(self.read_by(path)[0])
+        while waiting:
+            header = waiting.pop()
+            if header not in seen:
+                seen.add(header)
+                waiting += self.read_by(header)[0]
+        return seen
+
+    def words_for(self, path):
+        return set().union(*(self.read_by(header)[1] for header in self.all_for(path)))
+
+    def large_for(self, path):
+        foreign = set().union(*(self.read_by(file)[2] for file in {path, *self.all_for(path)}))
+        return [name not in foreign for name in LARGE_HEADERS]
+
+
+class Source:
+    """A source: all words of it, and the names that it declares outside of functions and classes."""
+
+    def __init__(self, path, header_words):
+        text = COMMENT_OR_TEXT.sub('""', path.read_text(encoding="utf-8"))
+        self.path = path
+        self.is_vector_loop = ".simd." in path.name
+        self.stands_alone = bool(MACRO_FOR_HEADERS.search(text))
+        self.words = set(WORD.findall(text))
+        self.constants = set()
+        self.helpers = set(re.findall(r"^#define (\w+)", text, re.MULTILINE))
+        self.aliases = {}
+        is_hidden = self.is_vector_loop # in a namespace of the instruction set
+        for line in text.splitlines():
+            # What closes a namespace has a comment, of which the quotes are left.
+            if line == "namespace {" or line.startswith('} ""'):
+                is_hidden = self.is_vector_loop or line == "namespace {"
+            # Member functions stand under the name of their class.
+            if not NO_DECLARATION.match(line) and not MEMBER.match(line):
+                # What a header declares means the same everywhere.
+                shared = set() if is_hidden or line.startswith("static ") else header_words
+                self.add_declaration(line, shared)
+        # Macros of the library of vectors, which stand at the start of a line as well.
+        self.helpers = {name for name in self.helpers if not name.startswith("HWY_")}
+        # The macro would change the headers as well.
+        self.helpers |= self.constants & header_words
+        self.constants -= header_words
+
+    def add_declaration(self, line, shared):
+        alias = USING.match(line)
+        if alias and alias.group(2) and CONSTANT.search(line):
+            self.helpers.add(alias.group(2))
+        elif alias:
+            self.aliases[alias.group(2) or alias.group(1).rsplit("::", 1)[-1]] = line
+        if alias:
+            return
+        head = re.split(r"[={;]", line, maxsplit=1)[0]
+        self.constants.update(CONSTANT.findall(head))
+        kind = TYPE.match(head)
+        words = WORD.findall(head.split("(", 1)[0])
+        if kind:
+            self.helpers |= {kind.group(1)} - shared
+        elif words and words[-1] not in self.constants:
+            self.helpers |= {words[-1]} - shared
+
+    def disturbs(self, other):
+        """Whether a name of this source could be taken for one of another."""
+        return self.stands_alone or bool(self.helpers & other.words) or any(
+            name in other.words and other.aliases.get(name) != meaning
+            for name, meaning in self.aliases.items())
+
+
+def batches_of(sources, size):
+    """Puts each source into the first batch that has room and in which it disturbs none."""
+    batches = []
+    for source in sources:
+        for batch in batches:
+            if (len(batch) < size and batch[0].is_vector_loop == source.is_vector_loop and not any(
+                    source.disturbs(other) or other.disturbs(source) for other in batch)):
+                batch.append(source)
+                break
+        else:
+            batches.append([source])
+    return batches
+
+
+def batches_by_folder(sources, size, root, headers):
+    """The same for the sources of each topmost folder, and for all vector loops: batches of about one size."""
+    folders = {}
+    for source in sources:
+        folder = "*" if source.is_vector_loop else source.path.relative_to(root).parts[0]
+        folders.setdefault(folder, []).append(source)
+    for members in folders.values():
+        members.sort(key=lambda source: headers.large_for(source.path))
+        count = -(-len(members) // size)
+        yield from batches_of(members, -(-len(members) // count))
+
+
+def text_of(batch, root, name=""):
+    """A file that includes a batch. Vector loops need its name, as they include it for every instruction set."""
+    lines = []
+    if batch[0].is_vector_loop:
+        itself = ["#undef HWY_TARGET_INCLUDE", f'#define HWY_TARGET_INCLUDE "{name}"']
+        lines += [*itself, "#include <hwy/foreach_target.h>"]
+    for source in batch:
+        others = set().union(*(other.words for other in batch if other is not source))
+        renamed = sorted(source.constants & others)
+        suffix = re.sub(r"\W", "_", source.path.stem)
+        lines += [f"#define {name} {name}_{suffix}" for name in renamed]
+        lines.append(f'#include "{source.path.relative_to(root)}"')
+        lines += [f"#undef {name}" for name in renamed]
+    if batch[0].is_vector_loop:
+        lines += itself # the sources have put theirs there
+    return "\n".join(lines) + "\n"
+
+
+def write_if_changed(path, text):
+    if not path.exists() or path.read_text(encoding="utf-8") != text:
+        path.write_text(text, encoding="utf-8")
+
+
+def join(root, folder, size, lists, by_folder=False):
+    folder.mkdir(parents=True, exist_ok=True)
+    headers = Headers(root)
+    for line in lists:
+        name, *paths = line.strip().split(";")
+        sources = [Source(path, headers.words_for(path)) for path in map(Path, paths)]
+        batches = batches_by_folder(sources, size, root, headers) if by_folder else batches_of(sources, size)
+        compiled = []
+        for number, batch in enumerate(batches):
+            if len(batch) == 1:
+                compiled.append(str(batch[0].path))
+                continue
+            path = folder / f"{name}{number}{'.simd' if batch[0].is_vector_loop else ''}.cpp"
+            write_if_changed(path, text_of(batch, root, path.name))
+            compiled.append(str(path))
+        write_if_changed(folder / f"{name}.txt", "\n".join(compiled) + "\n")
+
+
+def main(arguments):
+    by_folder = arguments[:1] == ["--by-folder"]
+    root, folder, size = arguments[by_folder:]
+    join(Path(root), Path(folder), int(size), sys.stdin, by_folder)
+
+
+if __name__ == "__main__":
+    main(sys.argv[1:])
