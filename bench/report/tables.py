@@ -37,7 +37,7 @@ def number(figures, name, digits=2, scale=1.0):
     return f"{scale * figures[name]['value']:.{digits}f}" if name in figures else "-"
 
 
-def target(figures, name):
+def target(figures, name, scale=1.0):
     """The target of a figure and whether it is met."""
     limit = targets.limit_of(name)
     if limit is None:
@@ -45,7 +45,7 @@ def target(figures, name):
     verdict = ""
     if name in figures:
         verdict = " met" if targets.is_met(name, figures[name]["value"]) else " MISSED"
-    return f"<= {limit:g}{verdict}"
+    return f"<= {scale * limit:g}{verdict}"
 
 
 def cost_table(figures):
@@ -65,14 +65,14 @@ def cost_table(figures):
 
 def setup_table(figures):
     table = Table("Setting up, allocations and memory",
-                  ["keys", "initialize ms", "reset ms", "reset : initialize", "target",
+                  ["keys", "initialize ms", "target", "reset ms", "reset : initialize", "target",
                    "allocations per block", "target"])
     for name in figures:
         if not name.startswith("initialize/"):
             continue
         key = name.removeprefix("initialize/")
         share = "reset share/" + key
-        table.rows.append([key, number(figures, name, 3, 1e3),
+        table.rows.append([key, number(figures, name, 3, 1e3), target(figures, name, 1e3),
                            number(figures, "reset/" + key, 3, 1e3), number(figures, share, 3),
                            target(figures, share), number(figures, "allocations/" + key, 3),
                            target(figures, "allocations/" + key)])
@@ -95,7 +95,7 @@ def stream_table(figures):
         row += [number(figures, f"growth/{key}/{m}") for m in lengths if m > 1]
         row.append(target(figures, "growth/" + longest) if "growth/" + longest in figures else "")
         row += [number(figures, f"memory/{key}/{m}") for m in lengths]
-        row.append(target(figures, "memory/" + longest))
+        row.append(target(figures, f"memory/{key}/{lengths[-1]}"))
         table.rows.append(row)
     return table
 

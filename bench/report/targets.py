@@ -23,16 +23,18 @@ _PER_FRAME_KEYS = (
 # Of each figure by name the most that it may be.
 _LIMITS = {
     **{f"ratio/key/{key}": 4 for key in _PER_FRAME_KEYS},
-    "ratio/key/spectrum peak properties": 20,
-    "ratio/key/tempo": 12,
-    "ratio/key/constant q spectrum": 0.8,
+    "ratio/key/spectrum peak properties": 3,
+    "ratio/key/tempo": 3,
+    "ratio/key/constant q spectrum": 0.3,
     "ratio/key/reasigned spectrum": 3.5,
     # At least five times as fast as its filters in a scalar loop.
     "ratio/key/onset data": 0.2,
-    "ratio/group/all keys": 2.0,
+    "ratio/group/all keys": 0.65,
     "ratio/group/pitch classes and keys": 1.5,
     "ratio/group/tempo and beats": 2.0,
     "ratio/group/tempo, beats and meter, three minutes": 3.0,
+    "against/key/onset data by peer/libaubio: onsets": 0.25,
+    "initialize/constant q spectrum": 0.015,
     "reset share/constant q spectrum": 0.05,
     "memory/all keys but reasigned spectrum/60": 45.0,
     # Whole ways of audio, by the names that road.py gives them.
@@ -51,6 +53,7 @@ _PATTERNS = (
     # no target.
     (re.compile(r"against/key/global key by peer/libqm-dsp: key$"), None),
     (re.compile(r"against/"), PEER_SHARE),
+    (re.compile(r"memory/onset data/"), 4.0),
     (re.compile(r"allocations/"), ALLOCATION_LIMIT),
     (re.compile(r"push ratio/all per-frame keys/"), None),
     (re.compile(r"push ratio/"), PUSH_LIMIT),

@@ -8,14 +8,22 @@ from bench.report import measure, targets
 
 class TargetsTest(unittest.TestCase):
     def test_a_target_is_met_up_to_its_limit(self):
-        self.assertTrue(targets.is_met("ratio/key/tempo", 12.0))
-        self.assertFalse(targets.is_met("ratio/key/tempo", 12.01))
+        self.assertTrue(targets.is_met("ratio/key/tempo", 3.0))
+        self.assertFalse(targets.is_met("ratio/key/tempo", 3.01))
 
     def test_peers_and_growth_have_one_target_for_all(self):
         self.assertEqual(targets.limit_of("against/key/tempo by peer/x"), 0.5)
         self.assertEqual(targets.limit_of("growth/tempo/60"), 1.15)
         self.assertIsNone(targets.limit_of("growth/tempo/5"))
         self.assertIsNone(targets.limit_of("cost/key/tempo"))
+
+    def test_one_peer_has_a_target_of_its_own(self):
+        self.assertEqual(targets.limit_of("against/key/onset data by peer/libaubio: onsets"), 0.25)
+
+    def test_memory_has_a_target_at_every_length(self):
+        self.assertEqual(targets.limit_of("memory/onset data/1"), 4.0)
+        self.assertEqual(targets.limit_of("memory/onset data/60"), 4.0)
+        self.assertIsNone(targets.limit_of("memory/tempo/60"))
 
     def test_a_peer_on_decimated_audio_is_no_target(self):
         peer = "against/key/global key by peer/libqm-dsp: key"
@@ -34,7 +42,9 @@ class TargetsTest(unittest.TestCase):
             if name.startswith("road"): # RoadTest has them
                 continue
             kind, subject = name.split("/", 1)
-            if kind == "ratio":
+            if kind == "against":
+                self.assertIn(subject.split(" by ")[0], benches)  # peers may be missing
+            elif kind == "ratio":
                 self.assertIn(subject, benches)
             elif kind == "memory":
                 self.assertEqual(subject, f"{measure.ALL_BUT_HUNGRY}/{measure.LONG_MINUTES[-1]}")
