@@ -11,20 +11,31 @@ def value(number, spread=0.0):
 
 class TablesTest(unittest.TestCase):
     def test_each_ratio_stands_beside_its_floor_and_its_target(self):
-        table = tables.cost_table({"cost/key/tempo": value(0.05), "ratio/key/tempo": value(10.0, 0.04)})
+        table = tables.cost_table({"cost/key/tempo": value(0.05), "ratio/key/tempo": value(2.5, 0.04)})
         self.assertEqual(table.rows,
-                         [["tempo", "0.05000", "0.00500", "10.00", "<= 12 met", "4"]])
+                         [["tempo", "0.05000", "0.02000", "2.50", "<= 3 met", "4"]])
 
     def test_a_missed_target_says_so(self):
-        missed = {"cost/key/tempo": value(0.07), "ratio/key/tempo": value(12.5)}
-        self.assertEqual(tables.cost_table(missed).rows[0][4], "<= 12 MISSED")
-        self.assertEqual(tables.missed(missed), ["ratio/key/tempo: 12.5, target <= 12"])
+        missed = {"cost/key/tempo": value(0.07), "ratio/key/tempo": value(3.5)}
+        self.assertEqual(tables.cost_table(missed).rows[0][4], "<= 3 MISSED")
+        self.assertEqual(tables.missed(missed), ["ratio/key/tempo: 3.5, target <= 3"])
 
     def test_peers_stand_beside_ours(self):
         table = tables.peer_table({"cost/key/tempo": value(0.05), "cost/peer/p": value(0.2),
                                    "against/key/tempo by peer/p": value(0.25)})
         self.assertEqual(table.rows,
                          [["tempo", "0.05000", "p", "0.20000", "0.250", "<= 0.5 met"]])
+
+    def test_set_up_has_milliseconds_and_its_target_too(self):
+        table = tables.setup_table({"initialize/constant q spectrum": value(0.0057),
+                                    "reset/constant q spectrum": value(0.00009)})
+        self.assertEqual(table.rows[0][:4],
+                         ["constant q spectrum", "5.700", "<= 15 met", "0.090"])
+
+    def test_the_longest_stream_has_the_target_of_memory(self):
+        table = tables.stream_table({"stream/onset data/1": value(0.1),
+                                     "memory/onset data/1": value(4.5)})
+        self.assertEqual(table.rows[0][-2:], ["4.50", "<= 4 MISSED"])
 
     def test_streams_have_a_column_for_each_length(self):
         table = tables.stream_table({
