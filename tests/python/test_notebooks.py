@@ -65,8 +65,7 @@ def test_beats_are_where_the_score_has_them() -> None:
     assert names["settled"] == pytest.approx(112, rel=0.01)
     # keys.md: 35 ms early on average
     assert np.median(names["early"]) == pytest.approx(-0.035, abs=0.003)
-    # The text says so; the score has four.
-    assert names["answers"].bars.beats_per_bar == 2
+    assert names["answers"].bars.beats_per_bar == 4  # as in the score
 
 
 def test_the_key_is_that_of_the_score() -> None:

@@ -198,21 +198,26 @@ TEST_F(AnalyzeSignalTest, ASignalThatWasIgnoredStaysIgnored) {
     EXPECT_EQ(child.Wait().signal, SIGTERM);
 }
 
-// The tables of some keys take seconds of processor time at high sample rates.
+// Each rate needs kernels of its own: at these, 40 ms of processor time and more before a file of
+// 50 ms is analyzed.
 TEST_F(AnalyzeSignalTest, TheBeginningOfAnAnalysisDoesNotHoldASignalUp) {
+    constexpr int kFiles = 60;
     constexpr double kSecondsAtMost = 1;
-    const std::string fast = mDirectory.File("fast.wav");
-    WriteWav(fast, 768000, {Sine(4800, 48, 0.5)});
+    const std::string out = mDirectory.File("x.json");
+    std::vector<std::string> command{ToolPath(), "analyze"};
+    for (int i = 0; i < kFiles; ++i) {
+        command.push_back(mDirectory.File("fast" + std::to_string(i) + ".wav"));
+        WriteWav(command.back(), 768000 - i, {Sine(38400, 48, 0.5)});
+    }
+    command.insert(command.end(), {"--keys", "constant q spectrum", "--output", out});
     for (const int signal : {SIGINT, SIGTERM}) {
-        ChildProcess child({ToolPath(), "analyze", fast, "--keys", "constant q spectrum",
-                            "--format", "csv", "--output", mOut},
-                           mSetup);
+        ChildProcess child(command, mSetup);
         std::this_thread::sleep_for(std::chrono::milliseconds(400));
         child.Send(signal);
         const ChildResult result = child.Wait();
         EXPECT_EQ(result.signal, signal);
         EXPECT_LT(result.processorSeconds, kSecondsAtMost);
-        EXPECT_FALSE(std::filesystem::exists(mOut));
+        EXPECT_FALSE(std::filesystem::exists(out));
     }
 }
 
