@@ -57,7 +57,7 @@ void AAConstantQSpectralProcessor::AllocateBuffers() {
         SetKeepsAudioFrames(false); // the frame is weighted while it is copied
     }
     // Long transforms prepare themselves when they first run, which then is here.
-    DoFwdFFT();
+    AAConstantQSpectralProcessor::DoFwdFFT();
 }
 
 void AAConstantQSpectralProcessor::ProcessFrame() {

@@ -19,6 +19,11 @@ class Flags(unittest.TestCase):
         command = "ccache c++ -DA=1 -I/b -isystem /c -O3 -Wall -std=c++20 -MD -o x.o -c x.cpp"
         self.assertEqual(["-DA=1", "-I/b", "-isystem /c", "-std=c++20"], tidy.flags_of(command))
 
+    def test_a_macro_may_have_spaces(self):
+        group = tidy.Group("C++")
+        group.add(Path("x.cpp"), tidy.flags_of('c++ "-DA=\\"b c\\"" -isystem /c -c x.cpp'))
+        self.assertEqual(('-DA="b c"', "-isystem", "/c"), group.arguments())
+
 
 @unittest.skipUnless(shutil.which("clang-tidy-14") or shutil.which("clang-tidy"), "no clang-tidy")
 class Sources(unittest.TestCase):
