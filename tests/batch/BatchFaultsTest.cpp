@@ -87,37 +87,33 @@ TEST(BatchFaultsTest, AFileThatHangsCostsItselfAlone) {
     RequireAlone(run, setup, "time", "took longer than 0.3 s");
 }
 
+void RequireTooMuchMemory(const char* what) {
+    FakeRun run;
+    run.Add("m", what);
+    batch::BatchSetup setup = run.Setup();
+    setup.limits.memoryBytes = std::uint64_t{200} << 20;
+    RequireAlone(run, setup, "memory", "needs more than 200 MiB");
+}
+
 TEST(BatchFaultsTest, AFileThatTakesTooMuchMemoryCostsItselfAlone) {
     if (QEL_SANITIZED) {
         GTEST_SKIP() << "a checker's own memory is above any limit";
     }
-    FakeRun run;
-    run.Add("m", "memory");
-    batch::BatchSetup setup = run.Setup();
-    setup.limits.memoryBytes = std::uint64_t{200} << 20;
-    RequireAlone(run, setup, "memory", "needs more than 200 MiB");
+    RequireTooMuchMemory("memory");
 }
 
 TEST(BatchFaultsTest, AFileThatLeavesNoByteOfMemoryIsSaidToNeedTooMuch) {
     if (QEL_SANITIZED) {
         GTEST_SKIP() << "a checker's own memory is above any limit";
     }
-    FakeRun run;
-    run.Add("m", "exhaust");
-    batch::BatchSetup setup = run.Setup();
-    setup.limits.memoryBytes = std::uint64_t{200} << 20;
-    RequireAlone(run, setup, "memory", "needs more than 200 MiB");
+    RequireTooMuchMemory("exhaust");
 }
 
 TEST(BatchFaultsTest, AFaultThatIsToldWhenMemoryIsOutIsNotBlamedOnTheFile) {
     if (QEL_SANITIZED) {
         GTEST_SKIP() << "a checker's own memory is above any limit";
     }
-    FakeRun run;
-    run.Add("m", "blame");
-    batch::BatchSetup setup = run.Setup();
-    setup.limits.memoryBytes = std::uint64_t{200} << 20;
-    RequireAlone(run, setup, "memory", "needs more than 200 MiB");
+    RequireTooMuchMemory("blame");
 }
 
 TEST(BatchFaultsTest, AFileThatCrashesOnceIsAnalyzedInTheSecondTry) {

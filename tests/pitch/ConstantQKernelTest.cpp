@@ -15,7 +15,6 @@
 #include <ctime>
 #include <functional>
 #include <limits>
-#include <numbers>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,15 +39,7 @@ std::vector<Number> DenseSpectrum(UInt32 bin, double rateHz, UInt32 size) {
     const float centreHz = std::pow(2.0f, static_cast<float>(bin / 36.0)) * 90.0f;
     const auto length = static_cast<UInt32>(
         std::ceil(static_cast<double>(q) * rateHz / static_cast<double>(centreHz)));
-    const auto step = static_cast<float>(2 * std::numbers::pi * static_cast<double>(q) / length);
-    std::vector<Number> row(size);
-    for (UInt32 n = 0; n < length; ++n) {
-        const double turn = length > 1 ? 2 * std::numbers::pi * n / (length - 1.0) : 0.0;
-        const double window = (0.54 - 0.46 * std::cos(turn)) / length;
-        row[n] = std::polar(window, static_cast<double>(static_cast<float>(n) * step));
-    }
-    Transform(row);
-    return row;
+    return testing::TransformedKernel(length, q, size);
 }
 
 void ExpectDenseRow(const ConstantQKernel& kernel, UInt32 bin, double rateHz) {

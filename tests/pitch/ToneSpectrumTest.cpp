@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <utility>
 #include <vector>
 
@@ -16,23 +15,9 @@ namespace qel::core {
 namespace {
 
 using testing::Number;
-using testing::Transform;
+using testing::TransformedKernel;
 
 constexpr float kQFactor = 51.438606f;
-
-// The phase is formed in single precision, all else in double.
-std::vector<Number> Transformed(UInt32 length, float qFactor, UInt32 size) {
-    const auto step =
-        static_cast<float>(2 * std::numbers::pi * static_cast<double>(qFactor) / length);
-    std::vector<Number> row(size);
-    for (UInt32 n = 0; n < length; ++n) {
-        const double turn = length > 1 ? 2 * std::numbers::pi * n / (length - 1.0) : 0.0;
-        const double window = (0.54 - 0.46 * std::cos(turn)) / length;
-        row[n] = std::polar(window, static_cast<double>(static_cast<float>(n) * step));
-    }
-    Transform(row);
-    return row;
-}
 
 double Greatest(const std::vector<Number>& values) {
     double greatest = 0.0;
@@ -46,7 +31,7 @@ double Greatest(const std::vector<Number>& values) {
 TEST(ToneSpectrumTest, ItIsTheTransformOfTheKernelAroundItsCentre) {
     for (const UInt32 length : {64u, 65u, 100u, 434u, 1000u, 4096u, 8191u, 16384u, 25205u}) {
         constexpr UInt32 kSize = 32768;
-        const std::vector<Number> expected = Transformed(length, kQFactor, kSize);
+        const std::vector<Number> expected = TransformedKernel(length, kQFactor, kSize);
         const double tolerance = ToneSpectrum::kRelativeError * Greatest(expected);
         const ToneSpectrum tone(length, kQFactor, kSize);
         EXPECT_LT(tone.First(), tone.End());
@@ -63,7 +48,7 @@ TEST(ToneSpectrumTest, FarFromTheCentreItIsTheTransformToTheRoundingOfThePhases)
     constexpr double kOfPhases = 2e-6;
     for (const UInt32 length : {1u, 2u, 3u, 10u, 63u, 434u, 2000u}) {
         constexpr UInt32 kSize = 2048;
-        const std::vector<Number> expected = Transformed(length, kQFactor, kSize);
+        const std::vector<Number> expected = TransformedKernel(length, kQFactor, kSize);
         const ToneSpectrum tone(length, kQFactor, kSize);
         for (UInt32 m = 0; m < kSize; ++m) {
             ASSERT_LE(std::abs(tone.At(m) - expected[m]), kOfPhases * Greatest(expected))
@@ -77,7 +62,7 @@ TEST(ToneSpectrumTest, BeyondTheMainLobeAllIsBelowTheSideLobes) {
         for (const float qFactor : {16.8f, 25.0f, kQFactor}) {
             constexpr UInt32 kSize = 16384; // sixteen places per bin and more, to meet the peaks
             const ToneSpectrum tone(length, qFactor, kSize);
-            const std::vector<Number> expected = Transformed(length, qFactor, kSize);
+            const std::vector<Number> expected = TransformedKernel(length, qFactor, kSize);
             double greatest = 0.0;
             for (UInt32 m = 0; m < kSize; ++m) {
                 if (m < tone.First() || m >= tone.End()) {
