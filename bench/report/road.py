@@ -59,7 +59,7 @@ ROWS = {
     READ_SAMPLES: ("the readings alone, a new reader for each sample",
                    "opening the file: FFmpeg looks for other codecs in 16-bit WAV files"),
     ANALYZE_SAMPLES: ("the keys alone, one analyzer that is reset",
-                      "setting up an analyzer for each file, most of all the constant-Q spectrum"),
+                      "opening the file, as above, and setting up an analyzer for each file"),
     THREADS: ("one after the other; both wall-clock time", "the memory and caches that the cores share"),
 }
 
