@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <fstream>
+#include <set>
 #include <string>
 #include <sys/resource.h>
 #include <vector>
@@ -30,6 +32,24 @@ long FaultsSoFar() {
     rusage usage{};
     getrusage(RUSAGE_THREAD, &usage);
     return usage.ru_minflt;
+}
+
+// A fault maps the pages around it too, but only those that the system has in memory: code that it
+// has not read yet, or has dropped, would cost more faults.
+void ReadMappedFiles() {
+    std::ifstream maps("/proc/self/maps");
+    std::set<std::string> paths;
+    for (std::string line; std::getline(maps, line);) {
+        if (const std::size_t path = line.find('/'); path != std::string::npos) {
+            paths.insert(line.substr(path));
+        }
+    }
+    std::vector<char> piece(1 << 20);
+    for (const std::string& path : paths) {
+        std::ifstream file(path, std::ios::binary);
+        while (file.read(piece.data(), static_cast<std::streamsize>(piece.size()))) {
+        }
+    }
 }
 
 Faults CountFaults(const std::string& key) {
@@ -66,11 +86,8 @@ TEST_P(FirstPushMemoryTest, APushTouchesAtMostOnePageForTheFirstTime) {
     if (QEL_SANITIZED) {
         GTEST_SKIP() << "checkers touch pages of their own";
     }
-    // Pages of code that the system has taken back add faults. Nothing takes any away.
-    Faults faults = CountFaults(GetParam());
-    for (int more = 0; more < 2 && faults.most > 1; ++more) {
-        faults = CountFaults(GetParam());
-    }
+    ReadMappedFiles();
+    const Faults faults = CountFaults(GetParam());
     EXPECT_GE(faults.most, 0) << "the key was not set up";
     EXPECT_LE(faults.most, 1) << faults.all << " in " << kPushes << " pushes";
 }
