@@ -2,6 +2,7 @@
 
 #include "pitch/BandProducts.h"
 
+#include "UniformNoise.h"
 #include "support/runtime/CAAutoDisposer.h"
 
 #include <gtest/gtest.h>
@@ -9,13 +10,13 @@
 #include <algorithm>
 #include <complex>
 #include <cstddef>
-#include <random>
 #include <vector>
 
 namespace qel::core {
 namespace {
 
 using Number = std::complex<double>;
+using testing::UniformNoise;
 
 constexpr UInt32 kBins = 5;
 constexpr UInt32 kPlaces = 200;
@@ -23,19 +24,10 @@ constexpr UInt32 kPlaces = 200;
 class BandProductsTest : public ::testing::Test {
 protected:
     BandProductsTest()
-        : mReal(Noise(kPlaces, 1)), mImag(Noise(kPlaces, 2)), mValues(kPlaces * 8, true) {
-        const std::vector<float> values = Noise(kPlaces * 8, 3);
+        : mReal(UniformNoise(kPlaces, 1)), mImag(UniformNoise(kPlaces, 2)),
+          mValues(kPlaces * 8, true) {
+        const std::vector<float> values = UniformNoise(kPlaces * 8, 3);
         std::copy(values.begin(), values.end(), mValues.get());
-    }
-
-    static std::vector<float> Noise(std::size_t count, unsigned seed) {
-        std::mt19937 generator(seed);
-        std::uniform_real_distribution<float> values(-1.0f, 1.0f);
-        std::vector<float> noise(count);
-        for (float& value : noise) {
-            value = values(generator);
-        }
-        return noise;
     }
 
     void Expect(const std::vector<KernelBand>& bands) {

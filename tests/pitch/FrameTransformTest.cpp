@@ -3,13 +3,13 @@
 #include "pitch/FrameTransform.h"
 
 #include "DoubleTransform.h"
+#include "UniformNoise.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <random>
 #include <vector>
 
 namespace qel::core {
@@ -17,16 +17,7 @@ namespace {
 
 using testing::Number;
 using testing::Transform;
-
-std::vector<float> Noise(std::size_t count, unsigned seed) {
-    std::mt19937 generator(seed);
-    std::uniform_real_distribution<float> values(-1.0f, 1.0f);
-    std::vector<float> noise(count);
-    for (float& value : noise) {
-        value = values(generator);
-    }
-    return noise;
-}
+using testing::UniformNoise;
 
 struct Result {
     bool isFinite;
@@ -47,7 +38,7 @@ Result ResultOf(const FrameTransform& transform, const std::vector<float>& frame
 
 void ExpectSpectrum(UInt32 log2Size, UInt32 frameSamples, UInt32 places) {
     const std::size_t size = std::size_t{1} << log2Size;
-    const std::vector<float> frame = Noise(frameSamples, frameSamples + places);
+    const std::vector<float> frame = UniformNoise(frameSamples, frameSamples + places);
     std::vector<Number> expected(size);
     double power = 0.0;
     for (std::size_t n = 0; n < std::min<std::size_t>(frameSamples, size); ++n) {

@@ -4,10 +4,20 @@ from __future__ import annotations
 
 import os
 from pathlib import Path
+from typing import Any
 
 from conftest import music, write_wav
+from distributed import LocalCluster
 
 RATE = 22050
+
+
+def open_cluster(threads: int = 2) -> Any:
+    """A cluster behind a socket. Threads of this process are enough: the tool has processes of its own."""
+    return LocalCluster(
+        n_workers=1, threads_per_worker=threads, processes=False, protocol="tcp", host="127.0.0.1",
+        dashboard_address=":0",
+    )  # fmt: skip
 
 
 def make_music(folder: Path, count: int = 3) -> Path:

@@ -16,7 +16,7 @@ import numpy as np
 import pyarrow.dataset as parquet
 import pytest
 from conftest import IS_WHOLE, write_wav
-from corpus_files import add_faults, make_music
+from corpus_files import add_faults, make_music, open_cluster
 from distributed import Client, LocalCluster
 
 import qelaudio
@@ -33,10 +33,7 @@ KEYS = (
 @pytest.fixture(scope="module")
 def client() -> Iterator[Any]:
     """Two threads of this process stand for workers: the tool has processes of its own anyway."""
-    with LocalCluster(
-        n_workers=1, threads_per_worker=2, processes=False, protocol="tcp", host="127.0.0.1",
-        dashboard_address=":0",
-    ) as cluster, Client(cluster) as opened:  # fmt: skip
+    with open_cluster() as cluster, Client(cluster) as opened:
         yield opened
 
 

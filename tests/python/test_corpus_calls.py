@@ -13,8 +13,8 @@ from pathlib import Path
 from typing import Any
 
 import pytest
-from corpus_files import make_music
-from distributed import Client, LocalCluster
+from corpus_files import make_music, open_cluster
+from distributed import Client
 
 import qelaudio
 from qelaudio import corpus
@@ -24,10 +24,7 @@ QEL = os.environ["QEL_TOOL"]
 
 @pytest.fixture(scope="module")
 def client() -> Iterator[Any]:
-    with LocalCluster(
-        n_workers=1, threads_per_worker=1, processes=False, protocol="tcp", host="127.0.0.1",
-        dashboard_address=":0",
-    ) as cluster, Client(cluster) as opened:  # fmt: skip
+    with open_cluster(1) as cluster, Client(cluster) as opened:
         yield opened
 
 

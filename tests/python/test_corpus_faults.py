@@ -11,8 +11,7 @@ from pathlib import Path
 from typing import Any
 
 import pytest
-from corpus_files import make_music
-from distributed import LocalCluster
+from corpus_files import make_music, open_cluster
 
 import qelaudio
 from qelaudio import corpus
@@ -20,14 +19,6 @@ from qelaudio.corpus._partitions import write_index
 from qelaudio.corpus._storage import Place
 
 QEL = os.environ["QEL_TOOL"]
-
-
-def open_cluster() -> Any:
-    """A cluster in threads of this process, behind a socket."""
-    return LocalCluster(
-        n_workers=1, threads_per_worker=2, processes=False, protocol="tcp", host="127.0.0.1",
-        dashboard_address=":0",
-    )  # fmt: skip
 
 
 @pytest.fixture

@@ -14,7 +14,8 @@ from pathlib import Path
 import numpy as np
 import pytest
 from conftest import IS_WHOLE, music, write_wav
-from distributed import Client, LocalCluster
+from corpus_files import open_cluster
+from distributed import Client
 from trials import comparison, plain_loop, ways
 from trials.datasets import differences
 from trials.music import make_corpus
@@ -56,10 +57,7 @@ def test_dask_gives_the_rows_and_arrays_of_the_dataset(
     run: ways.CorpusRun, tmp_path: Path, monkeypatch: pytest.MonkeyPatch
 ) -> None:
     monkeypatch.chdir(run.music)
-    with LocalCluster(
-        n_workers=1, threads_per_worker=2, processes=False, protocol="tcp", host="127.0.0.1",
-        dashboard_address=":0",
-    ) as cluster, Client(cluster) as client:  # fmt: skip
+    with open_cluster() as cluster, Client(cluster) as client:
         found = corpus.run(
             ".", tmp_path / "out", keys=run.keys, client=client, qel=run.qel, shards=3, match="*", mix="keep",
             hash=True, time_limit=run.seconds, memory_limit=run.memory_mib,
