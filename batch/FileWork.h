@@ -10,11 +10,22 @@
 
 namespace qel::batch {
 
-// What is done with one file, in a worker: fills the row's columns of results and "readings", and
-// adds arrays. Throws FileFault for a file that cannot be analyzed, std::bad_alloc, or
+// One reading of a file, in a worker: fills the row's columns of results and "readings", and adds
+// arrays. Throws FileFault for a file that cannot be analyzed, std::bad_alloc, or
 // output::Interrupt::Requested.
-using FileWork =
+using FilePass =
     std::function<void(const std::string& path, Row& row, std::vector<output::Array>& arrays)>;
+
+// What is done with each file.
+struct FileWork {
+    // One after the other, each with the row that the earlier ones have filled. One of them alone
+    // adds arrays.
+    std::vector<FilePass> passes;
+
+    // Whether the process is not fit for another pass, of this file or of the next. What is left
+    // goes to a new worker.
+    std::function<bool()> isProcessSpent = [] { return false; };
+};
 
 // A file cannot be analyzed. status is a word of the column "status", what() the reason.
 class FileFault : public std::runtime_error {

@@ -10,6 +10,7 @@ extern "C" {
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <new>
 #include <utility>
 #include <vector>
@@ -27,6 +28,10 @@ bool IsLossless(AVCodecID codec) {
     return (props & AV_CODEC_PROP_LOSSLESS) != 0 &&
            ((props & AV_CODEC_PROP_LOSSY) == 0 || codec == AV_CODEC_ID_WAVPACK);
 }
+
+// The state is libcodec2's: one generator of random numbers for all decoders, which nothing sets
+// back.
+std::atomic<bool> gIsProcessSpent = false;
 
 AvHandle<AVCodecContext> OpenCodec(const AVStream& stream) {
     const AVCodec* codec = MediaFormats::FindDecoder(stream.codecpar->codec_id);
@@ -53,6 +58,9 @@ AvHandle<AVCodecContext> OpenCodec(const AVStream& stream) {
     }
     if (avcodec_open2(context.get(), codec, nullptr) < 0) {
         throw Error(Fault::NotAudio, fmt::format("its audio ({}) cannot be decoded", codec->name));
+    }
+    if (codec->id == AV_CODEC_ID_CODEC2) {
+        gIsProcessSpent = true;
     }
     return context;
 }
@@ -358,6 +366,10 @@ Report AudioDecoder::Report() const {
             {"its end is not marked as the end, so that it may have been cut", 1});
     }
     return report;
+}
+
+bool AudioDecoder::IsProcessSpent() {
+    return gIsProcessSpent;
 }
 
 void AudioDecoder::SilenceLibrary() {

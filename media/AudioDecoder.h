@@ -59,6 +59,9 @@ public:
     // Names and versions of FFmpeg's libraries, that of the decoders first.
     static std::vector<std::string> LibraryVersions();
 
+    // Whether this process has opened a decoder whose state is that of the process.
+    static bool IsProcessSpent();
+
     // Keeps that library from writing to standard error, in the whole process.
     static void SilenceLibrary();
 

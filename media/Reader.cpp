@@ -73,6 +73,10 @@ std::vector<std::string> libraryVersions() {
     return AudioDecoder::LibraryVersions();
 }
 
+bool isProcessSpent() noexcept {
+    return AudioDecoder::IsProcessSpent();
+}
+
 void silenceLibraries() {
     AudioDecoder::SilenceLibrary();
 }

@@ -133,7 +133,7 @@ std::optional<Task> Catalog::Next() {
     if (!mNext->Step()) {
         return std::nullopt;
     }
-    return Task{mNext->Bytes(0), mNext->Bytes(1), 1};
+    return Task{.path = mNext->Bytes(0), .hash = mNext->Bytes(1)};
 }
 
 void Catalog::Postpone(const std::string& path) {

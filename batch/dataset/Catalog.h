@@ -6,6 +6,7 @@
 #include "batch/dataset/FoundFiles.h"
 #include "batch/dataset/Shard.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -18,6 +19,8 @@ struct Task {
     std::string path;
     std::string hash; // of the content that a row is known for; empty: none
     int tries = 1;
+    std::size_t pass = 0; // the first that is left to do
+    Row row = nullptr;    // what the earlier passes have filled
 };
 
 // The list of the files of a run and the rows that are known of them. Everything is in a database

@@ -32,21 +32,19 @@ void Driver::Run() {
 }
 
 void Driver::RunAll() {
-    bool isMore = true;
-    while (isMore || IsAnyBusy()) {
+    for (;;) {
         for (Slot& slot : mWorkers) {
-            if (!isMore || (slot && !slot->IsIdle())) {
+            if (slot && !slot->IsIdle()) {
                 continue;
             }
-            const std::optional<Task> task = mCatalog.Next();
-            isMore = task.has_value();
-            if (isMore) {
+            if (const std::optional<Task> task = Next()) {
                 Give(slot, *task);
             }
         }
-        if (IsAnyBusy()) { // no other source of events is open
-            Serve();
+        if (!IsAnyBusy()) { // no other source of events is open
+            break;
         }
+        Serve();
     }
     for (Slot& slot : mWorkers) {
         slot.reset();
@@ -55,13 +53,28 @@ void Driver::RunAll() {
 
 void Driver::RunPostponed() {
     Slot& slot = mWorkers.front();
-    while (const std::optional<Task> task = mCatalog.NextPostponed()) {
-        Give(slot, *task);
-        while (IsAnyBusy()) {
-            Serve();
+    while (const std::optional<Task> postponed = mCatalog.NextPostponed()) {
+        for (std::optional<Task> task = postponed; task; task = Next()) {
+            Give(slot, *task);
+            while (IsAnyBusy()) {
+                Serve();
+            }
         }
         slot.reset();
     }
+}
+
+// What is to be done next, first of all the rest of files that were begun.
+std::optional<Task> Driver::Next() {
+    std::optional<Task> task;
+    if (!mRest.empty()) {
+        task = std::move(mRest.front());
+        mRest.pop_front();
+    } else if (mIsMore) {
+        task = mCatalog.Next();
+        mIsMore = task.has_value();
+    }
+    return task;
 }
 
 void Driver::Give(Slot& slot, const Task& task) {
@@ -137,6 +150,14 @@ void Driver::TakeAnswer(Slot& slot, const Row& answer) {
         mProgress.Count(true, 0);
         return;
     }
+    if (answer.contains("rest")) {
+        Task rest = slot->Current();
+        rest.pass = answer.at("pass").get<std::size_t>();
+        rest.row = answer.at("rest");
+        mRest.push_back(std::move(rest));
+        slot.reset();
+        return;
+    }
     const Row& row = answer.at("row");
     if (TextOf(row, "status") == status::kMemory) {
         Lose(slot, status::kMemory, TextOf(row, "error"));
@@ -144,6 +165,9 @@ void Driver::TakeAnswer(Slot& slot, const Row& answer) {
     }
     Finish(row);
     slot->Release();
+    if (answer.value("spent", false)) {
+        slot.reset();
+    }
 }
 
 // Ends a worker, whose file is put aside or gets a row with the reason.

@@ -5,7 +5,9 @@
 #include "batch/workers/BatchProgress.h"
 #include "batch/workers/WorkerProcess.h"
 
+#include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,7 +17,7 @@ namespace qel::batch {
 //
 // A file whose worker crashes, takes too long or too much memory is put aside and tried once more
 // when all others are done, by a new worker and with no other beside it. If that fails too, its row
-// says why.
+// says why. A worker whose process is spent is ended, and a new one takes over.
 class Driver {
 public:
     Driver(const WorkerSetup& setup, std::size_t jobs, Catalog& catalog, Part& part,
@@ -30,6 +32,7 @@ private:
 
     void RunAll();
     void RunPostponed();
+    std::optional<Task> Next();
     void Give(Slot& slot, const Task& task);
     bool IsAnyBusy() const;
     void Serve();
@@ -46,6 +49,8 @@ private:
     Catalog& mCatalog;
     Part& mPart;
     BatchProgress& mProgress;
+    std::deque<Task> mRest; // files whose later passes need a new worker
+    bool mIsMore = true;    // files may be left in the catalog
 };
 
 } // namespace qel::batch

@@ -52,6 +52,28 @@ std::string HashOf(const std::string& path) {
     return std::ferror(file.get()) != 0 ? "" : output::Hexadecimal(sum.Digest());
 }
 
+// What is known of a file before it is analyzed.
+Row StampedRow(const std::string& path) {
+    const FileStamp stamp = FileStamp::Of(path);
+    return {{"path", path}, {"size", stamp.Size()}, {"modified_ns", stamp.ModifiedNs()}};
+}
+
+// The same of a row with results.
+Row RowWithoutResults(const Row& row) {
+    Row kept;
+    for (const char* name : {"path", "size", "modified_ns", "hash", "seconds"}) {
+        if (row.contains(name)) {
+            kept[name] = row.at(name);
+        }
+    }
+    return kept;
+}
+
+bool IsChanged(const Row& row) {
+    const FileStamp now = FileStamp::Of(TextOf(row, "path"));
+    return now.Size() != row.at("size") || now.ModifiedNs() != row.at("modified_ns");
+}
+
 std::string Pack(const Row& row) {
     const std::vector<std::uint8_t> packed = Row::to_msgpack(row);
     return Records::Framed({reinterpret_cast<const char*>(packed.data()), packed.size()});
@@ -60,7 +82,11 @@ std::string Pack(const Row& row) {
 } // namespace
 
 std::string Worker::Packed(const Task& task) {
-    return Pack({{"path", task.path}, {"hash", task.hash}, {"tries", task.tries}});
+    return Pack({{"path", task.path},
+                 {"hash", task.hash},
+                 {"tries", task.tries},
+                 {"pass", task.pass},
+                 {"row", task.row}});
 }
 
 std::optional<Task> Worker::Receive() {
@@ -68,7 +94,11 @@ std::optional<Task> Worker::Receive() {
     for (;;) {
         if (const auto record = mRecords.Next()) {
             const Row task = Row::from_msgpack(record->begin(), record->end());
-            return Task{TextOf(task, "path"), TextOf(task, "hash"), task.at("tries").get<int>()};
+            return Task{.path = TextOf(task, "path"),
+                        .hash = TextOf(task, "hash"),
+                        .tries = task.at("tries").get<int>(),
+                        .pass = task.at("pass").get<std::size_t>(),
+                        .row = task.at("row")};
         }
         output::Interrupt::Check();
         const ssize_t count = read(mTasks, buffer.data(), buffer.size());
@@ -101,31 +131,37 @@ void Worker::Run() {
 // Memory can run out anywhere, also while another fault is told.
 void Worker::WorkOn(const Task& task) {
     const Clock::time_point begin = Clock::now();
-    const FileStamp stamp = FileStamp::Of(task.path);
-    Row row{{"path", task.path}, {"size", stamp.Size()}, {"modified_ns", stamp.ModifiedNs()}};
-    const auto send = [&](Row& told) {
+    Row row = task.pass == 0 ? StampedRow(task.path) : RowWithoutResults(task.row);
+    const double before = row.value("seconds", 0.0); // of the worker that did the earlier passes
+    const auto send = [&](const char* name, Row& told, const Row& beside) {
         told["tries"] = task.tries;
-        told["seconds"] = std::chrono::duration<double>(Clock::now() - begin).count();
-        Send({{"row", told}});
+        told["seconds"] = before + std::chrono::duration<double>(Clock::now() - begin).count();
+        Row answer = beside;
+        answer[name] = told;
+        Send(answer);
     };
     try {
-        if (mSetup.hashes && Hash(task, row)) {
+        if (task.pass == 0 && mSetup.hashes && Hash(task, row)) {
             Send({{"same", true}});
             return;
         }
-        Row result = row;
-        Analyze(task, result);
-        if (IsOk(result) && FileStamp::Of(task.path) != stamp) {
-            SetError(result, status::kChanged, "was changed while it was read");
+        const std::size_t done = Analyze(task, row);
+        if (done < mSetup.work.passes.size()) {
+            send("rest", row, {{"pass", done}});
+            return;
         }
-        send(result);
+        if (IsOk(row) && IsChanged(row)) {
+            SetError(row, status::kChanged, "was changed while it was read");
+        }
+        send("row", row, {{"spent", mSetup.work.isProcessSpent()}});
     } catch (const output::OutputError& error) {
         Send({{"failure", error.what()}});
     } catch (const std::bad_alloc&) {
         MemoryReserve::Release(); // the driver ends this worker
-        SetError(row, status::kMemory,
+        Row lost = RowWithoutResults(row);
+        SetError(lost, status::kMemory,
                  fmt::format("needs more than {} MiB of memory", mSetup.limits.memoryBytes >> 20));
-        send(row);
+        send("row", lost, Row::object());
     }
 }
 
@@ -140,14 +176,23 @@ bool Worker::Hash(const Task& task, Row& row) {
     return hash == task.hash;
 }
 
-void Worker::Analyze(const Task& task, Row& row) {
+// Fills the row. Returns how many passes are done: all of them, unless the rest needs a new worker.
+std::size_t Worker::Analyze(const Task& task, Row& row) const {
+    const FileWork& work = mSetup.work;
     try {
+        Row result = task.pass == 0 ? row : task.row; // of a file with an error nothing is kept
         std::vector<output::Array> arrays;
-        mSetup.work(task.path, row, arrays);
-        row["status"] = status::kOk;
+        std::size_t pass = task.pass;
+        do {
+            work.passes[pass](task.path, result, arrays);
+            ++pass;
+        } while (pass < work.passes.size() && !work.isProcessSpent());
+        result["status"] = status::kOk;
         if (!arrays.empty()) {
-            WriteArrays(arrays, row);
+            WriteArrays(arrays, result);
         }
+        row = std::move(result);
+        return pass;
     } catch (const FileFault& fault) {
         if (!MemoryReserve::IsMoreThere()) {
             throw std::bad_alloc();
@@ -156,6 +201,7 @@ void Worker::Analyze(const Task& task, Row& row) {
     } catch (const std::length_error& error) {
         SetError(row, status::kRefused, error.what());
     }
+    return work.passes.size();
 }
 
 // The name depends on what is in the file and on the path it is about. Whoever else writes that

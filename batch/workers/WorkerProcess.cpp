@@ -118,7 +118,7 @@ WorkerProcess::~WorkerProcess() {
 
 void WorkerProcess::Send(const Task& task) {
     mTask = task;
-    mHash.clear();
+    mHash = task.pass == 0 ? "" : TextOf(task.row, "hash");
     mSince = Clock::now();
     const std::string framed = Worker::Packed(task);
     for (std::size_t done = 0; done < framed.size();) {

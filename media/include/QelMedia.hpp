@@ -195,6 +195,12 @@ QEL_MEDIA_API std::int64_t countFrames(const std::string& path,
 // "libavcodec 59.37.100". Any thread.
 QEL_MEDIA_API std::vector<std::string> libraryVersions();
 
+// Whether this process has opened a file whose decoder keeps a state in the process: libcodec2
+// draws phases from random numbers that go on from file to file. In such a process, the next of
+// these files is decoded to other samples than in a process of its own. All other files are not
+// affected. Any thread.
+QEL_MEDIA_API bool isProcessSpent() noexcept;
+
 // Keeps FFmpeg from writing to standard error, in the whole process. Any thread; call it before
 // files are read.
 QEL_MEDIA_API void silenceLibraries();

@@ -30,7 +30,7 @@ class Names:
 
     def __init__(self, rng, count):
         self._rng = rng
-        self._taken = {b".", b".."}
+        self._taken = {b".", b"..", *FOLDERS}  # a folder's name is none for a file
         singles = [bytes([byte]) for byte in BYTES]
         self._special = [*rng.sample(SPECIAL, min(len(SPECIAL), count // 2)),
                          *rng.sample(singles, min(len(singles), count // 6))]

@@ -26,8 +26,21 @@ def list_files(folder):
     return sorted(found)
 
 
+def _is_done(run, number):
+    """Whether an earlier loop has done a file: the status of a command is written when it has ended."""
+    for what in ("analyze", "read"):
+        status = run.loop / f"{number}.{what}.status"
+        if not status.exists():
+            return False
+        if json.loads(status.read_text()) != 0:
+            return True
+    return True
+
+
 def _run_one(run, task):
     number, path = task
+    if _is_done(run, number):
+        return
     for what, command in (("analyze", run.analyze_command()), ("read", run.read_command())):
         outputs = [(run.loop / f"{number}.{what}{end}").open("wb") for end in ("", ".err")]
         try:
@@ -35,14 +48,16 @@ def _run_one(run, task):
                                    stdout=outputs[0], stderr=outputs[1], timeout=run.seconds).returncode
         except subprocess.TimeoutExpired:
             ended = None
-        (run.loop / f"{number}.{what}.status").write_text(json.dumps(ended))
+        unfinished = run.loop / f"{number}.{what}.ended"
+        unfinished.write_text(json.dumps(ended))
+        unfinished.rename(run.loop / f"{number}.{what}.status")
         if ended != 0:
             break
 
 
 def run(corpus):
-    """Analyzes every so many-th file, two at a time. Returns how many."""
-    corpus.loop.mkdir()
+    """Analyzes every so many-th file, two at a time, without those that are done already. Returns how many."""
+    corpus.loop.mkdir(exist_ok=True)
     tasks = list(enumerate(list_files(corpus.music)))[::corpus.loop_step]
     with concurrent.futures.ThreadPoolExecutor(corpus.jobs) as pool:
         return len(list(pool.map(lambda task: _run_one(corpus, task), tasks)))

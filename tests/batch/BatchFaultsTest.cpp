@@ -50,9 +50,9 @@ TEST(BatchFaultsTest, ADatasetThatIsRemovedDuringTheRunIsSaid) {
     FakeRun run;
     run.Add("a", "ok");
     batch::BatchSetup setup = run.Setup();
-    setup.work = [&](const std::string&, batch::Row&, std::vector<output::Array>&) {
+    setup.work.passes = {[&](const std::string&, batch::Row&, std::vector<output::Array>&) {
         std::filesystem::remove_all(run.Dataset());
-    };
+    }};
     try {
         batch::RunBatch(setup);
         ADD_FAILURE() << "there are no tables";
@@ -177,6 +177,48 @@ TEST(BatchFaultsTest, EveryFileMayCrashItsWorker) {
     batch::RunBatch(run.Setup());
     EXPECT_EQ(run.Rows().size(), 6u);
     EXPECT_EQ(run.Begun().size(), 12u);
+}
+
+TEST(BatchFaultsTest, AWorkerWhoseProcessIsSpentGetsNoOtherFile) {
+    FakeRun run;
+    for (const char* name : {"a", "b", "c", "d"}) {
+        run.Add(name, "spend");
+    }
+    batch::BatchSetup setup = run.Setup();
+    setup.jobs = 1;
+    batch::RunBatch(setup);
+    for (const char* name : {"a", "b", "c", "d"}) {
+        const batch::Row row = run.WholeRow(name);
+        EXPECT_EQ(row.at("readings").at("content"), "1") << name;
+        EXPECT_EQ(row.at("tries"), 1) << name;
+    }
+}
+
+// The first pass spends the process. The second says how many passes its process has done.
+TEST(BatchFaultsTest, TheSecondPassOfAFileThatSpendsItsProcessHasANewOne) {
+    FakeRun run;
+    run.Add("a", "spend");
+    run.Add("b", "ok");
+    run.Add("m", "crash-once");
+    batch::BatchSetup setup = run.Setup();
+    setup.jobs = 1;
+    setup.hashes = true;
+    setup.work.passes.push_back([passes = 0](const std::string&, batch::Row& row,
+                                             std::vector<output::Array>&) mutable {
+        ++passes;
+        row["codec"] = batch::TextOf(row.at("readings"), "content") + ", " + std::to_string(passes);
+        if (row.at("readings").at("content") == "1") {
+            FakeRun::Spend();
+        }
+    });
+    batch::RunBatch(setup);
+    EXPECT_EQ(batch::TextOf(run.WholeRow("a"), "codec"), "1, 1");
+    EXPECT_EQ(batch::TextOf(run.WholeRow("b"), "codec"), "ok, 1") << "b has the worker after a's";
+    EXPECT_EQ(run.Begun(), (std::vector<std::string>{"a", "b", "m", "m"}));
+    const batch::Row row = run.WholeRow("a");
+    EXPECT_FALSE(batch::TextOf(row, "arrays").empty());
+    EXPECT_EQ(batch::TextOf(row, "hash").size(), 64u);
+    EXPECT_EQ(batch::TextOf(row, "status"), "ok");
 }
 
 } // namespace

@@ -53,6 +53,8 @@ void Crash(const std::string& mark) {
     }
 }
 
+int gSpent = 0; // of this process
+
 void Note(const std::string& log, const std::string& path) {
     std::FILE* const file = std::fopen(log.c_str(), "ab");
     std::fputs((path + '\n').c_str(), file);
@@ -86,7 +88,7 @@ void Work(const std::string& log, const std::string& path, batch::Row& row,
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     row["duration_seconds"] = 1.5;
-    row["readings"] = {{"content", content}};
+    row["readings"] = {{"content", what == "spend" ? std::to_string(++gSpent) : content}};
     arrays.push_back(
         {.name = "content", .type = "|u1", .shape = {content.size()}, .data = content});
 }
@@ -95,6 +97,10 @@ void Work(const std::string& log, const std::string& path, batch::Row& row,
 
 FakeRun::FakeRun() {
     fs::create_directory(mPlace.File("music"));
+}
+
+void FakeRun::Spend() {
+    ++gSpent;
 }
 
 void FakeRun::Add(const std::string& name, const std::string& content) const {
@@ -112,10 +118,11 @@ batch::BatchSetup FakeRun::Setup(const std::string& dataset) const {
     setup.jobs = 2;
     setup.limits.seconds = 20;
     setup.readingColumns = {"content"};
-    setup.work = [log = mPlace.File("log")](const std::string& path, batch::Row& row,
-                                            std::vector<output::Array>& arrays) {
+    setup.work.passes = {[log = mPlace.File("log")](const std::string& path, batch::Row& row,
+                                                    std::vector<output::Array>& arrays) {
         Work(log, path, row, arrays);
-    };
+    }};
+    setup.work.isProcessSpent = [] { return gSpent > 0; };
     return setup;
 }
 

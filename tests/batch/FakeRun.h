@@ -22,6 +22,7 @@ namespace qel {
 //     exhaust    takes all memory to the last byte, then goes on
 //     blame      takes almost all memory, then an error, as of a library that gets no memory
 //     slow       as ok, after 20 ms
+//     spend      as ok, with how many files that spend it the process has had; it is spent then
 class FakeRun {
 public:
     FakeRun();
@@ -40,6 +41,9 @@ public:
     // The rows of a dataset by their paths, without what differs from run to run.
     std::map<std::string, batch::Row> Rows(const std::string& dataset = "dataset") const;
     batch::Row WholeRow(const std::string& name, const std::string& dataset = "dataset") const;
+
+    // Makes this process one that is not fit for another pass.
+    static void Spend();
 
 private:
     test::TempDirectory mPlace;

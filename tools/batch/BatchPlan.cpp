@@ -142,7 +142,7 @@ batch::BatchSetup MakeBatch(const BatchOptions& options) {
     setup.hashes = options.hashes;
     setup.retriesErrors = options.retriesErrors;
     setup.readingColumns = work.ReadingColumns();
-    setup.work = work;
+    setup.work = work.Work();
     const bool isShown = isatty(STDERR_FILENO) != 0 && !options.quiet;
     setup.progressDescriptor = isShown ? STDERR_FILENO : -1;
     return setup;

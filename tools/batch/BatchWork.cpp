@@ -11,9 +11,6 @@
 #include <QelMedia.hpp>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
-
-#include <algorithm>
 
 namespace qel::tool {
 namespace {
@@ -44,17 +41,29 @@ void DescribeFile(batch::Row& row, const output::DecoderFacts& decoder, double s
     row["channels"] = channels;
 }
 
-std::vector<std::string> AddKeys(const AnalysisPlan& plan, const std::string& path, batch::Row& row,
-                                 std::vector<output::Array>& arrays) {
+// A line for each warning that the earlier pass has not told.
+void AddWarnings(batch::Row& row, const std::vector<std::string>& warnings) {
+    std::string lines = batch::TextOf(row, "warnings");
+    for (const std::string& warning : warnings) {
+        if (('\n' + lines + '\n').find('\n' + warning + '\n') == std::string::npos) {
+            lines += (lines.empty() ? "" : "\n") + warning;
+        }
+    }
+    if (!lines.empty()) {
+        row["warnings"] = lines;
+    }
+}
+
+void AddKeys(const AnalysisPlan& plan, const std::string& path, batch::Row& row,
+             std::vector<output::Array>& arrays) {
     ProgressBar none(-1, false);
     output::ArrayWriter writer;
-    std::vector<std::string> warnings = AnalyzeFile(plan, path, writer, none);
+    AddWarnings(row, AnalyzeFile(plan, path, writer, none));
     const output::FileHeader& header = writer.Header();
     DescribeFile(row, writer.Summary().decoder,
                  static_cast<double>(writer.Summary().frames) / header.sampleRateHz,
                  header.sampleRateHz, header.fileChannels);
     arrays = writer.Take();
-    return warnings;
 }
 
 batch::Row ReadingsOf(const FileReadings& file, const std::vector<readings::Reading>& shown) {
@@ -65,49 +74,48 @@ batch::Row ReadingsOf(const FileReadings& file, const std::vector<readings::Read
     return fields;
 }
 
-std::vector<std::string> AddReadings(const std::vector<readings::Reading>& shown,
-                                     const std::string& path, batch::Row& row) {
+void AddReadings(const std::vector<readings::Reading>& shown, const std::string& path,
+                 batch::Row& row) {
     ProgressBar none(-1, false);
     const FileReadings file = ReadOneFile(path, shown, none);
     DescribeFile(row, file.decoder, file.answers.seconds, file.sampleRateHz, file.channels);
     row["readings"] = ReadingsOf(file, shown);
-    return file.warnings;
+    AddWarnings(row, file.warnings);
 }
 
-void Work(const BatchWork& work, const std::string& path, batch::Row& row,
-          std::vector<output::Array>& arrays) {
-    std::vector<std::string> warnings;
-    if (!work.plan.keys.empty()) {
-        warnings = AddKeys(work.plan, path, row, arrays);
-    }
-    if (!work.shown.empty()) {
-        for (const std::string& warning : AddReadings(work.shown, path, row)) {
-            if (std::ranges::find(warnings, warning) == warnings.end()) {
-                warnings.push_back(warning);
-            }
+// Faults of the media and of the analysis as the batch tells them.
+batch::FilePass Told(const batch::FilePass& pass) {
+    return [pass](const std::string& path, batch::Row& row, std::vector<output::Array>& arrays) {
+        try {
+            pass(path, row, arrays);
+        } catch (const media::Error& error) {
+            output::Interrupt::Check();
+            throw batch::FileFault(StatusOf(error.fault()), error.what());
+        } catch (const ToolError& error) {
+            throw batch::FileFault(batch::status::kRefused, error.what());
+        } catch (const Error& error) {
+            throw batch::FileFault(batch::status::kRefused, error.what());
         }
-    }
-    if (!warnings.empty()) {
-        row["warnings"] = fmt::format("{}", fmt::join(warnings, "\n"));
-    }
+    };
 }
 
 } // namespace
 
-void BatchWork::operator()(const std::string& path, batch::Row& row,
-                           std::vector<output::Array>& arrays) const {
-    batch::Row results = row; // of a file with an error nothing is kept
-    try {
-        Work(*this, path, results, arrays);
-    } catch (const media::Error& error) {
-        output::Interrupt::Check();
-        throw batch::FileFault(StatusOf(error.fault()), error.what());
-    } catch (const ToolError& error) {
-        throw batch::FileFault(batch::status::kRefused, error.what());
-    } catch (const Error& error) {
-        throw batch::FileFault(batch::status::kRefused, error.what());
+batch::FileWork BatchWork::Work() const {
+    batch::FileWork work;
+    if (!plan.keys.empty()) {
+        work.passes.push_back(Told([plan = plan](const std::string& path, batch::Row& row,
+                                                 std::vector<output::Array>& arrays) {
+            AddKeys(plan, path, row, arrays);
+        }));
     }
-    row = std::move(results);
+    if (!shown.empty()) {
+        work.passes.push_back(
+            Told([shown = shown](const std::string& path, batch::Row& row,
+                                 std::vector<output::Array>&) { AddReadings(shown, path, row); }));
+    }
+    work.isProcessSpent = media::isProcessSpent;
+    return work;
 }
 
 std::vector<std::string> BatchWork::ReadingColumns() const {

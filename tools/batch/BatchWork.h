@@ -15,9 +15,8 @@ struct BatchWork {
     AnalysisPlan plan; // without keys: none are wanted
     std::vector<readings::Reading> shown;
 
-    // As batch::FileWork.
-    void operator()(const std::string& path, batch::Row& row,
-                    std::vector<output::Array>& arrays) const;
+    // The passes that are wanted.
+    batch::FileWork Work() const;
 
     std::vector<std::string> ReadingColumns() const;
 };
