@@ -110,12 +110,13 @@ void AAAccentBandGenerator::AllocateBuffers() {
     mSpectralProcessor->SetKeepsAudioFrames(false);
     mSpectralProcessor->HanningWindow();
 
-    mCompressedList = NewBuffer("compressed buffer", kGammaBands * kFloat);
-    mCurrentList = NewBuffer("current buffer", kGammaBands * kFloat);
-    mPreviousList = NewBuffer("previous buffer", kGammaBands * kFloat);
-    mDifferenceList = NewBuffer("difference buffer", kGammaBands * kFloat);
-    mZeroInput.alloc(kGammaBands, true);
-    mButterworthList = NewBuffer("butterworth buffer", kGammaBands * kButterworthOrder * kFloat);
+    const UInt32 bytes = mAccentBandCount * kFloat;
+    mCompressedList = NewBuffer("compressed buffer", bytes);
+    mCurrentList = NewBuffer("current buffer", bytes);
+    mPreviousList = NewBuffer("previous buffer", bytes);
+    mDifferenceList = NewBuffer("difference buffer", bytes);
+    mZeroInput.alloc(mAccentBandCount, true);
+    mButterworthList = NewBuffer("butterworth buffer", kButterworthOrder * bytes);
     mAccentList0 = NewBandBuffer("accent buffer 0", 1);
     mAccentList1 = NewBandBuffer("accent buffer 1", 1);
 }
@@ -138,12 +139,30 @@ void AAAccentBandGenerator::GetFilteredSpectrum() {
     Deliver(kQelAnalysisKey_GammaTomeSpectrum);
 }
 
-void AAAccentBandGenerator::Compress(const float* bands, float* compressed) const {
-    MuLawCompress(bands, kGammaBands, compressed, mMuLawFactor);
+void AAAccentBandGenerator::FilterAccentBandsAlone() {
+    mGammaBank->GiveHighestOfEvery(GroupSize());
 }
 
-void AAAccentBandGenerator::ButterworthFilter(float* state, const float* in, float* out) {
-    for (UInt32 b = 0; b < kGammaBands; ++b) {
+// Gamma bands per accent band.
+UInt32 AAAccentBandGenerator::GroupSize() const {
+    return kGammaBands / mAccentBandCount;
+}
+
+// One gamma band represents its group: the accent is that of the highest one, not a sum. All that
+// follows treats each band for itself, so that the others need not be computed.
+void AAAccentBandGenerator::Reduce(const float* filtered, float* accentBands) const {
+    const UInt32 group = GroupSize();
+    for (UInt32 a = 0; a < mAccentBandCount; ++a) {
+        accentBands[a] = filtered[mGammaBank->IndexOfBand(a * group + group - 1)];
+    }
+}
+
+void AAAccentBandGenerator::Compress(const float* bands, float* compressed) const {
+    MuLawCompress(bands, mAccentBandCount, compressed, mMuLawFactor);
+}
+
+void AAAccentBandGenerator::ButterworthFilter(float* state, const float* in, float* out) const {
+    for (UInt32 b = 0; b < mAccentBandCount; ++b) {
         filter(butterA.data(), butterB.data(), kButterworthOrder, state + b * kButterworthOrder,
                in[b], out[b]);
     }
@@ -151,21 +170,12 @@ void AAAccentBandGenerator::ButterworthFilter(float* state, const float* in, flo
 
 void AAAccentBandGenerator::WeightedRectifiedDifference(const float* current, float* previous,
                                                         float* difference) const {
-    vDSP_vsub(previous, 1, current, 1, difference, 1, kGammaBands);
-    std::copy_n(current, kGammaBands, previous);
-    HalfWaveRectify(difference, kGammaBands, difference);
+    vDSP_vsub(previous, 1, current, 1, difference, 1, mAccentBandCount);
+    std::copy_n(current, mAccentBandCount, previous);
+    HalfWaveRectify(difference, mAccentBandCount, difference);
     const float levelShare = 1.0f - mDifferenceBlend;
-    for (UInt32 b = 0; b < kGammaBands; ++b) {
+    for (UInt32 b = 0; b < mAccentBandCount; ++b) {
         difference[b] = current[b] * levelShare + difference[b] * mDifferenceFactor;
-    }
-}
-
-// One gamma band represents its group: the accent is that of the highest one, not a sum.
-void AAAccentBandGenerator::Reduce(const float* bands, UInt32 channel,
-                                   CABufferList* accents) const {
-    const UInt32 group = kGammaBands / mAccentBandCount;
-    for (UInt32 a = 0; a < mAccentBandCount; ++a) {
-        *Channel(accents, mAccentBandCount * channel + a) = bands[a * group + group - 1];
     }
 }
 
@@ -175,14 +185,17 @@ void AAAccentBandGenerator::MakeAccentBands(UInt32 channel, const float* input,
     float* const difference = Channel(mDifferenceList, channel);
     ButterworthFilter(Channel(mButterworthList, channel), input, current);
     WeightedRectifiedDifference(current, Channel(mPreviousList, channel), difference);
-    Reduce(difference, channel, accents);
+    for (UInt32 a = 0; a < mAccentBandCount; ++a) {
+        *Channel(accents, mAccentBandCount * channel + a) = difference[a];
+    }
 }
 
 void AAAccentBandGenerator::MakeAccentBands() {
     CABufferList* const filtered = mGammaBank->GetFilteredBufferList();
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         float* const compressed = Channel(mCompressedList, c);
-        Compress(Channel(filtered, c), compressed);
+        Reduce(Channel(filtered, c), compressed);
+        Compress(compressed, compressed);
         MakeAccentBands(c, compressed, mAccentList0);
         MakeAccentBands(c, mZeroInput, mAccentList1);
     }

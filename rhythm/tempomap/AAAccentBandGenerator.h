@@ -54,6 +54,10 @@ protected:
     // std::bad_alloc.
     CAAutoDelete<CABufferList> NewBandBuffer(const char* name, UInt64 floats) const;
 
+    // Computes the energies of those gamma bands alone that are accent bands: the gammatone
+    // spectrum cannot be delivered then. After AllocateBuffers.
+    void FilterAccentBandsAlone();
+
     // Both accents of the frame into mAccentList0 and mAccentList1.
     void MakeAccentBands();
 
@@ -68,17 +72,19 @@ private:
     void GetFilteredSpectrum();
     void MakeAccentBands(UInt32 channel, const float* input, CABufferList* accents);
     void Compress(const float* bands, float* compressed) const;
-    static void ButterworthFilter(float* state, const float* in, float* out);
+    void ButterworthFilter(float* state, const float* in, float* out) const;
     void WeightedRectifiedDifference(const float* current, float* previous,
                                      float* difference) const;
-    void Reduce(const float* bands, UInt32 channel, CABufferList* accents) const;
+    UInt32 GroupSize() const;
+    void Reduce(const float* filtered, float* accentBands) const;
 
     AAGammaBankSpectralProcessor* mGammaBank = nullptr; // mSpectralProcessor
-    CAAutoDelete<CABufferList> mCompressedList;         // kGammaBands floats, like the next three
-    CAAutoDelete<CABufferList> mCurrentList;            // low-passed
-    CAAutoDelete<CABufferList> mPreviousList;           // the low-passed values before
+    // mAccentBandCount floats, like the next three.
+    CAAutoDelete<CABufferList> mCompressedList;
+    CAAutoDelete<CABufferList> mCurrentList;  // low-passed
+    CAAutoDelete<CABufferList> mPreviousList; // the low-passed values before
     CAAutoDelete<CABufferList> mDifferenceList;
-    CAAutoFree<float> mZeroInput;                // kGammaBands zeros
+    CAAutoFree<float> mZeroInput;                // mAccentBandCount zeros
     CAAutoDelete<CABufferList> mButterworthList; // kButterworthOrder floats of state per band
     float mMuLawFactor = 0.0f;
     float mDifferenceBlend = 0.0f;

@@ -63,7 +63,8 @@ void AAGammaBankSpectralProcessor::FilterSpectrum() {
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         auto* const bands = static_cast<float*>(filtered.mBuffers[c].mData);
         vDSP_zvmags(&mSpectralBufferList->mSpectra[c], 1, mPowers, 1, bins);
-        DotProducts(mPowers, bins, GammaBankPowers(0), kGammaColumns, kGammaBands, bands);
+        DotProducts(mPowers, bins, GammaBankPowers(mBandStep - 1),
+                    std::size_t{mBandStep} * kGammaColumns, kGammaBands / mBandStep, bands);
     }
 }
 

@@ -10,7 +10,7 @@
 namespace qel::core {
 
 // A spectral processor that follows each forward transform with the bank of GammaBankTable: per
-// frame and channel it gives the energies of the 36 bands, each the sum over the bins k of
+// frame and channel it gives the energies of the 36 bands, or of some, each the sum over the bins k of
 // |X[k] G[k]|^2. X is the spectrum divided by 2 * transformLength: the plain transform over the
 // length. Its Nyquist term is dropped.
 //
@@ -32,8 +32,16 @@ public:
                                  double sampleRateHz);
     ~AAGammaBankSpectralProcessor() override;
 
-    // Per channel kGammaBands energies, lowest band first. mDataByteSize may be larger than that.
+    // From now on gives the energies of the highest band of every `bands` alone: bands - 1,
+    // 2 * bands - 1 and so on. `bands` is a divisor of kGammaBands; with 1, the default, all bands
+    // are given. The energy of a band does not depend on it.
+    void GiveHighestOfEvery(UInt32 bands) { mBandStep = bands; }
+
+    // Per channel the energies of the bands that are given, lowest band first. mDataByteSize may be
+    // larger than that.
     CABufferList* GetFilteredBufferList() const { return mFilteredList; }
+    // The index of a band that is given among them.
+    UInt32 IndexOfBand(UInt32 band) const { return (band + 1) / mBandStep - 1; }
 
     // Everything per stream.
     void AllocateBuffers();
@@ -51,6 +59,7 @@ private:
 
     const double mGammaSampleRate; // Hz
     const UInt32 mBinCount;
+    UInt32 mBandStep = 1;
     CAAutoFree<float> mPowers; // squared moduli of one channel's spectrum, mBinCount floats
     CAAutoDelete<CABufferList> mFilteredList;
 };

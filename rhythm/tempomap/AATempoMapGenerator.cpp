@@ -99,6 +99,7 @@ void AATempoMapGenerator::Cleanup() {
 
 void AATempoMapGenerator::AllocateBuffers() {
     AAAccentBandGenerator::AllocateBuffers();
+    FilterAccentBandsAlone();
     mSpectralProcessor->SetSpectralFunction(MyTempoSpectralFun, this);
 
     if (mComplexity > kMostComplexity) {
