@@ -10,8 +10,8 @@
 namespace qel::core {
 
 // A spectral processor that follows each forward transform with the bank of GammaBankTable: per
-// frame and channel it gives the energies of the 36 bands, or of some, each the sum over the bins k of
-// |X[k] G[k]|^2. X is the spectrum divided by 2 * transformLength: the plain transform over the
+// frame and channel it gives the energies of the 36 bands, or of some, each the sum over the bins k
+// of |X[k] G[k]|^2. X is the spectrum divided by 2 * transformLength: the plain transform over the
 // length. Its Nyquist term is dropped.
 //
 //   1. Construct, with the Hanning window.

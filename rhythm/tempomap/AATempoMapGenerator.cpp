@@ -2,10 +2,10 @@
 
 #include "elementary/Functions.h"
 #include "engine/base/KeyFacts.h"
+#include "rhythm/tempomap/CombLoops.h"
 #include "rhythm/tempomap/FindPeaksInVector.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <limits>
 #include <new>
 
@@ -21,14 +21,28 @@ constexpr UInt32 kLongestLag = 128; // accents: 80.6 BPM
 
 // Lags are counted up to 2^(complexity + kLog2ShortestRange).
 constexpr UInt32 kLog2ShortestRange = 7;
-// Beyond it the square of the lags takes more than the 32 bits of any ring.
+// Beyond it the square of the lags takes more than 32 bits.
 constexpr UInt32 kMostComplexity = 8;
+
+// The accents of a frame, of which a list has one.
+constexpr UInt32 kAccents = CombBank::kSamples;
 
 // What is no whole number of 32 bits after truncation counts as the largest.
 UInt32 TruncatedComplexity(float value) {
     constexpr UInt32 kLargest = std::numeric_limits<UInt32>::max();
     return value > -1.0f && value < static_cast<float>(kLargest) ? static_cast<UInt32>(value)
                                                                  : kLargest;
+}
+
+// Raises std::bad_alloc for more than 4 GB of the last outputs of all combs, each of which would be
+// kept as often as there are lags. The combs take an eighth of that, yet which complexities are
+// refused is part of the interface.
+void RequireFeasibleLags(std::size_t bands, UInt64 lags) {
+    constexpr UInt64 kLargest = std::numeric_limits<UInt32>::max();
+    constexpr UInt64 kExtra = sizeof(void*);
+    if (bands * (lags * lags * kFloat + kExtra) > kLargest) {
+        throw std::bad_alloc();
+    }
 }
 
 } // namespace
@@ -44,7 +58,7 @@ AATempoMapGenerator::AATempoMapGenerator(UInt32 channels, Float64 sampleRate, UI
                                          DataCallback dataCallback, void* refCon)
     : AAAccentBandGenerator(channels, sampleRate, frameSize, hop, maxFrames, streamLength,
                             dataCallback, refCon) {
-    mAccentBandCount = 4;
+    mAccentBandCount = CombBank::kBands;
     SetDefaultParameters();
 }
 
@@ -67,7 +81,7 @@ void AATempoMapGenerator::SetDefaultParameters() {
 
 void AATempoMapGenerator::NullPointers() {
     AAAccentBandGenerator::NullPointers();
-    for (auto* list : {&mLeakyList, &mResponseList, &mSalienceList, &mEstimateList}) {
+    for (auto* list : {&mLeakyList, &mSalienceList, &mEstimateList}) {
         list->forget();
     }
     for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale,
@@ -75,14 +89,13 @@ void AATempoMapGenerator::NullPointers() {
         array->forget();
     }
     mLags.forget();
-    mResponseRing.forget();
-    mCombEnergies.forget();
+    mCombs.forget();
     mPeakIndices.forget();
     mPeakOrder.forget();
 }
 
 void AATempoMapGenerator::Cleanup() {
-    for (auto* list : {&mLeakyList, &mResponseList, &mSalienceList, &mEstimateList}) {
+    for (auto* list : {&mLeakyList, &mSalienceList, &mEstimateList}) {
         list->free();
     }
     for (auto* array : {&mFeedback, &mFeedforward, &mEnergyNorm, &mLagScale, &mNormScale,
@@ -90,8 +103,7 @@ void AATempoMapGenerator::Cleanup() {
         array->free();
     }
     mLags.free();
-    mResponseRing.free();
-    mCombEnergies.free();
+    mCombs.free();
     mPeakIndices.free();
     mPeakOrder.free();
     AAAccentBandGenerator::Cleanup();
@@ -107,20 +119,19 @@ void AATempoMapGenerator::AllocateBuffers() {
     }
     mLastLag = static_cast<float>(1u << (mComplexity + kLog2ShortestRange));
     mLagCount = static_cast<UInt32>(1.0f + (mLastLag - mFirstLag));
+    RequireFeasibleLags(std::size_t{mNumChannels} * mAccentBandCount, mLagCount);
     mLeakyList = NewBandBuffer("leaky accent buffer", 1);
     MakeConstants();
 
-    mResponseRing = new CARingBuffer;
-    mResponseRing->Allocate(static_cast<SInt32>(mNumChannels * mAccentBandCount),
-                            mLagCount * kFloat, mLagCount);
-    ResetStamp(mRingTime);
-    mResponseList = NewBandBuffer("response buffer", mLagCount);
-    mCombEnergies.alloc(std::size_t{mNumChannels} * mAccentBandCount);
-    for (UInt32 b = 0; b < mNumChannels * mAccentBandCount; ++b) {
-        mCombEnergies[b].Allocate(mLagCount);
+    mCombs.alloc(mNumChannels);
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        mCombs[c].Allocate(mLagCount);
+        for (UInt32 i = 0; i < mLagCount; ++i) {
+            mCombs[c].SetGains(i, mFeedback[i], mFeedforward[i]);
+        }
     }
-    mEnergies.alloc(mLagCount, true);
-    mSalienceList = NewBuffer("salience period buffer", UInt64{mLagCount} * kFloat);
+    mEnergies.alloc(std::size_t{kAccents} * mLagCount * CombBank::kBands, true);
+    mSalienceList = NewBuffer("salience period buffer", UInt64{kAccents} * mLagCount * kFloat);
     mEstimateList = NewBuffer("tempo estimate buffer", kFloat);
     mPeakValues.alloc(mLagCount, true);
     mPeakIndices.alloc(mLagCount, true);
@@ -147,68 +158,47 @@ void AATempoMapGenerator::MakeConstants() {
 }
 
 void AATempoMapGenerator::EstimateTempo() {
-    MakeTempoMap(mAccentList0);
-    MakeTempoMap(mAccentList1);
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        MakeSalience(c);
+    }
+    for (UInt32 accent = 0; accent < kAccents; ++accent) {
+        DeliverTempi(accent);
+    }
 }
 
-SInt32 AATempoMapGenerator::MakeTempoMap(CABufferList* accents) {
-    for (UInt32 c = 0; c < mNumChannels; ++c) {
-        float* const salience = Channel(mSalienceList, c);
-        std::fill_n(salience, mLagCount, 0.0f);
-        for (UInt32 b = 0; b < mAccentBandCount; ++b) {
-            const UInt32 buffer = mAccentBandCount * c + b;
-            AddBandSalience(buffer, *Channel(accents, buffer), salience);
-        }
-        FindDominantTempo(salience, *Channel(mEstimateList, c));
-    }
-    const auto time = static_cast<SInt64>(mRingTime.mSampleTime);
-    const SInt32 status = mResponseRing->Store(&mResponseList->GetBufferList(), 1, time);
-    if (status != kRingBufferOK) {
-        std::puts("ring buffer doesnt want to take that data");
-        return status;
-    }
-    mRingTime.mSampleTime += 1.0;
+void AATempoMapGenerator::DeliverTempi(UInt32 accent) {
     mBlocks.Prepare(mNumChannels, GetSizeOfAnalysisDataForKey(kQelAnalysisKey_Tempo));
     for (UInt32 c = 0; c < mNumChannels; ++c) {
+        float* const salience = Channel(mSalienceList, c) + std::size_t{accent} * mLagCount;
+        FindDominantTempo(salience, *Channel(mEstimateList, c));
         mBlocks.Store(c, Channel(mEstimateList, c));
     }
     Deliver(kQelAnalysisKey_Tempo);
-    return 0;
 }
 
-// Each comb's output, from its own output one lag ago, read in place from the ring.
-void AATempoMapGenerator::MakeResponses(UInt32 buffer, float accent) {
-    float* const outputs = Channel(mResponseList, buffer);
-    const auto* const rows =
-        reinterpret_cast<const float*>(mResponseRing->SlotOfFrame(static_cast<SInt32>(buffer), 0));
-    const auto time = static_cast<SInt64>(mRingTime.mSampleTime);
-    const auto slot = static_cast<UInt32>(time % mLagCount);
-    const std::size_t step = std::size_t{mLagCount} - 1;
-    // Comb i finds its output i + 1 slots before: a diagonal, which goes on in the last slot.
-    std::size_t past = slot * std::size_t{mLagCount} - mLagCount;
-    for (UInt32 i = 0; i < slot; ++i, past -= step) {
-        outputs[i] = mFeedback[i] * rows[past] + mFeedforward[i] * accent;
+// The salience of both accents. Required by the contract: while the mean energy is 0, it is not a
+// number. With a guard, clients see other tempi after silence.
+void AATempoMapGenerator::MakeSalience(UInt32 channel) {
+    constexpr UInt32 kBands = CombBank::kBands;
+    alignas(16) float accents[kAccents * kBands];
+    const UInt32 firstBuffer = kBands * channel;
+    for (UInt32 b = 0; b < kBands; ++b) {
+        accents[b] = *Channel(mAccentList0, firstBuffer + b);
+        accents[kBands + b] = *Channel(mAccentList1, firstBuffer + b);
     }
-    past = step * mLagCount + slot;
-    for (UInt32 i = slot; i < mLagCount; ++i, past -= step) {
-        outputs[i] = mFeedback[i] * rows[past] + mFeedforward[i] * accent;
+    mCombs[channel].Push(accents, mEnergies);
+    const SalienceWeights weights{mLagScale, mEnergyNorm, mNormScale};
+    for (std::size_t accent = 0; accent < kAccents; ++accent) {
+        float meanEnergies[kBands];
+        for (UInt32 b = 0; b < kBands; ++b) {
+            const float x = accents[accent * kBands + b];
+            float& leaky = *Channel(mLeakyList, firstBuffer + b);
+            leaky = mFeedback[0] * leaky + mFeedforward[0] * x * x;
+            meanEnergies[b] = leaky;
+        }
+        SumSalience(mEnergies + accent * mLagCount * kBands, meanEnergies, weights, mLagCount,
+                    Channel(mSalienceList, channel) + accent * mLagCount);
     }
-}
-
-// One accent of one band. Required by the contract: while the mean energy is 0, the salience is not
-// a number. With a guard, clients see other tempi after silence.
-void AATempoMapGenerator::AddBandSalience(UInt32 buffer, float accent, float* salience) {
-    float& leaky = *Channel(mLeakyList, buffer);
-    leaky = mFeedback[0] * leaky + mFeedforward[0] * accent * accent;
-
-    MakeResponses(buffer, accent);
-    const float* const outputs = Channel(mResponseList, buffer);
-    mCombEnergies[buffer].Sum(mEnergies);
-    for (UInt32 i = 0; i < mLagCount; ++i) {
-        const float energy = (mEnergies[i] + outputs[i] * outputs[i]) * mLagScale[i];
-        salience[i] += (energy / leaky - mEnergyNorm[i]) * mNormScale[i];
-    }
-    mCombEnergies[buffer].Append(outputs);
 }
 
 void AATempoMapGenerator::FindDominantTempo(float* salience, float& estimate) {

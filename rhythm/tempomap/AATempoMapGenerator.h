@@ -1,8 +1,7 @@
 #pragma once
 
 #include "rhythm/tempomap/AAAccentBandGenerator.h"
-#include "rhythm/tempomap/CombEnergies.h"
-#include "support/audio/CARingBuffer.h"
+#include "rhythm/tempomap/CombBank.h"
 
 #include <Accelerate/Accelerate.h>
 #include <CoreAudio/CoreAudioTypes.h>
@@ -47,8 +46,7 @@ public:
 protected:
     void NullPointers() override;
     void Cleanup() override;
-    // Raises std::bad_alloc for a complexity whose combs do not fit a ring: 7 and above with one
-    // channel.
+    // Raises std::bad_alloc for a complexity with too many lags: 7 and above with one channel.
     void AllocateBuffers() override;
 
 private:
@@ -57,9 +55,8 @@ private:
     void SetDefaultParameters();
     void MakeConstants();
     void EstimateTempo();
-    SInt32 MakeTempoMap(CABufferList* accents);
-    void MakeResponses(UInt32 buffer, float accent);
-    void AddBandSalience(UInt32 buffer, float accent, float* salience);
+    void MakeSalience(UInt32 channel);
+    void DeliverTempi(UInt32 accent);
     void FindDominantTempo(float* salience, float& estimate);
 
     UInt32 mLagCount = 0;
@@ -73,12 +70,9 @@ private:
     CAAutoFree<float> mEnergyNorm;            // gamma: what a comb keeps of an aperiodic accent
     CAAutoFree<float> mLagScale;              // 1 / lag
     CAAutoFree<float> mNormScale;             // 1 / (1 - gamma)
-    CAAutoDelete<CABufferList> mResponseList; // per band the combs' outputs for this accent
-    CAAutoDelete<CARingBuffer> mResponseRing; // per band the last mLagCount outputs of each comb
-    AudioTimeStamp mRingTime{};               // accents stored in mResponseRing
-    CAAutoArrayDelete<CombEnergies> mCombEnergies; // per band
-    CAAutoFree<float> mEnergies;
-    CAAutoDelete<CABufferList> mSalienceList; // mLagCount floats
+    CAAutoArrayDelete<CombBank> mCombs;       // per channel
+    CAAutoFree<float> mEnergies;              // per accent, comb and band
+    CAAutoDelete<CABufferList> mSalienceList; // mLagCount floats per accent
     CAAutoDelete<CABufferList> mEstimateList; // one float, BPM
 
     // The peaks found last, in any channel.
