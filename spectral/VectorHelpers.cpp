@@ -3,35 +3,12 @@
 #include <Accelerate/Accelerate.h>
 
 #include <algorithm>
-#include <array>
 #include <bit>
 
 namespace qel::core {
 
 float BinToFreq(unsigned int bin, unsigned int size, float sampleRate) {
     return static_cast<float>(bin) / static_cast<float>(size) * sampleRate;
-}
-
-void FindLocalMaxima(const float* data, unsigned int length, unsigned int* indices, float* values,
-                     unsigned int& count, float threshold) {
-    // Without a branch on the data, which would be mispredicted at a third of the bins of noise.
-    // The next index is always written, for which the caller's arrays may have no space.
-    std::array<std::size_t, 128> found{};
-    const std::size_t end = length > 0 ? length - std::size_t{1} : 0;
-    for (std::size_t from = 1; from < end; from += found.size()) {
-        const std::size_t to = std::min(end, from + found.size());
-        std::size_t foundCount = 0;
-        for (std::size_t i = from; i < to; ++i) {
-            found[foundCount] = i;
-            const bool isMaximum =
-                (data[i] > data[i - 1]) & (data[i] > data[i + 1]) & (data[i] > threshold);
-            foundCount += isMaximum ? 1 : 0;
-        }
-        for (std::size_t n = 0; n < foundCount; ++n, ++count) {
-            indices[count] = static_cast<unsigned int>(found[n]);
-            values[count] = data[found[n]];
-        }
-    }
 }
 
 void ComputeHistogram(const float* data, unsigned int length, float* histogram, float minimum,
