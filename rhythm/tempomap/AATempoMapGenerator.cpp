@@ -167,7 +167,7 @@ void AATempoMapGenerator::EstimateTempo() {
 }
 
 void AATempoMapGenerator::DeliverTempi(UInt32 accent) {
-    mBlocks.Prepare(mNumChannels, GetSizeOfAnalysisDataForKey(kQelAnalysisKey_Tempo));
+    mBlocks.Prepare(mNumChannels, KeyTable::Tempo.payloadBytes);
     for (UInt32 c = 0; c < mNumChannels; ++c) {
         float* const salience = Channel(mSalienceList, c) + std::size_t{accent} * mLagCount;
         FindDominantTempo(salience, *Channel(mEstimateList, c));

@@ -163,29 +163,37 @@ HWY_INLINE const float* Counted(std::size_t place) {
     return reinterpret_cast<const float*>(kCounted.bits.data()) + place * kBands;
 }
 
-// What the combs of a group have in common.
+// What the combs of a group have in common. All are copies, as a compiler reads them anew after each
+// store of a vector otherwise.
 struct CombGroup {
-    const CombBank::State& state;
+    std::size_t lagCount;
+    std::size_t inChunk;
     std::size_t ring;   // samples kept
     std::size_t slot;   // of the earlier sample
     std::size_t stride; // from the outputs of a comb to those of the next, floats
-    std::size_t first;  // comb
+    // Of the first comb of the group:
+    std::size_t comb;
+    const float* feedback;
+    const float* feedforward;
     float* outputs;
     float* suffixes;
+    float* newest;
 
-    CombGroup(const CombBank::State& of, UInt32 group)
-        : state(of), ring(CombBank::State::RingOf(group)), slot(of.time % ring),
-          stride(CombBank::State::OutputStride(group) * kBands), first(group * kChunk),
-          outputs(of.OutputsOf(group * CombBank::kChunk)),
-          suffixes(of.SuffixesOf(group * CombBank::kChunk)) {}
+    CombGroup(const CombBank::State& state, UInt32 group)
+        : lagCount(state.lagCount), inChunk(state.inChunk), ring(CombBank::State::RingOf(group)),
+          slot(state.time % ring), stride(CombBank::State::OutputStride(group) * kBands),
+          comb(group * kChunk), feedback(state.feedback + comb),
+          feedforward(state.feedforward + comb),
+          outputs(state.OutputsOf(group * CombBank::kChunk)),
+          suffixes(state.SuffixesOf(group * CombBank::kChunk)),
+          newest(state.newest + comb * kBands) {}
 };
 
 // The outputs of comb `l` of the group, which are kept.
 HWY_INLINE TwoSamples Respond(const CombGroup& g, std::size_t l, const TwoSamples& samples) {
     const CombTag d;
-    const std::size_t comb = g.first + l;
-    const auto feedback = hn::Set(d, g.state.feedback[comb]);
-    const auto feedforward = hn::Set(d, g.state.feedforward[comb]);
+    const auto feedback = hn::Set(d, g.feedback[l]);
+    const auto feedforward = hn::Set(d, g.feedforward[l]);
     const auto respond = [&](const TwoSamples& past) HWY_ATTR {
         return MakeTwo([&](std::size_t k) HWY_ATTR {
             return hn::Add(hn::Mul(feedback, past.v[k]), hn::Mul(feedforward, samples.v[k]));
@@ -195,7 +203,7 @@ HWY_INLINE TwoSamples Respond(const CombGroup& g, std::size_t l, const TwoSample
     std::size_t oldest = g.slot + (kChunk - 1 - l);
     oldest = oldest < g.ring ? oldest : oldest - g.ring;
     TwoSamples past = LoadTwo(outputs + oldest * kBands);
-    if (comb == 0) { // the later output needs the earlier one
+    if (g.comb + l == 0) { // the later output needs the earlier one
         past = JoinEarlier(past, respond(past));
     }
     const TwoSamples response = respond(past);
@@ -210,19 +218,19 @@ HWY_INLINE TwoSamples Respond(const CombGroup& g, std::size_t l, const TwoSample
 HWY_INLINE void FinishEnergy(const CombGroup& g, std::size_t l, const TwoSamples& older,
                              const TwoSamples& squares, const TwoSamples& counted,
                              float* energies) {
-    const std::size_t comb = (g.first + l) * kBands;
-    float* const kept = g.state.newest + comb;
+    const std::size_t comb = (g.comb + l) * kBands;
+    float* const kept = g.newest + l * kBands;
     const TwoSamples newest = LoadForBoth(kept) + JoinEarlier(NoSamples(), squares);
     const TwoSamples energy = older + Masked(newest, counted) + squares;
     StoreLater(newest + squares, kept);
     StoreEarlier(energy, energies + comb);
-    StoreLater(energy, energies + g.state.lagCount * kBands + comb);
+    StoreLater(energy, energies + g.lagCount * kBands + comb);
 }
 
 // Lags up to kChunk. The squares of the chunk at hand stand in the places of those suffixes that
 // are no longer needed; in the place after the last there is 0.
 HWY_INLINE void PushToShortCombs(const CombGroup& g, const TwoSamples& samples, float* energies) {
-    const std::size_t c = g.state.inChunk;
+    const std::size_t c = g.inChunk;
     for (std::size_t l = 0; l < kChunk; ++l) {
         const TwoSamples response = Respond(g, l, samples);
         const TwoSamples squares = response * response;
@@ -259,7 +267,7 @@ HWY_INLINE void SumFromTheEnd(const float* outputs, Take take) {
 // Of the two combs whose oldest sample now is the first of a chunk. Their last suffix of the chunk
 // before may still be needed: RenewLastSuffixes.
 HWY_INLINE void RenewSuffixes(const CombGroup& g, std::size_t slotOfChunk) {
-    for (std::size_t l = g.state.inChunk; l < g.state.inChunk + CombBank::kSamples; ++l) {
+    for (std::size_t l = g.inChunk; l < g.inChunk + CombBank::kSamples; ++l) {
         float* const suffixes = g.suffixes + l * kSuffixFloats;
         SumFromTheEnd(g.outputs + l * g.stride + slotOfChunk * kBands,
                       [&](auto d, std::size_t place, std::size_t band, auto sum) HWY_ATTR {
@@ -275,7 +283,7 @@ HWY_INLINE void RenewSuffixes(const CombGroup& g, std::size_t slotOfChunk) {
 
 HWY_INLINE void RenewLastSuffixes(const CombGroup& g, std::size_t slotOfChunk) {
     const std::size_t last = kChunk - 1;
-    for (std::size_t l = g.state.inChunk; l < g.state.inChunk + CombBank::kSamples; ++l) {
+    for (std::size_t l = g.inChunk; l < g.inChunk + CombBank::kSamples; ++l) {
         const float* const outputs = g.outputs + l * g.stride + (slotOfChunk + last) * kBands;
         float* const suffix = g.suffixes + l * kSuffixFloats + last * kBands;
         for (std::size_t band = 0; band < kBands; ++band) {
@@ -285,14 +293,15 @@ HWY_INLINE void RenewLastSuffixes(const CombGroup& g, std::size_t slotOfChunk) {
 }
 
 // Longer lags. Four combs at a time, so that their sums are formed side by side.
-HWY_INLINE void PushToLongCombs(const CombGroup& g, UInt32 group, const TwoSamples& samples,
-                                float* energies) {
+HWY_INLINE void PushToLongCombs(const CombBank::State& state, UInt32 group,
+                                const TwoSamples& samples, float* energies) {
+    const CombGroup g(state, group);
     constexpr std::size_t kAtOnce = 4;
-    const std::size_t c = g.state.inChunk;
+    const std::size_t c = g.inChunk;
     const std::size_t slotOfChunk = (g.slot - c + kChunk) % g.ring;
     RenewSuffixes(g, slotOfChunk);
-    const std::size_t step = g.state.ChunkSumsStride();
-    const float* const newestChunk = g.state.ChunkSums(1) + g.first * kBands;
+    const std::size_t step = state.ChunkSumsStride();
+    const float* const newestChunk = state.ChunkSums(1) + g.comb * kBands;
     const TwoSamples all = LoadForBoth(Counted(0));
     for (std::size_t l = 0; l < kChunk; l += kAtOnce) {
         TwoSamples older[kAtOnce];
@@ -320,7 +329,7 @@ void PushTwo(const CombBank::State& state, const float* samples, float* energies
     const TwoSamples both = LoadTwo(samples);
     PushToShortCombs(CombGroup(state, 0), both, energies);
     for (UInt32 group = 1; group < state.lagCount / kChunk; ++group) {
-        PushToLongCombs(CombGroup(state, group), group, both, energies);
+        PushToLongCombs(state, group, both, energies);
     }
 }
 
@@ -338,7 +347,7 @@ void Close(const CombBank::State& state) {
         const CombGroup g(state, group);
         const std::size_t slotOfChunk = (g.slot + g.ring - kChunk) % g.ring;
         for (std::size_t l = 0; l < kChunk; ++l) {
-            const std::size_t comb = (g.first + l) * kBands;
+            const std::size_t comb = (g.comb + l) * kBands;
             SumFromTheEnd(g.outputs + l * g.stride + slotOfChunk * kBands,
                           [&](auto, std::size_t place, std::size_t band, auto sum) HWY_ATTR {
                               if (place == 0) {

@@ -7,20 +7,26 @@
 #include <cstddef>
 #include <limits>
 #include <numeric>
+#include <span>
 
 namespace qel::core {
 
 namespace {
 
+// Whether `height` is above all of x by more than `margin`. Without a branch on the data, so that it
+// runs in vector lanes.
+bool IsAbove(float height, std::span<const float> x, float margin) {
+    unsigned int fails = 0;
+    for (const float other : x) {
+        fails |= height > other + margin ? 0u : 1u;
+    }
+    return fails == 0;
+}
+
 // Whether x[i] is above the `window` elements before it and those after it up to `to`.
 bool StandsOut(const float* x, unsigned int i, unsigned int window, unsigned int to, float margin) {
-    for (unsigned int distance = 1; distance <= window; ++distance) {
-        if (!(x[i] > x[i - distance] + margin) ||
-            (distance < to - i && !(x[i] > x[i + distance] + margin))) {
-            return false;
-        }
-    }
-    return true;
+    return IsAbove(x[i], {x + i - window, window}, margin) &&
+           IsAbove(x[i], {x + i + 1, to - i - 1}, margin);
 }
 
 // The elements from x[from] to before x[to] that can be peaks; x has a neighbour on both sides of
