@@ -102,11 +102,12 @@ void AABagOfPropertiesGenerator::AllocateBuffers() {
     mMinMagnitudes.alloc(mNumChannels, true);
     mMaxMagnitudes.alloc(mNumChannels, true);
     mPeakBins.alloc(mNumBins, true);
-    for (auto* array : {&mFrequencies, &mPeakMagnitudes, &mPeakAmplitudes, &mBinNumbers,
-                        &mSlopeWeights, &mScratch}) {
+    for (auto* array : {&mFrequencies, &mPeakMagnitudes, &mBinNumbers, &mSlopeWeights, &mScratch}) {
         array->alloc(mNumBins, true);
     }
-    mPeakIndicators.alloc(mNumBins + RoughnessCurves::kReadable, true);
+    // Whole blocks, wherever the last bin is.
+    mPeakIndicators.alloc(mNumBins + RoughnessCurves::kBlock, true);
+    mPeakAmplitudes.alloc(mNumBins + RoughnessCurves::kBlock, true);
     if (IsWanted(kPeak) && mRoughnessCurves == nullptr) {
         mRoughnessCurves = std::make_unique<const RoughnessCurves>(mNumBins, mFrameSize,
                                                                    static_cast<float>(mSampleRate));

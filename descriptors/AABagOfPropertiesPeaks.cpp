@@ -29,25 +29,6 @@ constexpr UInt32 kFirstOfThirdTristimulus = 4;
 constexpr float kRise = 5.0f;
 constexpr float kFall = -5.0f;
 
-// The sum of curve[i] times the lesser of `limit` and amplitudes[i]. Several sums side by side, so
-// that they run in vector lanes. The amplitudes are not negative, and 0 from `used` on, where
-// nothing is added.
-float LimitedDotProduct(std::span<const float> curve, const float* amplitudes, std::size_t used,
-                        float limit) {
-    constexpr std::size_t kLanes = 8;
-    float sums[kLanes] = {};
-    const std::size_t inLanes = curve.size() / kLanes * kLanes; // the others all go to one sum
-    for (std::size_t i = 0; i < std::min(used, inLanes); i += kLanes) {
-        for (std::size_t lane = 0; lane < kLanes; ++lane) {
-            sums[lane] += curve[i + lane] * std::min(amplitudes[i + lane], limit);
-        }
-    }
-    for (std::size_t i = inLanes; i < std::min(used, curve.size()); ++i) {
-        sums[0] += curve[i] * std::min(amplitudes[i], limit);
-    }
-    return std::accumulate(std::begin(sums), std::end(sums), 0.0f);
-}
-
 } // namespace
 
 void AABagOfPropertiesGenerator::ComputeAndStorePeakSpectralProperties() {
@@ -95,17 +76,25 @@ float AABagOfPropertiesGenerator::ComputeHarmonicCentroid(float sum) const {
 // Required by the contract: the neighbours are looked up by bin number in the array packed by peak
 // number, so that most reads find the zeros after the last peak. Looking them up by peak number
 // changes all values.
+//
+// From the first peak on whose bin has no peak of its number, all is looked up after the last peak.
 float AABagOfPropertiesGenerator::ComputeHarmonicDeviation() const {
     const float* p = mPeakMagnitudes;
     const unsigned int* b = mPeakBins;
     float deviation = 0.0f;
     float total = 0.0f;
-    for (UInt32 i = 0; i < mNumPeaks; ++i) {
-        const float left = i > 0 ? p[b[i - 1]] : 0.0f;
-        const float centre = p[b[i]];
+    float left = 0.0f;
+    float centre = p[b[0]];
+    UInt32 i = 0;
+    for (; i < mNumPeaks && (left != 0.0f || centre != 0.0f); ++i) {
         const float right = i < mNumPeaks - 1 ? p[b[i + 1]] : 0.0f;
         total += centre;
         deviation += p[i] - (left + centre + right) / 3.0f;
+        left = centre;
+        centre = right;
+    }
+    for (; i < mNumPeaks; ++i) {
+        deviation += p[i];
     }
     return total != 0.0f ? deviation / total : 0.0f;
 }
@@ -132,24 +121,15 @@ float AABagOfPropertiesGenerator::ComputeThirdTristimulus(float sum) const {
 // which hold zeros: that runs in vector lanes.
 float AABagOfPropertiesGenerator::ComputeDissonance() {
     const float* p = mPeakMagnitudes;
-    const unsigned int* b = mPeakBins;
+    const std::span<const unsigned int> bins(mPeakBins.get(), mNumPeaks);
     std::fill_n(mPeakIndicators.get(), mNumBins, 0.0f);
     std::fill_n(mPeakAmplitudes.get(), mNumBins, 0.0f);
-    for (UInt32 i = 0; i < mNumPeaks; ++i) {
-        mPeakIndicators[b[i]] = 1.0f;
-        mPeakAmplitudes[b[i]] = p[b[i]];
+    for (const unsigned int bin : bins) {
+        mPeakIndicators[bin] = 1.0f;
+        mPeakAmplitudes[bin] = p[bin];
     }
-    const float fall = SumOfFastPairs(*mRoughnessCurves, {b, mNumPeaks}, mPeakIndicators);
-    float rise = 0.0f;
-    for (UInt32 i = 0; i + 1 < mNumPeaks; ++i) {
-        const UInt32 above = b[i] + 1;
-        if (p[b[i]] != 0.0f) {
-            const UInt32 used = std::max(mNumPeaks, above) - above; // p is zero from mNumPeaks on
-            rise += LimitedDotProduct(mRoughnessCurves->Slow(b[i]), mPeakAmplitudes + above, used,
-                                      p[b[i]]);
-        }
-    }
-    return kRise * rise + kFall * fall;
+    return kRise * SumOfSlowPairs(*mRoughnessCurves, bins, mPeakAmplitudes) +
+           kFall * SumOfFastPairs(*mRoughnessCurves, bins, mPeakIndicators);
 }
 
 float AABagOfPropertiesGenerator::ComputeRegularity(float sum) const {

@@ -15,6 +15,11 @@ constexpr float kFastDecay = -5.75f;
 constexpr float kLeastExponent = -87.3f; // of a normal float
 constexpr float kNegligibleExponent = -25.0f;
 
+std::size_t NextBlock(std::size_t size) {
+    constexpr std::size_t kBlock = RoughnessCurves::kBlock;
+    return (size + kBlock - 1) / kBlock * kBlock;
+}
+
 } // namespace
 
 RoughnessCurves::RoughnessCurves(UInt32 bins, UInt32 frameSize, float sampleRate)
@@ -24,7 +29,10 @@ RoughnessCurves::RoughnessCurves(UInt32 bins, UInt32 frameSize, float sampleRate
 RoughnessCurves::Curves RoughnessCurves::Tabled(float decay, UInt32 bins, UInt32 frameSize,
                                                 float sampleRate) {
     Curves curves;
+    std::vector<float> values;
     for (UInt32 bin = 0; bin < bins; ++bin) {
+        values.resize(NextBlock(values.size()) + (bin + std::size_t{1}) % kBlock);
+        curves.starts.push_back(values.size());
         const float frequency = BinToFreq(bin, frameSize, sampleRate);
         const float scale = kPeakSpacing / (kWidthSlope * frequency + kWidthOffset);
         std::size_t reach = 0;
@@ -34,15 +42,17 @@ RoughnessCurves::Curves RoughnessCurves::Tabled(float decay, UInt32 bins, UInt32
             if (exponent < kLeastExponent) {
                 break;
             }
-            curves.values.push_back(elementary::Exp(exponent));
+            values.push_back(elementary::Exp(exponent));
             if (!(exponent < kNegligibleExponent)) {
                 reach = upper - bin;
             }
         }
         curves.reaches.push_back(reach + 1);
-        curves.ends.push_back(curves.values.size());
+        curves.sizes.push_back(values.size() - curves.starts.back());
     }
-    curves.values.resize(curves.values.size() + kReadable);
+    values.resize(NextBlock(values.size()));
+    curves.values.alloc(values.size(), false);
+    std::copy(values.begin(), values.end(), curves.values.get());
     return curves;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/runtime/CAAutoDisposer.h"
+
 #include <QelAudioAnalysis.h>
 
 #include <algorithm>
@@ -29,24 +31,26 @@ public:
 
     // The part of Fast(bin) that counts beside a pair `nearest` bins apart: behind it values are
     // below e^-25 of that one's.
-    // Reads of kReadable floats from anywhere in a curve on stay in its memory.
     std::span<const float> FastFrom(UInt32 bin, UInt32 nearest) const {
         const std::span<const float> curve = mFast.Of(bin);
         return curve.first(std::min(curve.size(), nearest + mFast.reaches[bin]));
     }
 
-    static constexpr std::size_t kReadable = 32;
+    // Bins are in blocks of kBlock. The memory of a curve has all bins of the blocks that it is in,
+    // those where it has no value with 0, and each block starts at a cache line: value n of the
+    // curve of `bin` stands (bin + 1 + n) % kBlock floats after such a start.
+    static constexpr std::size_t kBlock = 32;
 
 private:
     // One curve per bin, one after the other.
     struct Curves {
-        std::vector<float> values;
-        std::vector<std::size_t> ends;
+        CAAutoFree<float> values;
+        std::vector<std::size_t> starts;
+        std::vector<std::size_t> sizes;
         std::vector<std::size_t> reaches; // of a fall by e^-25, in bins
 
         std::span<const float> Of(UInt32 bin) const {
-            const std::size_t start = bin == 0 ? 0 : ends[bin - 1];
-            return {values.data() + start, ends[bin] - start};
+            return {values.get() + starts[bin], sizes[bin]};
         }
     };
 

@@ -83,9 +83,8 @@ HWY_INLINE TwoSamples MakeTwo(Make make) {
 }
 
 HWY_INLINE TwoSamples LoadTwo(const float* from) {
-    return MakeTwo([from](std::size_t k) HWY_ATTR {
-        return hn::LoadU(CombTag(), from + k * kCombLanes);
-    });
+    return MakeTwo([from](std::size_t k)
+                       HWY_ATTR { return hn::LoadU(CombTag(), from + k * kCombLanes); });
 }
 
 // The same four bands for both.
@@ -140,9 +139,8 @@ HWY_INLINE void StoreLater(const TwoSamples& x, float* to) {
 constexpr std::size_t kVectorsOfOne = kCombVectors / 2;
 
 HWY_INLINE TwoSamples JoinEarlier(const TwoSamples& a, const TwoSamples& b) {
-    return MakeTwo([&](std::size_t k) HWY_ATTR {
-        return k < kVectorsOfOne ? a.v[k] : b.v[k - kVectorsOfOne];
-    });
+    return MakeTwo([&](std::size_t k)
+                       HWY_ATTR { return k < kVectorsOfOne ? a.v[k] : b.v[k - kVectorsOfOne]; });
 }
 
 HWY_INLINE void StoreEarlier(const TwoSamples& x, float* to) {
@@ -163,8 +161,8 @@ HWY_INLINE const float* Counted(std::size_t place) {
     return reinterpret_cast<const float*>(kCounted.bits.data()) + place * kBands;
 }
 
-// What the combs of a group have in common. All are copies, as a compiler reads them anew after each
-// store of a vector otherwise.
+// What the combs of a group have in common. All are copies, as a compiler reads them anew after
+// each store of a vector otherwise.
 struct CombGroup {
     std::size_t lagCount;
     std::size_t inChunk;
@@ -183,8 +181,7 @@ struct CombGroup {
         : lagCount(state.lagCount), inChunk(state.inChunk), ring(CombBank::State::RingOf(group)),
           slot(state.time % ring), stride(CombBank::State::OutputStride(group) * kBands),
           comb(group * kChunk), feedback(state.feedback + comb),
-          feedforward(state.feedforward + comb),
-          outputs(state.OutputsOf(group * CombBank::kChunk)),
+          feedforward(state.feedforward + comb), outputs(state.OutputsOf(group * CombBank::kChunk)),
           suffixes(state.SuffixesOf(group * CombBank::kChunk)),
           newest(state.newest + comb * kBands) {}
 };

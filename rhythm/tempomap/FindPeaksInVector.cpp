@@ -13,8 +13,8 @@ namespace qel::core {
 
 namespace {
 
-// Whether `height` is above all of x by more than `margin`. Without a branch on the data, so that it
-// runs in vector lanes.
+// Whether `height` is above all of x by more than `margin`. Without a branch on the data, so that
+// it runs in vector lanes.
 bool IsAbove(float height, std::span<const float> x, float margin) {
     unsigned int fails = 0;
     for (const float other : x) {
@@ -41,8 +41,8 @@ public:
         mCount = 0;
         if (areMaxima) {
             constexpr float kAnyHeight = -std::numeric_limits<float>::infinity();
-            FindLocalMaxima(x + mFirst, static_cast<unsigned int>(to - mFirst + 1),
-                            mPlaces.data(), mHeights.data(), mCount, kAnyHeight);
+            FindLocalMaxima(x + mFirst, static_cast<unsigned int>(to - mFirst + 1), mPlaces.data(),
+                            mHeights.data(), mCount, kAnyHeight);
         } else {
             mCount = static_cast<unsigned int>(to - from);
             std::iota(mPlaces.begin(), mPlaces.begin() + mCount, 1u);

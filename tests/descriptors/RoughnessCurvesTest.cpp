@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 
 namespace qel::core {
@@ -66,6 +69,22 @@ TEST(RoughnessCurvesTest, NothingLiesAboveTheLastBin) {
     const RoughnessCurves curves(kBins, kFrameSize, 44100.0f);
     EXPECT_TRUE(curves.Slow(kBins - 1).empty());
     EXPECT_EQ(curves.Fast(kBins - 2).size(), 1u);
+}
+
+TEST(RoughnessCurvesTest, BlocksOfBinsStartAtCacheLinesAndHoldZerosAroundACurve) {
+    constexpr std::size_t kBlock = RoughnessCurves::kBlock;
+    const RoughnessCurves curves(kBins, kFrameSize, 44100.0f);
+    for (UInt32 bin = 0; bin < kBins; ++bin) {
+        for (const auto& curve : {curves.Slow(bin), curves.Fast(bin)}) {
+            const std::size_t place = (bin + 1) % kBlock;
+            const float* const block = curve.data() - place;
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 64, 0u) << bin;
+            EXPECT_EQ(std::count(block, block + place, 0.0f), static_cast<std::ptrdiff_t>(place));
+            for (std::size_t n = place + curve.size(); n % kBlock != 0; ++n) {
+                EXPECT_EQ(block[n], 0.0f) << bin;
+            }
+        }
+    }
 }
 
 TEST(RoughnessCurvesTest, RatesThatAreNoneKeepTheCurvesInsideOfTheBins) {

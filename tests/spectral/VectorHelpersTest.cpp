@@ -76,6 +76,33 @@ TEST(FindLocalMaximaTest, AllMaximaOfALongVectorAreFound) {
     }
 }
 
+TEST(FindLocalMaximaTest, RandomAndOddDataGiveTheMaximaOfAPlainLoopAtEveryLength) {
+    std::mt19937 generator(8);
+    const std::vector<float> odd{kNaN,   kInfinity, -kInfinity, 0.0f, -0.0f,
+                                 1e-42f, 2e-42f,    1.0f,       2.0f};
+    std::uniform_int_distribution<std::size_t> index(0, odd.size() - 1);
+    std::uniform_real_distribution<float> value(-1.0f, 1.0f);
+    for (std::size_t length = 0; length < 300; ++length) {
+        for (const double shareOfOdd : {0.0, 0.3, 1.0}) {
+            std::bernoulli_distribution isOdd(shareOfOdd);
+            std::vector<float> data(length);
+            for (float& x : data) {
+                x = isOdd(generator) ? odd[index(generator)] : value(generator);
+            }
+            for (const float threshold : {0.0f, -kInfinity, 0.5f, kNaN}) {
+                std::vector<unsigned int> expected;
+                for (unsigned int i = 1; i + 1 < length; ++i) {
+                    if (data[i] > data[i - 1] && data[i] > data[i + 1] && data[i] > threshold) {
+                        expected.push_back(i);
+                    }
+                }
+                ASSERT_EQ(MaximaOf(data, threshold).mIndices, expected)
+                    << length << ", " << shareOfOdd << ", " << threshold;
+            }
+        }
+    }
+}
+
 TEST(FindLocalMaximaTest, NothingIsWrittenAfterTheLastMaximum) {
     const std::vector<float> data{0, 1, 0, 2, 1, 0};
     std::vector<unsigned int> indices(3, 77);

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
+#include <random>
 #include <vector>
 
 namespace qel::core {
@@ -119,6 +121,55 @@ TEST(FindPeaksInVectorTest, NotANumberIsNoPeakAndHidesThoseAroundIt) {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     EXPECT_EQ(PeaksOf(std::vector<float>(20, nan), {}).indices, Indices{});
     EXPECT_EQ(PeaksOf(Spikes(20, {{8, 1}, {9, nan}, {14, 1}}), {}).indices, Indices{14});
+}
+
+// One comparison at a time, in the words of the contract.
+Peaks PlainPeaks(const std::vector<float>& x, const Rule& rule) {
+    Peaks peaks;
+    for (std::size_t i = rule.window; i + 1 < x.size(); ++i) {
+        bool isPeak = !(x[i] < rule.threshold);
+        for (std::size_t j = i - rule.window; j < std::min(i + rule.window, x.size()); ++j) {
+            isPeak = isPeak && (j == i || x[i] > x[j] + rule.margin);
+        }
+        if (isPeak && (peaks.indices.empty() || i - peaks.indices.back() > rule.window)) {
+            peaks.indices.push_back(static_cast<unsigned int>(i));
+            peaks.values.push_back(x[i]);
+        }
+    }
+    return peaks;
+}
+
+TEST(FindPeaksInVectorTest, RandomAndOddDataGiveThePeaksOfAPlainSearch) {
+    const float inf = std::numeric_limits<float>::infinity();
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const std::vector<float> odd{nan, inf, -inf, 0.0f, -0.0f, 1e-42f, 0.5f, 0.5f};
+    std::mt19937 generator(9);
+    std::uniform_int_distribution<std::size_t> index(0, odd.size() - 1);
+    std::uniform_real_distribution<float> value(-1.0f, 1.0f);
+    std::size_t found = 0;
+    for (const std::size_t length : {3u, 20u, 128u, 129u, 130u, 300u}) {
+        for (const double shareOfOdd : {0.0, 0.02, 0.5}) {
+            std::bernoulli_distribution isOdd(shareOfOdd);
+            std::vector<float> x(length);
+            for (float& v : x) {
+                v = isOdd(generator) ? odd[index(generator)] : value(generator);
+            }
+            for (const float threshold : {-inf, 0.1f, nan}) {
+                for (const float margin : {0.0f, 0.05f, -0.05f, nan}) {
+                    for (const unsigned int window : {1u, 2u, 3u, 20u}) {
+                        const Rule rule{threshold, margin, window};
+                        const Peaks expected = PlainPeaks(x, rule);
+                        const Peaks actual = PeaksOf(x, rule);
+                        ASSERT_EQ(expected.indices, actual.indices)
+                            << length << ", " << shareOfOdd << ", " << threshold << ", " << margin
+                            << ", " << window;
+                        found += actual.indices.size();
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_GT(found, 1000u);
 }
 
 TEST(FindPeaksInVectorTest, PeaksAreAppendedToThoseThatAreCounted) {
