@@ -4,7 +4,7 @@
 #include "engine/base/KeyFacts.h"
 #include "rhythm/math/RhythmMath.h"
 #include "rhythm/onsets/GammatoneLanes.h"
-#include "rhythm/onsets/OnsetCurve.h"
+#include "rhythm/onsets/OnsetPeakCurve.h"
 #include "rhythm/onsets/OnsetPeaks.h"
 #include "support/containers/CACFArray.h"
 #include "support/containers/CACFDictionary.h"
@@ -32,6 +32,14 @@ constexpr UInt32 kMostPostponed = 128;
 // push allocates.
 constexpr UInt64 kUsualFrames = UInt64{1} << 24;
 
+// Of a declared length; what comes beyond is allocated as it comes.
+constexpr UInt64 kMostReserved = UInt64{1} << 28;
+
+// A stream ends where its sums, as floats of all channels, no longer fit 32 bits.
+bool IsTooLong(UInt64 frames, UInt64 channels) {
+    return (frames * sizeof(float) + 8) * channels > std::numeric_limits<UInt32>::max();
+}
+
 constexpr double kLeastWindow = 2048.0;
 constexpr UInt32 kStreamShare = 16; // the largest window is this part of the stream
 constexpr int kDistanceShare = 4;   // of the window lies between candidates
@@ -55,14 +63,14 @@ void AAOnsetGenerator::NullPointers() {
     QelAAAnalysisBase::NullPointers();
     mFilterBankReady = false;
     mGammaList.forget();
-    mGammaStore.forget();
+    mCurves.clear();
     mPostponed.forget();
 }
 
 void AAOnsetGenerator::Cleanup() {
     RemoveBank();
     mGammaList.free();
-    mGammaStore.free();
+    mCurves.clear();
     mPostponed.free();
     mPostponedFrames = 0;
     ResetStamp(mGammaTime);
@@ -78,14 +86,13 @@ void AAOnsetGenerator::RemoveBank() {
 
 void AAOnsetGenerator::AllocateBuffers() {
     RemoveBank();
-    mGammaStore.free();
+    mCurves.clear();
     mGammaList = NewBuffer("gamma filter buffer", mMaxFrames * UInt64{sizeof(float)});
     mPostponed = NewBuffer("postponed buffer", kMostPostponed * UInt64{sizeof(float)});
     mPostponedFrames = 0;
-    // The silence of a flush as well.
-    CAAutoDelete<FrameStore> store(NewStore(UInt64{mStreamLength} + mMaxFrames, kUsualFrames));
-    store->TouchTables();
-    while (store->TouchAhead()) {
+    std::deque<OnsetCurveBuilder> curves;
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        curves.emplace_back(FramesToReserve());
     }
     // At last, so that the first push finds it in the caches: its code by another bank's silence.
     MakeBank();
@@ -95,8 +102,16 @@ void AAOnsetGenerator::AllocateBuffers() {
     }
     RemoveBank();
     MakeBank();
-    mGammaStore = store.release();
+    mCurves = std::move(curves);
     ResetStamp(mGammaTime);
+}
+
+// The silence of a flush as well.
+UInt64 AAOnsetGenerator::FramesToReserve() const {
+    const UInt64 channels = std::max(mNumChannels, 1u);
+    const UInt64 declared = UInt64{mStreamLength} + mMaxFrames;
+    return std::min(mStreamLength != 0 ? declared : kUsualFrames / channels,
+                    kMostReserved / channels);
 }
 
 void AAOnsetGenerator::MakeBank() {
@@ -119,16 +134,31 @@ SInt32 AAOnsetGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
     if (list == nullptr) {
         return kAudioAnalysisErr_NullBufferList;
     }
-    if (mGammaStore.get() == nullptr) { // a reset that failed
+    if (mCurves.size() != mNumChannels) { // a reset that failed
         return 0;
     }
     const UInt32 channels = std::min(list->mNumberBuffers, mNumChannels);
-    if (mPostponedFrames == 0 && mGammaStore->PrepareAhead() && Postpone(*list, channels, frames)) {
+    if (mPostponedFrames == 0 && PrepareAhead() && Postpone(*list, channels, frames)) {
         return 0;
     }
-    FilterPostponed();
+    // A push that filters two does not go on with the curve, which the next one makes up for.
+    const bool filteredPostponed = FilterPostponed();
     Filter(*list, channels, frames);
+    if (!filteredPostponed) {
+        for (OnsetCurveBuilder& curve : mCurves) {
+            curve.Work(frames);
+        }
+    }
     return 0;
+}
+
+// One step for each channel. Whether there was one to take.
+bool AAOnsetGenerator::PrepareAhead() {
+    bool isPrepared = false;
+    for (OnsetCurveBuilder& curve : mCurves) {
+        isPrepared = curve.PrepareAhead() || isPrepared;
+    }
+    return isPrepared;
 }
 
 // Whether the push is short enough for that.
@@ -145,19 +175,29 @@ bool AAOnsetGenerator::Postpone(const AudioBufferList& list, UInt32 channels, UI
     return true;
 }
 
-void AAOnsetGenerator::FilterPostponed() {
-    if (mPostponedFrames != 0) {
-        Filter(mPostponed->GetBufferList(), mPostponedChannels,
-               std::exchange(mPostponedFrames, 0u));
+// Whether a push waited.
+bool AAOnsetGenerator::FilterPostponed() {
+    if (mPostponedFrames == 0) {
+        return false;
     }
+    Filter(mPostponed->GetBufferList(), mPostponedChannels, std::exchange(mPostponedFrames, 0u));
+    return true;
 }
 
 void AAOnsetGenerator::Filter(const AudioBufferList& list, UInt32 channels, UInt32 frames) {
+    if (IsTooLong(static_cast<UInt64>(mGammaTime.mSampleTime) + frames, mNumChannels)) {
+        throw std::bad_alloc();
+    }
+    for (OnsetCurveBuilder& curve : mCurves) {
+        curve.MakeRoom(frames);
+    }
     for (UInt32 c = 0; c < channels; ++c) {
         gfb_AnalyzeSum(Channel(mGammaList, c), static_cast<const float*>(list.mBuffers[c].mData),
                        &mFilterBank, static_cast<int>(frames));
     }
-    mGammaStore->Append(mGammaList->GetBufferList(), frames);
+    for (UInt32 c = 0; c < mNumChannels; ++c) {
+        mCurves[c].Append(Channel(mGammaList, c), frames);
+    }
     mGammaTime.mSampleTime += frames;
 }
 
@@ -172,12 +212,9 @@ int AAOnsetGenerator::WindowFor(UInt32 frames, float sensitivity) {
                                        double{std::numeric_limits<int>::max()}));
 }
 
-SInt32 AAOnsetGenerator::FindOnsets(UInt32 channel, float* curve, UInt32 frames, Onsets& onsets) {
-    // Without a frame there may be no store.
-    if (frames != 0) {
-        mGammaStore->Copy(channel, 0, frames, curve);
-        MakeOnsetCurve(curve, curve, frames);
-    }
+SInt32 AAOnsetGenerator::FindOnsets(UInt32 channel, Onsets& onsets) {
+    OnsetPeakCurve curve(mCurves[channel]);
+    const UInt32 frames = curve.Size();
     if (StopsAt(kPercentCurve)) {
         return kStopped;
     }
@@ -187,8 +224,8 @@ SInt32 AAOnsetGenerator::FindOnsets(UInt32 channel, float* curve, UInt32 frames,
     const auto indices = std::make_unique_for_overwrite<unsigned int[]>(room);
     const auto values = std::make_unique_for_overwrite<float[]>(room);
     unsigned int count = 0;
-    if (FindPeaksAdaptivleyInVector(curve, frames, indices.get(), values.get(), count, window,
-                                    kStrongLevel, kPercentCurve, kPercentPeaks, mProgressCallback,
+    if (FindPeaksAdaptivleyInVector(curve, indices.get(), values.get(), count, window, kStrongLevel,
+                                    kPercentCurve, kPercentPeaks, mProgressCallback,
                                     mProgressRefCon) != 0) {
         return kStopped;
     }
@@ -211,14 +248,10 @@ SInt32 AAOnsetGenerator::ProcessFinal(UInt8 flush) {
         return kStopped;
     }
     FilterPostponed();
-    const auto frames = static_cast<UInt32>(mGammaTime.mSampleTime);
     std::vector<Onsets> onsets(mNumChannels);
-    {
-        CAAutoFree<float> curve(frames, false);
-        for (UInt32 c = 0; c < mNumChannels; ++c) {
-            if (const SInt32 status = FindOnsets(c, curve, frames, onsets[c]); status != 0) {
-                return status;
-            }
+    for (UInt32 c = 0; c < mCurves.size(); ++c) {
+        if (const SInt32 status = FindOnsets(c, onsets[c]); status != 0) {
+            return status;
         }
     }
     PrepareEventBlocks(mBlocks, onsets);

@@ -2,10 +2,12 @@
 
 #include "engine/base/QelAAAnalysisBase.h"
 #include "rhythm/onsets/GammatoneBank.h"
-#include "support/audio/FrameStore.h"
+#include "rhythm/onsets/OnsetCurveBuilder.h"
+#include "support/audio/CABufferList.h"
 
 #include <CoreAudio/CoreAudioTypes.h>
 
+#include <deque>
 #include <vector>
 
 namespace qel::core {
@@ -13,19 +15,17 @@ namespace qel::core {
 // Slot 6: the onsets of a whole stream, exact to one sample.
 //
 // While audio streams, each channel runs through a gammatone bank of 33 bands, 235 to 14439 Hz, and
-// the sum of the bands is kept in a store. All else happens in ProcessFinal, at the full sample
-// rate: the sum's falls become a detection curve, smoothed backward in time so that its ringing
-// stands in front of an event, and the curve's peaks are held to a running median and to each
-// other, in a window that grows with the stream.
+// the sum of the bands becomes a detection curve at the full sample rate: the sum's falls, smoothed
+// backward in time so that their ringing stands in front of an event. See OnsetCurveBuilder for how
+// that goes before the stream's end is known. In ProcessFinal, the curve's peaks are held to a
+// running median and to each other, in a window that grows with the stream.
 //
-// A short push in which the store gets memory from the system leaves its samples to the next one:
+// A short push in which a store gets memory from the system leaves its samples to the next one:
 // filtering them takes no longer than that does.
 //
-// The store holds the whole run, whatever length was declared, and ProcessFinal does not empty it:
-// what is pushed after it continues the same stream, and the next call looks at all of it.
-//
-// While ProcessFinal runs, it needs as much memory again as the run has of one channel, and an
-// eighth of that for what it looks for.
+// The whole run is kept, whatever length was declared, about 1.3 bytes per sample of music, and
+// ProcessFinal does not drop it: what is pushed after it continues the same stream, and the next
+// call looks at all of it.
 class AAOnsetGenerator : public QelAAAnalysisBase {
 public:
     using QelAAAnalysisBase::QelAAAnalysisBase;
@@ -66,18 +66,20 @@ protected:
 private:
     using Onsets = std::vector<QelAudioAnalysisEvent>;
 
+    UInt64 FramesToReserve() const;
     void MakeBank();
     void RemoveBank();
+    bool PrepareAhead();
     bool Postpone(const AudioBufferList& list, UInt32 channels, UInt32 frames);
     void Filter(const AudioBufferList& list, UInt32 channels, UInt32 frames);
-    void FilterPostponed();
-    SInt32 FindOnsets(UInt32 channel, float* curve, UInt32 frames, Onsets& onsets);
+    bool FilterPostponed();
+    SInt32 FindOnsets(UInt32 channel, Onsets& onsets);
 
     Gfb_Analyzer mFilterBank{};
     bool mFilterBankReady = false;
     CAAutoDelete<CABufferList> mGammaList; // per channel the sum over the bands of one push
-    CAAutoDelete<FrameStore> mGammaStore;  // the sums of the whole run
-    AudioTimeStamp mGammaTime{};           // frames stored in mGammaStore
+    std::deque<OnsetCurveBuilder> mCurves; // per channel; none after a reset that failed
+    AudioTimeStamp mGammaTime{};           // frames that the curves have
     CAAutoDelete<CABufferList> mPostponed; // a short push
     UInt32 mPostponedChannels = 0;
     UInt32 mPostponedFrames = 0; // 0 while none waits

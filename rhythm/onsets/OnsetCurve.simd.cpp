@@ -29,11 +29,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 constexpr float kDifferenceWeight = 0.9f;
 static_assert(std::bit_cast<std::uint32_t>(kDifferenceWeight) == 0x3F666666);
 constexpr float kMuLawFactor = 10.0f;
-// exp(-x): a first-order low-pass with a time constant of 20 ms at 44.1 kHz. The next term of the
-// series is 7e-14, far below a unit of a float.
-constexpr double kSmoothingStep = 1.0 / (0.02 * 44100.0);
-constexpr auto kSmoothingPole = static_cast<float>(
-    1.0 - kSmoothingStep * (1.0 - kSmoothingStep / 2.0 * (1.0 - kSmoothingStep / 3.0)));
+constexpr float kSmoothingPole = kOnsetSmoothingPole;
 static_assert(std::bit_cast<std::uint32_t>(kSmoothingPole) == 0x3F7FB5BD);
 constexpr float kSmoothingGain = 1.0f - kSmoothingPole;
 
@@ -55,62 +51,89 @@ HWY_INLINE void FormInputs(D d, const float* x, double scale, float* inputs) {
     hn::StoreU(hn::Mul(hn::Set(single, kSmoothingGain), compressed), single, inputs);
 }
 
-// From the last value to the first. Returns the first.
-HWY_INLINE float Smooth(const float* inputs, std::size_t n, float last, float* out) {
-    float y = last;
-    for (std::size_t i = n; i > 0; --i) {
-        y = kSmoothingPole * y + inputs[i - 1];
-        out[i - 1] = y;
+// What takes the inputs of the low-pass: the curve itself.
+struct OneCurve {
+    HWY_INLINE void Take(float input, std::size_t i) {
+        y = kSmoothingPole * y + input;
+        curve[i] = y;
     }
-    return y;
+
+    float y;
+    float* curve;
+};
+
+// Two curves of which only the last value stays.
+struct TwoCurves {
+    HWY_INLINE void Take(float input, std::size_t) {
+        least = kSmoothingPole * least + input;
+        greatest = kSmoothingPole * greatest + input;
+    }
+
+    float least;
+    float greatest;
+};
+
+// Lets `curves` take `n` inputs from the last one to the first, which is that of value `first`.
+template <class Curves>
+HWY_INLINE void Smooth(const float* inputs, std::size_t n, std::size_t first, Curves& curves) {
+    for (std::size_t i = n; i > 0; --i) {
+        curves.Take(inputs[i - 1], first + i - 1);
+    }
 }
 
-// Lets the low-pass take a block of inputs and forms those of the block in front, if there is one,
-// step by step in between: a whole block of them is more than a processor looks ahead. Where values
-// are replaced in place, the block in front needs the first of this one before it is replaced.
-// Returns the block's first value.
-template <bool hasNext>
-HWY_INLINE float TakeBlock(const float* inputs, float last, float* out, const float* next,
-                           double scale, float* nextInputs) {
-    float y = last;
+// Lets the low-pass take the block of inputs of the values from `first` on and forms those of the
+// block in front, if there is one, step by step in between: a whole block of them is more than a
+// processor looks ahead. Where values are replaced in place, the block in front needs the first of
+// this one before it is replaced.
+template <bool hasNext, class Curves>
+HWY_INLINE void TakeBlock(const float* inputs, std::size_t first, Curves& curves, const float* next,
+                          double scale, float* nextInputs) {
     for (std::size_t i = kBlock; i > 0; i -= kStep) {
         if constexpr (hasNext) {
             FormInputs(CappedDoubles(), next + (i - kStep), scale, nextInputs + (i - kStep));
         }
-        y = Smooth(inputs + (i - kStep), kStep, y, out + (i - kStep));
+        Smooth(inputs + (i - kStep), kStep, first + (i - kStep), curves);
     }
-    return y;
 }
 
-// `n` is above 0.
-void MakeCurve(const float* sum, float* curve, std::size_t n) {
-    const double scale = 1.0 / elementary::Log(1.0 + kMuLawFactor);
-    const std::size_t last = n - 1;
-    const std::size_t head = last % kBlock; // values in front of whole blocks
+// Reads n + 1 values.
+template <class Curves>
+HWY_INLINE void Run(const float* sum, std::size_t n, Curves& curves) {
+    static const double scale = 1.0 / elementary::Log(1.0 + kMuLawFactor);
+    const std::size_t head = n % kBlock; // values in front of whole blocks
     float headInputs[kBlock];
     for (std::size_t i = 0; i < head; ++i) {
         FormInputs(hn::CappedTag<double, 1>(), sum + i, scale, headInputs + i);
     }
 
     float inputs[2][kBlock];
-    if (last > head) {
+    if (n > head) {
         for (std::size_t i = 0; i < kBlock; i += kStep) {
-            FormInputs(CappedDoubles(), sum + (last - kBlock) + i, scale, inputs[0] + i);
+            FormInputs(CappedDoubles(), sum + (n - kBlock) + i, scale, inputs[0] + i);
         }
     }
-    float y = 0.0f;
-    curve[last] = y;
     std::size_t turn = 0;
-    std::size_t start = last; // of what is done
+    std::size_t start = n; // of what is done
     for (; start - head > kBlock; turn ^= 1) {
         start -= kBlock;
-        y = TakeBlock<true>(inputs[turn], y, curve + start, sum + (start - kBlock), scale,
-                            inputs[turn ^ 1]);
+        TakeBlock<true>(inputs[turn], start, curves, sum + (start - kBlock), scale,
+                        inputs[turn ^ 1]);
     }
     if (start > head) {
-        y = TakeBlock<false>(inputs[turn], y, curve + head, nullptr, scale, nullptr);
+        TakeBlock<false>(inputs[turn], head, curves, nullptr, scale, nullptr);
     }
-    Smooth(headInputs, head, y, curve);
+    Smooth(headInputs, head, 0, curves);
+}
+
+void MakeCurve(const float* sum, float* curve, std::size_t n, float next) {
+    OneCurve one{next, curve};
+    Run(sum, n, one);
+}
+
+OnsetCurveBounds BoundsBefore(const float* sum, std::size_t n, OnsetCurveBounds bounds) {
+    TwoCurves two{bounds.least, bounds.greatest};
+    Run(sum, n, two);
+    return {two.least, two.greatest};
 }
 
 } // namespace HWY_NAMESPACE
@@ -122,11 +145,14 @@ HWY_AFTER_NAMESPACE();
 namespace qel::core {
 
 HWY_EXPORT(MakeCurve);
+HWY_EXPORT(BoundsBefore);
 
-void MakeOnsetCurve(const float* sum, float* curve, UInt32 n) {
-    if (n > 0) {
-        HWY_DYNAMIC_DISPATCH(MakeCurve)(sum, curve, n);
-    }
+void MakeOnsetCurve(const float* sum, float* curve, UInt32 n, float next) {
+    HWY_DYNAMIC_DISPATCH(MakeCurve)(sum, curve, n, next);
+}
+
+OnsetCurveBounds OnsetCurveBoundsBefore(const float* sum, UInt32 n, OnsetCurveBounds bounds) {
+    return HWY_DYNAMIC_DISPATCH(BoundsBefore)(sum, n, bounds);
 }
 
 } // namespace qel::core

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "rhythm/onsets/PeakCurve.h"
+
 #include <MacTypes.h>
 
 namespace qel::core {
@@ -20,14 +22,14 @@ unsigned int MaxPeaks(unsigned int n, int minDistance);
 // order, to `indices` and `values`, and counts on in `count`, which the caller clears. With
 // `minDistance` above 0, one that lies less than that from the one accepted before is passed over.
 // Required by the contract: of two near peaks the first wins, whatever their heights. Preferring
-// the higher one moves onsets. There must be room for MaxPeaks(n, minDistance) entries.
-void FindLocalMaximaWithDist(const float* x, unsigned int n, unsigned int* indices, float* values,
+// the higher one moves onsets. There must be room for MaxPeaks(x.Size(), minDistance) entries.
+void FindLocalMaximaWithDist(PeakCurve& x, unsigned int* indices, float* values,
                              unsigned int& count, float threshold, int minDistance);
 
-// Whether ComputeMedianOfFloatVector of the `n` values of `x`, followed by a 0 if `zeroBehind` is
-// set, is greater than `level`: the same answer to the last bit, in one pass at most and without a
-// copy.
-bool IsMedianAbove(const float* x, unsigned int n, bool zeroBehind, float level);
+// Whether ComputeMedianOfFloatVector of the `n` values of `x` from `first` on, followed by a 0 if
+// `zeroBehind` is set, is greater than `level`: the same answer to the last bit, without a copy,
+// and read only where the bounds of chunks do not decide.
+bool IsMedianAbove(PeakCurve& x, unsigned int first, unsigned int n, bool zeroBehind, float level);
 
 // Receives a figure between progressStart and progressEnd; the first argument is null. Returns 0 to
 // go on, anything else to stop.
@@ -50,7 +52,7 @@ using PeakProgress = int (*)(void* unused, float done, void* context);
 //           that are done, between progressStart and progressEnd.
 //
 // Returns 0, or -128 at once when `progress` asks to stop. Raises std::bad_alloc.
-SInt32 FindPeaksAdaptivleyInVector(float* x, unsigned int n, unsigned int* indices, float* values,
+SInt32 FindPeaksAdaptivleyInVector(PeakCurve& x, unsigned int* indices, float* values,
                                    unsigned int& count, int window, float strongLevel,
                                    float progressStart, float progressEnd, PeakProgress progress,
                                    void* progressContext);

@@ -225,8 +225,9 @@ TEST_F(OutOfMemoryTest, ResetLeavesAHandleThatCanBeInitializedAgainOrDisposedOf)
                         [&](QelAudioAnalysisRef handle) { QelAudioAnalysisReset(handle); });
 }
 
-// Of a stream of unknown length, whose store is extended by blocks of 8192 frames of two channels.
-// The list of blocks, which alone takes memory by operator new, grows after some 64 of them.
+// Of a stream that is longer than declared, whose stores are extended by blocks of 64 kB, some
+// 50,000 frames of a channel. The list of blocks, which alone takes memory by operator new, grows
+// after some 64 of them.
 TEST_F(OutOfMemoryTest, PushLeavesAHandleThatCanBeInitializedAgainOrDisposedOf) {
     const CFOwner<CFStringRef> onsets = MakeString("onset data");
     CFArrayAppendValue(mKeys.Get(), onsets.Get());
@@ -237,7 +238,7 @@ TEST_F(OutOfMemoryTest, PushLeavesAHandleThatCanBeInitializedAgainOrDisposedOf) 
         return handle;
     };
     FailEveryAllocation(prepare, [&](QelAudioAnalysisRef handle) {
-        for (int frames = 0; frames <= 80 * 8192; frames += 1536) {
+        for (int frames = 0; frames <= 80 * 50000; frames += 1536) {
             Push(handle);
         }
     });

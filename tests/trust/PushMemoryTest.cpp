@@ -1,6 +1,7 @@
 // What pushes ask of the memory functions, each key by itself: nothing within the declared length,
 // and blocks that stay where it is unknown.
 
+#include "tests/harness/TestSignals.h"
 #include "tests/trust/KeyNames.h"
 #include "tests/trust/MemoryGate.h"
 #include "tests/trust/Stream.h"
@@ -97,28 +98,30 @@ TEST(PushMemoryTest, RhythmKeysRequestNothingInSixMinutesOfUnknownLength) {
     EXPECT_EQ(0, CountRequests(push).made) << "after a reset";
 }
 
-// Eight channels fill four blocks behind the room of the start. Each of them adds the next one when
-// it is half full.
+// Behind the room of the start, the list of chunks of onsets, 12 bytes for 256 samples, fills three
+// blocks. Each of them adds the next one when it is half full.
 TEST(PushMemoryTest, NothingIsGivenBackWhereAnUnknownLengthTakesMoreBlocks) {
-    constexpr std::size_t kChannels = 8;
-    constexpr std::size_t kPushes = 4 * kBlockBytes / (kChannels * sizeof(float) * kPushFrames);
+    constexpr std::size_t kEntryBytes = 12;
+    constexpr std::size_t kPushes = 3 * kBlockBytes / kEntryBytes * 256 / kPushFrames;
     const auto keys = MakeKeyList({"onset data"});
-    Client client(keys.Get(), {44100.0, kChannels, kPushFrames, 0});
+    Client client(keys.Get(), {44100.0, 1, kPushFrames, 0});
     ASSERT_EQ(0, client.New());
     ASSERT_EQ(0, client.Initialize());
-    const std::vector<float> silence(kPushFrames);
-    const std::vector<const float*> channels(kChannels, silence.data());
+    constexpr std::size_t kRoomAtFirst = std::size_t{1} << 24;
+    const std::vector<float> noise = test::Noise(0.5f, 1, 1 << 20, 1)[0];
     const auto push = [&](std::size_t pushes) {
         for (std::size_t i = 0; i < pushes; ++i) {
-            client.Push(channels.data(), kPushFrames);
+            const float* const channel = noise.data() + i * kPushFrames % noise.size();
+            client.Push(&channel, kPushFrames);
         }
     };
-    constexpr std::size_t kRoomAtFirst = std::size_t{1} << 24;
-    push(kRoomAtFirst / (kChannels * kPushFrames));
+    push(kRoomAtFirst / kPushFrames);
     const Requests requests = CountRequests([&] { push(kPushes); });
-    EXPECT_EQ(5, requests.made);
-    EXPECT_EQ(5, requests.kept) << "what grows by copies gives back what it copied";
-    EXPECT_EQ(kBlockBytes, requests.largest);
+    EXPECT_GE(requests.made, 3);
+    EXPECT_LE(requests.made, 4);
+    EXPECT_EQ(requests.made, requests.kept) << "what grows by copies gives back what it copied";
+    EXPECT_LE(requests.largest, kBlockBytes);
+    EXPECT_GT(requests.largest, kBlockBytes - kEntryBytes);
 }
 
 INSTANTIATE_TEST_SUITE_P(Keys, PushAllocationKeyTest, testing::ValuesIn(AllKeys()), KeyTestName);

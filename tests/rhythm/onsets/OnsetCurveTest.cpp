@@ -38,8 +38,12 @@ Vector StepByStep(Vector curve) {
     return curve;
 }
 
+// The last value of a stream is 0.
 Vector AtOnce(Vector curve) {
-    MakeOnsetCurve(curve.data(), curve.data(), static_cast<UInt32>(curve.size()));
+    if (!curve.empty()) {
+        MakeOnsetCurve(curve.data(), curve.data(), static_cast<UInt32>(curve.size() - 1), 0.0f);
+        curve.back() = 0.0f;
+    }
     return curve;
 }
 
@@ -68,7 +72,7 @@ TEST(OnsetCurveTest, ASumMayStayAsItIs) {
     const Vector sum = Noise(1000, 3);
     const Vector kept = sum;
     Vector curve(sum.size());
-    MakeOnsetCurve(sum.data(), curve.data(), static_cast<UInt32>(sum.size()));
+    MakeOnsetCurve(sum.data(), curve.data(), static_cast<UInt32>(sum.size() - 1), 0.0f);
     EXPECT_EQ(AtOnce(sum), curve);
     EXPECT_EQ(kept, sum);
 }
@@ -104,6 +108,49 @@ TEST(OnsetCurveTest, WhatIsNotFiniteDoesNotChangeWhatFollows) {
             }
         }
     }
+}
+
+TEST(OnsetCurveTest, ACurveGoesOnFromTheValueAfterIt) {
+    qel::testing::ForEachInstructionSet([] {
+        const Vector sum = Noise(3000, 4);
+        const Vector whole = AtOnce(sum);
+        for (const std::size_t cut : {1u, 16u, 1000u, 1717u, 2999u}) {
+            Vector front(cut);
+            MakeOnsetCurve(sum.data(), front.data(), static_cast<UInt32>(cut), whole[cut]);
+            EXPECT_EQ(Vector(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(cut)),
+                      front);
+        }
+    });
+}
+
+// Whatever comes after: silence, noise, and far louder noise whose differences are still finite.
+TEST(OnsetCurveTest, BoundsHoldTheCurveWhateverComesAfter) {
+    qel::testing::ForEachInstructionSet([] {
+        const Vector sum = Noise(4001, 5);
+        const OnsetCurveBounds bounds = OnsetCurveBoundsBefore(sum.data(), 4000, {});
+        EXPECT_LT(bounds.least, bounds.greatest);
+        for (const float gain : {0.0f, 1.0f, 1e10f, 1e37f}) {
+            Vector longer = sum;
+            for (const float value : Noise(4000, 6)) {
+                longer.push_back(gain * value);
+            }
+            const float first = AtOnce(longer)[0];
+            EXPECT_LE(bounds.least, first) << gain;
+            EXPECT_GE(bounds.greatest, first) << gain;
+        }
+    });
+}
+
+// The pole takes 18.3 times its time constant from 64 to half a unit of a value of 0.1, and
+// rounding lets the last units meet by chance.
+TEST(OnsetCurveTest, BoundsOfNoiseMeetInTheCurve) {
+    const Vector sum = Noise(60001, 7);
+    const OnsetCurveBounds bounds = OnsetCurveBoundsBefore(sum.data(), 60000, {});
+    EXPECT_EQ(bounds.least, bounds.greatest);
+    EXPECT_EQ(bounds.least, AtOnce(sum)[0]);
+    // Not yet: less than the pole needs.
+    const OnsetCurveBounds early = OnsetCurveBoundsBefore(sum.data(), 10000, {});
+    EXPECT_LT(early.least, early.greatest);
 }
 
 } // namespace

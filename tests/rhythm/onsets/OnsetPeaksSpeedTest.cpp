@@ -2,6 +2,7 @@
 
 #include "rhythm/math/RhythmMath.h"
 #include "rhythm/onsets/OnsetPeaks.h"
+#include "tests/rhythm/onsets/VectorPeakCurve.h"
 #include "tests/support/runtime/Sanitized.h"
 
 #include <gtest/gtest.h>
@@ -31,10 +32,11 @@ float Median(Vector values, bool zeroBehind) {
     return median;
 }
 
-void ExpectAgreement(const Vector& values, float level) {
+void ExpectAgreement(Vector values, float level) {
     const auto count = static_cast<unsigned int>(values.size());
+    test::VectorPeakCurve curve(values);
     for (const bool zeroBehind : {false, true}) {
-        EXPECT_EQ(IsMedianAbove(values.data(), count, zeroBehind, level),
+        EXPECT_EQ(IsMedianAbove(curve, 0, count, zeroBehind, level),
                   Median(values, zeroBehind) > level)
             << count << " values, " << zeroBehind << ", level " << level;
     }
@@ -71,11 +73,44 @@ TEST(OnsetPeaksSpeedTest, LevelsNextToTheMedianOfManyValuesAreToldApart) {
         for (const bool zeroBehind : {false, true}) {
             const float median = Median(values, zeroBehind);
             const auto count = static_cast<unsigned int>(size);
-            EXPECT_FALSE(IsMedianAbove(values.data(), count, zeroBehind, median));
-            EXPECT_TRUE(
-                IsMedianAbove(values.data(), count, zeroBehind, std::nextafter(median, -1.0f)));
+            test::VectorPeakCurve curve(values);
+            EXPECT_FALSE(IsMedianAbove(curve, 0, count, zeroBehind, median));
+            EXPECT_TRUE(IsMedianAbove(curve, 0, count, zeroBehind, std::nextafter(median, -1.0f)));
         }
     }
+}
+
+// Chunks on one side of the level, on the other and on both, from within the first on.
+TEST(OnsetPeaksSpeedTest, WindowsThatBoundsDecideInPartAnswerAsTheirMedian) {
+    std::mt19937 random(3);
+    std::uniform_real_distribution<float> uniform(0.0f, 1.0f);
+    unsigned above = 0;
+    unsigned rounds = 0;
+    for (int round = 0; round < 200; ++round) {
+        Vector values(3000);
+        float base = 0.0f;
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            base = i % 256 == 0 ? static_cast<float>(random() % 4) : base;
+            values[i] = base + uniform(random);
+        }
+        if (round % 4 == 0) {
+            values[random() % values.size()] = kNaN;
+        }
+        test::VectorPeakCurve curve(values);
+        const auto first = static_cast<unsigned>(random() % 1000);
+        const auto count = static_cast<unsigned>(random() % 2000 + 1);
+        const auto begin = values.begin() + first;
+        const Vector window(begin, begin + count);
+        for (const float level : {0.2f, 1.5f, 2.0f, 2.5f, window[0], Median(window, false)}) {
+            const bool expected = Median(window, round % 2 == 0) > level;
+            EXPECT_EQ(IsMedianAbove(curve, first, count, round % 2 == 0, level), expected)
+                << round << ", level " << level;
+            above += expected ? 1u : 0u;
+            ++rounds;
+        }
+    }
+    EXPECT_GT(above, rounds / 4);
+    EXPECT_LT(above, rounds - rounds / 4);
 }
 
 // The search as it is defined: a median for each candidate, each accepted onset asked.
@@ -131,8 +166,9 @@ struct Search {
         indices.resize(MaxPeaks(n, window / 4));
         values.resize(indices.size());
         unsigned int count = 0;
-        EXPECT_EQ(FindPeaksAdaptivleyInVector(x.data(), n, indices.data(), values.data(), count,
-                                              window, strongLevel, 0.0f, 1.0f, nullptr, nullptr),
+        test::VectorPeakCurve curve(x);
+        EXPECT_EQ(FindPeaksAdaptivleyInVector(curve, indices.data(), values.data(), count, window,
+                                              strongLevel, 0.0f, 1.0f, nullptr, nullptr),
                   0);
         indices.resize(count);
         values.resize(count);
@@ -181,8 +217,8 @@ TEST(OnsetPeaksSpeedTest, ThereIsRoomForEveryMaximum) {
             std::vector<unsigned int> indices(MaxPeaks(n, distance) + 1, 7777u);
             Vector values(indices.size());
             unsigned int count = 0;
-            FindLocalMaximaWithDist(teeth.data(), n, indices.data(), values.data(), count, 0.0f,
-                                    distance);
+            test::VectorPeakCurve curve(teeth);
+            FindLocalMaximaWithDist(curve, indices.data(), values.data(), count, 0.0f, distance);
             EXPECT_LE(count, MaxPeaks(n, distance));
             EXPECT_EQ(indices.back(), 7777u);
         }

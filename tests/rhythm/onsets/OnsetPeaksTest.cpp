@@ -5,6 +5,7 @@
 #include "rhythm/math/RhythmMath.h"
 #include "tests/harness/TestSignals.h"
 #include "tests/rhythm/onsets/ReferenceOnsets.h"
+#include "tests/rhythm/onsets/VectorPeakCurve.h"
 
 #include <gtest/gtest.h>
 
@@ -26,12 +27,13 @@ struct Peaks {
     std::vector<float> values;
 };
 
-Peaks LocalMaxima(const std::vector<float>& x, float threshold, int minDistance) {
+Peaks LocalMaxima(std::vector<float> x, float threshold, int minDistance) {
     const auto n = static_cast<unsigned int>(x.size());
+    test::VectorPeakCurve curve(x);
     Peaks peaks{Indices(x.size()), std::vector<float>(x.size())};
     unsigned int count = 0;
-    FindLocalMaximaWithDist(x.data(), n, peaks.indices.data(), peaks.values.data(), count,
-                            threshold, minDistance);
+    FindLocalMaximaWithDist(curve, peaks.indices.data(), peaks.values.data(), count, threshold,
+                            minDistance);
     EXPECT_LE(count, MaxPeaks(n, minDistance));
     peaks.indices.resize(count);
     peaks.values.resize(count);
@@ -43,9 +45,10 @@ Peaks Onsets(std::vector<float>& x, int window) {
     const auto n = static_cast<unsigned int>(x.size());
     Peaks peaks{Indices(x.size()), std::vector<float>(x.size())};
     unsigned int count = 0;
+    test::VectorPeakCurve curve(x);
     EXPECT_EQ(0,
-              FindPeaksAdaptivleyInVector(x.data(), n, peaks.indices.data(), peaks.values.data(),
-                                          count, window, kStrong, 20.0f, 80.0f, nullptr, nullptr));
+              FindPeaksAdaptivleyInVector(curve, peaks.indices.data(), peaks.values.data(), count,
+                                          window, kStrong, 20.0f, 80.0f, nullptr, nullptr));
     EXPECT_LE(count, MaxPeaks(n, window / 4));
     peaks.indices.resize(count);
     peaks.values.resize(count);
@@ -108,11 +111,12 @@ TEST(LocalMaximaWithDistTest, OfTwoNearPeaksTheFirstWins) {
 }
 
 TEST(LocalMaximaWithDistTest, ResultsAreAppended) {
-    const std::vector<float> x = {0.0f, 1.0f, 0.0f, 2.0f, 0.0f};
+    std::vector<float> x = {0.0f, 1.0f, 0.0f, 2.0f, 0.0f};
+    test::VectorPeakCurve curve(x);
     unsigned int indices[4] = {77, 0, 0, 66};
     float values[4] = {7.0f, 0.0f, 0.0f, 6.0f};
     unsigned int count = 1;
-    FindLocalMaximaWithDist(x.data(), 5, indices, values, count, 0.0f, 0);
+    FindLocalMaximaWithDist(curve, indices, values, count, 0.0f, 0);
     EXPECT_EQ(3u, count);
     EXPECT_EQ((Indices{77, 1, 3, 66}), Indices(indices, indices + 4));
     EXPECT_EQ((std::vector<float>{7.0f, 1.0f, 2.0f, 6.0f}), std::vector<float>(values, values + 4));
@@ -135,7 +139,8 @@ TEST(IsMedianAboveTest, AnswersAsTheMedianDoes) {
                 ComputeMedianOfFloatVector(all.data(), static_cast<unsigned int>(all.size()),
                                            median);
                 for (const float level : {-0.125f, 0.0f, 0.0625f, 0.25f, 0.3125f, 0.5f, 0.625f}) {
-                    EXPECT_EQ(median > level, IsMedianAbove(x.data(), n, zeroBehind, level))
+                    test::VectorPeakCurve curve(x);
+                    EXPECT_EQ(median > level, IsMedianAbove(curve, 0, n, zeroBehind, level))
                         << n << ' ' << zeroBehind << ' ' << level << ' ' << median;
                 }
             }
@@ -316,8 +321,9 @@ protected:
         std::vector<float> values(x.size());
         Indices indices(x.size());
         mCount = 0;
-        return FindPeaksAdaptivleyInVector(x.data(), 501, indices.data(), values.data(), mCount, 0,
-                                           kStrong, 20.0f, 80.0f, Report, this);
+        test::VectorPeakCurve curve(x);
+        return FindPeaksAdaptivleyInVector(curve, indices.data(), values.data(), mCount, 0, kStrong,
+                                           20.0f, 80.0f, Report, this);
     }
 
     static int Report(void* unused, float done, void* context) {

@@ -1,0 +1,70 @@
+#include "rhythm/onsets/PendingSums.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace qel::core {
+
+// A block more, as a run of samples rarely begins with one.
+PendingSums::PendingSums(UInt64 usual, UInt64 reserved)
+    : mReservedBlocks(std::max(usual, reserved) / kBlockSamples + 2),
+      mReserve(mReservedBlocks * kBlockSamples, false) {
+    mBlocks.reserve(mReservedBlocks);
+    MakeRoom(usual);
+    for (float* const block : mBlocks) {
+        std::fill_n(block, kBlockSamples, 0.0f);
+    }
+}
+
+void PendingSums::MakeRoom(UInt64 n) {
+    while (mBlocks.size() * kBlockSamples < Place(mEnd) + n) {
+        if (mTaken < mReservedBlocks) {
+            mBlocks.push_back(mReserve.get() + mTaken * kBlockSamples);
+            ++mTaken;
+            continue;
+        }
+        CAAutoFree<float> block(kBlockSamples, false);
+        mAdded.push_back(std::move(block));
+        mBlocks.push_back(mAdded.back().get());
+    }
+}
+
+void PendingSums::Append(const float* samples, UInt64 n) {
+    for (UInt64 done = 0; done < n;) {
+        const UInt64 place = Place(mEnd);
+        const UInt64 within = place % kBlockSamples;
+        const UInt64 run = std::min(kBlockSamples - within, n - done);
+        std::copy_n(samples + done, run, mBlocks[place / kBlockSamples] + within);
+        mEnd += run;
+        done += run;
+    }
+}
+
+void PendingSums::Drop(UInt64 first) {
+    mFirst = first;
+    const auto free = static_cast<std::ptrdiff_t>(Place(first) / kBlockSamples);
+    std::rotate(mBlocks.begin(), mBlocks.begin() + free, mBlocks.end());
+    mBlocksFirst += static_cast<UInt64>(free) * kBlockSamples;
+}
+
+const float* PendingSums::InOnePiece(UInt64 first, UInt64 n, float* copy) const {
+    const UInt64 place = Place(first);
+    const UInt64 within = place % kBlockSamples;
+    if (within + n <= kBlockSamples) {
+        return mBlocks[place / kBlockSamples] + within;
+    }
+    Copy(first, n, copy);
+    return copy;
+}
+
+void PendingSums::Copy(UInt64 first, UInt64 n, float* out) const {
+    for (UInt64 done = 0; done < n;) {
+        const UInt64 place = Place(first + done);
+        const UInt64 within = place % kBlockSamples;
+        const UInt64 run = std::min(kBlockSamples - within, n - done);
+        std::copy_n(mBlocks[place / kBlockSamples] + within, run, out + done);
+        done += run;
+    }
+}
+
+} // namespace qel::core
