@@ -1,7 +1,5 @@
 #include "readings/tone/KeyFinder.h"
 
-#include "readings/tone/KeyStrength.h"
-
 #include <algorithm>
 #include <cmath>
 #include <numeric>
@@ -95,31 +93,39 @@ void KeyFinder::add(std::span<const float> magnitudes) {
     }
 }
 
-KeyAnswer KeyFinder::finish(double streamSeconds) const {
+KeyFinder::Finding KeyFinder::find() const {
     PitchClasses all = mSlice;
     for (const PitchClasses& slice : mSlices) {
         all.add(slice);
     }
     const double tuning = all.tuning();
-    const std::vector<std::size_t> keys = keyOfEachSlice(tuning);
+    Finding finding;
+    finding.keyOfEachSlice = keyOfEachSlice(tuning);
+    const std::vector<std::size_t>& keys = finding.keyOfEachSlice;
     if (!keys.empty()) {
         all = classesOf(longest(keys), keys);
     }
     const PitchClasses::Chroma chroma = all.chroma(tuning);
     const Correlations correlations = correlationsOf(chroma);
-    const std::size_t main = keys.empty() ? greatest(correlations, kKeys) : longest(keys);
-    const std::size_t runnerUp = greatest(correlations, main);
+    finding.main = keys.empty() ? greatest(correlations, kKeys) : longest(keys);
+    finding.runnerUp = greatest(correlations, finding.main);
+    finding.evidence = {.correlation = correlations[finding.main],
+                        .lead = correlations[finding.main] - correlations[finding.runnerUp],
+                        .seconds =
+                            static_cast<double>(mSoundingFrames) * kHopSamples / mSampleRateHz,
+                        .agreement = agreement(tuning),
+                        .chroma = chroma};
+    return finding;
+}
+
+KeyAnswer KeyFinder::finish(double streamSeconds) const {
+    const Finding finding = find();
     KeyAnswer answer;
-    answer.main = keyOf(main);
-    answer.runnerUp = keyOf(runnerUp);
-    answer.strength =
-        keyStrength({.correlation = correlations[main],
-                     .lead = correlations[main] - correlations[runnerUp],
-                     .seconds = static_cast<double>(mSoundingFrames) * kHopSamples / mSampleRateHz,
-                     .agreement = agreement(tuning),
-                     .chroma = chroma});
+    answer.main = keyOf(finding.main);
+    answer.runnerUp = keyOf(finding.runnerUp);
+    answer.strength = keyStrength(finding.evidence);
     if (answer.strength > 0) {
-        answer.segments = segments(streamSeconds, keys, main);
+        answer.segments = segments(streamSeconds, finding.keyOfEachSlice, finding.main);
     }
     return answer;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "readings/tone/KeyStrength.h"
 #include "readings/tone/PitchClasses.h"
 #include "readings/tone/SteadyPeaks.h"
 
@@ -28,6 +29,15 @@ public:
     void add(std::span<const float> magnitudes);
     KeyAnswer finish(double streamSeconds) const;
     void reset();
+
+    // What finish() judges, also where the strength is too low for an answer.
+    struct Finding {
+        std::size_t main = 0;
+        std::size_t runnerUp = 0;
+        std::vector<std::size_t> keyOfEachSlice;
+        KeyEvidence evidence;
+    };
+    Finding find() const;
 
 private:
     using Correlations = std::array<double, kKeys>;

@@ -9,15 +9,8 @@ namespace {
 
 constexpr double kLeastStrength = 0.15;
 
-// A logistic function, fitted to scores of known key, to excerpts of 4 to 15 s of them, and to
-// sounds without a key. docs/accuracy.md describes them.
-constexpr double kOffset = -10.18;
-constexpr double kOfCorrelation = 10.68;
-constexpr double kOfLead = 8.22;
-constexpr double kOfLogSeconds = 0.64;
-constexpr double kOfMissingClasses = -1.0;
-constexpr double kOfAgreement = 0.61;
-constexpr double kOfLogContrast = 1.76;
+// Made by bench/truth/fit_key.py: kWeights, by figure, and kConstant.
+#include "readings/tone/KeyWeights.inc"
 
 constexpr double kShortestSeconds = 0.05;
 constexpr double kLongestSeconds = 20; // more tell no more
@@ -46,16 +39,23 @@ double classesOf(const PitchClasses::Chroma& chroma) {
 
 } // namespace
 
+std::array<double, kKeyFigures> keyFigures(const KeyEvidence& evidence) {
+    const double seconds = std::clamp(evidence.seconds, kShortestSeconds, kLongestSeconds);
+    return {evidence.correlation,
+            evidence.lead,
+            std::log(seconds),
+            std::max(kClassesOfAScale - classesOf(evidence.chroma), 0.0),
+            evidence.agreement,
+            std::log(contrastOf(evidence.chroma) + 0.05)};
+}
+
 float keyStrength(const KeyEvidence& evidence) {
     if (evidence.correlation <= 0) {
         return 0; // silence
     }
-    const double seconds = std::clamp(evidence.seconds, kShortestSeconds, kLongestSeconds);
-    const double missing = std::max(kClassesOfAScale - classesOf(evidence.chroma), 0.0);
-    const double odds = kOffset + kOfCorrelation * evidence.correlation + kOfLead * evidence.lead +
-                        kOfLogSeconds * std::log(seconds) + kOfMissingClasses * missing +
-                        kOfAgreement * evidence.agreement +
-                        kOfLogContrast * std::log(contrastOf(evidence.chroma) + 0.05);
+    const std::array<double, kKeyFigures> figures = keyFigures(evidence);
+    const double odds =
+        std::inner_product(figures.begin(), figures.end(), kWeights.begin(), kConstant);
     const double chance = 1 / (1 + std::exp(-odds));
     return chance < kLeastStrength ? 0 : static_cast<float>(chance);
 }
