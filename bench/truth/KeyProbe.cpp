@@ -9,7 +9,6 @@
 // silence, there are no figures.
 
 #include "bench/truth/Probe.h"
-
 #include "readings/stream/KeyStream.h"
 #include "readings/tone/KeyFinder.h"
 #include "readings/tone/KeyStrength.h"

@@ -4,7 +4,6 @@
 // (float, one channel, 44.1 kHz). Each gives a line of JSON: the onset strength of each frame.
 
 #include "bench/truth/Probe.h"
-
 #include "readings/rhythm/BandLevels.h"
 #include "readings/rhythm/OnsetStrength.h"
 #include "readings/rhythm/SoundingParts.h"

@@ -41,12 +41,9 @@ double classesOf(const PitchClasses::Chroma& chroma) {
 
 std::array<double, kKeyFigures> keyFigures(const KeyEvidence& evidence) {
     const double seconds = std::clamp(evidence.seconds, kShortestSeconds, kLongestSeconds);
-    return {evidence.correlation,
-            evidence.lead,
-            std::log(seconds),
-            std::max(kClassesOfAScale - classesOf(evidence.chroma), 0.0),
-            evidence.agreement,
-            std::log(contrastOf(evidence.chroma) + 0.05)};
+    return {evidence.correlation, evidence.lead,
+            std::log(seconds),    std::max(kClassesOfAScale - classesOf(evidence.chroma), 0.0),
+            evidence.agreement,   std::log(contrastOf(evidence.chroma) + 0.05)};
 }
 
 float keyStrength(const KeyEvidence& evidence) {

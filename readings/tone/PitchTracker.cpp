@@ -27,6 +27,14 @@ constexpr float kMissingShare = 0.35f; // of the strongest peak, for a harmonic 
 constexpr float kMissingCost = 0.5f;
 // Besides: the tones of a chord are harmonics of a fundamental that does not sound.
 constexpr float kMissingFundamentalCost = 0.25f;
+// Where the fourth harmonic is there, but the first and second are not: it is a tone of a chord.
+constexpr float kChordToneCost = 0.15f;
+// What the strongest peak that is no harmonic costs at most, and from which share of the strongest
+// harmonic on: below, it is noise, reverberation or a softer voice.
+constexpr float kRivalCost = 0.2f;
+constexpr float kLeastRival = 0.8f;
+// Only peaks near the first harmonics: voices out of tune and stiff strings miss higher ones.
+constexpr float kRivalHarmonics = 4;
 constexpr float kVoicedScore = 0.45f; // below it, a frame has no pitch
 // What a step of an octave or more costs on the path.
 constexpr float kOctaveCost = 0.25f;
@@ -34,6 +42,7 @@ constexpr float kVoicingCost = 0.2f;
 constexpr float kTuning = 0.03f;       // of a harmonic's frequency: half a semitone
 constexpr float kWidestTuning = 0.15f; // of the fundamental: wider, any peak would be a harmonic
 constexpr float kFrequencyErrorHz = 4; // of a peak
+constexpr float kTiny = 1e-9f;         // keeps quotients finite
 
 // How well a frequency agrees with a harmonic of `hz`: 1 to 0. Vibrato, stiff strings and voices
 // out of tune move or split a harmonic by a share of its frequency, so that the tolerance grows
@@ -120,19 +129,39 @@ std::vector<float> PitchTracker::fundamentalsOf(const std::vector<Peak>& peaks) 
     return found;
 }
 
-// The share of the peaks that are harmonics, less what is missing of the first harmonics. The lower
-// ones count more: high ones are missing from many sounds.
-float PitchTracker::scoreOf(const std::vector<Peak>& peaks, float hz) {
+// The share of the peaks that are harmonics, less the cost of a peak that is none and about as
+// strong: another voice sounds.
+float PitchTracker::explainedOf(const std::vector<Peak>& peaks, float hz) {
     float explained = 0;
     float all = 0;
+    float strongest = 0;
+    float rival = 0;
     for (const Peak& peak : peaks) {
         const float harmonic = std::max(std::round(peak.hz / hz), 1.0f);
-        explained += peak.salience * agreement(std::abs(peak.hz - harmonic * hz), harmonic, hz);
+        const float deviation = std::abs(peak.hz - harmonic * hz);
+        const float part = peak.salience * agreement(deviation, harmonic, hz);
+        explained += part;
         all += peak.salience;
+        strongest = std::max(strongest, part);
+        // A tone that beats is split into peaks beside it.
+        const bool isNear = agreement(deviation / 2, harmonic, hz) > 0;
+        if (!isNear && harmonic <= kRivalHarmonics) {
+            rival = std::max(rival, peak.salience);
+        }
     }
+    const float above = rival - kLeastRival * strongest;
+    const float widest = std::max((1 - kLeastRival) * strongest, kTiny);
+    return explained / all - kRivalCost * std::clamp(above / widest, 0.0f, 1.0f);
+}
+
+// What is explained, less what is missing of the first harmonics. The lower ones count more: high
+// ones are missing from many sounds.
+float PitchTracker::scoreOf(const std::vector<Peak>& peaks, float hz) {
     const float highest = std::min(peaks.back().hz, kHighestHarmonicHz);
     const int harmonics = std::clamp(static_cast<int>(highest / hz + 0.5f), 1, kMostHarmonics);
     float missingFundamental = 0;
+    float missingOctave = 0; // and the fundamental
+    float chordTone = 0;
     float missing = 0;
     float expected = 0;
     for (int number = 1; number <= harmonics; ++number) {
@@ -147,9 +176,11 @@ float PitchTracker::scoreOf(const std::vector<Peak>& peaks, float hz) {
         missing += weight * lack;
         expected += weight;
         missingFundamental = number == 1 ? lack : missingFundamental;
+        missingOctave = number == 2 ? missingFundamental * lack : missingOctave;
+        chordTone = number == 4 ? missingOctave * (1 - lack) : chordTone;
     }
-    return explained / all - kMissingCost * missing / expected -
-           kMissingFundamentalCost * missingFundamental;
+    return explainedOf(peaks, hz) - kMissingCost * missing / expected -
+           kMissingFundamentalCost * missingFundamental - kChordToneCost * chordTone;
 }
 
 void PitchTracker::add(std::span<const float> magnitudes) {

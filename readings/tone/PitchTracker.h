@@ -48,6 +48,7 @@ private:
     std::vector<Peak> peaksOf(std::span<const float> magnitudes, float greatest) const;
     std::span<const Candidate> candidatesOf(const Frame& frame) const;
     static std::vector<float> fundamentalsOf(const std::vector<Peak>& peaks);
+    static float explainedOf(const std::vector<Peak>& peaks, float hz);
     static float scoreOf(const std::vector<Peak>& peaks, float hz);
 
     const double mSampleRateHz;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <initializer_list>
 
 namespace qel::readings {
@@ -17,6 +18,25 @@ KeyEvidence clearEvidence() {
 TEST(KeyStrengthTest, ClearEvidenceIsNearlyCertain) {
     EXPECT_GT(keyStrength(clearEvidence()), 0.97f);
     EXPECT_LE(keyStrength(clearEvidence()), 1.0f);
+}
+
+TEST(KeyStrengthTest, FiguresOfOneClassAndOfEqualClassesAreClosedForms) {
+    KeyEvidence evidence{
+        .correlation = 0.5, .lead = 0.25, .seconds = 1e-9, .agreement = -0.75, .chroma = {3}};
+    auto [correlation, lead, logSeconds, missing, agreement, logContrast] = keyFigures(evidence);
+    EXPECT_EQ(correlation, 0.5);
+    EXPECT_EQ(lead, 0.25);
+    EXPECT_DOUBLE_EQ(logSeconds, std::log(0.05));
+    EXPECT_NEAR(missing, 6, 1e-12); // of seven, one is there
+    EXPECT_EQ(agreement, -0.75);
+    EXPECT_NEAR(logContrast, std::log(std::sqrt(11.0) + 0.05),
+                1e-12); // the spread of 1 and 11 zeros
+    evidence.seconds = 1e9;
+    evidence.chroma.fill(2);
+    const auto even = keyFigures(evidence);
+    EXPECT_DOUBLE_EQ(even[2], std::log(20.0));
+    EXPECT_EQ(even[3], 0); // twelve classes: none is missing
+    EXPECT_DOUBLE_EQ(even[5], std::log(0.05));
 }
 
 TEST(KeyStrengthTest, SilenceHasNoKey) {

@@ -138,18 +138,48 @@ TEST(PitchTrackerTest, WhatIsAboveTheRangeIsNotVoiced) {
     }
 }
 
-// Their tones are harmonics of a fundamental that is far below and has few of its harmonics. Those
-// of a major triad are its harmonics 4, 5 and 6, which is too near to one voice.
+Samples chordOf(const std::vector<int>& notes, double seconds, float amplitude) {
+    Samples voices = silence(seconds);
+    for (const int note : notes) {
+        voices = sum(voices, tone(440 * std::exp2((note - 69) / 12.0), seconds, amplitude));
+    }
+    return voices;
+}
+
+// Their tones are harmonics of a fundamental that is far below and has few of its harmonics.
 TEST(PitchTrackerTest, ChordsAreNotVoiced) {
     const std::vector<std::vector<int>> chords{
         {60, 63, 67}, {60, 63, 66}, {60, 64, 68}, {55, 59, 62, 65}, {60, 61, 62, 63}};
     for (const std::vector<int>& chord : chords) {
-        Samples voices = silence(2);
-        for (const int note : chord) {
-            voices = sum(voices, tone(440 * std::exp2((note - 69) / 12.0), 2, 0.1f));
-        }
-        EXPECT_LT(shareVoiced(pitchesOf(voices)), 0.1)
+        EXPECT_LT(shareVoiced(pitchesOf(chordOf(chord, 2, 0.1f))), 0.1)
             << chord[0] << " " << chord[1] << " " << chord[2];
+    }
+}
+
+// A major triad has the harmonics 4, 5 and 6 of a voice two octaves below, 5, 6 and 8 or 3, 4 and 5
+// in its inversions, and a root whose harmonics are among the strongest peaks.
+TEST(PitchTrackerTest, CloseTriadsAreNotVoiced) {
+    const std::vector<std::vector<int>> shapes{{0, 4, 7}, {4, 7, 12}, {7, 12, 16},
+                                               {0, 3, 7}, {3, 7, 12}, {7, 12, 15}};
+    for (const std::vector<int>& shape : shapes) {
+        for (int root = 48; root <= 69; root += 3) {
+            const std::vector<int> chord{root + shape[0], root + shape[1], root + shape[2]};
+            EXPECT_LT(shareVoiced(pitchesOf(chordOf(chord, 1, 0.1f))), 0.1)
+                << chord[0] << " " << chord[1] << " " << chord[2];
+        }
+    }
+}
+
+// The accompaniment is 10 dB softer. It alone has no pitch.
+TEST(PitchTrackerTest, AVoiceOverASofterTriadKeepsItsPitch) {
+    const Samples triad = chordOf({48, 52, 55}, 4, 0.1f);
+    const auto pitches = pitchesOf(sum(triad, joined({tone(740, 2, 0.316f), silence(2)})));
+    for (const Pitch& pitch : pitches) {
+        if (pitch.seconds < 1.9) {
+            EXPECT_LT(centsBetween(pitch.frequencyHz, 740), 20) << pitch.seconds;
+        } else if (pitch.seconds > 2.2) {
+            EXPECT_FALSE(pitch.isVoiced()) << pitch.seconds;
+        }
     }
 }
 
