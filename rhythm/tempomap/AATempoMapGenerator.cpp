@@ -2,7 +2,7 @@
 
 #include "elementary/Functions.h"
 #include "engine/base/KeyFacts.h"
-#include "rhythm/tempomap/CombLoops.h"
+#include "rhythm/tempomap/CombSalience.h"
 #include "rhythm/tempomap/FindPeaksInVector.h"
 
 #include <algorithm>

@@ -359,25 +359,6 @@ void Close(const CombBank::State& state) {
     }
 }
 
-void Sum(const float* energies, const float* meanEnergies, const SalienceWeights& weights,
-         UInt32 lagCount, float* salience) {
-    const hn::CappedTag<float, kChunk> d;
-    for (std::size_t i = 0; i < lagCount; i += hn::Lanes(d)) {
-        hn::Vec<decltype(d)> bands[kBands];
-        hn::LoadInterleaved4(d, energies + i * kBands, bands[0], bands[1], bands[2], bands[3]);
-        const auto lagScale = hn::LoadU(d, weights.lagScale + i);
-        const auto energyNorm = hn::LoadU(d, weights.energyNorm + i);
-        const auto normScale = hn::LoadU(d, weights.normScale + i);
-        auto sum = hn::Zero(d);
-        for (std::size_t band = 0; band < kBands; ++band) {
-            const auto share =
-                hn::Div(hn::Mul(bands[band], lagScale), hn::Set(d, meanEnergies[band]));
-            sum = hn::Add(sum, hn::Mul(hn::Sub(share, energyNorm), normScale));
-        }
-        hn::StoreU(sum, d, salience + i);
-    }
-}
-
 } // namespace HWY_NAMESPACE
 } // namespace qel::core
 HWY_AFTER_NAMESPACE();
@@ -388,7 +369,6 @@ namespace qel::core {
 
 HWY_EXPORT(PushTwo);
 HWY_EXPORT(Close);
-HWY_EXPORT(Sum);
 
 void PushToCombs(const CombBank::State& state, const float* samples, float* energies) {
     HWY_DYNAMIC_DISPATCH(PushTwo)(state, samples, energies);
@@ -396,11 +376,6 @@ void PushToCombs(const CombBank::State& state, const float* samples, float* ener
 
 void CloseChunk(const CombBank::State& state) {
     HWY_DYNAMIC_DISPATCH(Close)(state);
-}
-
-void SumSalience(const float* energies, const float* meanEnergies, const SalienceWeights& weights,
-                 UInt32 lagCount, float* salience) {
-    HWY_DYNAMIC_DISPATCH(Sum)(energies, meanEnergies, weights, lagCount, salience);
 }
 
 } // namespace qel::core

@@ -3,7 +3,7 @@
 
 #include "rhythm/tempomap/CombBank.h"
 
-#include "rhythm/tempomap/CombLoops.h"
+#include "rhythm/tempomap/CombSalience.h"
 #include "tests/rhythm/tempomap/PlainCombs.h"
 
 #include <gtest/gtest.h>
