@@ -1,5 +1,7 @@
 #include "tests/descriptors/ReferenceDescriptors.h"
 
+#include "tests/harness/DoubleTransform.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -32,29 +34,6 @@ std::vector<double> Frequencies(double rateHz) {
         frequencies[k] = static_cast<double>(k) * rateHz / static_cast<double>(kFrameSize);
     }
     return frequencies;
-}
-
-// Recursive halving: short, and exact enough by far in double precision.
-void Transform(std::vector<std::complex<double>>& x) {
-    const std::size_t size = x.size();
-    if (size == 1) {
-        return;
-    }
-    std::vector<std::complex<double>> even(size / 2);
-    std::vector<std::complex<double>> odd(size / 2);
-    for (std::size_t i = 0; i < size / 2; ++i) {
-        even[i] = x[2 * i];
-        odd[i] = x[2 * i + 1];
-    }
-    Transform(even);
-    Transform(odd);
-    for (std::size_t k = 0; k < size / 2; ++k) {
-        const double angle =
-            -2.0 * std::numbers::pi * static_cast<double>(k) / static_cast<double>(size);
-        const std::complex<double> turned = std::polar(1.0, angle) * odd[k];
-        x[k] = even[k] + turned;
-        x[k + size / 2] = even[k] - turned;
-    }
 }
 
 // The frequency at which the running energy passes the threshold.
@@ -138,7 +117,7 @@ Spectrum PackedSpectrum(std::span<const float> samples, std::size_t frame) {
     for (std::size_t i = 0; i < kFrameSize; ++i) {
         x[i] = static_cast<double>(samples[frame * kHopSize + i]) * Window()[i];
     }
-    Transform(x);
+    testing::Transform(x);
     Spectrum packed(kNumBins);
     packed[0] = {2.0 * x[0].real(), 2.0 * x[kNumBins].real()};
     for (std::size_t k = 1; k < kNumBins; ++k) {
@@ -150,7 +129,7 @@ Spectrum PackedSpectrum(std::span<const float> samples, std::size_t frame) {
 std::vector<double> Magnitudes(const Spectrum& spectrum) {
     std::vector<double> magnitudes(spectrum.size());
     std::transform(spectrum.begin(), spectrum.end(), magnitudes.begin(),
-                   [](const std::complex<double>& value) { return std::abs(value); });
+                   [](const std::complex<double>& value) { return std::sqrt(std::norm(value)); });
     return magnitudes;
 }
 

@@ -3,9 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <compare>
 #include <complex>
+#include <map>
+#include <mutex>
 #include <numbers>
 #include <random>
+#include <utility>
+#include <vector>
 
 namespace qel::test {
 namespace {
@@ -26,23 +31,27 @@ struct Note {
     double decaySeconds;
 };
 
-// A harmonic, which turns and decays from sample to sample.
-struct Phasor {
-    double real;
-    double imag;
-    double stepReal;
-    double stepImag;
+constexpr std::size_t kMostHarmonics = 6;
+using Harmonics = std::array<double, kMostHarmonics>;
+
+// Harmonics, which turn and decay from sample to sample. All go together, in vectors.
+struct Phasors {
+    Harmonics real{};
+    Harmonics imag{};
+    Harmonics stepReal{};
+    Harmonics stepImag{};
 
     void Step() {
-        const double before = real;
-        real = before * stepReal - imag * stepImag;
-        imag = before * stepImag + imag * stepReal;
+        Harmonics nextReal;
+        for (std::size_t i = 0; i < kMostHarmonics; ++i) {
+            nextReal[i] = real[i] * stepReal[i] - imag[i] * stepImag[i];
+            imag[i] = real[i] * stepImag[i] + imag[i] * stepReal[i];
+        }
+        real = nextReal;
     }
 };
 
-// All harmonics go from sample to sample together, as one by one would wait for itself.
 void AddNote(const Note& note, double rateHz, std::vector<double>& samples) {
-    constexpr std::size_t kMostHarmonics = 6;
     const auto first = static_cast<std::size_t>(std::ceil(note.startSeconds * rateHz));
     const double decay = std::exp(-1.0 / (note.decaySeconds * rateHz));
     // By then it has fallen by e^-50, of which no sample shows a bit. Much later it would be
@@ -51,51 +60,93 @@ void AddNote(const Note& note, double rateHz, std::vector<double>& samples) {
     const auto end =
         std::min(samples.size(), first + static_cast<std::size_t>(lengthSeconds * rateHz));
     // Those that are left out add 0, which changes no sum.
-    std::array<Phasor, kMostHarmonics> phasors{};
-    for (std::size_t i = 0; i < phasors.size(); ++i) {
+    Phasors phasors;
+    for (std::size_t i = 0; i < kMostHarmonics; ++i) {
         const auto harmonic = static_cast<double>(i + 1);
         const double frequencyHz = harmonic * note.frequencyHz;
         if (frequencyHz > 0.45 * rateHz) {
             break;
         }
         const std::complex<double> step = std::polar(decay, kTwoPi * frequencyHz / rateHz);
-        phasors[i] = {note.amplitude / harmonic, 0.0, step.real(), step.imag()};
+        phasors.real[i] = note.amplitude / harmonic;
+        phasors.stepReal[i] = step.real();
+        phasors.stepImag[i] = step.imag();
     }
     for (std::size_t i = first; i < end; ++i) {
         double sum = samples[i];
-        for (Phasor& phasor : phasors) {
-            sum += phasor.imag;
-            phasor.Step();
+        for (const double value : phasors.imag) {
+            sum += value;
         }
         samples[i] = sum;
+        phasors.Step();
     }
 }
 
-} // namespace
+// What one channel of MusicLike is made from.
+struct Music {
+    double rateHz;
+    std::size_t frames;
+    std::uint32_t seed;
+    UInt32 channel;
 
-Audio MusicLike(double rateHz, UInt32 channels, std::size_t frames, std::uint32_t seed) {
+    auto operator<=>(const Music&) const = default;
+};
+
+std::vector<float> MakeMusic(const Music& music) {
     constexpr double kNoteEverySeconds = 0.11;
     constexpr double kBurstEverySeconds = 0.23;
     constexpr double kBurstDecaySeconds = 0.02;
     constexpr double kFloorAmplitude = 0.01;
     constexpr double kScale[] = {55.0, 110.0, 146.8, 164.8, 220.0, 261.6, 329.6, 392.0, 523.3};
-    Audio audio(channels, std::vector<float>(frames));
+    const double rateHz = music.rateHz;
+    std::mt19937 generator(music.seed * 1000u + music.channel);
+    std::vector<double> samples(music.frames);
+    const double length = static_cast<double>(music.frames) / rateHz;
+    for (double start = 0.0; start < length; start += kNoteEverySeconds) {
+        const double frequencyHz = kScale[generator() % std::size(kScale)];
+        AddNote({start + 0.01 * music.channel, frequencyHz, 0.12, 0.15}, rateHz, samples);
+    }
+    const double burstDecay = std::exp(-1.0 / (kBurstDecaySeconds * rateHz));
+    const auto burstEvery = static_cast<std::size_t>(kBurstEverySeconds * rateHz);
+    double burst = 0.0;
+    std::vector<float> rounded(music.frames);
+    for (std::size_t i = 0; i < music.frames; ++i) {
+        burst = (i + music.channel * burstEvery / 5) % burstEvery == 0 ? 0.3 : burst * burstDecay;
+        samples[i] += UniformBetweenMinusOneAndOne(generator) * (kFloorAmplitude + burst);
+        rounded[i] = static_cast<float>(samples[i]);
+    }
+    return rounded;
+}
+
+// Suites ask for the same music once per parameter. What they asked for last is kept, up to 16 MB.
+std::vector<float> MusicOf(const Music& music) {
+    constexpr std::size_t kMostFrames = 4'000'000;
+    static std::mutex mutex;
+    static std::map<Music, std::vector<float>> kept;
+    static std::size_t keptFrames = 0;
+    const std::lock_guard lock(mutex);
+    const auto found = kept.find(music);
+    if (found != kept.end()) {
+        return found->second;
+    }
+    std::vector<float> samples = MakeMusic(music);
+    if (keptFrames + samples.size() > kMostFrames) {
+        kept.clear();
+        keptFrames = 0;
+    }
+    if (samples.size() <= kMostFrames) {
+        keptFrames += samples.size();
+        kept.emplace(music, samples);
+    }
+    return samples;
+}
+
+} // namespace
+
+Audio MusicLike(double rateHz, UInt32 channels, std::size_t frames, std::uint32_t seed) {
+    Audio audio;
     for (UInt32 c = 0; c < channels; ++c) {
-        std::mt19937 generator(seed * 1000u + c);
-        std::vector<double> samples(frames);
-        const double length = static_cast<double>(frames) / rateHz;
-        for (double start = 0.0; start < length; start += kNoteEverySeconds) {
-            const double frequencyHz = kScale[generator() % std::size(kScale)];
-            AddNote({start + 0.01 * c, frequencyHz, 0.12, 0.15}, rateHz, samples);
-        }
-        const double burstDecay = std::exp(-1.0 / (kBurstDecaySeconds * rateHz));
-        const auto burstEvery = static_cast<std::size_t>(kBurstEverySeconds * rateHz);
-        double burst = 0.0;
-        for (std::size_t i = 0; i < frames; ++i) {
-            burst = (i + c * burstEvery / 5) % burstEvery == 0 ? 0.3 : burst * burstDecay;
-            samples[i] += UniformBetweenMinusOneAndOne(generator) * (kFloorAmplitude + burst);
-            audio[c][i] = static_cast<float>(samples[i]);
-        }
+        audio.push_back(MusicOf({rateHz, frames, seed, c}));
     }
     return audio;
 }

@@ -3,7 +3,7 @@
 
 #include "pitch/AAConstantQSpectralProcessor.h"
 
-#include "DoubleTransform.h"
+#include "tests/harness/DoubleTransform.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include "pitch/ConstantQKernel.h"
 
-#include "DoubleTransform.h"
+#include "TransformedKernel.h"
 #include "pitch/SpectrumThinning.h"
 #include "tests/support/runtime/Sanitized.h"
 

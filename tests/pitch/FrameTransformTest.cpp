@@ -2,7 +2,7 @@
 
 #include "pitch/FrameTransform.h"
 
-#include "DoubleTransform.h"
+#include "tests/harness/DoubleTransform.h"
 #include "UniformNoise.h"
 
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 
 #include "pitch/SpectrumThinning.h"
 
-#include "DoubleTransform.h"
+#include "tests/harness/DoubleTransform.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include "pitch/ToneSpectrum.h"
 
-#include "DoubleTransform.h"
+#include "TransformedKernel.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "tests/refinement/ReferenceReassignment.h"
 
-#include "tests/pitch/DoubleTransform.h"
+#include "tests/harness/DoubleTransform.h"
 
 #include <algorithm>
 #include <cmath>
@@ -91,8 +91,8 @@ struct Quotient {
 Quotient Divide(Complex a, double aError, Complex b, double bError) {
     const double aOff = std::numbers::sqrt2 * aError;
     const double bOff = std::numbers::sqrt2 * bError;
-    const double magnitude = std::abs(b);
-    const double ratio = std::abs(a) / magnitude;
+    const double magnitude = std::sqrt(std::norm(b)); // quicker than std::abs
+    const double ratio = std::sqrt(std::norm(a)) / magnitude;
     // Beside what the spectra are off by: two products and their sum, the square of the divisor,
     // its reciprocal and the product with that.
     constexpr double kRoundings = 8.0;

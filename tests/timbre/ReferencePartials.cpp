@@ -1,6 +1,6 @@
 #include "tests/timbre/ReferencePartials.h"
 
-#include "tests/pitch/DoubleTransform.h"
+#include "tests/harness/DoubleTransform.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "tests/timbre/ReferenceTimbre.h"
 
-#include "tests/pitch/DoubleTransform.h"
+#include "tests/harness/DoubleTransform.h"
 
 #include <algorithm>
 #include <array>

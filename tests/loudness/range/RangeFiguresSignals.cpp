@@ -1,6 +1,6 @@
 #include "tests/loudness/range/RangeFiguresSignals.h"
 
-#include "tests/pitch/DoubleTransform.h"
+#include "tests/harness/DoubleTransform.h"
 
 #include <cmath>
 #include <numbers>

@@ -1,6 +1,6 @@
 #include "tests/loudness/range/ReferenceRange.h"
 
-#include "tests/pitch/DoubleTransform.h"
+#include "tests/harness/DoubleTransform.h"
 
 #include <algorithm>
 #include <cmath>
@@ -119,7 +119,7 @@ ReferenceRange::ReferenceRange(std::size_t channels, double rateHz)
 void ReferenceRange::Reset() {
     mSamples = 0;
     for (Channel& channel : mChannels) {
-        channel.levels.fill(std::vector<Levels>(kRangeSpectrum, Levels{}));
+        channel.levels.assign(kRangeSpectrum, Levels{});
         channel.usableFrames = 0;
     }
 }
@@ -197,7 +197,7 @@ void ReferenceRange::CountFrame(Channel& channel, const std::vector<float>& fram
     ++channel.usableFrames;
     for (std::size_t k = 0; k < kRangeSpectrum; ++k) {
         // Twice the plain transform, times the root of 1 / 2048.
-        const double magnitude = std::abs(spectrum[k]);
+        const double magnitude = std::sqrt(std::norm(spectrum[k])); // quicker than std::abs
         const auto position = [](double m) {
             const double power = 4.0 * m * m * 0.5 / kRangeFrame;
             return power > 0.0 ? 10.0 * std::log10(power) - kLowestLevel : -1.0;
@@ -206,9 +206,9 @@ void ReferenceRange::CountFrame(Channel& channel, const std::vector<float>& fram
         const std::size_t down =
             Step(position(std::max(magnitude - error, 0.0)) - kLevelError, kLevels);
         const std::size_t up = Step(position(magnitude + error) + kLevelError, kLevels);
-        ++channel.levels[kPlain][k][plain];
-        ++channel.levels[kDown][k][down];
-        ++channel.levels[kUp][k][up];
+        ++channel.levels[k][plain][kPlain];
+        ++channel.levels[k][down][kDown];
+        ++channel.levels[k][up][kUp];
         mDoubtfulLevels += down != up ? 1u : 0u;
     }
 }
@@ -219,15 +219,15 @@ std::vector<int> ReferenceRange::MedianLevels(const Channel& channel, Lean lean)
     const Lean totalLean = lean == kPlain ? kPlain : lean == kDown ? kUp : kDown;
     std::vector<int> medians;
     for (std::size_t k = 0; k < kRangeSpectrum; ++k) {
-        const Levels& counts = channel.levels[lean][k];
+        const Levels& counts = channel.levels[k];
         std::size_t total = 0;
         for (std::size_t i = 0; i + 1 < kLevels; ++i) {
-            total += channel.levels[totalLean][k][i];
+            total += counts[i][totalLean];
         }
         int median = 0;
         std::size_t sum = 0;
         for (std::size_t i = 0; i + 1 < kLevels; ++i) {
-            sum += counts[i];
+            sum += counts[i][lean];
             if (2 * sum < total) {
                 median = static_cast<int>(i);
             }

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <vector>
 
@@ -60,9 +61,10 @@ private:
     static constexpr std::size_t kSteps = 1024;
     enum Lean { kPlain, kDown, kUp, kLeans };
 
-    using Levels = std::array<std::size_t, kLevels>;
+    // A histogram. The three counts of a level, which mostly go up together, lie together.
+    using Levels = std::array<std::array<std::uint32_t, kLeans>, kLevels>;
     struct Channel {
-        std::array<std::vector<Levels>, kLeans> levels; // one histogram per bin
+        std::vector<Levels> levels; // one histogram per bin
         std::array<std::vector<std::size_t>, kLeans> steps;
         std::vector<float> tail;
         std::size_t usableFrames = 0;

@@ -1,5 +1,5 @@
-// Tempo, beats, meter and down beats once more, written plainly from their definitions alone: own
-// transform, direct sums, no short cuts but exact ones. Tests hold the library to it.
+// Tempo, beats, meter and down beats once more, written plainly from their definitions alone:
+// direct sums, no short cuts but exact ones. Tests hold the library to it.
 //
 // Sums run in double precision. Single precision stands where it decides a result: window
 // positions that are summed up step by step, truncations, lags, the running score of the beat
@@ -27,9 +27,6 @@ double FunctionRate(double rateHz);
 
 // Whole frames in a stretch of audio.
 std::size_t NumFunctionFrames(std::size_t samples);
-
-// In place; the length must be a power of two. Forward, without scaling.
-void Transform(std::vector<std::complex<double>>& values);
 
 // One value per whole frame: the mean of the low magnitudes times the mean rise of the mel bands
 // in decibels, without its slow part.

@@ -1,3 +1,4 @@
+#include "tests/harness/DoubleTransform.h"
 #include "tests/rhythm/beats/ReferenceBeats.h"
 
 #include <algorithm>
@@ -88,7 +89,7 @@ Magnitudes MagnitudesOf(std::span<const float> frame) {
     for (std::size_t i = 0; i < kBeatFrameSize; ++i) {
         values[i] = static_cast<double>(frame[i]) * window[i];
     }
-    Transform(values);
+    testing::Transform(values);
     Magnitudes magnitudes{};
     magnitudes[0] = 2.0 * std::hypot(values[0].real(), values[kNumBins].real());
     for (std::size_t k = 1; k < kNumBins; ++k) {
@@ -121,42 +122,6 @@ double FunctionRate(double rateHz) {
 
 std::size_t NumFunctionFrames(std::size_t samples) {
     return samples < kBeatFrameSize ? 0 : (samples - kBeatFrameSize) / kBeatHopSize + 1;
-}
-
-void Transform(std::vector<std::complex<double>>& values) {
-    const std::size_t n = values.size();
-    for (std::size_t i = 1, j = 0; i < n; ++i) {
-        std::size_t bit = n >> 1;
-        for (; (j & bit) != 0; bit >>= 1) {
-            j ^= bit;
-        }
-        j |= bit;
-        if (i < j) {
-            std::swap(values[i], values[j]);
-        }
-    }
-    static thread_local std::vector<std::complex<double>> turns;
-    if (turns.size() != n / 2) {
-        turns.resize(n / 2);
-        for (std::size_t k = 0; k < n / 2; ++k) {
-            turns[k] = std::polar(1.0, -2.0 * std::numbers::pi * static_cast<double>(k) /
-                                           static_cast<double>(n));
-        }
-    }
-    for (std::size_t half = 1; half < n; half *= 2) {
-        const std::size_t stride = n / (2 * half);
-        for (std::size_t start = 0; start < n; start += 2 * half) {
-            for (std::size_t k = 0; k < half; ++k) {
-                const std::complex<double> turn = turns[k * stride];
-                const std::complex<double> odd = values[start + half + k];
-                const std::complex<double> turned(
-                    odd.real() * turn.real() - odd.imag() * turn.imag(),
-                    odd.real() * turn.imag() + odd.imag() * turn.real());
-                values[start + half + k] = values[start + k] - turned;
-                values[start + k] += turned;
-            }
-        }
-    }
 }
 
 std::vector<double> DetectionFunction(std::span<const float> samples, double rateHz) {

@@ -31,9 +31,10 @@ struct Products {
 void AddChannel(const std::vector<double>& x, Products& products) {
     for (std::size_t l = 0; l < kLags; ++l) {
         const std::size_t lag = l + 1;
-        for (std::size_t n = 0; n + lag < x.size(); ++n) {
-            products.sums[l][n % lag] += x[n + lag] * x[n];
-            products.counts[l][n % lag] += 1.0;
+        for (std::size_t n = 0, phase = 0; n + lag < x.size(); ++n) {
+            products.sums[l][phase] += x[n + lag] * x[n];
+            products.counts[l][phase] += 1.0;
+            phase = phase + 1 < lag ? phase + 1 : 0;
         }
     }
     for (std::size_t l = 0; l < kLags; ++l) {

@@ -1,3 +1,4 @@
+#include "tests/harness/DoubleTransform.h"
 #include "tests/rhythm/beats/ReferenceBeats.h"
 
 #include <algorithm>
@@ -18,13 +19,13 @@ std::vector<float> Autocorrelation(std::span<const double> function) {
     for (std::size_t i = 0; i < function.size(); ++i) {
         values[i] = function[i];
     }
-    Transform(values);
+    testing::Transform(values);
     for (std::complex<double>& value : values) {
         value = std::norm(value);
     }
     values[size / 2] = 0.0;
     // The spectrum is real and even, so the forward transform serves as the inverse one.
-    Transform(values);
+    testing::Transform(values);
     std::vector<float> result(function.size());
     for (std::size_t i = 0; i < result.size(); ++i) {
         result[i] = static_cast<float>(values[i].real() / static_cast<double>(size * size));

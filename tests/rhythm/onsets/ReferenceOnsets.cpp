@@ -242,14 +242,17 @@ int OnsetWindow(std::size_t frames, float sensitivity) {
 }
 
 double InclusiveMedian(std::span<const double> x, std::size_t lo, std::size_t hi) {
-    std::vector<double> sorted;
-    for (std::size_t i = lo; i <= hi; ++i) {
-        sorted.push_back(i < x.size() ? x[i] : 0.0);
-    }
-    std::sort(sorted.begin(), sorted.end());
-    const std::size_t n = sorted.size();
-    const auto at = [&](std::size_t i) { return sorted[std::min(i, n - 1)]; };
-    return n % 2 == 1 ? at((n + 1) / 2) : 0.5 * (at(n / 2) + at(n / 2 + 1));
+    const std::span<const double> inside = x.subspan(lo, std::min(hi + 1, x.size()) - lo);
+    std::vector<double> values(inside.begin(), inside.end());
+    values.resize(hi - lo + 1); // behind the end are zeros
+    // Of an odd number of values these two are one. Both are at most the last.
+    const std::size_t last = values.size() - 1;
+    const auto lower = static_cast<std::ptrdiff_t>(std::min((values.size() + 1) / 2, last));
+    const auto upper = static_cast<std::ptrdiff_t>(std::min((values.size() + 2) / 2, last));
+    // Tens of thousands of values are not worth sorting for two.
+    std::nth_element(values.begin(), values.begin() + upper, values.end());
+    std::nth_element(values.begin(), values.begin() + lower, values.begin() + upper);
+    return 0.5 * (values.begin()[lower] + values.begin()[upper]);
 }
 
 std::vector<Peak> PeaksOf(std::span<const double> curve, const Doubts& doubts) {

@@ -1,6 +1,6 @@
 #include "tests/rhythm/tempomap/ReferenceAccents.h"
 
-#include "tests/rhythm/beats/ReferenceBeats.h"
+#include "tests/harness/DoubleTransform.h"
 #include "tests/rhythm/tempomap/FrozenModuli.h"
 
 #include <algorithm>
@@ -50,13 +50,16 @@ GammaBands EnergiesOf(std::span<const float> frame) {
     for (std::size_t i = 0; i < kAccentFrameSize; ++i) {
         values[i] = static_cast<double>(frame[i]) * window[i];
     }
-    Transform(values);
+    testing::Transform(values);
+    // Bin 0 is the mean alone: the Nyquist term counts nowhere.
+    std::array<double, kNumGammaBins> magnitudes{};
+    for (std::size_t k = 0; k < kNumGammaBins; ++k) {
+        magnitudes[k] = std::abs(values[k]) / static_cast<double>(kAccentFrameSize);
+    }
     GammaBands energies{};
     for (std::size_t band = 0; band < kNumGammaBands; ++band) {
         for (std::size_t k = 0; k < kNumGammaBins; ++k) {
-            // Bin 0 is the mean alone: the Nyquist term counts nowhere.
-            const double magnitude = std::abs(values[k]) / static_cast<double>(kAccentFrameSize);
-            energies[band] += std::pow(magnitude * GammaResponses()[band][k], 2.0);
+            energies[band] += std::pow(magnitudes[k] * GammaResponses()[band][k], 2.0);
         }
     }
     return energies;
