@@ -10,8 +10,8 @@
 namespace qel::testing {
 namespace {
 
-// e^(-pi i k / half) for k below `half`, which is a power of two. They are the same for every size, so
-// each is made once.
+// e^(-pi i k / half) for k below `half`, which is a power of two. They are the same for every size,
+// so each is made once.
 const Number* Turns(std::size_t half) {
     constexpr std::size_t kMostStages = 32;
     thread_local std::array<std::vector<Number>, kMostStages> stages;

@@ -2,8 +2,8 @@
 
 #include "pitch/FrameTransform.h"
 
-#include "tests/harness/DoubleTransform.h"
 #include "UniformNoise.h"
+#include "tests/harness/DoubleTransform.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,8 @@ import { execFileSync } from "node:child_process";
 import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { basename, join } from "node:path";
-import puppeteer, { type Browser, type Page } from "puppeteer-core";
+import puppeteer, { type Browser, type BrowserContext, type Page } from "puppeteer-core";
+import { afterAll } from "vitest";
 
 /** What the build has made: bin/qel with its template. */
 const tool = process.env.QEL_TOOL ?? "";
@@ -13,11 +14,20 @@ const flags = [
     "--disable-background-networking", "--disable-component-update", "--disable-sync",
 ];
 
-/** A folder with pages, and a browser without a network that opens them from disk. */
+/** The browser of a file of tests: starting one takes longer than most tests. */
+let browser: Promise<Browser> | null = null;
+const profile = mkdtempSync(join(tmpdir(), "qel-profile-"));
+
+afterAll(async () => {
+    await (await browser)?.close();
+    rmSync(profile, { recursive: true, force: true });
+});
+
+/** A folder with pages, and a context of the browser, without a network, that opens them from disk. */
 export class Bench {
     readonly folder = mkdtempSync(join(tmpdir(), "qel-report-"));
     readonly messages: string[] = [];
-    private browser: Browser | null = null;
+    private context: BrowserContext | null = null;
 
     /** Writes a file and its page; returns the path of the page. */
     report(name: string, content: Buffer, ...options: string[]): string {
@@ -39,12 +49,9 @@ export class Bench {
 
     /** Opens a page and waits for its pictures. What it says on the console is kept. */
     async open(path: string, width = 1280, height = 1800): Promise<Page> {
-        this.browser ??= await puppeteer.launch({
-            executablePath: program,
-            args: flags,
-            userDataDir: join(this.folder, "profile"),
-        });
-        const page = await this.browser.newPage();
+        browser ??= puppeteer.launch({ executablePath: program, args: flags, userDataDir: profile });
+        this.context ??= await (await browser).createBrowserContext();
+        const page = await this.context.newPage();
         page.on("console", (message) => this.messages.push(message.text()));
         page.on("pageerror", (error) => this.messages.push(String(error)));
         page.on("dialog", (dialog) => {
@@ -91,7 +98,7 @@ export class Bench {
     }
 
     async close(): Promise<void> {
-        await this.browser?.close();
+        await this.context?.close();
         rmSync(this.folder, { recursive: true, force: true });
     }
 }

@@ -178,8 +178,7 @@ void CombBank::Step(double accent, std::vector<double>& salience, std::vector<do
         Comb& comb = mCombs[i];
         double& slot = comb.outputs[mTime % comb.outputs.size()];
         slot = comb.feedback * slot + comb.feedforward * accent;
-        const double energy =
-            SumOfSquares(comb.outputs) / static_cast<double>(comb.outputs.size());
+        const double energy = SumOfSquares(comb.outputs) / static_cast<double>(comb.outputs.size());
         const double ratio = energy / mLeakyEnergy;
         salience[i] += (ratio - comb.energyNorm) / (1.0 - comb.energyNorm);
         ratios[i] += ratio / (1.0 - comb.energyNorm);
