@@ -12,22 +12,11 @@ namespace {
 
 constexpr std::size_t kMostFrames = 4096; // that are interleaved at a time
 constexpr double kMomentsPerSecond = 10;
-constexpr int kMode = EBUR128_MODE_I | EBUR128_MODE_LRA | EBUR128_MODE_TRUE_PEAK;
+constexpr int kMode = EBUR128_MODE_I | EBUR128_MODE_LRA;
 
 // A level in decibels; none for 0.
 std::optional<double> decibels(double amplitude) {
     return amplitude > 0 ? std::optional(20 * std::log10(amplitude)) : std::nullopt;
-}
-
-double greatestPeak(ebur128_state* state, int (*peakOf)(ebur128_state*, unsigned int, double*)) {
-    double greatest = 0;
-    for (unsigned int c = 0; c < state->channels; ++c) {
-        double peak = 0;
-        if (peakOf(state, c, &peak) == EBUR128_SUCCESS) {
-            greatest = std::max(greatest, peak);
-        }
-    }
-    return greatest;
 }
 
 // The position of a channel of 6.1 and 7.1, in the order of WAVE; none for what the library knows
@@ -53,7 +42,8 @@ void LoudnessMeter::Destroy::operator()(ebur128_state* state) const {
 }
 
 LoudnessMeter::LoudnessMeter(const Setup& setup)
-    : mSetup(setup), mInterleaved(kMostFrames * setup.channels),
+    : mSetup(setup), mPeaks(setup.channels, setup.sampleRateHz),
+      mInterleaved(kMostFrames * setup.channels),
       mHopFrames(static_cast<std::size_t>(std::lround(setup.sampleRateHz / kMomentsPerSecond))) {
     reset();
 }
@@ -63,6 +53,7 @@ LoudnessMeter::~LoudnessMeter() = default;
 void LoudnessMeter::reset() {
     mHopPlace = 0;
     mMomentary.clear();
+    mPeaks.reset();
     const auto rate = static_cast<unsigned long>(std::lround(mSetup.sampleRateHz));
     mState.reset(ebur128_init(mSetup.channels, rate, kMode));
     if (mState == nullptr) {
@@ -99,6 +90,7 @@ void LoudnessMeter::addPiece(std::span<const float* const> channels, std::size_t
     if (ebur128_add_frames_float(mState.get(), mInterleaved.data(), count) != 0) {
         throw std::bad_alloc();
     }
+    mPeaks.add(std::span(mInterleaved).first(count * channels.size()));
 }
 
 void LoudnessMeter::takeMomentary() {
@@ -107,12 +99,13 @@ void LoudnessMeter::takeMomentary() {
     mMomentary.push_back(static_cast<float>(value));
 }
 
-Loudness LoudnessMeter::finish() const {
+Loudness LoudnessMeter::finish() {
+    mPeaks.end();
     Loudness loudness;
     loudness.momentaryHopSeconds = static_cast<double>(mHopFrames) / mSetup.sampleRateHz;
     loudness.momentaryLufs = mMomentary;
-    loudness.truePeakDbtp = decibels(greatestPeak(mState.get(), ebur128_true_peak));
-    loudness.samplePeakDbfs = decibels(greatestPeak(mState.get(), ebur128_sample_peak));
+    loudness.truePeakDbtp = decibels(mPeaks.truePeak());
+    loudness.samplePeakDbfs = decibels(mPeaks.samplePeak());
     double value = 0;
     if (ebur128_loudness_global(mState.get(), &value) == EBUR128_SUCCESS && std::isfinite(value)) {
         loudness.integratedLufs = value;

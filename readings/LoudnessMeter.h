@@ -1,5 +1,7 @@
 #pragma once
 
+#include "readings/TruePeakMeter.h"
+
 #include <QelReadings.hpp>
 
 #include <ebur128.h>
@@ -20,7 +22,7 @@ public:
     ~LoudnessMeter();
 
     void add(std::span<const float* const> channels, std::size_t frames);
-    Loudness finish() const;
+    Loudness finish();
     void reset();
 
 private:
@@ -33,6 +35,7 @@ private:
 
     const Setup mSetup;
     std::unique_ptr<ebur128_state, Destroy> mState;
+    TruePeakMeter mPeaks;
     std::vector<float> mInterleaved;
     const std::size_t mHopFrames; // from a momentary loudness to the next one
     std::size_t mHopPlace = 0;    // frames since the last one
