@@ -8,6 +8,7 @@
 #include "media/checks/OggEnding.h"
 #include "media/checks/OggPages.h"
 #include "media/checks/StatedSize.h"
+#include "media/checks/SyncWords.h"
 #include "media/checks/TsPackets.h"
 
 #include <fmt/format.h>
@@ -24,6 +25,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 extern "C" {
 #include <libavutil/avstring.h>
@@ -137,6 +139,20 @@ AvHandle<AVFormatContext> OpenContainer(AVIOContext& file, const Cancellation& c
     return AvHandle<AVFormatContext>(context);
 }
 
+// Whether FFmpeg will search the one stream for the frames of another codec, and not find any.
+bool IsSearchedInVain(AVFormatContext& context) {
+    const std::string_view name = context.iformat->name;
+    if ((name != "wav" && name != "w64") || context.nb_streams != 1 ||
+        context.streams[0]->codecpar->codec_id != AV_CODEC_ID_PCM_S16LE) {
+        return false;
+    }
+    const std::int64_t begin = avio_tell(context.pb);
+    std::vector<std::uint8_t> bytes(kSearchedBytes);
+    const int count = avio_read(context.pb, bytes.data(), static_cast<int>(bytes.size()));
+    return avio_seek(context.pb, begin, SEEK_SET) == begin && count > 0 &&
+           !MayHoldFrames(std::span(bytes).first(static_cast<std::size_t>(count)));
+}
+
 } // namespace
 
 MediaFile::MediaFile(const std::string& path, Cancellation cancellation)
@@ -144,6 +160,9 @@ MediaFile::MediaFile(const std::string& path, Cancellation cancellation)
     CheckRegularFile(path);
     mFile = OpenLocal(path, mCancellation);
     mContext = OpenContainer(*mFile, mCancellation);
+    if (IsSearchedInVain(*mContext)) {
+        mContext->probesize = 1; // one packet is enough
+    }
     // A status below 0 leaves the streams as they are; the choice below then finds none.
     avformat_find_stream_info(mContext.get(), nullptr);
     mCancellation.Check();

@@ -115,8 +115,8 @@ void TruePeakMeter::takeBlock() {
     }
     mIsContextGiven = mayRaise;
     mLastGreatest = greatest;
-    std::copy_n(mSamples.begin() + static_cast<std::ptrdiff_t>(mFilled),
-                kContextFrames * mChannels, mSamples.begin());
+    std::copy_n(mSamples.begin() + static_cast<std::ptrdiff_t>(mFilled), kContextFrames * mChannels,
+                mSamples.begin());
     mFilled = 0;
 }
 

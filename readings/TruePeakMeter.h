@@ -61,7 +61,7 @@ private:
     std::vector<float> mSamples;             // the context, and a block as far as it is there
     std::size_t mFilled = 0;                 // samples of the block
     float mLastGreatest = 0;                 // of the block before, which has the context
-    bool mIsContextGiven = false; // to the interpolator
+    bool mIsContextGiven = false;            // to the interpolator
     float mSamplePeak = 0;
     double mTruePeak = 0;
     std::uint64_t mInterpolatedFrames = 0;

@@ -1,6 +1,7 @@
 // The meter and libebur128, which gets every sample.
 
 #include "readings/TruePeakMeter.h"
+
 #include "tests/readings/Signals.h"
 
 #include <gtest/gtest.h>
@@ -42,8 +43,7 @@ void addInPieces(TruePeakMeter& meter, const Samples& interleaved, std::uint32_t
                  std::size_t mostFrames, std::mt19937& random) {
     std::uniform_int_distribution<std::size_t> length(1, mostFrames);
     for (std::size_t first = 0; first < interleaved.size();) {
-        const std::size_t count =
-            std::min(length(random) * channels, interleaved.size() - first);
+        const std::size_t count = std::min(length(random) * channels, interleaved.size() - first);
         meter.add(std::span(interleaved).subspan(first, count));
         first += count;
     }
