@@ -1,8 +1,7 @@
 // Measures what the library costs alone on the ways that audio takes through the programs.
 //
-//   qel_road_probe audio CHANNELS SECONDS    writes samples to standard output: 32-bit floats of
-//   this
-//                                            machine, 44.1 kHz, the channels interleaved
+//   qel_road_probe audio CHANNELS SECONDS    writes samples to standard output: 32-bit floats in
+//                                            native byte order, 44.1 kHz, channels interleaved
 //   qel_road_probe stream KEY...             a minute by the first analyzer of the process, by the
 //                                            same one after a reset, and the memory of the first
 //   qel_road_probe samples COUNT [KEY...]    COUNT streams of kSampleSeconds: by one analyzer that
@@ -53,6 +52,9 @@ void WriteAudio(std::size_t channels, double seconds) {
         if (std::fwrite(frame.data(), sizeof(float), channels, stdout) != channels) {
             throw std::runtime_error("standard output cannot be written");
         }
+    }
+    if (std::fflush(stdout) != 0) { // a full disk may show only now
+        throw std::runtime_error("standard output cannot be written");
     }
 }
 
@@ -144,7 +146,8 @@ void ProbeThreads(const Keys& keys) {
 
 // Returns whether the words were understood.
 bool Probe(const std::string& what, const Keys& words) {
-    if (what == "audio" && words.size() == 2 && std::atoi(words[0].c_str()) > 0) {
+    if (what == "audio" && words.size() == 2 && std::atoi(words[0].c_str()) > 0 &&
+        std::atof(words[1].c_str()) > 0) {
         WriteAudio(static_cast<std::size_t>(std::atoi(words[0].c_str())),
                    std::atof(words[1].c_str()));
     } else if (what == "stream" && !words.empty()) {
