@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -115,7 +116,7 @@ TEST(TruePeakMeterTest, APeakThatRisesSlowlyIsFollowedToItsEnd) {
 
 TEST(TruePeakMeterTest, SquaresOfFullScaleHaveThePeakOfTheLibrary) {
     for (const double rateHz : kRates) {
-        for (const std::size_t half : {1, 2, 3, 7, 31, 64, 100}) {
+        for (const std::size_t half : {1u, 2u, 3u, 7u, 31u, 64u, 100u}) {
             expectPeakOfLibrary(interleaved(2000, 2,
                                             [half](std::size_t i, std::uint32_t c) {
                                                 return (i / half + c) % 2 == 0 ? 1.0f : -1.0f;

@@ -72,7 +72,7 @@ TEST(SyncWordsTest, ALongSyncWordCountsWhereverItIs) {
          {"\x7F\xFE\x80\x01"sv, "\xFE\x7F\x01\x80"sv, "\x1F\xFF\xE8\x00\x07\xF5"sv,
           "\xFF\x1F\x00\xE8\xF5\x07"sv, "\x64\x58\x20\x25"sv, "\xF8\x72\x6F\xBA"sv,
           "\xF8\x72\x4E\x1F"sv, "\x72\xF8\x1F\x4E"sv}) {
-        for (const std::size_t zeros : {0, 1, 777, 19956}) {
+        for (const std::size_t zeros : {0u, 1u, 777u, 19956u}) {
             EXPECT_TRUE(MayHoldFrames(Placed(word, zeros, 1))) << zeros;
         }
     }
