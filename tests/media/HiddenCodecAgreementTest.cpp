@@ -45,7 +45,7 @@ std::string ProbedCodec(const std::string& path) {
 // In front of the frames: nothing, silence as discs have it, or the rest of other audio.
 const std::string kLeads[] = {"", std::string(2000, '\0'), std::string(3000, '\x35')};
 
-TEST(HiddenCodecTest, FramesUnderAHeaderOfSamplesAreFoundAsFfprobeFindsThem) {
+TEST(HiddenCodecAgreementTest, FramesUnderAHeaderOfSamplesAreFoundAsFfprobeFindsThem) {
     const TempDirectory directory;
     const std::string source = directory.File("source.wav");
     WriteWav(source, 48000, {Noise(48000, 0.3f), Noise(48000, 0.2f)});
