@@ -121,11 +121,16 @@ def dask_cluster(base, workers):
         file.unlink(missing_ok=True)
 
 
+def corpus_command(out, address, qel, *options):
+    """`qelaudio.corpus` by a scheduler. Options have the sources."""
+    return [sys.executable, "-m", "qelaudio.corpus", *options, "--out", str(out), "--scheduler", address, "--work",
+            f"{out}.work", "--qel", qel]
+
+
 def run_dask(run, out):
     """`qelaudio.corpus` with two workers. Returns what was seen of the memory."""
     with dask_cluster(run.base, run.jobs) as (address, processes):
-        command = [sys.executable, "-m", "qelaudio.corpus", *run.options(), "--out", str(out), "--scheduler", address,
-                   "--work", f"{out}.work", "--qel", run.qel]
+        command = corpus_command(out, address, run.qel, *run.options())
         process = subprocess.Popen(command, cwd=run.music, env=ENVIRONMENT, stdout=subprocess.PIPE,
                                    stderr=subprocess.PIPE)
         pids = {"driver": process.pid, **{name: each.pid for name, each in processes.items()}}

@@ -162,6 +162,27 @@ TEST_F(BatchSlurmTest, ATaskThatHasFailedIsBegunAgainThreeTimes) {
     EXPECT_EQ(Calls(), "scontrol requeue 41\nscontrol requeue 42\n");
 }
 
+TEST_F(BatchSlurmTest, AListWithoutFilesIsSaidOnceAndNotMadeAgain) {
+    fs::create_directory(mPlace.File("silence"));
+    const ChildResult script = Tool({"batch", "silence", "--out", "an $out", "--slurm", "3"});
+    WriteFile(mPlace.File("job"), script.out);
+    const ChildResult list = Job("list", "SLURM_JOB_ID=40");
+    EXPECT_EQ(list.status, 1);
+    EXPECT_EQ(
+        list.err,
+        "qel: silence: no file there has an extension of audio files; --match '*' takes all files\n");
+    EXPECT_EQ(Calls(), "");
+}
+
+TEST_F(BatchSlurmTest, AListThatCannotBeWrittenIsMadeAgain) {
+    WriteWav(mPlace.File("it's music/song.wav"), kRateHz, {Sine(kRateHz, 40, 0.5)});
+    WriteScript();
+    ASSERT_EQ(Job("list", "SLURM_JOB_ID=40").status, 0); // by an earlier run
+    AddProgram("qel", "echo 'qel: list: No space left on device' >&2; exit 1");
+    EXPECT_EQ(Job("list", "SLURM_JOB_ID=40").status, 1);
+    EXPECT_EQ(Calls(), "scontrol requeue 40\n");
+}
+
 TEST_F(BatchSlurmTest, ATaskWhoseMessageDoesNotFitOnTheDiskIsNotTakenForComplete) {
     WriteScript();
     AddProgram("qel", "echo 'qel: ds: No space left on device' >&2; exit 1");

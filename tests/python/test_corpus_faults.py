@@ -6,6 +6,9 @@ import contextlib
 import os
 import resource
 import sqlite3
+import subprocess
+import sys
+import tempfile
 from collections.abc import Iterator
 from pathlib import Path
 from typing import Any
@@ -16,6 +19,7 @@ from corpus_files import make_music, open_cluster
 import qelaudio
 from qelaudio import corpus
 from qelaudio.corpus._partitions import write_index
+from qelaudio.corpus._scratch import scratch
 from qelaudio.corpus._storage import Place
 
 QEL = os.environ["QEL_TOOL"]
@@ -87,3 +91,29 @@ def test_files_that_a_killed_run_has_begun_are_removed(cluster: Any, tmp_path: P
         tmp_path / "music", tmp_path / "out", client=cluster.scheduler.address, qel=QEL, shards=1
     )
     assert [path for path in begun if path.exists()] == []
+
+
+def test_what_a_killed_worker_has_copied_is_removed_by_the_next_one(
+    tmp_path: Path, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    monkeypatch.setenv("TMPDIR", str(tmp_path))
+    monkeypatch.setattr(tempfile, "tempdir", None)  # where it was found before
+    code = """if True:
+        import os, time
+        from qelaudio.corpus._scratch import scratch
+        with scratch() as folder:
+            open(os.path.join(folder, "song.wav"), "w").close()
+            print(folder, flush=True)
+            time.sleep(600)
+    """
+    with subprocess.Popen([sys.executable, "-c", code], stdout=subprocess.PIPE, text=True) as worker:
+        assert worker.stdout is not None
+        copied = Path(worker.stdout.readline().strip()) / "song.wav"
+        with scratch() as other:
+            assert os.listdir(other) == []
+            assert copied.exists()  # its process lives
+        worker.kill()
+    assert copied.exists()
+    with scratch():
+        assert len(os.listdir(tmp_path)) == 1
+    assert os.listdir(tmp_path) == []

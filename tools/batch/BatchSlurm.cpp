@@ -44,6 +44,11 @@ failed() {
     exit 1
 }
 
+# Whether there is no audio file, as the last line of the list says. To list again would not help.
+is_empty() {
+    tail -n 1 "$out.shards/list" 2>/dev/null | grep -q '^qel list [0-9]* 0* '
+}
+
 # One attempt at what the options say. Its message is written over blanks: a lost one would look like success.
 attempt() {
     errors=$(mktemp) && printf '%4096s' '' >"$errors" || failed
@@ -64,7 +69,8 @@ attempt() {
     [ -z "$message" ] || printf '%s\n' "$message" >&2
     case $status in
         0) exit 0 ;;
-        1) [ -n "$message" ] || exit 0 ;; # errors of files are rows
+        1) [ -n "$message" ] || exit 0 # errors of files are rows
+            [ "$1" != --list-only ] || ! is_empty || exit 1 ;;
         2) exit 2 ;;                      # the command is refused
     esac
     failed

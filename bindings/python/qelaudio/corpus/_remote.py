@@ -7,7 +7,6 @@ import hashlib
 import json
 import os
 import posixpath
-import tempfile
 from collections.abc import Mapping, Sequence
 from dataclasses import dataclass, field, replace
 from typing import Any
@@ -15,6 +14,7 @@ from typing import Any
 import fsspec
 
 from qelaudio._errors import Error
+from qelaudio.corpus._scratch import scratch
 from qelaudio.corpus._shards import Command, RunError, Shard, analyze
 from qelaudio.corpus._storage import Place
 
@@ -185,7 +185,7 @@ def analyze_copies(copies: Copies) -> str:
         with open(stamp) as file:
             if file.read() == digest:
                 return ""
-    with tempfile.TemporaryDirectory(prefix="qelaudio-") as folder:
+    with scratch() as folder:
         try:
             _fetch(copies, folder)
         except OSError as error:

@@ -9,7 +9,6 @@ import os
 import re
 import shutil
 import sys
-import tempfile
 from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
 from dataclasses import dataclass, replace
 from functools import partial
@@ -39,6 +38,7 @@ from qelaudio.corpus._partitions import (
 )
 from qelaudio.corpus._keytables import keys_named
 from qelaudio.corpus._remote import RemoteFile, address_of, analyze_copies, divide, list_files
+from qelaudio.corpus._scratch import scratch
 from qelaudio.corpus._shards import Command, RunError, Shard, analyze, call, make_list
 from qelaudio.corpus._storage import HIDDEN, Place, is_remote
 from qelaudio.corpus._tables import Rename, open_tables
@@ -169,7 +169,7 @@ def _list_all(request: _Request, work: str) -> _Listing:
     with Place(work).writing(NAMES) as file:
         file.writelines(os.fsencode(each.name) + b"\0" for each in files)
     command = request.command("--null", "--files-from", os.path.join(work, NAMES))
-    with tempfile.TemporaryDirectory(prefix="qelaudio-") as folder:  # where the names are those of no file
+    with scratch() as folder:  # where the names are those of no file
         make_list(replace(command, directory=folder), path)
     return _Listing(request, command, work, files)
 
