@@ -54,6 +54,7 @@ class Cluster:
     def __init__(self, qel, base, hosts=(Host(), Host(), Host())):
         self.qel, self.base, self.hosts = qel, base, hosts
         self.processes, self.restarts, self.settings = {}, {}, {}
+        self.source = "music"
         (self.port,) = free_ports(1)
         package = Path(qel).parent.parent / "python"
         paths = [str(package)] if package.is_dir() else []
@@ -93,7 +94,7 @@ class Cluster:
                         "--local-directory", str(self.folder(name)))
 
     def start_driver(self, out, *options):
-        self._start("driver", self.hosts[0], "qelaudio.corpus", "music", "--out", out, "--scheduler", self.scheduler,
+        self._start("driver", self.hosts[0], "qelaudio.corpus", self.source, "--out", out, "--scheduler", self.scheduler,
                     "--qel", self.qel, *options)
 
     def start_all(self):

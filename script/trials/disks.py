@@ -33,6 +33,10 @@ class Disk:
         self.kib += kib
         self._mount("remount", f"size={self.kib}k")
 
+    def shrink(self, kib):
+        """To a size that holds what is there."""
+        self.grow(kib - self.kib)
+
     def remove(self):
         subprocess.run(["umount", "--lazy", self.path], check=True)
 

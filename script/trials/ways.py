@@ -4,6 +4,7 @@ import contextlib
 import json
 import os
 import shlex
+import shutil
 import subprocess
 import sys
 import time
@@ -96,6 +97,7 @@ def run_batch(run, dataset):
 def dask_cluster(base, workers):
     """A scheduler and so many workers, each in a process. Yields the address and all processes by name."""
     file = base / "scheduler.json"
+    file.unlink(missing_ok=True)
     processes = {}
 
     def start(name, *arguments):
@@ -146,6 +148,7 @@ def run_slurm(run, dataset, count):
     command = [run.qel, "batch", *run.options(), "--out", str(dataset), "--jobs", "1", "--slurm", str(tasks)]
     script = subprocess.run(command, cwd=run.music, capture_output=True, check=True).stdout
     place = run.base / "slurm-state"
+    shutil.rmtree(place, ignore_errors=True)  # of a run that was ended; its shards are continued
     place.mkdir()
     (place / "bin").symlink_to(run.base / "bin")
     slurm = Slurm(place)
