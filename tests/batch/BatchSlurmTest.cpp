@@ -189,6 +189,7 @@ TEST_F(BatchSlurmTest, ATaskWhoseMessageDoesNotFitOnTheDiskIsNotTakenForComplete
     AddProgram("mktemp", "ln -s /dev/full errors; echo errors");
     EXPECT_EQ(Job("shard", Task(1)).status, 1);
     EXPECT_EQ(Calls(), "scontrol requeue 41\n");
+    EXPECT_FALSE(fs::is_symlink(mPlace.File("errors"))) << "each attempt would leave a file";
 }
 
 TEST_F(BatchSlurmTest, ARefusedCommandIsNotTriedAgain) {

@@ -51,7 +51,11 @@ is_empty() {
 
 # One attempt at what the options say. Its message is written over blanks: a lost one would look like success.
 attempt() {
-    errors=$(mktemp) && printf '%4096s' '' >"$errors" || failed
+    errors=$(mktemp) || failed
+    if ! printf '%4096s' '' >"$errors"; then
+        rm -f "$errors"
+        failed
+    fi
     limit=
     mkdir -p -- "$out.shards"
     batch "$@" 2<>"$errors" &
