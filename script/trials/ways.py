@@ -72,7 +72,9 @@ def make_tool(base, qel):
     (base / "bin").mkdir(exist_ok=True)
     library, wrapper = base / "faults.so", base / "bin/qel"
     source = Path(__file__).resolve().parents[2] / "tests/batch/FaultyFiles.c"
-    subprocess.run(["cc", "-shared", "-fPIC", "-O1", "-o", str(library), str(source)], check=True)
+    unfinished = base / "faults.new"  # another run may use what is there
+    subprocess.run(["cc", "-shared", "-fPIC", "-O1", "-o", str(unfinished), str(source)], check=True)
+    unfinished.rename(library)
     wrapper.write_text(f"#!/bin/sh\nLD_PRELOAD={shlex.quote(str(library))} exec {shlex.quote(qel)} \"$@\"\n")
     wrapper.chmod(0o755)
     return str(wrapper)
