@@ -109,8 +109,8 @@ void AABagOfPropertiesGenerator::AllocateBuffers() {
     mPeakIndicators.alloc(mNumBins + RoughnessCurves::kBlock, true);
     mPeakAmplitudes.alloc(mNumBins + RoughnessCurves::kBlock, true);
     if (IsWanted(kPeak) && mRoughnessCurves == nullptr) {
-        mRoughnessCurves = std::make_unique<const RoughnessCurves>(mNumBins, mFrameSize,
-                                                                   static_cast<float>(mSampleRate));
+        mRoughnessCurves =
+            RoughnessCurves::Find({mNumBins, mFrameSize, static_cast<float>(mSampleRate)});
     }
     PrepareConstants();
 }

@@ -142,7 +142,7 @@ private:
     CAAutoFree<float> mPeakIndicators; // by bin: 1 for a peak, else 0
     CAAutoFree<float> mPeakAmplitudes; // by bin: what the dissonance takes for a peak's magnitude
     // The same for every stream; null until a figure of peaks is wanted.
-    std::unique_ptr<const RoughnessCurves> mRoughnessCurves;
+    std::shared_ptr<const RoughnessCurves> mRoughnessCurves;
     CAAutoDelete<CABufferList> mPeakBuffer; // keeps its values from frame to frame
     CAAutoDelete<CABufferList> mFluxBuffer;
 

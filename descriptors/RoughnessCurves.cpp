@@ -2,6 +2,7 @@
 
 #include "elementary/Functions.h"
 #include "spectral/VectorHelpers.h"
+#include "support/runtime/SharedDesigns.h"
 
 namespace qel::core {
 
@@ -22,12 +23,16 @@ std::size_t NextBlock(std::size_t size) {
 
 } // namespace
 
-RoughnessCurves::RoughnessCurves(UInt32 bins, UInt32 frameSize, float sampleRate)
-    : mSlow(Tabled(kSlowDecay, bins, frameSize, sampleRate)),
-      mFast(Tabled(kFastDecay, bins, frameSize, sampleRate)) {}
+RoughnessCurves::RoughnessCurves(const RoughnessDesign& design)
+    : mSlow(Tabled(kSlowDecay, design)), mFast(Tabled(kFastDecay, design)) {}
 
-RoughnessCurves::Curves RoughnessCurves::Tabled(float decay, UInt32 bins, UInt32 frameSize,
-                                                float sampleRate) {
+std::shared_ptr<const RoughnessCurves> RoughnessCurves::Find(const RoughnessDesign& design) {
+    static auto& table = *new SharedDesigns<RoughnessDesign, RoughnessCurves, kHeld>;
+    return table.Find(design);
+}
+
+RoughnessCurves::Curves RoughnessCurves::Tabled(float decay, const RoughnessDesign& design) {
+    const auto& [bins, frameSize, sampleRate] = design;
     Curves curves;
     std::vector<float> values;
     for (UInt32 bin = 0; bin < bins; ++bin) {

@@ -6,10 +6,20 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <vector>
 
 namespace qel::core {
+
+// What curves depend on: `bins` of a transform of `frameSize` points, at `sampleRate` Hz.
+struct RoughnessDesign {
+    UInt32 bins;
+    UInt32 frameSize;
+    float sampleRate;
+
+    bool operator==(const RoughnessDesign&) const = default;
+};
 
 // The two exponentials of the roughness of a pair of partials, tabled: they depend on nothing but
 // the bins of the two, so that a frame with hundreds of peaks needs no exponential.
@@ -21,8 +31,14 @@ namespace qel::core {
 // Constant after construction.
 class RoughnessCurves {
 public:
-    // `bins` of a transform of `frameSize` points, at `sampleRate` Hz.
-    RoughnessCurves(UInt32 bins, UInt32 frameSize, float sampleRate);
+    // The designs whose curves stay in the process when nobody uses them, at most 1.2 MB each.
+    static constexpr std::size_t kHeld = 2;
+
+    explicit RoughnessCurves(const RoughnessDesign& design);
+
+    // The curves of a design: those that there are in the process, else new ones. Any thread.
+    // Raises std::bad_alloc.
+    static std::shared_ptr<const RoughnessCurves> Find(const RoughnessDesign& design);
 
     // Of a lower partial in `bin`: the values for upper ones 1, 2, ... bins above it, to where they
     // leave the range of normal floats.
@@ -54,7 +70,7 @@ private:
         }
     };
 
-    static Curves Tabled(float decay, UInt32 bins, UInt32 frameSize, float sampleRate);
+    static Curves Tabled(float decay, const RoughnessDesign& design);
 
     Curves mSlow;
     Curves mFast;

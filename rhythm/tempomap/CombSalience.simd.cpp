@@ -19,11 +19,12 @@ namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
 void SumBands(const float* energies, const float* meanEnergies, const SalienceWeights& weights,
-         UInt32 lagCount, float* salience) {
+              UInt32 lagCount, float* salience) {
     const hn::CappedTag<float, CombBank::kChunk> d;
     for (std::size_t i = 0; i < lagCount; i += hn::Lanes(d)) {
         hn::Vec<decltype(d)> bands[CombBank::kBands];
-        hn::LoadInterleaved4(d, energies + i * CombBank::kBands, bands[0], bands[1], bands[2], bands[3]);
+        hn::LoadInterleaved4(d, energies + i * CombBank::kBands, bands[0], bands[1], bands[2],
+                             bands[3]);
         const auto lagScale = hn::LoadU(d, weights.lagScale + i);
         const auto energyNorm = hn::LoadU(d, weights.energyNorm + i);
         const auto normScale = hn::LoadU(d, weights.normScale + i);

@@ -19,7 +19,7 @@ namespace qel::core {
 namespace {
 
 constexpr UInt32 kBins = 512;
-const RoughnessCurves kCurves(kBins, 2 * kBins, 44100.0f);
+const RoughnessCurves kCurves({kBins, 2 * kBins, 44100.0f});
 
 // NaN after the bins: what is read there must not count.
 std::vector<float> IndicatorsOf(const std::vector<unsigned int>& peaks) {

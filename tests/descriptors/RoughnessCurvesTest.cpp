@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 
 namespace qel::core {
 namespace {
@@ -39,7 +40,7 @@ void ExpectCurve(std::span<const float> curve, double decay, UInt32 bin, double 
 TEST(RoughnessCurvesTest, CurvesAreTheExponentialsOfTheDistanceDownToTheLeastFloat) {
     for (const double rateHz : {8000.0, 44100.0, 192000.0}) {
         SCOPED_TRACE(rateHz);
-        const RoughnessCurves curves(kBins, kFrameSize, static_cast<float>(rateHz));
+        const RoughnessCurves curves({kBins, kFrameSize, static_cast<float>(rateHz)});
         for (UInt32 bin = 0; bin < kBins; ++bin) {
             ExpectCurve(curves.Slow(bin), -3.51, bin, rateHz);
             ExpectCurve(curves.Fast(bin), -5.75, bin, rateHz);
@@ -49,7 +50,7 @@ TEST(RoughnessCurvesTest, CurvesAreTheExponentialsOfTheDistanceDownToTheLeastFlo
 
 TEST(RoughnessCurvesTest, WhatCountsBesideANearestPairEndsWhereItHasFallenByE25) {
     const double rateHz = 44100;
-    const RoughnessCurves curves(kBins, kFrameSize, static_cast<float>(rateHz));
+    const RoughnessCurves curves({kBins, kFrameSize, static_cast<float>(rateHz)});
     for (UInt32 bin = 0; bin < kBins - 1; ++bin) {
         for (const UInt32 nearest : {1u, 7u}) {
             const auto end = static_cast<UInt32>(curves.FastFrom(bin, nearest).size());
@@ -66,14 +67,14 @@ TEST(RoughnessCurvesTest, WhatCountsBesideANearestPairEndsWhereItHasFallenByE25)
 }
 
 TEST(RoughnessCurvesTest, NothingLiesAboveTheLastBin) {
-    const RoughnessCurves curves(kBins, kFrameSize, 44100.0f);
+    const RoughnessCurves curves({kBins, kFrameSize, 44100.0f});
     EXPECT_TRUE(curves.Slow(kBins - 1).empty());
     EXPECT_EQ(curves.Fast(kBins - 2).size(), 1u);
 }
 
 TEST(RoughnessCurvesTest, BlocksOfBinsStartAtCacheLinesAndHoldZerosAroundACurve) {
     constexpr std::size_t kBlock = RoughnessCurves::kBlock;
-    const RoughnessCurves curves(kBins, kFrameSize, 44100.0f);
+    const RoughnessCurves curves({kBins, kFrameSize, 44100.0f});
     for (UInt32 bin = 0; bin < kBins; ++bin) {
         for (const auto& curve : {curves.Slow(bin), curves.Fast(bin)}) {
             const std::size_t place = (bin + 1) % kBlock;
@@ -87,10 +88,20 @@ TEST(RoughnessCurvesTest, BlocksOfBinsStartAtCacheLinesAndHoldZerosAroundACurve)
     }
 }
 
+TEST(RoughnessCurvesTest, TheLastDesignsAreSharedAndStay) {
+    const std::weak_ptr<const RoughnessCurves> first =
+        RoughnessCurves::Find({kBins, kFrameSize, 44100.0f});
+    EXPECT_EQ(first.lock(), RoughnessCurves::Find({kBins, kFrameSize, 44100.0f}));
+    EXPECT_NE(first.lock(), RoughnessCurves::Find({kBins, kFrameSize, 48000.0f}));
+    EXPECT_FALSE(first.expired());
+    RoughnessCurves::Find({kBins, kFrameSize, 22050.0f});
+    EXPECT_TRUE(first.expired());
+}
+
 TEST(RoughnessCurvesTest, RatesThatAreNoneKeepTheCurvesInsideOfTheBins) {
     for (const float rate : {0.0f, -1.0f, 1e-30f, 1e30f, std::numeric_limits<float>::infinity(),
                              std::numeric_limits<float>::quiet_NaN()}) {
-        const RoughnessCurves curves(kBins, kFrameSize, rate);
+        const RoughnessCurves curves({kBins, kFrameSize, rate});
         for (UInt32 bin = 0; bin < kBins; ++bin) {
             EXPECT_LE(curves.Slow(bin).size(), kBins - 1 - bin);
             EXPECT_LE(curves.Fast(bin).size(), kBins - 1 - bin);
