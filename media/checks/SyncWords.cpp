@@ -37,7 +37,7 @@ constexpr std::array<bool, 256> kBegins = [] {
     for (const LongWord& row : kLongWords) {
         begins[row.word >> 24] = true;
     }
-    for (const std::size_t byte : {0xFF, 0x0B, 0x77, 0x56}) {
+    for (const std::size_t byte : {0xFFU, 0x0BU, 0x77U, 0x56U}) {
         begins[byte] = true;
     }
     return begins;
