@@ -29,6 +29,7 @@ TaskPlugin=task/none
 SelectType=select/cons_tres
 MpiDefault=none
 JobRequeue=1
+SchedulerParameters=sched_interval=2
 ReturnToService=2
 SlurmdTimeout=10
 SlurmctldTimeout=10

@@ -59,8 +59,9 @@ protected:
     ChildResult Job(const std::string& words, const std::string& variables = "") const {
         return RunChild(Command(words, variables), {.workingDirectory = mPlace.Path()});
     }
+    // Slurm gives the number of the array, 41, to its last task as well.
     static std::string Task(int index) {
-        return "SLURM_JOB_ID=" + std::to_string(40 + index) +
+        return "SLURM_ARRAY_JOB_ID=41 SLURM_JOB_ID=" + std::to_string(41 + index % 3) +
                " SLURM_ARRAY_TASK_ID=" + std::to_string(index);
     }
     // The list, and all shards.
@@ -152,14 +153,28 @@ TEST_F(BatchSlurmTest, ATaskThatHasFailedIsBegunAgainThreeTimes) {
     WriteScript();
     AddProgram("qel", "echo 'qel: ds: No space left on device' >&2; exit 1");
     EXPECT_EQ(Job("shard", Task(1)).status, 1);
-    EXPECT_EQ(Calls(), "scontrol requeue 41\n");
+    EXPECT_EQ(Calls(), "scontrol requeue 41_1\n");
     const ChildResult last = Job("shard", Task(1) + " SLURM_RESTART_COUNT=3");
     EXPECT_EQ(last.status, 1);
     EXPECT_EQ(last.err, "qel: ds: No space left on device\n");
-    EXPECT_EQ(Calls(), "scontrol requeue 41\n");
+    EXPECT_EQ(Calls(), "scontrol requeue 41_1\n");
     AddProgram("qel", "kill -KILL $$");
     EXPECT_EQ(Job("shard", Task(2)).status, 1);
-    EXPECT_EQ(Calls(), "scontrol requeue 41\nscontrol requeue 42\n");
+    EXPECT_EQ(Calls(), "scontrol requeue 41_1\nscontrol requeue 41_2\n");
+}
+
+TEST_F(BatchSlurmTest, TheLastTaskBeginsItselfAgainAndNotTheArray) {
+    WriteScript();
+    AddProgram("qel", "echo 'qel: ds: No space left on device' >&2; exit 1");
+    EXPECT_EQ(Job("shard", Task(3)).status, 1);
+    EXPECT_EQ(Calls(), "scontrol requeue 41_3\n");
+}
+
+TEST_F(BatchSlurmTest, AListSubmittedByATaskOfAnotherArrayBeginsItselfAgain) {
+    WriteScript();
+    AddProgram("qel", "echo 'qel: list: No space left on device' >&2; exit 1");
+    EXPECT_EQ(Job("list", "SLURM_ARRAY_JOB_ID=7 SLURM_ARRAY_TASK_ID=2 SLURM_JOB_ID=40").status, 1);
+    EXPECT_EQ(Calls(), "scontrol requeue 40\n");
 }
 
 TEST_F(BatchSlurmTest, AListWithoutFilesIsSaidOnceAndNotMadeAgain) {
@@ -188,8 +203,23 @@ TEST_F(BatchSlurmTest, ATaskWhoseMessageDoesNotFitOnTheDiskIsNotTakenForComplete
     AddProgram("qel", "echo 'qel: ds: No space left on device' >&2; exit 1");
     AddProgram("mktemp", "ln -s /dev/full errors; echo errors");
     EXPECT_EQ(Job("shard", Task(1)).status, 1);
-    EXPECT_EQ(Calls(), "scontrol requeue 41\n");
+    EXPECT_EQ(Calls(), "scontrol requeue 41_1\n");
     EXPECT_FALSE(fs::is_symlink(mPlace.File("errors"))) << "each attempt would leave a file";
+}
+
+TEST_F(BatchSlurmTest, ATaskThatIsKilledLeavesNoTemporaryFile) {
+    WriteScript();
+    fs::create_directory(mPlace.File("tmp"));
+    AddProgram("qel", "echo >begun; while [ ! -e stop ]; do sleep 0.01; done");
+    ChildProcess task(Command("shard", "TMPDIR=$PWD/tmp " + Task(1)),
+                      {.workingDirectory = mPlace.Path()});
+    while (!fs::exists(mPlace.File("begun"))) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    task.Send(SIGKILL);
+    WriteFile(mPlace.File("stop"), "");
+    task.Wait();
+    EXPECT_TRUE(fs::is_empty(mPlace.File("tmp")));
 }
 
 TEST_F(BatchSlurmTest, ARefusedCommandIsNotTriedAgain) {
@@ -210,7 +240,7 @@ TEST_F(BatchSlurmTest, ATaskAtItsTimeLimitEndsTheToolAndIsBegunAgain) {
     task.Send(SIGUSR1);
     EXPECT_EQ(task.Wait().status, 1);
     EXPECT_EQ(ReadFile(mPlace.File("ended")), "ended\n");
-    EXPECT_EQ(Calls(), "scontrol requeue 41\n");
+    EXPECT_EQ(Calls(), "scontrol requeue 41_1\n");
 }
 
 TEST_F(BatchSlurmTest, ShardsAreBesideADatasetThatEndsWithASlash) {

@@ -32,10 +32,12 @@ batch() {{
 )";
 
 constexpr const char* kBody = R"(
+task=${SLURM_JOB_ID:-}
+
 # Each attempt writes files of its own into the dataset of its shard and takes what others have done.
 # A process that a killed attempt has left behind does no harm.
 again() {
-    scontrol requeue "$SLURM_JOB_ID"
+    scontrol requeue "$task"
     exit 1
 }
 
@@ -50,26 +52,27 @@ is_empty() {
 }
 
 # One attempt at what the options say. Its message is written over blanks: a lost one would look like success.
+# The file has no name while the attempt runs, so that a killed task leaves none.
 attempt() {
     errors=$(mktemp) || failed
     if ! printf '%4096s' '' >"$errors"; then
         rm -f "$errors"
         failed
     fi
+    exec 3<>"$errors" 4<"$errors"
+    rm -f "$errors"
     limit=
     mkdir -p -- "$out.shards"
-    batch "$@" 2<>"$errors" &
+    batch "$@" 2>&3 3>&- 4<&- &
     child=$!
     trap 'limit=yes; kill -TERM "$child"' USR1
     wait "$child"
     status=$?
     if [ -n "$limit" ]; then
         wait "$child"
-        rm -f "$errors"
         again
     fi
-    message=$(sed 's/ *$//' "$errors")
-    rm -f "$errors"
+    message=$(sed 's/ *$//' <&4)
     [ -z "$message" ] || printf '%s\n' "$message" >&2
     case $status in
         0) exit 0 ;;
@@ -81,6 +84,8 @@ attempt() {
 }
 
 shard() {
+    # The job number of the last task is that of the whole array.
+    task=${SLURM_ARRAY_JOB_ID}_$SLURM_ARRAY_TASK_ID
     set -- --list "$out.shards/list" --shard "$SLURM_ARRAY_TASK_ID/$shards"
     attempt "$@" --out "$out.shards/$SLURM_ARRAY_TASK_ID"
 }
