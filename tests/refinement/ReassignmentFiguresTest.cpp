@@ -13,8 +13,6 @@ using Complex = std::complex<double>;
 
 constexpr double kPi = std::numbers::pi;
 constexpr std::size_t kFrame = ReferenceReassignment::kFrame;
-constexpr std::size_t kHop = ReferenceReassignment::kHop;
-constexpr std::size_t kBins = ReferenceReassignment::kBins;
 constexpr auto kSize = static_cast<double>(kFrame);
 
 double Window(std::size_t i) {

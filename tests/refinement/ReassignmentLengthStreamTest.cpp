@@ -8,8 +8,6 @@
 namespace qel::test {
 namespace {
 
-constexpr std::size_t kBins = ReferenceReassignment::kBins;
-
 struct Lengths {
     std::size_t declared; // in frames
     std::size_t pushed;

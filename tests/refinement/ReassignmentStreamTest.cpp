@@ -9,9 +9,6 @@
 namespace qel::test {
 namespace {
 
-constexpr std::size_t kHop = ReferenceReassignment::kHop;
-constexpr std::size_t kBins = ReferenceReassignment::kBins;
-
 // Frames with a sample that is no number, or infinite, have no number in any bin: all of them go to
 // the first cell, and no other cell has anything of them.
 TEST(ReassignmentStreamTest, ASampleThatIsNoNumberSpoilsTheFirstCellOnly) {

@@ -17,6 +17,8 @@
 namespace qel::test {
 
 inline const std::string kReassigned = "reasigned spectrum";
+inline constexpr std::size_t kHop = ReferenceReassignment::kHop;
+inline constexpr std::size_t kBins = ReferenceReassignment::kBins;
 
 // One delivery. Of a channel all frames, one behind the other, each with its bins.
 struct ReassignedResult {

@@ -20,7 +20,7 @@ using test::MillisecondsOfStep;
 constexpr double kRateHz = 44100.0;
 constexpr float kLoudest = 1.0f; // where nobody may look
 
-void Start(SoundCheckAnalyzer& analyzer, UInt32 channels, double rateHz = kRateHz) {
+void StartWith(SoundCheckAnalyzer& analyzer, UInt32 channels, double rateHz = kRateHz) {
     const CAStreamBasicDescription format = InterleavedFloat(rateHz, channels);
     ASSERT_EQ(0, analyzer.Start(&format, nullptr));
 }
@@ -58,7 +58,7 @@ TEST(SoundCheckAnalyzerTest, FormatsThatItCannotWalkAreRefusedWithNothingStored)
         EXPECT_EQ(nullptr, fresh.GetData());
 
         SoundCheckAnalyzer started;
-        Start(started, 1, 32000.0);
+        StartWith(started, 1, 32000.0);
         const std::vector<float> samples(kStep, 0.5f);
         EXPECT_EQ(0, started.Process(kStep, samples.data()));
         EXPECT_EQ(-50, started.Start(&format, nullptr)) << format.AsString();
@@ -79,8 +79,8 @@ TEST(SoundCheckAnalyzerTest, OneExcerptIsTakenFromTheStartOfEachStep) {
         samples[n * kStep + kStep - 1] = kLoudest;
     }
     SoundCheckAnalyzer inOneCall, inSteps;
-    Start(inOneCall, 1);
-    Start(inSteps, 1);
+    StartWith(inOneCall, 1);
+    StartWith(inSteps, 1);
     EXPECT_EQ(0, inOneCall.Process(5 * kStep, samples.data()));
     for (std::size_t n = 0; n < 5; ++n) {
         EXPECT_EQ(0, inSteps.Process(kStep, samples.data() + n * kStep));
@@ -103,7 +103,7 @@ TEST(SoundCheckAnalyzerTest, OneCallOverStereoTakesExcerpts16384FramesApartOfIts
         samples[2 * (n * 16384 + 1023) + 1] = -LevelOfExcerpt(n) / 2.0f;
     }
     SoundCheckAnalyzer analyzer;
-    Start(analyzer, 2);
+    StartWith(analyzer, 2);
     EXPECT_EQ(0, analyzer.Process(steps * kStep, samples.data()));
     const NormalizationData& data = *analyzer.GetData();
     EXPECT_EQ(16384, data.peak[0]);
@@ -122,7 +122,7 @@ TEST(SoundCheckAnalyzerTest, OneCallPerStepOfStereoTakesExcerpts32768FramesApart
                     LevelOfExcerpt(n));
     }
     SoundCheckAnalyzer analyzer;
-    Start(analyzer, 2);
+    StartWith(analyzer, 2);
     for (std::size_t n = 0; n < 3; ++n) {
         EXPECT_EQ(0, analyzer.Process(kStep, samples.data() + 2 * n * kStep));
     }
@@ -133,7 +133,7 @@ TEST(SoundCheckAnalyzerTest, OneCallPerStepOfStereoTakesExcerpts32768FramesApart
 
 TEST(SoundCheckAnalyzerTest, AnotherNumberOfFramesThanWholeStepsChangesNothing) {
     SoundCheckAnalyzer analyzer;
-    Start(analyzer, 1);
+    StartWith(analyzer, 1);
     const std::vector<float> samples(kStep + 1, 0.5f);
     AudioBufferList list = test::ListOf(samples.data(), 4 * samples.size(), 1);
     for (const UInt32 frames : {1u, 1024u, kStep - 1, kStep + 1, 0xFFFFFFFFu}) {
@@ -149,7 +149,7 @@ TEST(SoundCheckAnalyzerTest, AnotherNumberOfFramesThanWholeStepsChangesNothing) 
 
 TEST(SoundCheckAnalyzerTest, NoFramesAreNoExcerpt) {
     SoundCheckAnalyzer analyzer;
-    Start(analyzer, 2);
+    StartWith(analyzer, 2);
     AudioBufferList list = test::ListOf(nullptr, 0, 2);
     EXPECT_EQ(0, analyzer.Process(0, static_cast<const float*>(nullptr)));
     EXPECT_EQ(0, analyzer.Process(0, &list));
@@ -158,7 +158,7 @@ TEST(SoundCheckAnalyzerTest, NoFramesAreNoExcerpt) {
 
 TEST(SoundCheckAnalyzerTest, FramesWithoutSamplesAreRefused) {
     SoundCheckAnalyzer analyzer;
-    Start(analyzer, 1);
+    StartWith(analyzer, 1);
     EXPECT_EQ(-50, analyzer.Process(2 * kStep, static_cast<const float*>(nullptr)));
     EXPECT_EQ((std::array<Figures, 2>{}), FiguresOf(*analyzer.GetData()));
 }
@@ -166,8 +166,8 @@ TEST(SoundCheckAnalyzerTest, FramesWithoutSamplesAreRefused) {
 TEST(SoundCheckAnalyzerTest, AListMustHaveOneBuffer) {
     const std::vector<float> samples = test::RoughNoise(3 * kStep, 1);
     SoundCheckAnalyzer analyzer, direct;
-    Start(analyzer, 1);
-    Start(direct, 1);
+    StartWith(analyzer, 1);
+    StartWith(direct, 1);
     AudioBufferList list = test::ListOf(samples.data(), 4 * samples.size(), 1);
     for (const UInt32 buffers : {0u, 2u}) {
         list.mNumberBuffers = buffers;
@@ -186,7 +186,7 @@ TEST(SoundCheckAnalyzerTest, FinishWorksOutTheResultsOfItsChannels) {
     const std::vector<float> samples = test::RoughNoise(4 * kStep, 2);
     for (const UInt32 channels : {1u, 2u}) {
         SoundCheckAnalyzer analyzer;
-        Start(analyzer, channels);
+        StartWith(analyzer, channels);
         EXPECT_EQ(0, analyzer.Process(2 * kStep, samples.data()));
         EXPECT_EQ(0u, analyzer.GetData()->averageLoudness[0]);
         EXPECT_EQ(0, analyzer.Finish());
@@ -202,11 +202,11 @@ TEST(SoundCheckAnalyzerTest, FinishWorksOutTheResultsOfItsChannels) {
 
 TEST(SoundCheckAnalyzerTest, AnotherStartBeginsAnotherTrackInTheSameRecord) {
     SoundCheckAnalyzer analyzer, fresh;
-    Start(analyzer, 2, 48000.0);
+    StartWith(analyzer, 2, 48000.0);
     const NormalizationData* data = analyzer.GetData();
     EXPECT_EQ(0, analyzer.Process(kStep, std::vector<float>(2 * kStep, kLoudest).data()));
-    Start(analyzer, 1, 32000.0);
-    Start(fresh, 1, 32000.0);
+    StartWith(analyzer, 1, 32000.0);
+    StartWith(fresh, 1, 32000.0);
     EXPECT_EQ(data, analyzer.GetData());
     EXPECT_EQ((std::array<Figures, 2>{}), FiguresOf(*data));
     const std::vector<float> samples = test::RoughNoise(2 * kStep, 3);
@@ -218,7 +218,7 @@ TEST(SoundCheckAnalyzerTest, AnotherStartBeginsAnotherTrackInTheSameRecord) {
 TEST(SoundCheckAnalyzerTest, OddSampleRatesAreCutToWholeNumbersInRange) {
     const auto rateOf = [](double rateHz) {
         SoundCheckAnalyzer analyzer;
-        Start(analyzer, 1, rateHz);
+        StartWith(analyzer, 1, rateHz);
         // Whatever the rate, an excerpt can be measured.
         EXPECT_EQ(0, analyzer.Process(2 * kStep, std::vector<float>(2 * kStep, 0.5f).data()));
         return analyzer.GetData()->sampleRate;
@@ -233,7 +233,7 @@ TEST(SoundCheckAnalyzerTest, OddSampleRatesAreCutToWholeNumbersInRange) {
 
 TEST(SoundCheckAnalyzerTest, TimesAreRoundedToWholeMilliseconds) {
     SoundCheckAnalyzer analyzer;
-    Start(analyzer, 1, 48000.0);
+    StartWith(analyzer, 1, 48000.0);
     const UInt32 expected[] = {0, 683, 1365, 2048}; // 32768 / 48000 = 0.682667 s
     for (std::size_t n = 0; n < 4; ++n) {
         EXPECT_EQ(0, analyzer.Process(kStep, std::vector<float>(kStep, LevelOfExcerpt(n)).data()));
@@ -244,12 +244,12 @@ TEST(SoundCheckAnalyzerTest, TimesAreRoundedToWholeMilliseconds) {
 
 TEST(SoundCheckAnalyzerTest, TimesStopAtTheEndOf32Bits) {
     SoundCheckAnalyzer analyzer;
-    Start(analyzer, 1, 0.001); // a step takes a year
+    StartWith(analyzer, 1, 0.001); // a step takes a year
     EXPECT_EQ(0, analyzer.Process(kStep, std::vector<float>(kStep, 0.25f).data()));
     EXPECT_EQ(0u, analyzer.GetData()->peakTime[0]);
     EXPECT_EQ(0, analyzer.Process(kStep, std::vector<float>(kStep, 0.5f).data()));
     EXPECT_EQ(std::numeric_limits<UInt32>::max(), analyzer.GetData()->peakTime[0]);
-    Start(analyzer, 1, 0.0);
+    StartWith(analyzer, 1, 0.0);
     EXPECT_EQ(0, analyzer.Process(kStep, std::vector<float>(kStep, 0.25f).data()));
     EXPECT_EQ(0u, analyzer.GetData()->peakTime[0]);
 }

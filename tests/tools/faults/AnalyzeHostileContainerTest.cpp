@@ -18,7 +18,6 @@ namespace {
 
 using namespace test;
 
-constexpr std::int64_t kRefused = HostileFile::kRefused;
 constexpr std::size_t kFrames = 4800;
 
 // A short tone, coded.

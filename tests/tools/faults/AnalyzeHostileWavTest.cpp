@@ -16,7 +16,6 @@ namespace {
 
 using namespace test;
 
-constexpr std::int64_t kRefused = HostileFile::kRefused;
 constexpr std::uint32_t kLargest = std::numeric_limits<std::uint32_t>::max();
 
 HostileFile Named(const std::string& name, const WavBytes& wav, std::int64_t frames) {

@@ -50,7 +50,7 @@ void ExpectAnswers(const std::vector<HostileFile>& files, const std::string& key
     ASSERT_EQ(entries.size(), all.size()) << result.err;
     std::vector<std::string> complaints;
     for (std::size_t i = 0; i < all.size(); ++i) {
-        EXPECT_EQ(entries[i].value("frames", HostileFile::kRefused), all[i].frames)
+        EXPECT_EQ(entries[i].value("frames", kRefused), all[i].frames)
             << all[i].name << ": " << entries[i].value("error", std::string());
         if (entries[i].contains("error")) {
             const auto error = entries[i]["error"].get<std::string>();

@@ -6,10 +6,11 @@
 
 namespace qel::tool {
 
+// Instead of a number of frames.
+inline constexpr std::int64_t kRefused = -1;
+
 // A file whose header may lie, and the right answer to it.
 struct HostileFile {
-    static constexpr std::int64_t kRefused = -1;
-
     std::string name; // its extension included
     std::string bytes;
     std::int64_t frames = kRefused; // that it is analyzed with
