@@ -39,7 +39,7 @@ TEST(AudioCopyTest, OtherFormatsAreCodedAnewInTheirPlace) {
         const TempDirectory directory;
         const auto second = static_cast<std::size_t>(rateHz);
         WriteWav(directory.File("a.wav"), rateHz,
-                 {Click(3 * second, second), Click(3 * second, second)});
+                 {test::Click(3 * second, second), test::Click(3 * second, second)});
         Encode(directory.File("a.wav"), directory.File("a.aiff"), {});
         const AudioCopy copy = CopyOf(directory.File("a.aiff"));
         EXPECT_TRUE(copy.IsCoded());

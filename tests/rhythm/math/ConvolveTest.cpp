@@ -91,7 +91,7 @@ TEST(ConvolveTest, EqualsThePlainLoopToTheLastPlace) {
         for (const std::size_t nb : {1u, 2u, 10u, 64u, 65u, 200u, 1350u}) {
             const Vector a = Noise(na, 1);
             const Vector b = Noise(nb, 2);
-            SCOPED_TRACE(testing::Message() << na << ", " << nb);
+            SCOPED_TRACE(::testing::Message() << na << ", " << nb);
             ExpectSame(Convolved(a, b), PlainConvolution(a, b));
         }
     }
@@ -103,7 +103,7 @@ TEST(ConvolveTest, ReportsDoNotChangeTheResult) {
             const Vector a = Noise(na, 3);
             const Vector b = Noise(nb, 4);
             Reports reports;
-            SCOPED_TRACE(testing::Message() << na << ", " << nb);
+            SCOPED_TRACE(::testing::Message() << na << ", " << nb);
             ExpectSame(Convolved(a, b, &reports), PlainConvolution(a, b));
         }
     }

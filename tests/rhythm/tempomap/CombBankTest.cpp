@@ -103,7 +103,7 @@ void ExpectPlainCombs(const Frames& frames, UInt32 lagCount) {
     }
 }
 
-class CombBankTest : public testing::TestWithParam<UInt32> {
+class CombBankTest : public ::testing::TestWithParam<UInt32> {
 protected:
     // Twice through the longest store, and a part of it.
     std::size_t Count() const { return GetParam() + 11; }
@@ -185,7 +185,7 @@ TEST_P(CombBankTest, NothingIsLeftOfALoudPastOnceItIsOutOfReach) {
     EXPECT_GT(energies[later - 1], 0.0f);
 }
 
-INSTANTIATE_TEST_SUITE_P(LagCounts, CombBankTest, testing::Values(16u, 32u, 128u, 256u));
+INSTANTIATE_TEST_SUITE_P(LagCounts, CombBankTest, ::testing::Values(16u, 32u, 128u, 256u));
 
 std::vector<float> RandomNumbers(std::size_t count, unsigned int seed) {
     std::mt19937 generator(seed);

@@ -11,7 +11,7 @@
 namespace qel::core {
 namespace {
 
-using testing::Noise;
+using qel::testing::Noise;
 using Vector = std::vector<float>;
 
 Vector Products(const Vector& shared, const Vector& rows, std::size_t stride, std::size_t count) {
