@@ -10,12 +10,15 @@ that include up to SIZE sources each, and NAME.txt, which lists what is to be co
 the batches of its own folder. Files that say what they said before are not written
 again.
 
-Sources name their helpers as they like, so two may be in one batch only if no helper of the one is
-named in the other. Constants are the exception: many tests have a kRate. A batch gives such a constant
-another name by a macro while the source is read that declares it, unless a header has the name too.
+Sources name their helpers as they like. A batch gives a constant another name by a macro while the source is
+read that declares it, if another source has the word too. Without --by-folder it does so with the functions,
+classes and aliases that a source hides as well, and reads all headers before, so that the macros change the
+sources alone. What cannot be renamed keeps its source out of batches in which the word is used: names of
+tests, and what a header of the source has as well, or a class or a namespace that it uses.
 
 Vector loops (*.simd.cpp) have batches of their own, which read Highway once for every instruction set. A
-source that defines macros for the headers that it includes stands alone.
+source that defines macros for the headers that it includes stands alone, and so does one that replaces the
+memory functions, as a compiler that sees what malloc does takes other calls of it for something else.
 """
 
 import re
@@ -25,17 +28,24 @@ from pathlib import Path
 # The contents of namespaces are not indented: what starts a line is not inside of a function or class.
 NO_DECLARATION = re.compile(
     r"[\s}#)]|$|namespace\b|using namespace\b|template\b|extern \"|(?:public|protected|private):|"
-    r"(?:TEST|TEST_F|TEST_P|TYPED_TEST\w*|INSTANTIATE_\w+|REGISTER_\w+|static_assert)\b")
+    r"(?:[A-Z][A-Z_]+\(|static_assert\b)")
 COMMENT_OR_TEXT = re.compile(
     r"//[^\n]*|/\*.*?\*/|\bR\"(?P<mark>\w*)\(.*?\)(?P=mark)\"|\"(?:\\.|[^\"\\\n])*\"", re.DOTALL)
 USING = re.compile(r"using ([\w:]+);|using (\w+) = ")
 TYPE = re.compile(r"(?:class|struct|union|enum class|enum) (\w+)")
 MEMBER = re.compile(r"[^(=\n]*\w::~?\w+\(")
 CONSTANT = re.compile(r"\bk[A-Z]\w*")
+QUALIFIED = re.compile(r"(?<!\.)(?:\.|->|::)\s*(?:template\s+)?(\w+)")
+NAMES_OF_TESTS = re.compile(
+    r"^(?:TEST|TEST_F|TEST_P|TYPED_TEST\w*|INSTANTIATE_\w+|REGISTER_\w+)\(\s*(\w+)\s*,\s*(\w+)",
+    re.MULTILINE)
+# What the macros of GoogleTest name, and what it looks up by name.
+FIXED = {"Compare", "Fail", "Message", "PrintTo", "Success", "Test", "main", "new", "delete", "operator"}
 INCLUDE = re.compile(r'^#include ["<]([^">]+)[">]', re.MULTILINE)
 WORD = re.compile(r"[A-Za-z_]\w*")
 # Of libraries that take seconds: sources with the same ones are compiled together.
 LARGE_HEADERS = ("CLI/CLI.hpp", "nlohmann/json.hpp")
+REPLACED_NEW = re.compile(r"^\S.*\boperator (?:new|delete)\b", re.MULTILINE)
 MACRO_FOR_HEADERS = re.compile(r"^#(?:define|undef) (?!HWY_TARGET_INCLUDE).*^#include", re.MULTILINE | re.DOTALL)
 
 
@@ -80,17 +90,39 @@ class Headers:
         return [name not in foreign for name in LARGE_HEADERS]
 
 
+def without_arguments(line):
+    """A line without those of templates."""
+    while (shorter := re.sub(r"<[^<>]*>", "", line)) != line:
+        line = shorter
+    return line
+
+
+def headers_of(text):
+    """The lines by which a source includes headers whatever the machine."""
+    depth, found = 0, []
+    for line in text.splitlines():
+        depth += bool(re.match(r"#\s*if", line)) - bool(re.match(r"#\s*endif", line))
+        if depth == 0 and re.match(r"#include [\"<](?:[\w/]+|.*\.h(?:pp)?)[\">]", line):
+            found.append(line)
+    return found
+
+
 class Source:
     """A source: all words of it, and the names that it declares outside of functions and classes."""
 
-    def __init__(self, path, header_words):
-        text = COMMENT_OR_TEXT.sub('""', path.read_text(encoding="utf-8"))
+    def __init__(self, path, header_words, renames_helpers=False):
+        text = path.read_text(encoding="utf-8")
+        self.headers = headers_of(text)
+        text = COMMENT_OR_TEXT.sub('""', text)
         self.path = path
         self.is_vector_loop = ".simd." in path.name
-        self.stands_alone = bool(MACRO_FOR_HEADERS.search(text))
+        self.stands_alone = bool(MACRO_FOR_HEADERS.search(text) or REPLACED_NEW.search(text))
         self.words = set(WORD.findall(text))
+        self.unqualified = set(WORD.findall(QUALIFIED.sub(" ", text))) if renames_helpers else self.words
         self.constants = set()
-        self.helpers = set(re.findall(r"^#define (\w+)", text, re.MULTILINE))
+        self.hidden = set()
+        self.macros = set(re.findall(r"^#define (\w+)", text, re.MULTILINE))
+        self.helpers = set()
         self.aliases = {}
         is_hidden = self.is_vector_loop # in a namespace of the instruction set
         for line in text.splitlines():
@@ -101,17 +133,32 @@ class Source:
             if not NO_DECLARATION.match(line) and not MEMBER.match(line):
                 # What a header declares means the same everywhere.
                 shared = set() if is_hidden or line.startswith("static ") else header_words
-                self.add_declaration(line, shared)
+                hides = renames_helpers and not self.is_vector_loop and (is_hidden or line.startswith("static "))
+                self.add_declaration(line, shared, hides)
         # Macros of the library of vectors, which stand at the start of a line as well.
         self.helpers = {name for name in self.helpers if not name.startswith("HWY_")}
-        # The macro would change the headers as well.
-        self.helpers |= self.constants & header_words
-        self.constants -= header_words
+        self.macros = {name for name in self.macros if not name.startswith("HWY_")}
+        # The macro would change the names of tests as well, and what the source takes from elsewhere.
+        fixed = {name for names in NAMES_OF_TESTS.findall(text) for name in names} | FIXED
+        fixed |= header_words | set(QUALIFIED.findall(text))
+        self.renamable = (self.constants | self.hidden) - self.helpers - self.macros - fixed
+        # Names that it does not have while it is read.
+        self.avoided = self.renamable if renames_helpers else set()
+        self.aliases = {name: line for name, line in self.aliases.items() if name not in self.renamable}
+        self.helpers |= (self.constants | self.hidden) - self.renamable - self.aliases.keys()
 
-    def add_declaration(self, line, shared):
+    def headers_from(self, root):
+        """The same lines, for a source that is included from elsewhere."""
+        for line in self.headers:
+            beside = self.path.parent / INCLUDE.match(line)[1]
+            yield f'#include "{beside.relative_to(root)}"' if '"' in line and beside.is_file() else line
+
+    def add_declaration(self, line, shared, hides):
         alias = USING.match(line)
+        if alias and alias.group(2) and hides:
+            self.hidden.add(alias.group(2))
         if alias and alias.group(2) and CONSTANT.search(line):
-            self.helpers.add(alias.group(2))
+            self.helpers |= {alias.group(2)} - self.hidden
         elif alias:
             self.aliases[alias.group(2) or alias.group(1).rsplit("::", 1)[-1]] = line
         if alias:
@@ -119,16 +166,16 @@ class Source:
         head = re.split(r"[={;]", line, maxsplit=1)[0]
         self.constants.update(CONSTANT.findall(head))
         kind = TYPE.match(head)
-        words = WORD.findall(head.split("(", 1)[0])
-        if kind:
-            self.helpers |= {kind.group(1)} - shared
-        elif words and words[-1] not in self.constants:
-            self.helpers |= {words[-1]} - shared
+        words = WORD.findall(without_arguments(head).split("(", 1)[0])
+        name = kind.group(1) if kind else words[-1] if words else None
+        if name and name not in self.constants | shared:
+            (self.hidden if hides else self.helpers).add(name)
 
     def disturbs(self, other):
         """Whether a name of this source could be taken for one of another."""
-        return self.stands_alone or bool(self.helpers & other.words) or any(
-            name in other.words and other.aliases.get(name) != meaning
+        words = other.unqualified - other.avoided
+        return self.stands_alone or bool(self.macros & other.words) or bool(self.helpers & words) or any(
+            name in words and other.aliases.get(name) != meaning
             for name, meaning in self.aliases.items())
 
 
@@ -146,16 +193,26 @@ def batches_of(sources, size):
     return batches
 
 
+def even_batches(sources, size):
+    """The same, of about one size."""
+    count = -(-len(sources) // size)
+    return batches_of(sources, -(-len(sources) // count))
+
+
 def batches_by_folder(sources, size, root, headers):
-    """The same for the sources of each topmost folder, and for all vector loops: batches of about one size."""
+    """The same for the sources of each topmost folder, and for all vector loops."""
     folders = {}
     for source in sources:
         folder = "*" if source.is_vector_loop else source.path.relative_to(root).parts[0]
         folders.setdefault(folder, []).append(source)
     for members in folders.values():
         members.sort(key=lambda source: headers.large_for(source.path))
-        count = -(-len(members) // size)
-        yield from batches_of(members, -(-len(members) // count))
+        yield from even_batches(members, size)
+
+
+def renamed_in(source, batch):
+    others = set().union(*(other.words for other in batch if other is not source))
+    return sorted(source.renamable & others)
 
 
 def text_of(batch, root, name=""):
@@ -164,9 +221,11 @@ def text_of(batch, root, name=""):
     if batch[0].is_vector_loop:
         itself = ["#undef HWY_TARGET_INCLUDE", f'#define HWY_TARGET_INCLUDE "{name}"']
         lines += [*itself, "#include <hwy/foreach_target.h>"]
+    names = {source.path: renamed_in(source, batch) for source in batch}
+    if any(set(renamed) & source.hidden for source, renamed in zip(batch, names.values())):
+        lines += dict.fromkeys(line for source in batch for line in source.headers_from(root))
     for source in batch:
-        others = set().union(*(other.words for other in batch if other is not source))
-        renamed = sorted(source.constants & others)
+        renamed = names[source.path]
         suffix = re.sub(r"\W", "_", source.path.stem)
         lines += [f"#define {name} {name}_{suffix}" for name in renamed]
         lines.append(f'#include "{source.path.relative_to(root)}"')
@@ -186,8 +245,8 @@ def join(root, folder, size, lists, by_folder=False):
     headers = Headers(root)
     for line in lists:
         name, *paths = line.strip().split(";")
-        sources = [Source(path, headers.words_for(path)) for path in map(Path, paths)]
-        batches = batches_by_folder(sources, size, root, headers) if by_folder else batches_of(sources, size)
+        sources = [Source(path, headers.words_for(path), not by_folder) for path in map(Path, paths)]
+        batches = batches_by_folder(sources, size, root, headers) if by_folder else even_batches(sources, size)
         compiled = []
         for number, batch in enumerate(batches):
             if len(batch) == 1:

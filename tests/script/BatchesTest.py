@@ -78,8 +78,47 @@ class BatchesTest(unittest.TestCase):
     def test_a_constant_whose_name_is_in_a_header_keeps_it(self):
         sources = {"Inner.h": "constexpr int kSize = 3;\n", "Outer.h": '#include "Inner.h"\n',
                    "A.cpp": '#include "Outer.h"\nconstexpr int kSize = 1;\n',
-                   "B.cpp": "constexpr int kSize = 2;\n"}
+                   "B.cpp": '#include "Outer.h"\nconstexpr int kSize = 2;\n'}
         self.assertEqual(self.compiled(sources), self.alone("A.cpp", "B.cpp"))
+
+    def test_a_constant_is_renamed_beside_a_source_whose_header_has_the_name(self):
+        headers = {"Inner.h": "constexpr int kSize = 3;\n", "Outer.h": '#include "Inner.h"\n'}
+        including = {"A.cpp": '#include "Outer.h"\nconstexpr int kSize = 1;\n'}
+        renamed = '#define kSize kSize_B\n#include "B.cpp"\n#undef kSize\n'
+        other = {"B.cpp": "constexpr int kSize = 2;\n"}
+        self.assertEqual(self.compiled(headers | including | other), ['#include "A.cpp"\n' + renamed])
+        self.assertEqual(self.compiled(headers | other | including), [renamed + '#include "A.cpp"\n'])
+
+    def test_a_header_keeps_its_name_where_a_source_before_it_is_renamed(self):
+        hidden = "namespace {\nint Noise(int) {\n}\n} // namespace\n"
+        sources = {"Noise.h": "int Noise(int);\n", "A.cpp": hidden,
+                   "B.cpp": '#include "Noise.h"\nint B() {\n    return Noise(1);\n}\n'}
+        self.assertEqual(self.compiled(sources),
+                         ['#include "Noise.h"\n#define Noise Noise_A\n#include "A.cpp"\n#undef Noise\n'
+                          '#include "B.cpp"\n'])
+
+    def test_hidden_helpers_of_one_name_are_renamed_after_all_headers(self):
+        text = "#include <vector>\n#include \"{0}.inc\"\nnamespace {{\nint Noise(int) {{\n}}\n}} // namespace\n"
+        sources = {name: text.format(name) for name in ("A.cpp", "B.cpp")}
+        self.assertEqual(self.compiled(sources),
+                         ["#include <vector>\n#define Noise Noise_A\n#include \"A.cpp\"\n#undef Noise\n"
+                          "#define Noise Noise_B\n#include \"B.cpp\"\n#undef Noise\n"])
+
+    def test_helpers_are_not_renamed_by_folder(self):
+        hidden = "namespace {\nint Noise(int) {\n}\n} // namespace\n"
+        sources = {"x/A.cpp": hidden, "x/B.cpp": hidden}
+        self.assertEqual(self.compiled(sources, by_folder=True), self.alone("x/A.cpp", "x/B.cpp"))
+
+    def test_a_helper_with_the_name_of_a_member_or_of_a_test_is_not_renamed(self):
+        hidden = "namespace {\nint Run(int) {\n}\n} // namespace\n"
+        for use in ("void F() {\n    client.Run();\n}\n", "TEST(Suite, Run) {\n}\n",
+                    "int F() {\n    return a::Run();\n}\n"):
+            with self.subTest(use):
+                self.assertEqual(len(self.compiled({"A.cpp": hidden + use, "B.cpp": hidden + use})), 2)
+
+    def test_a_helper_does_not_disturb_members_of_its_name(self):
+        sources = {"A.cpp": "int Run(int) {\n}\n", "B.cpp": "void F() {\n    client.Run();\n}\n"}
+        self.assertEqual(len(self.compiled(sources)), 1)
 
     def test_an_alias_that_depends_on_a_constant_is_kept_apart(self):
         alias = "using Wide = Tag<kLanes>;\n"
@@ -113,6 +152,14 @@ class BatchesTest(unittest.TestCase):
             sources = {"A.cpp": f"{line}#include <a>\n", "B.cpp": "int B() {}\n", "C.cpp": "int C() {}\n"}
             self.assertEqual(self.compiled(sources),
                              [*self.alone("A.cpp"), '#include "B.cpp"\n#include "C.cpp"\n'])
+
+    def test_a_source_that_replaces_memory_functions_stands_alone(self):
+        for line in ("void* operator new(std::size_t size) {\n",
+                     "[[gnu::noinline]] void operator delete[](void* memory) noexcept {\n"):
+            with self.subTest(line):
+                sources = {"A.cpp": line, "B.cpp": "int B() {}\n", "C.cpp": "int C() {}\n"}
+                self.assertEqual(self.compiled(sources),
+                                 [*self.alone("A.cpp"), '#include "B.cpp"\n#include "C.cpp"\n'])
 
     def test_batches_by_folder_stay_below_the_topmost_folders_and_have_about_one_size(self):
         names = ["x/A.cpp", "y/B.cpp", "x/C.cpp", "y/D.cpp", "y/E.cpp", "y/F.cpp"]
