@@ -11,8 +11,8 @@
 namespace qel::core {
 
 // What analyzers of a process share because it depends on a few settings alone: what is in use, and
-// what was made of the last kHeld designs that were asked for, so that one analyzer after another of
-// a few sample rates finds it made.
+// what was made of the last kHeld designs that were asked for, so that one analyzer after another
+// of a few sample rates finds it made.
 //
 // `Made` is constructed from a `Design`, and constant after that. A table that lives as long as the
 // process is not destroyed at its end, when other threads and destructors may still use analyzers.
