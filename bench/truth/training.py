@@ -13,7 +13,7 @@ from bench.truth.material import Workshop, items_of
 from bench.truth.plans import negative_plans, score_plans
 from bench.truth.render import RATE
 
-SEEDS = ("training one", "training two", "training three")
+SEEDS = ("training one", "training two", "training three", "training four")
 
 
 def wanted_variants(index):
@@ -82,7 +82,7 @@ def drum_patterns():
             hits = [(kind, first + step * (bar + place)) for bar in range(0, len(beats), 4)
                     for kind, places in pattern.items() for place in places
                     if first + step * (bar + place) < seconds - 0.2]
-            yield struck(hits, seconds, random), {"tempo": 60.0 / step, "beats": list(beats)}
+            yield struck(hits, seconds, random), {"tempo": 60.0 / step, "beats": list(beats), "piece": f"drums {index}"}
 
 
 def without_tempo():

@@ -1,5 +1,6 @@
 #include "readings/rhythm/BarFinder.h"
 
+#include "readings/rhythm/BeatTimes.h"
 #include "readings/stream/Curve.h"
 
 #include <algorithm>
@@ -127,9 +128,6 @@ Fit fitOf(const Meter& meter, const BarFinder::Evidence& evidence) {
         }
     }
     best.score += meter.prior + meter.thirds * evidence.thirds;
-    if (meter.beats == 2) { // as 6/8 has them, too, beats in halves alone make them rare
-        best.score -= kTwoIsRare * std::clamp(-evidence.thirds / kClearHalves, 0.0, 1.0);
-    }
     for (std::size_t layer = 0; layer < kRepetition.size(); ++layer) {
         best.score += kRepetition[layer] * evidence.repetition[layer][meter.beats - 1];
     }
@@ -223,6 +221,11 @@ double BarFinder::thirdsOf(std::span<const double> beatSeconds) const {
     return (thirds - halves) / (thirds + halves + n * kLeastOfStrength);
 }
 
+double BarFinder::lengthScore(double barSeconds) {
+    const double octaves = std::log2(barSeconds / kUsualBarSeconds);
+    return -kLengthWeight * octaves * octaves;
+}
+
 BarFinder::Evidence BarFinder::evidenceOf(std::span<const double> beatSeconds) const {
     return {featuresOf(beatSeconds), mRepetition.of(beatSeconds), varietyOf(beatSeconds),
             thirdsOf(beatSeconds)};
@@ -234,19 +237,23 @@ BarFinder::Result BarFinder::find(std::span<const double> beatSeconds) const {
         return best;
     }
     const Evidence evidence = evidenceOf(beatSeconds);
+    const double interval = medianOf(intervalsOf({beatSeconds.begin(), beatSeconds.end()}));
     std::array<double, kMeters.size()> scores{};
+    double greatest = 0;
     for (std::size_t m = 0; m < kMeters.size(); ++m) {
-        const Fit fit = fitOf(kMeters[m], evidence);
-        scores[m] = fit.score;
-        if (best.beatsPerBar == 0 || fit.score > best.score) {
-            best.score = fit.score;
-            best.beatsPerBar = static_cast<int>(kMeters[m].beats);
+        const Meter& meter = kMeters[m];
+        const Fit fit = fitOf(meter, evidence);
+        best.score = m == 0 ? fit.score : std::max(best.score, fit.score);
+        scores[m] = fit.score + lengthScore(static_cast<double>(meter.beats) * interval);
+        if (m == 0 || scores[m] > greatest) {
+            greatest = scores[m];
+            best.beatsPerBar = static_cast<int>(meter.beats);
             best.phase = fit.phase;
         }
     }
     double all = 0;
     for (const double score : scores) {
-        all += std::exp(score - best.score);
+        all += std::exp(score - greatest);
     }
     best.logOdds = all > 1 ? std::min(-std::log(all - 1), kMostLogOdds) : kMostLogOdds;
     if (areSame(evidence)) {

@@ -13,17 +13,20 @@ namespace qel::readings {
 
 // Bars over given beats: how many beats they have, and which beat is their first. Each meter of 2,
 // 3, 4, 5 or 7 beats has weights for what changes at each beat of its bar (harmony, bass, the
-// strength of what begins), for how alike beats a bar apart are, and for how beats are divided. The
-// likeliest meter and phase are taken. Beats that sound all the same have no bars.
+// strength of what begins), for how alike beats a bar apart are, and for how beats are divided. Bars
+// near 2 s are preferred. The likeliest meter and phase are taken. Beats that sound all the same
+// have no bars.
 // Harmony changes on down beats: Goto, An audio-based real-time beat tracking system for music with
 // or without drum-sounds, J. New Music Research 30(2), 2001; Davies and Plumbley, A spectral
-// difference approach to downbeat extraction in musical audio, EUSIPCO, 2006.
+// difference approach to downbeat extraction in musical audio, EUSIPCO, 2006. Bars last about 2 s:
+// de Clercq, Measuring a measure: absolute time as a factor for determining bar lengths and meter in
+// pop/rock music, Music Theory Online 22(3), 2016.
 class BarFinder {
 public:
     struct Result {
         int beatsPerBar = 0;   // 0: too few beats, or beats that are all the same
         std::size_t phase = 0; // the first down beat
-        double score = 0;      // how well bars of any length fit
+        double score = 0;      // how well bars of any meter fit, whatever their length in seconds
         double logOdds = 0;    // of this number of beats against the others
     };
 
@@ -45,6 +48,9 @@ public:
     };
 
     Result find(std::span<const double> beatSeconds) const;
+    // What is added to the score of a meter whose bars have this length: 0 at 2 s, and less for
+    // lengths that are further from it in octaves.
+    static double lengthScore(double barSeconds);
     // Of two beats or more; of fewer than four, the variety is 0.
     Evidence evidenceOf(std::span<const double> beatSeconds) const;
 

@@ -160,6 +160,7 @@ BeatFinder::Result BeatFinder::find(std::span<const TimeRange> parts) const {
     result.bpm = bpmOf(result.seconds);
     result.alternativeBpm = choice.alternativeBpm;
     result.levelLogOdds = choice.logOdds;
+    result.rivals = choice.rivals;
     const bool begins = meanOfGreatest(mStrength.all(), kOnsetShare) >= kLeastOnset;
     result.steadyLogOdds =
         begins ? steadyLogOdds(mActivity, path, choice.beats, mFramesPerSecond) : kCertainlyNot;

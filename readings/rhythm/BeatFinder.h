@@ -25,6 +25,7 @@ public:
         double bpm = 0;               // 0: nothing was found
         double alternativeBpm = 0;
         double levelLogOdds = 0;  // of this tempo against others at simple ratios to it
+        std::size_t rivals = 0;   // readings at these other tempi
         double steadyLogOdds = 0; // of a steady tempo against none
     };
 

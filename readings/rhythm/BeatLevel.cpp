@@ -118,6 +118,7 @@ BeatLevel::Choice BeatLevel::choose(const BeatTimes& path) const {
             continue;
         }
         others += share;
+        ++choice.rivals;
         if (share > greatest) {
             greatest = share;
             choice.alternativeBpm = otherBpm;

@@ -28,7 +28,8 @@ public:
     struct Choice {
         BeatTimes beats; // empty: no reading is long enough
         double alternativeBpm = 0;
-        double logOdds = 0; // of its tempo against all others, by the figures alone
+        double logOdds = 0;     // of its tempo against all others, by the figures alone
+        std::size_t rivals = 0; // readings at other tempi that it was compared with
     };
 
     BeatLevel(const BeatActivity& activity, const BarFinder& bars, double framesPerSecond)

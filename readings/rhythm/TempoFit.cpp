@@ -13,6 +13,10 @@ constexpr double kHuber = 0.05;          // of a beat
 constexpr double kMostDeviation = 0.125; // of a beat, of half of the beats
 constexpr double kLowest = -4; // beyond these, the log odds of a steady tempo tell no more
 constexpr double kHighest = 6;
+// Beyond these, the log odds of a level and the number of the readings that it was compared with
+// tell no more. With few of them, the odds are great because nothing was left to compare.
+constexpr double kMostOfLevel = 3;
+constexpr std::size_t kMostRivals = 4;
 
 // Weights of the log odds in the logistic functions of the strengths.
 #include "readings/rhythm/StrengthWeights.inc"
@@ -34,6 +38,10 @@ float logistic(double logOdds) {
 
 double steadyOf(const BeatFinder::Result& beats) {
     return std::clamp(beats.steadyLogOdds, kLowest, kHighest);
+}
+
+double levelOf(const BeatFinder::Result& beats) {
+    return std::min(beats.levelLogOdds, kMostOfLevel);
 }
 
 // 60 over the mean of the intervals that are like their median: finer than a hop.
@@ -112,13 +120,15 @@ Tempo tempoOf(const BeatFinder::Result& beats, const std::optional<Grid>& grid) 
     tempo.bpm = grid ? grid->bpm : bpmWithoutGrid(beats);
     tempo.alternativeBpm = beats.alternativeBpm * tempo.bpm / beats.bpm;
     tempo.isSteady = beats.steadyLogOdds > 0;
-    tempo.strength = logistic(kNeither + kLevel * beats.levelLogOdds + kSteady * steadyOf(beats));
+    const auto rivals = static_cast<double>(std::min(beats.rivals, kMostRivals));
+    tempo.strength = logistic(kNeither + kLevel * levelOf(beats) + kRivals * rivals +
+                              kSteady * steadyOf(beats));
     return tempo;
 }
 
 // Clear beats do not make bars clearer than the bars' own odds.
 float barStrength(const BarFinder::Result& bars, const BeatFinder::Result& beats) {
-    const double logOdds = kNoBars + kBars * bars.logOdds + kLevelOfBars * beats.levelLogOdds +
+    const double logOdds = kNoBars + kBars * bars.logOdds + kLevelOfBars * levelOf(beats) +
                            kSteadyOfBars * steadyOf(beats);
     return logistic(std::min(logOdds, bars.logOdds));
 }

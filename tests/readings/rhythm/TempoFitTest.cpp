@@ -35,6 +35,33 @@ TEST(FitGridTest, ThereIsNoneForFewBeatsOrNoTempo) {
     EXPECT_FALSE(fitGrid({}, 120));
 }
 
+BeatFinder::Result beatsWith(double levelLogOdds, std::size_t rivals) {
+    BeatFinder::Result beats;
+    beats.seconds = times(0.3, 0.5, 20);
+    beats.strengths.assign(beats.seconds.size(), 1);
+    beats.bpm = 120;
+    beats.levelLogOdds = levelLogOdds;
+    beats.rivals = rivals;
+    beats.steadyLogOdds = 3;
+    return beats;
+}
+
+float strengthOf(double levelLogOdds, std::size_t rivals) {
+    return tempoOf(beatsWith(levelLogOdds, rivals), std::nullopt).strength;
+}
+
+TEST(TempoTest, OddsAgainstFewRivalsMakeATempoLessCertain) {
+    EXPECT_LT(strengthOf(2, 0), strengthOf(2, 2));
+    EXPECT_LT(strengthOf(2, 2), strengthOf(2, 4));
+    EXPECT_EQ(strengthOf(2, 4), strengthOf(2, 9));
+    EXPECT_LT(strengthOf(9.2, 0), strengthOf(3, 4));
+}
+
+TEST(TempoTest, OddsBeyondTheirBoundMakeATempoNoMoreCertain) {
+    EXPECT_LT(strengthOf(1, 4), strengthOf(3, 4));
+    EXPECT_EQ(strengthOf(3, 4), strengthOf(9.2, 4));
+}
+
 TEST(TempoTest, ClicksHaveTheirTempoAsARealNumber) {
     for (const double bpm : {70.0, 97.3, 120.0, 130.01, 161.7}) {
         const Answers answers =
