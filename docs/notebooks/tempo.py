@@ -54,8 +54,9 @@ plt.show()
 # %% [markdown]
 # ## Bars
 #
-# The score has four beats per bar, but two are found. Bass, drums and harmony of this song accent the second half of a
-# bar nearly like the first, so it fits bars of two as well. 2 and 4 beats per bar are confused most often.
+# The score has four beats per bar, but two are found, with a high strength. Bass, drums and harmony of this song accent
+# the second half of a bar nearly like the first, so it fits bars of two as well. 2 and 4 beats per bar are confused
+# most often.
 
 # %%
 print(f"{answers.bars.beats_per_bar} beats per bar, strength {answers.bars.strength:.2f}")
