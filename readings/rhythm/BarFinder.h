@@ -13,14 +13,13 @@ namespace qel::readings {
 
 // Bars over given beats: how many beats they have, and which beat is their first. Each meter of 2,
 // 3, 4, 5 or 7 beats has weights for what changes at each beat of its bar (harmony, bass, the
-// strength of what begins), for how alike beats a bar apart are, and for how beats are divided. Bars
-// near 2 s are preferred. The likeliest meter and phase are taken. Beats that sound all the same
-// have no bars.
-// Harmony changes on down beats: Goto, An audio-based real-time beat tracking system for music with
-// or without drum-sounds, J. New Music Research 30(2), 2001; Davies and Plumbley, A spectral
-// difference approach to downbeat extraction in musical audio, EUSIPCO, 2006. Bars last about 2 s:
-// de Clercq, Measuring a measure: absolute time as a factor for determining bar lengths and meter in
-// pop/rock music, Music Theory Online 22(3), 2016.
+// strength of what begins), for how alike beats a bar apart are, and for how beats are divided.
+// Bars near 2 s are preferred. The likeliest meter and phase are taken. Beats that sound all the
+// same have no bars. Harmony changes on down beats: Goto, An audio-based real-time beat tracking
+// system for music with or without drum-sounds, J. New Music Research 30(2), 2001; Davies and
+// Plumbley, A spectral difference approach to downbeat extraction in musical audio, EUSIPCO, 2006.
+// Bars last about 2 s: de Clercq, Measuring a measure: absolute time as a factor for determining
+// bar lengths and meter in pop/rock music, Music Theory Online 22(3), 2016.
 class BarFinder {
 public:
     struct Result {

@@ -121,8 +121,8 @@ Tempo tempoOf(const BeatFinder::Result& beats, const std::optional<Grid>& grid) 
     tempo.alternativeBpm = beats.alternativeBpm * tempo.bpm / beats.bpm;
     tempo.isSteady = beats.steadyLogOdds > 0;
     const auto rivals = static_cast<double>(std::min(beats.rivals, kMostRivals));
-    tempo.strength = logistic(kNeither + kLevel * levelOf(beats) + kRivals * rivals +
-                              kSteady * steadyOf(beats));
+    tempo.strength =
+        logistic(kNeither + kLevel * levelOf(beats) + kRivals * rivals + kSteady * steadyOf(beats));
     return tempo;
 }
 
