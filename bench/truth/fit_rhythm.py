@@ -51,7 +51,7 @@ LENGTH_WEIGHTS = (*np.arange(0.0, 1.01, 0.125), 1.25, 1.5, 2.0, 3.0)
 FEATURES, LAYERS = 8, 3                         # of a beat; of repetition
 PHASES = tuple((meter, phase) for meter in METERS for phase in range(meter))
 BAR_RIDGE = 0.1
-BAR_FIGURE = 7                                  # among the figures of a reading
+BAR_FIGURE, TWO_FIGURE = 7, 15                  # among the figures of a reading
 RATIOS = 8
 RIGHT_F, SAME_TEMPO = 0.9, 0.08
 SHARE_PASSING = 1 / 200
@@ -64,7 +64,8 @@ BAR_NAMES = ("change of harmony at the beat", "in the bass", "over two beats", "
 BEAT_NAMES = ("octaves above 105 BPM", "its square", "onsets on the beats", "halfway between", "at thirds",
               "changes of harmony on the beats", "halfway between", "how well bars fit", "spread of the intervals",
               "autocorrelation of the onsets at one beat", "at two beats", "at four beats",
-              "autocorrelation of the changes of harmony at one beat", "at two beats", "at four beats")
+              "autocorrelation of the changes of harmony at one beat", "at two beats", "at four beats",
+              "how much better bars of two beats fit than any others")
 RATIO_NAMES = ("the path as it is", "double", "triple", "half", "a third", "two thirds", "three halves",
                "off the beat")
 STEADY_NAMES = ("share of sudden changes in the path", "share of intervals near the median",
@@ -142,11 +143,12 @@ def length_octaves(bpm):
 
 
 def put_bars(read, weights):
-    """Scores of the meters of each reading, and with them its figure of how well bars fit."""
+    """Scores of the meters of each reading, and with them its figures of how well bars fit."""
     for _, figures in read:
         for reading in figures["readings"]:
             reading["meters"] = meter_scores(reading, weights)
             reading["figures"][BAR_FIGURE] = reading["meters"].max()
+            reading["figures"][TWO_FIGURE] = max(reading["meters"][0] - reading["meters"][1:].max(), 0.0)
 
 
 def preferring_length(choice, weight):

@@ -35,6 +35,7 @@ struct Meter {
 // the length of the stream: an accompaniment that repeats misleads in every bar. docs/accuracy.md
 // tells what music they were fitted to.
 #include "readings/rhythm/BarWeights.inc"
+static_assert(kMeters[0].beats == 2);
 
 // Of strokes that are all the same: variety of their levels, and deviation of the changes of
 // harmony. They reach 0.05 and 0.04; of the music that the weights were made from, none is below
@@ -239,11 +240,12 @@ BarFinder::Result BarFinder::find(std::span<const double> beatSeconds) const {
     const Evidence evidence = evidenceOf(beatSeconds);
     const double interval = medianOf(intervalsOf({beatSeconds.begin(), beatSeconds.end()}));
     std::array<double, kMeters.size()> scores{};
+    std::array<double, kMeters.size()> fits{};
     double greatest = 0;
     for (std::size_t m = 0; m < kMeters.size(); ++m) {
         const Meter& meter = kMeters[m];
         const Fit fit = fitOf(meter, evidence);
-        best.score = m == 0 ? fit.score : std::max(best.score, fit.score);
+        fits[m] = fit.score;
         scores[m] = fit.score + lengthScore(static_cast<double>(meter.beats) * interval);
         if (m == 0 || scores[m] > greatest) {
             greatest = scores[m];
@@ -251,6 +253,10 @@ BarFinder::Result BarFinder::find(std::span<const double> beatSeconds) const {
             best.phase = fit.phase;
         }
     }
+    // The first meter is that of two beats.
+    const double fitOfOthers = *std::max_element(fits.begin() + 1, fits.end());
+    best.score = std::max(fits[0], fitOfOthers);
+    best.leadOfTwo = std::max(fits[0] - fitOfOthers, 0.0);
     double all = 0;
     for (const double score : scores) {
         all += std::exp(score - greatest);

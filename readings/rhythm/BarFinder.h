@@ -26,6 +26,7 @@ public:
         int beatsPerBar = 0;   // 0: too few beats, or beats that are all the same
         std::size_t phase = 0; // the first down beat
         double score = 0;      // how well bars of any meter fit, whatever their length in seconds
+        double leadOfTwo = 0;  // how much better bars of two beats fit than any others, or 0
         double logOdds = 0;    // of this number of beats against the others
     };
 

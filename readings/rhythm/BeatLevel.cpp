@@ -64,6 +64,7 @@ std::array<double, BeatLevel::kFigures> BeatLevel::figuresOf(const BeatTimes& be
     const BeatTimes halves = between(beats, 0.5);
     const std::vector<float>& onset = mActivity.onset;
     const std::vector<float>& harmony = mActivity.harmony;
+    const BarFinder::Result bars = mBars.find(beats);
     return {
         octaves,
         octaves * octaves,
@@ -72,7 +73,7 @@ std::array<double, BeatLevel::kFigures> BeatLevel::figuresOf(const BeatTimes& be
         meanAt(onset, between(beats, 1.0 / 3)) + meanAt(onset, between(beats, 2.0 / 3)),
         meanAt(harmony, beats),
         meanAt(harmony, halves),
-        mBars.find(beats).score,
+        bars.score,
         spreadOf(beats),
         autocorrelation(onset, lag),
         autocorrelation(onset, 2 * lag),
@@ -80,6 +81,7 @@ std::array<double, BeatLevel::kFigures> BeatLevel::figuresOf(const BeatTimes& be
         autocorrelation(harmony, lag),
         autocorrelation(harmony, 2 * lag),
         autocorrelation(harmony, 4 * lag),
+        bars.leadOfTwo,
     };
 }
 

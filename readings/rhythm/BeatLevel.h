@@ -16,7 +16,7 @@ namespace qel::readings {
 // beats and between them, how periodic both are, and how well bars fit.
 class BeatLevel {
 public:
-    static constexpr std::size_t kFigures = 15;
+    static constexpr std::size_t kFigures = 16;
 
     struct Candidate {
         std::size_t ratio; // of its tempo to that of the path, as a row of the table of ratios
