@@ -37,7 +37,7 @@ constexpr std::array<bool, 256> kBegins = [] {
     for (const LongWord& row : kLongWords) {
         begins[row.word >> 24] = true;
     }
-    for (const std::size_t byte : {0xFFU, 0x0BU, 0x77U, 0x56U}) {
+    for (const std::size_t byte : {0xFFu, 0x0Bu, 0x77u, 0x56u}) {
         begins[byte] = true;
     }
     return begins;
