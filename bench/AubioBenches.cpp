@@ -68,6 +68,7 @@ void BenchDescriptors(benchmark::State& state, const std::vector<const char*>& n
     const Spectrum spectrum(new_cvec(kFrame));
     const Vector out(new_fvec(1));
     std::vector<Descriptor> descriptors;
+    descriptors.reserve(names.size());
     for (const char* name : names) {
         descriptors.emplace_back(new_aubio_specdesc(name, kFrame));
     }

@@ -34,4 +34,14 @@ void printNumbers(std::span<const Number> numbers) {
     std::printf("%s", numbers.empty() ? "[]" : "]");
 }
 
+// Analyzes one recording of the input after the other. Returns the status of the program.
+inline int probeRecordings(void (*analyze)(const std::vector<float>& samples)) {
+    std::vector<float> samples;
+    while (readNumbers(samples)) {
+        analyze(samples);
+        std::fflush(stdout); // the script waits for the line
+    }
+    return 0;
+}
+
 } // namespace qel::bench

@@ -10,6 +10,7 @@
 // and "thirds". The first one is for the true beats, where there are two or more. Without a path of
 // beats there is no reading.
 
+#include "bench/truth/Probe.h"
 #include "readings/rhythm/BandLevels.h"
 #include "readings/rhythm/BeatFinder.h"
 #include "readings/rhythm/BeatLevel.h"
@@ -28,19 +29,9 @@
 namespace {
 
 using namespace qel::readings;
+using namespace qel::bench;
 
-constexpr double kRateHz = 44100;
-constexpr double kFramesPerSecond = kRateHz / 512;
-
-template <class Number>
-bool readNumbers(std::vector<Number>& numbers) {
-    std::int32_t count = 0;
-    if (std::fread(&count, sizeof count, 1, stdin) != 1) {
-        return false;
-    }
-    numbers.resize(static_cast<std::size_t>(count));
-    return std::fread(numbers.data(), sizeof(Number), numbers.size(), stdin) == numbers.size();
-}
+constexpr double kFramesPerSecond = kProbeRateHz / 512;
 
 void print(std::span<const double> numbers) {
     const char* before = "[";
@@ -84,9 +75,9 @@ void printReading(const BeatFinder& finder, const BeatTimes& path,
 }
 
 void analyze(const std::vector<double>& beats, const std::vector<float>& samples) {
-    BandLevels levels(kRateHz);
-    Harmony harmony(kRateHz);
-    KeyStream keys({"spectrum", "mel spectrum"}, kRateHz, samples.size(),
+    BandLevels levels(kProbeRateHz);
+    Harmony harmony(kProbeRateHz);
+    KeyStream keys({"spectrum", "mel spectrum"}, kProbeRateHz, samples.size(),
                    [&](const qel::Result& result) {
                        if (result.key() == "spectrum") {
                            levels.add(result.floats());

@@ -36,10 +36,5 @@ void analyze(const std::vector<float>& samples) {
 } // namespace
 
 int main() {
-    std::vector<float> samples;
-    while (readNumbers(samples)) {
-        analyze(samples);
-        std::fflush(stdout); // the script waits for the line
-    }
-    return 0;
+    return probeRecordings(analyze);
 }
