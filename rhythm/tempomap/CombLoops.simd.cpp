@@ -70,6 +70,9 @@ constexpr std::size_t kCombVectors = 2 * kBands / kCombLanes;
 
 // [earlier | later]
 struct TwoSamples {
+    // An implicit constructor would not be compiled for the instruction set of this region.
+    HWY_INLINE TwoSamples() {}
+
     hn::Vec<CombTag> v[kCombVectors];
 };
 
@@ -121,7 +124,8 @@ HWY_INLINE void StoreBoth(const TwoSamples& x, float* to) {
 #if HWY_MAX_BYTES >= 32
 
 HWY_INLINE TwoSamples JoinEarlier(const TwoSamples& a, const TwoSamples& b) {
-    return {{hn::ConcatLowerLower(CombTag(), b.v[0], a.v[0])}};
+    return MakeTwo([&](std::size_t)
+                       HWY_ATTR { return hn::ConcatLowerLower(CombTag(), b.v[0], a.v[0]); });
 }
 
 HWY_INLINE void StoreEarlier(const TwoSamples& x, float* to) {
