@@ -4,6 +4,7 @@
 #include "spectral/mel/AAMelFrequencySpectralProcessor.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <new>
 
@@ -93,11 +94,21 @@ void AABeatFunctionGenerator::AllocateBuffers() {
     mMeterList.assign(mNumChannels, 0);
 
     // At last, as nothing else may drive it out of the caches.
+    WarmUpRise();
     if (mMeterAudio != nullptr) {
         mMeterAudio->WarmUp();
     }
     processor->WarmUp();
     processor->SetSpectralFunction(BeatSpectralFun, this);
+}
+
+// The silent frame of the processor ends before the function of a frame, whose code may be in other
+// pages.
+void AABeatFunctionGenerator::WarmUpRise() {
+    const std::array<float, kNumMelBands> silence{};
+    std::array<float, kNumMelBands> levels{};
+    BandRise(silence.data(), levels.data(), kNumMelBands);
+    LowestMean(silence.data(), kNumMelBands);
 }
 
 SInt32 AABeatFunctionGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {

@@ -103,6 +103,7 @@ private:
     float FrameRate() const; // of the function, Hz, in single precision
 
     void ComputeAndStoreProperies(const SpectralAndAudioBufferList* list);
+    static void WarmUpRise();
     void MakeFunction(const SpectralAndAudioBufferList* list);
     float RemoveDC(UInt32 channel, float function);
 
