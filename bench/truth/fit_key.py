@@ -3,10 +3,9 @@
     script/build release --target qel_key_probe
     PYTHONPATH=. ~/.cache/qel-truth/venv/bin/python -m bench.truth.fit_key
 
-The material is that of bench/truth/key_material.py with the seed "key one", which is in neither half. It is made
-first, if it is missing: about 1 GB in the cache, with the check. The probe computes keys and figures by the classes of
-the library. The fit is a regularized logistic regression: is the key right, where there is one at all? --check tells
-how strengths agree with shares of right answers on the material of the seed "key two". --output - writes nothing.
+The material is that of bench/truth/key_material.py, which is in neither half. It is made first, if it is missing:
+about 1 GB in the cache, with the check. The probe computes keys and figures by the classes of the library. The fit is a regularized logistic regression: is the key right, where there is one at all? --check tells
+how strengths agree with shares of right answers on other material, which is made in the same way. --output - writes nothing.
 """
 
 import argparse

@@ -47,7 +47,7 @@ def rendered(notes, program, font, reverb, seconds):
 
 
 def scores(seed):
-    """Every score of the seed, every other one also in noise, and the drums of the first scores that have some."""
+    """Every score of a material, every other one also in noise, and the drums of the first scores that have some."""
     drums = 0
     for index, plan in enumerate(score_plans(seed)):
         score = written(plan)
