@@ -1,6 +1,7 @@
 // How the memory of "reasigned spectrum" grows with the stream: the greatest resident set of a
 // child process that analyzes a long stream, less that of one that analyzes a shorter one.
 
+#include "tests/harness/ChildPeak.h"
 #include "tests/harness/TestAnalyzer.h"
 #include "tests/harness/TestSignals.h"
 
@@ -8,9 +9,6 @@
 
 #include <cmath>
 #include <limits>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace qel::test {
 namespace {
@@ -48,16 +46,7 @@ bool AnalyzesLoops(UInt32 channels, std::size_t loops, SInt64 declaredSamples) {
 }
 
 double PeakBytes(UInt32 channels, std::size_t loops, SInt64 declaredSamples) {
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool isRight = AnalyzesLoops(channels, loops, declaredSamples);
-        _exit(isRight && !testing::Test::HasFailure() ? 0 : 1);
-    }
-    int status = -1;
-    rusage usage{};
-    EXPECT_EQ(child, wait4(child, &status, 0, &usage));
-    EXPECT_EQ(0, status);
-    return static_cast<double>(usage.ru_maxrss) * 1024.0;
+    return ChildPeakBytes([&] { return AnalyzesLoops(channels, loops, declaredSamples); });
 }
 
 class AAReassignedMemoryTest : public testing::TestWithParam<UInt32> {

@@ -1,14 +1,12 @@
 // How the memory of the beat keys grows with the stream: the greatest resident set of a child
 // process that analyzes a long stream, less that of one that analyzes a shorter one.
 
+#include "tests/harness/ChildPeak.h"
 #include "tests/rhythm/beats/BeatRun.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace qel::test {
 namespace {
@@ -32,16 +30,7 @@ bool AnalyzesLoops(const std::vector<std::string>& keys, UInt32 channels, std::s
 
 double PeakBytes(const std::vector<std::string>& keys, UInt32 channels, std::size_t loops,
                  bool isDeclared) {
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool isRight = AnalyzesLoops(keys, channels, loops, isDeclared);
-        _exit(isRight && !testing::Test::HasFailure() ? 0 : 1);
-    }
-    int status = -1;
-    rusage usage{};
-    EXPECT_EQ(child, wait4(child, &status, 0, &usage));
-    EXPECT_EQ(0, status);
-    return static_cast<double>(usage.ru_maxrss) * 1024.0;
+    return ChildPeakBytes([&] { return AnalyzesLoops(keys, channels, loops, isDeclared); });
 }
 
 // Floats that each further sample of a channel adds at the peak.

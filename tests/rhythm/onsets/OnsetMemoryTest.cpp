@@ -1,15 +1,13 @@
 // How the memory of "onset data" grows with the stream: the greatest resident set of a child
 // process that analyzes a long stream, less that of one that analyzes a shorter one.
 
+#include "tests/harness/ChildPeak.h"
 #include "tests/harness/TestSignals.h"
 #include "tests/rhythm/onsets/OnsetRun.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace qel::test {
 namespace {
@@ -31,16 +29,7 @@ bool AnalyzesLoops(UInt32 channels, std::size_t loops, bool isDeclared) {
 }
 
 double PeakBytes(UInt32 channels, std::size_t loops, bool isDeclared) {
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool isRight = AnalyzesLoops(channels, loops, isDeclared);
-        _exit(isRight && !testing::Test::HasFailure() ? 0 : 1);
-    }
-    int status = -1;
-    rusage usage{};
-    EXPECT_EQ(child, wait4(child, &status, 0, &usage));
-    EXPECT_EQ(0, status);
-    return static_cast<double>(usage.ru_maxrss) * 1024.0;
+    return ChildPeakBytes([&] { return AnalyzesLoops(channels, loops, isDeclared); });
 }
 
 class OnsetMemoryTest : public testing::TestWithParam<std::tuple<UInt32, bool>> {};
