@@ -28,6 +28,14 @@ constexpr float kBandsPerERB = 1.0f;
 // the store.
 constexpr UInt32 kMostPostponed = 128;
 
+// Of a push, that are filtered at a time where nothing goes along: as many as with a whole run.
+constexpr UInt32 kPartFrames = CurveChunks::kFrames / kLowPassStepsPerSample;
+
+// Frames with which a run goes on to its end.
+UInt32 FramesOf(const LowPassRun& run) {
+    return static_cast<UInt32>(run.left / kLowPassStepsPerSample);
+}
+
 // Of a stream of unknown length, over all channels: six minutes of one at 44100 Hz. Until then, no
 // push allocates.
 constexpr UInt64 kUsualFrames = UInt64{1} << 24;
@@ -141,14 +149,9 @@ SInt32 AAOnsetGenerator::PushAudio(AudioBufferList* list, UInt32 frames) {
     if (mPostponedFrames == 0 && PrepareAhead() && Postpone(*list, channels, frames)) {
         return 0;
     }
-    // A push that filters two does not go on with the curve, which the next one makes up for.
+    // A push that filters two does not go on with the curve, which the next ones make up for.
     const bool filteredPostponed = FilterPostponed();
-    Filter(*list, channels, frames);
-    if (!filteredPostponed) {
-        for (OnsetCurveBuilder& curve : mCurves) {
-            curve.Work(frames);
-        }
-    }
+    Filter(*list, channels, frames, !filteredPostponed);
     return 0;
 }
 
@@ -180,25 +183,45 @@ bool AAOnsetGenerator::FilterPostponed() {
     if (mPostponedFrames == 0) {
         return false;
     }
-    Filter(mPostponed->GetBufferList(), mPostponedChannels, std::exchange(mPostponedFrames, 0u));
+    Filter(mPostponed->GetBufferList(), mPostponedChannels, std::exchange(mPostponedFrames, 0u),
+           false);
     return true;
 }
 
-void AAOnsetGenerator::Filter(const AudioBufferList& list, UInt32 channels, UInt32 frames) {
+void AAOnsetGenerator::Filter(const AudioBufferList& list, UInt32 channels, UInt32 frames,
+                              bool goesOn) {
     if (IsTooLong(static_cast<UInt64>(mGammaTime.mSampleTime) + frames, mNumChannels)) {
         throw std::bad_alloc();
     }
     for (OnsetCurveBuilder& curve : mCurves) {
         curve.MakeRoom(frames);
     }
+    // Nothing raises anything from here on, so that a push is taken as a whole.
     for (UInt32 c = 0; c < channels; ++c) {
-        gfb_AnalyzeSum(Channel(mGammaList, c), static_cast<const float*>(list.mBuffers[c].mData),
-                       &mFilterBank, static_cast<int>(frames));
+        FilterChannel(c, static_cast<const float*>(list.mBuffers[c].mData), frames, goesOn);
     }
-    for (UInt32 c = 0; c < mNumChannels; ++c) {
+    for (UInt32 c = channels; c < mNumChannels; ++c) {
         mCurves[c].Append(Channel(mGammaList, c), frames);
     }
     mGammaTime.mSampleTime += frames;
+}
+
+// In parts that are as long as the run that goes along.
+void AAOnsetGenerator::FilterChannel(UInt32 c, const float* input, UInt32 frames, bool goesOn) {
+    OnsetCurveBuilder& curve = mCurves[c];
+    float* const sums = Channel(mGammaList, c);
+    GammatoneBands bands;
+    gfb_LoadBands(mFilterBank, bands);
+    for (UInt32 done = 0; done < frames;) {
+        LowPassRun none;
+        LowPassRun& run = goesOn ? curve.Run() : none;
+        const UInt32 part = run.left == 0 ? kPartFrames : FramesOf(run);
+        const UInt32 count = std::min(part, frames - done);
+        gfb_SumBands(sums + done, input + done, bands, count, run);
+        curve.Append(sums + done, count);
+        done += count;
+    }
+    gfb_SaveBands(bands, mFilterBank);
 }
 
 int AAOnsetGenerator::WindowFor(UInt32 frames, float sensitivity) {

@@ -71,7 +71,8 @@ private:
     void RemoveBank();
     bool PrepareAhead();
     bool Postpone(const AudioBufferList& list, UInt32 channels, UInt32 frames);
-    void Filter(const AudioBufferList& list, UInt32 channels, UInt32 frames);
+    void Filter(const AudioBufferList& list, UInt32 channels, UInt32 frames, bool goesOn);
+    void FilterChannel(UInt32 c, const float* input, UInt32 frames, bool goesOn);
     bool FilterPostponed();
     SInt32 FindOnsets(UInt32 channel, Onsets& onsets);
 

@@ -43,31 +43,50 @@ HWY_INLINE void FindRises(const float* curve, std::size_t n, std::uint32_t* HWY_
     std::fill(rises + n, rises + (n + kCodeGroup - 1) / kCodeGroup * kCodeGroup, 0u);
 }
 
+struct Group {
+    std::uint32_t mask; // of the values that are not 0
+    std::uint32_t greatest;
+};
+
+// Puts the values of a group that are not 0 one after the other, up to kLanes more behind them.
+HWY_INLINE Group TakeCoded(const std::uint32_t* HWY_RESTRICT rises,
+                           std::uint32_t* HWY_RESTRICT coded) {
+    const Words d;
+    Group group{0, 0};
+    auto greatest = hn::Zero(d);
+    for (std::size_t i = 0; i < kCodeGroup; i += kLanes) {
+        const auto values = hn::Load(d, rises + i);
+        const auto areCoded = hn::Ne(values, hn::Zero(d));
+        greatest = hn::Max(greatest, values);
+#if HWY_TARGET <= HWY_AVX3
+        hn::StoreU(hn::Compress(values, areCoded), d, coded + std::popcount(group.mask));
+#endif
+        Byte bits[8] = {};
+        hn::StoreMaskBits(d, areCoded, bits);
+        group.mask |= (bits[0] | std::uint32_t{bits[1]} << 8) << i;
+    }
+#if HWY_TARGET > HWY_AVX3
+    // Elsewhere a vector is compressed by a table that the compiler copies for each of them.
+    std::size_t count = 0;
+    for (std::uint32_t rest = group.mask; rest != 0; rest &= rest - 1) {
+        coded[count++] = rises[std::countr_zero(rest)];
+    }
+#endif
+    group.greatest = hn::GetLane(hn::MaxOfLanes(d, greatest));
+    return group;
+}
+
 std::size_t Encode(const float* curve, std::size_t n, Byte* out) {
     alignas(64) std::uint32_t rises[kMostCoded];
     FindRises(curve, n, rises);
-    const Words d;
     const std::size_t groups = (n + kCodeGroup - 1) / kCodeGroup;
     BitWriter writer(out + groups * kCodeHeadBytes);
     for (std::size_t g = 0; g < groups; ++g) {
-        std::uint32_t mask = 0;
         std::uint32_t coded[kCodeGroup + kLanes];
-        std::size_t count = 0;
-        auto greatest = hn::Zero(d);
-        for (std::size_t i = 0; i < kCodeGroup; i += kLanes) {
-            const auto values = hn::Load(d, rises + g * kCodeGroup + i);
-            const auto areCoded = hn::Ne(values, hn::Zero(d));
-            Byte bits[8] = {};
-            hn::StoreMaskBits(d, areCoded, bits);
-            mask |= (bits[0] | std::uint32_t{bits[1]} << 8) << i;
-            hn::StoreU(hn::Compress(values, areCoded), d, coded + count);
-            count = static_cast<std::size_t>(std::popcount(mask));
-            greatest = hn::Max(greatest, values);
-        }
-        const auto bits =
-            static_cast<UInt32>(std::bit_width(hn::GetLane(hn::MaxOfLanes(d, greatest))));
-        WriteCodeHead(out + g * kCodeHeadBytes, {mask, bits});
-        writer.PutAll(coded, count, bits);
+        const Group group = TakeCoded(rises + g * kCodeGroup, coded);
+        const auto bits = static_cast<UInt32>(std::bit_width(group.greatest));
+        WriteCodeHead(out + g * kCodeHeadBytes, {group.mask, bits});
+        writer.PutAll(coded, static_cast<std::size_t>(std::popcount(group.mask)), bits);
     }
     return static_cast<std::size_t>(writer.Finish() - out);
 }

@@ -9,13 +9,13 @@ namespace qel::core {
 namespace {
 
 constexpr UInt64 kChunk = CurveChunks::kFrames;
+static_assert(kChunk == PendingInputs::kRunSamples && kChunk % kLowPassStepsPerSample == 0);
 
-// A pass takes some 23,000 of them until its bounds meet; more would be more memory.
-constexpr UInt64 kPassSamples = 50 * 1024;
-// A pass goes on by 3 samples for 1 that comes. The sums of the samples that come meanwhile wait as
-// well; faster passes would make single pushes longer.
-constexpr UInt64 kWorkPerSample = 3;
-constexpr UInt64 kUsualSums = kPassSamples + kPassSamples / kWorkPerSample + 4096;
+// A pass takes some 23,000 of them until its bounds meet. More would be more memory; fewer than
+// twice as many come anyway while a pass goes on.
+constexpr UInt64 kPassSamples = 46 * 1024;
+// The inputs of the samples that come during a pass wait as well.
+constexpr UInt64 kUsualInputs = kPassSamples + kPassSamples / kLowPassStepsPerSample + 4096;
 
 bool AreSame(const OnsetCurveBounds& bounds) {
     return std::bit_cast<std::uint32_t>(bounds.least) ==
@@ -25,7 +25,7 @@ bool AreSame(const OnsetCurveBounds& bounds) {
 } // namespace
 
 OnsetCurveBuilder::OnsetCurveBuilder(UInt64 frames)
-    : mSums(kUsualSums, frames), mEnough(kPassSamples) {
+    : mInputs(kUsualInputs, frames), mEnough(kPassSamples) {
     mChunks.Reserve(frames);
     mChunks.TouchTables();
     while (mChunks.PrepareAhead()) {
@@ -33,108 +33,116 @@ OnsetCurveBuilder::OnsetCurveBuilder(UInt64 frames)
     WarmUp();
 }
 
-// Works on a chunk of silence, so that the first pass finds the code in the caches.
+// Works on a chunk of silence, so that the first push and the first pass find the code in the
+// caches.
 void OnsetCurveBuilder::WarmUp() {
-    const float sums[kChunk + 1] = {};
-    float curve[kChunk + 1];
-    curve[kChunk] = OnsetCurveBoundsBefore(sums, kChunk, {}).least;
-    MakeOnsetCurve(sums, curve, kChunk, 0.0f);
+    float values[kChunk + 1] = {};
+    FormOnsetInputs(values, values, kChunk);
     CurveChunks chunks;
     chunks.Reserve(kChunk);
     chunks.AppendEmpty(1);
-    chunks.Put(0, curve, kChunk);
+    chunks.Put(0, values, kChunk);
 }
 
-void OnsetCurveBuilder::Work(UInt32 samples) {
-    mCredit += samples * kWorkPerSample;
-    while (mCredit >= kChunk && Step()) {
-        mCredit -= kChunk;
-    }
-    if (mPass == Pass::kNone) { // of one chunk at most, so that short pushes begin a pass as well
-        mCredit = std::min(mCredit, kChunk);
+// The run that has begun may end as well.
+void OnsetCurveBuilder::MakeRoom(UInt32 n) {
+    mInputs.MakeRoom(n);
+    mChunks.MakeRoom((mInputs.End() + n) / kChunk, n * UInt64{kLowPassStepsPerSample} / kChunk + 1);
+}
+
+void OnsetCurveBuilder::Append(const float* sums, UInt32 n) {
+    for (UInt32 done = 0; done < n;) {
+        const auto count = std::min(n - done, static_cast<UInt32>(kChunk));
+        float part[kChunk + 1];
+        part[0] = mLastSum;
+        std::copy_n(sums + done, count, part + 1);
+        mLastSum = part[count];
+        const UInt32 isFirst = mFrames == 0 ? 1 : 0; // no sum before it has an input
+        FormOnsetInputs(part + isFirst, part, count - isFirst);
+        mInputs.Append(part, count - isFirst);
+        mFrames += count;
+        done += count;
     }
 }
 
-// Returns whether there was something to do.
-bool OnsetCurveBuilder::Step() {
-    switch (mPass) {
-    case Pass::kNone:
-        return Begin();
-    case Pass::kBounding:
-        BoundChunk();
-        return true;
-    case Pass::kFollowing:
-        FollowChunk();
-        return true;
+LowPassRun& OnsetCurveBuilder::Run() {
+    if (mRun.left == 0) {
+        EndRun();
+        if (mPass == Pass::kNone) {
+            Begin();
+        }
+        if (mPass != Pass::kNone) {
+            BeginRun();
+        }
     }
-    return false;
+    return mRun;
 }
 
-// The last sum has no successor yet, so that its value cannot be made.
-bool OnsetCurveBuilder::Begin() {
-    if (mSums.End() - mSums.First() <= mEnough) {
-        return false;
+void OnsetCurveBuilder::Begin() {
+    const UInt64 inputs = mInputs.End() - mInputs.First();
+    if (inputs >= mEnough) {
+        mAt = mInputs.End() / kChunk * kChunk;
+        mRun.bounds = {};
+        mPass = Pass::kBounding;
     }
-    mAt = (mSums.End() - 1) / kChunk * kChunk;
-    mBounds = {};
-    mPass = Pass::kBounding;
-    return true;
 }
 
-void OnsetCurveBuilder::BoundChunk() {
-    float copy[kChunk + 1];
-    const float* const sums = mSums.InOnePiece(mAt - kChunk, kChunk + 1, copy);
-    mBounds = OnsetCurveBoundsBefore(sums, kChunk, mBounds);
+void OnsetCurveBuilder::BeginRun() {
+    mCurve[kChunk] = mRun.bounds.least;
+    mRun.inputs = mInputs.Run(mAt - kChunk);
+    mRun.curve = mCurve;
+    mRun.left = kChunk;
+}
+
+// Nothing here raises anything, as MakeRoom has made room.
+void OnsetCurveBuilder::EndRun() {
+    if (mPass == Pass::kNone) {
+        return;
+    }
     mAt -= kChunk;
-    if (mAt == mSums.First()) {
-        EndWithout();
-    } else if (AreSame(mBounds)) {
-        // A pass that ran out of memory has left empty ones.
-        const UInt64 chunks = mAt / kChunk;
-        mChunks.AppendEmpty(chunks - std::min(mChunks.Count(), chunks));
+    if (mPass == Pass::kBounding) {
+        Bound();
+    } else {
+        Follow();
+    }
+}
+
+void OnsetCurveBuilder::Bound() {
+    if (mAt == mInputs.First()) {
+        mEnough = 2 * (mInputs.End() - mInputs.First());
+        mPass = Pass::kNone;
+    } else if (AreSame(mRun.bounds)) {
+        mChunks.AppendEmpty(mAt / kChunk - mChunks.Count());
         mCertainEnd = mAt;
         mPass = Pass::kFollowing;
     }
 }
 
-void OnsetCurveBuilder::EndWithout() {
-    mEnough = 2 * (mSums.End() - mSums.First());
-    mPass = Pass::kNone;
-}
-
-void OnsetCurveBuilder::FollowChunk() {
-    float copy[kChunk + 1];
-    float curve[kChunk + 1];
-    const UInt64 first = mAt - kChunk;
-    const float* const sums = mSums.InOnePiece(first, kChunk + 1, copy);
-    curve[kChunk] = mBounds.least;
-    MakeOnsetCurve(sums, curve, kChunk, mBounds.least);
-    mChunks.Put(first / kChunk, curve, kChunk);
-    mBounds = {curve[0], curve[0]};
-    mAt = first;
-    if (mAt == mSums.First()) {
-        mSums.Drop(mCertainEnd);
+void OnsetCurveBuilder::Follow() {
+    mChunks.Put(mAt / kChunk, mCurve, kChunk);
+    if (mAt == mInputs.First()) {
+        mInputs.Drop(mCertainEnd);
         mEnough = kPassSamples;
         mPass = Pass::kNone;
     }
 }
 
 void OnsetCurveBuilder::Finish(CurveChunks& rest) const {
-    const UInt64 certain = mSums.First();
-    const UInt64 frames = mSums.End();
-    rest.AppendEmpty((frames - certain + kChunk - 1) / kChunk);
+    const UInt64 certain = mInputs.First();
+    rest.AppendEmpty((mFrames - certain + kChunk - 1) / kChunk);
     float next = 0.0f;
     for (UInt64 chunk = rest.Count(); chunk > 0; --chunk) {
         const UInt64 first = certain + (chunk - 1) * kChunk;
-        const auto n = static_cast<UInt32>(std::min(kChunk, frames - first));
+        const auto n = static_cast<UInt32>(std::min(kChunk, mFrames - first));
         const bool isLast = chunk == rest.Count();
         const UInt32 made = isLast ? n - 1 : n; // the last value of all is 0
-        float copy[kChunk + 1];
         float curve[kChunk + 1];
-        const float* const sums = mSums.InOnePiece(first, made + 1, copy);
         curve[n - 1] = 0.0f;
         curve[n] = next;
-        MakeOnsetCurve(sums, curve, made, next);
+        if (made > 0) {
+            LowPassRun run{mInputs.Run(first), curve, made, {next, next}};
+            GoOn(run, made);
+        }
         rest.Put(chunk - 1, curve, n);
         next = curve[0];
     }

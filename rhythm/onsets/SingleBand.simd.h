@@ -46,8 +46,7 @@ public:
     HWY_INLINE SingleBand(const GammatoneBands& bands, std::size_t band)
         : mRealPole(hn::Set(Parts(), bands.realPole[band])),
           mImagPole(hn::Combine(Parts(), hn::Set(Stages(), bands.imagPole[band]),
-                                hn::Set(Stages(), -bands.imagPole[band]))),
-          mGain(hn::Set(Stages(), bands.gain[band])) {
+                                hn::Set(Stages(), -bands.imagPole[band]))) {
         alignas(32) float parts[8];
         for (std::size_t stage = 0; stage < 4; ++stage) {
             parts[3 - stage] = bands.real[stage][band];
@@ -56,13 +55,12 @@ public:
         mParts = hn::Load(Parts(), parts);
     }
 
-    // The real output for the sample x.
-    HWY_INLINE float Step(float x) {
+    // The real output for a sample times the gain.
+    HWY_INLINE float Step(float scaled) {
         const Parts d;
         // -0 added to an imaginary part changes nothing.
-        const auto nothing = hn::Combine(d, hn::Set(Stages(), -0.0f), hn::Zero(Stages()));
-        const auto scaled = hn::ZeroExtendVector(d, hn::Mul(mGain, hn::Set(Stages(), x)));
-        const auto behind = hn::CombineShiftRightBytes<4>(d, hn::Or(scaled, nothing), mParts);
+        const auto input = hn::Combine(d, hn::Set(Stages(), -0.0f), hn::Set(Stages(), scaled));
+        const auto behind = hn::CombineShiftRightBytes<4>(d, input, mParts);
         const auto exchanged = hn::ConcatLowerUpper(d, mParts, mParts);
         const auto turned = hn::Add(hn::Mul(mRealPole, mParts), hn::Mul(mImagPole, exchanged));
         mParts = hn::Add(turned, behind);
@@ -81,7 +79,6 @@ public:
 private:
     hn::Vec<Parts> mRealPole;
     hn::Vec<Parts> mImagPole; // negative in the lower half
-    hn::Vec<Stages> mGain;
     hn::Vec<Parts> mParts;
 };
 
@@ -95,8 +92,7 @@ class SingleBand {
 public:
     HWY_INLINE SingleBand(const GammatoneBands& bands, std::size_t band)
         : mRealPole(hn::Set(Stages(), bands.realPole[band])),
-          mImagPole(hn::Set(Stages(), bands.imagPole[band])),
-          mGain(hn::Set(Stages(), bands.gain[band])) {
+          mImagPole(hn::Set(Stages(), bands.imagPole[band])) {
         alignas(16) float re[4];
         alignas(16) float im[4];
         for (std::size_t stage = 0; stage < 4; ++stage) {
@@ -107,10 +103,10 @@ public:
         mIm = hn::Load(Stages(), im);
     }
 
-    // The real output for the sample x.
-    HWY_INLINE float Step(float x) {
+    // The real output for a sample times the gain.
+    HWY_INLINE float Step(float scaled) {
         const Stages d;
-        const auto behindRe = hn::CombineShiftRightBytes<4>(d, hn::Mul(mGain, hn::Set(d, x)), mRe);
+        const auto behindRe = hn::CombineShiftRightBytes<4>(d, hn::Set(d, scaled), mRe);
         // -0 added changes nothing.
         const auto behindIm = hn::CombineShiftRightBytes<4>(d, hn::Set(d, -0.0f), mIm);
         const auto turnedRe = hn::Sub(hn::Mul(mRealPole, mRe), hn::Mul(mImagPole, mIm));
@@ -134,7 +130,6 @@ public:
 private:
     hn::Vec<Stages> mRealPole;
     hn::Vec<Stages> mImagPole;
-    hn::Vec<Stages> mGain;
     hn::Vec<Stages> mRe;
     hn::Vec<Stages> mIm;
 };

@@ -134,6 +134,47 @@ TEST(GammatoneLanesTest, AnyNumberOfBandsFillsTheLanes) {
     }
 }
 
+// Of 256 values, beside `samples` samples of a bank of `bandCount` bands up to `highestHz`.
+void ExpectRunAlong(int samples, float highestHz, int bandCount) {
+    SCOPED_TRACE(std::to_string(samples) + " samples, " + std::to_string(bandCount) + " bands");
+    constexpr std::size_t kValues = 256;
+    const Vector input = Noise(static_cast<std::size_t>(samples), 7);
+    Vector inputs = Noise(kValues, 8);
+    std::transform(inputs.begin(), inputs.end(), inputs.begin(),
+                   [](float value) { return std::max(value, 0.0f); });
+    Vector curve(kValues, -1.0f);
+    Vector expectedCurve = curve;
+    LowPassRun run{inputs.data(), curve.data(), kValues, {0.25f, 0.75f}};
+    LowPassRun alone{inputs.data(), expectedCurve.data(), kValues, {0.25f, 0.75f}};
+    GoOn(alone, std::min(kValues, kLowPassStepsPerSample * input.size()));
+
+    Bank bank({44100.0f, 235.0f, highestHz, 235.0f, 1.0f, 0});
+    Bank plain({44100.0f, 235.0f, highestHz, 235.0f, 1.0f, 0});
+    ASSERT_EQ(bandCount, plain.Record().bandCount);
+    Vector sums(input.size());
+    GammatoneBands lanes;
+    gfb_LoadBands(bank.Record(), lanes);
+    gfb_SumBands(sums.data(), input.data(), lanes, input.size(), run);
+    gfb_SaveBands(lanes, bank.Record());
+    EXPECT_EQ(plain.InLanes(input.data(), samples), sums);
+    EXPECT_EQ(plain.States(), bank.States());
+    EXPECT_EQ(alone.left, run.left);
+    EXPECT_EQ(alone.bounds.least, run.bounds.least);
+    EXPECT_EQ(alone.bounds.greatest, run.bounds.greatest);
+    EXPECT_EQ(expectedCurve, curve);
+}
+
+TEST(GammatoneLanesTest, ALowPassGoesAlongAsItGoesAlone) {
+    qel::testing::ForEachInstructionSet([] {
+        for (const int samples : {1, 7, 127, 128, 129, 300}) {
+            ExpectRunAlong(samples, 235.0f, 1);
+            ExpectRunAlong(samples, 2500.0f, 17);
+            ExpectRunAlong(samples, 14500.0f, 33);
+            ExpectRunAlong(samples, 21000.0f, 36);
+        }
+    });
+}
+
 TEST(GammatoneLanesTest, EveryInstructionSetGivesTheSameSums) {
     const Vector input = Noise(3000, 5);
     Vector expected;

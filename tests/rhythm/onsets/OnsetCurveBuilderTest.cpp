@@ -2,6 +2,7 @@
 
 #include "rhythm/onsets/OnsetPeakCurve.h"
 #include "support/runtime/FloatingPointMode.h"
+#include "tests/rhythm/onsets/WholeOnsetCurve.h"
 
 #include <gtest/gtest.h>
 
@@ -33,12 +34,22 @@ Vector WholeCurve(const Vector& sums) {
     return curve;
 }
 
+// As many steps as a push of `samples` may take, alone.
+void GoOnFor(OnsetCurveBuilder& builder, std::size_t samples) {
+    for (std::size_t steps = samples * kLowPassStepsPerSample; steps > 0;) {
+        LowPassRun& run = builder.Run();
+        const std::size_t taken = std::min(steps, run.left);
+        GoOn(run, taken);
+        steps = taken == 0 ? 0 : steps - taken;
+    }
+}
+
 void Push(OnsetCurveBuilder& builder, const Vector& sums, std::size_t block) {
     for (std::size_t at = 0; at < sums.size(); at += block) {
         const auto n = static_cast<UInt32>(std::min(block, sums.size() - at));
         builder.MakeRoom(n);
         builder.Append(sums.data() + at, n);
-        builder.Work(n);
+        GoOnFor(builder, n);
     }
 }
 

@@ -6,6 +6,7 @@
 #include "rhythm/onsets/OnsetPeaks.h"
 #include "spectral/VectorHelpers.h"
 #include "tests/platform/vector/InstructionSets.h"
+#include "tests/rhythm/onsets/WholeOnsetCurve.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "rhythm/onsets/PendingSums.h"
+#include "rhythm/onsets/PendingInputs.h"
 
 #include <algorithm>
 #include <utility>
@@ -6,7 +6,7 @@
 namespace qel::core {
 
 // A block more, as a run of samples rarely begins with one.
-PendingSums::PendingSums(UInt64 usual, UInt64 reserved)
+PendingInputs::PendingInputs(UInt64 usual, UInt64 reserved)
     : mReservedBlocks(std::max(usual, reserved) / kBlockSamples + 2),
       mReserve(mReservedBlocks * kBlockSamples, false) {
     mBlocks.reserve(mReservedBlocks);
@@ -16,7 +16,7 @@ PendingSums::PendingSums(UInt64 usual, UInt64 reserved)
     }
 }
 
-void PendingSums::MakeRoom(UInt64 n) {
+void PendingInputs::MakeRoom(UInt64 n) {
     while (mBlocks.size() * kBlockSamples < Place(mEnd) + n) {
         if (mTaken < mReservedBlocks) {
             mBlocks.push_back(mReserve.get() + mTaken * kBlockSamples);
@@ -29,7 +29,7 @@ void PendingSums::MakeRoom(UInt64 n) {
     }
 }
 
-void PendingSums::Append(const float* samples, UInt64 n) {
+void PendingInputs::Append(const float* samples, UInt64 n) {
     for (UInt64 done = 0; done < n;) {
         const UInt64 place = Place(mEnd);
         const UInt64 within = place % kBlockSamples;
@@ -40,31 +40,18 @@ void PendingSums::Append(const float* samples, UInt64 n) {
     }
 }
 
-void PendingSums::Drop(UInt64 first) {
+void PendingInputs::Drop(UInt64 first) {
     mFirst = first;
     const auto free = static_cast<std::ptrdiff_t>(Place(first) / kBlockSamples);
     std::rotate(mBlocks.begin(), mBlocks.begin() + free, mBlocks.end());
     mBlocksFirst += static_cast<UInt64>(free) * kBlockSamples;
 }
 
-const float* PendingSums::InOnePiece(UInt64 first, UInt64 n, float* copy) const {
+// Blocks begin at multiples of their length, and are whole runs.
+const float* PendingInputs::Run(UInt64 first) const {
+    static_assert(kBlockSamples % kRunSamples == 0);
     const UInt64 place = Place(first);
-    const UInt64 within = place % kBlockSamples;
-    if (within + n <= kBlockSamples) {
-        return mBlocks[place / kBlockSamples] + within;
-    }
-    Copy(first, n, copy);
-    return copy;
-}
-
-void PendingSums::Copy(UInt64 first, UInt64 n, float* out) const {
-    for (UInt64 done = 0; done < n;) {
-        const UInt64 place = Place(first + done);
-        const UInt64 within = place % kBlockSamples;
-        const UInt64 run = std::min(kBlockSamples - within, n - done);
-        std::copy_n(mBlocks[place / kBlockSamples] + within, run, out + done);
-        done += run;
-    }
+    return mBlocks[place / kBlockSamples] + place % kBlockSamples;
 }
 
 } // namespace qel::core

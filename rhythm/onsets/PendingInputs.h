@@ -14,15 +14,17 @@ namespace qel::core {
 //
 //   1. Construct.
 //   2. MakeRoom, then Append.
-//   3. Copy what is needed, Drop what is not.
+//   3. Read what is needed, Drop what is not.
 //
 // One thread at a time. Nothing allocates but construction, and MakeRoom for more samples than were
 // reserved.
-class PendingSums {
+class PendingInputs {
 public:
+    static constexpr UInt64 kRunSamples = 256;
+
     // Of the `reserved` samples, the system gives memory for `usual` ones at once, and for others
     // as they are touched. Raises std::bad_alloc.
-    PendingSums(UInt64 usual, UInt64 reserved);
+    PendingInputs(UInt64 usual, UInt64 reserved);
 
     // For `n` more samples. Raises std::bad_alloc with all samples as they were.
     void MakeRoom(UInt64 n);
@@ -32,10 +34,9 @@ public:
 
     UInt64 First() const { return mFirst; }
     UInt64 End() const { return mEnd; }
-    // Of samples that are neither dropped nor to come.
-    void Copy(UInt64 first, UInt64 n, float* out) const;
-    // The same where they stand, or in `copy` where a block ends among them.
-    const float* InOnePiece(UInt64 first, UInt64 n, float* copy) const;
+    // The samples from `first` on, which is neither dropped nor to come, to before the next
+    // multiple of kRunSamples. They stand there until they are dropped.
+    const float* Run(UInt64 first) const;
 
 private:
     static constexpr UInt64 kBlockSamples = 4096;
