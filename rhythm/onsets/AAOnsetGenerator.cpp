@@ -105,13 +105,19 @@ void AAOnsetGenerator::AllocateBuffers() {
     // At last, so that the first push finds it in the caches: its code by another bank's silence.
     MakeBank();
     if (mNumChannels > 0) {
-        gfb_AnalyzeSum(Channel(mGammaList, 0), Channel(mPostponed, 0), &mFilterBank,
-                       static_cast<int>(std::min(mMaxFrames, kMostPostponed)));
+        WarmUp(curves.front());
     }
     RemoveBank();
     MakeBank();
     mCurves = std::move(curves);
     ResetStamp(mGammaTime);
+}
+
+void AAOnsetGenerator::WarmUp(OnsetCurveBuilder& curve) {
+    const UInt32 frames = std::min(mMaxFrames, kMostPostponed);
+    curve.MakeRoom(frames);
+    FilterChannel(curve, Channel(mPostponed, 0), Channel(mGammaList, 0), frames, true);
+    curve.Restart();
 }
 
 // The silence of a flush as well.
@@ -198,7 +204,8 @@ void AAOnsetGenerator::Filter(const AudioBufferList& list, UInt32 channels, UInt
     }
     // Nothing raises anything from here on, so that a push is taken as a whole.
     for (UInt32 c = 0; c < channels; ++c) {
-        FilterChannel(c, static_cast<const float*>(list.mBuffers[c].mData), frames, goesOn);
+        FilterChannel(mCurves[c], static_cast<const float*>(list.mBuffers[c].mData),
+                      Channel(mGammaList, c), frames, goesOn);
     }
     for (UInt32 c = channels; c < mNumChannels; ++c) {
         mCurves[c].Append(Channel(mGammaList, c), frames);
@@ -207,9 +214,8 @@ void AAOnsetGenerator::Filter(const AudioBufferList& list, UInt32 channels, UInt
 }
 
 // In parts that are as long as the run that goes along.
-void AAOnsetGenerator::FilterChannel(UInt32 c, const float* input, UInt32 frames, bool goesOn) {
-    OnsetCurveBuilder& curve = mCurves[c];
-    float* const sums = Channel(mGammaList, c);
+void AAOnsetGenerator::FilterChannel(OnsetCurveBuilder& curve, const float* input, float* sums,
+                                     UInt32 frames, bool goesOn) {
     GammatoneBands bands;
     gfb_LoadBands(mFilterBank, bands);
     for (UInt32 done = 0; done < frames;) {

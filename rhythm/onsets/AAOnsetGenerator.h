@@ -72,7 +72,9 @@ private:
     bool PrepareAhead();
     bool Postpone(const AudioBufferList& list, UInt32 channels, UInt32 frames);
     void Filter(const AudioBufferList& list, UInt32 channels, UInt32 frames, bool goesOn);
-    void FilterChannel(UInt32 c, const float* input, UInt32 frames, bool goesOn);
+    void FilterChannel(OnsetCurveBuilder& curve, const float* input, float* sums, UInt32 frames,
+                       bool goesOn);
+    void WarmUp(OnsetCurveBuilder& curve);
     bool FilterPostponed();
     SInt32 FindOnsets(UInt32 channel, Onsets& onsets);
 

@@ -13,9 +13,9 @@ static_assert(kChunk == PendingInputs::kRunSamples && kChunk % kLowPassStepsPerS
 
 // A pass takes some 23,000 of them until its bounds meet. More would be more memory; fewer than
 // twice as many come anyway while a pass goes on.
-constexpr UInt64 kPassSamples = 46 * 1024;
-// The inputs of the samples that come during a pass wait as well.
-constexpr UInt64 kUsualInputs = kPassSamples + kPassSamples / kLowPassStepsPerSample + 4096;
+constexpr UInt64 kPassSamples = 44 * 1024;
+// The inputs of the samples that come until the bounds meet wait as well; then places become free.
+constexpr UInt64 kUsualInputs = kPassSamples + 23 * 1024 / kLowPassStepsPerSample + 2 * 4096;
 
 bool AreSame(const OnsetCurveBounds& bounds) {
     return std::bit_cast<std::uint32_t>(bounds.least) ==
@@ -33,11 +33,9 @@ OnsetCurveBuilder::OnsetCurveBuilder(UInt64 frames)
     WarmUp();
 }
 
-// Works on a chunk of silence, so that the first push and the first pass find the code in the
-// caches.
+// Works on a chunk of silence, so that the first pass finds the code in the caches.
 void OnsetCurveBuilder::WarmUp() {
-    float values[kChunk + 1] = {};
-    FormOnsetInputs(values, values, kChunk);
+    const float values[kChunk + 1] = {};
     CurveChunks chunks;
     chunks.Reserve(kChunk);
     chunks.AppendEmpty(1);
@@ -63,6 +61,12 @@ void OnsetCurveBuilder::Append(const float* sums, UInt32 n) {
         mFrames += count;
         done += count;
     }
+}
+
+void OnsetCurveBuilder::Restart() {
+    mInputs.Clear();
+    mFrames = 0;
+    mLastSum = 0.0f;
 }
 
 LowPassRun& OnsetCurveBuilder::Run() {
@@ -120,6 +124,7 @@ void OnsetCurveBuilder::Bound() {
 
 void OnsetCurveBuilder::Follow() {
     mChunks.Put(mAt / kChunk, mCurve, kChunk);
+    mInputs.Free(mAt, mCertainEnd);
     if (mAt == mInputs.First()) {
         mInputs.Drop(mCertainEnd);
         mEnough = kPassSamples;
@@ -127,7 +132,19 @@ void OnsetCurveBuilder::Follow() {
     }
 }
 
-void OnsetCurveBuilder::Finish(CurveChunks& rest) const {
+// What is followed becomes certain, as some of its inputs are gone.
+void OnsetCurveBuilder::EndPass() {
+    if (mPass == Pass::kFollowing) {
+        mChunks.MakeRoom(mChunks.Count(), (mAt - mInputs.First()) / kChunk);
+    }
+    while (mPass == Pass::kFollowing) {
+        GoOn(mRun, mRun.left);
+        Run();
+    }
+}
+
+void OnsetCurveBuilder::Finish(CurveChunks& rest) {
+    EndPass();
     const UInt64 certain = mInputs.First();
     rest.AppendEmpty((mFrames - certain + kChunk - 1) / kChunk);
     float next = 0.0f;

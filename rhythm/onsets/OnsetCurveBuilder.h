@@ -37,6 +37,8 @@ public:
     // with all as it was.
     void MakeRoom(UInt32 n);
     void Append(const float* sums, UInt32 n);
+    // Forgets all sums. For a stream without a pass.
+    void Restart();
     // What to go on with; nothing is left of it where there is nothing to do. Holds until the next
     // call.
     LowPassRun& Run();
@@ -47,7 +49,7 @@ public:
     UInt64 Frames() const { return mFrames; }
     // The chunks from Certain() on, of a stream that ends here, into `rest`, which has none.
     // Raises std::bad_alloc.
-    void Finish(CurveChunks& rest) const;
+    void Finish(CurveChunks& rest);
 
     // As of FrameStore.
     bool PrepareAhead() { return mChunks.PrepareAhead(); }
@@ -61,6 +63,7 @@ private:
     void Bound();
     void Follow();
     void BeginRun();
+    void EndPass();
 
     PendingInputs mInputs; // from the last certain value on
     UInt64 mFrames = 0;    // one more than inputs

@@ -15,10 +15,11 @@ constexpr UInt64 kNone = std::numeric_limits<UInt64>::max();
 
 static_assert(PeakCurve::kChunk == CurveChunks::kFrames);
 
-OnsetPeakCurve::OnsetPeakCurve(const OnsetCurveBuilder& builder)
-    : mCertain(builder.Chunks()), mCertainChunks(static_cast<UInt32>(builder.Certain() / kChunk)),
-      mSize(static_cast<UInt32>(builder.Frames())), mSlots{{kNone, {}}, {kNone, {}}} {
+OnsetPeakCurve::OnsetPeakCurve(OnsetCurveBuilder& builder)
+    : mCertain(builder.Chunks()), mSize(static_cast<UInt32>(builder.Frames())),
+      mSlots{{kNone, {}}, {kNone, {}}} {
     builder.Finish(mRest);
+    mCertainChunks = static_cast<UInt32>(builder.Certain() / kChunk);
 }
 
 // Every value is divided as it is read.

@@ -15,8 +15,9 @@ namespace qel::core {
 // has peaks.
 class OnsetPeakCurve final : public PeakCurve {
 public:
-    // `builder` must outlive this object, and stay as it is. Raises std::bad_alloc.
-    explicit OnsetPeakCurve(const OnsetCurveBuilder& builder);
+    // Ends the pass of `builder`, which must outlive this object, and stay as it is then. Raises
+    // std::bad_alloc.
+    explicit OnsetPeakCurve(OnsetCurveBuilder& builder);
 
     UInt32 Size() const override { return mSize; }
     void Normalize() override;
@@ -33,7 +34,7 @@ private:
     UInt32 WithinPart(UInt32 chunk) const;
 
     const CurveChunks& mCertain;
-    const UInt32 mCertainChunks;
+    UInt32 mCertainChunks = 0;
     const UInt32 mSize;
     CurveChunks mRest;
     float mGreatest = 1.0f;

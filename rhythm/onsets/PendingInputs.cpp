@@ -9,7 +9,7 @@ namespace qel::core {
 PendingInputs::PendingInputs(UInt64 usual, UInt64 reserved)
     : mReservedBlocks(std::max(usual, reserved) / kBlockSamples + 2),
       mReserve(mReservedBlocks * kBlockSamples, false) {
-    mBlocks.reserve(mReservedBlocks);
+    mBlocks.reserve(2 * mReservedBlocks); // with those that were freed
     MakeRoom(usual);
     for (float* const block : mBlocks) {
         std::fill_n(block, kBlockSamples, 0.0f);
@@ -40,11 +40,26 @@ void PendingInputs::Append(const float* samples, UInt64 n) {
     }
 }
 
+void PendingInputs::Clear() {
+    mEnd = 0;
+}
+
 void PendingInputs::Drop(UInt64 first) {
     mFirst = first;
-    const auto free = static_cast<std::ptrdiff_t>(Place(first) / kBlockSamples);
-    std::rotate(mBlocks.begin(), mBlocks.begin() + free, mBlocks.end());
-    mBlocksFirst += static_cast<UInt64>(free) * kBlockSamples;
+    const auto blocks = static_cast<std::ptrdiff_t>(Place(first) / kBlockSamples);
+    const auto used = std::rotate(mBlocks.begin(), mBlocks.begin() + blocks, mBlocks.end());
+    mBlocks.erase(std::remove(used, mBlocks.end(), nullptr), mBlocks.end());
+    mBlocksFirst += static_cast<UInt64>(blocks) * kBlockSamples;
+}
+
+void PendingInputs::Free(UInt64 first, UInt64 end) {
+    const UInt64 lastBlock = Place(end) / kBlockSamples;
+    for (UInt64 b = (Place(first) + kBlockSamples - 1) / kBlockSamples; b < lastBlock; ++b) {
+        if (mBlocks[b] != nullptr) {
+            mBlocks.push_back(mBlocks[b]);
+            mBlocks[b] = nullptr;
+        }
+    }
 }
 
 // Blocks begin at multiples of their length, and are whole runs.

@@ -29,8 +29,13 @@ public:
     // For `n` more samples. Raises std::bad_alloc with all samples as they were.
     void MakeRoom(UInt64 n);
     void Append(const float* samples, UInt64 n);
+    // All of them; the next one is sample 0. For those of which none is dropped or freed.
+    void Clear();
     // Those before `first`.
     void Drop(UInt64 first);
+    // Gives the places of samples from `first` to before `end` to samples to come, as far as whole
+    // blocks hold them, while samples before them stay. They are dropped only with those.
+    void Free(UInt64 first, UInt64 end);
 
     UInt64 First() const { return mFirst; }
     UInt64 End() const { return mEnd; }
@@ -46,7 +51,7 @@ private:
     const std::size_t mReservedBlocks;
     CAAutoFree<float> mReserve;
     std::vector<CAAutoFree<float>> mAdded; // blocks beyond the reserve
-    std::vector<float*> mBlocks;           // in use, then those to be used again
+    std::vector<float*> mBlocks;           // in use, null if freed, then those to be used again
     std::size_t mTaken = 0;                // blocks of the reserve
     UInt64 mBlocksFirst = 0;               // the sample of the first place of the first block
     UInt64 mFirst = 0;

@@ -54,7 +54,7 @@ void Push(OnsetCurveBuilder& builder, const Vector& sums, std::size_t block) {
 }
 
 // The whole curve, not normalized.
-Vector CurveOf(const OnsetCurveBuilder& builder) {
+Vector CurveOf(OnsetCurveBuilder& builder) {
     OnsetPeakCurve curve(builder);
     Vector values;
     for (UInt32 chunk = 0; chunk * PeakCurve::kChunk < curve.Size(); ++chunk) {
@@ -84,6 +84,21 @@ TEST(OnsetCurveBuilderTest, AllButTwoSecondsAreCertain) {
         EXPECT_EQ(600000u, builder.Frames());
         EXPECT_GT(builder.Certain(), 600000u - 90000u);
     }
+}
+
+// Also between the passes and in each part of them, some of whose inputs are gone.
+TEST(OnsetCurveBuilderTest, ACurveMayBeReadAtAnyTime) {
+    const Vector sums = Noise(200000, 8);
+    OnsetCurveBuilder builder(0);
+    for (std::size_t end = 3000; end <= sums.size(); end += 3000) {
+        const auto from = sums.begin() + static_cast<std::ptrdiff_t>(end - 3000);
+        Push(builder, Vector(from, from + 3000), 1000);
+        OnsetCurveBuilder other(0);
+        const Vector soFar(sums.begin(), from + 3000);
+        Push(other, soFar, 1000);
+        EXPECT_EQ(WholeCurve(soFar), CurveOf(other)) << end;
+    }
+    EXPECT_EQ(WholeCurve(Vector(sums.begin(), sums.begin() + 198000)), CurveOf(builder));
 }
 
 TEST(OnsetCurveBuilderTest, AStreamGoesOnAfterItsCurveWasRead) {

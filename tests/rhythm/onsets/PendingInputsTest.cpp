@@ -56,5 +56,28 @@ TEST(PendingInputsTest, PlacesAreUsedAgain) {
     EXPECT_EQ(300u * 40000u, inputs.First());
 }
 
+// Samples before and after them stay, and so do those that take their places.
+TEST(PendingInputsTest, WhatIsFreedMakesRoomForMore) {
+    PendingInputs inputs(100000, 0);
+    AppendNumbers(inputs, 100000);
+    const float* const freed = inputs.Run(40960);
+    inputs.Free(20000, 50000);
+    inputs.Free(10000, 50000);
+    for (int i = 0; i < 6; ++i) {
+        AppendNumbers(inputs, 5000);
+        ExpectNumbers(inputs, 0, 10000);
+        ExpectNumbers(inputs, 50000, inputs.End() - 50000);
+    }
+    bool isUsedAgain = false;
+    for (UInt64 at = 98304; at < inputs.End(); at += 4096) {
+        isUsedAgain = isUsedAgain || inputs.Run(at) == freed;
+    }
+    EXPECT_TRUE(isUsedAgain);
+    inputs.Drop(50000);
+    ExpectNumbers(inputs, 50000, inputs.End() - 50000);
+    AppendNumbers(inputs, 40000);
+    ExpectNumbers(inputs, 50000, inputs.End() - 50000);
+}
+
 } // namespace
 } // namespace qel::core
