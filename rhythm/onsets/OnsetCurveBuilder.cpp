@@ -15,7 +15,7 @@ static_assert(kChunk == PendingInputs::kRunSamples && kChunk % kLowPassStepsPerS
 // twice as many come anyway while a pass goes on.
 constexpr UInt64 kPassSamples = 44 * 1024;
 // The inputs of the samples that come until the bounds meet wait as well; then places become free.
-constexpr UInt64 kUsualInputs = kPassSamples + 23 * 1024 / kLowPassStepsPerSample + 2 * 4096;
+constexpr UInt64 kUsualInputs = kPassSamples + 23 * 1024 / kLowPassStepsPerSample + 11 * 1024;
 
 bool AreSame(const OnsetCurveBounds& bounds) {
     return std::bit_cast<std::uint32_t>(bounds.least) ==

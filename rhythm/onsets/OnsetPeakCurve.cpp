@@ -16,8 +16,8 @@ constexpr UInt64 kNone = std::numeric_limits<UInt64>::max();
 static_assert(PeakCurve::kChunk == CurveChunks::kFrames);
 
 OnsetPeakCurve::OnsetPeakCurve(OnsetCurveBuilder& builder)
-    : mCertain(builder.Chunks()), mSize(static_cast<UInt32>(builder.Frames())),
-      mSlots{{kNone, {}}, {kNone, {}}} {
+    : mCertain(builder.Chunks()),
+      mSize(static_cast<UInt32>(builder.Frames())), mSlots{{kNone, {}}, {kNone, {}}} {
     builder.Finish(mRest);
     mCertainChunks = static_cast<UInt32>(builder.Certain() / kChunk);
 }

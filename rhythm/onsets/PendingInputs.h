@@ -44,7 +44,7 @@ public:
     const float* Run(UInt64 first) const;
 
 private:
-    static constexpr UInt64 kBlockSamples = 4096;
+    static constexpr UInt64 kBlockSamples = 1024;
 
     UInt64 Place(UInt64 sample) const { return sample - mBlocksFirst; }
 

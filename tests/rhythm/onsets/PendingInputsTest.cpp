@@ -69,7 +69,7 @@ TEST(PendingInputsTest, WhatIsFreedMakesRoomForMore) {
         ExpectNumbers(inputs, 50000, inputs.End() - 50000);
     }
     bool isUsedAgain = false;
-    for (UInt64 at = 98304; at < inputs.End(); at += 4096) {
+    for (UInt64 at = 98304; at < inputs.End(); at += 1024) {
         isUsedAgain = isUsedAgain || inputs.Run(at) == freed;
     }
     EXPECT_TRUE(isUsedAgain);
