@@ -47,11 +47,6 @@ void CurveChunks::Reserve(UInt64 frames) {
     mCode.Reserve(chunks * kBytesReserved);
 }
 
-void CurveChunks::MakeRoom(UInt64 chunks, UInt64 puts) {
-    mEntries.MakeRoom(chunks);
-    mCode.MakeRoom(mCode.Frames() + puts * kMostCodeBytes);
-}
-
 // A list that has nothing gives zeros.
 void CurveChunks::AppendEmpty(UInt64 chunks) {
     mEntries.MakeRoom(mEntries.Frames() + chunks);

@@ -26,9 +26,6 @@ public:
     // gives memory as it is touched. Raises std::bad_alloc.
     void Reserve(UInt64 frames);
 
-    // For `chunks` chunks, of which `puts` are put next; those calls do not raise anything then.
-    // Raises std::bad_alloc with all as it was.
-    void MakeRoom(UInt64 chunks, UInt64 puts);
     // Raises std::bad_alloc with all as it was.
     void AppendEmpty(UInt64 chunks);
     // `n` values of the curve, kFrames but in the last chunk of a stream, and the one after them.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <new>
 
 namespace qel::core {
 
@@ -42,12 +43,6 @@ void OnsetCurveBuilder::WarmUp() {
     chunks.Put(0, values, kChunk);
 }
 
-// The run that has begun may end as well.
-void OnsetCurveBuilder::MakeRoom(UInt32 n) {
-    mInputs.MakeRoom(n);
-    mChunks.MakeRoom((mInputs.End() + n) / kChunk, n * UInt64{kLowPassStepsPerSample} / kChunk + 1);
-}
-
 void OnsetCurveBuilder::Append(const float* sums, UInt32 n) {
     for (UInt32 done = 0; done < n;) {
         const auto count = std::min(n - done, static_cast<UInt32>(kChunk));
@@ -71,7 +66,11 @@ void OnsetCurveBuilder::Restart() {
 
 LowPassRun& OnsetCurveBuilder::Run() {
     if (mRun.left == 0) {
-        EndRun();
+        try {
+            EndRun();
+        } catch (const std::bad_alloc&) {
+            return mRun;
+        }
         if (mPass == Pass::kNone) {
             Begin();
         }
@@ -98,34 +97,35 @@ void OnsetCurveBuilder::BeginRun() {
     mRun.left = kChunk;
 }
 
-// Nothing here raises anything, as MakeRoom has made room.
+// Raises std::bad_alloc with all as it was.
 void OnsetCurveBuilder::EndRun() {
     if (mPass == Pass::kNone) {
         return;
     }
-    mAt -= kChunk;
+    const UInt64 first = mAt - kChunk;
     if (mPass == Pass::kBounding) {
-        Bound();
+        Bound(first);
     } else {
-        Follow();
+        Follow(first);
     }
+    mAt = first;
 }
 
-void OnsetCurveBuilder::Bound() {
-    if (mAt == mInputs.First()) {
+void OnsetCurveBuilder::Bound(UInt64 first) {
+    if (first == mInputs.First()) {
         mEnough = 2 * (mInputs.End() - mInputs.First());
         mPass = Pass::kNone;
     } else if (AreSame(mRun.bounds)) {
-        mChunks.AppendEmpty(mAt / kChunk - mChunks.Count());
-        mCertainEnd = mAt;
+        mChunks.AppendEmpty(first / kChunk - mChunks.Count());
+        mCertainEnd = first;
         mPass = Pass::kFollowing;
     }
 }
 
-void OnsetCurveBuilder::Follow() {
-    mChunks.Put(mAt / kChunk, mCurve, kChunk);
-    mInputs.Free(mAt, mCertainEnd);
-    if (mAt == mInputs.First()) {
+void OnsetCurveBuilder::Follow(UInt64 first) {
+    mChunks.Put(first / kChunk, mCurve, kChunk);
+    mInputs.Free(first, mCertainEnd);
+    if (first == mInputs.First()) {
         mInputs.Drop(mCertainEnd);
         mEnough = kPassSamples;
         mPass = Pass::kNone;
@@ -134,12 +134,12 @@ void OnsetCurveBuilder::Follow() {
 
 // What is followed becomes certain, as some of its inputs are gone.
 void OnsetCurveBuilder::EndPass() {
-    if (mPass == Pass::kFollowing) {
-        mChunks.MakeRoom(mChunks.Count(), (mAt - mInputs.First()) / kChunk);
-    }
     while (mPass == Pass::kFollowing) {
         GoOn(mRun, mRun.left);
-        Run();
+        EndRun();
+        if (mPass == Pass::kFollowing) {
+            BeginRun();
+        }
     }
 }
 

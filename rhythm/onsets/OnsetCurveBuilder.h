@@ -33,14 +33,13 @@ public:
     OnsetCurveBuilder(const OnsetCurveBuilder&) = delete;
     OnsetCurveBuilder& operator=(const OnsetCurveBuilder&) = delete;
 
-    // For `n` more sums, and kLowPassStepsPerSample steps for each of them. Raises std::bad_alloc
-    // with all as it was.
-    void MakeRoom(UInt32 n);
+    // For `n` more sums. Raises std::bad_alloc with all as it was.
+    void MakeRoom(UInt32 n) { mInputs.MakeRoom(n); }
     void Append(const float* sums, UInt32 n);
     // Forgets all sums. For a stream without a pass.
     void Restart();
-    // What to go on with; nothing is left of it where there is nothing to do. Holds until the next
-    // call.
+    // What to go on with; nothing is left of it where there is nothing to do, and where memory for
+    // the chunk that ended is exhausted, which the next call tries again. Holds until that.
     LowPassRun& Run();
 
     // Chunks of the certain part of the curve, at least Certain() / CurveChunks::kFrames.
@@ -60,8 +59,8 @@ private:
     static void WarmUp();
     void Begin();
     void EndRun();
-    void Bound();
-    void Follow();
+    void Bound(UInt64 first);
+    void Follow(UInt64 first);
     void BeginRun();
     void EndPass();
 
