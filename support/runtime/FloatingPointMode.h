@@ -20,6 +20,8 @@ private:
 
 #if defined(__x86_64__) || defined(__i386__)
     struct X87 { // the protected-mode image of fnstenv
+        bool IsInitial() const;
+
         unsigned int mWords[7];
     };
     X87 mX87;

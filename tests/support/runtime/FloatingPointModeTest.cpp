@@ -85,6 +85,69 @@ TEST_F(FloatingPointModeTest, TrapsAreMaskedInsideAndTheCallersOutside) {
 }
 #endif
 
+#if defined(__x86_64__)
+
+struct X87Image {
+    unsigned int words[7]; // control, status, tags, then the last instruction and operand
+
+    bool operator==(const X87Image&) const = default;
+};
+
+// Reading masks all exceptions, so that the image is loaded again.
+X87Image ReadX87() {
+    X87Image image;
+    __asm__ volatile("fnstenv %0\n\tfldenv %0" : "=m"(image));
+    return image;
+}
+
+void InitializeX87() {
+    __asm__ volatile("fninit");
+}
+
+// Raises the flag of an inexact result, and a condition code, and rounds upward from there on.
+void DisturbX87() {
+    unsigned short upward = 0x0B7F;
+    __asm__ volatile("fld1\n\tfldpi\n\tfdivrp\n\tftst\n\tfstp %%st(0)\n\tfldcw %0" : : "m"(upward));
+}
+
+// The unit is mostly as it is after initialization, and then neither saved nor loaded.
+TEST_F(FloatingPointModeTest, TheX87UnitIsAsBeforeWhateverTheLibraryDoes) {
+    InitializeX87();
+    const X87Image initial = ReadX87();
+    {
+        const FlushDenormalsScope scope;
+        EXPECT_EQ(initial, ReadX87());
+        DisturbX87();
+        EXPECT_NE(initial, ReadX87());
+    }
+    EXPECT_EQ(initial, ReadX87());
+    DisturbX87();
+    const X87Image disturbed = ReadX87();
+    {
+        const FlushDenormalsScope scope;
+        EXPECT_EQ(initial, ReadX87());
+        InitializeX87();
+    }
+    EXPECT_EQ(disturbed, ReadX87());
+    InitializeX87();
+}
+
+// A vector unit of long ago leaves them in use, with nothing else to see.
+TEST_F(FloatingPointModeTest, X87RegistersInUseAreFreeInsideAndInUseAgainOutside) {
+    InitializeX87();
+    __asm__ volatile("pxor %%mm0, %%mm0" : : : "mm0");
+    const X87Image inUse = ReadX87();
+    EXPECT_NE(0xFFFFu, inUse.words[2] & 0xFFFFu);
+    {
+        const FlushDenormalsScope scope;
+        EXPECT_EQ(0xFFFFu, ReadX87().words[2] & 0xFFFFu);
+    }
+    EXPECT_EQ(inUse.words[2], ReadX87().words[2]);
+    InitializeX87();
+}
+
+#endif
+
 TEST_F(FloatingPointModeTest, EnvironmentIsRestoredWhenAnExceptionLeaves) {
     std::fesetround(FE_UPWARD);
     EXPECT_THROW(
