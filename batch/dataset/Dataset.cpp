@@ -1,6 +1,7 @@
 #include "batch/dataset/Dataset.h"
 
 #include "batch/Refusal.h"
+#include "batch/dataset/NewTables.h"
 #include "output/files/AtomicFile.h"
 #include "output/files/OutputError.h"
 
@@ -67,6 +68,7 @@ Dataset::Dataset(std::string directory, const Settings& settings)
 void Dataset::Begin() const {
     MakeFolder("parts");
     MakeFolder("arrays");
+    NewTables::RemoveLeft(Parts(), PartNames());
     if (Exists(SettingsPath(mDirectory))) {
         return;
     }
@@ -135,18 +137,13 @@ std::vector<std::string> Dataset::PartNames() const {
 }
 
 void Dataset::Publish(const std::string& attempt, const Tables::Content& content) const {
-    const std::string file = Parts() + '/' + attempt + ".sqlite";
-    try {
-        Tables::Write(file, content);
-        if (!Exists(file)) {
-            FailByOther();
-        }
-        Sync(file);
-    } catch (...) { // on a full disk, half of the tables would take what the next run needs
-        unlink(file.c_str());
-        throw;
+    const NewTables file(Parts(), attempt);
+    Tables::Write(file.Path(), content);
+    if (!Exists(file.Path())) {
+        FailByOther();
     }
-    if (std::rename(file.c_str(), TablesOf(mDirectory).c_str()) != 0) {
+    Sync(file.Path());
+    if (std::rename(file.Path().c_str(), TablesOf(mDirectory).c_str()) != 0) {
         if (errno == ENOENT) {
             FailByOther();
         }

@@ -24,7 +24,8 @@ public:
     // with other settings is there, or something else; output::OutputError if it cannot be made.
     Dataset(std::string directory, const Settings& settings);
 
-    // Makes the dataset, if it is not there. Throws as above.
+    // Makes the dataset, if it is not there, and removes tables that killed runs have begun. Throws
+    // as above.
     void Begin() const;
 
     // What is in the directory of a dataset that is there. Throws Refusal if it is none.

@@ -14,6 +14,7 @@
 #include <sstream>
 #include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace qel {
 
@@ -193,6 +194,65 @@ TEST(BatchResumeTest, ArraysThatAreMissingOrCutAreMadeAgain) {
     EXPECT_EQ(begun, (Names{"file100", "file102"}));
     EXPECT_EQ(run.Rows(), rows);
     EXPECT_EQ(fs::file_size(arrays("file102")), rows.at("file102").at("arrays_bytes"));
+}
+
+// A run that comes to its tables and goes no further.
+pid_t RunThatWritesTables(const batch::Dataset& dataset, const batch::Settings& settings) {
+    const batch::Tables::Content content{.dataset = dataset.Directory(),
+                                         .settings = settings,
+                                         .list = {},
+                                         .readings = {},
+                                         .rows = [](const auto&) { pause(); }};
+    const pid_t run = InChild([&] { dataset.Publish("attempt", content); });
+    for (int i = 0; i < 5000 && !fs::exists(dataset.Parts() + "/attempt.sqlite"); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    EXPECT_TRUE(fs::exists(dataset.Parts() + "/attempt.sqlite"));
+    return run;
+}
+
+TEST(BatchResumeTest, TablesOfAKilledRunAreRemovedWhenTheNextRunBegins) {
+    const FakeRun run;
+    run.Add("a", "ok");
+    batch::RunBatch(run.Setup());
+    const batch::Settings settings = batch::Dataset::SettingsOf(run.Dataset());
+    const batch::Dataset dataset(run.Dataset(), settings);
+    const pid_t writing = RunThatWritesTables(dataset, settings);
+    kill(writing, SIGKILL);
+    EXPECT_TRUE(WIFSIGNALED(WaitFor(writing)));
+    EXPECT_FALSE(dataset.PartNames().empty()) << "nothing was left";
+    dataset.Begin();
+    EXPECT_EQ(dataset.PartNames(), Names());
+}
+
+TEST(BatchResumeTest, TablesThatAnotherRunIsWritingStayWhenARunBegins) {
+    const FakeRun run;
+    run.Add("a", "ok");
+    batch::RunBatch(run.Setup());
+    const batch::Settings settings = batch::Dataset::SettingsOf(run.Dataset());
+    const batch::Dataset dataset(run.Dataset(), settings);
+    const pid_t writing = RunThatWritesTables(dataset, settings);
+    const Names before = dataset.PartNames();
+    dataset.Begin();
+    EXPECT_EQ(dataset.PartNames(), before);
+    kill(writing, SIGKILL);
+    WaitFor(writing);
+}
+
+// An earlier version left tables without a lock.
+TEST(BatchResumeTest, ARunThatComesToNoEndHasRemovedTheTablesOfAKilledOne) {
+    const FakeRun run;
+    run.Add("a", "hang");
+    const std::string left = run.Dataset() + "/parts/killed.sqlite";
+    fs::create_directories(run.Dataset() + "/parts");
+    WriteFile(left, std::string(100, 'x'));
+    const pid_t driver = InChild([&] { batch::RunBatch(run.Setup()); });
+    for (int i = 0; i < 5000 && run.Begun().empty(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    EXPECT_FALSE(fs::exists(left));
+    kill(driver, SIGKILL);
+    WaitFor(driver);
 }
 
 TEST(BatchResumeTest, APartThatWasCutAnywhereKeepsItsWholeRecords) {

@@ -84,6 +84,7 @@ TEST_F(BatchShardsTest, ArraysThatCannotBeCopiedAreAFaultOfTheOutput) {
     batch::RunBatch(Shard(1, 1));
     std::filesystem::create_directories(mRun.Dataset("merged/parts"));
     WriteFile(mRun.Dataset("merged/arrays"), "no directory");
+    WriteFile(mRun.Dataset("merged/parts/killed.sqlite"), std::string(100, 'x'));
     try {
         batch::Merge({mRun.Dataset("shard1")}, mRun.Dataset("merged"));
         ADD_FAILURE() << "there is no place for arrays";
@@ -91,6 +92,8 @@ TEST_F(BatchShardsTest, ArraysThatCannotBeCopiedAreAFaultOfTheOutput) {
         EXPECT_NE(std::string(error.what()).find(mRun.Dataset("merged") + ": "), std::string::npos)
             << error.what();
     }
+    EXPECT_TRUE(std::filesystem::is_empty(mRun.Dataset("merged/parts")))
+        << "tables of a killed merge are removed before new ones are written";
 }
 
 TEST_F(BatchShardsTest, MoreShardsThanFilesAreFine) {
