@@ -87,9 +87,9 @@ void Dataset::RequireRoom() const {
     if (Exists(SettingsPath(mDirectory))) {
         const std::string difference = SettingsOf(mDirectory).Difference(mSettings);
         if (!difference.empty()) {
-            throw Refusal(fmt::format("{}: was made with {}; repeat its options, or name another "
-                                      "dataset",
-                                      mDirectory, difference));
+            throw Refusal(fmt::format(
+                "{}: was made with {}; {}, or name another dataset", mDirectory, difference,
+                Settings::IsOfVersions(difference) ? "use that version" : "repeat its options"));
         }
     } else if (!IsEmptyOrMissing(mDirectory) && !Exists(mDirectory + "/parts")) {
         throw Refusal(
@@ -110,7 +110,13 @@ Settings Dataset::SettingsOf(const std::string& directory) {
         throw Refusal(
             fmt::format("{}: is no dataset: it has no readable file \"settings\"", directory));
     }
-    return Settings::Parse({std::istreambuf_iterator<char>(file), {}});
+    const Settings settings = Settings::Parse({std::istreambuf_iterator<char>(file), {}});
+    if (settings.Lines().empty()) {
+        throw Refusal(fmt::format("{}: its settings are damaged, or those of another version of "
+                                  "qel; use that version, or name another dataset",
+                                  directory));
+    }
+    return settings;
 }
 
 bool Dataset::IsThere() const {

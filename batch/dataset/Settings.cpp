@@ -39,7 +39,7 @@ std::string Settings::Text() const {
     return text;
 }
 
-// A text of another layout has no line that is equal to one of ours.
+// A text of another layout gives no line.
 Settings Settings::Parse(const std::string& text) {
     Settings settings;
     std::istringstream lines(text);
@@ -65,6 +65,11 @@ std::string Settings::Difference(const Settings& other) const {
         }
     }
     return mLines.size() == other.mLines.size() ? "" : "other settings";
+}
+
+bool Settings::IsOfVersions(const std::string& difference) {
+    const std::string name = difference.substr(0, difference.find(' '));
+    return name == kVersion || name == kDecoders;
 }
 
 } // namespace qel::batch

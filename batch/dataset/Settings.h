@@ -12,6 +12,10 @@ public:
     // The name of the setting that says which part of the files a dataset has.
     static constexpr const char* kShard = "--shard";
 
+    // The names of those that say which versions have made a dataset.
+    static constexpr const char* kVersion = "qel";
+    static constexpr const char* kDecoders = "decoders";
+
     Settings() = default;
 
     // Control characters in a value are written as escapes, so that it stays in its line.
@@ -29,6 +33,9 @@ public:
     // The first setting that differs, as "--keys \"a\", not \"b\"", where a is the value here;
     // empty if none does.
     std::string Difference(const Settings& other) const;
+
+    // Whether that is one of versions.
+    static bool IsOfVersions(const std::string& difference);
 
     const std::vector<std::pair<std::string, std::string>>& Lines() const { return mLines; }
 

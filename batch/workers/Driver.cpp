@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cmath>
 #include <poll.h>
+#include <sys/resource.h>
 #include <thread>
 
 namespace qel::batch {
@@ -19,9 +20,21 @@ constexpr int kLongestWait = 60'000;             // milliseconds
 constexpr std::chrono::milliseconds kGrace{300}; // for workers that are asked to end
 constexpr std::chrono::milliseconds kLook{10};
 
+// A system allows 1024 descriptors at first, as a rule, and many more if a process asks.
+void AllowPipes(std::size_t jobs) {
+    constexpr rlim_t kOthers = 64; // of tables and standard streams
+    const rlim_t needed = 2 * jobs + kOthers;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < needed) {
+        limit.rlim_cur = std::min(needed, limit.rlim_max);
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 } // namespace
 
 void Driver::Run() {
+    AllowPipes(mWorkers.size());
     try {
         RunAll();
         RunPostponed();
@@ -134,7 +147,9 @@ void Driver::ServeOne(Slot& slot) {
     if (!slot) {
         return;
     }
-    if (!isAlive) {
+    if (!isAlive && slot->HadNoMemory()) {
+        Lose(slot, status::kMemory, MemoryText(mSetup.limits));
+    } else if (!isAlive) {
         Lose(slot, status::kCrash, slot->Reason());
     } else if (!slot->IsIdle() && slot->Seconds() >= mSetup.limits.seconds) {
         Lose(slot, status::kTime, fmt::format("took longer than {} s", mSetup.limits.seconds));

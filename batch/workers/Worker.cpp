@@ -159,8 +159,7 @@ void Worker::WorkOn(const Task& task) {
     } catch (const std::bad_alloc&) {
         MemoryReserve::Release(); // the driver ends this worker
         Row lost = RowWithoutResults(row);
-        SetError(lost, status::kMemory,
-                 fmt::format("needs more than {} MiB of memory", mSetup.limits.memoryBytes >> 20));
+        SetError(lost, status::kMemory, MemoryText(mSetup.limits));
         send("row", lost, Row::object());
     }
 }

@@ -10,16 +10,19 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <new>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace qel::batch {
 namespace {
 
 constexpr int kTaskDescriptor = 3; // of the worker, with kAnswerDescriptor
 constexpr int kAnswerDescriptor = 4;
+constexpr int kExitOfMemory = 3; // of a worker without memory for a row
 
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool kLimitsMemory = false; // the checker's own tables are above any limit
@@ -52,39 +55,54 @@ void KeepDescriptors(int tasks, int answers) {
     close_range(kAnswerDescriptor + 1, ~0u, 0);
 }
 
-struct Pipe {
-    int read = -1;
-    int write = -1;
-};
-
-Pipe MakePipe() {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throw output::OutputError(fmt::format("cannot make a pipe: {}", std::strerror(errno)));
-    }
-    return {ends[0], ends[1]};
+[[noreturn]] void FailToMake(int error) {
+    throw output::OutputError(fmt::format(
+        "cannot make a worker: {}; repeat the command with fewer --jobs", std::strerror(error)));
 }
+
+// Both ends of a pipe, closed with the object unless they are taken.
+class Pipe {
+public:
+    Pipe() {
+        if (pipe2(mEnds.data(), O_CLOEXEC) != 0) {
+            FailToMake(errno);
+        }
+    }
+    ~Pipe() {
+        for (const int end : mEnds) {
+            if (end >= 0) {
+                close(end);
+            }
+        }
+    }
+    Pipe(const Pipe&) = delete;
+    Pipe& operator=(const Pipe&) = delete;
+
+    int Reading() const { return mEnds[0]; }
+    int Writing() const { return mEnds[1]; }
+    int TakeReading() { return std::exchange(mEnds[0], -1); }
+    int TakeWriting() { return std::exchange(mEnds[1], -1); }
+
+private:
+    std::array<int, 2> mEnds{-1, -1};
+};
 
 } // namespace
 
 WorkerProcess::WorkerProcess(const WorkerSetup& setup) {
-    const Pipe tasks = MakePipe();
-    const Pipe answers = MakePipe();
+    Pipe tasks;
+    Pipe answers;
     const pid_t driver = getpid();
     mProcess = fork();
     if (mProcess == 0) {
-        BecomeWorker(setup, tasks.read, answers.write, driver);
+        BecomeWorker(setup, tasks.Reading(), answers.Writing(), driver);
     }
-    const int error = errno;
-    close(tasks.read);
-    close(answers.write);
-    mTasks = tasks.write;
-    mAnswers = answers.read;
-    fcntl(mAnswers, F_SETFL, O_NONBLOCK);
     if (mProcess < 0) {
-        mIsGone = true;
-        throw output::OutputError(fmt::format("cannot make a worker: {}", std::strerror(error)));
+        FailToMake(errno);
     }
+    mTasks = tasks.TakeWriting();
+    mAnswers = answers.TakeReading();
+    fcntl(mAnswers, F_SETFL, O_NONBLOCK);
 }
 
 void WorkerProcess::BecomeWorker(const WorkerSetup& setup, int tasks, int answers, pid_t driver) {
@@ -101,7 +119,9 @@ void WorkerProcess::BecomeWorker(const WorkerSetup& setup, int tasks, int answer
         Worker(setup, kTaskDescriptor, kAnswerDescriptor).Run();
     } catch (const output::Interrupt::Requested&) {
         _exit(0);
-    } catch (const std::exception&) { // memory ran out where there is no file to blame
+    } catch (const std::bad_alloc&) { // where there is no file to blame
+        _exit(kExitOfMemory);
+    } catch (const std::exception&) {
         _exit(1);
     }
     _exit(0);
@@ -179,6 +199,11 @@ int WorkerProcess::Wait() {
         mIsGone = ended == mProcess || errno != EINTR;
     }
     return mStatus;
+}
+
+bool WorkerProcess::HadNoMemory() {
+    const int ended = Wait();
+    return WIFEXITED(ended) && WEXITSTATUS(ended) == kExitOfMemory;
 }
 
 std::string WorkerProcess::Reason() {

@@ -39,6 +39,9 @@ public:
     void AskToEnd() const;
     void Kill() const;
 
+    // Whether it has gone as it had no memory to tell anything. Waits for its end.
+    bool HadNoMemory();
+
     // Why it has gone: "the worker was ended by signal 11 (Segmentation fault)". Waits for its end.
     std::string Reason();
 

@@ -97,6 +97,17 @@ TEST_F(BatchCommandTest, SensesOfTheCommandLineThatAreNoneAreRefused) {
     }
 }
 
+TEST_F(BatchCommandTest, ALimitThatNoWorkerFitsIntoIsSaidToBeTooLow) {
+    if (QEL_SANITIZED) {
+        GTEST_SKIP() << "a checker's own memory is above any limit";
+    }
+    const ChildResult run = Run({"batch", "music", "--out", "ds", "--memory-limit", "1"});
+    EXPECT_EQ(run.status, 1) << run.err;
+    EXPECT_NE(run.out.find("  3 memory, such as music/song0.wav: needs more than 1 MiB of memory"),
+              std::string::npos)
+        << run.out;
+}
+
 TEST_F(BatchCommandTest, OtherSettingsAreRefusedByTheirNames) {
     Run({"batch", "music", "--out", "ds"});
     const ChildResult keys = Run({"batch", "music", "--out", "ds", "--readings", "key"});
@@ -383,6 +394,28 @@ TEST_F(BatchCommandTest, AFileOfCodecTwoHasTheRowThatItHasAlone) {
     EXPECT_EQ(batch::Row::parse(read.out).at("files").at(0).at("bandwidth_hz"),
               both.at("readings").at("bandwidth_hz"))
         << "readings come from a pass that is not the first of this file";
+}
+
+TEST_F(BatchCommandTest, CommandsSayWhichFilesOfCodecTwoDependOnThoseBeforeThem) {
+    for (const char* name : {"song0", "song1"}) {
+        const std::string path = mPlace.File(std::string("music/") + name);
+        Encode(path + ".wav", path + ".c2", {"-ar", "8000", "-ac", "1", "-c:a", "libcodec2"});
+    }
+    const std::string warning =
+        ": warning: its results depend on the Codec 2 files before it; run the command for it "
+        "alone, or use qel batch\n";
+    using Words = std::vector<std::string>;
+    for (const Words& command : {Words{"read"}, Words{"analyze", "--keys", "audio range"}}) {
+        const auto told = [&](const Words& files) {
+            Words words = command;
+            words.insert(words.end(), files.begin(), files.end());
+            return Run(words).err;
+        };
+        EXPECT_EQ(told({"music/song0.wav", "music/song1.c2"}), "") << command.front();
+        EXPECT_EQ(told({"music/song0.c2", "music/song1.wav", "music/song1.c2"}),
+                  "qel: music/song1.c2" + warning)
+            << command.front();
+    }
 }
 
 } // namespace

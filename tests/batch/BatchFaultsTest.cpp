@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <sys/resource.h>
 
 namespace qel {
 
@@ -100,6 +101,46 @@ TEST(BatchFaultsTest, AFileThatTakesTooMuchMemoryCostsItselfAlone) {
         GTEST_SKIP() << "a checker's own memory is above any limit";
     }
     RequireTooMuchMemory("memory");
+}
+
+// What a system allows at first is often 1024 descriptors, and a worker has two.
+TEST(BatchFaultsTest, MoreJobsThanDescriptorsAreAllowedAtFirstAreFine) {
+    const FakeRun run;
+    for (int i = 0; i < 60; ++i) {
+        run.Add("file" + std::to_string(i), "slow " + std::to_string(i));
+    }
+    batch::BatchSetup setup = run.Setup();
+    setup.jobs = 60;
+    const pid_t driver = InChild([&] {
+        rlimit limit{};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        limit.rlim_cur = 64;
+        setrlimit(RLIMIT_NOFILE, &limit);
+        batch::RunBatch(setup);
+    });
+    EXPECT_EQ(WaitFor(driver), 0);
+    EXPECT_EQ(run.Rows().size(), 60u);
+}
+
+TEST(BatchFaultsTest, TooManyJobsForTheSystemAreSaidWithWhatToDo) {
+    const FakeRun run;
+    for (int i = 0; i < 60; ++i) {
+        run.Add("file" + std::to_string(i), "slow");
+    }
+    batch::BatchSetup setup = run.Setup();
+    setup.jobs = 60;
+    const pid_t driver = InChild([&] {
+        const rlimit limit{64, 64};
+        setrlimit(RLIMIT_NOFILE, &limit);
+        try {
+            batch::RunBatch(setup);
+        } catch (const output::OutputError& error) {
+            test::WriteFile(run.Dataset("told"), error.what());
+        }
+    });
+    EXPECT_EQ(WaitFor(driver), 0);
+    EXPECT_EQ(test::ReadFile(run.Dataset("told")),
+              "cannot make a worker: Too many open files; repeat the command with fewer --jobs");
 }
 
 TEST(BatchFaultsTest, AFileThatLeavesNoByteOfMemoryIsSaidToNeedTooMuch) {

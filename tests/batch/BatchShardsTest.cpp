@@ -171,6 +171,38 @@ TEST_F(BatchShardsTest, AShardThatIsNotCompleteIsNamed) {
               mRun.Dataset("music") + ": is no dataset: it has no readable file \"settings\"");
 }
 
+TEST_F(BatchShardsTest, ADatasetOfAnotherLayoutIsRefused) {
+    AddFiles(2);
+    batch::RunBatch(mRun.Setup("shard1"));
+    WriteFile(mRun.Dataset("shard1/settings"), "qel dataset 2\n--keys\tcontent\n");
+    const std::string told = mRun.Dataset("shard1") +
+                             ": its settings are damaged, or those of another version of qel; use "
+                             "that version, or name another dataset";
+    EXPECT_EQ(Refused({"shard1"}), told);
+    try {
+        batch::RunBatch(mRun.Setup("shard1"));
+        FAIL() << "nothing was refused";
+    } catch (const batch::Refusal& refusal) {
+        EXPECT_EQ(refusal.what(), told);
+    }
+}
+
+TEST_F(BatchShardsTest, AnotherVersionIsSaidToBeOne) {
+    AddFiles(1);
+    batch::BatchSetup setup = mRun.Setup();
+    setup.settings.Add(batch::Settings::kVersion, "0.0.9");
+    batch::RunBatch(setup);
+    setup.settings.Replace(batch::Settings::kVersion, "0.1.0");
+    try {
+        batch::RunBatch(setup);
+        FAIL() << "nothing was refused";
+    } catch (const batch::Refusal& refusal) {
+        EXPECT_EQ(refusal.what(), mRun.Dataset() +
+                                      ": was made with qel \"0.0.9\", not \"0.1.0\"; use that "
+                                      "version, or name another dataset");
+    }
+}
+
 TEST_F(BatchShardsTest, OtherSettingsAreRefusedInOneLineAndChangeNothing) {
     AddFiles(3);
     batch::RunBatch(mRun.Setup());

@@ -82,8 +82,9 @@ std::string Sorted(std::vector<std::string> texts) {
 batch::Settings SettingsOf(const BatchOptions& options, const BatchWork& work,
                            const batch::Shard& shard) {
     batch::Settings settings;
-    settings.Add("qel", QEL_VERSION);
-    settings.Add("decoders", fmt::format("{}", fmt::join(media::libraryVersions(), ", ")));
+    settings.Add(batch::Settings::kVersion, QEL_VERSION);
+    settings.Add(batch::Settings::kDecoders,
+                 fmt::format("{}", fmt::join(media::libraryVersions(), ", ")));
     settings.Add("sources", Sorted(options.sources));
     settings.Add("--files-from", Sorted(options.lists));
     settings.Add("--null", options.isNullSeparated ? "yes" : "no");

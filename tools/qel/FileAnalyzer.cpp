@@ -1,6 +1,7 @@
 #include "tools/qel/FileAnalyzer.h"
 
 #include "output/files/Interrupt.h"
+#include "tools/qel/FileRun.h"
 #include "tools/qel/StreamAnalysis.h"
 #include "tools/qel/ToolError.h"
 
@@ -102,17 +103,6 @@ void RefuseRate(int rateHz) {
     }
 }
 
-std::vector<std::string> WarningsOf(const media::Report& report, const std::string& missing) {
-    std::vector<std::string> warnings;
-    for (const media::Warning& warning : report.warnings) {
-        warnings.push_back(warning.text);
-    }
-    if (!missing.empty()) {
-        warnings.push_back(missing);
-    }
-    return warnings;
-}
-
 } // namespace
 
 output::DecoderFacts FactsOf(const media::Report& report) {
@@ -127,6 +117,7 @@ output::DecoderFacts FactsOf(const media::Report& report) {
 
 std::vector<std::string> AnalyzeFile(const AnalysisPlan& plan, const std::string& path,
                                      output::ResultWriter& writer, ProgressBar& progress) {
+    const FileWarnings fileWarnings;
     media::Reader reader(path, {.mix = plan.mix,
                                 .blockFrames = plan.blockSamples,
                                 .isCancelled = output::Interrupt::IsRequested});
@@ -151,7 +142,11 @@ std::vector<std::string> AnalyzeFile(const AnalysisPlan& plan, const std::string
     const media::Report report = reader.report();
     summary.decoder = FactsOf(report);
     writer.EndFile(summary);
-    return WarningsOf(report, summary.missing);
+    std::vector<std::string> warnings = fileWarnings.Of(report);
+    if (!summary.missing.empty()) {
+        warnings.push_back(summary.missing);
+    }
+    return warnings;
 }
 
 } // namespace qel::tool

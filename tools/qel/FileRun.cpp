@@ -15,6 +15,11 @@
 #include <unistd.h>
 
 namespace qel::tool {
+namespace {
+
+constexpr const char* kCodecWithMemory = "codec2"; // its decoder draws random phases
+
+} // namespace
 
 void RefuseToOverwriteInput(const std::vector<std::string>& files, const std::string& output) {
     const bool isStandard = output == "-";
@@ -28,6 +33,20 @@ void RefuseToOverwriteInput(const std::vector<std::string>& files, const std::st
             throw UsageError(fmt::format("--output {} is one of the files to analyze", file));
         }
     }
+}
+
+FileWarnings::FileWarnings() : mIsProcessSpent(media::isProcessSpent()) {}
+
+std::vector<std::string> FileWarnings::Of(const media::Report& report) const {
+    std::vector<std::string> lines;
+    for (const media::Warning& warning : report.warnings) {
+        lines.push_back(warning.text);
+    }
+    if (mIsProcessSpent && report.codec == kCodecWithMemory) {
+        lines.emplace_back("its results depend on the Codec 2 files before it; run the command for "
+                           "it alone, or use qel batch");
+    }
+    return lines;
 }
 
 bool TryFile(const std::string& path, ProgressBar& progress,

@@ -122,6 +122,7 @@ private:
 
     std::vector<std::string> WriteSong(const std::string& path,
                                        const std::filesystem::path& target) try {
+        const FileWarnings fileWarnings;
         page::Song song = page::CollectSong(
             path, {.begin = [&](std::int64_t frames,
                                 int rateHz) { mProgress.Begin(path, frames, rateHz); },
@@ -135,12 +136,8 @@ private:
             WriteSongPage(page, song, audio ? &*audio : nullptr);
         });
         mEntries.push_back({LinkTo(target), "", DescribeSong(song)});
-        std::vector<std::string> warnings;
-        for (const media::Warning& warning : song.report.warnings) {
-            warnings.push_back(warning.text);
-        }
         mProgress.Clear();
-        return warnings;
+        return fileWarnings.Of(song.report);
     } catch (const page::SongError& error) {
         throw ToolError(error.what());
     }

@@ -3,6 +3,7 @@
 #include "output/files/Interrupt.h"
 #include "page/FileReader.h"
 #include "tools/qel/FileAnalyzer.h"
+#include "tools/qel/FileRun.h"
 #include "tools/qel/ToolError.h"
 
 #include <QelMedia.hpp>
@@ -10,6 +11,7 @@
 namespace qel::tool {
 FileReadings ReadOneFile(const std::string& path, std::span<const readings::Reading> asked,
                          ProgressBar& progress) try {
+    const FileWarnings fileWarnings;
     media::Reader file(path, {.isCancelled = output::Interrupt::IsRequested});
     readings::Reader reader = page::ReaderOf(asked, file);
     FileReadings found;
@@ -29,9 +31,7 @@ FileReadings ReadOneFile(const std::string& path, std::span<const readings::Read
     }
     const media::Report report = file.report();
     found.decoder = FactsOf(report);
-    for (const media::Warning& warning : report.warnings) {
-        found.warnings.push_back(warning.text);
-    }
+    found.warnings = fileWarnings.Of(report);
     for (const std::string& warning : found.answers.warnings()) {
         found.warnings.push_back(warning);
     }
