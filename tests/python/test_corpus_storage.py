@@ -18,7 +18,9 @@ from moto.server import ThreadedMotoServer
 
 import qelaudio
 from qelaudio import corpus
-from qelaudio.corpus._remote import ENDS, address_of, name_of
+from qelaudio.corpus._dask import map_tasks
+from qelaudio.corpus._remote import ENDS, Copies, RemoteFile, address_of, analyze_copies, name_of
+from qelaudio.corpus._shards import Command, RunError, Shard
 from qelaudio.corpus._storage import Place
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -129,6 +131,53 @@ def test_addresses_that_have_nothing_and_mixed_sources_are_refused(
         corpus.run(["s3://bucket/music", tmp_path], tmp_path / "b", **call)
     with pytest.raises(qelaudio.Error, match="name a directory for the datasets of shards with work"):
         corpus.run("s3://bucket/music", "s3://bucket/c", **call)
+
+
+def test_addresses_of_unknown_file_systems_are_one_sentence(tmp_path: Path) -> None:
+    (tmp_path / "music").mkdir()
+    call = {"work": tmp_path / "work", "qel": QEL}
+    for sources, out in (("nope://music", str(tmp_path / "out")), (str(tmp_path / "music"), "nope://music")):
+        with pytest.raises(qelaudio.Error, match="^nope://music: cannot be opened: Protocol not known: nope$"):
+            corpus.run(sources, out, **call)
+
+
+def test_a_store_that_does_not_answer_is_named(tmp_path: Path) -> None:
+    (tmp_path / "music").mkdir()
+    options = {"key": "key", "secret": "secret", "endpoint_url": "http://127.0.0.1:1",
+               "config_kwargs": {"retries": {"max_attempts": 0}}}  # fmt: skip
+    call = {"work": tmp_path / "work", "qel": QEL, "storage_options": options}
+    for sources, out in (("s3://b/music", str(tmp_path / "out")), (str(tmp_path / "music"), "s3://b/out")):
+        named = sources if "://" in sources else out
+        with pytest.raises(qelaudio.Error, match=f"^{named}: cannot be reached: Could not connect") as raised:
+            corpus.run(sources, out, **call)
+        assert "\n" not in str(raised.value)
+
+
+def test_an_object_that_cannot_be_fetched_is_tried_again(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    class StoreError(Exception):
+        """As those of the clients of stores, which are no OSError."""
+
+    def refuse(*_: Any) -> None:
+        raise StoreError("slow down")
+
+    fs = fsspec.filesystem("memory")
+    fs.pipe_file("/music/a.wav", b"no audio")
+    monkeypatch.setattr(type(fs), "get_file", refuse)
+    shard = Shard(1, 1, str(tmp_path / "shard"), str(tmp_path / "list"))
+    files = (RemoteFile("memory/music/a.wav", "memory://music/a.wav", 8, "[]"),)
+    with pytest.raises(RunError, match="^shard 1/1: cannot fetch to .*: slow down$"):
+        analyze_copies(Copies(Command(QEL, str(tmp_path), ()), shard, files, "", {}))
+
+
+def test_a_task_that_a_store_fails_is_tried_four_times(client: Any, tmp_path: Path) -> None:
+    def fail(log: Path) -> None:
+        with log.open("a") as tries:
+            tries.write("tried\n")
+        raise LookupError("slow down")
+
+    with pytest.raises(RunError, match="^LookupError: slow down$"):
+        map_tasks(client, fail, [tmp_path / "log"], lambda _: None)
+    assert (tmp_path / "log").read_text() == "tried\n" * 4
 
 
 @pytest.mark.parametrize("path", ["a/b.wav", "a//b", "a/./b", "a/../b", "%2F/100%", "%/%.", "a\0b/%00", "/x", "x/"])

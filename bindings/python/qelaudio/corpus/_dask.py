@@ -14,6 +14,7 @@ from typing import Any
 from qelaudio._errors import Error
 from qelaudio.corpus._shards import RunError, stop_tools
 
+LOG = logging.getLogger("qelaudio.corpus")
 #: Times that a task which has failed is tried again.
 RETRIES = 3
 
@@ -98,11 +99,19 @@ class _Failure:
 
 
 def _attempt(task: Callable[[Any], Any], item: Any) -> Any:
-    """What a task returns, or its failure: Dask would write a traceback of an exception to its log."""
+    """What a task returns, or its failure: Dask would write a traceback of an exception to its log.
+
+    Clients of object stores have errors of their own, which may pass as those of a disk do.
+    """
     try:
         return task(item)
     except (RunError, OSError, sqlite3.Error) as error:
         return _Failure(str(error))
+    except Error:
+        raise
+    except Exception as error:
+        LOG.info("a task has failed", exc_info=True)
+        return _Failure(f"{type(error).__name__}: {error}")
 
 
 def map_tasks(client: Any, task: Callable[[Any], Any], items: Sequence[Any], told: Callable[[int], None]) -> list[Any]:

@@ -16,7 +16,7 @@ import fsspec
 from qelaudio._errors import Error
 from qelaudio.corpus._scratch import scratch
 from qelaudio.corpus._shards import Command, RunError, Shard, analyze
-from qelaudio.corpus._storage import Place
+from qelaudio.corpus._storage import Place, reaching
 
 #: Ends of names that files with audio have, as `qel batch` knows them.
 ENDS = frozenset(
@@ -118,11 +118,14 @@ def list_files(
     Raises
     ------
     Error
-        If there is nothing at an address.
+        If there is nothing at an address, or no file system for it.
+    RunError
+        If its file system does not answer.
     """
     found: dict[str, Any] = {}
     for source in sources:
-        found |= _found(source, matches, options)
+        with reaching(source):
+            found |= _found(source, matches, options)
     files = [
         RemoteFile(
             name_of(address),
@@ -188,7 +191,7 @@ def analyze_copies(copies: Copies) -> str:
     with scratch() as folder:
         try:
             _fetch(copies, folder)
-        except OSError as error:
+        except Exception as error:  # clients of stores have errors of their own
             raise RunError(f"shard {copies.shard.index}/{copies.shard.count}: cannot fetch to {folder}: {error}") from error
         refusal = analyze(replace(copies.command, directory=folder), copies.shard)
     if not refusal:

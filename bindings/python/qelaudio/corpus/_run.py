@@ -40,7 +40,7 @@ from qelaudio.corpus._keytables import keys_named
 from qelaudio.corpus._remote import RemoteFile, address_of, analyze_copies, divide, list_files
 from qelaudio.corpus._scratch import scratch
 from qelaudio.corpus._shards import Command, RunError, Shard, analyze, call, make_list
-from qelaudio.corpus._storage import HIDDEN, Place, is_remote
+from qelaudio.corpus._storage import HIDDEN, Place, is_remote, reaching
 from qelaudio.corpus._tables import Rename, open_tables
 
 SHARDS_PER_THREAD = 4
@@ -228,7 +228,8 @@ def _begin_tables(out: Place, settings: Mapping[str, str]) -> None:
 
 def _write_tables(client: Any, merged: str, out: Place, rename: Rename, told: Progress) -> dict[str, str]:
     settings = _settings_of(merged)
-    _begin_tables(out, settings)
+    with reaching(out.address):
+        _begin_tables(out, settings)
     index = f"{merged}.ids"
     write_index(merged, index, rename)
     metadata = {"qel": settings["qel"], "qelaudio": version, "settings": _text_of(settings)}
@@ -238,8 +239,9 @@ def _write_tables(client: Any, merged: str, out: Place, rename: Rename, told: Pr
     ]
     written = map_tasks(client, write_partition, parts, lambda n: told("partitions", n, len(parts)))
     expected = {name for names in written for name in names}
-    out.remove(name for name in out.names() if not name.startswith(HIDDEN) and name not in expected)
-    out.write(SUCCESS, "")
+    with reaching(out.address):
+        out.remove(name for name in out.names() if not name.startswith(HIDDEN) and name not in expected)
+        out.write(SUCCESS, "")
     os.remove(index)
     names = [*("files", "readings", "runs"), *(key.name for key in keys_named(settings["--keys"]))]
     folders = table_names(keys_named(settings["--keys"]))
@@ -340,7 +342,8 @@ def run(
         options,
     )
     place = Place(path_of("out", out), dict(storage_options or {}))
-    _require_place(place)
+    with reaching(place.address):
+        _require_place(place)
     request = _Request(
         path_of("qel", qel),
         listed,

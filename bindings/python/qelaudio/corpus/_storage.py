@@ -13,10 +13,34 @@ from typing import IO, Any
 
 import fsspec
 
+from qelaudio._errors import Error
 from qelaudio.corpus._shards import RunError
 
 #: Names that begin like this are no data to readers of Parquet datasets.
 HIDDEN = (".", "_")
+
+
+@contextlib.contextmanager
+def reaching(address: str) -> Iterator[None]:
+    """Names the address in errors of its file system, which may be of any kind.
+
+    Raises
+    ------
+    Error
+        If there is no such file system here.
+    RunError
+        If it does not answer, or refuses.
+    """
+    try:
+        yield
+    except Error:
+        raise
+    except (ImportError, ValueError) as error:
+        raise Error(f"{address}: cannot be opened: {error}") from None
+    except Exception as error:
+        if isinstance(error, OSError) and error.filename is not None:
+            raise
+        raise RunError(f"{address}: cannot be reached: {error}") from None
 
 
 @dataclass(frozen=True)
