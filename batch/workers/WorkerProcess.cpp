@@ -5,11 +5,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <limits>
 #include <new>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -47,7 +49,18 @@ void LimitMemory(std::uint64_t bytes) {
 }
 
 // Nothing but the pipes is left open: the other workers' pipes must end with the driver.
+// They are closed first, as a process that may have no more could not copy its two.
 void KeepDescriptors(int tasks, int answers) {
+    const auto closeAll = [](int first, int last) {
+        if (first <= last) {
+            close_range(static_cast<unsigned>(first), static_cast<unsigned>(last), 0);
+        }
+    };
+    const int lower = std::min(tasks, answers);
+    const int upper = std::max(tasks, answers);
+    closeAll(kTaskDescriptor, lower - 1);
+    closeAll(lower + 1, upper - 1);
+    closeAll(upper + 1, std::numeric_limits<int>::max());
     const int farTasks = fcntl(tasks, F_DUPFD, kAnswerDescriptor + 1);
     const int farAnswers = fcntl(answers, F_DUPFD, kAnswerDescriptor + 1);
     dup2(farTasks, kTaskDescriptor);

@@ -135,7 +135,7 @@ def test_addresses_that_have_nothing_and_mixed_sources_are_refused(
 
 def test_addresses_of_unknown_file_systems_are_one_sentence(tmp_path: Path) -> None:
     (tmp_path / "music").mkdir()
-    call = {"work": tmp_path / "work", "qel": QEL}
+    call: dict[str, Any] = {"work": tmp_path / "work", "qel": QEL}
     for sources, out in (("nope://music", str(tmp_path / "out")), (str(tmp_path / "music"), "nope://music")):
         with pytest.raises(qelaudio.Error, match="^nope://music: cannot be opened: Protocol not known: nope$"):
             corpus.run(sources, out, **call)
@@ -145,7 +145,7 @@ def test_a_store_that_does_not_answer_is_named(tmp_path: Path) -> None:
     (tmp_path / "music").mkdir()
     options = {"key": "key", "secret": "secret", "endpoint_url": "http://127.0.0.1:1",
                "config_kwargs": {"retries": {"max_attempts": 0}}}  # fmt: skip
-    call = {"work": tmp_path / "work", "qel": QEL, "storage_options": options}
+    call: dict[str, Any] = {"work": tmp_path / "work", "qel": QEL, "storage_options": options}
     for sources, out in (("s3://b/music", str(tmp_path / "out")), (str(tmp_path / "music"), "s3://b/out")):
         named = sources if "://" in sources else out
         with pytest.raises(qelaudio.Error, match=f"^{named}: cannot be reached: Could not connect") as raised:
