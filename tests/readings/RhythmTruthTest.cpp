@@ -239,6 +239,34 @@ TEST(RhythmTruthTest, TwoBeatsDividedIntoThirdsStayABarOfTwo) {
     }
 }
 
+// A waltz: a bass tone on the first beat of each bar, a chord on the second and the third.
+Samples waltz(double bpm) {
+    constexpr double kBar = 3;
+    std::vector<Samples> parts;
+    const std::vector<double> roots{220, 293.66, 329.63, 220, 246.94, 293.66, 329.63, 220};
+    const double every = kBar * static_cast<double>(roots.size());
+    for (std::size_t bar = 0; bar < roots.size(); ++bar) {
+        const double first = kBar * static_cast<double>(bar);
+        const double beat = 60 / bpm;
+        const Samples bass = decaying(tone(roots[bar] / 2, kBar * beat, 0.3f), 0.6);
+        const Samples chord = decaying(
+            sum(tone(roots[bar], beat, 0.1f), tone(roots[bar] * 1.5, beat, 0.1f)), 0.2);
+        parts.push_back(struck(bass, on(bpm, first, every), kSeconds));
+        parts.push_back(struck(chord, on(bpm, first + 1, every), kSeconds));
+        parts.push_back(struck(chord, on(bpm, first + 2, every), kSeconds));
+    }
+    return mixed(parts);
+}
+
+// Not of its dotted quarters, two of which last as long as a bar.
+TEST(RhythmTruthTest, AWaltzHasTheTempoOfItsQuarters) {
+    for (const double bpm : {84.0, 100.0, 120.0, 140.0, 160.0, 180.0}) {
+        const Answers answers = read({Reading::Tempo, Reading::Bars}, waltz(bpm));
+        EXPECT_NEAR(answers.tempo->bpm, bpm, 0.5);
+        EXPECT_EQ(answers.bars->beatsPerBar, 3) << bpm;
+    }
+}
+
 // A stroke on every beat; on every first of a bar a bass drum and a new chord.
 Samples barsOf(int beats, double bpm) {
     const double seconds = beats * 60 / bpm;
