@@ -1,13 +1,13 @@
 """Fits the weights of tempo, beats and bars, and writes them into readings/rhythm.
 
     script/build release --target qel_rhythm_probe
-    PYTHONPATH=. ~/.cache/qel-truth/venv/bin/python -m bench.truth.fit_rhythm [--every 4] [--output DIRECTORY]
+    PYTHONPATH=. ~/.cache/qel-truth/venv/bin/python -m bench.truth.fit_rhythm --keep-steadiness [--every 4] [--output DIRECTORY]
 
 The material is that of bench/truth/training.py, which is in neither half, and for one number the half "develop". It
 is made first, if it is missing: about 3 GB in the cache, and an hour on two cores. The probe computes the figures by
 the classes of the library. Figures do not depend on the weights but for one, how well bars fit, which is computed anew
-here. So one run is enough, and the same material gives the same weights. With --every 4, one recording in four is
-taken: to try the script.
+here. So one run is enough, and the same material gives the same weights: with --keep-steadiness, those in use byte for
+byte. With --every 4, one recording in four is taken: to try the script.
 
 Five fits. All but the second are regularized logistic regressions:
 
