@@ -249,8 +249,8 @@ Samples waltz(double bpm) {
         const double first = kBar * static_cast<double>(bar);
         const double beat = 60 / bpm;
         const Samples bass = decaying(tone(roots[bar] / 2, kBar * beat, 0.3f), 0.6);
-        const Samples chord = decaying(
-            sum(tone(roots[bar], beat, 0.1f), tone(roots[bar] * 1.5, beat, 0.1f)), 0.2);
+        const Samples chord =
+            decaying(sum(tone(roots[bar], beat, 0.1f), tone(roots[bar] * 1.5, beat, 0.1f)), 0.2);
         parts.push_back(struck(bass, on(bpm, first, every), kSeconds));
         parts.push_back(struck(chord, on(bpm, first + 1, every), kSeconds));
         parts.push_back(struck(chord, on(bpm, first + 2, every), kSeconds));
