@@ -20,7 +20,7 @@ import qelaudio
 from qelaudio import corpus
 from qelaudio.corpus._dask import map_tasks
 from qelaudio.corpus._remote import ENDS, Copies, RemoteFile, address_of, analyze_copies, name_of
-from qelaudio.corpus._shards import Command, RunError, Shard
+from qelaudio.corpus._shards import Command, RunError, Shard, call
 from qelaudio.corpus._storage import Place
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -135,21 +135,21 @@ def test_addresses_that_have_nothing_and_mixed_sources_are_refused(
 
 def test_addresses_of_unknown_file_systems_are_one_sentence(tmp_path: Path) -> None:
     (tmp_path / "music").mkdir()
-    call: dict[str, Any] = {"work": tmp_path / "work", "qel": QEL}
+    arguments: dict[str, Any] = {"work": tmp_path / "work", "qel": QEL}
     for sources, out in (("nope://music", str(tmp_path / "out")), (str(tmp_path / "music"), "nope://music")):
         with pytest.raises(qelaudio.Error, match="^nope://music: cannot be opened: Protocol not known: nope$"):
-            corpus.run(sources, out, **call)
+            corpus.run(sources, out, **arguments)
 
 
 def test_a_store_that_does_not_answer_is_named(tmp_path: Path) -> None:
     (tmp_path / "music").mkdir()
     options = {"key": "key", "secret": "secret", "endpoint_url": "http://127.0.0.1:1",
                "config_kwargs": {"retries": {"max_attempts": 0}}}  # fmt: skip
-    call: dict[str, Any] = {"work": tmp_path / "work", "qel": QEL, "storage_options": options}
+    arguments: dict[str, Any] = {"work": tmp_path / "work", "qel": QEL, "storage_options": options}
     for sources, out in (("s3://b/music", str(tmp_path / "out")), (str(tmp_path / "music"), "s3://b/out")):
         named = sources if "://" in sources else out
         with pytest.raises(qelaudio.Error, match=f"^{named}: cannot be reached: Could not connect") as raised:
-            corpus.run(sources, out, **call)
+            corpus.run(sources, out, **arguments)
         assert "\n" not in str(raised.value)
 
 
@@ -167,6 +167,10 @@ def test_an_object_that_cannot_be_fetched_is_tried_again(tmp_path: Path, monkeyp
     files = (RemoteFile("memory/music/a.wav", "memory://music/a.wav", 8, "[]"),)
     with pytest.raises(RunError, match="^shard 1/1: cannot fetch to .*: slow down$"):
         analyze_copies(Copies(Command(QEL, str(tmp_path), ()), shard, files, "", {}))
+
+
+def test_a_relative_path_of_the_tool_counts_from_the_current_directory(tmp_path: Path) -> None:
+    assert call(os.path.relpath(QEL), ["--version"], str(tmp_path)) == (0, "")
 
 
 def test_a_task_that_a_store_fails_is_tried_four_times(client: Any, tmp_path: Path) -> None:

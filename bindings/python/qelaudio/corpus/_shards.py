@@ -67,7 +67,7 @@ def call(qel: str, arguments: Iterable[str], directory: str) -> tuple[int, str]:
     if tool is None:
         return USAGE, f"{qel}: there is no such program; install qel, or pass its path"
     with subprocess.Popen(
-        [*_ends_with_parent(), tool, *arguments],
+        [*_ends_with_parent(), os.path.abspath(tool), *arguments],
         cwd=directory,
         stdin=subprocess.DEVNULL,
         stdout=subprocess.DEVNULL,
