@@ -76,6 +76,17 @@ void SetLimits(const ChildSetup& setup) {
     alarm(setup.seconds);
 }
 
+// A shell lets what it starts by nohup, or with & in a script, ignore signals. A program hands that down, and
+// the tool goes on ignoring them.
+void HeedSignals() {
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGXFSZ}) {
+        std::signal(signal, SIG_DFL);
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
 } // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& command, const ChildSetup& setup)
@@ -90,6 +101,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command, const ChildS
 }
 
 void ChildProcess::Become(const std::vector<std::string>& command, const ChildSetup& setup) {
+    HeedSignals();
     SetStreams(setup, mOut, mErr);
     if (!setup.temporaryDirectory.empty()) {
         setenv("TMPDIR", setup.temporaryDirectory.c_str(), 1);

@@ -87,6 +87,17 @@ protected:
     ChildSetup mSetup{.temporaryDirectory = mDirectory.File("tmp"), .seconds = kSeconds};
 };
 
+// Else the tests of signals would wait for ever where a script runs them with &.
+TEST_F(AnalyzeSignalTest, AChildOfATestThatIgnoresSignalsHeedsThem) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const auto previous = std::signal(signal, SIG_IGN);
+        const std::string number = std::to_string(signal);
+        const ChildResult result = RunChild({"/bin/sh", "-c", "kill -" + number + " $$"}, mSetup);
+        std::signal(signal, previous);
+        EXPECT_EQ(result.signal, signal);
+    }
+}
+
 TEST_F(AnalyzeSignalTest, AnEndlessFileStreamsInFlatMemoryUntilASignalEndsIt) {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
