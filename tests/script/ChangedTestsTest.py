@@ -25,10 +25,14 @@ build tests/pitch/CMakeFiles/tone_tests.dir/ToneTest.cpp.o: CXX_COMPILER /root/t
 build bin/tone_tests: CXX_EXECUTABLE_LINKER__tone_tests_Release $
   tests/pitch/CMakeFiles/tone_tests.dir/ToneTest.cpp.o | lib/libSupport.a lib/libAll.so
 build tools/main.cpp.o: CXX_COMPILER /root/tools/main.cpp
-build bin/tool: CXX_EXECUTABLE_LINKER__tool_Release tools/main.cpp.o | lib/libAll.so
+build tools/many/Many.cpp.o: CXX_COMPILER /root/tools/many/Many.cpp
+build bin/tool: CXX_EXECUTABLE_LINKER__tool_Release tools/main.cpp.o tools/many/Many.cpp.o | lib/libAll.so
 build tests/tools/CMakeFiles/tool_tests.dir/RunTest.cpp.o: CXX_COMPILER /root/tests/tools/RunTest.cpp
 build bin/tool_tests: CXX_EXECUTABLE_LINKER__tool_tests_Release $
   tests/tools/CMakeFiles/tool_tests.dir/RunTest.cpp.o || bin/tool
+build tests/many/CMakeFiles/many_tests.dir/CountTest.cpp.o: CXX_COMPILER /root/tests/many/CountTest.cpp
+build bin/many_tests: CXX_EXECUTABLE_LINKER__many_tests_Release $
+  tests/many/CMakeFiles/many_tests.dir/CountTest.cpp.o || bin/tool
 """
 
 REPORTED = """tests/rhythm/CMakeFiles/lag_tests.dir/batch0.cpp.o: #deps 3, deps mtime 1 (VALID)
@@ -73,6 +77,9 @@ class ChangedTestsTest(unittest.TestCase):
 
     def test_a_source_of_the_tool_concerns_the_tests_that_run_the_tool(self):
         self.assertEqual(self.concerned("tools/main.cpp"), ["tool_tests"])
+
+    def test_a_part_of_the_tool_concerns_the_folder_of_its_own_that_its_tests_have(self):
+        self.assertEqual(self.concerned("tools/many/Many.cpp"), ["many_tests"])
 
     def test_what_no_program_is_made_from_concerns_none(self):
         self.assertEqual(self.concerned("rhythm/New.cpp", "README.md"), [])
