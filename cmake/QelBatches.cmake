@@ -72,7 +72,8 @@ function(qel_compile target folder options)
     foreach(file IN LISTS ARGN)
         cmake_path(IS_PREFIX folder ${file} isBatch)
         if(isBatch AND options)
-            set_source_files_properties(${file} TARGET_DIRECTORY ${target} PROPERTIES COMPILE_OPTIONS "${options}")
+            set_source_files_properties(${file} TARGET_DIRECTORY ${target} PROPERTIES
+                COMPILE_OPTIONS "${options}" SKIP_PRECOMPILE_HEADERS ON)
         endif()
         if(isBatch AND file MATCHES "\\.simd\\.cpp$")
             set_source_files_properties(${file} TARGET_DIRECTORY ${target} PROPERTIES

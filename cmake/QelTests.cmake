@@ -1,5 +1,23 @@
 # Test programs, and how they are compiled.
 
+# qel_precompile_headers(program)
+# Lets the sources of a test program begin with tests/harness/Precompiled.h, which is compiled once for all
+# programs whose folders have the same flags. The first of them has it, and may have no definitions. Sources
+# with flags of their own are compiled without it, and so are programs with sources in C, as it would be
+# compiled for both languages.
+function(qel_precompile_headers program)
+    get_directory_property(flags COMPILE_OPTIONS)
+    string(MD5 flags "${flags}")
+    get_property(first GLOBAL PROPERTY QEL_PRECOMPILED_${flags})
+    if(first)
+        target_precompile_headers(${program} REUSE_FROM ${first})
+    else()
+        # Without the absolute path, ccache finds the objects from another copy of the sources.
+        target_precompile_headers(${program} PRIVATE <tests/harness/Precompiled.h>)
+        set_property(GLOBAL PROPERTY QEL_PRECOMPILED_${flags} ${program})
+    endif()
+endfunction()
+
 # qel_add_tests(name [APART] SOURCES files... [LIBRARIES targets...] [DEFINITIONS defs...]
 #               [TIMEOUT seconds])
 # A GoogleTest executable. ctest knows its suites, each of which is one process; with APART it knows
@@ -10,6 +28,9 @@ function(qel_add_tests name)
     qel_target_defaults(${name})
     target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS})
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gtest GTest::gtest_main)
+    if(QEL_TEST_BATCH AND NOT arg_SOURCES MATCHES "\\.c(;|$)")
+        qel_precompile_headers(${name})
+    endif()
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 900) # minutes on a busy machine
     endif()
