@@ -76,8 +76,8 @@ void SetLimits(const ChildSetup& setup) {
     alarm(setup.seconds);
 }
 
-// A shell lets what it starts by nohup, or with & in a script, ignore signals. A program hands that down, and
-// the tool goes on ignoring them.
+// A shell lets what it starts by nohup, or with & in a script, ignore signals. A program hands that
+// down, and the tool goes on ignoring them.
 void HeedSignals() {
     for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGXFSZ}) {
         std::signal(signal, SIG_DFL);
