@@ -1,8 +1,10 @@
 #pragma once
 
-// The headers that most tests include, compiled once for all of them where tests are compiled in batches. A
-// test includes what it needs all the same: other builds have no such header. The project's own headers
-// would have every test compiled again when one of them is edited.
+// The headers that most tests include, compiled once for all of them where tests are compiled in
+// batches. A test includes what it needs all the same: other builds have no such header. The
+// project's own headers would have every test compiled again when one of them is edited.
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
@@ -12,7 +14,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <gtest/gtest.h>
 #include <limits>
 #include <map>
 #include <memory>
