@@ -63,6 +63,12 @@ Json DescribeKey(const AnalyzedKey& key) {
             {"names", names}};
 }
 
+bool IsAlike(const AnalyzedKey& one, const AnalyzedKey& other) {
+    return one.info == other.info && one.metaData.sampleRateHz == other.metaData.sampleRateHz &&
+           one.metaData.frameSamples == other.metaData.frameSamples &&
+           one.metaData.hopSamples == other.metaData.hopSamples;
+}
+
 } // namespace
 
 // Of what is no path, none.
@@ -72,16 +78,31 @@ std::optional<std::filesystem::path> JsonWriter::DirectoryOf(const std::string& 
 
 void JsonWriter::BeginFile(const FileHeader& header) {
     mHeader = header;
-    mResults.clear();
+    mResults.resize(header.keys.size());
     for (std::size_t i = 0; i < header.keys.size(); ++i) {
-        mResults.emplace_back();
+        BeginKey(header.keys[i], mResults[i]);
+    }
+}
+
+// A key of the file before mostly has the same description.
+void JsonWriter::BeginKey(const AnalyzedKey& key, KeyResults& results) const {
+    if (!IsAlike(results.key, key)) {
+        results.description = DumpMembers(DescribeKey(key));
+        results.key = key;
+    }
+    results.spill.Clear();
+    results.count = 0;
+}
+
+void JsonWriter::DropResults() {
+    for (KeyResults& results : mResults) {
+        results.spill.Clear();
     }
 }
 
 void JsonWriter::Write(std::size_t key, const Result& result) {
     KeyResults& results = mResults[key];
-    TextSink& sink = results.spill.Sink();
-    fmt::memory_buffer& buffer = sink.Buffer();
+    fmt::memory_buffer& buffer = results.spill.Buffer();
     buffer.append(std::string_view(results.count == 0 ? "\n[" : ",\n["));
     for (std::size_t c = 0; c < result.channels(); ++c) {
         if (c != 0) {
@@ -90,7 +111,7 @@ void JsonWriter::Write(std::size_t key, const Result& result) {
         FormatOf(*result.info()).AppendJson(buffer, result, c, mHeader.minStrength);
     }
     buffer.push_back(']');
-    sink.MayFlush();
+    results.spill.MayFlush();
     ++results.count;
 }
 
@@ -103,12 +124,11 @@ void JsonWriter::BeginEntry() {
 
 void JsonWriter::WriteKey(std::size_t key) {
     TextSink& sink = mOutput.Sink();
-    const AnalyzedKey& analyzed = mHeader.keys[key];
-    Json description = DescribeKey(analyzed);
-    description["count"] = mResults[key].count;
-    sink.Append(fmt::format("{}\n{}:{{{},\"values\":[", key == 0 ? "" : ",",
-                            JsonText(std::string(analyzed.info->key)), DumpMembers(description)));
-    mResults[key].spill.CopyTo(sink);
+    const KeyResults& results = mResults[key];
+    sink.Append(fmt::format("{}\n{}:{{{},\"count\":{},\"values\":[", key == 0 ? "" : ",",
+                            JsonText(std::string(results.key.info->key)), results.description,
+                            results.count));
+    results.spill.CopyTo(sink);
     sink.Append("]}");
 }
 
@@ -136,11 +156,11 @@ void JsonWriter::EndFile(const FileSummary& summary) {
     }
     mOutput.Sink().Append("}}");
     mOutput.Sink().Flush();
-    mResults.clear();
+    DropResults();
 }
 
 void JsonWriter::FailFile(const std::string& path, const std::string& message) {
-    mResults.clear();
+    DropResults();
     BeginEntry();
     mOutput.Sink().Append(Dump(Json{{"file", path}, {"error", message}}));
     mOutput.Sink().Flush();

@@ -31,18 +31,22 @@ public:
 private:
     // The results of one key of the file at hand.
     struct KeyResults {
+        AnalyzedKey key;
+        std::string description; // of the key, the members of an object
         SpillFile spill;
         std::uint64_t count = 0;
     };
 
     static std::optional<std::filesystem::path> DirectoryOf(const std::string& path);
     void BeginEntry();
+    void BeginKey(const AnalyzedKey& key, KeyResults& results) const;
+    void DropResults();
     void WriteKey(std::size_t key);
 
     std::optional<OutputDirectory> mDirectory; // outlives the file
     AtomicFile mOutput;
     FileHeader mHeader;
-    std::deque<KeyResults> mResults; // by index of mHeader.keys
+    std::deque<KeyResults> mResults; // by index of mHeader.keys; kept for the next file
     bool mBegun = false;
 };
 

@@ -25,10 +25,7 @@ std::filesystem::path TemporaryDirectory() {
     return directory;
 }
 
-} // namespace
-
-SpillFile::SpillFile() {
-    const std::filesystem::path directory = TemporaryDirectory();
+void OpenNameless(const std::filesystem::path& directory, std::optional<TextSink>& file) {
     std::string name = (directory / "qel.XXXXXX").string();
     const int descriptor = mkostemp(name.data(), O_CLOEXEC);
     if (descriptor < 0) {
@@ -36,15 +33,38 @@ SpillFile::SpillFile() {
                                       std::strerror(errno)));
     }
     unlink(name.c_str());
-    mSink.emplace(descriptor, fmt::format("temporary file in {}", directory.string()));
+    file.emplace(descriptor, fmt::format("temporary file in {}", directory.string()));
 }
 
-void SpillFile::CopyTo(TextSink& sink) {
-    mSink->Flush();
+} // namespace
+
+SpillFile::SpillFile() : mDirectory(TemporaryDirectory()) {}
+
+void SpillFile::Spill() {
+    if (!mFile) {
+        OpenNameless(mDirectory, mFile);
+    }
+    mFile->Write({mHeld.data(), mHeld.size()});
+    mHeld.clear();
+}
+
+void SpillFile::Clear() {
+    mFile.reset();
+    mHeld.clear();
+}
+
+void SpillFile::CopyTo(TextSink& sink) const {
+    if (mFile) {
+        CopyFileTo(sink);
+    }
+    sink.Append({mHeld.data(), mHeld.size()});
+}
+
+void SpillFile::CopyFileTo(TextSink& sink) const {
     std::array<char, 64 * 1024> chunk{};
     off_t position = 0;
     for (;;) {
-        const ssize_t count = pread(mSink->Descriptor(), chunk.data(), chunk.size(), position);
+        const ssize_t count = pread(mFile->Descriptor(), chunk.data(), chunk.size(), position);
         if (count == 0) {
             return;
         }

@@ -26,22 +26,32 @@ void TextSink::Fail(int error) const {
     throw OutputError(fmt::format("{}: cannot write: {}", mName, std::strerror(error)));
 }
 
-void TextSink::Flush() {
-    const char* next = mBuffer.data();
-    const char* const end = next + mBuffer.size();
-    while (next != end) {
+int TextSink::TryWrite(std::string_view text) const {
+    while (!text.empty()) {
         Interrupt::Check(); // before it waits, and after a signal broke the wait off
-        const ssize_t written = write(mDescriptor, next, static_cast<std::size_t>(end - next));
+        const ssize_t written = write(mDescriptor, text.data(), text.size());
         if (written < 0 && errno != EINTR) {
-            const int error = errno;
-            mBuffer.clear();
-            Fail(error);
+            return errno;
         }
         if (written > 0) {
-            next += written;
+            text.remove_prefix(static_cast<std::size_t>(written));
         }
     }
+    return 0;
+}
+
+void TextSink::Write(std::string_view text) const {
+    if (const int error = TryWrite(text)) {
+        Fail(error);
+    }
+}
+
+void TextSink::Flush() {
+    const int error = TryWrite({mBuffer.data(), mBuffer.size()});
     mBuffer.clear();
+    if (error != 0) {
+        Fail(error);
+    }
 }
 
 void TextSink::Close() {

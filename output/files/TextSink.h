@@ -36,6 +36,9 @@ public:
     // Interrupt::Requested.
     void Flush();
 
+    // Writes text out, past the buffer. Throws like Flush.
+    void Write(std::string_view text) const;
+
     // Writes out and closes; a file system may tell of a full disk only here. Throws like Flush.
     void Close();
 
@@ -44,6 +47,7 @@ public:
 private:
     static constexpr std::size_t kFlushBytes = 64 * 1024;
 
+    int TryWrite(std::string_view text) const; // returns an errno, 0 for none
     [[noreturn]] void Fail(int error) const;
 
     int mDescriptor;

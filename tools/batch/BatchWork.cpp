@@ -12,6 +12,8 @@
 
 #include <fmt/format.h>
 
+#include <memory>
+
 namespace qel::tool {
 namespace {
 
@@ -54,11 +56,11 @@ void AddWarnings(batch::Row& row, const std::vector<std::string>& warnings) {
     }
 }
 
-void AddKeys(const AnalysisPlan& plan, const std::string& path, batch::Row& row,
+void AddKeys(FileAnalyzer& analyzer, const std::string& path, batch::Row& row,
              std::vector<output::Array>& arrays) {
     ProgressBar none(-1, false);
     output::ArrayWriter writer;
-    AddWarnings(row, AnalyzeFile(plan, path, writer, none));
+    AddWarnings(row, analyzer.Analyze(path, writer, none));
     const output::FileHeader& header = writer.Header();
     DescribeFile(row, writer.Summary().decoder,
                  static_cast<double>(writer.Summary().frames) / header.sampleRateHz,
@@ -104,9 +106,11 @@ batch::FilePass Told(const batch::FilePass& pass) {
 batch::FileWork BatchWork::Work() const {
     batch::FileWork work;
     if (!plan.keys.empty()) {
-        work.passes.push_back(Told([plan = plan](const std::string& path, batch::Row& row,
-                                                 std::vector<output::Array>& arrays) {
-            AddKeys(plan, path, row, arrays);
+        // Shared by the copies of the pass.
+        const auto analyzer = std::make_shared<FileAnalyzer>(plan);
+        work.passes.push_back(Told([analyzer](const std::string& path, batch::Row& row,
+                                              std::vector<output::Array>& arrays) {
+            AddKeys(*analyzer, path, row, arrays);
         }));
     }
     if (!shown.empty()) {

@@ -64,9 +64,10 @@ int RunAnalyze(const AnalyzeOptions& options) {
     RefuseToOverwriteInput(options.files, options.output);
     const std::unique_ptr<output::ResultWriter> writer = MakeWriter(options, plan);
     ProgressBar progress(STDERR_FILENO, isatty(STDERR_FILENO) != 0 && !options.quiet);
+    FileAnalyzer analyzer(plan);
     bool good = true;
     for (const std::string& file : options.files) {
-        const auto analyze = [&] { return AnalyzeFile(plan, file, *writer, progress); };
+        const auto analyze = [&] { return analyzer.Analyze(file, *writer, progress); };
         const auto fail = [&](const std::string& reason) { writer->FailFile(file, reason); };
         good = TryFile(file, progress, analyze, fail) && good;
     }

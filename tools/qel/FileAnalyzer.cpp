@@ -2,7 +2,6 @@
 
 #include "output/files/Interrupt.h"
 #include "tools/qel/FileRun.h"
-#include "tools/qel/StreamAnalysis.h"
 #include "tools/qel/ToolError.h"
 
 #include <QelAudioAnalysis/Analyzer.hpp>
@@ -14,6 +13,7 @@
 #include <algorithm>
 #include <limits>
 #include <set>
+#include <utility>
 
 namespace qel::tool {
 namespace {
@@ -35,6 +35,15 @@ std::uint32_t LengthFor(const AnalysisPlan& plan, const std::string& path,
     });
     return LengthHint(mustKnow ? media::countFrames(path, output::Interrupt::IsRequested)
                                : reader.expectedFrames());
+}
+
+// Whether a reset analyzer gives the same results as a new one. At the end of a stream, keys of
+// rhythm may have changed the genre hint, and "audio range" goes on counting after a reset. Keys
+// that keep frames by the declared length need an analyzer of that length.
+bool MayShareAnalyzer(const AnalysisPlan& plan) {
+    return std::none_of(plan.keys.begin(), plan.keys.end(), [](const KeyInfo* info) {
+        return info->delivery == Delivery::AtEnd || info->delivery == Delivery::FramesAtEnd;
+    });
 }
 
 using Keys = std::set<const KeyInfo*>;
@@ -115,33 +124,58 @@ output::DecoderFacts FactsOf(const media::Report& report) {
             .damagedPackets = report.damagedPackets};
 }
 
-std::vector<std::string> AnalyzeFile(const AnalysisPlan& plan, const std::string& path,
-                                     output::ResultWriter& writer, ProgressBar& progress) {
+FileAnalyzer::FileAnalyzer(AnalysisPlan plan)
+    : mPlan(std::move(plan)), mMayShare(MayShareAnalyzer(mPlan)) {}
+
+std::unique_ptr<StreamAnalysis> FileAnalyzer::TakeAnalysis(const StreamSetup& setup) {
+    const bool isAlike = mKept != nullptr && mKeptSetup.sampleRateHz == setup.sampleRateHz &&
+                         mKeptSetup.channels == setup.channels;
+    if (isAlike) {
+        mKept->Reset();
+        return std::move(mKept);
+    }
+    mKept.reset(); // its memory first
+    return std::make_unique<StreamAnalysis>(mPlan.keys, mPlan.parameters, setup);
+}
+
+void FileAnalyzer::KeepAnalysis(std::unique_ptr<StreamAnalysis> analysis,
+                                const StreamSetup& setup) {
+    if (mMayShare) {
+        analysis->OnResult({});
+        mKept = std::move(analysis);
+        mKeptSetup = setup;
+    }
+}
+
+std::vector<std::string> FileAnalyzer::Analyze(const std::string& path,
+                                               output::ResultWriter& writer,
+                                               ProgressBar& progress) {
     const FileWarnings fileWarnings;
-    media::Reader reader(path, {.mix = plan.mix,
-                                .blockFrames = plan.blockSamples,
+    media::Reader reader(path, {.mix = mPlan.mix,
+                                .blockFrames = mPlan.blockSamples,
                                 .isCancelled = output::Interrupt::IsRequested});
     RefuseRate(reader.sampleRateHz());
-    StreamAnalysis analysis(plan.keys, plan.parameters,
-                            {.sampleRateHz = static_cast<double>(reader.sampleRateHz()),
-                             .channels = static_cast<std::uint32_t>(reader.channels()),
-                             .maxFrames = plan.blockSamples,
-                             .lengthFrames = LengthFor(plan, path, reader)});
+    const StreamSetup setup{.sampleRateHz = static_cast<double>(reader.sampleRateHz()),
+                            .channels = static_cast<std::uint32_t>(reader.channels()),
+                            .maxFrames = mPlan.blockSamples,
+                            .lengthFrames = LengthFor(mPlan, path, reader)};
+    std::unique_ptr<StreamAnalysis> analysis = TakeAnalysis(setup);
     Keys delivered;
-    ConnectWriter(analysis, plan, writer, delivered);
-    writer.BeginFile(DescribeFile(plan, path, reader, analysis));
+    ConnectWriter(*analysis, mPlan, writer, delivered);
+    writer.BeginFile(DescribeFile(mPlan, path, reader, *analysis));
     progress.Begin(path, reader.expectedFrames(), reader.sampleRateHz());
 
     output::FileSummary summary;
     for (media::Block block = reader.read(); block.frames > 0; block = reader.read()) {
-        analysis.Push(block.channels, block.frames);
+        analysis->Push(block.channels, block.frames);
         summary.frames += static_cast<std::int64_t>(block.frames);
         progress.Advance(summary.frames);
     }
-    summary.missing = DescribeMissing(plan, delivered, FinishStream(analysis, progress));
+    summary.missing = DescribeMissing(mPlan, delivered, FinishStream(*analysis, progress));
     const media::Report report = reader.report();
     summary.decoder = FactsOf(report);
     writer.EndFile(summary);
+    KeepAnalysis(std::move(analysis), setup);
     std::vector<std::string> warnings = fileWarnings.Of(report);
     if (!summary.missing.empty()) {
         warnings.push_back(summary.missing);

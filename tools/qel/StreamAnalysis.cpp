@@ -33,6 +33,10 @@ SInt32 StreamAnalysis::Finish(const Progress& progress) {
     return mAnalyzer.finish(progress);
 }
 
+void StreamAnalysis::Reset() {
+    mAnalyzer.reset();
+}
+
 KeyMetaData StreamAnalysis::MetaData(const KeyInfo& info) const {
     return mAnalyzer.metaData(std::string(info.key));
 }

@@ -25,6 +25,9 @@ public:
     // status, and is no reason to drop what else was found. Throws Error.
     SInt32 Finish(const Progress& progress);
 
+    // Starts a new stream with the same keys, parameters and setup. Throws Error.
+    void Reset();
+
     KeyMetaData MetaData(const KeyInfo& info) const;
 
 private:

@@ -1,7 +1,6 @@
 #include "output/files/AtomicFile.h"
 
 #include "output/files/OutputError.h"
-#include "output/files/SpillFile.h"
 #include "tests/harness/TempDirectory.h"
 
 #include <gtest/gtest.h>
@@ -146,21 +145,6 @@ TEST(AtomicFileTest, RefusesADirectoryAndAPlaceThatIsNotThere) {
     EXPECT_THROW(AtomicFile file(directory.Path()), OutputError);
     EXPECT_THROW(AtomicFile file(directory.File("missing/out.txt")), OutputError);
     EXPECT_EQ(directory.Entries(), Strings{});
-}
-
-TEST(SpillFileTest, GivesBackWhatWasWrittenHoweverMuch) {
-    const TempDirectory directory;
-    SpillFile spill;
-    std::string expected;
-    for (int i = 0; i < 30000; ++i) { // more than the buffers of both ends
-        const std::string line = fmt::format("line {}\n", i);
-        expected += line;
-        spill.Sink().Append(line);
-    }
-    AtomicFile file(directory.File("copy.txt"));
-    spill.CopyTo(file.Sink());
-    file.Commit();
-    EXPECT_EQ(ReadFile(directory.File("copy.txt")), expected);
 }
 
 } // namespace
