@@ -5,6 +5,7 @@
 #include <fmt/compile.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <iterator>
@@ -36,16 +37,28 @@ void AppendJsonNumber(fmt::memory_buffer& buffer, Number value) {
     }
 }
 
-// In CSV, what is not finite reads nan, inf or -inf.
+// What is not finite reads nan, inf or -inf in CSV.
+template <typename Number>
+std::string_view WordOfInfinite(Number value) {
+    if (std::isnan(value)) {
+        return "nan"; // whatever its sign
+    }
+    return value < 0 ? "-inf" : "inf";
+}
+
 template <typename Number>
 void AppendCsvNumber(fmt::memory_buffer& buffer, Number value) {
     if (std::isfinite(value)) {
         AppendFinite(buffer, value);
-    } else if (std::isnan(value)) {
-        buffer.append(std::string_view("nan")); // whatever its sign
     } else {
-        buffer.append(std::string_view(value < 0 ? "-inf" : "inf"));
+        buffer.append(WordOfInfinite(value));
     }
+}
+
+// The same at a place with room for kMostFloatChars; returns the end.
+inline char* WriteCsvFloat(char* out, float value) {
+    return std::isfinite(value) ? WriteFloat(out, value)
+                                : std::ranges::copy(WordOfInfinite(value), out).out;
 }
 
 // A moment in a file for annotation tools: microseconds, finer than any sample, and never an
