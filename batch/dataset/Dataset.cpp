@@ -110,7 +110,7 @@ Settings Dataset::SettingsOf(const std::string& directory) {
         throw Refusal(
             fmt::format("{}: is no dataset: it has no readable file \"settings\"", directory));
     }
-    const Settings settings = Settings::Parse({std::istreambuf_iterator<char>(file), {}});
+    Settings settings = Settings::Parse({std::istreambuf_iterator<char>(file), {}});
     if (settings.Lines().empty()) {
         throw Refusal(fmt::format("{}: its settings are damaged, or those of another version of "
                                   "qel; use that version, or name another dataset",
