@@ -210,7 +210,8 @@ TEST_F(BatchSlurmTest, ATaskWhoseMessageDoesNotFitOnTheDiskIsNotTakenForComplete
 TEST_F(BatchSlurmTest, ATaskThatIsKilledLeavesNoTemporaryFile) {
     WriteScript();
     fs::create_directory(mPlace.File("tmp"));
-    AddProgram("qel", "echo >begun; while [ ! -e stop ]; do sleep 0.01; done");
+    // It ends with the directory as well, which the end of the test may remove first.
+    AddProgram("qel", "echo >begun; while [ -e begun ] && [ ! -e stop ]; do sleep 0.01; done");
     ChildProcess task(Command("shard", "TMPDIR=$PWD/tmp " + Task(1)),
                       {.workingDirectory = mPlace.Path()});
     while (!fs::exists(mPlace.File("begun"))) {
