@@ -1,6 +1,5 @@
 // Files that cost their worker, and what a run makes of them.
 
-#include "batch/dataset/Dataset.h"
 #include "output/files/OutputError.h"
 #include "tests/batch/FakeRun.h"
 
@@ -65,19 +64,10 @@ TEST(BatchFaultsTest, ADatasetThatIsRemovedDuringTheRunIsSaid) {
 }
 
 TEST(BatchFaultsTest, TablesThatCouldNotBeWrittenLeaveNothing) {
-    const FakeRun run;
-    run.Add("a", "ok");
-    batch::RunBatch(run.Setup());
-    const batch::Settings settings = batch::Dataset::SettingsOf(run.Dataset());
-    const batch::Dataset dataset(run.Dataset(), settings);
-    const batch::Tables::Content content{
-        .dataset = run.Dataset(),
-        .settings = settings,
-        .list = {},
-        .readings = {},
-        .rows = [](const auto&) { throw output::OutputError("the disk is full"); }};
-    EXPECT_THROW(dataset.Publish("attempt", content), output::OutputError);
-    EXPECT_TRUE(dataset.PartNames().empty());
+    const OneFileDataset dataset;
+    EXPECT_THROW(dataset.Publish([] { throw output::OutputError("the disk is full"); }),
+                 output::OutputError);
+    EXPECT_TRUE(dataset->PartNames().empty());
 }
 
 TEST(BatchFaultsTest, AFileThatHangsCostsItselfAlone) {

@@ -197,44 +197,32 @@ TEST(BatchResumeTest, ArraysThatAreMissingOrCutAreMadeAgain) {
 }
 
 // A run that comes to its tables and goes no further.
-pid_t RunThatWritesTables(const batch::Dataset& dataset, const batch::Settings& settings) {
-    const batch::Tables::Content content{.dataset = dataset.Directory(),
-                                         .settings = settings,
-                                         .list = {},
-                                         .readings = {},
-                                         .rows = [](const auto&) { pause(); }};
-    const pid_t run = InChild([&] { dataset.Publish("attempt", content); });
-    for (int i = 0; i < 5000 && !fs::exists(dataset.Parts() + "/attempt.sqlite"); ++i) {
+pid_t RunThatWritesTables(const OneFileDataset& dataset) {
+    const pid_t run = InChild([&] { dataset.Publish([] { pause(); }); });
+    const std::string tables = dataset->Parts() + "/attempt.sqlite";
+    for (int i = 0; i < 5000 && !fs::exists(tables); ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
-    EXPECT_TRUE(fs::exists(dataset.Parts() + "/attempt.sqlite"));
+    EXPECT_TRUE(fs::exists(tables));
     return run;
 }
 
 TEST(BatchResumeTest, TablesOfAKilledRunAreRemovedWhenTheNextRunBegins) {
-    const FakeRun run;
-    run.Add("a", "ok");
-    batch::RunBatch(run.Setup());
-    const batch::Settings settings = batch::Dataset::SettingsOf(run.Dataset());
-    const batch::Dataset dataset(run.Dataset(), settings);
-    const pid_t writing = RunThatWritesTables(dataset, settings);
+    const OneFileDataset dataset;
+    const pid_t writing = RunThatWritesTables(dataset);
     kill(writing, SIGKILL);
     EXPECT_TRUE(WIFSIGNALED(WaitFor(writing)));
-    EXPECT_FALSE(dataset.PartNames().empty()) << "nothing was left";
-    dataset.Begin();
-    EXPECT_EQ(dataset.PartNames(), Names());
+    EXPECT_FALSE(dataset->PartNames().empty()) << "nothing was left";
+    dataset->Begin();
+    EXPECT_EQ(dataset->PartNames(), Names());
 }
 
 TEST(BatchResumeTest, TablesThatAnotherRunIsWritingStayWhenARunBegins) {
-    const FakeRun run;
-    run.Add("a", "ok");
-    batch::RunBatch(run.Setup());
-    const batch::Settings settings = batch::Dataset::SettingsOf(run.Dataset());
-    const batch::Dataset dataset(run.Dataset(), settings);
-    const pid_t writing = RunThatWritesTables(dataset, settings);
-    const Names before = dataset.PartNames();
-    dataset.Begin();
-    EXPECT_EQ(dataset.PartNames(), before);
+    const OneFileDataset dataset;
+    const pid_t writing = RunThatWritesTables(dataset);
+    const Names before = dataset->PartNames();
+    dataset->Begin();
+    EXPECT_EQ(dataset->PartNames(), before);
     kill(writing, SIGKILL);
     WaitFor(writing);
 }

@@ -1,7 +1,5 @@
 #include "tests/batch/FakeRun.h"
 
-#include "batch/dataset/Dataset.h"
-
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -163,6 +161,28 @@ batch::Row FakeRun::WholeRow(const std::string& name, const std::string& dataset
         }
     });
     return found;
+}
+
+namespace {
+
+batch::Settings RunOneFile(const FakeRun& run) {
+    run.Add("a", "ok");
+    batch::RunBatch(run.Setup());
+    return batch::Dataset::SettingsOf(run.Dataset());
+}
+
+} // namespace
+
+OneFileDataset::OneFileDataset()
+    : mSettings(RunOneFile(mRun)), mDataset(mRun.Dataset(), mSettings) {}
+
+void OneFileDataset::Publish(const std::function<void()>& rows) const {
+    const batch::Tables::Content content{.dataset = mDataset.Directory(),
+                                         .settings = mSettings,
+                                         .list = {},
+                                         .readings = {},
+                                         .rows = [&](const auto&) { rows(); }};
+    mDataset.Publish("attempt", content);
 }
 
 pid_t InChild(const std::function<void()>& work) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "batch/Batch.h"
+#include "batch/dataset/Dataset.h"
+#include "batch/dataset/Settings.h"
 #include "tests/harness/TempDirectory.h"
 
 #include <functional>
@@ -47,6 +49,21 @@ public:
 
 private:
     test::TempDirectory mPlace;
+};
+
+// A dataset of one file after its run, and its settings.
+class OneFileDataset {
+public:
+    OneFileDataset();
+    const batch::Dataset* operator->() const { return &mDataset; }
+
+    // Writes tables as the attempt "attempt"; `rows` is called for their rows.
+    void Publish(const std::function<void()>& rows) const;
+
+private:
+    FakeRun mRun;
+    batch::Settings mSettings;
+    batch::Dataset mDataset;
 };
 
 // Runs something in a child process, which ends with 0 if it comes to its end.
