@@ -28,6 +28,12 @@ option(QEL_FUZZ_COVERAGE "Let libFuzzer see the ways through library and tool; w
 
 include(${CMAKE_CURRENT_LIST_DIR}/QelHardening.cmake)
 
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # GCC looks for memory to reclaim when it has 512 MB instead of some 100, which takes 5 % less time. No
+    # source of the project takes as much.
+    add_compile_options(--param=ggc-min-heapsize=524288)
+endif()
+
 # The one list of warnings, and the flags that keep single-precision results the same in
 # every build: no contraction of a multiply and an add into one rounding.
 function(qel_target_defaults target)
