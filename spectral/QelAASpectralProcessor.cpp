@@ -1,13 +1,11 @@
 #include "spectral/QelAASpectralProcessor.h"
 
-#include "elementary/Functions.h"
 #include "spectral/Magnitudes.h"
 #include "spectral/VectorHelpers.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <new>
-#include <numbers>
 
 namespace qel::core {
 
@@ -46,7 +44,6 @@ QelAASpectralProcessor::QelAASpectralProcessor(UInt32 transformLength, UInt32 ho
         throw std::bad_alloc();
     }
     AllocateChannels();
-    mWindow.alloc(mFFTSize, false);
     SineWindow();
 }
 
@@ -102,31 +99,19 @@ void QelAASpectralProcessor::SetKeepsAudioFrames(bool keeps) {
 }
 
 void QelAASpectralProcessor::SetWindow(const float* window) {
-    std::copy_n(window, mFFTSize, mWindow.get());
+    mWindow.Copy(window, mFFTSize);
 }
 
 void QelAASpectralProcessor::SineWindow() {
-    const double step = std::numbers::pi / (mFFTSize - 1.0);
-    for (UInt32 i = 0; i < mFFTSize; ++i) {
-        mWindow[i] = static_cast<float>(elementary::Sin(i * step));
-    }
+    mWindow.SetShape({WindowShape::Sine, mFFTSize});
 }
 
 void QelAASpectralProcessor::HanningWindow() {
-    for (UInt32 i = 0; i < mFFTSize; ++i) {
-        const double phase = 2.0 * std::numbers::pi * (i + 1.0) / (mFFTSize + 1.0);
-        mWindow[i] = static_cast<float>(0.5 * (1.0 - elementary::Cos(phase)));
-    }
+    mWindow.SetShape({WindowShape::Hanning, mFFTSize});
 }
 
 void QelAASpectralProcessor::HammingWindow() {
-    // The coefficients are single-precision values, widened.
-    constexpr double kOffset = 0.54f;
-    constexpr double kSwing = -0.46f;
-    const double step = 2.0 * std::numbers::pi / (mFFTSize - 1.0);
-    for (UInt32 i = 0; i < mFFTSize; ++i) {
-        mWindow[i] = static_cast<float>(kOffset + kSwing * elementary::Cos(i * step));
-    }
+    mWindow.SetShape({WindowShape::Hamming, mFFTSize});
 }
 
 void QelAASpectralProcessor::GetMagnitude(AudioBufferList* out, float* mins, float* maxs) {

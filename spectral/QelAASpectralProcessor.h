@@ -2,6 +2,7 @@
 
 #include "spectral/FFTSetupOwner.h"
 #include "spectral/SpectralTypes.h"
+#include "spectral/SpectralWindow.h"
 #include "support/runtime/CAAutoDisposer.h"
 
 #include <Accelerate/Accelerate.h>
@@ -133,7 +134,7 @@ protected:
     UInt32 mOutputWritePos = 0;
 
     FFTSetupOwner mFFTSetup;
-    CAAutoFree<float> mWindow;
+    SpectralWindow mWindow;
     CAAutoArrayDelete<SpectralChannel> mChannels;
     CAAutoFree<SpectralAndAudioBufferList> mSpectralBufferList;
     SpectralFunction mSpectralFunction = nullptr;

@@ -7,6 +7,8 @@
 
 #include <MacTypes.h>
 
+#include <memory>
+
 namespace qel::core {
 
 // A spectral processor that follows each forward transform with a bank of triangular filters: per
@@ -63,8 +65,8 @@ public:
 
 protected:
     void ProcessFrame() override;
-    MelFilterBank mFilterWeights;
-    UInt32 mNumFilters = 0; // in force
+    std::shared_ptr<const MelFilterBank> mFilterWeights; // shared with other processors
+    UInt32 mNumFilters = 0;                              // in force
     const UInt32 mNumLinearFilters;
     const double mSampleRate; // Hz
     const UInt32 mNumBins;

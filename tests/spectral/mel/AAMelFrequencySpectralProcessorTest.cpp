@@ -282,7 +282,7 @@ TEST(AAMelFrequencySpectralProcessorTest, CleanUpGivesEverythingBackAndMayBeRepe
     EXPECT_EQ(processor.GetMagnitudeList(), nullptr);
     EXPECT_EQ(processor.GetLogEarList(), nullptr);
     EXPECT_EQ(processor.mMinMagnitudes.get(), nullptr);
-    EXPECT_EQ(processor.mFilterWeights.NumFilters(), 0u);
+    EXPECT_EQ(processor.mFilterWeights, nullptr);
     processor.CleanUp();
     processor.AllocateBuffers();
     processor.MakeFilterWeights2();

@@ -51,7 +51,7 @@ Doubles FirstDesignEdges(std::size_t linear, std::size_t filters) {
 void ExpectWeights(const OpenMelProcessor& processor, double rateHz, const Doubles& edges) {
     const std::size_t filters = edges.size() - 2;
     const std::vector<float> dense = processor.DenseWeights();
-    ASSERT_EQ(processor.mFilterWeights.NumFilters(), filters);
+    ASSERT_EQ(processor.mFilterWeights->NumFilters(), filters);
     ASSERT_EQ(dense.size(), filters * processor.mNumBins);
     const double binHz = rateHz / (2.0 * processor.mNumBins);
     for (std::size_t b = 0; b < filters; ++b) {

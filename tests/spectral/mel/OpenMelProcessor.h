@@ -30,8 +30,8 @@ public:
 
     // The weight of bin j and filter b at j * filters + b.
     std::vector<float> DenseWeights() const {
-        std::vector<float> dense(std::size_t{mNumBins} * mFilterWeights.NumFilters(), -1.0f);
-        mFilterWeights.FillDense(dense.data());
+        std::vector<float> dense(std::size_t{mNumBins} * mFilterWeights->NumFilters(), -1.0f);
+        mFilterWeights->FillDense(dense.data());
         return dense;
     }
 
