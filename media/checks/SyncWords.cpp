@@ -43,6 +43,21 @@ constexpr std::array<bool, 256> kBegins = [] {
     return begins;
 }();
 
+// The second bytes of all words: of the bytes of quiet music that begin one, the most are 0xFF, the
+// upper half of a small sample below 0, and few of these have such a neighbour.
+constexpr std::array<bool, 256> kGoesOn = [] {
+    std::array<bool, 256> seconds{};
+    for (const LongWord& row : kLongWords) {
+        seconds[row.word >> 16 & 0xFF] = true;
+    }
+    for (std::size_t byte = 0xE0; byte < 256; ++byte) { // of headers, and of LATM
+        seconds[byte] = true;
+    }
+    seconds[0x77] = true;
+    seconds[0x0B] = true;
+    return seconds;
+}();
+
 // AAC with the header of ADTS and one of its 13 sample rates.
 bool IsAacHeader(std::uint32_t word) {
     return (word & 0xFFF60000) == 0xFFF00000 && (word >> 10 & 15) < 13;
@@ -89,13 +104,18 @@ bool IsLongWord(std::uint32_t word, std::uint32_t next) {
     });
 }
 
+// Four bytes from place `at` on, the first one on top.
+std::uint32_t WordAt(std::span<const std::uint8_t> bytes, std::size_t at) {
+    return std::uint32_t{bytes[at]} << 24 | std::uint32_t{bytes[at + 1]} << 16 |
+           std::uint32_t{bytes[at + 2]} << 8 | bytes[at + 3];
+}
+
 bool BeginsWithFrame(std::span<const std::uint8_t> bytes) {
     const auto first = std::ranges::find_if(bytes, [](std::uint8_t byte) { return byte != 0; });
     if (bytes.end() - first < 4) {
         return false;
     }
-    const std::uint32_t word = std::uint32_t{first[0]} << 24 | std::uint32_t{first[1]} << 16 |
-                               std::uint32_t{first[2]} << 8 | first[3];
+    const std::uint32_t word = WordAt(bytes, static_cast<std::size_t>(first - bytes.begin()));
     return IsShort(word) || IsTag(word);
 }
 
@@ -106,14 +126,13 @@ bool MayHoldFrames(std::span<const std::uint8_t> bytes) {
         return true;
     }
     std::array<std::uint16_t, kHeaderKinds> counts{}; // by kind
-    std::uint64_t last = 0;                           // six bytes
-    for (const std::uint8_t byte : bytes) {
-        last = last << 8 | byte;
-        const auto word = static_cast<std::uint32_t>(last >> 16);
-        if (!kBegins[word >> 24]) {
+    // Of a word, six bytes count: the last five begin none.
+    for (std::size_t i = 0; i + 6 <= bytes.size(); ++i) {
+        if (!kBegins[bytes[i]] || !kGoesOn[bytes[i + 1]]) {
             continue;
         }
-        if (IsLongWord(word, static_cast<std::uint32_t>(last & 0xFFFF))) {
+        const std::uint32_t word = WordAt(bytes, i);
+        if (IsLongWord(word, WordAt(bytes, i + 2) & 0xFFFF)) {
             return true;
         }
         const std::size_t most = IsAacHeader(word) ? kMostAacByChance : kMostByChance;

@@ -99,6 +99,18 @@ TEST(SyncWordsTest, AShortSyncWordInTheMiddleCountsWhenItIsFrequent) {
     EXPECT_TRUE(holds("\xFF\xF1\x50\x80", 101));
 }
 
+// Two bytes after it decide about some words.
+TEST(SyncWordsTest, ALongSyncWordCountsUpToTwoBytesBeforeTheEnd) {
+    for (const std::size_t after : {0u, 1u, 2u}) {
+        Bytes bytes(100, 0x11);
+        for (const char byte : "\x7F\xFE\x80\x01"sv) {
+            bytes.push_back(static_cast<std::uint8_t>(byte));
+        }
+        bytes.insert(bytes.end(), after, 0x11);
+        EXPECT_EQ(MayHoldFrames(bytes), after == 2) << after;
+    }
+}
+
 TEST(SyncWordsTest, HeadersWithoutABitRateALayerOrASampleRateCountAsSamples) {
     EXPECT_FALSE(MayHoldFrames(Placed("\xFF\xFB\x00\x64"sv, 0, 300)));
     EXPECT_FALSE(MayHoldFrames(Placed("\xFF\xFB\xF0\x64"sv, 0, 300)));
