@@ -25,6 +25,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <malloc.h>
 #include <new>
 #include <sstream>
 #include <string>
@@ -270,6 +271,18 @@ int ParseAndRun(int argc, const char* const* argv) {
     return Run(line);
 }
 
+// Memory of one file serves the next. By default glibc gives the end of the heap back as soon as it
+// is twice the largest block that came from the system, and where blocks happen to lie decides
+// whether every short file pays for 440 page faults, 1 ms or more.
+void KeepFreedMemory() {
+#ifdef __GLIBC__
+    constexpr int kOwnBlockBytes = 4 << 20; // blocks of this size come from the system, and go back
+    constexpr int kMostFreeBytes = 16 << 20;
+    mallopt(M_MMAP_THRESHOLD, kOwnBlockBytes);
+    mallopt(M_TRIM_THRESHOLD, kMostFreeBytes);
+#endif
+}
+
 int Fail(const char* message, ExitStatus status) {
     StandardStreams::Complain(message);
     return status;
@@ -278,6 +291,7 @@ int Fail(const char* message, ExitStatus status) {
 } // namespace
 
 int RunCommandLine(int argc, const char* const* argv) {
+    KeepFreedMemory();
     StandardStreams::Secure();
     output::Interrupt::Install();
     media::silenceLibraries();

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <string>
+#include <sys/resource.h>
 #include <vector>
 
 namespace qel::tool {
@@ -62,6 +63,30 @@ TEST(AnalyzeMemoryTest, JsonOfALongFileTakesNoMoreMemoryThanOfAShortOne) {
     EXPECT_GT(static_cast<long>(std::filesystem::file_size(directory.File("out.json"))),
               kLeastResultBytes);
     EXPECT_LT(twenty - one, kAllowedGrowthKilobytes) << one << " kB and " << twenty << " kB";
+}
+
+// Page faults of the tool while it reads one file of a second so many times.
+long FaultsOfReading(const std::string& path, std::size_t times) {
+    std::vector<std::string> arguments{"read", "--format", "csv"};
+    arguments.insert(arguments.end(), times, path);
+    rusage before{};
+    rusage after{};
+    getrusage(RUSAGE_CHILDREN, &before);
+    EXPECT_EQ(RunTool(arguments).status, 0);
+    getrusage(RUSAGE_CHILDREN, &after);
+    return after.ru_minflt - before.ru_minflt;
+}
+
+// Memory that goes back to the system and comes again takes 440 faults a file.
+TEST(AnalyzeMemoryTest, AFileUsesTheMemoryOfTheOneBeforeIt) {
+    if (QEL_SANITIZED) {
+        GTEST_SKIP() << "the checker keeps freed memory from use";
+    }
+    const TempDirectory directory;
+    const std::string path = directory.File("second.wav");
+    WriteFloatWav(path, kRateHz, {Drums(1, 120, 4)});
+    const long faults = FaultsOfReading(path, 60) - FaultsOfReading(path, 10);
+    EXPECT_LT(faults, 50 * 100);
 }
 
 TEST(AnalyzeMemoryTest, AFileThatNeedsMoreThanThereIsFailsAloneInOneLine) {
