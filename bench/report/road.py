@@ -59,7 +59,7 @@ ROWS = {
     READ_SAMPLES: ("the readings alone, a new reader for each sample",
                    "start of the program; opening the file, 0.5 ms"),
     ANALYZE_SAMPLES: ("the keys alone, one analyzer that is reset",
-                      "the tables that a reset makes; opening the file"),
+                      "start of the program and first analyzer; opening the file"),
     THREADS: ("one after the other; both wall-clock time", "the memory and caches that the cores share"),
 }
 

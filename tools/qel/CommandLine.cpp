@@ -272,8 +272,8 @@ int ParseAndRun(int argc, const char* const* argv) {
 }
 
 // Memory of one file serves the next. By default glibc gives the end of the heap back as soon as it
-// is twice the largest block that came from the system, and where blocks happen to lie decides
-// whether every short file pays for 440 page faults, 1 ms or more.
+// is twice the largest block that came from the system. Whether that happens after each short file,
+// which then takes 440 page faults, depends on where blocks lie.
 void KeepFreedMemory() {
 #ifdef __GLIBC__
     constexpr int kOwnBlockBytes = 4 << 20; // blocks of this size come from the system, and go back
