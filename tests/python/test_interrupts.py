@@ -63,7 +63,10 @@ def long_audio(seconds: float) -> Any:
 def test_a_push_is_interrupted_and_the_stream_goes_on() -> None:
     audio = long_audio(400)
     analyzer = qelaudio.Analyzer(["mfcc", "chroma", "constant-q"], RATE)
-    assert_interrupted(lambda: analyzer.push(audio))
+    for after in (0.1, 0.2, 0.4):  # on a busy machine, 0.1 s may pass before the first sample
+        assert_interrupted(lambda: analyzer.push(audio), after)
+        if analyzer.samples:
+            break
     assert 0 < analyzer.samples < len(audio)
     assert len(analyzer.push(audio[:44100])["mfcc"]) > 0
     analyzer.reset()
