@@ -125,10 +125,15 @@ void QelAASpectralProcessor::GetMagnitude(AudioBufferList* out, float* mins, flo
     }
 }
 
-void QelAASpectralProcessor::GetFrequencies(float* out, float sampleRate) const {
-    for (UInt32 k = 0; k < mFFTSize / 2; ++k) {
-        out[k] = static_cast<float>(k) * sampleRate / static_cast<float>(mFFTSize);
+void QelAASpectralProcessor::FrequenciesOfBins(float* out, UInt32 transformLength,
+                                               float sampleRate) {
+    for (UInt32 k = 0; k < transformLength / 2; ++k) {
+        out[k] = static_cast<float>(k) * sampleRate / static_cast<float>(transformLength);
     }
+}
+
+void QelAASpectralProcessor::GetFrequencies(float* out, float sampleRate) const {
+    FrequenciesOfBins(out, mFFTSize, sampleRate);
 }
 
 void QelAASpectralProcessor::PrintSpectralBufferList() const {

@@ -91,6 +91,8 @@ public:
     void GetMagnitude(AudioBufferList* out, float* mins, float* maxs);
     // The frequencies in Hz of those bins, at `sampleRate` Hz.
     void GetFrequencies(float* out, float sampleRate) const;
+    // The same for any transform.
+    static void FrequenciesOfBins(float* out, UInt32 transformLength, float sampleRate);
 
     // Prints every bin to the standard output, for debugging.
     void PrintSpectralBufferList() const;

@@ -1,6 +1,7 @@
 #include "spectral/mel/MelFilterBanks.h"
 
 #include "elementary/Functions.h"
+#include "spectral/QelAASpectralProcessor.h"
 #include "spectral/mel/MelScale.h"
 #include "support/runtime/SharedDesigns.h"
 
@@ -78,10 +79,8 @@ void FillBank(MelFilterBank& bank, const std::vector<float>& binsHz, const Edges
 
 std::vector<float> FrequenciesOfBins(const MelDesign& design) {
     std::vector<float> binsHz(design.frameSize / 2);
-    for (std::size_t k = 0; k < binsHz.size(); ++k) {
-        binsHz[k] = static_cast<float>(k) * static_cast<float>(design.sampleRateHz) /
-                    static_cast<float>(design.frameSize);
-    }
+    QelAASpectralProcessor::FrequenciesOfBins(binsHz.data(), design.frameSize,
+                                              static_cast<float>(design.sampleRateHz));
     return binsHz;
 }
 

@@ -9,7 +9,7 @@
 
 namespace qel::core {
 
-// Where the edges of the filters are; AAMelFrequencySpectralProcessor has the formulas.
+// Where the edges of the filters are; AAMelFrequencySpectralProcessor describes both.
 enum class MelSpacing { Mel, LinearThenLog };
 
 // What the weights of filters depend on.
