@@ -2,7 +2,7 @@
 
 option(QEL_CLANG_TESTS
     "Compile the tests with Clang, where it is installed, though GCC compiles what they test" OFF)
-find_program(QEL_CLANG NAMES clang++-14 clang++)
+find_program(QEL_CLANG clang++-14)
 mark_as_advanced(QEL_CLANG)
 
 # qel_compile_with_clang()
@@ -58,7 +58,8 @@ endfunction()
 # A GoogleTest executable. ctest knows its suites, each of which is one process; with APART it knows
 # every TEST, for tests that need a process of their own.
 #
-# Programs whose tests would take longer without optimization than the compiler saves have COMPUTES.
+# Programs whose tests would take longer without optimization than the compiler saves have COMPUTES. Where
+# qelTestsAreCompiledAlone is set, ctest knows none of them.
 function(qel_add_tests name)
     cmake_parse_arguments(arg "APART;COMPUTES" "TIMEOUT" "SOURCES;LIBRARIES;DEFINITIONS" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
@@ -70,6 +71,9 @@ function(qel_add_tests name)
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gtest GTest::gtest_main)
     if(QEL_TEST_BATCH AND NOT arg_SOURCES MATCHES "\\.c(;|$)")
         qel_precompile_headers(${name})
+    endif()
+    if(qelTestsAreCompiledAlone)
+        return()
     endif()
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 900) # minutes on a busy machine
