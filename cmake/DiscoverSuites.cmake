@@ -1,10 +1,25 @@
 # Lists the suites of a GoogleTest program as tests of ctest, one process per suite: run by
 # qel_add_tests after a program is linked.
 #
-#   cmake -D EXECUTABLE=... -D LISTING=... -D RESULTS=... -D TIMEOUT=... -P DiscoverSuites.cmake
+#   cmake -D EXECUTABLE=... -D LISTING=... -D RESULTS=... -D TIMEOUT=... -D EXHAUSTIVE=SUITE,...
+#       -P DiscoverSuites.cmake
 #
-# LISTING is the file that ctest reads. Each suite leaves its tests by name and time in RESULTS, as
-# SUITE.xml, where script/test-times finds them.
+# LISTING is the file that ctest reads. Each process leaves its tests by name and time in RESULTS, as
+# NAME.xml, where script/test-times finds them.
+#
+# Suites in EXHAUSTIVE are split into three processes, each with every third of their tests. The second and third
+# have the label "exhaustive", which script/test leaves out.
+
+cmake_minimum_required(VERSION 3.25)
+
+# add_process(NAME SUITE COST PROPERTIES): appends a test of ctest to `listing`.
+macro(add_process name suite cost properties)
+    string(REPLACE "/" "-" file ${name})
+    string(APPEND listing
+        "add_test([=[${name}]=] [=[${EXECUTABLE}]=] [=[--gtest_filter=${suite}.*]=] "
+        "[=[--gtest_output=xml:${RESULTS}/${file}.xml]=])\n"
+        "set_tests_properties([=[${name}]=] PROPERTIES TIMEOUT ${TIMEOUT} COST ${cost} ${properties})\n")
+endmacro()
 
 execute_process(
     COMMAND ${EXECUTABLE} --gtest_list_tests
@@ -27,14 +42,24 @@ if(NOT suites)
     message(FATAL_ERROR "${EXECUTABLE} lists no tests")
 endif()
 
+string(REPLACE "," ";" EXHAUSTIVE "${EXHAUSTIVE}")
+foreach(suite IN LISTS EXHAUSTIVE)
+    if(NOT suite IN_LIST suites)
+        message(FATAL_ERROR "${EXECUTABLE} has no suite ${suite}")
+    endif()
+endforeach()
+
 # The longest lists go first, so that no processor is left with one of them at the end.
 set(listing "")
 foreach(suite IN LISTS suites)
-    string(REPLACE "/" "-" file ${suite})
-    string(APPEND listing
-        "add_test([=[${suite}]=] [=[${EXECUTABLE}]=] [=[--gtest_filter=${suite}.*]=] "
-        "[=[--gtest_output=xml:${RESULTS}/${file}.xml]=])\n"
-        "set_tests_properties([=[${suite}]=] PROPERTIES "
-        "TIMEOUT ${TIMEOUT} COST ${tests_${suite}})\n")
+    if(NOT suite IN_LIST EXHAUSTIVE)
+        add_process(${suite} ${suite} ${tests_${suite}} "")
+        continue()
+    endif()
+    math(EXPR third "${tests_${suite}} / 3")
+    set(shard "ENVIRONMENT [=[GTEST_TOTAL_SHARDS=3;GTEST_SHARD_INDEX")
+    add_process(${suite} ${suite} ${third} "${shard}=0]=]")
+    add_process(Second/${suite} ${suite} ${third} "${shard}=1]=] LABELS exhaustive")
+    add_process(Third/${suite} ${suite} ${third} "${shard}=2]=] LABELS exhaustive")
 endforeach()
 file(WRITE ${LISTING} "${listing}")

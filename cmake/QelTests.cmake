@@ -54,14 +54,15 @@ function(qel_precompile_headers program)
 endfunction()
 
 # qel_add_tests(name [APART] [COMPUTES] SOURCES files... [LIBRARIES targets...] [DEFINITIONS defs...]
-#               [TIMEOUT seconds])
+#               [TIMEOUT seconds] [EXHAUSTIVE suites...])
 # A GoogleTest executable. ctest knows its suites, each of which is one process; with APART it knows
-# every TEST, for tests that need a process of their own.
+# every TEST, for tests that need a process of their own. script/test runs every third test of the suites in
+# EXHAUSTIVE.
 #
 # Programs whose tests would take longer without optimization than the compiler saves have COMPUTES. Where
 # qelTestsAreCompiledAlone is set, ctest knows none of them.
 function(qel_add_tests name)
-    cmake_parse_arguments(arg "APART;COMPUTES" "TIMEOUT" "SOURCES;LIBRARIES;DEFINITIONS" ${ARGN})
+    cmake_parse_arguments(arg "APART;COMPUTES" "TIMEOUT" "SOURCES;LIBRARIES;DEFINITIONS;EXHAUSTIVE" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
     qel_target_defaults(${name})
     if(NOT arg_COMPUTES)
@@ -85,11 +86,14 @@ function(qel_add_tests name)
         return()
     endif()
     set(listing ${CMAKE_CURRENT_BINARY_DIR}/${name}_suites.cmake)
+    list(JOIN arg_EXHAUSTIVE "," exhaustive)
+    set(discover ${PROJECT_SOURCE_DIR}/cmake/DiscoverSuites.cmake)
+    set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS ${discover})
     add_custom_command(TARGET ${name} POST_BUILD
         BYPRODUCTS ${listing}
         COMMAND ${CMAKE_COMMAND} -D EXECUTABLE=$<TARGET_FILE:${name}> -D LISTING=${listing}
             -D RESULTS=${PROJECT_BINARY_DIR}/suites/${name} -D TIMEOUT=${arg_TIMEOUT}
-            -P ${PROJECT_SOURCE_DIR}/cmake/DiscoverSuites.cmake
+            -D EXHAUSTIVE=${exhaustive} -P ${discover}
         VERBATIM)
     set(include ${CMAKE_CURRENT_BINARY_DIR}/${name}_include.cmake)
     file(WRITE ${include}

@@ -58,5 +58,5 @@ export default defineConfig({
         },
     },
     plugins: [oneFile()],
-    test: { include: ["**/*.test.ts"], fileParallelism: false, testTimeout: 60000 },
+    test: { include: ["**/*.test.ts"], minWorkers: 1, maxWorkers: 2, testTimeout: 60000 },
 });
