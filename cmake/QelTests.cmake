@@ -59,8 +59,7 @@ endfunction()
 # every TEST, for tests that need a process of their own. script/test runs every third test of the suites in
 # EXHAUSTIVE.
 #
-# Programs whose tests would take longer without optimization than the compiler saves have COMPUTES. Where
-# qelTestsAreCompiledAlone is set, ctest knows none of them.
+# Programs whose tests would take longer without optimization than the compiler saves have COMPUTES.
 function(qel_add_tests name)
     cmake_parse_arguments(arg "APART;COMPUTES" "TIMEOUT" "SOURCES;LIBRARIES;DEFINITIONS;EXHAUSTIVE" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
@@ -72,9 +71,6 @@ function(qel_add_tests name)
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gtest GTest::gtest_main)
     if(QEL_TEST_BATCH AND NOT arg_SOURCES MATCHES "\\.c(;|$)")
         qel_precompile_headers(${name})
-    endif()
-    if(qelTestsAreCompiledAlone)
-        return()
     endif()
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 900) # minutes on a busy machine
