@@ -63,7 +63,7 @@ std::string KeyText(const readings::KeyAnswer& key) {
         return "none found";
     }
     const char* const doubt = key.strength < 0.5f ? "not clear: perhaps " : "";
-    return fmt::format("{}{} ({} %), then {}", doubt, key.main.name(), Percent(key.strength),
+    return fmt::format("{}{} ({} %); or {}", doubt, key.main.name(), Percent(key.strength),
                        key.runnerUp.name());
 }
 
@@ -112,50 +112,54 @@ std::string SummaryLine(Reading reading, const Answers& answers) {
     }
 }
 
-std::string BeatLines(const Answers& answers) {
-    std::string text = "  beats: seconds, position in the bar\n";
+std::string ListText(const char* heading, const std::string& lines) {
+    return fmt::format("  {}\n{}", heading, lines.empty() ? "    none found\n" : lines);
+}
+
+std::string BeatList(const Answers& answers) {
+    std::string lines;
     for (const readings::Beat& beat : answers.beats->beats) {
-        text += beat.position > 0 ? fmt::format("    {:.6f} {}\n", beat.seconds, beat.position)
-                                  : fmt::format("    {:.6f}\n", beat.seconds);
+        lines += beat.position > 0 ? fmt::format("    {:.6f} {}\n", beat.seconds, beat.position)
+                                   : fmt::format("    {:.6f}\n", beat.seconds);
     }
-    return text;
+    return ListText("beats: seconds, position in the bar", lines);
 }
 
-std::string DownBeatLines(const Answers& answers) {
-    std::string text = "  down beats: seconds\n";
+std::string DownBeatList(const Answers& answers) {
+    std::string lines;
     for (const double seconds : answers.bars->downBeatSeconds) {
-        text += fmt::format("    {:.6f}\n", seconds);
+        lines += fmt::format("    {:.6f}\n", seconds);
     }
-    return text;
+    return ListText("down beats: seconds", lines);
 }
 
-std::string OnsetLines(const Answers& answers) {
-    std::string text = "  onsets: seconds, strength\n";
+std::string OnsetList(const Answers& answers) {
+    std::string lines;
     for (const readings::Onset& onset : *answers.onsets) {
-        text += fmt::format("    {:.6f} {:.3f}\n", onset.seconds, onset.strength);
+        lines += fmt::format("    {:.6f} {:.3f}\n", onset.seconds, onset.strength);
     }
-    return text;
+    return ListText("onsets: seconds, strength", lines);
 }
 
-std::string KeySegmentLines(const Answers& answers) {
-    std::string text = "  keys: begin and end in seconds\n";
+std::string KeySegmentList(const Answers& answers) {
+    std::string lines;
     for (const readings::KeySegment& segment : answers.key->segments) {
-        text += fmt::format("    {:.6f} {:.6f} {}\n", segment.beginSeconds, segment.endSeconds,
-                            segment.key.name());
+        lines += fmt::format("    {:.6f} {:.6f} {}\n", segment.beginSeconds, segment.endSeconds,
+                             segment.key.name());
     }
-    return text;
+    return ListText("keys: begin and end in seconds", lines);
 }
 
 // Frames without a voice have no line.
-std::string PitchLines(const Answers& answers) {
-    std::string text = "  pitch: seconds, Hz, MIDI note, cents\n";
+std::string PitchList(const Answers& answers) {
+    std::string lines;
     for (const readings::Pitch& pitch : *answers.pitch) {
         if (pitch.isVoiced()) {
-            text += fmt::format("    {:.6f} {:.2f} {} {:+.0f}\n", pitch.seconds, pitch.frequencyHz,
-                                pitch.note(), pitch.cents());
+            lines += fmt::format("    {:.6f} {:.2f} {} {:+.0f}\n", pitch.seconds, pitch.frequencyHz,
+                                 pitch.note(), pitch.cents());
         }
     }
-    return text;
+    return ListText("pitch: seconds, Hz, MIDI note, cents", lines);
 }
 
 } // namespace
@@ -170,11 +174,11 @@ std::string ReadingText::Entry(const FileReadings& file, bool isFirst) const {
     for (const Reading reading : mShown) {
         text += SummaryLine(reading, file.answers);
     }
-    text += mOptions.beats ? BeatLines(file.answers) : "";
-    text += mOptions.downBeats ? DownBeatLines(file.answers) : "";
-    text += mOptions.onsets ? OnsetLines(file.answers) : "";
-    text += mOptions.keySegments ? KeySegmentLines(file.answers) : "";
-    text += mOptions.pitch ? PitchLines(file.answers) : "";
+    text += mOptions.beats ? BeatList(file.answers) : "";
+    text += mOptions.downBeats ? DownBeatList(file.answers) : "";
+    text += mOptions.onsets ? OnsetList(file.answers) : "";
+    text += mOptions.keySegments ? KeySegmentList(file.answers) : "";
+    text += mOptions.pitch ? PitchList(file.answers) : "";
     return text;
 }
 

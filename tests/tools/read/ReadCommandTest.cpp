@@ -172,6 +172,19 @@ TEST_F(ReadCommandTest, SilenceHasNoTempoNoKeyAndNoLoudness) {
     EXPECT_NE(text.find("  loudness   not measurable\n"), std::string::npos) << text;
 }
 
+TEST_F(ReadCommandTest, ListsOfSilenceSayThatNothingWasFound) {
+    Write("silence.wav", {std::vector<float>(5 * kRateHz, 0.0f)});
+    const ChildResult result =
+        Run({"silence.wav", "--beats", "--down-beats", "--onsets", "--key-segments", "--pitch"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(result.out.ends_with("  beats: seconds, position in the bar\n    none found\n"
+                                     "  down beats: seconds\n    none found\n"
+                                     "  onsets: seconds, strength\n    none found\n"
+                                     "  keys: begin and end in seconds\n    none found\n"
+                                     "  pitch: seconds, Hz, MIDI note, cents\n    none found\n"))
+        << result.out;
+}
+
 TEST_F(ReadCommandTest, ChannelsThatCancelAreSaidAndTheFirstIsRead) {
     const std::vector<float> scale = ScaleOfCMajor();
     std::vector<float> opposite = scale;
@@ -195,6 +208,7 @@ TEST_F(ReadCommandTest, AScaleHasAKeyAndASineHasNone) {
     Write("scale.wav", {ScaleOfCMajor()});
     const std::string sure = Run({"read", "scale.wav", "--only", "key"}).out;
     EXPECT_NE(sure.find("  key        C major ("), std::string::npos) << sure;
+    EXPECT_NE(sure.find(" %); or "), std::string::npos) << sure;
     const std::string none = Run({"read", "sine.wav", "--only", "key"}).out;
     EXPECT_NE(none.find("  key        none found\n"), std::string::npos) << none;
 }
