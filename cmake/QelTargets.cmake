@@ -15,7 +15,10 @@ set(QEL_SANITIZE "" CACHE STRING "Value for -fsanitize=, empty for none")
 if(QEL_SANITIZE)
     add_compile_options(-fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${QEL_SANITIZE})
+    # Reports name functions and lines, for which these debug data suffice.
+    add_compile_options($<$<CONFIG:RelWithDebInfo>:-g1>)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        add_compile_options(-fsanitize-ignorelist=${CMAKE_CURRENT_LIST_DIR}/sanitizers.txt)
         # C programs need what the checks in a C++ library call.
         add_link_options(-fsanitize-link-c++-runtime)
         link_libraries(stdc++)
