@@ -85,8 +85,12 @@ class Headers:
     def words_for(self, path):
         return set().union(*(self.read_by(header)[1] for header in self.all_for(path)))
 
+    def foreign_for(self, path):
+        """The headers of libraries that a file includes, directly or through the project's."""
+        return set().union(*(self.read_by(file)[2] for file in {path, *self.all_for(path)}))
+
     def large_for(self, path):
-        foreign = set().union(*(self.read_by(file)[2] for file in {path, *self.all_for(path)}))
+        foreign = self.foreign_for(path)
         return [name not in foreign for name in LARGE_HEADERS]
 
 
