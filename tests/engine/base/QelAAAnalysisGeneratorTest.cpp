@@ -53,7 +53,7 @@ TEST(QelAAAnalysisGeneratorTest, LengthsBeyondThirtyOneBitsGiveNoFrame) {
         << "2^31 - 1 is 2^31 in single precision";
 }
 
-// 2^25 + 1 samples behind the overlap are 2^25 in single precision: one frame is lost.
+// 2^25 + 1 samples after the overlap are 2^25 in single precision: one frame is lost.
 TEST(QelAAAnalysisGeneratorTest, LongStreamsAreCountedInSinglePrecision) {
     EXPECT_EQ(FramesFor(512 + (1u << 25) + 1), (1u << 25) / 512);
     EXPECT_EQ(FramesFor(512 + (1u << 23) + 1), (1u << 23) / 512 + 1);
