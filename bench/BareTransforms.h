@@ -11,7 +11,7 @@ namespace qel::bench {
 class BareTransforms {
 public:
     // `frameSamples` and `hopSamples` as the key has them. A transform of more than a frame takes
-    // zeros behind it.
+    // zeros after it.
     BareTransforms(unsigned frameSamples, unsigned hopSamples, unsigned transformSamples);
     BareTransforms(const BareTransforms&) = delete;
     BareTransforms& operator=(const BareTransforms&) = delete;

@@ -10,7 +10,7 @@ namespace qel::core {
 
 // The sums of roughness over all pairs of peaks, lower peak by lower peak. `peakBins` ascend.
 //
-// The other arrays are by bin and have whole blocks of RoughnessCurves::kBlock: behind the last bin
+// The other arrays are by bin and have whole blocks of RoughnessCurves::kBlock: after the last bin
 // their values do not matter. They are fastest where they start at a cache line. Any thread; no
 // allocation.
 
@@ -27,7 +27,7 @@ float SumOfFastPairs(const RoughnessCurves& curves, std::span<const unsigned int
 // peakBins.size() on.
 //
 // The sum of a lower peak is formed in single precision in 8 partial sums, which are then added one
-// after the other. What is behind the last whole eight values of a curve goes to the first of them.
+// after the other. What is after the last whole eight values of a curve goes to the first of them.
 float SumOfSlowPairs(const RoughnessCurves& curves, std::span<const unsigned int> peakBins,
                      const float* amplitudes);
 

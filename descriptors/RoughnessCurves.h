@@ -45,7 +45,7 @@ public:
     std::span<const float> Slow(UInt32 bin) const { return mSlow.Of(bin); }
     std::span<const float> Fast(UInt32 bin) const { return mFast.Of(bin); }
 
-    // The part of Fast(bin) that counts beside a pair `nearest` bins apart: behind it values are
+    // The part of Fast(bin) that counts beside a pair `nearest` bins apart: after it values are
     // below e^-25 of that one's.
     std::span<const float> FastFrom(UInt32 bin, UInt32 nearest) const {
         const std::span<const float> curve = mFast.Of(bin);

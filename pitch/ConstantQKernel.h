@@ -20,7 +20,7 @@ struct ConstantQDesign {
     UInt32 binsPerOctave;
     double sampleRateHz;
     float spectralThreshold; // a kernel's spectral values up to this magnitude count as 0
-    // Length of the frames, behind which there are zeros; 0: that of the transform of the longest
+    // Length of the frames, after which there are zeros; 0: that of the transform of the longest
     // kernel. It changes the transform that the kernels are held for, not what they give.
     UInt32 frameSamples = 0;
 

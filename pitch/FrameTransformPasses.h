@@ -18,7 +18,7 @@ struct TurnFactors {
     const float* sines;
 };
 
-// Folds a frame of 4 * count samples, behind which there are as many zeros. With C the frame's
+// Folds a frame of 4 * count samples, after which there are as many zeros. With C the frame's
 // length, X the spectrum in a transform of 2 C, and w = e^(-pi i / C),
 //
 //   folded     2 * count samples; their transform is X[4 k]
@@ -37,7 +37,7 @@ void MergePlaces(const DSPSplitComplex& fourth, const DSPSplitComplex (&turned)[
 struct PlaceParts {
     const float* fourth;
     const float* turned[kTurns];
-    const float* ends[kTurns]; // behind the last values
+    const float* ends[kTurns]; // after the last values
     float sign;                // of the conjugates
 };
 

@@ -61,7 +61,7 @@ void SemitoneBank::Design(const float* binsHz, UInt32 bins) {
     const float* const end = binsHz + bins;
     const auto semitones = static_cast<UInt32>(1.0f + (highest - mLowestSemitone));
     mCells.reserve(semitones);
-    UInt32 next = 0; // the bin behind the cells so far
+    UInt32 next = 0; // the bin after the cells so far
     for (UInt32 j = 0; j < semitones; ++j) {
         const float center = ChromaToFreq(Semitone(j));
         const double lower = EdgeHz(center, ChromaToFreq(Semitone(j) - 1.0f));

@@ -39,7 +39,7 @@ public:
     FFTFrame& operator=(const FFTFrame&) = delete;
     ~FFTFrame() = default;
 
-    // The forward transform of N samples, which stay as they are, with FixSpectrum behind it.
+    // The forward transform of N samples, which stay as they are, with FixSpectrum after it.
     virtual void FFT(float* samples);
     // Replaces the spectrum by its squared magnitude, in spite of the name, with zero phase.
     virtual void GetMagnitudeInPlace();

@@ -14,7 +14,7 @@ namespace qel::core {
 // and hands it to the spectral function or to a subclass's ProcessSpectrum. Frames start at every
 // multiple of the hop; a stream of L samples has those with start + transform length <= L. It also
 // runs the way back: inverse transform and overlap-add into an output ring, one transform length
-// behind the input.
+// after the input.
 //
 //   1. Construct; the window is the sine window until another is chosen.
 //   2. SetSpectralFunction, and a window.
@@ -31,7 +31,7 @@ public:
     // maxFrames        the largest block in samples. Of a larger one only what the ring has room
     //                  for is taken, and at most a ring's length is given out, the rest of the
     //                  caller's block filled with silence.
-    // halfFrameInput   a frame is filled with transformLength / 2 samples and zeros behind them
+    // halfFrameInput   a frame is filled with transformLength / 2 samples and zeros after them
     // zeroShift        the halves of a frame are swapped before the transform
     //
     // Raises std::bad_alloc when memory is exhausted, and before anything is allocated for a length

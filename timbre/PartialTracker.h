@@ -85,7 +85,7 @@ public:
     PeakList& Peaks() { return mPeaks; }
 
     // One frame. `magnitudes` are numBins linear magnitudes, above 0, with room for a vector
-    // behind them. `threshold` is the natural logarithm below which there are no peaks.
+    // after them. `threshold` is the natural logarithm below which there are no peaks.
     //
     // Required by the contract: it is set against the linear magnitude of a peak that is about to
     // begin a track, which always exceeds it. Comparing logarithms changes no value today.

@@ -16,8 +16,7 @@ struct PhaseHistory {
 
 // | magnitude - magnitude before * exp(phase before + difference before) | by bin.
 //
-// Required by the contract: the prediction takes a phase for the exponent of a real exponential and
-// is no rotation. A rotation changes all values.
+// Required by the contract: exp(phase), not exp(i phase). A rotation changes all values.
 void FindPredictionErrors(const float* magnitudes, const PhaseHistory& before, std::size_t count,
                           float* errors);
 

@@ -27,7 +27,7 @@ constexpr std::size_t kMostLanes = 16;
 using Capped = hn::CappedTag<float, kMostLanes>;
 using One = hn::CappedTag<float, 1>;
 
-// What is to be added to an angle and to all behind it, both angles being within half a turn: from
+// What is to be added to an angle and to all after it, both angles being within half a turn: from
 // half a turn on, a difference has a turn too many, of its own sign.
 template <class D, class V>
 HWY_INLINE V StepOfWrapped(D d, V angle, V before) {

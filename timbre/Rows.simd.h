@@ -16,7 +16,7 @@ HWY_BEFORE_NAMESPACE();
 namespace qel::core {
 namespace HWY_NAMESPACE {
 
-// Of each lane the element at its index and the three behind it.
+// Of each lane the element at its index and the three after it.
 template <class V>
 struct Columns {
     V first;
@@ -35,7 +35,7 @@ HWY_INLINE Columns<hn::Vec<D>> LookUp(D d, const float* from, const std::int32_t
 
 #else
 
-// The row of one lane, and in a vector of eight lanes also that of the fourth lane behind it.
+// The row of one lane, and in a vector of eight lanes also that of the fourth lane after it.
 template <class D>
 HWY_INLINE hn::Vec<D> Row(D d, const float* from, const std::int32_t* indices) {
     const hn::CappedTag<float, 4> four;

@@ -16,7 +16,7 @@ struct Peak {
     float mPhase;        // radians, likewise
 };
 
-// One frame of one channel, as the peak search reads it. All arrays have `numBins` floats; behind
+// One frame of one channel, as the peak search reads it. All arrays have `numBins` floats; after
 // the logarithms there is room for a vector.
 struct PeakSpectrum {
     const float* mLogMagnitudes; // natural logarithms
@@ -30,18 +30,18 @@ constexpr UInt32 MostPeaks(UInt32 numBins) {
     return numBins > 0 ? (numBins - 1) / 2 : 0;
 }
 
-// Room behind the elements of an array for a whole vector of any processor.
+// Room after the elements of an array for a whole vector of any processor.
 constexpr UInt32 kVectorRoom = 16;
 
 // The peaks of a frame, an array for each of their values, so that they are worked on in vectors.
-// Only the first mCount elements of an array count; there is room for a vector behind them.
+// Only the first mCount elements of an array count; there is room for a vector after them.
 struct PeakList {
     // With room for the most peaks that a spectrum of `numBins` bins can have. Raises
     // std::bad_alloc.
     explicit PeakList(UInt32 numBins);
 
     void Clear() { mCount = 0; }
-    // One more, behind the others. There must be room for it.
+    // One more, after the others. There must be room for it.
     void Add(const Peak& peak);
     Peak At(UInt32 index) const;
 
@@ -61,7 +61,7 @@ void RaiseAndTakeLogarithms(float* magnitudes, UInt32 count, float least, float*
 
 // Replaces `peaks`, made for mNumBins, by those of the spectrum that are above `threshold` (a
 // natural logarithm), in rising order of bin. A peak is a bin above the one before it and not below
-// the one behind it, so that a flat top counts at its left end; the first and the last bin are
+// the one after it, so that a flat top counts at its left end; the first and the last bin are
 // none. Its place and height are those of the parabola through the three logarithms. Where they are
 // no numbers, as beside an infinite magnitude, there is no peak. Frequencies and phases of peaks
 // stay as they are where the spectrum has none. Allocates nothing.

@@ -50,7 +50,7 @@ void RaiseAndLogAll(float* magnitudes, UInt32 count, float least, float* logs) {
     }
 }
 
-// The bins below the maxima, and zeros behind them; how many there are.
+// The bins below the maxima, and zeros after them; how many there are.
 UInt32 FindMaxima(const float* x, UInt32 numBins, float threshold, SInt32* firstBins) {
     const TableTag d;
     const Integers integers;

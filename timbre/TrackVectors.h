@@ -9,7 +9,7 @@
 namespace qel::core {
 
 // The steps of a PartialTracker that take many tracks at a time. None allocates; all may run in any
-// thread. Arrays have kVectorRoom elements behind those that count.
+// thread. Arrays have kVectorRoom elements after those that count.
 
 // The distance within which a peak continues a track, in bins.
 constexpr float kReach = 1.0f;
@@ -18,7 +18,7 @@ constexpr float kReach = 1.0f;
 constexpr SInt32 kMostMissedFrames = 3;
 
 // The bins that the places of tracks lie in, within 0 and numBins - 1, where numBins is above 0; 0
-// for a place that is no number. Any bins stand behind them, up to a whole vector.
+// for a place that is no number. Any bins stand after them, up to a whole vector.
 void FindBins(const TrackList& tracks, UInt32 numBins, SInt32* bins);
 
 // Marks where the peaks lie; `bins` receives the bins of their places. Whether each has a bin of
@@ -37,7 +37,7 @@ void FindGains(float factor, CandidateList& candidates);
 // What a frame does to the tracks that it does not continue. Those that it does have -1 missed
 // frames.
 struct Misses {
-    const float* mMagnitudes; // linear, by bin; there is room for a vector behind them
+    const float* mMagnitudes; // linear, by bin; there is room for a vector after them
     const SInt32* mBins;      // of the places of the tracks, as FindBins gives them
 };
 
@@ -63,7 +63,7 @@ inline float FrequencyOf(float place, const BinScale& scale) {
 // That of the place of each track.
 void FindFrequencies(const TrackList& tracks, const BinScale& scale, float* frequencies);
 
-// The records of the frame `frame`, with room for a vector behind them. The phases of tracks
+// The records of the frame `frame`, with room for a vector after them. The phases of tracks
 // without any are 0.
 void ListTracks(const TrackList& tracks, const float* frequencies, UInt32 numBins, Float64 frame,
                 PartialRecord* records);

@@ -28,7 +28,7 @@ namespace HWY_NAMESPACE {
 constexpr float kLeastShare = 0.2f; // of the last magnitude
 constexpr float kNowhere = std::numeric_limits<float>::infinity();
 
-// The bins that places lie in, within 0 and numBins - 1. Behind the places that count there may be
+// The bins that places lie in, within 0 and numBins - 1. After the places that count there may be
 // some that are no numbers, for which some instruction sets have no integer.
 template <class V>
 HWY_INLINE auto BinsOf(V places, UInt32 numBins) {
@@ -78,7 +78,7 @@ bool Map(const PeakList& peaks, PeakMap& map, SInt32* bins) {
 }
 
 // Turns twice the bins of the candidates' peaks to the peaks, and the magnitudes of the tracks to
-// the rise from them. Behind the last candidate there is a vector of bins as well.
+// the rise from them. After the last candidate there is a vector of bins as well.
 void FindPeaks(const PeakMap& map, CandidateList& candidates) {
     const TableTag d;
     const Integers integers;

@@ -12,7 +12,7 @@ namespace qel::media {
 //
 // False for any other file, for what programs write which stream to a pipe and never learn the
 // length (0, -1, and in RIFF sizes from 2 GiB less a page upwards), and for a file whose audio
-// stands behind more than 65536 other chunks.
+// stands after more than 65536 other chunks.
 bool AudioChunkIsCut(std::istream& file);
 
 // The samples of all channels that the header of a SoX file states, which FFmpeg does not read. 0

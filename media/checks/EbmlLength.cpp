@@ -16,7 +16,7 @@ constexpr std::uint64_t kSimpleBlock = 0xA3;
 // A number whose first byte gives its length by its leading zeros: none for one byte, up to seven
 // for eight.
 struct VariableNumber {
-    std::uint64_t whole = 0;   // with the mark behind the zeros, as names are written
+    std::uint64_t whole = 0;   // with the mark after the zeros, as names are written
     std::uint64_t content = 0; // without it
     bool isAllOnes = false;    // a size that is not known
 };

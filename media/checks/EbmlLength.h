@@ -9,7 +9,7 @@ namespace qel::media {
 //
 // A file that was streamed states no size of the segment: its clusters and blocks are then looked
 // at one by one. Cut between two of these, it cannot be told from one that ends there. False for
-// anything else, and where a cluster stands behind more than a million elements.
+// anything else, and where a cluster stands after more than a million elements.
 bool MatroskaIsCut(std::istream& file);
 
 } // namespace qel::media

@@ -12,7 +12,7 @@ namespace qel::output {
 
 // Fields of CSV.
 
-// Numbers, each behind a comma.
+// Numbers, each after a comma.
 template <typename... Number>
 void AppendFields(fmt::memory_buffer& buffer, Number... values) {
     ((buffer.push_back(','), AppendCsvNumber(buffer, values)), ...);

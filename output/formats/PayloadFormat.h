@@ -55,14 +55,14 @@ public:
         mRow.appendJson(buffer, result, channel, minStrength);
     }
 
-    // Names of the columns of CSV: those of one channel behind the time.
+    // Names of the columns of CSV: those of one channel after the time.
     std::vector<std::string> Columns(const KeyInfo& info) const { return mRow.columns(info); }
 
     // Whether payloads are lists of which every entry has a row in CSV. Else every result has one,
     // with its channels side by side.
     bool HasRowPerEntry() const { return mRow.hasRowPerEntry; }
 
-    // What a channel adds to CSV: its fields, each behind a comma, or whole rows with their ends if
+    // What a channel adds to CSV: its fields, each after a comma, or whole rows with their ends if
     // there is one per entry.
     void AppendCsv(fmt::memory_buffer& buffer, const Result& result, std::size_t channel,
                    const CsvRows& rows) const {

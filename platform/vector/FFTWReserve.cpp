@@ -42,7 +42,7 @@ private:
 
 // Stands at the front of its own memory.
 struct alignas(kAlignment) FFTWReserve::Store {
-    std::size_t bytes; // behind the store
+    std::size_t bytes; // after the store
     std::size_t used = 0;
     std::size_t blocks = 0; // that FFTW has
     Store* nextKept = nullptr;

@@ -59,7 +59,7 @@ const PackedRealFactors& Factors(unsigned log2Size) {
     return *factors;
 }
 
-// Exchanging real and imaginary part before and behind makes the forward transform an inverse one.
+// Exchanging real and imaginary part before and after makes the forward transform an inverse one.
 void ComplexInPlace(float* re, float* im, unsigned log2Size, FFTDirection direction) {
     if (direction == kFFTDirection_Inverse) {
         std::swap(re, im);

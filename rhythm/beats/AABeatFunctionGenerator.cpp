@@ -125,7 +125,7 @@ void AABeatFunctionGenerator::ComputeAndStoreProperies(const SpectralAndAudioBuf
     MakeFunction(list);
 }
 
-// The rise of the log mel spectrum, weighed with the level of the lowest bins.
+// The rise of the log mel spectrum, weighted with the level of the lowest bins.
 void AABeatFunctionGenerator::MakeFunction(const SpectralAndAudioBufferList* list) {
     static_assert(kNumMelBands % kBandRiseStep == 0);
     auto* processor = static_cast<AAMelFrequencySpectralProcessor*>(mSpectralProcessor.get());

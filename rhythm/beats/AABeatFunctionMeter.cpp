@@ -27,7 +27,7 @@ constexpr float kBarPercent = 90.0f;
 } // namespace
 
 SInt32 AABeatFunctionGenerator::FindBeatsPerBar() {
-    // Nothing was taken in if the key was asked for behind the last reset.
+    // Nothing was taken in if the key was asked for after the last reset.
     const SInt32 status =
         FindMeters(mMeterAudio != nullptr ? mMeterAudio->Signals()
                                           : std::vector<std::vector<float>>(mNumChannels));

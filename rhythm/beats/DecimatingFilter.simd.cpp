@@ -118,7 +118,7 @@ HWY_INLINE float Fold(const float* p) {
 }
 
 // Adds the products of the slice that begins at `place`, of a wide one those of the next kRows
-// values, and moves on behind it when all values have them.
+// values, and moves on after it when all values have them.
 void AddSlice(const float* filter, std::size_t taps, const float* samples, std::size_t step,
               std::size_t count, FilterPlace& place, float* partials) {
     const bool isWide = place.firstTap + kBlocks * step <= taps;

@@ -36,8 +36,8 @@ public:
     // silent. Raises std::bad_alloc.
     void Push(const AudioBufferList& list, UInt32 frames);
 
-    // What has been pushed at 100 values per second, by channel. As long as that is shorter than
-    // the resampling filter, about 0.75 s at 44.1 kHz, it is nothing. Pushing may go on behind.
+    // What has been pushed at 100 values per second, by channel. Empty until the audio is as long
+    // as the resampling filter, about 0.75 s at 44.1 kHz; pushing may continue.
     // Raises std::bad_alloc.
     std::vector<std::vector<float>> Signals();
 
@@ -47,7 +47,7 @@ public:
     // Before the first Push: see MeterResampler.
     void WarmUp();
 
-    // The magnitudes of `n` samples behind the low-pass, step by step as `filter` does it.
+    // The magnitudes of `n` samples after the low-pass, step by step as `filter` does it.
     static void RectifyAndSmooth(const float* samples, std::size_t n, State& state, float* out);
 
 private:

@@ -22,7 +22,7 @@ public:
     // Subtracts a fitted polynomial, lifts the curve to a minimum of 0, and clears its first fall.
     void RemoveTrend();
     // Lets long shifts count less, smooths, takes the greatest value for the bar, and clears the
-    // bar's own lobe and everything behind it.
+    // bar's own lobe and everything after it.
     void FindBar();
     // Takes the peaks off what stays. False if there is none.
     bool FindPeaks();
@@ -44,8 +44,8 @@ private:
 
 // The scores of the beat counts 2 to 8.
 //
-// Required by the contract: they are kept, and weighed anew, from one channel to the next. Clearing
-// them can change the meter of the later channels.
+// Required by the contract: they are kept, and weighted anew, from one channel to the next.
+// Clearing them can change the meter of the later channels.
 class MeterScores {
 public:
     static constexpr std::array<float, 7> kCandidates = {2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f};

@@ -25,7 +25,7 @@ void ComputeMedianOfFloatVector(const float* x, unsigned int n, float& median) {
         median = 0.0f;
         return;
     }
-    // Two order statistics need no full sort: everything behind the first is not below it.
+    // Two order statistics need no full sort: everything after the first is not below it.
     std::vector<float> values(x, x + n);
     const std::size_t top = n - std::size_t{1};
     const std::size_t lower = std::min((n + std::size_t{1}) / 2, top);

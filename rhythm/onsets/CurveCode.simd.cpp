@@ -48,7 +48,7 @@ struct Group {
     std::uint32_t greatest;
 };
 
-// Puts the values of a group that are not 0 one after the other, up to kLanes more behind them.
+// Puts the values of a group that are not 0 one after the other, up to kLanes more after them.
 HWY_INLINE Group TakeCoded(const std::uint32_t* HWY_RESTRICT rises,
                            std::uint32_t* HWY_RESTRICT coded) {
     const Words d;

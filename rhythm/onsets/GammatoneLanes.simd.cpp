@@ -37,11 +37,11 @@ constexpr std::size_t kLanes = hn::MaxLanes(Wide());
 // stay in the first cache.
 constexpr std::size_t kChunk = 128;
 
-// The first kPartialSums bands write the partial sums; those behind add to them.
+// The first kPartialSums bands write the partial sums; later ones add to them.
 enum class Mode {
     kWrite,
     kAdd,
-    kAddWithSingle, // the band behind the vector runs along
+    kAddWithSingle, // the band after the vector runs along
 };
 
 // As many bands as a vector has lanes, with their states in registers.
@@ -184,7 +184,7 @@ HWY_INLINE void RunBands(GammatoneBands& bands, std::size_t first, const float* 
 }
 
 // Runs the vector of bands from `first` on, and one more band if that is the last. Returns the
-// first band behind.
+// band to go on with.
 HWY_INLINE std::size_t RunVector(GammatoneBands& bands, std::size_t first, const float* input,
                                  std::size_t samples, float* partials, LowPassRun& run) {
     const std::size_t next = first + kLanes;

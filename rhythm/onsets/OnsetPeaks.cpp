@@ -31,7 +31,7 @@ struct Neighbours {
     }
 };
 
-constexpr float kBehindTheEnd = 0.0f;
+constexpr float kPastTheEnd = 0.0f;
 
 // Calls part(chunk, within, count) for each chunk's share of `n` values from `first` on, until it
 // returns false.
@@ -131,7 +131,7 @@ bool IsMedianAbove(PeakCurve& x, unsigned int first, unsigned int n, bool zeroBe
     const std::size_t place = std::min((size + 1) / 2, size - 1);
     const std::size_t last = size % 2 == 0 ? std::min(place + 1, size - 1) : place;
     LevelCounts counts;
-    AddLevelCounts(&kBehindTheEnd, std::size_t{zeroBehind}, level, counts);
+    AddLevelCounts(&kPastTheEnd, std::size_t{zeroBehind}, level, counts);
     std::size_t unknown = n;
     ForEachPart(first, n, [&](unsigned int chunk, unsigned int, unsigned int count) {
         unknown -= AddByBounds(x.BoundsOf(chunk), count, level, counts) ? count : 0;
@@ -164,7 +164,7 @@ bool IsMedianAbove(PeakCurve& x, unsigned int first, unsigned int n, bool zeroBe
         neighbours.Add(x.Values(chunk) + within, count, level);
         return true;
     });
-    neighbours.Add(&kBehindTheEnd, std::size_t{zeroBehind}, level);
+    neighbours.Add(&kPastTheEnd, std::size_t{zeroBehind}, level);
     return 0.5f * (neighbours.lower + neighbours.upper) > level;
 }
 

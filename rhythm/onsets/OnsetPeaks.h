@@ -38,10 +38,10 @@ using PeakProgress = int (*)(void* unused, float done, void* context);
 // The onsets of a curve. Divides `x` by its greatest value, then appends to `indices` and `values`
 // the local maxima above 0, at least window / 4 from the one before, that
 //
-//   - are not below the median of the values up to `window` to both sides (the value behind the
+//   - are not below the median of the values up to `window` to both sides (the value after the
 //     last counts as 0 where the window reaches there), and
-//   - have every onset accepted so far at least `window` behind them; one that reaches
-//     `strongLevel` may also have it up to 1024 before. Required by the contract: a strong one
+//   - are at least `window` after every onset accepted so far; one that reaches `strongLevel` may
+//     also be up to 1024 after it. Required by the contract: a strong one
 //     farther off than that and still in the window is refused. Accepting it adds onsets.
 //
 // A curve without a value above 0 has no onsets; it leaves `x` not finite.

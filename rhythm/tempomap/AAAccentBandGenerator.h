@@ -10,7 +10,7 @@ class AAGammaBankSpectralProcessor;
 // AATempoMapGenerator makes of them.
 //
 // The accents of a frame are compressed energies, interpolated to twice the frame rate by a zero
-// behind each and a low-pass, and then their rectified rise added to a share of their level. Each
+// after each and a low-pass, and then their rectified rise added to a share of their level. Each
 // accent band is that of one gamma band.
 //
 // Required by the contract: the gain that the zeros halve stays halved, and all accent constants

@@ -2,14 +2,14 @@
 
 namespace qel::core {
 
-// Appends the peaks of x to `indices` and `values`, at place `count` and behind, and adds their
+// Appends the peaks of x to `indices` and `values`, at place `count` and after, and adds their
 // number to `count`, which the caller clears. A peak is an element that
 //
 //   - is not below `threshold`;
-//   - is above each other one from `window` places before it to `window` - 1 behind it, as far as x
+//   - is above each other one from `window` places before it to `window` - 1 after it, as far as x
 //     reaches, by more than `margin`;
 //   - has `window` elements before it: earlier ones are no peaks, and neither is the last element;
-//   - lies more than `window` places behind the peak before it. Where two are nearer the earlier
+//   - lies more than `window` places after the peak before it. Where two are nearer the earlier
 //     one stands, whatever their heights.
 //
 // Required by the contract: peaks at the beginning are left out, and the higher of two near peaks

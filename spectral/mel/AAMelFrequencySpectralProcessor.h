@@ -43,7 +43,7 @@ public:
     // Per channel transformLength / 2 magnitudes, doubled as the spectrum is, with the constant and
     // the Nyquist term together in bin 0. Its mDataByteSize may be larger than that.
     CABufferList* GetMagnitudeList() const { return mTempBuffer; }
-    // Per channel the logarithms of the filters in force, and zeros behind them: there is room for
+    // Per channel the logarithms of the filters in force, and zeros after them: there is room for
     // 27 more than the filter count.
     CABufferList* GetLogEarList() const { return mLogEarBuffer; }
 

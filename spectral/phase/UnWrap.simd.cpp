@@ -24,7 +24,7 @@ namespace HWY_NAMESPACE {
 using Full = hn::ScalableTag<float>;
 using One = hn::CappedTag<float, 1>;
 
-// What is to be added to an angle and to all behind it.
+// What is to be added to an angle and to all after it.
 template <class D, class V>
 HWY_INLINE V Step(D d, V angle, V before) {
     const V difference = hn::Sub(angle, before);

@@ -64,7 +64,7 @@ public:
 
     // Stores `frames` frames of every buffer of `list` at the times from `startWrite` on. The list
     // keeps its data. Channels without a buffer keep what their slots held; buffers without a
-    // channel are not read. Nothing is read behind a buffer's mDataByteSize: slots beyond keep what
+    // channel are not read. Nothing is read past a buffer's mDataByteSize: slots beyond keep what
     // they held. Times below 0 have slots like all others; frames with times beyond 64 bits are not
     // stored.
     //
@@ -86,7 +86,7 @@ public:
     // are counted in frames but used as bytes. Any cleanup changes the results of readers that
     // reach out. With `head` frames missing before the held ones, the first head * bytesPerFrame
     // bytes are zeroed, then the held frames are copied to byte `head`; with `tail` frames missing
-    // behind `size` held ones, tail * bytesPerFrame bytes from byte size + head on are zeroed
+    // after `size` held ones, tail * bytesPerFrame bytes from byte size + head on are zeroed
     // before the copy. A reader inside the bounds sees none of this.
     //
     // A range without any held frame moves, in place of nothing, a whole capacity from slot
@@ -105,7 +105,7 @@ public:
         return mBuffers[channel] + SlotOffset(frame);
     }
 
-    // The times of the first frame held and of the one behind the last, as published together.
+    // The times of the first frame held and of the one after the last, as published together.
     // Returns kRingBufferOK; or kRingBufferBoundsBusy if the writer got in between eight times,
     // and then the two may not belong together.
     SInt32 GetTimeBounds(SInt64& startTime, SInt64& endTime) const;

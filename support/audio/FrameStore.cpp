@@ -89,7 +89,7 @@ void FrameStore::TouchTables() {
     }
 }
 
-// Behind a reserved block, the first one is added by Store alone: a declared length is mostly true.
+// After a reserved block, the first one is added by Store alone: a declared length is mostly true.
 bool FrameStore::AddBlockAhead() {
     const bool isReserved = mReservedFrames > 0 && mBlocks.size() == 1;
     if (mBlocks.empty() || isReserved || mRoom - mFrames > mBlockFrames / 2 ||

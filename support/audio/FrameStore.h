@@ -15,7 +15,7 @@ namespace qel::core {
 //
 //   1. Construct.
 //   2. Reserve as many frames as are expected. They make one block.
-//   3. Store. Behind the reserved frames, blocks of a fixed size are added as they are needed.
+//   3. Store. After the reserved frames, blocks of a fixed size are added as they are needed.
 //   4. Read single frames in place, or Copy a run of them into one piece.
 //
 // One thread at a time. Within the reserved frames nothing but Reserve allocates.
@@ -39,7 +39,7 @@ public:
     void Clear();
 
     // Stores `frames` frames of every buffer of `list` from frame `first` on, which is at most
-    // Frames(): behind the last one, or over those that there are. Nothing is read behind a
+    // Frames(): after the last one, or over those that there are. Nothing is read past a
     // buffer's mDataByteSize. Bytes that the list does not have, and channels, become 0; buffers
     // without a channel are not read.
     // Raises std::bad_alloc, with the store as it was, when memory is exhausted and where the
@@ -57,7 +57,7 @@ public:
 
     // Makes the system give memory for frames to come, one step per call, so that the Store that
     // first writes there does not wait for it: a step takes some microseconds. Whether there was
-    // one to take. Without one, as many bytes per channel as a page has are there behind the last
+    // one to take. Without one, as many bytes per channel as a page has are there after the last
     // frame. Frames that are stored stay as they are. TouchAhead keeps to the blocks that there
     // are; PrepareAhead also adds the next one when the last one that was added is half full, and
     // raises std::bad_alloc as Store does.

@@ -1,5 +1,5 @@
 // The three ways in which an SRCFilter runs. In all of them a call works on the last d inputs of
-// the previous call with the new ones behind, where d is one less than the taps of a branch.
+// the previous call with the new ones after, where d is one less than the taps of a branch.
 // Outputs that begin before the new inputs are computed in the history, which the first d new
 // inputs complete; the others are computed in place.
 
@@ -12,7 +12,7 @@
 namespace qel::core {
 namespace {
 
-// Puts the first d inputs behind what is kept in the history.
+// Puts the first d inputs after what is kept in the history.
 void Complete(std::vector<float>& history, const float* input, UInt32 d) {
     std::copy_n(input, d, history.begin() + d);
 }
@@ -118,7 +118,7 @@ void SRCFilter::RunDecimating(const float* const* input, float* const* output, U
     const UInt32 d = mTapsPerPhase - 1;
     const UInt64 tail = frames - d;
     const UInt64 step = mDownFactor;
-    // Outputs that begin in the history, inputs passed over then, outputs that begin behind.
+    // Outputs that begin in the history, inputs passed over then, outputs that begin after.
     const UInt64 position = mPolyphaseIndex;
     const UInt64 headCount = position < d ? (d - position - 1) / step + 1 : 0;
     const UInt64 skip = position + step * headCount - d;

@@ -88,7 +88,7 @@ public:
         return InsertCFType(index, CACFBoolean(value).GetCFBoolean());
     }
 
-    // In place of the item at `index`; at the number of items, behind the last.
+    // In place of the item at `index`; at the number of items, after the last.
     bool SetCFType(UInt32 index, CFTypeRef value);
     bool SetData(UInt32 index, CFDataRef value) { return SetCFType(index, value); }
     bool SetDictionary(UInt32 index, CFDictionaryRef value) { return SetCFType(index, value); }

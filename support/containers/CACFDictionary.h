@@ -98,7 +98,7 @@ public:
     bool GetDictionary(CFStringRef key, CFDictionaryRef& out) const {
         return detail::ReadItem(Item(key), out);
     }
-    // A 64-bit integer read as a fixed-point number with 32 bits behind the point.
+    // A 64-bit integer read as a fixed-point number with 32 bits after the binary point.
     bool GetFixed64(CFStringRef key, Float64& out) const;
     bool GetCACFString(CFStringRef key, CACFString& out) const;
     bool GetCACFArray(CFStringRef key, CACFArray& out) const;

@@ -19,7 +19,7 @@ const Keys kRhythm = {"global tempo", "beat data", "global number of beats per b
                       "down beat data"};
 const Keys kTempoAlone = {"global tempo"};
 
-// What is heard as a beat lies within the frame of 1024 samples that is the beat, or behind it: the
+// What is heard as a beat lies within the frame of 1024 samples that is the beat, or after it: the
 // smoothing's kernel is centred at 20 of 21 parts of its half length, 5 % of a period early.
 constexpr double kFrameSeconds = 1024.0 / 44100;
 constexpr double kHopSeconds = 128.0 / 44100;

@@ -1,7 +1,7 @@
 # Clients printed in README.md, taken out of it, compiled and run as they stand there.
 #
 # qel_add_readme_client(language output libraries... [NAME name] [ARGUMENTS arguments...]): the first
-# block of that language behind the marker <!-- client:name -->; its program must print `output` (a
+# block of that language after the marker <!-- client:name -->; its program must print `output` (a
 # regular expression) for these arguments. Without a name, the language is the name. A README without
 # the block is a failing test, and a README that changes is read again.
 

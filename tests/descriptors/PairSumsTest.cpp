@@ -82,7 +82,7 @@ std::vector<float> AmplitudesOf(const std::vector<unsigned int>& peaks,
     return amplitudes;
 }
 
-// One number at a time: distance n goes to sum n % 8, but for what is behind the last whole eight.
+// One number at a time: distance n goes to sum n % 8, but for what is after the last whole eight.
 float SumOfLimitedProducts(const std::vector<unsigned int>& peaks,
                            const std::vector<float>& amplitudes) {
     float sum = 0.0f;

@@ -149,7 +149,7 @@ TEST_F(PeakFiguresTest, TheMeanOfNoPeaksIsZero) {
     EXPECT_EQ(0.0f, rows[2][peak::PeakMean]);
 }
 
-// Two peaks of one height have their bins far behind the packed array, so the amplitude in the
+// Two peaks of one height have their bins far beyond the packed array, so the amplitude in the
 // rough sum is 0 and only the bare -5 of the second exponential is left.
 TEST_F(PeakFiguresTest, DissonanceOfTwoPeaksOfEqualHeightCloseTogetherIsNegative) {
     mRateHz = 100.0; // the peaks at bins 171 and 341 lie 16.6 Hz apart

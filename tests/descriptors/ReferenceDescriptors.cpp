@@ -250,7 +250,7 @@ HistogramFigures HistogramProperties(const std::vector<double>& m) {
 
 namespace {
 
-// Peaks packed by their number, zeros behind them, as the definitions read them.
+// Peaks packed by their number, zeros after them, as the definitions read them.
 struct Peaks {
     std::vector<double> p = std::vector<double>(kNumBins, 0.0);
     std::vector<std::size_t> bin;

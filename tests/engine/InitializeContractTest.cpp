@@ -145,7 +145,7 @@ TEST(InitializeContractTest, AStreamWithoutChannelsRunsAndDeliversEmptyResults) 
 
 TEST(InitializeContractTest, OnlyTheFirst32BytesOfTheLayoutAreRead) {
     static_assert(sizeof(AudioChannelLayout) == 32);
-    // Exactly that much memory, so that a memory checker sees any byte read behind it.
+    // Exactly that much memory, so that a memory checker sees any byte read past it.
     const auto layout = std::make_unique<AudioChannelLayout>(PlainLayout());
     const AudioStreamBasicDescription format = CanonicalFormat(44100.0, 2);
     TestAnalyzer analyzer({"spectrum"});

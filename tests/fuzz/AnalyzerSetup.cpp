@@ -55,7 +55,7 @@ KeyList::KeyList(ByteProgram& program) {
             const int known = place % static_cast<int>(kSlots.size());
             const int slot = kSlots[static_cast<std::size_t>(known)];
             CFArrayAppendValue(array, NameOfPlace(names, known));
-            // The key of the whole stream has an owner only behind another one of its group.
+            // The key of the whole stream has an owner only after another one of its group.
             mHasEnded = mHasEnded || (known == kGlobalKeyPlace && (mSlots & (1u << slot)) == 0);
             if (!mHasEnded) {
                 mSlots |= 1u << slot;

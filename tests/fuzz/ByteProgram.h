@@ -7,7 +7,7 @@
 
 namespace qel::fuzz {
 
-// Reads the bytes of an input as a program: numbers, choices and floats one behind the other. Past
+// Reads the bytes of an input as a program: numbers, choices and floats one after the other. Past
 // the end everything reads as 0.
 class ByteProgram {
 public:

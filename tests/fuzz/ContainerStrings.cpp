@@ -188,7 +188,7 @@ CFStringRef MakeString(ByteProgram& program) {
         bytes.resize(std::strlen(bytes.c_str())); // up to the first zero
         string = CFStringCreateWithCString(nullptr, bytes.c_str(), encoding);
     } else {
-        // A copy in memory of its size, without a zero behind it.
+        // A copy in memory of its size, without a zero after it.
         const std::vector<UInt8> exact(bytes.begin(), bytes.end());
         string = CFStringCreateWithBytes(nullptr, exact.data(), static_cast<CFIndex>(exact.size()),
                                          encoding, way == 1);

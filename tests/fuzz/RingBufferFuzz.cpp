@@ -96,7 +96,7 @@ private:
         Allocate();
     }
 
-    // A run of frames behind the end, after a gap, before the end, or anywhere.
+    // A run of frames after the end, after a gap, before the end, or anywhere.
     SInt64 TimeOfStore() {
         switch (mProgram.Below(8)) {
         case 0:

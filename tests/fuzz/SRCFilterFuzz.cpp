@@ -87,7 +87,8 @@ public:
         return count;
     }
 
-    // Whether some output was computed with 0 for its last input, as is meant in some ratios.
+    // Whether some output was computed with 0 for its last input, which the contract requires for
+    // some ratios.
     bool LacksAnInput() const { return mLacksAnInput; }
 
 private:

@@ -29,7 +29,7 @@ struct Impulse {
 };
 Audio Impulses(std::size_t frames, const std::vector<Impulse>& impulses);
 
-// The second stretch behind the first; both have the same channels.
+// The second stretch after the first; both have the same channels.
 Audio Joined(Audio first, const Audio& second);
 
 } // namespace qel::test

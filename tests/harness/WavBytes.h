@@ -18,7 +18,7 @@ struct WavBytes {
     std::uint32_t byteRate = 96000;
     std::uint16_t align = 2;
     std::uint16_t bits = 16;
-    std::string extension{};           // what the format has behind its bits
+    std::string extension{};           // what the format has after its bits
     std::uint32_t dataSize = 2 * 4800; // as stated
     std::string data = std::string(2 * 4800, '\x11');
 

@@ -219,7 +219,7 @@ void AreCepstraOfSilence(const KeyResults& results, std::size_t channel) {
     }
 }
 
-// Bin 0 is the mean behind the window, bin 1 is half of that. The lowest band sees them by the
+// Bin 0 is the mean of the windowed frame, bin 1 is half of that. The lowest band sees them by the
 // moduli 0.3168 and 0.0095.
 void AreGammaEnergiesOfHalf(const KeyResults& results, std::size_t channel) {
     ExpectAlike(results, channel, 0);

@@ -24,7 +24,7 @@ std::vector<Value> ValuesOf(const Bytes& bytes) {
     return values;
 }
 
-// Field by field, as the bytes behind the last field have no content.
+// Field by field, as the bytes after the last field have no content.
 Bytes EventBytes(const QelAudioAnalysisEventList& list) {
     if (list.mCount == 0) {
         return {};

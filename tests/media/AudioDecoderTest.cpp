@@ -208,7 +208,7 @@ TEST(AudioDecoderTest, AnM4AWithoutEditListIsTrimmedByItsGaplessComment) {
     const std::string comment = MakeBox(
         "----", MakeBox("mean", zeros + "com.apple.iTunes") + MakeBox("name", zeros + "iTunSMPB") +
                     MakeBox("data", std::string("\0\0\0\1", 4) + zeros + text));
-    // The boxes stand one in the other at the end of the file, behind the audio.
+    // The boxes stand one in the other at the end of the file, after the audio.
     std::string file = ReadFile(coded) + comment;
     for (const char* name : {"ilst", "meta", "udta", "moov"}) {
         GrowBox(file, name, comment.size());

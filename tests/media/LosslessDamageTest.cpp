@@ -130,7 +130,7 @@ TEST(LosslessDamageTest, AFlacFrameThatIsMissingIsMissed) {
 
 TEST(LosslessDamageTest, AFlacIsHeldAgainstItsSum) {
     const TempDirectory directory;
-    constexpr std::size_t kSumPosition = 26; // behind the magic, a block's header and 18 bytes
+    constexpr std::size_t kSumPosition = 26; // after the magic, a block's header and 18 bytes
     const std::vector<MediaPair> pairs = MediaPairs({"flac", "s24.flac"});
     EncodePairs(pairs, 10000, directory);
     for (const MediaPair& pair : pairs) {

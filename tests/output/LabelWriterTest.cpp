@@ -136,7 +136,7 @@ TEST_F(LabelWriterTest, FilesHaveDirectoriesAndOneThatFailsLeavesNothing) {
     }
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(mDirectory.Entries("out"), expected);
-    // Nothing of the file that failed has come into the one behind it.
+    // Nothing of the file that failed has come into the one after it.
     EXPECT_EQ(Track("beat-data", "c.wav"), "");
 }
 

@@ -103,7 +103,7 @@ TEST(AAConstantQSpectralProcessorSettingsTest, WithoutAThresholdKernelsAreWhole)
     const ConstantQSettings settings{500.0f, 4000.0f, 24, 0.0f};
     ExpectAgreement(settings, 22050.0, {4096, 1024});
     // In the time domain: nothing is left out, so an impulse reads the window itself, sample by
-    // sample, and behind a kernel's end there is nothing but rounding.
+    // sample, and after a kernel's end there is nothing but rounding.
     ProcessorRun run(settings, 22050.0, {4096, 4096}, 1);
     const ReferenceConstantQ reference(22050.0, settings);
     for (const std::size_t at : {0u, 50u, 100u, 301u, 700u, 1500u, 4000u}) {

@@ -15,7 +15,7 @@ namespace qel::test {
 // samples keeps its semitones apart.
 Audio KeySound(std::size_t key, double rateHz, std::size_t frames, double amplitude = 0.05);
 
-// Stretches of such sounds, one behind the other. Each is 80 dB louder than the one before, so that
+// Stretches of such sounds, one after the other. Each is 80 dB louder than the one before, so that
 // a frame that has anything of two of them sounds like the later one.
 struct KeyStretch {
     std::size_t key;

@@ -34,7 +34,7 @@ double OwnMagnitude(std::size_t bin, double rateHz) {
     return 0.5 * (0.54 * r - 0.46 * std::sin(2.0 * kPi * r) / (2.0 * kPi));
 }
 
-// One frame for the sine at the centre of each bin, one behind the other; every eighth result of
+// One frame for the sine at the centre of each bin, one after the other; every eighth result of
 // the stream, beginning with the first, is one of them.
 std::vector<std::vector<float>> SpectraOfCentres(double rateHz) {
     Audio audio(1);
@@ -151,7 +151,7 @@ TEST_F(ConstantQPlacementTest, LongKernelsMeetTheFrameWithTheirBeginning) {
     }
 }
 
-// Behind its end a kernel has nothing but what the threshold, by leaving out side lobes, spreads
+// After its end a kernel has nothing but what the threshold, by leaving out side lobes, spreads
 // over its row.
 TEST_F(ConstantQPlacementTest, BehindItsEndAKernelHearsNothing) {
     const std::vector<float> spectrum = SpectrumOfImpulse(8000);

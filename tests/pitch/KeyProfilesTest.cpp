@@ -117,7 +117,7 @@ TEST(KeyProfilesTest, ProfilesSumToZeroUpToTheirDigits) {
         for (std::size_t p = 0; p < kPitchClasses; ++p) {
             sum += double{KeyProfile(k)[p]};
         }
-        EXPECT_NEAR(sum, 0, 12 * 0.5e-5); // five digits behind the point are given
+        EXPECT_NEAR(sum, 0, 12 * 0.5e-5); // given to five decimal places
     }
 }
 
@@ -125,7 +125,7 @@ TEST(KeyProfilesTest, NamesAreMajorThenMinorFromCUpwards) {
     const std::array<const char*, 12> tonics = {"C",  "C#", "D",  "D#", "E",  "F",
                                                 "F#", "G",  "G#", "A",  "A#", "B"};
     for (UInt32 k = 0; k < kPitchClasses; ++k) {
-        // Two major keys are in lower case, deliberately.
+        // Required by the contract: two major keys are in lower case.
         const std::string major = k == 5 || k == 6 ? " major" : " Major";
         EXPECT_EQ(Text(KeyName(k)), tonics[k] + major);
         EXPECT_EQ(Text(KeyName(kPitchClasses + k)), std::string(tonics[k]) + " Minor");

@@ -23,7 +23,7 @@ std::size_t BinCountFor(const ConstantQSettings& settings) {
         std::ceil(static_cast<float>(settings.binsPerOctave) * octaves));
 }
 
-// A carrier of Q periods under a Hamming window, divided by its length, and zeros behind it.
+// A carrier of Q periods under a Hamming window, divided by its length, and zeros after it.
 std::vector<std::complex<double>> Kernel(std::size_t length, double q, std::size_t size) {
     std::vector<std::complex<double>> kernel(size);
     const auto count = static_cast<double>(length);

@@ -166,7 +166,7 @@ TEST(SemitoneBankTest, AnInfiniteMagnitudeOnAnEdgeSpoilsAllCells) {
         EXPECT_TRUE(std::isnan(sums[0]));
         EXPECT_TRUE(std::isnan(sums[1]));
     }
-    // Behind the bins of all cells as well.
+    // After the bins of all cells as well.
     const SemitoneBank last = BankOf({c, edge});
     for (const float sum : Apply(last, {1, kInfinity})) {
         EXPECT_TRUE(std::isnan(sum));

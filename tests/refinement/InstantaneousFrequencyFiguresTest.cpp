@@ -92,7 +92,7 @@ TEST(InstantaneousFrequencyFiguresTest, AnImpulseLeavesTheCentres) {
     }
 }
 
-// Nothing divided by nothing: that is meant.
+// Required by the contract: silence divides 0 by 0, so its frequencies are NaN.
 TEST(InstantaneousFrequencyFiguresTest, SilenceHasNoFrequencies) {
     const Audio audio = Joined(Noise(0.5f, 1, 2 * kHop, 20), Silence(1, 3 * kHop));
     const auto rows = RowsOf(kInstantaneousFrequency, audio);

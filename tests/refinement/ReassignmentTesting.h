@@ -20,7 +20,7 @@ inline const std::string kReassigned = "reasigned spectrum";
 inline constexpr std::size_t kHop = ReferenceReassignment::kHop;
 inline constexpr std::size_t kBins = ReferenceReassignment::kBins;
 
-// One delivery. Of a channel all frames, one behind the other, each with its bins.
+// One delivery. Of a channel all frames, one after the other, each with its bins.
 struct ReassignedResult {
     std::size_t frames = 0;
     std::vector<std::vector<std::complex<float>>> channels;

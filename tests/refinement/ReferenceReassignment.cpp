@@ -48,7 +48,8 @@ double FrequencyRamp(std::size_t i) {
                      : static_cast<double>(i - kBins) - static_cast<double>(kBins) + 0.5;
 }
 
-// The upper half of the spectrum repeats the lower half without conjugation. That is meant.
+// Required by the contract: the upper half of the spectrum repeats the lower half without
+// conjugation.
 std::vector<double> MakeDerivativeWindow(const std::vector<double>& window) {
     const std::vector<double> ones(kFrame, 1.0);
     const std::vector<Complex> half = FixedSpectrumOf(window, ones).bins;

@@ -33,7 +33,7 @@ std::vector<Bounded> MagnitudesOf(const std::vector<float>& samples, std::size_t
         .Magnitudes();
 }
 
-// The entry of the table of cosines in the row that is meant to be a band's.
+// The entry of the table of cosines, read as rows of bands.
 double TableEntry(std::size_t index) {
     const auto band = static_cast<double>(index / 13);
     const auto coefficient = static_cast<double>(index % 13);

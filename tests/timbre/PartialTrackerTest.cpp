@@ -42,7 +42,7 @@ protected:
 
     ActivePartial First() const { return mTracker.Partials().At(0); }
 
-    // Silence stands behind the bins, which would end tracks.
+    // Silence stands after the bins, which would end tracks.
     std::vector<float> WithRoom(float magnitude) const {
         std::vector<float> magnitudes(kBins, magnitude);
         magnitudes.resize(kBins + kVectorRoom, 0.0f);

@@ -149,7 +149,7 @@ TEST(PartialsFiguresTest, ALoudTrackDiesWithTheFirstSilentFrame) {
 }
 
 // The tone comes back more quietly, as the limit of growth of a quiet track wants it. The other
-// one, younger and of lower frequency, stands behind it as long as its track lasts, and before a
+// one, younger and of lower frequency, stands after it as long as its track lasts, and before a
 // new one.
 TEST(PartialsFiguresTest, ATrackIsFoundAgainAfterFourMissedFramesAndNotAfterFive) {
     for (const std::size_t missed : {1u, 4u, 5u}) {

@@ -181,7 +181,7 @@ TEST(PartialsRepresentationTest, MetaDataHasRateFrameAndHop) {
     }
 }
 
-// The query answers and writes nothing: that is meant.
+// Required by the contract: the query succeeds and writes nothing.
 TEST(PartialsRepresentationTest, TheDataSizeIsAskedForInVain) {
     for (const std::string& key : kPartialKeys) {
         const TestAnalyzer analyzer({kPartialsKey}, {44100.0, 1});

@@ -117,7 +117,7 @@ TEST(PhaseFiguresTest, SilenceAfterSoundHasNoWeights) {
 
 // A click in the first half of a frame has magnitudes of twice its windowed value and phases p that
 // fall evenly; bin 0 joins both ends of the spectrum, and so has the square root of two as much.
-// The frame behind is silent. Its prediction is exp(p - p) = 1 times those magnitudes.
+// The frame after is silent. Its prediction is exp(p - p) = 1 times those magnitudes.
 TEST(PhaseFiguresTest, AfterAClickTheDifferenceIsItsMagnitudes) {
     constexpr std::size_t kAt = 301; // odd, so that no phase is half a turn
     const auto rows = RowsOf(kPhaseProperties, Impulses(kFrame + kHop, {{kAt, 0.8f}}));
@@ -128,9 +128,9 @@ TEST(PhaseFiguresTest, AfterAClickTheDifferenceIsItsMagnitudes) {
     EXPECT_NEAR(sum, rows[1][kComplex], 1e-5 * sum);
 }
 
-// The prediction takes exp of an angle as a real number: that is meant. A sine goes on as it was,
-// so that a prediction by turning would come out near its magnitudes, and the difference near 0.
-// This one lies beyond them, since exp of an angle between -2 pi and 2 pi is seldom near 1.
+// Required by the contract: the prediction is exp(phase), not exp(i phase). A sine continues
+// unchanged, so a prediction by rotation would come out near its magnitudes, and the difference
+// near 0. This one lies beyond them, since exp of an angle between -2 pi and 2 pi is seldom near 1.
 TEST(PhaseFiguresTest, TheComplexDifferenceTakesTheExponentAsAReal) {
     const Audio audio = Sine(44100.0, 1000.3, 0.5, kPhaseProperties.SamplesFor(40));
     const auto rows = RowsOf(kPhaseProperties, audio);

@@ -290,7 +290,7 @@ bool ReferencePartials::Walk(Tracks tracks, const PartialRow& delivered, Tracks&
         }
     }
     for (std::size_t p = 0; p < peaks.size(); ++p) {
-        // A height is set against a logarithm; that is meant.
+        // Required by the contract: a linear magnitude is compared with a logarithm.
         if (!matched[p] && peaks[p].magnitude > mThreshold) {
             const Track born{0.0, 0.0, 20.0, 0.0, 0, {}};
             if (!place(born, [&](const PartialRecord& r) { return Fits(peaks[p], r); })) {

@@ -22,7 +22,7 @@ PeakSpectrum SpectrumOf(const std::vector<float>& logs) {
     return {logs.data(), static_cast<UInt32>(logs.size()), nullptr, nullptr};
 }
 
-// Behind the logarithms stand high ones, which are not to be looked at.
+// After the logarithms stand high ones, which are not to be looked at.
 std::vector<Peak> PeaksOf(PeakSpectrum spectrum, float threshold) {
     const float* const logs = spectrum.mLogMagnitudes;
     std::vector<float> withRoom(logs, logs + spectrum.mNumBins);

@@ -19,7 +19,7 @@ using Refuse = MemoryGate::Refuse;
 
 constexpr long kMostRequests = 20000;
 
-// Whether std::bad_alloc left the call when the request behind `granted` others was refused.
+// Whether std::bad_alloc left the call when the request after `granted` others was refused.
 // `refused` tells whether there was such a request.
 template <class Call>
 bool ThrowsWithout(long granted, bool& refused, const Call& call) {

@@ -21,7 +21,7 @@ private:
     std::string mSignals; // every handler, with its flags and mask, and the thread's own mask
     std::string mDirectory;
     std::string mEnvironment;
-    std::string mDescriptors; // the numbers that are open, and what stands behind them
+    std::string mDescriptors; // the numbers that are open, and what stands after them
 };
 
 } // namespace qel::trust

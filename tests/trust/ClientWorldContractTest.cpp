@@ -1,4 +1,4 @@
-// The client finds its world as it left it: behind every exported function, and in every callback.
+// The client finds its world as it left it: after every exported function, and in every callback.
 
 #include "tests/trust/ClientWorld.h"
 #include "tests/trust/Life.h"
@@ -55,7 +55,7 @@ struct Witness {
     }
 };
 
-// Looks around at the start of a callback, and behind the function that may be called in it.
+// Looks around at the start of a callback, and after the function that may be called in it.
 void LookAround(Client& client, CFStringRef key, UInt32 count, QelAudioAnalysisBlock* blocks,
                 void* context) {
     auto& witness = *static_cast<Witness*>(context);
@@ -81,7 +81,7 @@ protected:
     WorldTest() { std::fegetenv(&mBefore); }
     ~WorldTest() override { std::fesetenv(&mBefore); }
 
-    // A whole life, looked at behind every step.
+    // A whole life, looked at after every step.
     Digests LiveAndLook(CFArrayRef keys, Witness& witness) const {
         Client client(keys, mLife.Setup());
         client.OnCallback(LookAround, &witness);

@@ -133,7 +133,7 @@ TEST_F(DeterminismContractTest, SixteenHandlesInTurnDoNotMeet) {
         EXPECT_EQ(0, clients.back()->New());
         EXPECT_EQ(0, clients.back()->Initialize());
     }
-    // Each a push behind the one before it, so that they stand at other places of the stream.
+    // Each a push after the one before it, so that they stand at other places of the stream.
     constexpr UInt32 kPush = 2048;
     for (std::size_t step = 0; step < length / kPush + clients.size(); ++step) {
         for (std::size_t i = 0; i < clients.size(); ++i) {

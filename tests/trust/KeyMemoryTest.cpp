@@ -49,7 +49,7 @@ protected:
         client.Process(1);
     }
 
-    // Refuses each request of the call in turn (each RequestStride()th) and goes on, behind a reset
+    // Refuses each request of the call in turn (each RequestStride()th) and goes on, after a reset
     // too. `asks` tells whether there are any.
     void RefuseEveryRequest(const std::function<void(Client&)>& prepare,
                             const std::function<void(Client&)>& call, bool asks = true) const {

@@ -40,7 +40,7 @@ long Stride(const std::string& step) {
 // What a process tells the test.
 struct Report {
     Outcome outcome;
-    long live;        // blocks that are held behind the client's end and were not before
+    long live;        // blocks that are held after the client's end and were not before
     bool refused;     // whether the life had as many requests
     std::size_t step; // in which one was refused
     bool told;        // and somebody was told
@@ -84,7 +84,7 @@ protected:
         EXPECT_EQ("", expected.results.Difference(report.outcome.results));
     }
 
-    // False if std::bad_alloc left a step. Stops behind a step in which a request was refused
+    // False if std::bad_alloc left a step. Stops after a step in which a request was refused
     // without that, too.
     static bool RunToException(const Life& life, Client& client, std::size_t& step) {
         for (step = 0; step < life.Steps().size(); ++step) {

@@ -98,7 +98,7 @@ TEST(PushMemoryTest, RhythmKeysRequestNothingInSixMinutesOfUnknownLength) {
     EXPECT_EQ(0, CountRequests(push).made) << "after a reset";
 }
 
-// Behind the room of the start, the list of chunks of onsets, 12 bytes for 256 samples, fills three
+// After the room of the start, the list of chunks of onsets, 12 bytes for 256 samples, fills three
 // blocks. Each of them adds the next one when it is half full.
 TEST(PushMemoryTest, NothingIsGivenBackWhereAnUnknownLengthTakesMoreBlocks) {
     constexpr std::size_t kEntryBytes = 12;

@@ -35,7 +35,7 @@ private:
     Value* mValue;
 };
 
-// Runs a body in a copy of this process, which ends behind it without any clean-up. False if the
+// Runs a body in a copy of this process, which ends after it without any clean-up. False if the
 // copy could not be made, or if a signal or an exit ended it before.
 template <class Body>
 bool RunInChild(const Body& body) {

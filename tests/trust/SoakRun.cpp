@@ -95,7 +95,7 @@ bool SoakRun::Run() {
     PushAll();
     CheckMemory();
     const SInt32 status = mClient.Process(1);
-    // Too little is left for a meter if the stream goes on for seconds only behind a stretch.
+    // Too little is left for a meter if the stream goes on for seconds only after a stretch.
     constexpr double kLeastSeconds = 10;
     const bool lacksMeter = mPlan.deliversStretches && RestSeconds() < kLeastSeconds;
     Expect(status == (lacksMeter ? -3 : 0), "Process: " + std::to_string(status));

@@ -210,7 +210,7 @@ std::string FirstLine(const std::string& text) {
 }
 
 // The parser takes "[live]" and "[one,two]" for lists and would look for files without brackets. A
-// byte of 0 behind them, which no argument can have of itself, keeps it from that.
+// byte of 0 after them, which no argument can have of itself, keeps it from that.
 std::vector<std::string> GuardBrackets(int argc, const char* const* argv) {
     std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
     for (std::string& argument : arguments) {

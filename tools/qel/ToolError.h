@@ -9,7 +9,7 @@ namespace qel::tool {
 enum ExitStatus : int {
     kExitSuccess = 0,
     kExitFailure = 1, // at least one file could not be analyzed, or an output could not be written
-    kExitUsage = 2    // the command line made no sense; nothing was analyzed
+    kExitUsage = 2    // usage error; nothing was analyzed
 };
 
 // One file, or one output, went wrong. The message is one line without the program's name.
@@ -18,7 +18,8 @@ public:
     explicit ToolError(const std::string& message) : std::runtime_error(message) {}
 };
 
-// The command line made no sense. The message is one line without the program's name.
+// Usage error: the command line cannot be understood. The message is one line without the program's
+// name.
 class UsageError : public ToolError {
 public:
     explicit UsageError(const std::string& message) : ToolError(message) {}

@@ -223,7 +223,7 @@ class Feature(Result):
             return self.values
         return self.values[:, :, index]
 
-    #: Neither the values nor the frames are meant: iterate over `names` or `values`.
+    #: Not iterable, as frames or values could be expected: iterate over `names` or `values`.
     __iter__ = None
 
     def __array__(self, dtype: Any = None, copy: bool | None = None) -> NDArray[Any]:

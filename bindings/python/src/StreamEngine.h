@@ -32,8 +32,8 @@ public:
     StreamEngine(const StreamEngine&) = delete;
     StreamEngine& operator=(const StreamEngine&) = delete;
 
-    // Any number of samples behind one pointer per channel. A signal ends it between two blocks,
-    // the rest of the samples is not analyzed then.
+    // `count` samples, one pointer per channel. A signal ends the push between two blocks; the rest
+    // of the samples is then not analyzed.
     void Push(std::span<const float* const> channels, std::size_t count, SignalWatch& watch);
 
     // Analyzes what is left of the last block, and ends the stream. The status of

@@ -206,7 +206,7 @@ extern void vDSP_maxmgvi(const float* A, vDSP_Stride IA, float* C, vDSP_Length* 
  * Counts changes of sign between neighbours and stops when B of them are found. An element is
  * negative if it is below 0: zeros of either sign, and NaN, are on the positive side.
  *
- * *C receives the index of the element behind the last change found times IA (0 if there is none),
+ * *C receives the index of the element after the last change found times IA (0 if there is none),
  * *D the count. Only the N elements of A are read.
  */
 extern void vDSP_nzcros(const float* A, vDSP_Stride IA, vDSP_Length B, vDSP_Length* C,

@@ -142,9 +142,9 @@ TEST(RangeSpectrumFiguresTest, AFloorIsRefusedOnlyIfSomethingLiesFarBelow) {
 }
 
 // Where the spectrum falls at once, the smoothed one falls most steeply in the middle, from the
-// last bin before the fall to the first one behind. The window lets the upper side leak into the
-// lower one: by its main lobe of 3 bins, and from its side lobes by less than 30 dB behind 6 bins.
-// So half the fall is passed within 4 bins behind the edge.
+// last bin before the fall to the first one after. The window lets the upper side leak into the
+// lower one: by its main lobe of 3 bins, and from its side lobes by less than 30 dB beyond 6 bins.
+// So half the fall is passed within 4 bins beyond the edge.
 TEST(RangeSpectrumFiguresTest, ACutoffIsFoundWhereTheSpectrumFalls) {
     for (const double rateHz : {44100.0, 48000.0}) {
         const double binHz = rateHz / 1024.0;

@@ -40,8 +40,8 @@ class ReferenceRange {
 public:
     ReferenceRange(std::size_t channels, double rateHz);
 
-    // Starts a new stream: the samples counted for headroom and the half frame that the last push
-    // ended with stay, which is meant.
+    // Starts a new stream. Required by the contract: the samples counted for headroom and the half
+    // frame that the last push ended with stay.
     void Reset();
 
     // One push, a vector of samples per channel. False, and nothing is taken, if the length is not

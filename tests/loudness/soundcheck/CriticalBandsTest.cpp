@@ -16,7 +16,7 @@ CriticalBands At(UInt32 sampleRate) {
     return bands;
 }
 
-// How many bands stand; they must tile the spectrum from bin 0, with nothing behind them.
+// How many bands stand; they must tile the spectrum from bin 0, with nothing after them.
 std::size_t Standing(const CriticalBands& bands) {
     std::size_t count = 0;
     while (count < bands.size() && bands[count].weight > 0.0f) {

@@ -31,7 +31,7 @@ Excerpt Interleaved(const Excerpt& left, const Excerpt& right) {
     return both;
 }
 
-// Floats that begin on a boundary of 32 bytes, or four bytes behind one.
+// Floats that begin on a boundary of 32 bytes, or four bytes after one.
 class Placed {
 public:
     Placed(const Excerpt& samples, bool aligned) : mStore(samples.size() + 16) {

@@ -32,7 +32,7 @@ Record Open(UInt32 channels, UInt32 sampleRate = 44100) {
     return Record(data);
 }
 
-// Samples at a 32-byte boundary, or `offset` floats behind one.
+// Samples at a 32-byte boundary, or `offset` floats after one.
 class PlacedSamples {
 public:
     explicit PlacedSamples(const std::vector<float>& samples, std::size_t offset = 0)

@@ -82,7 +82,7 @@ struct Whole {
     const char* kind;
     std::string header;      // up to the content of the chunk with audio
     std::size_t audio = 100; // bytes of it
-    std::string end{};       // what must stand behind it
+    std::string end{};       // what must stand after it
 };
 
 std::vector<Whole> WholeFiles() {

@@ -152,8 +152,8 @@ TEST_F(AABeatFunctionGeneratorSectionsTest, WithoutFlushAWholeSectionIsEnough) {
     ExpectTempi(EstimateTempi(Widened(function), kRate), mTempi.at(0));
 }
 
-// What comes behind a section that was taken without a flush is a stretch of its own, whose times
-// go on behind it.
+// What comes after a section that was taken without a flush is a stretch of its own, whose times
+// go on after it.
 TEST_F(AABeatFunctionGeneratorSectionsTest, AfterASectionWithoutFlushTheStreamGoesOn) {
     Make(1, {kBeatKey}, kLongStream);
     Access::AppendFunction(*mGenerator, {PulseFunction(kSectionFrames, 172.265625, 12)});
@@ -189,7 +189,7 @@ TEST_F(AABeatFunctionGeneratorSectionsTest,
     EXPECT_EQ(static_cast<double>(kSectionFrames + kRest - 1) / FunctionRate(kRate), *second);
 }
 
-// The later segment's times start behind all frames of the one before.
+// The later segment's times start after all frames of the one before.
 TEST_F(AABeatFunctionGeneratorSectionsTest, AnotherSegmentGoesOnInTime) {
     const std::vector<float> function = PulseFunction(3000, 172.265625, 1);
     Make(1, {kBeatKey}, kLongStream);

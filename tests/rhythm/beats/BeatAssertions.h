@@ -18,7 +18,7 @@ inline void ExpectTempi(const Tempi& expected, const std::array<float, 3>& actua
 }
 
 // The same frames, and the same strengths: relative 1e-3, for the spectra and decibels of single
-// precision behind them, and 1e-4 of the strongest for frames at which rises cancel.
+// precision after them, and 1e-4 of the strongest for frames at which rises cancel.
 inline void ExpectBeats(const Tracking& expected, double rateHz, double firstFrame,
                         const std::vector<Event>& actual) {
     // Where a choice of predecessors is closer than rounding, either is right, so no such audio.

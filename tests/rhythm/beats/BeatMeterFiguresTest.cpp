@@ -52,7 +52,7 @@ TEST(BeatMeterFiguresTest, TheReferenceAgreesOnMusic) {
     EXPECT_EQ(expected.anyFailed ? kNoMeter : 0, results.status);
 }
 
-// The matrices and the scores of a channel stand on those of the channels before: that is meant.
+// Required by the contract: matrices and scores of a channel add to those of the channels before.
 TEST(BeatMeterFiguresTest, ChannelsAddUp) {
     const std::vector<float> three = DrumTrack(kRate, {.meter = 3, .seconds = 14.0});
     const std::vector<float> four = DrumTrack(kRate, {.bpm = 100.0, .meter = 4, .seconds = 14.0});

@@ -120,12 +120,12 @@ double BeatOffsetSeconds(double periodFrames, double rateHz) {
     // The function rises while a click moves from the frame's end up to the middle of the window.
     // The rise in dB times the level is, for small steps, the window's own slope w', and the centre
     // of w' over the rising half of this window lies in the middle of that half. So the centre is
-    // the frame whose end lies a quarter of a frame behind the click, and its time is that of its
+    // the frame whose end lies a quarter of a frame after the click, and its time is that of its
     // first sample.
     const double frameSamples = 0.75 * static_cast<double>(kBeatFrameSize);
-    // The smoothed function is read behind the smoothing's centre: 0.05 of a period, and rounding.
+    // The smoothed function is read after the smoothing's centre: 0.05 of a period, and rounding.
     const double smoothingFrames = -SmoothingShift(static_cast<float>(periodFrames));
-    // The high-pass leaves a tail of -0.01 behind each peak. Under a Gaussian g of deviation s the
+    // The high-pass leaves a tail of -0.01 after each peak. Under a Gaussian g of deviation s the
     // maximum of both is where g' = 0.01 g, which is 0.01 s^2 early.
     const double deviation = periodFrames / 32.0;
     const double tailFrames = 0.01 * deviation * deviation;

@@ -12,8 +12,8 @@ namespace {
 constexpr double kTrackSeconds = 30.0;
 constexpr double kUnsettledSeconds = 2.0;
 constexpr double kGreatestDeviationSeconds = 0.02;
-// The chain of beats begins at the last frame, wherever that stands, which is meant, and leads over
-// to the clicks from there. Half a period of distance takes no more than six beats.
+// Required by the contract: the chain of beats begins at the last frame, wherever that is, and
+// moves onto the clicks from there. Half a period of distance takes at most six beats.
 constexpr std::size_t kBeatsThatLeadOver = 6;
 
 struct Spread {

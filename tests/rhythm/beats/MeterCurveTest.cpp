@@ -68,7 +68,7 @@ TEST_P(MeterCurveOfBeats, EachStepIsTheReferences) {
     MeterScores scores;
     MeterScoreList expectedScores{};
     constexpr std::array<double, 7> kWeights = {0.4, 1.0, 0.5, 0.5, 1.5, 1.0, 1.0};
-    // Twice, as for two channels: the second is divided and weighed on top of the first.
+    // Twice, as for two channels: the second is divided and weighted on top of the first.
     for (int channel = 0; channel < 2; ++channel) {
         scores.Judge(curve);
         const UInt32 meter = scores.WeighAndChoose();
@@ -95,7 +95,7 @@ TEST(MeterCurveTest, AFlatTopIsTakenAgainAndAgain) {
     MeterCurve curve(values);
     ASSERT_TRUE(curve.FindPeaks());
     EXPECT_EQ(kLags, curve.Peaks().size());
-    // The left side goes with the first taking; the top and what is behind it stay.
+    // The left side goes with the first taking; the top and what is after it stay.
     for (const MeterCurve::Peak& peak : curve.Peaks()) {
         EXPECT_EQ(100u, peak.position);
         EXPECT_EQ(2.0f, peak.value);

@@ -73,7 +73,7 @@ Tracking TrackBeats(std::span<const double> section, double rateHz, const Tempi&
 // smoothing window is read a little behind its centre, so beats stand early.
 double SmoothingShift(float period);
 
-// The rectified audio behind its low-pass, at the audio's rate.
+// The rectified audio after its low-pass, at the audio's rate.
 std::vector<float> RectifiedAudio(std::span<const float> samples);
 
 // That signal at 100 Hz. The rate must be a multiple of 100 Hz.
@@ -87,14 +87,15 @@ struct MeterPeak {
 // What is read out of a curve of 1350 values, the signal's repetition at shifts of 10 ms.
 struct MeterReading {
     std::vector<double> withoutTrend;
-    std::vector<double> belowBar; // weighed and smoothed, without the bar's lobe
+    std::vector<double> belowBar; // weighted and smoothed, without the bar's lobe
     std::vector<MeterPeak> peaks; // of what stands above a tenth of the bar, in the order of taking
     double barFrames = 0.0;       // in 10 ms
 };
 MeterReading ReadMeter(std::vector<double> repetition);
 
 // Adds to the score of each beat count from 2 to 8 the mean height of the peaks where it would
-// divide the bar. What earlier channels left is divided again: that is meant.
+// divide the bar. Required by the contract: the scores of earlier channels are
+// divided again.
 using MeterScoreList = std::array<double, 7>;
 void AddMeterScores(const std::vector<MeterPeak>& peaks, double barFrames, MeterScoreList& scores);
 

@@ -134,7 +134,7 @@ std::vector<double> DetectionFunction(std::span<const float> samples, double rat
         const Magnitudes magnitudes =
             MagnitudesOf(samples.subspan(frame * kBeatHopSize, kBeatFrameSize));
         const Bands current = PrunedDecibels(magnitudes, triangles);
-        // The lowest 40 bins of the spectrum, not the 40 bands: that is meant.
+        // Required by the contract: the lowest 40 bins of the spectrum, not the 40 bands.
         double low = 0.0;
         double rise = 0.0;
         for (std::size_t b = 0; b < kNumBands; ++b) {

@@ -27,7 +27,8 @@ struct Products {
 };
 
 // The audio's products with itself by lag and phase, on top of what stands there already; then
-// each is divided by its count, which is not taken back for a next channel. That is meant.
+// each is divided by its count. Required by the contract: a next channel does not undo the
+// division.
 void AddChannel(const std::vector<double>& x, Products& products) {
     for (std::size_t l = 0; l < kLags; ++l) {
         const std::size_t lag = l + 1;
@@ -113,9 +114,9 @@ std::vector<double> Repetition(const Matrix& smooth) {
     return repetition;
 }
 
-// The least-squares polynomial through (i, y[i]) for i from `first`, evaluated at i + 1 for all i:
-// the step of one between fit and evaluation is meant. Orthogonal polynomials over the points, so
-// that nothing cancels.
+// The least-squares polynomial through (i, y[i]) for i from `first`, evaluated at i + 1 for all i.
+// Required by the contract: the step of one between fit and evaluation. Orthogonal polynomials over
+// the points, so that nothing cancels.
 std::vector<double> Trend(const std::vector<double>& y, std::size_t first) {
     const double middle = 0.5 * static_cast<double>(first + y.size());
     const double reach = 0.5 * static_cast<double>(y.size() - first);

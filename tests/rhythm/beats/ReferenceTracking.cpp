@@ -40,7 +40,7 @@ std::size_t SmoothOffset(float period) {
         std::round(static_cast<double>(static_cast<float>(SmoothLength(period)) / 2.0f)));
 }
 
-// The section behind the smoothing window: each value a direct sum.
+// The section after the smoothing window: each value a direct sum.
 std::vector<float> Smoothed(std::span<const double> section, float period, std::size_t count) {
     const std::vector<float> kernel =
         CenteredWindow(period, -1.0f, 1.0f / (period / 32.0f), SmoothLength(period));
@@ -85,7 +85,7 @@ Links ForwardPass(const std::vector<float>& local, float period) {
         std::ptrdiff_t bestIndex = 0;
         for (std::size_t j = 0; j < searchLength; ++j) {
             const std::ptrdiff_t from = base + static_cast<std::ptrdiff_t>(j);
-            // Frame 0 never counts: that is meant.
+            // Required by the contract: frame 0 never counts.
             if (from < 1) {
                 continue;
             }
@@ -167,7 +167,7 @@ std::vector<std::size_t> DownBeatIndices(std::span<const float> strengths, std::
     if (std::isnan(strengths[anchor])) {
         anchor = 0;
     }
-    // Backwards one short of the last that fits: that is meant.
+    // Required by the contract: backwards, the last beat that would fit is left out.
     for (std::size_t k = 0; k < anchor / meter; ++k) {
         indices.push_back(anchor - k * meter);
     }

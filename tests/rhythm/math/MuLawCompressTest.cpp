@@ -54,7 +54,7 @@ TEST(MuLawCompressTest, ZeroAndOneStay) {
     }
 }
 
-// A vector's lanes and the rest behind it give the same.
+// A vector's lanes and the rest after it give the same.
 TEST(MuLawCompressTest, AValueDoesNotDependOnItsPlace) {
     Vector x;
     for (int i = 0; i < 37; ++i) {

@@ -144,8 +144,8 @@ TEST(GammatoneBankTest, AFilterBeginsAtRest) {
     }
 }
 
-// The weights stand the other way round than in a low-pass of 1 kHz, and that is meant: at 44.1 kHz
-// the newest sample weighs 0.867.
+// Required by the contract: the weights are exchanged against those of a low-pass of 1 kHz. At
+// 44.1 kHz the newest sample has the weight 0.867.
 TEST(GammatoneBankTest, TheHairCellWeighsTheNewestSampleMost) {
     for (const double rate : {8000.0, 44100.0, 96000.0}) {
         Gfb_Filter filter;

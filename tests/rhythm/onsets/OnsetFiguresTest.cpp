@@ -16,13 +16,13 @@ namespace {
 constexpr double kRate = 44100.0;
 
 // Samples from a click to its onset: three are the bank's delay, and then the curve must pass its
-// own smoothed values, which a click with a bank's answer of 10 ms behind it does within half a
+// own smoothed values, which a click with a bank's answer of 10 ms after it does within half a
 // millisecond.
 constexpr int kLeastDelay = 3;
 constexpr int kGreatestDelay = 22;
 
-// The ringing of the filters makes fainter onsets than this: behind a click that is none itself,
-// and in the digital silence a window behind one that is.
+// The ringing of the filters makes fainter onsets than this: after a click that is none itself,
+// and in the digital silence a window after one that is.
 constexpr double kRinging = 0.1;
 
 std::vector<int> FramesOf(const OnsetResults& results, double faint = kRinging) {
@@ -88,7 +88,7 @@ TEST(OnsetFiguresTest, StrongDoubleHitsStandWithin1024Samples) {
         ExpectAtClicks({10000, 11000}, onsets(1000, 0.8f));
         ExpectAtClicks({10000}, onsets(100, 0.8f));  // nearer than a quarter of the window
         ExpectAtClicks({10000}, onsets(600, 0.05f)); // weak
-        // Farther off and still in the window even the strongest is refused: that is meant.
+        // Required by the contract: farther off and still in the window, any is refused.
         ExpectAtClicks({10000}, onsets(1100, 0.8f));
         ExpectAtClicks({10000}, onsets(2000, 0.8f));
         ExpectAtClicks({10000, 12100}, onsets(2100, 0.8f));

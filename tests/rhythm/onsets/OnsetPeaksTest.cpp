@@ -201,7 +201,7 @@ TEST(OnsetPeaksTest, AtTheStartTheMedianHasFewerValues) {
     EXPECT_EQ((Indices{}), Onsets(x, 12).indices);
 }
 
-// The window's end is inclusive also at the end of the curve, where the value behind it counts as
+// The window's end is inclusive also at the end of the curve, where the value after it counts as
 // 0: of 12 values and that 0, the 8th. Of the 12 alone it would be the mean of the 7th and the 8th,
 // and 5 above would do.
 TEST(OnsetPeaksTest, TheLastMedianReadsAZeroAfterTheCurve) {
@@ -213,7 +213,7 @@ TEST(OnsetPeaksTest, TheLastMedianReadsAZeroAfterTheCurve) {
     };
     EXPECT_EQ((Indices{20}), onsets(5, 24));
     EXPECT_EQ((Indices{}), onsets(6, 24));
-    // The window ends exactly behind the last of 28 values: of 16 and the 0, the 10th.
+    // The window ends exactly after the last of 28 values: of 16 and the 0, the 10th.
     EXPECT_EQ((Indices{20}), onsets(7, 28));
     EXPECT_EQ((Indices{20}), onsets(7, 29));
 }
@@ -230,7 +230,7 @@ TEST(OnsetPeaksTest, WithAWindowOf2048OnlyStrongPeaksStandWithin1024) {
     EXPECT_TRUE(second(600, 0.75f)); // exactly strong
     EXPECT_FALSE(second(600, 0.7499f));
     EXPECT_TRUE(second(1024, 0.9f));
-    // A strong one farther off, yet inside the window, is refused: that is meant.
+    // Required by the contract: a strong one farther off, yet inside the window, is refused.
     EXPECT_FALSE(second(1025, 0.99f));
     EXPECT_FALSE(second(2047, 0.99f));
     EXPECT_TRUE(second(2048, 0.99f));

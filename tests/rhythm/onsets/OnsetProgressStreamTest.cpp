@@ -43,7 +43,7 @@ protected:
 
     // The same clicks in every channel, 700 frames apart. At a sensitivity of 100 candidates stand
     // at least 512 apart, and before a click nothing stands out of the curve that rises toward it:
-    // so each click is one candidate, and behind the last one the stream ends. In blocks of five
+    // so each click is one candidate, and after the last one the stream ends. In blocks of five
     // clicks, what runs on into the next channel is what ran on in the own one.
     static void PushClicks(OnsetRun& run, UInt32 channels, std::size_t count) {
         std::vector<Impulse> clicks;
@@ -117,7 +117,7 @@ TEST_F(OnsetProgressStreamTest, AStopIsMinus128AndDeliversNothing) {
     }
 }
 
-// The last two reports come behind the delivery; the second of them is that of every group of keys.
+// The last two reports come after the delivery; the second of them is that of every group of keys.
 TEST_F(OnsetProgressStreamTest, AStopAtTheEndComesAfterTheDelivery) {
     const Audio audio = MusicLike(kRate, 2, 44100, 3);
     const OnsetResults whole = AnalyzeOnsets(audio, kRate);

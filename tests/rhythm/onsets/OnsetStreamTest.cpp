@@ -34,8 +34,8 @@ OnsetResults Unflushed(const Audio& audio, UInt32 blockFrames = 4096) {
     return run.Process(0);
 }
 
-// The filters run straight on from one channel's block into the next, which is meant: so channels
-// leak into each other, and the cut into pushes matters.
+// Required by the contract: the filters run straight on from one channel's block into the next. So
+// channels leak into each other, and the cut into pushes matters.
 TEST(OnsetStreamTest, ChannelsShareTheFilters) {
     const Audio music = MusicLike(kRate, 1, 3 * 44100, 5);
     const OnsetResults mono = AnalyzeOnsets(music, kRate);
@@ -71,7 +71,7 @@ TEST(OnsetStreamTest, ShortPushesOfSeveralChannelsAreTakenInTurn) {
     }
 }
 
-// Whichever push of two pages of the store comes last, and without a flush behind it. Its samples
+// Whichever push of two pages of the store comes last, and without a flush after it. Its samples
 // are loud, so that they count.
 TEST(OnsetStreamTest, TheLastShortPushIsAnalyzed) {
     for (std::size_t frames = 8192; frames < 8192 + 2048; frames += 64) {

@@ -244,7 +244,7 @@ int OnsetWindow(std::size_t frames, float sensitivity) {
 double InclusiveMedian(std::span<const double> x, std::size_t lo, std::size_t hi) {
     const std::span<const double> inside = x.subspan(lo, std::min(hi + 1, x.size()) - lo);
     std::vector<double> values(inside.begin(), inside.end());
-    values.resize(hi - lo + 1); // behind the end are zeros
+    values.resize(hi - lo + 1); // after the end are zeros
     // Of an odd number of values these two are one. Both are at most the last.
     const std::size_t last = values.size() - 1;
     const auto lower = static_cast<std::ptrdiff_t>(std::min((values.size() + 1) / 2, last));

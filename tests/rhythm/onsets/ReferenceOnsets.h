@@ -63,7 +63,7 @@ struct Doubts {
     double least = 1e-17;
     // Peaks below this are left out: there are some in the last ringing of the filters, in digital
     // silence. As the curve falls by no more than the smoothing's pole per sample backward in time,
-    // nothing of note stands within 18000 samples behind them.
+    // nothing of note stands within 18000 samples after them.
     double faint = kFaint;
 };
 

@@ -148,7 +148,7 @@ std::vector<GammaBands> GammaEnergies(std::span<const float> samples) {
 }
 
 std::vector<AccentBands> Accents(const std::vector<GammaBands>& energies) {
-    // Of each group of nine bands the last one alone counts: that is meant.
+    // Required by the contract: of each group of nine bands the last one alone counts.
     constexpr std::array<std::size_t, kNumAccentBands> kPicked = {8, 17, 26, 35};
     std::array<AccentBand, kNumAccentBands> bands;
     std::vector<AccentBands> accents;
@@ -157,7 +157,7 @@ std::vector<AccentBands> Accents(const std::vector<GammaBands>& energies) {
         AccentBands second{};
         for (std::size_t b = 0; b < kNumAccentBands; ++b) {
             first[b] = bands[b].Step(Compressed(row[kPicked[b]]));
-            // A zero behind each value doubles the rate; nothing makes up for the halved level.
+            // A zero after each value doubles the rate; nothing makes up for the halved level.
             second[b] = bands[b].Step(0.0);
         }
         accents.push_back(first);

@@ -66,7 +66,8 @@ private:
     TempoSettings mSettings;
     std::size_t mLagCount;
     std::vector<std::vector<CombBank>> mBanks; // by channel and accent band
-    // The last winner of all channels, which a curve without peaks repeats: that is meant.
+    // Required by the contract: the last winner of all channels, which a curve without peaks
+    // repeats.
     std::size_t mWinner = 0; // lag, 0 before any
     std::set<std::size_t> mPossibleWinners = {0};
 };

@@ -91,11 +91,12 @@ TEST(UnWrapAngleEdgesTest, WrappingIsExactToTheBit) {
     }
 }
 
+// Required by the contract: pi and -pi change places.
 TEST(UnWrapAngleEdgesTest, PiWrapsToMinusPi) {
     std::vector<float> angles = {kPiFloat};
     PrincArg(angles.data(), 1);
     EXPECT_EQ(-kPiFloat, angles[0]);
-    EXPECT_EQ(-kPiFloat, WrapStepByStep(kPiFloat)); // that both are meant
+    EXPECT_EQ(-kPiFloat, WrapStepByStep(kPiFloat));
 }
 
 TEST(UnWrapAngleEdgesTest, UnwrappingIsExactToTheBit) {

@@ -49,7 +49,7 @@ TEST(FrameStoreTest, NewStoreHasNothing) {
     store.Copy(0, 0, 0, nullptr);
 }
 
-// Blocks of 5 frames behind none, or behind reserved ones of another number.
+// Blocks of 5 frames after none, or after reserved ones of another number.
 TEST(FrameStoreTest, RunsOfAnyLengthComeOutAcrossBlocks) {
     std::mt19937 random(1);
     for (const UInt32 channels : {1u, 2u, 3u}) {

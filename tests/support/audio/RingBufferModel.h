@@ -13,7 +13,7 @@ namespace qel::core {
 
 class RingBufferModel {
 public:
-    using Frame = std::vector<Byte>; // of all channels, one behind the other
+    using Frame = std::vector<Byte>; // of all channels, one after the other
 
     RingBufferModel(UInt32 channels, UInt32 bytesPerFrame, UInt32 capacity)
         : mChannels(channels), mBytesPerFrame(bytesPerFrame), mCapacity(capacity) {}
@@ -95,7 +95,7 @@ private:
                      Frame(std::size_t{mChannels} * mBytesPerFrame, 0));
     }
 
-    // Writes bytes into the buffer, those that would lie behind its end left out.
+    // Writes bytes into the buffer, those that would lie past its end left out.
     static void Put(std::vector<Byte>& buffer, SInt64 at, const std::vector<Byte>& bytes) {
         const SInt64 room = std::max<SInt64>(static_cast<SInt64>(buffer.size()) - at, 0);
         std::copy_n(bytes.begin(), std::min<SInt64>(room, static_cast<SInt64>(bytes.size())),

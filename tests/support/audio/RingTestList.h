@@ -12,7 +12,7 @@
 
 namespace qel::core {
 
-// Owns `buffers` buffers of `bytes` bytes each, filled with kUntouched, with a margin behind.
+// Owns `buffers` buffers of `bytes` bytes each, filled with kUntouched, with a margin after each.
 class RingTestList {
 public:
     static constexpr Byte kUntouched = 0xA5;

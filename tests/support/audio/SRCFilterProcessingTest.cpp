@@ -65,7 +65,7 @@ TEST(SRCFilterProcessingTest, AllRatiosGiveThePlainDoublePrecisionConvolution) {
                 const auto y = Convert(filter, x, {x.size()});
                 const FilterReference reference(filter.UpFactor(), filter.DownFactor(), parameters);
                 const auto expected = reference.Run(x);
-                // A first output that begins behind the history's end is another matter, below.
+                // A first output that begins after the history's end is another matter, below.
                 ASSERT_EQ(y.size(), expected.size()) << ratio.inputRate << ":" << ratio.outputRate;
                 for (std::size_t n = 0; n < y.size(); ++n) {
                     // Up to 61 products of up to 1, summed in single precision; the gain of the

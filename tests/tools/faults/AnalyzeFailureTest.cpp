@@ -26,7 +26,7 @@ protected:
         return RunTool(arguments);
     }
 
-    // A bad file costs one line and the status, and the file behind it is still analyzed.
+    // A bad file costs one line and the status, and the file after it is still analyzed.
     void ExpectFileFails(const std::string& path, const std::string& message) const {
         const ChildResult result = Analyze({path, mGood});
         EXPECT_EQ(result.status, 1);

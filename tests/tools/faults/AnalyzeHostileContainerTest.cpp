@@ -143,7 +143,7 @@ TEST(AnalyzeHostileContainerTest, TablesOfAnM4AMayHaveAnyCount) {
     const std::string m4a = Coded("m4a", {"-c:a", "aac"});
     std::vector<HostileFile> files{{"true.m4a", m4a, kFrames}};
     for (const std::string table : {"stsz", "stco", "stts"}) {
-        // Behind the name and 4 bytes of flags, the table of sizes has one size for all first.
+        // After the name and 4 bytes of flags, the table of sizes has one size for all first.
         const std::size_t count = Find(m4a, table) + (table == "stsz" ? 12 : 8);
         for (const std::uint32_t value : {0u, 0x10000000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
             files.push_back({table + std::to_string(value) + ".m4a",

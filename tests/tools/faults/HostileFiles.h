@@ -16,7 +16,7 @@ struct HostileFile {
     std::int64_t frames = kRefused; // that it is analyzed with
 };
 
-// Analyzes all of them in one run, and a good file behind them. Every one that is to be refused
+// Analyzes all of them in one run, and a good file after them. Every one that is to be refused
 // costs one line on standard error, and an entry with the same words in the results; the others are
 // analyzed with their frames, at most with a warning. The tool has half a minute for it, and but 2
 // GiB of memory unless a checker needs more.

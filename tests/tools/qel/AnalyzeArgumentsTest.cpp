@@ -43,7 +43,7 @@ protected:
         EXPECT_EQ(files[0]["frames"], 480);
     }
 
-    // A file that is not to be read costs one line, and the one behind it is analyzed.
+    // A file that is not to be read costs one line, and the one after it is analyzed.
     void ExpectBad(const std::string& name, const std::string& line) const {
         const ChildResult result = Analyze({"--", name, "good.wav"});
         EXPECT_EQ(result.status, 1);
