@@ -15,6 +15,20 @@ using Files = std::vector<std::pair<std::string, std::string>>; // path and faul
 
 class FoundFilesTest : public testing::Test {
 protected:
+    struct Found {
+        std::string path;
+        std::string identity;
+        std::string fault;
+    };
+
+    // The list once these are found too.
+    Files listedWith(const std::vector<Found>& found) {
+        for (const Found& each : found) {
+            mFound.Add(each.path, each.identity, each.fault);
+        }
+        return listed();
+    }
+
     Files listed() {
         Files files;
         mFound.ForEach([&](const ListedFile& file) { files.emplace_back(file.path, file.fault); });
@@ -41,22 +55,19 @@ TEST_F(FoundFilesTest, PathsAreInTheOrderOfTheirBytes) {
 }
 
 TEST_F(FoundFilesTest, OneIdentityIsOneFileWithItsFirstPath) {
-    mFound.Add("link", "1", "");
-    mFound.Add("file", "1", "");
-    mFound.Add("other", "1", "");
-    mFound.Add("alone", "2", "");
     const Files expected = {{"alone", ""}, {"file", ""}};
-    EXPECT_EQ(listed(), expected);
+    EXPECT_EQ(
+        expected,
+        listedWith({{"link", "1", ""}, {"file", "1", ""}, {"other", "1", ""}, {"alone", "2", ""}}));
 }
 
 // The fault goes with the path that stays.
 TEST_F(FoundFilesTest, FaultsStayWithTheirPaths) {
-    mFound.Add("b", "1", "unreadable");
-    mFound.Add("c", "1", "");
-    mFound.Add("e", "2", "");
-    mFound.Add("d", "2", "no file");
     const Files expected = {{"b", "unreadable"}, {"d", "no file"}};
-    EXPECT_EQ(listed(), expected);
+    EXPECT_EQ(
+        expected,
+        listedWith(
+            {{"b", "1", "unreadable"}, {"c", "1", ""}, {"e", "2", ""}, {"d", "2", "no file"}}));
 }
 
 TEST_F(FoundFilesTest, IdentitiesMayHaveAnyBytes) {
