@@ -28,15 +28,6 @@ protected:
         return tempi;
     }
 
-    // Onsets of height 1 on these beats.
-    static std::vector<float> onsetsAt(const BeatTimes& beats) {
-        std::vector<float> onset(kFrames);
-        for (const double seconds : beats) {
-            onset.at(static_cast<std::size_t>(std::lround(seconds * kFramesPerSecond))) = 1;
-        }
-        return onset;
-    }
-
     const StillMusic mMusic{kFrames};
     const std::vector<float> mEverywhere = std::vector<float>(kFrames, 1);
 };
@@ -66,15 +57,15 @@ TEST_F(BeatLevelTest, ReadingsOfFewerThanSixBeatsAreNone) {
 TEST_F(BeatLevelTest, ReadingsOnWhoseBeatsLittleBeginsAreNone) {
     const BeatTimes path = evenBeats(130, 50);
     const std::map<long, int> expected = {{130, 1}, {65, 2}, {43, 3}};
-    EXPECT_EQ(tempiOf(onsetsAt(path), path), expected);
+    EXPECT_EQ(tempiOf(onsetsAt(path, kFrames), path), expected);
 }
 
 TEST_F(BeatLevelTest, TheMeanOnBeatsCountsTheGreatestNearEach) {
     const BeatTimes beats = evenBeats(60, 4);
     const BeatActivity activity = mMusic.activity({});
     const BeatLevel level(activity, mMusic.bars(), kFramesPerSecond);
-    EXPECT_DOUBLE_EQ(level.meanAt(onsetsAt({1, 3.02}), beats), 0.5);
-    EXPECT_DOUBLE_EQ(level.meanAt(onsetsAt({1.2, 3.2}), beats), 0);
+    EXPECT_DOUBLE_EQ(level.meanAt(onsetsAt({1, 3.02}, kFrames), beats), 0.5);
+    EXPECT_DOUBLE_EQ(level.meanAt(onsetsAt({1.2, 3.2}, kFrames), beats), 0);
     EXPECT_DOUBLE_EQ(level.meanAt(mEverywhere, {}), 0);
 }
 
@@ -89,7 +80,7 @@ TEST_F(BeatLevelTest, TooFewBeatsGiveNoChoice) {
 // all others.
 TEST_F(BeatLevelTest, TheChoiceIsTheReadingWithTheGreatestScore) {
     const BeatTimes path = evenBeats(130, 50);
-    const BeatActivity activity = mMusic.activity(onsetsAt(path));
+    const BeatActivity activity = mMusic.activity(onsetsAt(path, kFrames));
     const BeatLevel level(activity, mMusic.bars(), kFramesPerSecond);
     const auto all = level.candidatesOf(path);
     const auto& best = *std::ranges::max_element(all, {}, &BeatLevel::Candidate::score);

@@ -23,15 +23,6 @@ enum Figure : std::size_t {
     kOctaves
 };
 
-// Onsets of height 1 in the frames of these times.
-std::vector<float> onsetsAt(const BeatTimes& times, std::size_t frames) {
-    std::vector<float> onset(frames);
-    for (const double seconds : times) {
-        onset.at(static_cast<std::size_t>(std::lround(seconds * kFramesPerSecond))) = 1;
-    }
-    return onset;
-}
-
 class SteadinessTest : public testing::Test {
 protected:
     std::array<double, kSteadinessFigures> figures(const std::vector<float>& onset,

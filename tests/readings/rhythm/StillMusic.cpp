@@ -1,5 +1,7 @@
 #include "tests/readings/rhythm/StillMusic.h"
 
+#include <cmath>
+
 namespace qel::readings::test {
 namespace {
 
@@ -33,6 +35,14 @@ BeatTimes evenBeats(double bpm, std::size_t count, double first) {
         beats.push_back(first + static_cast<double>(i) * 60 / bpm);
     }
     return beats;
+}
+
+std::vector<float> onsetsAt(const BeatTimes& times, std::size_t frames) {
+    std::vector<float> onset(frames);
+    for (const double seconds : times) {
+        onset.at(static_cast<std::size_t>(std::lround(seconds * kFramesPerSecond))) = 1;
+    }
+    return onset;
 }
 
 StillMusic::StillMusic(std::size_t frames)

@@ -17,6 +17,9 @@ constexpr double kFramesPerSecond = 100;
 // The beats from the second `first` on, `count` of them at equal distances.
 BeatTimes evenBeats(double bpm, std::size_t count, double first = 1);
 
+// Onsets of height 1 in the frames of these times, which must be among them.
+std::vector<float> onsetsAt(const BeatTimes& times, std::size_t frames);
+
 // A stream of `frames` frames that never change, for classes that ask for what they do not need in
 // a test. The onsets of its activity are those of the test.
 class StillMusic {
